@@ -1,0 +1,1 @@
+# What `cmake --install` puts where, and the files by which others find us.

@@ -1,0 +1,116 @@
+# How every target of this project is compiled, and the functions that make a
+# test, a benchmark or a fuzzer out of one source file.
+include(CheckCXXCompilerFlag)
+include(CheckLinkerFlag)
+
+set(fairlead_warnings
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror)
+
+# Hardening of release builds: each flag is used where the compiler knows it.
+set(fairlead_hardening_compile "")
+set(fairlead_hardening_link "")
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$")
+  foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
+    string(MAKE_C_IDENTIFIER "FAIRLEAD_HAS_${flag}" known)
+    check_cxx_compiler_flag(${flag} ${known})
+    if(${known})
+      list(APPEND fairlead_hardening_compile ${flag})
+    endif()
+  endforeach()
+  check_cxx_compiler_flag("-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2" FAIRLEAD_HAS_FORTIFY)
+  if(FAIRLEAD_HAS_FORTIFY)
+    list(APPEND fairlead_hardening_compile -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  endif()
+  foreach(flag relro now)
+    check_linker_flag(CXX "-Wl,-z,${flag}" FAIRLEAD_HAS_LINK_${flag})
+    if(FAIRLEAD_HAS_LINK_${flag})
+      list(APPEND fairlead_hardening_link -Wl,-z,${flag})
+    endif()
+  endforeach()
+endif()
+
+# Position-independent programs, where the toolchain can link them.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+
+# Applies warnings, hardening and visibility to one of our own targets.
+function(fairlead_compile_options target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+  if(FAIRLEAD_DEVELOPER)
+    target_compile_options(${target} PRIVATE ${fairlead_warnings})
+  endif()
+  target_compile_options(${target} PRIVATE ${fairlead_hardening_compile})
+  target_link_options(${target} PRIVATE ${fairlead_hardening_link})
+endfunction()
+
+# fairlead_program(name [LIBRARIES library…])
+#
+# A program of one source, name.cc, linked with the library.
+function(fairlead_program name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES")
+  add_executable(${name} ${name}.cc)
+  fairlead_compile_options(${name})
+  target_link_libraries(${name} PRIVATE fairlead::fairlead ${arg_LIBRARIES})
+endfunction()
+
+# fairlead_test(name [LIBRARIES library…] [TIMEOUT seconds])
+#
+# name.cc as a GoogleTest program; every test in it is one of ctest's.
+function(fairlead_test name)
+  if(NOT FAIRLEAD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "LIBRARIES")
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+  fairlead_program(${name} LIBRARIES GTest::gmock GTest::gtest_main ${arg_LIBRARIES})
+  gtest_discover_tests(${name}
+    DISCOVERY_MODE PRE_TEST
+    PROPERTIES TIMEOUT ${arg_TIMEOUT})
+endfunction()
+
+# fairlead_benchmark(name [LIBRARIES library…] [PEERS PREFIX::library…])
+#
+# name.cc as a Google Benchmark program. A peer is an imported target or a
+# pkg-config module written pkg:NAME; where it is missing, the benchmark is
+# built without it. A peer that is there defines FAIRLEAD_PEER_<NAME>.
+function(fairlead_benchmark name)
+  if(NOT FAIRLEAD_BENCHMARKS)
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES;PEERS")
+  find_package(benchmark REQUIRED)
+  fairlead_program(${name} LIBRARIES fairlead_benchmark_main ${arg_LIBRARIES})
+  foreach(peer IN LISTS arg_PEERS)
+    fairlead_find_peer(${peer} found)
+    if(found)
+      string(TOUPPER ${peer} macro)
+      string(MAKE_C_IDENTIFIER ${macro} macro)
+      target_compile_definitions(${name} PRIVATE FAIRLEAD_PEER_${macro})
+      target_link_libraries(${name} PRIVATE ${found})
+    else()
+      message(STATUS "${name}: ${peer} is not installed and will not be raced")
+    endif()
+  endforeach()
+  set_property(GLOBAL APPEND PROPERTY FAIRLEAD_BENCHMARK_PROGRAMS ${name})
+endfunction()
+
+# fairlead_fuzzer(name)
+#
+# name.cc as a libFuzzer program; its kept inputs stand in the folder
+# name_corpus beside it.
+function(fairlead_fuzzer name)
+  if(NOT FAIRLEAD_FUZZERS)
+    return()
+  endif()
+  fairlead_program(${name})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+endfunction()

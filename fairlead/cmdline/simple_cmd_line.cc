@@ -1,0 +1,1 @@
+#include "fairlead/cmdline/simple_cmd_line.h"

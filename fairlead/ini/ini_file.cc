@@ -1,0 +1,1 @@
+#include "fairlead/ini/ini_file.h"

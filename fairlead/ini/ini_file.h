@@ -1,0 +1,3 @@
+#ifndef FAIRLEAD_INI_INI_FILE_
+#define FAIRLEAD_INI_INI_FILE_
+#endif

@@ -1,0 +1,1 @@
+#include "fairlead/net/resolve.h"

@@ -1,0 +1,3 @@
+#ifndef FAIRLEAD_NET_RESOLVE_
+#define FAIRLEAD_NET_RESOLVE_
+#endif

@@ -1,0 +1,3 @@
+#ifndef FAIRLEAD_NET_TCP_CLIENT_
+#define FAIRLEAD_NET_TCP_CLIENT_
+#endif

@@ -1,0 +1,1 @@
+#include "fairlead/text/strings.h"

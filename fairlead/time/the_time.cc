@@ -1,0 +1,1 @@
+#include "fairlead/time/the_time.h"

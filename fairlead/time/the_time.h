@@ -1,0 +1,3 @@
+#ifndef FAIRLEAD_TIME_THE_TIME_
+#define FAIRLEAD_TIME_THE_TIME_
+#endif
