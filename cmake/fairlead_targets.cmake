@@ -2,6 +2,7 @@
 # test, a benchmark or a fuzzer out of one source file.
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
+include(fairlead_peers)
 
 set(fairlead_warnings
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror)
@@ -77,11 +78,10 @@ function(fairlead_test name)
     PROPERTIES TIMEOUT ${arg_TIMEOUT})
 endfunction()
 
-# fairlead_benchmark(name [LIBRARIES library…] [PEERS PREFIX::library…])
+# fairlead_benchmark(name [LIBRARIES library…] [PEERS peer…])
 #
-# name.cc as a Google Benchmark program. A peer is an imported target or a
-# pkg-config module written pkg:NAME; where it is missing, the benchmark is
-# built without it. A peer that is there defines FAIRLEAD_PEER_<NAME>.
+# name.cc as a Google Benchmark program. A peer that is installed is linked and
+# defines FAIRLEAD_PEER_<PEER>; one that is not is left out of the race.
 function(fairlead_benchmark name)
   if(NOT FAIRLEAD_BENCHMARKS)
     return()
@@ -92,15 +92,13 @@ function(fairlead_benchmark name)
   foreach(peer IN LISTS arg_PEERS)
     fairlead_find_peer(${peer} found)
     if(found)
-      string(TOUPPER ${peer} macro)
-      string(MAKE_C_IDENTIFIER ${macro} macro)
-      target_compile_definitions(${name} PRIVATE FAIRLEAD_PEER_${macro})
+      string(TOUPPER FAIRLEAD_PEER_${peer} macro)
+      target_compile_definitions(${name} PRIVATE ${macro})
       target_link_libraries(${name} PRIVATE ${found})
     else()
       message(STATUS "${name}: ${peer} is not installed and will not be raced")
     endif()
   endforeach()
-  set_property(GLOBAL APPEND PROPERTY FAIRLEAD_BENCHMARK_PROGRAMS ${name})
 endfunction()
 
 # fairlead_fuzzer(name)

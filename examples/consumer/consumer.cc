@@ -1,0 +1,11 @@
+// The least program that uses fairlead: says which port its command line names.
+
+#include <fairlead/fairlead.h>
+
+#include <cstdio>
+
+int main(int argc, char** argv) {
+  fairlead::CSimpleCmdLine args(argc, argv);
+  const int port = args.GetIntParam("port", 4000);
+  std::printf("port %s\n", fairlead::inttostr(port).c_str());
+}
