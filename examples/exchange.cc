@@ -1,0 +1,70 @@
+// Sends one line to a server and prints what comes back:
+//
+//     exchange -host localhost -port 6379 -text PING
+//
+// The whole of a small client: arguments, a name, a connection, a message, the
+// replies, and an end that always comes.
+
+#include <arpa/inet.h>
+#include <fairlead/fairlead.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <vector>
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+// A line as a message to the first address of the host.
+bool MakeMessage(const fairlead::CSimpleCmdLine& args,
+                 fairlead::CTCPMessage& message) {
+  const std::vector<std::string> addresses =
+      fairlead::resolveDnsFull(args.GetStrParam("host", "localhost"));
+  const std::string line = args.GetStrParam("text", "PING") + "\r\n";
+  if (addresses.empty() || line.size() > sizeof message.data) return false;
+
+  message.addr.sin_addr.s_addr = inet_addr(addresses.front().c_str());
+  message.addr.sin_port =
+      htons(static_cast<std::uint16_t>(args.GetIntParam("port", 6379)));
+  std::copy(line.begin(), line.end(), message.data);
+  message.len = static_cast<int>(line.size());
+  return true;
+}
+
+// Prints what arrives until a line is complete; true when one was.
+bool PrintOneLine(fairlead::CTCPClient& client, Clock::time_point deadline) {
+  while (Clock::now() < deadline && client.IsNotTerminated()) {
+    while (client.MessagesCount() > 0) {
+      const fairlead::CTCPMessage reply = client.PopMessage();
+      std::fwrite(reply.data, 1, static_cast<std::size_t>(reply.len), stdout);
+      if (std::find(reply.data, reply.data + reply.len, '\n') !=
+          reply.data + reply.len)
+        return true;
+    }
+    // The wake-up may have come before this wait, so the wait is a short one.
+    std::unique_lock lock(client.queueMutex);
+    client.messageCv.wait_for(lock, 50ms);
+  }
+  return false;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  fairlead::silent = false;
+  const fairlead::CSimpleCmdLine args(argc, argv);
+  fairlead::CTCPMessage request;
+  if (!MakeMessage(args, request)) return 6;
+
+  fairlead::CTCPClient client;
+  if (!client.ConnectTo(&request)) return 7;
+  if (!client.SendMsg(&request)) return 55;
+  const bool answered = PrintOneLine(client, Clock::now() + 5s);
+  client.Close();
+  return answered ? 0 : 52;
+}
