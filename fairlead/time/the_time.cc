@@ -16,14 +16,31 @@
 namespace fairlead {
 namespace {
 
+// Room for the longest form: six numbers of 11 characters make 77.
+using Room = std::array<char, 96>;
+
+constexpr char kNone = '\0';
+
 // The local calendar of an instant; all zero where the system has none.
 std::tm Local(std::time_t seconds) {
-  std::tm fields{};
-  if (localtime_r(&seconds, &fields) == nullptr) return {};
-  return fields;
+  std::tm local{};
+  if (localtime_r(&seconds, &local) == nullptr) local = {};
+  return local;
 }
 
-// Writes `number` as printf does with "%0<width>d"; returns the end.
+// What is written below goes to `at`; each function returns its end.
+
+char* WriteText(char* at, std::string_view text) {
+  return std::copy(text.begin(), text.end(), at);
+}
+
+// A mark between two numbers, which may be kNone.
+char* WriteMark(char* at, char mark) {
+  *at = mark;
+  return mark == kNone ? at : at + 1;
+}
+
+// The number as printf writes it with "%0<width>d".
 char* WriteAny(char* at, std::int64_t number, int width) {
   std::array<char, std::numeric_limits<std::int64_t>::digits10 + 1> digits;
   if (number < 0) {
@@ -52,49 +69,48 @@ char* WriteFour(char* at, std::int64_t number) {
   return WriteTwo(WriteTwo(at, number / 100), number % 100);
 }
 
-// The calendar of an instant, being written. Years and months are counted on
-// in 64 bits, since the last year of a `tm` is beyond `int`.
-class Stamp {
- public:
-  explicit Stamp(std::time_t seconds) : fields_(Local(seconds)) {}
+// Years and months are wider than `int`: the last year of a `tm` is beyond it.
+std::int64_t Year(const std::tm& local) {
+  return std::int64_t{local.tm_year} + 1900;
+}
 
-  Stamp& Text(std::string_view text) {
-    end_ = std::copy(text.begin(), text.end(), end_);
-    return *this;
+std::int64_t Month(const std::tm& local) {
+  return std::int64_t{local.tm_mon} + 1;
+}
+
+// Month and day, with `between` before each.
+char* WriteMonthAndDay(char* at, const std::tm& local, char between) {
+  at = WriteTwo(WriteMark(at, between), Month(local));
+  return WriteTwo(WriteMark(at, between), local.tm_mday);
+}
+
+char* WriteDate(char* at, const std::tm& local, char between) {
+  return WriteMonthAndDay(WriteFour(at, Year(local)), local, between);
+}
+
+char* WriteTime(char* at, const std::tm& local, char between) {
+  at = WriteTwo(at, local.tm_hour);
+  at = WriteTwo(WriteMark(at, between), local.tm_min);
+  return WriteTwo(WriteMark(at, between), local.tm_sec);
+}
+
+// The usual field: all of its characters are there, and all are digits.
+bool ReadDigits(std::string_view text, std::size_t start, std::size_t length,
+                int& number) {
+  if (text.size() < start + length) return false;
+  number = 0;
+  for (const char c : text.substr(start, length)) {
+    if (c < '0' || c > '9') return false;
+    number = number * 10 + (c - '0');
   }
-  Stamp& Year() {
-    end_ = WriteFour(end_, FullYear());
-    return *this;
-  }
-  Stamp& ShortYear() { return Two(FullYear()); }
-  Stamp& Month() { return Two(std::int64_t{fields_.tm_mon} + 1); }
-  Stamp& Day() { return Two(fields_.tm_mday); }
-
-  // Hour, minute and second.
-  Stamp& Time(std::string_view between) {
-    Two(fields_.tm_hour).Text(between).Two(fields_.tm_min);
-    return Text(between).Two(fields_.tm_sec);
-  }
-
-  std::string Str() { return {text_.data(), end_}; }
-
- private:
-  std::int64_t FullYear() const { return std::int64_t{fields_.tm_year} + 1900; }
-
-  Stamp& Two(std::int64_t number) {
-    end_ = WriteTwo(end_, number);
-    return *this;
-  }
-
-  const std::tm fields_;
-  std::array<char, 96> text_;  // Six numbers of 11 characters make 77.
-  char* end_ = text_.data();
-};
+  return true;
+}
 
 // Reads the number in the `length` characters from `start`, or in those that
 // there are. Unlike a view's own, the message has no positions in it.
 bool ReadField(std::string_view text, std::size_t start, std::size_t length,
                int& number) {
+  if (ReadDigits(text, start, length, number)) return true;
   if (start > text.size()) throw std::out_of_range("basic_string::substr");
   return getval<int>(text.substr(start, length), number);
 }
@@ -137,7 +153,11 @@ int TheTime::GetDaySec(unsigned int& seconds) const {
 }
 
 std::string TheTime::SaveToString() const {
-  return Stamp(ts.tv_sec).Year().Month().Day().Text("x").Time("").Str();
+  const std::tm local = Local(ts.tv_sec);
+  Room text;
+  char* at = WriteDate(text.data(), local, kNone);
+  at = WriteTime(WriteMark(at, 'x'), local, kNone);
+  return {text.data(), at};
 }
 
 bool TheTime::LoadFromString(std::string_view text) {
@@ -163,46 +183,67 @@ bool TheTime::SetSystemTime() const {
 }
 
 std::string TheTime::GetStr(bool brackets) const {
-  Stamp stamp(ts.tv_sec);
-  if (brackets) stamp.Text("[");
-  stamp.Year().Text(".").Month().Text(".").Day().Text(" ").Time(":");
-  if (brackets) stamp.Text("] ");
-  return stamp.Str();
+  const std::tm local = Local(ts.tv_sec);
+  Room text;
+  char* at = WriteMark(text.data(), brackets ? '[' : kNone);
+  at = WriteDate(at, local, '.');
+  at = WriteTime(WriteMark(at, ' '), local, ':');
+  at = WriteText(at, brackets ? "] " : "");
+  return {text.data(), at};
 }
 
 std::string TheTime::GetHumanStr() const {
-  Stamp stamp(ts.tv_sec);
-  stamp.Text("on ").Year().Text(".").Month().Text(".").Day();
-  return stamp.Text(" at ").Time(":").Str();
+  const std::tm local = Local(ts.tv_sec);
+  Room text;
+  char* at = WriteDate(WriteText(text.data(), "on "), local, '.');
+  at = WriteTime(WriteText(at, " at "), local, ':');
+  return {text.data(), at};
 }
 
 std::string TheTime::GetDateStr() const {
-  return Stamp(ts.tv_sec).Year().Month().Day().Str();
+  Room text;
+  return {text.data(), WriteDate(text.data(), Local(ts.tv_sec), kNone)};
 }
 
 std::string TheTime::GetDateStr2() const {
-  return Stamp(ts.tv_sec).Day().Month().Year().Str();
+  const std::tm local = Local(ts.tv_sec);
+  Room text;
+  char* at = WriteTwo(text.data(), local.tm_mday);
+  at = WriteFour(WriteTwo(at, Month(local)), Year(local));
+  return {text.data(), at};
 }
 
 std::string TheTime::GetTimeStr(std::string_view separator) const {
   separator = separator.substr(0, separator.find('\0'));
   const std::tm local = Local(ts.tv_sec);
-  std::string text = lz2(local.tm_hour);
+  std::string text;
+  text.reserve(2 * separator.size() + 6);
+  text.append(lz2(local.tm_hour));
   text.append(separator).append(lz2(local.tm_min));
   text.append(separator).append(lz2(local.tm_sec));
   return text;
 }
 
 std::string strtime() {
-  Stamp now(time(nullptr));
-  now.Text("[").ShortYear().Text(":").Month().Text(":").Day();
-  return now.Text(" ").Time(":").Text("] ").Str();
+  const std::tm local = Local(time(nullptr));
+  Room text;
+  char* at = WriteTwo(WriteMark(text.data(), '['), Year(local));
+  at = WriteMonthAndDay(at, local, ':');
+  at = WriteTime(WriteMark(at, ' '), local, ':');
+  at = WriteText(at, "] ");
+  return {text.data(), at};
 }
 
-std::string strtimeonly() { return Stamp(time(nullptr)).Time("").Str(); }
+std::string strtimeonly() {
+  Room text;
+  return {text.data(), WriteTime(text.data(), Local(time(nullptr)), kNone)};
+}
 
 std::string strdateonly() {
-  return Stamp(time(nullptr)).ShortYear().Month().Day().Str();
+  const std::tm local = Local(time(nullptr));
+  Room text;
+  char* at = WriteTwo(text.data(), Year(local));
+  return {text.data(), WriteMonthAndDay(at, local, kNone)};
 }
 
 int intdayonly() { return Local(time(nullptr)).tm_mday; }
