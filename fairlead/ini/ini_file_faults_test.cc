@@ -1,0 +1,434 @@
+// INI files and the kernel: whatever can go wrong with a descriptor, made to
+// go wrong by the kernel itself or at its door.
+
+// Hardened system headers define inline what this test puts in their place.
+#undef _FORTIFY_SOURCE
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "fairlead/ini/ini_file.h"
+#include "fairlead/ini/ini_test.h"
+
+// The system calls of this program pass through here, so that a test can count
+// them or have them fail on descriptors other than the standard ones.
+namespace {
+using ReadCall = std::function<ssize_t(int, void*, std::size_t)>;
+using WriteCall = std::function<ssize_t(int, const void*, std::size_t)>;
+ReadCall* read_hook = nullptr;
+WriteCall* write_hook = nullptr;
+
+ssize_t KernelRead(int fd, void* data, std::size_t size) {
+  return syscall(SYS_read, fd, data, size);
+}
+
+ssize_t KernelWrite(int fd, const void* data, std::size_t size) {
+  return syscall(SYS_write, fd, data, size);
+}
+}  // namespace
+
+extern "C" ssize_t read(int fd, void* data, std::size_t size) {
+  const bool hooked = read_hook != nullptr && fd > STDERR_FILENO;
+  return hooked ? (*read_hook)(fd, data, size) : KernelRead(fd, data, size);
+}
+
+extern "C" ssize_t write(int fd, const void* data, std::size_t size) {
+  const bool hooked = write_hook != nullptr && fd > STDERR_FILENO;
+  return hooked ? (*write_hook)(fd, data, size) : KernelWrite(fd, data, size);
+}
+
+namespace fairlead {
+namespace {
+
+using testing::ElementsAre;
+
+using IniFileFaultsTest = IniTest;
+
+// Puts a hook in place for one scope.
+template <typename Call>
+class Hooked {
+ public:
+  Hooked(Call*& place, Call call) : place_(place), call_(std::move(call)) {
+    place_ = &call_;
+  }
+  Hooked(const Hooked&) = delete;
+  Hooked& operator=(const Hooked&) = delete;
+  ~Hooked() { place_ = nullptr; }
+
+ private:
+  Call*& place_;
+  Call call_;
+};
+
+std::string ManyKeys(int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i)
+    text += "key" + std::to_string(i) + "=" + std::to_string(i) + "\n";
+  return text;
+}
+
+// --- Loading -----------------------------------------------------------------
+
+TEST_F(IniFileFaultsTest, AnUnreadableFileLeavesTheListAsItWas) {
+  Write("k=v");
+  ASSERT_EQ(chmod(Path().c_str(), 0), 0);
+  ASSERT_EQ(chmod(folder_.c_str(), 0755), 0);
+  const bool root = geteuid() == 0;
+  ASSERT_EQ(seteuid(root ? 65534 : geteuid()), 0);
+  Records records(1);
+  const bool loaded = CIniFile::Load(Path(), records);
+  const bool saved = CIniFile::Save(Path(), {});
+  ASSERT_EQ(seteuid(root ? 0 : geteuid()), 0);
+  EXPECT_TRUE(loaded);
+  EXPECT_EQ(records, Records(1));
+  EXPECT_FALSE(saved);
+  ASSERT_EQ(chmod(Path().c_str(), 0600), 0);
+  EXPECT_EQ(Read(), "k=v");
+}
+
+TEST_F(IniFileFaultsTest, ADirectoryReadsAsNothing) {
+  Records records(1);
+  EXPECT_TRUE(CIniFile::Load(folder_, records));
+  EXPECT_EQ(records, Records{});
+  EXPECT_EQ(CIniFile::Content(folder_), "");
+}
+
+// Reads a file that the kernel makes up, and whose size it does not tell.
+TEST_F(IniFileFaultsTest, ReadsAFileOfUnknownSize) {
+  Records records;
+  EXPECT_TRUE(CIniFile::Load("/proc/self/environ", records));
+  Records again(1);
+  EXPECT_TRUE(CIniFile::Load("/dev/null", again));
+  EXPECT_EQ(again, Records{});
+}
+
+TEST_F(IniFileFaultsTest, ReadsAPipeToItsEnd) {
+  const std::string text = ManyKeys(20'000);  // well above what a pipe holds
+  ASSERT_EQ(mkfifo(Path().c_str(), 0600), 0);
+  std::thread writer([this, &text] { Write(text); });
+  Records records;
+  EXPECT_TRUE(CIniFile::Load(Path(), records));
+  writer.join();
+  ASSERT_EQ(records.size(), 20'000U);
+  EXPECT_EQ(records[19'999], (Record{"", ' ', "", "key19999", "19999"}));
+}
+
+TEST_F(IniFileFaultsTest, ReadsWhatAGrowingFileGained) {
+  Write(ManyKeys(10));
+  const Hooked<ReadCall> hook(
+      read_hook,
+      [this, grown = false](int fd, void* data, std::size_t size) mutable {
+        if (!std::exchange(grown, true)) Write(ManyKeys(5'000));
+        return KernelRead(fd, data, size);
+      });
+  Records records;
+  EXPECT_TRUE(CIniFile::Load(Path(), records));
+  EXPECT_EQ(records.size(), 5'000U);
+}
+
+TEST_F(IniFileFaultsTest, ReadsWhatAShrinkingFileHasLeft) {
+  Write(ManyKeys(5'000));
+  const Hooked<ReadCall> hook(read_hook,
+                              [this](int fd, void* data, std::size_t size) {
+                                std::filesystem::resize_file(Path(), 7);
+                                return KernelRead(fd, data, size);
+                              });
+  Records records;
+  EXPECT_TRUE(CIniFile::Load(Path(), records));
+  EXPECT_EQ(records, (Records{{"", ' ', "", "key0", "0"}}));
+}
+
+TEST_F(IniFileFaultsTest, ReadsAFileWithOneRead) {
+  Write(ManyKeys(5'000));
+  int calls = 0;
+  const Hooked<ReadCall> hook(read_hook,
+                              [&calls](int fd, void* data, std::size_t size) {
+                                ++calls;
+                                return KernelRead(fd, data, size);
+                              });
+  Records records;
+  EXPECT_TRUE(CIniFile::Load(Path(), records));
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(records.size(), 5'000U);
+}
+
+TEST_F(IniFileFaultsTest, ReadsInPiecesOfAnySize) {
+  const std::string text = ManyKeys(100);
+  const Records records = Loaded(text);
+  for (std::size_t piece = 1; piece <= 7; ++piece) {
+    const Hooked<ReadCall> hook(
+        read_hook, [piece](int fd, void* data, std::size_t size) {
+          return KernelRead(fd, data, std::min(size, piece));
+        });
+    EXPECT_EQ(Loaded(text), records);
+  }
+}
+
+// As a stream: the lines before the fault count, the one it broke does not.
+TEST_F(IniFileFaultsTest, AReadFaultEndsTheFileAtItsLastWholeLine) {
+  struct Case {
+    std::size_t fault_at;
+    std::size_t records;
+  };
+  for (const Case c : {Case{0, 0}, {2, 0}, {3, 0}, {4, 1}, {7, 1}, {8, 2}}) {
+    SCOPED_TRACE(c.fault_at);
+    Write("a=1\nb=2\nc=3\n");
+    std::size_t size_read = 0;
+    const Hooked<ReadCall> hook(
+        read_hook, [&](int fd, void* data, std::size_t size) -> ssize_t {
+          if (size_read == c.fault_at) {
+            errno = EIO;
+            return -1;
+          }
+          size = std::min(size, c.fault_at - size_read);
+          size_read += size;
+          return KernelRead(fd, data, size);
+        });
+    Records records(5);
+    EXPECT_TRUE(CIniFile::Load(Path(), records));
+    EXPECT_EQ(records.size(), c.records);
+  }
+}
+
+// --- Saving ------------------------------------------------------------------
+
+TEST_F(IniFileFaultsTest, SaveReportsAFileThatCannotBeOpened) {
+  const Records records = {{"", '#', "", "k", "v"}};
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(CIniFile::Save(Path("none/a.ini"), records));
+  EXPECT_FALSE(CIniFile::Save(folder_, records));
+  EXPECT_FALSE(CIniFile::Save("", records));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_FALSE(CIniFile::Create(Path("none/a.ini")));
+}
+
+TEST_F(IniFileFaultsTest, SaveReplacesTheFileInPlace) {
+  Write(ManyKeys(100));
+  ASSERT_EQ(chmod(Path().c_str(), 0640), 0);
+  ASSERT_EQ(link(Path().c_str(), Path("other").c_str()), 0);
+  EXPECT_TRUE(CIniFile::Save(Path(), {{"", ' ', "", "k", "v"}}));
+  EXPECT_EQ(Read(), "k=v\n");
+  struct stat status = {};
+  ASSERT_EQ(stat(Path("other").c_str(), &status), 0);
+  EXPECT_EQ(status.st_size, 4);
+  EXPECT_EQ(status.st_mode & 0777U, 0640U);
+}
+
+TEST_F(IniFileFaultsTest, ANewFileHasTheModeThatTheMaskLeaves) {
+  const mode_t mask = umask(0);
+  EXPECT_TRUE(CIniFile::Create(Path()));
+  umask(mask);
+  struct stat status = {};
+  ASSERT_EQ(stat(Path().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0666U);
+}
+
+TEST_F(IniFileFaultsTest, SaveHandsEachRecordToTheKernelByItself) {
+  std::vector<std::string> writes;
+  const Hooked<WriteCall> hook(
+      write_hook, [&writes](int fd, const void* data, std::size_t size) {
+        writes.emplace_back(static_cast<const char*>(data), size);
+        return KernelWrite(fd, data, size);
+      });
+  EXPECT_TRUE(CIniFile::Save(Path(), {{"#n\n", ' ', "a", "", ""},
+                                      {"", ' ', "a", "k", "v"},
+                                      {"", ' ', "a", "m", ""}}));
+  EXPECT_THAT(writes, ElementsAre("#n\n[a]\n", "k=v\n", "m=\n"));
+}
+
+TEST_F(IniFileFaultsTest, SaveCompletesShortWrites) {
+  const Hooked<WriteCall> hook(
+      write_hook, [](int fd, const void* data, std::size_t size) {
+        return KernelWrite(fd, data, std::min<std::size_t>(size, 3));
+      });
+  EXPECT_TRUE(CIniFile::Save(
+      Path(), {{"#note\n", ' ', "sect", "", ""}, {"", ' ', "", "k", "v"}}));
+  EXPECT_EQ(Read(), "#note\n[sect]\nk=v\n");
+}
+
+// As a stream that has failed: nothing more is written, though it would fit.
+TEST_F(IniFileFaultsTest, SaveWritesNothingAfterAFault) {
+  int calls = 0;
+  testing::internal::CaptureStdout();
+  {
+    const Hooked<WriteCall> hook(
+        write_hook,
+        [&calls](int fd, const void* data, std::size_t size) -> ssize_t {
+          if (++calls != 2) return KernelWrite(fd, data, size);
+          errno = ENOSPC;
+          return -1;
+        });
+    EXPECT_TRUE(CIniFile::Save(Path(), {{"", '#', "", "a", "1"},
+                                        {"", ' ', "", "b", "2"},
+                                        {"", ';', "", "c", "3"}}));
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "<#> <;> ");
+  EXPECT_EQ(Read(), "#a=1\n");
+  EXPECT_EQ(calls, 2);
+}
+
+TEST_F(IniFileFaultsTest, SaveFillsAFileUpToItsLimit) {
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  rlimit limit = {};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const rlimit six_bytes = {6, limit.rlim_max};
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &six_bytes), 0);
+  const bool saved = CIniFile::Save(Path(), {{"", ' ', "", "a", "1"},
+                                             {"", ' ', "", "b", "2"},
+                                             {"", ';', "", "c", "3"}});
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "<;> ");
+  EXPECT_TRUE(saved);
+  EXPECT_EQ(Read(), "a=1\nb=");
+}
+
+TEST_F(IniFileFaultsTest, AFullDeviceIsStillAFileThatCouldBeOpened) {
+  testing::internal::CaptureStdout();
+  EXPECT_TRUE(CIniFile::Save("/dev/full", {{"", '#', "", "k", "v"}}));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "<#> ");
+  EXPECT_TRUE(CIniFile::Create("/dev/full"));
+}
+
+TEST_F(IniFileFaultsTest, LeavesNoDescriptorOpen) {
+  const auto next_descriptor = [] {
+    const int fd = dup(STDERR_FILENO);
+    close(fd);
+    return fd;
+  };
+  const int before = next_descriptor();
+  Records records = Loaded("k=v");
+  EXPECT_TRUE(CIniFile::Save(Path(), records));
+  EXPECT_TRUE(CIniFile::Load(folder_, records));
+  EXPECT_THROW(CIniFile::Load(Write("[open"), records), std::out_of_range);
+  EXPECT_EQ(next_descriptor(), before);
+}
+
+TEST_F(IniFileFaultsTest, OpensDescriptorsThatAnotherProgramDoesNotInherit) {
+  int flags = 0;
+  const Hooked<ReadCall> reads(read_hook,
+                               [&](int fd, void* data, std::size_t size) {
+                                 flags = fcntl(fd, F_GETFD);
+                                 return KernelRead(fd, data, size);
+                               });
+  const Records records = Loaded("k=v");
+  EXPECT_EQ(flags, FD_CLOEXEC);
+  flags = 0;
+  const Hooked<WriteCall> writes(
+      write_hook, [&](int fd, const void* data, std::size_t size) {
+        flags = fcntl(fd, F_GETFD);
+        return KernelWrite(fd, data, size);
+      });
+  EXPECT_TRUE(CIniFile::Save(Path(), records));
+  EXPECT_EQ(flags, FD_CLOEXEC);
+}
+
+// --- Signals -----------------------------------------------------------------
+
+std::atomic<int> alarms = 0;
+
+// Interrupts the calls of the thread that made it, a thousand times a second.
+class Alarm {
+ public:
+  Alarm() {
+    struct sigaction action = {};  // Without SA_RESTART.
+    action.sa_handler = [](int) { alarms.fetch_add(1); };
+    sigaction(SIGALRM, &action, &before_);
+    const itimerval timer = {{0, 1000}, {0, 1000}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+  }
+  Alarm(const Alarm&) = delete;
+  Alarm& operator=(const Alarm&) = delete;
+  ~Alarm() {
+    const itimerval off = {};
+    setitimer(ITIMER_REAL, &off, nullptr);
+    sigaction(SIGALRM, &before_, nullptr);
+  }
+
+  // For the thread at the other end of a pipe: it takes no alarms.
+  static void Refuse() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGALRM);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  }
+
+  static void AwaitSome() {
+    const int goal = alarms + 5;
+    while (alarms < goal) std::this_thread::yield();
+  }
+
+ private:
+  struct sigaction before_ = {};
+};
+
+TEST_F(IniFileFaultsTest, SignalsDoNotDisturbLoading) {
+  ASSERT_EQ(mkfifo(Path().c_str(), 0600), 0);
+  std::atomic<bool> started = false;
+  std::thread writer([&] {
+    Alarm::Refuse();
+    started = true;
+    Alarm::AwaitSome();  // while the other end waits in open
+    std::ofstream out(Path());
+    out << "a=1\nb" << std::flush;
+    Alarm::AwaitSome();  // while it waits in read
+    out << "=2\n";
+  });
+  while (!started) std::this_thread::yield();
+  Records records;
+  {
+    const Alarm alarm;
+    EXPECT_TRUE(CIniFile::Load(Path(), records));
+    writer.join();
+  }
+  EXPECT_EQ(records,
+            (Records{{"", ' ', "", "a", "1"}, {"", ' ', "", "b", "2"}}));
+}
+
+TEST_F(IniFileFaultsTest, SignalsDoNotDisturbSaving) {
+  ASSERT_EQ(mkfifo(Path().c_str(), 0600), 0);
+  const Records records(3, {"", ' ', "", "k", std::string(100'000, 'v')});
+  std::string text;
+  std::atomic<bool> started = false;
+  std::thread reader([&] {
+    Alarm::Refuse();
+    started = true;
+    Alarm::AwaitSome();  // while the other end waits in open
+    std::ifstream in(Path());
+    Alarm::AwaitSome();  // while it waits in write
+    text.assign(std::istreambuf_iterator<char>(in), {});
+  });
+  while (!started) std::this_thread::yield();
+  {
+    const Alarm alarm;
+    EXPECT_TRUE(CIniFile::Save(Path(), records));
+    reader.join();
+  }
+  const std::string line = "k=" + std::string(100'000, 'v') + "\n";
+  EXPECT_EQ(text, line + line + line);
+}
+
+}  // namespace
+}  // namespace fairlead
