@@ -1,5 +1,4 @@
-// Wall-clock time: an instant with its text forms, and the current time as
-// text.
+// Wall-clock time: an instant, and the current local time, as text.
 
 #ifndef FAIRLEAD_TIME_THE_TIME_H_
 #define FAIRLEAD_TIME_THE_TIME_H_

@@ -547,6 +547,7 @@ TEST(TheTimeTest, ReadsFieldsAsNumbersAndCarriesWhatIsOutOfRange) {
       {"12  0101", "00120101x000000"},
       {"1x230203", "00010203x000000"},  // a field may end in anything
       {"20261a1b", "20260101x000000"},
+      {"20261/1:", "20260101x000000"},  // the neighbours of the digits
       {"20260631", "20260701x000000"},  // the 31st of June
       {"20260229", "20260301x000000"},
       {"20240229", "20240229x000000"},
