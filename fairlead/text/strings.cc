@@ -1,13 +1,12 @@
+// Text helpers: trimming, case, numbers as text and back, packed strings.
 #include "fairlead/text/strings.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <charconv>
 #include <climits>
-#include <cstring>
 #include <limits>
-#include <system_error>
-#include <utility>
 
 namespace fairlead {
 namespace {
@@ -17,23 +16,47 @@ constexpr std::size_t kLongestPascalString = 255;
 // The decimal text of `number`, with zeros after the sign up to `width`.
 template <typename Integer>
 std::string Decimal(Integer number, std::size_t width) {
-  char text[std::numeric_limits<Integer>::digits10 + 2];
+  std::array<char, std::numeric_limits<Integer>::digits10 + 2> digits;
   const char* const end =
-      std::to_chars(std::begin(text), std::end(text), number).ptr;
-  const auto length = static_cast<std::size_t>(end - text);
-  if (length >= width) return std::string(text, length);
-
-  const std::size_t sign = number < 0 ? 1 : 0;
-  std::string padded(width, '0');
-  std::copy_n(text, sign, padded.begin());
-  std::copy(text + sign, end, padded.end() - (end - text) + sign);
-  return padded;
+      std::to_chars(digits.begin(), digits.end(), number).ptr;
+  std::string text(digits.data(),
+                   static_cast<std::size_t>(end - digits.data()));
+  if (text.size() < width)
+    text.insert(number < 0 ? 1U : 0U, width - text.size(), '0');
+  return text;
 }
 
 // White space of the classic locale, which no program's setlocale changes.
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// The text with every byte looked up in one of the C library's tables, which
+// toupper and tolower read for the locale of the moment; to fetch the table
+// once saves a call a byte. It holds an entry for every signed char.
+std::string Mapped(std::string_view text, const std::int32_t* table) {
+  std::string mapped(text);
+  for (char& c : mapped)
+    c = static_cast<char>(table[static_cast<signed char>(c)]);
+  return mapped;
+}
+
+// What a trim leaves of `text`.
+std::string_view Trimmed(std::string_view text, std::string_view set,
+                         int mode) {
+  const auto in_set = [set](char c) {
+    return std::find(set.begin(), set.end(), c) != set.end();
+  };
+  const char* first = text.data();
+  const char* last = first + text.size();
+  const char* const kept = std::find_if_not(first, last, in_set);
+  if (kept == last) return {};  // Whatever the mode.
+
+  if (mode != 1)
+    while (in_set(last[-1])) --last;
+  if (mode < 2) first = kept;
+  return {first, static_cast<std::size_t>(last - first)};
+}
 
 char Byte(std::uint32_t value, int shift) {
   return static_cast<char>(static_cast<unsigned char>(value >> shift));
@@ -42,42 +65,27 @@ char Byte(std::uint32_t value, int shift) {
 }  // namespace
 
 void Trim(std::string& text, std::string_view set, int mode) {
-  const std::size_t first = text.find_first_not_of(set);
-  if (first == std::string::npos) {
-    text.clear();
-    return;
-  }
-  // The right end goes first: what is cut there need not be moved.
-  if (mode != 1) text.resize(text.find_last_not_of(set) + 1);
-  if (mode < 2) text.erase(0, first);
+  text.assign(Trimmed(text, set, mode));
 }
 
-std::string TrimStr(std::string text, std::string_view set, int mode) {
-  Trim(text, set, mode);
-  return text;
+std::string TrimStr(std::string_view text, std::string_view set, int mode) {
+  return std::string(Trimmed(text, set, mode));
 }
 
-std::string DecTrim(std::string text, std::string_view set) {
+std::string DecTrim(std::string_view text, std::string_view set) {
   set = set.substr(0, set.find('\0'));
   const std::size_t first = text.find_first_of(set);
-  if (first == std::string::npos) return {};
-  text.resize(text.find_last_of(set) + 1);
-  text.erase(0, first);
-  return text;
+  if (first == std::string_view::npos) return {};
+  const std::size_t last = text.find_last_of(set);
+  return std::string(text.substr(first, last - first + 1));
 }
 
-// toupper and tolower take a byte as an unsigned value; in the C locale the
-// bytes above 0x7F, seen as negative numbers, come back as they are too.
-std::string MakeUpper(std::string text) {
-  for (char& c : text)
-    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return text;
+std::string MakeUpper(std::string_view text) {
+  return Mapped(text, *__ctype_toupper_loc());
 }
 
-std::string MakeLower(std::string text) {
-  for (char& c : text)
-    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
+std::string MakeLower(std::string_view text) {
+  return Mapped(text, *__ctype_tolower_loc());
 }
 
 std::string inttostr(std::int64_t number) { return Decimal(number, 1); }
@@ -98,15 +106,17 @@ std::string INT2STR(int number) {
 
 int WritePascalString(unsigned char* buffer, std::string_view text) {
   const std::size_t length = std::min(text.size(), kLongestPascalString);
+  // The text goes first: it may stand in the buffer itself.
+  std::char_traits<char>::move(reinterpret_cast<char*>(buffer + 1), text.data(),
+                               length);
   buffer[0] = static_cast<unsigned char>(length);
-  std::copy_n(text.begin(), length, buffer + 1);
   return static_cast<int>(length) + 1;
 }
 
 int ReadPascalString(const unsigned char* buffer, std::string& text) {
-  const int length = buffer[0];
-  text.assign(buffer + 1, buffer + 1 + length);
-  return length;
+  const std::size_t length = buffer[0];
+  text.assign(reinterpret_cast<const char*>(buffer + 1), length);
+  return static_cast<int>(length);
 }
 
 template <>

@@ -37,8 +37,8 @@ namespace fairlead {
 /// Allocates nothing.
 FAIRLEAD_EXPORT void Trim(std::string& text, std::string_view set, int mode);
 
-/// The text as Trim() would leave it; the argument is the caller's copy.
-FAIRLEAD_EXPORT std::string TrimStr(std::string text, std::string_view set,
+/// What Trim() would leave of `text`, as a string of its own.
+FAIRLEAD_EXPORT std::string TrimStr(std::string_view text, std::string_view set,
                                     int mode);
 
 /// The part of `text` from its first to its last byte that is in `set`, or ""
@@ -46,17 +46,18 @@ FAIRLEAD_EXPORT std::string TrimStr(std::string text, std::string_view set,
 ///
 /// What stands between the two stays, in the set or not: "ab12x34cd" with the
 /// digits as the set gives "12x34". A zero byte ends the set.
-FAIRLEAD_EXPORT std::string DecTrim(std::string text, std::string_view set);
+FAIRLEAD_EXPORT std::string DecTrim(std::string_view text,
+                                    std::string_view set);
 
 /// The text with every byte passed through the system's `toupper`.
 ///
 /// Unless the program has set a locale, only the letters a to z change.
-FAIRLEAD_EXPORT std::string MakeUpper(std::string text);
+FAIRLEAD_EXPORT std::string MakeUpper(std::string_view text);
 
 /// The text with every byte passed through the system's `tolower`.
 ///
 /// Unless the program has set a locale, only the letters A to Z change.
-FAIRLEAD_EXPORT std::string MakeLower(std::string text);
+FAIRLEAD_EXPORT std::string MakeLower(std::string_view text);
 
 /// The number in decimal, without padding, as `printf` writes it with "%lld".
 FAIRLEAD_EXPORT std::string inttostr(std::int64_t number);
@@ -80,7 +81,8 @@ FAIRLEAD_EXPORT std::string int2str(int number);
 FAIRLEAD_EXPORT std::string INT2STR(int number);
 
 /// Writes `text` to `buffer` as a Pascal string: one byte with the length, then
-/// the bytes. A text of more than 255 bytes is cut to its first 255.
+/// the bytes. A text of more than 255 bytes is cut to its first 255, without
+/// notice.
 ///
 /// @param buffer room for one byte more than the text, 256 at most; not checked
 /// @return the number of bytes written, the length byte included (1 to 256)
