@@ -20,6 +20,7 @@
 
 #include "fairlead/export.h"
 #include "fairlead/time/the_time.h"
+#include "fairlead/time/the_time_testing.h"
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
@@ -111,23 +112,10 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr unsigned kSeed = 20261114;
-
 // Every test runs in UTC.
 class TheTimeClockTest : public testing::Test {
- protected:
-  TheTimeClockTest() {
-    setenv("TZ", "UTC0", 1);
-    tzset();
-  }
+  const InZone zone_{kUtc};
 };
-
-TheTime At(std::time_t seconds, long nanoseconds = 0) {
-  TheTime time;
-  time.ts.tv_sec = seconds;
-  time.ts.tv_nsec = nanoseconds;
-  return time;
-}
 
 // ---- The clock ----
 
@@ -217,8 +205,7 @@ TEST_F(TheTimeClockTest, TheFreeFunctionsReadTheClockOnceInWholeSeconds) {
 }
 
 TEST_F(TheTimeClockTest, TheFreeFunctionsTellLocalTime) {
-  setenv("TZ", "<+0545>-5:45", 1);
-  tzset();
+  const InZone zone(kKathmandu);
   FakeSystem system;
   EXPECT_EQ(strtime(), "[2026:11:15 02:42:54] ");
   EXPECT_EQ(strtimeonly(), "024254");

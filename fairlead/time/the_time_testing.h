@@ -1,0 +1,62 @@
+// What the tests of TheTime share: instants, time zones and a seed.
+
+#ifndef FAIRLEAD_TIME_THE_TIME_TESTING_H_
+#define FAIRLEAD_TIME_THE_TIME_TESTING_H_
+
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+#include "fairlead/time/the_time.h"
+
+namespace fairlead {
+
+// Zones as POSIX rules, so that no zone files need be installed.
+inline constexpr const char* kUtc = "UTC0";
+inline constexpr const char* kBerlin = "CET-1CEST,M3.5.0,M10.5.0/3";
+inline constexpr const char* kNewYork = "EST5EDT,M3.2.0,M11.1.0";
+inline constexpr const char* kLordHowe = "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0";
+inline constexpr const char* kKathmandu = "<+0545>-5:45";
+inline constexpr const char* kZones[] = {kUtc, kBerlin, kNewYork, kLordHowe,
+                                         kKathmandu};
+
+// The seed of every random test; the trace of a failure shows it.
+inline constexpr unsigned kSeed = 20261114;
+
+inline constexpr std::time_t kEvening = 1794689874;  // 2026-11-14 20:57:54 UTC
+
+// Puts the process into a time zone for as long as it lives.
+class InZone {
+ public:
+  explicit InZone(const char* zone) {
+    const char* const before = std::getenv("TZ");
+    had_zone_ = before != nullptr;
+    if (had_zone_) before_ = before;
+    setenv("TZ", zone, 1);
+    tzset();
+  }
+  ~InZone() {
+    if (had_zone_)
+      setenv("TZ", before_.c_str(), 1);
+    else
+      unsetenv("TZ");
+    tzset();
+  }
+  InZone(const InZone&) = delete;
+  InZone& operator=(const InZone&) = delete;
+
+ private:
+  bool had_zone_ = false;
+  std::string before_;
+};
+
+inline TheTime At(std::time_t seconds, long nanoseconds = 0) {
+  TheTime time;
+  time.ts.tv_sec = seconds;
+  time.ts.tv_nsec = nanoseconds;
+  return time;
+}
+
+}  // namespace fairlead
+
+#endif  // FAIRLEAD_TIME_THE_TIME_TESTING_H_
