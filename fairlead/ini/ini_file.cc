@@ -160,7 +160,7 @@ void Loader::AddHeader(char commented, std::string_view after_bracket) {
 void Loader::AddRecord(char commented, std::string_view section,
                        std::string_view key, std::string_view value) {
   CIniFile::Record& record = content_.emplace_back();
-  record.Comments = std::exchange(comments_, {});
+  record.Comments.swap(comments_);
   record.Commented = commented;
   record.Section = section;
   record.Key = key;
@@ -187,6 +187,8 @@ bool CIniFile::Load(const std::string& file_name,
 
   content.clear();
   const std::string text = file.ReadAll();
+  const auto line_ends = std::count(text.begin(), text.end(), '\n');
+  content.reserve(static_cast<std::size_t>(line_ends) + 1);
   Loader loader(content);
   for (std::string_view rest = text; !rest.empty();) {
     const std::size_t length = std::min(rest.find('\n'), rest.size() - 1);

@@ -10,11 +10,9 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -347,87 +345,72 @@ TEST_F(IniFileFaultsTest, OpensDescriptorsThatAnotherProgramDoesNotInherit) {
 
 // --- Signals -----------------------------------------------------------------
 
-std::atomic<int> alarms = 0;
-
-// Interrupts the calls of the thread that made it, a thousand times a second.
-class Alarm {
+// Interrupts the thread that made it, at the asking of another one, when it
+// sleeps in a call to the kernel.
+class Interrupter {
  public:
-  Alarm() {
+  Interrupter() {
     struct sigaction action = {};  // Without SA_RESTART.
-    action.sa_handler = [](int) { alarms.fetch_add(1); };
-    sigaction(SIGALRM, &action, &before_);
-    const itimerval timer = {{0, 1000}, {0, 1000}};
-    setitimer(ITIMER_REAL, &timer, nullptr);
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &action, &before_);
   }
-  Alarm(const Alarm&) = delete;
-  Alarm& operator=(const Alarm&) = delete;
-  ~Alarm() {
-    const itimerval off = {};
-    setitimer(ITIMER_REAL, &off, nullptr);
-    sigaction(SIGALRM, &before_, nullptr);
-  }
+  Interrupter(const Interrupter&) = delete;
+  Interrupter& operator=(const Interrupter&) = delete;
+  ~Interrupter() { sigaction(SIGUSR1, &before_, nullptr); }
 
-  // For the thread at the other end of a pipe: it takes no alarms.
-  static void Refuse() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGALRM);
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
-  }
-
-  static void AwaitSome() {
-    const int goal = alarms + 5;
-    while (alarms < goal) std::this_thread::yield();
+  void InterruptSleep() const {
+    for (int i = 0; i < 5; ++i) {
+      while (!Sleeps()) std::this_thread::yield();
+      pthread_kill(thread_, SIGUSR1);
+    }
   }
 
  private:
+  // The state is what follows the name in brackets.
+  bool Sleeps() const {
+    std::ifstream in(status_file_);
+    const std::string status{std::istreambuf_iterator<char>(in), {}};
+    return status.find(") S ") != std::string::npos;
+  }
+
+  const pthread_t thread_ = pthread_self();
+  const std::string status_file_ =
+      "/proc/self/task/" + std::to_string(gettid()) + "/stat";
   struct sigaction before_ = {};
 };
 
 TEST_F(IniFileFaultsTest, SignalsDoNotDisturbLoading) {
   ASSERT_EQ(mkfifo(Path().c_str(), 0600), 0);
-  std::atomic<bool> started = false;
-  std::thread writer([&] {
-    Alarm::Refuse();
-    started = true;
-    Alarm::AwaitSome();  // while the other end waits in open
+  const Interrupter loading;
+  std::thread writer([this, &loading] {
+    loading.InterruptSleep();  // in open
     std::ofstream out(Path());
     out << "a=1\nb" << std::flush;
-    Alarm::AwaitSome();  // while it waits in read
+    loading.InterruptSleep();  // in read
     out << "=2\n";
   });
-  while (!started) std::this_thread::yield();
   Records records;
-  {
-    const Alarm alarm;
-    EXPECT_TRUE(CIniFile::Load(Path(), records));
-    writer.join();
-  }
+  EXPECT_TRUE(CIniFile::Load(Path(), records));
+  writer.join();
   EXPECT_EQ(records,
             (Records{{"", ' ', "", "a", "1"}, {"", ' ', "", "b", "2"}}));
 }
 
 TEST_F(IniFileFaultsTest, SignalsDoNotDisturbSaving) {
   ASSERT_EQ(mkfifo(Path().c_str(), 0600), 0);
-  const Records records(3, {"", ' ', "", "k", std::string(100'000, 'v')});
+  const Interrupter saving;
   std::string text;
-  std::atomic<bool> started = false;
-  std::thread reader([&] {
-    Alarm::Refuse();
-    started = true;
-    Alarm::AwaitSome();  // while the other end waits in open
+  std::thread reader([this, &saving, &text] {
+    saving.InterruptSleep();  // in open
     std::ifstream in(Path());
-    Alarm::AwaitSome();  // while it waits in write
+    saving.InterruptSleep();  // in write, once the pipe is full
     text.assign(std::istreambuf_iterator<char>(in), {});
   });
-  while (!started) std::this_thread::yield();
-  {
-    const Alarm alarm;
-    EXPECT_TRUE(CIniFile::Save(Path(), records));
-    reader.join();
-  }
-  const std::string line = "k=" + std::string(100'000, 'v') + "\n";
-  EXPECT_EQ(text, line + line + line);
+  const std::string value(100'000, 'v');
+  EXPECT_TRUE(CIniFile::Save(
+      Path(), {{"", ' ', "", "a", value}, {"", ' ', "", "b", value}}));
+  reader.join();
+  EXPECT_EQ(text, "a=" + value + "\nb=" + value + "\n");
 }
 
 }  // namespace

@@ -1,0 +1,280 @@
+// Loading an INI file into one's own model, beside other libraries; saving one
+// beside the bare calls to the kernel.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fairlead/ini/ini_file.h"
+#include "fairlead/ini/memory_file.h"
+
+#ifdef FAIRLEAD_PEER_SIMPLEINI
+#define SI_NO_CONVERSION  // Bytes stay bytes, as here.
+#include <SimpleIni.h>
+#endif
+#ifdef FAIRLEAD_PEER_INIH
+#include <ini.h>
+#endif
+#ifdef FAIRLEAD_PEER_INIPARSER
+#include <iniparser/iniparser.h>
+#endif
+#ifdef FAIRLEAD_PEER_GLIB
+#include <glib.h>
+#endif
+#ifdef FAIRLEAD_PEER_BOOST_PROPERTY_TREE
+#include <boost/property_tree/ini_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+#endif
+
+namespace {
+
+using fairlead::CIniFile;
+using Records = std::vector<CIniFile::Record>;
+
+void Require(bool holds, const char* what) {
+  if (holds) return;
+  std::fprintf(stderr, "%s\n", what);
+  std::exit(1);
+}
+
+// --- Loading -----------------------------------------------------------------
+
+// A file such as tools keep: a dozen lines a section, a comment over each.
+class SampleFile {
+ public:
+  explicit SampleFile(int lines) {
+    path_ = "/tmp/ini_file_benchmark.XXXXXX";
+    const int descriptor = mkstemp(path_.data());
+    Require(descriptor != -1, "no sample file");
+    close(descriptor);
+    std::ofstream out(path_);
+    for (int line = 0; line < lines; ++line) WriteLine(line, out);
+  }
+  SampleFile(const SampleFile&) = delete;
+  SampleFile& operator=(const SampleFile&) = delete;
+  ~SampleFile() { std::filesystem::remove(path_); }
+
+  const std::string& Path() const { return path_; }
+
+  // Where the last value stands.
+  const std::string& Section() const { return section_; }
+  const std::string& Key() const { return key_; }
+  const std::string& Value() const { return value_; }
+
+ private:
+  void WriteLine(int line, std::ofstream& out) {
+    if (line % 12 == 0) {
+      out << "# What the server on shelf " << line << " is told\n";
+    } else if (line % 12 == 1) {
+      section_ = "server" + std::to_string(line);
+      out << '[' << section_ << "]\n";
+    } else if (line % 12 == 11) {
+      out << '\n';
+    } else {
+      key_ = "setting" + std::to_string(line);
+      value_ = "the value of line " + std::to_string(line);
+      out << key_ << " = " << value_ << '\n';
+    }
+  }
+
+  std::string path_;
+  std::string section_;
+  std::string key_;
+  std::string value_;
+};
+
+const SampleFile& Sample(const benchmark::State& state) {
+  static std::map<int, std::unique_ptr<SampleFile>> samples;
+  const int lines = static_cast<int>(state.range(0));
+  auto& sample = samples[lines];
+  if (!sample) sample = std::make_unique<SampleFile>(lines);
+  return *sample;
+}
+
+struct Fairlead {
+  void Load(const std::string& path) { CIniFile::Load(path, records); }
+  std::string Get(const std::string& section, const std::string& key) const {
+    for (const CIniFile::Record& record : records)
+      if (record.Section == section && record.Key == key) return record.Value;
+    return {};
+  }
+
+  Records records;
+};
+
+#ifdef FAIRLEAD_PEER_SIMPLEINI
+struct SimpleIni {
+  void Load(const std::string& path) { ini.LoadFile(path.c_str()); }
+  std::string Get(const std::string& section, const std::string& key) const {
+    return ini.GetValue(section.c_str(), key.c_str(), "");
+  }
+
+  CSimpleIniA ini;
+};
+#endif
+
+#ifdef FAIRLEAD_PEER_INIH
+// It has no model of its own; the least of one is a list.
+struct Inih {
+  struct Entry {
+    std::string section;
+    std::string key;
+    std::string value;
+  };
+
+  static int Add(void* user, const char* section, const char* key,
+                 const char* value) {
+    static_cast<Inih*>(user)->entries.push_back({section, key, value});
+    return 1;
+  }
+
+  void Load(const std::string& path) { ini_parse(path.c_str(), &Add, this); }
+  std::string Get(const std::string& section, const std::string& key) const {
+    for (const Entry& entry : entries)
+      if (entry.section == section && entry.key == key) return entry.value;
+    return {};
+  }
+
+  std::vector<Entry> entries;
+};
+#endif
+
+#ifdef FAIRLEAD_PEER_INIPARSER
+struct IniParser {
+  IniParser() = default;
+  IniParser(const IniParser&) = delete;
+  IniParser& operator=(const IniParser&) = delete;
+  ~IniParser() { iniparser_freedict(values); }
+
+  void Load(const std::string& path) { values = iniparser_load(path.c_str()); }
+  std::string Get(const std::string& section, const std::string& key) const {
+    return iniparser_getstring(values, (section + ":" + key).c_str(), "");
+  }
+
+  dictionary* values = nullptr;
+};
+#endif
+
+#ifdef FAIRLEAD_PEER_GLIB
+struct Glib {
+  Glib() = default;
+  Glib(const Glib&) = delete;
+  Glib& operator=(const Glib&) = delete;
+  ~Glib() { g_key_file_free(file); }
+
+  void Load(const std::string& path) const {
+    g_key_file_load_from_file(file, path.c_str(), G_KEY_FILE_NONE, nullptr);
+  }
+  std::string Get(const std::string& section, const std::string& key) const {
+    char* const text =
+        g_key_file_get_value(file, section.c_str(), key.c_str(), nullptr);
+    std::string value = text != nullptr ? text : "";
+    g_free(text);
+    return value;
+  }
+
+  GKeyFile* file = g_key_file_new();
+};
+#endif
+
+#ifdef FAIRLEAD_PEER_BOOST_PROPERTY_TREE
+struct PropertyTree {
+  void Load(const std::string& path) {
+    boost::property_tree::read_ini(path, tree);
+  }
+  std::string Get(const std::string& section, const std::string& key) const {
+    return tree.get<std::string>(section + "." + key, "");
+  }
+
+  boost::property_tree::ptree tree;
+};
+#endif
+
+// One round makes the model, fills it from the file and deletes it.
+template <typename Model>
+void BM_Load(benchmark::State& state) {
+  const SampleFile& sample = Sample(state);
+  Model checked;
+  checked.Load(sample.Path());
+  Require(checked.Get(sample.Section(), sample.Key()) == sample.Value(),
+          "a competitor has not read the last value");
+  for (auto _ : state) {
+    Model model;
+    model.Load(sample.Path());
+    benchmark::ClobberMemory();
+  }
+}
+
+void Lengths(benchmark::internal::Benchmark* race) {
+  race->Arg(60)->Arg(1'000)->Arg(100'000);
+}
+
+BENCHMARK(BM_Load<Fairlead>)->Name("IniLoad/fairlead")->Apply(Lengths);
+#ifdef FAIRLEAD_PEER_SIMPLEINI
+BENCHMARK(BM_Load<SimpleIni>)->Name("IniLoad/simpleini")->Apply(Lengths);
+#endif
+#ifdef FAIRLEAD_PEER_INIH
+BENCHMARK(BM_Load<Inih>)->Name("IniLoad/inih")->Apply(Lengths);
+#endif
+#ifdef FAIRLEAD_PEER_INIPARSER
+// Not 100,000 lines: its time grows with their square.
+BENCHMARK(BM_Load<IniParser>)->Name("IniLoad/iniparser")->Arg(60)->Arg(1'000);
+#endif
+#ifdef FAIRLEAD_PEER_GLIB
+BENCHMARK(BM_Load<Glib>)->Name("IniLoad/glib")->Apply(Lengths);
+#endif
+#ifdef FAIRLEAD_PEER_BOOST_PROPERTY_TREE
+BENCHMARK(BM_Load<PropertyTree>)
+    ->Name("IniLoad/boost_property_tree")
+    ->Apply(Lengths);
+#endif
+
+// --- Saving ------------------------------------------------------------------
+
+Records SampleRecords(const benchmark::State& state) {
+  Records records;
+  CIniFile::Load(Sample(state).Path(), records);
+  return records;
+}
+
+void BM_Save(benchmark::State& state) {
+  const Records records = SampleRecords(state);
+  const fairlead::MemoryFile file;
+  const std::string path = file.Path();
+  for (auto _ : state) CIniFile::Save(path, records);
+  Require(file.Read() == CIniFile::Content(Sample(state).Path()),
+          "the file is not what was loaded");
+}
+BENCHMARK(BM_Save)->Name("IniSave/fairlead")->Arg(60)->Arg(1'000);
+
+// The same calls to the kernel, with lines made in advance.
+void BM_BareWrites(benchmark::State& state) {
+  const fairlead::MemoryFile file;
+  const std::string path = file.Path();
+  std::vector<std::string> lines;
+  for (const CIniFile::Record& record : SampleRecords(state)) {
+    CIniFile::Save(path, {record});
+    lines.push_back(file.Read());
+  }
+  for (auto _ : state) {
+    const int descriptor = open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    for (const std::string& line : lines)
+      Require(write(descriptor, line.data(), line.size()) != -1, "no write");
+    close(descriptor);
+  }
+  Require(file.Read() == CIniFile::Content(Sample(state).Path()),
+          "the file is not what was loaded");
+}
+BENCHMARK(BM_BareWrites)->Name("IniSave/bare_writes")->Arg(60)->Arg(1'000);
+
+}  // namespace
