@@ -1,1 +1,270 @@
 #include "fairlead/net/tcp_client.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <string>
+
+#include "fairlead/net/peer_label.h"
+
+namespace fairlead {
+namespace {
+
+// Deliberately four bytes less than the body of a message holds.
+constexpr std::size_t kMostReceived = 1796;
+constexpr std::size_t kMostSent = sizeof(CTCPMessage::data);
+constexpr timeval kWaitForInput = {3, 0};
+constexpr timeval kSocketTimeout = {2, 0};
+constexpr int kFirstFreeDescriptor = 3;  // After the three standard ones.
+
+// Holds signals back from the calling thread for as long as it lives.
+class SignalsHeld {
+ public:
+  explicit SignalsHeld(const sigset_t& signals) {
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+  }
+  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+  bool WasHeld(int signal) const { return sigismember(&before_, signal) == 1; }
+
+ private:
+  sigset_t before_;
+};
+
+// Counts one use of something for as long as it lives.
+class Use {
+ public:
+  explicit Use(std::atomic<std::int32_t>& uses) : uses_(uses) { ++uses_; }
+  ~Use() { --uses_; }
+  Use(const Use&) = delete;
+  Use& operator=(const Use&) = delete;
+
+ private:
+  std::atomic<std::int32_t>& uses_;
+};
+
+bool IsPending(int signal) {
+  sigset_t pending;
+  return sigpending(&pending) == 0 && sigismember(&pending, signal) == 1;
+}
+
+// One send with flags 0, and without the SIGPIPE that it raises where the peer
+// is gone. A SIGPIPE that was waiting before is the program's and stays: the
+// one raised here has merged with it.
+ssize_t SendQuietly(int sock, const CTCPMessage& message) {
+  sigset_t pipe;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  const SignalsHeld held(pipe);
+  const bool waiting = held.WasHeld(SIGPIPE) && IsPending(SIGPIPE);
+  const ssize_t sent =
+      send(sock, message.data, static_cast<std::size_t>(message.len), 0);
+  if (sent == -1 && errno == EPIPE && !waiting) {
+    const timespec now = {};
+    sigtimedwait(&pipe, nullptr, &now);
+  }
+  return sent;
+}
+
+// The same socket under a number above 0, which would stand for none; -1 where
+// there is no such number left.
+int MoveAboveZero(int sock) {
+  const int moved = fcntl(sock, F_DUPFD, kFirstFreeDescriptor);
+  close(sock);
+  return moved;
+}
+
+// Waits until `sock` has input, 3 seconds at most; returns what select does.
+// The set is as long as the descriptor needs: select takes fd_sets in a row for
+// one long set.
+int WaitForInput(int sock, std::vector<fd_set>& readSet) {
+  const int last = sock / FD_SETSIZE;
+  readSet.assign(static_cast<std::size_t>(last) + 1, fd_set{});
+  FD_SET(sock % FD_SETSIZE, &readSet.back());
+  timeval wait = kWaitForInput;
+  return select(sock + 1, readSet.data(), nullptr, nullptr, &wait);
+}
+
+}  // namespace
+
+CTCPClient::CTCPClient() {
+  threadCv_.notify_all();
+  running_ = true;
+}
+
+CTCPClient::~CTCPClient() { Terminate(); }
+
+bool CTCPClient::CreateMainSock() {
+  int sock = socket(AF_INET, SOCK_STREAM, 0);
+  if (sock == 0) sock = MoveAboveZero(sock);
+  if (sock == -1) {
+    mainSock_ = 0;
+    return false;
+  }
+  fcntl(sock, F_SETFD, FD_CLOEXEC);  // A started program would keep it open.
+  mainSock_ = sock;
+  running_ = true;
+  return true;
+}
+
+bool CTCPClient::ConnectTo(const NetClient* endpoint) {
+  peer_ = *endpoint;
+  if (!CreateMainSock()) {
+    threadCv_.notify_all();
+    return false;
+  }
+  const int sock = mainSock_;
+  if (connect(sock, reinterpret_cast<const sockaddr*>(&peer_.addr),
+              sizeof(peer_.addr)) == -1) {
+    std::printf("err=%d\n", errno);
+    threadCv_.notify_all();
+    return false;
+  }
+  for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO})
+    setsockopt(sock, SOL_SOCKET, option, &kSocketTimeout,
+               sizeof(kSocketTimeout));
+  StartRecvThread();
+  return true;
+}
+
+// The thread inherits a mask that blocks every signal, and cannot end before
+// its handle is in place: its end takes the same mutex.
+void CTCPClient::StartRecvThread() {
+  sigset_t all;
+  sigfillset(&all);
+  const SignalsHeld held(all);
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  recvThread_ = std::thread(&CTCPClient::RecvThread, this);
+}
+
+bool CTCPClient::SendMsg(const CTCPMessage* message) {
+  const std::int32_t length = message->len;
+  if (length < 0 || static_cast<std::size_t>(length) > kMostSent) return false;
+  if (message->sock != 0) return SendQuietly(message->sock, *message) == length;
+
+  const Use use(mainSockUses_);
+  const int sock = mainSock_;
+  return sock != 0 && SendQuietly(sock, *message) == length;
+}
+
+std::int32_t CTCPClient::MessagesCount() const {
+  const std::lock_guard<std::mutex> lock(queueMutex);
+  return static_cast<std::int32_t>(queue_.size());
+}
+
+CTCPMessage CTCPClient::PopMessage() {
+  const std::lock_guard<std::mutex> lock(queueMutex);
+  CTCPMessage message = queue_.front();
+  queue_.pop_front();
+  return message;
+}
+
+bool CTCPClient::IsNotTerminated() const {
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  return running_;
+}
+
+void CTCPClient::Terminate() {
+  {
+    const std::lock_guard<std::mutex> lock(stateMutex_);
+    running_ = false;
+  }
+  messageCv.notify_one();
+  WakeRecvThread();
+  {
+    std::unique_lock<std::mutex> lock(stateMutex_);
+    while (recvThread_.joinable()) threadCv_.wait(lock);
+  }
+  CloseMainSock();
+}
+
+void CTCPClient::Close() {
+  Terminate();
+  CloseMainSock();
+}
+
+// Closing the reading half makes the socket readable at once, and tells the
+// peer nothing.
+void CTCPClient::WakeRecvThread() {
+  const Use use(mainSockUses_);
+  const int sock = mainSock_;
+  if (sock != 0) shutdown(sock, SHUT_RD);
+}
+
+// Lets go of the client in its last act: Terminate() waits for the empty
+// handle, and the mutex that guards it is what this thread touches last.
+std::int32_t CTCPClient::RecvThread() {
+  [[maybe_unused]] const std::string label = PeerLabel(peer_);
+  CTCPMessage message;
+  std::vector<fd_set> readSet;
+  while (running_ && ReceiveOnce(message, readSet)) {
+  }
+  messageCv.notify_one();
+
+  const std::lock_guard<std::mutex> lock(stateMutex_);
+  recvThread_.detach();
+  threadCv_.notify_one();
+  return 0;
+}
+
+// One pass of the receive thread; false where it was the last. `message` and
+// `readSet` are its working space.
+bool CTCPClient::ReceiveOnce(CTCPMessage& message,
+                             std::vector<fd_set>& readSet) {
+  const int sock = mainSock_;
+  const int ready = sock == 0 ? -1 : WaitForInput(sock, readSet);
+  if (ready == -1) {
+    mainSock_ = 0;  // What cannot be waited for is abandoned, not closed.
+    return false;
+  }
+  if (ready == 0) {
+    messageCv.notify_one();
+    return true;
+  }
+  const ssize_t received = recv(sock, message.data, kMostReceived, 0);
+  if (received <= 0) {
+    CloseMainSock();
+    return false;
+  }
+  message.len = static_cast<std::int32_t>(received);
+  message.sock = sock;
+  Enqueue(message);
+  return true;
+}
+
+// Stamps and queues a message, and wakes consumers, two signals for each.
+void CTCPClient::Enqueue(CTCPMessage& message) {
+  {
+    const std::lock_guard<std::mutex> lock(queueMutex);
+    message.addr = peer_.addr;
+    message.time = TheTime();
+    queue_.push_back(message);
+  }
+  messageCv.notify_one();
+  messageCv.notify_one();
+}
+
+// Closes the socket once no call in another thread is using its number, which
+// the system may give to another file from then on. A use is counted before it
+// reads mainSock_, so one that is not seen here finds no socket.
+void CTCPClient::CloseMainSock() {
+  const int sock = mainSock_.exchange(0);
+  if (sock == 0) return;
+  while (mainSockUses_ != 0) {
+    shutdown(sock, SHUT_RDWR);  // Ends a send that waits for the peer.
+    std::this_thread::yield();
+  }
+  close(sock);
+}
+
+}  // namespace fairlead

@@ -1,0 +1,355 @@
+// How a connection ends, and what it leaves: threads, descriptors, signals.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "fairlead/net/loopback.h"
+#include "fairlead/net/tcp_client.h"
+
+namespace fairlead {
+namespace {
+
+using loopback::BodyOf;
+using loopback::CountDescriptors;
+using loopback::CountEntries;
+using loopback::Listener;
+using loopback::MessageOf;
+using loopback::Pair;
+using loopback::Socket;
+using loopback::WaitForEnd;
+using loopback::WaitForMessages;
+using loopback::WaitForThreads;
+
+#if defined(__SANITIZE_THREAD__)
+constexpr int kCycles = 2000;
+#else
+constexpr int kCycles = 10000;
+#endif
+
+// Some sanitizers add a thread of theirs to the first one that starts.
+int CountThreads() {
+  std::thread([] {}).join();
+  return CountEntries("/proc/self/task");
+}
+
+// Sends a message and pops its echo.
+void ExpectExchange(CTCPClient& client, const Socket& peer) {
+  const CTCPMessage request = MessageOf("ping");
+  ASSERT_TRUE(client.SendMsg(&request));
+  ASSERT_TRUE(peer.Send(peer.Receive(4)));
+  ASSERT_TRUE(WaitForMessages(client, 1));
+  EXPECT_EQ(BodyOf(client.PopMessage()), "ping");
+}
+
+TEST(TcpClientEndTest, TerminatesAClientThatNeverConnected) {
+  CTCPClient client;
+  client.Terminate();
+  EXPECT_FALSE(client.IsNotTerminated());
+  client.Terminate();
+  client.Close();
+  EXPECT_FALSE(client.IsNotTerminated());
+}
+
+TEST(TcpClientEndTest, ClosesAClientThatNeverConnected) {
+  CTCPClient client;
+  client.Close();
+  EXPECT_FALSE(client.IsNotTerminated());
+  client.Close();
+}
+
+TEST(TcpClientEndTest, TerminatesWhileReceiving) {
+  const int threads = CountThreads();
+  const int descriptors = CountDescriptors();
+  {
+    Pair pair;
+    EXPECT_TRUE(pair.client.IsNotTerminated());
+    pair.client.Terminate();
+    EXPECT_FALSE(pair.client.IsNotTerminated());
+    EXPECT_TRUE(pair.peer.ReceiveEnd());
+    pair.client.Terminate();
+    pair.client.Close();
+  }
+  EXPECT_EQ(CountDescriptors(), descriptors);
+  EXPECT_TRUE(WaitForThreads(threads));
+}
+
+TEST(TcpClientEndTest, DestroysAClientThatReceives) {
+  const Listener listener = std::move(Listener().Listen());
+  std::optional<CTCPClient> client(std::in_place);
+  ASSERT_TRUE(client->ConnectTo(&listener.endpoint()));
+  const Socket peer = listener.Accept();
+  client.reset();
+  EXPECT_TRUE(peer.ReceiveEnd());
+}
+
+TEST(TcpClientEndTest, TerminatesInAFlood) {
+  Pair pair;
+  std::thread server([&] {
+    const std::string bytes(100000, 'x');
+    while (pair.peer.Send(bytes)) {
+    }
+  });
+  EXPECT_TRUE(WaitForMessages(pair.client, 100));
+  pair.client.Close();
+  server.join();
+  EXPECT_GE(pair.client.MessagesCount(), 100);
+}
+
+TEST(TcpClientEndTest, StaysUnterminatedAfterThePeerHasClosed) {
+  Pair pair;
+  ASSERT_TRUE(pair.peer.Send("last words"));
+  ASSERT_TRUE(WaitForMessages(pair.client, 1));
+  const int descriptors = CountDescriptors();
+  pair.peer.Close();
+  ASSERT_TRUE(WaitForEnd(pair.client));
+  EXPECT_EQ(CountDescriptors(), descriptors - 2);  // The peer's and ours.
+  EXPECT_TRUE(pair.client.IsNotTerminated());
+  EXPECT_EQ(pair.client.MessagesCount(), 1);
+
+  pair.client.Terminate();
+  EXPECT_FALSE(pair.client.IsNotTerminated());
+  EXPECT_EQ(pair.client.MessagesCount(), 1);
+  EXPECT_EQ(BodyOf(pair.client.PopMessage()), "last words");
+}
+
+TEST(TcpClientEndTest, EndsQuietlyWhenThePeerResets) {
+  testing::internal::CaptureStdout();
+  Pair pair;
+  pair.peer.Reset();
+  EXPECT_TRUE(WaitForEnd(pair.client));
+  EXPECT_TRUE(pair.client.IsNotTerminated());
+  EXPECT_EQ(pair.client.MessagesCount(), 0);
+  pair.client.Close();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(TcpClientEndTest, WakesAConsumerWhenItTerminates) {
+  Pair pair;
+  std::unique_lock<std::mutex> lock(pair.client.queueMutex);
+  std::thread closing([&] { pair.client.Terminate(); });
+  pair.client.messageCv.wait(lock);  // The signal comes once the lock is free,
+  lock.unlock();                     // from Terminate or from the thread's end.
+  closing.join();
+  EXPECT_FALSE(pair.client.IsNotTerminated());
+}
+
+TEST(TcpClientEndTest, LeavesNothingAfterThousandsOfConnections) {
+  Listener listener = std::move(Listener().Listen());
+  const int threads = CountThreads();
+  std::thread server([&listener] {
+    for (int cycle = 0; cycle < kCycles; ++cycle) {
+      Socket peer = listener.Accept();
+      peer.Send(peer.Receive(4));
+      if (cycle % 2 == 0) peer.ReceiveEnd();  // Either end goes first.
+      peer.Reset();
+    }
+  });
+  const int descriptors = CountDescriptors();
+  const CTCPMessage request = MessageOf("ping");
+  for (int cycle = 0; cycle < kCycles; ++cycle) {
+    CTCPClient client;
+    ASSERT_TRUE(client.ConnectTo(&listener.endpoint()));
+    ASSERT_TRUE(client.SendMsg(&request));
+    ASSERT_TRUE(WaitForMessages(client, 1));
+    ASSERT_EQ(BodyOf(client.PopMessage()), "ping");
+    client.Close();
+  }
+  server.join();
+  EXPECT_EQ(CountDescriptors(), descriptors);
+  EXPECT_TRUE(WaitForThreads(threads));
+}
+
+TEST(TcpClientEndTest, ConnectsAndTerminatesWithoutAnExchange) {
+  const Listener listener = std::move(Listener().Listen());
+  for (int cycle = 0; cycle < 300; ++cycle) {
+    CTCPClient client;
+    ASSERT_TRUE(client.ConnectTo(&listener.endpoint()));
+    Socket peer = listener.Accept();
+    std::thread server([&] { peer.Reset(); });  // Meets Terminate anywhere.
+    client.Terminate();
+    server.join();
+  }
+}
+
+TEST(TcpClientEndTest, CanConnectAgainOnceClosed) {
+  const Listener listener = std::move(Listener().Listen());
+  CTCPClient client;
+  for (int round = 0; round < 3; ++round) {
+    ASSERT_TRUE(client.ConnectTo(&listener.endpoint()));
+    EXPECT_TRUE(client.IsNotTerminated());
+    ExpectExchange(client, listener.Accept());
+    client.Close();
+  }
+}
+
+TEST(TcpClientDeathTest, EndsTheProcessWhenConnectedTwice) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        std::set_terminate([] { _exit(7); });
+        Pair pair;
+        pair.client.ConnectTo(&pair.listener.endpoint());
+      },
+      testing::ExitedWithCode(7), "");
+}
+
+// Sets standard input aside, so that the next descriptor is 0.
+class WithoutStandardInput {
+ public:
+  WithoutStandardInput() : kept_(fcntl(STDIN_FILENO, F_DUPFD, 100)) {
+    close(STDIN_FILENO);
+  }
+  ~WithoutStandardInput() {
+    if (kept_ == -1) return;
+    dup2(kept_, STDIN_FILENO);
+    close(kept_);
+  }
+  WithoutStandardInput(const WithoutStandardInput&) = delete;
+  WithoutStandardInput& operator=(const WithoutStandardInput&) = delete;
+
+ private:
+  const int kept_;
+};
+
+TEST(TcpClientDescriptorTest, IsNeverZero) {
+  const Listener listener = std::move(Listener().Listen());
+  const int descriptors = CountDescriptors();
+  {
+    const WithoutStandardInput closed;
+    CTCPClient client;
+    ASSERT_TRUE(client.ConnectTo(&listener.endpoint()));
+    EXPECT_EQ(fcntl(0, F_GETFD), -1);  // Closed as it was.
+    const Socket peer = listener.Accept();
+    ASSERT_EQ(peer.number(), 0);
+    ASSERT_TRUE(peer.Send("x"));
+    ASSERT_TRUE(WaitForMessages(client, 1));
+    const int sock = client.PopMessage().sock;
+    EXPECT_GT(sock, 2);  // Not one of the standard three.
+    EXPECT_EQ(fcntl(sock, F_GETFD), FD_CLOEXEC);
+    ExpectExchange(client, peer);
+    client.Close();
+    EXPECT_NE(fcntl(0, F_GETFD), -1);  // Not ours: left alone.
+  }
+  EXPECT_EQ(CountDescriptors(), descriptors);
+}
+
+TEST(TcpClientDescriptorTest, IsNoneWhereNoNumberAboveZeroIsLeft) {
+  rlimit before = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  CTCPClient client;
+  {
+    const WithoutStandardInput closed;
+    const rlimit few = {3, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    EXPECT_FALSE(client.CreateMainSock());
+    EXPECT_EQ(fcntl(0, F_GETFD), -1);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  }
+  const CTCPMessage nothing;
+  EXPECT_FALSE(client.SendMsg(&nothing));
+}
+
+TEST(TcpClientDescriptorTest, IsClosedOnExec) {
+  Pair pair;
+  ASSERT_TRUE(pair.peer.Send("x"));
+  ASSERT_TRUE(WaitForMessages(pair.client, 1));
+  EXPECT_EQ(fcntl(pair.client.PopMessage().sock, F_GETFD), FD_CLOEXEC);
+}
+
+// The mask of this thread, which a test may change, comes back at its end.
+class TcpClientSignalTest : public testing::Test {
+ protected:
+  TcpClientSignalTest() {
+    handledBy = 0;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask_);
+    struct sigaction action = {};
+    action.sa_handler = [](int) {
+      handledBy = static_cast<int>(syscall(SYS_gettid));
+    };
+    sigaction(SIGUSR1, &action, &action_);  // Without SA_RESTART.
+  }
+
+  ~TcpClientSignalTest() override {
+    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+    sigaction(SIGUSR1, &action_, nullptr);
+  }
+
+  static void ChangeMask(int how) {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGUSR1);
+    pthread_sigmask(how, &set, nullptr);
+  }
+
+  static volatile std::sig_atomic_t handledBy;  // The thread.
+
+ private:
+  sigset_t mask_;
+  struct sigaction action_;
+};
+
+volatile std::sig_atomic_t TcpClientSignalTest::handledBy = 0;
+
+// While this thread blocks it, only the receive thread could take the signal.
+TEST_F(TcpClientSignalTest, IsLeftToThreadsOfTheProgram) {
+  Pair pair;
+  ChangeMask(SIG_BLOCK);
+  kill(getpid(), SIGUSR1);
+  ExpectExchange(pair.client, pair.peer);
+  EXPECT_EQ(handledBy, 0);
+  ChangeMask(SIG_UNBLOCK);
+  EXPECT_EQ(handledBy, static_cast<int>(syscall(SYS_gettid)));
+  ExpectExchange(pair.client, pair.peer);
+}
+
+TEST_F(TcpClientSignalTest, FindsTheMaskOfTheCallerUnchanged) {
+  ChangeMask(SIG_BLOCK);
+  sigset_t before;
+  sigset_t after;
+  pthread_sigmask(SIG_SETMASK, nullptr, &before);
+  Pair pair;
+  ExpectExchange(pair.client, pair.peer);
+  pair.client.Close();
+  pthread_sigmask(SIG_SETMASK, nullptr, &after);
+  for (int signal = 1; signal < NSIG; ++signal)
+    EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal));
+}
+
+// A stack that no address space can hold: the system refuses the thread.
+TEST_F(TcpClientSignalTest, FindsTheMaskUnchangedWhereAThreadIsRefused) {
+  pthread_attr_t usual;
+  pthread_attr_t huge;
+  ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+  ASSERT_EQ(pthread_getattr_default_np(&huge), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&huge, std::size_t{1} << 62), 0);
+
+  const Listener listener = std::move(Listener().Listen());
+  const int descriptors = CountDescriptors();
+  CTCPClient client;
+  ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
+  EXPECT_THROW(client.ConnectTo(&listener.endpoint()), std::system_error);
+  ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  EXPECT_EQ(sigismember(&mask, SIGUSR1), 0);
+  EXPECT_EQ(CountDescriptors(), descriptors + 1);  // The socket is kept,
+  client.Close();                                  // until now.
+  EXPECT_EQ(CountDescriptors(), descriptors);
+  pthread_attr_destroy(&usual);
+  pthread_attr_destroy(&huge);
+}
+
+}  // namespace
+}  // namespace fairlead
