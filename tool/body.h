@@ -1,0 +1,61 @@
+// What `send` sends.
+
+#ifndef FAIRLEAD_TOOL_BODY_H_
+#define FAIRLEAD_TOOL_BODY_H_
+
+#include <string>
+
+#include "tool/arguments.h"
+
+namespace fairlead::tool {
+
+inline constexpr Parameter kText = {
+    .name = "text",
+    .word = "WORDS",
+    .kind = Kind::kText,
+    .group = "What",
+    .help = R"(these words, with \r \n \t \\ \xHH in them)"};
+inline constexpr Parameter kHex = {
+    .name = "hex",
+    .word = "DIGITS",
+    .kind = Kind::kText,
+    .group = "What",
+    .help = "the bytes that pairs of hexadecimal digits spell"};
+inline constexpr Parameter kFile = {.name = "file",
+                                    .word = "PATH",
+                                    .kind = Kind::kFile,
+                                    .group = "What",
+                                    .help = "the bytes of a file"};
+inline constexpr Parameter kStdin = {
+    .name = "stdin",
+    .word = "",
+    .kind = Kind::kSwitch,
+    .group = "What",
+    .help = "the bytes of standard input, up to its end"};
+inline constexpr Parameter kEol = {.name = "eol",
+                                   .word = "none|lf|crlf",
+                                   .kind = Kind::kChoice,
+                                   .group = "What",
+                                   .help = "the line end put after the body",
+                                   .fallback = "none"};
+inline constexpr Parameter kPascal = {
+    .name = "pascal",
+    .word = "",
+    .kind = Kind::kSwitch,
+    .group = "What",
+    .help = "put a byte with the body's length before it (255 at most)"};
+
+/// Checks that the body has exactly one door: -text, -hex, -file or -stdin.
+///
+/// @throws Failure with kWrongUsage
+void CheckDoors(const Arguments& arguments);
+
+/// The body, from its door, with -eol and -pascal.
+///
+/// @throws Failure with kCannotRead, or with kWrongUsage for a malformed text
+///     and for a body too long for -pascal
+std::string ReadBody(const Arguments& arguments);
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_BODY_H_

@@ -1,0 +1,19 @@
+// The entries of the command table; each stands in its command's own file.
+
+#ifndef FAIRLEAD_TOOL_COMMAND_LIST_H_
+#define FAIRLEAD_TOOL_COMMAND_LIST_H_
+
+#include "tool/commands.h"
+
+namespace fairlead::tool {
+
+extern const Command kSendCommand;
+extern const Command kRecvCommand;
+extern const Command kResolveCommand;
+extern const Command kHelpCommand;
+extern const Command kVersionCommand;
+extern const Command kCompletionCommand;
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_COMMAND_LIST_H_

@@ -1,0 +1,334 @@
+// Every exit status of the built command, and what is said with it.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <future>
+#include <string>
+
+#include "tool/testing.h"
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define FAIRLEAD_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define FAIRLEAD_SANITIZED 1
+#endif
+#endif
+
+namespace fairlead::tool {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+const Words kForever = {"-idle", "86400", "-timeout", "86400"};
+
+// A wrong usage: status 2, the message, and nothing on standard output.
+void ExpectRefused(const Words& arguments, const std::string& message) {
+  SCOPED_TRACE(message);
+  const Outcome outcome = Fairlead(arguments);
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.error, HasSubstr(message));
+  EXPECT_EQ(outcome.output, "");
+}
+
+TEST(EndingsTest, AloneItSaysHowToUseIt) {
+  ExpectRefused({}, "usage: fairlead COMMAND");
+}
+
+TEST(EndingsTest, WrongUsageIsTold) {
+  ExpectRefused({"sned"},
+                "fairlead: 'sned' is no command; the nearest is send");
+  ExpectRefused({""}, "fairlead: '' is no command");
+  ExpectRefused({"-port", "1"}, "'-port' stands where the command belongs");
+  ExpectRefused({"help", "sned"}, "'sned' is no command; the nearest is send");
+  ExpectRefused({"send"}, "fairlead send: -host NAME is missing (or -demo");
+  ExpectRefused({"send", "-host", "x"}, "fairlead send: -port N is missing");
+  ExpectRefused({"send", "-host", "x", "-port", "70000"},
+                "fairlead send: -port 70000 is outside 1 to 65535\n");
+  ExpectRefused({"send", "-demo"}, "there is nothing to send");
+  ExpectRefused({"send", "-demo", "-text", "x", "-hex", "00"},
+                "-text and -hex are given: a body comes from one");
+  ExpectRefused({"send", "-demo", "-file", "x", "-stdin"},
+                "-file and -stdin are given");
+  ExpectRefused({"send", "-demo", "-text", "x", "-host", "x"},
+                "-demo takes the place of -host and -port");
+  ExpectRefused({"send", "-demo", "-text", "x", "-port", "1"},
+                "-demo takes the place of -host and -port");
+  ExpectRefused({"send", "-demo", "-text", "\\q"}, "-text: '\\q' is none of");
+  ExpectRefused({"send", "-demo", "-text", "x", "-until", "\\q"},
+                "-until: '\\q' is none of");
+  ExpectRefused({"send", "-demo", "-hex", "0"},
+                "-hex: '0' is no pair of hexadecimal digits");
+  ExpectRefused({"send", "-demo", "hello"}, "-demo took the word 'hello'");
+  ExpectRefused({"send", "-demo", "-text", "two", "words"}, "'words' is one");
+  ExpectRefused({"recv", "-demo", "-text", "x"}, "-text is unknown");
+  ExpectRefused({"resolve"}, "fairlead resolve: -host NAME is missing");
+  ExpectRefused({"completion"}, "which shell? bash or zsh");
+  ExpectRefused({"completion", "fish"}, "'fish' is none of bash|zsh");
+  ExpectRefused({"version", "x"}, "'x' stands alone");
+}
+
+TEST(EndingsTest, AWrongUsageDoesNotWaitForStandardInput) {
+  const Outcome outcome =
+      RunProgram({.arguments = {"send", "-stdin"}, .input_stays_open = true});
+  EXPECT_EQ(outcome.status, 2);
+}
+
+TEST(EndingsTest, ANameThatIsNotResolved) {
+  for (const std::string command : {"recv", "resolve"}) {
+    Words arguments = {command, "-host", "nosuch.invalid"};
+    if (command == "recv") arguments = arguments + Words{"-port", "1"};
+    const Outcome outcome = Fairlead(arguments);
+    EXPECT_EQ(outcome.status, 6);
+    EXPECT_THAT(
+        outcome.error,
+        AllOf(HasSubstr("dns failed while resolving nosuch.invalid\n"),
+              HasSubstr("fairlead " + command +
+                        ": no IPv4 address is known for 'nosuch.invalid'\n")));
+    EXPECT_EQ(outcome.output, "");
+  }
+}
+
+TEST(EndingsTest, ANameThatIsNotResolvedSilently) {
+  const Outcome outcome =
+      Fairlead({"resolve", "-host", "nosuch.invalid", "-quiet"});
+  EXPECT_EQ(outcome.status, 255);
+  EXPECT_EQ(outcome.error, "-33");
+  EXPECT_EQ(outcome.output, "");
+}
+
+TEST(EndingsTest, AServerThatIsNotThere) {
+  const std::string port = std::to_string(ClosedPort());
+  const Outcome outcome =
+      Fairlead({"send", "-host", "127.0.0.1", "-port", port, "-text", "x"});
+  EXPECT_EQ(outcome.status, 7);
+  EXPECT_EQ(outcome.error,
+            "dns resolved: 127.0.0.1\nerr=111\n"
+            "fairlead send: cannot connect to 127.0.0.1 port " +
+                port + ": Connection refused\n");
+  EXPECT_EQ(outcome.output, "");
+}
+
+TEST(EndingsTest, AStandardOutputThatCannotBeWritten) {
+  for (const Words& arguments :
+       {Words{"send", "-demo", "-text", "x"}, Words{"help"}, Words{"version"},
+        Words{"send", "-help"}, Words{"resolve", "-host", "127.0.0.1"},
+        Words{"completion", "bash"}}) {
+    SCOPED_TRACE(arguments[0]);
+    const Outcome full =
+        RunProgram({.arguments = arguments, .output_path = "/dev/full"});
+    EXPECT_EQ(full.status, 23);
+    EXPECT_THAT(full.error,
+                HasSubstr("cannot write standard output: No space"));
+
+    const Outcome broken =
+        RunProgram({.arguments = arguments, .output_is_broken = true});
+    EXPECT_EQ(broken.status, 23);
+    EXPECT_THAT(broken.error,
+                HasSubstr("cannot write standard output: Broken pipe"));
+
+    const Outcome closed = RunProgram({.arguments = arguments, .closed = {1}});
+    EXPECT_EQ(closed.status, 23);
+    EXPECT_THAT(closed.error,
+                HasSubstr("cannot write standard output: Bad file descriptor"));
+  }
+}
+
+TEST(EndingsTest, ABodyThatCannotBeRead) {
+  const TempFolder folder;
+  const std::string missing = folder.path() + "/missing";
+  const Outcome none = Fairlead({"send", "-demo", "-file", missing});
+  EXPECT_EQ(none.status, 26);
+  EXPECT_EQ(none.error, "fairlead send: cannot open '" + missing +
+                            "': No such file or directory\n");
+
+  const Outcome directory = Fairlead({"send", "-demo", "-file", folder.path()});
+  EXPECT_EQ(directory.status, 26);
+  EXPECT_EQ(directory.error, "fairlead send: cannot read '" + folder.path() +
+                                 "': Is a directory\n");
+
+  const Outcome closed =
+      RunProgram({.arguments = {"send", "-demo", "-stdin"}, .closed = {0}});
+  EXPECT_EQ(closed.status, 26);
+  EXPECT_EQ(closed.error,
+            "fairlead send: cannot read standard input: Bad file descriptor\n");
+}
+
+TEST(EndingsTest, ClosedDescriptorsDoNoHarm) {
+  const Outcome outcome = RunProgram(
+      {.arguments = {"send", "-demo", "-text", "hello"}, .closed = {0, 2}});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output, "hello");
+}
+
+TEST(EndingsTest, TheTimeIsOverWhileWaiting) {
+  ScriptedServer server([](int connection) { ReceiveAll(connection); });
+  const Outcome outcome =
+      Fairlead(server.Arguments("send") + Words{"-text", "x", "-timeout", "1"});
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_EQ(outcome.error,
+            "dns resolved: 127.0.0.1\n"
+            "fairlead send: -timeout 1 is over while waiting for the peer; a "
+            "larger one waits longer\n");
+}
+
+// A peer that never stops is not silent: only the time can end it.
+TEST(EndingsTest, TheTimeIsOverWhileThePeerTalks) {
+  ScriptedServer server([](int connection) {
+    const std::string talk(10'000, 'x');
+    while (send(connection, talk.data(), talk.size(), MSG_NOSIGNAL) > 0) {
+    }
+  });
+  const Outcome outcome = RunProgram(
+      {.arguments = server.Arguments("recv") + Words{"-timeout", "1"},
+       .output_path = "/dev/null"});
+  EXPECT_EQ(outcome.status, 28);
+}
+
+// A listener whose queue is full answers no one: connecting blocks.
+TEST(EndingsTest, TheTimeIsOverWhileConnecting) {
+  const int listener = ListenOnLoopback(0);
+  const int port = PortOf(listener);
+  const int only = ConnectToPort(port);
+  const Outcome outcome = Fairlead({"recv", "-host", "127.0.0.1", "-port",
+                                    std::to_string(port), "-timeout", "1"});
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_THAT(outcome.error,
+              HasSubstr("-timeout 1 is over while connecting to 127.0.0.1 "
+                        "port " +
+                        std::to_string(port)));
+  close(only);
+  close(listener);
+}
+
+TEST(EndingsTest, TheTimeIsOverWhileReadingStandardInput) {
+  const Outcome outcome =
+      RunProgram({.arguments = {"send", "-demo", "-stdin", "-timeout", "1"},
+                  .input = "begun",
+                  .input_stays_open = true});
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_THAT(outcome.error, HasSubstr("while reading the body"));
+}
+
+TEST(EndingsTest, NothingIsAnswered) {
+  ScriptedServer server([](int connection) { Receive(connection, 1); });
+  const Outcome outcome =
+      Fairlead(server.Arguments("send") + Words{"-text", "x"} + kForever);
+  EXPECT_EQ(outcome.status, 52);
+  EXPECT_THAT(outcome.error,
+              HasSubstr("nothing was answered: the peer closed"));
+
+  ScriptedServer silent_server([](int connection) { ReceiveAll(connection); });
+  const Outcome silent = Fairlead(silent_server.Arguments("recv") +
+                                  Words{"-idle", "1", "-until", "x"});
+  EXPECT_EQ(silent.status, 52);
+  EXPECT_THAT(silent.error,
+              HasSubstr("nothing was answered: the peer was silent"));
+}
+
+TEST(EndingsTest, TheTextOfUntilDoesNotCome) {
+  const Outcome closed =
+      Fairlead(Words{"send", "-demo", "-text", "x", "-until", "y"} + kForever);
+  EXPECT_EQ(closed.status, 1);
+  EXPECT_EQ(closed.output, "x");
+  EXPECT_THAT(closed.error,
+              HasSubstr("the text of -until did not come: the peer closed"));
+
+  const Outcome stopped = Fairlead(
+      Words{"send", "-demo", "-text", "x", "-until", "y", "-bytes", "1"} +
+      kForever);
+  EXPECT_EQ(stopped.status, 1);
+  EXPECT_THAT(stopped.error, HasSubstr("did not come: enough was received"));
+}
+
+TEST(EndingsTest, FewerThanWantedIsNoFailure) {
+  const Outcome outcome = Fairlead(
+      Words{"send", "-demo", "-text", "x", "-bytes", "100"} + kForever);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output, "x");
+}
+
+// The server says why and is gone, while there is still much to send.
+TEST(EndingsTest, SendingFailsWhenThePeerIsGone) {
+  ScriptedServer server([](int connection) {
+    SendAll(connection, "no room\n");
+    Receive(connection, 1'000'000);
+    Reset(connection);
+  });
+  const Outcome outcome = RunProgram(
+      {.arguments = server.Arguments("send") + Words{"-stdin"} + kForever,
+       .input = std::string(20'000'000, 'x')});
+  EXPECT_EQ(outcome.status, 55);
+  EXPECT_EQ(outcome.output, "no room\n");
+  EXPECT_THAT(outcome.error, AllOf(HasSubstr("fairlead send: sending failed, "),
+                                   HasSubstr(" of 20000000 bytes went out")));
+}
+
+TEST(EndingsTest, SendingFailsWhenThePeerDoesNotRead) {
+  std::promise<void> ended;
+  ScriptedServer server([&](int) { ended.get_future().wait(); });
+  const Outcome outcome = RunProgram(
+      {.arguments = server.Arguments("send") + Words{"-stdin"} + kForever,
+       .input = std::string(40'000'000, 'x')});
+  ended.set_value();
+  EXPECT_EQ(outcome.status, 55);
+  EXPECT_THAT(outcome.error, AllOf(HasSubstr("for 2 seconds: "),
+                                   HasSubstr(" of 40000000 bytes went out")));
+}
+
+// Stacks so large that the system has room for one thread and not for two: the
+// clock gets its own, the receiver none.
+TEST(EndingsTest, ReceivingFailsWithoutAThread) {
+#ifdef FAIRLEAD_SANITIZED
+  GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
+#endif
+  ScriptedServer server([](int connection) { ReceiveAll(connection); });
+  const Outcome outcome =
+      RunProgram({.arguments = Words{"-c",
+                                     "ulimit -s 400000 && ulimit -v 700000 && "
+                                     "exec \"$0\" \"$@\"",
+                                     FAIRLEAD_PROGRAM} +
+                               server.Arguments("recv") + kForever,
+                  .program = "/bin/sh"});
+  EXPECT_EQ(outcome.status, 56);
+  EXPECT_THAT(outcome.error, HasSubstr("receiving cannot begin"));
+}
+
+TEST(EndingsTest, WithoutAnyThreadNothingIsConnected) {
+#ifdef FAIRLEAD_SANITIZED
+  GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
+#endif
+  const Outcome outcome = RunProgram(
+      {.arguments = {"-c",
+                     "ulimit -s 400000 && ulimit -v 300000 && "
+                     "exec \"$0\" \"$@\"",
+                     FAIRLEAD_PROGRAM, "send", "-demo", "-text", "x"},
+       .program = "/bin/sh"});
+  EXPECT_EQ(outcome.status, 7);
+  EXPECT_THAT(outcome.error, StartsWith("fairlead send: "));
+}
+
+TEST(EndingsTest, AnInterruptEndsAtOnce) {
+  std::promise<void> connected;
+  ScriptedServer server([&](int connection) {
+    connected.set_value();
+    ReceiveAll(connection);
+  });
+  Process process({.arguments = server.Arguments("recv") + kForever});
+  connected.get_future().wait();
+  kill(process.pid(), SIGINT);
+  const Outcome outcome = process.Wait();
+  EXPECT_EQ(outcome.signal, SIGINT);  // A shell calls it 130.
+}
+
+}  // namespace
+}  // namespace fairlead::tool

@@ -1,0 +1,205 @@
+#include "tool/exchange.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <iterator>
+#include <mutex>
+#include <system_error>
+#include <vector>
+
+#include "fairlead/net/resolve.h"
+#include "tool/concat.h"
+#include "tool/escapes.h"
+#include "tool/failure.h"
+#include "tool/parameters.h"
+#include "tool/progress.h"
+#include "tool/view.h"
+
+namespace fairlead::tool {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::size_t kLargestMessage = sizeof CTCPMessage::data;
+
+// A wake-up may come just before the wait for it, so none is long.
+constexpr std::chrono::milliseconds kWait{20};
+
+std::string HowMuch(std::size_t sent, std::size_t total) {
+  return Concat(sent, " of ", total, " bytes went out");
+}
+
+// Why a send failed. No error means that there was no socket any more, or that
+// a part of the message found room and the rest did not.
+std::string Cause(int error, bool open) {
+  if (error == EAGAIN) return "the peer did not read for 2 seconds";
+  if (error != 0) return ErrorText(error);
+  return open ? "the peer did not read all of a message for 2 seconds"
+              : "the peer has closed";
+}
+
+void CheckWhere(const Arguments& arguments) {
+  if (arguments.Has(kDemo)) {
+    if (arguments.Has(kHost) || arguments.Has(kPort))
+      throw Failure(kWrongUsage, "-demo takes the place of -host and -port");
+    return;
+  }
+  for (const Parameter& needed : {kHost, kPort})
+    if (!arguments.Has(needed))
+      throw Failure(kWrongUsage, Concat(Spelling(needed),
+                                        " is missing (or -demo, for a server "
+                                        "inside the process)"));
+}
+
+}  // namespace
+
+Settings ReadSettings(const Arguments& arguments) {
+  CheckWhere(arguments);
+  silent = arguments.Has(kQuiet);
+  return {.command = std::string(arguments.command().name),
+          .host = arguments.Has(kDemo) ? "127.0.0.1" : arguments.Text(kHost),
+          .port = arguments.Number(kPort),
+          .timeout = arguments.Number(kTimeout),
+          .idle = arguments.Number(kIdle),
+          .limits = {.messages = arguments.Number(kMessages),
+                     .bytes = arguments.Number(kBytes),
+                     .lines = arguments.Number(kLines),
+                     .until = Unescaped(arguments.Text(kUntil), kUntil.name)},
+          .view = arguments.Text(kView)};
+}
+
+std::string Resolve(const std::string& host) {
+  const std::vector<std::string> addresses = resolveDnsFull(host);
+  if (addresses.empty())
+    throw Failure(kNotResolved,
+                  Concat("no IPv4 address is known for '", host, "'"));
+  return addresses.front();
+}
+
+Exchange::Exchange(const Settings& settings, TimeLimit& limit,
+                   const Output& output)
+    : settings_(settings),
+      limit_(limit),
+      output_(output),
+      rules_(settings.limits) {}
+
+void Exchange::Connect() {
+  limit_.Enter(Concat("resolving '", settings_.host, "'"));
+  const std::string address = Resolve(settings_.host);
+  const std::string place = Concat(address, " port ", settings_.port);
+
+  limit_.Enter(Concat("connecting to ", place));
+  NetClient endpoint;
+  endpoint.addr.sin_addr.s_addr = inet_addr(address.c_str());
+  endpoint.addr.sin_port = htons(static_cast<std::uint16_t>(settings_.port));
+  try {
+    if (!client_.ConnectTo(&endpoint))
+      throw Failure(kNotConnected, Concat("cannot connect to ", place, ": ",
+                                          ErrorText(errno)));
+  } catch (const std::system_error& error) {
+    throw Failure(kReceivingFailed,
+                  Concat("receiving cannot begin: ", error.what()));
+  }
+}
+
+void Exchange::Send(std::string_view body) {
+  CTCPMessage message;
+  Progress progress(body.size());
+  while (sent_ < body.size()) {
+    limit_.Enter(Concat("sending: ", HowMuch(sent_, body.size())));
+    const std::string_view part = body.substr(sent_, kLargestMessage);
+    std::ranges::copy(part, message.data);
+    message.len = static_cast<int>(part.size());
+    errno = 0;
+    if (!client_.SendMsg(&message)) FailToSend(sent_, body.size());
+    sent_ += part.size();
+    if (body.size() > kLargestMessage) progress.Show(sent_);
+  }
+}
+
+// What the peer has said before is shown first: it may say why.
+void Exchange::FailToSend(std::size_t sent, std::size_t total) {
+  const int error = errno;
+  const bool open = IsOpen();
+  TakeQueue();
+  throw Failure(kSendingFailed,
+                Concat("sending failed, ", Cause(error, open), ": ",
+                       HowMuch(sent, total), ", perhaps a part of the next ",
+                       std::min(total - sent, kLargestMessage)));
+}
+
+// Whether the peer is asked before the queue is looked at decides that nothing
+// is lost: what came before it closed is then in the queue.
+void Exchange::Drain() {
+  limit_.Enter("waiting for the peer");
+  const std::chrono::seconds idle(settings_.idle);
+  auto last = steady_clock::now();
+  while (true) {
+    const bool open = IsOpen();
+    const std::int64_t before = rules_.messages();
+    if (TakeQueue()) {
+      ending_ = "enough was received";
+      return;
+    }
+    if (!open) {
+      ending_ = "the peer closed";
+      return;
+    }
+    if (rules_.messages() > before) {
+      last = steady_clock::now();
+      continue;
+    }
+    if (steady_clock::now() - last >= idle) {
+      ending_ = "the peer was silent";
+      return;
+    }
+    AwaitMessage();
+  }
+}
+
+// Shows what is in the queue, up to where a rule is fulfilled; true if one is.
+bool Exchange::TakeQueue() {
+  while (client_.MessagesCount() > 0) {
+    const CTCPMessage message = client_.PopMessage();
+    const bool raw = settings_.view == "raw" && !output_.screen().terminal;
+    if (raw)
+      output_.Write(BodyOf(message));
+    else
+      output_.Write(Rendered(message, settings_.view, output_.screen()));
+    if (rules_.Take(BodyOf(message))) return true;
+  }
+  return false;
+}
+
+// A message of no bytes can be sent until the receive thread has seen the end
+// and let go of the socket. An error of the socket itself is not yet that: what
+// came before it may still be on its way to the queue.
+bool Exchange::IsOpen() {
+  static const CTCPMessage kEmpty{};
+  errno = 0;
+  return client_.SendMsg(&kEmpty) || errno != 0;
+}
+
+void Exchange::AwaitMessage() {
+  std::unique_lock lock(client_.queueMutex);
+  client_.messageCv.wait_for(lock, kWait);
+}
+
+void Exchange::Close() {
+  client_.Close();
+  Tell(settings_.command,
+       Concat(sent_, " bytes sent, ", rules_.bytes(), " received; ", ending_));
+}
+
+void Exchange::Judge() const {
+  if (rules_.messages() == 0)
+    throw Failure(kNothingAnswered, Concat("nothing was answered: ", ending_));
+  if (rules_.UntilIsMissing())
+    throw Failure(kAnswerIsNo,
+                  Concat("the text of -until did not come: ", ending_));
+}
+
+}  // namespace fairlead::tool

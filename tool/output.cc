@@ -1,0 +1,102 @@
+#include "tool/output.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "fairlead/net/resolve.h"
+#include "tool/concat.h"
+#include "tool/failure.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr std::string_view kClearLine = "\r\033[K";
+
+// The descriptor opened is the lowest free one, hence the closed one.
+void FillClosedDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (fcntl(descriptor, F_GETFD) == -1)
+      open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
+// "" for a variable that is not set.
+std::string_view Environment(const char* name) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes a variable.
+  const char* const value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+bool IsSmart(int descriptor) {
+  const std::string_view term = Environment("TERM");
+  return isatty(descriptor) == 1 && !term.empty() && term != "dumb";
+}
+
+bool WantsColour(int descriptor) {
+  return IsSmart(descriptor) && Environment("NO_COLOR").empty();
+}
+
+// Somebody may have made the descriptor one that does not wait by itself.
+void AwaitRoom(int descriptor) {
+  pollfd room{.fd = descriptor, .events = POLLOUT, .revents = 0};
+  poll(&room, 1, -1);
+}
+
+// Writes all of it; false with errno set when that cannot be done.
+bool WriteAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written >= 0)
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+    else if (errno == EAGAIN)
+      AwaitRoom(descriptor);
+    else if (errno != EINTR)
+      return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+Output::Output() {
+  FillClosedDescriptors();
+  (void)std::signal(SIGPIPE, SIG_IGN);
+  descriptor_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  (void)std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+  screen_ = {.terminal = isatty(descriptor_) == 1,
+             .colour = WantsColour(descriptor_)};
+}
+
+void Output::Write(std::string_view bytes) const {
+  if (!WriteAll(descriptor_, bytes))
+    throw Failure(kCannotWrite,
+                  Concat("cannot write standard output: ", ErrorText(errno)));
+}
+
+// One write a line, so that lines of several threads do not mix. Where even
+// this fails, there is nobody left to tell.
+void Complain(std::string_view command, std::string_view text) {
+  std::string line(ErrorIsTerminal() ? kClearLine : "");
+  const bool colour = WantsColour(STDERR_FILENO);
+  if (colour) line += "\033[1m";
+  line += "fairlead";
+  if (!command.empty()) line.append(" ").append(command);
+  line += colour ? ":\033[0m " : ": ";
+  line.append(text).append("\n");
+  WriteAll(STDERR_FILENO, line);
+}
+
+void Tell(std::string_view command, std::string_view text) {
+  if (!silent) Complain(command, text);
+}
+
+bool ErrorIsTerminal() { return IsSmart(STDERR_FILENO); }
+
+}  // namespace fairlead::tool

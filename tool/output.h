@@ -1,0 +1,54 @@
+// Standard output for data, standard error for the person.
+
+#ifndef FAIRLEAD_TOOL_OUTPUT_H_
+#define FAIRLEAD_TOOL_OUTPUT_H_
+
+#include <string_view>
+
+#include "tool/view.h"
+
+namespace fairlead::tool {
+
+/// The one way of data to standard output.
+///
+/// The library prints its own lines to descriptor 1. So that these reach the
+/// person and not the data, the constructor keeps the true standard output
+/// under another number and points descriptor 1 at standard error. It also
+/// opens /dev/null, the wrong way round, for a standard descriptor that is
+/// closed: no file or socket takes its number, and using it is an error. And it
+/// ignores SIGPIPE, so that a closed pipe is an error like another.
+///
+/// One object in the life of the process.
+class Output {
+ public:
+  Output();
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  /// Writes all of the bytes at once, without a buffer.
+  ///
+  /// @throws Failure with kCannotWrite
+  void Write(std::string_view bytes) const;
+
+  /// What standard output is.
+  Screen screen() const { return screen_; }
+
+ private:
+  int descriptor_ = -1;
+  Screen screen_;
+};
+
+/// Says a line to the person: "fairlead send: TEXT".
+///
+/// @param command "" for none
+void Complain(std::string_view command, std::string_view text);
+
+/// Says a line to the person, unless -quiet was given.
+void Tell(std::string_view command, std::string_view text);
+
+/// Whether standard error is a terminal on which a line can be rewritten.
+bool ErrorIsTerminal();
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_OUTPUT_H_

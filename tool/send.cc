@@ -1,0 +1,77 @@
+// The command `send`: a body to a server, and what the server answers.
+
+#include <array>
+#include <optional>
+
+#include "tool/body.h"
+#include "tool/command_list.h"
+#include "tool/demo_server.h"
+#include "tool/exchange.h"
+#include "tool/parameters.h"
+
+namespace fairlead::tool {
+namespace {
+
+ExitStatus Send(const Arguments& arguments, const Output& output) {
+  Settings settings = ReadSettings(arguments);
+  CheckDoors(arguments);
+  TimeLimit limit(settings.command, settings.timeout);
+  limit.Enter("reading the body");
+  const std::string body = ReadBody(arguments);
+
+  std::optional<DemoServer> demo;
+  if (arguments.Has(kDemo))
+    settings.port = demo.emplace("", body.size()).port();
+
+  Exchange exchange(settings, limit, output);
+  exchange.Connect();
+  exchange.Send(body);
+  exchange.Drain();
+  exchange.Close();
+  exchange.Judge();
+  return kDone;
+}
+
+constexpr std::array kParameters = {
+    kHost,    kPort, kDemo,     kText,  kHex,   kFile,  kStdin, kEol,   kPascal,
+    kTimeout, kIdle, kMessages, kBytes, kLines, kUntil, kView,  kQuiet, kHelp,
+};
+
+constexpr auto kExamples = std::to_array<Example>({
+    {"fairlead send -demo -text hello",
+     "Prints hello, which a server inside the process sends back."},
+    {"fairlead send -host localhost -port 6379 -text PING -eol crlf -lines 1",
+     "Asks a redis server on this machine; prints +PONG."},
+    {"fairlead send -demo -hex 00ff10 -view dump",
+     "Shows the bytes that come back, with the time at which they came."},
+});
+
+constexpr std::array kStatuses = {
+    kDone,          kAnswerIsNo,      kWrongUsage,
+    kNotResolved,   kNotConnected,    kCannotWrite,
+    kCannotRead,    kTimeIsOver,      kNothingAnswered,
+    kSendingFailed, kReceivingFailed, kSilentlyNotResolved,
+};
+
+}  // namespace
+
+constinit const Command kSendCommand = {
+    .name = "send",
+    .usage = "-host NAME -port N -text WORDS [-name value]...",
+    .summary = "send a body to a server and print what it answers",
+    .story =
+        "Resolves the name, connects, sends the body, prints the replies to "
+        "standard output, and closes. It ends when the server closes, has been "
+        "silent for the time of -idle, or has sent what -messages, -bytes, "
+        "-lines or -until asks for, whichever comes first. A received message "
+        "is never cut: all of the one that ends the exchange is printed. A "
+        "body "
+        "above 1800 bytes goes out as several messages, in order.",
+    .operand = nullptr,
+    .parameters = kParameters,
+    .examples = kExamples,
+    .statuses = kStatuses,
+    .run = Send,
+};
+
+}  // namespace fairlead::tool

@@ -1,0 +1,106 @@
+// What is different when a person looks on.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tool/testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+constexpr const char* kEscape = "\033";
+const Words kControl = {"send", "-demo", "-hex", "1b5b316d 41 0d0a 07",
+                        "-quiet"};
+const Words kStamped = {"send",  "-demo", "-text", "A",
+                        "-view", "text",  "-quiet"};
+
+TEST(TerminalTest, ControlBytesAreVisibleThere) {
+  EXPECT_EQ(
+      RunProgram({.arguments = kControl, .output_is_terminal = true}).output,
+      "\\x1b[1mA\\r\n\\x07");
+}
+
+TEST(TerminalTest, ElsewhereTheyPassAsTheyAre) {
+  EXPECT_EQ(
+      RunProgram({.arguments = kControl, .error_is_terminal = true}).output,
+      "\033[1mA\r\n\007");
+}
+
+TEST(TerminalTest, StampsAreColouredThere) {
+  EXPECT_THAT(
+      RunProgram({.arguments = kStamped, .output_is_terminal = true}).output,
+      MatchesRegex("\033\\[2m\\[.*\\] \033\\[0mA\n"));
+}
+
+TEST(TerminalTest, NothingIsColouredElsewhere) {
+  EXPECT_THAT(RunProgram({.arguments = kStamped}).output,
+              Not(HasSubstr(kEscape)));
+  const Outcome refused = Fairlead({"send"});
+  EXPECT_THAT(refused.error, Not(HasSubstr(kEscape)));
+}
+
+TEST(TerminalTest, NoColorIsObeyed) {
+  const Words environment = {"NO_COLOR=1"};
+  const Outcome stamped = RunProgram({.arguments = kStamped,
+                                      .output_is_terminal = true,
+                                      .environment = environment});
+  EXPECT_THAT(stamped.output, MatchesRegex("\\[.*\\] A\n"));
+  const Outcome refused = RunProgram({.arguments = {"send"},
+                                      .error_is_terminal = true,
+                                      .environment = environment});
+  EXPECT_THAT(refused.error, Not(HasSubstr("\033[1m")));
+  const Outcome empty = RunProgram({.arguments = {"send"},
+                                    .error_is_terminal = true,
+                                    .environment = {"NO_COLOR="}});
+  EXPECT_THAT(empty.error, HasSubstr("\033[1m"));
+}
+
+TEST(TerminalTest, ADumbTerminalGetsPlainText) {
+  const Outcome outcome = RunProgram({.arguments = {"send"},
+                                      .error_is_terminal = true,
+                                      .environment = {"TERM=dumb"}});
+  EXPECT_THAT(outcome.error, Not(HasSubstr(kEscape)));
+}
+
+TEST(TerminalTest, ErrorsAreBoldThere) {
+  EXPECT_THAT(
+      RunProgram({.arguments = {"send"}, .error_is_terminal = true}).error,
+      HasSubstr("\033[1mfairlead send:\033[0m -host"));
+}
+
+TEST(TerminalTest, ALongSendDrawsABarAndTakesItAway) {
+  const std::string body(1'000'000, 'x');
+  const Outcome outcome = RunProgram({.arguments = {"send", "-demo", "-stdin"},
+                                      .input = body,
+                                      .error_is_terminal = true});
+  EXPECT_TRUE(outcome.output == body);
+  EXPECT_THAT(outcome.error,
+              HasSubstr("\r[##########          ]  50% of 1.0 MB"));
+  EXPECT_THAT(outcome.error,
+              HasSubstr("100% of 1.0 MB\033[K\r\033[K\r\033[K\033[1mfairlead"));
+}
+
+TEST(TerminalTest, NoBarIsDrawnWhereNoneIsWanted) {
+  const std::string body(1'000'000, 'x');
+  const Outcome quiet =
+      RunProgram({.arguments = {"send", "-demo", "-stdin", "-quiet"},
+                  .input = body,
+                  .error_is_terminal = true});
+  EXPECT_EQ(quiet.error, "");
+  const Outcome pipe =
+      RunProgram({.arguments = {"send", "-demo", "-stdin"}, .input = body});
+  EXPECT_THAT(pipe.error, Not(HasSubstr("%")));
+  const Outcome small = RunProgram(
+      {.arguments = {"send", "-demo", "-text", std::string(1800, 'x')},
+       .error_is_terminal = true});
+  EXPECT_THAT(small.error, Not(HasSubstr("%")));
+}
+
+}  // namespace
+}  // namespace fairlead::tool

@@ -1,0 +1,327 @@
+#include "tool/testing.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <utility>
+
+namespace fairlead::tool {
+namespace {
+
+constexpr int kMinute = 60000;  // In milliseconds.
+
+int Checked(int result, const char* what) {
+  if (result == -1) {
+    std::perror(what);
+    throw std::runtime_error(what);
+  }
+  return result;
+}
+
+// The two ends of a channel; the program gets `theirs`.
+struct Ends {
+  int ours = -1;
+  int theirs = -1;
+};
+
+Ends Pipe(bool ours_is_read) {
+  std::array<int, 2> ends{};
+  Checked(pipe2(ends.data(), O_CLOEXEC), "pipe2");
+  return ours_is_read ? Ends{ends[0], ends[1]} : Ends{ends[1], ends[0]};
+}
+
+// A pseudo-terminal that passes every byte on as it is.
+Ends Terminal() {
+  Ends ends;
+  ends.ours =
+      Checked(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "posix_openpt");
+  Checked(grantpt(ends.ours), "grantpt");
+  Checked(unlockpt(ends.ours), "unlockpt");
+  char name[64];
+  if (ptsname_r(ends.ours, name, sizeof name) != 0) Checked(-1, "ptsname_r");
+  ends.theirs = Checked(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC), name);
+  termios settings{};
+  Checked(tcgetattr(ends.theirs, &settings), "tcgetattr");
+  cfmakeraw(&settings);
+  Checked(tcsetattr(ends.theirs, TCSANOW, &settings), "tcsetattr");
+  return ends;
+}
+
+Ends OutputOf(const Launch& launch) {
+  if (launch.output_is_terminal) return Terminal();
+  if (!launch.output_path.empty())
+    return {-1, Checked(open(launch.output_path.c_str(), O_WRONLY | O_CLOEXEC),
+                        "open")};
+  Ends ends = Pipe(true);
+  if (launch.output_is_broken) close(std::exchange(ends.ours, -1));
+  return ends;
+}
+
+std::vector<char*> Pointers(Words& texts) {
+  std::vector<char*> pointers;
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+// The signals that the test ignores are not to be ignored by the program.
+void ResetSignals(posix_spawnattr_t* attributes) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(attributes, &signals);
+  sigaddset(&signals, SIGPIPE);
+  sigaddset(&signals, SIGINT);
+  posix_spawnattr_setsigdefault(attributes, &signals);
+  posix_spawnattr_setflags(attributes,
+                           POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+}
+
+pid_t Spawn(const Launch& launch, std::array<int, 3> standard) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  for (int i = 0; i < 3; ++i)
+    posix_spawn_file_actions_adddup2(&actions,
+                                     standard[static_cast<std::size_t>(i)], i);
+  for (const int descriptor : launch.closed)
+    posix_spawn_file_actions_addclose(&actions, descriptor);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  ResetSignals(&attributes);
+
+  const char* const path = std::getenv("PATH");
+  Words environment = launch.environment;
+  environment.push_back(std::string("PATH=") + (path == nullptr ? "" : path));
+  environment.emplace_back("TERM=xterm");
+  const std::string program =
+      launch.program.empty() ? FAIRLEAD_PROGRAM : launch.program;
+  Words arguments = launch.arguments;
+  arguments.insert(arguments.begin(), program);
+
+  pid_t pid = -1;
+  const int error =
+      posix_spawnp(&pid, program.c_str(), &actions, &attributes,
+                   Pointers(arguments).data(), Pointers(environment).data());
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attributes);
+  if (error != 0) throw std::runtime_error("cannot start " + program);
+  return pid;
+}
+
+void Drop(int& descriptor) {
+  if (descriptor != -1) close(std::exchange(descriptor, -1));
+}
+
+// Appends what can be read; closes at the end of it.
+void ReadSome(int& descriptor, std::string& text) {
+  char buffer[65536];
+  const ssize_t count = read(descriptor, buffer, sizeof buffer);
+  if (count > 0)
+    text.append(buffer, static_cast<std::size_t>(count));
+  else if (count == 0 || errno != EINTR)
+    Drop(descriptor);
+}
+
+void WriteSome(int& descriptor, std::string& input) {
+  const ssize_t count = write(descriptor, input.data(), input.size());
+  if (count < 0 && errno != EAGAIN && errno != EINTR) Drop(descriptor);
+  if (count > 0) input.erase(0, static_cast<std::size_t>(count));
+}
+
+sockaddr_in Loopback(int port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  return address;
+}
+
+sockaddr* Generic(sockaddr_in& address) {
+  return reinterpret_cast<sockaddr*>(&address);
+}
+
+}  // namespace
+
+Process::Process(const Launch& launch) {
+  static const bool ignored = std::signal(SIGPIPE, SIG_IGN) != SIG_ERR;
+  if (!ignored) throw std::runtime_error("signal");
+  Ends input = Pipe(false);
+  Ends output = OutputOf(launch);
+  Ends error = launch.error_is_terminal ? Terminal() : Pipe(true);
+  pid_ = Spawn(launch, {input.theirs, output.theirs, error.theirs});
+  for (Ends* const ends : {&input, &output, &error}) Drop(ends->theirs);
+  input_ = input.ours;
+  output_ = output.ours;
+  error_ = error.ours;
+  fcntl(input_, F_SETFL, O_NONBLOCK);
+  thread_ =
+      std::thread([this, text = launch.input, open = launch.input_stays_open] {
+        Communicate(text, open);
+      });
+}
+
+Process::~Process() {
+  if (!thread_.joinable()) return;
+  kill(pid_, SIGKILL);
+  Wait();
+}
+
+// Ends when the program has closed both its outputs. A terminal ends with an
+// error when nobody has it open.
+void Process::Communicate(std::string input, bool input_stays_open) {
+  while (output_ != -1 || error_ != -1) {
+    if (input.empty() && !input_stays_open) Drop(input_);
+    std::array<pollfd, 3> waits = {
+        pollfd{input.empty() ? -1 : input_, POLLOUT, 0},
+        pollfd{output_, POLLIN, 0}, pollfd{error_, POLLIN, 0}};
+    if (poll(waits.data(), waits.size(), kMinute) == 0) {
+      kill(pid_, SIGKILL);
+      break;
+    }
+    if (waits[0].revents != 0) WriteSome(input_, input);
+    if (waits[1].revents != 0) ReadSome(output_, outcome_.output);
+    if (waits[2].revents != 0) ReadSome(error_, outcome_.error);
+  }
+  for (int* const end : {&input_, &output_, &error_}) Drop(*end);
+}
+
+Outcome Process::Wait() {
+  thread_.join();
+  int status = 0;
+  waitpid(pid_, &status, 0);
+  if (WIFEXITED(status)) outcome_.status = WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) outcome_.signal = WTERMSIG(status);
+  return outcome_;
+}
+
+Outcome RunProgram(const Launch& launch) { return Process(launch).Wait(); }
+
+Outcome Fairlead(Words arguments) {
+  return RunProgram({.arguments = std::move(arguments)});
+}
+
+ScriptedServer::ScriptedServer(std::function<void(int)> script)
+    : script_(std::move(script)),
+      listener_(ListenOnLoopback(1)),
+      port_(PortOf(listener_)),
+      thread_([this] {
+        const int connection = accept(listener_, nullptr, nullptr);
+        if (connection == -1) return;
+        script_(connection);
+        close(connection);
+      }) {}
+
+ScriptedServer::~ScriptedServer() {
+  shutdown(listener_, SHUT_RDWR);
+  thread_.join();
+  close(listener_);
+}
+
+Words ScriptedServer::Arguments(std::string_view command) const {
+  return {std::string(command), "-host", "127.0.0.1", "-port",
+          std::to_string(port_)};
+}
+
+int ListenOnLoopback(int backlog) {
+  const int listener =
+      Checked(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
+  sockaddr_in address = Loopback(0);
+  Checked(bind(listener, Generic(address), sizeof address), "bind");
+  Checked(listen(listener, backlog), "listen");
+  return listener;
+}
+
+int PortOf(int socket) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  Checked(getsockname(socket, Generic(address), &size), "getsockname");
+  return ntohs(address.sin_port);
+}
+
+// It was free a moment ago; the system gives out others first.
+int ClosedPort() {
+  const int listener = ListenOnLoopback(1);
+  const int port = PortOf(listener);
+  close(listener);
+  return port;
+}
+
+int ConnectToPort(int port) {
+  const int connection =
+      Checked(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
+  sockaddr_in address = Loopback(port);
+  if (connect(connection, Generic(address), sizeof address) == 0)
+    return connection;
+  close(connection);
+  return -1;
+}
+
+void SendAll(int socket, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent <= 0) return;
+    bytes.remove_prefix(static_cast<std::size_t>(sent));
+  }
+}
+
+std::string Receive(int socket, std::size_t count) {
+  std::string bytes;
+  char buffer[16384];
+  while (bytes.size() < count) {
+    const ssize_t got =
+        recv(socket, buffer, std::min(sizeof buffer, count - bytes.size()), 0);
+    if (got <= 0) break;
+    bytes.append(buffer, static_cast<std::size_t>(got));
+  }
+  return bytes;
+}
+
+std::string ReceiveAll(int socket) {
+  return Receive(socket, std::string::npos);
+}
+
+void Reset(int socket) {
+  const linger at_once = {.l_onoff = 1, .l_linger = 0};
+  setsockopt(socket, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+}
+
+TempFolder::TempFolder() {
+  path_ = (std::filesystem::temp_directory_path() / "fairlead.XXXXXX").string();
+  if (mkdtemp(path_.data()) == nullptr) Checked(-1, "mkdtemp");
+}
+
+TempFolder::~TempFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::string TempFolder::File(std::string_view name,
+                             std::string_view bytes) const {
+  const std::string path = path_ + "/" + std::string(name);
+  std::FILE* const file = std::fopen(path.c_str(), "w");
+  if (file == nullptr) throw std::runtime_error(path);
+  std::fwrite(bytes.data(), 1, bytes.size(), file);
+  std::fclose(file);
+  return path;
+}
+
+Words operator+(Words arguments, const Words& more) {
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  return arguments;
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,44 @@
+#include "tool/time_limit.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <utility>
+
+#include "tool/concat.h"
+#include "tool/exit_status.h"
+#include "tool/output.h"
+
+namespace fairlead::tool {
+
+TimeLimit::TimeLimit(std::string command, int seconds)
+    : command_(std::move(command)),
+      seconds_(seconds),
+      thread_([this] { Run(); }) {}
+
+TimeLimit::~TimeLimit() {
+  {
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+  }
+  ended_cv_.notify_one();
+  thread_.join();
+}
+
+void TimeLimit::Enter(std::string stage) {
+  const std::lock_guard lock(mutex_);
+  stage_ = std::move(stage);
+}
+
+// _exit: no destructor may wait for what has not come in time.
+void TimeLimit::Run() {
+  std::unique_lock lock(mutex_);
+  if (ended_cv_.wait_for(lock, std::chrono::seconds(seconds_),
+                         [this] { return ended_; }))
+    return;
+  Complain(command_, Concat("-timeout ", seconds_, " is over while ", stage_,
+                            "; a larger one waits longer"));
+  _exit(kTimeIsOver);
+}
+
+}  // namespace fairlead::tool
