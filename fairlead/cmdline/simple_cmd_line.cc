@@ -17,7 +17,7 @@ std::size_t Room(std::span<const char* const> arguments) {
   return room;
 }
 
-// Cuts the first word and the spaces around it off `text`.
+// Cuts the first word, and the spaces before it, off `text`.
 std::string_view NextWord(std::string_view& text) {
   text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
   const std::string_view word = text.substr(0, text.find(' '));
@@ -37,20 +37,16 @@ CSimpleCmdLine::CSimpleCmdLine(int argc, const char* const* argv) {
 
   bool waiting = false;  // The last name has no value yet.
   for (const std::string_view argument : arguments) {
-    const std::size_t space = bytes_.size();
-    bytes_ += ' ';
+    const std::string_view space = Keep(" ");
     if (argument.starts_with('-')) {
-      bytes_ += ToLower(argument);
-      Add(std::string_view(bytes_).substr(space + 2));
+      Add(Keep(ToLower(argument)).substr(1));
       waiting = true;
       continue;
     }
-    if (table_.empty()) Add(std::string_view(bytes_).substr(0, 0));
-    bytes_ += argument;
+    if (table_.empty()) Add(space.substr(0, 0));
+    const std::string_view word = Keep(argument);
     std::string_view& value = table_.back().value;
-    const char* const begin =
-        waiting ? bytes_.data() + space + 1 : value.data();
-    value = std::string_view(begin, bytes_.data() + bytes_.size());
+    value = waiting ? word : std::string_view(value.begin(), word.end());
     waiting = false;
   }
   SortTable();
@@ -59,26 +55,25 @@ CSimpleCmdLine::CSimpleCmdLine(int argc, const char* const* argv) {
 CSimpleCmdLine::CSimpleCmdLine(std::string line)
     : line_(std::move(line)), bytes_(ToLower(line_)) {
   bool waiting = false;  // The last name takes what comes next as its value.
-  bool bare = false;     // The last word without a '-' outranks an empty name.
+  bool bare = false;     // A bare word came after the last name of any length:
+                         // an empty name takes no value then.
   std::string_view rest = bytes_;
   for (std::string_view word = NextWord(rest); !word.empty();
        word = NextWord(rest)) {
     const std::size_t dash = word.find('-');
     const std::string_view head = word.substr(0, dash);
-    if (waiting)
-      table_.back().value = head;
-    else if (!head.empty())
-      bare = true;
+    if (waiting) table_.back().value = head;
+    if (!waiting && !head.empty()) bare = true;
 
     if (dash == std::string_view::npos) {
       if (!waiting) Add(word);
       waiting = false;
-      continue;
+    } else {
+      const std::string_view name = word.substr(dash + 1);
+      Add(name);
+      bare = bare && name.empty();
+      waiting = !bare;
     }
-    const std::string_view name = word.substr(dash + 1);
-    Add(name);
-    if (!name.empty()) bare = false;
-    waiting = !bare;
   }
   SortTable();
 }
@@ -125,11 +120,18 @@ void CSimpleCmdLine::getval(std::string_view text, int& target, int fallback) {
   fairlead::getval<int, int>(text, target, fallback);
 }
 
+std::string_view CSimpleCmdLine::Keep(std::string_view text) {
+  bytes_ += text;
+  return std::string_view(bytes_).substr(bytes_.size() - text.size());
+}
+
+// The value starts empty and where it may grow from, behind the name.
 void CSimpleCmdLine::Add(std::string_view name) {
   table_.push_back({.name = name, .value = name.substr(name.size())});
 }
 
-// Parameters were added as they came; of those with one name, the last counts.
+// Parameters were added as they came, and their names stand in that order in
+// the bytes; of those with one name, the last counts.
 void CSimpleCmdLine::SortTable() {
   std::ranges::sort(table_, [](const Parameter& a, const Parameter& b) {
     const int order = a.name.compare(b.name);

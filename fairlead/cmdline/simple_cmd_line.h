@@ -130,12 +130,13 @@ class FAIRLEAD_EXPORT CSimpleCmdLine {
     std::string_view value;
   };
 
+  std::string_view Keep(std::string_view text);
   void Add(std::string_view name);
   void SortTable();
   const Parameter* Find(std::string_view name) const;
 
   const std::string line_;        // As passed; "" for an argument vector.
-  std::string bytes_;             // All names and values; never moved.
+  std::string bytes_;             // Holds all names and values; stays in place.
   std::vector<Parameter> table_;  // By name, in the order of bytes.
 };
 

@@ -28,6 +28,12 @@ inline std::string LowerText(std::string text) {
   return text;
 }
 
+inline std::string UpperText(std::string text) {
+  for (char& c : text)
+    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
+
 /// The table of an argument vector, the path of the program left out.
 inline ParameterTable TableOfArguments(
     const std::vector<std::string>& arguments) {
@@ -147,21 +153,20 @@ inline bool AnswersLike(const CSimpleCmdLine& args, const ParameterTable& table,
          args.GetIntParam(name, -77) == number;
 }
 
-/// The first of `names` about which `args` and `table` differ, in any mixture
-/// of cases, in quotes; "" where they agree on all.
+/// The first of `names` about which `args` and `table` differ, however it is
+/// written, in quotes; "" where they agree on all.
 inline std::string FirstDifference(const CSimpleCmdLine& args,
                                    const ParameterTable& table,
                                    const std::set<std::string>& names) {
-  for (const std::string& name : names) {
-    if (!AnswersLike(args, table, name)) return '"' + name + '"';
-    std::string upper = name;
-    for (char& c : upper)
-      c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    if (args.PresentParam(upper) != table.contains(name) ||
-        args.GetStrParam(upper) != args.GetStrParam(name))
-      return '"' + upper + '"';
-  }
-  return "";
+  for (const std::string& name : names)
+    if (args.PresentParam(name) != table.contains(name))
+      return '"' + name + '"';
+  for (const auto& [name, value] : table)
+    if (!AnswersLike(args, table, name) ||
+        args.GetStrParam(UpperText(name)) != value)
+      return '"' + name + '"';
+  const std::string absent = "never given";
+  return AnswersLike(args, table, absent) ? "" : '"' + absent + '"';
 }
 
 }  // namespace fairlead
