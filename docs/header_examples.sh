@@ -11,7 +11,7 @@ cat <<'TEXT'
 #include <mutex>
 TEXT
 awk '
-  /@endcode/ { print "}"; inside = 0 }
+  /@endcode/ { if (inside) print "}"; inside = 0 }
   inside     { sub(/^ *\/\/\/ ?/, ""); print }
-  /@code/    { printf "void Example%d(int argc, char** argv) {\n#line %d \"%s\"\n", ++count, FNR + 1, FILENAME; inside = 1 }
+  /@code$/   { printf "void Example%d(int argc, char** argv) {\n#line %d \"%s\"\n", ++count, FNR + 1, FILENAME; inside = 1 }
 ' "$@"

@@ -84,7 +84,11 @@ class FAIRLEAD_EXPORT CIniFile {
   /// Finds records of one section, its header included.
   ///
   /// @code
-  /// std::find_if(list.begin(), list.end(), CIniFile::RecordSectionIs{"net"});
+  /// std::vector<fairlead::CIniFile::Record> records;
+  /// fairlead::CIniFile::Load("tool.ini", records);
+  /// const auto found = std::find_if(
+  ///     records.begin(), records.end(),
+  ///     fairlead::CIniFile::RecordSectionIs{"net"});
   /// @endcode
   struct RecordSectionIs {
     std::string section;  ///< The name, compared exactly.
@@ -120,9 +124,9 @@ class FAIRLEAD_EXPORT CIniFile {
   /// Linear in the file, which is read at once; memory for it and its records.
   /// @par Example
   /// @code
-  /// std::vector<CIniFile::Record> records;
-  /// CIniFile::Load("tool.ini", records);
-  /// for (const CIniFile::Record& record : records)
+  /// std::vector<fairlead::CIniFile::Record> records;
+  /// fairlead::CIniFile::Load("tool.ini", records);
+  /// for (const fairlead::CIniFile::Record& record : records)
   ///   std::printf("%s: %s\n", record.Key.c_str(), record.Value.c_str());
   /// @endcode
   static bool Load(const std::string& file_name, std::vector<Record>& content);
