@@ -25,8 +25,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 
 const Words kForever = {"-idle", "86400", "-timeout", "86400"};
@@ -217,6 +215,29 @@ TEST(EndingsTest, TheTimeIsOverWhileReadingStandardInput) {
                   .input_stays_open = true});
   EXPECT_EQ(outcome.status, 28);
   EXPECT_THAT(outcome.error, HasSubstr("while reading the body"));
+}
+
+TEST(EndingsTest, TheTimeIsOverWhereNobodyTakesTheOutput) {
+  ScriptedServer server([](int connection) {
+    SendAll(connection, "x");
+    ReceiveAll(connection);
+  });
+  const Outcome output =
+      RunProgram({.arguments = server.Arguments("recv") +
+                               Words{"-timeout", "1", "-messages", "1"},
+                  .output_is_stuck = true});
+  EXPECT_EQ(output.status, 28);
+  EXPECT_THAT(output.error, HasSubstr("-timeout 1 is over"));
+}
+
+TEST(EndingsTest, TheTimeIsOverWhereNobodyTakesTheWordsEither) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the thread sanitizer flushes standard output in _exit";
+#endif
+  const Outcome outcome =
+      RunProgram({.arguments = {"recv", "-demo", "-timeout", "1"},
+                  .error_is_stuck = true});
+  EXPECT_EQ(outcome.status, 28);
 }
 
 TEST(EndingsTest, NothingIsAnswered) {

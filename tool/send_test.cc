@@ -15,7 +15,6 @@ using std::string_literals::operator""s;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::Not;
 
 // So long that a test which waited for it would be killed before: what ends
 // with these ended by another reason.

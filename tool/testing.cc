@@ -52,9 +52,11 @@ Ends Terminal() {
       Checked(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "posix_openpt");
   Checked(grantpt(ends.ours), "grantpt");
   Checked(unlockpt(ends.ours), "unlockpt");
-  char name[64];
-  if (ptsname_r(ends.ours, name, sizeof name) != 0) Checked(-1, "ptsname_r");
-  ends.theirs = Checked(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC), name);
+  std::array<char, 64> name{};
+  if (ptsname_r(ends.ours, name.data(), name.size()) != 0)
+    Checked(-1, "ptsname_r");
+  ends.theirs =
+      Checked(open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC), name.data());
   termios settings{};
   Checked(tcgetattr(ends.theirs, &settings), "tcgetattr");
   cfmakeraw(&settings);
@@ -77,6 +79,13 @@ std::vector<char*> Pointers(Words& texts) {
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;
+}
+
+void Fill(int pipe) {
+  fcntl(pipe, F_SETFL, O_NONBLOCK);
+  while (write(pipe, "x", 1) == 1) {
+  }
+  fcntl(pipe, F_SETFL, 0);
 }
 
 // The signals that the test ignores are not to be ignored by the program.
@@ -103,6 +112,7 @@ pid_t Spawn(const Launch& launch, std::array<int, 3> standard) {
   posix_spawnattr_init(&attributes);
   ResetSignals(&attributes);
 
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no test changes a variable.
   const char* const path = std::getenv("PATH");
   Words environment = launch.environment;
   environment.push_back(std::string("PATH=") + (path == nullptr ? "" : path));
@@ -128,10 +138,10 @@ void Drop(int& descriptor) {
 
 // Appends what can be read; closes at the end of it.
 void ReadSome(int& descriptor, std::string& text) {
-  char buffer[65536];
-  const ssize_t count = read(descriptor, buffer, sizeof buffer);
+  std::array<char, 65536> buffer{};
+  const ssize_t count = read(descriptor, buffer.data(), buffer.size());
   if (count > 0)
-    text.append(buffer, static_cast<std::size_t>(count));
+    text.append(buffer.data(), static_cast<std::size_t>(count));
   else if (count == 0 || errno != EINTR)
     Drop(descriptor);
 }
@@ -162,6 +172,14 @@ Process::Process(const Launch& launch) {
   Ends input = Pipe(false);
   Ends output = OutputOf(launch);
   Ends error = launch.error_is_terminal ? Terminal() : Pipe(true);
+  if (launch.output_is_stuck) {
+    Fill(output.theirs);
+    stuck_.push_back(std::exchange(output.ours, -1));
+  }
+  if (launch.error_is_stuck) {
+    Fill(error.theirs);
+    stuck_.push_back(std::exchange(error.ours, -1));
+  }
   pid_ = Spawn(launch, {input.theirs, output.theirs, error.theirs});
   for (Ends* const ends : {&input, &output, &error}) Drop(ends->theirs);
   input_ = input.ours;
@@ -203,6 +221,7 @@ Outcome Process::Wait() {
   thread_.join();
   int status = 0;
   waitpid(pid_, &status, 0);
+  for (int& end : stuck_) Drop(end);
   if (WIFEXITED(status)) outcome_.status = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) outcome_.signal = WTERMSIG(status);
   return outcome_;
@@ -280,12 +299,12 @@ void SendAll(int socket, std::string_view bytes) {
 
 std::string Receive(int socket, std::size_t count) {
   std::string bytes;
-  char buffer[16384];
+  std::array<char, 16384> buffer{};
   while (bytes.size() < count) {
-    const ssize_t got =
-        recv(socket, buffer, std::min(sizeof buffer, count - bytes.size()), 0);
+    const ssize_t got = recv(socket, buffer.data(),
+                             std::min(buffer.size(), count - bytes.size()), 0);
     if (got <= 0) break;
-    bytes.append(buffer, static_cast<std::size_t>(got));
+    bytes.append(buffer.data(), static_cast<std::size_t>(got));
   }
   return bytes;
 }
@@ -311,11 +330,12 @@ TempFolder::~TempFolder() {
 
 std::string TempFolder::File(std::string_view name,
                              std::string_view bytes) const {
-  const std::string path = path_ + "/" + std::string(name);
+  std::string path = path_ + "/" + std::string(name);
   std::FILE* const file = std::fopen(path.c_str(), "w");
   if (file == nullptr) throw std::runtime_error(path);
-  std::fwrite(bytes.data(), 1, bytes.size(), file);
-  std::fclose(file);
+  const bool written =
+      std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  if (std::fclose(file) != 0 || !written) throw std::runtime_error(path);
   return path;
 }
 

@@ -23,6 +23,8 @@ struct Launch {
   bool input_stays_open = false;  ///< No end comes after `input`.
   std::string output_path = {};   ///< A file in the place of a pipe.
   bool output_is_broken = false;  ///< A pipe that nobody reads.
+  bool output_is_stuck = false;   ///< A full pipe that nobody empties.
+  bool error_is_stuck = false;
   bool output_is_terminal = false;
   bool error_is_terminal = false;
   std::vector<int> closed = {};  ///< Descriptors to begin without.
@@ -58,6 +60,7 @@ class Process {
   int input_ = -1;
   int output_ = -1;
   int error_ = -1;
+  std::vector<int> stuck_;  // The ends that nobody reads.
   Outcome outcome_;
   std::thread thread_;
 };

@@ -1,5 +1,6 @@
 #include "tool/time_limit.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -10,6 +11,15 @@
 #include "tool/output.h"
 
 namespace fairlead::tool {
+namespace {
+
+// Whether a line can be written to standard error without waiting.
+bool SomebodyListens() {
+  pollfd room{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
+  return poll(&room, 1, 0) == 1;
+}
+
+}  // namespace
 
 TimeLimit::TimeLimit(std::string command, int seconds)
     : command_(std::move(command)),
@@ -36,8 +46,9 @@ void TimeLimit::Run() {
   if (ended_cv_.wait_for(lock, std::chrono::seconds(seconds_),
                          [this] { return ended_; }))
     return;
-  Complain(command_, Concat("-timeout ", seconds_, " is over while ", stage_,
-                            "; a larger one waits longer"));
+  if (SomebodyListens())
+    Complain(command_, Concat("-timeout ", seconds_, " is over while ", stage_,
+                              "; a larger one waits longer"));
   _exit(kTimeIsOver);
 }
 
