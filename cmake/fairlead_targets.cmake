@@ -73,7 +73,8 @@ function(fairlead_quick_to_build target)
   target_compile_options(${target} PRIVATE -O1)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     # At -O1 g++ 12 warns of overflows in std::string that cannot be.
-    target_compile_options(${target} PRIVATE -Wno-array-bounds -Wno-restrict)
+    target_compile_options(${target} PRIVATE
+      -Wno-array-bounds -Wno-restrict -Wno-stringop-overflow)
   endif()
   target_precompile_headers(${target} REUSE_FROM fairlead_test_headers)
 endfunction()
