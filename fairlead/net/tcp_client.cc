@@ -45,7 +45,9 @@ class SignalsHeld {
 class Use {
  public:
   explicit Use(std::atomic<std::int32_t>& uses) : uses_(uses) { ++uses_; }
-  ~Use() { --uses_; }
+  ~Use() {
+    if (--uses_ == 0) uses_.notify_all();
+  }
   Use(const Use&) = delete;
   Use& operator=(const Use&) = delete;
 
@@ -260,9 +262,9 @@ void CTCPClient::Enqueue(CTCPMessage& message) {
 void CTCPClient::CloseMainSock() {
   const int sock = mainSock_.exchange(0);
   if (sock == 0) return;
-  while (mainSockUses_ != 0) {
+  while (const std::int32_t uses = mainSockUses_) {
     shutdown(sock, SHUT_RDWR);  // Ends a send that waits for the peer.
-    std::this_thread::yield();
+    mainSockUses_.wait(uses);
   }
   close(sock);
 }

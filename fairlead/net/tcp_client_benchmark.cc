@@ -79,9 +79,13 @@ class BareClient {
                   sizeof(server.addr)) == 0);
   }
 
+  void Send(const CTCPMessage& message) {
+    Check(send(socket_.number(), message.data,
+               static_cast<std::size_t>(message.len), MSG_NOSIGNAL) > 0);
+  }
+
   std::size_t Exchange(const CTCPMessage& request) {
-    Check(send(socket_.number(), request.data,
-               static_cast<std::size_t>(request.len), MSG_NOSIGNAL) > 0);
+    Send(request);
     return Receive();
   }
 
@@ -214,22 +218,30 @@ void ServeConnections(const Listener& listener) {
   }
 }
 
-// Connecting and closing; only the closing where the argument is 1.
+// Connecting and closing.
+template <typename Client>
+void ConnectAndClose(benchmark::State& state) {
+  const Listener listener = std::move(Listener().Listen());
+  std::thread server([&] { ServeConnections(listener); });
+  for (auto _ : state) Client(listener.endpoint()).Close();
+  BareClient(listener.endpoint()).Send(MessageOf("x"));
+  server.join();
+}
+
+// Closing a client whose thread is waiting for input.
 template <typename Client>
 void Close(benchmark::State& state) {
   const Listener listener = std::move(Listener().Listen());
   std::thread server([&] { ServeConnections(listener); });
-  const bool only_close = state.range(0) == 1;
   for (auto _ : state) {
-    const auto start = Clock::now();
     Client client(listener.endpoint());
-    const auto connected = Clock::now();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    const auto start = Clock::now();
     client.Close();
-    const std::chrono::duration<double> taken =
-        Clock::now() - (only_close ? connected : start);
+    const std::chrono::duration<double> taken = Clock::now() - start;
     state.SetIterationTime(taken.count());
   }
-  BareClient(listener.endpoint()).Exchange(MessageOf("x"));
+  BareClient(listener.endpoint()).Send(MessageOf("x"));
   server.join();
 }
 
@@ -257,50 +269,35 @@ void TenIdleSeconds(benchmark::State& state) {
   }
 }
 
-BENCHMARK(RoundTrip<FairleadClient>)
-    ->Name("TcpRoundTrip/fairlead")
-    ->Arg(64)
-    ->Arg(1796)
-    ->UseRealTime();
-BENCHMARK(RoundTrip<BareClient>)
-    ->Name("TcpRoundTrip/bare_socket")
-    ->Arg(64)
-    ->Arg(1796)
-    ->UseRealTime();
-BENCHMARK(Flood<FairleadClient>)->Name("TcpFlood/fairlead")->UseRealTime();
-BENCHMARK(Flood<BareClient>)->Name("TcpFlood/bare_socket")->UseRealTime();
-BENCHMARK(Close<FairleadClient>)
-    ->Name("TcpConnectAndClose/fairlead")
-    ->Arg(0)
-    ->UseManualTime();
-BENCHMARK(Close<BareClient>)
-    ->Name("TcpConnectAndClose/bare_socket")
-    ->Arg(0)
-    ->UseManualTime();
-BENCHMARK(Close<FairleadClient>)
-    ->Name("TcpClose/fairlead")
-    ->Arg(1)
-    ->UseManualTime();
-BENCHMARK(Close<BareClient>)
-    ->Name("TcpClose/bare_socket")
-    ->Arg(1)
-    ->UseManualTime();
-BENCHMARK(TenIdleSeconds<FairleadClient>)
-    ->Name("TcpTenIdleSeconds/fairlead")
-    ->Iterations(1)
-    ->UseManualTime();
+// Registers every race for one competitor.
+template <typename Client>
+void Register(const std::string& competitor) {
+  using benchmark::RegisterBenchmark;
+  RegisterBenchmark(("TcpRoundTrip/" + competitor).c_str(), &RoundTrip<Client>)
+      ->Arg(64)
+      ->Arg(1796)
+      ->UseRealTime();
+  RegisterBenchmark(("TcpFlood/" + competitor).c_str(), &Flood<Client>)
+      ->UseRealTime();
+  RegisterBenchmark(("TcpConnectAndClose/" + competitor).c_str(),
+                    &ConnectAndClose<Client>)
+      ->UseRealTime();
+  RegisterBenchmark(("TcpClose/" + competitor).c_str(), &Close<Client>)
+      ->Iterations(300)
+      ->UseManualTime();
+}
+
+const bool kRegistered = [] {
+  Register<FairleadClient>("fairlead");
+  Register<BareClient>("bare_socket");
 #ifdef FAIRLEAD_PEER_ASIO
-BENCHMARK(RoundTrip<AsioClient>)
-    ->Name("TcpRoundTrip/asio")
-    ->Arg(64)
-    ->Arg(1796)
-    ->UseRealTime();
-BENCHMARK(Flood<AsioClient>)->Name("TcpFlood/asio")->UseRealTime();
-BENCHMARK(Close<AsioClient>)
-    ->Name("TcpConnectAndClose/asio")
-    ->Arg(0)
-    ->UseManualTime();
-BENCHMARK(Close<AsioClient>)->Name("TcpClose/asio")->Arg(1)->UseManualTime();
+  Register<AsioClient>("asio");
 #endif
+  benchmark::RegisterBenchmark("TcpTenIdleSeconds/fairlead",
+                               &TenIdleSeconds<FairleadClient>)
+      ->Iterations(1)
+      ->UseManualTime();
+  return true;
+}();
 
 }  // namespace

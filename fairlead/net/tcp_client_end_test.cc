@@ -7,6 +7,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <mutex>
 #include <optional>
@@ -30,6 +31,7 @@ using loopback::Socket;
 using loopback::WaitForEnd;
 using loopback::WaitForMessages;
 using loopback::WaitForThreads;
+using loopback::WaitUntil;
 
 #if defined(__SANITIZE_THREAD__)
 constexpr int kCycles = 2000;
@@ -112,8 +114,9 @@ TEST(TcpClientEndTest, StaysUnterminatedAfterThePeerHasClosed) {
   ASSERT_TRUE(WaitForMessages(pair.client, 1));
   const int descriptors = CountDescriptors();
   pair.peer.Close();
-  ASSERT_TRUE(WaitForEnd(pair.client));
-  EXPECT_EQ(CountDescriptors(), descriptors - 2);  // The peer's and ours.
+  ASSERT_TRUE(WaitUntil(pair.client, [&] {
+    return CountDescriptors() == descriptors - 2;  // The peer's and ours.
+  }));
   EXPECT_TRUE(pair.client.IsNotTerminated());
   EXPECT_EQ(pair.client.MessagesCount(), 1);
 
@@ -134,14 +137,50 @@ TEST(TcpClientEndTest, EndsQuietlyWhenThePeerResets) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
+// A consumer that waits, once and without a limit, from before the constructor
+// has returned.
+class WaitingConsumer {
+ public:
+  explicit WaitingConsumer(CTCPClient& client)
+      : thread_([this, &client] {
+          std::unique_lock<std::mutex> lock(client.queueMutex);
+          locked_ = true;
+          client.messageCv.wait(lock);
+        }) {
+    while (!locked_) std::this_thread::yield();
+    const std::lock_guard<std::mutex> lock(client.queueMutex);  // It waits.
+  }
+  void Join() { thread_.join(); }
+
+ private:
+  std::atomic<bool> locked_ = false;
+  std::thread thread_;
+};
+
 TEST(TcpClientEndTest, WakesAConsumerWhenItTerminates) {
+  CTCPClient client;
+  WaitingConsumer consumer(client);
+  client.Terminate();
+  consumer.Join();
+}
+
+TEST(TcpClientEndTest, WakesAConsumerWhenThePeerCloses) {
   Pair pair;
-  std::unique_lock<std::mutex> lock(pair.client.queueMutex);
-  std::thread closing([&] { pair.client.Terminate(); });
-  pair.client.messageCv.wait(lock);  // The signal comes once the lock is free,
-  lock.unlock();                     // from Terminate or from the thread's end.
-  closing.join();
-  EXPECT_FALSE(pair.client.IsNotTerminated());
+  WaitingConsumer consumer(pair.client);
+  pair.peer.Close();
+  consumer.Join();
+  EXPECT_TRUE(pair.client.IsNotTerminated());
+  EXPECT_EQ(pair.client.MessagesCount(), 0);
+}
+
+TEST(TcpClientEndTest, WakesTwoConsumersForOneMessage) {
+  Pair pair;
+  WaitingConsumer one(pair.client);
+  WaitingConsumer two(pair.client);
+  ASSERT_TRUE(pair.peer.Send("x"));
+  one.Join();
+  two.Join();
+  EXPECT_EQ(pair.client.MessagesCount(), 1);
 }
 
 TEST(TcpClientEndTest, LeavesNothingAfterThousandsOfConnections) {
