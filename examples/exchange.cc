@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -41,10 +42,10 @@ bool PrintOneLine(fairlead::CTCPClient& client, Clock::time_point deadline) {
   while (Clock::now() < deadline && client.IsNotTerminated()) {
     while (client.MessagesCount() > 0) {
       const fairlead::CTCPMessage reply = client.PopMessage();
-      std::fwrite(reply.data, 1, static_cast<std::size_t>(reply.len), stdout);
-      if (std::find(reply.data, reply.data + reply.len, '\n') !=
-          reply.data + reply.len)
-        return true;
+      const std::string_view text(reinterpret_cast<const char*>(reply.data),
+                                  static_cast<std::size_t>(reply.len));
+      std::printf("%.*s", reply.len, text.data());
+      if (text.find('\n') != std::string_view::npos) return true;
     }
     // The wake-up may have come before this wait, so the wait is a short one.
     std::unique_lock lock(client.queueMutex);

@@ -71,10 +71,9 @@ class RaceReporter : public benchmark::ConsoleReporter {
     if (run.repetitions > 1 ? !median : run.run_type != Run::RT_Iteration)
       return;
 
-    const auto [race, competitor] =
-        RaceAndCompetitor(run.run_name.function_name +
-                          (run.run_name.args.empty() ? "" : "/") +
-                          run.run_name.args);
+    const auto [race, competitor] = RaceAndCompetitor(
+        run.run_name.function_name + (run.run_name.args.empty() ? "" : "/") +
+        run.run_name.args);
     if (!races_.contains(race)) order_.push_back(race);
     const double unit = benchmark::GetTimeUnitMultiplier(run.time_unit);
     races_[race].push_back(
