@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -139,6 +140,26 @@ inline bool WaitForEnd(CTCPClient& client) {
   const CTCPMessage nothing;
   return WaitUntil(client, [&] { return !client.SendMsg(&nothing); });
 }
+
+// A consumer that waits, once and without a limit, from before the constructor
+// has returned.
+class WaitingConsumer {
+ public:
+  explicit WaitingConsumer(CTCPClient& client)
+      : thread_([this, &client] {
+          std::unique_lock<std::mutex> lock(client.queueMutex);
+          locked_ = true;
+          client.messageCv.wait(lock);
+        }) {
+    while (!locked_) std::this_thread::yield();
+    const std::lock_guard<std::mutex> lock(client.queueMutex);  // It waits.
+  }
+  void Join() { thread_.join(); }
+
+ private:
+  std::atomic<bool> locked_ = false;
+  std::thread thread_;
+};
 
 inline CTCPMessage MessageOf(std::string_view body) {
   CTCPMessage message;

@@ -7,7 +7,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 #include <mutex>
 #include <optional>
@@ -31,6 +30,7 @@ using loopback::Socket;
 using loopback::WaitForEnd;
 using loopback::WaitForMessages;
 using loopback::WaitForThreads;
+using loopback::WaitingConsumer;
 using loopback::WaitUntil;
 
 #if defined(__SANITIZE_THREAD__)
@@ -137,26 +137,6 @@ TEST(TcpClientEndTest, EndsQuietlyWhenThePeerResets) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
-// A consumer that waits, once and without a limit, from before the constructor
-// has returned.
-class WaitingConsumer {
- public:
-  explicit WaitingConsumer(CTCPClient& client)
-      : thread_([this, &client] {
-          std::unique_lock<std::mutex> lock(client.queueMutex);
-          locked_ = true;
-          client.messageCv.wait(lock);
-        }) {
-    while (!locked_) std::this_thread::yield();
-    const std::lock_guard<std::mutex> lock(client.queueMutex);  // It waits.
-  }
-  void Join() { thread_.join(); }
-
- private:
-  std::atomic<bool> locked_ = false;
-  std::thread thread_;
-};
-
 TEST(TcpClientEndTest, WakesAConsumerWhenItTerminates) {
   CTCPClient client;
   WaitingConsumer consumer(client);
@@ -171,16 +151,6 @@ TEST(TcpClientEndTest, WakesAConsumerWhenThePeerCloses) {
   consumer.Join();
   EXPECT_TRUE(pair.client.IsNotTerminated());
   EXPECT_EQ(pair.client.MessagesCount(), 0);
-}
-
-TEST(TcpClientEndTest, WakesTwoConsumersForOneMessage) {
-  Pair pair;
-  WaitingConsumer one(pair.client);
-  WaitingConsumer two(pair.client);
-  ASSERT_TRUE(pair.peer.Send("x"));
-  one.Join();
-  two.Join();
-  EXPECT_EQ(pair.client.MessagesCount(), 1);
 }
 
 TEST(TcpClientEndTest, LeavesNothingAfterThousandsOfConnections) {

@@ -33,6 +33,7 @@ using loopback::MessageOf;
 using loopback::Pair;
 using loopback::WaitForEnd;
 using loopback::WaitForMessages;
+using loopback::WaitingConsumer;
 using loopback::WaitUntil;
 
 // What is called in the place of the system; empty functions stand for it. Set
@@ -297,15 +298,33 @@ TEST_F(TcpClientFaultsTest, WakesAConsumerAfterEverySilence) {
 
 // Without any limit on the wait, only Terminate itself can end it.
 TEST_F(TcpClientFaultsTest, TerminateEndsTheWaitForInput) {
-  calls.select = [](int end, fd_set* read, fd_set*, fd_set*, timeval*) {
+  std::atomic<bool> waiting = false;
+  calls.select = [&](int end, fd_set* read, fd_set*, fd_set*, timeval*) {
+    waiting = true;
     return FAIRLEAD_SYSTEM(select)(end, read, nullptr, nullptr, nullptr);
   };
   for (int round = 0; round < 100; ++round) {
+    waiting = false;
     Pair pair;
+    while (!waiting) std::this_thread::yield();
     pair.client.Terminate();
     EXPECT_FALSE(pair.client.IsNotTerminated());
     pair.peer.Reset();
   }
+}
+
+// Nor can a silence be what wakes the second.
+TEST_F(TcpClientFaultsTest, WakesTwoConsumersForOneMessage) {
+  calls.select = [](int end, fd_set* read, fd_set*, fd_set*, timeval*) {
+    return FAIRLEAD_SYSTEM(select)(end, read, nullptr, nullptr, nullptr);
+  };
+  Pair pair;
+  WaitingConsumer one(pair.client);
+  WaitingConsumer two(pair.client);
+  ASSERT_TRUE(pair.peer.Send("x"));
+  one.Join();
+  two.Join();
+  EXPECT_EQ(pair.client.MessagesCount(), 1);
 }
 
 TEST_F(TcpClientFaultsTest, TerminateTellsThePeerNothingBeforeItCloses) {
