@@ -33,7 +33,14 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fairlead.pc
   COMPONENT library)
 
 if(FAIRLEAD_TOOL)
+  set(documents ${PROJECT_BINARY_DIR}/tool)
   install(TARGETS fairlead_tool COMPONENT tool)
+  install(FILES ${documents}/fairlead.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+  install(FILES ${documents}/completions/fairlead
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
+  install(FILES ${documents}/completions/_fairlead
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tool)
 endif()
 
 install(FILES README.md CHANGELOG.md LICENSE
