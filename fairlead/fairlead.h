@@ -5,6 +5,7 @@
 
 #include "fairlead/cmdline/simple_cmd_line.h"
 #include "fairlead/ini/ini_file.h"
+#include "fairlead/ini/profile.h"
 #include "fairlead/net/resolve.h"
 #include "fairlead/net/tcp_client.h"
 #include "fairlead/text/strings.h"

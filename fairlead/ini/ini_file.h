@@ -3,9 +3,11 @@
 #ifndef FAIRLEAD_INI_INI_FILE_H_
 #define FAIRLEAD_INI_INI_FILE_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "fairlead/export.h"
@@ -19,6 +21,29 @@ namespace fairlead {
 /// and each that changes something writes the whole file again. Nothing is kept
 /// between two calls. An object keeps one loaded list for repeated lookups; it
 /// never writes.
+///
+/// @par The order of arguments
+/// What changes comes first and the file comes last. In between the static
+/// functions take the key before the section, GetValueDef() and the functions
+/// of profile.h the section before the key. A compiler cannot tell them apart.
+///
+/// @par What every function on a file shares
+/// - A file that is missing or cannot be read counts as an empty one. Reading
+///   creates nothing; an edit creates the file where it saves at all.
+/// - A header without `]` anywhere in the file throws what Load() throws, and
+///   nothing is written.
+/// - To find a record means to take the first in the file, disabled or not,
+///   whose section and key are exactly those given. An empty key finds the
+///   header of the section.
+/// - The records of a section are all that bear its name, under whichever of
+///   its headers they stand, those headers included.
+/// - An edit returns what its Save() returned, which normalises the whole file
+///   and prints "<#> " for each disabled record, or false where it says so,
+///   having saved nothing.
+/// - Texts are written as they are given. One that holds an LF, or a name that
+///   a line would not be read back with, breaks the file in lines that mean
+///   something else.
+/// - The cost is that of reading the file, and for edits of a Save().
 ///
 /// @par What a file may hold
 /// Lines end in LF; blanks (space, TAB, CR) around a line, a key or a value do
@@ -157,6 +182,179 @@ class FAIRLEAD_EXPORT CIniFile {
   /// @throws std::out_of_range as Load() does
   static std::string Content(const std::string& file_name);
 
+  /// Adds a header at the end of the file.
+  ///
+  /// A section of that name is not looked for: adding one that exists writes a
+  /// second header, and SetValue() still puts its keys under the first. Ask
+  /// SectionExists() before.
+  ///
+  /// @return whether the file could be opened for writing
+  static bool AddSection(std::string_view section_name,
+                         const std::string& file_name);
+
+  /// Gives the records of a section another name.
+  ///
+  /// The new name is not looked for: on a name that exists the two sections
+  /// become one that stands under two headers. Keys before the first header are
+  /// the section "", and stay where no header can name them; what the file
+  /// holds as `[]` does get the name.
+  ///
+  /// @return whether the file could be opened for writing; it is saved where no
+  ///     record matched as well
+  static bool RenameSection(std::string_view old_section_name,
+                            std::string_view new_section_name,
+                            const std::string& file_name);
+
+  /// Disables the records of a section, its header included, by a character
+  /// before each.
+  ///
+  /// Records that are disabled already get this character instead.
+  ///
+  /// @param cc `#` or `;`, or a CommentChar. Any other character is written
+  ///     too, and read back as a part of the lines.
+  /// @return whether the file could be opened for writing; it is saved where no
+  ///     record matched as well
+  static bool CommentSection(char cc, std::string_view section_name,
+                             const std::string& file_name);
+
+  /// Makes the records of a section active, its header included.
+  ///
+  /// @return whether the file could be opened for writing; it is saved where no
+  ///     record matched as well
+  static bool UnCommentSection(std::string_view section_name,
+                               const std::string& file_name);
+
+  /// Removes the records of a section, its header and all their comments
+  /// included.
+  ///
+  /// @return whether the file could be opened for writing; it is saved where no
+  ///     record matched as well
+  static bool DeleteSection(std::string_view section_name,
+                            const std::string& file_name);
+
+  /// Replaces the comments above the first header of a section.
+  ///
+  /// @param comments lines that each begin with `#` or `;`, or "" for none. A
+  ///     text of more than one character gets an LF at its end, also where it
+  ///     ends in one (the empty line goes with the next loading); one character
+  ///     alone gets none, and so the header joins its line: `#` disables it.
+  ///     Lines without a comment character are read back as keys, headers or
+  ///     damage.
+  /// @return false where the section has no header, with nothing saved; else
+  ///     whether the file could be opened for writing
+  static bool SetSectionComments(std::string_view comments,
+                                 std::string_view section_name,
+                                 const std::string& file_name);
+
+  /// Copies of all headers, in the order of the file, disabled ones and
+  /// duplicates included.
+  static std::vector<Record> GetSections(const std::string& file_name);
+
+  /// Copies of the key records of a section, in the order of the file, disabled
+  /// ones and duplicates included; its headers are not among them.
+  static std::vector<Record> GetSection(std::string_view section_name,
+                                        const std::string& file_name);
+
+  /// The names of all headers, in the order of the file, disabled ones and
+  /// duplicates included.
+  static std::vector<std::string> GetSectionNames(const std::string& file_name);
+
+  /// Whether the section has any record: a header or a key, active or disabled.
+  /// The section "" exists where a key stands before the first header.
+  static bool SectionExists(std::string_view section_name,
+                            const std::string& file_name);
+
+  /// A copy of the record found, alone, or nothing.
+  ///
+  /// The member of the same name has no file for an argument.
+  static std::vector<Record> GetRecord(std::string_view key_name,
+                                       std::string_view section_name,
+                                       const std::string& file_name);
+
+  /// The value of the record found; "" where there is none.
+  ///
+  /// A key without a value and a missing key are not told apart (RecordExists()
+  /// does), nor is a disabled key from an active one (GetRecord() does).
+  ///
+  /// @par Cost
+  /// The file is read at once and walked to its end; no record is made of it.
+  static std::string GetValue(std::string_view key_name,
+                              std::string_view section_name,
+                              const std::string& file_name);
+
+  /// Gives a key a value, and makes the file, the section and the key where
+  /// they do not exist.
+  ///
+  /// - In a section without any record, a header and the key go to the end of
+  ///   the file. The key is written exactly as it is given.
+  /// - In a section with records, blanks around the key are cut. A key that is
+  ///   found gets the value and stays as it is otherwise: disabled, if it was.
+  ///   A new one goes right below the first record of the section (its header,
+  ///   as a rule), above the keys that are there.
+  ///
+  /// An empty key finds the header of a section, which has no value: nothing
+  /// changes.
+  ///
+  /// @return whether the file could be opened for writing
+  /// @par Example
+  /// @code
+  /// fairlead::CIniFile::SetValue("port", "7000", "server", "tool.ini");
+  /// fairlead::CIniFile::SetRecordComments("# where it listens", "port",
+  ///                                       "server", "tool.ini");
+  /// // [server]
+  /// // # where it listens
+  /// // port=7000
+  /// @endcode
+  static bool SetValue(std::string_view key_name, std::string_view value,
+                       std::string_view section_name,
+                       const std::string& file_name);
+
+  /// Disables the record found by a character before it; one that is disabled
+  /// already gets this character instead.
+  ///
+  /// @return false where there is none, with nothing saved; else whether the
+  ///     file could be opened for writing
+  static bool CommentRecord(CommentChar cc, std::string_view key_name,
+                            std::string_view section_name,
+                            const std::string& file_name);
+
+  /// Makes the record found active; one that is active already is saved again.
+  ///
+  /// @return false where there is none, with nothing saved; else whether the
+  ///     file could be opened for writing
+  static bool UnCommentRecord(std::string_view key_name,
+                              std::string_view section_name,
+                              const std::string& file_name);
+
+  /// Removes the record found and the comments above it. Of several of the same
+  /// names, the others stay.
+  ///
+  /// @return false where there is none, with nothing saved; else whether the
+  ///     file could be opened for writing
+  static bool DeleteRecord(std::string_view key_name,
+                           std::string_view section_name,
+                           const std::string& file_name);
+
+  /// Whether the record can be found. Here alone among the functions that find,
+  /// blanks around the key are cut first (SetValue() cuts them too, in a
+  /// section that exists).
+  ///
+  /// @par Cost
+  /// As GetValue().
+  static bool RecordExists(std::string_view key_name,
+                           std::string_view section_name,
+                           const std::string& file_name);
+
+  /// Replaces the comments above the record found.
+  ///
+  /// @param comments as for SetSectionComments()
+  /// @return false where there is none, with nothing saved; else whether the
+  ///     file could be opened for writing
+  static bool SetRecordComments(std::string_view comments,
+                                std::string_view key_name,
+                                std::string_view section_name,
+                                const std::string& file_name);
+
   /// An object with an empty list, nothing loaded.
   CIniFile();
   CIniFile(const CIniFile&) = delete;
@@ -172,19 +370,82 @@ class FAIRLEAD_EXPORT CIniFile {
   ///     as a new one: the list is empty, `loaded` is false.
   bool Load(std::string file_name);
 
+  /// A copy of a record of the object's list, alone, or nothing.
+  ///
+  /// The search begins near the record that was found last: five records before
+  /// it, or at it where no more than five precede it. It goes on to the end of
+  /// the list, and only then once more from its beginning. Of several records
+  /// of the same names, the one found may therefore be another one than the
+  /// first. Where nothing was found yet, the search begins at the beginning.
+  ///
+  /// While `loaded` is false nothing is found and nothing changes. Else
+  /// `searches` and `lastLookup` tell of every call, `cursor` of one that found
+  /// its record, `researches` of one that had to begin again, `rediscovered` of
+  /// one that then found it. In that last case, unless it is the first search,
+  /// a line goes to standard output:
+  ///
+  ///     re-search: [net/port] after [net/host] discovered 1 from 1; total
+  ///     searches=2
+  ///
+  /// with the section and the key, `lastLookup` as it was, `rediscovered`,
+  /// `researches` and `searches`. A zero byte ends a text in a printed line.
+  ///
+  /// @par Cost
+  /// Not that of the search described. The first lookups walk the list; once
+  /// they have seen as many records as it has, they make a table of its names
+  /// (some 40 bytes a record), and a lookup takes the same time wherever its
+  /// record stands.
+  std::vector<Record> GetRecord(std::string_view key_name,
+                                std::string_view section_name);
+
+  /// The value of a record of the object's list, or the default where there is
+  /// none. The section comes first here.
+  ///
+  /// The record is looked up as GetRecord() does. A value that is empty is
+  /// returned as it is. While `trace` is set, a line for each call goes to
+  /// standard output, "==" in it for a value found and "--" for the default:
+  ///
+  ///     [net] port ==> 7000
+  ///
+  /// @par Cost
+  /// As GetRecord(), with a copy of the value alone.
+  /// @par Example
+  /// @code
+  /// fairlead::CIniFile settings;
+  /// settings.Load("tool.ini");
+  /// const std::string host = settings.GetValueDef("net", "host", "localhost");
+  /// const std::string port = settings.GetValueDef("net", "port", "7000");
+  /// @endcode
+  std::string GetValueDef(std::string_view section_name,
+                          std::string_view key_name, std::string default_value);
+
  private:
+  class Index;
+
+  // Searches for a record, all but lastLookup kept up to date.
+  const Record* Find(std::string_view section, std::string_view key);
+  std::size_t FirstPlaceToLook() const;
+  std::size_t FindAgain(std::string_view section, std::string_view key);
+  void Remember(std::string_view section, std::string_view key);
+
   std::unique_ptr<std::vector<Record>> records_;  // Never null.
 
  public:
   bool loaded = false;  ///< What the last member Load() returned.
   /// Where in the list the last successful lookup found its record; the end
-  /// of the list where nothing was found since the last member Load().
+  /// of the list where nothing was found since the last member Load(). It may
+  /// be set to any place in the list, and values may be changed through it, but
+  /// not sections and keys: lookups rely on these.
   std::vector<Record>::iterator cursor;
   std::int32_t rediscovered = 0;  ///< Lookups that only a second pass answered.
   std::int32_t researches = 0;    ///< Second passes made.
   std::int32_t searches = 0;      ///< All lookups since the last member Load().
   std::string lastLookup;         ///< "section/key" of the previous lookup.
-  bool trace = false;  ///< Whether lookups of values print a line each.
+  bool trace = false;  ///< Whether GetValueDef() prints a line each time.
+
+ private:
+  std::unique_ptr<Index> index_;  // Of *records_; never null.
+  std::string next_lookup_;       // Room in which lastLookup is made.
 };
 
 }  // namespace fairlead

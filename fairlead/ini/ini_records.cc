@@ -1,0 +1,212 @@
+// The operations on single records and values of an INI file, and the lookups
+// of an object.
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <utility>
+
+#include "fairlead/ini/ini_edit.h"
+#include "fairlead/ini/ini_file.h"
+#include "fairlead/ini/open_file.h"
+#include "fairlead/ini/record_index.h"
+#include "fairlead/ini/record_reader.h"
+
+namespace fairlead {
+namespace {
+
+using internal::EditFirst;
+using internal::MakeRecord;
+using internal::OpenFile;
+using internal::RecordReader;
+using internal::Records;
+
+// A lookup begins this many records before the one found last.
+constexpr std::ptrdiff_t kStepBack = 5;
+
+CIniFile::RecordSectionKeyIs Names(std::string_view section,
+                                   std::string_view key) {
+  return {std::string(section), std::string(key)};
+}
+
+// The value of the first record of these names, without making any other. The
+// file is read to its end, for what may be wrong with it there.
+std::optional<std::string> ValueIn(const std::string& file_name,
+                                   std::string_view section,
+                                   std::string_view key) {
+  const OpenFile file(file_name, O_RDONLY);
+  if (!file.IsOpen()) return {};
+  const std::string text = file.ReadAll();
+  std::optional<std::string> value;
+  for (RecordReader reader(text); reader.Next();) {
+    if (!value && reader.Key() == key && reader.Section() == section)
+      value = reader.Value();
+  }
+  return value;
+}
+
+// Puts a value into the list, where it belongs.
+void PutValue(std::string_view key, std::string_view value,
+              std::string_view section, Records& records) {
+  const auto of_section =
+      std::find_if(records.begin(), records.end(),
+                   CIniFile::RecordSectionIs{std::string(section)});
+  if (of_section == records.end()) {
+    // A key keeps its blanks in a new section, and there alone.
+    records.push_back(MakeRecord(section));
+    records.push_back(MakeRecord(section, key, value));
+    return;
+  }
+  key = internal::Trimmed(key);
+  const auto found =
+      std::find_if(of_section, records.end(), Names(section, key));
+  if (found != records.end())
+    found->Value = value;
+  else
+    records.insert(of_section + 1, MakeRecord(section, key, value));
+}
+
+// A counter turns over where it ends.
+void CountUp(std::int32_t& counter) {
+  counter = static_cast<std::int32_t>(static_cast<std::uint32_t>(counter) + 1U);
+}
+
+}  // namespace
+
+std::vector<CIniFile::Record> CIniFile::GetRecord(
+    std::string_view key_name, std::string_view section_name,
+    const std::string& file_name) {
+  Records records;
+  Load(file_name, records);
+  const auto found = std::find_if(records.begin(), records.end(),
+                                  Names(section_name, key_name));
+  if (found == records.end()) return {};
+  return {std::move(*found)};
+}
+
+std::string CIniFile::GetValue(std::string_view key_name,
+                               std::string_view section_name,
+                               const std::string& file_name) {
+  return ValueIn(file_name, section_name, key_name).value_or(std::string());
+}
+
+bool CIniFile::SetValue(std::string_view key_name, std::string_view value,
+                        std::string_view section_name,
+                        const std::string& file_name) {
+  return internal::Edit(file_name, [&](Records& records) {
+    PutValue(key_name, value, section_name, records);
+    return true;
+  });
+}
+
+bool CIniFile::CommentRecord(CommentChar cc, std::string_view key_name,
+                             std::string_view section_name,
+                             const std::string& file_name) {
+  return EditFirst(file_name, Names(section_name, key_name),
+                   [cc](Record& record) { record.Commented = cc; });
+}
+
+bool CIniFile::UnCommentRecord(std::string_view key_name,
+                               std::string_view section_name,
+                               const std::string& file_name) {
+  return EditFirst(file_name, Names(section_name, key_name),
+                   [](Record& record) { record.Commented = ' '; });
+}
+
+bool CIniFile::DeleteRecord(std::string_view key_name,
+                            std::string_view section_name,
+                            const std::string& file_name) {
+  return internal::Edit(file_name, [&](Records& records) {
+    const auto found = std::find_if(records.begin(), records.end(),
+                                    Names(section_name, key_name));
+    if (found == records.end()) return false;
+    records.erase(found);
+    return true;
+  });
+}
+
+bool CIniFile::RecordExists(std::string_view key_name,
+                            std::string_view section_name,
+                            const std::string& file_name) {
+  return ValueIn(file_name, section_name, internal::Trimmed(key_name))
+      .has_value();
+}
+
+bool CIniFile::SetRecordComments(std::string_view comments,
+                                 std::string_view key_name,
+                                 std::string_view section_name,
+                                 const std::string& file_name) {
+  return EditFirst(
+      file_name, Names(section_name, key_name),
+      [&](Record& record) { internal::SetComments(record, comments); });
+}
+
+std::vector<CIniFile::Record> CIniFile::GetRecord(
+    std::string_view key_name, std::string_view section_name) {
+  if (!loaded) return {};
+  const Record* const found = Find(section_name, key_name);
+  Remember(section_name, key_name);
+  if (found == nullptr) return {};
+  return {*found};
+}
+
+// The default is a copy: it may stand in lastLookup. The names may as well,
+// which therefore changes last.
+std::string CIniFile::GetValueDef(std::string_view section_name,
+                                  std::string_view key_name,
+                                  std::string default_value) {
+  const Record* const found = loaded ? Find(section_name, key_name) : nullptr;
+  if (found != nullptr) default_value = found->Value;
+  if (trace) {
+    std::printf("[%s] %s %s> %s\n", std::string(section_name).c_str(),
+                std::string(key_name).c_str(), found != nullptr ? "==" : "--",
+                default_value.c_str());
+  }
+  if (loaded) Remember(section_name, key_name);
+  return default_value;
+}
+
+const CIniFile::Record* CIniFile::Find(std::string_view section,
+                                       std::string_view key) {
+  const std::size_t start = FirstPlaceToLook();
+  CountUp(searches);
+  std::size_t place = index_->Find(*records_, section, key, start);
+  if (place == records_->size() && start != 0) place = FindAgain(section, key);
+  if (place == records_->size()) return nullptr;
+  cursor = records_->begin() + static_cast<std::ptrdiff_t>(place);
+  return &*cursor;
+}
+
+std::size_t CIniFile::FirstPlaceToLook() const {
+  if (cursor == records_->end()) return 0;  // Nothing was found yet.
+  const std::ptrdiff_t place = cursor - records_->begin();
+  return static_cast<std::size_t>(place > kStepBack ? place - kStepBack
+                                                    : place);
+}
+
+std::size_t CIniFile::FindAgain(std::string_view section,
+                                std::string_view key) {
+  const std::size_t place = index_->Find(*records_, section, key, 0);
+  CountUp(researches);
+  if (place == records_->size()) return place;
+  CountUp(rediscovered);
+  if (searches != 1) {
+    std::printf(
+        "re-search: [%s/%s] after [%s] discovered %d from %d; "
+        "total searches=%d\n",
+        std::string(section).c_str(), std::string(key).c_str(),
+        lastLookup.c_str(), rediscovered, researches, searches);
+  }
+  return place;
+}
+
+void CIniFile::Remember(std::string_view section, std::string_view key) {
+  next_lookup_.assign(section).append(1, '/').append(key);
+  lastLookup.swap(next_lookup_);
+}
+
+}  // namespace fairlead

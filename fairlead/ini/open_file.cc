@@ -1,0 +1,76 @@
+#include "fairlead/ini/open_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace fairlead::internal {
+namespace {
+
+// Room for what comes from a pipe, or from a file that does not know its size.
+constexpr std::size_t kFirstRoom = 4096;
+
+// Repeats a system call for as long as signals interrupt it.
+template <typename Call>
+auto Uninterrupted(Call call) {
+  for (;;) {
+    const auto result = call();
+    if (result != -1 || errno != EINTR) return result;
+  }
+}
+
+}  // namespace
+
+OpenFile::OpenFile(const std::string& name, int flags)
+    : descriptor_(Uninterrupted([&name, flags] {
+        return open(name.c_str(), flags | O_CLOEXEC, 0666);
+      })) {}
+
+OpenFile::~OpenFile() {
+  if (IsOpen()) close(descriptor_);
+}
+
+std::size_t OpenFile::ExpectedSize() const {
+  struct stat status = {};
+  if (fstat(descriptor_, &status) == -1) return 0;
+  return static_cast<std::size_t>(std::max<off_t>(status.st_size, 0));
+}
+
+std::string OpenFile::ReadAll() const {
+  // With room for one byte more than it asks for, a read that ends at the
+  // expected size has met the end of the file.
+  const std::size_t expected = ExpectedSize();
+  std::string text(expected > 0 ? expected + 1 : kFirstRoom, '\0');
+  std::size_t size = 0;
+  while (true) {
+    if (size == text.size()) text.resize(2 * size);
+    const ssize_t count = Uninterrupted([&] {
+      return read(descriptor_, text.data() + size, text.size() - size);
+    });
+    if (count == 0) break;
+    if (count < 0) {
+      // What was read of the line that failed is no line.
+      size = size == 0 ? 0 : text.rfind('\n', size - 1) + 1;
+      break;
+    }
+    size += static_cast<std::size_t>(count);
+    if (size == expected) break;
+  }
+  text.resize(size);
+  return text;
+}
+
+bool OpenFile::WriteAll(std::string_view text) const {
+  while (!text.empty()) {
+    const ssize_t count = Uninterrupted(
+        [&] { return write(descriptor_, text.data(), text.size()); });
+    if (count < 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+}  // namespace fairlead::internal

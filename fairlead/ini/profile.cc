@@ -1,0 +1,38 @@
+#include "fairlead/ini/profile.h"
+
+#include "fairlead/ini/ini_file.h"
+#include "fairlead/text/strings.h"
+
+namespace fairlead {
+
+// The default is a copy: it becomes the result.
+std::string GetPrivateProfileStr(std::string_view section_name,
+                                 std::string_view key_name,
+                                 std::string default_value,
+                                 const std::string& file_name) {
+  std::string value = CIniFile::GetValue(key_name, section_name, file_name);
+  return value.empty() ? default_value : value;
+}
+
+void WritePrivateProfileStr(std::string_view section_name,
+                            std::string_view key_name, std::string_view value,
+                            const std::string& file_name) {
+  CIniFile::SetValue(key_name, value, section_name, file_name);
+}
+
+int GetPrivateProfileInteger(std::string_view section_name,
+                             std::string_view key_name, int default_value,
+                             const std::string& file_name) {
+  int number = default_value;
+  getval<int, int>(CIniFile::GetValue(key_name, section_name, file_name),
+                   number, default_value);
+  return number;
+}
+
+void WritePrivateProfileInteger(std::string_view section_name,
+                                std::string_view key_name, int value,
+                                const std::string& file_name) {
+  WritePrivateProfileStr(section_name, key_name, inttostr(value), file_name);
+}
+
+}  // namespace fairlead
