@@ -68,7 +68,11 @@ void CheckNumber(const Parameter& parameter, std::string_view value) {
 }
 
 void CheckChoice(const Parameter& parameter, std::string_view value) {
-  if (IsOneOf(Choices(parameter), value)) return;
+  const std::vector<std::string_view> choices = Choices(parameter);
+  if (IsOneOf(choices, value)) return;
+  if (!parameter.verbs.empty())
+    Fail(Concat(Quoted(value), " is no word for this command; the nearest is ",
+                Nearest(value, choices)));
   const std::string shown =
       parameter.name.empty() ? "" : Concat("-", parameter.name, " ");
   Fail(Concat(shown, Quoted(value), " is none of ", parameter.word));

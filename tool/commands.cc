@@ -52,6 +52,9 @@ std::string Explanation(const Parameter& parameter) {
 
 std::vector<std::string_view> Choices(const Parameter& parameter) {
   std::vector<std::string_view> choices;
+  for (const Verb& verb : parameter.verbs) choices.push_back(verb.name);
+  if (!choices.empty()) return choices;
+
   std::string_view rest = parameter.word;
   for (std::size_t bar = 0; (bar = rest.find('|')) != std::string_view::npos;
        rest.remove_prefix(bar + 1))

@@ -16,6 +16,16 @@ namespace fairlead::tool {
 class Arguments;
 class Output;
 
+/// A word that says what a command is to do, where there are several things.
+struct Verb {
+  std::string_view name;
+  /// The parameters that go with it, those in brackets if need be; others may
+  /// not be given.
+  std::string_view usage;
+  std::string_view help;  ///< Half a sentence, without a full stop.
+  ExitStatus (*run)(const Arguments& arguments, const Output& output);
+};
+
 /// What may stand after a parameter's name.
 enum class Kind {
   kSwitch,  ///< on, off, yes, no, true, false, 1, 0 or nothing
@@ -23,7 +33,7 @@ enum class Kind {
   kWord,    ///< any text but the empty one
   kFile,    ///< the path of a file
   kNumber,  ///< decimal digits, `least` to `most`
-  kChoice,  ///< one of the words in `word`, which `|` separates
+  kChoice,  ///< one of the words in `word`, which `|` separates, or a verb
 };
 
 /// One parameter of a command. The one without a name is the command's operand,
@@ -36,7 +46,8 @@ struct Parameter {
   std::string_view help;   ///< Half a sentence, without a full stop.
   int least = 0;
   int most = 0;
-  std::string_view fallback = {};  ///< The value where none is given.
+  std::string_view fallback = {};    ///< The value where none is given.
+  std::span<const Verb> verbs = {};  ///< Among which a choice chooses.
 };
 
 /// A line that a user can copy, and what it does.

@@ -128,6 +128,24 @@ std::string Visible(std::string_view bytes) {
   return SpelledExcept("\n\t\\", bytes);
 }
 
+std::string JsonString(std::string_view bytes) {
+  std::string text = "\"";
+  while (!bytes.empty()) {
+    const char c = bytes[0];
+    const std::size_t sequence = Utf8Length(bytes);
+    if (sequence > 0)
+      text += bytes.substr(0, sequence);
+    else if (c == '"' || c == '\\')
+      text.append("\\").append(1, c);
+    else if (IsPrintable(c))
+      text += c;
+    else
+      text += Concat("\\u00", HexByte(c));
+    bytes.remove_prefix(sequence == 0 ? 1 : sequence);
+  }
+  return text + '"';
+}
+
 std::string HexByte(char byte) {
   return {kDigits[Byte(byte) / 16], kDigits[Byte(byte) % 16]};
 }

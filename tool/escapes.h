@@ -29,6 +29,11 @@ std::string Escaped(std::string_view bytes);
 /// well-formed UTF-8 stay, all other control bytes are spelled as in Escaped().
 std::string Visible(std::string_view bytes);
 
+/// The bytes as a JSON string, in its quotation marks. Well-formed UTF-8 stays
+/// as it is; any other byte above 0x7F is spelled as the code point of its
+/// number.
+std::string JsonString(std::string_view bytes);
+
 /// The byte as two hexadecimal digits in lower case.
 std::string HexByte(char byte);
 

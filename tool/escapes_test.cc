@@ -106,5 +106,12 @@ TEST(EscapesTest, WhatIsEscapedComesBack) {
   }
 }
 
+TEST(EscapesTest, JsonKeepsUtf8AndSpellsTheRest) {
+  EXPECT_EQ(JsonString(""), R"("")");
+  EXPECT_EQ(JsonString("a\"\\\n\x7f"), R"("a\"\\\u000a\u007f")");
+  EXPECT_EQ(JsonString("Zo\xc3\xab"), "\"Zo\xc3\xab\"");
+  EXPECT_EQ(JsonString("\xeb\xc2\x85"), R"("\u00eb\u00c2\u0085")");
+}
+
 }  // namespace
 }  // namespace fairlead::tool

@@ -30,7 +30,9 @@ constexpr std::string_view Meaning(ExitStatus status) {
     case kDone:
       return "done";
     case kAnswerIsNo:
-      return "the answer is no: the text of -until was not seen";
+      return "the answer is no: the text of -until was not seen, or a section "
+             "or "
+             "key is not there (with add, rename and create: is there already)";
     case kWrongUsage:
       return "wrong usage";
     case kMalformedInput:

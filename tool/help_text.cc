@@ -44,6 +44,16 @@ std::string Entry(std::string_view term, std::size_t margin,
   return lines;
 }
 
+std::string VerbList(const Parameter& operand) {
+  constexpr std::size_t kMargin = 12;
+  std::string text;
+  for (const Verb& verb : operand.verbs) {
+    text += Entry(verb.name, kMargin, verb.usage).append(kMargin, ' ');
+    AppendWrapped(text, kMargin, verb.help);
+  }
+  return text;
+}
+
 std::string ParameterList(const Command& command) {
   constexpr std::size_t kMargin = 21;
   std::string text;
@@ -107,7 +117,8 @@ std::string CommandHelp(const Command& command) {
   if (command.operand != nullptr)
     text += Concat(
         "\n", command.operand->group, ":\n",
-        Entry(Spelling(*command.operand), 21, Explanation(*command.operand)));
+        Entry(Spelling(*command.operand), 21, Explanation(*command.operand)),
+        VerbList(*command.operand));
   return text + ParameterList(command) + ExampleList(command) +
          StatusList(command);
 }

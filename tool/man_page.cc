@@ -45,6 +45,14 @@ std::string Tagged(const Parameter& parameter) {
   return Concat(tag, "\n", Roff(Explanation(parameter)), ".\n");
 }
 
+std::string Verbs(const Parameter& operand) {
+  std::string text;
+  for (const Verb& verb : operand.verbs)
+    text += Concat(".TP\n.BI ", Roff(verb.name), " \" ", Roff(verb.usage),
+                   "\"\n", Roff(verb.help), ".\n");
+  return text;
+}
+
 std::string Examples(const Command& command) {
   std::string text;
   for (const Example& example : command.examples)
@@ -59,7 +67,8 @@ std::string CommandSection(const Command& command) {
   if (!command.usage.empty())
     text += Concat(".RI ", "\"", Roff(command.usage), "\"\n");
   text += Concat(".PP\n", Roff(command.story), "\n");
-  if (command.operand != nullptr) text += Tagged(*command.operand);
+  if (command.operand != nullptr)
+    text += Tagged(*command.operand) + Verbs(*command.operand);
   for (const Parameter& parameter : command.parameters)
     text += Tagged(parameter);
   return text + Examples(command);

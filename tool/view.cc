@@ -46,19 +46,6 @@ std::string Dump(std::string_view bytes) {
   return text;
 }
 
-std::string JsonString(std::string_view bytes) {
-  std::string text = "\"";
-  for (const char c : bytes) {
-    if (c == '"' || c == '\\')
-      text.append("\\").append(1, c);
-    else if (IsPrintable(c))
-      text += c;
-    else
-      text += Concat("\\u00", HexByte(c));
-  }
-  return text + '"';
-}
-
 std::string Json(const CTCPMessage& message) {
   const std::string_view bytes = BodyOf(message);
   return Concat(R"({"time":")", message.time.GetStr(false), R"(","bytes":)",

@@ -1,0 +1,23 @@
+// All the bytes of standard input or of a file.
+
+#ifndef FAIRLEAD_TOOL_READ_FILE_H_
+#define FAIRLEAD_TOOL_READ_FILE_H_
+
+#include <string>
+
+namespace fairlead::tool {
+
+/// The bytes from where the descriptor stands to the end.
+///
+/// @param name what an error calls it
+/// @throws Failure with kCannotRead
+std::string ReadAll(int descriptor, const std::string& name);
+
+/// The bytes of a file.
+///
+/// @throws Failure with kCannotRead
+std::string ReadFile(const std::string& path);
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_READ_FILE_H_
