@@ -25,16 +25,15 @@ FAIRLEAD_EXPORT extern bool silent;
 /// `host` is a name or a dotted address; a zero byte ends it. What happens is
 /// told in lines on standard output:
 ///
-/// | what | `silent` is false | `silent` is true |
-/// |---|---|---|
-/// | an address | "dns resolved: ADDRESS" | nothing |
-/// | the resolver fails | "Error (CODE): dns failed while resolving HOST" |
-/// "-33", and the process exits with status -1 (255 to a shell) | | an address
-/// without a text | "Error: dns failed while resolving", and it is skipped |
-/// the same "-33" and exit |
+/// - for each address: "dns resolved: ADDRESS";
+/// - where the resolver fails: "Error (CODE): dns failed while resolving HOST",
+///   CODE being what `getaddrinfo` returned, such as -2 for an unknown host;
+/// - for an address without a text, which is skipped: "Error: dns failed while
+///   resolving".
 ///
-/// CODE is a result of `getaddrinfo`, such as -2 for an unknown host. "-33" is
-/// not followed by the end of a line.
+/// Where `silent` is true, an address prints nothing, and either failure prints
+/// "-33" without the end of a line and ends the process with exit status -1
+/// (255 to a shell).
 ///
 /// @return the addresses; empty after a failure, or if the resolver knows none:
 ///     look before taking the first one
@@ -46,8 +45,8 @@ FAIRLEAD_EXPORT extern bool silent;
 /// seconds; a dotted address asks nobody.
 /// @par Example
 /// @code
-/// const std::vector<std::string> found =
-/// fairlead::resolveDnsFull("localhost"); if (found.empty()) return;
+/// const auto found = fairlead::resolveDnsFull("localhost");
+/// if (found.empty()) return;
 /// fairlead::NetClient server;
 /// server.addr.sin_addr.s_addr = inet_addr(found.front().c_str());
 /// @endcode

@@ -154,6 +154,9 @@ bool CTCPClient::SendMsg(const CTCPMessage* message) {
   if (length < 0 || static_cast<std::size_t>(length) > kMostSent) return false;
   if (message->sock != 0) return SendQuietly(message->sock, *message) == length;
 
+  // Without this, threads that send on and on would keep a closing client from
+  // ever finding its socket unused.
+  if (mainSock_ == 0) return false;
   const Use use(mainSockUses_);
   const int sock = mainSock_;
   return sock != 0 && SendQuietly(sock, *message) == length;

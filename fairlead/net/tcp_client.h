@@ -83,13 +83,17 @@ struct CTCPMessage : NetClient {
 /// may arrive just before the wait begins, and the last signal of a thread that
 /// ends may too, wait for a short time and look again. Not to miss the answer
 /// to a request, lock `queueMutex` before SendMsg(), which takes no lock, and
-/// wait with that lock: nothing is queued and signalled in between.
+/// wait with that lock: nothing is queued and signalled in between. (A peer
+/// that cannot go on sending meanwhile may not read either; the send then fails
+/// after its 2 seconds.)
 ///
 /// @par Thread safety
 /// SendMsg(), MessagesCount(), PopMessage() and IsNotTerminated() may be called
 /// from any thread at any time between construction and destruction. The rest
 /// belongs to one thread, which makes the client, connects once, and closes.
-/// Do not call MessagesCount() or PopMessage() while holding `queueMutex`.
+/// Hold `queueMutex` while you call none but SendMsg() and IsNotTerminated():
+/// the others wait for it, or for the receive thread, which may be waiting for
+/// it.
 ///
 /// The receive thread blocks all signals, so handlers run on the program's own
 /// threads. It works for descriptors of any number, above FD_SETSIZE too.
@@ -144,7 +148,8 @@ class FAIRLEAD_EXPORT CTCPClient {
   /// Makes the socket of the client, an IPv4 stream socket that is closed on
   /// `exec` and never has the number 0. ConnectTo() does it by itself.
   ///
-  /// A descriptor already held is forgotten, not closed.
+  /// A descriptor already held is forgotten, not closed. A client that was
+  /// terminated counts as running again.
   ///
   /// @return false where the system has no socket to give; the client then has
   ///     none
@@ -155,8 +160,9 @@ class FAIRLEAD_EXPORT CTCPClient {
   /// Blocks as long as the system tries to connect, which can be minutes: there
   /// is no time-out. Sends and receives then have one of 2 seconds each.
   ///
-  /// A client is connected once; while its receive thread runs, another
-  /// ConnectTo() ends the process (std::terminate).
+  /// A client is connected once. While its receive thread runs, another
+  /// successful ConnectTo() ends the process (std::terminate), and one that
+  /// fails forgets the open socket. Once closed, it may be connected again.
   ///
   /// @param endpoint not null; also a CTCPMessage
   /// @return false where no socket could be made, and where the connection
@@ -194,8 +200,8 @@ class FAIRLEAD_EXPORT CTCPClient {
   /// let only one thread pop.
   CTCPMessage PopMessage();
 
-  /// Whether Terminate() has not been called: true from construction on, and
-  /// also after the peer has closed.
+  /// Whether Terminate() has not been called since the last socket was made:
+  /// true from construction on, and also after the peer has closed.
   bool IsNotTerminated() const;
 
   /// Ends the receive thread and closes the socket. What was received stays in

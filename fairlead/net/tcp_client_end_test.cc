@@ -7,12 +7,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 #include "fairlead/net/loopback.h"
 #include "fairlead/net/tcp_client.h"
@@ -135,6 +137,24 @@ TEST(TcpClientEndTest, EndsQuietlyWhenThePeerResets) {
   EXPECT_EQ(pair.client.MessagesCount(), 0);
   pair.client.Close();
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+// However many threads go on asking for the socket, closing gets hold of it.
+TEST(TcpClientEndTest, TerminatesWhileManyThreadsGoOnSending) {
+  Pair pair;
+  std::atomic<bool> terminated = false;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 32; ++i) {
+    threads.emplace_back([&] {
+      const CTCPMessage nothing;
+      while (!terminated) pair.client.SendMsg(&nothing);
+    });
+  }
+  pair.client.Terminate();
+  terminated = true;
+  for (std::thread& thread : threads) thread.join();
+  const CTCPMessage nothing;
+  EXPECT_FALSE(pair.client.SendMsg(&nothing));
 }
 
 TEST(TcpClientEndTest, WakesAConsumerWhenItTerminates) {

@@ -195,7 +195,7 @@ TEST(TcpClientSendTest, SendsFromManyThreads) {
   }
 }
 
-// Many sends meet the end of the connection, and none of them another file.
+// Many sends meet the end of the connection; it ends all the same.
 TEST(TcpClientSendTest, SendsWhileThePeerCloses) {
   for (int round = 0; round < 30; ++round) {
     Pair pair;

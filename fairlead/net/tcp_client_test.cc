@@ -350,6 +350,16 @@ TEST(TcpClientTest, ConnectsToTheEndpointOfAMessage) {
   EXPECT_EQ(peer.Receive(11), "both in one");
 }
 
+TEST(TcpClientTest, ForgetsTheSocketThatItHadWithoutClosingIt) {
+  const int descriptors = CountDescriptors();
+  CTCPClient client;
+  EXPECT_TRUE(client.CreateMainSock());
+  EXPECT_TRUE(client.CreateMainSock());
+  EXPECT_EQ(CountDescriptors(), descriptors + 2);
+  client.Close();
+  EXPECT_EQ(CountDescriptors(), descriptors + 1);
+}
+
 TEST(TcpClientTest, MakesASocketWithoutConnecting) {
   const int descriptors = CountDescriptors();
   {
