@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <string_view>
 #include <utility>
 
 #include "fairlead/ini/open_file.h"
@@ -29,6 +30,16 @@ void Append(const RecordReader& reader,
   record.Value = reader.Value();
 }
 
+// As many records as the text has lines, within a memory of so many times its
+// size: lines may be blank.
+std::size_t ExpectedRecords(std::string_view text) {
+  constexpr std::size_t kMostTimesItsSize = 8;
+  const auto lines =
+      static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+  return std::min(lines,
+                  text.size() * kMostTimesItsSize / sizeof(CIniFile::Record));
+}
+
 // Appends the lines that stand for a record in a file.
 void AppendLines(const CIniFile::Record& record, std::string& text) {
   text += record.Comments;
@@ -49,8 +60,7 @@ bool CIniFile::Load(const std::string& file_name,
 
   content.clear();
   const std::string text = file.ReadAll();
-  const auto line_ends = std::count(text.begin(), text.end(), '\n');
-  content.reserve(static_cast<std::size_t>(line_ends) + 1);
+  content.reserve(ExpectedRecords(text));
   for (RecordReader reader(text); reader.Next();) Append(reader, content);
   return true;
 }

@@ -47,9 +47,10 @@ namespace fairlead {
 ///
 /// @par What a file may hold
 /// Lines end in LF; blanks (space, TAB, CR) around a line, a key or a value do
-/// not count, so CRLF files read the same. Nothing is quoted or escaped, and
-/// any byte but LF may stand in a name or a value, zero included. Names are
-/// compared byte by byte, upper and lower case apart.
+/// not count, so CRLF files read the same. Nothing is quoted or escaped: any
+/// byte but LF may stand in a value, zero included, and in a name any but the
+/// one that ends it, `=` for a key and `]` for a section. Names are compared
+/// byte by byte, upper and lower case apart.
 /// @code{.ini}
 /// # A comment: it belongs to the header or key that follows.
 /// [server]
@@ -366,8 +367,8 @@ class FAIRLEAD_EXPORT CIniFile {
   /// the file cannot be opened, and starts the lookup statistics afresh.
   ///
   /// @return true, always, as the static Load() does
-  /// @throws std::out_of_range as the static Load() does. The object is then
-  ///     as a new one: the list is empty, `loaded` is false.
+  /// @throws std::out_of_range as the static Load() does. The list is
+  ///     then empty and `loaded` is false.
   bool Load(std::string file_name);
 
   /// A copy of a record of the object's list, alone, or nothing.
@@ -384,8 +385,7 @@ class FAIRLEAD_EXPORT CIniFile {
   /// one that then found it. In that last case, unless it is the first search,
   /// a line goes to standard output:
   ///
-  ///     re-search: [net/port] after [net/host] discovered 1 from 1; total
-  ///     searches=2
+  ///     re-search: [s/k] after [s/j] discovered 1 from 1; total searches=2
   ///
   /// with the section and the key, `lastLookup` as it was, `rediscovered`,
   /// `researches` and `searches`. A zero byte ends a text in a printed line.

@@ -115,10 +115,20 @@ TEST_F(IniFileFaultsTest, ADirectoryReadsAsNothing) {
 // Reads a file that the kernel makes up, and whose size it does not tell.
 TEST_F(IniFileFaultsTest, ReadsAFileOfUnknownSize) {
   Records records;
-  EXPECT_TRUE(CIniFile::Load("/proc/self/environ", records));
+  EXPECT_TRUE(CIniFile::Load("/proc/self/status", records));
+  EXPECT_GT(records.size(), 10U);  // One for each of its lines, "Name: ...".
   Records again(1);
   EXPECT_TRUE(CIniFile::Load("/dev/null", again));
   EXPECT_EQ(again, Records{});
+}
+
+// Room for records is made in measure: ten million blank lines are none.
+TEST_F(IniFileFaultsTest, MakesLittleRoomForBlankLines) {
+  Records records;
+  EXPECT_TRUE(
+      CIniFile::Load(Write(std::string(10'000'000, '\n') + "k=v"), records));
+  EXPECT_EQ(records, (Records{{"", ' ', "", "k", "v"}}));
+  EXPECT_LT(records.capacity() * sizeof(Record), 100'000'000U);
 }
 
 TEST_F(IniFileFaultsTest, ReadsAPipeToItsEnd) {

@@ -424,6 +424,8 @@ TEST_F(IniFileTest, MemberLoadOfAMissingFileIsALoad) {
   EXPECT_TRUE(ini.Load(Path("none")));
   EXPECT_TRUE(ini.loaded);
   ExpectNoLookups(ini);
+  EXPECT_EQ(ini.GetValueDef("", "k", "gone"), "gone");
+  EXPECT_EQ(ini.searches, 1);
 }
 
 TEST_F(IniFileTest, AMemberLoadThatThrowsLeavesNothing) {
@@ -433,6 +435,11 @@ TEST_F(IniFileTest, AMemberLoadThatThrowsLeavesNothing) {
   EXPECT_THROW(ini.Load(Write("a=1\n[open\n")), std::out_of_range);
   EXPECT_FALSE(ini.loaded);
   ExpectNoLookups(ini);
+  EXPECT_EQ(ini.GetValueDef("", "k", "gone"), "gone");
+  EXPECT_EQ(ini.GetValueDef("", "a", "gone"), "gone");
+  ExpectNoLookups(ini);
+  ini.loaded = true;  // The list itself is empty, too.
+  EXPECT_EQ(ini.GetValueDef("", "a", "gone"), "gone");
   EXPECT_TRUE(ini.Load(Write("m=w")));
   EXPECT_TRUE(ini.loaded);
   EXPECT_EQ((ini.cursor - 1)->Value, "w");

@@ -13,6 +13,10 @@ namespace {
 // Room for what comes from a pipe, or from a file that does not know its size.
 constexpr std::size_t kFirstRoom = 4096;
 
+// A size that a file claims is believed up to here; beyond, room is made as
+// bytes come.
+constexpr std::size_t kMostRoomAtOnce = std::size_t{1} << 30;
+
 // Repeats a system call for as long as signals interrupt it.
 template <typename Call>
 auto Uninterrupted(Call call) {
@@ -43,7 +47,8 @@ std::string OpenFile::ReadAll() const {
   // With room for one byte more than it asks for, a read that ends at the
   // expected size has met the end of the file.
   const std::size_t expected = ExpectedSize();
-  std::string text(expected > 0 ? expected + 1 : kFirstRoom, '\0');
+  const std::size_t room = std::min(expected + 1, kMostRoomAtOnce);
+  std::string text(expected > 0 ? room : kFirstRoom, '\0');
   std::size_t size = 0;
   while (true) {
     if (size == text.size()) text.resize(2 * size);
