@@ -83,6 +83,8 @@ std::string Remedy(const Parameter& parameter) {
   if (parameter.kind == Kind::kFile) return "; write ./ before it";
   if (parameter.help.find("\\xHH") != std::string_view::npos)
     return "; write \\x2d for that";
+  if (parameter.help.find("lets it begin") != std::string_view::npos)
+    return "; write a blank before it";
   return "";
 }
 

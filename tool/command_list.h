@@ -10,6 +10,7 @@ namespace fairlead::tool {
 extern const Command kSendCommand;
 extern const Command kRecvCommand;
 extern const Command kResolveCommand;
+extern const Command kIniCommand;
 extern const Command kHelpCommand;
 extern const Command kVersionCommand;
 extern const Command kCompletionCommand;

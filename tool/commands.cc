@@ -11,7 +11,7 @@ namespace fairlead::tool {
 namespace {
 
 constexpr std::array kCommands = {
-    &kSendCommand, &kRecvCommand,    &kResolveCommand,
+    &kSendCommand, &kRecvCommand,    &kResolveCommand,    &kIniCommand,
     &kHelpCommand, &kVersionCommand, &kCompletionCommand,
 };
 

@@ -104,6 +104,16 @@ TEST(CommandsTest, HelpManPageAndCompletionsKnowEverything) {
       EXPECT_THAT(zsh.substr(zsh.find(Concat("\n    ", name, ")\n"))),
                   HasSubstr(Concat("'-", parameter.name, "[")));
     }
+    if (command->operand != nullptr)
+      for (const Verb& verb : command->operand->verbs) {
+        SCOPED_TRACE(verb.name);
+        EXPECT_THAT(help, HasSubstr(Concat("\n  ", verb.name, " ")));
+        EXPECT_THAT(section, HasSubstr(Concat("\n.BI ", verb.name, " ")));
+        EXPECT_THAT(bash,
+                    testing::ContainsRegex(Concat(" ", verb.name, "[ ']")));
+        EXPECT_THAT(zsh,
+                    testing::ContainsRegex(Concat("[( ]", verb.name, "[ )]")));
+      }
     for (const Example& example : command->examples) {
       EXPECT_THAT(help, HasSubstr(std::string(example.line)));
       EXPECT_THAT(man, HasSubstr(std::string(example.line)));
@@ -123,8 +133,8 @@ TEST(CommandsTest, HelpFitsATerminal) {
   }
 }
 
-// Of examples that need no server, all are run; of the others, the words are
-// checked. What follows a '>' is the shell's.
+// Of examples that need no server and no file, all are run; of the others, the
+// words are checked. What follows a '>' is the shell's.
 TEST(CommandsTest, EveryExampleIsRight) {
   for (const Command* const command : Commands()) {
     for (const Example& example : command->examples) {
@@ -132,9 +142,10 @@ TEST(CommandsTest, EveryExampleIsRight) {
       Words words = Split(example.line.substr(0, example.line.find(" >")));
       ASSERT_EQ(words.at(0), "fairlead");
       words.erase(words.begin());
-      const bool needs_server =
-          std::ranges::find(words, "-host") != words.end();
-      if (!needs_server) {
+      const bool runs_anywhere =
+          std::ranges::find(words, "-host") == words.end() &&
+          std::ranges::find(words, "-file") == words.end();
+      if (runs_anywhere) {
         const Outcome outcome = Fairlead(words);
         EXPECT_EQ(outcome.status, 0) << outcome.error;
         EXPECT_NE(outcome.output, "");
@@ -252,6 +263,8 @@ TEST(CommandsTest, BashCompletes) {
   EXPECT_EQ(Completed("fairlead send -file /dev/nul"), "/dev/null\n");
   EXPECT_EQ(Completed("fairlead completion z"), "zsh\n");
   EXPECT_EQ(Completed("fairlead help ver"), "version\n");
+  EXPECT_EQ(Completed("fairlead ini s"), "set sections show\n");
+  EXPECT_EQ(Completed("fairlead ini get -format j"), "json\n");
 }
 
 TEST(CommandsTest, ZshTakesItsScript) {

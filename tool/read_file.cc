@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 #include "tool/concat.h"
@@ -20,6 +21,11 @@ constexpr std::size_t kPiece = 65536;
 void AwaitInput(int descriptor) {
   pollfd input{.fd = descriptor, .events = POLLIN, .revents = 0};
   poll(&input, 1, -1);
+}
+
+[[noreturn]] void FailToOpen(const std::string& path, int error) {
+  throw Failure(kCannotRead,
+                Concat("cannot open '", path, "': ", ErrorText(error)));
 }
 
 }  // namespace
@@ -41,12 +47,16 @@ std::string ReadAll(int descriptor, const std::string& name) {
 }
 
 std::string ReadFile(const std::string& path) {
-  const std::string name = Concat("'", path, "'");
+  std::optional<std::string> bytes = ReadFileIfAny(path);
+  if (!bytes) FailToOpen(path, ENOENT);
+  return *std::move(bytes);
+}
+
+std::optional<std::string> ReadFileIfAny(const std::string& path) {
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file.IsOpen())
-    throw Failure(kCannotRead,
-                  Concat("cannot open ", name, ": ", ErrorText(errno)));
-  return ReadAll(file.number(), name);
+  if (file.IsOpen()) return ReadAll(file.number(), Concat("'", path, "'"));
+  if (errno == ENOENT) return std::nullopt;
+  FailToOpen(path, errno);
 }
 
 }  // namespace fairlead::tool

@@ -3,6 +3,7 @@
 #ifndef FAIRLEAD_TOOL_READ_FILE_H_
 #define FAIRLEAD_TOOL_READ_FILE_H_
 
+#include <optional>
 #include <string>
 
 namespace fairlead::tool {
@@ -17,6 +18,11 @@ std::string ReadAll(int descriptor, const std::string& name);
 ///
 /// @throws Failure with kCannotRead
 std::string ReadFile(const std::string& path);
+
+/// The bytes of a file, or nothing where there is no file of that name.
+///
+/// @throws Failure with kCannotRead
+std::optional<std::string> ReadFileIfAny(const std::string& path);
 
 }  // namespace fairlead::tool
 
