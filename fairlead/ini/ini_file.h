@@ -390,10 +390,13 @@ class FAIRLEAD_EXPORT CIniFile {
   /// with the section and the key, `lastLookup` as it was, `rediscovered`,
   /// `researches` and `searches`. A zero byte ends a text in a printed line.
   ///
+  /// To look up at random without second passes and their lines, set `cursor`
+  /// before each call to the end of the list, where Load() left it.
+  ///
   /// @par Cost
   /// Not that of the search described. The first lookups walk the list; once
   /// they have seen as many records as it has, they make a table of its names
-  /// (some 40 bytes a record), and a lookup takes the same time wherever its
+  /// (50 to 80 bytes a record), and a lookup takes the same time wherever its
   /// record stands.
   std::vector<Record> GetRecord(std::string_view key_name,
                                 std::string_view section_name);
@@ -425,7 +428,7 @@ class FAIRLEAD_EXPORT CIniFile {
   // Searches for a record, all but lastLookup kept up to date.
   const Record* Find(std::string_view section, std::string_view key);
   std::size_t FirstPlaceToLook() const;
-  std::size_t FindAgain(std::string_view section, std::string_view key);
+  void PrintReSearch(std::string_view section, std::string_view key) const;
   void Remember(std::string_view section, std::string_view key);
 
   std::unique_ptr<std::vector<Record>> records_;  // Never null.

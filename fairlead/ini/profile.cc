@@ -5,13 +5,13 @@
 
 namespace fairlead {
 
-// The default is a copy: it becomes the result.
 std::string GetPrivateProfileStr(std::string_view section_name,
                                  std::string_view key_name,
                                  std::string default_value,
                                  const std::string& file_name) {
   std::string value = CIniFile::GetValue(key_name, section_name, file_name);
-  return value.empty() ? default_value : value;
+  if (value.empty()) return default_value;
+  return value;
 }
 
 void WritePrivateProfileStr(std::string_view section_name,

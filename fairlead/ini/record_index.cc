@@ -19,17 +19,36 @@ bool HasNames(const CIniFile::Record& record, std::string_view section,
 
 }  // namespace
 
-std::size_t CIniFile::Index::Find(const std::vector<Record>& records,
-                                  std::string_view section,
-                                  std::string_view key, std::size_t start) {
-  if (slots_.empty()) {
-    if (walked_ <= records.size()) return Walk(records, section, key, start);
-    MakeTable(records);
+CIniFile::Index::Answer CIniFile::Index::Find(
+    const std::vector<Record>& records, std::string_view section,
+    std::string_view key, std::size_t start) {
+  const std::size_t none = records.size();
+  if (slots_.empty() && walked_ <= none) {
+    const std::size_t place = Walk(records, section, key, start);
+    if (place != none || start == 0) return {place, false};
+    return {Walk(records, section, key, 0), true};
   }
-  const std::size_t first = SlotOf(records, section, key).first;
-  std::size_t place = first == 0 ? records.size() : first - 1;
+  if (slots_.empty()) MakeTable(records);
+  const Answer answer = LookUp(records, section, key, start);
+  if (answer.place != none) likely_ = answer.place + 1;
+  return answer;
+}
+
+CIniFile::Index::Answer CIniFile::Index::LookUp(
+    const std::vector<Record>& records, std::string_view section,
+    std::string_view key, std::size_t start) {
+  const std::size_t none = records.size();
+  // In the order of the file the next record is the one, without the table.
+  if (likely_ >= start && likely_ < none && previous_[likely_] <= start &&
+      HasNames(records[likely_], section, key))
+    return {likely_, false};
+
+  const std::size_t slot = SlotOf(records, section, key).first;
+  const std::size_t first = slot == 0 ? none : slot - 1;
+  std::size_t place = first;
   while (place < start) place = next_[place];
-  return place;
+  if (place != none || start == 0) return {place, false};
+  return {first, true};
 }
 
 std::size_t CIniFile::Index::Walk(const std::vector<Record>& records,
@@ -44,12 +63,14 @@ std::size_t CIniFile::Index::Walk(const std::vector<Record>& records,
 
 void CIniFile::Index::MakeTable(const std::vector<Record>& records) {
   next_.resize(records.size());
+  previous_.resize(records.size());
   slots_.resize(std::bit_ceil(2 * records.size() + 1));
   // From the end, so that the first record of some names comes to stand first.
   for (std::size_t place = records.size(); place-- > 0;) {
     const Record& record = records[place];
     Slot& slot = SlotOf(records, record.Section, record.Key);
     next_[place] = slot.first == 0 ? records.size() : slot.first - 1;
+    if (slot.first != 0) previous_[slot.first - 1] = place + 1;
     slot = {HashOf(record.Section, record.Key), place + 1};
   }
 }

@@ -16,11 +16,16 @@ namespace fairlead {
 // list, it makes a table of the names.
 class CIniFile::Index {
  public:
-  // The place of the first record from `start` on that has these names; the
-  // length of the list where none has. It must be the same list at each call,
-  // with the same names in it.
-  std::size_t Find(const std::vector<Record>& records, std::string_view section,
-                   std::string_view key, std::size_t start);
+  // The answer of a search in up to two passes.
+  struct Answer {
+    std::size_t place;  // Of the record; the length of the list without one.
+    bool again;         // Whether there had to be a second pass.
+  };
+
+  // Finds the first record of these names from `start` on, or else from the
+  // beginning. It must be the same list at each call, with the same names.
+  Answer Find(const std::vector<Record>& records, std::string_view section,
+              std::string_view key, std::size_t start);
 
  private:
   struct Slot {
@@ -34,9 +39,15 @@ class CIniFile::Index {
   Slot& SlotOf(const std::vector<Record>& records, std::string_view section,
                std::string_view key);
 
-  std::size_t walked_ = 0;         // Records seen in walks.
-  std::vector<Slot> slots_;        // A power of two of them, half of them free.
-  std::vector<std::size_t> next_;  // For each record, the next of its names.
+  Answer LookUp(const std::vector<Record>& records, std::string_view section,
+                std::string_view key, std::size_t start);
+
+  std::size_t walked_ = 0;   // Records seen in walks.
+  std::vector<Slot> slots_;  // A power of two of them, half of them free.
+  // For each record, the next of its names, and one more than the previous.
+  std::vector<std::size_t> next_;
+  std::vector<std::size_t> previous_;
+  std::size_t likely_ = 0;  // The place after that of the last answer.
 };
 
 }  // namespace fairlead
