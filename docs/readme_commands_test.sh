@@ -7,6 +7,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 ln -s "$2" "$folder/fairlead"
 PATH="$folder:$PATH"
+cd "$folder"
 
 grep '^    fairlead ' "$1" | grep -v -e ' -port ' >"$folder/commands"
 [ -s "$folder/commands" ] || { echo "the README shows no command" >&2; exit 1; }
