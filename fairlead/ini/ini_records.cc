@@ -199,11 +199,12 @@ std::size_t CIniFile::FirstPlaceToLook() const {
                                                     : place);
 }
 
-// Made by hand, which takes a third of what a format takes: half of all lookups
-// at random end here.
+// Made by hand, which is faster than by a format: half of all lookups at random
+// end here.
 void CIniFile::PrintReSearch(std::string_view section,
                              std::string_view key) const {
   std::string line("re-search: [");
+  line.reserve(section.size() + key.size() + lastLookup.size() + 100);
   line.append(Printable(section)).append(1, '/').append(Printable(key));
   line.append("] after [").append(Printable(lastLookup));
   line.append("] discovered ").append(inttostr(rediscovered));
