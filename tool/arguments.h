@@ -35,10 +35,13 @@ class Arguments {
   /// The number given, else the fallback of the table, else 0.
   int Number(const Parameter& parameter) const;
 
+  /// @throws Failure with kWrongUsage for what may not stand behind the
+  ///     parameter
+  static void CheckValue(const Parameter& parameter, std::string_view value);
+
  private:
   void Check() const;
   void CheckBareWord(std::size_t at) const;
-  static void CheckValue(const Parameter& parameter, std::string_view value);
   const Parameter& Known(std::string_view name) const;
   [[noreturn]] void FailForMissingValue(const Parameter& parameter,
                                         std::size_t at) const;

@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <tuple>
+#include <utility>
 
 #include "tool/concat.h"
 #include "tool/descriptor.h"
@@ -90,8 +92,8 @@ void SyncFolder(const std::string& path) {
 // next number is free.
 class Beside {
  public:
-  Beside(const std::string& target, mode_t mode)
-      : target_(target), file_(OpenNew(mode)) {
+  Beside(std::string target, mode_t mode)
+      : target_(std::move(target)), file_(OpenNew(mode)) {
     if (!file_.IsOpen()) FailToReplace(target_, ErrorText(errno));
   }
   Beside(const Beside&) = delete;
@@ -170,7 +172,7 @@ void Overwrite(const std::string& path, const Descriptor& file,
   if (size > old.st_size) {
     const int error = posix_fallocate(file.number(), 0, size);
     if (error != 0) {
-      (void)!ftruncate(file.number(), old.st_size);
+      std::ignore = ftruncate(file.number(), old.st_size);
       Fail(path, error);
     }
   }

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <string_view>
 
 #include "fairlead/text/strings.h"
 #include "tool/concat.h"
@@ -57,9 +56,9 @@ void CheckDoors(const Arguments& arguments) {
                   Concat(given, " are given: a body comes from one"));
 }
 
-std::string ReadBody(const Arguments& arguments) {
+std::string ReadBody(const Arguments& arguments, std::string_view eol) {
   std::string body = ReadDoor(arguments);
-  body += LineEnd(arguments.Text(kEol));
+  body += LineEnd(eol);
   return arguments.Has(kPascal) ? AsPascalString(body) : body;
 }
 

@@ -4,6 +4,7 @@
 #define FAIRLEAD_TOOL_BODY_H_
 
 #include <string>
+#include <string_view>
 
 #include "tool/arguments.h"
 
@@ -50,11 +51,11 @@ inline constexpr Parameter kPascal = {
 /// @throws Failure with kWrongUsage
 void CheckDoors(const Arguments& arguments);
 
-/// The body, from its door, with -eol and -pascal.
+/// The body, from its door, with the line end that `eol` names and -pascal.
 ///
 /// @throws Failure with kCannotRead, or with kWrongUsage for a malformed text
 ///     and for a body too long for -pascal
-std::string ReadBody(const Arguments& arguments);
+std::string ReadBody(const Arguments& arguments, std::string_view eol);
 
 }  // namespace fairlead::tool
 

@@ -41,14 +41,14 @@ std::string Cause(int error, bool open) {
               : "the peer has closed";
 }
 
-void CheckWhere(const Arguments& arguments) {
+void CheckWhere(const Arguments& arguments, const Profile& profile) {
   if (arguments.Has(kDemo)) {
     if (arguments.Has(kHost) || arguments.Has(kPort))
       throw Failure(kWrongUsage, "-demo takes the place of -host and -port");
     return;
   }
   for (const Parameter& needed : {kHost, kPort})
-    if (!arguments.Has(needed))
+    if (!profile.Has(needed))
       throw Failure(kWrongUsage, Concat(Spelling(needed),
                                         " is missing (or -demo, for a server "
                                         "inside the process)"));
@@ -56,19 +56,19 @@ void CheckWhere(const Arguments& arguments) {
 
 }  // namespace
 
-Settings ReadSettings(const Arguments& arguments) {
-  CheckWhere(arguments);
+Settings ReadSettings(const Arguments& arguments, const Profile& profile) {
+  CheckWhere(arguments, profile);
   silent = arguments.Has(kQuiet);
   return {.command = std::string(arguments.command().name),
-          .host = arguments.Has(kDemo) ? "127.0.0.1" : arguments.Text(kHost),
-          .port = arguments.Number(kPort),
-          .timeout = arguments.Number(kTimeout),
-          .idle = arguments.Number(kIdle),
+          .host = arguments.Has(kDemo) ? "127.0.0.1" : profile.Text(kHost),
+          .port = arguments.Has(kDemo) ? 0 : profile.Number(kPort),
+          .timeout = profile.Number(kTimeout),
+          .idle = profile.Number(kIdle),
           .limits = {.messages = arguments.Number(kMessages),
                      .bytes = arguments.Number(kBytes),
                      .lines = arguments.Number(kLines),
                      .until = Unescaped(arguments.Text(kUntil), kUntil.name)},
-          .view = arguments.Text(kView)};
+          .view = profile.Text(kView)};
 }
 
 std::string Resolve(const std::string& host) {

@@ -9,6 +9,7 @@
 #include "fairlead/net/tcp_client.h"
 #include "tool/arguments.h"
 #include "tool/output.h"
+#include "tool/send_profile.h"
 #include "tool/stop_rules.h"
 #include "tool/time_limit.h"
 
@@ -25,11 +26,11 @@ struct Settings {
   std::string view;
 };
 
-/// The settings that the arguments give; also sets `silent` for -quiet. With
-/// -demo the port is left 0.
+/// The settings that arguments and profile give; also sets `silent` for -quiet.
+/// With -demo the port is left 0.
 ///
 /// @throws Failure with kWrongUsage where no server is named
-Settings ReadSettings(const Arguments& arguments);
+Settings ReadSettings(const Arguments& arguments, const Profile& profile);
 
 /// The first IPv4 address of the host.
 ///

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 
 #include "tool/command_list.h"
 #include "tool/concat.h"
@@ -92,12 +91,6 @@ void CheckParameter(const Verb& verb, const Parameter& parameter,
                                       verb.name, " -file FILE ", verb.usage));
 }
 
-// The store prints "<#> " for every disabled line that it saves: nothing that
-// a person asked for.
-void HideTrace() {
-  if (std::freopen("/dev/null", "w", stdout) == nullptr) std::fclose(stdout);
-}
-
 ExitStatus Ini(const Arguments& arguments, const Output& output) {
   if (!arguments.Has(kVerb))
     throw Failure(kWrongUsage,
@@ -110,7 +103,6 @@ ExitStatus Ini(const Arguments& arguments, const Output& output) {
   for (const Parameter& parameter : kParameters)
     if (parameter.name != ini::kFile.name)
       CheckParameter(verb, parameter, arguments);
-  HideTrace();
   return verb.run(arguments, output);
 }
 

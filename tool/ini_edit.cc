@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,18 +15,13 @@
 #include "tool/difference.h"
 #include "tool/failure.h"
 #include "tool/ini.h"
-#include "tool/ini_lines.h"
 #include "tool/ini_names.h"
 #include "tool/ini_place.h"
-#include "tool/memory_copy.h"
+#include "tool/ini_store.h"
 #include "tool/read_file.h"
 
 namespace fairlead::tool::ini {
 namespace {
-
-// Changes the INI file of that name through the store; whether the store could
-// write.
-using Operation = std::function<bool(const std::string& file)>;
 
 // What an edit does where there is no file.
 enum class Missing { kFail, kMake };
@@ -38,17 +32,6 @@ enum class Missing { kFail, kMake };
 
 [[noreturn]] void FailForAlready(std::string_view what) {
   throw Failure(kAnswerIsNo, Concat(what, " is there already"));
-}
-
-// The store works on a copy; the comments that it loses are put back.
-std::string Edited(const std::string& text, const std::string& file,
-                   const Operation& operation) {
-  const Lines lines(text);
-  lines.CheckEditable(file);
-  const MemoryCopy copy(text);
-  if (!operation(copy.path()))
-    throw Failure(kCannotWrite, "a copy in memory cannot be written");
-  return copy.Text() + lines.comments_at_end();
 }
 
 void Apply(const Arguments& arguments, const Output& output,

@@ -14,9 +14,9 @@ bool Place::IsIn(const std::string& file) const {
 }
 
 Place PlaceOf(const Arguments& arguments) {
-  const Place place = {.section = arguments.Text(kSection),
-                       .key = std::string(Trimmed(arguments.Text(kKey))),
-                       .has_key = arguments.Has(kKey)};
+  Place place = {.section = arguments.Text(kSection),
+                 .key = std::string(Trimmed(arguments.Text(kKey))),
+                 .has_key = arguments.Has(kKey)};
   if (place.has_key && place.key.empty())
     throw Failure(kWrongUsage, Concat(Spelling(kKey), " must not be blank"));
   return place;

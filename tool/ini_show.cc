@@ -1,5 +1,6 @@
 // The words of `ini` that look into a file.
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
@@ -13,6 +14,7 @@
 #include "tool/ini.h"
 #include "tool/ini_lines.h"
 #include "tool/ini_place.h"
+#include "tool/ini_store.h"
 #include "tool/listing.h"
 #include "tool/memory_copy.h"
 #include "tool/read_file.h"
@@ -21,12 +23,6 @@ namespace fairlead::tool::ini {
 namespace {
 
 using Record = CIniFile::Record;
-
-// A copy that the store can load.
-MemoryCopy Readable(const std::string& text, const std::string& file) {
-  Lines(text).CheckReadable(file);
-  return MemoryCopy(text);
-}
 
 MemoryCopy ReadableFile(const Arguments& arguments) {
   const std::string file = arguments.Text(kFile);
@@ -120,9 +116,10 @@ ExitStatus Keys(const Arguments& arguments, const Output& output) {
   const MemoryCopy copy = ReadableFile(arguments);
   const Place place = PlaceOf(arguments);
   if (!place.IsIn(copy.path())) FailForNo(place);
-  std::vector<std::string> keys;
-  for (const Record& record : CIniFile::GetSection(place.section, copy.path()))
-    keys.push_back(record.Key);
+  const std::vector<Record> records =
+      CIniFile::GetSection(place.section, copy.path());
+  std::vector<std::string> keys(records.size());
+  std::ranges::transform(records, keys.begin(), &Record::Key);
   Print(output, format, tool::List(format, keys));
   return kDone;
 }
@@ -149,11 +146,9 @@ ExitStatus Show(const Arguments& arguments, const Output& output) {
     Print(output, format, Json(records));
     return kDone;
   }
-  const MemoryCopy shown("");
-  CIniFile::Save(shown.path(), records);
   const bool whole = !arguments.Has(kSection);
   Print(output, format,
-        shown.Text() + (whole ? Lines(text).comments_at_end() : ""));
+        SavedText(records) + (whole ? Lines(text).comments_at_end() : ""));
   return kDone;
 }
 

@@ -1,5 +1,7 @@
 #include "tool/listing.h"
 
+#include <algorithm>
+
 #include "tool/concat.h"
 #include "tool/escapes.h"
 
@@ -39,14 +41,14 @@ std::string Rows(std::string_view format,
 std::string List(std::string_view format,
                  const std::vector<std::string>& texts) {
   if (format == "json") {
-    std::vector<std::string> values;
-    for (const std::string& text : texts) values.push_back(JsonString(text));
+    std::vector<std::string> values(texts.size());
+    std::ranges::transform(texts, values.begin(), JsonString);
     return JsonArray(values);
   }
   if (format == "sh") return Rows(format, {texts});
-  std::vector<std::vector<std::string>> rows;
-  for (const std::string& text : texts) rows.push_back({text});
-  return Rows(format, rows);
+  std::string lines;
+  for (const std::string& text : texts) lines += Rows(format, {{text}});
+  return lines;
 }
 
 std::string Single(std::string_view format, const std::string& text) {

@@ -12,7 +12,7 @@ namespace fairlead::tool {
 namespace {
 
 ExitStatus Recv(const Arguments& arguments, const Output& output) {
-  Settings settings = ReadSettings(arguments);
+  Settings settings = ReadSettings(arguments, Profile(arguments));
   TimeLimit limit(settings.command, settings.timeout);
 
   std::optional<DemoServer> demo;

@@ -13,11 +13,14 @@ namespace fairlead::tool {
 namespace {
 
 ExitStatus Send(const Arguments& arguments, const Output& output) {
-  Settings settings = ReadSettings(arguments);
+  const Profile profile(arguments);
+  Settings settings = ReadSettings(arguments, profile);
+  const std::string eol = profile.Text(kEol);
   CheckDoors(arguments);
+  profile.Save();
   TimeLimit limit(settings.command, settings.timeout);
   limit.Enter("reading the body");
-  const std::string body = ReadBody(arguments);
+  const std::string body = ReadBody(arguments, eol);
 
   std::optional<DemoServer> demo;
   if (arguments.Has(kDemo))
@@ -33,8 +36,9 @@ ExitStatus Send(const Arguments& arguments, const Output& output) {
 }
 
 constexpr std::array kParameters = {
-    kHost,    kPort, kDemo,     kText,  kHex,   kFile,  kStdin, kEol,   kPascal,
-    kTimeout, kIdle, kMessages, kBytes, kLines, kUntil, kView,  kQuiet, kHelp,
+    kHost,     kPort,  kSettings, kProfile, kSaveprofile, kDemo,    kText,
+    kHex,      kFile,  kStdin,    kEol,     kPascal,      kTimeout, kIdle,
+    kMessages, kBytes, kLines,    kUntil,   kView,        kQuiet,   kHelp,
 };
 
 constexpr auto kExamples = std::to_array<Example>({
@@ -42,15 +46,26 @@ constexpr auto kExamples = std::to_array<Example>({
      "Prints hello, which a server inside the process sends back."},
     {"fairlead send -host localhost -port 6379 -text PING -eol crlf -lines 1",
      "Asks a redis server on this machine; prints +PONG."},
+    {"fairlead send -settings box.ini -profile server -text hello",
+     "Takes host and port from the section [server] of box.ini."},
     {"fairlead send -demo -hex 00ff10 -view dump",
      "Shows the bytes that come back, with the time at which they came."},
 });
 
 constexpr std::array kStatuses = {
-    kDone,          kAnswerIsNo,      kWrongUsage,
-    kNotResolved,   kNotConnected,    kCannotWrite,
-    kCannotRead,    kTimeIsOver,      kNothingAnswered,
-    kSendingFailed, kReceivingFailed, kSilentlyNotResolved,
+    kDone,
+    kAnswerIsNo,
+    kWrongUsage,
+    kMalformedInput,
+    kNotResolved,
+    kNotConnected,
+    kCannotWrite,
+    kCannotRead,
+    kTimeIsOver,
+    kNothingAnswered,
+    kSendingFailed,
+    kReceivingFailed,
+    kSilentlyNotResolved,
 };
 
 }  // namespace
