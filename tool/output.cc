@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -18,6 +19,11 @@ namespace fairlead::tool {
 namespace {
 
 constexpr std::string_view kClearLine = "\r\033[K";
+
+// What the person's terminal shows at the cursor. Atomic, for the clock may
+// speak while data is written.
+std::atomic<bool> bar_stands = false;
+std::atomic<bool> data_line_is_open = false;  // It has no line feed yet.
 
 // The descriptor opened is the lowest free one, hence the closed one.
 void FillClosedDescriptors() {
@@ -62,6 +68,15 @@ bool WriteAll(int descriptor, std::string_view bytes) {
   return true;
 }
 
+// Where a new line of words may begin: below the data, and not behind a bar.
+std::string FreshLine() {
+  std::string start;
+  if (bar_stands.exchange(false)) start += kClearLine;
+  if (data_line_is_open.exchange(false) && isatty(STDERR_FILENO) == 1)
+    start += '\n';
+  return start;
+}
+
 }  // namespace
 
 Output::Output() {
@@ -75,6 +90,10 @@ Output::Output() {
 }
 
 void Output::Write(std::string_view bytes) const {
+  if (screen_.terminal && !bytes.empty()) {
+    ClearBar();
+    data_line_is_open = !bytes.ends_with('\n');
+  }
   if (!WriteAll(descriptor_, bytes))
     throw Failure(kCannotWrite,
                   Concat("cannot write standard output: ", ErrorText(errno)));
@@ -83,7 +102,7 @@ void Output::Write(std::string_view bytes) const {
 // One write a line, so that lines of several threads do not mix. Where even
 // this fails, there is nobody left to tell.
 void Complain(std::string_view command, std::string_view text) {
-  std::string line(ErrorIsTerminal() ? kClearLine : "");
+  std::string line = FreshLine();
   const bool colour = WantsColour(STDERR_FILENO);
   if (colour) line += "\033[1m";
   line += "fairlead";
@@ -95,6 +114,16 @@ void Complain(std::string_view command, std::string_view text) {
 
 void Tell(std::string_view command, std::string_view text) {
   if (!silent) Complain(command, text);
+}
+
+// A bar that cannot be drawn is no error.
+void DrawBar(std::string_view bar) {
+  bar_stands = true;
+  WriteAll(STDERR_FILENO, Concat("\r", bar, "\033[K"));
+}
+
+void ClearBar() {
+  if (bar_stands.exchange(false)) WriteAll(STDERR_FILENO, kClearLine);
 }
 
 bool ErrorIsTerminal() { return IsSmart(STDERR_FILENO); }

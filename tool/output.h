@@ -38,13 +38,20 @@ class Output {
   Screen screen_;
 };
 
-/// Says a line to the person: "fairlead send: TEXT".
+/// Says a line to the person: "fairlead send: TEXT". It takes the place of a
+/// bar, and on a terminal begins below data that ended without a line feed.
 ///
 /// @param command "" for none
 void Complain(std::string_view command, std::string_view text);
 
 /// Says a line to the person, unless -quiet was given.
 void Tell(std::string_view command, std::string_view text);
+
+/// Draws a progress bar on standard error, in the place of the one before.
+void DrawBar(std::string_view bar);
+
+/// Takes the bar away, if one stands.
+void ClearBar();
 
 /// Whether standard error is a terminal on which a line can be rewritten.
 bool ErrorIsTerminal();

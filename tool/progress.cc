@@ -1,9 +1,5 @@
 #include "tool/progress.h"
 
-#include <unistd.h>
-
-#include <string_view>
-
 #include "fairlead/net/resolve.h"
 #include "tool/concat.h"
 #include "tool/output.h"
@@ -13,13 +9,6 @@ namespace {
 
 constexpr std::size_t kWidth = 20;
 constexpr std::size_t kNever = 101;
-
-// A bar that cannot be drawn is no error.
-void Draw(const std::string& text) {
-  const std::string line = Concat("\r", text, "\033[K");
-  [[maybe_unused]] const ssize_t ignored =
-      write(STDERR_FILENO, line.data(), line.size());
-}
 
 }  // namespace
 
@@ -36,15 +25,13 @@ std::string ProgressBar(std::size_t done, std::size_t total) {
 Progress::Progress(std::size_t total)
     : total_(total), shown_(!silent && ErrorIsTerminal()), percent_(kNever) {}
 
-Progress::~Progress() {
-  if (shown_ && percent_ != kNever) Draw("");
-}
+Progress::~Progress() { ClearBar(); }
 
 void Progress::Show(std::size_t done) {
   const std::size_t percent = done * 100 / total_;
   if (!shown_ || percent == percent_) return;
   percent_ = percent;
-  Draw(ProgressBar(done, total_));
+  DrawBar(ProgressBar(done, total_));
 }
 
 }  // namespace fairlead::tool

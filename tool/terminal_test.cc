@@ -74,6 +74,56 @@ TEST(TerminalTest, ErrorsAreBoldThere) {
       HasSubstr("\033[1mfairlead send:\033[0m -host"));
 }
 
+// What the person sees: all that the one terminal gets, in its order.
+std::string Seen(const Words& arguments, const std::string& input = "") {
+  return RunProgram({.arguments = arguments,
+                     .input = input,
+                     .one_terminal = true,
+                     .environment = {"NO_COLOR=1"}})
+      .output;
+}
+
+TEST(TerminalTest, WordsBeginBelowTheReplyAndWipeNothing) {
+  EXPECT_EQ(Seen({"send", "-demo", "-text", "hello"}),
+            "dns resolved: 127.0.0.1\n"
+            "hello\n"
+            "fairlead send: 5 bytes sent, 5 received; the peer closed\n");
+}
+
+TEST(TerminalTest, AReplyThatEndsItsLineNeedsNoOther) {
+  EXPECT_EQ(Seen({"send", "-demo", "-text", "hello", "-eol", "lf"}),
+            "dns resolved: 127.0.0.1\n"
+            "hello\n"
+            "fairlead send: 6 bytes sent, 6 received; the peer closed\n");
+  EXPECT_EQ(Seen({"send"}).find_first_of("\r\n\033"),
+            Seen({"send"}).size() - 1);
+}
+
+TEST(TerminalTest, ARedirectedReplyLeavesTheWordsAsTheyAre) {
+  const Outcome words =
+      RunProgram({.arguments = {"send", "-demo", "-text", "x"},
+                  .error_is_terminal = true,
+                  .environment = {"NO_COLOR=1"}});
+  EXPECT_EQ(words.error,
+            "dns resolved: 127.0.0.1\n"
+            "fairlead send: 1 bytes sent, 1 received; the peer closed\n");
+  const Outcome data = RunProgram({.arguments = {"send", "-demo", "-text", "x"},
+                                   .output_is_terminal = true});
+  EXPECT_EQ(data.error, words.error);
+}
+
+// The reason comes while the bar still stands; it takes the bar's line.
+TEST(TerminalTest, AnAnswerToABrokenSendStandsOnItsOwnLine) {
+  ScriptedServer server([](int connection) {
+    SendAll(connection, "no room");
+    Receive(connection, 1'000'000);
+    Reset(connection);
+  });
+  EXPECT_THAT(Seen(server.Arguments("send") + Words{"-stdin"},
+                   std::string(20'000'000, 'x')),
+              HasSubstr(" MB\033[K\r\033[Kno room\nfairlead send: sending"));
+}
+
 TEST(TerminalTest, ALongSendDrawsABarAndTakesItAway) {
   const std::string body(1'000'000, 'x');
   const Outcome outcome = RunProgram({.arguments = {"send", "-demo", "-stdin"},
@@ -83,7 +133,7 @@ TEST(TerminalTest, ALongSendDrawsABarAndTakesItAway) {
   EXPECT_THAT(outcome.error,
               HasSubstr("\r[##########          ]  50% of 1.0 MB"));
   EXPECT_THAT(outcome.error,
-              HasSubstr("100% of 1.0 MB\033[K\r\033[K\r\033[K\033[1mfairlead"));
+              HasSubstr("100% of 1.0 MB\033[K\r\033[K\033[1mfairlead"));
 }
 
 TEST(TerminalTest, NoBarIsDrawnWhereNoneIsWanted) {

@@ -65,13 +65,19 @@ Ends Terminal() {
 }
 
 Ends OutputOf(const Launch& launch) {
-  if (launch.output_is_terminal) return Terminal();
+  if (launch.output_is_terminal || launch.one_terminal) return Terminal();
   if (!launch.output_path.empty())
     return {-1, Checked(open(launch.output_path.c_str(), O_WRONLY | O_CLOEXEC),
                         "open")};
   Ends ends = Pipe(true);
   if (launch.output_is_broken) close(std::exchange(ends.ours, -1));
   return ends;
+}
+
+Ends ErrorOf(const Launch& launch, int output) {
+  if (launch.one_terminal)
+    return {-1, Checked(fcntl(output, F_DUPFD_CLOEXEC, 0), "fcntl")};
+  return launch.error_is_terminal ? Terminal() : Pipe(true);
 }
 
 std::vector<char*> Pointers(Words& texts) {
@@ -171,7 +177,7 @@ Process::Process(const Launch& launch) {
   if (!ignored) throw std::runtime_error("signal");
   Ends input = Pipe(false);
   Ends output = OutputOf(launch);
-  Ends error = launch.error_is_terminal ? Terminal() : Pipe(true);
+  Ends error = ErrorOf(launch, output.theirs);
   if (launch.output_is_stuck) {
     Fill(output.theirs);
     stuck_.push_back(std::exchange(output.ours, -1));

@@ -27,6 +27,7 @@ struct Launch {
   bool error_is_stuck = false;
   bool output_is_terminal = false;
   bool error_is_terminal = false;
+  bool one_terminal = false;     ///< Standard output and error together.
   std::vector<int> closed = {};  ///< Descriptors to begin without.
   Words environment = {};        ///< Besides PATH and TERM=xterm.
   std::string program = {};      ///< The command fairlead if "".
