@@ -7,6 +7,7 @@
 
 #include "fairlead/text/strings.h"
 #include "tool/concat.h"
+#include "tool/escapes.h"
 #include "tool/failure.h"
 #include "tool/nearest.h"
 
@@ -28,8 +29,6 @@ bool IsDigits(std::string_view text) {
   return !text.empty() &&
          text.find_first_not_of("0123456789") == std::string_view::npos;
 }
-
-std::string Quoted(std::string_view word) { return Concat("'", word, "'"); }
 
 std::string Range(const Parameter& parameter) {
   return Concat(parameter.least, " to ", parameter.most);
@@ -64,15 +63,15 @@ void CheckNumber(const Parameter& parameter, std::string_view value) {
   int number = 0;
   if (!getval<int>(value, number) || number < parameter.least ||
       number > parameter.most)
-    Fail(Concat(name, value, " is outside ", Range(parameter)));
+    Fail(Concat(name, Shown(value), " is outside ", Range(parameter)));
 }
 
 void CheckChoice(const Parameter& parameter, std::string_view value) {
   const std::vector<std::string_view> choices = Choices(parameter);
   if (IsOneOf(choices, value)) return;
   if (!parameter.verbs.empty())
-    Fail(Concat(Quoted(value), " is no word for this command; the nearest is ",
-                Nearest(value, choices)));
+    Fail(Concat(Quoted(value), " is no word for this command",
+                Suggestion("; the nearest is ", value, choices)));
   const std::string shown =
       parameter.name.empty() ? "" : Concat("-", parameter.name, " ");
   Fail(Concat(shown, Quoted(value), " is none of ", parameter.word));
@@ -121,7 +120,9 @@ void Arguments::CheckBareWord(std::size_t at) const {
     Fail(Concat(Quoted(word), " stands alone: a value follows its -name"));
   Fail(Concat(Quoted(word), " is one word too many after ",
               Quoted(words_[at - 1]),
-              ": put quotation marks around a value that holds blanks"));
+              command_.operand != nullptr && at == 2
+                  ? ""
+                  : ": put quotation marks around a value that holds blanks"));
 }
 
 void Arguments::CheckValue(const Parameter& parameter, std::string_view value) {
@@ -153,7 +154,8 @@ const Parameter& Arguments::Known(std::string_view name) const {
   std::vector<std::string_view> names;
   for (const Parameter& parameter : command_.parameters)
     names.push_back(parameter.name);
-  Fail(Concat("-", name, " is unknown; the nearest is -", Nearest(lower, names),
+  Fail(Concat("-", Shown(name), " is unknown",
+              Suggestion("; the nearest is -", lower, names),
               " ('fairlead help ", command_.name, "' lists all)"));
 }
 
@@ -163,8 +165,8 @@ void Arguments::FailForMissingValue(const Parameter& parameter,
       FindParameter(command_, MakeLower(words_[at + 1] + 1)) != nullptr)
     Fail(Concat(Spelling(parameter), ": the value is missing"));
   if (parameter.kind == Kind::kNumber) CheckNumber(parameter, words_[at + 1]);
-  Fail(Concat(Spelling(parameter), ": the value cannot begin with '-', as ",
-              Quoted(words_[at + 1]), " does", Remedy(parameter)));
+  Fail(Concat(Spelling(parameter), ": the value cannot begin with '-'",
+              Remedy(parameter)));
 }
 
 // A parameter that is not in the command's table is a mistake of this program.

@@ -100,7 +100,8 @@ TEST(EndingsTest, ANameThatIsNotResolvedSilently) {
   const Outcome outcome =
       Fairlead({"resolve", "-host", "nosuch.invalid", "-quiet"});
   EXPECT_EQ(outcome.status, 255);
-  EXPECT_EQ(outcome.error, "-33");
+  EXPECT_EQ(outcome.error,
+            "-33\nfairlead resolve: no IPv4 address is known for the host\n");
   EXPECT_EQ(outcome.output, "");
 }
 

@@ -97,8 +97,9 @@ std::string Unescaped(std::string_view text, std::string_view name) {
         escape.empty() ? std::string_view::npos : kLetters.find(escape[0]);
     const int pair = escape.starts_with('x') ? PairValue(escape.substr(1)) : -1;
     if (letter == std::string_view::npos && pair < 0)
-      throw Failure(kWrongUsage, Concat("-", name, ": '\\", escape.substr(0, 1),
-                                        R"(' is none of \r \n \t \\ \xHH)"));
+      throw Failure(kWrongUsage,
+                    Concat("-", name, ": ", Quoted(text.substr(i, 2)),
+                           R"( is none of \r \n \t \\ \xHH)"));
     bytes += pair < 0 ? kMeant[letter] : static_cast<char>(pair);
     i += pair < 0 ? 1 : 3;
   }
@@ -108,14 +109,16 @@ std::string Unescaped(std::string_view text, std::string_view name) {
 std::string FromHex(std::string_view digits, std::string_view name) {
   std::string bytes;
   while (!digits.empty()) {
-    if (digits[0] == ' ') {
+    if (std::string_view(" \t\r\n\v\f").find(digits[0]) !=
+        std::string_view::npos) {
       digits.remove_prefix(1);
       continue;
     }
     const int pair = PairValue(digits);
     if (pair < 0)
-      throw Failure(kWrongUsage, Concat("-", name, ": '", digits.substr(0, 2),
-                                        "' is no pair of hexadecimal digits"));
+      throw Failure(kWrongUsage,
+                    Concat("-", name, ": ", Quoted(digits.substr(0, 2)),
+                           " is no pair of hexadecimal digits"));
     bytes += static_cast<char>(pair);
     digits.remove_prefix(2);
   }
@@ -123,6 +126,18 @@ std::string FromHex(std::string_view digits, std::string_view name) {
 }
 
 std::string Escaped(std::string_view bytes) { return SpelledExcept("", bytes); }
+
+std::string Shown(std::string_view word) {
+  constexpr std::size_t kLongest = 100;
+  if (word.size() <= kLongest) return SpelledExcept("\\", word);
+  std::size_t end = kLongest;
+  while (end > kLongest - 3 && (Byte(word[end]) & 0xC0U) == 0x80) --end;
+  return SpelledExcept("\\", word.substr(0, end)) + "...";
+}
+
+std::string Quoted(std::string_view word) {
+  return Concat("'", Shown(word), "'");
+}
 
 std::string Visible(std::string_view bytes) {
   return SpelledExcept("\n\t\\", bytes);

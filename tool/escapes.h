@@ -14,8 +14,8 @@ namespace fairlead::tool {
 /// @throws Failure with kWrongUsage for any other backslash
 std::string Unescaped(std::string_view text, std::string_view name);
 
-/// The bytes that pairs of hexadecimal digits spell; blanks may stand between
-/// the pairs.
+/// The bytes that pairs of hexadecimal digits spell; white space may stand
+/// between the pairs.
 ///
 /// @param name the parameter that an error names
 /// @throws Failure with kWrongUsage for anything else
@@ -24,6 +24,14 @@ std::string FromHex(std::string_view digits, std::string_view name);
 /// The bytes on one line, in a form that Unescaped() reads back. Well-formed
 /// UTF-8 stays as it is.
 std::string Escaped(std::string_view bytes);
+
+/// The user's word between single quotes, for an error: on one line, without
+/// control bytes, backslashes as they were typed; cut with "..." behind 100
+/// bytes.
+std::string Quoted(std::string_view word);
+
+/// The same without the quotes.
+std::string Shown(std::string_view word);
 
 /// The bytes as a terminal may show them: line feeds, tabs, backslashes and
 /// well-formed UTF-8 stay, all other control bytes are spelled as in Escaped().

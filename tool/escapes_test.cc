@@ -40,11 +40,12 @@ TEST(EscapesTest, ReadsPairsOfHexadecimalDigits) {
   EXPECT_EQ(FromHex("", "hex"), "");
   EXPECT_EQ(FromHex("00ff10", "hex"), "\0\xff\x10"s);
   EXPECT_EQ(FromHex(" 0a  AF aF ", "hex"), "\n\xaf\xaf");
+  EXPECT_EQ(FromHex("00\tff\r\n10\v11\f12", "hex"), "\0\xff\x10\x11\x12"s);
 }
 
 TEST(EscapesTest, RefusesWhatIsNoPairOfDigits) {
   for (const char* const digits :
-       {"0", "000", "0 0", "0g", "g0", "0x00", "\t00", "-1"}) {
+       {"0", "000", "0 0", "0g", "g0", "0x00", "-1"}) {
     SCOPED_TRACE(digits);
     EXPECT_THROW(FromHex(digits, "hex"), Failure);
   }
@@ -111,6 +112,16 @@ TEST(EscapesTest, JsonKeepsUtf8AndSpellsTheRest) {
   EXPECT_EQ(JsonString("a\"\\\n\x7f"), R"("a\"\\\u000a\u007f")");
   EXPECT_EQ(JsonString("Zo\xc3\xab"), "\"Zo\xc3\xab\"");
   EXPECT_EQ(JsonString("\xeb\xc2\x85"), R"("\u00eb\u00c2\u0085")");
+}
+
+TEST(EscapesTest, QuotesAWordOnOneHarmlessLine) {
+  EXPECT_EQ(Quoted("plain \\q"), "'plain \\q'");
+  EXPECT_EQ(Quoted("\033[31m\n"), "'\\x1b[31m\\n'");
+  EXPECT_EQ(Quoted(std::string(100, 'x')), "'" + std::string(100, 'x') + "'");
+  EXPECT_EQ(Quoted(std::string(101, 'x')),
+            "'" + std::string(100, 'x') + "...'");
+  EXPECT_EQ(Quoted(std::string(99, 'x') + "\xc3\xa4yz"),
+            "'" + std::string(99, 'x') + "...'");
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "tool/concat.h"
+
 namespace fairlead::tool {
 
 // Row by row: the distance of the first i letters of `a` from the first j of
@@ -32,6 +34,15 @@ std::string_view Nearest(std::string_view typed,
   return *std::ranges::min_element(names, {}, [typed](std::string_view name) {
     return EditDistance(typed, name);
   });
+}
+
+std::string Suggestion(std::string_view lead, std::string_view typed,
+                       std::span<const std::string_view> names) {
+  const std::string_view nearest = Nearest(typed, names);
+  const auto most =
+      static_cast<int>(std::max(typed.size(), nearest.size()) / 3);
+  if (EditDistance(typed, nearest) > std::max(most, 1)) return "";
+  return Concat(lead, nearest);
 }
 
 }  // namespace fairlead::tool

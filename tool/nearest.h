@@ -4,6 +4,7 @@
 #define FAIRLEAD_TOOL_NEAREST_H_
 
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace fairlead::tool {
@@ -16,6 +17,11 @@ int EditDistance(std::string_view a, std::string_view b);
 /// `names` holds at least one.
 std::string_view Nearest(std::string_view typed,
                          std::span<const std::string_view> names);
+
+/// `lead` and the nearest name, or "" where none is near: more than one edit
+/// away, and more than a third of the longer word.
+std::string Suggestion(std::string_view lead, std::string_view typed,
+                       std::span<const std::string_view> names);
 
 }  // namespace fairlead::tool
 

@@ -42,5 +42,15 @@ TEST(NearestTest, TakesTheNearestAndTheFirstAmongEquals) {
   EXPECT_EQ(Nearest("zzzz", kNames), "host");
 }
 
+TEST(NearestTest, OffersOnlyWhatIsNear) {
+  constexpr std::string_view kNames[] = {"host", "version", "completion"};
+  EXPECT_EQ(Suggestion("try ", "hst", kNames), "try host");
+  EXPECT_EQ(Suggestion("try ", "vresoin", kNames), "try version");
+  EXPECT_EQ(Suggestion("try ", "comletin", kNames), "try completion");
+  EXPECT_EQ(Suggestion("try ", "hots!", kNames), "");
+  EXPECT_EQ(Suggestion("try ", "zzzz", kNames), "");
+  EXPECT_EQ(Suggestion("try ", "", kNames), "");
+}
+
 }  // namespace
 }  // namespace fairlead::tool

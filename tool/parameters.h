@@ -38,7 +38,7 @@ inline constexpr Parameter kTimeout = {
     .word = "SECONDS",
     .kind = Kind::kNumber,
     .group = "How long",
-    .help = "the bound on everything, resolving and connecting included",
+    .help = "the bound on all that is done, resolving the name included",
     .least = 1,
     .most = kLongestTime,
     .fallback = "30"};
@@ -98,8 +98,8 @@ inline constexpr Parameter kQuiet = {
     .kind = Kind::kSwitch,
     .group = "Output",
     .help =
-        "say nothing but errors; a name that is not resolved ends with "
-        "status 255"};
+        "say nothing but errors, without a progress bar; a name that is not "
+        "resolved prints -33 first and ends with status 255"};
 inline constexpr Parameter kHelp = {.name = "help",
                                     .word = "",
                                     .kind = Kind::kSwitch,

@@ -10,6 +10,7 @@
 
 #include "tool/concat.h"
 #include "tool/descriptor.h"
+#include "tool/escapes.h"
 #include "tool/failure.h"
 
 namespace fairlead::tool {
@@ -25,7 +26,7 @@ void AwaitInput(int descriptor) {
 
 [[noreturn]] void FailToOpen(const std::string& path, int error) {
   throw Failure(kCannotRead,
-                Concat("cannot open '", path, "': ", ErrorText(error)));
+                Concat("cannot open ", Quoted(path), ": ", ErrorText(error)));
 }
 
 }  // namespace
@@ -54,7 +55,7 @@ std::string ReadFile(const std::string& path) {
 
 std::optional<std::string> ReadFileIfAny(const std::string& path) {
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (file.IsOpen()) return ReadAll(file.number(), Concat("'", path, "'"));
+  if (file.IsOpen()) return ReadAll(file.number(), Quoted(path));
   if (errno == ENOENT) return std::nullopt;
   FailToOpen(path, errno);
 }

@@ -1,5 +1,7 @@
 #include "tool/run_command.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <new>
 #include <string>
 #include <system_error>
@@ -7,6 +9,7 @@
 
 #include "tool/arguments.h"
 #include "tool/concat.h"
+#include "tool/escapes.h"
 #include "tool/failure.h"
 #include "tool/help_text.h"
 #include "tool/nearest.h"
@@ -14,6 +17,9 @@
 
 namespace fairlead::tool {
 namespace {
+
+// The command that runs, for as long as it does.
+const Command* running = nullptr;
 
 // "-help" and "--version" in the place of the command mean the command.
 std::string_view CommandName(std::string_view word) {
@@ -26,9 +32,28 @@ std::string_view CommandName(std::string_view word) {
 ExitStatus Run(const Command& command, std::span<char* const> words,
                const Output& output) {
   const Arguments arguments(command, words);
-  if (!arguments.Has(kHelp)) return command.run(arguments, output);
+  if (!arguments.Has(kHelp)) {
+    running = &command;
+    return command.run(arguments, output);
+  }
   output.Write(CommandHelp(command));
   return kDone;
+}
+
+struct Idle {
+  Idle() = default;
+  Idle(const Idle&) = delete;
+  Idle& operator=(const Idle&) = delete;
+  ~Idle() { running = nullptr; }
+};
+
+// With `silent`, the library prints "-33" and ends the process where a name is
+// not resolved; nothing else ends it inside a command. So that the person is
+// told, a line follows.
+void SayWhyItEnded() {
+  if (running == nullptr) return;
+  std::puts("");
+  Complain(running->name, "no IPv4 address is known for the host");
 }
 
 }  // namespace
@@ -36,18 +61,22 @@ ExitStatus Run(const Command& command, std::span<char* const> words,
 const Command& KnownCommand(std::string_view name) {
   if (const Command* const known = FindCommand(name)) return *known;
   if (name.starts_with('-'))
-    throw Failure(kWrongUsage, Concat("'", name,
-                                      "' stands where the command belongs: "
+    throw Failure(kWrongUsage, Concat(Quoted(name),
+                                      " stands where the command belongs: "
                                       "fairlead COMMAND [-name value]..."));
   std::vector<std::string_view> names;
   for (const Command* const command : Commands())
     names.push_back(command->name);
   throw Failure(kWrongUsage,
-                Concat("'", name, "' is no command; the nearest is ",
-                       Nearest(name, names), " ('fairlead help' lists all)"));
+                Concat(Quoted(name), " is no command",
+                       Suggestion("; the nearest is ", name, names),
+                       " ('fairlead help' lists all)"));
 }
 
 ExitStatus RunCommand(std::span<char* const> words, const Output& output) {
+  static const bool registered = std::atexit(SayWhyItEnded) == 0;
+  (void)registered;
+  const Idle idle_at_the_end;
   std::string_view name;
   try {
     if (words.empty()) throw Failure(kWrongUsage, std::string(ShortUsage()));
