@@ -9,7 +9,6 @@
 // JSON has no bytes: one above 127 is shown as Python's "surrogateescape" has
 // it, 0xe4 as "\udce4".
 
-#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -24,13 +23,13 @@ using fairlead::CIniFile;
 using Records = std::vector<CIniFile::Record>;
 
 std::string Quoted(std::string_view bytes) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
   std::string text = "\"";
   for (const char byte : bytes) {
-    char escape[sizeof("\\udcff")];
-    const auto number = static_cast<unsigned>(static_cast<unsigned char>(byte));
-    std::snprintf(escape, sizeof(escape), "\\u%04x",
-                  number < 0x80 ? number : 0xdc00 + number);
-    text += escape;
+    const auto number = static_cast<unsigned char>(byte);
+    text += number < 0x80 ? "\\u00" : "\\udc";
+    text += kDigits[number / 16];
+    text += kDigits[number % 16];
   }
   return text + '"';
 }
@@ -73,7 +72,7 @@ int main(int argc, char** argv) {
   try {
     return Perform({argv, argv + argc}) ? 0 : 2;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s\n", error.what());
+    std::cerr << error.what() << '\n';
     return 1;
   }
 }

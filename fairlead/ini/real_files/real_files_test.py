@@ -1,0 +1,307 @@
+"""Judges the INI store by the configuration files of real programs.
+
+    real_files_test.py PROGRAM
+
+Downloads Debian packages into a temporary folder, without installing any, and
+reads the INI files inside them twice: with PROGRAM (real_files_dump) and with a
+second reader, Python's configparser or, for its own files, git. Each difference
+must have one of the causes in RULES, or the test fails.
+"""
+
+import collections
+import configparser
+import json
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+PACKAGES = """
+    avahi-daemon bluez colord cups-browsed fail2ban gdm3 gedit
+    hicolor-icon-theme lightdm mariadb-common mariadb-server mate-terminal
+    mercurial-common mumble-server mysql-common network-manager php8.2-cli
+    php8.2-common php8.2-fpm pulseaudio rsync samba-common supervisor systemd
+    tlp tuned udev xrdp xterm
+""".split()
+
+FILE_NAMES = re.compile(r"""
+    (php\.ini | smb\.conf).*
+    | .*\.(cnf | conf | desktop | ini | link | local | mount | network
+           | path | plugin | rc | service | slice | socket | target | theme
+           | timer)
+    """, re.VERBOSE)
+FEWEST_FILES = 50
+
+# The causes that a difference may have, and what is counted of each.
+RULES = {
+    "lost value": "lines that begin with =, saved as a header",
+    "moved": "keys in another section once saved, below a line that is no line",
+    "disabled": "keys of which a disabled line comes first: the store finds it",
+    "headed": "keys below a disabled header: the store has them in its section",
+    "duplicate": "keys given twice: the store finds the first, not the last",
+    "continued": "values with indented lines, of which the store has the first",
+    "swallowed": "keys of the store that are such an indented line",
+    "bare": "keys without =, which the store has not",
+    "quotes": "values of which git leaves out quotes, escapes and comments",
+}
+
+ENCODING = ("ascii", "surrogateescape")  # A character for each byte.
+ACTIVE = " "
+ESCAPES = {"b": "\b", "n": "\n", "t": "\t"}  # Git's.
+
+Record = collections.namedtuple("Record", "comments mark section key value")
+
+
+class Store:
+    """The store's reading of a file, through real_files_dump."""
+
+    def __init__(self, program, path):
+        self.program = program
+        self.path = path
+
+    def run(self, command, *words, text=""):
+        done = subprocess.run([self.program, command, self.path, *words],
+                              input=text.encode(*ENCODING), capture_output=True)
+        assert done.returncode == 0, (self.path, done.stderr)
+        return done.stdout.decode()
+
+    def records(self):
+        return [Record(*json.loads(line))
+                for line in self.run("load").splitlines()]
+
+    def values(self, places):
+        """GetValue() for each section and key, in a dictionary."""
+        text = "".join(f"{section}\n{key}\n" for section, key in places)
+        lines = self.run("values", text=text).splitlines()
+        return dict(zip(places, map(json.loads, lines), strict=True))
+
+
+class PythonReader:
+    """A file as configparser reads it: values by section and key."""
+
+    def __init__(self, path):
+        text = path.read_bytes().decode(*ENCODING)
+        lists = []
+
+        class Options(dict):  # Keeps what values given again replace.
+            def __setitem__(self, key, value):
+                if isinstance(value, list):
+                    lists.append(value)
+                super().__setitem__(key, value)
+
+        parser = configparser.RawConfigParser(
+            dict_type=Options, allow_no_value=True, delimiters=("=",),
+            comment_prefixes=("#", ";"), strict=False, default_section=None,
+            empty_lines_in_values=False)
+        parser.optionxform = str
+        nowhere = "keys before any header"
+        parser.read_file([f"[{nowhere}]", *text.split("\n")])
+        self.values = {
+            ("" if section == nowhere else section, key): value
+            for section in parser.sections()
+            for key, value in parser.items(section)}
+        self.swallowed = {
+            tuple(part.strip() for part in line.split("=", 1))
+            for value in lists for line in value[1:] if "=" in line}
+
+    def name(self, record):
+        return record.section, record.key
+
+    def meaning(self, value):
+        return value
+
+
+class GitReader:
+    """A file as git reads it: values by "section.subsection.key"."""
+
+    swallowed = frozenset()
+
+    def __init__(self, path):
+        done = subprocess.run(["git", "config", "--file", path, "--list", "-z"],
+                              capture_output=True, check=True)
+        entries = done.stdout.decode(*ENCODING).split("\0")[:-1]
+        self.values = {
+            name: value if is_value else None
+            for name, is_value, value in (e.partition("\n") for e in entries)}
+
+    def name(self, record):
+        section, _, subsection = record.section.partition(" ")
+        parts = [section.lower(), subsection.strip(' "'), record.key.lower()]
+        return ".".join(filter(None, parts))
+
+    def meaning(self, value):
+        """What git takes the text behind the = for."""
+        value = re.sub(r'^((?:"(?:\\.|[^"])*"|[^"#;])*)[#;].*', r"\1", value)
+        value = re.sub(r'(?<!\\)"', "", value.rstrip())
+        return re.sub(r"\\(.)", lambda m: ESCAPES.get(m[1], m[1]), value)
+
+
+class Judge:
+    """Compares both readings of one file after the other, and counts."""
+
+    def __init__(self, program, folder):
+        self.program = program
+        self.copy = folder / "copy"
+        self.files = self.keys = 0
+        self.causes = collections.Counter()
+        self.faults = []
+
+    def judge(self, path, shown, reader_of):
+        self.files += 1
+        self.shown = shown
+        store = Store(self.program, path)
+        records = store.records()
+        self.judge_saving(store, records)
+        self.judge_values(store, records, reader_of(path))
+
+    def expect(self, wanted, got, what):
+        if wanted != got:
+            self.faults.append(f"{self.shown}: {what}: {wanted!r} is {got!r}")
+
+    def judge_saving(self, store, records):
+        trace = store.run("save", self.copy)
+        marks = [record.mark for record in records if record.mark != ACTIVE]
+        self.expect("".join(f"<{m}> " for m in marks), trace, "the trace")
+
+        saved = Store(self.program, self.copy)
+        again = saved.records()
+        self.expect(len(records), len(again), "the number of records")
+        for before, after in zip(self.as_saved(records), again):
+            self.expect(before, after, "a record")
+
+        text = self.copy.read_bytes()
+        saved.run("save", self.copy)
+        self.expect(text, self.copy.read_bytes(), "a second saving")
+
+    def as_saved(self, records):
+        """The records, with the two kinds of damage that saving may do."""
+        section = ""
+        for record in records:
+            if record.key:
+                self.causes["moved"] += record.section != section
+                yield record._replace(section=section)
+            else:
+                section = record.section
+                self.causes["lost value"] += record.value != ""
+                yield record._replace(value="")
+
+    def judge_values(self, store, records, reader):
+        places = collections.defaultdict(list)  # As the store has them.
+        active = collections.defaultdict(list)  # As the other reader does.
+        section = ""  # Of the last header that is not disabled.
+        for record in records:
+            if record.key:
+                places[record.section, record.key].append(record)
+            if record.mark == ACTIVE and record.key:
+                name = reader.name(record._replace(section=section))
+                active[name].append(record)
+                self.causes["headed"] += record.section != section
+            elif record.mark == ACTIVE and record.section:
+                section = record.section
+
+        for place, value in store.values(places.keys()).items():
+            self.expect(places[place][0].value, value, f"GetValue {place}")
+        for name in reader.values.keys() | active.keys():
+            self.keys += 1
+            self.judge_key(name, reader, active[name], places)
+
+    def judge_key(self, name, reader, active, places):
+        if name not in reader.values:
+            self.causes["swallowed"] += 1
+            for record in active:
+                if (record.key, record.value) not in reader.swallowed:
+                    self.expect(None, record, f"a key only of the store: {name}")
+            return
+
+        value = reader.values[name]
+        if value is None:
+            self.causes["bare"] += 1
+            self.expect([], active, f"the bare key {name}")
+        elif not active:
+            self.expect(value, None, f"a key only of the other reader: {name}")
+        else:
+            self.judge_value(name, value, reader, active[-1], places)
+
+    def judge_value(self, name, value, reader, record, places):
+        meaning = reader.meaning(record.value)
+        self.expect(value.split("\n")[0], meaning, f"the value of {name}")
+        self.causes["quotes"] += meaning != record.value
+        self.causes["continued"] += "\n" in value
+
+        place = name if name in places else (record.section, record.key)
+        first = places[place][0]
+        if first.value != record.value:
+            cause = "duplicate" if first.mark == ACTIVE else "disabled"
+            self.causes[cause] += 1
+
+    def report(self):
+        """Prints the table and the faults; whether there were any."""
+        print(f"{self.files:6}  files")
+        print(f"{self.keys:6}  keys compared")
+        print("differences:")
+        for cause, meaning in RULES.items():
+            print(f"{self.causes[cause]:6}  {meaning}")
+        if self.files < FEWEST_FILES:
+            self.faults.append(f"too few files: {FEWEST_FILES} were expected")
+        print(f"{len(self.faults):6}  unexplained")
+        for fault in self.faults:
+            print(fault, file=sys.stderr)
+        return bool(self.faults)
+
+
+def is_ini(path):
+    """Whether the first line that says something is a header or a key."""
+    if path.is_symlink() or not path.is_file():
+        return False
+    if not FILE_NAMES.fullmatch(path.name):
+        return False
+    lines = map(str.strip, path.read_bytes().decode(*ENCODING).split("\n"))
+    first = next((line for line in lines if line and line[0] not in "#;"), "[]")
+    return path.suffix == ".cnf" or re.match(r"\[|[\w. -]+=", first)
+
+
+def fetch(folder):
+    """The files inside the packages, in the folder "files"."""
+    files = folder / "files"
+    got = subprocess.run(["apt-get", "-qq", "-o", "APT::Sandbox::User=root",
+                          "download", *PACKAGES], cwd=folder)
+    if got.returncode != 0:
+        sys.exit("no packages: was `apt-get update` run?")
+    for package in folder.glob("*.deb"):
+        subprocess.run(["dpkg-deb", "-x", package, files], check=True)
+    return files
+
+
+def make_git_files(folder):
+    """Two files that git itself writes."""
+    def git(*words):
+        subprocess.run(["git", *words], cwd=folder, check=True)
+
+    git("init", "-q", "-b", "main", "git")
+    config = ["config", "--file", "git/.git/config"]
+    git("-C", "git", "remote", "add", "origin", "https://example.org/tool.git")
+    git(*config, "--add", "remote.origin.fetch", "+refs/pull/*:refs/pull/*")
+    git(*config, "branch.Main.merge", "refs/heads/Main")
+    git(*config, "user.name", "A. Body; or # nobody")
+    git(*config, "alias.hello", "!echo \"hello\tworld\"")
+    modules = ["config", "--file", "git/.gitmodules"]
+    git(*modules, "submodule.libs/ini.path", "libs/ini")
+    git(*modules, "submodule.libs/ini.url", "../ini.git")
+    return [folder / "git/.git/config", folder / "git/.gitmodules"]
+
+
+def main(program):
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        judge = Judge(pathlib.Path(program).resolve(), folder)
+        files = fetch(folder)
+        for path in sorted(filter(is_ini, files.rglob("*"))):
+            judge.judge(path, path.relative_to(files), PythonReader)
+        for path in make_git_files(folder):
+            judge.judge(path, path.relative_to(folder), GitReader)
+    return judge.report()
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
