@@ -10,6 +10,7 @@
 #include <future>
 #include <string>
 
+#include "tool/man_page.h"
 #include "tool/testing.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -350,6 +351,8 @@ TEST(EndingsTest, AnInterruptEndsAtOnce) {
   kill(process.pid(), SIGINT);
   const Outcome outcome = process.Wait();
   EXPECT_EQ(outcome.signal, SIGINT);  // A shell calls it 130.
+  EXPECT_THAT(Fairlead({"send", "-help"}).output, HasSubstr("\n  130  interr"));
+  EXPECT_THAT(ManPage(), HasSubstr(".B 130\ninterrupted"));
 }
 
 }  // namespace

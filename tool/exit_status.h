@@ -59,6 +59,10 @@ constexpr std::string_view Meaning(ExitStatus status) {
   return {};
 }
 
+/// What 130 means, the number that a shell gives to the signal of Ctrl-C.
+inline constexpr std::string_view kInterrupt =
+    "interrupted: the signal SIGINT ended it, which a shell calls 130";
+
 }  // namespace fairlead::tool
 
 #endif  // FAIRLEAD_TOOL_EXIT_STATUS_H_

@@ -5,6 +5,7 @@
 
 #include "fairlead/text/strings.h"
 #include "tool/concat.h"
+#include "tool/exit_status.h"
 
 namespace fairlead::tool {
 namespace {
@@ -80,7 +81,7 @@ std::string StatusList(const Command& command) {
   std::string text = "\nExit status:\n";
   for (const ExitStatus status : command.statuses)
     text += Entry(inttostr(status), 7, Meaning(status));
-  return text;
+  return text + Entry("130", 7, kInterrupt);
 }
 
 }  // namespace

@@ -124,7 +124,8 @@ std::string ManPage() {
       "\n.SH COMMANDS\n");
   for (const Command* const command : Commands())
     page += CommandSection(*command);
-  page += Concat(".SH EXIT STATUS\n", Statuses());
+  page += Concat(".SH EXIT STATUS\n", Statuses(), ".TP\n.B 130\n",
+                 Roff(kInterrupt), ".\n");
   page +=
       ".SH ENVIRONMENT\n"
       ".TP\n"
