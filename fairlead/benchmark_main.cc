@@ -56,10 +56,13 @@ class RaceReporter : public benchmark::ConsoleReporter {
     ConsoleReporter::ReportRuns(runs);
   }
 
-  void PrintTable() const {
+  void PrintTable() {
     std::printf("\n| race | competitor | ns | times fairlead |\n");
     std::printf("|---|---|--:|--:|\n");
-    for (const std::string& race : order_) PrintRace(race, races_.at(race));
+    for (auto& [race, results] : races_) {
+      std::sort(results.begin(), results.end(), OursFirst);
+      PrintRace(race, results);
+    }
   }
 
  private:
@@ -74,13 +77,16 @@ class RaceReporter : public benchmark::ConsoleReporter {
     const auto [race, competitor] = RaceAndCompetitor(
         run.run_name.function_name + (run.run_name.args.empty() ? "" : "/") +
         run.run_name.args);
-    if (!races_.contains(race)) order_.push_back(race);
     const double unit = benchmark::GetTimeUnitMultiplier(run.time_unit);
     races_[race].push_back(
         {competitor, run.GetAdjustedRealTime() / unit * 1e9});
   }
 
-  std::vector<std::string> order_;
+  static bool OursFirst(const Result& a, const Result& b) {
+    return std::pair(a.competitor != kOurs, a.nanoseconds) <
+           std::pair(b.competitor != kOurs, b.nanoseconds);
+  }
+
   std::map<std::string, std::vector<Result>> races_;
 };
 
