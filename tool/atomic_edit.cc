@@ -15,6 +15,7 @@
 
 #include "tool/concat.h"
 #include "tool/descriptor.h"
+#include "tool/escapes.h"
 #include "tool/failure.h"
 #include "tool/read_file.h"
 
@@ -24,7 +25,7 @@ namespace {
 constexpr int kMostLinks = 40;
 
 [[noreturn]] void Fail(const std::string& path, std::string_view why) {
-  throw Failure(kCannotWrite, Concat("cannot write '", path, "': ", why));
+  throw Failure(kCannotWrite, Concat("cannot write ", Quoted(path), ": ", why));
 }
 
 [[noreturn]] void Fail(const std::string& path, int error) {
@@ -48,7 +49,7 @@ std::string FollowLinks(const std::string& path) {
     target = target.parent_path() / link;
   }
   throw Failure(kCannotRead,
-                Concat("cannot open '", path, "': ", ErrorText(ELOOP)));
+                Concat("cannot open ", Quoted(path), ": ", ErrorText(ELOOP)));
 }
 
 std::string FolderOf(const std::string& path) {
@@ -199,7 +200,7 @@ void Lock(const Descriptor& file, const std::string& path) {
       faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
   if (readable) Fail(path, error);
   throw Failure(kCannotRead,
-                Concat("cannot open '", path, "': ", ErrorText(error)));
+                Concat("cannot open ", Quoted(path), ": ", ErrorText(error)));
 }
 
 // Each of these returns false where the file was made or replaced meanwhile by
@@ -220,7 +221,7 @@ bool EditExisting(const std::string& path, const Descriptor& file,
   const struct stat status = StatusOf(file, path);
   if (!IsStill(path, status)) return false;
 
-  const std::string old_text = ReadAll(file.number(), Concat("'", path, "'"));
+  const std::string old_text = ReadAll(file.number(), Quoted(path));
   const std::string new_text = change(old_text);
   if (new_text == old_text) return true;
   if (writing == Writing::kInPlace)

@@ -208,10 +208,9 @@ TEST_F(IniCommandTest, EveryWordHasItsParameters) {
   EXPECT_THAT(usage({"list", "-dryrun"}), HasSubstr("-dryrun does not go"));
   EXPECT_THAT(usage({"create", "-inplace"}), HasSubstr("-inplace does not go"));
   EXPECT_THAT(usage({"lst"}), HasSubstr("the nearest is list"));
-  EXPECT_THAT(
-      usage({"set", "-section", "a", "-key", "x", "-value", "-3"}),
-      HasSubstr("the value cannot begin with '-', as '-3' does; write a blank "
-                "before it"));
+  EXPECT_THAT(usage({"set", "-section", "a", "-key", "x", "-value", "-3"}),
+              HasSubstr("the value cannot begin with '-'; write a blank "
+                        "before it"));
   EXPECT_THAT(Fairlead({"ini"}).error, HasSubstr("what is to be done?"));
   EXPECT_THAT(Fairlead({"ini", "list"}).error, HasSubstr("-file FILE is miss"));
   EXPECT_EQ(Fairlead({"ini", "list"}).status, 2);

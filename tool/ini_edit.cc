@@ -13,6 +13,7 @@
 #include "tool/atomic_edit.h"
 #include "tool/concat.h"
 #include "tool/difference.h"
+#include "tool/escapes.h"
 #include "tool/failure.h"
 #include "tool/ini.h"
 #include "tool/ini_names.h"
@@ -51,8 +52,8 @@ ExitStatus Edit(const Arguments& arguments, const Output& output,
   const std::string file = arguments.Text(kFile);
   Apply(arguments, output, [&](const std::optional<std::string>& text) {
     if (!text && missing == Missing::kFail)
-      throw Failure(kCannotRead,
-                    Concat("cannot open '", file, "': ", ErrorText(ENOENT)));
+      throw Failure(kCannotRead, Concat("cannot open ", Quoted(file), ": ",
+                                        ErrorText(ENOENT)));
     return Edited(text.value_or(""), file, operation);
   });
   return kDone;
@@ -136,7 +137,8 @@ CIniFile::CommentChar CommentCharacter(const Arguments& arguments) {
   const std::string word = arguments.Text(kChar);
   if (word == "#" || word == "hash") return CIniFile::Hash;
   if (word == ";" || word == "semicolon") return CIniFile::Semicolon;
-  FailForUsage(Concat("-char '", word, "' is none of # ; hash semicolon"));
+  FailForUsage(
+      Concat("-char ", Quoted(word), " is none of # ; hash semicolon"));
 }
 
 // What stands before the first header has no line in which its name stands.
@@ -253,7 +255,7 @@ ExitStatus Rename(const Arguments& arguments, const Output& output) {
 ExitStatus Create(const Arguments& arguments, const Output& output) {
   const std::string file = arguments.Text(kFile);
   Apply(arguments, output, [&file](const std::optional<std::string>& text) {
-    if (text) FailForAlready(Concat("'", file, "'"));
+    if (text) FailForAlready(Quoted(file));
     return std::string();
   });
   return kDone;

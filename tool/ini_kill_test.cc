@@ -21,6 +21,9 @@ constexpr char kNew[] = "[a]\ny=2\nx=1\n";
 constexpr unsigned kMode = 0640;
 constexpr int kMostCalls = 200;
 
+// A sanitizer's search for leaks cannot run under strace.
+const Words kEnvironment = {"ASAN_OPTIONS=detect_leaks=0"};
+
 // Every call that opens, changes, locks or names a file, and the ends of the
 // others.
 constexpr const char* kCalls[] = {
@@ -42,6 +45,7 @@ Outcome RunKilled(const std::string& call, int when, const Words& arguments) {
                  Concat("inject=", call, ":signal=KILL:when=", when),
                  FAIRLEAD_PROGRAM} +
            arguments,
+       .environment = kEnvironment,
        .program = "strace"});
 }
 
@@ -136,6 +140,7 @@ TEST_F(IniKillTest, ADiskThatFailsLeavesTheOldFile) {
                                        Concat("inject=", fault, ":when=1"),
                                        FAIRLEAD_PROGRAM} +
                                  folder.Set(),
+                    .environment = kEnvironment,
                     .program = "strace"});
     EXPECT_THAT(outcome.status, testing::AnyOf(23, 26)) << outcome.error;
     EXPECT_THAT(outcome.error, testing::HasSubstr("fairlead ini: cannot"));

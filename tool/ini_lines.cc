@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tool/concat.h"
+#include "tool/escapes.h"
 #include "tool/failure.h"
 #include "tool/ini_names.h"
 
@@ -50,7 +51,7 @@ void Lines::Note(Fault& fault, std::string_view what) const {
 
 void Lines::Throw(std::string_view file, const Fault& fault) {
   throw Failure(kMalformedInput,
-                Concat(file, ":", fault.line, ": ", fault.what));
+                Concat(Visible(file), ":", fault.line, ": ", fault.what));
 }
 
 void Lines::CheckReadable(std::string_view file) const {
@@ -61,7 +62,7 @@ void Lines::CheckEditable(std::string_view file) const {
   CheckReadable(file);
   if (lossy_.line != 0)
     throw Failure(kMalformedInput,
-                  Concat(file, ":", lossy_.line, ": ", lossy_.what,
+                  Concat(Visible(file), ":", lossy_.line, ": ", lossy_.what,
                          "; an edit would lose it, so the file was left as it "
                          "is"));
 }

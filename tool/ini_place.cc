@@ -2,6 +2,7 @@
 
 #include "fairlead/ini/ini_file.h"
 #include "tool/concat.h"
+#include "tool/escapes.h"
 #include "tool/failure.h"
 #include "tool/ini.h"
 #include "tool/ini_names.h"
@@ -23,8 +24,9 @@ Place PlaceOf(const Arguments& arguments) {
 }
 
 std::string Spelled(const Place& place) {
-  const std::string section = Concat("section '", place.section, "'");
-  return place.has_key ? Concat("key '", place.key, "' in ", section) : section;
+  const std::string section = Concat("section ", Quoted(place.section));
+  return place.has_key ? Concat("key ", Quoted(place.key), " in ", section)
+                       : section;
 }
 
 void FailForNo(const Place& place) {

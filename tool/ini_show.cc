@@ -96,10 +96,10 @@ ExitStatus List(const Arguments& arguments, const Output& output) {
     Print(output, format, Json(records));
     return kDone;
   }
-  std::vector<std::vector<std::string>> rows;
+  std::string lines;
   for (const Record& record : records)
-    rows.push_back({record.Section, record.Key, record.Value});
-  Print(output, format, Rows(format, rows));
+    lines += Rows(format, {{record.Section, record.Key, record.Value}});
+  Print(output, format, lines);
   return kDone;
 }
 

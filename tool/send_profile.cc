@@ -8,6 +8,7 @@
 #include "tool/atomic_edit.h"
 #include "tool/body.h"
 #include "tool/concat.h"
+#include "tool/escapes.h"
 #include "tool/failure.h"
 #include "tool/ini_lines.h"
 #include "tool/ini_names.h"
@@ -47,8 +48,8 @@ void Profile::ReadFile() {
   ini::Lines(text).CheckReadable(file_);
   copy_.emplace(text);
   if (!may_be_missing && !CIniFile::SectionExists(section_, copy_->path()))
-    throw Failure(kAnswerIsNo, Concat("there is no section '", section_,
-                                      "' in '", file_, "'"));
+    throw Failure(kAnswerIsNo, Concat("there is no section ", Quoted(section_),
+                                      " in ", Quoted(file_)));
 }
 
 // "" where there is none. What the parameter allows is known to the arguments.
@@ -59,8 +60,9 @@ std::string Profile::InFile(const Parameter& parameter) const {
   try {
     Arguments::CheckValue(parameter, value);
   } catch (const Failure& failure) {
-    throw Failure(kMalformedInput,
-                  Concat(file_, ": [", section_, "]: ", failure.what()));
+    throw Failure(
+        kMalformedInput,
+        Concat(Visible(file_), ": [", Shown(section_), "]: ", failure.what()));
   }
   return value;
 }
