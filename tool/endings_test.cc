@@ -296,6 +296,25 @@ TEST(EndingsTest, SendingFailsWhenThePeerIsGone) {
                                    HasSubstr(" of 20000000 bytes went out")));
 }
 
+// The tool and the client's own thread race for the news of a reset, and only
+// the tool can tell it: but it does, more often than not.
+TEST(EndingsTest, ReceivingFailsWhenThePeerIsSeenToReset) {
+  constexpr int kRounds = 200;
+  Outcome outcome;
+  for (int round = 0; round < kRounds && outcome.status != 56; ++round) {
+    ScriptedServer server([](int connection) {
+      SendAll(connection, "a part of");
+      Reset(connection);
+    });
+    outcome = RunProgram({.arguments = server.Arguments("recv") + kForever});
+    ASSERT_THAT(outcome.status, testing::AnyOf(0, 52, 56));
+  }
+  EXPECT_EQ(outcome.status, 56);
+  EXPECT_THAT(outcome.error,
+              HasSubstr("fairlead recv: receiving failed: the peer reset the "
+                        "connection"));
+}
+
 TEST(EndingsTest, SendingFailsWhenThePeerDoesNotRead) {
   std::promise<void> ended;
   ScriptedServer server([&](int) { ended.get_future().wait(); });

@@ -75,7 +75,7 @@ std::string Resolve(const std::string& host) {
   const std::vector<std::string> addresses = resolveDnsFull(host);
   if (addresses.empty())
     throw Failure(kNotResolved,
-                  Concat("no IPv4 address is known for '", host, "'"));
+                  Concat("no IPv4 address is known for ", Quoted(host)));
   return addresses.front();
 }
 
@@ -87,7 +87,7 @@ Exchange::Exchange(const Settings& settings, TimeLimit& limit,
       rules_(settings.limits) {}
 
 void Exchange::Connect() {
-  limit_.Enter(Concat("resolving '", settings_.host, "'"));
+  limit_.Enter(Concat("resolving ", Quoted(settings_.host)));
   const std::string address = Resolve(settings_.host);
   const std::string place = Concat(address, " port ", settings_.port);
 
@@ -145,7 +145,8 @@ void Exchange::Drain() {
       return;
     }
     if (!open) {
-      ending_ = "the peer closed";
+      cut_off_ = reset_;
+      ending_ = reset_ ? "the peer reset the connection" : "the peer closed";
       return;
     }
     if (rules_.messages() > before) {
@@ -176,11 +177,14 @@ bool Exchange::TakeQueue() {
 
 // A message of no bytes can be sent until the receive thread has seen the end
 // and let go of the socket. An error of the socket itself is not yet that: what
-// came before it may still be on its way to the queue.
+// came before it may still be on its way to the queue. A reset is told once, to
+// whoever asks first; where the receive thread does, it looks like a close.
 bool Exchange::IsOpen() {
   static const CTCPMessage kEmpty{};
   errno = 0;
-  return client_.SendMsg(&kEmpty) || errno != 0;
+  const bool sent = client_.SendMsg(&kEmpty);
+  if (!sent && errno == ECONNRESET) reset_ = true;
+  return sent || errno != 0;
 }
 
 void Exchange::AwaitMessage() {
@@ -195,6 +199,10 @@ void Exchange::Close() {
 }
 
 void Exchange::Judge() const {
+  if (cut_off_)
+    throw Failure(kReceivingFailed,
+                  "receiving failed: the peer reset the connection; what came "
+                  "before is printed");
   if (rules_.messages() == 0)
     throw Failure(kNothingAnswered, Concat("nothing was answered: ", ending_));
   if (rules_.UntilIsMissing())

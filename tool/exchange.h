@@ -71,6 +71,8 @@ class Exchange {
   StopRules rules_;
   std::size_t sent_ = 0;
   std::string_view ending_;  // Why draining ended, for the person.
+  bool reset_ = false;       // The peer was seen to reset the connection,
+  bool cut_off_ = false;     // and that ended the draining.
   CTCPClient client_;
 };
 

@@ -52,7 +52,7 @@ constexpr std::string_view Meaning(ExitStatus status) {
     case kSendingFailed:
       return "sending failed";
     case kReceivingFailed:
-      return "receiving failed";
+      return "receiving failed, or the peer was seen to reset the connection";
     case kSilentlyNotResolved:
       return "the name was not resolved, with -quiet";
   }

@@ -9,6 +9,7 @@
 #include "tool/arguments.h"
 #include "tool/command_list.h"
 #include "tool/concat.h"
+#include "tool/escapes.h"
 #include "tool/failure.h"
 #include "tool/output.h"
 #include "tool/parameters.h"
@@ -23,12 +24,12 @@ ExitStatus Resolve(const Arguments& arguments, const Output& output) {
   silent = arguments.Has(kQuiet);
   const std::string host = arguments.Text(kHost);
   TimeLimit limit("resolve", arguments.Number(kTimeout));
-  limit.Enter(Concat("resolving '", host, "'"));
+  limit.Enter(Concat("resolving ", Quoted(host)));
 
   const std::vector<std::string> addresses = resolveDnsFull(host);
   if (addresses.empty())
     throw Failure(kNotResolved,
-                  Concat("no IPv4 address is known for '", host, "'"));
+                  Concat("no IPv4 address is known for ", Quoted(host)));
   std::string lines;
   for (const std::string& address : addresses) lines += Concat(address, "\n");
   output.Write(lines);
@@ -56,8 +57,7 @@ constinit const Command kResolveCommand = {
     .summary = "print the IPv4 addresses of a name",
     .story =
         "Prints one address a line, in the order in which the system's "
-        "resolver "
-        "gives them.",
+        "resolver gives them.",
     .operand = nullptr,
     .parameters = kParameters,
     .examples = kExamples,
