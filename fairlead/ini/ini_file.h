@@ -75,6 +75,8 @@ namespace fairlead {
 /// - A comment that holds `=` or `[` anywhere is taken for a disabled line:
 ///   `# see a=b` is the disabled key `see a`, and `# see [1]` is a disabled
 ///   line of the kind just described, written back as `#[]`.
+/// - A comment that begins with a bracketed word, `# [note] ...`, is a disabled
+///   header: the keys after it are in the section `note`, active ones too.
 /// - A line with nothing before its `=` has an empty key, which makes it a
 ///   header of its section: its value is lost, `[section]` is written.
 /// - A header without `]` is refused: see Load().
