@@ -94,7 +94,8 @@ std::string ShortUsage() {
 std::string GeneralHelp() {
   std::string text =
       "usage: fairlead COMMAND [-name value]...\n\n"
-      "Exchanges messages with a server over TCP.\n\nCommands:\n";
+      "Exchanges messages with a TCP server, and keeps INI files.\n\n"
+      "Commands:\n";
   for (const Command* const command : Commands())
     text += Entry(command->name, 14, command->summary);
   text +=

@@ -105,7 +105,8 @@ std::string ManPage() {
              " \"fairlead " FAIRLEAD_VERSION
              "\" \"User Commands\"\n"
              ".SH NAME\n"
-             "fairlead \\- exchange messages with a server over TCP\n"
+             "fairlead \\- exchange messages with a TCP server, keep INI "
+             "files\n"
              ".SH SYNOPSIS\n"
              ".B fairlead\n"
              ".I command\n"
