@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "fairlead/ini/ini_edit_model.h"
 #include "fairlead/ini/ini_file.h"
@@ -78,7 +79,8 @@ TEST_F(IniEditFaultsTest, TheGroupsOfOperationsAreAllThereAre) {
 TEST_F(IniEditFaultsTest, AMissingFileIsAnEmptyOneThatOnlySavingCreates) {
   ForEach(kEditOperations, Path(), [&](char operation, auto& outcome) {
     EXPECT_EQ(outcome, OutcomeOfNothing(operation));
-    const bool saves = std::string(kAlwaysSave).find(operation) < 6;
+    const bool saves =
+        std::string_view(kAlwaysSave).find(operation) != std::string_view::npos;
     EXPECT_EQ(std::filesystem::exists(Path()), saves);
     std::filesystem::remove(Path());
   });

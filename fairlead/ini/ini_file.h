@@ -23,15 +23,17 @@ namespace fairlead {
 /// never writes.
 ///
 /// @par The order of arguments
-/// What changes comes first and the file comes last. In between the static
-/// functions take the key before the section, GetValueDef() and the functions
-/// of profile.h the section before the key. A compiler cannot tell them apart.
+/// What changes comes first (but SetValue() takes the value behind its key) and
+/// the file comes last. In between the static functions take the key before the
+/// section, GetValueDef() and the functions of profile.h the section before the
+/// key. A compiler cannot tell them apart.
 ///
 /// @par What every function on a file shares
 /// - A file that is missing or cannot be read counts as an empty one. Reading
-///   creates nothing; an edit creates the file where it saves at all.
-/// - A header without `]` anywhere in the file throws what Load() throws, and
-///   nothing is written.
+///   creates nothing; an edit creates the file where it saves at all. So an
+///   edit of a file that may be written but not read replaces all it held.
+/// - Whatever loads the file, all but Save() and Create(), throws what Load()
+///   throws at a header without `]` anywhere in it, and nothing is written.
 /// - To find a record means to take the first in the file, disabled or not,
 ///   whose section and key are exactly those given. An empty key finds the
 ///   header of the section.
@@ -40,17 +42,20 @@ namespace fairlead {
 /// - An edit returns what its Save() returned, which normalises the whole file
 ///   and prints "<#> " for each disabled record, or false where it says so,
 ///   having saved nothing.
-/// - Texts are written as they are given. One that holds an LF, or a name that
-///   a line would not be read back with, breaks the file in lines that mean
-///   something else.
+/// - Texts are written as they are given, but for what is told of keys and
+///   comments below. One that holds an LF, or a name that a line would not be
+///   read back with (a key that begins with `#` or holds `=`), makes lines that
+///   mean something else; a key that begins with `[` may make the file one that
+///   nothing here loads any more.
 /// - The cost is that of reading the file, and for edits of a Save().
 ///
 /// @par What a file may hold
 /// Lines end in LF; blanks (space, TAB, CR) around a line, a key or a value do
 /// not count, so CRLF files read the same. Nothing is quoted or escaped: any
-/// byte but LF may stand in a value, zero included, and in a name any but the
-/// one that ends it, `=` for a key and `]` for a section. Names are compared
-/// byte by byte, upper and lower case apart.
+/// byte but LF may stand in a value, zero included; a section's name ends at
+/// the first `]`, a key at the first `=`, and an active key begins with none of
+/// `#`,
+/// `;` and `[`. Names are compared byte by byte, upper and lower case apart.
 /// @code{.ini}
 /// # A comment: it belongs to the header or key that follows.
 /// [server]
@@ -82,8 +87,8 @@ namespace fairlead {
 /// - A header without `]` is refused: see Load().
 ///
 /// Nothing is checked on the way out either. A list made by hand can hold what
-/// a file cannot (an LF in a value, a key that begins with `#`); it is written
-/// as it is, and reads back as those bytes read.
+/// a file cannot (an LF in a value, an active key that begins with `#`); it is
+/// written as it is, and reads back as those bytes read.
 ///
 /// @par Thread safety
 /// None: one thread per object, and the static functions do not lock the file.
@@ -103,7 +108,7 @@ class FAIRLEAD_EXPORT CIniFile {
     /// key; empty for a key before any header.
     std::string Section;
     std::string Key;    ///< The key's name; empty for a section header.
-    std::string Value;  ///< The value; empty for a section header.
+    std::string Value;  ///< The value; of a header, what stood behind `=`.
   };
 
   /// The two characters that begin a comment or disable a line.
@@ -214,7 +219,8 @@ class FAIRLEAD_EXPORT CIniFile {
   /// Records that are disabled already get this character instead.
   ///
   /// @param cc `#` or `;`, or a CommentChar. Any other character is written
-  ///     too, and read back as a part of the lines.
+  ///     too, and no longer read back as one that disables: mostly as a part of
+  ///     the name.
   /// @return whether the file could be opened for writing; it is saved where no
   ///     record matched as well
   static bool CommentSection(char cc, std::string_view section_name,
@@ -240,7 +246,8 @@ class FAIRLEAD_EXPORT CIniFile {
   /// @param comments lines that each begin with `#` or `;`, or "" for none. A
   ///     text of more than one character gets an LF at its end, also where it
   ///     ends in one (the empty line goes with the next loading); one character
-  ///     alone gets none, and so the header joins its line: `#` disables it.
+  ///     alone gets none, and so the header joins its line: `#` disables an
+  ///     active one, and makes of a disabled one a line that means nothing.
   ///     Lines without a comment character are read back as keys, headers or
   ///     damage.
   /// @return false where the section has no header, with nothing saved; else
@@ -295,8 +302,8 @@ class FAIRLEAD_EXPORT CIniFile {
   ///   A new one goes right below the first record of the section (its header,
   ///   as a rule), above the keys that are there.
   ///
-  /// An empty key finds the header of a section, which has no value: nothing
-  /// changes.
+  /// An empty key stands for the header of a section, which shows no value:
+  /// the lines stay as they are, or get one more header where there is none.
   ///
   /// @return whether the file could be opened for writing
   /// @par Example
@@ -399,7 +406,7 @@ class FAIRLEAD_EXPORT CIniFile {
   /// Not that of the search described. The first lookups walk the list; once
   /// they have seen as many records as it has, they make a table of its names
   /// (50 to 80 bytes a record), and a lookup takes the same time wherever its
-  /// record stands.
+  /// record stands; duplicates of its names before the cursor add theirs.
   std::vector<Record> GetRecord(std::string_view key_name,
                                 std::string_view section_name);
 

@@ -566,6 +566,22 @@ TEST_F(IniLookupTest, TraceTellsOfDefaultsBeforeLoadingToo) {
   EXPECT_EQ(Statistics(), "0 of 0 of 0, ");
 }
 
+// As it ends one that goes through a format; the value itself stays whole.
+TEST_F(IniLookupTest, AZeroByteEndsATextInAPrintedLine) {
+  const std::string value("a\0b", 3);
+  ini_.Load(Write("[s]\nk=" + value + "\nx=1\n"));
+  ini_.trace = true;
+  CaptureStdout();
+  EXPECT_EQ(ini_.GetValueDef("s", "k", ""), value);
+  ini_.GetRecord("x", "s");
+  ini_.GetRecord(std::string("k\0", 2), std::string("s\0t", 3));
+  ini_.GetRecord("k", "s");
+  EXPECT_EQ(GetCapturedStdout(),
+            "[s] k ==> a\n"
+            "re-search: [s/k] after [s] discovered 1 from 2; "
+            "total searches=4\n");
+}
+
 TEST_F(IniLookupTest, LoadingKeepsTrace) {
   ini_.trace = true;
   ini_.Load(Write(""));

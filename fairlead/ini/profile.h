@@ -23,8 +23,9 @@ namespace fairlead {
 /// anywhere in the file.
 ///
 /// @par Thread safety
-/// Any number of readers. Each call is an operation of its own on the whole
-/// file, and nothing locks it: of two writers, the last wins.
+/// Any number of readers, while nobody writes: the file is rewritten in place,
+/// and who reads meanwhile finds a part of it. Each call is an operation of its
+/// own on the whole file, and nothing locks it: of two writers, the last wins.
 /// @par Cost
 /// Reading reads the whole file, writing reads it and writes it again. For many
 /// lookups load the file once, into a CIniFile.
