@@ -130,13 +130,16 @@ constinit const Command kIniCommand = {
     .story =
         "An edit is written to a new file, which then takes the place of the "
         "old one with its mode and owner; a symbolic link stays, its target is "
-        "edited. Killed at any moment, the file is the old one or the new one, "
-        "and of two edits at once none is lost. An edit normalises the file: "
-        "blank lines and blanks around '=' go, comments stand right above "
-        "their key. A file of which it would lose more is reported with its "
-        "line and left alone. Disabled keys and sections count as being there, "
-        "and stay disabled when they are set. Names are compared letter by "
-        "letter; of two keys with one name, the first is meant.",
+        "edited. Killed at any moment, the file is the old one or the new one "
+        "(a file .fairlead.PID.N may stay beside it), and of two edits at once "
+        "none is lost. An edit normalises the file: blank lines, blanks around "
+        "'=' and the CR of CR LF go, comments stand right above their key. A "
+        "file of which it would lose more is reported with its line and left "
+        "alone. Disabled keys and sections count as being there, and stay "
+        "disabled when they are set; a comment that holds '=' is a disabled "
+        "key, and enabling its section enables it. Names are compared letter "
+        "by letter; of two keys with one name, the first is meant, of sections "
+        "all.",
     .operand = &kVerb,
     .parameters = kParameters,
     .examples = kExamples,

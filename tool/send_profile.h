@@ -18,7 +18,8 @@ inline constexpr Parameter kSettings = {
     .group = "Where",
     .help =
         "an INI file, in which the section of -profile keeps host, port, "
-        "timeout, idle, eol and view; what is given here goes before it"};
+        "timeout, idle, eol and view, disabled ones too; what is given on the "
+        "command line goes before it"};
 inline constexpr Parameter kProfile = {
     .name = "profile",
     .word = "SECTION",
