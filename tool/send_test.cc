@@ -175,9 +175,13 @@ TEST(SendTest, EndsWhenThePeerIsSilent) {
   EXPECT_THAT(outcome.error, HasSubstr("the peer was silent"));
 }
 
-// A peer that echoes and stays: only the stop rule can end the exchange.
+// A peer that sends all back at once and stays: only the stop rule can end the
+// exchange.
 Outcome StoppedBy(const Words& rule) {
-  ScriptedServer server(Echo);
+  ScriptedServer server([](int connection) {
+    SendAll(connection, Receive(connection, 5));
+    ReceiveAll(connection);
+  });
   return Fairlead(server.Arguments("send") + Words{"-text", "a\\nb\\nc"} +
                   rule + kForever);
 }
