@@ -3,14 +3,21 @@
 # By a pkg-config module of its own:
 set(fairlead_peer_module_absl_strings absl_strings)
 set(fairlead_peer_module_absl_time absl_time)
+set(fairlead_peer_module_botan botan-2)
+set(fairlead_peer_module_cryptopp libcrypto++)
 set(fairlead_peer_module_fmt fmt)
+set(fairlead_peer_module_gcrypt libgcrypt)
 set(fairlead_peer_module_glib glib-2.0)
+set(fairlead_peer_module_glog libglog)
 set(fairlead_peer_module_inih inih)
+set(fairlead_peer_module_nettle nettle)
+set(fairlead_peer_module_openssl libcrypto)
 set(fairlead_peer_module_simpleini simpleini)
 set(fairlead_peer_module_spdlog spdlog)
 
 # By a header, followed by the library to link where there is one:
 set(fairlead_peer_header_asio asio.hpp)
+set(fairlead_peer_header_boost_dynamic_bitset boost/dynamic_bitset.hpp)
 set(fairlead_peer_header_boost_program_options boost/program_options.hpp boost_program_options)
 set(fairlead_peer_header_boost_property_tree boost/property_tree/ini_parser.hpp)
 set(fairlead_peer_header_cli11 CLI/CLI.hpp)
