@@ -152,10 +152,10 @@ void ReadSome(int& descriptor, std::string& text) {
     Drop(descriptor);
 }
 
-void WriteSome(int& descriptor, std::string& input) {
+void WriteSome(int& descriptor, std::string_view& input) {
   const ssize_t count = write(descriptor, input.data(), input.size());
   if (count < 0 && errno != EAGAIN && errno != EINTR) Drop(descriptor);
-  if (count > 0) input.erase(0, static_cast<std::size_t>(count));
+  if (count > 0) input.remove_prefix(static_cast<std::size_t>(count));
 }
 
 sockaddr_in Loopback(int port) {
@@ -206,7 +206,7 @@ Process::~Process() {
 
 // Ends when the program has closed both its outputs. A terminal ends with an
 // error when nobody has it open.
-void Process::Communicate(std::string input, bool input_stays_open) {
+void Process::Communicate(std::string_view input, bool input_stays_open) {
   while (output_ != -1 || error_ != -1) {
     if (input.empty() && !input_stays_open) Drop(input_);
     std::array<pollfd, 3> waits = {

@@ -55,7 +55,7 @@ class Process {
   Outcome Wait();
 
  private:
-  void Communicate(std::string input, bool input_stays_open);
+  void Communicate(std::string_view input, bool input_stays_open);
 
   pid_t pid_ = -1;
   int input_ = -1;
