@@ -1,0 +1,110 @@
+// The log: whole lines, to a file and to standard output at once.
+
+#ifndef FAIRLEAD_LOG_LOG_H_
+#define FAIRLEAD_LOG_LOG_H_
+
+#include <fstream>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fairlead/export.h"
+
+namespace fairlead {
+
+/// A log that writes every text both to a file, at its end, and to standard
+/// output (`std::cout`).
+///
+/// The text is written as it is: no time, level, prefix or line end is added.
+/// Any byte may occur in it, zero included. With the CRLF flag on, every line
+/// feed becomes a carriage return and a line feed; a carriage return that
+/// already stands there is not looked at, so "x\r\n" is written "x\r\r\n".
+///
+/// A text that holds a line break (a line feed or a carriage return, anywhere)
+/// is flushed at once, with all that waits before it, to the file and to
+/// standard output. A text without one stays in the buffers until a line break
+/// follows, the buffer is full, or the log is destroyed (the file) or the
+/// program ends (standard output).
+///
+/// A log without a file, because none could be opened, writes to standard
+/// output only. It does not say so, and never tries to open one again.
+///
+/// @par What can get lost
+/// A text with a line break has reached the system when `<<` returns: it
+/// survives the death of the program, but not that of the machine, for nothing
+/// waits for the disk. A text that waits for its line break dies with a program
+/// that is killed.
+/// @par
+/// What the file does not take, because the disk is full or a limit is reached,
+/// is dropped without notice: of the text that met the limit, and of what
+/// waited before it, the end may be missing. Nothing is written twice. Once
+/// there is room, later texts are written again. A failure of `std::cout` stays
+/// with that stream until the program clears it; the file goes on.
+/// @par Thread safety
+/// Any number of threads may write to one log. Each `<<` is written whole, and
+/// in the same order to the file and to standard output; within a chain of them
+/// other threads may come between. Construction and destruction must not run
+/// beside a write. What the program itself writes to `std::cout` is not held
+/// back by the log.
+/// @par Cost
+/// A text with a line break is one `write` to the file and one to standard
+/// output, made while the lock is held, the texts waiting before it included (a
+/// text beyond the buffer of standard output may take more). Without the CRLF
+/// flag nothing is copied but into the buffers.
+/// @par Example
+/// @code
+/// fairlead::CLog log("client.log", false);
+/// const std::string host = "localhost";
+/// log << "connected to " + host + "\n";  // One text: no thread comes between.
+/// @endcode
+class FAIRLEAD_EXPORT CLog {
+ public:
+  /// Opens the first of `names`, in their order, that can be opened for
+  /// appending; a file that is not there is made. The CRLF flag is off.
+  ///
+  /// The list should hold a name: an empty one makes a log without a file.
+  explicit CLog(const std::vector<std::string>& names);
+
+  /// Opens the file for appending, made if it is not there, with the CRLF flag
+  /// as given.
+  CLog(const std::string& name, bool crlf);
+
+  /// Flushes the file and closes it; a failure to do so is ignored.
+  ~CLog() = default;
+
+  // Not const: CLog({"a.log", "b.log"}) shall be read as two names, never as a
+  // copy of the log CLog("a.log", "b.log").
+  CLog(CLog&) = delete;
+  CLog& operator=(const CLog&) = delete;
+
+  /// Writes `text` to the file and to standard output.
+  ///
+  /// @return the log, so that writes chain: `log << a << b`
+  /// @throws std::system_error with the code of the lock, if it cannot be
+  ///     locked; nothing is written then
+  /// @throws std::ios_base::failure if the program has asked `std::cout` to
+  ///     throw; the file has the text then, and the log can be used on. No
+  ///     other failure to write is told.
+  friend FAIRLEAD_EXPORT CLog& operator<<(CLog& log, const std::string& text);
+
+ private:
+  // The buffer without its stream, which would remember a failure for ever.
+  class File : public std::filebuf {
+   public:
+    bool Open(const std::string& name);
+    void Write(std::string_view text, bool flush);
+  };
+
+  void Write(std::string_view text);
+
+  File file_;  // Guarded by mutex_; closed where none could be opened.
+  std::mutex mutex_;
+  const bool crlf_;  // Set once.
+};
+
+FAIRLEAD_EXPORT CLog& operator<<(CLog& log, const std::string& text);
+
+}  // namespace fairlead
+
+#endif  // FAIRLEAD_LOG_LOG_H_
