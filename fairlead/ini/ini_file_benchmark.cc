@@ -15,37 +15,15 @@
 #include <string>
 #include <vector>
 
+#include "fairlead/ini/ini_benchmark.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/memory_file.h"
-
-#ifdef FAIRLEAD_PEER_SIMPLEINI
-#define SI_NO_CONVERSION  // Bytes stay bytes, as here.
-#include <SimpleIni.h>
-#endif
-#ifdef FAIRLEAD_PEER_INIH
-#include <ini.h>
-#endif
-#ifdef FAIRLEAD_PEER_INIPARSER
-#include <iniparser/iniparser.h>
-#endif
-#ifdef FAIRLEAD_PEER_GLIB
-#include <glib.h>
-#endif
-#ifdef FAIRLEAD_PEER_BOOST_PROPERTY_TREE
-#include <boost/property_tree/ini_parser.hpp>
-#include <boost/property_tree/ptree.hpp>
-#endif
 
 namespace {
 
 using fairlead::CIniFile;
+using fairlead::Require;
 using Records = std::vector<CIniFile::Record>;
-
-void Require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "%s\n", what);
-  std::exit(1);
-}
 
 // --- Loading -----------------------------------------------------------------
 

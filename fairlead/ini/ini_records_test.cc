@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -20,16 +19,6 @@ using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
 using IniRecordsTest = IniTest;
-
-using Edit = std::function<bool(const std::string& file)>;
-
-struct EditCase {
-  const char* what;
-  const char* before;
-  Edit edit;
-  const char* after;
-  const char* printed = "";
-};
 
 const EditCase kEdits[] = {
     // SetValue: a new section
@@ -193,18 +182,7 @@ const EditCase kEdits[] = {
      "#a\n[s]\nk=1\n"},
 };
 
-TEST_F(IniRecordsTest, EditsBytesIntoBytes) {
-  for (const EditCase& c : kEdits) {
-    SCOPED_TRACE(c.what);
-    Write(c.before);
-    CaptureStdout();
-    const bool result = c.edit(Path());
-    const std::string printed = GetCapturedStdout();
-    EXPECT_TRUE(result);
-    EXPECT_EQ(Read(), c.after);
-    EXPECT_EQ(printed, c.printed);
-  }
-}
+TEST_F(IniRecordsTest, EditsBytesIntoBytes) { EditsAsTold(kEdits); }
 
 const Edit kEditsOfTheFound[] = {
     [](auto& f) {

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <utility>
 
@@ -17,16 +16,6 @@ using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
 using IniSectionsTest = IniTest;
-
-using Edit = std::function<bool(const std::string& file)>;
-
-struct EditCase {
-  const char* what;
-  const char* before;
-  Edit edit;
-  const char* after;
-  const char* printed = "";
-};
 
 const EditCase kEdits[] = {
     // AddSection
@@ -154,18 +143,7 @@ const EditCase kEdits[] = {
      "[b]\n#c\n;[a]\n[a]\n", "<;> "},
 };
 
-TEST_F(IniSectionsTest, EditsBytesIntoBytes) {
-  for (const EditCase& c : kEdits) {
-    SCOPED_TRACE(c.what);
-    Write(c.before);
-    CaptureStdout();
-    const bool result = c.edit(Path());
-    const std::string printed = GetCapturedStdout();
-    EXPECT_TRUE(result);
-    EXPECT_EQ(Read(), c.after);
-    EXPECT_EQ(printed, c.printed);
-  }
-}
+TEST_F(IniSectionsTest, EditsBytesIntoBytes) { EditsAsTold(kEdits); }
 
 TEST_F(IniSectionsTest, CommentsOfAMissingHeaderLeaveTheFileUntouched) {
   Write(" [a] \n k = v");

@@ -8,9 +8,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <ios>
 #include <iterator>
 #include <ostream>
+#include <span>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -34,6 +36,17 @@ inline void PrintTo(const Record& record, std::ostream* out) {
        << ", " << testing::PrintToString(record.Key) << ", "
        << testing::PrintToString(record.Value) << '}';
 }
+
+using Edit = std::function<bool(const std::string& file)>;
+
+// An edit that succeeds: bytes into bytes, and what it prints meanwhile.
+struct EditCase {
+  const char* what;
+  const char* before;
+  Edit edit;
+  const char* after;
+  const char* printed = "";
+};
 
 class IniTest : public testing::Test {
  protected:
@@ -73,6 +86,19 @@ class IniTest : public testing::Test {
     EXPECT_TRUE(CIniFile::Save(Path(), records));
     testing::internal::GetCapturedStdout();
     return Read();
+  }
+
+  void EditsAsTold(std::span<const EditCase> cases) const {
+    for (const EditCase& c : cases) {
+      SCOPED_TRACE(c.what);
+      Write(c.before);
+      testing::internal::CaptureStdout();
+      const bool result = c.edit(Path());
+      const std::string printed = testing::internal::GetCapturedStdout();
+      EXPECT_TRUE(result);
+      EXPECT_EQ(Read(), c.after);
+      EXPECT_EQ(printed, c.printed);
+    }
   }
 
   std::string folder_;
