@@ -1,0 +1,419 @@
+// The log when something fails: the lock, the disk, standard output, or the
+// whole process. The lock is this program's own and goes on to the system's.
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <ios>
+#include <iostream>
+#include <random>
+#include <streambuf>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "fairlead/export.h"
+#include "fairlead/log/log.h"
+#include "fairlead/log/log_testing.h"
+
+namespace {
+
+enum class Lock {
+  kReal,   // The system's.
+  kFails,  // Answers lock_error.
+  kTried,  // Taken if it is free; otherwise EBUSY, where a program would hang.
+};
+
+thread_local Lock lock = Lock::kReal;
+thread_local int lock_error = 0;
+thread_local int locks_tried = 0;
+
+using LockFunction = int(pthread_mutex_t*);
+
+}  // namespace
+
+extern "C" FAIRLEAD_EXPORT int pthread_mutex_lock(
+    pthread_mutex_t* mutex) noexcept {
+  static std::atomic<LockFunction*> real;
+  if (lock == Lock::kFails) return lock_error;
+  if (lock == Lock::kTried) {
+    ++locks_tried;
+    return pthread_mutex_trylock(mutex);
+  }
+  LockFunction* function = real;
+  if (function == nullptr) {
+    function =
+        reinterpret_cast<LockFunction*>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
+    real = function;
+  }
+  return function(mutex);
+}
+
+namespace fairlead {
+namespace {
+
+using log_testing::Contents;
+using log_testing::kSanitized;
+using log_testing::StandardOutputTo;
+using log_testing::StatusOfChild;
+using log_testing::TempFolder;
+
+class LogFaultsTest : public testing::Test {
+ protected:
+  std::string Name() const { return folder_.Path("test.log"); }
+  std::string OutputName() const { return folder_.Path("output"); }
+
+  const TempFolder folder_;
+};
+
+std::string LineOf(int number) {
+  return "line " + std::to_string(number) + "\n";
+}
+
+std::string LinesTo(int end) {
+  std::string lines;
+  for (int i = 0; i < end; ++i) lines += LineOf(i);
+  return lines;
+}
+
+// ---- The lock.
+
+// The code of the error that writing raises, or 0.
+int ErrorOfWriting(CLog& log, const std::string& text) {
+  try {
+    log << text;
+  } catch (const std::system_error& error) {
+    return error.code().value();
+  }
+  return 0;
+}
+
+TEST_F(LogFaultsTest, ALockThatFailsRaisesItsCodeAndNothingIsWritten) {
+  std::vector<int> raised;
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log(Name(), true);
+    lock = Lock::kFails;
+    for (const int error : {EINVAL, EAGAIN, EDEADLK}) {
+      lock_error = error;
+      raised.push_back(ErrorOfWriting(log, "lost\n"));
+    }
+    lock = Lock::kReal;
+    raised.push_back(ErrorOfWriting(log, "kept\n"));
+  }
+  EXPECT_THAT(raised, testing::ElementsAre(EINVAL, EAGAIN, EDEADLK, 0));
+  EXPECT_EQ(Contents(Name()), "kept\r\n");
+  EXPECT_EQ(Contents(OutputName()), "kept\r\n");
+}
+
+TEST_F(LogFaultsTest, AFailedLockIsOfTheCategoryOfTheSystem) {
+  CLog log(Name(), false);
+  lock = Lock::kFails;
+  lock_error = EINVAL;
+  bool invalid = false;
+  try {
+    log << "lost\n";
+  } catch (const std::system_error& error) {
+    invalid = error.code() == std::errc::invalid_argument;
+  }
+  lock = Lock::kReal;
+  EXPECT_TRUE(invalid);
+}
+
+TEST_F(LogFaultsTest, EachWriteOfAChainLocksOnce) {
+  int locks = 0;
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log(Name(), false);
+    locks_tried = 0;
+    lock = Lock::kTried;
+    log << "a"
+        << "b"
+        << "c\n";
+    lock = Lock::kReal;
+    locks = locks_tried;
+  }
+  EXPECT_EQ(locks, 3);
+  EXPECT_EQ(Contents(Name()), "abc\n");
+}
+
+// ---- Standard output.
+
+// Takes nothing.
+class Refusal : public std::streambuf {
+ protected:
+  int_type overflow(int_type /*byte*/) override { return traits_type::eof(); }
+};
+
+// Takes all and cannot pass it on.
+class Blockage : public std::streambuf {
+ protected:
+  int_type overflow(int_type byte) override {
+    return traits_type::not_eof(byte);
+  }
+  int sync() override { return -1; }
+};
+
+// Writes two lines while std::cout throws at every failure, and returns how
+// often it did. A lock left behind would be found taken by the second line.
+int ThrowsOfTwoLines(const std::string& name, std::streambuf& buffer) {
+  CLog log(name, false);
+  std::streambuf* const before = std::cout.rdbuf(&buffer);
+  std::cout.exceptions(std::ios::badbit | std::ios::failbit);
+  lock = Lock::kTried;
+  int throws = 0;
+  for (const char* text : {"first\n", "second\n"}) {
+    try {
+      log << text;
+    } catch (const std::ios_base::failure& failure) {
+      if (failure.code() == std::io_errc::stream) ++throws;
+    } catch (const std::system_error&) {
+      throws = 100;
+    }
+  }
+  lock = Lock::kReal;
+  std::cout.exceptions(std::ios::goodbit);
+  std::cout.rdbuf(before);  // Clears the state as well.
+  return throws;
+}
+
+TEST_F(LogFaultsTest, AnExceptionOfStandardOutputUnlocks) {
+  Refusal refusal;
+  EXPECT_EQ(ThrowsOfTwoLines(Name(), refusal), 2);
+  EXPECT_EQ(Contents(Name()), "first\nsecond\n");
+}
+
+TEST_F(LogFaultsTest, AnExceptionOfTheFlushUnlocks) {
+  Blockage blockage;
+  EXPECT_EQ(ThrowsOfTwoLines(Name(), blockage), 2);
+  EXPECT_EQ(Contents(Name()), "first\nsecond\n");
+}
+
+TEST_F(LogFaultsTest, AFailureOfStandardOutputIsSilentAndLeftToTheProgram) {
+  Refusal refusal;
+  std::ios::iostate after = std::ios::goodbit;
+  {
+    CLog log(Name(), false);
+    std::streambuf* const before = std::cout.rdbuf(&refusal);
+    log << "first\n"
+        << "second\n";
+    after = std::cout.rdstate();
+    std::cout.rdbuf(before);
+  }
+  EXPECT_TRUE((after & std::ios::badbit) != 0);
+  EXPECT_EQ(Contents(Name()), "first\nsecond\n");
+}
+
+TEST_F(LogFaultsTest, TheFileGoesOnWhenStandardOutputIsFull) {
+  const int status = StatusOfChild(OutputName(), [this] {
+    const int full = open("/dev/full", O_WRONLY);
+    if (full < 0 || dup2(full, STDOUT_FILENO) < 0) _exit(1);
+    CLog log(Name(), false);
+    for (int i = 0; i < 1000; ++i) log << LineOf(i);
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Contents(Name()), LinesTo(1000));
+}
+
+TEST_F(LogFaultsTest, TheFileGoesOnWhenStandardOutputIsClosed) {
+  const int status = StatusOfChild(OutputName(), [this] {
+    close(STDOUT_FILENO);
+    open("/dev/null", O_RDONLY);  // Lest the log's file become descriptor 1.
+    CLog log(Name(), false);
+    for (int i = 0; i < 1000; ++i) log << LineOf(i);
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Contents(Name()), LinesTo(1000));
+}
+
+// ---- The end of the process.
+
+TEST_F(LogFaultsTest, EveryLineWrittenSurvivesAKill) {
+  constexpr int kStep = kSanitized ? 20 : 1;
+  for (int lines = 0; lines <= 200; lines += kStep) {
+    SCOPED_TRACE(testing::Message() << lines << " lines");
+    const std::string name = Name() + std::to_string(lines);
+    const std::string output = OutputName() + std::to_string(lines);
+    const int status = StatusOfChild(output, [&] {
+      CLog log(name, false);
+      for (int i = 0; i < lines; ++i) log << LineOf(i);
+      log << "what waits for its line break dies";
+      std::raise(SIGKILL);
+    });
+    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    ASSERT_EQ(Contents(name), LinesTo(lines));
+    ASSERT_EQ(Contents(output), LinesTo(lines));
+  }
+}
+
+// ---- The file.
+
+TEST_F(LogFaultsTest, AFileThatMayNotBeWrittenIsPassedOver) {
+  const std::string forbidden = folder_.Path("forbidden.log");
+  std::ofstream(forbidden) << "kept";
+  std::filesystem::permissions(forbidden, std::filesystem::perms::owner_read);
+  std::ofstream(Name()).flush();
+  chmod(Name().c_str(), 0666);
+  std::filesystem::permissions(folder_.Path(""), std::filesystem::perms::all);
+
+  const int status = StatusOfChild(OutputName(), [&] {
+    if (geteuid() == 0 && seteuid(65534) != 0) _exit(1);
+    CLog log({forbidden, Name()});
+    log << "a\n";
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Contents(forbidden), "kept");
+  EXPECT_EQ(Contents(Name()), "a\n");
+  EXPECT_EQ(Contents(OutputName()), "a\n");
+}
+
+TEST_F(LogFaultsTest, ADeviceThatIsAlwaysFullStopsNothing) {
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log("/dev/full", false);
+    for (int i = 0; i < 3000; ++i) log << LineOf(i);
+    log << std::string(100000, '.') << "\n"
+        << "end";
+  }
+  EXPECT_EQ(Contents(OutputName()),
+            LinesTo(3000) + std::string(100000, '.') + "\nend");
+}
+
+// A file that may grow to `limit` bytes, as on a disk that has as many left.
+class FileLimit {
+ public:
+  explicit FileLimit(std::size_t limit) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    if (getrlimit(RLIMIT_FSIZE, &before_) != 0) _exit(1);
+    rlimit limited = before_;
+    limited.rlim_cur = limit;
+    if (setrlimit(RLIMIT_FSIZE, &limited) != 0) _exit(1);
+  }
+  ~FileLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+  FileLimit(const FileLimit&) = delete;
+  FileLimit& operator=(const FileLimit&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+// Writes `during` to a file that may grow to `limit` bytes, then `after` when
+// it may grow as it likes. Standard output goes nowhere: the limit is on it
+// too.
+int StatusOfFilling(const std::string& name, std::size_t limit,
+                    const std::vector<std::string>& during,
+                    const std::vector<std::string>& after) {
+  return StatusOfChild("/dev/null", [&] {
+    CLog log(name, false);
+    {
+      const FileLimit full(limit);
+      for (const std::string& text : during) log << text;
+    }
+    for (const std::string& text : after) log << text;
+    log.~CLog();  // The child ends without.
+    _exit(0);
+  });
+}
+
+TEST_F(LogFaultsTest, LaterLinesAreWrittenWhenAFullDiskHasRoomAgain) {
+  ASSERT_EQ(StatusOfFilling(Name(), 10, {"first\n", "second\n", "third\n"},
+                            {"fourth\n", "fifth\n"}),
+            0);
+  EXPECT_EQ(Contents(Name()), "first\nsecofourth\nfifth\n");
+}
+
+TEST_F(LogFaultsTest, WhatWaitedBeforeALostLineIsLostWithIt) {
+  ASSERT_EQ(StatusOfFilling(Name(), 6, {"first\n", "sec", "ond\n", "th"},
+                            {"ird\n", "fourth"}),
+            0);
+  EXPECT_EQ(Contents(Name()), "first\nthird\nfourth");
+}
+
+TEST_F(LogFaultsTest, ATextThatFillsTheBufferOnAFullDiskIsDropped) {
+  ASSERT_EQ(StatusOfFilling(Name(), 100,
+                            {"a", std::string(20000, 'b'), "lost\n"}, {"c\n"}),
+            0);
+  EXPECT_EQ(Contents(Name()), "a" + std::string(99, 'b') + "c\n");
+}
+
+// Whatever is written while the disk fills: the file holds its beginning, to
+// the last byte that there was room for, and then all that came after.
+TEST_F(LogFaultsTest, NoPartOfALineIsWrittenTwice) {
+  constexpr unsigned kSeed = 20261122;
+  SCOPED_TRACE(testing::Message() << "seed " << kSeed);
+  std::mt19937 random(kSeed);
+  const auto texts = [&random] {
+    std::vector<std::string> made;
+    for (int i = 0; i < 30; ++i) {
+      const std::size_t size =
+          random() % 4 == 0 ? random() % 20000 : random() % 100;
+      std::string text;
+      for (std::size_t j = 0; j < size; ++j)
+        text += static_cast<char>('a' + random() % 26);
+      made.push_back(text + "\n");
+    }
+    return made;
+  };
+  const auto joined = [](const std::vector<std::string>& parts) {
+    std::string all;
+    for (const std::string& part : parts) all += part;
+    return all;
+  };
+  for (int round = 0; round < (kSanitized ? 10 : 100); ++round) {
+    const std::string name = Name() + std::to_string(round);
+    const std::vector<std::string> during = texts();
+    const std::vector<std::string> after = texts();
+    const std::size_t limit = random() % joined(during).size();
+    ASSERT_EQ(StatusOfFilling(name, limit, during, after), 0);
+    ASSERT_TRUE(Contents(name) ==
+                joined(during).substr(0, limit) + joined(after))
+        << "round " << round << ", limit " << limit;
+  }
+}
+
+// The same on a real disk, where the right to mount one is given.
+TEST_F(LogFaultsTest, LaterLinesAreWrittenWhenASmallDiskIsClearedUp) {
+  constexpr int kNoMount = 77;
+  const std::string disk = folder_.Path("disk");
+  std::filesystem::create_directory(disk);
+  const int status = StatusOfChild(OutputName(), [&] {
+    if (unshare(CLONE_NEWNS) != 0 ||
+        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("none", disk.c_str(), "tmpfs", 0, "size=64k") != 0)
+      _exit(kNoMount);
+    std::ofstream(disk + "/other") << std::string(std::size_t{40} * 1024, '.');
+    CLog log(disk + "/test.log", false);
+    int whole = 0;
+    while (Contents(disk + "/test.log") == LinesTo(whole)) {
+      if (whole > 10000) _exit(2);  // The disk was never full.
+      log << LineOf(whole++);
+    }
+    log << "lost\n";
+    const std::string before = Contents(disk + "/test.log");
+    if (!LinesTo(whole).starts_with(before)) _exit(3);
+    std::filesystem::remove(disk + "/other");
+    log << "there is room\n";
+    _exit(Contents(disk + "/test.log") == before + "there is room\n" ? 0 : 4);
+  });
+  if (WIFEXITED(status) && WEXITSTATUS(status) == kNoMount)
+    GTEST_SKIP() << "this user may not mount";
+  EXPECT_EQ(status, 0);
+}
+
+}  // namespace
+}  // namespace fairlead
