@@ -11,6 +11,7 @@ extern const Command kSendCommand;
 extern const Command kRecvCommand;
 extern const Command kResolveCommand;
 extern const Command kIniCommand;
+extern const Command kLogCommand;
 extern const Command kHelpCommand;
 extern const Command kVersionCommand;
 extern const Command kCompletionCommand;

@@ -11,8 +11,8 @@ namespace fairlead::tool {
 namespace {
 
 constexpr std::array kCommands = {
-    &kSendCommand, &kRecvCommand,    &kResolveCommand,    &kIniCommand,
-    &kHelpCommand, &kVersionCommand, &kCompletionCommand,
+    &kSendCommand, &kRecvCommand, &kResolveCommand, &kIniCommand,
+    &kLogCommand,  &kHelpCommand, &kVersionCommand, &kCompletionCommand,
 };
 
 }  // namespace
