@@ -2,13 +2,12 @@
 
 #include "tool/ini.h"
 
-#include <algorithm>
 #include <array>
 
 #include "tool/command_list.h"
-#include "tool/concat.h"
 #include "tool/failure.h"
 #include "tool/parameters.h"
+#include "tool/usage.h"
 
 namespace fairlead::tool {
 namespace {
@@ -64,46 +63,10 @@ constexpr std::array kParameters = {
     kChar,      kDefault, kFormat, kDryrun, kInplace,    kHelp,
 };
 
-// Whether a text such as "-section S [-key K]" holds the parameter; with
-// `needed`, outside brackets.
-bool Mentions(std::string_view usage, const Parameter& parameter, bool needed) {
-  const std::string name = Concat("-", parameter.name);
-  int depth = 0;
-  while (!usage.empty()) {
-    if (usage[0] == '[') ++depth;
-    if (usage[0] == ']') --depth;
-    const std::string_view word = usage.substr(0, usage.find_first_of(" ]"));
-    if (word == name) return !needed || depth == 0;
-    usage.remove_prefix(usage[0] == '-' ? word.size() : 1);
-  }
-  return false;
-}
-
-void CheckParameter(const Verb& verb, const Parameter& parameter,
-                    const Arguments& arguments) {
-  const bool given = arguments.Has(parameter);
-  if (given && !Mentions(verb.usage, parameter, false))
-    throw Failure(kWrongUsage,
-                  Concat("-", parameter.name, " does not go with '", verb.name,
-                         "': ", verb.name, " -file FILE ", verb.usage));
-  if (!given && Mentions(verb.usage, parameter, true))
-    throw Failure(kWrongUsage, Concat(Spelling(parameter), " is missing: ",
-                                      verb.name, " -file FILE ", verb.usage));
-}
-
 ExitStatus Ini(const Arguments& arguments, const Output& output) {
-  if (!arguments.Has(kVerb))
-    throw Failure(kWrongUsage,
-                  "what is to be done? 'fairlead help ini' lists the words");
-  if (!arguments.Has(ini::kFile))
+  if (arguments.Has(kVerb) && !arguments.Has(ini::kFile))
     throw Failure(kWrongUsage, "-file FILE is missing");
-
-  const std::string word = arguments.Text(kVerb);
-  const Verb& verb = *std::ranges::find(kVerbs, word, &Verb::name);
-  for (const Parameter& parameter : kParameters)
-    if (parameter.name != ini::kFile.name)
-      CheckParameter(verb, parameter, arguments);
-  return verb.run(arguments, output);
+  return RunVerb(arguments, output, "-file FILE ");
 }
 
 constexpr auto kExamples = std::to_array<Example>({
