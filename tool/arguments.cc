@@ -69,11 +69,12 @@ void CheckNumber(const Parameter& parameter, std::string_view value) {
 void CheckChoice(const Parameter& parameter, std::string_view value) {
   const std::vector<std::string_view> choices = Choices(parameter);
   if (IsOneOf(choices, value)) return;
-  if (!parameter.verbs.empty())
-    Fail(Concat(Quoted(value), " is no word for this command",
-                Suggestion("; the nearest is ", value, choices)));
   const std::string shown =
       parameter.name.empty() ? "" : Concat("-", parameter.name, " ");
+  if (!parameter.verbs.empty())
+    Fail(Concat(shown, Quoted(value), " is no word for this ",
+                parameter.name.empty() ? "command" : "parameter",
+                Suggestion("; the nearest is ", value, choices)));
   Fail(Concat(shown, Quoted(value), " is none of ", parameter.word));
 }
 
@@ -84,6 +85,8 @@ std::string Remedy(const Parameter& parameter) {
     return "; write \\x2d for that";
   if (parameter.help.find("lets it begin") != std::string_view::npos)
     return "; write a blank before it";
+  if (parameter.help.find("-back") != std::string_view::npos)
+    return "; give -back the number without it";
   return "";
 }
 
@@ -164,7 +167,8 @@ void Arguments::FailForMissingValue(const Parameter& parameter,
   if (at + 1 == words_.size() ||
       FindParameter(command_, MakeLower(words_[at + 1] + 1)) != nullptr)
     Fail(Concat(Spelling(parameter), ": the value is missing"));
-  if (parameter.kind == Kind::kNumber) CheckNumber(parameter, words_[at + 1]);
+  if (parameter.kind == Kind::kNumber && Remedy(parameter).empty())
+    CheckNumber(parameter, words_[at + 1]);
   Fail(Concat(Spelling(parameter), ": the value cannot begin with '-'",
               Remedy(parameter)));
 }

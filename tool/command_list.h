@@ -12,6 +12,8 @@ extern const Command kRecvCommand;
 extern const Command kResolveCommand;
 extern const Command kIniCommand;
 extern const Command kLogCommand;
+extern const Command kTimeCommand;
+extern const Command kSizeCommand;
 extern const Command kHelpCommand;
 extern const Command kVersionCommand;
 extern const Command kCompletionCommand;

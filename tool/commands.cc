@@ -11,8 +11,9 @@ namespace fairlead::tool {
 namespace {
 
 constexpr std::array kCommands = {
-    &kSendCommand, &kRecvCommand, &kResolveCommand, &kIniCommand,
-    &kLogCommand,  &kHelpCommand, &kVersionCommand, &kCompletionCommand,
+    &kSendCommand,    &kRecvCommand,       &kResolveCommand, &kIniCommand,
+    &kLogCommand,     &kTimeCommand,       &kSizeCommand,    &kHelpCommand,
+    &kVersionCommand, &kCompletionCommand,
 };
 
 }  // namespace

@@ -16,13 +16,15 @@ namespace fairlead::tool {
 class Arguments;
 class Output;
 
-/// A word that says what a command is to do, where there are several things.
+/// A word that says what a command is to do, where there are several things, or
+/// that is one of a parameter's words, where these need a line of help each.
 struct Verb {
   std::string_view name;
-  /// The parameters that go with it, those in brackets if need be; others may
-  /// not be given.
+  /// The parameters that go with it, as CheckUsage() reads them; empty for a
+  /// parameter's word.
   std::string_view usage;
   std::string_view help;  ///< Half a sentence, without a full stop.
+  /// Null for a parameter's word.
   ExitStatus (*run)(const Arguments& arguments, const Output& output);
 };
 

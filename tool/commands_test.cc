@@ -103,6 +103,11 @@ TEST(CommandsTest, HelpManPageAndCompletionsKnowEverything) {
                   HasSubstr(Concat("-", parameter.name)));
       EXPECT_THAT(zsh.substr(zsh.find(Concat("\n    ", name, ")\n"))),
                   HasSubstr(Concat("'-", parameter.name, "[")));
+      for (const Verb& word : parameter.verbs) {
+        SCOPED_TRACE(word.name);
+        EXPECT_THAT(help, HasSubstr(Concat("\n    ", word.name, " ")));
+        EXPECT_THAT(section, HasSubstr(Concat("\n.B ", word.name, "\n")));
+      }
     }
     if (command->operand != nullptr)
       for (const Verb& verb : command->operand->verbs) {
@@ -266,6 +271,8 @@ TEST(CommandsTest, BashCompletes) {
   EXPECT_EQ(Completed("fairlead help ver"), "version\n");
   EXPECT_EQ(Completed("fairlead ini s"), "set sections show\n");
   EXPECT_EQ(Completed("fairlead ini get -format j"), "json\n");
+  EXPECT_EQ(Completed("fairlead time now -form str"),
+            "strtime strtimeonly strdateonly\n");
 }
 
 TEST(CommandsTest, ZshTakesItsScript) {

@@ -64,6 +64,8 @@ std::string ParameterList(const Command& command) {
       text.append("\n").append(parameter.group).append(":\n");
     group = parameter.group;
     text += Entry(Spelling(parameter), kMargin, Explanation(parameter));
+    for (const Verb& word : parameter.verbs)
+      text += Entry(Concat("  ", word.name), kMargin, word.help);
   }
   return text;
 }

@@ -53,6 +53,15 @@ std::string Verbs(const Parameter& operand) {
   return text;
 }
 
+// The words of a parameter that has a line of help for each.
+std::string Words(const Parameter& parameter) {
+  if (parameter.verbs.empty()) return "";
+  std::string text = ".RS\n";
+  for (const Verb& word : parameter.verbs)
+    text += Concat(".TP\n.B ", Roff(word.name), "\n", Roff(word.help), ".\n");
+  return text + ".RE\n";
+}
+
 std::string Examples(const Command& command) {
   std::string text;
   for (const Example& example : command.examples)
@@ -70,7 +79,7 @@ std::string CommandSection(const Command& command) {
   if (command.operand != nullptr)
     text += Tagged(*command.operand) + Verbs(*command.operand);
   for (const Parameter& parameter : command.parameters)
-    text += Tagged(parameter);
+    text += Tagged(parameter) + Words(parameter);
   return text + Examples(command);
 }
 
