@@ -8,13 +8,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string>
+#include <system_error>
 
 // Clang tells by a question of its own which sanitizers it was given.
 #ifndef __has_feature
@@ -50,10 +51,16 @@ class TempFolder {
   std::string path_;
 };
 
-// All that stands in the file at this moment.
+// All that stands in the file at this moment; empty if there is none.
 inline std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::string contents;
+  const int file = open(path.c_str(), O_RDONLY);
+  std::array<char, 4096> part;
+  ssize_t size = 0;
+  while (file >= 0 && (size = read(file, part.data(), part.size())) > 0)
+    contents.append(part.data(), static_cast<std::size_t>(size));
+  if (file >= 0) close(file);
+  return contents;
 }
 
 inline void FlushStandardOutput() {

@@ -70,7 +70,7 @@ struct COnceItem {
 /// for (int i = 0; i < 1000; ++i)
 ///   if (once.Start("disk full", 60)) std::puts("the disk is full");  // Once.
 /// @endcode
-class FAIRLEAD_EXPORT COnlyOnce {
+class COnlyOnce {
  public:
   /// A tracker that knows no event, in the given mode for good. A value that is
   /// no COnlyMode makes a tracker whose Start() always answers false.
@@ -86,20 +86,20 @@ class FAIRLEAD_EXPORT COnlyOnce {
   ///     a key known, and for an unknown one the answer is false.
   /// @param interval in seconds. With a negative one all time elapsed is
   ///     longer; with an infinite one or NaN none is.
-  bool Start(std::string_view key, double interval);
+  FAIRLEAD_EXPORT bool Start(std::string_view key, double interval);
 
   /// The same, for a whole number of seconds.
-  bool Start(std::string_view key, int interval);
+  FAIRLEAD_EXPORT bool Start(std::string_view key, int interval);
 
   /// Records that the event occurs now.
-  void Update(std::string_view key);
+  FAIRLEAD_EXPORT void Update(std::string_view key);
 
   /// With `OnceWaveEnd`: records that the event occurs now, and that the end of
   /// its present wave shall pass untold. The wave after it is told again,
   /// provided that Start() was called between the two.
   ///
   /// In the other modes it does nothing, not even lock.
-  void IgnoreWave(std::string_view key);
+  FAIRLEAD_EXPORT void IgnoreWave(std::string_view key);
 
  private:
   // A place in the table: one line of the processor's cache, so that a look-up

@@ -651,8 +651,17 @@ TEST(OnlyOnceTest, RandomCallsAreAnsweredAsTheRulesSay) {
   constexpr unsigned kSeed = 20261123;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
-  constexpr double kIntervals[] = {2,  2,      2,  0.5, 0,           1e-9,
-                                   10, 119e-9, -1, 1e9, std::nan("")};
+  constexpr double kIntervals[] = {2,
+                                   2,
+                                   2,
+                                   0.5,
+                                   0,
+                                   1e-9,
+                                   10,
+                                   119e-9,
+                                   -1,
+                                   1e9,
+                                   std::numeric_limits<double>::quiet_NaN()};
   constexpr std::int64_t kSteps[] = {0,
                                      0,
                                      1,

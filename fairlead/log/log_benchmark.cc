@@ -1,0 +1,247 @@
+// One line to a file and to standard output, flushed, by one thread and by
+// four, beside other loggers. Two bare writes under a lock are the limit: no
+// log that flushes every line can do with less.
+//
+// All write the same bytes, and both places are files that the log appends to.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fairlead/log/log.h"
+
+#ifdef FAIRLEAD_PEER_SPDLOG
+#include <spdlog/logger.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/dist_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
+#endif
+#ifdef FAIRLEAD_PEER_GLOG
+#include <glog/logging.h>
+#endif
+
+namespace {
+
+constexpr std::string_view kText =
+    "[2026.11.21 20:57:54] connected to localhost:7000, 1796 bytes received";
+
+// The files that one run writes; gone at its end.
+class Files {
+ public:
+  Files() : folder_(std::filesystem::temp_directory_path() / "log.XXXXXX") {
+    if (mkdtemp(folder_.data()) == nullptr) std::abort();
+  }
+  ~Files() { std::filesystem::remove_all(folder_); }
+  Files(const Files&) = delete;
+  Files& operator=(const Files&) = delete;
+
+  std::string Log() const { return folder_ + "/log"; }
+  std::string Output() const { return folder_ + "/output"; }
+
+ private:
+  std::string folder_;
+};
+
+// A descriptor leads to another file while this lives: only around the loops,
+// so that the report is seen.
+class Redirection {
+ public:
+  Redirection(int descriptor, const std::string& name)
+      : descriptor_(descriptor) {
+    std::fflush(stdout);
+    saved_ = dup(descriptor);
+    const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    if (saved_ < 0 || file < 0 || dup2(file, descriptor) < 0) std::abort();
+    close(file);
+  }
+  ~Redirection() {
+    std::fflush(stdout);
+    dup2(saved_, descriptor_);
+    close(saved_);
+  }
+  Redirection(const Redirection&) = delete;
+  Redirection& operator=(const Redirection&) = delete;
+
+ private:
+  int descriptor_;
+  int saved_;
+};
+
+// Each competitor is made with the name of its file, prints to kDescriptor, and
+// writes kText and a line feed.
+
+class Fairlead {
+ public:
+  static constexpr int kDescriptor = STDOUT_FILENO;
+  explicit Fairlead(const std::string& name) : log_(name, false) {}
+  void Write() { log_ << line_; }
+
+ private:
+  fairlead::CLog log_;
+  const std::string line_ = std::string(kText) + "\n";
+};
+
+class BareWrites {
+ public:
+  static constexpr int kDescriptor = STDOUT_FILENO;
+  explicit BareWrites(const std::string& name)
+      : file_(open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600)) {}
+  ~BareWrites() { close(file_); }
+  BareWrites(const BareWrites&) = delete;
+  BareWrites& operator=(const BareWrites&) = delete;
+
+  void Write() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (write(file_, line_.data(), line_.size()) < 0) std::abort();
+    if (write(kDescriptor, line_.data(), line_.size()) < 0) std::abort();
+  }
+
+ private:
+  std::mutex mutex_;
+  const int file_;
+  const std::string line_ = std::string(kText) + "\n";
+};
+
+#ifdef FAIRLEAD_PEER_SPDLOG
+// One sink that locks for both places, as the log does, so that the lines stand
+// in one order in both.
+std::vector<spdlog::sink_ptr> OneLock(const std::string& name) {
+  return {std::make_shared<spdlog::sinks::dist_sink_mt>(
+      std::vector<spdlog::sink_ptr>{
+          std::make_shared<spdlog::sinks::basic_file_sink_st>(name),
+          std::make_shared<spdlog::sinks::stdout_sink_st>()})};
+}
+
+// A sink and a lock for each place: two threads can write at once, and the
+// lines may stand in another order in the one place than in the other.
+std::vector<spdlog::sink_ptr> TwoLocks(const std::string& name) {
+  return {std::make_shared<spdlog::sinks::basic_file_sink_mt>(name),
+          std::make_shared<spdlog::sinks::stdout_sink_mt>()};
+}
+
+template <auto MakeSinks>
+class Spdlog {
+ public:
+  static constexpr int kDescriptor = STDOUT_FILENO;
+  explicit Spdlog(const std::string& name) : logger_("race") {
+    logger_.sinks() = MakeSinks(name);
+    logger_.set_pattern("%v");
+    logger_.flush_on(spdlog::level::info);
+  }
+  void Write() {
+    logger_.log(spdlog::level::info,
+                spdlog::string_view_t(kText.data(), kText.size()));
+  }
+
+ private:
+  spdlog::logger logger_;
+};
+#endif
+
+#ifdef FAIRLEAD_PEER_GLOG
+// glog prints beside its file to standard error alone, so that is where its
+// second copy goes. What it would add to a line is switched off; the few lines
+// with which it begins its file cannot be.
+class Glog {
+ public:
+  static constexpr int kDescriptor = STDERR_FILENO;
+  explicit Glog(const std::string& name) {
+    static const bool initialized = [] {
+      google::InitGoogleLogging("race");
+      return true;
+    }();
+    benchmark::DoNotOptimize(initialized);
+    FLAGS_log_prefix = false;
+    FLAGS_timestamp_in_logfile_name = false;
+    FLAGS_alsologtostderr = true;
+    FLAGS_logbufsecs = 0;
+    FLAGS_logbuflevel = -1;  // Flush every line.
+    google::SetLogDestination(google::GLOG_INFO, name.c_str());
+  }
+  ~Glog() { google::SetLogDestination(google::GLOG_INFO, ""); }
+  Glog(const Glog&) = delete;
+  Glog& operator=(const Glog&) = delete;
+
+  void Write() { LOG(INFO) << kText; }
+};
+#endif
+
+std::string Contents(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Every line is in both places before the next is written.
+template <typename Competitor>
+bool WritesTheLines() {
+  const Files files;
+  const Redirection redirection(Competitor::kDescriptor, files.Output());
+  Competitor competitor(files.Log());
+  std::string lines;
+  for (int i = 0; i < 3; ++i) {
+    competitor.Write();
+    lines += std::string(kText) + "\n";
+    if (!Contents(files.Log()).ends_with(lines)) return false;
+    if (Contents(files.Output()) != lines) return false;
+  }
+  return true;
+}
+
+// The first thread makes the competitor before all start, and ends it after.
+template <typename Competitor>
+void LogLine(benchmark::State& state) {
+  static std::unique_ptr<Files> files;
+  static std::unique_ptr<Redirection> redirection;
+  static std::unique_ptr<Competitor> competitor;
+  if (state.thread_index() == 0) {
+    files = std::make_unique<Files>();
+    redirection =
+        std::make_unique<Redirection>(Competitor::kDescriptor, files->Output());
+    competitor = std::make_unique<Competitor>(files->Log());
+  }
+  for (auto _ : state) competitor->Write();
+  if (state.thread_index() == 0) {
+    competitor.reset();
+    redirection.reset();
+    files.reset();
+  }
+}
+
+template <typename Competitor>
+bool Enter(const char* name) {
+  if (!WritesTheLines<Competitor>()) {
+    std::fprintf(stderr, "%s does not write the same lines\n", name);
+    std::abort();
+  }
+  for (const int threads : {1, 4})
+    benchmark::RegisterBenchmark(name, LogLine<Competitor>)
+        ->Arg(threads)
+        ->Threads(threads)
+        ->UseRealTime();
+  return true;
+}
+
+[[maybe_unused]] const bool kEntered[] = {
+    Enter<Fairlead>("LogLine/fairlead"),
+    Enter<BareWrites>("LogLine/bare_writes"),
+#ifdef FAIRLEAD_PEER_SPDLOG
+    Enter<Spdlog<OneLock>>("LogLine/spdlog"),
+    Enter<Spdlog<TwoLocks>>("LogLine/spdlog_in_any_order"),
+#endif
+#ifdef FAIRLEAD_PEER_GLOG
+    Enter<Glog>("LogLine/glog"),
+#endif
+};
+
+}  // namespace
