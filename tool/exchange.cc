@@ -80,15 +80,18 @@ std::string Resolve(const std::string& host) {
 }
 
 Exchange::Exchange(const Settings& settings, TimeLimit& limit,
-                   const Output& output)
+                   const Output& output, ExchangeLog& log)
     : settings_(settings),
       limit_(limit),
       output_(output),
+      log_(log),
       rules_(settings.limits) {}
 
 void Exchange::Connect() {
   limit_.Enter(Concat("resolving ", Quoted(settings_.host)));
+  log_.Add(Concat("resolving ", Shown(settings_.host)));
   const std::string address = Resolve(settings_.host);
+  log_.Add(Concat("resolved ", Shown(settings_.host), ": ", address));
   const std::string place = Concat(address, " port ", settings_.port);
 
   limit_.Enter(Concat("connecting to ", place));
@@ -103,6 +106,7 @@ void Exchange::Connect() {
     throw Failure(kReceivingFailed,
                   Concat("receiving cannot begin: ", error.what()));
   }
+  log_.Add(Concat("connected to ", address, ":", settings_.port));
 }
 
 void Exchange::Send(std::string_view body) {
@@ -118,6 +122,7 @@ void Exchange::Send(std::string_view body) {
     sent_ += part.size();
     if (body.size() > kLargestMessage) progress.Show(sent_);
   }
+  log_.Add(Concat("sent ", sent_, " bytes"));
 }
 
 // What the peer has said before is shown first: it may say why.
@@ -140,31 +145,36 @@ void Exchange::Drain() {
   while (true) {
     const bool open = IsOpen();
     const std::int64_t before = rules_.messages();
-    if (TakeQueue()) {
-      ending_ = "enough was received";
-      return;
-    }
+    if (TakeQueue())
+      return EndDraining("enough was received",
+                         "stopped because enough was received");
     if (!open) {
       cut_off_ = reset_;
-      ending_ = reset_ ? "the peer reset the connection" : "the peer closed";
-      return;
+      return reset_ ? EndDraining("the peer reset the connection",
+                                  "reset by the peer")
+                    : EndDraining("the peer closed", "closed by the peer");
     }
     if (rules_.messages() > before) {
       last = steady_clock::now();
       continue;
     }
-    if (steady_clock::now() - last >= idle) {
-      ending_ = "the peer was silent";
-      return;
-    }
+    if (steady_clock::now() - last >= idle)
+      return EndDraining("the peer was silent",
+                         "stopped because the peer was silent");
     AwaitMessage();
   }
+}
+
+void Exchange::EndDraining(std::string_view ending, std::string_view event) {
+  ending_ = ending;
+  log_.Add(event);
 }
 
 // Shows what is in the queue, up to where a rule is fulfilled; true if one is.
 bool Exchange::TakeQueue() {
   while (client_.MessagesCount() > 0) {
     const CTCPMessage message = client_.PopMessage();
+    log_.Add(Concat("received ", message.len, " bytes"));
     const bool raw = settings_.view == "raw" && !output_.screen().terminal;
     if (raw)
       output_.Write(BodyOf(message));
@@ -183,8 +193,10 @@ bool Exchange::IsOpen() {
   static const CTCPMessage kEmpty{};
   errno = 0;
   const bool sent = client_.SendMsg(&kEmpty);
-  if (!sent && errno == ECONNRESET) reset_ = true;
-  return sent || errno != 0;
+  const int error = sent ? 0 : errno;
+  if (error == ECONNRESET) reset_ = true;
+  if (error != 0) log_.Warn(Concat("the socket reports: ", ErrorText(error)));
+  return sent || error != 0;
 }
 
 void Exchange::AwaitMessage() {
@@ -194,6 +206,8 @@ void Exchange::AwaitMessage() {
 
 void Exchange::Close() {
   client_.Close();
+  log_.Add(
+      Concat("closed: ", sent_, " bytes sent, ", rules_.bytes(), " received"));
   Tell(settings_.command,
        Concat(sent_, " bytes sent, ", rules_.bytes(), " received; ", ending_));
 }

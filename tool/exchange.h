@@ -8,6 +8,7 @@
 
 #include "fairlead/net/tcp_client.h"
 #include "tool/arguments.h"
+#include "tool/exchange_log.h"
 #include "tool/output.h"
 #include "tool/send_profile.h"
 #include "tool/stop_rules.h"
@@ -42,8 +43,9 @@ std::string Resolve(const std::string& host);
 /// throws a Failure with the status that is its own.
 class Exchange {
  public:
-  /// The three outlive the object.
-  Exchange(const Settings& settings, TimeLimit& limit, const Output& output);
+  /// The four outlive the object.
+  Exchange(const Settings& settings, TimeLimit& limit, const Output& output,
+           ExchangeLog& log);
 
   void Connect();
 
@@ -63,11 +65,13 @@ class Exchange {
   bool TakeQueue();
   bool IsOpen();
   void AwaitMessage();
+  void EndDraining(std::string_view ending, std::string_view event);
   [[noreturn]] void FailToSend(std::size_t sent, std::size_t total);
 
   const Settings& settings_;
   TimeLimit& limit_;
   const Output& output_;
+  ExchangeLog& log_;
   StopRules rules_;
   std::size_t sent_ = 0;
   std::string_view ending_;  // Why draining ended, for the person.

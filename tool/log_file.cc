@@ -56,8 +56,8 @@ LogFile::~LogFile() { std::cout.rdbuf(console_); }
 
 void LogFile::Write(const std::string& text) {
   log_ << text;
-  written_ += static_cast<std::int64_t>(text.size());
-  if (crlf_) written_ += std::count(text.begin(), text.end(), '\n');
+  const auto added = crlf_ ? std::count(text.begin(), text.end(), '\n') : 0;
+  written_ += static_cast<std::int64_t>(text.size()) + added;
 }
 
 bool LogFile::IsReady() const {
@@ -67,9 +67,10 @@ bool LogFile::IsReady() const {
 
 std::string LogFile::Missing() const {
   const std::int64_t size = Size();
-  const std::int64_t missing = size_before_ + written_ - size;
+  const std::int64_t written = written_;
+  const std::int64_t missing = size_before_ + written - size;
   if (size == -1 || missing <= 0) return "";
-  return Concat("of ", written_, " bytes written to ", Quoted(path_), ", ",
+  return Concat("of ", written, " bytes written to ", Quoted(path_), ", ",
                 missing,
                 " are not in it: the disk is full, a limit is reached, or "
                 "somebody has cut the file");

@@ -3,6 +3,7 @@
 #ifndef FAIRLEAD_TOOL_LOG_FILE_H_
 #define FAIRLEAD_TOOL_LOG_FILE_H_
 
+#include <atomic>
 #include <cstdint>
 #include <streambuf>
 #include <string>
@@ -41,7 +42,8 @@ class LogFile {
   LogFile& operator=(const LogFile&) = delete;
   ~LogFile();
 
-  /// Appends the text, which ends with a line feed, as one piece.
+  /// Appends the text, which ends with a line feed, as one piece. May be called
+  /// from any number of threads.
   void Write(const std::string& text);
 
   /// Whether a line can be written without waiting, as to a pipe it may not.
@@ -61,7 +63,7 @@ class LogFile {
   const bool crlf_;
   const Descriptor file_;
   const std::int64_t size_before_;
-  std::int64_t written_ = 0;
+  std::atomic<std::int64_t> written_ = 0;
   std::streambuf* const console_;  // What std::cout had.
   CLog log_;
 };

@@ -19,7 +19,8 @@ ExitStatus Recv(const Arguments& arguments, const Output& output) {
   if (arguments.Has(kDemo))
     settings.port = demo.emplace("fairlead at your service\r\n", 0).port();
 
-  Exchange exchange(settings, limit, output);
+  ExchangeLog no_log;
+  Exchange exchange(settings, limit, output, no_log);
   exchange.Connect();
   exchange.Drain();
   exchange.Close();

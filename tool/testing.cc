@@ -99,8 +99,8 @@ void ResetSignals(posix_spawnattr_t* attributes) {
   sigset_t signals;
   sigemptyset(&signals);
   posix_spawnattr_setsigmask(attributes, &signals);
-  sigaddset(&signals, SIGPIPE);
-  sigaddset(&signals, SIGINT);
+  for (const int signal : {SIGPIPE, SIGINT, SIGTERM, SIGHUP})
+    sigaddset(&signals, signal);
   posix_spawnattr_setsigdefault(attributes, &signals);
   posix_spawnattr_setflags(attributes,
                            POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);

@@ -40,15 +40,21 @@ void TimeLimit::Enter(std::string stage) {
   stage_ = std::move(stage);
 }
 
+void TimeLimit::TellAlso(std::function<void(std::string_view text)> tell) {
+  const std::lock_guard lock(mutex_);
+  tell_ = std::move(tell);
+}
+
 // _exit: no destructor may wait for what has not come in time.
 void TimeLimit::Run() {
   std::unique_lock lock(mutex_);
   if (ended_cv_.wait_for(lock, std::chrono::seconds(seconds_),
                          [this] { return ended_; }))
     return;
-  if (SomebodyListens())
-    Complain(command_, Concat("-timeout ", seconds_, " is over while ", stage_,
-                              "; a larger one waits longer"));
+  const std::string text = Concat("-timeout ", seconds_, " is over while ",
+                                  stage_, "; a larger one waits longer");
+  if (tell_) tell_(text);
+  if (SomebodyListens()) Complain(command_, text);
   _exit(kTimeIsOver);
 }
 

@@ -4,8 +4,10 @@
 #define FAIRLEAD_TOOL_TIME_LIMIT_H_
 
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace fairlead::tool {
@@ -29,6 +31,11 @@ class TimeLimit {
   /// person when the time is over.
   void Enter(std::string stage);
 
+  /// Whom else to tell when the time is over, and in whose name the process
+  /// waits no more: what it calls may not wait. It is called on the clock's own
+  /// thread.
+  void TellAlso(std::function<void(std::string_view text)> tell);
+
  private:
   void Run();
 
@@ -36,9 +43,10 @@ class TimeLimit {
   const int seconds_;          // Set once.
   std::mutex mutex_;
   std::condition_variable ended_cv_;
-  bool ended_ = false;               // Guarded by mutex_.
-  std::string stage_ = "preparing";  // Guarded by mutex_.
-  std::thread thread_;               // Last: it starts when all else is there.
+  bool ended_ = false;                          // Guarded by mutex_.
+  std::string stage_ = "preparing";             // Guarded by mutex_.
+  std::function<void(std::string_view)> tell_;  // Guarded by mutex_.
+  std::thread thread_;  // Last: it starts when all else is there.
 };
 
 }  // namespace fairlead::tool
