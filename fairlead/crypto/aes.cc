@@ -1,0 +1,95 @@
+// The public face of AES: checks its input and hands it to the chosen path.
+
+#include "fairlead/crypto/aes.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_tables.h"
+
+namespace fairlead {
+namespace {
+
+constexpr std::size_t kMostKeyBytes = 32;
+
+// Set before anything is keyed, and read by whoever has a keyed context.
+constinit std::atomic<const AesPath*> chosen_path = &kAesTables;
+
+const AesPath& Path() { return *chosen_path.load(std::memory_order_relaxed); }
+
+bool Prepare() {
+  aes_tables::Build();
+  chosen_path.store(&FastestAesPath(), std::memory_order_relaxed);
+  return true;
+}
+
+// 0 for a key size that AES does not have.
+std::int32_t Rounds(std::int32_t bits) {
+  if (bits != 128 && bits != 192 && bits != 256) return 0;
+  return bits / 32 + 6;
+}
+
+// The whole blocks that cover so many bytes.
+std::size_t Blocks(std::int32_t length) {
+  return length <= 0 ? 0 : (static_cast<std::size_t>(length) + 15) / 16;
+}
+
+}  // namespace
+
+void ChooseAesPath(const AesPath& path) {
+  aes_gen_tables();
+  chosen_path.store(&path, std::memory_order_relaxed);
+}
+
+void aes_gen_tables() {
+  // The language does this once, and makes other threads wait for it.
+  [[maybe_unused]] static const bool prepared = Prepare();
+}
+
+std::int32_t aes_set_key(aes_context* ctx, const unsigned char* key,
+                         std::int32_t bits) {
+  aes_gen_tables();
+  const std::int32_t rounds = Rounds(bits);
+  if (rounds == 0) return 1;
+  Path().set_key(ctx, key, rounds);
+  return 0;
+}
+
+void aes_encrypt(const aes_context* ctx, const unsigned char* input,
+                 unsigned char* output) {
+  Path().encrypt_block(ctx, input, output);
+}
+
+void aes_decrypt(const aes_context* ctx, const unsigned char* input,
+                 unsigned char* output) {
+  Path().decrypt_block(ctx, input, output);
+}
+
+AES::AES(std::string_view key, std::int32_t bits) : bits_(bits) {
+  unsigned char bytes[kMostKeyBytes] = {};
+  const auto wanted = static_cast<std::size_t>(std::max(bits / 8, 0));
+  std::copy_n(key.data(), std::min({wanted, key.size(), kMostKeyBytes}), bytes);
+  aes_set_key(&context_, bytes, bits_);
+}
+
+void AES::EncodeBlock(unsigned char* block) const {
+  aes_encrypt(&context_, block, block);
+}
+
+void AES::DecodeBlock(unsigned char* block) const {
+  aes_decrypt(&context_, block, block);
+}
+
+void AES::EncodeArray(unsigned char* data, std::int32_t length) const {
+  Path().encrypt_blocks(&context_, data, Blocks(length));
+}
+
+void AES::DecodeArray(unsigned char* data, std::int32_t length) const {
+  Path().decrypt_blocks(&context_, data, Blocks(length));
+}
+
+}  // namespace fairlead

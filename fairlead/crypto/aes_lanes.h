@@ -1,0 +1,64 @@
+// The block loop of the paths with AES instructions, for vectors of any width.
+//
+// `Lanes` says how to work on one vector, that is on `kBlocks` blocks at once.
+// A source that includes this defines FAIRLEAD_AES_TARGET, the attribute by
+// which its functions may use its instructions, and names its own `Lanes` in an
+// anonymous namespace: no two sources share code that not every processor runs.
+
+#ifndef FAIRLEAD_CRYPTO_AES_LANES_H_
+#define FAIRLEAD_CRYPTO_AES_LANES_H_
+
+#include <cstddef>
+#include <cstdint>
+
+namespace fairlead {
+
+// Enough vectors on the way at once hide the time that one round takes.
+constexpr std::size_t kMostVectors = 8;
+
+template <class Lanes, bool kEncrypt, std::size_t kVectors>
+FAIRLEAD_AES_TARGET inline void ProcessVectors(const std::uint32_t* keys,
+                                               std::int32_t rounds,
+                                               const unsigned char* input,
+                                               unsigned char* output) {
+  constexpr std::size_t kBytes = 16 * Lanes::kBlocks;
+  typename Lanes::Vector state[kVectors];
+  typename Lanes::Vector key = Lanes::Key(keys);
+  for (std::size_t i = 0; i < kVectors; ++i)
+    state[i] = Lanes::Xor(Lanes::Load(input + kBytes * i), key);
+
+  keys += 4;
+  for (std::int32_t round = 1; round < rounds; ++round, keys += 4) {
+    key = Lanes::Key(keys);
+    for (auto& vector : state)
+      vector = Lanes::template Round<kEncrypt>(vector, key);
+  }
+
+  key = Lanes::Key(keys);
+  for (std::size_t i = 0; i < kVectors; ++i)
+    Lanes::Store(output + kBytes * i,
+                 Lanes::template LastRound<kEncrypt>(state[i], key));
+}
+
+// Processes all whole vectors, in groups of `kVectors` and then of ever fewer,
+// and returns how many blocks that were.
+template <class Lanes, bool kEncrypt, std::size_t kVectors = kMostVectors>
+FAIRLEAD_AES_TARGET inline std::size_t ProcessBlocks(const std::uint32_t* keys,
+                                                     std::int32_t rounds,
+                                                     unsigned char* data,
+                                                     std::size_t blocks) {
+  constexpr std::size_t kGroup = kVectors * Lanes::kBlocks;
+  std::size_t done = 0;
+  for (; blocks - done >= kGroup; done += kGroup) {
+    unsigned char* const group = data + 16 * done;
+    ProcessVectors<Lanes, kEncrypt, kVectors>(keys, rounds, group, group);
+  }
+  if constexpr (kVectors > 1)
+    done += ProcessBlocks<Lanes, kEncrypt, kVectors / 2>(
+        keys, rounds, data + 16 * done, blocks - done);
+  return done;
+}
+
+}  // namespace fairlead
+
+#endif  // FAIRLEAD_CRYPTO_AES_LANES_H_

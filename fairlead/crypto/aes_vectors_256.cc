@@ -1,0 +1,79 @@
+// AES by the processor's own instructions, two blocks in each register.
+
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "fairlead/crypto/aes.h"
+#include "fairlead/crypto/aes_instructions.h"
+#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_processor.h"
+
+#define FAIRLEAD_AES_TARGET __attribute__((target("aes,vaes,avx2")))
+#include "fairlead/crypto/aes_lanes.h"
+
+namespace fairlead {
+namespace {
+
+struct Lanes {
+  using Vector = __m256i;
+  static constexpr std::size_t kBlocks = 2;
+
+  // The round keys are kept as words, the instructions take them as bytes.
+  FAIRLEAD_AES_TARGET static Vector Key(const std::uint32_t* words) {
+    const __m128i key = _mm_shuffle_epi8(
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(words)),
+        _mm_set_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3));
+    return _mm256_broadcastsi128_si256(key);
+  }
+  FAIRLEAD_AES_TARGET static Vector Load(const unsigned char* data) {
+    return _mm256_loadu_si256(reinterpret_cast<const Vector*>(data));
+  }
+  FAIRLEAD_AES_TARGET static void Store(unsigned char* data, Vector vector) {
+    _mm256_storeu_si256(reinterpret_cast<Vector*>(data), vector);
+  }
+  FAIRLEAD_AES_TARGET static Vector Xor(Vector a, Vector b) {
+    return _mm256_xor_si256(a, b);
+  }
+  template <bool kEncrypt>
+  FAIRLEAD_AES_TARGET static Vector Round(Vector state, Vector key) {
+    return kEncrypt ? _mm256_aesenc_epi128(state, key)
+                    : _mm256_aesdec_epi128(state, key);
+  }
+  template <bool kEncrypt>
+  FAIRLEAD_AES_TARGET static Vector LastRound(Vector state, Vector key) {
+    return kEncrypt ? _mm256_aesenclast_epi128(state, key)
+                    : _mm256_aesdeclast_epi128(state, key);
+  }
+};
+
+FAIRLEAD_AES_TARGET void EncryptBlocks(const aes_context* ctx,
+                                       unsigned char* data,
+                                       std::size_t blocks) {
+  const std::size_t done =
+      ProcessBlocks<Lanes, true>(ctx->encKeys, ctx->rounds, data, blocks);
+  aes_instructions::EncryptBlocks(ctx, data + 16 * done, blocks - done);
+}
+
+FAIRLEAD_AES_TARGET void DecryptBlocks(const aes_context* ctx,
+                                       unsigned char* data,
+                                       std::size_t blocks) {
+  const std::size_t done =
+      ProcessBlocks<Lanes, false>(ctx->decKeys, ctx->rounds, data, blocks);
+  aes_instructions::DecryptBlocks(ctx, data + 16 * done, blocks - done);
+}
+
+}  // namespace
+
+const AesPath kAesVectors256 = {
+    .name = "vectors256",
+    .available = ProcessorHasVectorAes,
+    .set_key = aes_instructions::SetKey,
+    .encrypt_block = aes_instructions::EncryptBlock,
+    .decrypt_block = aes_instructions::DecryptBlock,
+    .encrypt_blocks = EncryptBlocks,
+    .decrypt_blocks = DecryptBlocks,
+};
+
+}  // namespace fairlead
