@@ -1,12 +1,22 @@
 // The log: whole lines, to a file and to standard output at once.
 #include "fairlead/log/log.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
 
 namespace fairlead {
 namespace {
+
+// No more than this waits for a line break.
+constexpr std::size_t kBuffer = std::size_t{8} * 1024;
+
+// When more than this waits for a full disk, texts are dropped.
+constexpr std::size_t kMostForFullDisk = std::size_t{64} * 1024;
 
 bool Holds(std::string_view text, char c) {
   return text.find(c) != std::string_view::npos;
@@ -35,18 +45,46 @@ void WriteToStandardOutput(std::string_view text, bool flush) {
 
 }  // namespace
 
-bool CLog::File::Open(const std::string& name) {
-  return open(name, std::ios::app | std::ios::binary) != nullptr;
+CLog::File::~File() {
+  if (descriptor_ < 0) return;
+  Flush();
+  close(descriptor_);
 }
 
-// After a failure the buffer still holds all it was to write, although a part
-// may have reached the file. It is emptied, lest that part be written twice.
-void CLog::File::Write(std::string_view text, bool flush) {
-  const auto size = static_cast<std::streamsize>(text.size());
-  const bool written =
-      sputn(text.data(), size) == size && (!flush || pubsync() == 0);
-  if (!written) setp(pbase(), epptr());
+bool CLog::File::Open(const std::string& name) {
+  descriptor_ =
+      open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+  return descriptor_ >= 0;
 }
+
+void CLog::File::Write(std::string_view text, bool flush) {
+  if (descriptor_ < 0) return;
+  if (flush && waiting_.empty()) {  // Nearly every line: it is not copied.
+    waiting_ = text.substr(Send(text));
+    return;
+  }
+
+  if (waiting_.size() > kMostForFullDisk) Flush();
+  if (waiting_.size() > kMostForFullDisk) return;
+  waiting_ += text;
+  if (flush || waiting_.size() > kBuffer) Flush();
+}
+
+// Writes what the file takes of `text` and returns how much that was.
+std::size_t CLog::File::Send(std::string_view text) const {
+  std::size_t sent = 0;
+  while (sent < text.size()) {
+    const ssize_t part =
+        write(descriptor_, text.data() + sent, text.size() - sent);
+    if (part > 0)
+      sent += static_cast<std::size_t>(part);
+    else if (part == 0 || errno != EINTR)
+      break;
+  }
+  return sent;
+}
+
+void CLog::File::Flush() { waiting_.erase(0, Send(waiting_)); }
 
 CLog::CLog(const std::vector<std::string>& names) : crlf_(false) {
   for (const std::string& name : names)

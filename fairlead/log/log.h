@@ -3,7 +3,7 @@
 #ifndef FAIRLEAD_LOG_LOG_H_
 #define FAIRLEAD_LOG_LOG_H_
 
-#include <fstream>
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -37,10 +37,13 @@ namespace fairlead {
 /// that is killed.
 /// @par
 /// What the file does not take, because the disk is full or a limit is reached,
-/// is dropped without notice: of the text that met the limit, and of what
-/// waited before it, the end may be missing. Nothing is written twice. Once
-/// there is room, later texts are written again. A failure of `std::cout` stays
-/// with that stream until the program clears it; the file goes on.
+/// waits in the log and is written, once and in its order, when a later text
+/// with a line break finds room. Once more than 64 KiB wait so, further texts
+/// are dropped whole, without notice; the death of the program, or of the log,
+/// drops all that waits.
+/// @par
+/// A failure of `std::cout` stays with that stream until the program clears it;
+/// the file goes on.
 /// @par Thread safety
 /// Any number of threads may write to one log. Each `<<` is written whole, and
 /// in the same order to the file and to standard output; within a chain of them
@@ -89,16 +92,30 @@ class FAIRLEAD_EXPORT CLog {
   friend FAIRLEAD_EXPORT CLog& operator<<(CLog& log, const std::string& text);
 
  private:
-  // The buffer without its stream, which would remember a failure for ever.
-  class File : public std::filebuf {
+  // An open file and the text that waits for it. A std::ofstream does not say
+  // how much of its buffer a full disk took: a part would be lost, or be
+  // written twice.
+  class File {
    public:
+    File() = default;
+    ~File();
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
     bool Open(const std::string& name);
     void Write(std::string_view text, bool flush);
+
+   private:
+    std::size_t Send(std::string_view text) const;
+    void Flush();
+
+    int descriptor_ = -1;  // -1 where none could be opened.
+    std::string waiting_;
   };
 
   void Write(std::string_view text);
 
-  File file_;  // Guarded by mutex_; closed where none could be opened.
+  File file_;  // Guarded by mutex_.
   std::mutex mutex_;
   const bool crlf_;  // Set once.
 };

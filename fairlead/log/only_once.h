@@ -70,7 +70,7 @@ struct COnceItem {
 /// for (int i = 0; i < 1000; ++i)
 ///   if (once.Start("disk full", 60)) std::puts("the disk is full");  // Once.
 /// @endcode
-class COnlyOnce {
+class COnlyOnce {  // Only what others call is exported: the rest is inlined.
  public:
   /// A tracker that knows no event, in the given mode for good. A value that is
   /// no COnlyMode makes a tracker whose Start() always answers false.
