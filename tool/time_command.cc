@@ -107,15 +107,22 @@ constexpr Parameter kForm = {
         "how to print it; a moment as plain if nothing else is said, a "
         "time of day or a difference in all forms",
     .verbs = kForms};
-constexpr Parameter kSeparator = {
-    .name = "separator",
-    .word = "TEXT",
-    .kind = Kind::kText,
-    .group = "Output",
-    .help =
-        "what stands between the numbers of a moment's clock (\\r \\n \\t \\\\ "
-        "\\xHH)",
-    .fallback = ":"};
+constexpr Parameter kSeparator = {.name = "separator",
+                                  .word = "TEXT",
+                                  .kind = Kind::kText,
+                                  .group = "Output",
+                                  .help =
+                                      "what stands between the numbers of a "
+                                      "moment's form clock (\\r \\n \\t \\\\ "
+                                      "\\xHH)",
+                                  .fallback = ":"};
+
+std::string SeparatorOf(const Arguments& arguments) {
+  const std::string form = arguments.Text(kForm);
+  if (arguments.Has(kSeparator) && form != "clock" && form != "all")
+    throw Failure(kWrongUsage, "-separator goes with -form clock or all");
+  return Unescaped(arguments.Text(kSeparator), kSeparator.name);
+}
 
 std::string NineDigits(std::int64_t number) {
   const std::string digits = inttostr(number);
@@ -123,8 +130,6 @@ std::string NineDigits(std::int64_t number) {
 }
 
 std::vector<Form> FormsOf(const TheTime& moment, const Arguments& arguments) {
-  const std::string separator =
-      Unescaped(arguments.Text(kSeparator), kSeparator.name);
   unsigned int day_second = 0;
   const int day = moment.GetDaySec(day_second);
   const std::string seconds = inttostr(moment.ts.tv_sec);
@@ -135,7 +140,7 @@ std::vector<Form> FormsOf(const TheTime& moment, const Arguments& arguments) {
       {"stamp", moment.SaveToString()},
       {"ymd", moment.GetDateStr()},
       {"dmy", moment.GetDateStr2()},
-      {"clock", moment.GetTimeStr(separator)},
+      {"clock", moment.GetTimeStr(SeparatorOf(arguments))},
       {"day", inttostr(day)},
       {"daysecond", inttostr(day_second)},
       {"seconds", seconds},

@@ -183,8 +183,13 @@ TEST(TimeShowTest, Separators) {
   EXPECT_EQ(clock("\\x2d"), "20-57-54\n");
   EXPECT_EQ(clock(" and "), "20 and 57 and 54\n");
   EXPECT_EQ(clock("\\t"), "20\t57\t54\n");
-  EXPECT_THAT(Refusal(2, {"now", "-separator", "\\q"}),
+  EXPECT_THAT(Refusal(2, {"now", "-form", "clock", "-separator", "\\q"}),
               HasSubstr("-separator"));
+  EXPECT_EQ(Refusal(2, {"now", "-separator", "."}),
+            "fairlead time: -separator goes with -form clock or all\n");
+  EXPECT_THAT(
+      Answer({"show", "-seconds", "0", "-separator", ".", "-form", "all"}),
+      HasSubstr("\nclock 00.00.00\n"));
   for (const char* const text : {"-", "-."})
     EXPECT_THAT(Refusal(2, {"now", "-separator", text}),
                 EndsWith("cannot begin with '-'; write \\x2d for that\n"));
@@ -359,10 +364,10 @@ TEST(TimeDayTest, BelowZero) {
 
 TEST(TimeDayTest, WhatIsNoCleanTimeIsMalformed) {
   for (const char* const text :
-       {"abc",    ":",           "1:x:3",        "1:02:03:04", "1:",   ":1",
-        "1::2",   "1:60",        "1:60:0",       "1:2:60",     "1: 2", " 1",
-        "1 ",     "45 or so",    "+1",           "1:-2",       "1:+2", "1.5",
-        "1:2:3:", "12345678901", "0:12345678901"})
+       {"abc", ":",      "1:x:3",       "1:02:03:04",   "1:005",  "1:",
+        ":1",  "1::2",   "1:60",        "1:60:0",       "1:2:60", "1: 2",
+        " 1",  "1 ",     "45 or so",    "+1",           "1:-2",   "1:+2",
+        "1.5", "1:2:3:", "12345678901", "0:12345678901"})
     EXPECT_EQ(Refusal(3, {"day", "-text", text}),
               Concat("fairlead time: -text '", text,
                      "' is no time of day, which is written 1:02:03, 2:03 "

@@ -43,7 +43,7 @@ std::int64_t SecondsIn(std::string_view text) {
     const std::string_view digits = text.substr(0, length);
     if (!IsDigits(digits) || digits.size() > kLongestNumber) return -1;
     const std::int64_t number = std::stoll(std::string(digits));
-    if (count > 1 && number > 59) return -1;
+    if (count > 1 && (length > 2 || number > 59)) return -1;
     total = total * 60 + number;
     if (length == text.size()) return total;
     if (count == 3) return -1;

@@ -38,10 +38,10 @@ std::vector<Mention> MentionsIn(std::string_view usage) {
   return mentions;
 }
 
-class Line {
+class Usage {
  public:
-  Line(const Arguments& arguments, std::string_view word,
-       std::string_view usage)
+  Usage(const Arguments& arguments, std::string_view word,
+        std::string_view usage)
       : arguments_(arguments),
         word_(word),
         usage_(usage),
@@ -107,7 +107,7 @@ class Line {
 
 void CheckUsage(const Arguments& arguments, std::string_view word,
                 std::string_view usage) {
-  Line(arguments, word, usage).Check();
+  Usage(arguments, word, usage).Check();
 }
 
 ExitStatus RunVerb(const Arguments& arguments, const Output& output,
