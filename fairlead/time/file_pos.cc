@@ -1,18 +1,27 @@
 #include "fairlead/time/file_pos.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
+#include <charconv>
 #include <cstddef>
-
-#include "fairlead/text/strings.h"
+#include <limits>
 
 namespace fairlead {
 namespace {
 
 constexpr std::size_t kDigitsOfHalf = 8;
 
-constexpr std::array<const char*, 7> kUnits = {"bytes", "Kb", "Mb", "Gb",
-                                               "Tb",    "Pb", "Eb"};
+constexpr std::array<std::string_view, 7> kUnits = {
+    " bytes", " Kb", " Mb", " Gb", " Tb", " Pb", " Eb"};
+
+// The two digits of every byte: half the steps of one digit at a time.
+constexpr std::array<std::array<char, 2>, 256> kDigitPairs = [] {
+  std::array<std::array<char, 2>, 256> pairs{};
+  for (std::size_t byte = 0; byte < pairs.size(); ++byte)
+    pairs[byte] = {hexletters[byte / 16], hexletters[byte % 16]};
+  return pairs;
+}();
 
 // The value of every character as a digit, -1 for what is none.
 constexpr std::array<std::int8_t, 256> kDigitValues = [] {
@@ -49,9 +58,23 @@ double Mebibytes(const CFilePos& at) {
   return static_cast<double>(Offset(at)) * 0x1p-20;
 }
 
+// Reads the usual half: eight characters, all of them digits.
+bool ReadEightDigits(std::string_view digits, std::uint32_t& half) {
+  if (digits.size() != kDigitsOfHalf) return false;
+  int all = 0;  // Negative as soon as one value is.
+  half = 0;
+  for (std::size_t i = 0; i < kDigitsOfHalf; ++i) {
+    const int value = kDigitValues[static_cast<unsigned char>(digits[i])];
+    all |= value;
+    half = half << 4U | static_cast<std::uint32_t>(value);
+  }
+  return all >= 0;
+}
+
 // Reads one half of an offset, from the last digit to the first, up to what is
 // no digit. Digits past the eighth are added from the lowest place again.
 bool ReadHalf(std::string_view digits, std::uint32_t& half) {
+  if (ReadEightDigits(digits, half)) return true;
   bool ok = true;
   half = 0;
   for (unsigned shift = 0; ok && !digits.empty(); shift += 4) {
@@ -62,18 +85,36 @@ bool ReadHalf(std::string_view digits, std::uint32_t& half) {
   return ok;
 }
 
-// The decimals of `whole` units and `part` 1024ths, one 1024th added and one
-// step on top, so that the size is never shown too small. Where they amount to
-// one more unit, that goes to `whole`, and no decimals remain.
-std::string Decimals(std::uint64_t& whole, std::uint64_t part) {
-  const std::uint64_t steps = whole < 10 ? 100 : whole < 100 ? 10 : 1;
-  const std::uint64_t shown = (part + 1) * steps / 1024 + 1;
-  if (shown >= steps) {
-    ++whole;
-    return {};
-  }
-  const int number = static_cast<int>(shown);
-  return '.' + (steps == 100 ? lz2(number) : inttostr(number));
+struct Size {
+  unsigned whole;         // Units, below 1024 before they are rounded.
+  unsigned steps = 1;     // To a unit: 100 are two decimals, 10 are one.
+  unsigned decimals = 0;  // Steps shown; 0 is never shown.
+};
+
+// Rounds `whole` units and `part` 1024ths: one 1024th is added and one step on
+// top, so that the size is never shown too small. Where the steps amount to one
+// more unit, that is shown alone.
+Size RoundedUp(unsigned whole, unsigned part) {
+  const unsigned steps = whole < 10 ? 100 : whole < 100 ? 10 : 1;
+  const unsigned decimals = (part + 1) * steps / 1024 + 1;
+  if (decimals >= steps) return {whole + 1};
+  return {whole, steps, decimals};
+}
+
+// What is written below goes to `at`; each function returns its end.
+
+char* WriteWhole(char* at, const Size& size) {
+  return std::to_chars(at, at + std::numeric_limits<unsigned>::digits10 + 1,
+                       size.whole)
+      .ptr;
+}
+
+char* WriteDecimals(char* at, const Size& size) {
+  if (size.decimals == 0) return at;
+  *at++ = '.';
+  if (size.steps == 100) *at++ = static_cast<char>('0' + size.decimals / 10);
+  *at++ = static_cast<char>('0' + size.decimals % 10);
+  return at;
 }
 
 }  // namespace
@@ -99,13 +140,13 @@ double CFilePos::DifferenceInMb(const CFilePos& other) const {
 }
 
 std::string CFilePos::GetStr() const {
-  std::array<char, 2 * kDigitsOfHalf> digits;
+  std::string digits(2 * kDigitsOfHalf, '0');
   std::uint64_t rest = Offset(*this);
-  for (auto at = digits.rbegin(); at != digits.rend(); ++at) {
-    *at = hexletters[rest % 16];
-    rest /= 16;
+  for (std::size_t at = digits.size(); at > 0; rest >>= 8U) {
+    at -= 2;
+    std::copy_n(kDigitPairs[rest % 256].data(), 2, &digits[at]);
   }
-  return {digits.data(), digits.size()};
+  return digits;
 }
 
 int CFilePos::GetFromHex(char c, bool& ok) {
@@ -129,21 +170,21 @@ bool CFilePos::LoadFromString(std::string_view text) {
 
 std::string CFilePos::GetText() const {
   const std::uint64_t offset = Offset(*this);
-  if (offset < 1024)
-    return inttostr(static_cast<std::int64_t>(offset)) + " bytes";
-
-  const auto unit = static_cast<unsigned>(std::bit_width(offset) - 1) / 10;
+  const auto unit = static_cast<unsigned>(std::bit_width(offset | 1U) - 1) / 10;
   const unsigned bits = 10 * unit;
-  std::uint64_t whole = offset >> bits;
-  std::string decimals;
-  if (whole << bits != offset)
-    decimals = Decimals(whole, (offset >> (bits - 10)) % 1024);
-  if (unit >= kUnits.size()) {  // Not before an offset has 70 bits.
+  Size size{static_cast<unsigned>(offset >> bits)};
+  if (std::uint64_t{size.whole} << bits != offset)
+    size = RoundedUp(size.whole, (offset >> (bits - 10)) % 1024);
+
+  std::array<char, 32> text;
+  char* const point = WriteWhole(text.data(), size);
+  char* at = WriteDecimals(point, size);
+  if (unit >= kUnits.size()) {  // Not before an offset has more than 70 bits.
     std::puts("!!! INTERNAL ERROR, the size is too huge.");
-    return decimals;
+    return {point, at};
   }
-  return inttostr(static_cast<std::int64_t>(whole)) + decimals + ' ' +
-         kUnits[unit];
+  at = std::copy(kUnits[unit].begin(), kUnits[unit].end(), at);
+  return {text.data(), at};
 }
 
 }  // namespace fairlead

@@ -1,7 +1,6 @@
 #include "fairlead/time/time_of_day.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <system_error>
 
@@ -29,11 +28,10 @@ CTimeOfDay Seconds(std::uint32_t seconds) {
   return {static_cast<std::int32_t>(seconds)};
 }
 
-// Writes two digits of a number below 100, and returns their end.
-char* WriteTwo(char* at, int number) {
-  *at++ = static_cast<char>('0' + number / 10);
-  *at++ = static_cast<char>('0' + number % 10);
-  return at;
+// Writes the two digits of a number from 0 to 99.
+void WriteTwo(char* at, int number) {
+  at[0] = static_cast<char>('0' + number / 10);
+  at[1] = static_cast<char>('0' + number % 10);
 }
 
 // What a stream skips, and the colon, which stands for a blank.
@@ -70,13 +68,11 @@ std::string CTimeOfDay::GetStampString() const {
     return lz2(parts.hours) + ':' + lz2(parts.minutes) + ':' +
            lz2(parts.seconds);
 
-  std::array<char, 8> text;
-  char* at = WriteTwo(text.data(), parts.hours);
-  *at++ = ':';
-  at = WriteTwo(at, parts.minutes);
-  *at++ = ':';
-  WriteTwo(at, parts.seconds);
-  return {text.data(), text.size()};
+  std::string text = "hh:mm:ss";
+  WriteTwo(&text[0], parts.hours);
+  WriteTwo(&text[3], parts.minutes);
+  WriteTwo(&text[6], parts.seconds);
+  return text;
 }
 
 CTimeOfDay CTimeOfDay::operator+(const CTimeOfDay& other) const {

@@ -1,0 +1,95 @@
+// Reads any bytes as the hexadecimal text of a file position, and judges the
+// texts of what comes of it.
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "fairlead/time/file_pos.h"
+
+namespace {
+
+using fairlead::CFilePos;
+
+constexpr std::uint64_t kBefore = 0x1122334455667788;
+constexpr int kPattern = 0xA5;
+
+void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+CFilePos Patterned(std::uint64_t offset) {
+  CFilePos made;
+  std::memset(&made.position, kPattern, sizeof made.position);
+  made.position.__pos = static_cast<std::int64_t>(offset);
+  return made;
+}
+
+std::uint64_t Offset(const CFilePos& at) {
+  return static_cast<std::uint64_t>(at.position.__pos);
+}
+
+void RequireRestKept(const CFilePos& at) {
+  const CFilePos before = Patterned(0);
+  Require(std::memcmp(&at.position.__state, &before.position.__state,
+                      sizeof before.position.__state) == 0);
+  Require(at.additions == 0);
+}
+
+bool AllDigits(const std::string& text) {
+  return std::all_of(text.begin(), text.end(), [](char c) {
+    return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+  });
+}
+
+void RequireOutcome(const std::string& text, bool loaded, const CFilePos& at) {
+  Require(loaded == (!text.empty() && AllDigits(text)));
+  if (text.empty()) Require(Offset(at) == kBefore);
+  if (loaded && text.size() <= 16)
+    Require(Offset(at) == std::strtoull(text.c_str(), nullptr, 16));
+  const std::string last =
+      text.substr(text.size() - std::min<std::size_t>(text.size(), 8));
+  if (!AllDigits(last)) Require(Offset(at) >> 32U == kBefore >> 32U);
+}
+
+void RequireRoundTrip(const CFilePos& at) {
+  const std::string digits = at.GetStr();
+  Require(digits.size() == 16);
+  CFilePos back;
+  Require(back.LoadFromString(digits));
+  Require(Offset(back) == Offset(at));
+}
+
+// The size is that of a unit which the offset has reached, and never too small.
+void RequireSize(const CFilePos& at) {
+  static constexpr const char* kUnits[] = {" bytes", " Kb", " Mb", " Gb",
+                                           " Tb",    " Pb", " Eb"};
+  const std::string text = at.GetText();
+  const std::string unit = text.substr(text.find(' '));
+  std::size_t power = 0;
+  while (unit != kUnits[power]) Require(++power < 7);
+  Require(power == 0 || Offset(at) >> (10 * power) != 0);
+  // Wider than a double, so that the last byte counts.
+  const long double shown = std::strtold(text.c_str(), nullptr);
+  const long double bytes =
+      shown * static_cast<long double>(1ULL << (10 * power));
+  Require(bytes >= static_cast<long double>(Offset(at)));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
+                                      std::size_t size) {
+  const std::string text(data, data + size);
+  CFilePos at = Patterned(kBefore);
+  const bool loaded = at.LoadFromString(text);
+  RequireOutcome(text, loaded, at);
+  RequireRoundTrip(at);
+  RequireSize(at);
+  RequireRestKept(at);
+  return 0;
+}
