@@ -24,10 +24,10 @@ constexpr std::array<std::array<char, 2>, 256> kDigitPairs = [] {
 }();
 
 // The value of every character as a digit, -1 for what is none.
-constexpr std::array<std::int8_t, 256> kDigitValues = [] {
-  std::array<std::int8_t, 256> values{};
+constexpr std::array<int, 256> kDigitValues = [] {
+  std::array<int, 256> values{};
   values.fill(-1);
-  std::int8_t value = 0;
+  int value = 0;
   for (const char digit : hexletters) {
     values[static_cast<unsigned char>(digit)] = value;
     if (digit >= 'A')
