@@ -39,8 +39,7 @@ void RequireAsNumbers(std::string text, bool loaded, std::int32_t seconds) {
   Require(seconds == static_cast<std::int32_t>(total));
 }
 
-// The text of a count below zero starts with a sign or has one inside, and its
-// parts are all of one sign, so that it is read back as any other is.
+// Holds below zero, too: every part of such a stamp has its own sign.
 void RequireRoundTrip(const CTimeOfDay& time) {
   CTimeOfDay back;
   Require(back.LoadFromString(time.GetStampString()));

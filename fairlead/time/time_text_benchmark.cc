@@ -1,6 +1,6 @@
 // The texts of times of day and file positions beside other ways to make them.
 // Each group works on random values, and every competitor gives fairlead's
-// answer, but for a size in GLib's own form.
+// answer, but for the two that say so in their names.
 
 #include <benchmark/benchmark.h>
 
@@ -368,7 +368,7 @@ BENCHMARK(HexTextAbsl)->Name("HexText/absl::StrFormat");
 #endif
 
 #ifdef FAIRLEAD_PEER_ABSL_STRINGS
-// In lower case, which only fairlead's test of the answer makes upper.
+// In lower case: it has no other.
 void HexTextAbslCat(benchmark::State& state) {
   Race(state, Offsets(), [](std::uint64_t offset) {
     return absl::StrCat(absl::Hex(offset, absl::kZeroPad16));
