@@ -39,8 +39,8 @@ namespace fairlead {
 /// What the file does not take, because the disk is full or a limit is reached,
 /// waits in the log and is written, once and in its order, when a later text
 /// with a line break finds room. Once more than 64 KiB wait so, further texts
-/// are dropped whole, without notice; the death of the program, or of the log,
-/// drops all that waits.
+/// are dropped whole, without notice. The destructor tries a last time; what
+/// waits then, or when the program is killed, is lost.
 /// @par
 /// A failure of `std::cout` stays with that stream until the program clears it;
 /// the file goes on.

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -193,6 +194,18 @@ TEST_F(LogTest, FlushesInCrlfModeAsWell) {
                                 Places{"abc\r\n", "abc\r\n"},
                                 Places{"abc\r\nd\r", "abc\r\nd\r"},
                                 Places{"abc\r\nd\r", "abc\r\nd\r"}));
+}
+
+TEST_F(LogTest, TextWithoutEndIsNotHeldBackWithoutEnd) {
+  std::size_t written = 0;
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log(Name(), false);
+    for (int i = 0; i < 1000; ++i) log << std::string(1000, '.');
+    written = Contents(Name()).size();
+  }
+  EXPECT_GE(written, 980000);
+  EXPECT_EQ(Contents(Name()).size(), 1000000);
 }
 
 TEST_F(LogTest, ALineFlushesWhatTheProgramPrintedBefore) {

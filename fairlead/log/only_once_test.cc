@@ -352,6 +352,7 @@ constexpr EdgeCase kEdgeCases[] = {
     {5, 6, 0, true},
     {0, 1, 1e-9, false},
     {0, 2, 1e-9, true},
+    {0, 3, 3e-9, false},  // 3 / 1e9 is 3e-9, and 3 * 1e-9 is a little more.
     {0, kBillion / 10, 0.1, false},
     {0, kBillion / 10 + 1, 0.1, true},
     {999999999, kBillion, 0, true},
