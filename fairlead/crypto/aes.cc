@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <string_view>
 
 #include "fairlead/crypto/aes_paths.h"
@@ -15,6 +16,7 @@ namespace fairlead {
 namespace {
 
 constexpr std::size_t kMostKeyBytes = 32;
+constexpr std::size_t kLeastWords = 44;  // Those in use with 128 bits.
 
 // Set before anything is keyed, and read by whoever has a keyed context.
 constinit std::atomic<const AesPath*> chosen_path = &kAesTables;
@@ -70,10 +72,17 @@ void aes_decrypt(const aes_context* ctx, const unsigned char* input,
 }
 
 AES::AES(std::string_view key, std::int32_t bits) : bits_(bits) {
-  unsigned char bytes[kMostKeyBytes] = {};
-  const auto wanted = static_cast<std::size_t>(std::max(bits / 8, 0));
-  std::copy_n(key.data(), std::min({wanted, key.size(), kMostKeyBytes}), bytes);
-  aes_set_key(&context_, bytes, bits_);
+  unsigned char padded[kMostKeyBytes] = {};
+  const auto* bytes = reinterpret_cast<const unsigned char*>(key.data());
+  if (static_cast<std::int64_t>(key.size()) < bits / 8) {
+    std::copy_n(bytes, std::min(key.size(), kMostKeyBytes), padded);
+    bytes = padded;
+  }
+
+  // Keying leaves nothing else unset, and is quicker than clearing it all.
+  std::fill(context_.encKeys + kLeastWords, std::end(context_.encKeys), 0);
+  std::fill(context_.decKeys + kLeastWords, std::end(context_.decKeys), 0);
+  if (aes_set_key(&context_, bytes, bits_) != 0) context_ = {};
 }
 
 void AES::EncodeBlock(unsigned char* block) const {

@@ -128,7 +128,7 @@ class FAIRLEAD_EXPORT AES {
   void DecodeArray(unsigned char* data, std::int32_t length) const;
 
  private:
-  aes_context context_{};  // All zero where the key size was refused.
+  aes_context context_;  // All zero where the key size was refused.
   std::int32_t bits_;
 };
 

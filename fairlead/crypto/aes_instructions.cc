@@ -24,10 +24,6 @@ FAIRLEAD_AES_TARGET inline __m128i SwapWords(__m128i words) {
                                               5, 6, 7, 0, 1, 2, 3));
 }
 
-FAIRLEAD_AES_TARGET inline __m128i LoadKey(const std::uint32_t* words) {
-  return SwapWords(_mm_loadu_si128(reinterpret_cast<const __m128i*>(words)));
-}
-
 FAIRLEAD_AES_TARGET inline void StoreKey(std::uint32_t* words, __m128i key) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(words), SwapWords(key));
 }
@@ -37,7 +33,7 @@ struct Lanes {
   static constexpr std::size_t kBlocks = 1;
 
   FAIRLEAD_AES_TARGET static Vector Key(const std::uint32_t* words) {
-    return LoadKey(words);
+    return SwapWords(_mm_loadu_si128(reinterpret_cast<const Vector*>(words)));
   }
   FAIRLEAD_AES_TARGET static Vector Load(const unsigned char* data) {
     return _mm_loadu_si128(reinterpret_cast<const Vector*>(data));
@@ -80,61 +76,67 @@ FAIRLEAD_AES_TARGET inline __m128i Sums(__m128i key) {
   return _mm_xor_si128(key, _mm_slli_si128(key, 8));
 }
 
-FAIRLEAD_AES_TARGET void Expand128(std::uint32_t* words,
+// Stores a round key for both directions: decryption takes them backwards, and
+// all but the outer two unmixed.
+template <int kRounds>
+FAIRLEAD_AES_TARGET inline void PutKey(aes_context* ctx, int round,
+                                       __m128i key) {
+  const bool outer = round == 0 || round == kRounds;
+  StoreKey(ctx->encKeys + 4 * round, key);
+  StoreKey(ctx->decKeys + 4 * (kRounds - round),
+           outer ? key : _mm_aesimc_si128(key));
+}
+
+FAIRLEAD_AES_TARGET void Expand128(aes_context* ctx,
                                    const unsigned char* bytes) {
   __m128i key = Lanes::Load(bytes);
-  StoreKey(words, key);
-  for (int i = 0; i < 10; ++i) {
-    key = _mm_xor_si128(Sums(key), RotatedLast(key, i));
-    StoreKey(words += 4, key);
+  PutKey<10>(ctx, 0, key);
+  for (int round = 1; round <= 10; ++round) {
+    key = _mm_xor_si128(Sums(key), RotatedLast(key, round - 1));
+    PutKey<10>(ctx, round, key);
   }
 }
 
-// Six words a step: four in `key`, two in the lower half of `rest`.
-FAIRLEAD_AES_TARGET void Expand192(std::uint32_t* words,
+FAIRLEAD_AES_TARGET inline __m128i NextKey(__m128i key, __m128i rest,
+                                           int index) {
+  const __m128i last = _mm_shuffle_epi32(rest, 0x55);
+  return _mm_xor_si128(Sums(key), RotatedLast(last, index));
+}
+
+FAIRLEAD_AES_TARGET inline __m128i NextRest(__m128i key, __m128i rest) {
+  rest = _mm_xor_si128(rest, _mm_slli_si128(rest, 4));
+  return _mm_xor_si128(rest, _mm_shuffle_epi32(key, 0xFF));
+}
+
+// Six words a step: four in `key`, two in the lower half of `rest`. Two steps
+// make three round keys.
+FAIRLEAD_AES_TARGET void Expand192(aes_context* ctx,
                                    const unsigned char* bytes) {
-  const auto store_rest = [](std::uint32_t* to,
-                             __m128i rest) FAIRLEAD_AES_TARGET {
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), SwapWords(rest));
-  };
   __m128i key = Lanes::Load(bytes);
   __m128i rest = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes + 16));
-  StoreKey(words, key);
-  store_rest(words + 4, rest);
-  for (int i = 0;; ++i) {
-    const __m128i last = _mm_shuffle_epi32(rest, 0x55);
-    key = _mm_xor_si128(Sums(key), RotatedLast(last, i));
-    StoreKey(words += 6, key);
-    if (i == 7) return;
-    rest = _mm_xor_si128(rest, _mm_slli_si128(rest, 4));
-    rest = _mm_xor_si128(rest, _mm_shuffle_epi32(key, 0xFF));
-    store_rest(words + 4, rest);
+  PutKey<12>(ctx, 0, key);
+  for (int round = 1, step = 0; round <= 12; round += 3, step += 2) {
+    key = NextKey(key, rest, step);
+    PutKey<12>(ctx, round, _mm_unpacklo_epi64(rest, key));
+    rest = NextRest(key, rest);
+    PutKey<12>(ctx, round + 1, _mm_alignr_epi8(rest, key, 8));
+    key = NextKey(key, rest, step + 1);
+    PutKey<12>(ctx, round + 2, key);
+    rest = NextRest(key, rest);
   }
 }
 
-FAIRLEAD_AES_TARGET void Expand256(std::uint32_t* words,
+FAIRLEAD_AES_TARGET void Expand256(aes_context* ctx,
                                    const unsigned char* bytes) {
   __m128i even = Lanes::Load(bytes);
   __m128i odd = Lanes::Load(bytes + 16);
-  StoreKey(words, even);
-  StoreKey(words += 4, odd);
-  for (int i = 0;; ++i) {
-    even = _mm_xor_si128(Sums(even), RotatedLast(odd, i));
-    StoreKey(words += 4, even);
-    if (i == 6) return;
+  PutKey<14>(ctx, 0, even);
+  for (int round = 1; round <= 13; round += 2) {
+    PutKey<14>(ctx, round, odd);
+    even = _mm_xor_si128(Sums(even), RotatedLast(odd, round / 2));
+    PutKey<14>(ctx, round + 1, even);
     odd = _mm_xor_si128(Sums(odd), Last(even));
-    StoreKey(words += 4, odd);
   }
-}
-
-// The same round keys backwards; all but the outer two are unmixed.
-FAIRLEAD_AES_TARGET void Reverse(aes_context* ctx) {
-  const std::uint32_t* from = ctx->encKeys + 4 * ctx->rounds;
-  std::uint32_t* to = ctx->decKeys;
-  StoreKey(to, LoadKey(from));
-  for (std::int32_t round = 1; round < ctx->rounds; ++round)
-    StoreKey(to += 4, _mm_aesimc_si128(LoadKey(from -= 4)));
-  StoreKey(to + 4, LoadKey(from - 4));
 }
 
 }  // namespace
@@ -143,11 +145,10 @@ namespace aes_instructions {
 
 FAIRLEAD_AES_TARGET void SetKey(aes_context* ctx, const unsigned char* key,
                                 std::int32_t rounds) {
-  if (rounds == 10) Expand128(ctx->encKeys, key);
-  if (rounds == 12) Expand192(ctx->encKeys, key);
-  if (rounds == 14) Expand256(ctx->encKeys, key);
+  if (rounds == 10) Expand128(ctx, key);
+  if (rounds == 12) Expand192(ctx, key);
+  if (rounds == 14) Expand256(ctx, key);
   ctx->rounds = rounds;
-  Reverse(ctx);
 }
 
 FAIRLEAD_AES_TARGET void EncryptBlock(const aes_context* ctx,
