@@ -26,7 +26,7 @@ void EndBySignal() {
 void Note(int signal) {
   const int error = errno;
   signal_that_came = signal;
-  (void)!write(wake, "", 1);
+  [[maybe_unused]] const ssize_t written = write(wake, "", 1);
   alarm(kGrace);
   errno = error;
 }
@@ -52,9 +52,9 @@ Interruption::Interruption() {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) Handle(signal, Note);
 }
 
-bool Interruption::HasCome() const { return signal_that_came != 0; }
+bool Interruption::HasCome() { return signal_that_came != 0; }
 
-void Interruption::End() const {
+void Interruption::End() {
   EndBySignal();
   std::abort();  // No default action of these signals returns.
 }

@@ -22,11 +22,11 @@ class Interruption {
   /// Becomes readable when a signal comes.
   int descriptor() const { return descriptor_; }
 
-  bool HasCome() const;
+  static bool HasCome();
 
   /// Ends the process by the signal that has come, as it would have ended
   /// without the object.
-  [[noreturn]] void End() const;
+  [[noreturn]] static void End();
 
  private:
   int descriptor_ = -1;

@@ -179,7 +179,7 @@ bool AwaitInput(const Interruption& interruption, int wait) {
 int LogLines(LineLogger& logger, const Interruption& interruption,
              const OutputCopy& copy) {
   std::vector<char> buffer(kPiece);
-  while (!interruption.HasCome() && !copy.failure()) {
+  while (!Interruption::HasCome() && !copy.failure()) {
     const bool ready = AwaitInput(interruption, logger.Wait());
     logger.TellEnded();
     if (!ready) continue;
@@ -206,7 +206,7 @@ ExitStatus Log(const Arguments& arguments, const Output& output) {
   logger.End();
   const std::string missing = file.Missing();
   if (!missing.empty()) Complain("log", missing);
-  if (interruption.HasCome()) interruption.End();
+  if (Interruption::HasCome()) Interruption::End();
   if (copy.failure()) throw Failure(*copy.failure());
   if (error != 0)
     throw Failure(kCannotRead,

@@ -262,7 +262,7 @@ TEST_F(LogCommandTest, SeveralAppendWithoutLosingOrTearingALine) {
 }
 
 TEST_F(LogCommandTest, KilledItLeavesWholeLinesAndAllThatWasPassedOn) {
-  const std::string text = LinesOf('k', 200'000);
+  const std::string text = LinesOf('k', 30'000);
   Process process({.arguments = Arguments({"-stamp", "none"}),
                    .input = text,
                    .input_stays_open = true});
@@ -305,6 +305,9 @@ TEST_F(LogCommandTest, ASignalThatIsIgnoredStaysIgnored) {
 }
 
 TEST_F(LogCommandTest, ASignalEndsItWhereNobodyTakesTheOutput) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the thread sanitizer runs no handler inside a write";
+#endif
   Process process({.arguments = Arguments({"-stamp", "none"}),
                    .input = "a\nb\n",
                    .input_stays_open = true,

@@ -212,8 +212,9 @@ TEST_F(SendLogTest, ALogThatCannotBeOpenedEndsItBeforeItConnects) {
 
 // A limit on the size of files stands for the full disk.
 TEST_F(SendLogTest, EventsThatAreMissingInTheFileAreAnError) {
+  folder_.File("box.log", std::string(8192, '\n'));
   const Outcome outcome = RunProgram(
-      {.arguments = Words{"-c", "ulimit -f 0; exec \"$0\" \"$@\"",
+      {.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"",
                           FAIRLEAD_PROGRAM, "send", "-demo", "-text", "x"} +
                     Log() + kForever,
        .program = "/bin/sh"});
