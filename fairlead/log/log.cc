@@ -60,7 +60,8 @@ bool CLog::File::Open(const std::string& name) {
 void CLog::File::Write(std::string_view text, bool flush) {
   if (descriptor_ < 0) return;
   if (flush && waiting_.empty()) {  // Nearly every line: it is not copied.
-    waiting_ = text.substr(Send(text));
+    text.remove_prefix(Send(text));
+    if (!text.empty()) waiting_ = text;
     return;
   }
 
@@ -94,6 +95,8 @@ CLog::CLog(const std::vector<std::string>& names) : crlf_(false) {
 CLog::CLog(const std::string& name, bool crlf) : crlf_(crlf) {
   file_.Open(name);
 }
+
+CLog::~CLog() = default;
 
 void CLog::Write(std::string_view text) {
   const bool flush = Holds(text, '\n') || Holds(text, '\r');

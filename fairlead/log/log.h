@@ -61,20 +61,20 @@ namespace fairlead {
 /// const std::string host = "localhost";
 /// log << "connected to " + host + "\n";  // One text: no thread comes between.
 /// @endcode
-class FAIRLEAD_EXPORT CLog {
+class CLog {  // Only what others call is exported: the rest is inlined.
  public:
   /// Opens the first of `names`, in their order, that can be opened for
   /// appending; a file that is not there is made. The CRLF flag is off.
   ///
   /// The list should hold a name: an empty one makes a log without a file.
-  explicit CLog(const std::vector<std::string>& names);
+  FAIRLEAD_EXPORT explicit CLog(const std::vector<std::string>& names);
 
   /// Opens the file for appending, made if it is not there, with the CRLF flag
   /// as given.
-  CLog(const std::string& name, bool crlf);
+  FAIRLEAD_EXPORT CLog(const std::string& name, bool crlf);
 
   /// Flushes the file and closes it; a failure to do so is ignored.
-  ~CLog() = default;
+  FAIRLEAD_EXPORT ~CLog();
 
   // Not const: CLog({"a.log", "b.log"}) shall be read as two names, never as a
   // copy of the log CLog("a.log", "b.log").
