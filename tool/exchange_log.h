@@ -18,9 +18,9 @@ inline constexpr Parameter kLog = {
     .kind = Kind::kFile,
     .group = "Log",
     .help =
-        "append to FILE what happens, a stamped line an event; of the bytes "
-        "only how many there are, and nothing of it to standard output or "
-        "error"};
+        "append to FILE what happens, a stamped line an event, a warning that "
+        "repeats once in 10 seconds; of the bytes only how many there are, and "
+        "nothing of it to standard output or error"};
 
 /// The log of an exchange. Until Open() it takes every event and writes none.
 ///

@@ -73,16 +73,19 @@ double Seconds(std::string_view text) {
 }
 
 // Takes CLog's copy for standard output there. A stream swallows what its
-// buffer throws, so the first failure is kept.
+// buffer throws, so the first failure is kept. Where nobody takes the output, a
+// signal ends the wait, and the file alone gets the rest.
 class OutputCopy : public std::streambuf {
  public:
-  explicit OutputCopy(const Output& output) : output_(output) {}
+  OutputCopy(const Output& output, const Interruption& interruption)
+      : output_(output), interruption_(interruption) {}
 
   const std::optional<Failure>& failure() const { return failure_; }
 
  private:
   std::streamsize xsputn(const char* text, std::streamsize size) override {
     const std::string_view bytes(text, static_cast<std::size_t>(size));
+    if (!output_.AwaitRoom(interruption_.descriptor())) return 0;
     try {
       output_.Write(output_.screen().terminal ? Visible(bytes)
                                               : std::string(bytes));
@@ -99,6 +102,7 @@ class OutputCopy : public std::streambuf {
   }
 
   const Output& output_;
+  const Interruption& interruption_;
   std::optional<Failure> failure_;
 };
 
@@ -197,10 +201,10 @@ ExitStatus Log(const Arguments& arguments, const Output& output) {
   if (!arguments.Has(kLogFile))
     throw Failure(kWrongUsage, Concat(Spelling(kLogFile), " is missing"));
   if (arguments.Has(kOnce)) Seconds(arguments.Text(kOnce));
-  OutputCopy copy(output);
+  const Interruption interruption;
+  OutputCopy copy(output, interruption);
   LogFile file(arguments.Text(kLogFile), arguments.Has(kCrlf), &copy);
   LineLogger logger(file, arguments);
-  const Interruption interruption;
 
   const int error = LogLines(logger, interruption, copy);
   logger.End();
@@ -243,9 +247,10 @@ constinit const Command kLogCommand = {
         "behind a stamp, to the end of the file and to standard output; on a "
         "terminal control bytes are made visible. The last line may lack its "
         "line feed. Several may append to one file: no line is lost or torn. "
-        "It ends with its input, when nobody reads standard output any more, "
-        "and by Ctrl-C, SIGTERM or SIGHUP: what was read is in the file then, "
-        "and what was held back is told. A line that the file does not take, "
+        "It ends with its input, with the first line that standard output "
+        "does not take, and by Ctrl-C, SIGTERM or SIGHUP: what was read is in "
+        "the file then, and what was held back is told. A line that the file "
+        "does not take, "
         "as when the disk is full, is dropped, and the next is tried again; at "
         "the end the size of the file shows how many bytes are missing. That "
         "is not noticed in a pipe or a device, nor where other programs append "

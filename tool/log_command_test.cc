@@ -305,16 +305,30 @@ TEST_F(LogCommandTest, ASignalThatIsIgnoredStaysIgnored) {
 }
 
 TEST_F(LogCommandTest, ASignalEndsItWhereNobodyTakesTheOutput) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "the thread sanitizer runs no handler inside a write";
-#endif
-  Process process({.arguments = Arguments({"-stamp", "none"}),
-                   .input = "a\nb\n",
+  Process process({.arguments = Arguments({"-stamp", "none", "-once", "3600"}),
+                   .input = "a\nb\na\nc",
                    .input_stays_open = true,
                    .output_is_stuck = true});
   AwaitFile("a\n");
   kill(process.pid(), SIGTERM);
   EXPECT_EQ(process.Wait().signal, SIGTERM);
+  EXPECT_EQ(File(), "a\nb\nc\nrepeated 1 time: a\n");
+}
+
+TEST_F(LogCommandTest, ASignalEndsItEvenWhereTheFileIsAPipeThatNobodyReads) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the thread sanitizer runs no handler inside a write";
+#endif
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  const int pipe = open(path_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  while (write(pipe, "x", 1) == 1) {
+  }
+  const Fed fed(folder_, Arguments());
+  fed.Write("a\n");
+  fed.AwaitReading();
+  fed.Kill(SIGTERM);
+  EXPECT_EQ(fed.Wait().signal, SIGTERM);
+  close(pipe);
 }
 
 TEST_F(LogCommandTest, AClosedPipeEndsItWhenAllThatWasReadIsInTheFile) {

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -97,6 +98,15 @@ void Output::Write(std::string_view bytes) const {
   if (!WriteAll(descriptor_, bytes))
     throw Failure(kCannotWrite,
                   Concat("cannot write standard output: ", ErrorText(errno)));
+}
+
+bool Output::AwaitRoom(int stop) const {
+  std::array<pollfd, 2> waits = {
+      pollfd{.fd = descriptor_, .events = POLLOUT, .revents = 0},
+      pollfd{.fd = stop, .events = POLLIN, .revents = 0}};
+  while (poll(waits.data(), waits.size(), -1) == -1 && errno == EINTR) {
+  }
+  return waits[0].revents != 0;
 }
 
 // One write a line, so that lines of several threads do not mix. Where even

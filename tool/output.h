@@ -30,6 +30,11 @@ class Output {
   /// @throws Failure with kCannotWrite
   void Write(std::string_view bytes) const;
 
+  /// Waits until some bytes can be written, a page to a pipe.
+  ///
+  /// @return false where the descriptor `stop` becomes readable before
+  bool AwaitRoom(int stop) const;
+
   /// What standard output is.
   Screen screen() const { return screen_; }
 

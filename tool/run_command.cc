@@ -87,7 +87,7 @@ ExitStatus RunCommand(std::span<char* const> words, const Output& output) {
     Complain(name, failure.what());
     return failure.status();
   } catch (const std::bad_alloc&) {
-    Complain(name, "there is not enough memory for the body");
+    Complain(name, "there is not enough memory for what is read");
     return kCannotRead;
   } catch (const std::system_error& error) {
     Complain(name, Concat("no thread can be started: ", error.what()));
