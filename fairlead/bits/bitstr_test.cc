@@ -3,8 +3,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <climits>
 #include <cstddef>
 #include <cstring>
 #include <random>
@@ -12,6 +16,8 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include "fairlead/bits/move_bits_model.h"
 
 namespace fairlead {
 namespace {
@@ -62,6 +68,133 @@ TEST(MoveBitsTest, NoBitsOverwriteTheRestOfTheWord) {
   Words destination = {0xFFFFFFFF, 0xFFFFFFFF};
   MoveBits(source.data(), 0, destination.data(), 8, 0, 1);
   EXPECT_THAT(destination, ElementsAre(0x345678FF, 0xFFFFFFFF));
+}
+
+Words Random(std::size_t size, std::mt19937& random) {
+  Words words(size);
+  for (unsigned int& word : words) word = static_cast<unsigned int>(random());
+  return words;
+}
+
+TEST(MoveBitsTest, EveryRunUpToAHundredBitsIsCopiedAndNothingElse) {
+  std::mt19937 random(71);
+  const Words before = Random(6, random);
+  for (std::size_t stride = 1; stride <= 3; ++stride) {
+    const Words source = Random(6 * stride, random);
+    for (std::size_t from = 0; from < 64; ++from)
+      for (std::size_t to = 0; to < 64; ++to)
+        for (std::size_t count = 0; count <= 100; ++count) {
+          std::array<unsigned int, 6> expected;
+          std::copy(before.begin(), before.end(), expected.begin());
+          std::array<unsigned int, 6> actual = expected;
+          MoveBitByBit(source.data(), from, expected.data(), to, count, stride);
+          MoveBits(source.data(), static_cast<int>(from), actual.data(),
+                   static_cast<int>(to), static_cast<int>(count),
+                   static_cast<int>(stride));
+          ASSERT_EQ(actual, expected)
+              << "from " << from << " to " << to << ", " << count << " bits";
+        }
+  }
+}
+
+// A page that can be used, followed by one that cannot: an array that ends
+// where the page does is read or written past its end by no one who survives.
+class Fence {
+ public:
+  Fence() {
+    void* const pages = mmap(nullptr, 2 * size_, PROT_READ | PROT_WRITE,
+                             MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages == MAP_FAILED) std::abort();
+    start_ = static_cast<unsigned char*>(pages);
+    if (mprotect(start_ + size_, size_, PROT_NONE) != 0) std::abort();
+  }
+  Fence(const Fence&) = delete;
+  Fence& operator=(const Fence&) = delete;
+  ~Fence() { munmap(start_, 2 * size_); }
+
+  unsigned int* Last(std::size_t words) {
+    return reinterpret_cast<unsigned int*>(start_ + size_) - words;
+  }
+
+ private:
+  std::size_t size_ = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  unsigned char* start_ = nullptr;
+};
+
+TEST(MoveBitsTest, NoWordWithoutABitOfTheRunIsTouched) {
+  Fence source_fence;
+  Fence destination_fence;
+  std::mt19937 random(72);
+  for (int trial = 0; trial < 100'000; ++trial) {
+    const std::size_t from = random() % 70;
+    const std::size_t to = random() % 70;
+    const std::size_t stride = 1 + random() % 4;
+    // At times the run ends with its last source word, to the bit.
+    std::size_t count = 1 + random() % 520;
+    if (random() % 4 == 0) count += 31 - (from + count + 31) % 32;
+    const std::size_t source_size = (from + count - 1) / 32 * stride + 1;
+    const std::size_t destination_size = (to + count - 1) / 32 + 1;
+    unsigned int* const source = source_fence.Last(source_size);
+    unsigned int* const destination = destination_fence.Last(destination_size);
+    const Words filling = Random(source_size, random);
+    std::copy(filling.begin(), filling.end(), source);
+    Words expected = Random(destination_size, random);
+    std::copy(expected.begin(), expected.end(), destination);
+
+    MoveBitByBit(source, from, expected.data(), to, count, stride);
+    MoveBits(source, static_cast<int>(from), destination, static_cast<int>(to),
+             static_cast<int>(count), static_cast<int>(stride));
+    ASSERT_TRUE(std::equal(expected.begin(), expected.end(), destination))
+        << "from " << from << " to " << to << ", " << count << " bits";
+  }
+}
+
+TEST(MoveBitsTest, RunsThatOverlapAreCopiedWordByWord) {
+  std::mt19937 random(73);
+  for (int trial = 0; trial < 100'000; ++trial) {
+    const std::size_t from = random() % 100;
+    const std::size_t to = random() % 100;
+    const std::size_t stride = 1 + random() % 3;
+    const std::size_t count = random() % 300;
+    Words expected = Random(60, random);
+    Words actual = expected;
+    const std::size_t source_word = random() % 5;
+    const std::size_t destination_word = random() % 5;
+    MoveWordByWord(&expected[source_word], from, &expected[destination_word],
+                   to, count, stride);
+    MoveBits(&actual[source_word], static_cast<int>(from),
+             &actual[destination_word], static_cast<int>(to),
+             static_cast<int>(count), static_cast<int>(stride));
+    ASSERT_EQ(actual, expected)
+        << "from " << from << " to " << to << ", " << count << " bits";
+  }
+}
+
+TEST(MoveBitsTest, PositionsGoFarBeyondFiveHundredBits) {
+  Words source(40'000);
+  source[39'999] = 0xABCD0000;
+  Words destination(20'000);
+  MoveBits(source.data(), 19'999 * 32 + 16 + 32, destination.data(),
+           19'999 * 32 + 8, 0, 1);
+  EXPECT_EQ(destination[19'999], 0U);
+  // Nineteen thousand words in, two apart.
+  source[39'998] = 0x12345678;
+  MoveBits(source.data(), 19'999 * 32 + 4, destination.data(), 19'999 * 32 + 8,
+           16, 2);
+  EXPECT_EQ(destination[19'999], 0x00456700U);
+}
+
+TEST(MoveBitsTest, NegativeArgumentsStayInTheFirstWords) {
+  const Words source = {1, 2, 3, 4};
+  for (const int odd : {-1, -31, -32, -33, INT_MIN}) {
+    Words destination = {5, 6, 7, 8};
+    MoveBits(source.data(), odd, destination.data(), 0, 8, 1);
+    MoveBits(source.data(), 0, destination.data(), odd, 8, 1);
+    MoveBits(source.data(), 0, destination.data(), 0, odd, 1);
+    MoveBits(source.data(), odd, destination.data(), odd, odd, 1);
+    EXPECT_EQ(destination[2], 7U);
+    EXPECT_EQ(destination[3], 8U);
+  }
 }
 
 TEST(EndiansTest, ReversesTheBytes) {

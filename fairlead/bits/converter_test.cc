@@ -1,12 +1,99 @@
 // Bits as text and back, against the rules written a second time.
 #include "fairlead/bits/converter.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <random>
 #include <string>
+#include <type_traits>
+
+#include "fairlead/bits/converter_model.h"
 
 namespace fairlead {
 namespace {
+
+using testing::Each;
+
+static_assert(std::is_standard_layout_v<CConverter>);
+static_assert(std::is_trivially_copyable_v<CConverter>);
+static_assert(offsetof(CConverter, alphabet) == 0);
+static_assert(offsetof(CConverter, reverse) == 256);
+static_assert(offsetof(CConverter, bitstr) == 512);
+static_assert(offsetof(CConverter, totalBits) == 580);
+static_assert(offsetof(CConverter, bitsPerChar) == 584);
+static_assert(offsetof(CConverter, groupSize) == 588);
+static_assert(offsetof(CConverter, error) == 592);
+static_assert(sizeof(CConverter) == 596);
+
+CBitstr RandomBits(std::mt19937& random) {
+  CBitstr bits;
+  for (unsigned int& word : bits.data)
+    word = static_cast<unsigned int>(random());
+  bits.length = static_cast<int>(random() % 100);
+  return bits;
+}
+
+// Reads `text` into a fresh converter and into the model.
+void ExpectReadAlike(int total, int width, const std::string& text) {
+  CConverter converter(total, width, 3);
+  const auto read = ConverterModel{total, width, 3}.ReadText(text);
+  const bool loaded = converter.LoadData(text);
+  ASSERT_EQ(converter.error, read.error)
+      << total << " bits, " << width << " a character: \"" << text << '"';
+  ASSERT_EQ(loaded, read.error == 0);
+  ASSERT_EQ(converter.bitstr.length, read.length);
+  ASSERT_EQ(std::memcmp(converter.bitstr.data, read.bytes.data(), 64), 0)
+      << total << " bits, " << width << " a character: \"" << text << '"';
+}
+
+TEST(ConverterTest, StartsEmptyWithItsTables) {
+  alignas(CConverter) std::array<unsigned char, sizeof(CConverter)> memory;
+  memory.fill(0xEE);
+  const CConverter& made = *new (memory.data()) CConverter(30, 6, 2);
+  EXPECT_EQ(made.totalBits, 30);
+  EXPECT_EQ(made.bitsPerChar, 6);
+  EXPECT_EQ(made.groupSize, 2);
+  EXPECT_EQ(made.error, 0);
+  EXPECT_EQ(made.bitstr.length, 0);
+  EXPECT_THAT(made.bitstr.data, Each(0U));
+  const std::string symbols =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZ123456789abcdefghijklmnopqrstuvwxyz0@#" +
+      std::string(192, '-');
+  EXPECT_EQ(std::string(made.alphabet, 256), symbols);
+  std::array<int, 256> reverse;
+  reverse.fill(255);
+  for (int value = 0; value < 64; ++value)
+    reverse[static_cast<unsigned char>(
+        symbols[static_cast<std::size_t>(value)])] = value;
+  for (std::size_t c = 0; c < 256; ++c)
+    EXPECT_EQ(made.reverse[c], reverse[c]) << c;
+  EXPECT_EQ(made.reverse['A'], 0);
+  EXPECT_EQ(made.reverse['1'], 26);
+  EXPECT_EQ(made.reverse['a'], 35);
+  EXPECT_EQ(made.reverse['0'], 61);
+  EXPECT_EQ(made.reverse['@'], 62);
+  EXPECT_EQ(made.reverse['#'], 63);
+  EXPECT_EQ(made.reverse['-'], 255);
+  EXPECT_EQ(made.reverse['!'], 255);
+}
+
+TEST(ConverterTest, ExtractMeatDropsHyphensAndBlanks) {
+  CConverter converter(30, 6, 2);
+  EXPECT_EQ(converter.ExtractMeat("AB-CD EF"), "ABCDEF");
+  EXPECT_EQ(converter.ExtractMeat(""), "");
+  EXPECT_EQ(converter.ExtractMeat("- -- "), "");
+  EXPECT_EQ(converter.ExtractMeat("a\tb\n_\xE9"), "a\tb\n_\xE9");
+  EXPECT_EQ(converter.ExtractMeat(std::string("-a\0b ", 5)),
+            std::string("a\0b", 3));
+  EXPECT_EQ(converter.ExtractMeat(std::string(5000, '-') + "x"), "x");
+}
 
 TEST(ConverterTest, GroupedTextReadsBack) {
   CConverter converter(30, 6, 2);
@@ -14,6 +101,377 @@ TEST(ConverterTest, GroupedTextReadsBack) {
   EXPECT_EQ(converter.GetStr(), "TBAAA");
   EXPECT_EQ(converter.GetDividedStr(), "TB-AA-A");
   EXPECT_EQ(converter.bitstr.data[0], 83U);
+
+  CConverter plain(36, 6, 2);
+  CConverter grouped(36, 6, 2);
+  EXPECT_TRUE(plain.LoadData("ABCDEF"));
+  EXPECT_TRUE(grouped.LoadData("AB-CD EF"));
+  EXPECT_EQ(std::memcmp(&plain, &grouped, sizeof(plain)), 0);
+}
+
+TEST(ConverterTest, ZerosAreAs) {
+  CConverter converter(30, 6, 2);
+  CBitstr bits;
+  bits.data[0] = 0xC0000000;  // Beyond the 30 bits.
+  converter.LoadData(bits);
+  EXPECT_EQ(converter.GetStr(), "AAAAA");
+  EXPECT_EQ(converter.GetDividedStr(), "AA-AA-A");
+}
+
+TEST(ConverterTest, LoadDataTakesTextAndBits) {
+  CConverter converter(30, 6, 2);
+  EXPECT_FALSE(converter.LoadData("A"));
+  CBitstr bits;
+  bits.data[0] = 7;
+  bits.data[15] = 8;
+  bits.length = 77;
+  EXPECT_TRUE(converter.LoadData(bits));  // Whatever happened before.
+  EXPECT_EQ(converter.error, 1);
+  EXPECT_EQ(converter.bitstr.length, 77);
+  EXPECT_EQ(converter.GetBitstr().length, 77);
+  EXPECT_EQ(converter.GetBitstr().data[0], 7U);
+  EXPECT_EQ(converter.GetBitstr().data[15], 8U);
+}
+
+TEST(ConverterTest, StrToBitstrLeavesTheContents) {
+  CConverter converter(30, 6, 2);
+  ASSERT_TRUE(converter.LoadData("TBAAA"));
+  const CBitstr other = converter.StrToBitstr("CAAAA");
+  EXPECT_EQ(other.data[0], 2U);
+  EXPECT_EQ(other.length, 3);
+  EXPECT_EQ(converter.GetStr(), "TBAAA");
+  converter.StrToBitstr("A");
+  EXPECT_EQ(converter.error, 1);
+  EXPECT_EQ(converter.GetStr(), "TBAAA");
+}
+
+struct ReadCase {
+  int total;
+  int width;
+  std::string text;
+  int error;
+  int length;
+  std::uint64_t number;  // The first 64 bits.
+};
+
+const ReadCase kReadCases[] = {
+    {30, 6, "AAAA", 1, 0, 0},      // a character short
+    {30, 6, "AAAAAA", 1, 0, 0},    // one too many
+    {30, 6, "", 1, 0, 0},          //
+    {0, 6, "", 0, 0, 0},           // nothing for nothing
+    {0, 6, "A", 1, 0, 0},          //
+    {5, 6, "", 0, 0, 0},           // the one character is missing
+    {8, 8, "!", 0, 1, 255},        // eight bits refuse nothing
+    {30, 6, "AAA!A", 2, 0, 0},     //
+    {30, 6, "#A!AA", 2, 0, 63},    // one whole byte came before
+    {30, 6, "##!AA", 2, 0, 0xFF},  //
+    {30, 6,
+     "A\xE9"
+     "AAA",
+     0, 3, 45 << 6},  // 45 = "k", as all above 0x7F
+    {30, 6,
+     "A\x80"
+     "AAA",
+     0, 3, 45 << 6},  //
+    {30, 6,
+     "A\xFF"
+     "AAA",
+     0, 3, 45 << 6},  //
+    {30, 6,
+     "A\x7F"
+     "AAA",
+     2, 0, 0},                  //
+    {10, 5, "A\xE9", 2, 0, 0},  // 45 is no value of five bits
+    {14, 7,
+     "\xE9"
+     "B",
+     0, 1, 0xAD},            // 45 | 1 << 7
+    {14, 7, "!B", 2, 0, 0},  //
+    {16, 8,
+     "\xE9"
+     "B",
+     0, 2, 0x012D},                          //
+    {4, 1, "ABBA", 0, 0, 0},                 // no whole byte
+    {8, 1, "ABBAAAAB", 0, 1, 0x86},          //
+    {8, 1, "ABBAAAAC", 2, 0, 0},             //
+    {20, 6, "###", 0, 2, 0x3FFFF},           // a fourth character is read as 0
+    {56, 0, "00012", 0, 7, 12},              //
+    {56, 0, "000", 0, 7, 0},                 //
+    {56, 0, "123456789012345678", 3, 0, 0},  // 18 digits
+    {56, 0, "012345678901234567", 0, 7, 12345678901234567},
+    {56, 0, "12ab", 0, 7, 12},        //
+    {56, 0, "ab", 4, 0, 0},           //
+    {56, 0, "", 4, 0, 0},             //
+    {56, 0, "0ab", 4, 0, 0},          // the zero is dropped first
+    {56, 0, "0x12", 4, 0, 0},         //
+    {56, 0, "+5", 0, 7, 5},           //
+    {56, 0, "++5", 4, 0, 0},          //
+    {56, 0, "+", 4, 0, 0},            //
+    {56, 0, "-5", 0, 7, 5},           // a hyphen is no minus sign
+    {56, 0, "\t\n\v\f\r5", 0, 7, 5},  //
+    {56, 0, "\t", 4, 0, 0},           //
+    {56, 0, "+\t5", 4, 0, 0},         //
+    {56, 0, "1 2-3", 0, 7, 123},      //
+    {56, 0, "99999999999999999", 0, 7, 0x6345785D89FFFF},  // cut to 56 bits
+    {64, 0, "9223372036854775807", 0, 8, 9223372036854775807},
+    {64, 0, "9223372036854775808", 4, 0, 0},   //
+    {64, 0, "18446744073709551615", 4, 0, 0},  //
+    {64, 0, "99999999999999999999", 4, 0, 0},  //
+    {64, 0, "100000000000000000000", 3, 0, 0},
+    {0, 0, "7", 0, 0, 0},        // one digit, no byte
+    {0, 0, "10", 3, 0, 0},       //
+    {1, 0, "9", 0, 1, 9},        //
+    {100, 0, "7", 0, 13, 7},     // a length beyond the number
+    {6, -6, "", 1, 0, 0},        //
+    {6, INT_MIN, "", 1, 0, 0},   //
+    {INT_MIN, -1, "", 1, 0, 0},  //
+    {-5, 6, "", 0, 0, 0},        //
+    {-50, 6, "", 1, 0, 0},       //
+    {-4, 0, "", 4, 0, 0},        //
+    {-4, 0, "0", 3, 0, 0},       //
+    {INT_MIN, 0, "", 3, 0, 0},   //
+};
+
+TEST(ConverterTest, ReadsAndRefuses) {
+  for (const ReadCase& c : kReadCases) {
+    SCOPED_TRACE(testing::Message() << c.total << " bits, " << c.width
+                                    << " a character: \"" << c.text << '"');
+    CConverter converter(c.total, c.width, 3);
+    CBitstr full;
+    std::memset(full.data, 0xEE, sizeof(full.data));
+    full.length = 99;
+    converter.LoadData(full);  // A failed load replaces it all the same.
+    EXPECT_EQ(converter.LoadData(c.text), c.error == 0);
+    EXPECT_EQ(converter.error, c.error);
+    EXPECT_EQ(converter.bitstr.length, c.length);
+    std::uint64_t number = 0;
+    std::memcpy(&number, converter.bitstr.data, sizeof(number));
+    EXPECT_EQ(number, c.number);
+    for (int i = 2; i < 16; ++i) EXPECT_EQ(converter.bitstr.data[i], 0U);
+  }
+}
+
+TEST(ConverterTest, AnErrorStaysButALaterTextIsLoaded) {
+  CConverter converter(30, 6, 2);
+  EXPECT_FALSE(converter.LoadData("A"));
+  EXPECT_FALSE(converter.LoadData("TBAAA"));
+  EXPECT_EQ(converter.error, 1);
+  EXPECT_EQ(converter.GetStr(), "TBAAA");
+  EXPECT_EQ(converter.bitstr.length, 3);
+  EXPECT_FALSE(converter.LoadData("TB!AA"));
+  EXPECT_EQ(converter.error, 2);
+  EXPECT_FALSE(converter.LoadData("TBAAA"));
+  EXPECT_EQ(converter.error, 2);
+}
+
+struct WriteCase {
+  int total;
+  std::uint64_t number;
+  const char* text;
+};
+
+constexpr WriteCase kDecimalCases[] = {
+    {0, 5, "0"},
+    {1, 3, "1"},
+    {3, 0xFF, "7"},
+    {4, 0xFF, "15"},
+    {32, 12, "0000000012"},
+    {56, 12, "00000000000000012"},
+    {63, ~std::uint64_t{0}, "9223372036854775807"},
+    {64, 12, "00000000000000000012"},
+    {64, ~std::uint64_t{4}, "000000000000000000-5"},
+    {64, std::uint64_t{1} << 63, "-9223372036854775808"},
+    {65, 12, ""},
+    {512, 12, ""},
+    {-1, 12, "0"},
+    {INT_MIN, 12, "0"},
+};
+
+TEST(ConverterTest, WritesDecimals) {
+  for (const WriteCase& c : kDecimalCases) {
+    SCOPED_TRACE(testing::Message() << c.total << " bits");
+    CConverter converter(c.total, 0, 0);
+    CBitstr bits;
+    std::memcpy(bits.data, &c.number, sizeof(c.number));
+    converter.LoadData(bits);
+    EXPECT_EQ(converter.GetStr(), c.text);
+    EXPECT_EQ(converter.BitstrToStr(bits), c.text);
+    EXPECT_EQ(converter.GetDividedStr(), c.total < 0 ? "" : c.text);
+  }
+}
+
+TEST(ConverterTest, ADecimalReadsBackPaddedAndGrouped) {
+  CConverter converter(56, 0, 3);
+  ASSERT_TRUE(converter.LoadData("00012"));
+  EXPECT_EQ(converter.bitstr.length, 7);
+  EXPECT_EQ(converter.GetStr(), "00000000000000012");
+  EXPECT_EQ(converter.GetDividedStr(), "000-000-000-000-000-12");
+  ASSERT_TRUE(converter.LoadData(converter.GetDividedStr()));
+  EXPECT_EQ(converter.bitstr.data[0], 12U);
+}
+
+TEST(ConverterTest, DividesAnyText) {
+  CConverter converter(30, 6, 2);
+  EXPECT_EQ(converter.GetDividedStr("ABCDEFG", 3), "ABC-DEF-G");
+  EXPECT_EQ(converter.GetDividedStr("ABCDEF", 3), "ABC-DEF");
+  EXPECT_EQ(converter.GetDividedStr("ABC", 1), "A-B-C");
+  EXPECT_EQ(converter.GetDividedStr("A", 1), "A");
+  EXPECT_EQ(converter.GetDividedStr("", 3), "");
+  EXPECT_EQ(converter.GetDividedStr("", 0), "");
+  EXPECT_EQ(converter.GetDividedStr("ABC", 0), "ABC");
+  EXPECT_EQ(converter.GetDividedStr("ABC", 3), "ABC");
+  EXPECT_EQ(converter.GetDividedStr("ABC", INT_MAX), "ABC");
+  EXPECT_EQ(converter.GetDividedStr("ABC", -2), "AB-C");
+  EXPECT_EQ(converter.GetDividedStr("ABC", INT_MIN), "ABC");
+  EXPECT_EQ(converter.GetDividedStr("A-B", 1), "A---B");
+}
+
+TEST(ConverterTest, TheDividedFormLeavesOutACharacterThatIsNotFull) {
+  CConverter converter(32, 6, 2);
+  CBitstr bits;
+  bits.data[0] = 83;
+  bits.data[1] = 0xFF;
+  converter.LoadData(bits);
+  EXPECT_EQ(converter.GetStr(), "TBAAAz");  // Bits 32 to 35 are shown too.
+  EXPECT_EQ(converter.GetDividedStr(), "TB-AA-A");
+  EXPECT_EQ(CConverter(5, 6, 2).GetDividedStr(), "");
+  EXPECT_EQ(CConverter(0, 6, 2).GetDividedStr(), "");
+  EXPECT_EQ(CConverter(0, 6, 2).GetStr(), "");
+  EXPECT_EQ(CConverter(0, 0, 2).GetDividedStr(), "0");
+  EXPECT_EQ(CConverter(65, 0, 2).GetDividedStr(), "");
+}
+
+TEST(ConverterTest, ValuesWithoutASymbolAreHyphens) {
+  CConverter converter(16, 8, 1);
+  CBitstr bits;
+  bits.data[0] = 0x3F40;
+  converter.LoadData(bits);
+  EXPECT_EQ(converter.GetStr(), "-#");
+  EXPECT_EQ(converter.GetDividedStr(), "--#");
+}
+
+TEST(ConverterTest, OddSettingsDoNoHarm) {
+  for (const int total : {INT_MIN, -600, -1, 0, 1, 30, 600, 100'000})
+    for (const int width : {INT_MIN, -600, -6, -1, 0, 6, 9, 33, 600, INT_MAX})
+      for (const int group : {INT_MIN, -1, 0, 1, INT_MAX}) {
+        CConverter converter(total, width, group);
+        CBitstr bits;
+        std::memset(bits.data, 0xFF, sizeof(bits.data));
+        converter.LoadData(bits);
+        const std::string text = converter.GetStr();
+        EXPECT_TRUE(width >= 0 || text.empty());
+        EXPECT_EQ(converter.BitstrToStr(bits), text);
+        const std::string divided = converter.GetDividedStr();
+        converter.LoadData(text);
+        converter.LoadData(divided);
+        converter.LoadData("");
+        converter.LoadData("A");
+        EXPECT_EQ(converter.totalBits, total);
+        EXPECT_EQ(converter.bitsPerChar, width);
+        EXPECT_EQ(converter.groupSize, group);
+      }
+}
+
+// What a sequence of all totals, widths and group sizes makes of random bits.
+TEST(ConverterTest, EverySettingWritesAsTheModel) {
+  std::mt19937 random(81);
+  CBitstr bits = RandomBits(random);
+  for (int width = 0; width <= 8; ++width)
+    for (int total = 0; total <= 540; ++total) {
+      if (total % 16 == 0) bits = RandomBits(random);
+      for (int group = 0; group <= 9; ++group) {
+        const ConverterModel model{total, width, group};
+        CConverter converter(total, width, group);
+        converter.LoadData(bits);
+        ASSERT_EQ(converter.GetStr(), model.Text(bits.data)) << total;
+        ASSERT_EQ(converter.GetDividedStr(), model.DividedText(bits.data))
+            << total << " bits, " << width << " a character, " << group;
+        if (total > 100 && group == total % 9) break;
+      }
+    }
+}
+
+TEST(ConverterTest, EverySettingReadsAsTheModel) {
+  std::mt19937 random(82);
+  const std::string symbols = ConverterModel::Symbols();
+  for (int width = 1; width <= 8; ++width)
+    for (int total = 0; total <= 620; ++total)
+      for (int kind = 0; kind < 4; ++kind) {
+        std::string text;
+        for (int i = 0; i < total / width; ++i)
+          text += symbols[random() % std::min(64U, 1U << width)];
+        if (kind == 1 && !text.empty())  // One byte may be anything.
+          text[random() % text.size()] = static_cast<char>(random());
+        if (kind == 2) text = ConverterModel::Divided(text, 1 + total % 7);
+        if (kind == 3) text.resize(random() % (text.size() + 3), 'A');
+        ExpectReadAlike(total, width, text);
+        if (HasFatalFailure()) return;
+      }
+}
+
+TEST(ConverterTest, EveryTextOfSixBitsReadsBack) {
+  std::mt19937 random(83);
+  for (int width = 1; width <= 6; ++width)
+    for (int total = 0; total <= 512; total += width) {
+      CConverter writer(total, width, 5);
+      const CBitstr bits = RandomBits(random);
+      writer.LoadData(bits);
+      CConverter reader(total, width, 5);
+      ASSERT_TRUE(reader.LoadData(writer.GetDividedStr()));
+      EXPECT_EQ(reader.bitstr.length, total / 8);
+      EXPECT_EQ(std::memcmp(reader.bitstr.data, bits.data,
+                            static_cast<std::size_t>(total / 8)),
+                0);
+      CConverter whole(total, width, 5);
+      ASSERT_TRUE(whole.LoadData(writer.GetStr()));
+      EXPECT_EQ(std::memcmp(&whole, &reader, sizeof(whole)), 0);
+    }
+}
+
+TEST(ConverterTest, EveryDecimalReadsAsTheStream) {
+  std::mt19937 random(84);
+  const std::string characters = "0123456789012345678900+- \t\nxa";
+  for (int total = 0; total <= 130; ++total)
+    for (int trial = 0; trial < 200; ++trial) {
+      std::string text;
+      const unsigned int size = static_cast<unsigned int>(random()) % 24;
+      const std::size_t choice = trial % 2 == 0 ? 22 : characters.size();
+      for (unsigned int i = 0; i < size; ++i)
+        text += characters[random() % choice];
+      ExpectReadAlike(total, 0, text);
+      if (HasFatalFailure()) return;
+    }
+}
+
+TEST(ConverterTest, EveryDecimalUpTo63BitsReadsBack) {
+  std::mt19937 random(85);
+  for (int total = 0; total <= 63; ++total)
+    for (int trial = 0; trial < 50; ++trial) {
+      CConverter writer(total, 0, 4);
+      writer.LoadData(RandomBits(random));
+      CConverter reader(total, 0, 4);
+      ASSERT_TRUE(reader.LoadData(writer.GetDividedStr()));
+      EXPECT_EQ(reader.GetStr(), writer.GetStr());
+      EXPECT_EQ(reader.bitstr.length, (total + 7) / 8);
+    }
+}
+
+TEST(ConverterTest, ATableThatWasChangedIsUsed) {
+  CConverter converter(12, 6, 0);
+  std::swap(converter.alphabet[0], converter.alphabet[1]);
+  EXPECT_EQ(converter.GetStr(), "BB");
+  converter.alphabet[0xE9] = 'A';  // Where the byte 0xE9 is looked up: 65.
+  EXPECT_FALSE(converter.LoadData("A\xE9"));
+  EXPECT_EQ(converter.error, 2);
+}
+
+TEST(ConverterTest, ALongTextIsReadLikeAShortOne) {
+  std::string text;
+  for (int i = 0; i < 3000; ++i) text += "B-";
+  ExpectReadAlike(18'000, 6, text);
+  ExpectReadAlike(18'000, 6, text + "C");
+  text[5000] = '!';
+  ExpectReadAlike(18'000, 6, text);
 }
 
 }  // namespace
