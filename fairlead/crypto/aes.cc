@@ -3,6 +3,7 @@
 #include "fairlead/crypto/aes.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -72,11 +73,11 @@ void aes_decrypt(const aes_context* ctx, const unsigned char* input,
 }
 
 AES::AES(std::string_view key, std::int32_t bits) : bits_(bits) {
-  unsigned char padded[kMostKeyBytes] = {};
+  std::array<unsigned char, kMostKeyBytes> padded = {};
   const auto* bytes = reinterpret_cast<const unsigned char*>(key.data());
   if (static_cast<std::int64_t>(key.size()) < bits / 8) {
-    std::copy_n(bytes, std::min(key.size(), kMostKeyBytes), padded);
-    bytes = padded;
+    std::copy_n(bytes, std::min(key.size(), kMostKeyBytes), padded.begin());
+    bytes = padded.data();
   }
 
   // Keying leaves nothing else unset, and is quicker than clearing it all.

@@ -40,9 +40,11 @@ namespace fairlead {
 /// A round key is four words, and a word four key bytes, the first of them in
 /// its most significant byte.
 struct aes_context {
+  // NOLINTBEGIN(modernize-avoid-c-arrays)
   std::uint32_t encKeys[64];  ///< For encryption: the first 4 * (rounds + 1).
   std::uint32_t decKeys[64];  ///< For decryption: the first 4 * (rounds + 1).
-  std::int32_t rounds;        ///< 10, 12 or 14.
+  // NOLINTEND(modernize-avoid-c-arrays)
+  std::int32_t rounds;  ///< 10, 12 or 14.
 };
 
 /// Computes the tables behind the cipher, unless that has been done.

@@ -58,7 +58,7 @@ struct Lanes {
 
 // SubWord(RotWord()) of the fourth word with the round constant, in all words:
 // with equal columns, the last round of AES is nothing but the S-box.
-FAIRLEAD_AES_TARGET inline __m128i RotatedLast(__m128i key, int index) {
+FAIRLEAD_AES_TARGET inline __m128i RotatedLast(__m128i key, std::size_t index) {
   const auto constant = static_cast<int>(aes_tables::RCON[index] >> 24);
   return _mm_aesenclast_si128(_mm_shuffle_epi8(key, _mm_set1_epi32(0x0C0F0E0D)),
                               _mm_set1_epi32(constant));
@@ -78,8 +78,8 @@ FAIRLEAD_AES_TARGET inline __m128i Sums(__m128i key) {
 
 // Stores a round key for both directions: decryption takes them backwards, and
 // all but the outer two unmixed.
-template <int kRounds>
-FAIRLEAD_AES_TARGET inline void PutKey(aes_context* ctx, int round,
+template <std::size_t kRounds>
+FAIRLEAD_AES_TARGET inline void PutKey(aes_context* ctx, std::size_t round,
                                        __m128i key) {
   const bool outer = round == 0 || round == kRounds;
   StoreKey(ctx->encKeys + 4 * round, key);
@@ -91,14 +91,14 @@ FAIRLEAD_AES_TARGET void Expand128(aes_context* ctx,
                                    const unsigned char* bytes) {
   __m128i key = Lanes::Load(bytes);
   PutKey<10>(ctx, 0, key);
-  for (int round = 1; round <= 10; ++round) {
+  for (std::size_t round = 1; round <= 10; ++round) {
     key = _mm_xor_si128(Sums(key), RotatedLast(key, round - 1));
     PutKey<10>(ctx, round, key);
   }
 }
 
 FAIRLEAD_AES_TARGET inline __m128i NextKey(__m128i key, __m128i rest,
-                                           int index) {
+                                           std::size_t index) {
   const __m128i last = _mm_shuffle_epi32(rest, 0x55);
   return _mm_xor_si128(Sums(key), RotatedLast(last, index));
 }
@@ -115,7 +115,7 @@ FAIRLEAD_AES_TARGET void Expand192(aes_context* ctx,
   __m128i key = Lanes::Load(bytes);
   __m128i rest = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes + 16));
   PutKey<12>(ctx, 0, key);
-  for (int round = 1, step = 0; round <= 12; round += 3, step += 2) {
+  for (std::size_t round = 1, step = 0; round <= 12; round += 3, step += 2) {
     key = NextKey(key, rest, step);
     PutKey<12>(ctx, round, _mm_unpacklo_epi64(rest, key));
     rest = NextRest(key, rest);
@@ -131,7 +131,7 @@ FAIRLEAD_AES_TARGET void Expand256(aes_context* ctx,
   __m128i even = Lanes::Load(bytes);
   __m128i odd = Lanes::Load(bytes + 16);
   PutKey<14>(ctx, 0, even);
-  for (int round = 1; round <= 13; round += 2) {
+  for (std::size_t round = 1; round <= 13; round += 2) {
     PutKey<14>(ctx, round, odd);
     even = _mm_xor_si128(Sums(even), RotatedLast(odd, round / 2));
     PutKey<14>(ctx, round + 1, even);

@@ -22,6 +22,8 @@ FAIRLEAD_AES_TARGET inline void ProcessVectors(const std::uint32_t* keys,
                                                const unsigned char* input,
                                                unsigned char* output) {
   constexpr std::size_t kBytes = 16 * Lanes::kBlocks;
+  // Compilers warn of vectors in a std::array.
+  // NOLINTNEXTLINE(modernize-avoid-c-arrays)
   typename Lanes::Vector state[kVectors];
   typename Lanes::Vector key = Lanes::Key(keys);
   for (std::size_t i = 0; i < kVectors; ++i)

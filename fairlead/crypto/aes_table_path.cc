@@ -130,7 +130,8 @@ void SetKey(aes_context* ctx, const unsigned char* key, std::int32_t rounds) {
   const auto last = static_cast<unsigned>(rounds);
   const unsigned key_words = last - 6;
   std::uint32_t* const enc = ctx->encKeys;
-  for (unsigned i = 0; i < key_words; ++i) enc[i] = LoadWord(key + 4 * i);
+  for (unsigned i = 0; i < key_words; ++i)
+    enc[i] = LoadWord(key + std::size_t{4} * i);
   for (unsigned i = key_words; i < 4 * (last + 1); ++i)
     enc[i] = enc[i - key_words] ^ Step(enc[i - 1], i, key_words);
 

@@ -2,6 +2,7 @@
 
 #include "fairlead/crypto/aes_tables.h"
 
+#include <array>
 #include <bit>
 #include <cstdint>
 
@@ -12,7 +13,7 @@ Bytes FSb, RSb;
 Words FT0, FT1, FT2, FT3;
 Words RT0, RT1, RT2, RT3;
 Words KT0, KT1, KT2, KT3;
-std::uint32_t RCON[10];
+std::array<std::uint32_t, 10> RCON;
 
 }  // namespace aes_tables
 
@@ -39,11 +40,11 @@ class Field {
 
   std::uint8_t Product(std::uint8_t a, std::uint8_t b) const {
     if (a == 0 || b == 0) return 0;
-    return power_[(log_[a] + log_[b]) % 255];
+    return power_[(0U + log_[a] + log_[b]) % 255];
   }
 
   std::uint8_t Inverse(std::uint8_t x) const {  // x is not 0.
-    return power_[(255 - log_[x]) % 255];
+    return power_[(255U - log_[x]) % 255];
   }
 
   // The column (a·s, b·s, c·s, d·s), its first byte most significant.
@@ -55,8 +56,8 @@ class Field {
   }
 
  private:
-  std::uint8_t power_[255];
-  std::uint8_t log_[256] = {};
+  std::array<std::uint8_t, 255> power_;
+  Bytes log_ = {};
 };
 
 void BuildRoundConstants() {

@@ -3,12 +3,13 @@
 #ifndef FAIRLEAD_CRYPTO_AES_TABLES_H_
 #define FAIRLEAD_CRYPTO_AES_TABLES_H_
 
+#include <array>
 #include <cstdint>
 
 namespace fairlead::aes_tables {
 
-using Bytes = std::uint8_t[256];
-using Words = std::uint32_t[256];
+using Bytes = std::array<std::uint8_t, 256>;
+using Words = std::array<std::uint32_t, 256>;
 
 // Fills them all. Once in a process: see aes_gen_tables().
 void Build();
@@ -27,7 +28,8 @@ extern Words RT0, RT1, RT2, RT3;
 // What makes a decryption key of an encryption key: KT0[x] = RT0[FSb[x]].
 extern Words KT0, KT1, KT2, KT3;
 
-extern std::uint32_t RCON[10];  // Round constants, in the top byte.
+// Round constants, in the top byte.
+extern std::array<std::uint32_t, 10> RCON;
 
 }  // namespace fairlead::aes_tables
 

@@ -2,11 +2,11 @@
 
 #include "fairlead/crypto/aes_tables.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <cstdint>
-#include <cstring>
 
 #include "fairlead/crypto/aes.h"
 
@@ -100,8 +100,7 @@ TEST_F(AesTablesTest, TheRoundConstantsDouble) {
   constexpr std::uint32_t kExpected[] = {
       0x01000000, 0x02000000, 0x04000000, 0x08000000, 0x10000000,
       0x20000000, 0x40000000, 0x80000000, 0x1B000000, 0x36000000};
-  static_assert(sizeof RCON == sizeof kExpected);
-  EXPECT_EQ(std::memcmp(RCON, kExpected, sizeof RCON), 0);
+  EXPECT_THAT(RCON, testing::ElementsAreArray(kExpected));
 }
 
 }  // namespace
