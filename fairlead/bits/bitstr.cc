@@ -43,6 +43,19 @@ struct Column {
   }
 };
 
+// Fills `words` words with slices of 32 bits, one after the other.
+inline void FillWords(const Column& from, unsigned int* destination, int words,
+                      std::ptrdiff_t stride) {
+  const unsigned int* word = from.word;
+  const unsigned int offset = from.offset;
+  if (offset == 0) {
+    for (int i = 0; i < words; ++i, word += stride) destination[i] = *word;
+    return;
+  }
+  for (int i = 0; i < words; ++i, word += stride)
+    destination[i] = *word >> offset | word[stride] << (kWordBits - offset);
+}
+
 }  // namespace
 
 CBitstr::CBitstr(std::string_view text) {
@@ -72,15 +85,18 @@ void MoveBits(const unsigned int* source, int sourceBit,
 
   *destination = Merged(*destination, from.Slice(room) << at, ~0U << at);
   from.Advance(room);
-  int left = count - room;
-  for (; left >= kWordBits; left -= kWordBits) {
-    *++destination = from.Slice(kWordBits);
-    from.word += from.stride;
-  }
-  if (left > 0) {
-    ++destination;
+  ++destination;
+  const int left = (count - room) % kWordBits;
+  const int whole = (count - room) / kWordBits;
+  // Known to be 1, the stride lets the compiler copy several words at once.
+  if (stride == 1)
+    FillWords(from, destination, whole, 1);
+  else
+    FillWords(from, destination, whole, stride);
+  destination += whole;
+  from.word += whole * from.stride;
+  if (left > 0)
     *destination = Merged(*destination, from.Slice(left), LowBits(left));
-  }
 }
 
 }  // namespace fairlead

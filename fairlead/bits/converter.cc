@@ -13,7 +13,7 @@ namespace {
 constexpr std::string_view kDigits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZ123456789abcdefghijklmnopqrstuvwxyz0@#";
 constexpr std::size_t kSymbols = 256;
-constexpr std::int64_t kDataBytes = sizeof(CBitstr::data);
+constexpr std::size_t kDataBytes = sizeof(CBitstr::data);
 
 struct Tables {
   std::array<char, kSymbols> alphabet{};
@@ -45,7 +45,7 @@ constexpr std::size_t kShortText = 1024;
 class Meat {
  public:
   explicit Meat(std::string_view text) : view_(text) {
-    if (text.find('-') == text.npos && text.find(' ') == text.npos) return;
+    if (std::none_of(text.begin(), text.end(), IsSkipped)) return;
     char* const out = Room(text.size());
     const char* const end =
         std::remove_copy_if(text.begin(), text.end(), out, IsSkipped);
@@ -86,60 +86,114 @@ unsigned int DigitValue(const CConverter& converter, char digit) {
                      : converter.reverse[byte];
 }
 
-// Eight digits of `bits` bits each, the first one lowest; false where one of
-// them has a larger value or is above 0x7F.
-bool ReadEight(const CConverter& converter, const char* digits,
-               unsigned int bits, std::uint64_t& word) {
-  constexpr std::uint64_t kTopBits = 0x8080808080808080U;
-  std::uint64_t packed = 0;
-  std::memcpy(&packed, digits, sizeof(packed));
-  if ((packed & kTopBits) != 0) return false;
+// Stores the low bytes of a word, those for which there is room.
+void Store(unsigned char* bytes, std::size_t at, std::uint64_t word) {
+  if (at + sizeof(word) <= kDataBytes)
+    std::memcpy(bytes + at, &word, sizeof(word));
+  else if (at < kDataBytes)
+    std::memcpy(bytes + at, &word, kDataBytes - at);
+}
 
-  std::array<std::uint64_t, 8> values;
-  std::uint64_t all = 0;
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    values[i] = converter.reverse[static_cast<unsigned char>(digits[i])];
-    all |= values[i];
+// Digits put together as one word. What was seen of them is judged later: it
+// is too large if one of them is.
+struct Joined {
+  std::uint64_t word = 0;
+  std::uint32_t seen = 0;
+
+  void Add(const CConverter& converter, std::size_t digit, std::size_t shift) {
+    const std::uint32_t value = converter.reverse[digit];
+    word |= std::uint64_t{value} << shift;
+    seen |= value;
   }
-  if (all >> bits != 0) return false;
+};
 
-  // Joined two by two, so that no join waits for more than three others.
-  for (std::size_t half = 4; half > 0; half /= 2, bits *= 2)
-    for (std::size_t i = 0; i < half; ++i)
-      values[i] = values[2 * i] | values[2 * i + 1] << bits;
-  word = values[0];
+constexpr std::uint64_t kTopBits = 0x8080808080808080U;
+
+// Reads eight digits at a time, which fill whole bytes, until fewer are left or
+// one of them has no value of `kBits` bits. Returns how many were read.
+template <std::size_t kBits>
+std::size_t ReadEights(const CConverter& converter, std::string_view text,
+                       unsigned char* bytes) {
+  std::size_t at = 0;
+  for (std::size_t byte = 0; at + 8 <= text.size() && byte < kDataBytes;
+       at += 8, byte += kBits) {
+    std::uint64_t digits = 0;
+    std::memcpy(&digits, &text[at], sizeof(digits));
+    if ((digits & kTopBits) != 0) break;
+    Joined eight;
+    eight.Add(converter, digits & 0xFFU, 0);
+    eight.Add(converter, digits >> 8U & 0xFFU, kBits);
+    eight.Add(converter, digits >> 16U & 0xFFU, kBits * 2);
+    eight.Add(converter, digits >> 24U & 0xFFU, kBits * 3);
+    eight.Add(converter, digits >> 32U & 0xFFU, kBits * 4);
+    eight.Add(converter, digits >> 40U & 0xFFU, kBits * 5);
+    eight.Add(converter, digits >> 48U & 0xFFU, kBits * 6);
+    eight.Add(converter, digits >> 56U, kBits * 7);
+    if (eight.seen >> kBits != 0) break;
+    Store(bytes, byte, eight.word);
+  }
+  return at;
+}
+
+constexpr std::array kReadEights = {ReadEights<1>, ReadEights<2>, ReadEights<3>,
+                                    ReadEights<4>, ReadEights<5>, ReadEights<6>,
+                                    ReadEights<7>};
+
+// Reads a text of digits in which nothing is skipped or wrong or beyond ASCII;
+// false, with anything in the result, where that is not so.
+bool ReadPlain(const CConverter& converter, std::string_view text,
+               CBitstr& result) {
+  const auto bits = static_cast<std::size_t>(converter.bitsPerChar);
+  const auto total = static_cast<std::size_t>(converter.totalBits);
+  if (converter.totalBits < 0 || bits - 1 >= kReadEights.size()) return false;
+  if (text.size() !=
+      static_cast<std::uint32_t>(total) / static_cast<std::uint32_t>(bits))
+    return false;
+  // What is to be skipped must not pass for a digit.
+  if (converter.reverse[std::size_t{'-'}] >> bits == 0 ||
+      converter.reverse[std::size_t{' '}] >> bits == 0)
+    return false;
+
+  auto* const bytes = reinterpret_cast<unsigned char*>(result.data);
+  const std::size_t at = kReadEights[bits - 1](converter, text, bytes);
+  text.remove_prefix(at);
+  if (text.size() >= 8) return false;
+  Joined last;
+  std::size_t filled = 0;
+  for (const char digit : text) {
+    if (digit < 0) return false;
+    last.Add(converter, static_cast<std::size_t>(digit), filled);
+    filled += bits;
+  }
+  if (last.seen >> bits != 0) return false;
+
+  // A digit that the text lacks is zero, and may complete one byte more.
+  if (at * bits + filled < total) filled += bits;
+  const std::uint64_t whole = (std::uint64_t{1} << (filled & ~7U)) - 1;
+  Store(bytes, at / 8 * bits, last.word & whole);
+  result.length = converter.totalBits / 8;
   return true;
 }
 
+// Reads a cleaned text of digits, one after the other.
 Error ReadDigits(const CConverter& converter, std::string_view text,
                  CBitstr& result) {
   const int bits = converter.bitsPerChar;
-  const std::int64_t total = converter.totalBits;
-  if (bits < 0 || static_cast<std::int64_t>(text.size()) != total / bits)
+  if (bits < 0 ||
+      static_cast<std::int64_t>(text.size()) != converter.totalBits / bits)
     return kWrongLength;
 
   auto* const bytes = reinterpret_cast<unsigned char*>(result.data);
   std::size_t at = 0;
-  std::int64_t byte = 0;
-  if (bits <= 8) {
-    std::uint64_t word = 0;
-    for (; at + 8 <= text.size() && byte + 8 <= kDataBytes; at += 8) {
-      if (!ReadEight(converter, &text[at], static_cast<unsigned int>(bits),
-                     word))
-        break;
-      std::memcpy(bytes + byte, &word, sizeof(word));
-      byte += bits;
-    }
-  }
-
   unsigned int pending = 0;  // Bits that do not fill a byte yet.
-  for (std::int64_t p = byte * 8; p < total; p += bits, ++at) {
+  for (std::int64_t p = 0; p < converter.totalBits; p += bits, ++at) {
     const unsigned int value =
         at < text.size() ? DigitValue(converter, text[at]) : 0;
     if (bits < 8 && value >> bits != 0) return kTooLargeDigit;
     pending |= value << (p % 8);
     if (p % 8 + bits < 8) continue;
-    if (p / 8 < kDataBytes) bytes[p / 8] = static_cast<unsigned char>(pending);
+    if (p / 8 < std::int64_t{kDataBytes})
+      bytes[p / 8] = static_cast<unsigned char>(pending);
     pending >>= 8U;
   }
   result.length = converter.totalBits / 8;
@@ -170,31 +224,65 @@ Error ReadDecimal(int total_bits, std::string_view text, CBitstr& result) {
   return kNone;
 }
 
-// 16 bits from byte `at` on, or what there is of them.
-unsigned int TwoBytes(const unsigned char* bytes, std::int64_t at) {
-  if (at >= kDataBytes) return 0;
-  const unsigned int low = bytes[at];
-  return at + 1 < kDataBytes ? low | bytes[at + 1] * 256U : low;
+// Reads any text; the result is all zero before.
+Error ReadCleaned(const CConverter& converter, std::string_view text,
+                  CBitstr& result) {
+  const Meat meat(text);
+  if (converter.bitsPerChar == 0)
+    return ReadDecimal(converter.totalBits, meat.View(), result);
+  if (ReadPlain(converter, meat.View(), result)) return kNone;
+  result = CBitstr();
+  return ReadDigits(converter, meat.View(), result);
 }
+
+// 64 bits from byte `at` on; those that are not there are zero.
+std::uint64_t WordAt(const unsigned char* bytes, std::size_t at) {
+  std::uint64_t word = 0;
+  if (at + sizeof(word) <= kDataBytes)
+    std::memcpy(&word, bytes + at, sizeof(word));
+  else if (at < kDataBytes)
+    std::memcpy(&word, bytes + at, kDataBytes - at);
+  return word;
+}
+
+// Writes characters of `kBits` bits each, eight of a word at a time.
+template <unsigned int kBits>
+void WriteEights(const CConverter& converter, const unsigned char* bytes,
+                 char* out, std::size_t size) {
+  const auto symbol = [&](std::uint64_t word, unsigned int i) {
+    const auto c = static_cast<unsigned char>(
+        converter.alphabet[word >> (i * kBits) & ((1U << kBits) - 1)]);
+    return std::uint64_t{c} << (i * 8);
+  };
+  std::size_t byte = 0;
+  for (; size >= 8; size -= 8, out += 8, byte += kBits) {
+    const std::uint64_t word = WordAt(bytes, byte);
+    const std::uint64_t symbols =
+        symbol(word, 0) | symbol(word, 1) | symbol(word, 2) | symbol(word, 3) |
+        symbol(word, 4) | symbol(word, 5) | symbol(word, 6) | symbol(word, 7);
+    std::memcpy(out, &symbols, sizeof(symbols));
+  }
+  for (std::uint64_t word = WordAt(bytes, byte); size > 0; --size) {
+    *out++ = converter.alphabet[word & ((1U << kBits) - 1)];
+    word >>= kBits;
+  }
+}
+
+constexpr std::array kWriteEights = {
+    WriteEights<1>, WriteEights<2>, WriteEights<3>, WriteEights<4>,
+    WriteEights<5>, WriteEights<6>, WriteEights<7>, WriteEights<8>};
 
 // The first `size` characters of the digit text of `bits`.
 void WriteDigits(const CConverter& converter, const CBitstr& bits, char* out,
-                 std::int64_t size) {
-  const int width = converter.bitsPerChar;
-  const unsigned int mask = width < 8 ? (1U << width) - 1 : 0xFFU;
+                 std::size_t size) {
+  const auto width = static_cast<std::size_t>(converter.bitsPerChar);
   const auto* const bytes = reinterpret_cast<const unsigned char*>(bits.data);
-  char* const end = out + size;
-  std::int64_t byte = 0;
   if (width <= 8) {
-    for (; end - out >= 8 && byte + 8 <= kDataBytes; byte += width) {
-      std::uint64_t word = 0;
-      std::memcpy(&word, bytes + byte, sizeof(word));
-      for (int i = 0; i < 8; ++i, word >>= width)
-        *out++ = converter.alphabet[word & mask];
-    }
+    kWriteEights[width - 1](converter, bytes, out, size);
+    return;
   }
-  for (std::int64_t p = byte * 8; out != end; p += width)
-    *out++ = converter.alphabet[TwoBytes(bytes, p / 8) >> p % 8 & mask];
+  for (std::size_t p = 0; size > 0; --size, p += width)
+    *out++ = converter.alphabet[WordAt(bytes, p / 8) >> p % 8 & 0xFFU];
 }
 
 constexpr std::size_t kLongestDecimal = 32;
@@ -258,12 +346,12 @@ std::string CConverter::ExtractMeat(std::string_view text) {
 }
 
 CBitstr CConverter::StrToBitstr(std::string_view text) {
-  const Meat meat(text);
   CBitstr result;
-  const Error failure = bitsPerChar == 0
-                            ? ReadDecimal(totalBits, meat.View(), result)
-                            : ReadDigits(*this, meat.View(), result);
-  if (failure != kNone) error = failure;
+  if (!ReadPlain(*this, text, result)) {
+    result = CBitstr();
+    const Error failure = ReadCleaned(*this, text, result);
+    if (failure != kNone) error = failure;
+  }
   return result;
 }
 
@@ -283,9 +371,10 @@ std::string CConverter::BitstrToStr(const CBitstr& bits) const {
     return std::string(WriteDecimal(totalBits, bits, room));
   }
   if (bitsPerChar < 0 || totalBits <= 0) return {};
-  const std::int64_t size =
-      (std::int64_t{totalBits} + bitsPerChar - 1) / bitsPerChar;
-  std::string text(static_cast<std::size_t>(size), '\0');
+  const auto width = static_cast<std::uint32_t>(bitsPerChar);
+  const std::size_t size =
+      (static_cast<std::uint32_t>(totalBits) + width - 1) / width;
+  std::string text(size, '\0');
   WriteDigits(*this, bits, text.data(), size);
   return text;
 }
@@ -307,13 +396,12 @@ std::string CConverter::GetDividedStr() const {
                          groupSize);
   }
   if (bitsPerChar < 0 || totalBits < bitsPerChar) return {};
-  const std::int64_t digits = totalBits / bitsPerChar;
-  const auto size = static_cast<std::size_t>(digits);
+  const auto size = static_cast<std::size_t>(totalBits / bitsPerChar);
   const std::size_t group = Group(groupSize, size);
   const std::size_t hyphens = HyphenCount(size, group);
   // The undivided text is written to the end of the result and spread out.
   std::string divided(size + hyphens, '\0');
-  WriteDigits(*this, bitstr, divided.data() + hyphens, digits);
+  WriteDigits(*this, bitstr, divided.data() + hyphens, size);
   Divide({divided.data() + hyphens, size}, group, divided.data());
   return divided;
 }

@@ -40,8 +40,8 @@ namespace fairlead {
 /// A plain value: one thread per object, or any number of readers.
 /// @par Cost
 /// A text is written with one allocation of its final size at most, and read
-/// with none when it has no more than 1024 characters. Making a converter
-/// copies its two tables of 256 bytes.
+/// with none when it has no more than 1024 characters. Making a
+/// converter copies its two tables of 256 bytes.
 /// @par Example
 /// @code
 /// fairlead::CConverter writer(30, 6, 2);

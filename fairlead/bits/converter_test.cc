@@ -74,14 +74,14 @@ TEST(ConverterTest, StartsEmptyWithItsTables) {
         symbols[static_cast<std::size_t>(value)])] = value;
   for (std::size_t c = 0; c < 256; ++c)
     EXPECT_EQ(made.reverse[c], reverse[c]) << c;
-  EXPECT_EQ(made.reverse['A'], 0);
-  EXPECT_EQ(made.reverse['1'], 26);
-  EXPECT_EQ(made.reverse['a'], 35);
-  EXPECT_EQ(made.reverse['0'], 61);
-  EXPECT_EQ(made.reverse['@'], 62);
-  EXPECT_EQ(made.reverse['#'], 63);
-  EXPECT_EQ(made.reverse['-'], 255);
-  EXPECT_EQ(made.reverse['!'], 255);
+  EXPECT_EQ(made.reverse[std::size_t{'A'}], 0);
+  EXPECT_EQ(made.reverse[std::size_t{'1'}], 26);
+  EXPECT_EQ(made.reverse[std::size_t{'a'}], 35);
+  EXPECT_EQ(made.reverse[std::size_t{'0'}], 61);
+  EXPECT_EQ(made.reverse[std::size_t{'@'}], 62);
+  EXPECT_EQ(made.reverse[std::size_t{'#'}], 63);
+  EXPECT_EQ(made.reverse[std::size_t{'-'}], 255);
+  EXPECT_EQ(made.reverse[std::size_t{'!'}], 255);
 }
 
 TEST(ConverterTest, ExtractMeatDropsHyphensAndBlanks) {

@@ -10,7 +10,7 @@ constexpr std::uint64_t kUpperHalf = 0xFFFFFFFF00000000U;
 
 // Values added between two looks at the upper half, so that looking for ones
 // is no part of the chain from one value to the next.
-constexpr std::ptrdiff_t kBlock = 64;
+constexpr std::ptrdiff_t kBlock = 256;
 
 std::uint32_t Widened(char c) {
   return static_cast<std::uint32_t>(static_cast<signed char>(c));
@@ -77,11 +77,12 @@ std::uint64_t TurnedWhole(std::uint64_t state, const Unit* first,
 template <typename Unit>
 void CCRC::AddTurned(const Unit* first, const Unit* last) {
   const unsigned int left = Left();
-  const std::ptrdiff_t remembered =
-      left < 32 ? (32 + 31 - left) / (32 - left) : last - first;
   std::uint64_t sum = state;
   while (first != last) {
-    if (Saturated(sum)) first = std::max(first, last - remembered);
+    if (left < 32 && Saturated(sum)) {
+      const std::ptrdiff_t remembered = (32 + 31 - left) / (32 - left);
+      first += std::max<std::ptrdiff_t>(last - first - remembered, 0);
+    }
     const Unit* const stop = first + std::min(kBlock, last - first);
     for (; first != stop; ++first) sum = Next(sum, left, Widened(*first));
   }
