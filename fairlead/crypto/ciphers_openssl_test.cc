@@ -23,11 +23,7 @@ INSTANTIATE_TEST_SUITE_P(Paths, AesPathTest,
                                            AesPaths().end()),
                          PathName);
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kRandomBlocks = 10'000;
-#else
-constexpr int kRandomBlocks = 100'000;
-#endif
+constexpr int kRandomBlocks = kSanitized ? 10'000 : 100'000;
 
 const EVP_CIPHER* Cipher(std::size_t key_bytes) {
   if (key_bytes == 16) return EVP_aes_128_ecb();

@@ -17,6 +17,17 @@
 
 namespace fairlead {
 
+#ifndef __has_feature
+#define __has_feature(feature) 0
+#endif
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool kSanitized = true;  // Much slower: tests do less.
+#else
+constexpr bool kSanitized = false;
+#endif
+
 using Bytes = std::vector<unsigned char>;
 
 inline Bytes FromHex(std::string_view hex) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -29,7 +30,7 @@ constexpr int kDiscarded = 12347;
 RC4Key MakeKey(const Bytes& bytes) {
   RC4Key key;
   std::memset(key.key, 0xEE, sizeof key.key);  // Not to be looked at.
-  std::memcpy(key.key, bytes.data(), bytes.size());
+  std::copy(bytes.begin(), bytes.end(), key.key);
   key.length = static_cast<std::uint8_t>(bytes.size());
   return key;
 }
