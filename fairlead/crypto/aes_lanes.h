@@ -16,6 +16,17 @@ namespace fairlead {
 // Enough vectors on the way at once hide the time that one round takes.
 constexpr std::size_t kMostVectors = 8;
 
+// So many rounds, none of them the last, on all vectors of an array.
+template <class Lanes, bool kEncrypt, int kRounds, class State>
+[[gnu::always_inline]] FAIRLEAD_AES_TARGET inline void ProcessRounds(
+    State& state, const std::uint32_t* keys) {
+  for (int round = 0; round < kRounds; ++round, keys += 4) {
+    const typename Lanes::Vector key = Lanes::Key(keys);
+    for (auto& vector : state)
+      vector = Lanes::template Round<kEncrypt>(vector, key);
+  }
+}
+
 template <class Lanes, bool kEncrypt, std::size_t kVectors>
 FAIRLEAD_AES_TARGET inline void ProcessVectors(const std::uint32_t* keys,
                                                std::int32_t rounds,
@@ -29,11 +40,16 @@ FAIRLEAD_AES_TARGET inline void ProcessVectors(const std::uint32_t* keys,
   for (std::size_t i = 0; i < kVectors; ++i)
     state[i] = Lanes::Xor(Lanes::Load(input + kBytes * i), key);
 
-  keys += 4;
-  for (std::int32_t round = 1; round < rounds; ++round, keys += 4) {
-    key = Lanes::Key(keys);
-    for (auto& vector : state)
-      vector = Lanes::template Round<kEncrypt>(vector, key);
+  // Known numbers of rounds need no counting.
+  ProcessRounds<Lanes, kEncrypt, 9>(state, keys + 4);
+  keys += 40;
+  if (rounds > 10) {
+    ProcessRounds<Lanes, kEncrypt, 2>(state, keys);
+    keys += 8;
+  }
+  if (rounds > 12) {
+    ProcessRounds<Lanes, kEncrypt, 2>(state, keys);
+    keys += 8;
   }
 
   key = Lanes::Key(keys);

@@ -14,7 +14,7 @@ namespace fairlead {
 // One way to compute AES. All give the same bytes.
 //
 // The tables must have been built. Zero rounds are computed as if they were
-// one, so that an unkeyed object is harmless.
+// ten, so that an unkeyed object is harmless.
 struct AesPath {
   using SetKey = void (*)(aes_context* ctx, const unsigned char* key,
                           std::int32_t rounds);

@@ -1,5 +1,6 @@
 // AES by table lookups: the path for every processor.
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -71,6 +72,7 @@ void Process(const std::uint32_t* keys, std::int32_t rounds,
   std::uint32_t d = LoadWord(input + 12) ^ keys[3];
 
   keys += 4;
+  rounds = std::max(rounds, 10);
   for (std::int32_t round = 1; round < rounds; ++round, keys += 4) {
     const std::uint32_t e = Direction::Mix(a, b, c, d) ^ keys[0];
     const std::uint32_t f = Direction::Mix(b, c, d, a) ^ keys[1];
