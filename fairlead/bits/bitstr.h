@@ -23,7 +23,8 @@ namespace fairlead {
 /// bits.data[0] = 0x12345678;  // the first 32 bits
 /// @endcode
 struct FAIRLEAD_EXPORT CBitstr {
-  std::uint32_t data[16] = {};  ///< The bits. NOLINT(modernize-avoid-c-arrays)
+  /// The bits.
+  std::uint32_t data[16] = {};  // NOLINT(modernize-avoid-c-arrays)
 
   /// What whoever filled the record says its length is. CConverter counts bytes
   /// here, not bits.

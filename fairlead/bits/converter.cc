@@ -88,10 +88,12 @@ unsigned int DigitValue(const CConverter& converter, char digit) {
 
 // Stores the low bytes of a word, those for which there is room.
 void Store(unsigned char* bytes, std::size_t at, std::uint64_t word) {
-  if (at + sizeof(word) <= kDataBytes)
+  if (at + sizeof(word) <= kDataBytes) {
     std::memcpy(bytes + at, &word, sizeof(word));
-  else if (at < kDataBytes)
-    std::memcpy(bytes + at, &word, kDataBytes - at);
+    return;
+  }
+  for (; at < kDataBytes; ++at, word >>= 8U)
+    bytes[at] = static_cast<unsigned char>(word);
 }
 
 // Digits put together as one word. What was seen of them is judged later: it
@@ -146,9 +148,8 @@ bool ReadPlain(const CConverter& converter, std::string_view text,
   const auto bits = static_cast<std::size_t>(converter.bitsPerChar);
   const auto total = static_cast<std::size_t>(converter.totalBits);
   if (converter.totalBits < 0 || bits - 1 >= kReadEights.size()) return false;
-  if (text.size() !=
-      static_cast<std::uint32_t>(total) / static_cast<std::uint32_t>(bits))
-    return false;
+  const std::size_t held = text.size() * bits;
+  if (held > total || total - held >= bits) return false;
   // What is to be skipped must not pass for a digit.
   if (converter.reverse[std::size_t{'-'}] >> bits == 0 ||
       converter.reverse[std::size_t{' '}] >> bits == 0)
@@ -168,7 +169,7 @@ bool ReadPlain(const CConverter& converter, std::string_view text,
   if (last.seen >> bits != 0) return false;
 
   // A digit that the text lacks is zero, and may complete one byte more.
-  if (at * bits + filled < total) filled += bits;
+  if (held < total) filled += bits;
   const std::uint64_t whole = (std::uint64_t{1} << (filled & ~7U)) - 1;
   Store(bytes, at / 8 * bits, last.word & whole);
   result.length = converter.totalBits / 8;
@@ -204,7 +205,7 @@ Error ReadDigits(const CConverter& converter, std::string_view text,
 // no hyphen left that could be a minus sign.
 bool ReadNumber(std::string_view text, std::int64_t& number) {
   const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
-  if (start == text.npos) return false;
+  if (start == std::string_view::npos) return false;
   text.remove_prefix(start);
   if (text.front() == '+') text.remove_prefix(1);
   return std::from_chars(text.data(), text.data() + text.size(), number).ec ==
@@ -235,13 +236,18 @@ Error ReadCleaned(const CConverter& converter, std::string_view text,
   return ReadDigits(converter, meat.View(), result);
 }
 
+const unsigned char* BytesOf(const CBitstr& bits) {
+  return reinterpret_cast<const unsigned char*>(bits.data);
+}
+
 // 64 bits from byte `at` on; those that are not there are zero.
 std::uint64_t WordAt(const unsigned char* bytes, std::size_t at) {
   std::uint64_t word = 0;
-  if (at + sizeof(word) <= kDataBytes)
+  if (at + sizeof(word) <= kDataBytes) {
     std::memcpy(&word, bytes + at, sizeof(word));
-  else if (at < kDataBytes)
-    std::memcpy(&word, bytes + at, kDataBytes - at);
+    return word;
+  }
+  for (std::size_t i = kDataBytes; i-- > at;) word = word << 8U | bytes[i];
   return word;
 }
 
@@ -268,21 +274,34 @@ void WriteEights(const CConverter& converter, const unsigned char* bytes,
   }
 }
 
-constexpr std::array kWriteEights = {
-    WriteEights<1>, WriteEights<2>, WriteEights<3>, WriteEights<4>,
-    WriteEights<5>, WriteEights<6>, WriteEights<7>, WriteEights<8>};
+// The digit text of `bits`; with the width known, no division is needed.
+template <unsigned int kBits>
+std::string DigitText(const CConverter& converter, const CBitstr& bits) {
+  const auto total = static_cast<std::uint32_t>(converter.totalBits);
+  std::string text((total + kBits - 1) / kBits, '\0');
+  WriteEights<kBits>(converter, BytesOf(bits), text.data(), text.size());
+  return text;
+}
 
-// The first `size` characters of the digit text of `bits`.
-void WriteDigits(const CConverter& converter, const CBitstr& bits, char* out,
-                 std::size_t size) {
+struct Writer {
+  void (*write)(const CConverter& converter, const unsigned char* bytes,
+                char* out, std::size_t size);
+  std::string (*text)(const CConverter& converter, const CBitstr& bits);
+};
+
+template <unsigned int kBits>
+constexpr Writer kWriter = {WriteEights<kBits>, DigitText<kBits>};
+
+constexpr std::array kWriters = {kWriter<1>, kWriter<2>, kWriter<3>,
+                                 kWriter<4>, kWriter<5>, kWriter<6>,
+                                 kWriter<7>, kWriter<8>};
+
+// Of more than eight bits a character, the low eight count.
+void WriteWide(const CConverter& converter, const CBitstr& bits, char* out,
+               std::size_t size) {
   const auto width = static_cast<std::size_t>(converter.bitsPerChar);
-  const auto* const bytes = reinterpret_cast<const unsigned char*>(bits.data);
-  if (width <= 8) {
-    kWriteEights[width - 1](converter, bytes, out, size);
-    return;
-  }
   for (std::size_t p = 0; size > 0; --size, p += width)
-    *out++ = converter.alphabet[WordAt(bytes, p / 8) >> p % 8 & 0xFFU];
+    *out++ = converter.alphabet[WordAt(BytesOf(bits), p / 8) >> p % 8 & 0xFFU];
 }
 
 constexpr std::size_t kLongestDecimal = 32;
@@ -372,10 +391,10 @@ std::string CConverter::BitstrToStr(const CBitstr& bits) const {
   }
   if (bitsPerChar < 0 || totalBits <= 0) return {};
   const auto width = static_cast<std::uint32_t>(bitsPerChar);
-  const std::size_t size =
-      (static_cast<std::uint32_t>(totalBits) + width - 1) / width;
-  std::string text(size, '\0');
-  WriteDigits(*this, bits, text.data(), size);
+  if (width <= kWriters.size()) return kWriters[width - 1].text(*this, bits);
+  std::string text((static_cast<std::uint32_t>(totalBits) + width - 1) / width,
+                   '\0');
+  WriteWide(*this, bits, text.data(), text.size());
   return text;
 }
 
@@ -401,8 +420,13 @@ std::string CConverter::GetDividedStr() const {
   const std::size_t hyphens = HyphenCount(size, group);
   // The undivided text is written to the end of the result and spread out.
   std::string divided(size + hyphens, '\0');
-  WriteDigits(*this, bitstr, divided.data() + hyphens, size);
-  Divide({divided.data() + hyphens, size}, group, divided.data());
+  char* const digits = divided.data() + hyphens;
+  const auto width = static_cast<std::size_t>(bitsPerChar);
+  if (width <= kWriters.size())
+    kWriters[width - 1].write(*this, BytesOf(bitstr), digits, size);
+  else
+    WriteWide(*this, bitstr, digits, size);
+  Divide({digits, size}, group, divided.data());
   return divided;
 }
 

@@ -55,8 +55,8 @@ namespace fairlead {
 ///   std::printf("%u\n", reader.GetBitstr().data[0]);  // 83
 /// @endcode
 struct FAIRLEAD_EXPORT CConverter {
-  /// Digit value to character. NOLINTNEXTLINE(modernize-avoid-c-arrays)
-  char alphabet[256];
+  /// Digit value to character.
+  char alphabet[256];  // NOLINT(modernize-avoid-c-arrays)
   /// Character to digit value; 255 for "-" and for whatever is no digit.
   unsigned char reverse[256];  // NOLINT(modernize-avoid-c-arrays)
   CBitstr bitstr;              ///< The current contents.

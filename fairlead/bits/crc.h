@@ -45,7 +45,8 @@ namespace fairlead {
 /// @par Cost
 /// Three dependent operations a value, until the upper half of the state is
 /// full; the rest of a text or an array then costs no more than its last 32
-/// values, whatever its length.
+/// values, whatever its length. With rotations of 0 and 32 either way every
+/// value counts, but none waits for the one before.
 /// @par Example
 /// @code
 /// fairlead::CCRC crc{.rotation = 5};
