@@ -87,11 +87,11 @@ AES::AES(std::string_view key, std::int32_t bits) : bits_(bits) {
 }
 
 void AES::EncodeBlock(unsigned char* block) const {
-  aes_encrypt(&context_, block, block);
+  Path().encrypt_block(&context_, block, block);
 }
 
 void AES::DecodeBlock(unsigned char* block) const {
-  aes_decrypt(&context_, block, block);
+  Path().decrypt_block(&context_, block, block);
 }
 
 void AES::EncodeArray(unsigned char* data, std::int32_t length) const {

@@ -18,43 +18,12 @@
 namespace fairlead {
 namespace {
 
-// The round keys are kept as words, the instructions take them as bytes.
-FAIRLEAD_AES_TARGET inline __m128i SwapWords(__m128i words) {
-  return _mm_shuffle_epi8(words, _mm_set_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4,
-                                              5, 6, 7, 0, 1, 2, 3));
-}
+struct Here;
+using Lanes = BlockLanes<Here>;
 
 FAIRLEAD_AES_TARGET inline void StoreKey(std::uint32_t* words, __m128i key) {
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(words), SwapWords(key));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(words), Lanes::SwapWords(key));
 }
-
-struct Lanes {
-  using Vector = __m128i;
-  static constexpr std::size_t kBlocks = 1;
-
-  FAIRLEAD_AES_TARGET static Vector Key(const std::uint32_t* words) {
-    return SwapWords(_mm_loadu_si128(reinterpret_cast<const Vector*>(words)));
-  }
-  FAIRLEAD_AES_TARGET static Vector Load(const unsigned char* data) {
-    return _mm_loadu_si128(reinterpret_cast<const Vector*>(data));
-  }
-  FAIRLEAD_AES_TARGET static void Store(unsigned char* data, Vector vector) {
-    _mm_storeu_si128(reinterpret_cast<Vector*>(data), vector);
-  }
-  FAIRLEAD_AES_TARGET static Vector Xor(Vector a, Vector b) {
-    return _mm_xor_si128(a, b);
-  }
-  template <bool kEncrypt>
-  FAIRLEAD_AES_TARGET static Vector Round(Vector state, Vector key) {
-    return kEncrypt ? _mm_aesenc_si128(state, key)
-                    : _mm_aesdec_si128(state, key);
-  }
-  template <bool kEncrypt>
-  FAIRLEAD_AES_TARGET static Vector LastRound(Vector state, Vector key) {
-    return kEncrypt ? _mm_aesenclast_si128(state, key)
-                    : _mm_aesdeclast_si128(state, key);
-  }
-};
 
 // SubWord(RotWord()) of the fourth word with the round constant, in all words:
 // with equal columns, the last round of AES is nothing but the S-box.

@@ -8,10 +8,47 @@
 #ifndef FAIRLEAD_CRYPTO_AES_LANES_H_
 #define FAIRLEAD_CRYPTO_AES_LANES_H_
 
+#include <immintrin.h>
+
 #include <cstddef>
 #include <cstdint>
 
 namespace fairlead {
+
+// One block at a time. `Source` is a type of an anonymous namespace.
+template <class Source>
+struct BlockLanes {
+  using Vector = __m128i;
+  static constexpr std::size_t kBlocks = 1;
+
+  // The round keys are kept as words, the instructions take them as bytes.
+  FAIRLEAD_AES_TARGET static Vector SwapWords(Vector words) {
+    return _mm_shuffle_epi8(words, _mm_set_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4,
+                                                5, 6, 7, 0, 1, 2, 3));
+  }
+  FAIRLEAD_AES_TARGET static Vector Key(const std::uint32_t* words) {
+    return SwapWords(_mm_loadu_si128(reinterpret_cast<const Vector*>(words)));
+  }
+  FAIRLEAD_AES_TARGET static Vector Load(const unsigned char* data) {
+    return _mm_loadu_si128(reinterpret_cast<const Vector*>(data));
+  }
+  FAIRLEAD_AES_TARGET static void Store(unsigned char* data, Vector vector) {
+    _mm_storeu_si128(reinterpret_cast<Vector*>(data), vector);
+  }
+  FAIRLEAD_AES_TARGET static Vector Xor(Vector a, Vector b) {
+    return _mm_xor_si128(a, b);
+  }
+  template <bool kEncrypt>
+  FAIRLEAD_AES_TARGET static Vector Round(Vector state, Vector key) {
+    return kEncrypt ? _mm_aesenc_si128(state, key)
+                    : _mm_aesdec_si128(state, key);
+  }
+  template <bool kEncrypt>
+  FAIRLEAD_AES_TARGET static Vector LastRound(Vector state, Vector key) {
+    return kEncrypt ? _mm_aesenclast_si128(state, key)
+                    : _mm_aesdeclast_si128(state, key);
+  }
+};
 
 // Enough vectors on the way at once hide the time that one round takes.
 constexpr std::size_t kMostVectors = 8;

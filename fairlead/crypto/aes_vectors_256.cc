@@ -16,16 +16,14 @@
 namespace fairlead {
 namespace {
 
+struct Here;
+
 struct Lanes {
   using Vector = __m256i;
   static constexpr std::size_t kBlocks = 2;
 
-  // The round keys are kept as words, the instructions take them as bytes.
   FAIRLEAD_AES_TARGET static Vector Key(const std::uint32_t* words) {
-    const __m128i key = _mm_shuffle_epi8(
-        _mm_loadu_si128(reinterpret_cast<const __m128i*>(words)),
-        _mm_set_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3));
-    return _mm256_broadcastsi128_si256(key);
+    return _mm256_broadcastsi128_si256(BlockLanes<Here>::Key(words));
   }
   FAIRLEAD_AES_TARGET static Vector Load(const unsigned char* data) {
     return _mm256_loadu_si256(reinterpret_cast<const Vector*>(data));
@@ -47,6 +45,20 @@ struct Lanes {
                     : _mm256_aesdeclast_epi128(state, key);
   }
 };
+
+FAIRLEAD_AES_TARGET void EncryptBlock(const aes_context* ctx,
+                                      const unsigned char* input,
+                                      unsigned char* output) {
+  ProcessVectors<BlockLanes<Here>, true, 1>(ctx->encKeys, ctx->rounds, input,
+                                            output);
+}
+
+FAIRLEAD_AES_TARGET void DecryptBlock(const aes_context* ctx,
+                                      const unsigned char* input,
+                                      unsigned char* output) {
+  ProcessVectors<BlockLanes<Here>, false, 1>(ctx->decKeys, ctx->rounds, input,
+                                             output);
+}
 
 FAIRLEAD_AES_TARGET void EncryptBlocks(const aes_context* ctx,
                                        unsigned char* data,
@@ -70,8 +82,8 @@ const AesPath kAesVectors256 = {
     .name = "vectors256",
     .available = ProcessorHasVectorAes,
     .set_key = aes_instructions::SetKey,
-    .encrypt_block = aes_instructions::EncryptBlock,
-    .decrypt_block = aes_instructions::DecryptBlock,
+    .encrypt_block = EncryptBlock,
+    .decrypt_block = DecryptBlock,
     .encrypt_blocks = EncryptBlocks,
     .decrypt_blocks = DecryptBlocks,
 };
