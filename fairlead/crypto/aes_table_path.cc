@@ -12,7 +12,7 @@
 namespace fairlead {
 namespace {
 
-using namespace aes_tables;  // NOLINT(google-build-using-namespace)
+using namespace aes_tables;
 
 // The bytes of a word, the most significant first.
 constexpr std::uint32_t Byte0(std::uint32_t word) { return word >> 24; }

@@ -19,7 +19,7 @@ std::array<std::uint32_t, 10> RCON;
 
 namespace {
 
-using namespace aes_tables;  // NOLINT(google-build-using-namespace)
+using namespace aes_tables;
 
 // Twice x in GF(2^8).
 std::uint8_t Double(std::uint8_t x) {

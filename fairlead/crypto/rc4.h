@@ -11,9 +11,9 @@ namespace fairlead {
 
 /// A key for RC4. A plain record.
 struct RC4Key {
-  /// The first `length` bytes count. NOLINTNEXTLINE(modernize-avoid-c-arrays)
-  unsigned char key[256];
-  std::uint8_t length;  ///< 1 to 255. With 0, `key[0]` alone is the key.
+  /// The first `length` bytes count.
+  unsigned char key[256];  // NOLINT(modernize-avoid-c-arrays)
+  std::uint8_t length;     ///< 1 to 255. With 0, `key[0]` alone is the key.
 };
 
 /// RC4 whose stream begins with the 12,348th byte.
@@ -61,8 +61,8 @@ class FAIRLEAD_EXPORT RC4 {
  private:
   std::uint32_t x_ = 0;  // 0 to 255.
   std::uint32_t y_ = 0;  // 0 to 255.
-  // A permutation of 0 to 255. NOLINTNEXTLINE(modernize-avoid-c-arrays)
-  std::uint32_t m_[256];
+  // A permutation of 0 to 255.
+  std::uint32_t m_[256];  // NOLINT(modernize-avoid-c-arrays)
 };
 
 }  // namespace fairlead
