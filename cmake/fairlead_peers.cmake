@@ -1,6 +1,7 @@
 # Where the benchmarks' peers are found. None of them is needed to build.
 
 # By a pkg-config module of its own:
+set(fairlead_peer_module_absl_str_format absl_str_format)
 set(fairlead_peer_module_absl_strings absl_strings)
 set(fairlead_peer_module_absl_time absl_time)
 set(fairlead_peer_module_botan botan-2)
