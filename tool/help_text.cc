@@ -96,7 +96,9 @@ std::string ShortUsage() {
 std::string GeneralHelp() {
   std::string text =
       "usage: fairlead COMMAND [-name value]...\n\n"
-      "Exchanges messages with a TCP server, and keeps INI files.\n\n"
+      "Exchanges messages with a TCP server, and works on INI files, logs, "
+      "times, "
+      "codes, sums and ciphers.\n\n"
       "Commands:\n";
   for (const Command* const command : Commands())
     text += Entry(command->name, 14, command->summary);

@@ -114,8 +114,8 @@ std::string ManPage() {
              " \"fairlead " FAIRLEAD_VERSION
              "\" \"User Commands\"\n"
              ".SH NAME\n"
-             "fairlead \\- exchange messages with a TCP server, keep INI "
-             "files\n"
+             "fairlead \\- exchange messages with a TCP server; work on INI "
+             "files, logs, times, codes, sums and ciphers\n"
              ".SH SYNOPSIS\n"
              ".B fairlead\n"
              ".I command\n"
