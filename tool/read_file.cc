@@ -31,20 +31,33 @@ void AwaitInput(int descriptor) {
 
 }  // namespace
 
-std::string ReadAll(int descriptor, const std::string& name) {
-  std::string bytes;
+void ReadPieces(int descriptor, const std::string& name,
+                const TakePiece& take) {
   std::vector<char> piece(kPiece);
   while (true) {
     const ssize_t count = read(descriptor, piece.data(), kPiece);
-    if (count == 0) return bytes;
+    if (count == 0) return;
     if (count > 0)
-      bytes.append(piece.data(), static_cast<std::size_t>(count));
+      take({piece.data(), static_cast<std::size_t>(count)});
     else if (errno == EAGAIN)
       AwaitInput(descriptor);
     else if (errno != EINTR)
       throw Failure(kCannotRead,
                     Concat("cannot read ", name, ": ", ErrorText(errno)));
   }
+}
+
+void ReadFilePieces(const std::string& path, const TakePiece& take) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.IsOpen()) FailToOpen(path, errno);
+  ReadPieces(file.number(), Quoted(path), take);
+}
+
+std::string ReadAll(int descriptor, const std::string& name) {
+  std::string bytes;
+  ReadPieces(descriptor, name,
+             [&bytes](std::string_view piece) { bytes += piece; });
+  return bytes;
 }
 
 std::string ReadFile(const std::string& path) {

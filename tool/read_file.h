@@ -1,12 +1,29 @@
-// All the bytes of standard input or of a file.
+// The bytes of standard input or of a file, whole or in pieces.
 
 #ifndef FAIRLEAD_TOOL_READ_FILE_H_
 #define FAIRLEAD_TOOL_READ_FILE_H_
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace fairlead::tool {
+
+/// Gets the next bytes, which are gone once it returns.
+using TakePiece = std::function<void(std::string_view piece)>;
+
+/// Hands over the bytes from where the descriptor stands to the end, in pieces
+/// of at most 64 KiB.
+///
+/// @param name what an error calls it
+/// @throws Failure with kCannotRead
+void ReadPieces(int descriptor, const std::string& name, const TakePiece& take);
+
+/// The same for the bytes of a file.
+///
+/// @throws Failure with kCannotRead
+void ReadFilePieces(const std::string& path, const TakePiece& take);
 
 /// The bytes from where the descriptor stands to the end.
 ///
