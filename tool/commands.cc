@@ -11,9 +11,10 @@ namespace fairlead::tool {
 namespace {
 
 constexpr std::array kCommands = {
-    &kSendCommand,    &kRecvCommand,       &kResolveCommand, &kIniCommand,
-    &kLogCommand,     &kTimeCommand,       &kSizeCommand,    &kHelpCommand,
-    &kVersionCommand, &kCompletionCommand,
+    &kSendCommand,       &kRecvCommand,  &kResolveCommand, &kIniCommand,
+    &kLogCommand,        &kTimeCommand,  &kSizeCommand,    &kCodeCommand,
+    &kSumCommand,        &kCryptCommand, &kHelpCommand,    &kVersionCommand,
+    &kCompletionCommand,
 };
 
 }  // namespace

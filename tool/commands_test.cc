@@ -67,7 +67,8 @@ TEST(CommandsTest, EveryParameterIsSound) {
     for (const Parameter& parameter : command->parameters) {
       SCOPED_TRACE(Spelling(parameter));
       EXPECT_TRUE(names.insert(parameter.name).second);
-      EXPECT_EQ(parameter.name.find_first_not_of("abcdefghijklmnopqrstuvwxyz"),
+      EXPECT_EQ(parameter.name.find_first_not_of(
+                    "abcdefghijklmnopqrstuvwxyz0123456789"),
                 std::string_view::npos);
       EXPECT_EQ(parameter.word.empty(), parameter.kind == Kind::kSwitch);
       EXPECT_FALSE(parameter.group.empty());

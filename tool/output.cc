@@ -109,6 +109,12 @@ bool Output::AwaitRoom(int stop) const {
   return waits[0].revents != 0;
 }
 
+bool Output::IsFile(const struct stat& facts) const {
+  struct stat own = {};
+  return S_ISREG(facts.st_mode) && fstat(descriptor_, &own) == 0 &&
+         own.st_dev == facts.st_dev && own.st_ino == facts.st_ino;
+}
+
 // One write a line, so that lines of several threads do not mix. Where even
 // this fails, there is nobody left to tell.
 void Complain(std::string_view command, std::string_view text) {

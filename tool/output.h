@@ -3,6 +3,8 @@
 #ifndef FAIRLEAD_TOOL_OUTPUT_H_
 #define FAIRLEAD_TOOL_OUTPUT_H_
 
+#include <sys/stat.h>
+
 #include <string_view>
 
 #include "tool/view.h"
@@ -34,6 +36,9 @@ class Output {
   ///
   /// @return false where the descriptor `stop` becomes readable before
   bool AwaitRoom(int stop) const;
+
+  /// Whether standard output is this regular file.
+  bool IsFile(const struct stat& facts) const;
 
   /// What standard output is.
   Screen screen() const { return screen_; }

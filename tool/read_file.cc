@@ -31,10 +31,11 @@ void AwaitInput(int descriptor) {
 
 }  // namespace
 
-void ReadPieces(int descriptor, const std::string& name,
-                const TakePiece& take) {
+void ReadPieces(int descriptor, const std::string& name, const TakePiece& take,
+                const std::function<void()>& await) {
   std::vector<char> piece(kPiece);
   while (true) {
+    await();
     const ssize_t count = read(descriptor, piece.data(), kPiece);
     if (count == 0) return;
     if (count > 0)

@@ -17,8 +17,12 @@ using TakePiece = std::function<void(std::string_view piece)>;
 /// of at most 64 KiB.
 ///
 /// @param name what an error calls it
+/// @param await is called before each reading, to wait where that can block;
+///     what it throws ends the reading
 /// @throws Failure with kCannotRead
-void ReadPieces(int descriptor, const std::string& name, const TakePiece& take);
+void ReadPieces(
+    int descriptor, const std::string& name, const TakePiece& take,
+    const std::function<void()>& await = [] {});
 
 /// The same for the bytes of a file.
 ///
