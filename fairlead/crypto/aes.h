@@ -72,6 +72,12 @@ FAIRLEAD_EXPORT std::int32_t aes_set_key(aes_context* ctx,
                                          const unsigned char* key,
                                          std::int32_t bits);
 
+/// The same, for a context that is at hand as a variable.
+inline std::int32_t aes_set_key(aes_context& ctx, const unsigned char* key,
+                                std::int32_t bits) {
+  return aes_set_key(&ctx, key, bits);
+}
+
 /// Encrypts the 16 bytes at `input` to the 16 bytes at `output`.
 ///
 /// The two must not overlap: AES::EncodeBlock() is for work in place.
@@ -79,12 +85,24 @@ FAIRLEAD_EXPORT void aes_encrypt(const aes_context* ctx,
                                  const unsigned char* input,
                                  unsigned char* output);
 
+/// The same, for a context that is at hand as a variable.
+inline void aes_encrypt(const aes_context& ctx, const unsigned char* input,
+                        unsigned char* output) {
+  aes_encrypt(&ctx, input, output);
+}
+
 /// Decrypts the 16 bytes at `input` to the 16 bytes at `output`.
 ///
 /// The two must not overlap: AES::DecodeBlock() is for work in place.
 FAIRLEAD_EXPORT void aes_decrypt(const aes_context* ctx,
                                  const unsigned char* input,
                                  unsigned char* output);
+
+/// The same, for a context that is at hand as a variable.
+inline void aes_decrypt(const aes_context& ctx, const unsigned char* input,
+                        unsigned char* output) {
+  aes_decrypt(&ctx, input, output);
+}
 
 /// AES with one key, for blocks and arrays in place.
 ///

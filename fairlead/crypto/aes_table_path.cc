@@ -72,7 +72,7 @@ void Process(const std::uint32_t* keys, std::int32_t rounds,
   std::uint32_t d = LoadWord(input + 12) ^ keys[3];
 
   keys += 4;
-  rounds = std::max(rounds, 10);
+  rounds = std::clamp(rounds, 10, 14);  // A context may never have been keyed.
   for (std::int32_t round = 1; round < rounds; ++round, keys += 4) {
     const std::uint32_t e = Direction::Mix(a, b, c, d) ^ keys[0];
     const std::uint32_t f = Direction::Mix(b, c, d, a) ^ keys[1];

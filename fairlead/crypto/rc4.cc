@@ -32,9 +32,9 @@ std::uint32_t Step(std::uint32_t* m, std::uint32_t& x, std::uint32_t& y) {
 
 // A step but for its byte of the stream: moves y on by a, swaps m[y] and the
 // entry that held a, and returns b. In this order of instructions it takes two
-// thirds of the time that compilers need.
+// thirds of the time that compilers need. An address takes all 64 bits of y.
 // NOLINTNEXTLINE(readability-non-const-parameter): the instructions write m.
-inline std::uint32_t Swap(std::uint32_t* m, std::uint32_t& y, std::uint32_t a,
+inline std::uint32_t Swap(std::uint32_t* m, std::uint64_t& y, std::uint32_t a,
                           std::uint32_t& entry) {
   std::uint32_t b = 0;
   __asm__(
@@ -68,8 +68,10 @@ void XorWord(unsigned char* data, std::uint64_t stream) {
 // then a step in between changes what was read already: then it is put right.
 template <bool kDiscard>
 [[gnu::noinline]] std::uint32_t TakeRows(std::uint32_t* m, std::uint32_t first,
-                                         std::uint32_t y, unsigned char* data,
+                                         std::uint32_t start_y,
+                                         unsigned char* data,
                                          std::size_t rows) {
+  std::uint64_t y = start_y;
   std::array<std::uint32_t, kRow + 2> a = {m[first], m[first + 1]};
   for (; rows > 0; --rows) {
     std::uint32_t* const row = m + first;
@@ -80,7 +82,7 @@ template <bool kDiscard>
     for (std::uint32_t i = 0; i < kRow; ++i) {
       a[i + 2] = i + 2 < kRow ? row[i + 2] : next_row[i + 2 - kRow];
       const std::uint32_t b = Swap(m, y, a[i], row[i]);
-      const std::uint32_t distance = (y - (first + i + 1)) & 0xFF;
+      const std::uint64_t distance = (y - (first + i + 1)) & 0xFF;
       if (distance < 2) [[unlikely]] {
         if (distance == 0) a[i + 1] = a[i];
         if (distance == 1) a[i + 2] = a[i];
@@ -95,7 +97,7 @@ template <bool kDiscard>
     a[1] = a[kRow + 1];
     first = next;
   }
-  return y;
+  return static_cast<std::uint32_t>(y);
 }
 
 // Takes so many steps, and XORs the stream into data unless it is discarded.

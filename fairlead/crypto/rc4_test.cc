@@ -168,7 +168,9 @@ TEST(Rc4Test, BytesBeyondTheLengthDoNotCount) {
   RC4Key a = MakeKey(FromHex("010203"));
   RC4Key b = a;
   std::memset(b.key + 3, 0, sizeof b.key - 3);
-  EXPECT_EQ(RC4(a).GetByte(), RC4(b).GetByte());
+  const RC4 first(a);
+  const RC4 second(b);
+  EXPECT_EQ(std::memcmp(&first, &second, sizeof first), 0);
 }
 
 TEST(Rc4Test, ACopyGoesOnFromTheSamePlace) {
