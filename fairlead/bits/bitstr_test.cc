@@ -172,28 +172,34 @@ TEST(MoveBitsTest, RunsThatOverlapAreCopiedWordByWord) {
 
 TEST(MoveBitsTest, PositionsGoFarBeyondFiveHundredBits) {
   Words source(40'000);
-  source[39'999] = 0xABCD0000;
-  Words destination(20'000);
-  MoveBits(source.data(), 19'999 * 32 + 16 + 32, destination.data(),
-           19'999 * 32 + 8, 0, 1);
-  EXPECT_EQ(destination[19'999], 0U);
+  source[20'000] = 0xABCD0000;
+  Words destination(20'000, 0x11111111);
+  MoveBits(source.data(), 20'000 * 32 + 16, destination.data(), 19'999 * 32 + 8,
+           16, 1);
+  EXPECT_EQ(destination[19'998], 0x11111111U);
+  EXPECT_EQ(destination[19'999], 0x11ABCD11U);
+
   // Nineteen thousand words in, two apart.
   source[39'998] = 0x12345678;
   MoveBits(source.data(), 19'999 * 32 + 4, destination.data(), 19'999 * 32 + 8,
            16, 2);
-  EXPECT_EQ(destination[19'999], 0x00456700U);
+  EXPECT_EQ(destination[19'999], 0x11456711U);
 }
 
-TEST(MoveBitsTest, NegativeArgumentsStayInTheFirstWords) {
-  const Words source = {1, 2, 3, 4};
+TEST(MoveBitsTest, NegativeArgumentsTouchNothingBefore) {
+  const Words source = {1, 2, 3, 4, 5, 6};
   for (const int odd : {-1, -31, -32, -33, INT_MIN}) {
-    Words destination = {5, 6, 7, 8};
-    MoveBits(source.data(), odd, destination.data(), 0, 8, 1);
-    MoveBits(source.data(), 0, destination.data(), odd, 8, 1);
-    MoveBits(source.data(), 0, destination.data(), 0, odd, 1);
-    MoveBits(source.data(), odd, destination.data(), odd, odd, 1);
-    EXPECT_EQ(destination[2], 7U);
-    EXPECT_EQ(destination[3], 8U);
+    Words destination = {5, 6, 7, 8, 9, 10};
+    const unsigned int* const from = &source[2];
+    unsigned int* const to = &destination[2];
+    MoveBits(from, odd, to, 0, 8, 1);
+    MoveBits(from, 0, to, odd, 8, 1);
+    MoveBits(from, 0, to, 0, odd, 1);
+    MoveBits(from, odd, to, odd, odd, 1);
+    EXPECT_EQ(destination[0], 5U);
+    EXPECT_EQ(destination[1], 6U);
+    EXPECT_EQ(destination[4], 9U);
+    EXPECT_EQ(destination[5], 10U);
   }
 }
 
