@@ -62,7 +62,10 @@ aes_context Keyed(const Bytes& key) {
 Bytes Transformed(const aes_context& context, const Bytes& input,
                   bool encrypt) {
   Bytes output(16);
-  (encrypt ? aes_encrypt : aes_decrypt)(&context, input.data(), output.data());
+  if (encrypt)
+    aes_encrypt(context, input.data(), output.data());
+  else
+    aes_decrypt(context, input.data(), output.data());
   return output;
 }
 
