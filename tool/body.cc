@@ -2,8 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 
+#include "fairlead/bits/crc.h"
 #include "fairlead/text/strings.h"
 #include "tool/concat.h"
 #include "tool/escapes.h"
@@ -14,12 +16,26 @@ namespace fairlead::tool {
 namespace {
 
 constexpr std::size_t kLongestPascal = 255;
+constexpr std::size_t kPart = 1U << 30U;  // The library counts in int.
 
 std::string ReadDoor(const Arguments& arguments) {
   if (arguments.Has(kText)) return Unescaped(arguments.Text(kText), kText.name);
   if (arguments.Has(kHex)) return FromHex(arguments.Text(kHex), kHex.name);
   if (arguments.Has(kFile)) return ReadFile(arguments.Text(kFile));
   return ReadAll(STDIN_FILENO, "standard input");
+}
+
+// The check value of the bytes, the highest byte first.
+std::string CheckValue(std::string_view bytes, int rotation) {
+  CCRC crc{.rotation = rotation};
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), kPart)))
+    // Bytes are bytes: unsigned char may look at any object.
+    crc.AddArr(reinterpret_cast<const unsigned char*>(bytes.data()),
+               static_cast<int>(std::min(bytes.size(), kPart)));
+  std::string value;
+  for (int shift = 56; shift >= 0; shift -= 8)
+    value += static_cast<char>(crc.ReadCRC() >> shift);
+  return value;
 }
 
 std::string_view LineEnd(std::string_view eol) {
@@ -58,6 +74,7 @@ void CheckDoors(const Arguments& arguments) {
 
 std::string ReadBody(const Arguments& arguments, std::string_view eol) {
   std::string body = ReadDoor(arguments);
+  if (arguments.Has(kSum)) body += CheckValue(body, arguments.Number(kSum));
   body += LineEnd(eol);
   return arguments.Has(kPascal) ? AsPascalString(body) : body;
 }

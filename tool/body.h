@@ -33,25 +33,36 @@ inline constexpr Parameter kStdin = {
     .kind = Kind::kSwitch,
     .group = "What",
     .help = "the bytes of standard input, up to its end"};
+inline constexpr Parameter kSum = {
+    .name = "sum",
+    .word = "ROTATION",
+    .kind = Kind::kNumber,
+    .group = "What",
+    .help =
+        "put the check value of the body behind it, 8 bytes with the highest "
+        "first: 'fairlead sum' prints it; a rotation of -N is one of 32 - N",
+    .least = 0,
+    .most = 32};
 inline constexpr Parameter kEol = {.name = "eol",
                                    .word = "none|lf|crlf",
                                    .kind = Kind::kChoice,
                                    .group = "What",
-                                   .help = "the line end put after the body",
+                                   .help = "the line end put behind all that",
                                    .fallback = "none"};
 inline constexpr Parameter kPascal = {
     .name = "pascal",
     .word = "",
     .kind = Kind::kSwitch,
     .group = "What",
-    .help = "put a byte with the body's length before it (255 at most)"};
+    .help = "put a byte with the length of all that before it (255 at most)"};
 
 /// Checks that the body has exactly one door: -text, -hex, -file or -stdin.
 ///
 /// @throws Failure with kWrongUsage
 void CheckDoors(const Arguments& arguments);
 
-/// The body, from its door, with the line end that `eol` names and -pascal.
+/// The body, from its door, with -sum, the line end that `eol` names, and
+/// -pascal.
 ///
 /// @throws Failure with kCannotRead, or with kWrongUsage for a malformed text
 ///     and for a body too long for -pascal

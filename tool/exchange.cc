@@ -68,7 +68,8 @@ Settings ReadSettings(const Arguments& arguments, const Profile& profile) {
                      .bytes = arguments.Number(kBytes),
                      .lines = arguments.Number(kLines),
                      .until = Unescaped(arguments.Text(kUntil), kUntil.name)},
-          .view = profile.Text(kView)};
+          .view = profile.Text(kView),
+          .cipher = {}};
 }
 
 std::string Resolve(const std::string& host) {
@@ -85,7 +86,9 @@ Exchange::Exchange(const Settings& settings, TimeLimit& limit,
       limit_(limit),
       output_(output),
       log_(log),
-      rules_(settings.limits) {}
+      rules_(settings.limits) {
+  if (settings.cipher) decipher_.emplace(*settings.cipher, Direction::kDecrypt);
+}
 
 void Exchange::Connect() {
   limit_.Enter(Concat("resolving ", Quoted(settings_.host)));
@@ -144,8 +147,9 @@ void Exchange::Drain() {
   auto last = steady_clock::now();
   while (true) {
     const bool open = IsOpen();
-    const std::int64_t before = rules_.messages();
-    if (TakeQueue())
+    const std::size_t before = received_;
+    enough_ = TakeQueue();
+    if (enough_)
       return EndDraining("enough was received",
                          "stopped because enough was received");
     if (!open) {
@@ -154,7 +158,7 @@ void Exchange::Drain() {
                                   "reset by the peer")
                     : EndDraining("the peer closed", "closed by the peer");
     }
-    if (rules_.messages() > before) {
+    if (received_ > before) {
       last = steady_clock::now();
       continue;
     }
@@ -175,14 +179,27 @@ bool Exchange::TakeQueue() {
   while (client_.MessagesCount() > 0) {
     const CTCPMessage message = client_.PopMessage();
     log_.Add(Concat("received ", message.len, " bytes"));
-    const bool raw = settings_.view == "raw" && !output_.screen().terminal;
-    if (raw)
-      output_.Write(BodyOf(message));
-    else
-      output_.Write(Rendered(message, settings_.view, output_.screen()));
-    if (rules_.Take(BodyOf(message))) return true;
+    received_ += BodyOf(message).size();
+    if (Take(BodyOf(message), message.time)) return true;
   }
   return false;
+}
+
+// Shows what was received, deciphered as far as there are whole blocks, and
+// counts it; true where a rule is fulfilled.
+bool Exchange::Take(std::string_view bytes, const TheTime& time) {
+  if (decipher_) bytes = decipher_->Take(bytes);
+  if (bytes.empty()) return false;
+  const bool raw = settings_.view == "raw" && !output_.screen().terminal;
+  if (raw)
+    output_.Write(bytes);
+  else
+    output_.Write(Rendered(bytes, time, settings_.view, output_.screen()));
+  return rules_.Take(bytes);
+}
+
+std::size_t Exchange::Undeciphered() const {
+  return decipher_ ? decipher_->waiting() : 0;
 }
 
 // A message of no bytes can be sent until the receive thread has seen the end
@@ -206,10 +223,12 @@ void Exchange::AwaitMessage() {
 
 void Exchange::Close() {
   client_.Close();
-  log_.Add(
-      Concat("closed: ", sent_, " bytes sent, ", rules_.bytes(), " received"));
+  log_.Add(Concat("closed: ", sent_, " bytes sent, ", received_, " received"));
   Tell(settings_.command,
-       Concat(sent_, " bytes sent, ", rules_.bytes(), " received; ", ending_));
+       Concat(sent_, " bytes sent, ", received_, " received; ", ending_));
+  if (enough_ && Undeciphered() > 0)
+    Tell(settings_.command, Concat("of a block that has not come whole, ",
+                                   Undeciphered(), " bytes are left out"));
 }
 
 void Exchange::Judge() const {
@@ -217,8 +236,14 @@ void Exchange::Judge() const {
     throw Failure(kReceivingFailed,
                   "receiving failed: the peer reset the connection; what came "
                   "before is printed");
-  if (rules_.messages() == 0)
+  if (received_ == 0)
     throw Failure(kNothingAnswered, Concat("nothing was answered: ", ending_));
+  if (!enough_ && Undeciphered() > 0)
+    throw Failure(
+        kReceivingFailed,
+        Concat("receiving failed: ", Undeciphered(),
+               " bytes at the end are no whole block of ", CipherStream::kBlock,
+               ", and AES cannot decipher ", "them; ", ending_));
   if (rules_.UntilIsMissing())
     throw Failure(kAnswerIsNo,
                   Concat("the text of -until did not come: ", ending_));

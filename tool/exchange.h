@@ -3,11 +3,13 @@
 #ifndef FAIRLEAD_TOOL_EXCHANGE_H_
 #define FAIRLEAD_TOOL_EXCHANGE_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "fairlead/net/tcp_client.h"
 #include "tool/arguments.h"
+#include "tool/cipher.h"
 #include "tool/exchange_log.h"
 #include "tool/output.h"
 #include "tool/send_profile.h"
@@ -25,6 +27,7 @@ struct Settings {
   int idle = 0;
   StopRules::Limits limits;
   std::string view;
+  std::optional<CipherKey> cipher;  ///< By which what is received is read.
 };
 
 /// The settings that arguments and profile give; also sets `silent` for -quiet.
@@ -58,11 +61,14 @@ class Exchange {
 
   void Close();
 
-  /// Throws where nothing was answered, or not what -until waits for.
+  /// Throws where nothing was answered, less than whole blocks of the cipher,
+  /// or not what -until waits for.
   void Judge() const;
 
  private:
   bool TakeQueue();
+  bool Take(std::string_view bytes, const TheTime& time);
+  std::size_t Undeciphered() const;
   bool IsOpen();
   void AwaitMessage();
   void EndDraining(std::string_view ending, std::string_view event);
@@ -73,8 +79,11 @@ class Exchange {
   const Output& output_;
   ExchangeLog& log_;
   StopRules rules_;
+  std::optional<CipherStream> decipher_;
   std::size_t sent_ = 0;
+  std::size_t received_ = 0;
   std::string_view ending_;  // Why draining ended, for the person.
+  bool enough_ = false;      // A stop rule ended it.
   bool reset_ = false;       // The peer was seen to reset the connection,
   bool cut_off_ = false;     // and that ended the draining.
   CTCPClient client_;

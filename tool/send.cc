@@ -2,8 +2,11 @@
 
 #include <array>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "tool/body.h"
+#include "tool/cipher.h"
 #include "tool/command_list.h"
 #include "tool/concat.h"
 #include "tool/demo_server.h"
@@ -18,6 +21,17 @@ namespace {
 // What the log has of the end of an exchange that failed.
 std::string Failed(std::string_view why) { return Concat("failed: ", why); }
 
+// The body as it goes out; zero bytes may fill its last block.
+std::string Enciphered(const CipherKey& key, std::string_view body) {
+  CipherStream cipher(key, Direction::kEncrypt);
+  std::string text(cipher.Take(body));
+  if (const std::size_t padding = cipher.lacking(); padding > 0) {
+    text += cipher.Fill();
+    Tell("send", PaddingNote(padding));
+  }
+  return text;
+}
+
 void Run(Exchange& exchange, std::string_view body) {
   exchange.Connect();
   exchange.Send(body);
@@ -31,6 +45,7 @@ ExitStatus Send(const Arguments& arguments, const Output& output) {
   Settings settings = ReadSettings(arguments, profile);
   const std::string eol = profile.Text(kEol);
   CheckDoors(arguments);
+  CheckCipherUsage(arguments);
   CheckLogUsage(arguments);
   profile.Save();
   ExchangeLog log;
@@ -39,8 +54,11 @@ ExitStatus Send(const Arguments& arguments, const Output& output) {
   log.Open(arguments);
   limit.TellAlso(
       [&log](std::string_view text) { log.AddAtOnce(Failed(text)); });
+  limit.Enter("reading the key");
+  settings.cipher = ReadCipherKey(arguments);
   limit.Enter("reading the body");
-  const std::string body = ReadBody(arguments, eol);
+  std::string body = ReadBody(arguments, eol);
+  if (settings.cipher) body = Enciphered(*settings.cipher, body);
 
   std::optional<DemoServer> demo;
   if (arguments.Has(kDemo))
@@ -58,9 +76,11 @@ ExitStatus Send(const Arguments& arguments, const Output& output) {
 }
 
 constexpr std::array kParameters = {
-    kHost,  kPort,  kSettings, kProfile, kSaveprofile, kDemo, kText,     kHex,
-    kFile,  kStdin, kEol,      kPascal,  kTimeout,     kIdle, kMessages, kBytes,
-    kLines, kUntil, kView,     kQuiet,   kLog,         kCrlf, kHelp,
+    kHost,   kPort,    kSettings, kProfile,  kSaveprofile, kDemo,
+    kText,   kHex,     kFile,     kStdin,    kSum,         kEol,
+    kPascal, kAes,     kRc4,      kCipher,   kKeyfile,     kKeyenv,
+    kBits,   kTimeout, kIdle,     kMessages, kBytes,       kLines,
+    kUntil,  kView,    kQuiet,    kLog,      kCrlf,        kHelp,
 };
 
 constexpr auto kExamples = std::to_array<Example>({
@@ -72,6 +92,10 @@ constexpr auto kExamples = std::to_array<Example>({
      "Takes host and port from the section [server] of box.ini."},
     {"fairlead send -demo -hex 00ff10 -view dump",
      "Shows the bytes that come back, with the time at which they came."},
+    {"fairlead send -demo -rc4 secret -text hello",
+     "Prints hello, which went there and back enciphered."},
+    {"fairlead send -demo -text hello -sum 5 -view hex",
+     "Shows the bytes of hello, and behind them the 8 of its check value."},
     {"fairlead send -host localhost -port 7000 -text hello -log box.log",
      "Appends to box.log when it connected, sent, received and closed."},
 });
@@ -105,7 +129,14 @@ constinit const Command kSendCommand = {
         "-lines or -until asks for, whichever comes first. A received message "
         "is never cut: all of the one that ends the exchange is printed. A "
         "body "
-        "above 1800 bytes goes out as several messages, in order.",
+        "above 1800 bytes goes out as several messages, in order. With a "
+        "cipher, all that goes out is enciphered, -sum, -eol and -pascal "
+        "included, and what comes is deciphered before it is counted and "
+        "shown. AES has zero bytes fill the last block of what goes out, which "
+        "is told, and shows those of a reply like other bytes; a reply that "
+        "ends within a block is status 56. RC4 starts the same stream in "
+        "either direction, as its peers do: who reads both can be rid of it. "
+        "Neither notices a wrong key or bytes that were changed.",
     .operand = nullptr,
     .parameters = kParameters,
     .examples = kExamples,

@@ -10,8 +10,8 @@ namespace {
 
 constexpr std::size_t kRow = 16;
 
-std::string Stamp(const CTCPMessage& message, Screen screen) {
-  const std::string stamp = message.time.GetStr(true);
+std::string Stamp(const TheTime& time, Screen screen) {
+  const std::string stamp = time.GetStr(true);
   return screen.colour ? Concat("\033[2m", stamp, "\033[0m") : stamp;
 }
 
@@ -46,10 +46,9 @@ std::string Dump(std::string_view bytes) {
   return text;
 }
 
-std::string Json(const CTCPMessage& message) {
-  const std::string_view bytes = BodyOf(message);
-  return Concat(R"({"time":")", message.time.GetStr(false), R"(","bytes":)",
-                message.len, R"(,"hex":")", Hex(bytes, ""), R"(","text":)",
+std::string Json(std::string_view bytes, const TheTime& time) {
+  return Concat(R"({"time":")", time.GetStr(false), R"(","bytes":)",
+                bytes.size(), R"(,"hex":")", Hex(bytes, ""), R"(","text":)",
                 JsonString(bytes), "}\n");
 }
 
@@ -61,15 +60,12 @@ std::string_view BodyOf(const CTCPMessage& message) {
           static_cast<std::size_t>(message.len)};
 }
 
-std::string Rendered(const CTCPMessage& message, std::string_view view,
-                     Screen screen) {
-  const std::string_view bytes = BodyOf(message);
-  if (view == "text")
-    return Concat(Stamp(message, screen), Escaped(bytes), "\n");
-  if (view == "hex")
-    return Concat(Stamp(message, screen), Hex(bytes, " "), "\n");
-  if (view == "dump") return Stamp(message, screen) + Dump(bytes);
-  if (view == "json") return Json(message);
+std::string Rendered(std::string_view bytes, const TheTime& time,
+                     std::string_view view, Screen screen) {
+  if (view == "text") return Concat(Stamp(time, screen), Escaped(bytes), "\n");
+  if (view == "hex") return Concat(Stamp(time, screen), Hex(bytes, " "), "\n");
+  if (view == "dump") return Stamp(time, screen) + Dump(bytes);
+  if (view == "json") return Json(bytes, time);
   return screen.terminal ? Visible(bytes) : std::string(bytes);
 }
 

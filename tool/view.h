@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "fairlead/net/tcp_client.h"
+#include "fairlead/time/the_time.h"
 
 namespace fairlead::tool {
 
@@ -19,15 +20,15 @@ struct Screen {
 /// The bytes of a message.
 std::string_view BodyOf(const CTCPMessage& message);
 
-/// The message as the view of that name has it.
+/// What came at that time, as the view of that name has it.
 ///
-/// "raw" is the bytes as they came, with control bytes made visible for a
+/// "raw" is the bytes themselves, with control bytes made visible for a
 /// terminal. The others are one entry with the time of receipt: "text" a line
 /// with the bytes spelled as -text takes them, "hex" a line of digits, "dump"
 /// rows of sixteen bytes beside their letters, "json" one object on a line, in
 /// whose text every byte is one character.
-std::string Rendered(const CTCPMessage& message, std::string_view view,
-                     Screen screen);
+std::string Rendered(std::string_view bytes, const TheTime& time,
+                     std::string_view view, Screen screen);
 
 }  // namespace fairlead::tool
 

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 
 namespace fairlead::tool {
@@ -13,16 +12,9 @@ using std::string_literals::operator""s;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-CTCPMessage Message(std::string_view body) {
-  CTCPMessage message{};
-  std::ranges::copy(body, message.data);
-  message.len = static_cast<int>(body.size());
-  return message;
-}
-
 std::string Shown(std::string_view body, std::string_view view,
                   Screen screen = {}) {
-  return Rendered(Message(body), view, screen);
+  return Rendered(body, TheTime(), view, screen);
 }
 
 constexpr const char* kStamp =
@@ -75,11 +67,19 @@ TEST(ViewTest, OnlyTheStampIsColoured) {
   EXPECT_EQ(Shown("a", "json", screen).find('\033'), std::string::npos);
 }
 
+TEST(ViewTest, TheBodyIsTheBytesThatCame) {
+  CTCPMessage message;
+  message.data[0] = 'a';
+  message.len = 2;
+  message.data[1] = 0;
+  EXPECT_EQ(BodyOf(message), "a\0"s);
+}
+
 TEST(ViewTest, TheStampIsTheTimeOfReceipt) {
-  CTCPMessage message = Message("x");
-  ASSERT_TRUE(message.time.LoadFromString("20260102x030405"));
-  EXPECT_EQ(Rendered(message, "text", {}), "[2026.01.02 03:04:05] x\n");
-  EXPECT_THAT(Rendered(message, "json", {}),
+  TheTime time;
+  ASSERT_TRUE(time.LoadFromString("20260102x030405"));
+  EXPECT_EQ(Rendered("x", time, "text", {}), "[2026.01.02 03:04:05] x\n");
+  EXPECT_THAT(Rendered("x", time, "json", {}),
               HasSubstr("\"time\":\"2026.01.02 03:04:05\""));
 }
 
