@@ -68,9 +68,11 @@ class Meat {
   std::string long_;
 };
 
-// Reads any text; the result is all zero before.
-TextError ReadCleaned(const CConverter& converter, std::string_view text,
-                      CBitstr& result) {
+// Reads any text; the result is all zero before. It stays a function of its
+// own: the room that it needs is not for a text that is read without it.
+[[gnu::noinline]] TextError ReadCleaned(const CConverter& converter,
+                                        std::string_view text,
+                                        CBitstr& result) {
   const Meat meat(text);
   if (converter.bitsPerChar == 0)
     return internal::ReadDecimal(converter.totalBits, meat.View(), result);
@@ -137,12 +139,6 @@ bool CConverter::LoadData(std::string_view text) {
 bool CConverter::LoadData(const CBitstr& bits) {
   bitstr = bits;
   return true;
-}
-
-std::string CConverter::BitstrToStr(const CBitstr& bits) const {
-  if (bitsPerChar != 0) return internal::DigitText(*this, bits);
-  internal::DecimalRoom room;
-  return std::string(internal::WriteDecimal(totalBits, bits, room));
 }
 
 std::string CConverter::GetDividedStr(std::string_view text, int size) {

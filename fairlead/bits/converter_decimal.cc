@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -64,6 +65,11 @@ std::string_view WriteDecimal(int total_bits, const CBitstr& bits,
   char* const out = std::fill_n(room.data(), zeros, '0');
   const char* const stop = std::copy<const char*>(text.data(), end, out);
   return {room.data(), static_cast<std::size_t>(stop - room.data())};
+}
+
+std::string DecimalText(int total_bits, const CBitstr& bits) {
+  DecimalRoom room;
+  return std::string(WriteDecimal(total_bits, bits, room));
 }
 
 }  // namespace fairlead::internal

@@ -1,4 +1,5 @@
 // Bits as digits of some bits each, eight at a time where they fill bytes.
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -7,8 +8,10 @@
 #include <string_view>
 
 #include "fairlead/bits/converter_modes.h"
+#include "fairlead/bits/converter_sixteens.h"
 
-namespace fairlead::internal {
+namespace fairlead {
+namespace internal {
 namespace {
 
 constexpr std::size_t kDataBytes = sizeof(CBitstr::data);
@@ -46,14 +49,14 @@ struct Joined {
 
 constexpr std::uint64_t kTopBits = 0x8080808080808080U;
 
-// Reads eight digits at a time, which fill whole bytes, until fewer are left or
-// one of them has no value of `kBits` bits. Returns how many were read.
+// Reads eight digits at a time, which fill whole bytes, from digit `at` on
+// until fewer are left or one of them has no value of `kBits` bits. Returns
+// where.
 template <std::size_t kBits>
 std::size_t ReadEights(const CConverter& converter, std::string_view text,
-                       unsigned char* bytes) {
-  std::size_t at = 0;
-  for (std::size_t byte = 0; at + 8 <= text.size() && byte < kDataBytes;
-       at += 8, byte += kBits) {
+                       std::size_t at, unsigned char* bytes) {
+  for (std::size_t byte = at / 8 * kBits;
+       at + 8 <= text.size() && byte < kDataBytes; at += 8, byte += kBits) {
     std::uint64_t digits = 0;
     std::memcpy(&digits, &text[at], sizeof(digits));
     if ((digits & kTopBits) != 0) break;
@@ -72,9 +75,56 @@ std::size_t ReadEights(const CConverter& converter, std::string_view text,
   return at;
 }
 
-constexpr std::array kReadEights = {ReadEights<1>, ReadEights<2>, ReadEights<3>,
-                                    ReadEights<4>, ReadEights<5>, ReadEights<6>,
-                                    ReadEights<7>};
+// Reads up to seven digits; false if one of them has no value of `kBits` bits.
+template <std::size_t kBits>
+bool ReadFew(const CConverter& converter, std::string_view text,
+             unsigned char* bytes, std::size_t byte) {
+  Joined few;
+  unsigned int met = 0;
+  std::size_t filled = 0;
+  for (const char digit : text) {
+    const auto index = static_cast<unsigned char>(digit);
+    met |= index;
+    few.Add(converter, index, filled);
+    filled += kBits;
+  }
+  Store(bytes, byte, few.word);
+  return met <= 0x7F && few.seen >> kBits == 0;
+}
+
+// Reads a text of as many digits as there must be.
+template <std::size_t kBits>
+bool ReadPlain(const CConverter& converter, std::string_view text,
+               CBitstr& result) {
+  const auto total = static_cast<std::size_t>(converter.totalBits);
+  const std::size_t held = text.size() * kBits;
+  if (held > total || total - held >= kBits) return false;
+  // What is to be skipped must not pass for a digit.
+  if (converter.reverse[std::size_t{'-'}] >> kBits == 0 ||
+      converter.reverse[std::size_t{' '}] >> kBits == 0)
+    return false;
+
+  auto* const bytes = reinterpret_cast<unsigned char*>(result.data);
+  std::size_t at = 0;
+  if (kBits == 6 && text.size() >= 16)
+    at = ReadSixteens(converter, text, bytes);
+  if (text.size() - at >= 8) at = ReadEights<kBits>(converter, text, at, bytes);
+  text.remove_prefix(at);
+  if (text.size() >= 8) return false;
+  if (!text.empty() && !ReadFew<kBits>(converter, text, bytes, at / 8 * kBits))
+    return false;
+
+  // A digit that the text lacks is zero, and may complete one byte more. Bits
+  // that do not complete one are dropped.
+  const std::size_t whole = (held < total ? held + kBits : held) / 8;
+  if (whole < kDataBytes) bytes[whole] = 0;
+  result.length = converter.totalBits / 8;
+  return true;
+}
+
+constexpr std::array kPlainReaders = {ReadPlain<1>, ReadPlain<2>, ReadPlain<3>,
+                                      ReadPlain<4>, ReadPlain<5>, ReadPlain<6>,
+                                      ReadPlain<7>};
 
 const unsigned char* BytesOf(const CBitstr& bits) {
   return reinterpret_cast<const unsigned char*>(bits.data);
@@ -91,36 +141,73 @@ std::uint64_t WordAt(const unsigned char* bytes, std::size_t at) {
   return word;
 }
 
-// Writes characters of `kBits` bits each, eight of a word at a time.
+// The characters of eight digits.
 template <unsigned int kBits>
-void WriteEights(const CConverter& converter, const unsigned char* bytes,
-                 char* out, std::size_t size) {
-  const auto symbol = [&](std::uint64_t word, unsigned int i) {
+[[gnu::always_inline]] inline std::uint64_t EightSymbols(
+    const CConverter& converter, std::uint64_t word) {
+  const auto symbol = [&](unsigned int i) {
     const auto c = static_cast<unsigned char>(
         converter.alphabet[word >> (i * kBits) & ((1U << kBits) - 1)]);
     return std::uint64_t{c} << (i * 8);
   };
-  std::size_t byte = 0;
-  for (; size >= 8; size -= 8, out += 8, byte += kBits) {
-    const std::uint64_t word = WordAt(bytes, byte);
+  return symbol(0) | symbol(1) | symbol(2) | symbol(3) | symbol(4) | symbol(5) |
+         symbol(6) | symbol(7);
+}
+
+// Writes eight characters or more of `kBits` bits each, many of them at a time.
+template <unsigned int kBits>
+[[gnu::always_inline]] inline void WriteMany(const CConverter& converter,
+                                             const unsigned char* bytes,
+                                             char* out, std::size_t size) {
+  std::size_t at = 0;
+  if (kBits == 6 && size >= 16) at = WriteSixteens(converter, bytes, out, size);
+  while (at < size) {
+    at = std::min(at, size - 8);  // The last ones: some of them once more.
+    const std::size_t bit = at * kBits;
     const std::uint64_t symbols =
-        symbol(word, 0) | symbol(word, 1) | symbol(word, 2) | symbol(word, 3) |
-        symbol(word, 4) | symbol(word, 5) | symbol(word, 6) | symbol(word, 7);
-    std::memcpy(out, &symbols, sizeof(symbols));
+        EightSymbols<kBits>(converter, WordAt(bytes, bit / 8) >> bit % 8);
+    std::memcpy(out + at, &symbols, sizeof(symbols));
+    at += 8;
   }
-  for (std::uint64_t word = WordAt(bytes, byte); size > 0; --size) {
-    *out++ = converter.alphabet[word & ((1U << kBits) - 1)];
-    word >>= kBits;
-  }
+}
+
+template <unsigned int kBits>
+void Write(const CConverter& converter, const unsigned char* bytes, char* out,
+           std::size_t size) {
+  if (size >= 8) return WriteMany<kBits>(converter, bytes, out, size);
+  const std::uint64_t symbols =
+      EightSymbols<kBits>(converter, WordAt(bytes, 0));
+  std::memcpy(out, &symbols, size);
+}
+
+// Texts of fewer digits than eight need no allocation, and room of a known size
+// is made and filled without a call.
+template <unsigned int kBits>
+std::string ShortText(const CConverter& converter, const unsigned char* bytes,
+                      std::size_t size) {
+  std::string text(8, '\0');
+  const std::uint64_t symbols =
+      EightSymbols<kBits>(converter, WordAt(bytes, 0));
+  std::memcpy(text.data(), &symbols, sizeof(symbols));
+  text.resize(size);
+  return text;
+}
+
+template <unsigned int kBits>
+std::string LongText(const CConverter& converter, const unsigned char* bytes,
+                     std::size_t size) {
+  std::string text(size, '\0');
+  WriteMany<kBits>(converter, bytes, text.data(), size);
+  return text;
 }
 
 // The digit text of `bits`; with the width known, no division is needed.
 template <unsigned int kBits>
 std::string Text(const CConverter& converter, const CBitstr& bits) {
   const auto total = static_cast<std::uint32_t>(converter.totalBits);
-  std::string text((total + kBits - 1) / kBits, '\0');
-  WriteEights<kBits>(converter, BytesOf(bits), text.data(), text.size());
-  return text;
+  const std::size_t size = (total + kBits - 1) / kBits;
+  return size < 8 ? ShortText<kBits>(converter, BytesOf(bits), size)
+                  : LongText<kBits>(converter, BytesOf(bits), size);
 }
 
 struct Writer {
@@ -130,7 +217,7 @@ struct Writer {
 };
 
 template <unsigned int kBits>
-constexpr Writer kWriter = {WriteEights<kBits>, Text<kBits>};
+constexpr Writer kWriter = {Write<kBits>, Text<kBits>};
 
 constexpr std::array kWriters = {kWriter<1>, kWriter<2>, kWriter<3>,
                                  kWriter<4>, kWriter<5>, kWriter<6>,
@@ -144,39 +231,21 @@ void WriteWide(const CConverter& converter, const CBitstr& bits, char* out,
     *out++ = converter.alphabet[WordAt(BytesOf(bits), p / 8) >> p % 8 & 0xFFU];
 }
 
+std::string WideText(const CConverter& converter, const CBitstr& bits) {
+  const auto total = static_cast<std::uint32_t>(converter.totalBits);
+  const auto width = static_cast<std::uint32_t>(converter.bitsPerChar);
+  std::string text((total + width - 1) / width, '\0');
+  WriteWide(converter, bits, text.data(), text.size());
+  return text;
+}
+
 }  // namespace
 
 bool ReadPlainDigits(const CConverter& converter, std::string_view text,
                      CBitstr& result) {
   const auto bits = static_cast<std::size_t>(converter.bitsPerChar);
-  const auto total = static_cast<std::size_t>(converter.totalBits);
-  if (converter.totalBits < 0 || bits - 1 >= kReadEights.size()) return false;
-  const std::size_t held = text.size() * bits;
-  if (held > total || total - held >= bits) return false;
-  // What is to be skipped must not pass for a digit.
-  if (converter.reverse[std::size_t{'-'}] >> bits == 0 ||
-      converter.reverse[std::size_t{' '}] >> bits == 0)
-    return false;
-
-  auto* const bytes = reinterpret_cast<unsigned char*>(result.data);
-  const std::size_t at = kReadEights[bits - 1](converter, text, bytes);
-  text.remove_prefix(at);
-  if (text.size() >= 8) return false;
-  Joined last;
-  std::size_t filled = 0;
-  for (const char digit : text) {
-    if (digit < 0) return false;
-    last.Add(converter, static_cast<std::size_t>(digit), filled);
-    filled += bits;
-  }
-  if (last.seen >> bits != 0) return false;
-
-  // A digit that the text lacks is zero, and may complete one byte more.
-  if (held < total) filled += bits;
-  const std::uint64_t whole = (std::uint64_t{1} << (filled & ~7U)) - 1;
-  Store(bytes, at / 8 * bits, last.word & whole);
-  result.length = converter.totalBits / 8;
-  return true;
+  return converter.totalBits >= 0 && bits - 1 < kPlainReaders.size() &&
+         kPlainReaders[bits - 1](converter, text, result);
 }
 
 TextError ReadDigits(const CConverter& converter, std::string_view text,
@@ -203,17 +272,6 @@ TextError ReadDigits(const CConverter& converter, std::string_view text,
   return TextError::kNone;
 }
 
-std::string DigitText(const CConverter& converter, const CBitstr& bits) {
-  if (converter.bitsPerChar < 0 || converter.totalBits <= 0) return {};
-  const auto width = static_cast<std::uint32_t>(converter.bitsPerChar);
-  if (width <= kWriters.size())
-    return kWriters[width - 1].text(converter, bits);
-  const auto total = static_cast<std::uint32_t>(converter.totalBits);
-  std::string text((total + width - 1) / width, '\0');
-  WriteWide(converter, bits, text.data(), text.size());
-  return text;
-}
-
 void WriteDigits(const CConverter& converter, const CBitstr& bits, char* out,
                  std::size_t size) {
   const auto width = static_cast<std::size_t>(converter.bitsPerChar);
@@ -223,4 +281,17 @@ void WriteDigits(const CConverter& converter, const CBitstr& bits, char* out,
     WriteWide(converter, bits, out, size);
 }
 
-}  // namespace fairlead::internal
+}  // namespace internal
+
+// Stands here, beside what it calls: a short text is written in the time of a
+// few calls.
+std::string CConverter::BitstrToStr(const CBitstr& bits) const {
+  if (bitsPerChar == 0) return internal::DecimalText(totalBits, bits);
+  if (bitsPerChar < 0 || totalBits <= 0) return {};
+  const auto width = static_cast<std::uint32_t>(bitsPerChar);
+  return width <= internal::kWriters.size()
+             ? internal::kWriters[width - 1].text(*this, bits)
+             : internal::WideText(*this, bits);
+}
+
+}  // namespace fairlead

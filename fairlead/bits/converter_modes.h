@@ -33,10 +33,7 @@ bool ReadPlainDigits(const CConverter& converter, std::string_view text,
 TextError ReadDigits(const CConverter& converter, std::string_view text,
                      CBitstr& result);
 
-// The text of all digits that `totalBits` bits fill or begin.
-std::string DigitText(const CConverter& converter, const CBitstr& bits);
-
-// Writes the first `size` digits of `bits`, no more than DigitText() has.
+// Writes the first `size` digits of `bits`.
 void WriteDigits(const CConverter& converter, const CBitstr& bits, char* out,
                  std::size_t size);
 
@@ -51,6 +48,7 @@ using DecimalRoom = std::array<char, 32>;
 // The decimal text of `bits`, which stands in `room`; "" for more than 64.
 std::string_view WriteDecimal(int total_bits, const CBitstr& bits,
                               DecimalRoom& room);
+std::string DecimalText(int total_bits, const CBitstr& bits);
 
 }  // namespace fairlead::internal
 
