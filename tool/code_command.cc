@@ -183,15 +183,14 @@ Given GivenBits(const Arguments& arguments) {
 void CheckFit(const Given& given, const Layout& layout) {
   const std::size_t needed = BitsNeeded(given.bytes);
   if (needed <= static_cast<std::size_t>(layout.bits)) return;
-  const std::string fault =
-      Concat(given.name, " needs ", needed, " bits, more than -bits ",
-             layout.bits, ": ");
+  const std::string fault = Concat(given.name, " needs ", needed,
+                                   " bits, more than -bits ", layout.bits);
   const std::size_t enough = layout.RoundedUp(needed);
   if (enough <= static_cast<std::size_t>(layout.Most()))
     throw Failure(kWrongUsage,
-                  Concat(fault, "give -bits ", enough, " or more"));
-  throw Failure(kWrongUsage, Concat(fault, "with -width ", layout.width, " ",
-                                    layout.Most(), " are the most"));
+                  Concat(fault, ": give -bits ", enough, " or more"));
+  throw Failure(kWrongUsage, Concat(fault, ", and -width ", layout.width,
+                                    " takes ", layout.Most(), " at most"));
 }
 
 ExitStatus Make(const Arguments& arguments, const Output& output) {

@@ -301,7 +301,7 @@ TEST(CodeCommandTest, AValueThatDoesNotFitIsRefused) {
             "-bits 9 or more\n");
   EXPECT_EQ(refusal("63", "0", "-number", "9223372036854775808"),
             "fairlead code: -number 9223372036854775808 needs 64 bits, more "
-            "than -bits 63: with -width 0 63 are the most\n");
+            "than -bits 63, and -width 0 takes 63 at most\n");
   EXPECT_EQ(refusal("6", "6", "-hex", "40"),
             "fairlead code: -hex '40' needs 7 bits, more than -bits 6: give "
             "-bits 12 or more\n");
@@ -309,11 +309,11 @@ TEST(CodeCommandTest, AValueThatDoesNotFitIsRefused) {
             "fairlead code: -hex '00 00 01' needs 17 bits, more than -bits 16: "
             "give -bits 20 or more\n");
   EXPECT_THAT(refusal("512", "1", "-hex", std::string(128, '0') + "01"),
-              EndsWith("needs 513 bits, more than -bits 512: with -width 1 512 "
-                       "are the most\n"));
+              EndsWith("needs 513 bits, more than -bits 512, and -width 1 "
+                       "takes 512 at most\n"));
   EXPECT_THAT(refusal("6", "6", "-hex", std::string(126, '0') + "40"),
-              EndsWith("needs 511 bits, more than -bits 6: with -width 6 510 "
-                       "are the most\n"));
+              EndsWith("needs 511 bits, more than -bits 6, and -width 6 takes "
+                       "510 at most\n"));
 }
 
 TEST(CodeCommandTest, WhatHasNoTextIsRefused) {
