@@ -234,6 +234,10 @@ constexpr std::array kParameters = {
     kBits, kInputFile, kInput,  kOut,     kHelp,
 };
 
+ExitStatus RunWord(const Arguments& arguments, const Output& output) {
+  return RunVerb(arguments, output);
+}
+
 constexpr auto kExamples = std::to_array<Example>({
     {"fairlead crypt encrypt -aes secret -file a.txt -out a.aes",
      "Makes a.aes, which 'decrypt' with the same words makes a.txt of."},
@@ -270,8 +274,7 @@ constinit const Command kCryptCommand = {
     .parameters = kParameters,
     .examples = kExamples,
     .statuses = kStatuses,
-    .run = [](const Arguments& arguments,
-              const Output& output) { return RunVerb(arguments, output); },
+    .run = RunWord,
 };
 
 }  // namespace fairlead::tool

@@ -97,8 +97,7 @@ std::string GeneralHelp() {
   std::string text =
       "usage: fairlead COMMAND [-name value]...\n\n"
       "Exchanges messages with a TCP server, and works on INI files, logs, "
-      "times, "
-      "codes, sums and ciphers.\n\n"
+      "times,\ncodes, sums and ciphers.\n\n"
       "Commands:\n";
   for (const Command* const command : Commands())
     text += Entry(command->name, 14, command->summary);
