@@ -213,7 +213,8 @@ TEST(CodeCommandTest, NoBitIsLostAtAnyWidth) {
 }
 
 TEST(CodeCommandTest, NoDecimalBitIsLost) {
-  for (std::uint64_t bits = 1; bits <= 63; ++bits) {
+  for (const unsigned int bits :
+       {1U, 3U, 4U, 7U, 8U, 9U, 31U, 32U, 33U, 56U, 62U, 63U}) {
     const std::uint64_t most = (std::uint64_t{1} << bits) - 1;
     SCOPED_TRACE(testing::Message() << bits << " bits");
     const Words layout = {"-bits", std::to_string(bits), "-width", "0"};
