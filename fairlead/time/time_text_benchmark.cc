@@ -121,7 +121,7 @@ void RaceStamp(benchmark::State& state, TextOf text_of) {
 void StampFairlead(benchmark::State& state) {
   Race(state, Seconds(), OurStamp);
 }
-BENCHMARK(StampFairlead)->Name("StampText/fairlead");
+BENCHMARK(StampFairlead)->Name("DayText/fairlead");
 
 void StampSnprintf(benchmark::State& state) {
   RaceStamp(state, [](int hours, int minutes, int seconds) {
@@ -131,7 +131,7 @@ void StampSnprintf(benchmark::State& state) {
     return std::string(text, static_cast<std::size_t>(length));
   });
 }
-BENCHMARK(StampSnprintf)->Name("StampText/snprintf");
+BENCHMARK(StampSnprintf)->Name("DayText/snprintf");
 
 char* ToChars2(char* at, int number) {
   if (number < 10) *at++ = '0';
@@ -149,7 +149,7 @@ void StampToChars(benchmark::State& state) {
     return std::string(text, at);
   });
 }
-BENCHMARK(StampToChars)->Name("StampText/std::to_chars");
+BENCHMARK(StampToChars)->Name("DayText/std::to_chars");
 
 #ifdef FAIRLEAD_PEER_FMT
 void StampFmt(benchmark::State& state) {
@@ -158,7 +158,7 @@ void StampFmt(benchmark::State& state) {
                        seconds);
   });
 }
-BENCHMARK(StampFmt)->Name("StampText/fmt");
+BENCHMARK(StampFmt)->Name("DayText/fmt");
 #endif
 
 #ifdef FAIRLEAD_PEER_ABSL_STR_FORMAT
@@ -167,7 +167,7 @@ void StampAbsl(benchmark::State& state) {
     return absl::StrFormat("%02d:%02d:%02d", hours, minutes, seconds);
   });
 }
-BENCHMARK(StampAbsl)->Name("StampText/absl::StrFormat");
+BENCHMARK(StampAbsl)->Name("DayText/absl::StrFormat");
 #endif
 
 #ifdef FAIRLEAD_PEER_ABSL_STRINGS
@@ -178,7 +178,7 @@ void StampAbslCat(benchmark::State& state) {
                         absl::Dec(seconds, absl::kZeroPad2));
   });
 }
-BENCHMARK(StampAbslCat)->Name("StampText/absl::StrCat");
+BENCHMARK(StampAbslCat)->Name("DayText/absl::StrCat");
 #endif
 
 #ifdef FAIRLEAD_PEER_GLIB
@@ -191,7 +191,7 @@ void StampGlib(benchmark::State& state) {
     return text;
   });
 }
-BENCHMARK(StampGlib)->Name("StampText/glib");
+BENCHMARK(StampGlib)->Name("DayText/glib");
 #endif
 
 // ---- A file position as a size ----
