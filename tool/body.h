@@ -39,8 +39,9 @@ inline constexpr Parameter kSum = {
     .kind = Kind::kNumber,
     .group = "What",
     .help =
-        "put the check value of the body behind it, 8 bytes with the highest "
-        "first: 'fairlead sum' prints it; a rotation of -N is one of 32 - N",
+        "put 8 bytes behind the body, the highest first: the 64 bits that "
+        "'fairlead sum' prints for a -file of these bytes, with ROTATION; for "
+        "one of -N give 32 - N",
     .least = 0,
     .most = 32};
 inline constexpr Parameter kEol = {.name = "eol",

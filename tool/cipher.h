@@ -36,7 +36,9 @@ inline constexpr Parameter kCipher = {
     .word = "aes|rc4",
     .kind = Kind::kChoice,
     .group = "Cipher",
-    .help = "the same with a key that nobody sees: of -keyfile or -keyenv"};
+    .help =
+        "the same with the key of -keyfile or -keyenv, which the list of "
+        "processes does not show"};
 inline constexpr Parameter kKeyfile = {
     .name = "keyfile",
     .word = "PATH",

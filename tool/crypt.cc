@@ -242,7 +242,7 @@ constexpr auto kExamples = std::to_array<Example>({
     {"fairlead crypt encrypt -aes secret -file a.txt -out a.aes",
      "Makes a.aes, which 'decrypt' with the same words makes a.txt of."},
     {"fairlead crypt decrypt -cipher aes -bits 256 -keyfile key -file a.aes",
-     "Prints what a.aes holds, with a key of 32 bytes that nobody sees."},
+     "Prints what a.aes holds, with the key of 32 bytes in the file key."},
     {"fairlead crypt encrypt -cipher rc4 -keyenv KEY -file a.txt >a.rc4",
      "Writes to standard output, with the key in the variable KEY."},
     {"fairlead crypt encrypt -rc4 secret -file a.txt -out a.txt",

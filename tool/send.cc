@@ -135,8 +135,8 @@ constinit const Command kSendCommand = {
         "shown. AES has zero bytes fill the last block of what goes out, which "
         "is told, and shows those of a reply like other bytes; a reply that "
         "ends within a block is status 56. RC4 starts the same stream in "
-        "either direction, as its peers do: who reads both can be rid of it. "
-        "Neither notices a wrong key or bytes that were changed.",
+        "either direction, as its peers do, which hides nothing from who "
+        "reads both. No cipher notices a wrong key or bytes that were changed.",
     .operand = nullptr,
     .parameters = kParameters,
     .examples = kExamples,

@@ -19,7 +19,6 @@
 namespace fairlead::tool {
 namespace {
 
-using std::string_literals::operator""s;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
@@ -213,7 +212,7 @@ TEST(SendCipherTest, AMessageCountsOnceItCompletesABlock) {
 // No message holds more than 1796 bytes, which are no whole blocks: the views
 // show whole blocks, and none is lost between them.
 TEST(SendCipherTest, ViewsShowWholeBlocks) {
-  const std::string body(1796 * 16, 'x');
+  const std::string body(28'736, 'x');
   const Outcome outcome = RunProgram(
       {.arguments = Words{"send", "-demo", "-stdin", "-view", "json"} +
                     kAes128.Arguments() + kForever,
@@ -299,8 +298,8 @@ TEST(SendCipherTest, LessThanABlockIsAnAnswerAllTheSame) {
 TEST(SendCipherTest, TheCheckValueStandsBehindTheBody) {
   const Outcome known = Fairlead(
       Words{"send", "-demo", "-hex", "0101", "-sum", "1", "-quiet"} + kForever);
-  EXPECT_EQ(known.output, "\1\1\0\0\0\0\0\0\0\3"s);
-  const std::string bytes = "\0\xff\xe9\x80 text"s;
+  EXPECT_EQ(known.output, "\1\1" + std::string(7, '\0') + "\3");
+  const std::string bytes = std::string(1, '\0') + "\xff\xe9\x80 text";
   for (const int rotation : {0, 1, 5, 16, 31, 32}) {
     const Outcome outcome =
         RunProgram({.arguments = Words{"send", "-demo", "-stdin", "-sum",
@@ -309,6 +308,24 @@ TEST(SendCipherTest, TheCheckValueStandsBehindTheBody) {
                     .input = bytes});
     EXPECT_EQ(outcome.output, bytes + CheckValue(bytes, rotation));
   }
+}
+
+TEST(SendCipherTest, ItIsTheValueOfTheCommandSum) {
+  const std::string digits = "00ffe98020746578746162";
+  const auto sum = [&](const Words& rotation) {
+    return Fairlead(Words{"sum", "-hex", digits, "-form", "64"} + rotation)
+        .output;
+  };
+  const auto sent = [&](const std::string& rotation) {
+    const std::string line = Fairlead(Words{"send", "-demo", "-hex", digits,
+                                            "-sum", rotation, "-view", "json"} +
+                                      kForever)
+                                 .output;
+    return line.substr(line.find(digits) + digits.size(), 16) + "\n";
+  };
+  EXPECT_EQ(sent("5"), sum({"-rotation", "5"}));
+  EXPECT_EQ(sent("27"), sum({"-back", "5"}));
+  EXPECT_NE(sent("27"), sent("5"));
 }
 
 TEST(SendCipherTest, AnEmptyBodyHasACheckValue) {
