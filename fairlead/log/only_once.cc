@@ -1,6 +1,8 @@
 // The once-only tracker: whether to act on a recurring event now.
 #include "fairlead/log/only_once.h"
 
+#include <sys/random.h>
+
 #include <cstring>
 #include <utility>
 
@@ -31,9 +33,31 @@ std::uint64_t Load(const char* from) {
   return word;
 }
 
-std::uint64_t Mix(std::uint64_t hash) {
-  hash *= 0x9e3779b97f4a7c15;  // 2^64 divided by the golden ratio.
-  return hash ^ (hash >> 32U);
+__extension__ using Wide = unsigned __int128;
+
+// Both halves of the product in one: a bit anywhere in a factor reaches the low
+// bits of the result, which choose the slot.
+std::uint64_t Fold(std::uint64_t one, std::uint64_t other) {
+  const Wide product = Wide{one} * other;
+  return static_cast<std::uint64_t>(product) ^
+         static_cast<std::uint64_t>(product >> 64U);
+}
+
+// What the hash of a key depends on besides the key. It never leaves the
+// process and is drawn anew in each: keys that come from outside cannot be
+// chosen to meet in one slot.
+struct Secret {
+  std::uint64_t start = 0;
+  std::uint64_t factor = 0;
+};
+
+// Where no random numbers are to be had, the place of the stack is a secret
+// too, of fewer bits.
+Secret DrawSecret() {
+  Secret secret;
+  if (getrandom(&secret, sizeof secret, GRND_NONBLOCK) != sizeof secret)
+    secret = {reinterpret_cast<std::uintptr_t>(&secret), 0x9e3779b97f4a7c15};
+  return secret;
 }
 
 // The bytes of a text of at most 8, in any arrangement that tells two texts of
@@ -50,13 +74,15 @@ std::uint64_t ShortText(const char* text, std::size_t size) {
 // Keys are short: this takes half the time of std::hash, a call to which costs
 // more than the search that follows. Never 0, which marks a free slot.
 std::size_t Hash(std::string_view key) {
+  static const Secret secret = DrawSecret();
   constexpr std::uint64_t kTopBit = std::uint64_t{1} << 63U;
   const char* text = key.data();
   std::size_t size = key.size();
-  std::uint64_t hash = size;
+  std::uint64_t hash = secret.start;
   for (; size > 8; text += 8, size -= 8)
-    hash = Mix(hash ^ Load<std::uint64_t>(text));
-  return Mix(hash ^ ShortText(text, size)) | kTopBit;
+    hash = Fold(hash ^ Load<std::uint64_t>(text), secret.factor);
+  hash = Fold(hash ^ ShortText(text, size), secret.factor);
+  return Fold(hash ^ key.size(), secret.factor) | kTopBit;
 }
 
 bool StartWaveEnd(COnceItem& item, bool stopped) {

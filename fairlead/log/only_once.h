@@ -57,13 +57,17 @@ struct COnceItem {
 ///
 /// @par Thread safety
 /// Any number of threads may call anything on one tracker; each call is one
-/// indivisible step. Every call may throw std::system_error, with the code of
-/// the lock, if it cannot be locked, and those that make a key std::bad_alloc;
-/// either leaves the tracker as it was.
+/// indivisible step. A call throws std::system_error, with the code of the
+/// lock, if it cannot be locked, and one that makes a key may throw
+/// std::bad_alloc; either leaves the tracker as it was. IgnoreWave() outside
+/// `OnceWaveEnd` throws nothing.
 /// @par Cost
 /// One reading of the clock and one look-up in a hash table; only a new key is
-/// copied. Keys are never removed: the memory grows with the number of
-/// different keys, so a key should name an event and not carry its details.
+/// copied, and now and then one that makes the table grow moves all. The hash
+/// depends on random numbers of the process, so that nobody can make look-ups
+/// slow by a choice of keys. Keys are never removed: the memory grows with the
+/// number of different keys, so a key should name an event and not carry its
+/// details.
 /// @par Example
 /// @code
 /// fairlead::COnlyOnce once(fairlead::OnceThrottle);
@@ -84,8 +88,9 @@ class COnlyOnce {  // Only what others call is exported: the rest is inlined.
   /// @param key the event. One not seen before is remembered with
   ///     `OnceThrottle`; in the other modes only Update() and IgnoreWave() make
   ///     a key known, and for an unknown one the answer is false.
-  /// @param interval in seconds. With a negative one all time elapsed is
-  ///     longer; with an infinite one or NaN none is.
+  /// @param interval in seconds. A negative one is over at once, unless the
+  ///     clock has been set back by as much or more; one of infinity or NaN is
+  ///     never over.
   FAIRLEAD_EXPORT bool Start(std::string_view key, double interval);
 
   /// The same, for a whole number of seconds.

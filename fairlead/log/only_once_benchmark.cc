@@ -1,9 +1,11 @@
 // One decision of a throttle, on a key always the same and on 10,000 keys in
-// random order, beside what one writes by hand. A clock and a lock alone are
-// the limit: every decision needs both.
+// random order, beside what one writes by hand. The keys are texts or numbers,
+// which differ in their last bytes alone. A clock and a lock alone are the
+// limit: every decision needs both.
 
 #include <benchmark/benchmark.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -69,14 +71,33 @@ class ClockAndMutex {
   std::mutex mutex_;
 };
 
-// That many keys, as messages might have them, and a long random walk over
-// them.
+using KeyOf = std::string(unsigned number);
+
+// As messages might have it.
+std::string Words(unsigned number) { return "event " + std::to_string(number); }
+
+// Eight bytes, the most significant first.
+std::string Bytes(unsigned number) {
+  std::string key(8, '\0');
+  for (std::size_t i = key.size(); i > 0; --i, number >>= 8U)
+    key[i - 1] = static_cast<char>(number);
+  return key;
+}
+
+std::string Digits(unsigned number) {
+  std::array<char, 17> key{};
+  std::snprintf(key.data(), key.size(), "%016x", number);
+  return key.data();
+}
+
+// That many keys, and a long random walk over them.
+template <KeyOf key_of>
 const std::vector<std::string>& Walk(std::size_t keys) {
   static std::unordered_map<std::size_t, std::vector<std::string>> walks;
   std::vector<std::string>& walk = walks[keys];
   std::mt19937 random(20261121);
   while (walk.size() < 4 * 10000)
-    walk.push_back("event " + std::to_string(random() % keys));
+    walk.push_back(key_of(static_cast<unsigned>(random() % keys)));
   return walk;
 }
 
@@ -90,9 +111,9 @@ bool Throttles(const std::vector<std::string>& walk) {
   return true;
 }
 
-template <typename Competitor>
+template <typename Competitor, KeyOf key_of>
 void Decide(benchmark::State& state) {
-  const auto& walk = Walk(static_cast<std::size_t>(state.range(0)));
+  const auto& walk = Walk<key_of>(static_cast<std::size_t>(state.range(0)));
   Competitor competitor;
   for (const std::string& key : walk) competitor.Start(key, kInterval);
   auto key = walk.begin();
@@ -102,20 +123,29 @@ void Decide(benchmark::State& state) {
   }
 }
 
-template <typename Competitor>
-bool Enter(const char* name, bool answers) {
-  if (answers && !Throttles<Competitor>(Walk(10000))) {
-    std::fprintf(stderr, "%s does not throttle\n", name);
+template <typename Competitor, KeyOf key_of>
+void Enter(const std::string& name, bool answers) {
+  if (answers && !Throttles<Competitor>(Walk<key_of>(10000))) {
+    std::fprintf(stderr, "%s does not throttle\n", name.c_str());
     std::abort();
   }
-  benchmark::RegisterBenchmark(name, Decide<Competitor>)->Arg(1)->Arg(10000);
+  benchmark::RegisterBenchmark(name.c_str(), Decide<Competitor, key_of>)
+      ->Arg(1)
+      ->Arg(10000);
+}
+
+template <KeyOf key_of>
+bool EnterAll(const std::string& group) {
+  Enter<Fairlead, key_of>(group + "/fairlead", true);
+  Enter<UnorderedMap, key_of>(group + "/unordered_map", true);
+  Enter<ClockAndMutex, key_of>(group + "/clock_and_mutex", false);
   return true;
 }
 
 [[maybe_unused]] const bool kEntered[] = {
-    Enter<Fairlead>("Throttle/fairlead", true),
-    Enter<UnorderedMap>("Throttle/unordered_map", true),
-    Enter<ClockAndMutex>("Throttle/clock_and_mutex", false),
+    EnterAll<Words>("Throttle"),
+    EnterAll<Bytes>("ThrottleBytes"),
+    EnterAll<Digits>("ThrottleDigits"),
 };
 
 }  // namespace

@@ -9,11 +9,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <barrier>
 #include <cerrno>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 #include <limits>
 #include <map>
@@ -473,6 +476,42 @@ TEST(OnlyOnceTest, RemembersManyKeys) {
   EXPECT_EQ(wrong, 0);
 }
 
+// A number as that many bytes, the most significant first.
+std::string BigEndian(std::uint64_t number, std::size_t bytes) {
+  std::string text(bytes, '\0');
+  for (std::size_t i = bytes; i > 0; --i, number >>= 8U)
+    text[i - 1] = static_cast<char>(number);
+  return text;
+}
+
+std::string Printed(const char* form, unsigned number) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), form, number);
+  return text.data();
+}
+
+// Keys that differ in few of their bytes. Were these to meet in the table, so
+// many would take longer than a test is given.
+TEST(OnlyOnceTest, RemembersManyKeysThatAreAlike) {
+  constexpr unsigned kMost = kSanitized ? 50000 : 500000;
+  std::vector<std::string> keys;
+  for (unsigned i = 0; i < kMost; ++i) keys.push_back(BigEndian(i, 8));
+  for (unsigned i = 0; i < kMost / 5; ++i) keys.push_back(Printed("%016x", i));
+  for (unsigned i = 0; i < kMost / 50; ++i) {
+    keys.push_back(Printed("%08u", i));
+    for (const std::size_t bytes : {4U, 5U, 6U, 7U, 9U, 12U, 16U, 24U, 31U})
+      keys.push_back(BigEndian(i, bytes));
+  }
+  const Clock clock;
+  COnlyOnce once(OnceThrottle);
+  int wrong = 0;
+  for (const std::string& key : keys)
+    if (!once.Start(key, 10)) ++wrong;
+  for (const std::string& key : keys)
+    if (once.Start(key, 10)) ++wrong;
+  EXPECT_EQ(wrong, 0);
+}
+
 TEST(OnlyOnceTest, TrackersShareNothing) {
   const Clock clock;
   COnlyOnce one(OnceThrottle);
@@ -770,18 +809,25 @@ TEST(OnlyOnceTest, OneThreadOfManyIsToldOfEachIntervalAndWave) {
 }
 
 TEST(OnlyOnceTest, ThreadsMayCallEverythingAtOnce) {
+  constexpr int kKeys = 300;
+  const Clock clock;
   COnlyOnce once(OnceWaveEnd);
   CountInThreads([&once] {
     for (int i = 0; i < 2000; ++i) {
-      const std::string key = std::to_string(i % 300);
+      const std::string key = std::to_string(i % kKeys);
       once.Update(key);
       once.Start(key, 1);
       once.IgnoreWave(key);
     }
     return 0;
   });
-  EXPECT_FALSE(once.Start("0", -1));  // Ignored.
-  EXPECT_FALSE(once.Start("300", -1));
+  for (int i = 0; i <= kKeys; ++i) {  // The last was never there.
+    SCOPED_TRACE(testing::Message() << "key " << i);
+    const std::string key = std::to_string(i);
+    EXPECT_FALSE(once.Start(key, -1));  // The end of the ignored wave.
+    EXPECT_FALSE(once.Start(key, 1));   // Re-arms a key that is known.
+    EXPECT_EQ(once.Start(key, -1), i < kKeys);
+  }
 }
 
 }  // namespace
