@@ -43,6 +43,16 @@ void WriteToStandardOutput(std::string_view text, bool flush) {
   std::fflush(stdout);
 }
 
+// The same file under a number that is none of a standard stream: the first
+// free one is, where the program has closed that stream, and what it prints
+// would go into the file. -1 if there is none.
+int AwayFromStandardStreams(int descriptor) {
+  if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
+  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  close(descriptor);
+  return moved;
+}
+
 }  // namespace
 
 CLog::File::~File() {
@@ -52,8 +62,8 @@ CLog::File::~File() {
 }
 
 bool CLog::File::Open(const std::string& name) {
-  descriptor_ =
-      open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+  descriptor_ = AwayFromStandardStreams(
+      open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
   return descriptor_ >= 0;
 }
 

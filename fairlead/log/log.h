@@ -30,6 +30,9 @@ namespace fairlead {
 /// A log without a file, because none could be opened, writes to standard
 /// output only. It does not say so, and never tries to open one again.
 ///
+/// In a program that has closed a standard stream, the file does not take the
+/// place of it.
+///
 /// @par What can get lost
 /// A text with a line break has reached the system when `<<` returns: it
 /// survives the death of the program, but not that of the machine, for nothing
@@ -37,10 +40,11 @@ namespace fairlead {
 /// that is killed.
 /// @par
 /// What the file does not take, because the disk is full or a limit is reached,
-/// waits in the log and is written, once and in its order, when a later text
-/// with a line break finds room. Once more than 64 KiB wait so, further texts
-/// are dropped whole, without notice. The destructor tries a last time; what
-/// waits then, or when the program is killed, is lost.
+/// waits in the log and is written, once and in its order, when there is room
+/// again: every later text with a line break tries, and while more than 8 KiB
+/// wait, every text. Once more than 64 KiB wait so, further texts are dropped
+/// whole, without notice. The destructor tries a last time; what waits then, or
+/// when the program is killed, is lost.
 /// @par
 /// A failure of `std::cout` stays with that stream until the program clears it;
 /// the file goes on.
@@ -86,6 +90,11 @@ class CLog {  // Only what others call is exported: the rest is inlined.
   /// @return the log, so that writes chain: `log << a << b`
   /// @throws std::system_error with the code of the lock, if it cannot be
   ///     locked; nothing is written then
+  /// @throws std::bad_alloc if there is no memory for the copy that the CRLF
+  ///     flag needs or for a text that has to wait. Standard output does not
+  ///     have the text then, nor has the file, unless its disk took a part of
+  ///     it and the rest could not wait: it ends in a torn text then. The log
+  ///     can be used on.
   /// @throws std::ios_base::failure if the program has asked `std::cout` to
   ///     throw; the file has the text then, and the log can be used on. No
   ///     other failure to write is told.

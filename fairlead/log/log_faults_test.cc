@@ -233,12 +233,69 @@ TEST_F(LogFaultsTest, TheFileGoesOnWhenStandardOutputIsFull) {
 TEST_F(LogFaultsTest, TheFileGoesOnWhenStandardOutputIsClosed) {
   const int status = StatusOfChild(OutputName(), [this] {
     close(STDOUT_FILENO);
-    open("/dev/null", O_RDONLY);  // Lest the log's file become descriptor 1.
     CLog log(Name(), false);
     for (int i = 0; i < 1000; ++i) log << LineOf(i);
   });
   EXPECT_EQ(status, 0);
   EXPECT_EQ(Contents(Name()), LinesTo(1000));
+}
+
+constexpr int kStandardStreams = 3;
+
+bool IsOpen(int descriptor) { return fcntl(descriptor, F_GETFD) != -1; }
+
+// The descriptor under which this process has the file open, or -1.
+int DescriptorOf(const std::string& name) {
+  constexpr int kMost = 100;
+  struct stat wanted {};
+  stat(name.c_str(), &wanted);
+  for (int i = 0; i < kMost; ++i) {
+    struct stat found {};
+    if (fstat(i, &found) == 0 && found.st_dev == wanted.st_dev &&
+        found.st_ino == wanted.st_ino)
+      return i;
+  }
+  return -1;
+}
+
+// Logs a line without the standard streams of which the bit is set in `closed`,
+// and ends with 0 if those are closed still and the log's file stands apart.
+void LogWithout(unsigned closed, const std::string& name) {
+  for (int i = 0; i < kStandardStreams; ++i)
+    if ((closed >> i & 1U) != 0) close(i);
+  CLog log(name, false);
+  log << "line\n";
+  unsigned still_closed = 0;
+  for (int i = 0; i < kStandardStreams; ++i)
+    if (!IsOpen(i)) still_closed |= 1U << i;
+  if (still_closed != closed) _exit(1);
+  const int file = DescriptorOf(name);
+  if (file < kStandardStreams) _exit(2);
+  if (fcntl(file, F_GETFD) != FD_CLOEXEC) _exit(3);
+}
+
+TEST_F(LogFaultsTest, TheFileTakesThePlaceOfNoStandardStream) {
+  for (unsigned closed = 0; closed < 1U << kStandardStreams; ++closed) {
+    SCOPED_TRACE(testing::Message() << "closed: " << closed);
+    const std::string name = Name() + std::to_string(closed);
+    EXPECT_EQ(StatusOfChild(OutputName(), [&] { LogWithout(closed, name); }),
+              0);
+    EXPECT_EQ(Contents(name), "line\n");
+  }
+}
+
+TEST_F(LogFaultsTest, WithoutANumberForTheFileThereIsNone) {
+  const int status = StatusOfChild(OutputName(), [this] {
+    const rlimit none_above{kStandardStreams, kStandardStreams};
+    if (setrlimit(RLIMIT_NOFILE, &none_above) != 0) _exit(1);
+    close(STDIN_FILENO);
+    CLog log(Name(), false);
+    log << "line\n";
+    if (IsOpen(STDIN_FILENO)) _exit(2);
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Contents(Name()), "");
+  EXPECT_EQ(Contents(OutputName()), "line\n");
 }
 
 // ---- The end of the process.
