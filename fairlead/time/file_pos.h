@@ -100,11 +100,12 @@ struct FAIRLEAD_EXPORT CFilePos {
   /// "101 Gb". The units are bytes, Kb, Mb, Gb, Tb, Pb and Eb, each 1024 of the
   /// one before.
   ///
-  /// Below 10 units it has two decimals, below 100 one, and none from there on
-  /// or where the offset is a whole number of units. It never shows less than
-  /// there is, and often a little more: a fraction is rounded up, and by one
-  /// step even where it fits, so 1.5 Kb are "1.51 Kb". The unit is chosen
-  /// before that: one byte less than a megabyte is "1024 Kb".
+  /// Below 10 units it has two decimals, below 100 one, and none from there on,
+  /// where the offset is a whole number of units, or where rounding up makes a
+  /// whole unit (2047 bytes are "2 Kb"). It never shows less than there is, and
+  /// often a little more: a fraction is rounded up, and by one step even where
+  /// it fits, so 1.5 Kb are "1.51 Kb". The unit is chosen before that: one byte
+  /// less than a megabyte is "1024 Kb".
   ///
   /// @par Cost
   /// Integer arithmetic; allocates nothing.

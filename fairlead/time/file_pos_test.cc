@@ -418,23 +418,11 @@ TEST(FilePosTest, WritesSizes) {
 
 constexpr const char* kUnits[] = {"bytes", "Kb", "Mb", "Gb", "Tb", "Pb", "Eb"};
 
-// The rounding of a fraction in floating point, narrowed on the way.
+// The rounding of a fraction, a number of 1024ths, in floating point. To narrow
+// it on the way loses nothing: 100 * 1024 + 1024 has 17 bits.
 unsigned RoundedInFloat(unsigned fraction, int steps) {
   return static_cast<unsigned>(
       static_cast<float>(fraction * (1.0 / 1024) * steps + 1.0));
-}
-
-// That a fraction is a number of 1024ths makes every step exact, even in single
-// precision: 100 * 1024 + 1024 has 17 bits.
-TEST(FilePosTest, NarrowingLosesNothingOfAnyFraction) {
-  for (unsigned fraction = 1; fraction <= 1024; ++fraction) {
-    for (const int steps : {10, 100}) {
-      const double wide = fraction * (1.0 / 1024) * steps + 1.0;
-      ASSERT_EQ(static_cast<double>(static_cast<float>(wide)), wide);
-      ASSERT_EQ(RoundedInFloat(fraction, steps),
-                (fraction * static_cast<unsigned>(steps) + 1024) / 1024);
-    }
-  }
 }
 
 // The size by repeated division, its rounding in floating point.
@@ -527,21 +515,6 @@ TEST(FilePosTest, NeverShowsLessThanThereIsNorMuchMore) {
     // Two steps of the last decimal, of one unit in ten, ten in a hundred...
     ASSERT_TRUE((shown - there) * 50 <= there) << text;
   }
-}
-
-TEST(FilePosTest, ReadingAndWritingChangeNothing) {
-  const CFilePos at = At(kBefore);
-  bool ok = true;
-  at.GetStr();
-  at.GetText();
-  at.GetValue();
-  at.IsZero();
-  at.GreaterThan(At(1));
-  at.Difference(At(1));
-  at.DifferenceInMb(At(1));
-  CFilePos::GetFromHex('g', ok);
-  EXPECT_EQ(Offset(at), kBefore);
-  EXPECT_TRUE(RestIsKept(at));
 }
 
 }  // namespace

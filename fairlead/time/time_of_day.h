@@ -74,9 +74,10 @@ struct FAIRLEAD_EXPORT CTimeOfDay {
   /// and so does the third number ("1:02:03:04" is "1:02:03"). A number may be
   /// negative, or larger than 59: "1:-30" is 30 seconds, "0:90" is 90.
   ///
-  /// @return false for an empty text (the count is kept) and for a text with
-  ///     neither a colon nor a number to start with (the count becomes 0). A
-  ///     text with a colon is always taken, ":" as 0 seconds.
+  /// @return false for an empty text (the count is kept) and for a text without
+  ///     a colon that does not start with a number or starts with one that no
+  ///     `int` holds, such as "2147483648" (the count becomes 0). A text with a
+  ///     colon is always taken, ":" as 0 seconds.
   /// @par Cost
   /// Linear in the text; no stream is made, and nothing allocated.
   bool LoadFromString(std::string_view text);
