@@ -9,7 +9,7 @@ ln -s "$2" "$folder/fairlead"
 PATH="$folder:$PATH"
 cd "$folder"
 
-grep '^    fairlead ' "$1" | grep -v -e ' -port ' >"$folder/commands"
+grep -E '^    (fairlead|printf) ' "$1" | grep -v -e ' -port ' >"$folder/commands"
 [ -s "$folder/commands" ] || { echo "the README shows no command" >&2; exit 1; }
 while read -r command; do
   echo "+ $command"
