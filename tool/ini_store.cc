@@ -3,8 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 
+#include "tool/concat.h"
 #include "tool/descriptor.h"
 #include "tool/failure.h"
 #include "tool/ini_lines.h"
@@ -33,6 +36,31 @@ class Hush {
   Descriptor before_;
 };
 
+volatile std::sig_atomic_t limit_was_met = 0;
+
+// While it lives, a write that a limit on the size of files cuts short is
+// noted, for the library does not tell of it, and files in memory have the
+// limit too.
+class LimitWatch {
+ public:
+  LimitWatch() {
+    limit_was_met = 0;
+    before_ = std::signal(SIGXFSZ, [](int) { limit_was_met = 1; });
+  }
+  LimitWatch(const LimitWatch&) = delete;
+  LimitWatch& operator=(const LimitWatch&) = delete;
+  ~LimitWatch() { (void)std::signal(SIGXFSZ, before_); }
+
+ private:
+  void (*before_)(int);
+};
+
+void CheckLimit() {
+  if (limit_was_met == 0) return;
+  throw Failure(kCannotWrite, Concat("a copy in memory cannot be written: ",
+                                     ErrorText(EFBIG)));
+}
+
 }  // namespace
 
 MemoryCopy Readable(const std::string& text, const std::string& file) {
@@ -46,15 +74,19 @@ std::string Edited(const std::string& text, const std::string& file,
   lines.CheckEditable(file);
   const MemoryCopy copy(text);
   const Hush hush;
+  const LimitWatch watch;
   if (!operation(copy.path()))
     throw Failure(kCannotWrite, "a copy in memory cannot be written");
+  CheckLimit();
   return copy.Text() + lines.comments_at_end();
 }
 
 std::string SavedText(const std::vector<CIniFile::Record>& records) {
   const MemoryCopy copy("");
   const Hush hush;
+  const LimitWatch watch;
   CIniFile::Save(copy.path(), records);
+  CheckLimit();
   return copy.Text();
 }
 

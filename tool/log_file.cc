@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <iostream>
 #include <utility>
 
@@ -47,10 +46,7 @@ LogFile::LogFile(std::string path, bool crlf, std::streambuf* copy)
       file_(Opened(path_)),
       size_before_(Size()),
       console_(std::cout.rdbuf(copy)),
-      log_(path_, crlf) {
-  // A limit on the size of files is to be an error like a full disk.
-  (void)std::signal(SIGXFSZ, SIG_IGN);
-}
+      log_(path_, crlf) {}
 
 LogFile::~LogFile() { std::cout.rdbuf(console_); }
 
@@ -58,6 +54,13 @@ void LogFile::Write(const std::string& text) {
   log_ << text;
   const auto added = crlf_ ? std::count(text.begin(), text.end(), '\n') : 0;
   written_ += static_cast<std::int64_t>(text.size()) + added;
+}
+
+// An open descriptor has facts; where it has none, they are of no kind of file.
+struct stat LogFile::Facts() const {
+  struct stat facts = {};
+  fstat(file_.number(), &facts);
+  return facts;
 }
 
 bool LogFile::IsReady() const {
@@ -78,9 +81,8 @@ std::string LogFile::Missing() const {
 
 // -1 for what has no size of its own.
 std::int64_t LogFile::Size() const {
-  struct stat status {};
-  const bool known = fstat(file_.number(), &status) == 0;
-  return known && S_ISREG(status.st_mode) ? status.st_size : -1;
+  const struct stat facts = Facts();
+  return S_ISREG(facts.st_mode) ? facts.st_size : -1;
 }
 
 }  // namespace fairlead::tool

@@ -3,6 +3,8 @@
 #ifndef FAIRLEAD_TOOL_LOG_FILE_H_
 #define FAIRLEAD_TOOL_LOG_FILE_H_
 
+#include <sys/stat.h>
+
 #include <atomic>
 #include <cstdint>
 #include <streambuf>
@@ -45,6 +47,9 @@ class LogFile {
   /// Appends the text, which ends with a line feed, as one piece. May be called
   /// from any number of threads.
   void Write(const std::string& text);
+
+  /// What fstat(2) says of the open file.
+  struct stat Facts() const;
 
   /// Whether a line can be written without waiting, as to a pipe it may not.
   bool IsReady() const;

@@ -83,6 +83,7 @@ std::string FreshLine() {
 Output::Output() {
   FillClosedDescriptors();
   (void)std::signal(SIGPIPE, SIG_IGN);
+  (void)std::signal(SIGXFSZ, SIG_IGN);
   descriptor_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   dup2(STDERR_FILENO, STDOUT_FILENO);
   (void)std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
@@ -110,8 +111,12 @@ bool Output::AwaitRoom(int stop) const {
 }
 
 bool Output::IsFile(const struct stat& facts) const {
+  return IsOfFile(descriptor_, facts);
+}
+
+bool IsOfFile(int descriptor, const struct stat& facts) {
   struct stat own = {};
-  return S_ISREG(facts.st_mode) && fstat(descriptor_, &own) == 0 &&
+  return S_ISREG(facts.st_mode) && fstat(descriptor, &own) == 0 &&
          own.st_dev == facts.st_dev && own.st_ino == facts.st_ino;
 }
 

@@ -18,7 +18,8 @@ namespace fairlead::tool {
 /// under another number and points descriptor 1 at standard error. It also
 /// opens /dev/null, the wrong way round, for a standard descriptor that is
 /// closed: no file or socket takes its number, and using it is an error. And it
-/// ignores SIGPIPE, so that a closed pipe is an error like another.
+/// ignores SIGPIPE and SIGXFSZ, so that a closed pipe and a limit on the size
+/// of files are errors like others.
 ///
 /// One object in the life of the process.
 class Output {
@@ -47,6 +48,9 @@ class Output {
   int descriptor_ = -1;
   Screen screen_;
 };
+
+/// Whether the descriptor is of this regular file.
+bool IsOfFile(int descriptor, const struct stat& facts);
 
 /// Says a line to the person: "fairlead send: TEXT". It takes the place of a
 /// bar, and on a terminal begins below data that ended without a line feed.

@@ -99,7 +99,7 @@ void ResetSignals(posix_spawnattr_t* attributes) {
   sigset_t signals;
   sigemptyset(&signals);
   posix_spawnattr_setsigmask(attributes, &signals);
-  for (const int signal : {SIGPIPE, SIGINT, SIGTERM, SIGHUP})
+  for (const int signal : {SIGPIPE, SIGXFSZ, SIGINT, SIGTERM, SIGHUP})
     sigaddset(&signals, signal);
   posix_spawnattr_setsigdefault(attributes, &signals);
   posix_spawnattr_setflags(attributes,
