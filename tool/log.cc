@@ -1,6 +1,7 @@
 // The command `log`: lines from standard input, stamped, into a file.
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -56,7 +57,8 @@ constexpr Parameter kOnce = {
     .help =
         "hold a line back that comes again within SECONDS of the one before "
         "(0.5 is half a second); when no more come, one line tells how many "
-        "there were"};
+        "there were; every distinct line is remembered for SECONDS, so memory "
+        "grows with their number"};
 
 // The interval of -once.
 double Seconds(std::string_view text) {
@@ -197,13 +199,39 @@ int LogLines(LineLogger& logger, const Interruption& interruption,
   return 0;
 }
 
+// What is written where it is read comes back as input, for ever.
+void CheckInput(const Output& output) {
+  struct stat input = {};
+  if (fstat(STDIN_FILENO, &input) == 0 && output.IsFile(input))
+    throw Failure(kCannotWrite,
+                  "standard output is the file that is read, standard input: "
+                  "let it be another (> /dev/null drops the copy)");
+}
+
+void CheckFile(const LogFile& file, const std::string& path,
+               const Output& output) {
+  const struct stat facts = file.Facts();
+  if (IsOfFile(STDIN_FILENO, facts))
+    throw Failure(kCannotWrite, Concat("-file ", Quoted(path),
+                                       " is the file that is read, standard "
+                                       "input: let it be another"));
+  if (output.IsFile(facts))
+    throw Failure(kCannotWrite,
+                  Concat("-file ", Quoted(path),
+                         " is standard output too, and would have every line "
+                         "twice: let it be another (> /dev/null drops the "
+                         "copy)"));
+}
+
 ExitStatus Log(const Arguments& arguments, const Output& output) {
   if (!arguments.Has(kLogFile))
     throw Failure(kWrongUsage, Concat(Spelling(kLogFile), " is missing"));
   if (arguments.Has(kOnce)) Seconds(arguments.Text(kOnce));
+  CheckInput(output);
   const Interruption interruption;
   OutputCopy copy(output, interruption);
   LogFile file(arguments.Text(kLogFile), arguments.Has(kCrlf), &copy);
+  CheckFile(file, arguments.Text(kLogFile), output);
   LineLogger logger(file, arguments);
 
   const int error = LogLines(logger, interruption, copy);
@@ -246,7 +274,9 @@ constinit const Command kLogCommand = {
         "Reads standard input line by line, and writes each line at once, "
         "behind a stamp, to the end of the file and to standard output; on a "
         "terminal control bytes are made visible. The last line may lack its "
-        "line feed. Several may append to one file: no line is lost or torn. "
+        "line feed. No two of standard input, standard output and the file may "
+        "be the same file. Several may append to one file: no line is lost or "
+        "torn. "
         "It ends with its input, with the first line that standard output "
         "does not take, and by Ctrl-C, SIGTERM or SIGHUP: what was read is in "
         "the file then, and what was held back is told. A line that the file "

@@ -228,7 +228,7 @@ TEST_F(LogCommandTest, HelpTellsWhatIsNotNoticed) {
   for (const char* const text :
        {"-file FILE", "-crlf", "-stamp bracket|plain|none", "(default bracket)",
         "-once SECONDS", "Ctrl-C", "is not noticed", "no line is lost or torn",
-        "\n  23 ", "\n  26 ", "\n  130 "})
+        "remembered", "memory", "\n  23 ", "\n  26 ", "\n  130 "})
     EXPECT_THAT(help, HasSubstr(text));
   EXPECT_THAT(ManPage(), HasSubstr("\n.SS log\n"));
 }

@@ -185,6 +185,52 @@ TEST_F(LogEndingsTest, AFileThatCannotBeOpenedIsToldBeforeAnythingIsRead) {
   }
 }
 
+// --- One file in two places --------------------------------------------------
+
+// Runs in the folder, which has the files "a" and "b", what is refused with the
+// message. The limit ends what would go on for ever.
+void ExpectClash(const TempFolder& folder, const std::string& command,
+                 const std::string& message) {
+  SCOPED_TRACE(command);
+  folder.File("a", "one\n");
+  folder.File("b", "two\n");
+  const Outcome outcome = RunProgram(
+      {.arguments = {"-c", "ulimit -f 100; cd \"$1\" && \"$0\" log " + command,
+                     FAIRLEAD_PROGRAM, folder.path()},
+       .program = "/bin/sh"});
+  EXPECT_EQ(outcome.status, 23);
+  EXPECT_EQ(outcome.error, "fairlead log: " + message + "\n");
+  EXPECT_EQ(Read(folder.path() + "/a"), "one\n");
+  EXPECT_EQ(Read(folder.path() + "/b"), "two\n");
+}
+
+TEST_F(LogEndingsTest, TheFileMayNotBeWhatIsRead) {
+  const std::string message =
+      " is the file that is read, standard input: let it be another";
+  ExpectClash(folder_, "-file a < a", "-file 'a'" + message);
+  ExpectClash(folder_, "-file a < a > /dev/null", "-file 'a'" + message);
+  ASSERT_EQ(
+      link((folder_.path() + "/a").c_str(), (folder_.path() + "/name").c_str()),
+      0);
+  ExpectClash(folder_, "-file name < a", "-file 'name'" + message);
+}
+
+TEST_F(LogEndingsTest, TheFileMayNotBeStandardOutput) {
+  const std::string message =
+      " is standard output too, and would have every line twice: let it be "
+      "another (> /dev/null drops the copy)";
+  ExpectClash(folder_, "-file a < b >> a", "-file 'a'" + message);
+}
+
+TEST_F(LogEndingsTest, StandardOutputMayNotBeWhatIsRead) {
+  ExpectClash(folder_, "-file c < a >> a",
+              "standard output is the file that is read, standard input: let "
+              "it be another (> /dev/null drops the copy)");
+  EXPECT_FALSE(std::filesystem::exists(folder_.path() + "/c"));
+}
+
+// --- What the file does not take ---------------------------------------------
+
 // A limit on the size of files stands for the full disk.
 TEST_F(LogEndingsTest, WhatTheFileDoesNotTakeIsToldAtTheEnd) {
   const std::string text = LinesOf('f', 400);
