@@ -7,6 +7,7 @@
 #include <array>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -111,14 +112,15 @@ std::string Received(const Peer& peer, const Words& arguments,
                      std::size_t plain_size, const std::string& input = "",
                      const std::string& answer = "ok") {
   std::string received;
-  ScriptedServer server([&](int connection) {
+  std::optional<ScriptedServer> server(std::in_place, [&](int connection) {
     received = Receive(connection, peer.SizeOf(plain_size));
     SendAll(connection, peer.Enciphered(answer));
   });
   const Outcome outcome =
-      RunProgram({.arguments = server.Arguments("send") + peer.Arguments() +
+      RunProgram({.arguments = server->Arguments("send") + peer.Arguments() +
                                arguments + kForever,
                   .input = input});
+  server.reset();  // Its thread has written what it received.
   EXPECT_EQ(outcome.status, 0) << outcome.error;
   EXPECT_EQ(outcome.output, peer.cipher == "aes" ? Padded(answer) : answer);
   return peer.Deciphered(received);
