@@ -87,6 +87,8 @@ std::string Remedy(const Parameter& parameter) {
     return "; write a blank before it";
   if (parameter.help.find("-back") != std::string_view::npos)
     return "; give -back the number without it";
+  if (parameter.name == "aes" || parameter.name == "rc4")
+    return "; give such a key by -cipher with -keyfile or -keyenv";
   return "";
 }
 
@@ -121,6 +123,11 @@ void Arguments::CheckBareWord(std::size_t at) const {
 
   if (at == 1)
     Fail(Concat(Quoted(word), " stands alone: a value follows its -name"));
+  // Words behind a key may be the rest of it, which nobody shall read here.
+  const std::string before = MakeLower(words_[at - 2]);
+  if (before == "-aes" || before == "-rc4")
+    Fail(Concat("there is a word too many behind the key of ", before,
+                ": put quotation marks around a key that holds blanks"));
   Fail(Concat(Quoted(word), " is one word too many after ",
               Quoted(words_[at - 1]),
               command_.operand != nullptr && at == 2
@@ -157,7 +164,10 @@ const Parameter& Arguments::Known(std::string_view name) const {
   std::vector<std::string_view> names;
   for (const Parameter& parameter : command_.parameters)
     names.push_back(parameter.name);
-  Fail(Concat("-", Shown(name), " is unknown",
+  // What follows a '=' may be a key.
+  const std::size_t sign = name.find('=');
+  Fail(Concat("-", Shown(name.substr(0, sign)),
+              sign == std::string_view::npos ? "" : "=...", " is unknown",
               Suggestion("; the nearest is -", lower, names),
               " ('fairlead help ", command_.name, "' lists all)"));
 }

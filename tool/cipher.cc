@@ -4,11 +4,13 @@
 #include <cstdlib>
 #include <initializer_list>
 
+#include "tool/body.h"
 #include "tool/concat.h"
 #include "tool/escapes.h"
 #include "tool/failure.h"
 #include "tool/output.h"
 #include "tool/read_file.h"
+#include "tool/same_file.h"
 
 namespace fairlead::tool {
 namespace {
@@ -53,12 +55,22 @@ std::string WithoutLineBreak(std::string bytes) {
   return bytes;
 }
 
+// What is no name may be the key itself, which nobody shall read here.
+std::string NameOfVariable(const std::string& name) {
+  const bool is_name =
+      !name.empty() && (name[0] < '0' || name[0] > '9') &&
+      name.find_first_not_of(
+          "ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+          "abcdefghijklmnopqrstuvwxyz0123456789_") == std::string::npos;
+  return is_name ? Quoted(name) : "(which is no name of a variable)";
+}
+
 std::string Environment(const std::string& name) {
   // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes a variable.
   const char* const value = std::getenv(name.c_str());
   if (value == nullptr)
     throw Failure(kWrongUsage, Concat("the environment variable of -keyenv, ",
-                                      Quoted(name), ", is not set"));
+                                      NameOfVariable(name), ", is not set"));
   return value;
 }
 
@@ -73,6 +85,10 @@ RawKey ReadRawKey(const Arguments& arguments) {
             kWrongUsage};
   }
   const std::string path = arguments.Text(kKeyfile);
+  if (arguments.Has(kStdin) && IsStandardInput(path.c_str()))
+    throw Failure(kWrongUsage,
+                  "standard input cannot be both the key and the bytes: keep "
+                  "the key in a file of its own, or use -keyenv");
   return {WithoutLineBreak(ReadFile(path)),
           Concat("the key in the file ", Quoted(path)), kMalformedInput};
 }

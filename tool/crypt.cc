@@ -24,6 +24,7 @@
 #include "tool/parameters.h"
 #include "tool/progress.h"
 #include "tool/read_file.h"
+#include "tool/same_file.h"
 #include "tool/usage.h"
 
 namespace fairlead::tool {
@@ -191,6 +192,7 @@ void WorkOntoOutput(Work work, const Source& source, const CipherKey& key,
 
 ExitStatus Crypt(Work work, const Arguments& arguments, const Output& output) {
   CheckCipherUsage(arguments);
+  CheckDistinct(arguments, kOut, kKeyfile);
   const CipherKey key = *ReadCipherKey(arguments);
   const Source source(arguments);
   if (!arguments.Has(kOut)) {

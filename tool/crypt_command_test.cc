@@ -434,6 +434,35 @@ TEST(CryptCommandTest, AFailureLeavesNoFileBehind) {
   EXPECT_EQ(FilesIn(folder), "");
 }
 
+TEST(CryptCommandTest, TheKeyIsNotOverwritten) {
+  const TempFolder folder;
+  const std::string key = folder.path() + "/key";
+  std::ofstream(key) << "secret";
+  ExpectRefused(
+      {"encrypt", "-cipher", "rc4", "-keyfile", key, "-stdin", "-out", key}, 2,
+      "name another for -out");
+  EXPECT_EQ(Content(key), "secret");
+}
+
+TEST(CryptCommandTest, StandardInputIsNotBothKeyAndBytes) {
+  ExpectRefused(
+      {"encrypt", "-cipher", "rc4", "-keyfile", "/dev/stdin", "-stdin"}, 2,
+      "standard input cannot be both");
+}
+
+TEST(CryptCommandTest, ErrorsDoNotRepeatWhatMayBeAKey) {
+  for (const Words& words :
+       {Words{"encrypt", "-stdin", "-aes", "my", "s3cret"},
+        Words{"encrypt", "-stdin", "-aes=s3cret"},
+        Words{"encrypt", "-stdin", "-cipher", "rc4", "-keyenv", "s3cret+"}}) {
+    const Outcome outcome = Crypt(words);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.error, testing::Not(HasSubstr("s3cret")));
+  }
+  EXPECT_THAT(Crypt({"encrypt", "-stdin", "-aes", "-key"}).error,
+              HasSubstr("-keyfile or -keyenv"));
+}
+
 TEST(CryptCommandTest, ASignalLeavesTheOldFileAlone) {
   const TempFolder folder;
   const std::string out = folder.File("out", "old");

@@ -14,6 +14,7 @@
 #include "tool/exchange_log.h"
 #include "tool/failure.h"
 #include "tool/parameters.h"
+#include "tool/same_file.h"
 
 namespace fairlead::tool {
 namespace {
@@ -47,6 +48,8 @@ ExitStatus Send(const Arguments& arguments, const Output& output) {
   CheckDoors(arguments);
   CheckCipherUsage(arguments);
   CheckLogUsage(arguments);
+  for (const Parameter* const read : {&kKeyfile, &kSettings, &kFile})
+    CheckDistinct(arguments, kLog, *read);
   profile.Save();
   ExchangeLog log;
   TimeLimit limit(settings.command, settings.timeout);

@@ -79,6 +79,18 @@ TEST_F(SendLogTest, TellsTheExchangeEventByEvent) {
                   "closed: 5 bytes sent, 5 received"));
 }
 
+TEST_F(SendLogTest, IsNotAFileThatIsRead) {
+  std::ofstream(path_) << "[a]\nhost=127.0.0.1\n";
+  for (const Words& words :
+       {Words{"-file", path_}, Words{"-settings", path_, "-profile", "a"},
+        Words{"-text", "a", "-cipher", "rc4", "-keyfile", path_}}) {
+    const Outcome outcome =
+        RunProgram({.arguments = Words{"send", "-demo"} + words + Log()});
+    EXPECT_EQ(outcome.status, 2) << outcome.error;
+    EXPECT_EQ(File(), "[a]\nhost=127.0.0.1\n");
+  }
+}
+
 TEST_F(SendLogTest, WhatIsPrintedStaysAsItWas) {
   const Words send = Words{"send", "-demo", "-text", "hello"} + kForever;
   const Outcome with = Fairlead(send + Log());
