@@ -28,6 +28,9 @@ constexpr std::size_t kLargestMessage = sizeof CTCPMessage::data;
 // A wake-up may come just before the wait for it, so none is long.
 constexpr std::chrono::milliseconds kWait{20};
 
+// How long what a peer said before it went may take to the queue.
+constexpr std::chrono::seconds kLongestFarewell{2};
+
 std::string HowMuch(std::size_t sent, std::size_t total) {
   return Concat(sent, " of ", total, " bytes went out");
 }
@@ -128,10 +131,14 @@ void Exchange::Send(std::string_view body) {
   log_.Add(Concat("sent ", sent_, " bytes"));
 }
 
-// What the peer has said before is shown first: it may say why.
+// What the peer has said before is shown first: it may say why. Where the peer
+// is gone, the receive thread soon has the last of it, and lets go.
 void Exchange::FailToSend(std::size_t sent, std::size_t total) {
   const int error = errno;
   const bool open = IsOpen();
+  const auto latest = steady_clock::now() + kLongestFarewell;
+  if (error == EPIPE || error == ECONNRESET)
+    while (IsOpen() && steady_clock::now() < latest) AwaitMessage();
   TakeQueue();
   throw Failure(kSendingFailed,
                 Concat("sending failed, ", Cause(error, open), ": ",
