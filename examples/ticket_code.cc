@@ -38,8 +38,7 @@ unsigned int CheckOf(const fairlead::CBitstr& bits) {
 }
 
 void Put(fairlead::CBitstr& bits, unsigned int value, int at, int count) {
-  const unsigned int source[2] = {value, 0};
-  fairlead::MoveBits(source, 0, bits.data, at, count, 1);
+  fairlead::MoveBits(&value, 0, bits.data, at, count, 1);
 }
 
 unsigned int Get(const fairlead::CBitstr& bits, int at, int count) {
