@@ -297,12 +297,7 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "print the bits of a text", Read},
 });
 
-constexpr Parameter kVerb = {.name = "",
-                             .word = "WORD",
-                             .kind = Kind::kChoice,
-                             .group = "Words",
-                             .help = "what to do, with the parameters it takes",
-                             .verbs = kVerbs};
+constexpr Parameter kVerb = WordOf(kVerbs);
 
 constexpr std::array kParameters = {
     kBits, kCodedHex, kNumber, kCodeText, kWidth, kGroup, kCodeForm, kHelp,

@@ -224,12 +224,7 @@ constexpr auto kVerbs = std::to_array<Verb>({
     {"decrypt", kUsage, "make the plain bytes of cipher text", RunDecrypt},
 });
 
-constexpr Parameter kVerb = {.name = "",
-                             .word = "WORD",
-                             .kind = Kind::kChoice,
-                             .group = "Words",
-                             .help = "what to do, with the parameters it takes",
-                             .verbs = kVerbs};
+constexpr Parameter kVerb = WordOf(kVerbs);
 
 constexpr std::array kParameters = {
     kAes,  kRc4,       kCipher, kKeyfile, kKeyenv,

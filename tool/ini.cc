@@ -51,12 +51,7 @@ constexpr auto kVerbs = std::to_array<Verb>({
      Create},
 });
 
-constexpr Parameter kVerb = {.name = "",
-                             .word = "WORD",
-                             .kind = Kind::kChoice,
-                             .group = "Words",
-                             .help = "what to do, with the parameters it takes",
-                             .verbs = kVerbs};
+constexpr Parameter kVerb = WordOf(kVerbs);
 
 constexpr std::array kParameters = {
     ini::kFile, kSection, kKey,    kValue,  ini::kStdin, kTo,   ini::kText,

@@ -4,6 +4,7 @@
 #define FAIRLEAD_TOOL_PARAMETERS_H_
 
 #include <climits>
+#include <span>
 
 #include "tool/commands.h"
 
@@ -105,6 +106,16 @@ inline constexpr Parameter kHelp = {.name = "help",
                                     .kind = Kind::kSwitch,
                                     .group = "Output",
                                     .help = "print this help"};
+
+/// The word behind a command that has several, such as the `get` of `ini get`.
+constexpr Parameter WordOf(std::span<const Verb> verbs) {
+  return {.name = "",
+          .word = "WORD",
+          .kind = Kind::kChoice,
+          .group = "Words",
+          .help = "what to do, with the parameters it takes",
+          .verbs = verbs};
+}
 
 }  // namespace fairlead::tool
 

@@ -253,12 +253,7 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "print the time from one stamp, or time of day, to another", Diff},
 });
 
-constexpr Parameter kVerb = {.name = "",
-                             .word = "WORD",
-                             .kind = Kind::kChoice,
-                             .group = "Words",
-                             .help = "what to do, with the parameters it takes",
-                             .verbs = kVerbs};
+constexpr Parameter kVerb = WordOf(kVerbs);
 
 constexpr std::array kParameters = {
     kStamp, kText, kSeconds, kFrom, kTo, kBy, kBack, kForm, kSeparator, kHelp,
