@@ -67,8 +67,8 @@ bool CIniFile::Load(const std::string& file_name,
 
 bool CIniFile::Save(const std::string& file_name,
                     const std::vector<Record>& content) {
-  const OpenFile file(file_name, O_WRONLY | O_CREAT | O_TRUNC);
-  if (!file.IsOpen()) return false;
+  const OpenFile file(file_name, O_WRONLY | O_CREAT);
+  if (!file.IsOpen() || !file.Truncate()) return false;
 
   bool written = true;
   std::string lines;
