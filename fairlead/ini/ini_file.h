@@ -47,6 +47,7 @@ namespace fairlead {
 ///   read back with (a key that begins with `#` or holds `=`), makes lines that
 ///   mean something else; a key that begins with `[` may make the file one that
 ///   nothing here loads any more.
+/// - A failed allocation throws std::bad_alloc, and the file is as it was.
 /// - A file never takes the place of a standard stream that the program has
 ///   closed.
 /// - The cost is that of reading the file, and for edits of a Save().
@@ -180,6 +181,8 @@ class FAIRLEAD_EXPORT CIniFile {
   /// @return whether the file could be opened and emptied; where not, it is as
   ///     it was. When the disk fills up the result is still true: the file ends
   ///     where writing failed.
+  /// @throws std::bad_alloc if there is no memory for the longest record; the
+  ///     file is as it was
   /// @par Limits on the size of files
   /// A file that reaches one (`ulimit -f`, RLIMIT_FSIZE) ends there, as on a
   /// full disk. The system raises SIGXFSZ, which is left to the program: unless
