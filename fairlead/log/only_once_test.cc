@@ -21,6 +21,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <type_traits>
@@ -418,6 +419,50 @@ TEST(OnlyOnceTest, AnIntIntervalIsTheSameNumberOfSeconds) {
     }
   }
 }
+
+// The interval is one of 60 seconds.
+template <typename Seconds>
+void ExpectSixtySeconds(Seconds interval) {
+  const Clock clock;
+  COnlyOnce once(OnceThrottle);
+  EXPECT_TRUE(once.Start("key", interval));
+  Clock::Set(60);
+  EXPECT_FALSE(once.Start("key", interval));
+  Clock::Set(60.5);
+  EXPECT_TRUE(once.Start("key", interval));
+}
+
+TEST(OnlyOnceTest, AnIntervalMayBeOfAnyArithmeticType) {
+  ExpectSixtySeconds(60);
+  ExpectSixtySeconds(60U);
+  ExpectSixtySeconds(60L);
+  ExpectSixtySeconds(60UL);
+  ExpectSixtySeconds(60LL);
+  ExpectSixtySeconds(60ULL);
+  ExpectSixtySeconds(60.0F);
+  ExpectSixtySeconds(60.0);
+  ExpectSixtySeconds(60.0L);
+  ExpectSixtySeconds(std::int64_t{60});
+  ExpectSixtySeconds(std::uint8_t{60});
+  ExpectSixtySeconds(short{60});
+  ExpectSixtySeconds('<');  // 60 in ASCII.
+}
+
+TEST(OnlyOnceTest, AnIntervalBeyondAnIntIsNotCut) {
+  const Clock clock;
+  COnlyOnce once(OnceThrottle);
+  EXPECT_TRUE(once.Start("key", 1));
+  Clock::Set(1000);
+  EXPECT_FALSE(once.Start("key", std::int64_t{1} << 32));
+  EXPECT_FALSE(once.Start("key", std::numeric_limits<std::uint64_t>::max()));
+  EXPECT_TRUE(once.Start("key", std::numeric_limits<std::int64_t>::min()));
+}
+
+// Both that are not templates are there by their exact types.
+[[maybe_unused]] constexpr bool (COnlyOnce::*kStartOfDouble)(
+    std::string_view, double) = &COnlyOnce::Start;
+[[maybe_unused]] constexpr bool (COnlyOnce::*kStartOfInt)(
+    std::string_view, int) = &COnlyOnce::Start;
 
 // ---- The keys.
 
