@@ -77,6 +77,10 @@ class CLog {  // Only what others call is exported: the rest is inlined.
   /// as given.
   FAIRLEAD_EXPORT CLog(const std::string& name, bool crlf);
 
+  /// A second name is not a flag: for several names, give a list of them.
+  template <typename Text>
+  CLog(const std::string& name, const Text* other_name) = delete;
+
   /// Flushes the file and closes it; a failure to do so is ignored.
   FAIRLEAD_EXPORT ~CLog();
 
