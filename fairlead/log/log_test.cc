@@ -221,6 +221,21 @@ TEST_F(LogTest, TextWithoutEndIsNotHeldBackWithoutEnd) {
   EXPECT_EQ(Contents(Name()).size(), 1000000);
 }
 
+TEST_F(LogTest, TextWithoutALineBreakWaitsUpToEightKibibytes) {
+  std::vector<std::size_t> written;
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log(Name(), false);
+    for (int i = 0; i < 8; ++i) log << std::string(1024, '.');
+    written.push_back(Contents(Name()).size());
+    log << ".";
+    written.push_back(Contents(Name()).size());
+    log << "!";
+    written.push_back(Contents(Name()).size());
+  }
+  EXPECT_THAT(written, ElementsAre(0, 8193, 8193));
+}
+
 TEST_F(LogTest, ALineFlushesWhatTheProgramPrintedBefore) {
   std::vector<std::string> seen;
   {
