@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <ios>
 #include <iostream>
 
 #include "fairlead/base/blocked_signals.h"
@@ -73,6 +74,11 @@ std::size_t WriteOnce(int descriptor, std::string_view text) {
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
+// Makes std::cout for the logs among static objects of a program that never
+// includes <iostream>. It is made before the log that asks for it, and so
+// flushed for the last time after it.
+void MakeStandardOutput() { static const std::ios_base::Init made; }
+
 }  // namespace
 
 CLog::File::~File() {
@@ -128,11 +134,13 @@ void CLog::File::Flush() {
 }
 
 CLog::CLog(const std::vector<std::string>& names) : crlf_(false) {
+  MakeStandardOutput();
   for (const std::string& name : names)
     if (file_.Open(name)) return;
 }
 
 CLog::CLog(const std::string& name, bool crlf) : crlf_(crlf) {
+  MakeStandardOutput();
   file_.Open(name);
 }
 

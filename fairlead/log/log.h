@@ -33,6 +33,10 @@ namespace fairlead {
 /// In a program that has closed a standard stream, the file does not take the
 /// place of it.
 ///
+/// A log may be a static object. It works from its construction to its
+/// destruction, also in a program that never includes <iostream>, and so in the
+/// constructors and destructors of the static objects that are made after it.
+///
 /// @par What can get lost
 /// A text with a line break has reached the system when `<<` returns: it
 /// survives the death of the program, but not that of the machine, for nothing
