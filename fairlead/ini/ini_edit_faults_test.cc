@@ -160,9 +160,13 @@ TEST_F(IniEditFaultsTest, AFileThatCanOnlyBeWrittenLosesWhatItHeld) {
   EXPECT_EQ(Read(), "[s]\nk=x\n");
 }
 
+volatile std::sig_atomic_t limit_signals = 0;
+
 // The result is that of opening the file; the file ends where the disk does.
 TEST_F(IniEditFaultsTest, AFullDiskEndsTheFileAndIsNotReported) {
-  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  const auto handler =
+      std::signal(SIGXFSZ, [](int) { limit_signals = limit_signals + 1; });
+  limit_signals = 0;
   rlimit limit = {};
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
   const rlimit nine_bytes = {9, limit.rlim_max};
@@ -174,6 +178,7 @@ TEST_F(IniEditFaultsTest, AFullDiskEndsTheFileAndIsNotReported) {
   std::signal(SIGXFSZ, handler);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "<;> ");
   EXPECT_TRUE(saved);
+  EXPECT_EQ(limit_signals, 1);
   EXPECT_EQ(Read(), "[s]\nk=v\na");
 }
 

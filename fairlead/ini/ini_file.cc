@@ -40,6 +40,25 @@ std::size_t ExpectedRecords(std::string_view text) {
                   text.size() * kMostTimesItsSize / sizeof(CIniFile::Record));
 }
 
+// The size of the lines that stand for a record in a file, or one byte more.
+std::size_t MostOfLines(const CIniFile::Record& record) {
+  constexpr std::size_t kMostMarks = sizeof("#[]\n") - 1;
+  const std::size_t names = record.Key.empty()
+                                ? record.Section.size()
+                                : record.Key.size() + record.Value.size();
+  return record.Comments.size() + names + kMostMarks;
+}
+
+// Room for the lines of any of the records, one at a time.
+std::string RoomForLines(const std::vector<CIniFile::Record>& records) {
+  std::size_t most = 0;
+  for (const CIniFile::Record& record : records)
+    most = std::max(most, MostOfLines(record));
+  std::string room;
+  room.reserve(most);
+  return room;
+}
+
 // Appends the lines that stand for a record in a file.
 void AppendLines(const CIniFile::Record& record, std::string& text) {
   text += record.Comments;
@@ -67,11 +86,12 @@ bool CIniFile::Load(const std::string& file_name,
 
 bool CIniFile::Save(const std::string& file_name,
                     const std::vector<Record>& content) {
-  const OpenFile file(file_name, O_WRONLY | O_CREAT | O_TRUNC);
-  if (!file.IsOpen()) return false;
+  // Before the file is touched: from there on nothing is allocated.
+  std::string lines = RoomForLines(content);
+  const OpenFile file(file_name, O_WRONLY | O_CREAT);
+  if (!file.IsOpen() || !file.Truncate()) return false;
 
   bool written = true;
-  std::string lines;
   for (const Record& record : content) {
     if (record.Commented != kActive) std::printf("<%c> ", record.Commented);
     if (!written) continue;  // As a stream that has failed: no byte more.

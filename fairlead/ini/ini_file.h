@@ -47,6 +47,9 @@ namespace fairlead {
 ///   read back with (a key that begins with `#` or holds `=`), makes lines that
 ///   mean something else; a key that begins with `[` may make the file one that
 ///   nothing here loads any more.
+/// - A failed allocation throws std::bad_alloc, and the file is as it was.
+/// - A file never takes the place of a standard stream that the program has
+///   closed.
 /// - The cost is that of reading the file, and for edits of a Save().
 ///
 /// @par What a file may hold
@@ -93,6 +96,10 @@ namespace fairlead {
 /// @par Thread safety
 /// None: one thread per object, and the static functions do not lock the file.
 /// Of two writers, in one process or two, the last wins.
+/// @par Fork and static objects
+/// Nothing is open or locked between two calls: a child of `fork` may use the
+/// objects that it has copies of. All functions work in the constructors and
+/// destructors of static objects.
 class FAIRLEAD_EXPORT CIniFile {
  public:
   /// One line of the file, with the comments above it.
@@ -171,8 +178,15 @@ class FAIRLEAD_EXPORT CIniFile {
   /// each disabled record "<#> " (with its comment character) goes to standard
   /// output.
   ///
-  /// @return whether the file could be opened. When the disk fills up the
-  ///     result is still true: the file ends where writing failed.
+  /// @return whether the file could be opened and emptied; where not, it is as
+  ///     it was. When the disk fills up the result is still true: the file ends
+  ///     where writing failed.
+  /// @throws std::bad_alloc if there is no memory for the longest record; the
+  ///     file is as it was
+  /// @par Limits on the size of files
+  /// A file that reaches one (`ulimit -f`, RLIMIT_FSIZE) ends there, as on a
+  /// full disk. The system raises SIGXFSZ, which is left to the program: unless
+  /// that ignores or handles it, it ends the program, with the file cut.
   /// @par Cost
   /// One write to the kernel per record, so that a reader sees whole records.
   /// The file is rewritten in place: a process killed meanwhile leaves half.

@@ -7,15 +7,18 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -296,8 +299,10 @@ TEST_F(IniFileFaultsTest, SaveWritesNothingAfterAFault) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST_F(IniFileFaultsTest, SaveFillsAFileUpToItsLimit) {
-  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+// As for every write: the signal is the program's.
+TEST_F(IniFileFaultsTest, SaveFillsAFileUpToItsLimitAndRaisesTheSignal) {
+  static volatile std::sig_atomic_t signals = 0;
+  const auto handler = std::signal(SIGXFSZ, [](int) { signals = signals + 1; });
   rlimit limit = {};
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
   const rlimit six_bytes = {6, limit.rlim_max};
@@ -310,6 +315,7 @@ TEST_F(IniFileFaultsTest, SaveFillsAFileUpToItsLimit) {
   std::signal(SIGXFSZ, handler);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "<;> ");
   EXPECT_TRUE(saved);
+  EXPECT_EQ(signals, 1);
   EXPECT_EQ(Read(), "a=1\nb=");
 }
 
@@ -351,6 +357,80 @@ TEST_F(IniFileFaultsTest, OpensDescriptorsThatAnotherProgramDoesNotInherit) {
       });
   EXPECT_TRUE(CIniFile::Save(Path(), records));
   EXPECT_EQ(flags, FD_CLOEXEC);
+}
+
+// Its lines stay, as with O_TRUNC.
+TEST_F(IniFileFaultsTest, AFileThatCannotBeEmptiedIsNotWritten) {
+  const int file = memfd_create("ini", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+  ASSERT_NE(file, -1);
+  const std::string path = "/proc/self/fd/" + std::to_string(file);
+  EXPECT_TRUE(CIniFile::Save(path, {{"", ' ', "", "k", "v"}}));
+  ASSERT_EQ(fcntl(file, F_ADD_SEALS, F_SEAL_SHRINK), 0);
+  EXPECT_FALSE(CIniFile::Save(path, {{"", ' ', "", "k", "w"}}));
+  EXPECT_EQ(CIniFile::Content(path), "k=v\n");
+  close(file);
+}
+
+// --- Standard streams that are closed ----------------------------------------
+
+constexpr int kStandardStreams = 3;
+
+// Runs `act` in a child without the standard streams of which the bit is set in
+// `closed`; what it prints is not held back. Returns how the child ended.
+int StatusWithout(unsigned closed, const std::function<void()>& act) {
+  const pid_t child = fork();
+  if (child == 0) {
+    for (int i = 0; i < kStandardStreams; ++i)
+      if ((closed >> i & 1U) != 0) close(i);
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    act();
+    for (int i = 0; i < kStandardStreams; ++i)
+      if ((closed >> i & 1U) != 0 && fcntl(i, F_GETFD) != -1) _exit(1);
+    _exit(0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status;
+}
+
+// The hooks see no standard stream.
+TEST_F(IniFileFaultsTest, AFileTakesThePlaceOfNoStandardStream) {
+  for (unsigned closed = 1; closed < 1U << kStandardStreams; ++closed) {
+    SCOPED_TRACE(testing::Message() << "closed: " << closed);
+    Write(";k=v\n");
+    const int status = StatusWithout(closed, [this] {
+      int calls = 0;
+      const Hooked<ReadCall> reads(read_hook,
+                                   [&](int fd, void* data, std::size_t size) {
+                                     ++calls;
+                                     return KernelRead(fd, data, size);
+                                   });
+      const Hooked<WriteCall> writes(
+          write_hook, [&](int fd, const void* data, std::size_t size) {
+            ++calls;
+            return KernelWrite(fd, data, size);
+          });
+      if (!CIniFile::SetValue("k", "new", "", Path())) _exit(2);
+      if (calls != 2) _exit(3);
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(Read(), ";k=new\n");
+  }
+}
+
+TEST_F(IniFileFaultsTest, AFileThatHasNoOtherNumberIsNotTouched) {
+  const std::string text = "a=1\n;b=2\n";
+  Write(text);
+  const int status = StatusWithout(1U << STDIN_FILENO, [this] {
+    const rlimit none_above{kStandardStreams, kStandardStreams};
+    if (setrlimit(RLIMIT_NOFILE, &none_above) != 0) _exit(2);
+    if (CIniFile::Save(Path(), {{"", '#', "", "k", "v"}})) _exit(3);
+    Records records(1);
+    if (!CIniFile::Load(Path(), records) || records != Records(1)) _exit(4);
+    if (CIniFile::GetValue("a", "", Path()) != "") _exit(5);
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Read(), text);
 }
 
 // --- Signals -----------------------------------------------------------------

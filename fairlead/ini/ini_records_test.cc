@@ -568,14 +568,19 @@ TEST_F(IniLookupTest, LoadingKeepsTrace) {
 
 // Arguments are as good as copies: lastLookup changes below them.
 TEST_F(IniLookupTest, ArgumentsMayStandInTheObject) {
-  ini_.Load(Write("[s]\nk=1\nx=2\n[s/k]\ns/k=3\n"));
+  ini_.Load(Write("[s]\nk=1\nx=2\n[s/k]\ns/k=3\n[t]\ns/k=4\n"));
   ini_.GetRecord("k", "s");
   ini_.trace = true;
   CaptureStdout();
+  // Here the name would be "t/s" if lastLookup changed before the line.
+  EXPECT_EQ(ini_.GetValueDef("t", ini_.lastLookup, "d"), "4");
+  ini_.cursor = ini_.cursor + 1;
+  ini_.GetRecord("k", "s");
   EXPECT_EQ(ini_.GetValueDef("", "none", ini_.lastLookup), "s/k");
   ini_.GetRecord("k", "s");
   EXPECT_EQ(ini_.GetValueDef(ini_.lastLookup, ini_.lastLookup, "d"), "3");
   EXPECT_EQ(GetCapturedStdout(),
+            "[t] s/k ==> 4\n"
             "[] none --> s/k\n"
             "[s/k] s/k ==> 3\n");
   EXPECT_EQ(ini_.lastLookup, "s/k/s/k");

@@ -17,29 +17,24 @@ constexpr std::size_t kFirstRoom = 4096;
 // bytes come.
 constexpr std::size_t kMostRoomAtOnce = std::size_t{1} << 30;
 
-// Repeats a system call for as long as signals interrupt it.
-template <typename Call>
-auto Uninterrupted(Call call) {
-  for (;;) {
-    const auto result = call();
-    if (result != -1 || errno != EINTR) return result;
-  }
-}
-
 }  // namespace
 
 OpenFile::OpenFile(const std::string& name, int flags)
-    : descriptor_(Uninterrupted([&name, flags] {
+    : descriptor_(MoveAboveStandardStreams(Uninterrupted([&name, flags] {
         return open(name.c_str(), flags | O_CLOEXEC, 0666);
-      })) {}
+      }))) {}
 
-OpenFile::~OpenFile() {
-  if (IsOpen()) close(descriptor_);
+bool OpenFile::Truncate() const {
+  if (Uninterrupted([this] { return ftruncate(descriptor_.number(), 0); }) == 0)
+    return true;
+  struct stat status = {};
+  return errno == EINVAL && fstat(descriptor_.number(), &status) == 0 &&
+         !S_ISREG(status.st_mode);
 }
 
 std::size_t OpenFile::ExpectedSize() const {
   struct stat status = {};
-  if (fstat(descriptor_, &status) == -1) return 0;
+  if (fstat(descriptor_.number(), &status) == -1) return 0;
   return static_cast<std::size_t>(std::max<off_t>(status.st_size, 0));
 }
 
@@ -53,7 +48,7 @@ std::string OpenFile::ReadAll() const {
   while (true) {
     if (size == text.size()) text.resize(2 * size);
     const ssize_t count = Uninterrupted([&] {
-      return read(descriptor_, text.data() + size, text.size() - size);
+      return read(descriptor_.number(), text.data() + size, text.size() - size);
     });
     if (count == 0) break;
     if (count < 0) {
@@ -69,13 +64,7 @@ std::string OpenFile::ReadAll() const {
 }
 
 bool OpenFile::WriteAll(std::string_view text) const {
-  while (!text.empty()) {
-    const ssize_t count = Uninterrupted(
-        [&] { return write(descriptor_, text.data(), text.size()); });
-    if (count < 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
+  return internal::WriteAll(descriptor_.number(), text) == text.size();
 }
 
 }  // namespace fairlead::internal

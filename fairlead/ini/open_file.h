@@ -7,18 +7,23 @@
 #include <string>
 #include <string_view>
 
+#include "fairlead/base/descriptor.h"
+
 namespace fairlead::internal {
 
 // A file that is open, or could not be opened; closed at the end of its scope.
+// It never has the number of a standard stream.
 class OpenFile {
  public:
-  // The flags are those of open(2).
+  // The flags are those of open(2). Without O_TRUNC: a file that cannot be
+  // given another number has lost nothing then.
   OpenFile(const std::string& name, int flags);
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-  ~OpenFile();
 
-  bool IsOpen() const { return descriptor_ != -1; }
+  bool IsOpen() const { return descriptor_.IsOpen(); }
+
+  // Makes the file empty, as O_TRUNC does: what is not a regular file, such as
+  // a pipe, stays as it is. Returns whether that could be done.
+  bool Truncate() const;
 
   // What the file holds, up to its end or to the last line that can be read.
   std::string ReadAll() const;
@@ -29,7 +34,7 @@ class OpenFile {
  private:
   std::size_t ExpectedSize() const;
 
-  const int descriptor_;
+  const Descriptor descriptor_;
 };
 
 }  // namespace fairlead::internal

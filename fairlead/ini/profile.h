@@ -20,7 +20,7 @@ namespace fairlead {
 /// nothing: read the value back to know that it arrived.
 ///
 /// All four throw what CIniFile::Load() throws, at a header without `]`
-/// anywhere in the file.
+/// anywhere in the file, and std::bad_alloc; either leaves the file as it was.
 ///
 /// @par Thread safety
 /// Any number of readers, while nobody writes: the file is rewritten in place,

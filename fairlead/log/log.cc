@@ -2,18 +2,27 @@
 #include "fairlead/log/log.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <ios>
 #include <iostream>
+
+#include "fairlead/base/blocked_signals.h"
+#include "fairlead/base/descriptor.h"
 
 namespace fairlead {
 namespace {
 
 // No more than this waits for a line break.
 constexpr std::size_t kBuffer = std::size_t{8} * 1024;
+
+// A limit on the size of files is asked for again after so many bytes.
+constexpr std::size_t kBetweenQuestions = kBuffer;
 
 // When more than this waits for a full disk, texts are dropped.
 constexpr std::size_t kMostForFullDisk = std::size_t{64} * 1024;
@@ -43,15 +52,32 @@ void WriteToStandardOutput(std::string_view text, bool flush) {
   std::fflush(stdout);
 }
 
-// The same file under a number that is none of a standard stream: the first
-// free one is, where the program has closed that stream, and what it prints
-// would go into the file. -1 if there is none.
-int AwayFromStandardStreams(int descriptor) {
-  if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
-  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  close(descriptor);
-  return moved;
+// Whether there is a limit on the size of files.
+bool HasSizeLimit() {
+  rlimit limit{};
+  return getrlimit(RLIMIT_FSIZE, &limit) != 0 ||
+         limit.rlim_cur != RLIM_INFINITY;
 }
+
+// Writes what the file takes of `text`, without the signal that the system
+// raises where the file is as large as it may be. Returns how much that was.
+std::size_t WriteUnderLimit(int descriptor, std::string_view text) {
+  const internal::BlockedSignal signal(SIGXFSZ);
+  const std::size_t written = internal::WriteAll(descriptor, text);
+  if (written < text.size() && errno == EFBIG) signal.Discard();
+  return written;
+}
+
+// One write; returns how much the file took.
+std::size_t WriteOnce(int descriptor, std::string_view text) {
+  const ssize_t count = write(descriptor, text.data(), text.size());
+  return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+// Makes std::cout for the logs among static objects of a program that never
+// includes <iostream>. It is made before the log that asks for it, and so
+// flushed for the last time after it.
+void MakeStandardOutput() { static const std::ios_base::Init made; }
 
 }  // namespace
 
@@ -62,8 +88,9 @@ CLog::File::~File() {
 }
 
 bool CLog::File::Open(const std::string& name) {
-  descriptor_ = AwayFromStandardStreams(
-      open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC;
+  descriptor_ = internal::MoveAboveStandardStreams(internal::Uninterrupted(
+      [&name] { return open(name.c_str(), kFlags, 0666); }));
   return descriptor_ >= 0;
 }
 
@@ -82,27 +109,38 @@ void CLog::File::Write(std::string_view text, bool flush) {
 }
 
 // Writes what the file takes of `text` and returns how much that was.
-std::size_t CLog::File::Send(std::string_view text) const {
-  std::size_t sent = 0;
-  while (sent < text.size()) {
-    const ssize_t part =
-        write(descriptor_, text.data() + sent, text.size() - sent);
-    if (part > 0)
-      sent += static_cast<std::size_t>(part);
-    else if (part == 0 || errno != EINTR)
-      break;
+//
+// Blocking the signal of a limit costs two system calls, as much as the write.
+// It is left out while no limit is in sight: none was set when last asked, and
+// the file took all that was written since. A write that meets a limit halfway
+// comes back short without the signal: only the next one raises it.
+std::size_t CLog::File::Send(std::string_view text) {
+  if (until_asked_ == 0) {
+    limit_in_sight_ = HasSizeLimit();
+    until_asked_ = kBetweenQuestions;
   }
+  std::size_t sent = 0;
+  if (!limit_in_sight_) sent = WriteOnce(descriptor_, text);
+  if (sent < text.size()) {
+    limit_in_sight_ = true;
+    sent += WriteUnderLimit(descriptor_, text.substr(sent));
+  }
+  until_asked_ -= std::min(until_asked_, sent);
   return sent;
 }
 
-void CLog::File::Flush() { waiting_.erase(0, Send(waiting_)); }
+void CLog::File::Flush() {
+  if (!waiting_.empty()) waiting_.erase(0, Send(waiting_));
+}
 
 CLog::CLog(const std::vector<std::string>& names) : crlf_(false) {
+  MakeStandardOutput();
   for (const std::string& name : names)
     if (file_.Open(name)) return;
 }
 
 CLog::CLog(const std::string& name, bool crlf) : crlf_(crlf) {
+  MakeStandardOutput();
   file_.Open(name);
 }
 

@@ -33,6 +33,10 @@ namespace fairlead {
 /// In a program that has closed a standard stream, the file does not take the
 /// place of it.
 ///
+/// A log may be a static object. It works from its construction to its
+/// destruction, also in a program that never includes <iostream>, and so in the
+/// constructors and destructors of the static objects that are made after it.
+///
 /// @par What can get lost
 /// A text with a line break has reached the system when `<<` returns: it
 /// survives the death of the program, but not that of the machine, for nothing
@@ -46,6 +50,12 @@ namespace fairlead {
 /// whole, without notice. The destructor tries a last time; what waits then, or
 /// when the program is killed, is lost.
 /// @par
+/// A limit on the size of files (`ulimit -f`, RLIMIT_FSIZE) is such a limit:
+/// the log's file raises no SIGXFSZ. Two cases are left to the program, which
+/// can ignore the signal: a limit that is set after the first text, to less
+/// than 8 KiB above the size of the file; and standard output, where that is a
+/// file as large as it may be.
+/// @par
 /// A failure of `std::cout` stays with that stream until the program clears it;
 /// the file goes on.
 /// @par Thread safety
@@ -54,11 +64,18 @@ namespace fairlead {
 /// other threads may come between. Construction and destruction must not run
 /// beside a write. What the program itself writes to `std::cout` is not held
 /// back by the log.
+/// @par Fork
+/// Parent and child share the open file, and each text of either goes to its
+/// end. A text that waits in the log at the fork waits in both and is written
+/// twice, unless the child ends by `_exit` or `exec`. Where another thread is
+/// writing at the fork, the child's log is locked for ever: fork before there
+/// are threads, or let the child make a log of its own.
 /// @par Cost
 /// A text with a line break is one `write` to the file and one to standard
 /// output, made while the lock is held, the texts waiting before it included (a
-/// text beyond the buffer of standard output may take more). Without the CRLF
-/// flag nothing is copied but into the buffers.
+/// text beyond the buffer of standard output may take more). Where the size of
+/// files is limited, two system calls more keep the signal back. Without the
+/// CRLF flag nothing is copied but into the buffers.
 /// @par Example
 /// @code
 /// fairlead::CLog log("client.log", false);
@@ -76,6 +93,10 @@ class CLog {  // Only what others call is exported: the rest is inlined.
   /// Opens the file for appending, made if it is not there, with the CRLF flag
   /// as given.
   FAIRLEAD_EXPORT CLog(const std::string& name, bool crlf);
+
+  /// A second name is not a flag: for several names, give a list of them.
+  template <typename Text>
+  CLog(const std::string& name, const Text* other_name) = delete;
 
   /// Flushes the file and closes it; a failure to do so is ignored.
   FAIRLEAD_EXPORT ~CLog();
@@ -115,11 +136,13 @@ class CLog {  // Only what others call is exported: the rest is inlined.
     void Write(std::string_view text, bool flush);
 
    private:
-    std::size_t Send(std::string_view text) const;
+    std::size_t Send(std::string_view text);
     void Flush();
 
     int descriptor_ = -1;  // -1 where none could be opened.
     std::string waiting_;
+    bool limit_in_sight_ = false;  // On the size of files.
+    std::size_t until_asked_ = 0;  // Bytes until it is asked for again.
   };
 
   void Write(std::string_view text);

@@ -1,5 +1,9 @@
 // The log when something fails: the lock, the disk, standard output, or the
-// whole process. The lock is this program's own and goes on to the system's.
+// whole process. The lock is this program's own and goes on to the system's, as
+// do the calls that open files and write to them.
+
+// Hardened system headers define inline what this test puts in their place.
+#undef _FORTIFY_SOURCE
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -10,21 +14,25 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <ios>
 #include <iostream>
+#include <optional>
 #include <random>
 #include <streambuf>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "fairlead/export.h"
@@ -45,7 +53,33 @@ thread_local int locks_tried = 0;
 
 using LockFunction = int(pthread_mutex_t*);
 
+// So many calls to open, or to write to a file that is no standard stream, are
+// interrupted by a signal.
+int interruptions = 0;
+
+bool IsInterrupted() {
+  if (interruptions == 0) return false;
+  --interruptions;
+  errno = EINTR;
+  return true;
+}
+
 }  // namespace
+
+extern "C" FAIRLEAD_EXPORT int open(const char* path, int flags, ...) {
+  std::va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  if (IsInterrupted()) return -1;
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+extern "C" FAIRLEAD_EXPORT ssize_t write(int file, const void* data,
+                                         std::size_t size) {
+  if (file > STDERR_FILENO && IsInterrupted()) return -1;
+  return syscall(SYS_write, file, data, size);
+}
 
 extern "C" FAIRLEAD_EXPORT int pthread_mutex_lock(
     pthread_mutex_t* mutex) noexcept {
@@ -318,6 +352,18 @@ TEST_F(LogFaultsTest, EveryLineWrittenSurvivesAKill) {
   }
 }
 
+TEST_F(LogFaultsTest, ATextThatWaitsAtAForkIsWrittenByParentAndChild) {
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log(Name(), false);
+    log << "waits ";
+    ASSERT_EQ(StatusOfChild("/dev/null", [&log] { log << "in the child\n"; }),
+              0);
+    log << "in the parent\n";
+  }
+  EXPECT_EQ(Contents(Name()), "waits in the child\nwaits in the parent\n");
+}
+
 // ---- The file.
 
 TEST_F(LogFaultsTest, AFileThatMayNotBeWrittenIsPassedOver) {
@@ -351,11 +397,32 @@ TEST_F(LogFaultsTest, ADeviceThatIsAlwaysFullStopsNothing) {
             LinesTo(3000) + std::string(100000, '.') + "\nend");
 }
 
-// A file that may grow to `limit` bytes, as on a disk that has as many left.
+TEST_F(LogFaultsTest, SignalsDisturbNeitherOpeningNorWriting) {
+  std::vector<int> left;
+  const auto interrupt = [&left](const auto& call) {
+    interruptions = 3;
+    call();
+    left.push_back(std::exchange(interruptions, 0));
+  };
+  {
+    const StandardOutputTo output(OutputName());
+    std::optional<CLog> log;
+    interrupt([&] { log.emplace(Name(), false); });
+    interrupt([&] { *log << "line\n"; });
+    interrupt([&] { *log << "another "; });
+    interrupt([&] { *log << "line\n"; });
+    *log << "end";
+    interrupt([&] { log.reset(); });
+  }
+  EXPECT_THAT(left, testing::ElementsAre(0, 0, 3, 0, 0));
+  EXPECT_EQ(Contents(Name()), "line\nanother line\nend");
+}
+
+// Files may grow to `limit` bytes while this lives, as on a disk that has as
+// many left; beyond, a write raises SIGXFSZ, which ends the process.
 class FileLimit {
  public:
   explicit FileLimit(std::size_t limit) {
-    std::signal(SIGXFSZ, SIG_IGN);
     if (getrlimit(RLIMIT_FSIZE, &before_) != 0) _exit(1);
     rlimit limited = before_;
     limited.rlim_cur = limit;
@@ -376,15 +443,95 @@ int StatusOfFilling(const std::string& name, std::size_t limit,
                     const std::vector<std::string>& during,
                     const std::vector<std::string>& after) {
   return StatusOfChild("/dev/null", [&] {
+    std::optional<FileLimit> full(std::in_place, limit);
     CLog log(name, false);
-    {
-      const FileLimit full(limit);
-      for (const std::string& text : during) log << text;
-    }
+    for (const std::string& text : during) log << text;
+    full.reset();
     for (const std::string& text : after) log << text;
     log.~CLog();  // The child ends without.
     _exit(0);
   });
+}
+
+TEST_F(LogFaultsTest, AFileAsLargeAsItMayBeRaisesNoSignal) {
+  std::ofstream(Name()) << "ten bytes\n";
+  ASSERT_EQ(StatusOfFilling(Name(), 10, {"a\n", "b\n"}, {"c\n"}), 0);
+  EXPECT_EQ(Contents(Name()), "ten bytes\na\nb\nc\n");
+}
+
+TEST_F(LogFaultsTest, AFileLargerThanItMayBeRaisesNoSignal) {
+  std::ofstream(Name()) << "ten bytes\n";
+  ASSERT_EQ(StatusOfFilling(Name(), 0, {"a\n", "b"}, {}), 0);
+  EXPECT_EQ(Contents(Name()), "ten bytes\na\nb");
+}
+
+TEST_F(LogFaultsTest, ALimitThatComesLateAndIsMetInALineRaisesNoSignal) {
+  ASSERT_EQ(StatusOfChild("/dev/null",
+                          [this] {
+                            CLog log(Name(), false);
+                            log << "first\n";
+                            const FileLimit full(10);
+                            log << "second\n"
+                                << "third\n"
+                                << "fourth\n";
+                          }),
+            0);
+  EXPECT_EQ(Contents(Name()), "first\nsecond\nthird\nfourth\n");
+}
+
+TEST_F(LogFaultsTest, ALimitThatComesLateAndIsMetFarOnRaisesNoSignal) {
+  constexpr std::size_t kLines = 1000;
+  const std::string line = std::string(15, '.') + "\n";
+  ASSERT_EQ(StatusOfChild("/dev/null",
+                          [&] {
+                            CLog log(Name(), false);
+                            log << line;
+                            const FileLimit full(kLines * line.size());
+                            for (std::size_t i = 0; i < 2 * kLines; ++i)
+                              log << line;
+                          }),
+            0);
+  EXPECT_EQ(Contents(Name()).size(), (1 + 2 * kLines) * line.size());
+}
+
+bool IsPending(int signal) {
+  sigset_t pending;
+  return sigpending(&pending) == 0 && sigismember(&pending, signal) == 1;
+}
+
+// Writes to a full file while the program itself blocks the signal, which may
+// be waiting already; whether it is waiting afterwards, and blocked as before.
+void WriteWhileBlocked(const std::string& name, bool waiting) {
+  sigset_t signal;
+  sigemptyset(&signal);
+  sigaddset(&signal, SIGXFSZ);
+  sigprocmask(SIG_BLOCK, &signal, nullptr);
+  if (waiting) std::raise(SIGXFSZ);
+  const FileLimit full(0);
+  CLog log(name, false);
+  log << "line\n";
+  if (IsPending(SIGXFSZ) != waiting) _exit(1);
+  sigset_t mask;
+  sigprocmask(SIG_BLOCK, nullptr, &mask);
+  if (sigismember(&mask, SIGXFSZ) != 1) _exit(2);
+}
+
+TEST_F(LogFaultsTest, ASignalThatTheProgramHoldsStays) {
+  for (const bool waiting : {false, true})
+    EXPECT_EQ(
+        StatusOfChild("/dev/null", [&] { WriteWhileBlocked(Name(), waiting); }),
+        0)
+        << waiting;
+}
+
+TEST_F(LogFaultsTest, TheSignalIsTheProgramsAgainAfterAWrite) {
+  const int status = StatusOfChild("/dev/null", [this] {
+    const FileLimit full(0);
+    CLog log(Name(), false);
+    log << "line\n";
+    std::raise(SIGXFSZ);
+  });
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ);
 }
 
 TEST_F(LogFaultsTest, LinesComeLateWhenAFullDiskHasRoomAgain) {

@@ -40,6 +40,19 @@ static_assert(!std::is_copy_assignable_v<CLog>);
 static_assert(!std::is_move_assignable_v<CLog>);
 static_assert(std::is_same_v<decltype(std::declval<CLog&>() << "text"), CLog&>);
 
+// Names: a list of them, or one and a flag, which a second name is not.
+static_assert(std::is_constructible_v<CLog, std::vector<std::string>>);
+static_assert(std::is_constructible_v<CLog, std::string, bool>);
+static_assert(std::is_constructible_v<CLog, const char (&)[6], bool>);
+static_assert(std::is_constructible_v<CLog, const char*, int>);
+static_assert(
+    !std::is_constructible_v<CLog, const char (&)[6], const char (&)[6]>);
+static_assert(!std::is_constructible_v<CLog, const char*, const char*>);
+static_assert(!std::is_constructible_v<CLog, std::string, const char*>);
+static_assert(!std::is_constructible_v<CLog, std::string, char*>);
+static_assert(!std::is_constructible_v<CLog, std::string, std::string>);
+static_assert(!std::is_constructible_v<CLog, std::string>);
+
 // What two places hold at one moment.
 struct Places {
   std::string file;
@@ -208,6 +221,21 @@ TEST_F(LogTest, TextWithoutEndIsNotHeldBackWithoutEnd) {
   EXPECT_EQ(Contents(Name()).size(), 1000000);
 }
 
+TEST_F(LogTest, TextWithoutALineBreakWaitsUpToEightKibibytes) {
+  std::vector<std::size_t> written;
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log(Name(), false);
+    for (int i = 0; i < 8; ++i) log << std::string(1024, '.');
+    written.push_back(Contents(Name()).size());
+    log << ".";
+    written.push_back(Contents(Name()).size());
+    log << "!";
+    written.push_back(Contents(Name()).size());
+  }
+  EXPECT_THAT(written, ElementsAre(0, 8193, 8193));
+}
+
 TEST_F(LogTest, ALineFlushesWhatTheProgramPrintedBefore) {
   std::vector<std::string> seen;
   {
@@ -339,6 +367,17 @@ TEST_F(LogTest, AListCanStandInBraces) {
     log << "a\n";
   }
   EXPECT_EQ(Contents(Name()), "a\n");
+}
+
+TEST_F(LogTest, TwoNamesInBracesAreAListAndNotANameAndAFlag) {
+  const std::string second = folder_.Path("second.log");
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log({Name().c_str(), second.c_str()});
+    log << "a\n";
+  }
+  EXPECT_EQ(Contents(Name()), "a\n");
+  EXPECT_FALSE(std::filesystem::exists(second));
 }
 
 TEST_F(LogTest, AListKeepsLineFeedsAsTheyAre) {

@@ -1,10 +1,9 @@
 // The once-only tracker: whether to act on a recurring event now.
 #include "fairlead/log/only_once.h"
 
-#include <sys/random.h>
-
-#include <cstring>
 #include <utility>
+
+#include "fairlead/log/key_hash.h"
 
 namespace fairlead {
 namespace {
@@ -26,63 +25,11 @@ double Seconds(const timespec& instant) {
          static_cast<double>(instant.tv_nsec) / 1e9;
 }
 
-template <typename Word>
-std::uint64_t Load(const char* from) {
-  Word word;
-  std::memcpy(&word, from, sizeof word);
-  return word;
-}
-
-__extension__ using Wide = unsigned __int128;
-
-// Both halves of the product in one: a bit anywhere in a factor reaches the low
-// bits of the result, which choose the slot.
-std::uint64_t Fold(std::uint64_t one, std::uint64_t other) {
-  const Wide product = Wide{one} * other;
-  return static_cast<std::uint64_t>(product) ^
-         static_cast<std::uint64_t>(product >> 64U);
-}
-
-// What the hash of a key depends on besides the key. It never leaves the
-// process and is drawn anew in each: keys that come from outside cannot be
-// chosen to meet in one slot.
-struct Secret {
-  std::uint64_t start = 0;
-  std::uint64_t factor = 0;
-};
-
-// Where no random numbers are to be had, the place of the stack is a secret
-// too, of fewer bits.
-Secret DrawSecret() {
-  Secret secret;
-  if (getrandom(&secret, sizeof secret, GRND_NONBLOCK) != sizeof secret)
-    secret = {reinterpret_cast<std::uintptr_t>(&secret), 0x9e3779b97f4a7c15};
-  return secret;
-}
-
-// The bytes of a text of at most 8, in any arrangement that tells two texts of
-// one length apart.
-std::uint64_t ShortText(const char* text, std::size_t size) {
-  if (size >= 4)
-    return Load<std::uint32_t>(text) | Load<std::uint32_t>(text + size - 4)
-                                           << 32U;
-  if (size == 0) return 0;
-  return Load<std::uint8_t>(text) | Load<std::uint8_t>(text + size / 2) << 8U |
-         Load<std::uint8_t>(text + size - 1) << 16U;
-}
-
-// Keys are short: this takes half the time of std::hash, a call to which costs
-// more than the search that follows. Never 0, which marks a free slot.
+// Never 0, which marks a free slot.
 std::size_t Hash(std::string_view key) {
-  static const Secret secret = DrawSecret();
+  static const internal::HashSecret secret = internal::DrawHashSecret();
   constexpr std::uint64_t kTopBit = std::uint64_t{1} << 63U;
-  const char* text = key.data();
-  std::size_t size = key.size();
-  std::uint64_t hash = secret.start;
-  for (; size > 8; text += 8, size -= 8)
-    hash = Fold(hash ^ Load<std::uint64_t>(text), secret.factor);
-  hash = Fold(hash ^ ShortText(text, size), secret.factor);
-  return Fold(hash ^ key.size(), secret.factor) | kTopBit;
+  return internal::HashOfKey(key, secret) | kTopBit;
 }
 
 bool StartWaveEnd(COnceItem& item, bool stopped) {

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "fairlead/export.h"
@@ -61,6 +62,14 @@ struct COnceItem {
 /// lock, if it cannot be locked, and one that makes a key may throw
 /// std::bad_alloc; either leaves the tracker as it was. IgnoreWave() outside
 /// `OnceWaveEnd` throws nothing.
+/// @par
+/// A tracker may be a static object, and used in the constructors and
+/// destructors of the static objects that are made after it.
+/// @par Fork
+/// The child has a copy of the tracker as it was, and from then on each goes
+/// its own way. Where another thread is in a call at the fork, the child's copy
+/// is locked for ever: fork before there are threads, or let the child make a
+/// tracker of its own.
 /// @par Cost
 /// One reading of the clock and one look-up in a hash table; only a new key is
 /// copied, and now and then one that makes the table grow moves all. The hash
@@ -95,6 +104,13 @@ class COnlyOnce {  // Only what others call is exported: the rest is inlined.
 
   /// The same, for a whole number of seconds.
   FAIRLEAD_EXPORT bool Start(std::string_view key, int interval);
+
+  /// The same, for an interval of any other arithmetic type, as a double.
+  template <typename Seconds>
+  requires std::is_arithmetic_v<Seconds>
+  bool Start(std::string_view key, Seconds interval) {
+    return Start(key, static_cast<double>(interval));
+  }
 
   /// Records that the event occurs now.
   FAIRLEAD_EXPORT void Update(std::string_view key);

@@ -18,8 +18,9 @@ namespace fairlead {
 /// result does.
 ///
 /// @par Thread safety
-/// Every function depends on its arguments alone and may be called from any
-/// number of threads.
+/// Any number of threads may call every function. The result depends on the
+/// arguments alone, but for MakeUpper() and MakeLower(): these use the locale
+/// of the calling thread, which `setlocale` must not change meanwhile.
 
 /// Cuts the bytes of `set` off the ends of `text`, in place.
 ///
@@ -33,7 +34,8 @@ namespace fairlead {
 /// fairlead::Trim(text, " ", 0);  // "a b"
 /// @endcode
 /// @par Cost
-/// Linear in the bytes cut and, where the left end was cut, in those that stay.
+/// Linear in the bytes of `set` at both ends, each of which is compared with
+/// those of `set`, and, where the left end was cut, in the bytes that stay.
 /// Allocates nothing.
 FAIRLEAD_EXPORT void Trim(std::string& text, std::string_view set, int mode);
 

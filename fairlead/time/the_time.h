@@ -75,7 +75,8 @@ struct FAIRLEAD_EXPORT TheTime {
   /// Sets `seconds` to the seconds since local midnight as a clock on the wall
   /// shows them (0 to 86400), on days of 23 or 25 hours too.
   ///
-  /// @return the local day of the month, 1 to 31
+  /// @return the local day of the month, 1 to 31; 0, with `seconds` 0, for an
+  ///     instant that `localtime_r` refuses
   int GetDaySec(unsigned int& seconds) const;
 
   /// The compact form "20261114x205754", which LoadFromString() reads.
