@@ -79,16 +79,21 @@ function(fairlead_quick_to_build target)
   target_precompile_headers(${target} REUSE_FROM fairlead_test_headers)
 endfunction()
 
-# fairlead_test(name [LIBRARIES library…] [TIMEOUT seconds])
+# fairlead_test(name [LIBRARIES library…] [TIMEOUT seconds] [LABELS label])
 #
-# name.cc as a GoogleTest program; every test in it is one of ctest's.
+# name.cc as a GoogleTest program; every test in it is one of ctest's, which
+# `ctest -L label` picks.
 function(fairlead_test name)
   if(NOT FAIRLEAD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;LABELS" "LIBRARIES")
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
+  endif()
+  set(labels "")
+  if(arg_LABELS)
+    set(labels LABELS ${arg_LABELS})
   endif()
   find_package(GTest REQUIRED)
   include(GoogleTest)
@@ -96,7 +101,7 @@ function(fairlead_test name)
   fairlead_quick_to_build(${name})
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
-    PROPERTIES TIMEOUT ${arg_TIMEOUT})
+    PROPERTIES TIMEOUT ${arg_TIMEOUT} ${labels})
 endfunction()
 
 # fairlead_benchmark(name [LIBRARIES library…] [PEERS peer…])
