@@ -16,7 +16,6 @@
 #include <iostream>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <ostream>
 #include <random>
 #include <regex>
@@ -126,8 +125,6 @@ const std::vector<Scenario> kScenarios = {
     {"help", {"help", "send"}},
 };
 
-// A sanitizer's search for leaks cannot run under strace.
-const Words kEnvironment = {"ASAN_OPTIONS=detect_leaks=0"};
 constexpr const char* kLimit = "20";  // In seconds.
 
 struct Trial {
@@ -155,7 +152,6 @@ Trial RunScenario(const Scenario& scenario, const Words& before) {
       {.arguments = Words{"-C", place, "timeout", "-s", "KILL", kLimit} +
                     before + Words{FAIRLEAD_PROGRAM} + scenario.arguments,
        .input = scenario.input,
-       .environment = kEnvironment,
        .program = "env"});
   return {std::move(outcome), FilesIn(place),
           ReadFileIfAny(folder.path() + "/trace").value_or("")};
@@ -387,12 +383,15 @@ class Loop {
   std::vector<std::string> complaints_;  // Guarded by mutex_.
 };
 
-class FaultTest : public testing::TestWithParam<Scenario> {};
+class FaultTest : public testing::TestWithParam<Scenario> {
+ protected:
+  void SetUp() override {
+    if (kSanitized)
+      GTEST_SKIP() << "the faults would meet the sanitizer's own calls";
+  }
+};
 
 TEST_P(FaultTest, ACallThatFailsLosesNothing) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "the thread sanitizer makes calls of its own all the time";
-#endif
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
   const Choice choice = Chosen();
   const Trial base = RunTraced(GetParam(), {});

@@ -7,21 +7,12 @@
 
 #include "tool/testing.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define FAIRLEAD_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define FAIRLEAD_SANITIZED 1
-#endif
-#endif
-
 namespace fairlead::tool {
 namespace {
 
 TEST(RunCommandTest, TooLittleMemoryIsToldAndNotACrash) {
-#ifdef FAIRLEAD_SANITIZED
-  GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
-#endif
+  if (kSanitized)
+    GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
   const TempFolder folder;
   const std::string path = folder.File("large", "");
   std::filesystem::resize_file(path, 1'000'000'000);
