@@ -13,6 +13,7 @@
 #include "tool/failure.h"
 #include "tool/help_text.h"
 #include "tool/nearest.h"
+#include "tool/output.h"
 #include "tool/parameters.h"
 
 namespace fairlead::tool {
@@ -73,12 +74,13 @@ const Command& KnownCommand(std::string_view name) {
                        " ('fairlead help' lists all)"));
 }
 
-ExitStatus RunCommand(std::span<char* const> words, const Output& output) {
+ExitStatus RunCommand(std::span<char* const> words) {
   static const bool registered = std::atexit(SayWhyItEnded) == 0;
   (void)registered;
   const Idle idle_at_the_end;
   std::string_view name;
   try {
+    const Output output;
     if (words.empty()) throw Failure(kWrongUsage, std::string(ShortUsage()));
     const Command& command = KnownCommand(CommandName(words[0]));
     name = command.name;

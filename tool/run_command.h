@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "tool/commands.h"
-#include "tool/output.h"
 
 namespace fairlead::tool {
 
@@ -16,10 +15,11 @@ namespace fairlead::tool {
 /// @throws Failure with kWrongUsage, which offers the nearest one
 const Command& KnownCommand(std::string_view name);
 
-/// Runs the command that the words name, and tells what goes wrong.
+/// Runs the command that the words name, and tells what goes wrong. Once in the
+/// life of the process.
 ///
 /// @param words the process's arguments without the program's path
-ExitStatus RunCommand(std::span<char* const> words, const Output& output);
+ExitStatus RunCommand(std::span<char* const> words);
 
 }  // namespace fairlead::tool
 
