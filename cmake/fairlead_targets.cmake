@@ -103,6 +103,7 @@ endfunction()
 # name.cc as a GoogleTest program; every test in it is one of ctest's. Labels:
 #   quick    all of them together take less than 30 seconds; the default
 #   slow     the others
+#   faults   a system call of the tool fails at a time; under strace
 #   threads  what runs threads: built and run under the thread sanitizer too,
 #            by the target fairlead_thread_tests
 function(fairlead_test name)
