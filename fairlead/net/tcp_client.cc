@@ -1,6 +1,5 @@
 #include "fairlead/net/tcp_client.h"
 
-#include <fcntl.h>
 #include <pthread.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -13,6 +12,7 @@
 #include <cstdio>
 #include <string>
 
+#include "fairlead/base/descriptor.h"
 #include "fairlead/net/peer_label.h"
 
 namespace fairlead {
@@ -23,7 +23,6 @@ constexpr std::size_t kMostReceived = 1796;
 constexpr std::size_t kMostSent = sizeof(CTCPMessage::data);
 constexpr timeval kWaitForInput = {3, 0};
 constexpr timeval kSocketTimeout = {2, 0};
-constexpr int kFirstFreeDescriptor = 3;  // After the three standard ones.
 
 // Holds signals back from the calling thread for as long as it lives.
 class SignalsHeld {
@@ -78,14 +77,6 @@ ssize_t SendQuietly(int sock, const CTCPMessage& message) {
   return sent;
 }
 
-// The same socket under a number above 0, which would stand for none; -1 where
-// there is no such number left.
-int MoveAboveZero(int sock) {
-  const int moved = fcntl(sock, F_DUPFD, kFirstFreeDescriptor);
-  close(sock);
-  return moved;
-}
-
 // Waits until `sock` has input, 3 seconds at most; returns what select does.
 // The set is as long as the descriptor needs: select takes fd_sets in a row for
 // one long set.
@@ -107,13 +98,12 @@ CTCPClient::CTCPClient() {
 CTCPClient::~CTCPClient() { Terminate(); }
 
 bool CTCPClient::CreateMainSock() {
-  int sock = socket(AF_INET, SOCK_STREAM, 0);
-  if (sock == 0) sock = MoveAboveZero(sock);
+  const int sock = internal::MoveAboveStandardStreams(
+      socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (sock == -1) {
     mainSock_ = 0;
     return false;
   }
-  fcntl(sock, F_SETFD, FD_CLOEXEC);  // A started program would keep it open.
   mainSock_ = sock;
   running_ = true;
   return true;

@@ -146,13 +146,14 @@ class FAIRLEAD_EXPORT CTCPClient {
   CTCPClient& operator=(const CTCPClient&) = delete;
 
   /// Makes the socket of the client, an IPv4 stream socket that is closed on
-  /// `exec` and never has the number 0. ConnectTo() does it by itself.
+  /// `exec`. It never has the number 0, 1 or 2, even where the program has
+  /// closed that standard stream. ConnectTo() does it by itself.
   ///
   /// A descriptor already held is forgotten, not closed. A client that was
   /// terminated counts as running again.
   ///
-  /// @return false where the system has no socket to give; the client then has
-  ///     none
+  /// @return false where the system has no socket, or no number above 2, to
+  ///     give; the client then has none
   bool CreateMainSock();
 
   /// Connects to `endpoint` and starts the receive thread.
