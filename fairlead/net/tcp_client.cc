@@ -208,7 +208,7 @@ std::int32_t CTCPClient::RecvThread() {
 
   const std::lock_guard<std::mutex> lock(stateMutex_);
   recvThread_.detach();
-  threadCv_.notify_one();
+  threadCv_.notify_all();
   return 0;
 }
 

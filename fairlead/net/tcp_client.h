@@ -89,8 +89,12 @@ struct CTCPMessage : NetClient {
 ///
 /// @par Thread safety
 /// SendMsg(), MessagesCount(), PopMessage() and IsNotTerminated() may be called
-/// from any thread at any time between construction and destruction. The rest
-/// belongs to one thread, which makes the client, connects once, and closes.
+/// from any thread at any time between construction and destruction. Once
+/// ConnectTo() has returned, so may Terminate() and Close(), several of them at
+/// once too: all return, and when all have, the socket is closed. The rest
+/// belongs to one thread, which makes the client, connects once, and destroys
+/// it.
+///
 /// Hold `queueMutex` while you call none but SendMsg() and IsNotTerminated():
 /// the others wait for it, or for the receive thread, which may be waiting for
 /// it.

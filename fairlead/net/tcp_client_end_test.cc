@@ -36,8 +36,10 @@ using loopback::WaitUntil;
 
 #if defined(__SANITIZE_THREAD__)
 constexpr int kCycles = 2000;
+constexpr int kRounds = 500;
 #else
 constexpr int kCycles = 10000;
+constexpr int kRounds = 2000;
 #endif
 
 // Some sanitizers add a thread of theirs to the first one that starts.
@@ -145,6 +147,24 @@ TEST(TcpClientEndTest, TerminatesWhileManyThreadsGoOnSending) {
   for (std::thread& thread : threads) thread.join();
   const CTCPMessage nothing;
   EXPECT_FALSE(pair.client.SendMsg(&nothing));
+}
+
+// A thread that waits for the end of another one's wait misses nothing of it.
+TEST(TcpClientEndTest, TerminatesFromManyThreadsAtOnce) {
+  const Listener listener = std::move(Listener().Listen());
+  for (int round = 0; round < kRounds; ++round) {
+    CTCPClient client;
+    ASSERT_TRUE(client.ConnectTo(&listener.endpoint()));
+    Socket peer = listener.Accept();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i)
+      threads.emplace_back([&client] { client.Terminate(); });
+    threads.emplace_back([&client] { client.Close(); });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_FALSE(client.IsNotTerminated());
+    EXPECT_TRUE(peer.ReceiveEnd());
+    peer.Reset();
+  }
 }
 
 TEST(TcpClientEndTest, WakesAConsumerWhenItTerminates) {
