@@ -199,10 +199,10 @@ void CTCPClient::WakeRecvThread() {
 // Lets go of the client in its last act: Terminate() waits for the empty
 // handle, and the mutex that guards it is what this thread touches last.
 std::int32_t CTCPClient::RecvThread() {
-  [[maybe_unused]] const std::string label = PeerLabel(peer_);
-  CTCPMessage message;
-  std::vector<fd_set> readSet;
-  while (running_ && ReceiveOnce(message, readSet)) {
+  try {
+    Receive();
+  } catch (...) {  // No memory, or no lock: as if a receive had failed.
+    CloseMainSock();
   }
   messageCv.notify_one();
 
@@ -210,6 +210,14 @@ std::int32_t CTCPClient::RecvThread() {
   recvThread_.detach();
   threadCv_.notify_all();
   return 0;
+}
+
+void CTCPClient::Receive() {
+  [[maybe_unused]] const std::string label = PeerLabel(peer_);
+  CTCPMessage message;
+  std::vector<fd_set> readSet;
+  while (running_ && ReceiveOnce(message, readSet)) {
+  }
 }
 
 // One pass of the receive thread; false where it was the last. `message` and

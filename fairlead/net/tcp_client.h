@@ -107,6 +107,11 @@ struct CTCPMessage : NetClient {
 /// std::system_error, from a mutex that cannot be locked (anywhere) or a thread
 /// that the system refuses (in ConnectTo()).
 ///
+/// In the receive thread, a failed allocation or a `queueMutex` that cannot be
+/// locked ends the thread as a failed receive does: the socket is closed, a
+/// consumer is woken, the process goes on. A message that was received but
+/// could not be queued is lost; the queue keeps those before it.
+///
 /// @par Example
 /// @code
 /// fairlead::CTCPMessage request;
@@ -223,6 +228,7 @@ class FAIRLEAD_EXPORT CTCPClient {
 
  private:
   std::int32_t RecvThread();
+  void Receive();
   void StartRecvThread();
   void WakeRecvThread();
   bool ReceiveOnce(CTCPMessage& message, std::vector<fd_set>& readSet);
