@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "fairlead/base/descriptor.h"
@@ -90,7 +91,7 @@ int WaitForInput(int sock, std::vector<fd_set>& readSet) {
 
 }  // namespace
 
-CTCPClient::CTCPClient() {
+CTCPClient::CTCPClient() : owner_(getpid()) {
   threadCv_.notify_all();
   running_ = true;
 }
@@ -136,6 +137,7 @@ void CTCPClient::StartRecvThread() {
   sigfillset(&all);
   const SignalsHeld held(all);
   const std::lock_guard<std::mutex> lock(stateMutex_);
+  owner_ = getpid();
   recvThread_ = std::thread(&CTCPClient::RecvThread, this);
 }
 
@@ -170,6 +172,10 @@ bool CTCPClient::IsNotTerminated() const {
 }
 
 void CTCPClient::Terminate() {
+  if (getpid() != owner_) {
+    LeaveToParent();
+    return;
+  }
   {
     const std::lock_guard<std::mutex> lock(stateMutex_);
     running_ = false;
@@ -194,6 +200,28 @@ void CTCPClient::WakeRecvThread() {
   const Use use(mainSockUses_);
   const int sock = mainSock_;
   if (sock != 0) shutdown(sock, SHUT_RD);
+}
+
+// In a child of fork(), which has a copy of the client but none of the threads
+// that used it. What they held at the fork is held here for ever, and a wait
+// for one of them would not end: such a member is made anew, and the one that
+// was copied is not destroyed.
+void CTCPClient::LeaveToParent() {
+  if (queueMutex.try_lock()) {
+    queue_.clear();
+    queueMutex.unlock();
+  } else {  // The queue may be half changed: its memory is given up.
+    std::construct_at(&queue_);
+    std::construct_at(&queueMutex);
+  }
+  std::construct_at(&stateMutex_);
+  std::construct_at(&threadCv_);
+  std::construct_at(&messageCv);
+  std::construct_at(&recvThread_);
+  running_ = false;
+  mainSockUses_ = 0;
+  CloseMainSock();  // No shutdown: nothing uses the socket here.
+  owner_ = getpid();
 }
 
 // Lets go of the client in its last act: Terminate() waits for the empty

@@ -5,6 +5,7 @@
 
 #include <netinet/in.h>
 #include <sys/select.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -101,6 +102,18 @@ struct CTCPMessage : NetClient {
 ///
 /// The receive thread blocks all signals, so handlers run on the program's own
 /// threads. It works for descriptors of any number, above FD_SETSIZE too.
+///
+/// @par fork()
+/// The connection stays the parent's. In a child of `fork()`, Terminate(),
+/// Close() and the destructor close the child's copy of the descriptor and
+/// discard its copies of the messages: at once, waiting for nothing and sending
+/// nothing, whatever the parent's threads were doing. Until then the peer does
+/// not notice that the parent closes. Call nothing else in the child before
+/// that: SendMsg() would send on the parent's connection, and the rest may wait
+/// for ever, for a lock that a thread of the parent held. Afterwards the client
+/// is closed, and may be connected again, for the child alone. A client that
+/// was not connected, and that no other thread was using, works in the child as
+/// it is. (A child of `vfork()` must leave the client alone.)
 ///
 /// @par Errors
 /// Failures are results. Beside a failed allocation, the only exception is
@@ -215,7 +228,9 @@ class FAIRLEAD_EXPORT CTCPClient {
   bool IsNotTerminated() const;
 
   /// Ends the receive thread and closes the socket. What was received stays in
-  /// the queue. May be called at any time, again too.
+  /// the queue. May be called at any time, again too, and by several threads at
+  /// once. In a child of `fork()`, only closes the child's copy of the
+  /// descriptor: see the class.
   ///
   /// @par Cost
   /// Returns as soon as the receive thread has let go of the client, which is
@@ -230,6 +245,7 @@ class FAIRLEAD_EXPORT CTCPClient {
   std::int32_t RecvThread();
   void Receive();
   void StartRecvThread();
+  void LeaveToParent();
   void WakeRecvThread();
   bool ReceiveOnce(CTCPMessage& message, std::vector<fd_set>& readSet);
   void Enqueue(CTCPMessage& message);
@@ -250,6 +266,7 @@ class FAIRLEAD_EXPORT CTCPClient {
 
  private:
   std::atomic<std::int32_t> mainSockUses_ = 0;  // See CloseMainSock().
+  pid_t owner_;  // The process whose threads use this. Set as peer_ is.
 };
 
 }  // namespace fairlead
