@@ -110,6 +110,8 @@ bool CTCPClient::CreateMainSock() {
   return true;
 }
 
+// Nobody waits for threadCv_ while no receive thread runs: a failure signals it
+// for compatibility alone.
 bool CTCPClient::ConnectTo(const NetClient* endpoint) {
   peer_ = *endpoint;
   if (!CreateMainSock()) {
