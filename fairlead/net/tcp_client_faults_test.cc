@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstddef>
 #include <functional>
 #include <mutex>
@@ -370,6 +371,26 @@ TEST_F(TcpClientFaultsTest, ReportsAFailedSend) {
       EXPECT_EQ(sends, 1);  // Nothing is tried again.
     }
   }
+}
+
+volatile std::sig_atomic_t handled = 0;
+
+// Such as that of a pipe in another part of the program, meanwhile.
+TEST_F(TcpClientFaultsTest, KeepsASigpipeThatTheSendDidNotRaise) {
+  struct sigaction action = {};
+  struct sigaction before = {};
+  action.sa_handler = [](int) { handled = handled + 1; };
+  ASSERT_EQ(sigaction(SIGPIPE, &action, &before), 0);
+  Pair pair;
+  calls.send = [](int, const void*, std::size_t, int) {
+    EXPECT_EQ(raise(SIGPIPE), 0);
+    EXPECT_EQ(handled, 0);  // Held back until the end.
+    return Fail(EAGAIN);
+  };
+  const CTCPMessage message = MessageOf("x");
+  EXPECT_FALSE(pair.client.SendMsg(&message));
+  EXPECT_EQ(handled, 1);
+  sigaction(SIGPIPE, &before, nullptr);
 }
 
 TEST_F(TcpClientFaultsTest, SendsOnceWithoutFlags) {
