@@ -39,7 +39,9 @@ FAIRLEAD_EXPORT extern bool silent;
 ///     look before taking the first one
 /// @par Thread safety
 /// For one thread at a time, in which no other uses `inet_ntoa`: call it before
-/// others start.
+/// others start. In a child of `fork()`, call it only if the parent had a
+/// single thread: the system's resolver may otherwise wait for a lock that
+/// another thread of the parent held.
 /// @par Cost
 /// Blocks for as long as the system asks its name servers, which can be many
 /// seconds; a dotted address asks nobody.

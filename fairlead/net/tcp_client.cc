@@ -1,6 +1,5 @@
 #include "fairlead/net/tcp_client.h"
 
-#include <fcntl.h>
 #include <pthread.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -11,8 +10,10 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 #include <string>
 
+#include "fairlead/base/descriptor.h"
 #include "fairlead/net/peer_label.h"
 
 namespace fairlead {
@@ -23,7 +24,6 @@ constexpr std::size_t kMostReceived = 1796;
 constexpr std::size_t kMostSent = sizeof(CTCPMessage::data);
 constexpr timeval kWaitForInput = {3, 0};
 constexpr timeval kSocketTimeout = {2, 0};
-constexpr int kFirstFreeDescriptor = 3;  // After the three standard ones.
 
 // Holds signals back from the calling thread for as long as it lives.
 class SignalsHeld {
@@ -78,14 +78,6 @@ ssize_t SendQuietly(int sock, const CTCPMessage& message) {
   return sent;
 }
 
-// The same socket under a number above 0, which would stand for none; -1 where
-// there is no such number left.
-int MoveAboveZero(int sock) {
-  const int moved = fcntl(sock, F_DUPFD, kFirstFreeDescriptor);
-  close(sock);
-  return moved;
-}
-
 // Waits until `sock` has input, 3 seconds at most; returns what select does.
 // The set is as long as the descriptor needs: select takes fd_sets in a row for
 // one long set.
@@ -99,7 +91,7 @@ int WaitForInput(int sock, std::vector<fd_set>& readSet) {
 
 }  // namespace
 
-CTCPClient::CTCPClient() {
+CTCPClient::CTCPClient() : owner_(getpid()) {
   threadCv_.notify_all();
   running_ = true;
 }
@@ -107,18 +99,19 @@ CTCPClient::CTCPClient() {
 CTCPClient::~CTCPClient() { Terminate(); }
 
 bool CTCPClient::CreateMainSock() {
-  int sock = socket(AF_INET, SOCK_STREAM, 0);
-  if (sock == 0) sock = MoveAboveZero(sock);
+  const int sock = internal::MoveAboveStandardStreams(
+      socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (sock == -1) {
     mainSock_ = 0;
     return false;
   }
-  fcntl(sock, F_SETFD, FD_CLOEXEC);  // A started program would keep it open.
   mainSock_ = sock;
   running_ = true;
   return true;
 }
 
+// Nobody waits for threadCv_ while no receive thread runs: a failure signals it
+// for compatibility alone.
 bool CTCPClient::ConnectTo(const NetClient* endpoint) {
   peer_ = *endpoint;
   if (!CreateMainSock()) {
@@ -146,6 +139,7 @@ void CTCPClient::StartRecvThread() {
   sigfillset(&all);
   const SignalsHeld held(all);
   const std::lock_guard<std::mutex> lock(stateMutex_);
+  owner_ = getpid();
   recvThread_ = std::thread(&CTCPClient::RecvThread, this);
 }
 
@@ -180,6 +174,10 @@ bool CTCPClient::IsNotTerminated() const {
 }
 
 void CTCPClient::Terminate() {
+  if (getpid() != owner_) {
+    LeaveToParent();
+    return;
+  }
   {
     const std::lock_guard<std::mutex> lock(stateMutex_);
     running_ = false;
@@ -206,20 +204,50 @@ void CTCPClient::WakeRecvThread() {
   if (sock != 0) shutdown(sock, SHUT_RD);
 }
 
+// In a child of fork(), which has a copy of the client but none of the threads
+// that used it. What they held at the fork is held here for ever, and a wait
+// for one of them would not end: such a member is made anew, and the one that
+// was copied is not destroyed.
+void CTCPClient::LeaveToParent() {
+  if (queueMutex.try_lock()) {
+    queue_.clear();
+    queueMutex.unlock();
+  } else {  // The queue may be half changed: its memory is given up.
+    std::construct_at(&queue_);
+    std::construct_at(&queueMutex);
+  }
+  std::construct_at(&stateMutex_);
+  std::construct_at(&threadCv_);
+  std::construct_at(&messageCv);
+  std::construct_at(&recvThread_);
+  running_ = false;
+  mainSockUses_ = 0;
+  CloseMainSock();  // No shutdown: nothing uses the socket here.
+  owner_ = getpid();
+}
+
 // Lets go of the client in its last act: Terminate() waits for the empty
 // handle, and the mutex that guards it is what this thread touches last.
 std::int32_t CTCPClient::RecvThread() {
-  [[maybe_unused]] const std::string label = PeerLabel(peer_);
-  CTCPMessage message;
-  std::vector<fd_set> readSet;
-  while (running_ && ReceiveOnce(message, readSet)) {
+  try {
+    Receive();
+  } catch (...) {  // No memory, or no lock: as if a receive had failed.
+    CloseMainSock();
   }
   messageCv.notify_one();
 
   const std::lock_guard<std::mutex> lock(stateMutex_);
   recvThread_.detach();
-  threadCv_.notify_one();
+  threadCv_.notify_all();
   return 0;
+}
+
+void CTCPClient::Receive() {
+  [[maybe_unused]] const std::string label = PeerLabel(peer_);
+  CTCPMessage message;
+  std::vector<fd_set> readSet;
+  while (running_ && ReceiveOnce(message, readSet)) {
+  }
 }
 
 // One pass of the receive thread; false where it was the last. `message` and

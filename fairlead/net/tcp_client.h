@@ -5,6 +5,7 @@
 
 #include <netinet/in.h>
 #include <sys/select.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -75,7 +76,8 @@ struct CTCPMessage : NetClient {
 /// of length 0, which reaches no peer and fails once the connection is gone.
 ///
 /// Messages stay in the queue, whose length has no limit, until PopMessage()
-/// takes them or the client is destroyed.
+/// takes them or the client is destroyed. Each takes 1.9 KB of memory, however
+/// few bytes it holds.
 ///
 /// @par Waiting
 /// The client signals `messageCv` after each message, when the thread ends, in
@@ -89,8 +91,12 @@ struct CTCPMessage : NetClient {
 ///
 /// @par Thread safety
 /// SendMsg(), MessagesCount(), PopMessage() and IsNotTerminated() may be called
-/// from any thread at any time between construction and destruction. The rest
-/// belongs to one thread, which makes the client, connects once, and closes.
+/// from any thread at any time between construction and destruction. Once
+/// ConnectTo() has returned, so may Terminate() and Close(), several of them at
+/// once too: all return, and when all have, the socket is closed. The rest
+/// belongs to one thread, which makes the client, connects once, and destroys
+/// it.
+///
 /// Hold `queueMutex` while you call none but SendMsg() and IsNotTerminated():
 /// the others wait for it, or for the receive thread, which may be waiting for
 /// it.
@@ -98,10 +104,27 @@ struct CTCPMessage : NetClient {
 /// The receive thread blocks all signals, so handlers run on the program's own
 /// threads. It works for descriptors of any number, above FD_SETSIZE too.
 ///
+/// @par fork()
+/// The connection stays the parent's. In a child of `fork()`, Terminate(),
+/// Close() and the destructor close the child's copy of the descriptor and
+/// discard its copies of the messages: at once, waiting for nothing and sending
+/// nothing, whatever the parent's threads were doing. Until then the peer does
+/// not notice that the parent closes. Call nothing else in the child before
+/// that: SendMsg() would send on the parent's connection, and the rest may wait
+/// for ever, for a lock that a thread of the parent held. Afterwards the client
+/// is closed, and may be connected again, for the child alone. A client that
+/// was not connected, and that no other thread was using, works in the child as
+/// it is. (A child of `vfork()` must leave the client alone.)
+///
 /// @par Errors
 /// Failures are results. Beside a failed allocation, the only exception is
 /// std::system_error, from a mutex that cannot be locked (anywhere) or a thread
 /// that the system refuses (in ConnectTo()).
+///
+/// In the receive thread, a failed allocation or a `queueMutex` that cannot be
+/// locked ends the thread as a failed receive does: the socket is closed, a
+/// consumer is woken, the process goes on. A message that was received but
+/// could not be queued is lost; the queue keeps those before it.
 ///
 /// @par Example
 /// @code
@@ -146,13 +169,14 @@ class FAIRLEAD_EXPORT CTCPClient {
   CTCPClient& operator=(const CTCPClient&) = delete;
 
   /// Makes the socket of the client, an IPv4 stream socket that is closed on
-  /// `exec` and never has the number 0. ConnectTo() does it by itself.
+  /// `exec`. It never has the number 0, 1 or 2, even where the program has
+  /// closed that standard stream. ConnectTo() does it by itself.
   ///
   /// A descriptor already held is forgotten, not closed. A client that was
   /// terminated counts as running again.
   ///
-  /// @return false where the system has no socket to give; the client then has
-  ///     none
+  /// @return false where the system has no socket, or no number above 2, to
+  ///     give; the client then has none
   bool CreateMainSock();
 
   /// Connects to `endpoint` and starts the receive thread.
@@ -163,6 +187,10 @@ class FAIRLEAD_EXPORT CTCPClient {
   /// A client is connected once. While its receive thread runs, another
   /// successful ConnectTo() ends the process (std::terminate), and one that
   /// fails forgets the open socket. Once closed, it may be connected again.
+  ///
+  /// A failed connection keeps its descriptor until Close(): a loop that tries
+  /// again must call Close() after each failure, or use a new client for each
+  /// try. Otherwise each try loses one descriptor.
   ///
   /// @param endpoint not null; also a CTCPMessage
   /// @return false where no socket could be made, and where the connection
@@ -177,11 +205,15 @@ class FAIRLEAD_EXPORT CTCPClient {
   /// `sock` or, where that is 0, on the client's own socket.
   ///
   /// Waits up to 2 seconds for room in the system's buffer. Neither retries nor
-  /// prints. A peer that is gone raises no SIGPIPE: the signal is held back
-  /// from the calling thread meanwhile, and settings of the process stay as
-  /// they are. A send on the client's own socket never reaches another file
-  /// that gets the number of the socket once it is closed; for a `sock` of the
-  /// message's own, that is the caller's care.
+  /// prints. The wait is interrupted (EINTR), and the result false, where the
+  /// calling thread handles a signal, SA_RESTART or not, and where the process
+  /// is stopped and continued (SIGSTOP and SIGCONT).
+  ///
+  /// A peer that is gone raises no SIGPIPE: the signal is held back from the
+  /// calling thread meanwhile, and settings of the process stay as they are. A
+  /// send on the client's own socket never reaches another file that gets the
+  /// number of the socket once it is closed; for a `sock` of the message's own,
+  /// that is the caller's care.
   ///
   /// @param message not null
   /// @return whether all bytes were taken by the system; false also for a `len`
@@ -205,7 +237,9 @@ class FAIRLEAD_EXPORT CTCPClient {
   bool IsNotTerminated() const;
 
   /// Ends the receive thread and closes the socket. What was received stays in
-  /// the queue. May be called at any time, again too.
+  /// the queue. May be called at any time, again too, and by several threads at
+  /// once. In a child of `fork()`, only closes the child's copy of the
+  /// descriptor: see the class.
   ///
   /// @par Cost
   /// Returns as soon as the receive thread has let go of the client, which is
@@ -218,7 +252,9 @@ class FAIRLEAD_EXPORT CTCPClient {
 
  private:
   std::int32_t RecvThread();
+  void Receive();
   void StartRecvThread();
+  void LeaveToParent();
   void WakeRecvThread();
   bool ReceiveOnce(CTCPMessage& message, std::vector<fd_set>& readSet);
   void Enqueue(CTCPMessage& message);
@@ -239,6 +275,7 @@ class FAIRLEAD_EXPORT CTCPClient {
 
  private:
   std::atomic<std::int32_t> mainSockUses_ = 0;  // See CloseMainSock().
+  pid_t owner_;  // The process whose threads use this. Set as peer_ is.
 };
 
 }  // namespace fairlead

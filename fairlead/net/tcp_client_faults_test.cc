@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstddef>
 #include <functional>
 #include <mutex>
@@ -31,6 +32,7 @@ using loopback::CountDescriptors;
 using loopback::Listener;
 using loopback::MessageOf;
 using loopback::Pair;
+using loopback::Socket;
 using loopback::WaitForEnd;
 using loopback::WaitForMessages;
 using loopback::WaitingConsumer;
@@ -178,7 +180,7 @@ TEST_F(TcpClientFaultsTest, AsksForAnIpv4StreamSocket) {
     return Fail(EMFILE);
   };
   EXPECT_FALSE(CTCPClient().CreateMainSock());
-  EXPECT_EQ(asked, (std::vector<int>{AF_INET, SOCK_STREAM, 0}));
+  EXPECT_EQ(asked, (std::vector<int>{AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0}));
 }
 
 TEST_F(TcpClientFaultsTest, PrintsTheErrorOfAConnection) {
@@ -371,6 +373,26 @@ TEST_F(TcpClientFaultsTest, ReportsAFailedSend) {
   }
 }
 
+volatile std::sig_atomic_t handled = 0;
+
+// Such as that of a pipe in another part of the program, meanwhile.
+TEST_F(TcpClientFaultsTest, KeepsASigpipeThatTheSendDidNotRaise) {
+  struct sigaction action = {};
+  struct sigaction before = {};
+  action.sa_handler = [](int) { handled = handled + 1; };
+  ASSERT_EQ(sigaction(SIGPIPE, &action, &before), 0);
+  Pair pair;
+  calls.send = [](int, const void*, std::size_t, int) {
+    EXPECT_EQ(raise(SIGPIPE), 0);
+    EXPECT_EQ(handled, 0);  // Held back until the end.
+    return Fail(EAGAIN);
+  };
+  const CTCPMessage message = MessageOf("x");
+  EXPECT_FALSE(pair.client.SendMsg(&message));
+  EXPECT_EQ(handled, 1);
+  sigaction(SIGPIPE, &before, nullptr);
+}
+
 TEST_F(TcpClientFaultsTest, SendsOnceWithoutFlags) {
   NoteSocket();
   Pair pair;
@@ -478,25 +500,28 @@ TEST_F(TcpClientFaultsTest, WorksWithDescriptorsOfAnyNumber) {
   for (const int number : {1022, 1023, 1024, 1025, 2047, 2048, 4999, 19999}) {
     if (static_cast<rlim_t>(number) >= before.rlim_max) continue;
     SCOPED_TRACE(number);
+    calls.socket = {};
+    const Listener listener = std::move(Listener().Listen());
     calls.socket = [number](int domain, int type, int protocol) {
       const int sock = FAIRLEAD_SYSTEM(socket)(domain, type, protocol);
-      if ((type & SOCK_CLOEXEC) != 0) return sock;  // The listener's.
-      const int moved = fcntl(sock, F_DUPFD, number);
+      const int moved = fcntl(sock, F_DUPFD_CLOEXEC, number);
       close(sock);
       return moved;
     };
-    Pair pair;
+    CTCPClient client;
+    ASSERT_TRUE(client.ConnectTo(&listener.endpoint()));
     ASSERT_EQ(sock_, number);
+    Socket peer = listener.Accept();
     for (int i = 0; i < 3; ++i) {
-      ASSERT_TRUE(pair.peer.Send("x"));
-      ASSERT_TRUE(WaitForMessages(pair.client, 1));
-      const CTCPMessage message = pair.client.PopMessage();
+      ASSERT_TRUE(peer.Send("x"));
+      ASSERT_TRUE(WaitForMessages(client, 1));
+      const CTCPMessage message = client.PopMessage();
       EXPECT_EQ(message.sock, number);
-      EXPECT_TRUE(pair.client.SendMsg(&message));
-      EXPECT_EQ(pair.peer.Receive(1), "x");
+      EXPECT_TRUE(client.SendMsg(&message));
+      EXPECT_EQ(peer.Receive(1), "x");
     }
-    pair.peer.Close();
-    EXPECT_TRUE(WaitUntil(pair.client, [&] { return !IsOpen(number); }));
+    peer.Close();
+    EXPECT_TRUE(WaitUntil(client, [&] { return !IsOpen(number); }));
   }
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
 }

@@ -26,6 +26,7 @@ namespace {
 
 using loopback::BodyOf;
 using loopback::CountDescriptors;
+using loopback::Exchanges;
 using loopback::Listener;
 using loopback::MessageOf;
 using loopback::Pair;
@@ -167,7 +168,8 @@ TEST(TcpClientTest, ExchangesAsItsDocumentationShows) {
 TEST(TcpClientTest, FillsEveryFieldOfAReceivedMessage) {
   Pair pair;
   ASSERT_TRUE(pair.connected);
-  const TheTime before;
+  ASSERT_TRUE(Exchanges(pair.client, pair.peer));
+  const TheTime before;  // After the first message: each has its own time.
   ASSERT_TRUE(pair.peer.Send("one"));
   ASSERT_TRUE(WaitForMessages(pair.client, 1));
   const TheTime after;
