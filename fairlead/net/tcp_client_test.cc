@@ -126,7 +126,7 @@ TEST(PeerLabelTest, NamesEveryKindOfPeer) {
     NetClient peer;
     peer.addr.sin_addr.s_addr = inet_addr(c.address);
     peer.addr.sin_port = htons(c.port);
-    EXPECT_EQ(PeerLabel(peer), c.label);
+    EXPECT_EQ(internal::PeerLabel(peer), c.label);
   }
 }
 
