@@ -33,6 +33,7 @@ std::uint32_t Step(std::uint32_t* m, std::uint32_t& x, std::uint32_t& y) {
 // A step but for its byte of the stream: moves y on by a, swaps m[y] and the
 // entry that held a, and returns b. In this order of instructions it takes two
 // thirds of the time that compilers need. An address takes all 64 bits of y.
+// Both outputs are written before the last input is read ('&').
 // NOLINTNEXTLINE(readability-non-const-parameter): the instructions write m.
 inline std::uint32_t Swap(std::uint32_t* m, std::uint64_t& y, std::uint32_t a,
                           std::uint32_t& entry) {
@@ -42,7 +43,7 @@ inline std::uint32_t Swap(std::uint32_t* m, std::uint64_t& y, std::uint32_t a,
       "movl (%[m],%q[y],4), %[b]\n\t"
       "movl %[a], (%[m],%q[y],4)\n\t"
       "movl %[b], %[entry]"
-      : [y] "+r"(y), [b] "=&r"(b), [entry] "=m"(entry)
+      : [y] "+&r"(y), [b] "=&r"(b), [entry] "=m"(entry)
       : [a] "r"(a), [m] "r"(m)
       : "memory", "cc");
   return b;

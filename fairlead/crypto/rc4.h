@@ -34,7 +34,9 @@ struct RC4Key {
 ///
 /// @par Thread safety
 /// Each byte moves the stream on: an object is not to be shared without a lock.
-/// Distinct objects are independent. A copy goes on from the same place.
+/// Distinct objects are independent. A copy goes on from the same place. A
+/// child process has copies of its parent's objects: give it another key, lest
+/// both use the same stream.
 ///
 /// @par Example
 /// @code
