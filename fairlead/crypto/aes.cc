@@ -19,14 +19,36 @@ namespace {
 constexpr std::size_t kMostKeyBytes = 32;
 constexpr std::size_t kLeastWords = 44;  // Those in use with 128 bits.
 
-// Set before anything is keyed, and read by whoever has a keyed context.
-constinit std::atomic<const AesPath*> chosen_path = &kAesTables;
+const AesPath& Path();
 
-const AesPath& Path() { return *chosen_path.load(std::memory_order_relaxed); }
+// Builds the tables, then does what was asked by the chosen path.
+template <auto kOperation>
+constexpr auto kPrepareAnd = [](auto... arguments) {
+  aes_gen_tables();
+  (Path().*kOperation)(arguments...);
+};
+
+// The path until the tables are built. A context may come from another process
+// or from a file, and be used before this process has keyed one.
+constexpr AesPath kUnprepared = {
+    .name = "unprepared",
+    .available = [] { return true; },
+    .set_key = kPrepareAnd<&AesPath::set_key>,
+    .encrypt_block = kPrepareAnd<&AesPath::encrypt_block>,
+    .decrypt_block = kPrepareAnd<&AesPath::decrypt_block>,
+    .encrypt_blocks = kPrepareAnd<&AesPath::encrypt_blocks>,
+    .decrypt_blocks = kPrepareAnd<&AesPath::decrypt_blocks>,
+};
+
+// Stored after the tables are built: whoever loads another path than the first
+// sees them whole.
+constinit std::atomic<const AesPath*> chosen_path = &kUnprepared;
+
+const AesPath& Path() { return *chosen_path.load(std::memory_order_acquire); }
 
 bool Prepare() {
   aes_tables::Build();
-  chosen_path.store(&FastestAesPath(), std::memory_order_relaxed);
+  chosen_path.store(&FastestAesPath(), std::memory_order_release);
   return true;
 }
 
@@ -45,7 +67,7 @@ std::size_t Blocks(std::int32_t length) {
 
 void ChooseAesPath(const AesPath& path) {
   aes_gen_tables();
-  chosen_path.store(&path, std::memory_order_relaxed);
+  chosen_path.store(&path, std::memory_order_release);
 }
 
 void aes_gen_tables() {

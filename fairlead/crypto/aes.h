@@ -30,15 +30,24 @@ namespace fairlead {
 /// The results are the same bytes.
 ///
 /// @par Thread safety
-/// The lookup tables are computed once in a process, by the first keying,
-/// safely from any number of threads. Afterwards nothing here has state of its
-/// own: a keyed context or object is only read, and blocks of distinct memory
-/// may be processed with it from any number of threads.
+/// The lookup tables are computed once in a process, by the first keying or
+/// use, safely from any number of threads. Afterwards nothing here has state of
+/// its own: a keyed context or object is only read, and blocks of distinct
+/// memory may be processed with it from any number of threads.
+///
+/// A child process has the tables and the keyed contexts of its parent. Call
+/// aes_gen_tables() before a program with several threads forks: a child made
+/// while another thread computes the tables would wait for them forever.
 
 /// One keyed cipher. A plain record, filled by aes_set_key().
 ///
 /// A round key is four words, and a word four key bytes, the first of them in
 /// its most significant byte.
+///
+/// A copy is as good as the original, also in another process that has keyed
+/// nothing: the first use of a context computes the tables, too. `rounds` other
+/// than 10, 12 and 14 are safe to use, and what they make of data is
+/// meaningless.
 struct aes_context {
   // NOLINTBEGIN(modernize-avoid-c-arrays)
   std::uint32_t encKeys[64];  ///< For encryption: the first 4 * (rounds + 1).
@@ -49,8 +58,8 @@ struct aes_context {
 
 /// Computes the tables behind the cipher, unless that has been done.
 ///
-/// Nobody needs to call it, for aes_set_key() does; a program may do so to pay
-/// some microseconds at a time of its choosing.
+/// Nobody needs to call it, for every other function does; a program may do so
+/// to pay some microseconds at a time of its choosing.
 FAIRLEAD_EXPORT void aes_gen_tables();
 
 /// Computes the round keys of both directions.
