@@ -35,10 +35,14 @@ include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
 # Applies warnings, hardening and visibility to one of our own targets.
+#
+# No unity builds: sources give helpers in their unnamed namespaces the same
+# names, and some of AES are compiled for other instructions than the rest.
 function(fairlead_compile_options target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
+    UNITY_BUILD OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
