@@ -70,10 +70,14 @@ function(fairlead_quick_to_build target)
     file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test_headers.cc CONTENT "int main() {}\n")
     add_executable(fairlead_test_headers ${PROJECT_BINARY_DIR}/test_headers.cc)
     fairlead_compile_options(fairlead_test_headers)
+    set_target_properties(fairlead_test_headers PROPERTIES CXX_VISIBILITY_PRESET default)
     target_compile_options(fairlead_test_headers PRIVATE -O1)
     target_link_libraries(fairlead_test_headers PRIVATE GTest::gmock Threads::Threads)
     target_precompile_headers(fairlead_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   endif()
+  # Some put functions of their own in the place of the system's, and shared
+  # libraries have to find these.
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET default)
   target_compile_options(${target} PRIVATE -O1)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     # At -O1 g++ 12 warns of overflows in std::string that cannot be.
@@ -101,6 +105,16 @@ function(fairlead_test name)
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT ${arg_TIMEOUT})
+endfunction()
+
+# fairlead_private_test(name …)
+#
+# A fairlead_test of functions that a shared library hides. It is left out where
+# the library is one.
+function(fairlead_private_test)
+  if(NOT BUILD_SHARED_LIBS)
+    fairlead_test(${ARGV})
+  endif()
 endfunction()
 
 # fairlead_benchmark(name [LIBRARIES library…] [PEERS peer…])
