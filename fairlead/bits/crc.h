@@ -130,9 +130,9 @@ struct FAIRLEAD_EXPORT CCRC {
   }
 
   template <typename Unit>
-  void AddUnits(const Unit* units, std::size_t size);
+  FAIRLEAD_PRIVATE void AddUnits(const Unit* units, std::size_t size);
   template <typename Unit>
-  void AddTurned(const Unit* first, const Unit* last);
+  FAIRLEAD_PRIVATE void AddTurned(const Unit* first, const Unit* last);
 };
 
 }  // namespace fairlead

@@ -130,10 +130,10 @@ class FAIRLEAD_EXPORT CSimpleCmdLine {
     std::string_view value;
   };
 
-  std::string_view Keep(std::string_view text);
-  void Add(std::string_view name);
-  void SortTable();
-  const Parameter* Find(std::string_view name) const;
+  FAIRLEAD_PRIVATE std::string_view Keep(std::string_view text);
+  FAIRLEAD_PRIVATE void Add(std::string_view name);
+  FAIRLEAD_PRIVATE void SortTable();
+  FAIRLEAD_PRIVATE const Parameter* Find(std::string_view name) const;
 
   const std::string line_;        // As passed; "" for an argument vector.
   std::string bytes_;             // Holds all names and values; stays in place.

@@ -217,12 +217,13 @@ class FAIRLEAD_EXPORT CTCPClient {
   void Close();
 
  private:
-  std::int32_t RecvThread();
-  void StartRecvThread();
-  void WakeRecvThread();
-  bool ReceiveOnce(CTCPMessage& message, std::vector<fd_set>& readSet);
-  void Enqueue(CTCPMessage& message);
-  void CloseMainSock();
+  FAIRLEAD_PRIVATE std::int32_t RecvThread();
+  FAIRLEAD_PRIVATE void StartRecvThread();
+  FAIRLEAD_PRIVATE void WakeRecvThread();
+  FAIRLEAD_PRIVATE bool ReceiveOnce(CTCPMessage& message,
+                                    std::vector<fd_set>& readSet);
+  FAIRLEAD_PRIVATE void Enqueue(CTCPMessage& message);
+  FAIRLEAD_PRIVATE void CloseMainSock();
 
   std::condition_variable threadCv_;  // With stateMutex_: the thread has ended.
   std::thread recvThread_;            // Empty when none runs.
