@@ -31,7 +31,7 @@ static_assert(std::is_same_v<decltype(CCRC::rotation), std::int32_t>);
 static_assert(std::is_same_v<decltype(CCRC::count), std::int32_t>);
 
 template <typename Result, typename... Arguments>
-using ReadOut = Result (CCRC::*)(Arguments...) const;
+using ReadOut = Result (CCRC::*)(Arguments...) const noexcept;
 static_assert(std::is_same_v<decltype(&CCRC::ReadCRC), ReadOut<std::uint64_t>>);
 static_assert(
     std::is_same_v<decltype(&CCRC::ReadCRC24), ReadOut<std::uint64_t>>);

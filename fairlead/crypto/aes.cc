@@ -70,13 +70,13 @@ void ChooseAesPath(const AesPath& path) {
   chosen_path.store(&path, std::memory_order_release);
 }
 
-void aes_gen_tables() {
+void aes_gen_tables() noexcept {
   // The language does this once, and makes other threads wait for it.
   [[maybe_unused]] static const bool prepared = Prepare();
 }
 
 std::int32_t aes_set_key(aes_context* ctx, const unsigned char* key,
-                         std::int32_t bits) {
+                         std::int32_t bits) noexcept {
   aes_gen_tables();
   const std::int32_t rounds = Rounds(bits);
   if (rounds == 0) return 1;
@@ -85,16 +85,16 @@ std::int32_t aes_set_key(aes_context* ctx, const unsigned char* key,
 }
 
 void aes_encrypt(const aes_context* ctx, const unsigned char* input,
-                 unsigned char* output) {
+                 unsigned char* output) noexcept {
   Path().encrypt_block(ctx, input, output);
 }
 
 void aes_decrypt(const aes_context* ctx, const unsigned char* input,
-                 unsigned char* output) {
+                 unsigned char* output) noexcept {
   Path().decrypt_block(ctx, input, output);
 }
 
-AES::AES(std::string_view key, std::int32_t bits) : bits_(bits) {
+AES::AES(std::string_view key, std::int32_t bits) noexcept : bits_(bits) {
   std::array<unsigned char, kMostKeyBytes> padded = {};
   const auto* bytes = reinterpret_cast<const unsigned char*>(key.data());
   if (static_cast<std::int64_t>(key.size()) < bits / 8) {
@@ -108,19 +108,19 @@ AES::AES(std::string_view key, std::int32_t bits) : bits_(bits) {
   if (aes_set_key(&context_, bytes, bits_) != 0) context_ = {};
 }
 
-void AES::EncodeBlock(unsigned char* block) const {
+void AES::EncodeBlock(unsigned char* block) const noexcept {
   Path().encrypt_block(&context_, block, block);
 }
 
-void AES::DecodeBlock(unsigned char* block) const {
+void AES::DecodeBlock(unsigned char* block) const noexcept {
   Path().decrypt_block(&context_, block, block);
 }
 
-void AES::EncodeArray(unsigned char* data, std::int32_t length) const {
+void AES::EncodeArray(unsigned char* data, std::int32_t length) const noexcept {
   Path().encrypt_blocks(&context_, data, Blocks(length));
 }
 
-void AES::DecodeArray(unsigned char* data, std::int32_t length) const {
+void AES::DecodeArray(unsigned char* data, std::int32_t length) const noexcept {
   Path().decrypt_blocks(&context_, data, Blocks(length));
 }
 

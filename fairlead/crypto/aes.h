@@ -60,7 +60,7 @@ struct aes_context {
 ///
 /// Nobody needs to call it, for every other function does; a program may do so
 /// to pay some microseconds at a time of its choosing.
-FAIRLEAD_EXPORT void aes_gen_tables();
+FAIRLEAD_EXPORT void aes_gen_tables() noexcept;
 
 /// Computes the round keys of both directions.
 ///
@@ -79,11 +79,11 @@ FAIRLEAD_EXPORT void aes_gen_tables();
 /// @endcode
 FAIRLEAD_EXPORT std::int32_t aes_set_key(aes_context* ctx,
                                          const unsigned char* key,
-                                         std::int32_t bits);
+                                         std::int32_t bits) noexcept;
 
 /// The same, for a context that is at hand as a variable.
 inline std::int32_t aes_set_key(aes_context& ctx, const unsigned char* key,
-                                std::int32_t bits) {
+                                std::int32_t bits) noexcept {
   return aes_set_key(&ctx, key, bits);
 }
 
@@ -92,11 +92,11 @@ inline std::int32_t aes_set_key(aes_context& ctx, const unsigned char* key,
 /// The two must not overlap: AES::EncodeBlock() is for work in place.
 FAIRLEAD_EXPORT void aes_encrypt(const aes_context* ctx,
                                  const unsigned char* input,
-                                 unsigned char* output);
+                                 unsigned char* output) noexcept;
 
 /// The same, for a context that is at hand as a variable.
 inline void aes_encrypt(const aes_context& ctx, const unsigned char* input,
-                        unsigned char* output) {
+                        unsigned char* output) noexcept {
   aes_encrypt(&ctx, input, output);
 }
 
@@ -105,11 +105,11 @@ inline void aes_encrypt(const aes_context& ctx, const unsigned char* input,
 /// The two must not overlap: AES::DecodeBlock() is for work in place.
 FAIRLEAD_EXPORT void aes_decrypt(const aes_context* ctx,
                                  const unsigned char* input,
-                                 unsigned char* output);
+                                 unsigned char* output) noexcept;
 
 /// The same, for a context that is at hand as a variable.
 inline void aes_decrypt(const aes_context& ctx, const unsigned char* input,
-                        unsigned char* output) {
+                        unsigned char* output) noexcept {
   aes_decrypt(&ctx, input, output);
 }
 
@@ -135,13 +135,13 @@ class FAIRLEAD_EXPORT AES {
   /// @param key any bytes, zero included
   /// @param bits 128, 192 or 256. Any other number is not reported: the object
   ///     is safe to use, and what it makes of data is meaningless.
-  AES(std::string_view key, std::int32_t bits);
+  AES(std::string_view key, std::int32_t bits) noexcept;
 
   /// Encrypts the 16 bytes at `block` in place.
-  void EncodeBlock(unsigned char* block) const;
+  void EncodeBlock(unsigned char* block) const noexcept;
 
   /// Decrypts the 16 bytes at `block` in place.
-  void DecodeBlock(unsigned char* block) const;
+  void DecodeBlock(unsigned char* block) const noexcept;
 
   /// Encrypts an array in place, block by block.
   ///
@@ -150,11 +150,11 @@ class FAIRLEAD_EXPORT AES {
   ///
   /// @param data the first byte; need not be aligned
   /// @param length bytes; 0 or less does nothing
-  void EncodeArray(unsigned char* data, std::int32_t length) const;
+  void EncodeArray(unsigned char* data, std::int32_t length) const noexcept;
 
   /// Decrypts an array in place, block by block, as EncodeArray() encrypts:
   /// the same length gives the data back, whole last block included.
-  void DecodeArray(unsigned char* data, std::int32_t length) const;
+  void DecodeArray(unsigned char* data, std::int32_t length) const noexcept;
 
  private:
   aes_context context_;  // All zero where the key size was refused.

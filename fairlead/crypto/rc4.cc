@@ -125,7 +125,7 @@ void Run(std::uint32_t* m, std::uint32_t& x, std::uint32_t& y,
 
 }  // namespace
 
-RC4::RC4(const RC4Key& key) {
+RC4::RC4(const RC4Key& key) noexcept {
   for (std::uint32_t i = 0; i < 256; ++i) m_[i] = i;
   std::uint32_t j = 0;
   for (std::uint32_t i = 0, k = 0; i < 256; ++i) {
@@ -136,12 +136,12 @@ RC4::RC4(const RC4Key& key) {
   Run<true>(m_, x_, y_, nullptr, kDiscarded);
 }
 
-void RC4::Encode(unsigned char* data, std::int32_t length) {
+void RC4::Encode(unsigned char* data, std::int32_t length) noexcept {
   if (length <= 0) return;
   Run<false>(m_, x_, y_, data, static_cast<std::size_t>(length));
 }
 
-std::int32_t RC4::GetByte() {
+std::int32_t RC4::GetByte() noexcept {
   return static_cast<std::int32_t>(Step(m_, x_, y_));
 }
 
