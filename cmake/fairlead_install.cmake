@@ -31,6 +31,11 @@ install(FILES
 # The prefix is relative to the file, so that the tree may be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pkgconfig_to_prefix /${pkgconfig_dir} /)
+get_target_property(library_type fairlead TYPE)
+set(pkgconfig_static "")
+if(library_type STREQUAL STATIC_LIBRARY)
+  set(pkgconfig_static " -DFAIRLEAD_STATIC")
+endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/fairlead.pc.in fairlead.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fairlead.pc
   DESTINATION ${pkgconfig_dir}

@@ -55,10 +55,14 @@ include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
 # Applies warnings, hardening and visibility to one of our own targets.
+#
+# No unity builds: sources give helpers in their unnamed namespaces the same
+# names, and some of AES are compiled for other instructions than the rest.
 function(fairlead_compile_options target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
+    UNITY_BUILD OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
@@ -72,14 +76,22 @@ function(fairlead_compile_options target)
     "$<${fairlead_is_optimised}:${fairlead_hardening_link}>")
 endfunction()
 
-# fairlead_program(name [LIBRARIES library…])
+# fairlead_program(name [PRIVATE_PARTS] [LIBRARIES library…])
 #
-# A program of one source, name.cc, linked with the library.
+# A program of one source, name.cc, linked with the library; with PRIVATE_PARTS,
+# with its object files if it is a shared one, which hides those parts.
 function(fairlead_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PRIVATE_PARTS" "" "LIBRARIES")
   add_executable(${name} ${name}.cc)
   fairlead_compile_options(${name})
-  target_link_libraries(${name} PRIVATE fairlead::fairlead ${arg_LIBRARIES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES})
+  if(arg_PRIVATE_PARTS AND BUILD_SHARED_LIBS)
+    target_sources(${name} PRIVATE $<TARGET_OBJECTS:fairlead>)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${name} PRIVATE Threads::Threads)
+  else()
+    target_link_libraries(${name} PRIVATE fairlead::fairlead)
+  endif()
 endfunction()
 
 # Tests are built often and run for a moment: they share GoogleTest's headers,
@@ -90,15 +102,20 @@ function(fairlead_quick_to_build target)
     file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test_headers.cc CONTENT "int main() {}\n")
     add_executable(fairlead_test_headers ${PROJECT_BINARY_DIR}/test_headers.cc)
     fairlead_compile_options(fairlead_test_headers)
+    set_target_properties(fairlead_test_headers PROPERTIES CXX_VISIBILITY_PRESET default)
     target_compile_options(fairlead_test_headers PRIVATE ${quick})
     target_link_libraries(fairlead_test_headers PRIVATE GTest::gmock Threads::Threads)
     target_precompile_headers(fairlead_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   endif()
+  # Some interpose functions of their own for the system's, and shared libraries
+  # have to find these.
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET default)
   target_compile_options(${target} PRIVATE ${quick})
   target_precompile_headers(${target} REUSE_FROM fairlead_test_headers)
 endfunction()
 
-# fairlead_test(name [LIBRARIES library…] [LABELS label…] [TIMEOUT seconds])
+# fairlead_test(name [PRIVATE_PARTS] [LIBRARIES library…] [LABELS label…]
+#   [TIMEOUT seconds] [NEEDS library…])
 #
 # name.cc as a GoogleTest program; every test in it is one of ctest's. Labels:
 #   quick    all of them together take less than 30 seconds; the default
@@ -106,11 +123,21 @@ endfunction()
 #   faults   a system call of the tool fails at a time; under strace
 #   threads  what runs threads: built and run under the thread sanitizer too,
 #            by the target fairlead_thread_tests
+# A test that NEEDS Package::Component is left out, with a notice, where CMake
+# does not find the package.
 function(fairlead_test name)
   if(NOT FAIRLEAD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "LIBRARIES;LABELS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PRIVATE_PARTS" "TIMEOUT" "LIBRARIES;LABELS;NEEDS")
+  foreach(library IN LISTS arg_NEEDS)
+    string(REGEX REPLACE "::.*" "" package ${library})
+    find_package(${package} QUIET)
+    if(NOT TARGET ${library})
+      message(STATUS "${name}: ${package} is not installed; the test is left out")
+      return()
+    endif()
+  endforeach()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
@@ -119,7 +146,11 @@ function(fairlead_test name)
   endif()
   find_package(GTest REQUIRED)
   include(GoogleTest)
-  fairlead_program(${name} LIBRARIES GTest::gmock GTest::gtest_main ${arg_LIBRARIES})
+  if(arg_PRIVATE_PARTS)
+    set(private_parts PRIVATE_PARTS)
+  endif()
+  fairlead_program(${name} ${private_parts}
+    LIBRARIES GTest::gmock GTest::gtest_main ${arg_LIBRARIES} ${arg_NEEDS})
   fairlead_quick_to_build(${name})
   # A list of labels has to survive two evaluations.
   list(JOIN arg_LABELS "\\;" labels)

@@ -41,9 +41,9 @@ namespace fairlead {
 /// @code
 /// // tool -Host Example -port 7000 -v
 /// const fairlead::CSimpleCmdLine args(argc, argv);
-/// args.GetStrParam("host");        // "Example"
-/// args.GetIntParam("PORT", 4000);  // 7000
-/// args.PresentParam("v");          // true
+/// const std::string host = args.GetStrParam("host");  // "Example"
+/// const int port = args.GetIntParam("PORT", 4000);    // 7000
+/// const bool verbose = args.PresentParam("v");        // true
 /// @endcode
 class FAIRLEAD_EXPORT CSimpleCmdLine {
  public:
@@ -91,31 +91,31 @@ class FAIRLEAD_EXPORT CSimpleCmdLine {
 
   /// What follows the last backslash of `path`, or all of it where there is
   /// none. A '/' is a byte like any other: "/usr/bin/tool" stays as it is.
-  static std::string GetExe(std::string_view path);
+  [[nodiscard]] static std::string GetExe(std::string_view path);
 
   /// The text in lower case, as MakeLower() makes it.
-  static std::string ToLower(std::string_view text);
+  [[nodiscard]] static std::string ToLower(std::string_view text);
 
   /// Was a parameter of this name given, with or without a value?
-  bool PresentParam(std::string_view name) const;
+  [[nodiscard]] bool PresentParam(std::string_view name) const;
 
   /// The same answer as PresentParam().
-  bool GetParam(std::string_view name) const;
+  [[nodiscard]] bool GetParam(std::string_view name) const;
 
   /// The value of the parameter, "" where it was given without one, or "n//a"
   /// where it was not given.
-  std::string GetStrParam(std::string_view name) const;
+  [[nodiscard]] std::string GetStrParam(std::string_view name) const;
 
   /// The value of the parameter, "" where it was given without one, or
   /// `fallback` where it was not given.
-  std::string GetStrParam(std::string_view name,
-                          std::string_view fallback) const;
+  [[nodiscard]] std::string GetStrParam(std::string_view name,
+                                        std::string_view fallback) const;
 
   /// The number at the start of the parameter's value, or `fallback` where the
   /// parameter was not given or its value is no number that fits an `int`.
   ///
   /// The value is read as by fairlead::getval<int>(): "12abc" is 12.
-  int GetIntParam(std::string_view name, int fallback) const;
+  [[nodiscard]] int GetIntParam(std::string_view name, int fallback) const;
 
   /// Reads a number as fairlead::getval<int>() does.
   static bool getval(std::string_view text, int& target);
@@ -130,10 +130,10 @@ class FAIRLEAD_EXPORT CSimpleCmdLine {
     std::string_view value;
   };
 
-  std::string_view Keep(std::string_view text);
-  void Add(std::string_view name);
-  void SortTable();
-  const Parameter* Find(std::string_view name) const;
+  FAIRLEAD_PRIVATE std::string_view Keep(std::string_view text);
+  FAIRLEAD_PRIVATE void Add(std::string_view name);
+  FAIRLEAD_PRIVATE void SortTable();
+  FAIRLEAD_PRIVATE const Parameter* Find(std::string_view name) const;
 
   const std::string line_;        // As passed; "" for an argument vector.
   std::string bytes_;             // Holds all names and values; stays in place.

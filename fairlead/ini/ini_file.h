@@ -449,10 +449,13 @@ class FAIRLEAD_EXPORT CIniFile {
   class Index;
 
   // Searches for a record, all but lastLookup kept up to date.
-  const Record* Find(std::string_view section, std::string_view key);
-  std::size_t FirstPlaceToLook() const;
-  void PrintReSearch(std::string_view section, std::string_view key) const;
-  void Remember(std::string_view section, std::string_view key);
+  FAIRLEAD_PRIVATE const Record* Find(std::string_view section,
+                                      std::string_view key);
+  FAIRLEAD_PRIVATE std::size_t FirstPlaceToLook() const;
+  FAIRLEAD_PRIVATE void PrintReSearch(std::string_view section,
+                                      std::string_view key) const;
+  FAIRLEAD_PRIVATE void Remember(std::string_view section,
+                                 std::string_view key);
 
   std::unique_ptr<std::vector<Record>> records_;  // Never null.
 

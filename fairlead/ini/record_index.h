@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fairlead/export.h"
 #include "fairlead/ini/ini_file.h"
 
 namespace fairlead {
@@ -14,7 +15,7 @@ namespace fairlead {
 // Answers as walks of the list would. It begins with walks indeed, so that a
 // few lookups cost no more than they; once these add up to the length of the
 // list, it makes a table of the names.
-class CIniFile::Index {
+class FAIRLEAD_PRIVATE CIniFile::Index {
  public:
   // The answer of a search in up to two passes.
   struct Answer {

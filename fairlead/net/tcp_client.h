@@ -158,14 +158,15 @@ class FAIRLEAD_EXPORT CTCPClient {
   void Close();
 
  private:
-  std::int32_t RecvThread();
-  void Receive();
-  void StartRecvThread();
-  void LeaveToParent();
-  void WakeRecvThread();
-  bool ReceiveOnce(CTCPMessage& message, std::vector<fd_set>& read_set);
-  void Enqueue(CTCPMessage& message);
-  void CloseMainSock();
+  FAIRLEAD_PRIVATE std::int32_t RecvThread();
+  FAIRLEAD_PRIVATE void Receive();
+  FAIRLEAD_PRIVATE void StartRecvThread();
+  FAIRLEAD_PRIVATE void LeaveToParent();
+  FAIRLEAD_PRIVATE void WakeRecvThread();
+  FAIRLEAD_PRIVATE bool ReceiveOnce(CTCPMessage& message,
+                                    std::vector<fd_set>& read_set);
+  FAIRLEAD_PRIVATE void Enqueue(CTCPMessage& message);
+  FAIRLEAD_PRIVATE void CloseMainSock();
 
   std::condition_variable threadCv_;  // With stateMutex_: the thread has ended.
   std::thread recvThread_;  // Guarded by stateMutex_; empty if none runs.

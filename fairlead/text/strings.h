@@ -119,7 +119,8 @@ bool getval(std::string_view text, Number& target, Default fallback) = delete;
 /// @par Cost
 /// Linear in the white space and the digits; no stream is made.
 template <>
-FAIRLEAD_EXPORT bool getval<int>(std::string_view text, int& target);
+FAIRLEAD_EXPORT_SPECIALIZATION bool getval<int>(std::string_view text,
+                                                int& target);
 
 /// Reads an `int` as getval<int>() does; where that fails, the target becomes
 /// `fallback`.
@@ -132,8 +133,8 @@ FAIRLEAD_EXPORT bool getval<int>(std::string_view text, int& target);
 /// fairlead::getval<int, int>("none", port, 21);      // false, 21
 /// @endcode
 template <>
-FAIRLEAD_EXPORT bool getval<int, int>(std::string_view text, int& target,
-                                      int fallback);
+FAIRLEAD_EXPORT_SPECIALIZATION bool getval<int, int>(std::string_view text,
+                                                     int& target, int fallback);
 
 }  // namespace fairlead
 
