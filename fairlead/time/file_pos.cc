@@ -94,8 +94,8 @@ struct Size {
 };
 
 // Rounds `whole` units and `part` 1024ths up: adds one 1024th, then one step,
-// so that the size is never shown too small. Kept for compatibility: the step is
-// added even to an exact fraction. A full unit of steps becomes a whole unit.
+// so that the size is never shown too small. Steps that make a unit are added
+// to the whole. Kept for compatibility: exact fractions are rounded up, too.
 Size RoundedUp(unsigned whole, unsigned part) {
   const unsigned steps = whole < 10 ? 100 : whole < 100 ? 10 : 1;
   const unsigned decimals = (part + 1) * steps / 1024 + 1;

@@ -1,5 +1,5 @@
-// Reads any bytes as the hexadecimal text of a file position, and judges the
-// texts of what comes of it.
+// Reads any bytes as the hexadecimal text of a file position, and checks the
+// position and its texts.
 
 #include <algorithm>
 #include <cctype>
@@ -64,7 +64,7 @@ void RequireRoundTrip(const CFilePos& at) {
   Require(Offset(back) == Offset(at));
 }
 
-// The size is that of a unit which the offset has reached, and never too small.
+// The size uses a unit that the offset reaches, and is never too small.
 void RequireSize(const CFilePos& at) {
   static constexpr const char* kUnits[] = {" bytes", " Kb", " Mb", " Gb",
                                            " Tb",    " Pb", " Eb"};

@@ -109,7 +109,8 @@ bool ReadDigits(std::string_view text, std::size_t start, std::size_t length,
 }
 
 // Reads the number in the `length` characters from `start`, or in as many as
-// there are. Throws by itself, as the message of std::string_view has positions.
+// there are. The exception is our own: that of std::string_view has a message
+// with positions.
 bool ReadField(std::string_view text, std::size_t start, std::size_t length,
                int& number) {
   if (ReadDigits(text, start, length, number)) return true;
