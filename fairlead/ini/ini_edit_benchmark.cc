@@ -323,7 +323,7 @@ void Lengths(benchmark::internal::Benchmark* benchmark) {
 }
 
 // For libraries whose time grows with the square of the length.
-void ShortLengths(benchmark::internal::Benchmark* benchmark) {
+[[maybe_unused]] void ShortLengths(benchmark::internal::Benchmark* benchmark) {
   benchmark->Arg(60)->Arg(1'000);
 }
 
