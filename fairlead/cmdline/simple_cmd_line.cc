@@ -131,8 +131,8 @@ void CSimpleCmdLine::Add(std::string_view name) {
   table_.push_back({.name = name, .value = name.substr(name.size())});
 }
 
-// Of parameters with one name, the last one given wins. Names are stored in the
-// order given, so their addresses tell which is last.
+// Of parameters with one name, the last one wins: names are stored in the order
+// given, so the one with the highest address.
 void CSimpleCmdLine::SortTable() {
   std::ranges::sort(table_, [](const Parameter& a, const Parameter& b) {
     const int order = a.name.compare(b.name);

@@ -11,12 +11,11 @@
 
 namespace fairlead {
 
-/// A command line, parsed into named parameters with text values.
-///
-/// A parameter is a '-' and a name, with or without a value: `-port 8080 -v`.
-/// Names are stored in lower case; lookups are not case-sensitive and leave out
-/// the '-'. `/name`, `--`, `name=value`, `name:value` and quotes mean nothing
-/// special. The two constructors split by different rules, on purpose:
+/// A command line, parsed into named parameters. A parameter is a '-' and a
+/// name, with or without a value: `-port 8080 -v`. Names are stored in lower
+/// case; lookups are not case-sensitive and leave out the '-'. `/name`, `--`,
+/// `name=value`, `name:value` and quotes have no special meaning. The two
+/// constructors split by different rules, on purpose:
 ///
 /// | | argument vector | one string |
 /// |---|---|---|
@@ -27,6 +26,7 @@ namespace fairlead {
 ///
 /// A value cannot begin with '-': "-n -5" is two parameters. No input is
 /// malformed; only a failed allocation throws. Threads may share an object.
+/// Construction is linear in the text and n log n in the parameters.
 /// @par Example
 /// @code
 /// const char* const words[] = {"tool", "-Host", "Example", "-port", "7000"};
@@ -37,7 +37,7 @@ namespace fairlead {
 class FAIRLEAD_EXPORT CSimpleCmdLine {
  public:
   /// Parses copies of a process's arguments, without the first, the program's
-  /// path; none if `argc` is below 2. Costs n log n.
+  /// path; none if `argc` is below 2.
   ///
   /// An argument that begins with '-' is a name, less that '-': "-Port" is
   /// "port", "--x" is "-x", "-" is the empty name. The next argument is its
@@ -48,19 +48,19 @@ class FAIRLEAD_EXPORT CSimpleCmdLine {
   /// empty name = " file".
   CSimpleCmdLine(int argc, const char* const* argv);
 
-  /// Parses a command line with or without the program's path. Costs n log n.
+  /// Parses a whole command line, with or without the program's path.
   ///
   /// Only spaces separate words. A '-' starts a name anywhere but in a name.
   /// The word after a name is its value, up to a '-'. Any other word is a
   /// parameter without a value, or dropped if a '-' ends it. A name given again
   /// starts over.
   ///
-  /// `prog -a 1 extra` is prog = "", a = "1" and extra = ""; `-d 2010-05` is
-  /// d = "2010" and 05 = ""; `-a-b` is a-b = ""; `foo-bar` is bar = "".
+  /// `prog -a 1 extra` is prog = "", a = "1" and extra = ""; `-d 2010-05` is d
+  /// = "2010" and 05 = ""; `-a-b` is a-b = ""; `foo-bar` is bar = "".
   ///
-  /// A lone '-' is the empty name. It takes a value unless a bare word, neither
-  /// name nor value, came after the last non-empty name: `- 5` sets the empty
-  /// name to "5"; `prog - 5` sets it to "" and adds the parameter 5.
+  /// A '-' with no name is the empty name. It takes a value unless a bare word,
+  /// neither name nor value, came after the last non-empty name: `- 5` sets the
+  /// empty name to "5"; `prog - 5` sets it to "" and adds the parameter 5.
   explicit CSimpleCmdLine(std::string line);
 
   CSimpleCmdLine(const CSimpleCmdLine&) = delete;

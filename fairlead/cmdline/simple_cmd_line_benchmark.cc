@@ -125,7 +125,7 @@ Settings ParseGetoptLong(int argc, char** argv) {
       {"demo", no_argument, nullptr, 0},
       {nullptr, 0, nullptr, 0}};
   std::map<std::string, std::string> table;
-  optind = 0;  // Start afresh.
+  optind = 0;  // Resets getopt.
   int index = 0;
   while (getopt_long(argc, argv, "", kOptions, &index) == 0)
     table[kOptions[index].name] = optarg != nullptr ? optarg : "";
