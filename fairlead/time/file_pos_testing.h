@@ -1,4 +1,4 @@
-// Offsets for the tests of CFilePos. Not installed.
+// Offsets for the tests and the fuzzer of CFilePos. Not installed.
 
 #ifndef FAIRLEAD_TIME_FILE_POS_TESTING_H_
 #define FAIRLEAD_TIME_FILE_POS_TESTING_H_

@@ -40,8 +40,7 @@ namespace {
 using fairlead::CFilePos;
 using fairlead::CTimeOfDay;
 
-constexpr std::size_t kValues =
-    1024;  // A power of 2, which is cheap to count to.
+constexpr std::size_t kValues = 1024;  // A power of 2: cheap to cycle over.
 
 // Seconds of one day.
 const std::vector<int>& Seconds() {
