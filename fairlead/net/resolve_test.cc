@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "fairlead/export.h"
+#include "fairlead/testing/captured_output.h"
 
 namespace fairlead {
 namespace {
@@ -125,10 +126,10 @@ class ResolveTest : public testing::Test {
   }
 
   static Resolved Resolve(const std::string& host) {
-    testing::internal::CaptureStdout();
+    internal::CapturedOutput output;
     Resolved resolved;
     resolved.addresses = resolveDnsFull(host);
-    resolved.output = testing::internal::GetCapturedStdout();
+    resolved.output = output.Take();
     return resolved;
   }
 

@@ -15,6 +15,7 @@
 #include <memory>
 #include <string>
 
+#include "fairlead/base/blocked_signals.h"
 #include "fairlead/base/descriptor.h"
 #include "fairlead/net/peer_label.h"
 

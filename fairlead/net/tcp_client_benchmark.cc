@@ -17,7 +17,7 @@
 #include <string>
 #include <thread>
 
-#include "fairlead/net/loopback.h"
+#include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
 
 #ifdef FAIRLEAD_PEER_ASIO
@@ -29,9 +29,9 @@ namespace {
 using fairlead::CTCPClient;
 using fairlead::CTCPMessage;
 using fairlead::NetClient;
-using fairlead::loopback::Listener;
-using fairlead::loopback::MessageOf;
-using fairlead::loopback::Socket;
+using fairlead::internal::Listener;
+using fairlead::internal::MessageOf;
+using fairlead::internal::Socket;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kPiece = 1796;

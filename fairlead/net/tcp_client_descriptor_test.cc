@@ -13,20 +13,20 @@
 #include <vector>
 
 #include "fairlead/base/descriptor.h"
-#include "fairlead/net/loopback.h"
+#include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/resolve.h"
 #include "fairlead/net/tcp_client.h"
 
 namespace fairlead {
 namespace {
 
+using internal::CountDescriptors;
 using internal::Descriptor;
-using loopback::CountDescriptors;
-using loopback::Exchanges;
-using loopback::Listener;
-using loopback::Pair;
-using loopback::Socket;
-using loopback::WaitForMessages;
+using internal::Exchanges;
+using internal::Listener;
+using internal::Pair;
+using internal::Socket;
+using internal::WaitForMessages;
 
 using Streams = std::vector<int>;
 

@@ -14,25 +14,26 @@
 #include <thread>
 #include <vector>
 
-#include "fairlead/net/loopback.h"
+#include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
+#include "fairlead/testing/captured_output.h"
 
 namespace fairlead {
 namespace {
 
-using loopback::BodyOf;
-using loopback::CountDescriptors;
-using loopback::CountEntries;
-using loopback::Exchanges;
-using loopback::Listener;
-using loopback::MessageOf;
-using loopback::Pair;
-using loopback::Socket;
-using loopback::WaitForEnd;
-using loopback::WaitForMessages;
-using loopback::WaitForThreads;
-using loopback::WaitingConsumer;
-using loopback::WaitUntil;
+using internal::BodyOf;
+using internal::CountDescriptors;
+using internal::CountEntries;
+using internal::Exchanges;
+using internal::Listener;
+using internal::MessageOf;
+using internal::Pair;
+using internal::Socket;
+using internal::WaitForEnd;
+using internal::WaitForMessages;
+using internal::WaitForThreads;
+using internal::WaitingConsumer;
+using internal::WaitUntil;
 
 #if defined(__SANITIZE_THREAD__)
 constexpr int kCycles = 2000;
@@ -121,14 +122,14 @@ TEST(TcpClientEndTest, StaysUnterminatedAfterThePeerHasClosed) {
 }
 
 TEST(TcpClientEndTest, EndsQuietlyWhenThePeerResets) {
-  testing::internal::CaptureStdout();
+  internal::CapturedOutput output;
   Pair pair;
   pair.peer.Reset();
   EXPECT_TRUE(WaitForEnd(pair.client));
   EXPECT_TRUE(pair.client.IsNotTerminated());
   EXPECT_EQ(pair.client.MessagesCount(), 0);
   pair.client.Close();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(output.Take(), "");
 }
 
 // However many threads go on asking for the socket, closing gets hold of it.

@@ -14,21 +14,21 @@
 #include <thread>
 #include <utility>
 
-#include "fairlead/net/loopback.h"
+#include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
 
 namespace fairlead {
 namespace {
 
-using loopback::BodyOf;
-using loopback::CountDescriptors;
-using loopback::Exchanges;
-using loopback::Listener;
-using loopback::Pair;
-using loopback::Socket;
-using loopback::WaitForEnd;
-using loopback::WaitingConsumer;
-using loopback::WaitUntil;
+using internal::BodyOf;
+using internal::CountDescriptors;
+using internal::Exchanges;
+using internal::Listener;
+using internal::Pair;
+using internal::Socket;
+using internal::WaitForEnd;
+using internal::WaitingConsumer;
+using internal::WaitUntil;
 
 enum class Fault { kNone, kOnce, kForEver };
 

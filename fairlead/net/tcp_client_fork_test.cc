@@ -21,18 +21,18 @@
 #include <utility>
 
 #include "fairlead/export.h"
-#include "fairlead/net/loopback.h"
+#include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
 
 namespace fairlead {
 namespace {
 
-using loopback::Exchanges;
-using loopback::Listener;
-using loopback::MessageOf;
-using loopback::Pair;
-using loopback::WaitForMessages;
-using loopback::WaitingConsumer;
+using internal::Exchanges;
+using internal::Listener;
+using internal::MessageOf;
+using internal::Pair;
+using internal::WaitForMessages;
+using internal::WaitingConsumer;
 
 // Where a thread other than the test's own can be stopped.
 enum class Place { kNowhere, kReceive, kSend, kStamp, kSignalOfTheEnd };
@@ -154,7 +154,7 @@ TEST_F(TcpClientForkTest, LetsGoOfItsDescriptorAlone) {
   const Listener listener = std::move(Listener().Listen());
   std::optional<CTCPClient> client(std::in_place);
   ASSERT_TRUE(client->ConnectTo(&listener.endpoint()));
-  const loopback::Socket peer = listener.Accept();
+  const internal::Socket peer = listener.Accept();
   ASSERT_TRUE(peer.Send("x"));
   ASSERT_TRUE(WaitForMessages(*client, 1));
   const int sock = client->PopMessage().sock;
@@ -283,7 +283,7 @@ TEST_F(TcpClientForkTest, LeavesWhileTheReceiveThreadEnds) {
 // the queue as it is.
 bool ExchangesAndCloses(CTCPClient& client, const Listener& listener) {
   if (!client.ConnectTo(&listener.endpoint())) return false;
-  const loopback::Socket peer = listener.Accept();
+  const internal::Socket peer = listener.Accept();
   if (!Exchanges(client, peer) || !peer.Send("x") ||
       !WaitForMessages(client, 1))
     return false;

@@ -54,6 +54,14 @@ class CapturedOutput {
   const int file_;
 };
 
+// What a function prints to standard output.
+template <typename Function>
+std::string PrintedBy(Function function) {
+  CapturedOutput output;
+  function();
+  return output.Take();
+}
+
 }  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_TESTING_CAPTURED_OUTPUT_H_

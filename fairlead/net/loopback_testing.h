@@ -1,8 +1,8 @@
 // What the tests and benchmarks of the client need at the other end: a listener
 // on a free loopback port, and the connections it accepts. Not installed.
 
-#ifndef FAIRLEAD_NET_LOOPBACK_H_
-#define FAIRLEAD_NET_LOOPBACK_H_
+#ifndef FAIRLEAD_NET_LOOPBACK_TESTING_H_
+#define FAIRLEAD_NET_LOOPBACK_TESTING_H_
 
 #include <arpa/inet.h>
 #include <dirent.h>
@@ -24,7 +24,7 @@
 #include "fairlead/base/descriptor.h"
 #include "fairlead/net/tcp_client.h"
 
-namespace fairlead::loopback {
+namespace fairlead::internal {
 
 // Owns a descriptor of a socket, above those of the standard streams even where
 // the test program was started without them.
@@ -207,6 +207,6 @@ inline bool WaitForThreads(int count) {
   return true;
 }
 
-}  // namespace fairlead::loopback
+}  // namespace fairlead::internal
 
-#endif  // FAIRLEAD_NET_LOOPBACK_H_
+#endif  // FAIRLEAD_NET_LOOPBACK_TESTING_H_
