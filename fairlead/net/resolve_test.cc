@@ -36,7 +36,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// What is called in the place of the system; empty functions stand for it.
+// What is called instead of the system; an empty function calls the system.
 struct Calls {
   std::function<int(const char*, const char*, const addrinfo*, addrinfo**)>
       getaddrinfo;
