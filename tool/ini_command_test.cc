@@ -1,5 +1,6 @@
 // The command `ini` as a process: every word that edits, and every status.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -13,6 +14,8 @@
 
 #include "tool/commands.h"
 #include "tool/concat.h"
+#include "tool/descriptor.h"
+#include "tool/edit_lock.h"
 #include "tool/ini_testing.h"
 #include "tool/sanitized.h"
 
@@ -302,6 +305,17 @@ TEST_F(IniCommandTest, WhatCannotBeReadOrWrittenHasItsStatus) {
       RunProgram({.arguments = Line({"sections"}), .output_is_broken = true})
           .status,
       23);
+}
+
+// The limit is the real one.
+TEST_F(IniCommandTest, AnotherEditIsWaitedForButNotForEver) {
+  Write("[a]\nx=1\n");
+  const Descriptor other(open(Path().c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(TryToLock(other), 0);
+  EXPECT_EQ(Refusal(28, {"set", "-section", "a", "-key", "x", "-value", "2"}),
+            Concat("fairlead ini: waiting for another edit of '", Path(),
+                   "'\nfairlead ini: another edit of '", Path(),
+                   "' did not end in time: try again\n"));
 }
 
 TEST_F(IniCommandTest, OfManyProcessesNoSettingIsLost) {

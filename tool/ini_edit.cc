@@ -44,7 +44,10 @@ void Apply(const Arguments& arguments, const Output& output,
     return;
   }
   const bool in_place = arguments.Has(kInplace);
-  EditFile(file, in_place ? Writing::kInPlace : Writing::kReplace, change);
+  EditFile(file, in_place ? Writing::kInPlace : Writing::kReplace, change,
+           {.tell = [&file] {
+             Tell("ini", Concat("waiting for another edit of ", Quoted(file)));
+           }});
 }
 
 ExitStatus Edit(const Arguments& arguments, const Output& output,

@@ -11,6 +11,7 @@
 #include "tool/failure.h"
 #include "tool/ini_names.h"
 #include "tool/ini_store.h"
+#include "tool/output.h"
 #include "tool/parameters.h"
 #include "tool/read_file.h"
 
@@ -90,7 +91,11 @@ void Profile::Save() const {
              return ini::Edited(
                  text.value_or(""), file_,
                  [this](ini::Records& records) { WriteGiven(records); });
-           });
+           },
+           {.tell = [this] {
+             Tell("send",
+                  Concat("waiting for another edit of ", Quoted(file_)));
+           }});
 }
 
 void Profile::WriteGiven(ini::Records& records) const {
