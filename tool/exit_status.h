@@ -46,7 +46,7 @@ constexpr std::string_view Meaning(ExitStatus status) {
     case kCannotRead:
       return "standard input or a file cannot be read";
     case kTimeIsOver:
-      return "the time of -timeout is over";
+      return "a time limit was reached";
     case kNothingAnswered:
       return "connected, and nothing was answered";
     case kSendingFailed:

@@ -76,7 +76,8 @@ constexpr auto kExamples = std::to_array<Example>({
 });
 
 constexpr std::array kStatuses = {
-    kDone, kAnswerIsNo, kWrongUsage, kMalformedInput, kCannotWrite, kCannotRead,
+    kDone,        kAnswerIsNo, kWrongUsage, kMalformedInput,
+    kCannotWrite, kCannotRead, kTimeIsOver,
 };
 
 }  // namespace
@@ -86,10 +87,12 @@ constinit const Command kIniCommand = {
     .usage = "WORD -file FILE [-name value]...",
     .summary = "read and edit INI files",
     .story =
-        "An edit is written to a new file, which then takes the place of the "
-        "old one with its mode and owner; a symbolic link stays, its target is "
-        "edited. Killed at any moment, the file is the old one or the new one "
-        "(a file .fairlead.PID.N may stay beside it), and of two edits at once "
+        "An edit writes a new file, which then takes the place of the old one "
+        "with its owner, mode, access control list and extended attributes; a "
+        "symbolic link stays, its target is edited. If the edit fails or is "
+        "killed, the file is the old one or the new one. A killed edit may "
+        "leave a file .fairlead.PID.N beside it, which a later edit deletes. "
+        "An edit waits up to ten seconds for another one of the same file; "
         "none is lost. An edit normalises the file: blank lines, blanks around "
         "'=' and the CR of CR LF go, comments stand right above their key. A "
         "file of which it would lose more is reported with its line and left "

@@ -95,8 +95,9 @@ inline constexpr Parameter kInplace = {
     .kind = Kind::kSwitch,
     .group = "Output",
     .help =
-        "rewrite the file itself, where another cannot take its place; killed "
-        "meanwhile, it leaves half"};
+        "overwrite the file in place instead of replacing it, for one with "
+        "several names or in a folder that cannot be written; not atomic: "
+        "killed meanwhile, it leaves a mixture of old and new"};
 
 /// Prints; on a terminal, control bytes in the format "text" are made visible.
 void Print(const Output& output, std::string_view format,

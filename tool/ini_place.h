@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tool/arguments.h"
+#include "tool/ini_store.h"
 
 namespace fairlead::tool::ini {
 
@@ -15,10 +16,8 @@ struct Place {
   std::string key;
   bool has_key = false;
 
-  /// Whether the INI file holds it, disabled or not.
-  ///
-  /// @throws what the store throws of the file
-  bool IsIn(const std::string& file) const;
+  /// Whether it is among the records, disabled or not.
+  bool IsIn(const Records& records) const;
 };
 
 /// What -section and -key name.

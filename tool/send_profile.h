@@ -7,7 +7,7 @@
 #include <string>
 
 #include "tool/arguments.h"
-#include "tool/memory_copy.h"
+#include "tool/ini_store.h"
 
 namespace fairlead::tool {
 
@@ -62,12 +62,12 @@ class Profile {
  private:
   void ReadFile();
   std::string InFile(const Parameter& parameter) const;
-  bool WriteGiven(const std::string& file) const;
+  void WriteGiven(ini::Records& records) const;
 
   const Arguments& arguments_;
   std::string file_;
   std::string section_;
-  std::optional<MemoryCopy> copy_;  // Of the file, where one is given.
+  std::optional<ini::Records> records_;  // Of the file, where one is given.
 };
 
 }  // namespace fairlead::tool
