@@ -17,7 +17,6 @@
 #include "tool/descriptor.h"
 #include "tool/edit_lock.h"
 #include "tool/ini_testing.h"
-#include "tool/sanitized.h"
 
 namespace fairlead::tool {
 namespace {

@@ -12,7 +12,6 @@
 
 #include "tool/concat.h"
 #include "tool/read_file.h"
-#include "tool/sanitized.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool {

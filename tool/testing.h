@@ -12,20 +12,13 @@
 #include <thread>
 #include <vector>
 
+#include "fairlead/testing/sanitizers.h"
+
 namespace fairlead::tool {
 
 using Words = std::vector<std::string>;
 
-/// Whether a sanitizer is compiled in, which needs memory, descriptors and
-/// system calls of its own.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-inline constexpr bool kSanitized =
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-inline constexpr bool kSanitized = false;
-#endif
+using internal::kSanitized;
 
 /// How to start a program, and what its standard descriptors are.
 struct Launch {
