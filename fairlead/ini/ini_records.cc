@@ -1,5 +1,4 @@
-// The operations on single records and values of an INI file, and the lookups
-// of an object.
+// Operations on single records of an INI file, and lookups of an object.
 
 #include <fcntl.h>
 
