@@ -126,9 +126,8 @@ class FAIRLEAD_EXPORT CIniFile {
   static bool AddSection(std::string_view section_name,
                          const std::string& file_name);
 
-  /// Renames a section. If the new name exists, the two become one section with
-  /// two headers. Keys before the first header are section "" and stay so; a
-  /// `[]` in the file does get the name.
+  /// Renames a section. If the new name exists, one section with both headers
+  /// results. Keys before any header stay in section ""; a `[]` gets the name.
   static bool RenameSection(std::string_view old_section_name,
                             std::string_view new_section_name,
                             const std::string& file_name);
@@ -161,8 +160,7 @@ class FAIRLEAD_EXPORT CIniFile {
   /// Returns all headers in file order, disabled ones and duplicates included.
   static std::vector<Record> GetSections(const std::string& file_name);
 
-  /// Returns the keys of a section in file order, disabled ones and duplicates
-  /// included, without its headers.
+  /// Returns the keys of a section, likewise, without its headers.
   static std::vector<Record> GetSection(std::string_view section_name,
                                         const std::string& file_name);
 
@@ -191,7 +189,6 @@ class FAIRLEAD_EXPORT CIniFile {
   /// written untrimmed. Otherwise the key is trimmed: the record found gets the
   /// value, and stays disabled if it was; a new key is inserted below the
   /// section's first record (normally its header), above the other keys.
-  ///
   /// An empty key means the header, which has no value: a section without a
   /// header gets one (two if it has no record); no other line changes.
   static bool SetValue(std::string_view key_name, std::string_view value,
@@ -236,12 +233,11 @@ class FAIRLEAD_EXPORT CIniFile {
   ///     empty and `loaded` is false
   bool Load(std::string file_name);
 
-  /// Returns a copy of a record of the loaded list, or an empty list.
-  ///
-  /// The search starts five records before the last one found, at that one if
-  /// no more than five precede it, or at the beginning if none was found yet.
-  /// If it fails at the end, it runs once more from the beginning. Of several
-  /// duplicates it may therefore find another than the first.
+  /// Returns a copy of a record of the loaded list, or an empty list. The
+  /// search starts five records before the last one found, at that one if no
+  /// more than five precede it, or at the beginning if none was found yet. If
+  /// it fails, it runs once more from the beginning. Of several duplicates it
+  /// may therefore find another than the first.
   ///
   /// While `loaded` is false, finds nothing and changes no statistic. If the
   /// second pass finds the record, and `searches` is not 1, prints
@@ -279,9 +275,8 @@ class FAIRLEAD_EXPORT CIniFile {
 
  public:
   bool loaded = false;  ///< What the last member Load() returned.
-  /// The record found last; the end of the list if none was found since Load().
-  /// May be set to any position. Values may be changed through it; sections and
-  /// keys may not, since lookups rely on them.
+  /// The record found last, or the end of the list. May be set to any position.
+  /// Only values may be changed through it: lookups rely on sections and keys.
   std::vector<Record>::iterator cursor;
   std::int32_t rediscovered = 0;  ///< Records found by a second pass.
   std::int32_t researches = 0;    ///< Second passes.
