@@ -1,16 +1,11 @@
-// What the tests of INI files share: a folder of their own, records to compare.
+// What the tests of INI files share. Not installed.
 
-#ifndef FAIRLEAD_INI_INI_TEST_H_
-#define FAIRLEAD_INI_INI_TEST_H_
+#ifndef FAIRLEAD_INI_INI_TESTING_H_
+#define FAIRLEAD_INI_INI_TESTING_H_
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <ios>
-#include <iterator>
 #include <ostream>
 #include <span>
 #include <string>
@@ -18,61 +13,54 @@
 #include <vector>
 
 #include "fairlead/ini/ini_file.h"
+#include "fairlead/testing/captured_output.h"
+#include "fairlead/testing/temp_folder.h"
 
 namespace fairlead {
 
-using Record = CIniFile::Record;
-using Records = std::vector<Record>;
-
-// Found by their names alone, so in the namespace of Record.
-inline bool operator==(const Record& a, const Record& b) {
+// Found by argument-dependent lookup, and so in the namespace of CIniFile.
+inline bool operator==(const CIniFile::Record& a, const CIniFile::Record& b) {
   return std::tie(a.Comments, a.Commented, a.Section, a.Key, a.Value) ==
          std::tie(b.Comments, b.Commented, b.Section, b.Key, b.Value);
 }
 
-inline void PrintTo(const Record& record, std::ostream* out) {
+inline void PrintTo(const CIniFile::Record& record, std::ostream* out) {
   *out << '{' << testing::PrintToString(record.Comments) << ", '"
        << record.Commented << "', " << testing::PrintToString(record.Section)
        << ", " << testing::PrintToString(record.Key) << ", "
        << testing::PrintToString(record.Value) << '}';
 }
 
-using Edit = std::function<bool(const std::string& file)>;
+}  // namespace fairlead
 
-// An edit that succeeds: bytes into bytes, and what it prints meanwhile.
+namespace fairlead::internal {
+
+using Record = CIniFile::Record;
+using Records = std::vector<Record>;
+using EditCall = std::function<bool(const std::string& file)>;
+
+// An edit that succeeds.
 struct EditCase {
   const char* what;
   const char* before;
-  Edit edit;
+  EditCall edit;
   const char* after;
   const char* printed = "";
 };
 
 class IniTest : public testing::Test {
  protected:
-  IniTest() {
-    std::string pattern = testing::TempDir() + "ini_test.XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) std::abort();
-    folder_ = pattern;
-  }
-
-  ~IniTest() override { std::filesystem::remove_all(folder_); }
-
   std::string Path(const std::string& name = "a.ini") const {
-    return folder_ + "/" + name;
+    return folder_.Path(name);
   }
 
-  // A file with that text; its path.
+  // Writes the file and returns its path.
   std::string Write(const std::string& text) const {
-    std::ofstream out(Path(), std::ios::binary | std::ios::trunc);
-    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+    WriteFile(Path(), text);
     return Path();
   }
 
-  std::string Read() const {
-    std::ifstream in(Path(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
+  std::string Read() const { return ReadFile(Path()); }
 
   Records Loaded(const std::string& text) const {
     Records records;
@@ -80,30 +68,29 @@ class IniTest : public testing::Test {
     return records;
   }
 
-  // The bytes that Save() writes; what it prints is gone.
+  // Returns the bytes that Save() writes; discards what it prints.
   std::string Saved(const Records& records) const {
-    testing::internal::CaptureStdout();
+    const CapturedOutput discarded;
     EXPECT_TRUE(CIniFile::Save(Path(), records));
-    testing::internal::GetCapturedStdout();
     return Read();
   }
 
-  void EditsAsTold(std::span<const EditCase> cases) const {
+  void CheckEdits(std::span<const EditCase> cases) const {
     for (const EditCase& c : cases) {
       SCOPED_TRACE(c.what);
       Write(c.before);
-      testing::internal::CaptureStdout();
+      CapturedOutput output;
       const bool result = c.edit(Path());
-      const std::string printed = testing::internal::GetCapturedStdout();
+      const std::string printed = output.Take();
       EXPECT_TRUE(result);
       EXPECT_EQ(Read(), c.after);
       EXPECT_EQ(printed, c.printed);
     }
   }
 
-  std::string folder_;
+  const TempFolder folder_;
 };
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
-#endif  // FAIRLEAD_INI_INI_TEST_H_
+#endif  // FAIRLEAD_INI_INI_TESTING_H_
