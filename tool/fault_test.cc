@@ -163,8 +163,8 @@ constexpr const char* kErrors[] = {"EIO", "ENOSPC", "EMFILE", "ENOMEM"};
 // Left out: memory, whose failures the loader and the C library meet as well;
 // futex, of whose errors the C library makes an abort; and what cannot fail.
 const std::set<std::string> kSpared = {
-    "brk",   "mmap",       "mprotect", "munmap",       "mremap",
-    "futex", "exit_group", "exit",     "rt_sigreturn", "madvise"};
+    "brk",        "mmap", "mprotect",     "munmap",  "mremap", "futex",
+    "exit_group", "exit", "rt_sigreturn", "madvise", "getpid", "gettid"};
 
 // How often a call is made. strace counts the calls of each thread from 1, and
 // the loader has made the first thread's first ones.

@@ -1,5 +1,5 @@
-// What the INI store allocates: an allocation that fails leaves a file as it
-// was, and the table of an object is made when it is promised.
+// Tests of the INI store's allocations: a failed one leaves the file unchanged,
+// and the hash index of an object is built when documented.
 
 #include <gtest/gtest.h>
 
@@ -12,17 +12,17 @@
 
 #include "fairlead/export.h"
 #include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/ini_test.h"
+#include "fairlead/ini/ini_testing.h"
 #include "fairlead/ini/profile.h"
 
 namespace {
 
 constexpr int kNever = -1;
 
-// The allocations of this program, as its tests count them and have them fail.
+// Counts the allocations of this program and makes them fail.
 struct Allocations {
   std::size_t bytes = 0;
-  int until_failure = kNever;  // 0 at the one that fails.
+  int until_failure = kNever;  // The next one fails at 0.
   bool all_fail_then = false;
 };
 
@@ -40,7 +40,7 @@ bool FailsNow() {
 
 }  // namespace
 
-// Not inlined: g++ takes a `free` beside a `new` for a mistake.
+// Not inlined: g++ warns about a `free` of what `new` returned.
 [[gnu::noinline]] FAIRLEAD_EXPORT void* operator new(std::size_t size) {
   if (FailsNow()) throw std::bad_alloc();
   allocations.bytes += size;
@@ -57,10 +57,8 @@ bool FailsNow() {
   std::free(memory);
 }
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
-
-// --- Allocations that fail ---------------------------------------------------
 
 struct Writer {
   const char* name;
@@ -70,9 +68,9 @@ struct Writer {
 const std::string kSection = "a section with a long name";
 const std::string kKey = "a key that has a long name";
 const std::string kValue = "a value that is long enough to need memory";
-const std::string kNew = "a name that stands nowhere in the file";
+const std::string kNew = "a name that is nowhere in the file";
 
-// The names of records, too long for a string to hold without memory.
+// Strings too long to be stored without an allocation.
 const Records kRecords = {{"#" + kNew + "\n", ' ', kSection, "", ""},
                           {"", ';', kSection, kKey, kValue}};
 
@@ -115,8 +113,8 @@ const Writer kWriters[] = {
 
 class IniAllocationTest : public IniTest {
  protected:
-  // Short lines first, so that room for the longest is missing when they are
-  // written.
+  // Short lines first, so that a buffer for the longest line would have to grow
+  // after some were written.
   const std::string old_ = "[a]\nk=v\n# " + kNew + "\n[" + kSection + "]\n;" +
                            kKey + "=" + kValue + "\nlast=" + kValue + kValue +
                            "\n";
@@ -124,7 +122,8 @@ class IniAllocationTest : public IniTest {
 
 enum class End { kDone, kBadAlloc, kOther };
 
-// Acts while allocation number n fails, from 0 on, and perhaps all after it.
+// Runs `act` while allocation number n (from 0) fails, and all later ones if
+// `all_then`.
 End ActWithFailure(const std::function<void()>& act, int n, bool all_then) {
   allocations.until_failure = n;
   allocations.all_fail_then = all_then;
@@ -150,9 +149,9 @@ TEST_F(IniAllocationTest, AFailureLeavesTheOldBytes) {
                      << writer.name << ", allocation " << n
                      << (all_then ? " and all after it" : ""));
         Write(old_);
-        testing::internal::CaptureStdout();
+        CapturedOutput output;
         end = ActWithFailure([&] { writer.act(path); }, n, all_then);
-        testing::internal::GetCapturedStdout();
+        output.Take();
         ASSERT_NE(end, End::kOther);
         ASSERT_EQ(Read() == old_, end == End::kBadAlloc);
       }
@@ -160,7 +159,7 @@ TEST_F(IniAllocationTest, AFailureLeavesTheOldBytes) {
   }
 }
 
-TEST_F(IniAllocationTest, AFailureMakesNoFile) {
+TEST_F(IniAllocationTest, AFailureCreatesNoFile) {
   const std::string path = Path("new.ini");
   const auto set = [&] { CIniFile::SetValue(kKey, kValue, kSection, path); };
   for (int n = 0; ActWithFailure(set, n, true) != End::kDone; ++n)
@@ -168,46 +167,43 @@ TEST_F(IniAllocationTest, AFailureMakesNoFile) {
   EXPECT_TRUE(std::filesystem::exists(path));
 }
 
-// --- The table of an object --------------------------------------------------
-
 constexpr int kKeys = 1000;
 
-class IniTableTest : public IniTest {
+class IniIndexTest : public IniTest {
  protected:
-  IniTableTest() {
+  IniIndexTest() {
     std::string text;
     for (int i = 0; i < kKeys; ++i) text += "k" + std::to_string(i) + "=v\n";
     ini_.Load(Write(text));
   }
 
-  // How many bytes a lookup allocates.
+  // Returns how many bytes a lookup allocates.
   std::size_t BytesOf(const std::string& key) {
-    testing::internal::CaptureStdout();
+    CapturedOutput output;
     const std::size_t before = allocations.bytes;
     EXPECT_EQ(ini_.GetValueDef("", key, "none"), "v");
     const std::size_t bytes = allocations.bytes - before;
-    testing::internal::GetCapturedStdout();
+    output.Take();
     return bytes;
   }
 
   CIniFile ini_;
 };
 
-// 50 to 80 bytes a record, once, when walks have seen as many as there are.
-TEST_F(IniTableTest, IsMadeOnceWalksHaveSeenAsManyRecordsAsThereAre) {
-  EXPECT_EQ(BytesOf("k600"), 0U);  // Walks 601 records.
-  EXPECT_EQ(BytesOf("k999"), 0U);  // 405 more, from 595 on: 1,006 in all.
-  const std::size_t table = BytesOf("k999");
-  EXPECT_GE(table, 48U * kKeys);
-  EXPECT_LE(table, 80U * kKeys);
+TEST_F(IniIndexTest, IsBuiltOnceScansHaveVisitedAsManyRecordsAsThereAre) {
+  EXPECT_EQ(BytesOf("k600"), 0U);  // Scans 601 records.
+  EXPECT_EQ(BytesOf("k999"), 0U);  // 405 more, from 595 on: 1,006.
+  const std::size_t index = BytesOf("k999");
+  EXPECT_GE(index, 48U * kKeys);
+  EXPECT_LE(index, 80U * kKeys);
   EXPECT_EQ(BytesOf("k998"), 0U);
   EXPECT_EQ(BytesOf("k997"), 0U);
 }
 
-TEST_F(IniTableTest, IsNotMadeForAFewLookups) {
+TEST_F(IniIndexTest, IsNotBuiltForAFewLookups) {
   for (const char* key : {"k0", "k1", "k2", "k9", "k10", "k100"})
     EXPECT_EQ(BytesOf(key), 0U) << key;
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -16,13 +16,13 @@
 
 #include "fairlead/ini/ini_benchmark.h"
 #include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/memory_file.h"
+#include "fairlead/testing/memory_file.h"
 
 namespace {
 
 using fairlead::CIniFile;
-using fairlead::MemoryFile;
 using fairlead::Require;
+using fairlead::internal::MemoryFile;
 
 struct Setting {
   std::string section;

@@ -1,3 +1,5 @@
+// INI files as lists of records: loading and saving.
+
 #include "fairlead/ini/ini_file.h"
 
 #include <fcntl.h>
@@ -30,36 +32,36 @@ void Append(const RecordReader& reader,
   record.Value = reader.Value();
 }
 
-// As many records as the text has lines, within a memory of so many times its
-// size: lines may be blank.
+// Returns the number of records to reserve: one per line, but no more memory
+// than a multiple of the text's size, since lines may be empty.
 std::size_t ExpectedRecords(std::string_view text) {
-  constexpr std::size_t kMostTimesItsSize = 8;
+  constexpr std::size_t kMaxExpansion = 8;
   const auto lines =
       static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
   return std::min(lines,
-                  text.size() * kMostTimesItsSize / sizeof(CIniFile::Record));
+                  text.size() * kMaxExpansion / sizeof(CIniFile::Record));
 }
 
-// The size of the lines that stand for a record in a file, or one byte more.
-std::size_t MostOfLines(const CIniFile::Record& record) {
-  constexpr std::size_t kMostMarks = sizeof("#[]\n") - 1;
+// Returns the size of a record's lines in a file, or one byte more.
+std::size_t MaxSizeOfLines(const CIniFile::Record& record) {
+  constexpr std::size_t kMaxPunctuation = sizeof("#[]\n") - 1;
   const std::size_t names = record.Key.empty()
                                 ? record.Section.size()
                                 : record.Key.size() + record.Value.size();
-  return record.Comments.size() + names + kMostMarks;
+  return record.Comments.size() + names + kMaxPunctuation;
 }
 
-// Room for the lines of any of the records, one at a time.
-std::string RoomForLines(const std::vector<CIniFile::Record>& records) {
-  std::size_t most = 0;
+// Returns an empty buffer with capacity for the lines of any of the records.
+std::string BufferForLines(const std::vector<CIniFile::Record>& records) {
+  std::size_t size = 0;
   for (const CIniFile::Record& record : records)
-    most = std::max(most, MostOfLines(record));
-  std::string room;
-  room.reserve(most);
-  return room;
+    size = std::max(size, MaxSizeOfLines(record));
+  std::string buffer;
+  buffer.reserve(size);
+  return buffer;
 }
 
-// Appends the lines that stand for a record in a file.
+// Appends the lines of a record in a file.
 void AppendLines(const CIniFile::Record& record, std::string& text) {
   text += record.Comments;
   if (record.Commented != kActive) text += record.Commented;
@@ -86,15 +88,15 @@ bool CIniFile::Load(const std::string& file_name,
 
 bool CIniFile::Save(const std::string& file_name,
                     const std::vector<Record>& content) {
-  // Before the file is touched: from there on nothing is allocated.
-  std::string lines = RoomForLines(content);
+  // Nothing is allocated after this, so bad_alloc leaves the file unchanged.
+  std::string lines = BufferForLines(content);
   const OpenFile file(file_name, O_WRONLY | O_CREAT);
   if (!file.IsOpen() || !file.Truncate()) return false;
 
   bool written = true;
   for (const Record& record : content) {
     if (record.Commented != kActive) std::printf("<%c> ", record.Commented);
-    if (!written) continue;  // As a stream that has failed: no byte more.
+    if (!written) continue;  // After an error nothing more is written.
     lines.clear();
     AppendLines(record, lines);
     written = file.WriteAll(lines);
@@ -121,8 +123,8 @@ CIniFile::CIniFile()
 
 CIniFile::~CIniFile() = default;
 
-// The name is a copy: it may stand in the list or in lastLookup, which go
-// before the file is opened.
+// The name is taken by value: it may refer to the list or to lastLookup, which
+// are cleared before the file is opened.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool CIniFile::Load(std::string file_name) {
   records_->clear();

@@ -17,7 +17,7 @@
 
 #include "fairlead/ini/ini_benchmark.h"
 #include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/memory_file.h"
+#include "fairlead/testing/memory_file.h"
 
 namespace {
 
@@ -223,7 +223,7 @@ Records SampleRecords(const benchmark::State& state) {
 
 void BM_Save(benchmark::State& state) {
   const Records records = SampleRecords(state);
-  const fairlead::MemoryFile file;
+  const fairlead::internal::MemoryFile file;
   const std::string path = file.Path();
   for (auto _ : state) CIniFile::Save(path, records);
   Require(file.Read() == CIniFile::Content(Sample(state).Path()),
@@ -233,7 +233,7 @@ BENCHMARK(BM_Save)->Name("IniSave/fairlead")->Arg(60)->Arg(1'000);
 
 // The same system calls, with the lines prepared.
 void BM_BareWrites(benchmark::State& state) {
-  const fairlead::MemoryFile file;
+  const fairlead::internal::MemoryFile file;
   const std::string path = file.Path();
   std::vector<std::string> lines;
   for (const CIniFile::Record& record : SampleRecords(state)) {

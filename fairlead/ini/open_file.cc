@@ -1,3 +1,5 @@
+// Whole files, read and written with system calls.
+
 #include "fairlead/ini/open_file.h"
 
 #include <fcntl.h>
@@ -10,12 +12,12 @@
 namespace fairlead::internal {
 namespace {
 
-// Room for what comes from a pipe, or from a file that does not know its size.
-constexpr std::size_t kFirstRoom = 4096;
+// The first buffer for a pipe or a file that reports no size.
+constexpr std::size_t kInitialBuffer = 4096;
 
-// A size that a file claims is believed up to here; beyond, room is made as
-// bytes come.
-constexpr std::size_t kMostRoomAtOnce = std::size_t{1} << 30;
+// The largest buffer allocated because of a reported size; beyond it, the
+// buffer grows with what is read.
+constexpr std::size_t kMaxInitialBuffer = std::size_t{1} << 30;
 
 }  // namespace
 
@@ -39,11 +41,11 @@ std::size_t OpenFile::ExpectedSize() const {
 }
 
 std::string OpenFile::ReadAll() const {
-  // With room for one byte more than it asks for, a read that ends at the
-  // expected size has met the end of the file.
+  // The buffer has one spare byte: a read that stops at the expected size has
+  // reached the end of the file.
   const std::size_t expected = ExpectedSize();
-  const std::size_t room = std::min(expected + 1, kMostRoomAtOnce);
-  std::string text(expected > 0 ? room : kFirstRoom, '\0');
+  const std::size_t buffer = std::min(expected + 1, kMaxInitialBuffer);
+  std::string text(expected > 0 ? buffer : kInitialBuffer, '\0');
   std::size_t size = 0;
   while (true) {
     if (size == text.size()) text.resize(2 * size);
@@ -52,7 +54,7 @@ std::string OpenFile::ReadAll() const {
     });
     if (count == 0) break;
     if (count < 0) {
-      // What was read of the line that failed is no line.
+      // Drops the partial line.
       size = size == 0 ? 0 : text.rfind('\n', size - 1) + 1;
       break;
     }

@@ -1,4 +1,4 @@
-// The hash of the keys that a COnlyOnce knows. Not installed.
+// The seeded hash of the keys of a COnlyOnce. Not installed.
 
 #ifndef FAIRLEAD_LOG_KEY_HASH_H_
 #define FAIRLEAD_LOG_KEY_HASH_H_
@@ -12,16 +12,15 @@
 
 namespace fairlead::internal {
 
-// What the hash of a key depends on besides the key. It never leaves the
-// process and is drawn anew in each: keys that come from outside cannot be
-// chosen to meet in one slot.
+// The random seed of the hash, drawn once per process: input cannot be chosen
+// so that its keys collide.
 struct HashSecret {
   std::uint64_t start = 0;
   std::uint64_t factor = 0;
 };
 
-// Where no random numbers are to be had, the place of the stack is a secret
-// too, of fewer bits.
+// Draws a seed. If the system has no random numbers, uses the address of the
+// stack, which is random too, with fewer bits.
 inline HashSecret DrawHashSecret() {
   HashSecret secret;
   if (getrandom(&secret, sizeof secret, GRND_NONBLOCK) != sizeof secret)
@@ -38,16 +37,16 @@ std::uint64_t LoadWord(const char* from) {
 
 __extension__ using Wide = unsigned __int128;
 
-// Both halves of the product in one: a bit anywhere in a factor reaches the low
-// bits of the result, which choose the slot.
+// Combines both halves of the product, so that every bit of a factor affects
+// the low bits of the result, which select the slot.
 inline std::uint64_t Fold(std::uint64_t one, std::uint64_t other) {
   const Wide product = Wide{one} * other;
   return static_cast<std::uint64_t>(product) ^
          static_cast<std::uint64_t>(product >> 64U);
 }
 
-// The bytes of a text of at most 8, in any arrangement that tells two texts of
-// one length apart.
+// Packs a text of at most 8 bytes; different texts of one length give different
+// numbers.
 inline std::uint64_t ShortText(const char* text, std::size_t size) {
   if (size >= 4)
     return LoadWord<std::uint32_t>(text) |
@@ -58,8 +57,9 @@ inline std::uint64_t ShortText(const char* text, std::size_t size) {
          LoadWord<std::uint8_t>(text + size - 1) << 16U;
 }
 
-// Keys are short: this takes half the time of std::hash, a call to which costs
-// more than the search that follows. The length tells "a" from "aaa".
+// Returns the hash of a key. Takes half the time of std::hash for short keys,
+// which would cost more than the lookup. The length distinguishes "a" from
+// "aaa".
 inline std::uint64_t HashOfKey(std::string_view key, const HashSecret& secret) {
   const char* text = key.data();
   std::size_t size = key.size();

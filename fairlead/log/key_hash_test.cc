@@ -1,4 +1,5 @@
-// How keys spread over a table, whatever they look like.
+// Tests of how evenly the hash distributes similar keys.
+
 #include "fairlead/log/key_hash.h"
 
 #include <gtest/gtest.h>
@@ -16,38 +17,36 @@
 #include <vector>
 
 #include "fairlead/export.h"
-#include "fairlead/log/log_testing.h"
+#include "fairlead/testing/sanitizers.h"
 
 namespace {
 
-constexpr ssize_t kAsTheSystem = -2;
-ssize_t random_answer = kAsTheSystem;  // What getrandom returns.
+constexpr ssize_t kCallSystem = -2;
+ssize_t random_result = kCallSystem;  // What getrandom returns.
 
 }  // namespace
 
 extern "C" FAIRLEAD_EXPORT ssize_t getrandom(void* buffer, std::size_t size,
                                              unsigned flags) {
-  if (random_answer != kAsTheSystem) return random_answer;
+  if (random_result != kCallSystem) return random_result;
   return syscall(SYS_getrandom, buffer, size, flags);
 }
 
 namespace fairlead::internal {
 namespace {
 
-using log_testing::kSanitized;
 using Keys = std::vector<std::string>;
 
-// What the numbers are where the system has none, or too few.
-HashSecret SecretWithoutRandomNumbers(ssize_t answer) {
-  random_answer = answer;
+// Draws a seed while getrandom returns an error or too few bytes.
+HashSecret SecretWithoutRandomNumbers(ssize_t result) {
+  random_result = result;
   const HashSecret secret = DrawHashSecret();
-  random_answer = kAsTheSystem;
+  random_result = kCallSystem;
   return secret;
 }
 
-// How many slots putting a key into a table looks at, on average, when at most
-// half of them are taken in the end. Chance makes it 1.3 for the keys below;
-// the counting ends where it is above 4.
+// Returns the mean number of probes per insertion into a table that ends up at
+// most half full. Random hashes give 1.3; stops counting above 4.
 double MeanProbes(const Keys& keys, const HashSecret& secret) {
   std::vector<bool> taken(std::bit_ceil(2 * keys.size()));
   std::size_t probes = 0;
@@ -59,9 +58,9 @@ double MeanProbes(const Keys& keys, const HashSecret& secret) {
   return static_cast<double>(probes) / static_cast<double>(keys.size());
 }
 
-constexpr double kMostMeanProbes = 1.4;
+constexpr double kMaxMeanProbes = 1.4;
 
-// A number as that many bytes, the most significant first.
+// Returns a number as that many bytes, most significant first.
 std::string BigEndian(std::uint64_t number, std::size_t bytes) {
   std::string text(bytes, '\0');
   for (std::size_t i = bytes; i > 0; --i, number >>= 8U)
@@ -75,40 +74,40 @@ std::string Printed(const char* form, unsigned number) {
   return text.data();
 }
 
-// Sets of keys that differ in few of their bytes.
-std::vector<Keys> AlikeKeys() {
-  constexpr unsigned kMost = kSanitized ? 10000 : 100000;
+// Returns sets of keys that differ in few bytes.
+std::vector<Keys> SimilarKeys() {
+  constexpr unsigned kKeys = kSanitized ? 10000 : 100000;
   std::vector<Keys> sets;
   for (const std::size_t bytes : {4U, 5U, 6U, 7U, 8U, 9U, 12U, 16U, 24U, 31U}) {
     Keys& keys = sets.emplace_back();
-    for (unsigned i = 0; i < kMost; ++i) keys.push_back(BigEndian(i, bytes));
+    for (unsigned i = 0; i < kKeys; ++i) keys.push_back(BigEndian(i, bytes));
   }
   for (const char* form : {"%08u", "%016x", "key %u"}) {
     Keys& keys = sets.emplace_back();
-    for (unsigned i = 0; i < kMost; ++i) keys.push_back(Printed(form, i));
+    for (unsigned i = 0; i < kKeys; ++i) keys.push_back(Printed(form, i));
   }
   Keys& in_the_middle = sets.emplace_back();
-  for (unsigned i = 0; i < kMost; ++i)
+  for (unsigned i = 0; i < kKeys; ++i)
     in_the_middle.push_back(BigEndian(i, 8) + std::string(8, 'x'));
   return sets;
 }
 
-TEST(KeyHashTest, KeysThatAreAlikeSpreadAsByChance) {
+TEST(KeyHashTest, SimilarKeysSpreadEvenly) {
   const HashSecret secret = DrawHashSecret();
-  for (const Keys& keys : AlikeKeys()) {
+  for (const Keys& keys : SimilarKeys()) {
     SCOPED_TRACE(testing::PrintToString(keys.back()));
-    EXPECT_LT(MeanProbes(keys, secret), kMostMeanProbes);
+    EXPECT_LT(MeanProbes(keys, secret), kMaxMeanProbes);
   }
 }
 
-TEST(KeyHashTest, KeysSpreadWithoutRandomNumbersToo) {
-  for (const ssize_t answer : {ssize_t{-1}, ssize_t{0}, ssize_t{8}}) {
-    const HashSecret secret = SecretWithoutRandomNumbers(answer);
+TEST(KeyHashTest, KeysSpreadEvenlyWithoutRandomNumbers) {
+  for (const ssize_t result : {ssize_t{-1}, ssize_t{0}, ssize_t{8}}) {
+    const HashSecret secret = SecretWithoutRandomNumbers(result);
     EXPECT_NE(secret.start, 0U);
     EXPECT_EQ(secret.factor, 0x9e3779b97f4a7c15U);
-    for (const Keys& keys : AlikeKeys()) {
+    for (const Keys& keys : SimilarKeys()) {
       SCOPED_TRACE(testing::PrintToString(keys.back()));
-      EXPECT_LT(MeanProbes(keys, secret), kMostMeanProbes);
+      EXPECT_LT(MeanProbes(keys, secret), kMaxMeanProbes);
     }
   }
 }
@@ -121,8 +120,8 @@ TEST(KeyHashTest, TheHashDependsOnBothRandomNumbers) {
   EXPECT_NE(HashOfKey("key", {secret.start, other.factor}), hash);
 }
 
-// Their bytes are read alike, for they overlap.
-TEST(KeyHashTest, LengthsOfOneByteAreDifferentKeys) {
+// The hash reads overlapping bytes, which are the same for these.
+TEST(KeyHashTest, KeysOfEqualBytesDifferByTheirLength) {
   const HashSecret secret = DrawHashSecret();
   std::set<std::uint64_t> hashes;
   for (std::size_t size = 0; size <= 40; ++size)

@@ -1,4 +1,5 @@
-// The log: whole lines, to a file and to standard output at once.
+// A log that writes whole lines to a file and to standard output.
+
 #include "fairlead/log/log.h"
 
 #include <fcntl.h>
@@ -18,20 +19,20 @@
 namespace fairlead {
 namespace {
 
-// No more than this waits for a line break.
-constexpr std::size_t kBuffer = std::size_t{8} * 1024;
+// Text without LF or CR is flushed when more than this is buffered.
+constexpr std::size_t kMaxBuffered = std::size_t{8} * 1024;
 
-// A limit on the size of files is asked for again after so many bytes.
-constexpr std::size_t kBetweenQuestions = kBuffer;
+// The limit on the size of files is checked once per this many bytes.
+constexpr std::size_t kBytesBetweenChecks = kMaxBuffered;
 
-// When more than this waits for a full disk, texts are dropped.
-constexpr std::size_t kMostForFullDisk = std::size_t{64} * 1024;
+// Texts are dropped while more than this waits for a full disk.
+constexpr std::size_t kMaxWaiting = std::size_t{64} * 1024;
 
 bool Holds(std::string_view text, char c) {
   return text.find(c) != std::string_view::npos;
 }
 
-// The text with a carriage return before every line feed.
+// Returns the text with each LF replaced by CR LF.
 std::string WithCarriageReturns(std::string_view text) {
   std::string copy;
   copy.reserve(text.size() + static_cast<std::size_t>(
@@ -43,8 +44,8 @@ std::string WithCarriageReturns(std::string_view text) {
   return copy;
 }
 
-// Standard output has two buffers when the program has parted std::cout from
-// stdio, and the library's own messages go through the second.
+// Flushes both buffers of standard output: after sync_with_stdio(false),
+// std::cout has one of its own, and the library prints through stdio.
 void WriteToStandardOutput(std::string_view text, bool flush) {
   std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
   if (!flush) return;
@@ -52,15 +53,15 @@ void WriteToStandardOutput(std::string_view text, bool flush) {
   std::fflush(stdout);
 }
 
-// Whether there is a limit on the size of files.
+// Returns whether there is a limit on the size of files.
 bool HasSizeLimit() {
   rlimit limit{};
   return getrlimit(RLIMIT_FSIZE, &limit) != 0 ||
          limit.rlim_cur != RLIM_INFINITY;
 }
 
-// Writes what the file takes of `text`, without the signal that the system
-// raises where the file is as large as it may be. Returns how much that was.
+// Writes as much of `text` as the file takes and returns how much that was.
+// Suppresses the SIGXFSZ of a file that has reached its limit.
 std::size_t WriteUnderLimit(int descriptor, std::string_view text) {
   const internal::BlockedSignal signal(SIGXFSZ);
   const std::size_t written = internal::WriteAll(descriptor, text);
@@ -68,16 +69,16 @@ std::size_t WriteUnderLimit(int descriptor, std::string_view text) {
   return written;
 }
 
-// One write; returns how much the file took.
+// Calls `write` once and returns how much the file took.
 std::size_t WriteOnce(int descriptor, std::string_view text) {
   const ssize_t count = write(descriptor, text.data(), text.size());
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-// Makes std::cout for the logs among static objects of a program that never
-// includes <iostream>. It is made before the log that asks for it, and so
-// flushed for the last time after it.
-void MakeStandardOutput() { static const std::ios_base::Init made; }
+// Initialises std::cout, which a program that never includes <iostream> has not
+// done when a static log is constructed. Initialised before the log, std::cout
+// is flushed for the last time after the log's destructor.
+void InitialiseStandardOutput() { static const std::ios_base::Init init; }
 
 }  // namespace
 
@@ -96,36 +97,36 @@ bool CLog::File::Open(const std::string& name) {
 
 void CLog::File::Write(std::string_view text, bool flush) {
   if (descriptor_ < 0) return;
-  if (flush && waiting_.empty()) {  // Nearly every line: it is not copied.
+  if (flush && waiting_.empty()) {  // The usual case: no copy.
     text.remove_prefix(Send(text));
     if (!text.empty()) waiting_ = text;
     return;
   }
 
-  if (waiting_.size() > kMostForFullDisk) Flush();
-  if (waiting_.size() > kMostForFullDisk) return;
+  if (waiting_.size() > kMaxWaiting) Flush();
+  if (waiting_.size() > kMaxWaiting) return;
   waiting_ += text;
-  if (flush || waiting_.size() > kBuffer) Flush();
+  if (flush || waiting_.size() > kMaxBuffered) Flush();
 }
 
-// Writes what the file takes of `text` and returns how much that was.
+// Writes as much of `text` as the file takes and returns how much that was.
 //
-// Blocking the signal of a limit costs two system calls, as much as the write.
-// It is left out while no limit is in sight: none was set when last asked, and
-// the file took all that was written since. A write that meets a limit halfway
-// comes back short without the signal: only the next one raises it.
+// Blocking SIGXFSZ costs two system calls, as much as the write, so it is left
+// out while there was no limit at the last check and every write since then was
+// complete. That is safe: a write that crosses a limit is short and raises no
+// signal, only the next one does.
 std::size_t CLog::File::Send(std::string_view text) {
-  if (until_asked_ == 0) {
-    limit_in_sight_ = HasSizeLimit();
-    until_asked_ = kBetweenQuestions;
+  if (bytes_until_check_ == 0) {
+    size_limited_ = HasSizeLimit();
+    bytes_until_check_ = kBytesBetweenChecks;
   }
   std::size_t sent = 0;
-  if (!limit_in_sight_) sent = WriteOnce(descriptor_, text);
+  if (!size_limited_) sent = WriteOnce(descriptor_, text);
   if (sent < text.size()) {
-    limit_in_sight_ = true;
+    size_limited_ = true;
     sent += WriteUnderLimit(descriptor_, text.substr(sent));
   }
-  until_asked_ -= std::min(until_asked_, sent);
+  bytes_until_check_ -= std::min(bytes_until_check_, sent);
   return sent;
 }
 
@@ -134,13 +135,13 @@ void CLog::File::Flush() {
 }
 
 CLog::CLog(const std::vector<std::string>& names) : crlf_(false) {
-  MakeStandardOutput();
+  InitialiseStandardOutput();
   for (const std::string& name : names)
     if (file_.Open(name)) return;
 }
 
 CLog::CLog(const std::string& name, bool crlf) : crlf_(crlf) {
-  MakeStandardOutput();
+  InitialiseStandardOutput();
   file_.Open(name);
 }
 

@@ -1,7 +1,7 @@
-// Logs among the static objects of a program that never includes <iostream>:
-// both places must have what is written in constructors and in destructors.
-// GoogleTest includes it, and ends before the destructors run; so the program
-// judges itself, and ends with 0 if all is well.
+// Tests a log among the static objects of a program that never includes
+// <iostream>: what is written in constructors and destructors must reach the
+// file and standard output. GoogleTest includes <iostream> and ends before the
+// destructors run, so the program checks itself and exits with 0 on success.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -18,27 +18,27 @@ namespace {
 
 constexpr char kWritten[] = "constructed\nmain\ndestroyed\nat the end";
 
-// Made first and destroyed last: it makes the files and judges them.
-class Judge {
+// Constructed first and destroyed last; creates the files and checks them.
+class Check {
  public:
-  Judge() {
+  Check() {
     if (mkdtemp(folder_.data()) == nullptr) std::abort();
     const int output = open(Output().c_str(), O_WRONLY | O_CREAT, 0600);
     if (output < 0 || dup2(output, STDOUT_FILENO) < 0) std::abort();
     close(output);
   }
-  ~Judge() {
+  ~Check() {
     std::fflush(stdout);
     const bool file = Contents(Log()) == kWritten;
     const bool output = Contents(Output()) == kWritten;
     for (const std::string& path : {Log(), Output()}) unlink(path.c_str());
     rmdir(folder_.c_str());
-    if (!file) std::fputs("the file is not as it should be\n", stderr);
-    if (!output) std::fputs("the output is not as it should be\n", stderr);
+    if (!file) std::fputs("wrong contents of the file\n", stderr);
+    if (!output) std::fputs("wrong standard output\n", stderr);
     if (!file || !output) _exit(1);
   }
-  Judge(const Judge&) = delete;
-  Judge& operator=(const Judge&) = delete;
+  Check(const Check&) = delete;
+  Check& operator=(const Check&) = delete;
 
   std::string Log() const { return folder_ + "/log"; }
   std::string Output() const { return folder_ + "/output"; }
@@ -69,8 +69,8 @@ class User {
   fairlead::CLog& log_;
 };
 
-const Judge judge;
-fairlead::CLog the_log(judge.Log(), false);
+const Check check;
+fairlead::CLog the_log(check.Log(), false);
 const User user(the_log);
 
 }  // namespace

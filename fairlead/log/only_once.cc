@@ -1,4 +1,5 @@
-// The once-only tracker: whether to act on a recurring event now.
+// A tracker that decides whether to report a recurring event now.
+
 #include "fairlead/log/only_once.h"
 
 #include <utility>
@@ -10,10 +11,10 @@ namespace {
 
 enum State : std::int32_t { kArmed = 0, kReported = 1, kIgnored = 2 };
 
-constexpr std::size_t kFirstSlots = 16;
+constexpr std::size_t kInitialSlots = 16;
 
-// Not inlined, so that the two numbers come back in two registers: read as one
-// of 16 bytes just after the clock wrote two of 8, they cost a stall.
+// Not inlined, so that the result is returned in two registers: a 16-byte load
+// right after the clock's two 8-byte stores would stall.
 __attribute__((noinline)) timespec Now() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -25,7 +26,7 @@ double Seconds(const timespec& instant) {
          static_cast<double>(instant.tv_nsec) / 1e9;
 }
 
-// Never 0, which marks a free slot.
+// Returns the hash of a key; never 0, which marks a free slot.
 std::size_t Hash(std::string_view key) {
   static const internal::HashSecret secret = internal::DrawHashSecret();
   constexpr std::uint64_t kTopBit = std::uint64_t{1} << 63U;
@@ -50,11 +51,10 @@ bool StartWaveStart(COnceItem& item, bool stopped) {
 
 }  // namespace
 
-// The table. Nothing outside can see an order of the keys, so they stand in
-// none: a hash table with the items inside, searched from the key's own place
-// on, answers in one access to memory where a tree or a list takes several.
-
-COnlyOnce::Slot& COnlyOnce::Place(std::string_view key, std::size_t hash) {
+// Open addressing with linear probing: iteration order is never observable, and
+// a lookup usually touches one cache line. Returns the slot of the key or the
+// free slot for it.
+COnlyOnce::Slot& COnlyOnce::SlotOf(std::string_view key, std::size_t hash) {
   const std::size_t mask = slots_.size() - 1;
   std::size_t i = hash & mask;
   while (slots_[i].hash != 0 &&
@@ -65,16 +65,16 @@ COnlyOnce::Slot& COnlyOnce::Place(std::string_view key, std::size_t hash) {
 
 COnceItem* COnlyOnce::Find(std::string_view key, std::size_t hash) {
   if (slots_.empty()) return nullptr;
-  Slot& slot = Place(key, hash);
+  Slot& slot = SlotOf(key, hash);
   return slot.hash == 0 ? nullptr : &slot.item;
 }
 
-// The key must not be there.
+// Inserts a key that is not in the table.
 COnceItem& COnlyOnce::Insert(std::string_view key, std::size_t hash) {
   if (4 * used_ >= 3 * slots_.size()) Grow();
-  Slot& slot = Place(key, hash);
+  Slot& slot = SlotOf(key, hash);
   slot.key = key;
-  slot.hash = hash;  // Last: a failure to copy the key leaves the slot free.
+  slot.hash = hash;  // Last: if copying the key throws, the slot is free.
   ++used_;
   return slot.item;
 }
@@ -85,10 +85,10 @@ COnceItem& COnlyOnce::FindOrInsert(std::string_view key, std::size_t hash) {
 }
 
 void COnlyOnce::Grow() {
-  std::vector<Slot> old(slots_.empty() ? kFirstSlots : 2 * slots_.size());
+  std::vector<Slot> old(slots_.empty() ? kInitialSlots : 2 * slots_.size());
   old.swap(slots_);
   for (Slot& slot : old)
-    if (slot.hash != 0) Place(slot.key, slot.hash) = std::move(slot);
+    if (slot.hash != 0) SlotOf(slot.key, slot.hash) = std::move(slot);
 }
 
 bool COnlyOnce::Start(std::string_view key, double interval) {
@@ -113,7 +113,7 @@ bool COnlyOnce::Start(std::string_view key, double interval) {
     case OnceWaveStart:
       return StartWaveStart(*item, longer);
   }
-  return false;  // A mode that has no name.
+  return false;  // Not a COnlyMode value.
 }
 
 bool COnlyOnce::Start(std::string_view key, int interval) {

@@ -14,16 +14,17 @@
 
 namespace fairlead::internal {
 
-// Collects what is written to standard output, by stdio, iostream or
+// Collects what is written to a standard stream, by stdio, iostream or
 // descriptor, from its construction to Take() or destruction.
 class CapturedOutput {
  public:
-  CapturedOutput()
-      : before_(dup(STDOUT_FILENO)),
-        file_(memfd_create("stdout", MFD_CLOEXEC)) {
+  // Takes the descriptor of the stream.
+  explicit CapturedOutput(int stream = STDOUT_FILENO)
+      : stream_(stream),
+        before_(dup(stream)),
+        file_(memfd_create("output", MFD_CLOEXEC)) {
     Flush();
-    if (before_ == -1 || file_ == -1 || dup2(file_, STDOUT_FILENO) == -1)
-      std::abort();
+    if (before_ == -1 || file_ == -1 || dup2(file_, stream) == -1) std::abort();
   }
   CapturedOutput(const CapturedOutput&) = delete;
   CapturedOutput& operator=(const CapturedOutput&) = delete;
@@ -34,7 +35,7 @@ class CapturedOutput {
   // Ends the capture and returns what was written. Call it once.
   std::string Take() {
     Flush();
-    if (dup2(before_, STDOUT_FILENO) == -1) std::abort();
+    if (dup2(before_, stream_) == -1) std::abort();
     close(before_);
     before_ = -1;
     const off_t size = lseek(file_, 0, SEEK_END);
@@ -50,6 +51,7 @@ class CapturedOutput {
     std::fflush(stdout);
   }
 
+  const int stream_;
   int before_;
   const int file_;
 };

@@ -40,6 +40,15 @@ TEST(CapturedOutputTest, CollectsEveryWayOfPrinting) {
   EXPECT_EQ(output.Take(), "one two three four\n");
 }
 
+TEST(CapturedOutputTest, CollectsStandardErrorAlone) {
+  CapturedOutput errors(STDERR_FILENO);
+  CapturedOutput output;
+  std::fputs("error", stderr);
+  std::fputs("output", stdout);
+  EXPECT_EQ(output.Take(), "output");
+  EXPECT_EQ(errors.Take(), "error");
+}
+
 TEST(CapturedOutputTest, EndsWithItsScope) {
   { const CapturedOutput output; }
   CapturedOutput output;

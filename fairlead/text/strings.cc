@@ -9,6 +9,8 @@
 #include <climits>
 #include <limits>
 
+#include "fairlead/text/trimmed.h"
+
 namespace fairlead {
 namespace {
 
@@ -48,15 +50,7 @@ std::string_view Trimmed(std::string_view text, std::string_view set,
   const auto in_set = [set](char c) {
     return std::find(set.begin(), set.end(), c) != set.end();
   };
-  const char* first = text.data();
-  const char* last = first + text.size();
-  const char* const kept = std::find_if_not(first, last, in_set);
-  if (kept == last) return {};  // In every mode.
-
-  if (mode != 1)
-    while (in_set(last[-1])) --last;
-  if (mode < 2) first = kept;
-  return {first, static_cast<std::size_t>(last - first)};
+  return internal::Trimmed(text, in_set, mode);
 }
 
 char Byte(std::uint32_t value, int shift) {
