@@ -65,7 +65,7 @@ CBitstr RandomBits(std::mt19937& random) {
 // Reads `text` into a fresh converter and into the model.
 void ExpectReadAlike(int total, int width, const std::string& text) {
   CConverter converter(total, width, 3);
-  const auto read = ConverterModel{total, width, 3}.ReadText(text);
+  const auto read = internal::ConverterModel{total, width, 3}.ReadText(text);
   const bool loaded = converter.LoadData(text);
   ASSERT_EQ(converter.error, read.error)
       << total << " bits, " << width << " a character: \"" << text << '"';
@@ -406,7 +406,7 @@ TEST(ConverterTest, EverySettingWritesAsTheModel) {
     for (int total = 0; total <= 540; ++total) {
       if (total % 16 == 0) bits = RandomBits(random);
       for (int group = 0; group <= 9; ++group) {
-        const ConverterModel model{total, width, group};
+        const internal::ConverterModel model{total, width, group};
         CConverter converter(total, width, group);
         converter.LoadData(bits);
         ASSERT_EQ(converter.GetStr(), model.Text(bits.data)) << total;
@@ -419,7 +419,7 @@ TEST(ConverterTest, EverySettingWritesAsTheModel) {
 
 TEST(ConverterTest, EverySettingReadsAsTheModel) {
   std::mt19937 random(82);
-  const std::string symbols = ConverterModel::Symbols();
+  const std::string symbols = internal::ConverterModel::Symbols();
   for (int width = 1; width <= 8; ++width)
     for (int total = 0; total <= 620; ++total)
       for (int kind = 0; kind < 4; ++kind) {
@@ -428,7 +428,8 @@ TEST(ConverterTest, EverySettingReadsAsTheModel) {
           text += symbols[random() % std::min(64U, 1U << width)];
         if (kind == 1 && !text.empty())  // One byte may be anything.
           text[random() % text.size()] = static_cast<char>(random());
-        if (kind == 2) text = ConverterModel::Divided(text, 1 + total % 7);
+        if (kind == 2)
+          text = internal::ConverterModel::Divided(text, 1 + total % 7);
         if (kind == 3) text.resize(random() % (text.size() + 3), 'A');
         ExpectReadAlike(total, width, text);
         if (HasFatalFailure()) return;
