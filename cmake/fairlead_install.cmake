@@ -1,7 +1,7 @@
-# What `cmake --install` puts where, the files by which others find us, and the
-# packages that CPack makes of it. Components:
+# What `cmake --install` installs, the files by which other projects find it, and
+# the packages that CPack builds. Components:
 #   runtime  the shared library, if it is one
-#   dev      what a program is built with: headers, library, CMake and pkg-config files
+#   dev      what programs are built with: headers, library, CMake and pkg-config files
 #   tool     the command, its man page and its shell completions
 include(CMakePackageConfigHelpers)
 
@@ -28,7 +28,7 @@ install(FILES
   DESTINATION ${package_dir}
   COMPONENT dev)
 
-# The prefix is relative to the file, so that the tree may be moved.
+# The prefix is relative to the file, so that the tree can be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pkgconfig_to_prefix /${pkgconfig_dir} /)
 get_target_property(library_type fairlead TYPE)
@@ -71,16 +71,16 @@ set(CPACK_GENERATOR TGZ DEB)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_FILE_NAME fairlead-${PROJECT_VERSION}-linux-x86_64)
 
-# A package for the command, one to build programs with, and one for the shared
-# library where that is built.
+# A package for the command, one for development, and one for the shared library
+# if that is built.
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME fairlead)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOL_DESCRIPTION "exchange messages with a TCP server; edit INI files
  The command fairlead sends a message to a TCP server and prints its replies,
- edits INI files, timestamps and throttles log lines, and makes and reads codes,
- checksums and ciphers.")
+ edits INI files, timestamps and throttles log lines, converts codes,
+ computes checksums, and encrypts data.")
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libfairlead-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_DESCRIPTION "the plumbing of a small command-line client, for C++

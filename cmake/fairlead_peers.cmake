@@ -1,6 +1,6 @@
-# Where the benchmarks' peers are found. None of them is needed to build.
+# Finds the peers of the benchmarks. None of them is needed to build.
 
-# By a pkg-config module of its own:
+# By pkg-config module:
 set(fairlead_peer_module_absl_str_format absl_str_format)
 set(fairlead_peer_module_absl_strings absl_strings)
 set(fairlead_peer_module_absl_time absl_time)
@@ -16,7 +16,7 @@ set(fairlead_peer_module_openssl libcrypto)
 set(fairlead_peer_module_simpleini simpleini)
 set(fairlead_peer_module_spdlog spdlog)
 
-# By a header, followed by the library to link where there is one:
+# By header, followed by the library to link, if any:
 set(fairlead_peer_header_asio asio.hpp)
 set(fairlead_peer_header_boost_dynamic_bitset boost/dynamic_bitset.hpp)
 set(fairlead_peer_header_boost_program_options boost/program_options.hpp boost_program_options)
@@ -28,8 +28,7 @@ set(fairlead_peer_header_tclap tclap/CmdLine.h)
 
 # fairlead_find_peer(peer result)
 #
-# Sets `result` to a library target of the peer, or to "" where it is not
-# installed.
+# Sets `result` to a library target of the peer, or to "" if it is not installed.
 function(fairlead_find_peer peer result)
   set(${result} "" PARENT_SCOPE)
   if(DEFINED fairlead_peer_module_${peer})

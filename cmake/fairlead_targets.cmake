@@ -1,5 +1,5 @@
-# How every target of this project is compiled, and the functions that make a
-# test, a benchmark or a fuzzer out of one source file.
+# How every target of this project is compiled, and the functions that create
+# tests, benchmarks and fuzzers, each from one source file.
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 include(CheckLinkerFlag)
@@ -7,8 +7,8 @@ include(fairlead_peers)
 
 set(fairlead_warnings -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow)
 
-# Hardening of optimised builds: each flag is used if the toolchain knows it. It
-# is added to what the builder asks for and never replaces it.
+# Hardening of optimised builds, with the flags that the toolchain supports. They
+# are added to the builder's flags and never replace them.
 set(fairlead_hardening_compile "")
 set(fairlead_hardening_link "")
 if(FAIRLEAD_HARDENING)
@@ -20,8 +20,8 @@ if(FAIRLEAD_HARDENING)
     endif()
   endforeach()
 
-  # The highest level of _FORTIFY_SOURCE that works, unless one is set already,
-  # by the builder or by the compiler itself.
+  # The highest level of _FORTIFY_SOURCE that works, unless the builder or the
+  # compiler has set one.
   set(CMAKE_REQUIRED_FLAGS -O2)
   foreach(level 3 2)
     check_cxx_source_compiles("
@@ -50,14 +50,14 @@ if(FAIRLEAD_HARDENING)
 endif()
 set(fairlead_is_optimised "$<CONFIG:Release,RelWithDebInfo,MinSizeRel>")
 
-# Position-independent programs, where the toolchain can link them.
+# Position-independent programs, if the toolchain can link them.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
-# Applies warnings, hardening and visibility to one of our own targets.
+# Applies warnings, hardening and visibility to one of our targets.
 #
-# No unity builds: sources give helpers in their unnamed namespaces the same
-# names, and some of AES are compiled for other instructions than the rest.
+# No unity builds: helpers in anonymous namespaces have the same names in several
+# sources, and some sources of AES define one macro differently.
 function(fairlead_compile_options target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
@@ -78,8 +78,9 @@ endfunction()
 
 # fairlead_program(name [PRIVATE_PARTS] [LIBRARIES library…])
 #
-# A program of one source, name.cc, linked with the library; with PRIVATE_PARTS,
-# with its object files if it is a shared one, which hides those parts.
+# A program of one source, name.cc, linked with the library. With PRIVATE_PARTS
+# and a shared library, which hides those parts, it is linked with the library's
+# object files.
 function(fairlead_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "PRIVATE_PARTS" "" "LIBRARIES")
   add_executable(${name} ${name}.cc)
@@ -94,8 +95,8 @@ function(fairlead_program name)
   endif()
 endfunction()
 
-# Tests are built often and run for a moment: they share GoogleTest's headers,
-# compiled once, and are not optimised. What they test is compiled as ever.
+# Tests are built often and run briefly: they share GoogleTest's precompiled
+# headers and are not optimised. The library under test is compiled as always.
 function(fairlead_quick_to_build target)
   set(quick -O0 -U_FORTIFY_SOURCE)
   if(NOT TARGET fairlead_test_headers)
@@ -107,8 +108,7 @@ function(fairlead_quick_to_build target)
     target_link_libraries(fairlead_test_headers PRIVATE GTest::gmock Threads::Threads)
     target_precompile_headers(fairlead_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   endif()
-  # Some interpose functions of their own for the system's, and shared libraries
-  # have to find these.
+  # Some tests replace functions of the system, also for shared libraries.
   set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET default)
   target_compile_options(${target} PRIVATE ${quick})
   target_precompile_headers(${target} REUSE_FROM fairlead_test_headers)
@@ -120,11 +120,11 @@ endfunction()
 # name.cc as a GoogleTest program; every test in it is one of ctest's. Labels:
 #   quick    all of them together take less than 30 seconds; the default
 #   slow     the others
-#   faults   a system call of the tool fails at a time; under strace
-#   threads  what runs threads: built and run under the thread sanitizer too,
-#            by the target fairlead_thread_tests
-# A test that NEEDS Package::Component is left out, with a notice, where CMake
-# does not find the package.
+#   faults   one system call of the tool fails at a time, under strace
+#   threads  run several threads; the target fairlead_thread_tests builds them
+#            for the thread sanitizer
+# A test that NEEDS Package::Component is left out, with a notice, if CMake does
+# not find the package.
 function(fairlead_test name)
   if(NOT FAIRLEAD_TESTS)
     return()
@@ -152,7 +152,7 @@ function(fairlead_test name)
   fairlead_program(${name} ${private_parts}
     LIBRARIES GTest::gmock GTest::gtest_main ${arg_LIBRARIES} ${arg_NEEDS})
   fairlead_quick_to_build(${name})
-  # A list of labels has to survive two evaluations.
+  # The list of labels is evaluated twice.
   list(JOIN arg_LABELS "\\;" labels)
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
@@ -190,8 +190,7 @@ endfunction()
 
 # fairlead_fuzzer(name [LIBRARIES library…])
 #
-# name.cc as a libFuzzer program; its kept inputs are in the folder
-# name_corpus beside it.
+# name.cc as a libFuzzer program; its corpus is in the folder name_corpus.
 function(fairlead_fuzzer name)
   if(NOT FAIRLEAD_FUZZERS)
     return()

@@ -1,24 +1,23 @@
-// Marks what a shared library shows to its users; all else stays hidden.
+// Marks what the shared library exports; everything else is hidden.
 
 #ifndef FAIRLEAD_EXPORT_H_
 #define FAIRLEAD_EXPORT_H_
 
-// Every class and function of the public headers that is not inline has this.
-// In a static library it does nothing, so that a plugin linked with one does
-// not offer our functions to others. CMake and pkg-config define
-// FAIRLEAD_STATIC for users of a static library.
+// For every class and function of the public headers that is not inline. Empty
+// for a static library, so that a plugin linked with it does not export our
+// functions. CMake and pkg-config define FAIRLEAD_STATIC for its users.
 #ifdef FAIRLEAD_STATIC
 #define FAIRLEAD_EXPORT
 #else
 #define FAIRLEAD_EXPORT __attribute__((visibility("default")))
 #endif
 
-// Hides a private member function of an exported class. No inline function of
-// the class may call it.
+// Hides a private member function of an exported class. Inline functions of the
+// class must not call it.
 #define FAIRLEAD_PRIVATE __attribute__((visibility("hidden")))
 
-// The same as FAIRLEAD_EXPORT, for a specialization of a template: g++ exports
-// one that has no attribute, whatever -fvisibility says.
+// FAIRLEAD_EXPORT for a specialization of a template, which g++ exports without
+// an attribute, in spite of -fvisibility.
 #ifdef FAIRLEAD_STATIC
 #define FAIRLEAD_EXPORT_SPECIALIZATION FAIRLEAD_PRIVATE
 #else

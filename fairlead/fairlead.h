@@ -1,4 +1,4 @@
-// All of fairlead; each header can be included alone as well.
+// Includes every public header. Each can be included alone, too.
 
 #ifndef FAIRLEAD_FAIRLEAD_H_
 #define FAIRLEAD_FAIRLEAD_H_

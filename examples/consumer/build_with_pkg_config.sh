@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds the consumer with pkg-config alone, as a makefile would, and runs it.
+# Builds the consumer with pkg-config, as a makefile would, and runs it.
 # usage: build_with_pkg_config.sh COMPILER LIBRARY_FOLDER OUTPUT
 set -eu
 export PKG_CONFIG_PATH="$2/pkgconfig"

@@ -1,11 +1,11 @@
 #!/bin/sh
-# Checks that a shared library offers nothing but what its headers declare
-# outside of private sections: exports_test.sh LIBRARY HEADER…
+# Checks that a shared library exports only what its headers declare outside of
+# private sections. usage: exports_test.sh LIBRARY HEADER…
 set -eu
 library=$1
 shift
 
-# Every word of the public declarations, on a line of its own.
+# Prints the words of the public declarations, one per line.
 public_words() {
   sed 's,//.*,,' "$@" | awk '
     /^ *private:/ { hidden = 1 }
@@ -13,8 +13,8 @@ public_words() {
     !hidden' | tr -cs '[:alnum:]_' '\n' | sort -u
 }
 
-# What the library defines, without arguments and without the templates of the
-# standard library, which everyone has.
+# Prints what the library defines, without arguments and without templates of the
+# standard library.
 exported() {
   nm -DC --defined-only "$library" | cut -c20- | sed '
     s/^\(typeinfo name\|typeinfo\|vtable\|guard variable\) for //

@@ -1,4 +1,4 @@
-// A plugin: a shared object that uses fairlead and offers one function.
+// A plugin: a shared object that uses fairlead and exports one function.
 
 #include <fairlead/fairlead.h>
 

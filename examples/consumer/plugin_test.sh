@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds a plugin with the static library, and checks that it exports its own
-# function only. usage: plugin_test.sh COMPILER INCLUDE_FOLDER LIBRARY OUTPUT
+# Builds a plugin with the static library, and checks that it exports only its
+# own function. usage: plugin_test.sh COMPILER INCLUDE_FOLDER LIBRARY OUTPUT
 set -eu
 "$1" -std=c++20 -fPIC -shared -fvisibility=hidden -fvisibility-inlines-hidden \
   -DFAIRLEAD_STATIC -I"$2" "$(dirname "$0")/plugin.cc" -o "$4" "$3" -pthread

@@ -1,4 +1,4 @@
-// Copies of bit runs, and bits as text and back, beside other libraries.
+// Copies of bit runs and conversions to text and back, beside other libraries.
 
 #include <benchmark/benchmark.h>
 
@@ -50,8 +50,8 @@ void OurMove(const Table& source, Table& destination, int count) {
 }
 
 void BitByBit(const Table& source, Table& destination, int count) {
-  fairlead::MoveBitByBit(source.words, kFrom, destination.words, kTo,
-                         static_cast<std::size_t>(count), 1);
+  fairlead::internal::MoveBitByBit(source.words, kFrom, destination.words, kTo,
+                                   static_cast<std::size_t>(count), 1);
 }
 
 // One byte of the destination at a time.
@@ -90,7 +90,7 @@ void RunMove(benchmark::State& state) {
 }
 
 #ifdef FAIRLEAD_PEER_BOOST_DYNAMIC_BITSET
-// Shifts and masks the run only; does not keep the bits around it.
+// Shifts and masks only the run; does not keep the surrounding bits.
 void RunBoostMove(benchmark::State& state) {
   const auto count = static_cast<std::size_t>(state.range(0));
   const CBitstr bits = RandomBits();
@@ -137,8 +137,8 @@ BENCHMARK(RunMove<ByteByByte>)
     ->Arg(512);
 
 // Bits as text with six bits per character, and back. The peers convert the
-// same bytes to base64 and back. All return a string or a record, but for GLib,
-// which returns its own allocation.
+// same bytes to base64 and back. All return a string or a record, except GLib,
+// which returns a new allocation.
 const unsigned char* Bytes(const CBitstr& bits) {
   return reinterpret_cast<const unsigned char*>(bits.data);
 }

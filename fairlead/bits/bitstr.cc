@@ -1,9 +1,12 @@
-// Reads a bit string from text, and copies runs of bits word by word.
+// Reads a bit string from text, and copies bit runs word by word.
+
 #include "fairlead/bits/bitstr.h"
 
 #include <cstddef>
 #include <cstring>
 
+// The only mutual dependency of two headers' classes: a converter holds a bit
+// string, and a bit string can be read from text by a converter.
 #include "fairlead/bits/converter.h"
 
 namespace fairlead {
@@ -11,24 +14,24 @@ namespace {
 
 constexpr int kWordBits = 32;
 
-// The low `count` bits set, for 1 to 32; 0 gives all of them.
+// Returns the low `count` bits set, for 1 to 32; for 0, all of them.
 unsigned int LowBits(int count) {
   return (2U << ((static_cast<unsigned int>(count) - 1U) % kWordBits)) - 1U;
 }
 
-// The bits of `word` outside the mask, those of `bits` inside it.
+// Returns the bits of `word` outside the mask and those of `bits` inside it.
 unsigned int Merged(unsigned int word, unsigned int bits, unsigned int mask) {
   return (word & ~mask) | (bits & mask);
 }
 
-// A place in the source, from which the bits are taken.
+// A position in the source.
 struct Column {
   const unsigned int* word;
   unsigned int offset;  // 0 to 31.
   std::ptrdiff_t stride;
 
-  // `count` bits, in the low ones of the result; those above are anything. The
-  // next word is read only when it has a part in them.
+  // Returns `count` bits in the low bits of the result; those above them are
+  // unspecified. Reads the next word only if it contributes a bit.
   unsigned int Slice(int count) const {
     const unsigned int low = *word >> offset;
     if (static_cast<int>(offset) + count <= kWordBits) return low;
@@ -43,7 +46,7 @@ struct Column {
   }
 };
 
-// Fills `words` words with slices of 32 bits, one after the other.
+// Fills `words` words with consecutive slices of 32 bits.
 inline void FillWords(const Column& from, unsigned int* destination, int words,
                       std::ptrdiff_t stride) {
   const unsigned int* word = from.word;
@@ -62,22 +65,25 @@ CBitstr::CBitstr(std::string_view text) {
   CConverter number(56, 0, 3);
   if (!number.LoadData(text)) return;
   length = number.bitstr.length;
-  // A length in bytes taken for one in bits: of seven bytes, one is copied.
+  // Kept for compatibility: the length in bytes is taken for one in bits, so
+  // that one byte of the seven is copied.
   std::memcpy(data, number.bitstr.data,
               static_cast<std::size_t>(length + 7) / 8);
 }
 
-void MoveBits(const unsigned int* source, int sourceBit,
-              unsigned int* destination, int destinationBit, int count,
+void MoveBits(const unsigned int* source, int source_bit,
+              unsigned int* destination, int destination_bit, int count,
               int stride) noexcept {
-  Column from{source, static_cast<unsigned int>(sourceBit) % kWordBits, stride};
-  if (sourceBit >= kWordBits) from.word += sourceBit / kWordBits * from.stride;
-  const int at = destinationBit & (kWordBits - 1);
-  if (destinationBit >= kWordBits) destination += destinationBit / kWordBits;
+  Column from{source, static_cast<unsigned int>(source_bit) % kWordBits,
+              stride};
+  if (source_bit >= kWordBits)
+    from.word += source_bit / kWordBits * from.stride;
+  const int at = destination_bit & (kWordBits - 1);
+  if (destination_bit >= kWordBits) destination += destination_bit / kWordBits;
 
   const int room = kWordBits - at;
   if (room >= count) {
-    // A count of 0 fills the word from `at` on, as its mask is all ones.
+    // Kept for compatibility: a count of 0 has a mask of all ones.
     const unsigned int bits = from.Slice(count > 0 ? count : room) << at;
     *destination = Merged(*destination, bits, LowBits(count) << at);
     return;
@@ -88,7 +94,7 @@ void MoveBits(const unsigned int* source, int sourceBit,
   ++destination;
   const int left = (count - room) % kWordBits;
   const int whole = (count - room) / kWordBits;
-  // Known to be 1, the stride lets the compiler copy several words at once.
+  // With a constant stride of 1 the compiler vectorizes the loop.
   if (stride == 1)
     FillWords(from, destination, whole, 1);
   else

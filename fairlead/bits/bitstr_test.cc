@@ -1,4 +1,5 @@
-// Runs of bits from any place to any other, and bit strings read from text.
+// Copies of bit runs between any positions, and bit strings read from text.
+
 #include "fairlead/bits/bitstr.h"
 
 #include <gmock/gmock.h>
@@ -19,7 +20,7 @@
 
 #include "fairlead/bits/move_bits_model.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using testing::Each;
@@ -63,7 +64,7 @@ TEST(MoveBitsTest, ThirtyTwoBitsReplaceAWordOrPartsOfTwo) {
   EXPECT_THAT(parts, ElementsAre(0x2345678F, 0xFFFFFFF1));
 }
 
-TEST(MoveBitsTest, NoBitsOverwriteTheRestOfTheWord) {
+TEST(MoveBitsTest, ACountOfZeroOverwritesTheRestOfTheWord) {
   const Words source = {0x12345678, 0};
   Words destination = {0xFFFFFFFF, 0xFFFFFFFF};
   MoveBits(source.data(), 0, destination.data(), 8, 0, 1);
@@ -76,7 +77,7 @@ Words Random(std::size_t size, std::mt19937& random) {
   return words;
 }
 
-TEST(MoveBitsTest, EveryRunUpToAHundredBitsIsCopiedAndNothingElse) {
+TEST(MoveBitsTest, CopiesEveryRunUpToAHundredBitsAndNothingElse) {
   std::mt19937 random(71);
   const Words before = Random(6, random);
   for (std::size_t stride = 1; stride <= 3; ++stride) {
@@ -97,8 +98,8 @@ TEST(MoveBitsTest, EveryRunUpToAHundredBitsIsCopiedAndNothingElse) {
   }
 }
 
-// A page that can be used, followed by one that cannot: an array that ends
-// where the page does is read or written past its end by no one who survives.
+// A usable page followed by a protected one: an access beyond an array that
+// ends with the page faults.
 class Fence {
  public:
   Fence() {
@@ -121,7 +122,7 @@ class Fence {
   unsigned char* start_ = nullptr;
 };
 
-TEST(MoveBitsTest, NoWordWithoutABitOfTheRunIsTouched) {
+TEST(MoveBitsTest, TouchesNoWordWithoutABitOfTheRun) {
   Fence source_fence;
   Fence destination_fence;
   std::mt19937 random(72);
@@ -129,7 +130,7 @@ TEST(MoveBitsTest, NoWordWithoutABitOfTheRunIsTouched) {
     const std::size_t from = random() % 70;
     const std::size_t to = random() % 70;
     const std::size_t stride = 1 + random() % 4;
-    // At times the run ends with its last source word, to the bit.
+    // In a quarter of the trials the run ends exactly with a source word.
     std::size_t count = 1 + random() % 520;
     if (random() % 4 == 0) count += 31 - (from + count + 31) % 32;
     const std::size_t source_size = (from + count - 1) / 32 * stride + 1;
@@ -179,14 +180,14 @@ TEST(MoveBitsTest, PositionsGoFarBeyondFiveHundredBits) {
   EXPECT_EQ(destination[19'998], 0x11111111U);
   EXPECT_EQ(destination[19'999], 0x11ABCD11U);
 
-  // Nineteen thousand words in, two apart.
+  // A stride of two, beyond 19,000 words.
   source[39'998] = 0x12345678;
   MoveBits(source.data(), 19'999 * 32 + 4, destination.data(), 19'999 * 32 + 8,
            16, 2);
   EXPECT_EQ(destination[19'999], 0x11456711U);
 }
 
-TEST(MoveBitsTest, NegativeArgumentsTouchNothingBefore) {
+TEST(MoveBitsTest, NegativeArgumentsTouchNoWordBeforeTheFirst) {
   const Words source = {1, 2, 3, 4, 5, 6};
   for (const int odd : {-1, -31, -32, -33, INT_MIN}) {
     Words destination = {5, 6, 7, 8, 9, 10};
@@ -214,7 +215,7 @@ TEST(EndiansTest, ReversesTheBytes) {
   }
 }
 
-TEST(BitstrTest, ADefaultOneIsAllZero) {
+TEST(BitstrTest, IsAllZeroByDefault) {
   alignas(CBitstr) std::array<unsigned char, sizeof(CBitstr)> memory;
   memory.fill(0xEE);
   const CBitstr* const bits = new (memory.data()) CBitstr;
@@ -229,15 +230,15 @@ struct TextCase {
 };
 
 constexpr TextCase kTextCases[] = {
-    {"300", 7, 0x2C},                // 0x12C: one byte is kept of seven
+    {"300", 7, 0x2C},                // 0x12C: one byte of seven is kept
     {"255", 7, 0xFF},                //
     {"256", 7, 0},                   //
     {"0", 7, 0},                     //
-    {"3-0 0", 7, 0x2C},              // hyphens and blanks do not count
+    {"3-0 0", 7, 0x2C},              // hyphens and spaces are skipped
     {"12ab", 7, 12},                 //
     {"99999999999999999", 7, 0xFF},  // 17 digits: 0x16345785D89FFFF
     {"100000000000000000", 0, 0},    // 18 digits: too many
-    {"ab", 0, 0},                    // no number
+    {"ab", 0, 0},                    // not a number
     {"", 0, 0},                      //
 };
 
@@ -255,4 +256,4 @@ TEST(BitstrTest, IsReadFromText) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,4 +1,5 @@
-// The converter itself: its tables, what it skips, and its groups.
+// The converter: its tables, the characters that it skips, and its groups.
+
 #include "fairlead/bits/converter.h"
 
 #include <algorithm>
@@ -33,56 +34,56 @@ constexpr Tables MakeTables() {
   return tables;
 }
 
-// The same in every converter, so they are copied rather than built.
+// The same in every converter: they are copied rather than built.
 constexpr Tables kTables = MakeTables();
 
 bool IsSkipped(char c) { return c == '-' || c == ' '; }
 
-// Texts up to this length are cleaned without an allocation.
-constexpr std::size_t kShortText = 1024;
+// Texts up to this length are stripped without an allocation.
+constexpr std::size_t kMaxShortText = 1024;
 
-// A text without its hyphens and blanks.
-class Meat {
+// A text without its hyphens and spaces.
+class StrippedText {
  public:
-  explicit Meat(std::string_view text) : view_(text) {
+  explicit StrippedText(std::string_view text) : view_(text) {
     if (std::none_of(text.begin(), text.end(), IsSkipped)) return;
-    char* const out = Room(text.size());
+    char* const out = Buffer(text.size());
     const char* const end =
         std::remove_copy_if(text.begin(), text.end(), out, IsSkipped);
     view_ = {out, static_cast<std::size_t>(end - out)};
   }
-  Meat(const Meat&) = delete;
-  Meat& operator=(const Meat&) = delete;
+  StrippedText(const StrippedText&) = delete;
+  StrippedText& operator=(const StrippedText&) = delete;
 
   std::string_view View() const { return view_; }
 
  private:
-  char* Room(std::size_t size) {
-    if (size <= kShortText) return short_.data();
+  char* Buffer(std::size_t size) {
+    if (size <= kMaxShortText) return short_.data();
     long_.resize(size);
     return long_.data();
   }
 
   std::string_view view_;
-  std::array<char, kShortText> short_;  // Only written where it is needed.
+  std::array<char, kMaxShortText> short_;  // Uninitialized until it is needed.
   std::string long_;
 };
 
-// Reads any text; the result is all zero before. It stays a function of its
-// own: the room that it needs is not for a text that is read without it.
-[[gnu::noinline]] TextError ReadCleaned(const CConverter& converter,
-                                        std::string_view text,
-                                        CBitstr& result) {
-  const Meat meat(text);
+// Reads any text into a result that is all zero. Not inlined: a text that needs
+// no stripping does not pay for the buffer on the stack.
+[[gnu::noinline]] TextError ReadStripped(const CConverter& converter,
+                                         std::string_view text,
+                                         CBitstr& result) {
+  const StrippedText stripped(text);
   if (converter.bitsPerChar == 0)
-    return internal::ReadDecimal(converter.totalBits, meat.View(), result);
-  if (internal::ReadPlainDigits(converter, meat.View(), result))
+    return internal::ReadDecimal(converter.totalBits, stripped.View(), result);
+  if (internal::ReadPlainDigits(converter, stripped.View(), result))
     return TextError::kNone;
   result = CBitstr();
-  return internal::ReadDigits(converter, meat.View(), result);
+  return internal::ReadDigits(converter, stripped.View(), result);
 }
 
-// A group size without its sign, where 0 divides nothing.
+// Returns the group size without its sign; for 0, one group of all characters.
 std::size_t Group(int size, std::size_t characters) {
   const auto group = static_cast<unsigned int>(size);
   return size == 0 ? characters : size < 0 ? 0 - group : group;
@@ -92,8 +93,8 @@ std::size_t HyphenCount(std::size_t characters, std::size_t group) {
   return characters == 0 ? 0 : (characters - 1) / group;
 }
 
-// Copies `text` to `out` with a hyphen between each two groups. The text may
-// stand at the end of what is written.
+// Copies `text` to `out` with a hyphen between groups. The text may be the tail
+// of the output.
 void Divide(std::string_view text, std::size_t group, char* out) {
   const char* from = text.data();
   const char* const end = from + text.size();
@@ -117,16 +118,16 @@ CConverter::CConverter(int total_bits, int bits_per_char,
 
 std::string CConverter::ExtractMeat(std::string_view text) {
   const auto skipped = std::count_if(text.begin(), text.end(), IsSkipped);
-  std::string meat(text.size() - static_cast<std::size_t>(skipped), '\0');
-  std::remove_copy_if(text.begin(), text.end(), meat.begin(), IsSkipped);
-  return meat;
+  std::string stripped(text.size() - static_cast<std::size_t>(skipped), '\0');
+  std::remove_copy_if(text.begin(), text.end(), stripped.begin(), IsSkipped);
+  return stripped;
 }
 
 CBitstr CConverter::StrToBitstr(std::string_view text) {
   CBitstr result;
   if (!internal::ReadPlainDigits(*this, text, result)) {
     result = CBitstr();
-    const TextError failure = ReadCleaned(*this, text, result);
+    const TextError failure = ReadStripped(*this, text, result);
     if (failure != TextError::kNone) error = static_cast<std::int32_t>(failure);
   }
   return result;
@@ -152,9 +153,9 @@ std::string CConverter::GetDividedStr(std::string_view text, int size) {
 
 std::string CConverter::GetDividedStr() const {
   if (bitsPerChar == 0) {
-    internal::DecimalRoom room;
+    internal::DecimalBuffer buffer;
     const int digits = std::max(internal::DecimalDigitCount(totalBits), 0);
-    return GetDividedStr(internal::WriteDecimal(totalBits, bitstr, room)
+    return GetDividedStr(internal::WriteDecimal(totalBits, bitstr, buffer)
                              .substr(0, static_cast<std::size_t>(digits)),
                          groupSize);
   }
@@ -162,7 +163,7 @@ std::string CConverter::GetDividedStr() const {
   const auto size = static_cast<std::size_t>(totalBits / bitsPerChar);
   const std::size_t group = Group(groupSize, size);
   const std::size_t hyphens = HyphenCount(size, group);
-  // The undivided text is written to the end of the result and spread out.
+  // The undivided text is written to the end of the result, then divided.
   std::string divided(size + hyphens, '\0');
   char* const digits = divided.data() + hyphens;
   internal::WriteDigits(*this, bitstr, digits, size);

@@ -1,4 +1,4 @@
-// Bit strings as short text that a person can read and type, and back.
+// Bit strings as short text that a user can read and type, and back.
 
 #ifndef FAIRLEAD_BITS_CONVERTER_H_
 #define FAIRLEAD_BITS_CONVERTER_H_
@@ -12,126 +12,84 @@
 
 namespace fairlead {
 
-/// Turns bits into text and text into bits, in one of two modes:
+/// Converts bits to text and back, in one of two modes. Plain value.
 ///
-/// - digits: each character carries `bitsPerChar` bits, 1 to 8, the first
-///   character the lowest. The values 0 to 63 are "A" to "Z", "1" to "9", "a"
-///   to "z", "0", "@", "#", in this order; those from 64 on are all "-".
-/// - decimal, when `bitsPerChar` is 0: the bits, 64 at most, are one number,
-///   padded with zeros to as many digits as `totalBits` can need.
+/// - digits: a character holds `bitsPerChar` bits, 1 to 8, lowest bits first.
+///   Values 0 to 63 are "A" to "Z", "1" to "9", "a" to "z", "0", "@", "#";
+///   larger ones are "-", which does not read back.
+/// - decimal, if `bitsPerChar` is 0: the bits, at most 64, are one number,
+///   padded with zeros to the most digits that `totalBits` can need.
 ///
-/// A text may be shown in groups divided by hyphens. Hyphens and blanks are
-/// skipped when reading, so a grouped text reads back. (Widths of 7 and 8 write
-/// "-" for values of 64 and more, and such a text does not read back.)
+/// Hyphens may divide a text into groups: reading skips hyphens and spaces.
+/// Bits beyond 512 are not stored and read as 0; a negative `totalBits` is 0;
+/// a `groupSize` of 0 does not divide. A negative `bitsPerChar` writes "" and
+/// fails to read (error 1); above 8, only the low 8 of those bits are written.
 ///
-/// @par Errors
-/// A failed load leaves its code in `error`, where it stays: each later load of
-/// a text into the same converter then returns false as well. Take a fresh
-/// converter for every text that may be wrong. Nothing is printed, and nothing
-/// thrown but a failure to allocate a result.
-///
-/// @par Odd settings
-/// Bits beyond 512 are not stored and read as zeros. A group size of 0 divides
-/// nothing. A negative `bitsPerChar` writes empty texts and reads none (error
-/// 1); above 8 it is not meant, and the text written is that of 8 low bits a
-/// character. A negative `totalBits` stands for no bits.
-///
-/// @par Thread safety
-/// A plain value: one thread per object, or any number of readers.
-/// @par Cost
-/// A text is written with one allocation of its final size at most, and read
-/// with none when it has no more than 1024 characters. Making a
-/// converter copies its two tables of 256 bytes.
+/// A failed load sets `error`, which is never cleared: use a new converter for
+/// each untrusted text. Nothing is printed; only a failed allocation throws.
+/// Writing allocates at most once, reading up to 1024 characters never.
 /// @par Example
 /// @code
-/// fairlead::CConverter writer(30, 6, 2);
-/// fairlead::CBitstr bits;
-/// bits.data[0] = 83;
-/// writer.LoadData(bits);
-/// std::puts(writer.GetDividedStr().c_str());  // TB-AA-A
-///
-/// fairlead::CConverter reader(30, 6, 2);
-/// if (reader.LoadData("TB-AA-A"))
-///   std::printf("%u\n", reader.GetBitstr().data[0]);  // 83
+/// fairlead::CConverter converter(30, 6, 2);
+/// bool ok = converter.LoadData("TB-AA-A");       // ok == true
+/// unsigned first = converter.bitstr.data[0];     // first == 83
+/// std::string text = converter.GetDividedStr();  // text == "TB-AA-A"
 /// @endcode
 struct FAIRLEAD_EXPORT CConverter {
-  /// Digit value to character.
-  char alphabet[256];  // NOLINT(modernize-avoid-c-arrays)
-  /// Character to digit value; 255 for "-" and for whatever is no digit.
-  unsigned char reverse[256];  // NOLINT(modernize-avoid-c-arrays)
-  CBitstr bitstr;              ///< The current contents.
-  std::int32_t totalBits;      ///< Bits that a text stands for.
-  std::int32_t bitsPerChar;    ///< Bits a character; 0 means decimal.
-  std::int32_t groupSize;      ///< Characters a group in the divided form.
+  // NOLINTBEGIN(modernize-avoid-c-arrays)
+  char alphabet[256];          ///< Digit value to character.
+  unsigned char reverse[256];  ///< Character to digit value; 255: none.
+  // NOLINTEND(modernize-avoid-c-arrays)
 
-  /// 0, or what was wrong with a text that was loaded:
-  /// - 1: without hyphens and blanks, it has not `totalBits / bitsPerChar`
-  ///   characters (digits)
-  /// - 2: a character's value needs more than `bitsPerChar` bits (digits)
-  /// - 3: it has more digits than `totalBits` can need (decimal)
-  /// - 4: it does not begin with a number of 64 bits, sign included (decimal)
+  CBitstr bitstr;            ///< The current contents.
+  std::int32_t totalBits;    ///< Bits in a text.
+  std::int32_t bitsPerChar;  ///< Bits per character; 0 for decimal.
+  std::int32_t groupSize;    ///< Characters per group in the divided form.
+
+  /// 0, or what was wrong with a loaded text, without hyphens and spaces:
+  /// 1 not `totalBits / bitsPerChar` characters (digits); 2 a character's value
+  /// exceeds `bitsPerChar` bits (digits); 3 more digits than `totalBits` can
+  /// need (decimal); 4 no signed 64-bit number at its start (decimal).
   std::int32_t error = 0;
 
-  /// An empty converter, with the three values as given.
   CConverter(int total_bits, int bits_per_char, int group_size) noexcept;
 
-  /// The text without its hyphens and blanks.
+  /// Returns the text without its hyphens and spaces.
   [[nodiscard]] static std::string ExtractMeat(std::string_view text);
 
-  /// Reads a text into a new bit string, and sets `error` if it cannot. The
-  /// current contents stay as they are.
-  ///
-  /// Digits: `length` becomes `totalBits / 8`. Only whole bytes are stored;
-  /// when `totalBits` is no multiple of `bitsPerChar`, the character that the
-  /// text lacks counts as zero. A byte above 0x7F is read as the value 45, and
-  /// so accepted for six bits a character or more. With eight, every
-  /// character is accepted.
-  ///
-  /// Decimal: leading zeros are dropped, then an optional sign and digits are
-  /// read as a stream reads them; what follows the digits is ignored. `length`
-  /// becomes `totalBits` / 8, rounded up, and so many bytes of the number are
-  /// stored.
-  ///
-  /// @return the bits; on failure all zero, or after error 2 the whole bytes
-  ///     that came before, with `length` 0
+  /// Reads a text into a new bit string; sets `error` if that fails. Digits:
+  /// whole bytes are stored, `length` is `totalBits / 8`. If `totalBits` is not
+  /// a multiple of `bitsPerChar`, one more character is read, as 0. Bytes above
+  /// 0x7F have the value 45; 8 bits accept any character. Decimal: leading
+  /// zeros are dropped, a number is read as `>>` does, the rest is ignored.
+  /// `length`, the bytes stored, is `totalBits / 8`, rounded up.
+  /// @return zero on failure, except for the whole bytes of data before error 2
   CBitstr StrToBitstr(std::string_view text);
 
-  /// Makes StrToBitstr() of the text the current contents, whether it failed or
-  /// not.
-  ///
-  /// @return true if `error` is 0, so that no load before this failed either
+  /// Sets the contents to StrToBitstr(text), even if that fails.
+  /// @return true if neither this nor an earlier load failed: `error` is 0
   bool LoadData(std::string_view text);
 
-  /// Makes the given bits and their length the current contents.
-  ///
-  /// @return true
+  /// Sets the contents. Returns true.
   bool LoadData(const CBitstr& bits) noexcept;
 
-  /// A copy of the current contents.
+  /// Returns a copy of the contents.
   [[nodiscard]] CBitstr GetBitstr() const noexcept { return bitstr; }
 
-  /// The first `totalBits` bits of `bits` as text. The length is not looked at.
-  ///
-  /// Digits: `totalBits / bitsPerChar` characters, rounded up; the last one
-  /// holds all of its bits, also those past `totalBits`.
-  ///
-  /// Decimal: "" for more than 64 bits. For exactly 64 the number is a signed
-  /// one, and the zeros that fill it up stand in front of its minus sign.
+  /// Returns the first `totalBits` bits as text; ignores `bits.length`. Digits:
+  /// whole characters, of which the last may include bits past `totalBits`.
+  /// Decimal: "" for over 64 bits; 64 are signed, with zeros before the minus.
   [[nodiscard]] std::string BitstrToStr(const CBitstr& bits) const;
 
-  /// The current contents as text.
+  /// Returns the contents as text.
   [[nodiscard]] std::string GetStr() const { return BitstrToStr(bitstr); }
 
-  /// The text with a "-" after every `size` characters, but none at its end. A
-  /// negative size divides as its positive counterpart does.
+  /// Returns the text with a "-" after every |size| characters, not at its end.
   [[nodiscard]] static std::string GetDividedStr(std::string_view text,
                                                  int size);
 
-  /// The current contents as text in groups of `groupSize`.
-  ///
-  /// Digits: of the text, `totalBits / bitsPerChar` characters, rounded down,
-  /// are shown; a last one that is not full is left out. Decimal: the whole
-  /// text.
+  /// Returns the contents as text in groups of `groupSize`; in digit mode,
+  /// leaves out a last character that is not full.
   [[nodiscard]] std::string GetDividedStr() const;
 };
 

@@ -1,4 +1,5 @@
 // Bits as one decimal number, padded with zeros, and back.
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -14,13 +15,13 @@
 namespace fairlead::internal {
 namespace {
 
-// Bytes that hold so many bits.
+// Returns the number of bytes that hold the bits.
 int ByteCount(int total_bits) {
   return static_cast<int>((std::int64_t{total_bits} + 7) / 8);
 }
 
-// Reads a number as a stream does that is set to the classic locale. There is
-// no hyphen left that could be a minus sign.
+// Reads a number as `>>` does in the classic locale. The text has no hyphens,
+// hence no minus sign.
 bool ReadNumber(std::string_view text, std::int64_t& number) {
   const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
   if (start == std::string_view::npos) return false;
@@ -50,7 +51,7 @@ TextError ReadDecimal(int total_bits, std::string_view text, CBitstr& result) {
 }
 
 std::string_view WriteDecimal(int total_bits, const CBitstr& bits,
-                              DecimalRoom& room) {
+                              DecimalBuffer& buffer) {
   if (total_bits > 64) return {};
   CBitstr low;
   MoveBits(bits.data, 0, low.data, 0, total_bits, 1);
@@ -58,18 +59,18 @@ std::string_view WriteDecimal(int total_bits, const CBitstr& bits,
   std::memcpy(&number, low.data,
               static_cast<std::size_t>(std::max(ByteCount(total_bits), 0)));
 
-  std::array<char, 20> text;  // The longest number with its sign.
+  std::array<char, 20> text;  // The longest number, with its sign.
   const char* const end = std::to_chars(text.begin(), text.end(), number).ptr;
   const std::ptrdiff_t zeros = std::max<std::ptrdiff_t>(
       DecimalDigitCount(total_bits) - (end - text.data()), 0);
-  char* const out = std::fill_n(room.data(), zeros, '0');
+  char* const out = std::fill_n(buffer.data(), zeros, '0');
   const char* const stop = std::copy<const char*>(text.data(), end, out);
-  return {room.data(), static_cast<std::size_t>(stop - room.data())};
+  return {buffer.data(), static_cast<std::size_t>(stop - buffer.data())};
 }
 
 std::string DecimalText(int total_bits, const CBitstr& bits) {
-  DecimalRoom room;
-  return std::string(WriteDecimal(total_bits, bits, room));
+  DecimalBuffer buffer;
+  return std::string(WriteDecimal(total_bits, bits, buffer));
 }
 
 }  // namespace fairlead::internal

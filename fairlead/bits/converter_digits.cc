@@ -1,4 +1,5 @@
-// Bits as digits of some bits each, eight at a time where they fill bytes.
+// Bits as digits, eight at a time where they fill whole bytes.
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -10,19 +11,18 @@
 #include "fairlead/bits/converter_modes.h"
 #include "fairlead/bits/converter_sixteens.h"
 
-namespace fairlead {
-namespace internal {
+namespace fairlead::internal {
 namespace {
 
-// The value of one character. The table of values is for the seven-bit ones
-// only: a character above them stands before its start, in the other table.
+// Returns the value of one character. Kept for compatibility: a byte above 0x7F
+// is looked up in the other table, as by a negative index into `reverse`.
 unsigned int DigitValue(const CConverter& converter, char digit) {
   const auto byte = static_cast<unsigned char>(digit);
   return byte > 0x7F ? static_cast<unsigned char>(converter.alphabet[byte])
                      : converter.reverse[byte];
 }
 
-// Stores the low bytes of a word, those for which there is room.
+// Stores a word's low bytes, as many as fit.
 void Store(unsigned char* bytes, std::size_t at, std::uint64_t word) {
   if (at + sizeof(word) <= kDataBytes) {
     std::memcpy(bytes + at, &word, sizeof(word));
@@ -32,8 +32,7 @@ void Store(unsigned char* bytes, std::size_t at, std::uint64_t word) {
     bytes[at] = static_cast<unsigned char>(word);
 }
 
-// Digits put together as one word. What was seen of them is judged later: it
-// is too large if one of them is.
+// Digits combined into one word. `seen` is too large if any of them is.
 struct Joined {
   std::uint64_t word = 0;
   std::uint32_t seen = 0;
@@ -47,9 +46,9 @@ struct Joined {
 
 constexpr std::uint64_t kTopBits = 0x8080808080808080U;
 
-// Reads eight digits at a time, which fill whole bytes, from digit `at` on
-// until fewer are left or one of them has no value of `kBits` bits. Returns
-// where.
+// Reads eight digits at a time, which fill whole bytes, from index `at` until
+// fewer are left or one has no value of `kBits` bits. Returns the index of the
+// next digit.
 template <std::size_t kBits>
 std::size_t ReadEights(const CConverter& converter, std::string_view text,
                        std::size_t at, unsigned char* bytes) {
@@ -73,31 +72,31 @@ std::size_t ReadEights(const CConverter& converter, std::string_view text,
   return at;
 }
 
-// Reads up to seven digits; false if one of them has no value of `kBits` bits.
+// Reads up to seven digits. Returns false if one has no value of `kBits` bits.
 template <std::size_t kBits>
 bool ReadFew(const CConverter& converter, std::string_view text,
              unsigned char* bytes, std::size_t byte) {
   Joined few;
-  unsigned int met = 0;
+  unsigned int characters = 0;
   std::size_t filled = 0;
   for (const char digit : text) {
     const auto index = static_cast<unsigned char>(digit);
-    met |= index;
+    characters |= index;
     few.Add(converter, index, filled);
     filled += kBits;
   }
   Store(bytes, byte, few.word);
-  return met <= 0x7F && few.seen >> kBits == 0;
+  return characters <= 0x7F && few.seen >> kBits == 0;
 }
 
-// Reads a text of as many digits as there must be.
+// Reads a text if it has the right number of digits and nothing to skip.
 template <std::size_t kBits>
 bool ReadPlain(const CConverter& converter, std::string_view text,
                CBitstr& result) {
   const auto total = static_cast<std::size_t>(converter.totalBits);
   const std::size_t held = text.size() * kBits;
   if (held > total || total - held >= kBits) return false;
-  // What is to be skipped must not pass for a digit.
+  // Characters to skip must not be taken for digits.
   if (converter.reverse[std::size_t{'-'}] >> kBits == 0 ||
       converter.reverse[std::size_t{' '}] >> kBits == 0)
     return false;
@@ -112,8 +111,8 @@ bool ReadPlain(const CConverter& converter, std::string_view text,
   if (!text.empty() && !ReadFew<kBits>(converter, text, bytes, at / 8 * kBits))
     return false;
 
-  // A digit that the text lacks is zero, and may complete one byte more. Bits
-  // that do not complete one are dropped.
+  // A missing digit is zero and may complete one more byte. Bits that do not
+  // fill a byte are dropped.
   const std::size_t whole = (held < total ? held + kBits : held) / 8;
   if (whole < kDataBytes) bytes[whole] = 0;
   result.length = converter.totalBits / 8;
@@ -128,7 +127,7 @@ const unsigned char* BytesOf(const CBitstr& bits) {
   return reinterpret_cast<const unsigned char*>(bits.data);
 }
 
-// 64 bits from byte `at` on; those that are not there are zero.
+// Returns 64 bits from byte `at` on; those beyond the data are zero.
 std::uint64_t WordAt(const unsigned char* bytes, std::size_t at) {
   std::uint64_t word = 0;
   if (at + sizeof(word) <= kDataBytes) {
@@ -139,7 +138,7 @@ std::uint64_t WordAt(const unsigned char* bytes, std::size_t at) {
   return word;
 }
 
-// The characters of eight digits.
+// Returns the characters of eight digits.
 template <unsigned int kBits>
 [[gnu::always_inline]] inline std::uint64_t EightSymbols(
     const CConverter& converter, std::uint64_t word) {
@@ -152,7 +151,7 @@ template <unsigned int kBits>
          symbol(6) | symbol(7);
 }
 
-// Writes eight characters or more of `kBits` bits each, many of them at a time.
+// Writes eight or more characters of `kBits` bits each.
 template <unsigned int kBits>
 [[gnu::always_inline]] inline void WriteMany(const CConverter& converter,
                                              const unsigned char* bytes,
@@ -160,7 +159,7 @@ template <unsigned int kBits>
   std::size_t at = 0;
   if (kBits == 6 && size >= 16) at = WriteSixteens(converter, bytes, out, size);
   while (at < size) {
-    at = std::min(at, size - 8);  // The last ones: some of them once more.
+    at = std::min(at, size - 8);  // The last ones overlap the others.
     const std::size_t bit = at * kBits;
     const std::uint64_t symbols =
         EightSymbols<kBits>(converter, WordAt(bytes, bit / 8) >> bit % 8);
@@ -178,8 +177,8 @@ void Write(const CConverter& converter, const unsigned char* bytes, char* out,
   std::memcpy(out, &symbols, size);
 }
 
-// Texts of fewer digits than eight need no allocation, and room of a known size
-// is made and filled without a call.
+// Returns a text of fewer than eight digits, without an allocation. A buffer of
+// constant size is created and filled without a call.
 template <unsigned int kBits>
 std::string ShortText(const CConverter& converter, const unsigned char* bytes,
                       std::size_t size) {
@@ -199,7 +198,7 @@ std::string LongText(const CConverter& converter, const unsigned char* bytes,
   return text;
 }
 
-// The digit text of `bits`; with the width known, no division is needed.
+// Returns the digit text of `bits`. With a constant width there is no division.
 template <unsigned int kBits>
 std::string Text(const CConverter& converter, const CBitstr& bits) {
   const auto total = static_cast<std::uint32_t>(converter.totalBits);
@@ -221,7 +220,7 @@ constexpr std::array kWriters = {kWriter<1>, kWriter<2>, kWriter<3>,
                                  kWriter<4>, kWriter<5>, kWriter<6>,
                                  kWriter<7>, kWriter<8>};
 
-// Of more than eight bits a character, the low eight count.
+// Writes the low eight bits of each character of more than eight.
 void WriteWide(const CConverter& converter, const CBitstr& bits, char* out,
                std::size_t size) {
   const auto width = static_cast<std::size_t>(converter.bitsPerChar);
@@ -255,7 +254,7 @@ TextError ReadDigits(const CConverter& converter, std::string_view text,
 
   auto* const bytes = reinterpret_cast<unsigned char*>(result.data);
   std::size_t at = 0;
-  unsigned int pending = 0;  // Bits that do not fill a byte yet.
+  unsigned int pending = 0;  // Bits that do not yet fill a byte.
   for (std::int64_t p = 0; p < converter.totalBits; p += bits, ++at) {
     const unsigned int value =
         at < text.size() ? DigitValue(converter, text[at]) : 0;
@@ -279,10 +278,12 @@ void WriteDigits(const CConverter& converter, const CBitstr& bits, char* out,
     WriteWide(converter, bits, out, size);
 }
 
-}  // namespace internal
+}  // namespace fairlead::internal
 
-// Stands here, beside what it calls: a short text is written in the time of a
-// few calls.
+namespace fairlead {
+
+// Defined here, beside what it calls, so that the compiler can inline it: a
+// short text takes the time of a few calls.
 std::string CConverter::BitstrToStr(const CBitstr& bits) const {
   if (bitsPerChar == 0) return internal::DecimalText(totalBits, bits);
   if (bitsPerChar < 0 || totalBits <= 0) return {};

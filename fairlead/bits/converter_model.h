@@ -1,4 +1,4 @@
-// The converter's rules written a second time, slowly and with streams.
+// A slow model of the converter, on streams and single bits. Not installed.
 
 #ifndef FAIRLEAD_BITS_CONVERTER_MODEL_H_
 #define FAIRLEAD_BITS_CONVERTER_MODEL_H_
@@ -12,10 +12,9 @@
 #include <string_view>
 #include <vector>
 
-namespace fairlead {
+namespace fairlead::internal {
 
-// A converter's settings, all of them in the range that they are meant for,
-// and what it should make of a text or of bits.
+// The settings of a converter, all in range, and the results expected of it.
 struct ConverterModel {
   struct Read {
     std::array<unsigned char, 64> bytes{};
@@ -42,28 +41,28 @@ struct ConverterModel {
     return at == std::string::npos ? 255 : static_cast<int>(at);
   }
 
-  static std::string Meat(std::string_view text) {
-    std::string meat;
+  static std::string Stripped(std::string_view text) {
+    std::string stripped;
     for (const char c : text)
-      if (c != '-' && c != ' ') meat += c;
-    return meat;
+      if (c != '-' && c != ' ') stripped += c;
+    return stripped;
   }
 
   int Digits() const { return static_cast<int>(total * 0.30103 + 1.0); }
 
   Read ReadText(std::string_view text) const {
-    const std::string meat = Meat(text);
-    return width == 0 ? ReadNumber(meat) : ReadSymbols(meat);
+    const std::string stripped = Stripped(text);
+    return width == 0 ? ReadNumber(stripped) : ReadSymbols(stripped);
   }
 
-  Read ReadSymbols(const std::string& meat) const {
+  Read ReadSymbols(const std::string& stripped) const {
     Read read;
-    if (static_cast<int>(meat.size()) != total / width) {
+    if (static_cast<int>(stripped.size()) != total / width) {
       read.error = 1;
       return read;
     }
     std::vector<bool> bits;
-    for (const char symbol : meat) {
+    for (const char symbol : stripped) {
       const int value = ValueOf(symbol);
       if (value >= 1 << width) {
         read.error = 2;
@@ -83,14 +82,14 @@ struct ConverterModel {
     return read;
   }
 
-  Read ReadNumber(std::string meat) const {
+  Read ReadNumber(std::string stripped) const {
     Read read;
-    while (meat.size() > 1 && meat[0] == '0') meat.erase(0, 1);
-    if (static_cast<int>(meat.size()) > Digits()) {
+    while (stripped.size() > 1 && stripped[0] == '0') stripped.erase(0, 1);
+    if (static_cast<int>(stripped.size()) > Digits()) {
       read.error = 3;
       return read;
     }
-    std::istringstream stream(meat);
+    std::istringstream stream(stripped);
     long long number = 0;
     if (!(stream >> number)) {
       read.error = 4;
@@ -152,6 +151,6 @@ struct ConverterModel {
   }
 };
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_BITS_CONVERTER_MODEL_H_

@@ -1,4 +1,4 @@
-// A converter's two modes, each in a source of its own: digits and decimal.
+// The two modes of a converter: digits and decimal. Not installed.
 
 #ifndef FAIRLEAD_BITS_CONVERTER_MODES_H_
 #define FAIRLEAD_BITS_CONVERTER_MODES_H_
@@ -22,14 +22,14 @@ enum class TextError {
   kNoNumber
 };
 
-// Reads a text of digits in which nothing is skipped or wrong or beyond ASCII,
-// as nearly all are; false, with anything in the result, where that is not so.
-// The result is all zero before.
+// Reads a valid text of ASCII digits without hyphens and spaces: the common
+// case. `result` must be all zero. Returns false, with `result` unspecified,
+// for any other text.
 bool ReadPlainDigits(const CConverter& converter, std::string_view text,
                      CBitstr& result);
 
-// Reads any text of digits without hyphens and blanks, one after the other. The
-// result is all zero before.
+// Reads any text without hyphens and spaces, digit by digit. `result` must be
+// all zero.
 TextError ReadDigits(const CConverter& converter, std::string_view text,
                      CBitstr& result);
 
@@ -37,17 +37,18 @@ TextError ReadDigits(const CConverter& converter, std::string_view text,
 void WriteDigits(const CConverter& converter, const CBitstr& bits, char* out,
                  std::size_t size);
 
-// Digits that a decimal text of so many bits can need.
+// Returns the most digits that a decimal text of `total_bits` bits can need.
 int DecimalDigitCount(int total_bits);
 
-// Reads a number without hyphens and blanks. The result is all zero before.
+// Reads a number without hyphens and spaces. `result` must be all zero.
 TextError ReadDecimal(int total_bits, std::string_view text, CBitstr& result);
 
-using DecimalRoom = std::array<char, 32>;
+using DecimalBuffer = std::array<char, 32>;
 
-// The decimal text of `bits`, which stands in `room`; "" for more than 64.
+// Returns the decimal text of `bits`, which lives in `buffer`; "" for more than
+// 64 bits.
 std::string_view WriteDecimal(int total_bits, const CBitstr& bits,
-                              DecimalRoom& room);
+                              DecimalBuffer& buffer);
 std::string DecimalText(int total_bits, const CBitstr& bits);
 
 }  // namespace fairlead::internal

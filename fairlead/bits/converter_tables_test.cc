@@ -1,5 +1,6 @@
-// Six bits a character are read and written many at once: what that may not
-// change, in texts of all lengths.
+// Six bits per character, converted many characters at a time, with texts of
+// all lengths and with changed tables.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,10 +13,10 @@
 #include "fairlead/bits/converter.h"
 #include "fairlead/bits/converter_model.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
-constexpr std::size_t kLongest = 100;  // Beyond the 86 that hold 512 bits.
+constexpr std::size_t kMaxLength = 100;  // More than the 86 that hold 512 bits.
 
 unsigned int SixBits(const CBitstr& bits, std::size_t at) {
   unsigned int value = 0;
@@ -29,14 +30,14 @@ unsigned int SixBits(const CBitstr& bits, std::size_t at) {
 
 TEST(ConverterTablesTest, EveryChangedSymbolIsWritten) {
   std::mt19937 random(20261121);
-  for (std::size_t size = 0; size <= kLongest; ++size) {
+  for (std::size_t size = 0; size <= kMaxLength; ++size) {
     CConverter converter(static_cast<int>(size) * 6, 6, 0);
     for (char& symbol : converter.alphabet)
       symbol = static_cast<char>(random());
     CBitstr bits;
     for (unsigned int& word : bits.data)
       word = static_cast<unsigned int>(random());
-    bits.length = -1;  // Not to be taken for data.
+    bits.length = -1;  // Must not be read as data.
     std::string expected;
     for (std::size_t i = 0; i < size; ++i)
       expected += converter.alphabet[SixBits(bits, i)];
@@ -48,7 +49,7 @@ TEST(ConverterTablesTest, EveryChangedSymbolIsWritten) {
 
 TEST(ConverterTablesTest, EveryChangedValueIsRead) {
   std::mt19937 random(20261121);
-  for (std::size_t size = 0; size <= kLongest; ++size) {
+  for (std::size_t size = 0; size <= kMaxLength; ++size) {
     CConverter converter(static_cast<int>(size) * 6, 6, 0);
     for (unsigned char c = 0; c < 0x80; ++c)
       if (c != '-' && c != ' ') converter.reverse[c] = random() % 64;
@@ -56,7 +57,8 @@ TEST(ConverterTablesTest, EveryChangedValueIsRead) {
     for (char& c : text) {
       c = static_cast<char>(random() % 0x80);
       if (c == '-' || c == ' ') c = 'A';
-      // In half of the texts no control character hides the others.
+      // Half of the texts have no control characters, which end the fast
+      // reading.
       if (size % 2 == 0 && c < ' ') c = static_cast<char>(c + '0');
     }
     ASSERT_TRUE(converter.LoadData(text)) << size;
@@ -74,7 +76,7 @@ TEST(ConverterTablesTest, EveryChangedValueIsRead) {
   }
 }
 
-TEST(ConverterTablesTest, AnOddByteIsJudgedAlikeWhereverItStands) {
+TEST(ConverterTablesTest, AnyByteIsReadAlikeAtEveryPosition) {
   for (const std::size_t size : {15U, 16U, 17U, 20U, 31U, 32U, 80U, 85U, 90U}) {
     const int total = static_cast<int>(size) * 6;
     for (std::size_t at = 0; at < size; ++at)
@@ -108,4 +110,4 @@ TEST(ConverterTablesTest, AChangedValueMayBeTooLarge) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,4 +1,5 @@
-// Adds runs of values to a check value, no longer than the value remembers.
+// Adds runs of values to a checksum, skipping those that cannot affect it.
+
 #include "fairlead/bits/crc.h"
 
 #include <algorithm>
@@ -8,8 +9,8 @@ namespace {
 
 constexpr std::uint64_t kUpperHalf = 0xFFFFFFFF00000000U;
 
-// Values added between two looks at the upper half, so that looking for ones
-// is no part of the chain from one value to the next.
+// Values added between two checks of the upper half, which keeps the checks out
+// of the dependency chain from one value to the next.
 constexpr std::ptrdiff_t kBlock = 256;
 
 std::uint32_t Widened(char c) {
@@ -27,12 +28,12 @@ std::uint32_t ExclusiveOr(const Unit* first, const Unit* last) {
   return sum;
 }
 
-// The state after a run of values, none of which turns it. The upper half H
-// stays what it is, and the lower half L becomes v ^ (L | H): where H has a
-// one, only the last value counts, and where it has a zero, they all do alike.
+// Returns the state after a run of values with a rotation of 0. The upper half
+// H is unchanged and the lower half L becomes v ^ (L | H): bits set in H depend
+// on the last value only, the others are the exclusive or of all values.
 template <typename Unit>
-std::uint64_t Unturned(std::uint64_t state, const Unit* first,
-                       const Unit* last) {
+std::uint64_t WithoutRotation(std::uint64_t state, const Unit* first,
+                              const Unit* last) {
   const std::uint64_t upper = state >> 32U;
   const std::uint64_t sum = state ^ ExclusiveOr(first, last);
   const std::uint64_t lower =
@@ -40,12 +41,12 @@ std::uint64_t Unturned(std::uint64_t state, const Unit* first,
   return (state & kUpperHalf) | (lower & ~kUpperHalf);
 }
 
-// The state after a run of values, each of which turns it by 32 bits. The upper
-// half H becomes H | L and the lower half L becomes v ^ L: as soon as H is
-// full, the rest is an exclusive or of all values.
+// Returns the state after a run of values with a rotation of 32. The upper half
+// H becomes H | L and the lower half L becomes v ^ L: once H is all ones, the
+// rest is an exclusive or of all values.
 template <typename Unit>
-std::uint64_t TurnedWhole(std::uint64_t state, const Unit* first,
-                          const Unit* last) {
+std::uint64_t RotatedByHalf(std::uint64_t state, const Unit* first,
+                            const Unit* last) {
   while (first != last && !Saturated(state)) {
     const Unit* const stop = first + std::min(kBlock, last - first);
     for (; first != stop; ++first)
@@ -56,26 +57,25 @@ std::uint64_t TurnedWhole(std::uint64_t state, const Unit* first,
 
 }  // namespace
 
-// Adds a run of values that turn the state by r bits to the left, 1 to 31 for
-// every rotation that makes sense.
+// Adds a run of values with a left rotation by r bits: 1 to 31 for all useful
+// rotations.
 //
 // With the state as two halves H:L, adding v makes
 //
 //   H' = rotl(H, r) | L >> (32 - r)
 //   L' = v ^ (L << r | H << r | L >> (32 - r))
 //
-// A turn loses no bit of H, so H only ever gains ones, and once it is all ones
-// it stays so. From then on
+// A rotation loses no bit of H, so H only gains ones and stays all ones once it
+// is. From then on
 //
 //   L' = v ^ (ones << r | L >> (32 - r))
 //
-// and bit j of L reaches only bit j - (32 - r) of L', or nothing at all where
-// that is negative. What L was before the last k values is thus found in it
-// only below bit 32 - k * (32 - r): nowhere, when k is 32 / (32 - r) rounded
-// up. The last k values therefore decide the state, and those before need not
-// be looked at.
+// and bit j of L affects only bit j - (32 - r) of L', or none if that is
+// negative. L as it was before the last k values affects only the bits below
+// 32 - k * (32 - r): none if k is ceil(32 / (32 - r)). The last k values
+// therefore determine the state, and those before them are skipped.
 template <typename Unit>
-void CCRC::AddTurned(const Unit* first, const Unit* last) {
+void CCRC::AddRotated(const Unit* first, const Unit* last) {
   const unsigned int left = Left();
   std::uint64_t sum = state;
   while (first != last) {
@@ -96,13 +96,13 @@ void CCRC::AddUnits(const Unit* units, std::size_t size) {
   CountUp(size);
   switch (Left()) {
     case 0:
-      state = Unturned(state, units, end);
+      state = WithoutRotation(state, units, end);
       break;
     case 32:
-      state = TurnedWhole(state, units, end);
+      state = RotatedByHalf(state, units, end);
       break;
     default:
-      AddTurned(units, end);
+      AddRotated(units, end);
   }
 }
 

@@ -1,4 +1,4 @@
-// The checksum beside the lower limit of its definition.
+// The checksum beside a bare loop, the lower bound of adding value by value.
 //
 // Each value depends on the state that the previous one left, through a chain
 // of three operations: two parallel shifts, an or, an exclusive or. At one

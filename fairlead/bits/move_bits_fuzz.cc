@@ -1,5 +1,5 @@
-// Copies a run of bits that any bytes describe, and judges the copy by one made
-// bit by bit: apart, and with source and destination in the same words.
+// Copies the bit run that the input describes, and compares the copy with one
+// made bit by bit: between two arrays, and within one.
 
 #include <algorithm>
 #include <cstddef>
@@ -20,7 +20,7 @@ struct Run {
   std::uint16_t to;
   std::uint16_t count;
   std::uint16_t stride;
-  std::uint16_t source_word;  // Where in the same words the runs begin.
+  std::uint16_t source_word;  // Where the runs begin within one array.
   std::uint16_t destination_word;
 };
 
@@ -28,7 +28,7 @@ void Require(bool holds) {
   if (!holds) std::abort();
 }
 
-// Words filled with the bytes over and over.
+// Returns words filled with the bytes, repeated.
 Words Filled(std::size_t size, const std::uint8_t* data, std::size_t bytes) {
   Words words(size);
   auto* const out = reinterpret_cast<std::uint8_t*>(words.data());
@@ -55,8 +55,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   run.count = run.count % 600;
   run.stride = run.stride % 6;
 
-  // Of exactly the words that hold a bit of the run, so that the sanitizer sees
-  // any other being read or written.
+  // Only words that hold a bit of the run, so that the sanitizer reports an
+  // access to any other.
   const std::size_t bits = run.count > 0 ? run.count : 32U - run.to % 32U;
   const std::size_t source_size = (run.from + bits - 1) / 32 * run.stride + 1;
   const std::size_t size_after = (run.to + bits - 1) / 32 + 1;
@@ -64,8 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
       Filled(source_size, data + sizeof(run), size - sizeof(run));
   Words expected = Filled(size_after, data, sizeof(run));
   Words actual = expected;
-  fairlead::MoveBitByBit(source.data(), run.from, expected.data(), run.to,
-                         run.count, run.stride);
+  fairlead::internal::MoveBitByBit(source.data(), run.from, expected.data(),
+                                   run.to, run.count, run.stride);
   Move(run, source.data(), actual.data());
   Require(actual == expected);
 
@@ -74,9 +74,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   Words same = Filled(40 + std::max(source_size, size_after),
                       data + sizeof(run), size - sizeof(run));
   Words moved = same;
-  fairlead::MoveWordByWord(&same[source_word], run.from,
-                           &same[destination_word], run.to, run.count,
-                           run.stride);
+  fairlead::internal::MoveWordByWord(&same[source_word], run.from,
+                                     &same[destination_word], run.to, run.count,
+                                     run.stride);
   Move(run, &moved[source_word], &moved[destination_word]);
   Require(moved == same);
   return 0;

@@ -1,14 +1,14 @@
-// Copies of bit runs done slowly: bit by bit, and word by word.
+// Slow copies of bit runs: bit by bit, and word by word. Not installed.
 
 #ifndef FAIRLEAD_BITS_MOVE_BITS_MODEL_H_
 #define FAIRLEAD_BITS_MOVE_BITS_MODEL_H_
 
 #include <cstddef>
 
-namespace fairlead {
+namespace fairlead::internal {
 
-// Copies one bit after the other. A count of 0 fills the word that
-// `destination_bit` is in.
+// Copies bit by bit. A count of 0 fills the rest of the word that contains
+// `destination_bit`.
 inline void MoveBitByBit(const unsigned int* source, std::size_t source_bit,
                          unsigned int* destination, std::size_t destination_bit,
                          std::size_t count, std::size_t stride) {
@@ -22,8 +22,8 @@ inline void MoveBitByBit(const unsigned int* source, std::size_t source_bit,
   }
 }
 
-// Copies one destination word after the other, reading what each needs just
-// before: what source and destination that overlap are to see.
+// Copies one destination word after the other, each read just before it is
+// written: the expected result if source and destination overlap.
 inline void MoveWordByWord(const unsigned int* source, std::size_t source_bit,
                            unsigned int* destination,
                            std::size_t destination_bit, std::size_t count,
@@ -41,6 +41,6 @@ inline void MoveWordByWord(const unsigned int* source, std::size_t source_bit,
   } while (done < count);
 }
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_BITS_MOVE_BITS_MODEL_H_

@@ -1,30 +1,31 @@
 // AES beside other libraries: single blocks, arrays and keying.
 
-#include "fairlead/crypto/aes_peers.h"
-#include "fairlead/crypto/aes_race.h"
+#include "fairlead/crypto/aes_benchmark.h"
 
-namespace fairlead {
+#include "fairlead/crypto/aes_peers.h"
+
+namespace fairlead::internal {
 namespace {
 
-const bool entered = [] {
-  EnterAesRaces<Fairlead>();
+const bool registered = [] {
+  RegisterAesBenchmarks<Fairlead>();
 #ifdef FAIRLEAD_PEER_OPENSSL
-  EnterAesRaces<OpenSsl>();
+  RegisterAesBenchmarks<OpenSsl>();
 #endif
 #ifdef FAIRLEAD_PEER_CRYPTOPP
-  EnterAesRaces<CryptoPlusPlus>();
+  RegisterAesBenchmarks<CryptoPlusPlus>();
 #endif
 #ifdef FAIRLEAD_PEER_GCRYPT
-  EnterAesRaces<Gcrypt>();
+  RegisterAesBenchmarks<Gcrypt>();
 #endif
 #ifdef FAIRLEAD_PEER_NETTLE
-  EnterAesRaces<Nettle>();
+  RegisterAesBenchmarks<Nettle>();
 #endif
 #ifdef FAIRLEAD_PEER_BOTAN
-  EnterAesRaces<BotanAes>();
+  RegisterAesBenchmarks<BotanAes>();
 #endif
   return true;
 }();
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

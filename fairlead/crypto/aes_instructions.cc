@@ -1,4 +1,4 @@
-// AES by the processor's own instructions, one block in each register.
+// AES by the processor's AES instructions, one block per register.
 
 #include "fairlead/crypto/aes_instructions.h"
 
@@ -8,45 +8,45 @@
 #include <cstdint>
 
 #include "fairlead/crypto/aes.h"
-#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_implementations.h"
 #include "fairlead/crypto/aes_processor.h"
 #include "fairlead/crypto/aes_tables.h"
 
 #define FAIRLEAD_AES_TARGET __attribute__((target("aes,sse4.1")))
 #include "fairlead/crypto/aes_lanes.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
-struct Here;
-using Lanes = BlockLanes<Here>;
+struct ThisSource;
+using Lanes = BlockLanes<ThisSource>;
 
 FAIRLEAD_AES_TARGET inline void StoreKey(std::uint32_t* words, __m128i key) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(words), Lanes::SwapWords(key));
 }
 
-// SubWord(RotWord()) of the fourth word with the round constant, in all words:
-// with equal columns, the last round of AES is nothing but the S-box.
+// Returns SubWord(RotWord()) of the fourth word XORed with the round constant,
+// in all words. With equal columns the last round of AES is only the S-box.
 FAIRLEAD_AES_TARGET inline __m128i RotatedLast(__m128i key, std::size_t index) {
-  const auto constant = static_cast<int>(aes_tables::RCON[index] >> 24);
+  const auto constant = static_cast<int>(RCON[index] >> 24);
   return _mm_aesenclast_si128(_mm_shuffle_epi8(key, _mm_set1_epi32(0x0C0F0E0D)),
                               _mm_set1_epi32(constant));
 }
 
-// SubWord() of the fourth word, in all words.
+// Returns SubWord() of the fourth word, in all words.
 FAIRLEAD_AES_TARGET inline __m128i Last(__m128i key) {
   return _mm_aesenclast_si128(_mm_shuffle_epi32(key, 0xFF),
                               _mm_setzero_si128());
 }
 
-// Each word XORed with all words before it.
+// Returns each word XORed with all words before it.
 FAIRLEAD_AES_TARGET inline __m128i Sums(__m128i key) {
   key = _mm_xor_si128(key, _mm_slli_si128(key, 4));
   return _mm_xor_si128(key, _mm_slli_si128(key, 8));
 }
 
-// Stores a round key for both directions: decryption takes them backwards, and
-// all but the outer two unmixed.
+// Stores a round key for both directions. Decryption uses them in reverse
+// order, all but the first and last unmixed.
 template <std::size_t kRounds>
 FAIRLEAD_AES_TARGET inline void PutKey(aes_context* ctx, std::size_t round,
                                        __m128i key) {
@@ -77,8 +77,8 @@ FAIRLEAD_AES_TARGET inline __m128i NextRest(__m128i key, __m128i rest) {
   return _mm_xor_si128(rest, _mm_shuffle_epi32(key, 0xFF));
 }
 
-// Six words a step: four in `key`, two in the lower half of `rest`. Two steps
-// make three round keys.
+// Expands six words per step: four in `key`, two in the lower half of `rest`.
+// Two steps make three round keys.
 FAIRLEAD_AES_TARGET void Expand192(aes_context* ctx,
                                    const unsigned char* bytes) {
   __m128i key = Lanes::Load(bytes);
@@ -110,50 +110,45 @@ FAIRLEAD_AES_TARGET void Expand256(aes_context* ctx,
 
 }  // namespace
 
-namespace aes_instructions {
-
-FAIRLEAD_AES_TARGET void SetKey(aes_context* ctx, const unsigned char* key,
-                                std::int32_t rounds) {
+FAIRLEAD_AES_TARGET void AesInstructions::SetKey(aes_context* ctx,
+                                                 const unsigned char* key,
+                                                 std::int32_t rounds) {
   if (rounds == 10) Expand128(ctx, key);
   if (rounds == 12) Expand192(ctx, key);
   if (rounds == 14) Expand256(ctx, key);
   ctx->rounds = rounds;
 }
 
-FAIRLEAD_AES_TARGET void EncryptBlock(const aes_context* ctx,
-                                      const unsigned char* input,
-                                      unsigned char* output) {
+FAIRLEAD_AES_TARGET void AesInstructions::EncryptBlock(
+    const aes_context* ctx, const unsigned char* input, unsigned char* output) {
   ProcessVectors<Lanes, true, 1>(ctx->encKeys, ctx->rounds, input, output);
 }
 
-FAIRLEAD_AES_TARGET void DecryptBlock(const aes_context* ctx,
-                                      const unsigned char* input,
-                                      unsigned char* output) {
+FAIRLEAD_AES_TARGET void AesInstructions::DecryptBlock(
+    const aes_context* ctx, const unsigned char* input, unsigned char* output) {
   ProcessVectors<Lanes, false, 1>(ctx->decKeys, ctx->rounds, input, output);
 }
 
-FAIRLEAD_AES_TARGET void EncryptBlocks(const aes_context* ctx,
-                                       unsigned char* data,
-                                       std::size_t blocks) {
+FAIRLEAD_AES_TARGET void AesInstructions::EncryptBlocks(const aes_context* ctx,
+                                                        unsigned char* data,
+                                                        std::size_t blocks) {
   ProcessBlocks<Lanes, true>(ctx->encKeys, ctx->rounds, data, blocks);
 }
 
-FAIRLEAD_AES_TARGET void DecryptBlocks(const aes_context* ctx,
-                                       unsigned char* data,
-                                       std::size_t blocks) {
+FAIRLEAD_AES_TARGET void AesInstructions::DecryptBlocks(const aes_context* ctx,
+                                                        unsigned char* data,
+                                                        std::size_t blocks) {
   ProcessBlocks<Lanes, false>(ctx->decKeys, ctx->rounds, data, blocks);
 }
 
-}  // namespace aes_instructions
-
-const AesPath kAesInstructions = {
+const AesImplementation kAesInstructions = {
     .name = "instructions",
     .available = ProcessorHasAes,
-    .set_key = aes_instructions::SetKey,
-    .encrypt_block = aes_instructions::EncryptBlock,
-    .decrypt_block = aes_instructions::DecryptBlock,
-    .encrypt_blocks = aes_instructions::EncryptBlocks,
-    .decrypt_blocks = aes_instructions::DecryptBlocks,
+    .set_key = AesInstructions::SetKey,
+    .encrypt_block = AesInstructions::EncryptBlock,
+    .decrypt_block = AesInstructions::DecryptBlock,
+    .encrypt_blocks = AesInstructions::EncryptBlocks,
+    .decrypt_blocks = AesInstructions::DecryptBlocks,
 };
 
-}  // namespace fairlead
+}  // namespace fairlead::internal

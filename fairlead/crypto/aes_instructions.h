@@ -1,4 +1,5 @@
-// AES by the processor's own instructions, as the wider paths share it.
+// AES by the processor's AES instructions, one block per register. Not
+// installed.
 
 #ifndef FAIRLEAD_CRYPTO_AES_INSTRUCTIONS_H_
 #define FAIRLEAD_CRYPTO_AES_INSTRUCTIONS_H_
@@ -8,19 +9,22 @@
 
 #include "fairlead/crypto/aes.h"
 
-// Each function as AesPath has it.
-namespace fairlead::aes_instructions {
+namespace fairlead::internal {
 
-void SetKey(aes_context* ctx, const unsigned char* key, std::int32_t rounds);
-void EncryptBlock(const aes_context* ctx, const unsigned char* input,
-                  unsigned char* output);
-void DecryptBlock(const aes_context* ctx, const unsigned char* input,
-                  unsigned char* output);
-void EncryptBlocks(const aes_context* ctx, unsigned char* data,
-                   std::size_t blocks);
-void DecryptBlocks(const aes_context* ctx, unsigned char* data,
-                   std::size_t blocks);
+// The operations of kAesInstructions, which wider implementations use, too.
+struct AesInstructions {
+  static void SetKey(aes_context* ctx, const unsigned char* key,
+                     std::int32_t rounds);
+  static void EncryptBlock(const aes_context* ctx, const unsigned char* input,
+                           unsigned char* output);
+  static void DecryptBlock(const aes_context* ctx, const unsigned char* input,
+                           unsigned char* output);
+  static void EncryptBlocks(const aes_context* ctx, unsigned char* data,
+                            std::size_t blocks);
+  static void DecryptBlocks(const aes_context* ctx, unsigned char* data,
+                            std::size_t blocks);
+};
 
-}  // namespace fairlead::aes_instructions
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_CRYPTO_AES_INSTRUCTIONS_H_

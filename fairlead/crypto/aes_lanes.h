@@ -1,9 +1,10 @@
-// The block loop of the paths with AES instructions, for vectors of any width.
+// The block loop of AES by instructions, for vectors of any width. Not
+// installed.
 //
-// `Lanes` says how to work on one vector, that is on `kBlocks` blocks at once.
-// A source that includes this defines FAIRLEAD_AES_TARGET, the attribute by
-// which its functions may use its instructions, and names its own `Lanes` in an
-// anonymous namespace: no two sources share code that not every processor runs.
+// `Lanes` is a class with the operations on one vector of `kBlocks` blocks. A
+// source that includes this header defines FAIRLEAD_AES_TARGET, the attribute
+// that permits its instructions, and its `Lanes` in an anonymous namespace: the
+// linker must not merge code that needs different processors.
 
 #ifndef FAIRLEAD_CRYPTO_AES_LANES_H_
 #define FAIRLEAD_CRYPTO_AES_LANES_H_
@@ -13,15 +14,15 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace fairlead {
+namespace fairlead::internal {
 
-// One block at a time. `Source` is a type of an anonymous namespace.
+// One block per vector. `Source` is a type in an anonymous namespace.
 template <class Source>
 struct BlockLanes {
   using Vector = __m128i;
   static constexpr std::size_t kBlocks = 1;
 
-  // The round keys are kept as words, the instructions take them as bytes.
+  // Round keys are stored as words; the instructions need bytes.
   FAIRLEAD_AES_TARGET static Vector SwapWords(Vector words) {
     return _mm_shuffle_epi8(words, _mm_set_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4,
                                                 5, 6, 7, 0, 1, 2, 3));
@@ -50,10 +51,10 @@ struct BlockLanes {
   }
 };
 
-// Enough vectors on the way at once hide the time that one round takes.
-constexpr std::size_t kMostVectors = 8;
+// Enough vectors in flight hide the latency of a round.
+constexpr std::size_t kMaxVectors = 8;
 
-// So many rounds, none of them the last, on all vectors of an array.
+// Applies `kRounds` rounds, none of them the last, to all vectors of an array.
 template <class Lanes, bool kEncrypt, int kRounds, class State>
 [[gnu::always_inline]] FAIRLEAD_AES_TARGET inline void ProcessRounds(
     State& state, const std::uint32_t* keys) {
@@ -70,14 +71,14 @@ FAIRLEAD_AES_TARGET inline void ProcessVectors(const std::uint32_t* keys,
                                                const unsigned char* input,
                                                unsigned char* output) {
   constexpr std::size_t kBytes = 16 * Lanes::kBlocks;
-  // Compilers warn of vectors in a std::array.
+  // Compilers warn about vectors in a std::array.
   // NOLINTNEXTLINE(modernize-avoid-c-arrays)
   typename Lanes::Vector state[kVectors];
   typename Lanes::Vector key = Lanes::Key(keys);
   for (std::size_t i = 0; i < kVectors; ++i)
     state[i] = Lanes::Xor(Lanes::Load(input + kBytes * i), key);
 
-  // Known numbers of rounds need no counting.
+  // Constant numbers of rounds are unrolled.
   ProcessRounds<Lanes, kEncrypt, 9>(state, keys + 4);
   keys += 40;
   if (rounds > 10) {
@@ -95,9 +96,9 @@ FAIRLEAD_AES_TARGET inline void ProcessVectors(const std::uint32_t* keys,
                  Lanes::template LastRound<kEncrypt>(state[i], key));
 }
 
-// Processes all whole vectors, in groups of `kVectors` and then of ever fewer,
-// and returns how many blocks that were.
-template <class Lanes, bool kEncrypt, std::size_t kVectors = kMostVectors>
+// Processes all whole vectors, in groups of `kVectors`, then of half as many
+// and so on. Returns the number of blocks processed.
+template <class Lanes, bool kEncrypt, std::size_t kVectors = kMaxVectors>
 FAIRLEAD_AES_TARGET inline std::size_t ProcessBlocks(const std::uint32_t* keys,
                                                      std::int32_t rounds,
                                                      unsigned char* data,
@@ -114,6 +115,6 @@ FAIRLEAD_AES_TARGET inline std::size_t ProcessBlocks(const std::uint32_t* keys,
   return done;
 }
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_CRYPTO_AES_LANES_H_

@@ -1,5 +1,8 @@
-// AES of other libraries, for the benchmarks: each competitor is keyed at
-// construction, for both directions, and works on whole blocks in place.
+// AES of other libraries behind one interface, for the benchmarks. Not
+// installed.
+//
+// Each class is keyed at construction, for both directions, and works on whole
+// blocks in place.
 
 #ifndef FAIRLEAD_CRYPTO_AES_PEERS_H_
 #define FAIRLEAD_CRYPTO_AES_PEERS_H_
@@ -29,7 +32,7 @@
 #include <botan/block_cipher.h>
 #endif
 
-namespace fairlead {
+namespace fairlead::internal {
 
 inline const unsigned char* KeyBytes(std::string_view key) {
   return reinterpret_cast<const unsigned char*>(key.data());
@@ -135,7 +138,7 @@ class Gcrypt {
   Gcrypt(const Gcrypt&) = delete;
   Gcrypt& operator=(const Gcrypt&) = delete;
 
-  // Readies the other direction only when it is first used.
+  // The library prepares decryption when it is first used.
   void SetKey(std::string_view key) {
     gcry_cipher_setkey(cipher_, key.data(), key.size());
   }
@@ -219,6 +222,6 @@ class BotanAes {
 };
 #endif
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_CRYPTO_AES_PEERS_H_

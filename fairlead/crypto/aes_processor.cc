@@ -1,4 +1,5 @@
-// Asks the processor, and what the operating system has told it.
+// Reads the features of the processor, and those enabled by the operating
+// system.
 
 #include "fairlead/crypto/aes_processor.h"
 
@@ -6,14 +7,14 @@
 
 #include <cstdint>
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 struct Registers {
   unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
 };
 
-// All zero where the processor does not know the leaf.
+// Returns all zero if the processor does not have the leaf.
 Registers CpuId(unsigned leaf) {
   Registers r;
   __get_cpuid_count(leaf, 0, &r.eax, &r.ebx, &r.ecx, &r.edx);
@@ -24,8 +25,8 @@ bool Has(std::uint32_t word, std::uint32_t bits) {
   return (word & bits) == bits;
 }
 
-// Does the operating system keep these registers when it switches tasks?
-bool SystemKeeps(std::uint32_t registers) {
+// Returns whether the operating system saves these registers at a task switch.
+bool SystemSaves(std::uint32_t registers) {
   if (!Has(CpuId(1).ecx, bit_OSXSAVE)) return false;
   std::uint32_t low = 0;
   std::uint32_t high = 0;
@@ -33,8 +34,8 @@ bool SystemKeeps(std::uint32_t registers) {
   return Has(low, registers);
 }
 
-constexpr std::uint32_t kKeeps256 = 0x06;  // The halves of the ymm registers.
-constexpr std::uint32_t kKeeps512 = 0xE6;  // Those, zmm and the masks.
+constexpr std::uint32_t kYmmState = 0x06;  // xmm and the upper halves of ymm.
+constexpr std::uint32_t kZmmState = 0xE6;  // Those, zmm and the mask registers.
 
 }  // namespace
 
@@ -44,14 +45,14 @@ bool ProcessorHasAes() {
 
 bool ProcessorHasVectorAes() {
   const Registers more = CpuId(7);
-  return ProcessorHasAes() && SystemKeeps(kKeeps256) &&
+  return ProcessorHasAes() && SystemSaves(kYmmState) &&
          Has(CpuId(1).ecx, bit_AVX) && Has(more.ebx, bit_AVX2) &&
          Has(more.ecx, bit_VAES);
 }
 
 bool ProcessorHasWiderAes() {
-  return ProcessorHasVectorAes() && SystemKeeps(kKeeps512) &&
+  return ProcessorHasVectorAes() && SystemSaves(kZmmState) &&
          Has(CpuId(7).ebx, bit_AVX512F);
 }
 
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,5 +1,5 @@
-// AES by every path against NIST's known answers for ECB, where the Debian
-// package python3-cryptography-vectors has brought them.
+// All implementations of AES against NIST's known answers for ECB, if the
+// Debian package python3-cryptography-vectors is installed.
 
 #include <gtest/gtest.h>
 
@@ -8,26 +8,26 @@
 #include <string>
 
 #include "fairlead/crypto/aes.h"
-#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_implementations.h"
 #include "fairlead/crypto/ciphers_testing.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 constexpr char kFolder[] =
     "/usr/lib/python3/dist-packages/cryptography_vectors/ciphers/AES/ECB";
 
-INSTANTIATE_TEST_SUITE_P(Paths, AesPathTest,
-                         testing::ValuesIn(AesPaths().begin(),
-                                           AesPaths().end()),
-                         PathName);
+INSTANTIATE_TEST_SUITE_P(Each, AesImplementationTest,
+                         testing::ValuesIn(AesImplementations().begin(),
+                                           AesImplementations().end()),
+                         ImplementationName);
 
-// The files are lines "NAME = value"; an answer is complete when key and both
-// texts have come, and the section says which text is the question.
+// The files have lines "NAME = value". An answer is complete when the key and
+// both texts have been read.
 struct Answer {
   std::string key, plain, cipher;
 
-  // False for a line that is none of the three.
+  // Returns false for a line without a value.
   bool Take(const std::string& line) {
     const std::size_t equals = line.find(" = ");
     if (equals == std::string::npos) return false;
@@ -55,7 +55,7 @@ void Check(const Answer& answer, bool encrypt) {
       << "key " << answer.key;
 }
 
-// Checks every answer of a file in both directions; returns how many.
+// Checks the answers of a file in both directions. Returns their number.
 int CheckFile(const std::filesystem::path& path) {
   SCOPED_TRACE(path.filename().string());
   std::ifstream file(path);
@@ -72,17 +72,17 @@ int CheckFile(const std::filesystem::path& path) {
   return checked;
 }
 
-TEST_P(AesPathTest, GivesTheKnownAnswersOfNist) {
+TEST_P(AesImplementationTest, GivesTheKnownAnswersOfNist) {
   if (!std::filesystem::is_directory(kFolder))
-    GTEST_SKIP() << "no known answers: install python3-cryptography-vectors";
+    GTEST_SKIP() << "python3-cryptography-vectors is not installed";
   int files = 0;
   for (const auto& entry : std::filesystem::directory_iterator(kFolder)) {
     EXPECT_GE(CheckFile(entry.path()), 10) << entry.path();
     ++files;
   }
-  // Five kinds (GFSbox, KeySbox, VarKey, VarTxt, MMT) of three key sizes.
+  // Five kinds (GFSbox, KeySbox, VarKey, VarTxt, MMT) for three key sizes.
   EXPECT_GE(files, 15);
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,4 +1,4 @@
-// The arithmetic behind the lookup tables of AES, done once in a process.
+// Computes the lookup tables of AES, once per process.
 
 #include "fairlead/crypto/aes_tables.h"
 
@@ -6,22 +6,17 @@
 #include <bit>
 #include <cstdint>
 
-namespace fairlead {
-namespace aes_tables {
+namespace fairlead::internal {
 
-Bytes FSb, RSb;
-Words FT0, FT1, FT2, FT3;
-Words RT0, RT1, RT2, RT3;
-Words KT0, KT1, KT2, KT3;
+ByteTable FSb, RSb;
+WordTable FT0, FT1, FT2, FT3;
+WordTable RT0, RT1, RT2, RT3;
+WordTable KT0, KT1, KT2, KT3;
 std::array<std::uint32_t, 10> RCON;
-
-}  // namespace aes_tables
 
 namespace {
 
-using namespace aes_tables;
-
-// Twice x in GF(2^8).
+// Returns 2·x in GF(2^8).
 std::uint8_t Double(std::uint8_t x) {
   return static_cast<std::uint8_t>((x << 1) ^ ((x & 0x80) != 0 ? 0x1B : 0));
 }
@@ -47,7 +42,7 @@ class Field {
     return power_[(255U - log_[x]) % 255];
   }
 
-  // The column (a·s, b·s, c·s, d·s), its first byte most significant.
+  // Returns the column (a·s, b·s, c·s, d·s), its first byte most significant.
   std::uint32_t Column(std::uint8_t s, std::uint8_t a, std::uint8_t b,
                        std::uint8_t c, std::uint8_t d) const {
     return std::uint32_t{Product(a, s)} << 24 |
@@ -57,7 +52,7 @@ class Field {
 
  private:
   std::array<std::uint8_t, 255> power_;
-  Bytes log_ = {};
+  ByteTable log_ = {};
 };
 
 void BuildRoundConstants() {
@@ -79,8 +74,9 @@ void BuildSubstitution(const Field& field) {
   }
 }
 
-// Fills the table rotated right by 8, 16 and 24 bits.
-void Rotate(const Words& table, Words& by8, Words& by16, Words& by24) {
+// Fills tables with `table` rotated right by 8, 16 and 24 bits.
+void Rotate(const WordTable& table, WordTable& by8, WordTable& by16,
+            WordTable& by24) {
   for (unsigned x = 0; x < 256; ++x) {
     by8[x] = std::rotr(table[x], 8);
     by16[x] = std::rotr(table[x], 16);
@@ -90,7 +86,7 @@ void Rotate(const Words& table, Words& by8, Words& by16, Words& by24) {
 
 }  // namespace
 
-void aes_tables::Build() {
+void BuildAesTables() {
   const Field field;
   BuildRoundConstants();
   BuildSubstitution(field);
@@ -104,4 +100,4 @@ void aes_tables::Build() {
   Rotate(KT0, KT1, KT2, KT3);
 }
 
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,18 +1,18 @@
 // The table implementation of AES beside OpenSSL without vector and AES
 // instructions, as on a processor that has none.
 //
-// OpenSSL reads the instructions that it may use from the environment when it
-// is loaded, so this program sets the variable and executes itself again.
+// OpenSSL reads which instructions it may use from the environment when it is
+// loaded: this program sets the variable and executes itself again.
 
 #include <unistd.h>
 
 #include <cstdlib>
 
-#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_benchmark.h"
+#include "fairlead/crypto/aes_implementations.h"
 #include "fairlead/crypto/aes_peers.h"
-#include "fairlead/crypto/aes_race.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 constexpr char kVariable[] = "OPENSSL_ia32cap";
@@ -24,14 +24,14 @@ constexpr char kVariable[] = "OPENSSL_ia32cap";
   execv("/proc/self/exe", argv);
 }
 
-const bool entered = [] {
-  ChooseAesPath(kAesTables);
-  EnterAesRaces<Fairlead>();
+const bool registered = [] {
+  UseAesImplementation(kAesTables);
+  RegisterAesBenchmarks<Fairlead>();
 #ifdef FAIRLEAD_PEER_OPENSSL
-  EnterAesRaces<OpenSsl>();
+  RegisterAesBenchmarks<OpenSsl>();
 #endif
   return true;
 }();
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,4 +1,4 @@
-// The lookup tables of AES, against the arithmetic they stand for.
+// The lookup tables of AES, against the arithmetic that they replace.
 
 #include "fairlead/crypto/aes_tables.h"
 
@@ -10,10 +10,8 @@
 
 #include "fairlead/crypto/aes.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
-
-using namespace aes_tables;
 
 // Multiplication in GF(2^8), bit by bit.
 std::uint32_t Product(std::uint32_t a, std::uint32_t b) {
@@ -29,13 +27,13 @@ class AesTablesTest : public testing::Test {
 };
 
 // FIPS-197, section 4.2: {57} times {83}, and {57} times {13}.
-TEST_F(AesTablesTest, TheYardstickMultiplies) {
+TEST_F(AesTablesTest, TheOracleMultiplies) {
   EXPECT_EQ(Product(0x57, 0x83), 0xC1U);
   EXPECT_EQ(Product(0x57, 0x13), 0xFEU);
 }
 
 // FIPS-197, section 5.1.1: the inverse, then bit i XOR the bits 4 to 7 above
-// it XOR bit i of 0x63. Inverses are found by trying.
+// it XOR bit i of 0x63. Inverses are found by exhaustive search.
 TEST_F(AesTablesTest, TheSBoxIsTheInverseAndTheAffineTransform) {
   for (unsigned x = 0; x < 256; ++x) {
     unsigned inverse = 0;
@@ -61,7 +59,7 @@ TEST_F(AesTablesTest, TheSBoxHasItsPublishedValues) {
   EXPECT_EQ(RSb[0x00], 0x52);
 }
 
-TEST_F(AesTablesTest, TheTwoSBoxesUndoEachOther) {
+TEST_F(AesTablesTest, TheSBoxesAreInverse) {
   for (unsigned x = 0; x < 256; ++x) {
     EXPECT_EQ(RSb[FSb[x]], x);
     EXPECT_EQ(FSb[RSb[x]], x);
@@ -104,4 +102,4 @@ TEST_F(AesTablesTest, TheRoundConstantsDouble) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,11 +1,9 @@
-// AES by every path: the examples of FIPS-197, and what the wrapper promises.
+// All implementations of AES: the examples of FIPS-197, keys and the wrapper.
 
 #include "fairlead/crypto/aes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -23,15 +21,15 @@
 #include <type_traits>
 #include <vector>
 
-#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_implementations.h"
 #include "fairlead/crypto/ciphers_testing.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using testing::Each;
 
-// The record is a contract: users may keep one in memory of their own.
+// The layout is part of the interface: users may keep a record in their memory.
 static_assert(std::is_trivial_v<aes_context> &&
               std::is_standard_layout_v<aes_context>);
 static_assert(offsetof(aes_context, encKeys) == 0 &&
@@ -46,10 +44,10 @@ static_assert(std::is_same_v<decltype(aes_set_key(nullptr, nullptr, 0)), int>);
 
 constexpr int kSizes[] = {128, 192, 256};
 
-INSTANTIATE_TEST_SUITE_P(Paths, AesPathTest,
-                         testing::ValuesIn(AesPaths().begin(),
-                                           AesPaths().end()),
-                         PathName);
+INSTANTIATE_TEST_SUITE_P(Each, AesImplementationTest,
+                         testing::ValuesIn(AesImplementations().begin(),
+                                           AesImplementations().end()),
+                         ImplementationName);
 
 aes_context Keyed(const Bytes& key) {
   aes_context context;
@@ -101,7 +99,7 @@ const std::vector<std::uint32_t> kExpansions[] = {
      0x749c47ab, 0x18501dda, 0xe2757e4f, 0x7401905a, 0xcafaaae3, 0xe4d59b34,
      0x9adf6ace, 0xbd10190d, 0xfe4890d1, 0xe6188d0b, 0x046df344, 0x706c631e}};
 
-// The key of an expansion: the bytes of its first words.
+// Returns the key of an expansion: the bytes of its first words.
 Bytes KeyOf(const std::vector<std::uint32_t>& expansion) {
   Bytes key;
   for (std::size_t i = 0; i < expansion.size() / 4 - 7; ++i)
@@ -118,7 +116,7 @@ std::uint8_t Product(unsigned a, unsigned b) {
   return static_cast<std::uint8_t>(product);
 }
 
-// Inverse column mixing of a word, byte by byte.
+// Returns the inverse column mixing of a word, byte by byte.
 std::uint32_t Unmixed(std::uint32_t word) {
   constexpr unsigned kFactors[] = {14, 11, 13, 9};
   std::uint32_t result = 0;
@@ -131,7 +129,7 @@ std::uint32_t Unmixed(std::uint32_t word) {
   return result;
 }
 
-TEST_P(AesPathTest, ExpandsTheKeysOfFips197) {
+TEST_P(AesImplementationTest, ExpandsTheKeysOfFips197) {
   for (const auto& words : kExpansions) {
     const std::size_t rounds = words.size() / 4 - 1;
     const Bytes key = KeyOf(words);
@@ -149,7 +147,7 @@ TEST_P(AesPathTest, ExpandsTheKeysOfFips197) {
 }
 
 // FIPS-197, Appendix C.1: the keys of the equivalent inverse cipher.
-TEST_P(AesPathTest, MakesTheDecryptionKeysOfFips197) {
+TEST_P(AesImplementationTest, MakesTheDecryptionKeysOfFips197) {
   const aes_context context =
       Keyed(FromHex("000102030405060708090a0b0c0d0e0f"));
   const std::uint32_t kFirst[] = {0x13111d7f, 0xe3944a17, 0xf307a78b,
@@ -159,7 +157,7 @@ TEST_P(AesPathTest, MakesTheDecryptionKeysOfFips197) {
                          std::begin(context.decKeys)));
 }
 
-TEST_P(AesPathTest, KeyingWritesTheWordsInUseAlone) {
+TEST_P(AesImplementationTest, KeyingWritesOnlyTheWordsInUse) {
   for (const int bits : kSizes) {
     const aes_context context =
         Keyed(Bytes(static_cast<std::size_t>(bits) / 8, 7));
@@ -189,7 +187,7 @@ constexpr Example kExamples[] = {
      "00112233445566778899aabbccddeeff", "8ea2b7ca516745bfeafc49904b496089"},
 };
 
-TEST_P(AesPathTest, EncryptsAndDecryptsTheExamplesOfFips197) {
+TEST_P(AesImplementationTest, EncryptsAndDecryptsTheExamplesOfFips197) {
   for (const Example& example : kExamples) {
     SCOPED_TRACE(example.key);
     const Bytes key = FromHex(example.key);
@@ -208,7 +206,7 @@ TEST_P(AesPathTest, EncryptsAndDecryptsTheExamplesOfFips197) {
   }
 }
 
-TEST_P(AesPathTest, LeavesTheContextUntouchedForAnyOtherKeySize) {
+TEST_P(AesImplementationTest, LeavesTheContextUntouchedForAnyOtherKeySize) {
   const unsigned char key[32] = {1};
   for (const int bits : {0, 1, 16, 64, 127, 129, 160, 191, 193, 224, 255, 257,
                          512, -1, -128, -256, INT_MIN, INT_MAX}) {
@@ -221,7 +219,7 @@ TEST_P(AesPathTest, LeavesTheContextUntouchedForAnyOtherKeySize) {
   }
 }
 
-// What an object makes of a block, to tell objects apart.
+// Returns an encrypted block, which identifies the key of an object.
 Bytes Fingerprint(const AES& aes) {
   Bytes block = FromHex("00112233445566778899aabbccddeeff");
   aes.EncodeBlock(block.data());
@@ -232,7 +230,7 @@ Bytes Fingerprint(const Bytes& key) {
   return Encrypted(Keyed(key), FromHex("00112233445566778899aabbccddeeff"));
 }
 
-TEST_P(AesPathTest, FillsShortKeysWithZeros) {
+TEST_P(AesImplementationTest, PadsShortKeysWithZeros) {
   EXPECT_EQ(Fingerprint(AES("12345", 128)),
             Fingerprint(FromHex("31323334350000000000000000000000")));
   EXPECT_EQ(
@@ -250,7 +248,7 @@ TEST_P(AesPathTest, FillsShortKeysWithZeros) {
   }
 }
 
-TEST_P(AesPathTest, CutsLongKeys) {
+TEST_P(AesImplementationTest, TruncatesLongKeys) {
   const std::string key = "0123456789abcdefghijklmnopqrstuvwxyzABCD";
   ASSERT_EQ(key.size(), 40U);
   for (const int bits : kSizes)
@@ -259,7 +257,7 @@ TEST_P(AesPathTest, CutsLongKeys) {
   EXPECT_NE(Fingerprint(AES(key, 128)), Fingerprint(AES(key, 256)));
 }
 
-TEST_P(AesPathTest, TakesAContextByReferenceToo) {
+TEST_P(AesImplementationTest, TakesAContextByReference) {
   unsigned char key[32];
   for (unsigned char i = 0; i < 32; ++i) key[i] = i;
   aes_context there{};
@@ -277,12 +275,12 @@ TEST_P(AesPathTest, TakesAContextByReferenceToo) {
   EXPECT_EQ(std::memcmp(plain, key, 16), 0);
 }
 
-TEST_P(AesPathTest, TakesKeysWithZeroBytes) {
+TEST_P(AesImplementationTest, TakesKeysWithZeroBytes) {
   const Bytes key = FromHex("00ff00010002000300040005000600ff");
   EXPECT_EQ(Fingerprint(AES(AsText(key), 128)), Fingerprint(key));
 }
 
-TEST_P(AesPathTest, AnObjectOfARefusedSizeHoldsAnEmptyContext) {
+TEST_P(AesImplementationTest, AnObjectOfAnInvalidKeySizeHoldsAnEmptyContext) {
   const AES reference("", 0);
   const std::string key(5000, 'k');
   for (const int bits : {0, 7, 8, 64, 127, 129, 160, 255, 257, 320, 40000, -1,
@@ -298,14 +296,15 @@ TEST_P(AesPathTest, AnObjectOfARefusedSizeHoldsAnEmptyContext) {
   }
 }
 
-TEST_P(AesPathTest, AnEmptyContextGivesTheSameBytesByEveryPath) {
+TEST_P(AesImplementationTest,
+       AnEmptyContextHasTheSameResultsInAllImplementations) {
   Bytes encoded(400, 'd');
   Bytes decoded = encoded;
   const AES aes("key", 100);
   const int size = static_cast<int>(encoded.size());
   aes.EncodeArray(encoded.data(), size);
   aes.DecodeArray(decoded.data(), size);
-  ChooseAesPath(kAesTables);
+  UseAesImplementation(kAesTables);
   for (int i = 0; i < size; i += 16) {
     Bytes block(16, 'd');
     aes.EncodeBlock(block.data());
@@ -326,8 +325,8 @@ constexpr RoundsCase kRoundsCases[] = {
     {12, 12},      {13, 14}, {14, 14}, {15, 14}, {INT_MAX, 14},
 };
 
-// A context filled by hand, or never: no key behind the last is read.
-TEST_P(AesPathTest, AnyNumberOfRoundsCountsAsOneThatAesHas) {
+// In a context filled by hand, or never, no key past the last one is read.
+TEST_P(AesImplementationTest, AnyNumberOfRoundsCountsAsAValidOne) {
   const Bytes block = FromHex("00112233445566778899aabbccddeeff");
   aes_context expected = Keyed(Bytes(32, 7));
   aes_context context = expected;
@@ -340,8 +339,8 @@ TEST_P(AesPathTest, AnyNumberOfRoundsCountsAsOneThatAesHas) {
   }
 }
 
-// An object may be copied, stored or compared byte by byte.
-TEST_P(AesPathTest, AnObjectIsZeroBehindItsKeys) {
+// Objects can be copied, stored and compared byte by byte.
+TEST_P(AesImplementationTest, AnObjectIsZeroPastItsKeys) {
   for (const int bits : kSizes) {
     SCOPED_TRACE(bits);
     alignas(AES) std::array<unsigned char, sizeof(AES)> memory;
@@ -357,102 +356,37 @@ TEST_P(AesPathTest, AnObjectIsZeroBehindItsKeys) {
   }
 }
 
-TEST_P(AesPathTest, CopiesAreKeyedAlike) {
+TEST_P(AesImplementationTest, CopiesAreKeyedAlike) {
   const AES aes("some key", 256);
   const AES copy = aes;
   EXPECT_EQ(Fingerprint(copy), Fingerprint(aes));
 }
 
-// How many bytes an array operation touches for a length.
-int Touched(int length) { return length <= 0 ? 0 : (length + 15) / 16 * 16; }
-
-TEST_P(AesPathTest, ArraysAreWholeBlocksOfTheirLength) {
-  EXPECT_EQ(Touched(16), 16);
-  EXPECT_EQ(Touched(17), 32);
-  constexpr std::size_t kGuard = 19;  // Odd, so that nothing is aligned.
-  std::mt19937 random(71);
-  for (const int bits : kSizes) {
-    const AES aes(AsText(RandomBytes(random, 32)), bits);
-    for (int length = -17; length <= 300; ++length) {
-      SCOPED_TRACE(length);
-      const auto touched = static_cast<std::size_t>(Touched(length));
-      const Bytes before = RandomBytes(random, touched + 2 * kGuard);
-      Bytes encoded = before;
-      Bytes decoded = before;
-      for (std::size_t i = 0; i < touched; i += 16) {
-        aes.EncodeBlock(&encoded[kGuard + i]);
-        aes.DecodeBlock(&decoded[kGuard + i]);
-      }
-
-      Bytes data = before;
-      aes.EncodeArray(&data[kGuard], length);
-      EXPECT_EQ(data, encoded);
-      aes.DecodeArray(&data[kGuard], length);
-      EXPECT_EQ(data, before);
-      aes.DecodeArray(&data[kGuard], length);
-      EXPECT_EQ(data, decoded);
-      aes.EncodeArray(&data[kGuard], length);
-      EXPECT_EQ(data, before);
-    }
-  }
-}
-
-TEST_P(AesPathTest, ExtremeNegativeLengthsDoNothing) {
-  const AES aes("key", 128);
-  unsigned char byte = 'x';
-  for (const int length : {0, -1, -15, -16, -17, INT_MIN, INT_MIN + 1}) {
-    aes.EncodeArray(&byte, length);
-    aes.DecodeArray(&byte, length);
-  }
-  EXPECT_EQ(byte, 'x');
-  aes.EncodeArray(nullptr, 0);
-  aes.DecodeArray(nullptr, -5);
-}
-
-TEST_P(AesPathTest, EveryPathFillsTheContextAlike) {
+TEST_P(AesImplementationTest, FillsTheContextAsTheTablesDo) {
   std::mt19937 random(72);
   for (int i = 0; i < 3000; ++i) {
     const Bytes key = RandomBytes(random, 16 + 8 * (random() % 3));
-    ChooseAesPath(kAesTables);
+    UseAesImplementation(kAesTables);
     const aes_context expected = Keyed(key);
-    ChooseAesPath(*GetParam());
+    UseAesImplementation(*GetParam());
     const aes_context context = Keyed(key);
     ASSERT_EQ(std::memcmp(&context, &expected, sizeof context), 0)
         << ToHex(key);
   }
 }
 
-TEST_P(AesPathTest, EveryPathTransformsArraysAlike) {
-  std::mt19937 random(73);
-  for (int i = 0; i < 1000; ++i) {
-    const int bits = kSizes[random() % 3];
-    const AES aes(AsText(RandomBytes(random, 32)), bits);
-    const int length = static_cast<int>(random() % 2000);
-    Bytes expected =
-        RandomBytes(random, static_cast<std::size_t>(Touched(length)));
-    Bytes data = expected;
-    ChooseAesPath(kAesTables);
-    i % 2 == 0 ? aes.EncodeArray(expected.data(), length)
-               : aes.DecodeArray(expected.data(), length);
-    ChooseAesPath(*GetParam());
-    i % 2 == 0 ? aes.EncodeArray(data.data(), length)
-               : aes.DecodeArray(data.data(), length);
-    ASSERT_EQ(data, expected) << bits << " bits, length " << length;
-  }
-}
-
-TEST(AesTest, ChoosesTheLastPathThatIsAvailable) {
-  EXPECT_STREQ(AesPaths().front()->name, "tables");
-  EXPECT_TRUE(AesPaths().front()->available());
+TEST(AesTest, ChoosesTheLastImplementationAvailable) {
+  EXPECT_STREQ(AesImplementations().front()->name, "tables");
+  EXPECT_TRUE(AesImplementations().front()->available());
   bool after = false;
-  for (const AesPath* path : AesPaths()) {
-    EXPECT_FALSE(after && path->available()) << path->name;
-    if (path == &FastestAesPath()) after = true;
+  for (const AesImplementation* implementation : AesImplementations()) {
+    EXPECT_FALSE(after && implementation->available()) << implementation->name;
+    if (implementation == &FastestAesImplementation()) after = true;
   }
   EXPECT_TRUE(after);
 }
 
-// Which instructions the kernel lets programs use, by its own names.
+// Returns the instructions that the kernel lets programs use, by its names.
 std::set<std::string> ProcessorFlags() {
   std::ifstream file("/proc/cpuinfo");
   std::string line;
@@ -462,7 +396,7 @@ std::set<std::string> ProcessorFlags() {
   return {std::istream_iterator<std::string>(words), {}};
 }
 
-TEST(AesTest, APathIsAvailableWhereTheKernelListsItsInstructions) {
+TEST(AesTest, AnImplementationIsAvailableIfTheKernelListsItsInstructions) {
   const std::set<std::string> flags = ProcessorFlags();
   if (flags.empty()) GTEST_SKIP() << "no flags in /proc/cpuinfo";
   const auto all = [&flags](const std::vector<std::string>& names) {
@@ -476,57 +410,5 @@ TEST(AesTest, APathIsAvailableWhereTheKernelListsItsInstructions) {
             kAesVectors256.available() && all({"avx512f"}));
 }
 
-// Two gigabytes of addresses over one megabyte of memory, many times mapped.
-class EndlessMemory {
- public:
-  static constexpr std::size_t kSize = std::size_t{1} << 31;
-  static constexpr std::size_t kPiece = std::size_t{1} << 20;
-
-  EndlessMemory() {
-    const int file = memfd_create("endless", 0);
-    if (file < 0 || ftruncate(file, kPiece) != 0) return;
-    void* start = mmap(nullptr, kSize, PROT_NONE,
-                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (start == MAP_FAILED) return;
-    start_ = static_cast<unsigned char*>(start);
-    for (std::size_t at = 0; at < kSize; at += kPiece)
-      if (mmap(start_ + at, kPiece, PROT_READ | PROT_WRITE,
-               MAP_SHARED | MAP_FIXED, file, 0) == MAP_FAILED)
-        usable_ = false;
-    close(file);
-  }
-  ~EndlessMemory() {
-    if (start_ != nullptr) munmap(start_, kSize);
-  }
-  EndlessMemory(const EndlessMemory&) = delete;
-  EndlessMemory& operator=(const EndlessMemory&) = delete;
-
-  unsigned char* start() const { return usable_ ? start_ : nullptr; }
-
- private:
-  unsigned char* start_ = nullptr;
-  bool usable_ = true;
-};
-
-TEST(AesTest, TheGreatestLengthIsCoveredToItsEnd) {
-  if (kSanitized || &FastestAesPath() == &kAesTables)
-    GTEST_SKIP() << "two gigabytes take too long";
-  const EndlessMemory memory;
-  if (memory.start() == nullptr) GTEST_SKIP() << "no memory to map";
-  const AES aes("key", 128);
-  unsigned char* const last = memory.start() + EndlessMemory::kPiece - 16;
-  Bytes expected(last, last + 16);
-  for (std::size_t at = 0; at < EndlessMemory::kSize;
-       at += EndlessMemory::kPiece)
-    aes.EncodeBlock(expected.data());
-
-  aes.EncodeArray(memory.start(), INT_MAX);
-  EXPECT_TRUE(std::equal(last, last + 16, expected.begin()));
-  aes.DecodeArray(memory.start(), INT_MAX);
-  EXPECT_TRUE(std::all_of(memory.start(),
-                          memory.start() + EndlessMemory::kPiece,
-                          [](unsigned char byte) { return byte == 0; }));
-}
-
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

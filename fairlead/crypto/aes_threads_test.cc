@@ -1,5 +1,5 @@
-// The first keying of a process, by many threads at once. A program of its own,
-// so that nothing was keyed before.
+// The first keying in a process, by several threads at once. A separate
+// program, so that nothing has been keyed before.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 
 #include "fairlead/crypto/aes.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 constexpr int kThreads = 8;
@@ -69,4 +69,4 @@ TEST(AesThreadsTest, ManyThreadsMayShareAnObject) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

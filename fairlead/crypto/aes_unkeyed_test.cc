@@ -1,5 +1,5 @@
-// Keyed contexts in a process that has keyed none itself. A program of its own,
-// in which all keying is done by child processes.
+// Keyed contexts in a process that has not keyed one. A separate program, in
+// which child processes do the keying.
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -17,7 +17,7 @@
 
 #include "fairlead/crypto/aes.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 // FIPS-197, Appendix C.1.
@@ -30,7 +30,7 @@ constexpr unsigned char kCipher[] = {0x69, 0xc4, 0xe0, 0xd8, 0x6a, 0x7b,
                                      0x04, 0x30, 0xd8, 0xcd, 0xb7, 0x80,
                                      0x70, 0xb4, 0xc5, 0x5a};
 
-// Does `act` return true in a child process?
+// Returns whether `act` returns true in a child process.
 bool TrueInChild(const std::function<bool()>& act) {
   const pid_t child = fork();
   if (child < 0) return false;
@@ -40,7 +40,7 @@ bool TrueInChild(const std::function<bool()>& act) {
          WEXITSTATUS(status) == 0;
 }
 
-// A context and an object, in memory that child processes share.
+// A context and an object, in memory shared with child processes.
 struct Keyed {
   aes_context context;
   alignas(AES) unsigned char object[sizeof(AES)];
@@ -119,8 +119,8 @@ TEST_F(AesUnkeyedTest, AnObjectOfAnotherProcessTransforms) {
     })) << c.name;
 }
 
-// Some threads use what was keyed elsewhere, while others key for the first
-// time. Not in a child: the thread sanitizer reports what it sees here.
+// Threads use a context keyed elsewhere, while others build the tables. Not in
+// a child process, so that the thread sanitizer reports data races.
 TEST_F(AesUnkeyedTest, ManyThreadsMayBeTheFirstToUseAContext) {
   constexpr int kThreads = 8;
   std::latch start(kThreads);
@@ -138,4 +138,4 @@ TEST_F(AesUnkeyedTest, ManyThreadsMayBeTheFirstToUseAContext) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

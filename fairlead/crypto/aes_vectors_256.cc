@@ -1,29 +1,28 @@
-// AES by the processor's own instructions, two blocks in each register.
+// AES by the processor's AES instructions, two blocks per register.
 
 #include <immintrin.h>
 
 #include <cstddef>
 #include <cstdint>
 
-#include "fairlead/crypto/aes.h"
-#include "fairlead/crypto/aes_instructions.h"
-#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_implementations.h"
 #include "fairlead/crypto/aes_processor.h"
 
 #define FAIRLEAD_AES_TARGET __attribute__((target("aes,vaes,avx2")))
-#include "fairlead/crypto/aes_lanes.h"
+#include "fairlead/crypto/aes_vectors.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
-struct Here;
+struct ThisSource;
+using Block = BlockLanes<ThisSource>;
 
 struct Lanes {
   using Vector = __m256i;
   static constexpr std::size_t kBlocks = 2;
 
   FAIRLEAD_AES_TARGET static Vector Key(const std::uint32_t* words) {
-    return _mm256_broadcastsi128_si256(BlockLanes<Here>::Key(words));
+    return _mm256_broadcastsi128_si256(Block::Key(words));
   }
   FAIRLEAD_AES_TARGET static Vector Load(const unsigned char* data) {
     return _mm256_loadu_si256(reinterpret_cast<const Vector*>(data));
@@ -46,46 +45,9 @@ struct Lanes {
   }
 };
 
-FAIRLEAD_AES_TARGET void EncryptBlock(const aes_context* ctx,
-                                      const unsigned char* input,
-                                      unsigned char* output) {
-  ProcessVectors<BlockLanes<Here>, true, 1>(ctx->encKeys, ctx->rounds, input,
-                                            output);
-}
-
-FAIRLEAD_AES_TARGET void DecryptBlock(const aes_context* ctx,
-                                      const unsigned char* input,
-                                      unsigned char* output) {
-  ProcessVectors<BlockLanes<Here>, false, 1>(ctx->decKeys, ctx->rounds, input,
-                                             output);
-}
-
-FAIRLEAD_AES_TARGET void EncryptBlocks(const aes_context* ctx,
-                                       unsigned char* data,
-                                       std::size_t blocks) {
-  const std::size_t done =
-      ProcessBlocks<Lanes, true>(ctx->encKeys, ctx->rounds, data, blocks);
-  aes_instructions::EncryptBlocks(ctx, data + 16 * done, blocks - done);
-}
-
-FAIRLEAD_AES_TARGET void DecryptBlocks(const aes_context* ctx,
-                                       unsigned char* data,
-                                       std::size_t blocks) {
-  const std::size_t done =
-      ProcessBlocks<Lanes, false>(ctx->decKeys, ctx->rounds, data, blocks);
-  aes_instructions::DecryptBlocks(ctx, data + 16 * done, blocks - done);
-}
-
 }  // namespace
 
-const AesPath kAesVectors256 = {
-    .name = "vectors256",
-    .available = ProcessorHasVectorAes,
-    .set_key = aes_instructions::SetKey,
-    .encrypt_block = EncryptBlock,
-    .decrypt_block = DecryptBlock,
-    .encrypt_blocks = EncryptBlocks,
-    .decrypt_blocks = DecryptBlocks,
-};
+constinit const AesImplementation kAesVectors256 =
+    VectorImplementation<Lanes, Block>("vectors256", ProcessorHasVectorAes);
 
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,30 +1,29 @@
-// AES by the processor's own instructions, four blocks in each register.
+// AES by the processor's AES instructions, four blocks per register.
 
 #include <immintrin.h>
 
 #include <cstddef>
 #include <cstdint>
 
-#include "fairlead/crypto/aes.h"
-#include "fairlead/crypto/aes_instructions.h"
-#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_implementations.h"
 #include "fairlead/crypto/aes_processor.h"
 
 #define FAIRLEAD_AES_TARGET __attribute__((target("aes,vaes,avx512f")))
-#include "fairlead/crypto/aes_lanes.h"
+#include "fairlead/crypto/aes_vectors.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
-struct Here;
+struct ThisSource;
+using Block = BlockLanes<ThisSource>;
 
 struct Lanes {
   using Vector = __m512i;
   static constexpr std::size_t kBlocks = 4;
 
   FAIRLEAD_AES_TARGET static Vector Key(const std::uint32_t* words) {
-    // The form without a mask makes g++ 12 warn of its own header.
-    return _mm512_maskz_broadcast_i32x4(0xFFFF, BlockLanes<Here>::Key(words));
+    // Without a mask, g++ 12 warns about a header of its own.
+    return _mm512_maskz_broadcast_i32x4(0xFFFF, Block::Key(words));
   }
   FAIRLEAD_AES_TARGET static Vector Load(const unsigned char* data) {
     return _mm512_loadu_si512(reinterpret_cast<const Vector*>(data));
@@ -47,46 +46,9 @@ struct Lanes {
   }
 };
 
-FAIRLEAD_AES_TARGET void EncryptBlock(const aes_context* ctx,
-                                      const unsigned char* input,
-                                      unsigned char* output) {
-  ProcessVectors<BlockLanes<Here>, true, 1>(ctx->encKeys, ctx->rounds, input,
-                                            output);
-}
-
-FAIRLEAD_AES_TARGET void DecryptBlock(const aes_context* ctx,
-                                      const unsigned char* input,
-                                      unsigned char* output) {
-  ProcessVectors<BlockLanes<Here>, false, 1>(ctx->decKeys, ctx->rounds, input,
-                                             output);
-}
-
-FAIRLEAD_AES_TARGET void EncryptBlocks(const aes_context* ctx,
-                                       unsigned char* data,
-                                       std::size_t blocks) {
-  const std::size_t done =
-      ProcessBlocks<Lanes, true>(ctx->encKeys, ctx->rounds, data, blocks);
-  aes_instructions::EncryptBlocks(ctx, data + 16 * done, blocks - done);
-}
-
-FAIRLEAD_AES_TARGET void DecryptBlocks(const aes_context* ctx,
-                                       unsigned char* data,
-                                       std::size_t blocks) {
-  const std::size_t done =
-      ProcessBlocks<Lanes, false>(ctx->decKeys, ctx->rounds, data, blocks);
-  aes_instructions::DecryptBlocks(ctx, data + 16 * done, blocks - done);
-}
-
 }  // namespace
 
-const AesPath kAesVectors512 = {
-    .name = "vectors512",
-    .available = ProcessorHasWiderAes,
-    .set_key = aes_instructions::SetKey,
-    .encrypt_block = EncryptBlock,
-    .decrypt_block = DecryptBlock,
-    .encrypt_blocks = EncryptBlocks,
-    .decrypt_blocks = DecryptBlocks,
-};
+constinit const AesImplementation kAesVectors512 =
+    VectorImplementation<Lanes, Block>("vectors512", ProcessorHasWiderAes);
 
-}  // namespace fairlead
+}  // namespace fairlead::internal

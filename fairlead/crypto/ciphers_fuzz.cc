@@ -1,4 +1,5 @@
-// Judges every path of AES by the tables, and RC4 by a plain model.
+// Compares all implementations of AES with the tables, and RC4 with a plain
+// model.
 
 #include <algorithm>
 #include <cstddef>
@@ -9,11 +10,11 @@
 #include <vector>
 
 #include "fairlead/crypto/aes.h"
-#include "fairlead/crypto/aes_paths.h"
-#include "fairlead/crypto/plain_rc4.h"
+#include "fairlead/crypto/aes_implementations.h"
+#include "fairlead/crypto/plain_rc4_testing.h"
 #include "fairlead/crypto/rc4.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -22,22 +23,22 @@ void Require(bool condition) {
   if (!condition) std::abort();
 }
 
-// The array filled up to whole blocks, as AES touches it.
+// Returns the array padded to whole blocks.
 Bytes Padded(const Bytes& data) {
   Bytes padded = data;
   padded.resize((data.size() + 15) / 16 * 16);
   return padded;
 }
 
-// What a key, a number of bits and an array become by one path.
+// The results of one implementation for a key and an array.
 struct Outcome {
   Bytes context, encoded, decoded;
   bool operator==(const Outcome&) const = default;
 };
 
-Outcome By(const AesPath& path, std::string_view key, int bits,
-           const Bytes& data) {
-  ChooseAesPath(path);
+Outcome Run(const AesImplementation& implementation, std::string_view key,
+            int bits, const Bytes& data) {
+  UseAesImplementation(implementation);
   const AES aes(key, bits);
   Outcome outcome{Bytes(sizeof aes), Padded(data), Padded(data)};
   std::memcpy(outcome.context.data(), &aes, sizeof aes);
@@ -58,9 +59,10 @@ Outcome By(const AesPath& path, std::string_view key, int bits,
 }
 
 void CheckAes(std::string_view key, int bits, const Bytes& data) {
-  const Outcome expected = By(kAesTables, key, bits, data);
-  for (const AesPath* path : AesPaths())
-    if (path->available()) Require(By(*path, key, bits, data) == expected);
+  const Outcome expected = Run(kAesTables, key, bits, data);
+  for (const AesImplementation* implementation : AesImplementations())
+    if (implementation->available())
+      Require(Run(*implementation, key, bits, data) == expected);
 }
 
 // The first byte goes to GetByte(), the rest to Encode() in two pieces.
@@ -83,14 +85,14 @@ void CheckRc4(std::string_view key, const Bytes& data) {
     Require(encoded[i] == (data[i] ^ model.Next()));
 }
 
-// The sizes that AES has, and some that it refuses.
+// Valid and invalid key sizes.
 int Bits(unsigned char choice) {
   constexpr int kBits[] = {128, 192, 256, 0, -128, 127, 320, 1 << 30};
   return kBits[choice % 8];
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
 // The input: a choice of key size, the length of the key, the key, the data.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input,
@@ -99,8 +101,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input,
   const std::size_t key_size = std::min<std::size_t>(input[1], size - 2);
   const std::string_view key(reinterpret_cast<const char*>(input + 2),
                              key_size);
-  const fairlead::Bytes data(input + 2 + key_size, input + size);
-  fairlead::CheckAes(key, fairlead::Bits(input[0]), data);
-  fairlead::CheckRc4(key, data);
+  const fairlead::internal::Bytes data(input + 2 + key_size, input + size);
+  fairlead::internal::CheckAes(key, fairlead::internal::Bits(input[0]), data);
+  fairlead::internal::CheckRc4(key, data);
   return 0;
 }

@@ -1,4 +1,4 @@
-// AES by every path, and RC4, against OpenSSL on random input.
+// All implementations of AES, and RC4, against OpenSSL with random input.
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
@@ -11,17 +11,18 @@
 #include <random>
 
 #include "fairlead/crypto/aes.h"
-#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_implementations.h"
 #include "fairlead/crypto/ciphers_testing.h"
 #include "fairlead/crypto/rc4.h"
+#include "fairlead/testing/sanitizers.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
-INSTANTIATE_TEST_SUITE_P(Paths, AesPathTest,
-                         testing::ValuesIn(AesPaths().begin(),
-                                           AesPaths().end()),
-                         PathName);
+INSTANTIATE_TEST_SUITE_P(Each, AesImplementationTest,
+                         testing::ValuesIn(AesImplementations().begin(),
+                                           AesImplementations().end()),
+                         ImplementationName);
 
 constexpr int kRandomBlocks = kSanitized ? 10'000 : 100'000;
 
@@ -69,7 +70,7 @@ Bytes Transformed(const aes_context& context, const Bytes& input,
   return output;
 }
 
-TEST_P(AesPathTest, EqualsOpenSslForRandomKeysAndBlocks) {
+TEST_P(AesImplementationTest, EqualsOpenSslForRandomKeysAndBlocks) {
   std::mt19937 random(91);
   Peer peer;
   for (int i = 0; i < kRandomBlocks; ++i) {
@@ -83,7 +84,7 @@ TEST_P(AesPathTest, EqualsOpenSslForRandomKeysAndBlocks) {
   }
 }
 
-TEST_P(AesPathTest, EqualsOpenSslForRandomArrays) {
+TEST_P(AesImplementationTest, EqualsOpenSslForRandomArrays) {
   std::mt19937 random(92);
   Peer peer;
   for (int i = 0; i < 2000; ++i) {
@@ -100,8 +101,8 @@ TEST_P(AesPathTest, EqualsOpenSslForRandomArrays) {
   }
 }
 
-// The next key of NIST's Monte Carlo test: XORed with as many bytes from the
-// end of the last two results.
+// Returns the next key of NIST's Monte Carlo test: the key XORed with the last
+// bytes of the last two results.
 Bytes NextKey(Bytes key, const Bytes& previous, const Bytes& last) {
   Bytes tail = previous;
   tail.insert(tail.end(), last.begin(), last.end());
@@ -111,7 +112,7 @@ Bytes NextKey(Bytes key, const Bytes& previous, const Bytes& last) {
 }
 
 // The Monte Carlo test of NIST's AES validation suite (AESAVS, section 6.4.1):
-// 100 keys, each for 1,000 blocks of which every one is the next one's input.
+// 100 keys with 1,000 blocks each, every result the input of the next block.
 Bytes MonteCarlo(Bytes key, Bytes block,
                  const std::function<void(const Bytes& key)>& set_key,
                  const std::function<Bytes(const Bytes& block)>& transform) {
@@ -140,7 +141,7 @@ void CompareMonteCarlo(const Bytes& key, const Bytes& block, bool encrypt) {
       << "key " << ToHex(key) << (encrypt ? " encrypting" : " decrypting");
 }
 
-TEST_P(AesPathTest, EqualsOpenSslInTheMonteCarloTestOfNist) {
+TEST_P(AesImplementationTest, EqualsOpenSslInTheMonteCarloTestOfNist) {
   std::mt19937 random(93);
   for (const std::size_t key_bytes : {16U, 24U, 32U})
     for (const bool encrypt : {true, false})
@@ -148,8 +149,8 @@ TEST_P(AesPathTest, EqualsOpenSslInTheMonteCarloTestOfNist) {
                         encrypt);
 }
 
-// OpenSSL's RC4, in a library context of its own: the legacy provider beside
-// the standard one would change what the other tests find.
+// OpenSSL's RC4, in a separate library context: in the default one the legacy
+// provider would affect the other tests.
 class PeerRc4 {
  public:
   PeerRc4()
@@ -168,7 +169,7 @@ class PeerRc4 {
 
   bool available() const { return cipher_ != nullptr; }
 
-  // The stream from its first byte on.
+  // Returns the stream from its first byte.
   Bytes Stream(const Bytes& key, std::size_t count) {
     EVP_EncryptInit_ex2(context_, cipher_, nullptr, nullptr, nullptr);
     EVP_CIPHER_CTX_set_key_length(context_, static_cast<int>(key.size()));
@@ -206,4 +207,4 @@ TEST(Rc4OpenSslTest, EqualsOpenSslForEveryKeyLength) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

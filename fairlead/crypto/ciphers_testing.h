@@ -1,5 +1,5 @@
-// What the tests of the ciphers share: hexadecimal text, and a suite that runs
-// once for every path of AES.
+// Shared by the tests of the ciphers: hexadecimal text, and a suite that runs
+// once for each implementation of AES. Not installed.
 
 #ifndef FAIRLEAD_CRYPTO_CIPHERS_TESTING_H_
 #define FAIRLEAD_CRYPTO_CIPHERS_TESTING_H_
@@ -13,20 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_implementations.h"
 
-namespace fairlead {
-
-#ifndef __has_feature
-#define __has_feature(feature) 0
-#endif
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool kSanitized = true;  // Much slower: tests do less.
-#else
-constexpr bool kSanitized = false;
-#endif
+namespace fairlead::internal {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -58,22 +47,23 @@ inline Bytes RandomBytes(std::mt19937& random, std::size_t count) {
   return bytes;
 }
 
-// Runs what it tests by way of one path, where this machine can take it.
-class AesPathTest : public testing::TestWithParam<const AesPath*> {
+// Runs a test with one implementation, or skips it if that is not available.
+class AesImplementationTest
+    : public testing::TestWithParam<const AesImplementation*> {
  protected:
   void SetUp() override {
     if (!GetParam()->available())
-      GTEST_SKIP() << "this machine has no path \"" << GetParam()->name << '"';
-    ChooseAesPath(*GetParam());
+      GTEST_SKIP() << GetParam()->name << " is not available";
+    UseAesImplementation(*GetParam());
   }
-  void TearDown() override { ChooseAesPath(FastestAesPath()); }
+  void TearDown() override { UseAesImplementation(FastestAesImplementation()); }
 };
 
-inline std::string PathName(
-    const testing::TestParamInfo<const AesPath*>& path) {
-  return path.param->name;
+inline std::string ImplementationName(
+    const testing::TestParamInfo<const AesImplementation*>& info) {
+  return info.param->name;
 }
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_CRYPTO_CIPHERS_TESTING_H_

@@ -1,4 +1,4 @@
-// RC4, eight steps at a time where there are eight to take.
+// RC4, eight steps at a time.
 
 #include "fairlead/crypto/rc4.h"
 
@@ -13,13 +13,13 @@
 namespace fairlead {
 namespace {
 
-// A row is eight steps, and their eight bytes of the stream are one word.
+// A row is eight steps, whose stream bytes form one word.
 constexpr std::uint32_t kRow = 8;
 static_assert(std::endian::native == std::endian::little);
 
 constexpr std::size_t kDiscarded = 12347;
 
-// One step. Returns the byte of the stream.
+// Performs one step. Returns the stream byte.
 std::uint32_t Step(std::uint32_t* m, std::uint32_t& x, std::uint32_t& y) {
   x = (x + 1) & 0xFF;
   const std::uint32_t a = m[x];
@@ -30,9 +30,9 @@ std::uint32_t Step(std::uint32_t* m, std::uint32_t& x, std::uint32_t& y) {
   return m[(a + b) & 0xFF];
 }
 
-// A step but for its byte of the stream: moves y on by a, swaps m[y] and the
-// entry that held a, and returns b. In this order of instructions it takes two
-// thirds of the time that compilers need. An address takes all 64 bits of y.
+// Performs one step without its stream byte: advances y by a, swaps m[y] with
+// the entry that held a, and returns b. This order of instructions takes two
+// thirds of the time of the compilers' code. Addressing uses all 64 bits of y.
 // Both outputs are written before the last input is read ('&').
 // NOLINTNEXTLINE(readability-non-const-parameter): the instructions write m.
 inline std::uint32_t Swap(std::uint32_t* m, std::uint64_t& y, std::uint32_t a,
@@ -60,18 +60,15 @@ void XorWord(unsigned char* data, std::uint64_t stream) {
   std::memcpy(data, &word, sizeof word);
 }
 
-// Takes the steps of whole rows, the first of which begins at m[first], and
-// returns y. No row goes around the end of m. A function of its own, so that
-// the compilers have all registers for it.
+// Performs whole rows, of which the first begins at m[first]. Returns y. No row
+// wraps around the end of m. Not inlined, so that all registers are available.
 //
-// Where a step goes depends on what stood at x, so that is read two steps
-// before its turn, lest the processor wait for memory at every step. Now and
-// then a step in between changes what was read already: then it is put right.
+// Each step depends on the entry at x, which is therefore prefetched two steps
+// ahead, and corrected if a swap in between changed it.
 template <bool kDiscard>
-[[gnu::noinline]] std::uint32_t TakeRows(std::uint32_t* m, std::uint32_t first,
-                                         std::uint32_t start_y,
-                                         unsigned char* data,
-                                         std::size_t rows) {
+[[gnu::noinline]] std::uint32_t RunRows(std::uint32_t* m, std::uint32_t first,
+                                        std::uint32_t start_y,
+                                        unsigned char* data, std::size_t rows) {
   std::uint64_t y = start_y;
   std::array<std::uint32_t, kRow + 2> a = {m[first], m[first + 1]};
   for (; rows > 0; --rows) {
@@ -101,7 +98,7 @@ template <bool kDiscard>
   return static_cast<std::uint32_t>(y);
 }
 
-// Takes so many steps, and XORs the stream into data unless it is discarded.
+// Performs `count` steps, and XORs the stream into data unless it is discarded.
 template <bool kDiscard>
 void Run(std::uint32_t* m, std::uint32_t& x, std::uint32_t& y,
          unsigned char* data, std::size_t count) {
@@ -112,7 +109,7 @@ void Run(std::uint32_t* m, std::uint32_t& x, std::uint32_t& y,
     const std::size_t rows = std::min(count, to_end) / kRow;
     const std::size_t steps = rows > 0 ? rows * kRow : 1;
     if (rows > 0) {
-      y = TakeRows<kDiscard>(m, first, y, data, rows);
+      y = RunRows<kDiscard>(m, first, y, data, rows);
       x = (x + static_cast<std::uint32_t>(steps)) & 0xFF;
     } else {
       const std::uint32_t stream = Step(m, x, y);

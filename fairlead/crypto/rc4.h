@@ -1,4 +1,4 @@
-// The RC4 stream cipher, its first 12,347 bytes thrown away.
+// The RC4 stream cipher without its first 12,347 bytes.
 
 #ifndef FAIRLEAD_CRYPTO_RC4_H_
 #define FAIRLEAD_CRYPTO_RC4_H_
@@ -9,62 +9,51 @@
 
 namespace fairlead {
 
-/// A key for RC4. A plain record.
+/// A key for RC4. Plain record.
 struct RC4Key {
-  /// The first `length` bytes count.
+  /// Only the first `length` bytes are used.
   unsigned char key[256];  // NOLINT(modernize-avoid-c-arrays)
-  std::uint8_t length;     ///< 1 to 255. With 0, `key[0]` alone is the key.
+  std::uint8_t length;     ///< 1 to 255; 0 is as 1.
 };
 
-/// RC4 whose stream begins with the 12,348th byte.
+/// RC4 that discards the first 12,347 bytes of the key stream.
 ///
-/// This is RC4 with one change: after the key set-up the first 12,347 bytes of
-/// the key stream are thrown away. Encrypting and decrypting are one operation:
-/// XOR with the stream of an object made from the same key, from the same place
-/// on. To decrypt, make a new object and pass the same bytes in the same order.
-///
-/// @par What it protects, and what it does not
-/// RC4 is broken, and this is here for peers that still speak it. Its stream
-/// can be told from random bytes, which gives away text that is sent often
-/// enough; the bytes thrown away were the worst of it, not all of it. Never use
-/// a key twice: two texts under one key give away their XOR, and there is no
-/// nonce that would tell them apart. Nothing is authenticated: who flips a bit
-/// on the way flips it in the text. The state stays in memory and is not wiped.
-/// For anything new, take an authenticated cipher from a cryptographic library.
-///
-/// @par Thread safety
-/// Each byte moves the stream on: an object is not to be shared without a lock.
-/// Distinct objects are independent. A copy goes on from the same place. A
-/// child process has copies of its parent's objects: give it another key, lest
-/// both use the same stream.
-///
+/// Encryption and decryption are the same operation, XOR with the key stream.
+/// To decrypt, create an object with the same key and pass the bytes in order.
+/// @par Security
+/// RC4 is broken; it is here for peers that require it. Its stream is
+/// distinguishable from random bytes, which exposes text sent repeatedly; the
+/// discard reduces this bias only. Use a key once: texts with the same key
+/// reveal their XOR, and there is no nonce. Nothing is authenticated: a bit
+/// flipped in transit flips in the text. The state is not wiped from memory.
+/// For new protocols, use an authenticated cipher from a cryptographic library.
+/// @par Threads and fork
+/// Distinct objects are independent. Do not share one without a lock: every
+/// byte advances the stream. A copy continues at the same position. A child
+/// process inherits copies: use another key there, or both use one stream.
 /// @par Example
 /// @code
 /// const fairlead::RC4Key key = {{'s', 'e', 'c', 'r', 'e', 't'}, 6};
 /// unsigned char text[] = "hello";
-/// fairlead::RC4(key).Encode(text, 5);  // unreadable
-/// fairlead::RC4(key).Encode(text, 5);  // "hello"
+/// fairlead::RC4(key).Encode(text, 5);
+/// fairlead::RC4(key).Encode(text, 5);  // text[0] == 'h'
 /// @endcode
 class FAIRLEAD_EXPORT RC4 {
  public:
-  /// Keys the cipher and throws away the first 12,347 bytes of the stream,
-  /// which takes about as long as enciphering as many.
+  /// Keys the cipher. Takes about as long as encrypting 12,347 bytes.
   explicit RC4(const RC4Key& key) noexcept;
 
-  /// XORs each byte with the next one of the stream, in place.
-  ///
-  /// @param data the first byte
-  /// @param length bytes; 0 or less changes neither data nor stream
+  /// XORs each byte with the next byte of the stream, in place. Does nothing if
+  /// `length` is 0 or less.
   void Encode(unsigned char* data, std::int32_t length) noexcept;
 
-  /// Takes the next byte of the stream, 0 to 255.
+  /// Returns the next byte of the stream, 0 to 255.
   std::int32_t GetByte() noexcept;
 
  private:
-  std::uint32_t x_ = 0;  // 0 to 255.
-  std::uint32_t y_ = 0;  // 0 to 255.
-  // A permutation of 0 to 255.
-  std::uint32_t m_[256];  // NOLINT(modernize-avoid-c-arrays)
+  std::uint32_t x_ = 0;   // 0 to 255.
+  std::uint32_t y_ = 0;   // 0 to 255.
+  std::uint32_t m_[256];  // A permutation. NOLINT(modernize-avoid-c-arrays)
 };
 
 }  // namespace fairlead

@@ -30,7 +30,7 @@
 #include <botan/stream_cipher.h>
 #endif
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -156,86 +156,86 @@ class BotanRc4 {
 };
 #endif
 
-// Sets a key so that the next byte is the first one of fairlead's stream.
-template <class Competitor>
-void Key(Competitor& competitor, const unsigned char* key) {
-  competitor.SetKey(key);
-  if (Competitor::kDiscards) return;
+// Sets a key, and discards the bytes that fairlead discards.
+template <class Library>
+void Key(Library& library, const unsigned char* key) {
+  library.SetKey(key);
+  if (Library::kDiscards) return;
   unsigned char discarded[kDiscarded] = {};
-  competitor.Encode(discarded, sizeof discarded);
+  library.Encode(discarded, sizeof discarded);
 }
 
-// Ends the program unless the stream is fairlead's.
-template <class Competitor>
-void CheckAnswers() {
+// Ends the program unless the library's stream equals ours.
+template <class Library>
+void CheckResults() {
   Bytes ours(5000);
   Bytes theirs(5000);
   Fairlead fairlead;
   Key(fairlead, kKey);
   fairlead.Encode(ours.data(), ours.size());
-  Competitor competitor;
-  Key(competitor, kKey);
-  competitor.Encode(theirs.data(), theirs.size());
+  Library library;
+  Key(library, kKey);
+  library.Encode(theirs.data(), theirs.size());
   if (ours == theirs) return;
-  std::printf("%s has a wrong result\n", Competitor::kName);
+  std::printf("%s has a wrong result\n", Library::kName);
   std::exit(1);
 }
 
-template <class Competitor>
+template <class Library>
 void Encode(benchmark::State& state) {
-  Competitor competitor;
-  competitor.SetKey(kKey);
+  Library library;
+  library.SetKey(kKey);
   Bytes data(static_cast<std::size_t>(state.range(0)));
   for (auto _ : state) {
-    competitor.Encode(data.data(), data.size());
+    library.Encode(data.data(), data.size());
     benchmark::ClobberMemory();
   }
   state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
-template <class Competitor>
+template <class Library>
 void SetKey(benchmark::State& state) {
-  Competitor competitor;
+  Library library;
   unsigned char key[sizeof kKey] = {};
   for (auto _ : state) {
-    Key(competitor, key);
+    Key(library, key);
     benchmark::ClobberMemory();
     ++key[0];
   }
 }
 
-template <class Competitor>
-void EnterRaces() {
-  CheckAnswers<Competitor>();
-  const std::string competitor = Competitor::kName;
-  benchmark::RegisterBenchmark(("Rc4Encode/" + competitor).c_str(),
-                               Encode<Competitor>)
+template <class Library>
+void RegisterBenchmarks() {
+  CheckResults<Library>();
+  const std::string library = Library::kName;
+  benchmark::RegisterBenchmark(("Rc4Encode/" + library).c_str(),
+                               Encode<Library>)
       ->Arg(16)
       ->Arg(1024)
       ->Arg(1 << 20);
-  benchmark::RegisterBenchmark(("Rc4KeyAndDiscard/" + competitor).c_str(),
-                               SetKey<Competitor>);
+  benchmark::RegisterBenchmark(("Rc4KeyAndDiscard/" + library).c_str(),
+                               SetKey<Library>);
 }
 
-const bool entered = [] {
-  EnterRaces<Fairlead>();
+const bool registered = [] {
+  RegisterBenchmarks<Fairlead>();
 #ifdef FAIRLEAD_PEER_OPENSSL
-  EnterRaces<OpenSsl>();
+  RegisterBenchmarks<OpenSsl>();
 #endif
 #ifdef FAIRLEAD_PEER_CRYPTOPP
-  EnterRaces<CryptoPlusPlus>();
+  RegisterBenchmarks<CryptoPlusPlus>();
 #endif
 #ifdef FAIRLEAD_PEER_GCRYPT
-  EnterRaces<Gcrypt>();
+  RegisterBenchmarks<Gcrypt>();
 #endif
 #ifdef FAIRLEAD_PEER_NETTLE
-  EnterRaces<Nettle>();
+  RegisterBenchmarks<Nettle>();
 #endif
 #ifdef FAIRLEAD_PEER_BOTAN
-  EnterRaces<BotanRc4>();
+  RegisterBenchmarks<BotanRc4>();
 #endif
   return true;
 }();
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,4 +1,4 @@
-// RC4: its stream against a plain model, and the model against RFC 6229.
+// RC4: the stream against a plain model, and the model against RFC 6229.
 
 #include "fairlead/crypto/rc4.h"
 
@@ -16,9 +16,9 @@
 #include <type_traits>
 
 #include "fairlead/crypto/ciphers_testing.h"
-#include "fairlead/crypto/plain_rc4.h"
+#include "fairlead/crypto/plain_rc4_testing.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 static_assert(std::is_trivial_v<RC4Key> && sizeof(RC4Key) == 257);
@@ -32,7 +32,7 @@ constexpr int kDiscarded = 12347;
 
 RC4Key MakeKey(const Bytes& bytes) {
   RC4Key key;
-  std::memset(key.key, 0xEE, sizeof key.key);  // Not to be looked at.
+  std::memset(key.key, 0xEE, sizeof key.key);  // Must not be used.
   std::copy(bytes.begin(), bytes.end(), key.key);
   key.length = static_cast<std::uint8_t>(bytes.size());
   return key;
@@ -98,8 +98,8 @@ TEST(Rc4Test, EveryKeyLengthHasItsStream) {
   }
 }
 
-// However the stream is cut into calls, it is one stream; every length is tried
-// from every place of the first index.
+// Calls of any lengths read one stream. Lengths start at all values of the
+// first index.
 TEST(Rc4Test, GetByteAndEncodeShareOneStream) {
   std::mt19937 random(82);
   const Bytes key = RandomBytes(random, 16);
@@ -111,7 +111,8 @@ TEST(Rc4Test, GetByteAndEncodeShareOneStream) {
       continue;
     }
     const std::size_t length = random() % (call % 10 == 0 ? 1000 : 40);
-    Bytes data = RandomBytes(random, length + 1);  // And one more, to be kept.
+    Bytes data =
+        RandomBytes(random, length + 1);  // One more, which is unchanged.
     Bytes expected = data;
     for (std::size_t i = 0; i < length; ++i) expected[i] ^= model.Next();
     rc4.Encode(data.data(), static_cast<int>(length));
@@ -119,8 +120,8 @@ TEST(Rc4Test, GetByteAndEncodeShareOneStream) {
   }
 }
 
-// An object at the very end of its memory: a step behind its last entry faults.
-TEST(Rc4Test, NothingBehindTheObjectIsRead) {
+// The object ends with its page: an access past its last entry faults.
+TEST(Rc4Test, ReadsNothingPastTheObject) {
   const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
   void* const pages = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE,
                            MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -139,7 +140,7 @@ TEST(Rc4Test, NothingBehindTheObjectIsRead) {
   munmap(pages, 2 * page);
 }
 
-TEST(Rc4Test, GetByteMovesEncodeOnByOne) {
+TEST(Rc4Test, GetByteAdvancesTheStreamOfEncode) {
   const Bytes key = FromHex("a1b2c3");
   PlainRc4 model = Model(key);
   const Bytes stream = Stream(model, 21);
@@ -150,7 +151,7 @@ TEST(Rc4Test, GetByteMovesEncodeOnByOne) {
   EXPECT_EQ(data, Bytes(stream.begin() + 1, stream.end()));
 }
 
-TEST(Rc4Test, TwoObjectsOfOneKeyUndoEachOther) {
+TEST(Rc4Test, TwoObjectsWithOneKeyAreInverse) {
   std::mt19937 random(83);
   const RC4Key key = MakeKey(RandomBytes(random, 7));
   const Bytes plain = RandomBytes(random, 5000);
@@ -161,7 +162,7 @@ TEST(Rc4Test, TwoObjectsOfOneKeyUndoEachOther) {
   EXPECT_EQ(data, plain);
 }
 
-TEST(Rc4Test, LengthsOfZeroOrBelowChangeNothing) {
+TEST(Rc4Test, LengthsOfZeroOrLessChangeNothing) {
   const RC4Key key = MakeKey(FromHex("0102030405"));
   RC4 rc4(key);
   const RC4 fresh(key);
@@ -187,7 +188,7 @@ TEST(Rc4Test, AKeyOfOneByteIsThatByteRepeated) {
   for (int i = 0; i < 1000; ++i) ASSERT_EQ(one.GetByte(), many.GetByte());
 }
 
-TEST(Rc4Test, BytesBeyondTheLengthDoNotCount) {
+TEST(Rc4Test, BytesPastTheLengthAreIgnored) {
   RC4Key a = MakeKey(FromHex("010203"));
   RC4Key b = a;
   std::memset(b.key + 3, 0, sizeof b.key - 3);
@@ -196,7 +197,7 @@ TEST(Rc4Test, BytesBeyondTheLengthDoNotCount) {
   EXPECT_EQ(std::memcmp(&first, &second, sizeof first), 0);
 }
 
-TEST(Rc4Test, ACopyGoesOnFromTheSamePlace) {
+TEST(Rc4Test, ACopyContinuesAtTheSamePosition) {
   RC4 rc4(MakeKey(FromHex("010203")));
   rc4.GetByte();
   RC4 copy = rc4;
@@ -213,4 +214,4 @@ TEST(Rc4Test, DistinctObjectsAreIndependent) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,17 +1,15 @@
-// AES by table lookups: the path for every processor.
+// AES by table lookup, for every processor.
 
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 
 #include "fairlead/crypto/aes.h"
-#include "fairlead/crypto/aes_paths.h"
+#include "fairlead/crypto/aes_implementations.h"
 #include "fairlead/crypto/aes_tables.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
-
-using namespace aes_tables;
 
 // The bytes of a word, the most significant first.
 constexpr std::uint32_t Byte0(std::uint32_t word) { return word >> 24; }
@@ -31,8 +29,8 @@ void StoreWord(unsigned char* p, std::uint32_t word) {
   p[3] = static_cast<unsigned char>(Byte3(word));
 }
 
-// Four bytes, each of another word, through an S-box.
-std::uint32_t Substitute(const Bytes& box, std::uint32_t a, std::uint32_t b,
+// Returns four bytes, each of another word, substituted by an S-box.
+std::uint32_t Substitute(const ByteTable& box, std::uint32_t a, std::uint32_t b,
                          std::uint32_t c, std::uint32_t d) {
   return std::uint32_t{box[Byte0(a)]} << 24 |
          std::uint32_t{box[Byte1(b)]} << 16 |
@@ -50,7 +48,7 @@ struct Encryption {
   }
 };
 
-// The rows move the other way: b and d change places.
+// Rows shift the other way: b and d are swapped.
 struct Decryption {
   static std::uint32_t Mix(std::uint32_t a, std::uint32_t d, std::uint32_t c,
                            std::uint32_t b) {
@@ -62,9 +60,9 @@ struct Decryption {
   }
 };
 
-// A context may never have been keyed: any number of rounds counts as the next
-// one that AES has, or as the greatest.
-std::int32_t Known(std::int32_t rounds) {
+// Returns a valid number of rounds, as a context may never have been keyed: the
+// next greater one, or else the greatest.
+std::int32_t ValidRounds(std::int32_t rounds) {
   if (rounds <= 10) return 10;
   return rounds <= 12 ? 12 : 14;
 }
@@ -78,7 +76,7 @@ void Process(const std::uint32_t* keys, std::int32_t rounds,
   std::uint32_t d = LoadWord(input + 12) ^ keys[3];
 
   keys += 4;
-  rounds = Known(rounds);
+  rounds = ValidRounds(rounds);
   for (std::int32_t round = 1; round < rounds; ++round, keys += 4) {
     const std::uint32_t e = Direction::Mix(a, b, c, d) ^ keys[0];
     const std::uint32_t f = Direction::Mix(b, c, d, a) ^ keys[1];
@@ -116,8 +114,8 @@ void DecryptBlocks(const aes_context* ctx, unsigned char* data,
   for (; blocks > 0; --blocks, data += 16) DecryptBlock(ctx, data, data);
 }
 
-// The word that follows `previous` in the expansion, but for the XOR with the
-// word one key length before it.
+// Returns the word after `previous` in the key expansion, before the XOR with
+// the word one key length back.
 std::uint32_t Step(std::uint32_t previous, unsigned index, unsigned key_words) {
   const auto substitute = [](std::uint32_t word) {
     return Substitute(FSb, word, word, word, word);
@@ -143,7 +141,7 @@ void SetKey(aes_context* ctx, const unsigned char* key, std::int32_t rounds) {
   for (unsigned i = key_words; i < 4 * (last + 1); ++i)
     enc[i] = enc[i - key_words] ^ Step(enc[i - 1], i, key_words);
 
-  // The same round keys backwards; all but the outer two are unmixed.
+  // The same round keys in reverse order; all but the first and last unmixed.
   for (unsigned i = 0; i < 4 * (last + 1); ++i) {
     const unsigned round = i / 4;
     const std::uint32_t word = enc[4 * (last - round) + i % 4];
@@ -154,7 +152,7 @@ void SetKey(aes_context* ctx, const unsigned char* key, std::int32_t rounds) {
 
 }  // namespace
 
-const AesPath kAesTables = {
+const AesImplementation kAesTables = {
     .name = "tables",
     .available = [] { return true; },
     .set_key = SetKey,
@@ -164,4 +162,4 @@ const AesPath kAesTables = {
     .decrypt_blocks = DecryptBlocks,
 };
 
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,14 +1,14 @@
-// RC4 as textbooks have it, bytes and modulo: a second way to know the stream.
+// RC4 as in textbooks, an independent oracle for the stream. Not installed.
 
-#ifndef FAIRLEAD_CRYPTO_PLAIN_RC4_H_
-#define FAIRLEAD_CRYPTO_PLAIN_RC4_H_
+#ifndef FAIRLEAD_CRYPTO_PLAIN_RC4_TESTING_H_
+#define FAIRLEAD_CRYPTO_PLAIN_RC4_TESTING_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
 
-namespace fairlead {
+namespace fairlead::internal {
 
 class PlainRc4 {
  public:
@@ -38,6 +38,6 @@ class PlainRc4 {
   std::size_t j_ = 0;
 };
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
-#endif  // FAIRLEAD_CRYPTO_PLAIN_RC4_H_
+#endif  // FAIRLEAD_CRYPTO_PLAIN_RC4_TESTING_H_
