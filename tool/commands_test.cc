@@ -1,6 +1,6 @@
 // The small commands, and what holds the table together.
 
-#include "tool/commands.h"
+#include "tool/command/commands.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,12 +9,12 @@
 #include <set>
 #include <string>
 
-#include "tool/arguments.h"
-#include "tool/completion_scripts.h"
-#include "tool/concat.h"
-#include "tool/failure.h"
-#include "tool/help_text.h"
-#include "tool/man_page.h"
+#include "tool/base/concat.h"
+#include "tool/base/failure.h"
+#include "tool/command/arguments.h"
+#include "tool/help/completion_scripts.h"
+#include "tool/help/help_text.h"
+#include "tool/help/man_page.h"
 #include "tool/run_command.h"
 #include "tool/testing.h"
 

@@ -10,7 +10,7 @@
 #include <future>
 #include <string>
 
-#include "tool/man_page.h"
+#include "tool/help/man_page.h"
 #include "tool/testing.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

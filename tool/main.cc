@@ -2,7 +2,7 @@
 
 #include <span>
 
-#include "tool/output.h"
+#include "tool/io/output.h"
 #include "tool/run_command.h"
 
 // A program may be started with no arguments at all, not even its own path.

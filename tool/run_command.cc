@@ -7,13 +7,13 @@
 #include <system_error>
 #include <vector>
 
-#include "tool/arguments.h"
-#include "tool/concat.h"
-#include "tool/escapes.h"
-#include "tool/failure.h"
-#include "tool/help_text.h"
-#include "tool/nearest.h"
-#include "tool/parameters.h"
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/command/arguments.h"
+#include "tool/command/nearest.h"
+#include "tool/command/parameters.h"
+#include "tool/help/help_text.h"
 
 namespace fairlead::tool {
 namespace {

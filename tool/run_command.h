@@ -6,8 +6,8 @@
 #include <span>
 #include <string_view>
 
-#include "tool/commands.h"
-#include "tool/output.h"
+#include "tool/command/commands.h"
+#include "tool/io/output.h"
 
 namespace fairlead::tool {
 

@@ -1,0 +1,113 @@
+#include "tool/exchange/send_profile.h"
+
+#include <array>
+#include <string_view>
+
+#include "fairlead/ini/ini_file.h"
+#include "fairlead/ini/profile.h"
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/command/parameters.h"
+#include "tool/exchange/body.h"
+#include "tool/ini/ini_lines.h"
+#include "tool/ini/ini_names.h"
+#include "tool/ini/ini_store.h"
+#include "tool/io/atomic_edit.h"
+#include "tool/io/read_file.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr std::array kKept = {kHost, kPort, kTimeout, kIdle, kEol, kView};
+
+void CheckUsage(const Arguments& arguments) {
+  const bool has_file = arguments.Has(kSettings);
+  if (has_file != arguments.Has(kProfile))
+    throw Failure(kWrongUsage, "-settings and -profile go together");
+  if (!has_file && arguments.Has(kSaveprofile))
+    throw Failure(kWrongUsage, "-saveprofile needs -settings and -profile");
+  const std::string_view fault = ini::SectionFault(arguments.Text(kProfile));
+  if (!fault.empty()) throw Failure(kWrongUsage, std::string(fault));
+}
+
+}  // namespace
+
+Profile::Profile(const Arguments& arguments) : arguments_(arguments) {
+  if (FindParameter(arguments.command(), kSettings.name) == nullptr) return;
+  CheckUsage(arguments);
+  if (arguments.Has(kSettings)) ReadFile();
+}
+
+void Profile::ReadFile() {
+  file_ = arguments_.Text(kSettings);
+  section_ = arguments_.Text(kProfile);
+  const bool may_be_missing = arguments_.Has(kSaveprofile);
+  const std::string text = may_be_missing ? ReadFileIfAny(file_).value_or("")
+                                          : tool::ReadFile(file_);
+  ini::Lines(text).CheckReadable(file_);
+  copy_.emplace(text);
+  if (!may_be_missing && !CIniFile::SectionExists(section_, copy_->path()))
+    throw Failure(kAnswerIsNo, Concat("there is no section ", Quoted(section_),
+                                      " in ", Quoted(file_)));
+}
+
+// "" where there is none. What the parameter allows is known to the arguments.
+std::string Profile::InFile(const Parameter& parameter) const {
+  std::string value =
+      GetPrivateProfileStr(section_, parameter.name, "", copy_->path());
+  if (value.empty()) return value;
+  try {
+    Arguments::CheckValue(parameter, value);
+  } catch (const Failure& failure) {
+    throw Failure(
+        kMalformedInput,
+        Concat(Visible(file_), ": [", Shown(section_), "]: ", failure.what()));
+  }
+  return value;
+}
+
+bool Profile::Has(const Parameter& parameter) const {
+  return arguments_.Has(parameter) || (copy_ && !InFile(parameter).empty());
+}
+
+std::string Profile::Text(const Parameter& parameter) const {
+  if (arguments_.Has(parameter) || !copy_) return arguments_.Text(parameter);
+  const std::string value = InFile(parameter);
+  return value.empty() ? std::string(parameter.fallback) : value;
+}
+
+int Profile::Number(const Parameter& parameter) const {
+  const int number = arguments_.Number(parameter);
+  if (arguments_.Has(parameter) || !copy_ || InFile(parameter).empty())
+    return number;
+  return GetPrivateProfileInteger(section_, parameter.name, number,
+                                  copy_->path());
+}
+
+void Profile::Save() const {
+  if (!copy_ || !arguments_.Has(kSaveprofile)) return;
+  EditFile(file_, Writing::kReplace,
+           [this](const std::optional<std::string>& text) {
+             return ini::Edited(
+                 text.value_or(""), file_,
+                 [this](const std::string& file) { return WriteGiven(file); });
+           });
+}
+
+bool Profile::WriteGiven(const std::string& file) const {
+  for (const Parameter& parameter : kKept) {
+    if (!arguments_.Has(parameter)) continue;
+    const std::string text = arguments_.Text(parameter);
+    const std::string_view fault = ini::ValueFault(text);
+    if (!fault.empty()) throw Failure(kWrongUsage, std::string(fault));
+    if (parameter.kind == Kind::kNumber)
+      WritePrivateProfileInteger(section_, parameter.name,
+                                 arguments_.Number(parameter), file);
+    else
+      WritePrivateProfileStr(section_, parameter.name, text, file);
+  }
+  return true;
+}
+
+}  // namespace fairlead::tool

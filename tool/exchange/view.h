@@ -1,0 +1,35 @@
+// How a received message is shown.
+
+#ifndef FAIRLEAD_TOOL_EXCHANGE_VIEW_H_
+#define FAIRLEAD_TOOL_EXCHANGE_VIEW_H_
+
+#include <string>
+#include <string_view>
+
+#include "fairlead/net/tcp_client.h"
+#include "fairlead/time/the_time.h"
+
+namespace fairlead::tool {
+
+/// Where the text goes, as far as that changes it.
+struct Screen {
+  bool terminal = false;
+  bool colour = false;
+};
+
+/// The bytes of a message.
+std::string_view BodyOf(const CTCPMessage& message);
+
+/// What came at that time, as the view of that name has it.
+///
+/// "raw" is the bytes themselves, with control bytes made visible for a
+/// terminal. The others are one entry with the time of receipt: "text" a line
+/// with the bytes spelled as -text takes them, "hex" a line of digits, "dump"
+/// rows of sixteen bytes beside their letters, "json" one object on a line, in
+/// whose text every byte is one character.
+std::string Rendered(std::string_view bytes, const TheTime& time,
+                     std::string_view view, Screen screen);
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_EXCHANGE_VIEW_H_
