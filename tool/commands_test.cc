@@ -1,7 +1,5 @@
 // The small commands, and what holds the table together.
 
-#include "tool/command/commands.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,6 +10,7 @@
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
 #include "tool/command/arguments.h"
+#include "tool/command/command_table.h"
 #include "tool/help/completion_scripts.h"
 #include "tool/help/help_text.h"
 #include "tool/help/man_page.h"

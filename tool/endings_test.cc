@@ -39,41 +39,72 @@ void ExpectRefused(const Words& arguments, const std::string& message) {
   EXPECT_EQ(outcome.output, "");
 }
 
-TEST(EndingsTest, AloneItSaysHowToUseIt) {
+TEST(EndingsTest, AloneItPrintsItsUsage) {
   ExpectRefused({}, "usage: fairlead COMMAND");
 }
 
-TEST(EndingsTest, WrongUsageIsTold) {
+TEST(EndingsTest, ReportsAnUnknownCommand) {
   ExpectRefused({"sned"},
-                "fairlead: 'sned' is no command; the nearest is send");
-  ExpectRefused({""}, "fairlead: '' is no command");
-  ExpectRefused({"-port", "1"}, "'-port' stands where the command belongs");
-  ExpectRefused({"help", "sned"}, "'sned' is no command; the nearest is send");
-  ExpectRefused({"send"}, "fairlead send: -host NAME is missing (or -demo");
-  ExpectRefused({"send", "-host", "x"}, "fairlead send: -port N is missing");
+                "fairlead: unknown command 'sned'; did you mean 'send'?\n");
+  ExpectRefused({"SEND"},
+                "fairlead: unknown command 'SEND'; did you mean 'send'?\n");
+  ExpectRefused({""}, "fairlead: unknown command ''; see 'fairlead help'\n");
+  ExpectRefused({"-port", "1"},
+                "expected a command before '-port': fairlead COMMAND");
+  ExpectRefused({"help", "sned"}, "unknown command 'sned'; did you mean");
+  ExpectRefused({"help", "ini", "gett"},
+                "fairlead help: unknown subcommand 'gett'; did you mean "
+                "'get'?\n");
+  ExpectRefused({"help", "send", "x"}, "'send' has no subcommands");
+  ExpectRefused({"ini", "gett"},
+                "fairlead ini: unknown subcommand 'gett'; did you mean "
+                "'get'?\n");
+  ExpectRefused({"ini", "GET"}, "did you mean 'get'?");
+  ExpectRefused({"ini", "zzzzz"},
+                "unknown subcommand 'zzzzz'; see 'fairlead help ini'\n");
+  ExpectRefused({"ini"},
+                "fairlead ini: missing subcommand; see 'fairlead help ini'\n");
+  ExpectRefused({"ini", "-file", "x"}, "fairlead ini: missing subcommand");
+}
+
+TEST(EndingsTest, ReportsAWrongUsage) {
+  ExpectRefused({"send"},
+                "fairlead send: missing -text TEXT, -hex DIGITS, -file FILE or "
+                "-stdin; see 'fairlead help send'\n");
+  ExpectRefused({"send", "-text", "x"},
+                "fairlead send: missing -host NAME (or -demo");
+  ExpectRefused({"send", "-text", "x", "-host", "x"},
+                "fairlead send: missing -port N");
   ExpectRefused({"send", "-host", "x", "-port", "70000"},
-                "fairlead send: -port 70000 is outside 1 to 65535\n");
-  ExpectRefused({"send", "-demo"}, "there is nothing to send");
+                "fairlead send: -port: 70000 is out of range (expected 1 to "
+                "65535)\n");
+  ExpectRefused({"send", "-host=x"},
+                "fairlead send: unknown option -host=...; write -host NAME\n");
   ExpectRefused({"send", "-demo", "-text", "x", "-hex", "00"},
-                "-text and -hex are given: a body comes from one");
+                "-text and -hex cannot be combined");
   ExpectRefused({"send", "-demo", "-file", "x", "-stdin"},
-                "-file and -stdin are given");
+                "-file and -stdin cannot be combined");
   ExpectRefused({"send", "-demo", "-text", "x", "-host", "x"},
-                "-demo takes the place of -host and -port");
+                "-host and -demo cannot be combined");
   ExpectRefused({"send", "-demo", "-text", "x", "-port", "1"},
-                "-demo takes the place of -host and -port");
+                "-port and -demo cannot be combined");
   ExpectRefused({"send", "-demo", "-text", "\\q"}, "-text: '\\q' is none of");
   ExpectRefused({"send", "-demo", "-text", "x", "-until", "\\q"},
                 "-until: '\\q' is none of");
   ExpectRefused({"send", "-demo", "-hex", "0"},
                 "-hex: '0' is no pair of hexadecimal digits");
-  ExpectRefused({"send", "-demo", "hello"}, "-demo took the word 'hello'");
-  ExpectRefused({"send", "-demo", "-text", "two", "words"}, "'words' is one");
-  ExpectRefused({"recv", "-demo", "-text", "x"}, "-text is unknown");
-  ExpectRefused({"resolve"}, "fairlead resolve: -host NAME is missing");
-  ExpectRefused({"completion"}, "which shell? bash or zsh");
-  ExpectRefused({"completion", "fish"}, "'fish' is none of bash|zsh");
-  ExpectRefused({"version", "x"}, "'x' stands alone");
+  ExpectRefused({"send", "-demo", "hello"},
+                "-demo is a switch and cannot be followed by 'hello'");
+  ExpectRefused({"send", "-demo", "-text", "two", "words"},
+                "unexpected argument 'words' after 'two'; quote values");
+  ExpectRefused({"recv", "-demo", "-text", "x"}, "unknown option -text");
+  ExpectRefused({"recv"}, "missing -host NAME -port N or -demo");
+  ExpectRefused({"recv", "-host", "x"}, "-host needs -port N");
+  ExpectRefused({"resolve"}, "fairlead resolve: missing -host NAME");
+  ExpectRefused({"completion"}, "fairlead completion: missing bash|zsh");
+  ExpectRefused({"completion", "fish"},
+                "'fish' is not valid; choose bash or zsh");
+  ExpectRefused({"version", "x"}, "unexpected argument 'x'");
 }
 
 TEST(EndingsTest, AWrongUsageDoesNotWaitForStandardInput) {

@@ -1,4 +1,4 @@
-// Text put together from pieces.
+// Text joined from pieces.
 
 #ifndef FAIRLEAD_TOOL_BASE_CONCAT_H_
 #define FAIRLEAD_TOOL_BASE_CONCAT_H_
@@ -6,8 +6,6 @@
 #include <concepts>
 #include <string>
 #include <string_view>
-
-#include "fairlead/text/strings.h"
 
 namespace fairlead::tool {
 
@@ -17,10 +15,10 @@ inline void AppendPiece(std::string& text, std::string_view piece) {
 
 template <std::integral Number>
 void AppendPiece(std::string& text, Number number) {
-  text += inttostr(static_cast<std::int64_t>(number));
+  text += std::to_string(number);
 }
 
-/// The pieces, texts and whole numbers, one behind the other.
+/// Returns the pieces, texts and integers, joined.
 template <typename... Pieces>
 std::string Concat(const Pieces&... pieces) {
   std::string text;

@@ -1,4 +1,4 @@
-// What the command answers to the shell.
+// What the command returns to the shell.
 
 #ifndef FAIRLEAD_TOOL_BASE_EXIT_STATUS_H_
 #define FAIRLEAD_TOOL_BASE_EXIT_STATUS_H_
@@ -7,7 +7,7 @@
 
 namespace fairlead::tool {
 
-/// The same number means the same thing for every command.
+/// The same number means the same for every command.
 enum ExitStatus : int {
   kDone = 0,
   kAnswerIsNo = 1,
@@ -21,24 +21,24 @@ enum ExitStatus : int {
   kNothingAnswered = 52,
   kSendingFailed = 55,
   kReceivingFailed = 56,
+  kInterrupted = 130,  ///< Set by a shell, when SIGINT has ended the process.
   kSilentlyNotResolved = 255,
 };
 
-/// What the status means, for help and the man page.
+/// What the status means in general; a command's own table says what it means
+/// there.
 constexpr std::string_view Meaning(ExitStatus status) {
   switch (status) {
     case kDone:
-      return "done";
+      return "success";
     case kAnswerIsNo:
-      return "the answer is no: the text of -until was not seen, or a section "
-             "or "
-             "key is not there (with add, rename and create: is there already)";
+      return "the answer is no";
     case kWrongUsage:
       return "wrong usage";
     case kMalformedInput:
       return "malformed input";
     case kNotResolved:
-      return "the name was not resolved";
+      return "the host name was not resolved";
     case kNotConnected:
       return "no connection could be made";
     case kCannotWrite:
@@ -46,22 +46,20 @@ constexpr std::string_view Meaning(ExitStatus status) {
     case kCannotRead:
       return "standard input or a file cannot be read";
     case kTimeIsOver:
-      return "the time of -timeout is over";
+      return "the time limit was reached";
     case kNothingAnswered:
-      return "connected, and nothing was answered";
+      return "connected, but received nothing";
     case kSendingFailed:
       return "sending failed";
     case kReceivingFailed:
-      return "receiving failed, or the peer was seen to reset the connection";
+      return "receiving failed";
+    case kInterrupted:
+      return "interrupted by Ctrl-C (SIGINT)";
     case kSilentlyNotResolved:
-      return "the name was not resolved, with -quiet";
+      return "the host name was not resolved, with -quiet";
   }
   return {};
 }
-
-/// What 130 means, the number that a shell gives to the signal of Ctrl-C.
-inline constexpr std::string_view kInterrupt =
-    "interrupted: the signal SIGINT ended it, which a shell calls 130";
 
 }  // namespace fairlead::tool
 

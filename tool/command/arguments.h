@@ -1,55 +1,117 @@
-// A command's arguments: checked against the table, then asked of the parser.
+// A command's arguments: checked against its table, then read through it.
 
 #ifndef FAIRLEAD_TOOL_COMMAND_ARGUMENTS_H_
 #define FAIRLEAD_TOOL_COMMAND_ARGUMENTS_H_
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "fairlead/cmdline/simple_cmd_line.h"
-#include "tool/command/commands.h"
+#include "tool/command/uses.h"
 
 namespace fairlead::tool {
 
-/// The parameters given to one command.
+struct Command;
+
+/// The arguments given to a command, each value accepted by its parameter.
 ///
-/// Values come from CSimpleCmdLine. Because it cannot list what was given and
-/// takes everything, the words themselves are looked at first: a wrong one is
-/// told to the user instead of being lost.
-class Arguments {
+/// The values come from CSimpleCmdLine. It accepts everything and cannot list
+/// what was given, so the arguments are checked first: a wrong one is reported
+/// instead of being lost. Leading arguments without a '-' are the operands.
+class ParsedArguments {
  public:
-  /// @param words the command and what follows it; they outlive the object
-  /// @throws Failure with kWrongUsage for whatever the table does not allow
-  Arguments(const Command& command, std::span<char* const> words);
+  /// @param arguments the last word of the command's name and what follows it;
+  ///     they outlive the object
+  /// @throws Failure with kWrongUsage for a name that the command does not know
+  ///     and for a value that its parameter does not accept
+  ParsedArguments(const Command& command, std::span<char* const> arguments);
 
   const Command& command() const { return command_; }
 
-  /// Whether the parameter was given; a switch, whether it is on.
+  /// Returns whether the parameter was given; for a switch, whether it is on.
+  /// A parameter that the command does not take never is.
   bool Has(const Parameter& parameter) const;
 
-  /// The value given, else the fallback of the table.
+  /// Returns the value given, or else the default.
   std::string Text(const Parameter& parameter) const;
 
-  /// The number given, else the fallback of the table, else 0.
-  int Number(const Parameter& parameter) const;
-
-  /// @throws Failure with kWrongUsage for what may not stand behind the
-  ///     parameter
-  static void CheckValue(const Parameter& parameter, std::string_view value);
-
  private:
-  void Check() const;
-  void CheckBareWord(std::size_t at) const;
+  void Check();
+  void CheckBareWord(std::size_t at);
   const Parameter& Known(std::string_view name) const;
+  [[noreturn]] void FailForName(std::string_view name) const;
   [[noreturn]] void FailForMissingValue(const Parameter& parameter,
                                         std::size_t at) const;
-  std::string NameInParser(const Parameter& parameter) const;
+  std::size_t PlaceOf(const Parameter& operand) const;
 
   const Command& command_;
+  std::vector<const Parameter*> operands_;  // That the command takes.
+  std::vector<std::string> operands_given_;
   std::vector<char*> words_;  // With one leading '-' where two were given.
   CSimpleCmdLine parser_;
+};
+
+/// Returns the number in a text that CheckValue() accepts; 0 for an empty one.
+std::uint64_t NumberIn(std::string_view text);
+
+/// A call of it in a constant expression is the error that a user of Arguments
+/// sees: the table does not list the parameter that is asked for.
+void ParameterIsNotListed();
+
+/// The arguments of a command as one table lists them.
+///
+/// Asking for a parameter that the table does not list does not compile. A view
+/// through a table converts to one through any smaller table, so that code
+/// which several commands share names what it reads in a table of its own.
+template <const auto& kTable>
+class Arguments {
+ public:
+  /// A parameter of the table.
+  class Listed {
+   public:
+    // NOLINTNEXTLINE(google-explicit-constructor): callers name the parameter.
+    consteval Listed(const Parameter& parameter) : parameter_(&parameter) {
+      if (!Lists(kTable, parameter)) ParameterIsNotListed();
+    }
+    const Parameter& operator*() const { return *parameter_; }
+    const Parameter* operator->() const { return parameter_; }
+
+   private:
+    const Parameter* parameter_;
+  };
+
+  explicit Arguments(const ParsedArguments& parsed) : parsed_(&parsed) {}
+
+  template <const auto& kLarger>
+  requires(Includes(kLarger, kTable))
+      // NOLINTNEXTLINE(google-explicit-constructor): it reads less, nothing
+      // else.
+      Arguments(const Arguments<kLarger>& larger)
+      : parsed_(&larger.parsed()) {}
+
+  /// Returns whether the parameter was given; for a switch, whether it is on.
+  bool Has(Listed parameter) const { return parsed_->Has(*parameter); }
+
+  /// Returns the value given, or else the default.
+  std::string Text(Listed parameter) const { return parsed_->Text(*parameter); }
+
+  /// Returns the number given, or else the default, or else 0. For a range that
+  /// an `int` holds.
+  int Number(Listed parameter) const {
+    return static_cast<int>(WideNumber(parameter));
+  }
+
+  std::uint64_t WideNumber(Listed parameter) const {
+    return NumberIn(parsed_->Text(*parameter));
+  }
+
+  const ParsedArguments& parsed() const { return *parsed_; }
+
+ private:
+  const ParsedArguments* parsed_;
 };
 
 }  // namespace fairlead::tool

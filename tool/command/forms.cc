@@ -15,25 +15,24 @@ std::string AllLines(const std::vector<Form>& forms) {
   return lines;
 }
 
+// "clock, seconds or all"
 std::string Names(const std::vector<Form>& forms) {
   std::string names;
-  for (const Form& form : forms) names += Concat(form.name, ", ");
-  return names + "all";
+  for (const Form& form : forms)
+    names += Concat(names.empty() ? "" : ", ", form.name);
+  return Concat(names, " or ", kAllForms);
 }
 
 }  // namespace
 
 std::string FormLines(const std::vector<Form>& forms,
-                      const Arguments& arguments, const Parameter& parameter,
-                      std::string_view fallback) {
-  const std::string asked = arguments.Has(parameter) ? arguments.Text(parameter)
-                                                     : std::string(fallback);
-  if (asked == "all") return AllLines(forms);
+                      const Parameter& parameter, std::string_view asked) {
+  if (asked == kAllForms) return AllLines(forms);
   const auto form = std::ranges::find(forms, asked, &Form::name);
   if (form == forms.end())
     throw Failure(kWrongUsage,
                   Concat("-", parameter.name, " ", asked,
-                         " is not there for this; there are ", Names(forms)));
+                         " is not available here; choose ", Names(forms)));
   return Concat(form->text, "\n");
 }
 

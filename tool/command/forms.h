@@ -7,9 +7,12 @@
 #include <string_view>
 #include <vector>
 
-#include "tool/command/arguments.h"
+#include "tool/command/parameter.h"
 
 namespace fairlead::tool {
+
+/// The choice that prints every form.
+inline constexpr std::string_view kAllForms = "all";
 
 /// A value's text, and the name of its form.
 struct Form {
@@ -17,14 +20,13 @@ struct Form {
   std::string text;
 };
 
-/// The line of the form that the parameter asks for; with "all", a line
-/// "name text" for each.
+/// Returns the line of the form asked for, or a line "name text" for each form
+/// if that is kAllForms.
 ///
-/// @param fallback the form where none is asked for
-/// @throws Failure with kWrongUsage where the value has no such form
+/// @param parameter by which the user asked, for the error
+/// @throws Failure with kWrongUsage if the value has no such form
 std::string FormLines(const std::vector<Form>& forms,
-                      const Arguments& arguments, const Parameter& parameter,
-                      std::string_view fallback);
+                      const Parameter& parameter, std::string_view asked);
 
 }  // namespace fairlead::tool
 

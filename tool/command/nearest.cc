@@ -4,8 +4,6 @@
 #include <utility>
 #include <vector>
 
-#include "tool/base/concat.h"
-
 namespace fairlead::tool {
 
 // Row by row: the distance of the first i letters of `a` from the first j of
@@ -36,13 +34,13 @@ std::string_view Nearest(std::string_view typed,
   });
 }
 
-std::string Suggestion(std::string_view lead, std::string_view typed,
+std::string Suggestion(std::string_view typed,
                        std::span<const std::string_view> names) {
   const std::string_view nearest = Nearest(typed, names);
   const auto most =
       static_cast<int>(std::max(typed.size(), nearest.size()) / 3);
   if (EditDistance(typed, nearest) > std::max(most, 1)) return "";
-  return Concat(lead, nearest);
+  return std::string(nearest);
 }
 
 }  // namespace fairlead::tool

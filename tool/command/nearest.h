@@ -9,18 +9,19 @@
 
 namespace fairlead::tool {
 
-/// How many letters must be put in, taken out, replaced or swapped with their
-/// neighbour to make one text of the other.
+/// Returns the least number of edits that turn one text into the other: a
+/// letter inserted, removed, replaced, or swapped with its neighbour.
 int EditDistance(std::string_view a, std::string_view b);
 
-/// The name with the least distance from `typed`, the first among equals.
-/// `names` holds at least one.
+/// Returns the name with the least distance from `typed`, the first of equals.
+///
+/// @param names at least one
 std::string_view Nearest(std::string_view typed,
                          std::span<const std::string_view> names);
 
-/// `lead` and the nearest name, or "" where none is near: more than one edit
-/// away, and more than a third of the longer word.
-std::string Suggestion(std::string_view lead, std::string_view typed,
+/// Returns the nearest name, or "" if none is near. Near is one edit away, or
+/// up to a third of the longer of the two.
+std::string Suggestion(std::string_view typed,
                        std::span<const std::string_view> names);
 
 }  // namespace fairlead::tool

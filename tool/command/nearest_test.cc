@@ -44,12 +44,12 @@ TEST(NearestTest, TakesTheNearestAndTheFirstAmongEquals) {
 
 TEST(NearestTest, OffersOnlyWhatIsNear) {
   constexpr std::string_view kNames[] = {"host", "version", "completion"};
-  EXPECT_EQ(Suggestion("try ", "hst", kNames), "try host");
-  EXPECT_EQ(Suggestion("try ", "vresoin", kNames), "try version");
-  EXPECT_EQ(Suggestion("try ", "comletin", kNames), "try completion");
-  EXPECT_EQ(Suggestion("try ", "hots!", kNames), "");
-  EXPECT_EQ(Suggestion("try ", "zzzz", kNames), "");
-  EXPECT_EQ(Suggestion("try ", "", kNames), "");
+  EXPECT_EQ(Suggestion("hst", kNames), "host");
+  EXPECT_EQ(Suggestion("vresoin", kNames), "version");
+  EXPECT_EQ(Suggestion("comletin", kNames), "completion");
+  EXPECT_EQ(Suggestion("hots!", kNames), "");
+  EXPECT_EQ(Suggestion("zzzz", kNames), "");
+  EXPECT_EQ(Suggestion("", kNames), "");
 }
 
 }  // namespace

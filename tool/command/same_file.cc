@@ -10,31 +10,30 @@
 namespace fairlead::tool {
 namespace {
 
-bool AreOne(const struct stat& a, const struct stat& b) {
+bool IsSameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 }  // namespace
 
-void CheckDistinct(const Arguments& arguments, const Parameter& written,
-                   const Parameter& read) {
-  if (!arguments.Has(written) || !arguments.Has(read)) return;
-  const std::string path = arguments.Text(written);
+void CheckDistinct(const Parameter& written, const std::string& written_path,
+                   const Parameter& read, const std::string& read_path) {
   struct stat target = {};
   struct stat source = {};
-  if (stat(path.c_str(), &target) != 0 || !S_ISREG(target.st_mode)) return;
-  if (stat(arguments.Text(read).c_str(), &source) != 0) return;
-  if (!AreOne(target, source)) return;
+  if (stat(written_path.c_str(), &target) != 0 || !S_ISREG(target.st_mode))
+    return;
+  if (stat(read_path.c_str(), &source) != 0 || !IsSameFile(target, source))
+    return;
   throw Failure(kWrongUsage,
-                Concat("-", written.name, " is the file of -", read.name, ", ",
-                       Quoted(path), ": name another for -", written.name));
+                Concat("-", written.name, " and -", read.name,
+                       " name the same file, ", Quoted(written_path)));
 }
 
 bool IsStandardInput(const char* path) {
   struct stat file = {};
   struct stat input = {};
   return stat(path, &file) == 0 && fstat(STDIN_FILENO, &input) == 0 &&
-         !S_ISREG(file.st_mode) && AreOne(file, input);
+         !S_ISREG(file.st_mode) && IsSameFile(file, input);
 }
 
 }  // namespace fairlead::tool

@@ -1,19 +1,34 @@
-// Whether two parameters lead to one file, where that would harm it.
+// Whether two parameters name one file, where that would destroy it.
 
 #ifndef FAIRLEAD_TOOL_COMMAND_SAME_FILE_H_
 #define FAIRLEAD_TOOL_COMMAND_SAME_FILE_H_
+
+#include <string>
 
 #include "tool/command/arguments.h"
 
 namespace fairlead::tool {
 
-/// Throws a Failure of wrong usage where both are given and the file that
-/// `written` names is the regular file that `read` names.
-void CheckDistinct(const Arguments& arguments, const Parameter& written,
-                   const Parameter& read);
+/// Throws if the file to write is the regular file to read.
+///
+/// @param written the parameter that names the file to write
+/// @param read the parameter that names the file to read
+/// @throws Failure with kWrongUsage
+void CheckDistinct(const Parameter& written, const std::string& written_path,
+                   const Parameter& read, const std::string& read_path);
 
-/// Whether the path leads to standard input, and not to a regular file, which
-/// can be read twice.
+/// The same for two parameters of a command, if both are given.
+template <const auto& kTable>
+void CheckDistinct(const Arguments<kTable>& arguments,
+                   typename Arguments<kTable>::Listed written,
+                   typename Arguments<kTable>::Listed read) {
+  if (arguments.Has(written) && arguments.Has(read))
+    CheckDistinct(*written, arguments.Text(written), *read,
+                  arguments.Text(read));
+}
+
+/// Returns whether the path leads to standard input, unless that is a regular
+/// file, which can be read twice.
 bool IsStandardInput(const char* path);
 
 }  // namespace fairlead::tool

@@ -1,8 +1,6 @@
 #include "tool/command/usage.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <string>
 #include <vector>
 
 #include "tool/base/concat.h"
@@ -11,117 +9,210 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr int kNeeded = -1;
-constexpr int kOptional = 0;
+using Rows = std::span<const Use>;
 
-// A parameter in a usage; where it is one of several alternatives, these share
-// a place above 0.
-struct Mention {
-  std::string_view name;
-  int place;
-};
+constexpr std::ptrdiff_t kMaxOptionalInLine = 6;
 
-std::vector<Mention> MentionsIn(std::string_view usage) {
-  std::vector<Mention> mentions;
-  int place = kNeeded;
-  int groups = 0;
-  for (std::size_t at = 0; at < usage.size(); ++at) {
-    if (usage[at] == '[') place = kOptional;
-    if (usage[at] == '(') place = ++groups;
-    if (usage[at] == ']' || usage[at] == ')') place = kNeeded;
-    if (usage[at] != '-') continue;
-    const std::size_t end =
-        std::min(usage.find_first_of(" ])", at), usage.size());
-    mentions.push_back({usage.substr(at + 1, end - at - 1), place});
-    at = end - 1;
-  }
-  return mentions;
+bool Opens(const Use& use) {
+  return use.mark == Mark::kOpenOneOf || use.mark == Mark::kOpenOptional;
 }
 
-class Usage {
- public:
-  Usage(const Arguments& arguments, std::string_view word,
-        std::string_view usage)
-      : arguments_(arguments),
-        word_(word),
-        usage_(usage),
-        mentions_(MentionsIn(usage)) {}
+// Returns the rows up to the first `mark` that is in no brackets, or all.
+Rows UpTo(Mark mark, Rows rows) {
+  int depth = 0;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (depth == 0 && rows[i].mark == mark) return rows.first(i);
+    if (Opens(rows[i])) ++depth;
+    if (rows[i].mark == Mark::kClose) --depth;
+  }
+  return rows;
+}
 
-  void Check() const {
-    for (const Parameter& parameter : arguments_.command().parameters)
-      if (arguments_.Has(parameter) && !IsMentioned(parameter))
-        Fail(Concat("-", parameter.name, " does not go with '", word_, "'"));
-    for (const Mention& mention : mentions_) {
-      if (mention.place == kNeeded && !IsGiven(mention))
-        Fail(Concat(SpellingOf(mention), " is missing"));
-      if (mention.place > kOptional) CheckAlternatives(mention.place);
-    }
+// Takes the first item off: a single row, or the rows of a pair of brackets.
+Rows TakeItem(Rows& rows) {
+  const std::size_t size =
+      Opens(rows.front()) ? UpTo(Mark::kClose, rows.subspan(1)).size() + 2 : 1;
+  const Rows item = rows.first(size);
+  rows = rows.subspan(size);
+  return item;
+}
+
+std::vector<Rows> ItemsOf(Rows rows) {
+  std::vector<Rows> items;
+  while (!rows.empty()) items.push_back(TakeItem(rows));
+  return items;
+}
+
+std::vector<Rows> BranchesOf(Rows item) {
+  std::vector<Rows> branches;
+  for (Rows rest = item.subspan(1, item.size() - 2);;) {
+    branches.push_back(UpTo(Mark::kOr, rest));
+    if (branches.back().size() == rest.size()) return branches;
+    rest = rest.subspan(branches.back().size() + 1);
+  }
+}
+
+std::string UsageOfItem(Rows item) {
+  const Use& use = item.front();
+  if (use.mark == Mark::kCondition) return "";
+  if (!Opens(use)) return Spelling(*use.parameter);
+  std::string text;
+  for (const Rows branch : BranchesOf(item))
+    text += Concat(text.empty() ? "" : " | ", UsageOf(branch));
+  return use.mark == Mark::kOpenOneOf ? Concat("(", text, ")")
+                                      : Concat("[", text, "]");
+}
+
+bool IsOptional(Rows item) { return item.front().mark == Mark::kOpenOptional; }
+
+// "-host NAME -port N (-text TEXT | -stdin) [-name value]..."
+std::string ShortUsageOf(Rows uses) {
+  std::string text;
+  for (const Rows item : ItemsOf(uses))
+    if (!IsOptional(item)) text += UsageOfItem(item) + " ";
+  return text + "[-name value]...";
+}
+
+std::string ShortUsageOf(const std::vector<const Parameter*>& shared) {
+  std::string text = "SUBCOMMAND ";
+  for (const Parameter* const parameter : shared)
+    if (parameter->kind != Kind::kSwitch) text += Spelling(*parameter) + " ";
+  return text + "[-name value]...";
+}
+
+// "a, b or c"
+std::string Joined(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (std::size_t i = 0; i < texts.size(); ++i)
+    joined += Concat(i == 0                  ? ""
+                     : i + 1 == texts.size() ? " or "
+                                             : ", ",
+                     texts[i]);
+  return joined;
+}
+
+// What an error calls the parameter: "-port", or "COMMAND" for an operand.
+std::string NameOf(const Parameter& parameter) {
+  return parameter.name.empty() ? Spelling(parameter)
+                                : Concat("-", parameter.name);
+}
+
+// Holds the arguments against the rows of their command's table.
+class Checker {
+ public:
+  explicit Checker(const ParsedArguments& arguments) : arguments_(arguments) {}
+
+  // @param given the parameter by which the rows' branch was chosen, or null
+  void CheckAll(Rows rows, const Parameter* given) const {
+    for (const Rows item : ItemsOf(rows))
+      if (Opens(item.front()))
+        CheckBranches(item, given);
+      else if (item.front().mark == Mark::kRequired)
+        CheckGiven(*item.front().parameter, given);
+    CheckConditions(rows);
   }
 
  private:
-  // One that is not in the command's table is a mistake of this program.
-  const Parameter& ParameterOf(const Mention& mention) const {
-    const Parameter* const parameter =
-        FindParameter(arguments_.command(), mention.name);
-    if (parameter == nullptr) std::abort();
-    return *parameter;
+  void CheckGiven(const Parameter& parameter, const Parameter* given) const {
+    if (!arguments_.Has(parameter)) FailForMissing(Spelling(parameter), given);
   }
 
-  std::string SpellingOf(const Mention& mention) const {
-    return Spelling(ParameterOf(mention));
-  }
-
-  bool IsGiven(const Mention& mention) const {
-    return arguments_.Has(ParameterOf(mention));
-  }
-
-  bool IsMentioned(const Parameter& parameter) const {
-    return std::ranges::find(mentions_, parameter.name, &Mention::name) !=
-           mentions_.end();
-  }
-
-  void CheckAlternatives(int place) const {
-    std::string all;
-    std::vector<std::string_view> given;
-    for (const Mention& mention : mentions_) {
-      if (mention.place != place) continue;
-      all += Concat(all.empty() ? "" : ", ", SpellingOf(mention));
-      if (IsGiven(mention)) given.push_back(mention.name);
-    }
-    if (given.empty()) Fail(Concat("one of ", all, " is missing"));
+  void CheckBranches(Rows item, const Parameter* chosen_by) const {
+    const std::vector<Rows> branches = BranchesOf(item);
+    std::vector<std::size_t> given;
+    for (std::size_t i = 0; i < branches.size(); ++i)
+      if (FirstGiven(branches[i]) != nullptr) given.push_back(i);
     if (given.size() > 1)
-      Fail(Concat("-", given[0], " and -", given[1], " exclude each other"));
+      Fail(Concat(NameOf(*FirstGiven(branches[given[0]])), " and ",
+                  NameOf(*FirstGiven(branches[given[1]])),
+                  " cannot be combined"));
+    if (given.size() == 1) {
+      const Rows branch = branches[given[0]];
+      CheckAll(branch, FirstGiven(branch));
+    } else if (!IsOptional(item)) {
+      CheckNoneNeeded(branches, chosen_by);
+    }
+  }
+
+  // One of the branches must be given, unless one needs nothing.
+  void CheckNoneNeeded(const std::vector<Rows>& branches,
+                       const Parameter* chosen_by) const {
+    std::vector<std::string> usages;
+    for (const Rows branch : branches) {
+      if (std::ranges::none_of(branch, [](const Use& use) {
+            return use.mark == Mark::kRequired;
+          }))
+        return;
+      usages.push_back(UsageOf(branch));
+    }
+    FailForMissing(Joined(usages), chosen_by);
+  }
+
+  // Conditions are those of the first parameter in their brackets.
+  void CheckConditions(Rows rows) const {
+    std::vector<std::string> conditions;
+    for (const Rows item : ItemsOf(rows)) {
+      const Use& use = item.front();
+      if (use.mark != Mark::kCondition) continue;
+      if (IsMet(use)) return;
+      conditions.push_back(Concat(NameOf(*use.parameter),
+                                  use.choice.empty() ? "" : " ", use.choice));
+    }
+    if (!conditions.empty())
+      FailForMissing(Joined(conditions), rows.front().parameter);
+  }
+
+  bool IsMet(const Use& condition) const {
+    return arguments_.Has(*condition.parameter) &&
+           (condition.choice.empty() ||
+            arguments_.Text(*condition.parameter) == condition.choice);
+  }
+
+  const Parameter* FirstGiven(Rows rows) const {
+    const auto found = std::ranges::find_if(rows, [this](const Use& use) {
+      return IsParameter(use) && arguments_.Has(*use.parameter);
+    });
+    return found == rows.end() ? nullptr : found->parameter;
+  }
+
+  [[noreturn]] void FailForMissing(const std::string& needed,
+                                   const Parameter* given) const {
+    Fail(given == nullptr ? Concat("missing ", needed)
+                          : Concat(NameOf(*given), " needs ", needed));
   }
 
   [[noreturn]] void Fail(const std::string& text) const {
-    throw Failure(kWrongUsage, Concat(text, ": ", word_, " ", usage_));
+    throw Failure(kWrongUsage, Concat(text, "; see 'fairlead help ",
+                                      FullName(arguments_.command()), "'"));
   }
 
-  const Arguments& arguments_;
-  const std::string_view word_;
-  const std::string_view usage_;
-  const std::vector<Mention> mentions_;
+  const ParsedArguments& arguments_;
 };
 
 }  // namespace
 
-void CheckUsage(const Arguments& arguments, std::string_view word,
-                std::string_view usage) {
-  Usage(arguments, word, usage).Check();
+std::string UsageOf(Rows uses) {
+  std::string text;
+  for (const Rows item : ItemsOf(uses)) {
+    const std::string usage = UsageOfItem(item);
+    text += Concat(text.empty() || usage.empty() ? "" : " ", usage);
+  }
+  return text;
 }
 
-ExitStatus RunVerb(const Arguments& arguments, const Output& output,
-                   std::string_view shared) {
-  const Parameter& operand = *arguments.command().operand;
-  if (!arguments.Has(operand))
-    throw Failure(kWrongUsage,
-                  Concat("what is to be done? 'fairlead help ",
-                         arguments.command().name, "' lists the words"));
+std::string UsageLine(const Command& command) {
+  const std::string name = FullName(command);
+  if (!command.subcommands.empty())
+    return Concat(name, " ", ShortUsageOf(ParametersOf(command)));
+  const Rows uses = command.action.uses;
+  if (std::ranges::count_if(ItemsOf(uses), IsOptional) > kMaxOptionalInLine)
+    return Concat(name, " ", ShortUsageOf(uses));
+  const std::string usage = UsageOf(uses);
+  return Concat(name, usage.empty() ? "" : " ", usage);
+}
 
-  const std::string word = arguments.Text(operand);
-  const Verb& verb = *std::ranges::find(operand.verbs, word, &Verb::name);
-  CheckUsage(arguments, word, Concat(shared, verb.usage));
-  return verb.run(arguments, output);
+void CheckUses(const ParsedArguments& arguments) {
+  Checker(arguments).CheckAll(arguments.command().action.uses, nullptr);
 }
 
 }  // namespace fairlead::tool

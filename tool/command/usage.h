@@ -1,33 +1,27 @@
-// Whether the parameters given are those that a usage line asks for.
+// The usage line of a command, and whether its arguments go together.
 
 #ifndef FAIRLEAD_TOOL_COMMAND_USAGE_H_
 #define FAIRLEAD_TOOL_COMMAND_USAGE_H_
 
-#include <string_view>
+#include <string>
 
 #include "tool/command/arguments.h"
-#include "tool/io/output.h"
+#include "tool/command/command.h"
 
 namespace fairlead::tool {
 
-/// Holds what was given against a usage such as
-/// "(-stamp TEXT | -seconds N) -by N [-form FORM]".
-///
-/// What it does not mention may not be given, what stands in square brackets
-/// may, and what stands outside brackets must; of the alternatives between two
-/// parentheses, exactly one must.
-///
-/// @param word what the usage is that of, for an error
-/// @throws Failure with kWrongUsage
-void CheckUsage(const Arguments& arguments, std::string_view word,
-                std::string_view usage);
+/// Returns the table as a line such as
+/// "(-stamp STAMP | -seconds N) -by N [-form FORM]".
+std::string UsageOf(std::span<const Use> uses);
 
-/// Runs the word behind the command, once its usage is kept.
+/// Returns what follows "fairlead" in the usage line of the command. Where its
+/// optional parameters are many, "[-name value]..." is in their place.
+std::string UsageLine(const Command& command);
+
+/// Throws where a parameter is missing, or where two do not go together.
 ///
-/// @param shared what stands before every word's usage
 /// @throws Failure with kWrongUsage
-ExitStatus RunVerb(const Arguments& arguments, const Output& output,
-                   std::string_view shared = "");
+void CheckUses(const ParsedArguments& arguments);
 
 }  // namespace fairlead::tool
 

@@ -2,51 +2,35 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <initializer_list>
 
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
+#include "tool/command/command.h"
 #include "tool/command/same_file.h"
-#include "tool/exchange/body.h"
 #include "tool/io/output.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool {
 namespace {
 
-constexpr std::size_t kLongestRc4Key = 255;
-constexpr std::size_t kLargestPart = 1U << 30U;  // The library counts in int.
+constexpr std::size_t kMaxRc4Key = 255;
+constexpr std::size_t kMaxPart = 1U << 30U;  // The library counts in int.
 
-// A key as it came, with what an error says of it.
+// A key as it was given, with its name for errors.
 struct RawKey {
   std::string bytes;
   std::string name;
   ExitStatus status;
 };
 
-bool IsAes(const Arguments& arguments) {
+bool IsAes(const Arguments<kCipherUses>& arguments) {
   return arguments.Has(kAes) || arguments.Text(kCipher) == "aes";
 }
 
-// The one that is given, or null.
-const Parameter* OneOf(const Arguments& arguments,
-                       std::initializer_list<const Parameter*> parameters) {
-  const Parameter* one = nullptr;
-  for (const Parameter* const parameter : parameters) {
-    if (!arguments.Has(*parameter)) continue;
-    if (one != nullptr)
-      throw Failure(kWrongUsage,
-                    Concat("-", one->name, " and -", parameter->name,
-                           " exclude each other"));
-    one = parameter;
-  }
-  return one;
-}
-
-// A line break that an editor put behind a text is none of its letters; among
-// other bytes it may be one of the key.
-std::string WithoutLineBreak(std::string bytes) {
+// A newline that an editor appended to a text is not part of the key. Among
+// other bytes it may be.
+std::string WithoutNewline(std::string bytes) {
   std::string_view text = bytes;
   if (!text.ends_with('\n')) return bytes;
   text.remove_suffix(1);
@@ -55,14 +39,14 @@ std::string WithoutLineBreak(std::string bytes) {
   return bytes;
 }
 
-// What is no name may be the key itself, which nobody shall read here.
+// What is not a name may be the key itself, so it is not shown.
 std::string NameOfVariable(const std::string& name) {
   const bool is_name =
       !name.empty() && (name[0] < '0' || name[0] > '9') &&
       name.find_first_not_of(
           "ABCDEFGHIJKLMNOPQRSTUVWXYZ"
           "abcdefghijklmnopqrstuvwxyz0123456789_") == std::string::npos;
-  return is_name ? Quoted(name) : "(which is no name of a variable)";
+  return is_name ? Quoted(name) : "(which is not a variable name)";
 }
 
 std::string Environment(const std::string& name) {
@@ -74,7 +58,7 @@ std::string Environment(const std::string& name) {
   return value;
 }
 
-RawKey ReadRawKey(const Arguments& arguments) {
+RawKey ReadRawKey(const Arguments<kCipherUses>& arguments) {
   if (arguments.Has(kAes))
     return {arguments.Text(kAes), "the key of -aes", kWrongUsage};
   if (arguments.Has(kRc4))
@@ -87,9 +71,9 @@ RawKey ReadRawKey(const Arguments& arguments) {
   const std::string path = arguments.Text(kKeyfile);
   if (arguments.Has(kStdin) && IsStandardInput(path.c_str()))
     throw Failure(kWrongUsage,
-                  "standard input cannot be both the key and the bytes: keep "
-                  "the key in a file of its own, or use -keyenv");
-  return {WithoutLineBreak(ReadFile(path)),
+                  "standard input cannot be both the key and the input; use a "
+                  "key file of its own, or -keyenv");
+  return {WithoutNewline(ReadFile(path)),
           Concat("the key in the file ", Quoted(path)), kMalformedInput};
 }
 
@@ -98,8 +82,8 @@ void CheckLength(const RawKey& key, std::size_t most, const std::string& what) {
     throw Failure(key.status, Concat(key.name, " is empty"));
   if (key.bytes.size() > most)
     throw Failure(key.status,
-                  Concat(key.name, " has ", key.bytes.size(), " bytes, and ",
-                         what, " takes ", most, " at most"));
+                  Concat(key.name, " has ", key.bytes.size(), " bytes; ", what,
+                         " accepts at most ", most));
 }
 
 RC4Key Rc4KeyOf(std::string_view bytes) {
@@ -116,34 +100,23 @@ std::variant<AES, RC4> Keyed(const CipherKey& key) {
 
 }  // namespace
 
-void CheckCipherUsage(const Arguments& arguments) {
-  OneOf(arguments, {&kAes, &kRc4, &kCipher});
-  const Parameter* const door = OneOf(arguments, {&kKeyfile, &kKeyenv});
-  if (arguments.Has(kCipher) && door == nullptr)
-    throw Failure(kWrongUsage,
-                  "-cipher needs a key: -keyfile PATH or -keyenv NAME");
-  if (!arguments.Has(kCipher) && door != nullptr)
-    throw Failure(kWrongUsage, Concat("-", door->name,
-                                      " goes with -cipher aes or -cipher rc4"));
-  if (arguments.Has(kBits) && !IsAes(arguments))
-    throw Failure(kWrongUsage, "-bits goes with -aes or -cipher aes");
-}
-
-std::optional<CipherKey> ReadCipherKey(const Arguments& arguments) {
-  if (OneOf(arguments, {&kAes, &kRc4, &kCipher}) == nullptr)
+std::optional<CipherKey> ReadCipherKey(
+    const Arguments<kCipherUses>& arguments) {
+  if (!arguments.Has(kAes) && !arguments.Has(kRc4) && !arguments.Has(kCipher))
     return std::nullopt;
   const RawKey key = ReadRawKey(arguments);
   if (!IsAes(arguments)) {
-    CheckLength(key, kLongestRc4Key, "RC4");
+    CheckLength(key, kMaxRc4Key, "RC4");
     return CipherKey{.aes = false, .bits = 0, .bytes = key.bytes};
   }
   const int bits = arguments.Number(kBits);
   const auto size = static_cast<std::size_t>(bits) / 8;
   CheckLength(key, size, Concat("AES of ", bits, " bits"));
   if (key.bytes.size() < size)
-    Tell(arguments.command().name,
-         Concat(key.name, " has ", key.bytes.size(), " of ", size,
-                " bytes; zero bytes stand for the rest"));
+    PrintNote(TopName(arguments.parsed().command()),
+              Concat("warning: ", key.name, " has only ", key.bytes.size(),
+                     key.bytes.size() == 1 ? " byte" : " bytes", "; padded to ",
+                     size, " with zeros"));
   return CipherKey{.aes = true, .bits = bits, .bytes = key.bytes};
 }
 
@@ -155,10 +128,10 @@ std::string_view CipherStream::Take(std::string_view bytes) {
   buffer_ += bytes;
   const bool blocks = std::holds_alternative<AES>(cipher_);
   done_ = buffer_.size() - (blocks ? buffer_.size() % kBlock : 0);
-  for (std::size_t at = 0; at < done_; at += kLargestPart)
-    // Bytes are bytes: unsigned char may look at any object.
+  for (std::size_t at = 0; at < done_; at += kMaxPart)
+    // unsigned char may alias any object.
     Transform(reinterpret_cast<unsigned char*>(buffer_.data()) + at,
-              static_cast<int>(std::min(kLargestPart, done_ - at)));
+              static_cast<int>(std::min(kMaxPart, done_ - at)));
   return std::string_view(buffer_).substr(0, done_);
 }
 
@@ -173,8 +146,8 @@ void CipherStream::Transform(unsigned char* bytes, int size) {
 }
 
 std::string PaddingNote(std::size_t count) {
-  return Concat(count, count == 1 ? " zero byte was" : " zero bytes were",
-                " added, to fill the last block of AES");
+  return Concat("padded the last AES block with ", count,
+                count == 1 ? " zero byte" : " zero bytes");
 }
 
 }  // namespace fairlead::tool

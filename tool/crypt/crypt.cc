@@ -16,10 +16,9 @@
 #include "tool/base/descriptor.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
-#include "tool/command/command_list.h"
+#include "tool/command/command_table.h"
 #include "tool/command/parameters.h"
 #include "tool/command/same_file.h"
-#include "tool/command/usage.h"
 #include "tool/crypt/cipher.h"
 #include "tool/io/interruption.h"
 #include "tool/io/output.h"
@@ -27,31 +26,24 @@
 #include "tool/io/read_file.h"
 #include "tool/io/replacement_file.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::crypt {
 namespace {
 
 constexpr std::size_t kSmall = 1'000'000;  // Done before a bar can be read.
 
-constexpr Parameter kInputFile = {.name = "file",
-                                  .word = "PATH",
-                                  .kind = Kind::kFile,
-                                  .group = "What",
-                                  .help = "the bytes of this file"};
-constexpr Parameter kInput = {
-    .name = "stdin",
-    .word = "",
-    .kind = Kind::kSwitch,
-    .group = "What",
-    .help = "the bytes of standard input, up to its end"};
 constexpr Parameter kOut = {
     .name = "out",
-    .word = "PATH",
+    .placeholder = "FILE",
     .kind = Kind::kFile,
-    .group = "Output",
+    .group = Group::kOutput,
     .help =
-        "write into this file, which may be the one of -file, and not to "
-        "standard output; once all is done, the new file takes the old one's "
-        "place at once, and before that nothing of it changes"};
+        "write to FILE instead of standard output; it may be that of -file, "
+        "and is replaced only when everything is written"};
+
+constexpr auto kUses = Uses(OneOf(kAes, kRc4, kCipherWithKey), kAesBits,
+                            OneOf(kFile, kStdin), Optional(kOut));
+
+using Arguments = tool::Arguments<kUses>;
 
 // Thrown where a signal has come, so that no file is left behind.
 struct Interrupted {};
@@ -60,11 +52,11 @@ struct Interrupted {};
 class Source {
  public:
   explicit Source(const Arguments& arguments)
-      : name_(arguments.Has(kInput) ? "standard input"
-                                    : Quoted(arguments.Text(kInputFile))),
-        file_(arguments.Has(kInput) ? dup(STDIN_FILENO)
-                                    : open(arguments.Text(kInputFile).c_str(),
-                                           O_RDONLY | O_CLOEXEC)) {
+      : name_(arguments.Has(kStdin) ? "standard input"
+                                    : Quoted(arguments.Text(kFile))),
+        file_(arguments.Has(kStdin)
+                  ? dup(STDIN_FILENO)
+                  : open(arguments.Text(kFile).c_str(), O_RDONLY | O_CLOEXEC)) {
     if (!file_.IsOpen() || fstat(file_.number(), &facts_) == -1)
       throw Failure(kCannotRead,
                     Concat("cannot open ", name_, ": ", ErrorText(errno)));
@@ -122,7 +114,8 @@ void Encrypt(const Source& source, const CipherKey& key,
   const std::size_t padding = cipher.lacking();
   if (padding == 0) return;
   write(cipher.Fill());
-  Tell("crypt", Concat(PaddingNote(padding), "; decrypting leaves them there"));
+  PrintNote("crypt",
+            Concat(PaddingNote(padding), "; decrypting leaves them there"));
 }
 
 void CheckSize(const Source& source, const CipherKey& key, std::size_t size) {
@@ -191,7 +184,6 @@ void WorkOntoOutput(Work work, const Source& source, const CipherKey& key,
 }
 
 ExitStatus Crypt(Work work, const Arguments& arguments, const Output& output) {
-  CheckCipherUsage(arguments);
   CheckDistinct(arguments, kOut, kKeyfile);
   const CipherKey key = *ReadCipherKey(arguments);
   const Source source(arguments);
@@ -215,63 +207,85 @@ ExitStatus RunDecrypt(const Arguments& arguments, const Output& output) {
   return Crypt(Decrypt, arguments, output);
 }
 
-constexpr std::string_view kUsage =
-    "(-aes KEY | -rc4 KEY | -cipher aes|rc4) [-keyfile PATH] [-keyenv NAME] "
-    "[-bits 128|192|256] (-file PATH | -stdin) [-out PATH]";
-
-constexpr auto kVerbs = std::to_array<Verb>({
-    {"encrypt", kUsage, "make cipher text of plain bytes", RunEncrypt},
-    {"decrypt", kUsage, "make the plain bytes of cipher text", RunDecrypt},
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage, or an unsuitable key"},
+    {kMalformedInput,
+     "the input to decrypt is not whole blocks of AES, or the key file is "
+     "malformed"},
+    {kCannotWrite, "the output cannot be written"},
+    {kCannotRead, "the input or the key cannot be read"},
+    {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
 });
 
-constexpr Parameter kVerb = WordOf(kVerbs);
-
-constexpr std::array kParameters = {
-    kAes,  kRc4,       kCipher, kKeyfile, kKeyenv,
-    kBits, kInputFile, kInput,  kOut,     kHelp,
-};
-
-ExitStatus RunWord(const Arguments& arguments, const Output& output) {
-  return RunVerb(arguments, output);
-}
-
-constexpr auto kExamples = std::to_array<Example>({
+constexpr auto kEncryptExamples = std::to_array<Example>({
     {"fairlead crypt encrypt -aes secret -file a.txt -out a.aes",
-     "Makes a.aes, which 'decrypt' with the same words makes a.txt of."},
-    {"fairlead crypt decrypt -cipher aes -bits 256 -keyfile key -file a.aes",
-     "Prints what a.aes holds, with the key of 32 bytes in the file key."},
+     "Writes a.aes; 'crypt decrypt' with the same key restores a.txt."},
     {"fairlead crypt encrypt -cipher rc4 -keyenv KEY -file a.txt >a.rc4",
      "Writes to standard output, with the key in the variable KEY."},
     {"fairlead crypt encrypt -rc4 secret -file a.txt -out a.txt",
-     "Enciphers a file in its place; the same line makes it plain again."},
+     "Encrypts a file in place; the same command decrypts it again."},
 });
 
-constexpr std::array kStatuses = {
-    kDone, kWrongUsage, kMalformedInput, kCannotWrite, kCannotRead,
+constexpr auto kDecryptExamples = std::to_array<Example>({
+    {"fairlead crypt decrypt -aes secret -file a.aes -out a.txt",
+     "Decrypts a.aes to a.txt."},
+    {"fairlead crypt decrypt -cipher aes -bits 256 -keyfile key -file a.aes",
+     "Prints the content of a.aes, with the 32 byte key in the file key."},
+});
+
+constexpr auto kExamples = std::to_array<Example>({
+    kEncryptExamples[0],
+    kDecryptExamples[0],
+    kEncryptExamples[1],
+});
+
+constexpr Command kEncrypt = {
+    .name = "encrypt",
+    .parent = &kCryptCommand,
+    .summary = "encrypt a file or standard input",
+    .description =
+        "AES encrypts blocks of 16 bytes. The last one is padded with zero "
+        "bytes, with a note on standard error; decrypting does not remove "
+        "them.",
+    .action = ActionOf<kUses, RunEncrypt>(),
+    .examples = kEncryptExamples,
+    .statuses = kStatuses,
 };
 
+constexpr Command kDecrypt = {
+    .name = "decrypt",
+    .parent = &kCryptCommand,
+    .summary = "decrypt a file or standard input",
+    .description =
+        "Input for AES that is not a multiple of 16 bytes is malformed. For "
+        "standard input this is only known at the end, after the preceding "
+        "blocks have been written (unless -out is used).",
+    .action = ActionOf<kUses, RunDecrypt>(),
+    .examples = kDecryptExamples,
+    .statuses = kStatuses,
+};
+
+constexpr std::array kSubcommands = {&kEncrypt, &kDecrypt};
+
 }  // namespace
+}  // namespace fairlead::tool::crypt
+
+namespace fairlead::tool {
 
 constinit const Command kCryptCommand = {
     .name = "crypt",
-    .usage = "encrypt|decrypt -aes KEY -file PATH [-name value]...",
-    .summary = "encipher and decipher a file or standard input",
-    .story =
+    .summary = "encrypt and decrypt a file or standard input",
+    .description =
         "Bare ciphers, for peers that expect them: a key is used as it is, and "
-        "nothing notices a wrong key or bytes that were changed. AES enciphers "
-        "equal blocks to equal blocks; RC4 makes the same stream of a key each "
-        "time, so that a key used twice protects neither text. AES works on "
-        "blocks of 16 bytes: zero bytes fill the last one, which is told on "
-        "standard error, and decrypting leaves them there; input to decrypt "
-        "that is no whole number of blocks is malformed. Of standard input, "
-        "that is seen at its end: without -out, what came before is written "
-        "then. On a terminal control bytes are made visible. Files of any size "
-        "are worked on in pieces, with a bar on a terminal.",
-    .operand = &kVerb,
-    .parameters = kParameters,
-    .examples = kExamples,
-    .statuses = kStatuses,
-    .run = RunWord,
+        "nothing detects a wrong key or modified data. AES is in ECB mode: "
+        "equal blocks encrypt to equal blocks. RC4 generates the same stream "
+        "from a key each time, so a key used twice protects neither text. "
+        "Files of any size are processed in pieces, with a progress bar on a "
+        "terminal. Control bytes are made visible on a terminal.",
+    .examples = crypt::kExamples,
+    .statuses = crypt::kStatuses,
+    .subcommands = crypt::kSubcommands,
 };
 
 }  // namespace fairlead::tool

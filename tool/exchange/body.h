@@ -3,71 +3,64 @@
 #ifndef FAIRLEAD_TOOL_EXCHANGE_BODY_H_
 #define FAIRLEAD_TOOL_EXCHANGE_BODY_H_
 
+#include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "tool/command/arguments.h"
+#include "tool/command/parameters.h"
 
 namespace fairlead::tool {
 
-inline constexpr Parameter kText = {
-    .name = "text",
-    .word = "WORDS",
-    .kind = Kind::kText,
-    .group = "What",
-    .help = R"(these words, with \r \n \t \\ \xHH in them)"};
-inline constexpr Parameter kHex = {
-    .name = "hex",
-    .word = "DIGITS",
-    .kind = Kind::kText,
-    .group = "What",
-    .help = "the bytes that pairs of hexadecimal digits spell"};
-inline constexpr Parameter kFile = {.name = "file",
-                                    .word = "PATH",
-                                    .kind = Kind::kFile,
-                                    .group = "What",
-                                    .help = "the bytes of a file"};
-inline constexpr Parameter kStdin = {
-    .name = "stdin",
-    .word = "",
-    .kind = Kind::kSwitch,
-    .group = "What",
-    .help = "the bytes of standard input, up to its end"};
+inline constexpr auto kLineEnds =
+    std::to_array<Choice>({{"none"}, {"lf"}, {"crlf"}});
+
 inline constexpr Parameter kSum = {
     .name = "sum",
-    .word = "ROTATION",
+    .placeholder = "ROTATION",
     .kind = Kind::kNumber,
-    .group = "What",
+    .group = Group::kWhat,
     .help =
-        "put 8 bytes behind the body, the highest first: the 64 bits that "
-        "'fairlead sum' prints for a -file of these bytes, with ROTATION; for "
-        "one of -N give 32 - N",
-    .least = 0,
-    .most = 32};
+        "append the body's checksum as 8 bytes, highest first, as 'fairlead "
+        "sum' computes it with -rotation ROTATION; for -back N write 32 - N",
+    .range = {.least = 0, .most = 32}};
 inline constexpr Parameter kEol = {.name = "eol",
-                                   .word = "none|lf|crlf",
                                    .kind = Kind::kChoice,
-                                   .group = "What",
-                                   .help = "the line end put behind all that",
+                                   .group = Group::kWhat,
+                                   .help = "append a line end",
+                                   .choices = kLineEnds,
                                    .fallback = "none"};
 inline constexpr Parameter kPascal = {
     .name = "pascal",
-    .word = "",
     .kind = Kind::kSwitch,
-    .group = "What",
-    .help = "put a byte with the length of all that before it (255 at most)"};
+    .group = Group::kWhat,
+    .help = "prepend one byte with the length of all of the above, up to 255"};
 
-/// Checks that the body has exactly one door: -text, -hex, -file or -stdin.
-///
-/// @throws Failure with kWrongUsage
-void CheckDoors(const Arguments& arguments);
+inline constexpr auto kBodyUses =
+    Uses(OneOf(kText, kHex, kFile, kStdin), Optional(kSum), Optional(kEol),
+         Optional(kPascal));
 
-/// The body, from its door, with -sum, the line end that `eol` names, and
-/// -pascal.
+/// Where the bytes of a body come from, and what is added to them.
+struct BodyPlan {
+  std::optional<std::string> bytes;  ///< Those of -text or -hex.
+  std::string file;                  ///< Else this; standard input if empty.
+  std::optional<int> rotation;       ///< Of the checksum, if one is appended.
+  std::string_view line_end;
+  bool pascal = false;
+};
+
+/// Returns the body that the arguments describe.
 ///
-/// @throws Failure with kCannotRead, or with kWrongUsage for a malformed text
-///     and for a body too long for -pascal
-std::string ReadBody(const Arguments& arguments, std::string_view eol);
+/// @param eol the choice of -eol, which may come from elsewhere
+/// @throws Failure with kWrongUsage for malformed text or digits
+BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, std::string_view eol);
+
+/// Returns the bytes of the body, read from their source.
+///
+/// @throws Failure with kCannotRead, or with kWrongUsage for a body that is too
+///     long for -pascal
+std::string ReadBody(const BodyPlan& plan);
 
 }  // namespace fairlead::tool
 

@@ -11,81 +11,79 @@
 #include "tool/command/arguments.h"
 #include "tool/crypt/cipher.h"
 #include "tool/exchange/exchange_log.h"
-#include "tool/exchange/send_profile.h"
+#include "tool/exchange/parameters.h"
 #include "tool/exchange/stop_rules.h"
 #include "tool/exchange/time_limit.h"
 #include "tool/io/output.h"
 
 namespace fairlead::tool {
 
-/// With whom to exchange, how long, and how to show what comes.
-struct Settings {
-  std::string command;
+/// With which server to exchange, for how long, and how to show what comes.
+struct ExchangeSettings {
+  std::string command;  ///< For messages.
   std::string host;
-  int port = 0;
+  int port = 0;  ///< Still 0 with -demo.
   int timeout = 0;
   int idle = 0;
   StopRules::Limits limits;
   std::string view;
-  std::optional<CipherKey> cipher;  ///< By which what is received is read.
+  bool quiet = false;
+  std::optional<CipherKey> cipher;  ///< That decrypts what is received.
 };
 
-/// The settings that arguments and profile give; also sets `silent` for -quiet.
-/// With -demo the port is left 0.
+/// Returns the settings that the arguments give, without a server.
 ///
-/// @throws Failure with kWrongUsage where no server is named
-Settings ReadSettings(const Arguments& arguments, const Profile& profile);
+/// @throws Failure with kWrongUsage for a malformed -until
+ExchangeSettings ReadSettings(const Arguments<kExchangeUses>& arguments);
 
-/// The first IPv4 address of the host.
-///
-/// @throws Failure with kNotResolved; where `silent` is set, the library ends
-///     the process with kSilentlyNotResolved instead
-std::string Resolve(const std::string& host);
+/// Makes the tool, and the library's name resolution, quiet or not.
+void ApplyQuiet(bool quiet);
 
-/// The steps of an exchange, to be called in their order, each once. Each
-/// throws a Failure with the status that is its own.
+/// The steps of an exchange. Call each once, in this order. Each throws a
+/// Failure with its own status.
 class Exchange {
  public:
-  /// The four outlive the object.
-  Exchange(const Settings& settings, TimeLimit& limit, const Output& output,
-           ExchangeLog& log);
+  /// @param log null for none; all four outlive the object
+  Exchange(const ExchangeSettings& settings, TimeLimit& limit,
+           const Output& output, ExchangeLog* log);
 
   void Connect();
 
-  /// Sends the body as messages of 1800 bytes and a last, shorter one.
+  /// Sends the body in messages of 1800 bytes; the last may be shorter.
   void Send(std::string_view body);
 
-  /// Shows what is received, until a stop rule is fulfilled, the peer has
-  /// closed, or it has been silent for too long.
+  /// Prints what is received until a stop rule is met, the peer closes, or it
+  /// has sent nothing for the idle time.
   void Drain();
 
   void Close();
 
-  /// Throws where nothing was answered, less than whole blocks of the cipher,
-  /// or not what -until waits for.
-  void Judge() const;
+  /// Throws if nothing was received, if the last block of the cipher is
+  /// incomplete, or if the text of -until did not come.
+  void CheckOutcome() const;
 
  private:
+  void Log(std::string_view event);
   bool TakeQueue();
   bool Take(std::string_view bytes, const TheTime& time);
-  std::size_t Undeciphered() const;
+  std::size_t Undecrypted() const;
   bool IsOpen();
   void AwaitMessage();
   void EndDraining(std::string_view ending, std::string_view event);
   [[noreturn]] void FailToSend(std::size_t sent, std::size_t total);
 
-  const Settings& settings_;
+  const ExchangeSettings& settings_;
   TimeLimit& limit_;
   const Output& output_;
-  ExchangeLog& log_;
+  ExchangeLog* const log_;
   StopRules rules_;
-  std::optional<CipherStream> decipher_;
+  std::optional<CipherStream> decryption_;
   std::size_t sent_ = 0;
   std::size_t received_ = 0;
-  std::string_view ending_;  // Why draining ended, for the person.
+  std::string_view ending_;  // Why receiving ended.
   bool enough_ = false;      // A stop rule ended it.
-  bool reset_ = false;       // The peer was seen to reset the connection,
-  bool cut_off_ = false;     // and that ended the draining.
+  bool reset_ = false;       // The peer reset the connection,
+  bool cut_off_ = false;     // and that ended the receiving.
   CTCPClient client_;
 };
 

@@ -7,35 +7,28 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr int kOnceIn = 10;  // In seconds.
+constexpr int kWarningInterval = 10;  // In seconds.
 
 }  // namespace
 
-void CheckLogUsage(const Arguments& arguments) {
-  if (arguments.Has(kCrlf) && !arguments.Has(kLog))
-    throw Failure(kWrongUsage, "-crlf is for the file of -log");
-}
-
-// Standard output carries data only, so that CLog's copy goes nowhere.
-void ExchangeLog::Open(const Arguments& arguments) {
-  if (arguments.Has(kLog))
-    file_.emplace(arguments.Text(kLog), arguments.Has(kCrlf), nullptr);
-}
+// Standard output carries data only, so CLog's copy is dropped.
+ExchangeLog::ExchangeLog(const std::string& path, bool crlf)
+    : file_(path, crlf, nullptr) {}
 
 void ExchangeLog::Add(std::string_view event) {
-  if (file_) file_->Write(Concat(TheTime().GetStr(true), event, "\n"));
+  file_.Write(Concat(TheTime().GetStr(true), event, "\n"));
 }
 
 void ExchangeLog::Warn(std::string_view event) {
-  if (once_.Start(event, kOnceIn)) Add(event);
+  if (once_.Start(event, kWarningInterval)) Add(event);
 }
 
 void ExchangeLog::AddAtOnce(std::string_view event) {
-  if (file_ && file_->IsReady()) Add(event);
+  if (file_.IsReady()) Add(event);
 }
 
 void ExchangeLog::Check() const {
-  const std::string missing = file_ ? file_->Missing() : "";
+  const std::string missing = file_.Missing();
   if (!missing.empty()) throw Failure(kCannotWrite, missing);
 }
 

@@ -1,60 +1,54 @@
-// What happened in an exchange, line by line, for -log.
+// The events of an exchange, one line each, for -log.
 
 #ifndef FAIRLEAD_TOOL_EXCHANGE_EXCHANGE_LOG_H_
 #define FAIRLEAD_TOOL_EXCHANGE_EXCHANGE_LOG_H_
 
-#include <optional>
+#include <string>
 #include <string_view>
 
 #include "fairlead/log/only_once.h"
-#include "tool/command/arguments.h"
+#include "tool/command/parameter.h"
 #include "tool/log/log_file.h"
 
 namespace fairlead::tool {
 
 inline constexpr Parameter kLog = {
     .name = "log",
-    .word = "FILE",
+    .placeholder = "FILE",
     .kind = Kind::kFile,
-    .group = "Log",
+    .group = Group::kLog,
     .help =
-        "append to FILE what happens, a stamped line an event, a warning that "
-        "repeats once in 10 seconds; of the bytes only how many there are, and "
-        "nothing of it to standard output or error"};
+        "append one timestamped line per event to FILE (byte counts only; "
+        "repeated warnings at most every 10 s)"};
 
-/// The log of an exchange. Until Open() it takes every event and writes none.
+/// The log of an exchange.
 ///
-/// Any number of threads may add events once it is open.
+/// Any number of threads may add events.
 class ExchangeLog {
  public:
-  /// Opens the file of -log, where it is given.
+  /// Opens the file for appending.
   ///
   /// @throws Failure with kCannotWrite
-  void Open(const Arguments& arguments);
+  ExchangeLog(const std::string& path, bool crlf);
 
-  /// Adds a line: the event with the time before it.
+  /// Appends a line: the event, with a timestamp before it.
   void Add(std::string_view event);
 
-  /// The same for what may come again and again: at most one line in 10
-  /// seconds for each text.
+  /// Does the same for an event that may repeat, at most every 10 seconds for
+  /// each text.
   void Warn(std::string_view event);
 
-  /// The same for the last words of a process that can wait no more: not where
-  /// the line would have to wait.
+  /// Does the same at the end of a process that cannot wait. Does nothing if
+  /// writing the line would block.
   void AddAtOnce(std::string_view event);
 
-  /// @throws Failure with kCannotWrite where events are missing in the file
+  /// @throws Failure with kCannotWrite if events are missing in the file
   void Check() const;
 
  private:
-  std::optional<LogFile> file_;
+  LogFile file_;
   COnlyOnce once_{OnceThrottle};
 };
-
-/// Checks that -crlf does not stand without -log.
-///
-/// @throws Failure with kWrongUsage
-void CheckLogUsage(const Arguments& arguments);
 
 }  // namespace fairlead::tool
 

@@ -9,19 +9,18 @@
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
-#include "tool/command/arguments.h"
-#include "tool/command/command_list.h"
-#include "tool/command/parameters.h"
+#include "tool/command/command_table.h"
+#include "tool/exchange/exchange.h"
+#include "tool/exchange/parameters.h"
 #include "tool/exchange/time_limit.h"
-#include "tool/io/output.h"
 
 namespace fairlead::tool {
 namespace {
 
-ExitStatus Resolve(const Arguments& arguments, const Output& output) {
-  if (!arguments.Has(kHost))
-    throw Failure(kWrongUsage, Concat(Spelling(kHost), " is missing"));
-  silent = arguments.Has(kQuiet);
+constexpr auto kUses = Uses(kHost, Optional(kTimeout), Optional(kQuiet));
+
+ExitStatus Resolve(const Arguments<kUses>& arguments, const Output& output) {
+  ApplyQuiet(arguments.Has(kQuiet));
   const std::string host = arguments.Text(kHost);
   TimeLimit limit("resolve", arguments.Number(kTimeout));
   limit.Enter(Concat("resolving ", Quoted(host)));
@@ -36,33 +35,32 @@ ExitStatus Resolve(const Arguments& arguments, const Output& output) {
   return kDone;
 }
 
-constexpr std::array kParameters = {kHost, kTimeout, kQuiet, kHelp};
-
 constexpr auto kExamples = std::to_array<Example>({
     {"fairlead resolve -host localhost", "Prints 127.0.0.1."},
     {"fairlead resolve -host example.org -quiet -timeout 5",
-     "Prints the addresses, and nothing else, within five seconds."},
+     "Prints only the addresses, within five seconds."},
 });
 
-constexpr std::array kStatuses = {
-    kDone,        kWrongUsage, kNotResolved,
-    kCannotWrite, kTimeIsOver, kSilentlyNotResolved,
-};
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage"},
+    {kNotResolved, "the host name was not resolved"},
+    {kCannotWrite, "standard output cannot be written"},
+    {kTimeIsOver, "the time limit of -timeout was reached"},
+    {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
+    {kSilentlyNotResolved, "the host name was not resolved, with -quiet"},
+});
 
 }  // namespace
 
 constinit const Command kResolveCommand = {
     .name = "resolve",
-    .usage = "-host NAME [-name value]...",
     .summary = "print the IPv4 addresses of a name",
-    .story =
-        "Prints one address a line, in the order in which the system's "
-        "resolver gives them.",
-    .operand = nullptr,
-    .parameters = kParameters,
+    .description =
+        "Prints one address per line, in the order of the system's resolver.",
+    .action = ActionOf<kUses, Resolve>(),
     .examples = kExamples,
     .statuses = kStatuses,
-    .run = Resolve,
 };
 
 }  // namespace fairlead::tool

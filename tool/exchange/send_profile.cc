@@ -8,8 +8,6 @@
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
-#include "tool/command/parameters.h"
-#include "tool/exchange/body.h"
 #include "tool/ini/ini_lines.h"
 #include "tool/ini/ini_names.h"
 #include "tool/ini/ini_store.h"
@@ -19,23 +17,21 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr std::array kKept = {kHost, kPort, kTimeout, kIdle, kEol, kView};
+using Listed = Profile::Listed;
 
-void CheckUsage(const Arguments& arguments) {
-  const bool has_file = arguments.Has(kSettings);
-  if (has_file != arguments.Has(kProfile))
-    throw Failure(kWrongUsage, "-settings and -profile go together");
-  if (!has_file && arguments.Has(kSaveprofile))
-    throw Failure(kWrongUsage, "-saveprofile needs -settings and -profile");
+constexpr std::array<Listed, 6> kKept = {kHost, kPort, kTimeout,
+                                         kIdle, kEol,  kView};
+
+void CheckSection(const Arguments<kProfileUses>& arguments) {
   const std::string_view fault = ini::SectionFault(arguments.Text(kProfile));
   if (!fault.empty()) throw Failure(kWrongUsage, std::string(fault));
 }
 
 }  // namespace
 
-Profile::Profile(const Arguments& arguments) : arguments_(arguments) {
-  if (FindParameter(arguments.command(), kSettings.name) == nullptr) return;
-  CheckUsage(arguments);
+Profile::Profile(const Arguments<kProfileUses>& arguments)
+    : arguments_(arguments) {
+  CheckSection(arguments);
   if (arguments.Has(kSettings)) ReadFile();
 }
 
@@ -58,7 +54,7 @@ std::string Profile::InFile(const Parameter& parameter) const {
       GetPrivateProfileStr(section_, parameter.name, "", copy_->path());
   if (value.empty()) return value;
   try {
-    Arguments::CheckValue(parameter, value);
+    CheckValue(parameter, value);
   } catch (const Failure& failure) {
     throw Failure(
         kMalformedInput,
@@ -67,21 +63,21 @@ std::string Profile::InFile(const Parameter& parameter) const {
   return value;
 }
 
-bool Profile::Has(const Parameter& parameter) const {
-  return arguments_.Has(parameter) || (copy_ && !InFile(parameter).empty());
+bool Profile::Has(Listed parameter) const {
+  return arguments_.Has(parameter) || (copy_ && !InFile(*parameter).empty());
 }
 
-std::string Profile::Text(const Parameter& parameter) const {
+std::string Profile::Text(Listed parameter) const {
   if (arguments_.Has(parameter) || !copy_) return arguments_.Text(parameter);
-  const std::string value = InFile(parameter);
-  return value.empty() ? std::string(parameter.fallback) : value;
+  const std::string value = InFile(*parameter);
+  return value.empty() ? std::string(parameter->fallback) : value;
 }
 
-int Profile::Number(const Parameter& parameter) const {
+int Profile::Number(Listed parameter) const {
   const int number = arguments_.Number(parameter);
-  if (arguments_.Has(parameter) || !copy_ || InFile(parameter).empty())
+  if (arguments_.Has(parameter) || !copy_ || InFile(*parameter).empty())
     return number;
-  return GetPrivateProfileInteger(section_, parameter.name, number,
+  return GetPrivateProfileInteger(section_, parameter->name, number,
                                   copy_->path());
 }
 
@@ -96,16 +92,16 @@ void Profile::Save() const {
 }
 
 bool Profile::WriteGiven(const std::string& file) const {
-  for (const Parameter& parameter : kKept) {
+  for (const Listed& parameter : kKept) {
     if (!arguments_.Has(parameter)) continue;
     const std::string text = arguments_.Text(parameter);
     const std::string_view fault = ini::ValueFault(text);
     if (!fault.empty()) throw Failure(kWrongUsage, std::string(fault));
-    if (parameter.kind == Kind::kNumber)
-      WritePrivateProfileInteger(section_, parameter.name,
+    if (parameter->kind == Kind::kNumber)
+      WritePrivateProfileInteger(section_, parameter->name,
                                  arguments_.Number(parameter), file);
     else
-      WritePrivateProfileStr(section_, parameter.name, text, file);
+      WritePrivateProfileStr(section_, parameter->name, text, file);
   }
   return true;
 }

@@ -7,52 +7,61 @@
 #include <string>
 
 #include "tool/command/arguments.h"
+#include "tool/exchange/body.h"
+#include "tool/exchange/parameters.h"
 #include "tool/io/memory_copy.h"
 
 namespace fairlead::tool {
 
 inline constexpr Parameter kSettings = {
     .name = "settings",
-    .word = "FILE",
+    .placeholder = "FILE",
     .kind = Kind::kFile,
-    .group = "Where",
+    .group = Group::kWhere,
     .help =
-        "an INI file, in which the section of -profile keeps host, port, "
-        "timeout, idle, eol and view, disabled ones too; what is given on the "
-        "command line goes before it"};
+        "an INI file whose section -profile holds host, port, timeout, idle, "
+        "eol and view, disabled ones included; the command line takes "
+        "precedence"};
 inline constexpr Parameter kProfile = {
     .name = "profile",
-    .word = "SECTION",
-    .kind = Kind::kWord,
-    .group = "Where",
-    .help = "the section of the file of -settings"};
+    .placeholder = "SECTION",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kWhere,
+    .help = "the section of the settings file"};
 inline constexpr Parameter kSaveprofile = {
     .name = "saveprofile",
-    .word = "",
     .kind = Kind::kSwitch,
-    .group = "Where",
-    .help = "write those of these settings that are given here into the file"};
+    .group = Group::kWhere,
+    .help = "save those of these settings that are given here"};
 
-/// The parameters given on the command line, and behind them those that stand
-/// in the section of a file, for commands that have -settings.
+/// What a profile keeps.
+inline constexpr auto kKeptUses =
+    Uses(Optional(kHost), Optional(kPort), Optional(kTimeout), Optional(kIdle),
+         Optional(kEol), Optional(kView));
+
+inline constexpr auto kProfileUses =
+    Uses(Optional(kSettings, kProfile, Optional(kSaveprofile)), kKeptUses);
+
+/// The parameters given on the command line, or else in a section of a file.
 class Profile {
  public:
-  /// @param arguments outlive the object
+  using Listed = Arguments<kProfileUses>::Listed;
+
   /// @throws Failure with kWrongUsage; for the file, with kCannotRead or
   ///     kMalformedInput; with kAnswerIsNo where it has no such section. With
   ///     -saveprofile, file and section may be missing.
-  explicit Profile(const Arguments& arguments);
+  explicit Profile(const Arguments<kProfileUses>& arguments);
 
-  /// Whether the parameter stands in one of the two places.
-  bool Has(const Parameter& parameter) const;
+  /// Returns whether one of the two has the parameter.
+  bool Has(Listed parameter) const;
 
-  /// The value from the first place that has one, else the fallback of the
-  /// table.
+  /// Returns the value from the command line, or else from the file, or else
+  /// the default.
   ///
-  /// @throws Failure with kMalformedInput for a value in the file that may not
-  ///     stand behind the parameter
-  std::string Text(const Parameter& parameter) const;
-  int Number(const Parameter& parameter) const;
+  /// @throws Failure with kMalformedInput for a value in the file that the
+  ///     parameter does not accept
+  std::string Text(Listed parameter) const;
+  int Number(Listed parameter) const;
 
   /// With -saveprofile, writes what was given into the file, all or nothing.
   ///
@@ -64,7 +73,7 @@ class Profile {
   std::string InFile(const Parameter& parameter) const;
   bool WriteGiven(const std::string& file) const;
 
-  const Arguments& arguments_;
+  const Arguments<kProfileUses> arguments_;
   std::string file_;
   std::string section_;
   std::optional<MemoryCopy> copy_;  // Of the file, where one is given.

@@ -54,7 +54,7 @@ void TimeLimit::Run() {
   const std::string text = Concat("-timeout ", seconds_, " is over while ",
                                   stage_, "; a larger one waits longer");
   if (tell_) tell_(text);
-  if (SomebodyListens()) Complain(command_, text);
+  if (SomebodyListens()) PrintError(command_, text);
   _exit(kTimeIsOver);
 }
 

@@ -8,14 +8,9 @@
 
 #include "fairlead/net/tcp_client.h"
 #include "fairlead/time/the_time.h"
+#include "tool/io/output.h"
 
 namespace fairlead::tool {
-
-/// Where the text goes, as far as that changes it.
-struct Screen {
-  bool terminal = false;
-  bool colour = false;
-};
 
 /// The bytes of a message.
 std::string_view BodyOf(const CTCPMessage& message);

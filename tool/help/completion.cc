@@ -1,54 +1,52 @@
-// The command `completion`: scripts that teach a shell the table.
+// The command `completion`: scripts that complete commands and parameters.
 
 #include <array>
 
-#include "tool/base/failure.h"
-#include "tool/command/arguments.h"
-#include "tool/command/command_list.h"
-#include "tool/command/parameters.h"
+#include "tool/command/command_table.h"
 #include "tool/help/completion_scripts.h"
-#include "tool/io/output.h"
 
 namespace fairlead::tool {
 namespace {
 
-constexpr Parameter kShell = {.name = "",
-                              .word = "bash|zsh",
-                              .kind = Kind::kChoice,
-                              .group = "Words",
-                              .help = "the shell for which to print it"};
+constexpr auto kShells = std::to_array<Choice>({{"bash"}, {"zsh"}});
 
-ExitStatus Completion(const Arguments& arguments, const Output& output) {
-  if (!arguments.Has(kShell))
-    throw Failure(kWrongUsage, "which shell? bash or zsh");
+constexpr Parameter kShell = {.name = "",
+                              .kind = Kind::kChoice,
+                              .group = Group::kArguments,
+                              .help = "the shell that runs the script",
+                              .choices = kShells};
+
+constexpr auto kUses = Uses(kShell);
+
+ExitStatus Completion(const Arguments<kUses>& arguments, const Output& output) {
   output.Write(arguments.Text(kShell) == "bash" ? BashCompletion()
                                                 : ZshCompletion());
   return kDone;
 }
 
-constexpr std::array kParameters = {kHelp};
-
 constexpr auto kExamples = std::to_array<Example>({
     {"fairlead completion bash >> ~/.bashrc",
      "Installs the completion for bash."},
     {"fairlead completion zsh > ~/.zsh/completions/_fairlead",
-     "Installs it for zsh, where that folder is in fpath."},
+     "Installs it for zsh, if that folder is in fpath."},
 });
 
-constexpr std::array kStatuses = {kDone, kWrongUsage, kCannotWrite};
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage"},
+    {kCannotWrite, "standard output cannot be written"},
+});
 
 }  // namespace
 
 constinit const Command kCompletionCommand = {
     .name = "completion",
-    .usage = "bash|zsh",
     .summary = "print a script that completes commands and parameters",
-    .story = "Prints to standard output; 'source' the script, or install it.",
-    .operand = &kShell,
-    .parameters = kParameters,
+    .description =
+        "Prints the script to standard output; 'source' it, or install it.",
+    .action = ActionOf<kUses, Completion>(),
     .examples = kExamples,
     .statuses = kStatuses,
-    .run = Completion,
 };
 
 }  // namespace fairlead::tool

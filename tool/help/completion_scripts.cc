@@ -4,38 +4,62 @@
 #include <vector>
 
 #include "tool/base/concat.h"
-#include "tool/command/commands.h"
+#include "tool/command/command_table.h"
 
 namespace fairlead::tool {
 namespace {
 
-std::string Joined(const std::vector<std::string_view>& words) {
+using CommandList = std::span<const Command* const>;
+
+// Calls the function for every command that runs: subcommands, and commands
+// without any.
+template <typename Function>
+void ForEachAction(const Function& function) {
+  for (const Command* const command : Commands()) {
+    if (command->subcommands.empty()) function(*command);
+    for (const Command* const subcommand : command->subcommands)
+      function(*subcommand);
+  }
+}
+
+std::string NamesOf(CommandList commands) {
+  std::string names;
+  for (const Command* const command : commands)
+    names.append(names.empty() ? "" : " ").append(command->name);
+  return names;
+}
+
+std::string NamesOf(std::span<const Choice> choices) {
+  std::string names;
+  for (const Choice& choice : choices)
+    names.append(names.empty() ? "" : " ").append(choice.name);
+  return names;
+}
+
+// Returns what can be typed for the value, or "" if that is not known.
+std::string ValuesOf(const Parameter& parameter) {
+  return parameter.kind == Kind::kCommand ? NamesOf(Commands())
+                                          : NamesOf(parameter.choices);
+}
+
+// Returns a clause of a `case` for each command that has subcommands.
+template <typename Function>
+std::string SubcommandClauses(const Function& action) {
   std::string text;
-  for (const std::string_view word : words)
-    text.append(text.empty() ? "" : " ").append(word);
+  for (const Command* const command : Commands())
+    if (!command->subcommands.empty())
+      text += Concat(command->name, ") ", action(NamesOf(command->subcommands)),
+                     " ;; ");
   return text;
 }
 
-std::string CommandNames() {
-  std::vector<std::string_view> names;
-  for (const Command* const command : Commands())
-    names.push_back(command->name);
-  return Joined(names);
-}
-
-// The words that may stand in the parameter's place, or "" where any may.
-std::string Words(const Parameter& parameter) {
-  if (parameter.kind == Kind::kChoice) return Joined(Choices(parameter));
-  return parameter.word == "COMMAND" ? CommandNames() : "";
-}
-
-std::string BashWords(const std::string& words) {
-  return Concat("mapfile -t COMPREPLY < <(compgen -W '", words,
+std::string BashOffer(const std::string& names) {
+  return Concat("mapfile -t COMPREPLY < <(compgen -W '", names,
                 "' -- \"$word\")");
 }
 
-// What bash offers behind the parameter's name; "" for a switch, behind which
-// the next name stands.
+// What bash offers after the parameter's name; "" for a switch, after which the
+// next name follows.
 std::string BashValue(const Parameter& parameter) {
   if (parameter.kind == Kind::kSwitch) return "";
   const std::string pattern = Concat("        -", parameter.name, ") ");
@@ -44,28 +68,52 @@ std::string BashValue(const Parameter& parameter) {
         pattern,
         "compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "
         "\"$word\") ;;\n");
-  const std::string words = Words(parameter);
-  return pattern + (words.empty() ? ";;\n" : Concat(BashWords(words), " ;;\n"));
+  const std::string values = ValuesOf(parameter);
+  return Concat(pattern, values.empty() ? "" : BashOffer(values) + " ", ";;\n");
 }
 
-std::string BashCommand(const Command& command) {
+// What bash offers for the operand at that place of the line.
+std::string BashOperand(const Parameter& operand, std::size_t place) {
+  const std::string offer =
+      operand.kind == Kind::kSubcommand
+          ? Concat("case ${COMP_WORDS[", place - 1, "]} in ",
+                   SubcommandClauses(BashOffer), "esac")
+          : BashOffer(ValuesOf(operand));
+  return Concat("      if ((COMP_CWORD == ", place, ")); then\n        ", offer,
+                "\n        return\n      fi\n");
+}
+
+std::string BashClause(const Command& command) {
   std::string names;
-  for (const Parameter& parameter : command.parameters)
-    names.append(names.empty() ? "-" : " -").append(parameter.name);
-  if (command.operand != nullptr) names += Concat(" ", Words(*command.operand));
-
-  std::string text = Concat("    ", command.name,
-                            ")\n"
-                            "      case $previous in\n");
-  for (const Parameter& parameter : command.parameters)
-    text += BashValue(parameter);
-  return Concat(text, "        *) ", BashWords(names),
-                " ;;\n"
-                "      esac ;;\n");
+  std::string values;
+  std::string operands;
+  std::size_t place = command.parent == nullptr ? 2 : 3;
+  for (const Parameter* const parameter : ParametersOf(command)) {
+    if (parameter->name.empty()) {
+      operands += BashOperand(*parameter, place++);
+      continue;
+    }
+    names.append(names.empty() ? "-" : " -").append(parameter->name);
+    values += BashValue(*parameter);
+  }
+  return Concat("    '", FullName(command), "')\n", operands,
+                "      case $previous in\n", values, "        *) ",
+                BashOffer(names), " ;;\n      esac ;;\n");
 }
 
-// The text between single quotes, with the letters that _arguments reads as its
-// own behind a backslash.
+// Offers the subcommands, or adds the one given to the command's name.
+std::string BashSubcommands(const Command& command) {
+  if (command.subcommands.empty()) return "";
+  return Concat("    ", command.name,
+                ")\n"
+                "      if ((COMP_CWORD == 2)); then\n        ",
+                BashOffer(Concat(NamesOf(command.subcommands), " -help")),
+                "\n        return\n      fi\n"
+                "      command+=\" ${COMP_WORDS[2]}\" ;;\n");
+}
+
+// Returns the text between single quotes, with a backslash before what is
+// special to _arguments.
 std::string ZshText(std::string_view text) {
   std::string quoted;
   for (const char c : text) {
@@ -80,33 +128,64 @@ std::string ZshText(std::string_view text) {
 
 std::string ZshAction(const Parameter& parameter) {
   if (parameter.kind == Kind::kFile) return "_files";
-  const std::string words = Words(parameter);
-  return words.empty() ? "" : Concat("(", words, ")");
+  if (parameter.kind == Kind::kSubcommand)
+    return Concat("{case $words[2] in ",
+                  SubcommandClauses([](const std::string& names) {
+                    return "compadd " + names;
+                  }),
+                  "esac}");
+  const std::string values = ValuesOf(parameter);
+  return values.empty() ? "" : Concat("(", values, ")");
+}
+
+std::string ZshOperand(const Parameter& operand, std::size_t place) {
+  return Concat(" '", place, ":", ZshText(operand.help), ":",
+                ZshAction(operand), "'");
 }
 
 std::string ZshParameter(const Parameter& parameter) {
-  if (parameter.name.empty())
-    return Concat(" '1:", ZshText(parameter.help), ":", ZshAction(parameter),
-                  "'");
   std::string text =
       Concat(" '-", parameter.name, "[", ZshText(Explanation(parameter)), "]");
   if (parameter.kind != Kind::kSwitch)
-    text += Concat(":",
-                   ZshText(parameter.kind == Kind::kChoice ? parameter.name
-                                                           : parameter.word),
-                   ":", ZshAction(parameter));
+    text +=
+        Concat(":",
+               ZshText(parameter.kind == Kind::kChoice ? parameter.name
+                                                       : parameter.placeholder),
+               ":", ZshAction(parameter));
   return Concat(text, "'");
 }
 
-std::string ZshCommand(const Command& command) {
-  std::string text = Concat("    ", command.name,
-                            ")\n"
-                            "      _arguments");
-  if (command.operand != nullptr)
-    text += Concat(" \\\n       ", ZshParameter(*command.operand));
-  for (const Parameter& parameter : command.parameters)
-    text += Concat(" \\\n       ", ZshParameter(parameter));
+std::string ZshClause(const Command& command) {
+  std::string text = Concat("    '", FullName(command), "')\n      _arguments");
+  std::size_t place = 1;
+  for (const Parameter* const parameter : ParametersOf(command))
+    text += Concat(" \\\n       ", parameter->name.empty()
+                                       ? ZshOperand(*parameter, place++)
+                                       : ZshParameter(*parameter));
   return Concat(text, " ;;\n");
+}
+
+// Offers the commands with their summaries.
+std::string ZshDescribe(std::string_view what, CommandList commands,
+                        const std::string& indent) {
+  std::string text = Concat(indent, "local -a names\n", indent, "names=(\n");
+  for (const Command* const command : commands)
+    text += Concat(indent, "  '", command->name, ":", ZshText(command->summary),
+                   "'\n");
+  return Concat(text, indent, ")\n", indent, "_describe ", what, " names\n",
+                indent, "return\n");
+}
+
+std::string ZshSubcommands(const Command& command) {
+  if (command.subcommands.empty()) return "";
+  return Concat("    ", command.name,
+                ")\n"
+                "      if ((CURRENT == 2)); then\n",
+                ZshDescribe("subcommand", command.subcommands, "        "),
+                "      fi\n"
+                "      command+=\" $words[2]\"\n"
+                "      shift words\n"
+                "      ((CURRENT--)) ;;\n");
 }
 
 }  // namespace
@@ -117,15 +196,19 @@ std::string BashCompletion() {
       "_fairlead() {\n"
       "  local word=${COMP_WORDS[COMP_CWORD]}\n"
       "  local previous=${COMP_WORDS[COMP_CWORD - 1]}\n"
+      "  local command=${COMP_WORDS[1]}\n"
       "  COMPREPLY=()\n"
       "  if ((COMP_CWORD == 1)); then\n"
       "    ",
-      BashWords(CommandNames()),
+      BashOffer(NamesOf(Commands())),
       "\n"
       "    return\n"
       "  fi\n"
-      "  case ${COMP_WORDS[1]} in\n");
-  for (const Command* const command : Commands()) text += BashCommand(*command);
+      "  case $command in\n");
+  for (const Command* const command : Commands())
+    text += BashSubcommands(*command);
+  text += "  esac\n  case $command in\n";
+  ForEachAction([&](const Command& command) { text += BashClause(command); });
   return Concat(text,
                 "  esac\n"
                 "}\n"
@@ -133,24 +216,20 @@ std::string BashCompletion() {
 }
 
 std::string ZshCompletion() {
-  std::string text =
+  std::string text = Concat(
       "#compdef fairlead\n"
       "_fairlead() {\n"
-      "  if ((CURRENT == 2)); then\n"
-      "    local -a commands\n"
-      "    commands=(\n";
-  for (const Command* const command : Commands())
-    text +=
-        Concat("      '", command->name, ":", ZshText(command->summary), "'\n");
-  text +=
-      "    )\n"
-      "    _describe command commands\n"
-      "    return\n"
+      "  if ((CURRENT == 2)); then\n",
+      ZshDescribe("command", Commands(), "    "),
       "  fi\n"
       "  shift words\n"
       "  ((CURRENT--))\n"
-      "  case $words[1] in\n";
-  for (const Command* const command : Commands()) text += ZshCommand(*command);
+      "  local command=$words[1]\n"
+      "  case $command in\n");
+  for (const Command* const command : Commands())
+    text += ZshSubcommands(*command);
+  text += "  esac\n  case $command in\n";
+  ForEachAction([&](const Command& command) { text += ZshClause(command); });
   return Concat(text,
                 "  esac\n"
                 "}\n"

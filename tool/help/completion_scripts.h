@@ -1,4 +1,4 @@
-// Shell completion, made from the table.
+// Shell completion, made from the command table.
 
 #ifndef FAIRLEAD_TOOL_HELP_COMPLETION_SCRIPTS_H_
 #define FAIRLEAD_TOOL_HELP_COMPLETION_SCRIPTS_H_
@@ -7,10 +7,10 @@
 
 namespace fairlead::tool {
 
-/// For bash: a file that is sourced, or found by the name `fairlead`.
+/// Returns the script for bash: sourced, or found by the name `fairlead`.
 std::string BashCompletion();
 
-/// For zsh: a file that is sourced, or found in fpath as `_fairlead`.
+/// Returns the script for zsh: sourced, or found in fpath as `_fairlead`.
 std::string ZshCompletion();
 
 }  // namespace fairlead::tool

@@ -1,52 +1,61 @@
 // The command `help`.
 
 #include <array>
+#include <string>
 
-#include "tool/command/arguments.h"
-#include "tool/command/command_list.h"
-#include "tool/command/parameters.h"
+#include "tool/command/command_table.h"
 #include "tool/help/help_text.h"
-#include "tool/io/output.h"
-#include "tool/run_command.h"
 
 namespace fairlead::tool {
 namespace {
 
 constexpr Parameter kCommandName = {.name = "",
-                                    .word = "COMMAND",
-                                    .kind = Kind::kWord,
-                                    .group = "Words",
+                                    .placeholder = "COMMAND",
+                                    .kind = Kind::kCommand,
+                                    .group = Group::kArguments,
                                     .help = "the command to explain"};
+constexpr Parameter kSubcommandName = {.name = "",
+                                       .placeholder = "SUBCOMMAND",
+                                       .kind = Kind::kSubcommand,
+                                       .group = Group::kArguments,
+                                       .help = "its subcommand to explain"};
 
-ExitStatus Help(const Arguments& arguments, const Output& output) {
-  if (arguments.Has(kCommandName))
-    output.Write(CommandHelp(KnownCommand(arguments.Text(kCommandName))));
-  else
+constexpr auto kUses = Uses(Optional(kCommandName, Optional(kSubcommandName)));
+
+ExitStatus Help(const Arguments<kUses>& arguments, const Output& output) {
+  if (!arguments.Has(kCommandName)) {
     output.Write(GeneralHelp());
+    return kDone;
+  }
+  const Command& command = KnownCommand(arguments.Text(kCommandName));
+  output.Write(CommandHelp(
+      arguments.Has(kSubcommandName)
+          ? KnownSubcommand(command, arguments.Text(kSubcommandName))
+          : command));
   return kDone;
 }
 
-constexpr std::array kParameters = {kHelp};
-
 constexpr auto kExamples = std::to_array<Example>({
     {"fairlead help", "Lists the commands."},
-    {"fairlead help send", "Explains one of them; 'fairlead send -help' too."},
+    {"fairlead help send", "Explains 'send', as 'fairlead send -help' does."},
+    {"fairlead help ini set", "Explains the subcommand 'set' of 'ini'."},
 });
 
-constexpr std::array kStatuses = {kDone, kWrongUsage, kCannotWrite};
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage, or no such command"},
+    {kCannotWrite, "standard output cannot be written"},
+});
 
 }  // namespace
 
 constinit const Command kHelpCommand = {
     .name = "help",
-    .usage = "[COMMAND]",
     .summary = "list the commands, or explain one",
-    .story = "Prints to standard output.",
-    .operand = &kCommandName,
-    .parameters = kParameters,
+    .description = "Prints the help to standard output.",
+    .action = ActionOf<kUses, Help>(),
     .examples = kExamples,
     .statuses = kStatuses,
-    .run = Help,
 };
 
 }  // namespace fairlead::tool

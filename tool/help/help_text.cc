@@ -3,17 +3,18 @@
 #include <algorithm>
 #include <string_view>
 
-#include "fairlead/text/strings.h"
 #include "tool/base/concat.h"
-#include "tool/base/exit_status.h"
+#include "tool/command/command_table.h"
+#include "tool/command/usage.h"
 
 namespace fairlead::tool {
 namespace {
 
 constexpr std::size_t kLineWidth = 79;
 
-// The text in lines of at most kLineWidth letters; the first goes on from where
-// `lines` ends, the others begin below it, `margin` letters from the left.
+// Appends the text in lines of at most kLineWidth characters. The first
+// continues where `lines` ends, at column `margin`; the others are indented to
+// it.
 void AppendWrapped(std::string& lines, std::size_t margin,
                    std::string_view text) {
   std::size_t column = margin;
@@ -33,7 +34,7 @@ void AppendWrapped(std::string& lines, std::size_t margin,
   lines += '\n';
 }
 
-// "  term      text", or the text below a term that is too long.
+// Returns "  term      text", with the text below a term that is too long.
 std::string Entry(std::string_view term, std::size_t margin,
                   std::string_view text) {
   std::string lines = Concat("  ", term);
@@ -45,31 +46,6 @@ std::string Entry(std::string_view term, std::size_t margin,
   return lines;
 }
 
-std::string VerbList(const Parameter& operand) {
-  constexpr std::size_t kMargin = 12;
-  std::string text;
-  for (const Verb& verb : operand.verbs) {
-    text += Entry(verb.name, kMargin, verb.usage).append(kMargin, ' ');
-    AppendWrapped(text, kMargin, verb.help);
-  }
-  return text;
-}
-
-std::string ParameterList(const Command& command) {
-  constexpr std::size_t kMargin = 21;
-  std::string text;
-  std::string_view group;
-  for (const Parameter& parameter : command.parameters) {
-    if (parameter.group != group)
-      text.append("\n").append(parameter.group).append(":\n");
-    group = parameter.group;
-    text += Entry(Spelling(parameter), kMargin, Explanation(parameter));
-    for (const Verb& word : parameter.verbs)
-      text += Entry(Concat("  ", word.name), kMargin, word.help);
-  }
-  return text;
-}
-
 std::string ExampleList(const Command& command) {
   std::string text = "\nExamples:\n";
   for (const Example& example : command.examples) {
@@ -79,11 +55,42 @@ std::string ExampleList(const Command& command) {
   return text;
 }
 
+std::string SubcommandList(const Command& command) {
+  if (command.subcommands.empty()) return "";
+  std::string text = "\nSubcommands:\n";
+  for (const Command* const subcommand : command.subcommands)
+    text += Entry(subcommand->name, 13, subcommand->summary);
+  return Concat(text, "\n'fairlead help ", command.name,
+                " SUBCOMMAND' explains one. All of them take:\n");
+}
+
+std::string ParameterEntry(const Parameter& parameter) {
+  constexpr std::size_t kMargin = 21;
+  std::string text =
+      Entry(Spelling(parameter), kMargin, Explanation(parameter));
+  for (const Choice& choice : parameter.choices)
+    if (!choice.help.empty())
+      text += Entry(Concat("  ", choice.name), kMargin, choice.help);
+  return text;
+}
+
+std::string ParameterList(const Command& command) {
+  const std::vector<const Parameter*> parameters = ParametersOf(command);
+  std::string text;
+  for (const Group group : kGroups) {
+    std::string entries;
+    for (const Parameter* const parameter : parameters)
+      if (parameter->group == group) entries += ParameterEntry(*parameter);
+    if (!entries.empty()) text += Concat("\n", Heading(group), ":\n", entries);
+  }
+  return text;
+}
+
 std::string StatusList(const Command& command) {
   std::string text = "\nExit status:\n";
-  for (const ExitStatus status : command.statuses)
-    text += Entry(inttostr(status), 7, Meaning(status));
-  return text + Entry("130", 7, kInterrupt);
+  for (const auto& [status, meaning] : command.statuses)
+    text += Entry(Concat(static_cast<int>(status)), 7, meaning);
+  return text;
 }
 
 }  // namespace
@@ -96,35 +103,26 @@ std::string ShortUsage() {
 std::string GeneralHelp() {
   std::string text =
       "usage: fairlead COMMAND [-name value]...\n\n"
+      "Examples:\n"
+      "  fairlead send -demo -text hello\n"
+      "  fairlead help send\n\n"
       "Exchanges messages with a TCP server, and works on INI files, logs, "
-      "times,\ncodes, sums and ciphers.\n\n"
+      "times,\ncodes, checksums and ciphers.\n\n"
       "Commands:\n";
   for (const Command* const command : Commands())
     text += Entry(command->name, 14, command->summary);
-  text +=
-      "\nExamples:\n"
-      "  fairlead send -demo -text hello\n"
-      "  fairlead help send\n\n";
-  AppendWrapped(text, 0,
-                "A value cannot begin with '-', and only a command's own words "
-                "stand bare. A switch may be followed by on, off, yes, no, "
-                "true, false, 1 or 0. Names may be written in upper case and "
-                "with two leading '-'; of a name given twice, the last counts. "
-                "Standard output carries data only.");
+  text += "\n";
+  AppendWrapped(text, 0, kConventions);
   return text;
 }
 
 std::string CommandHelp(const Command& command) {
-  std::string text = Concat("usage: fairlead ", command.name);
-  if (!command.usage.empty()) text.append(" ").append(command.usage);
-  text += "\n\n";
-  AppendWrapped(text, 0, command.story);
-  if (command.operand != nullptr)
-    text += Concat(
-        "\n", command.operand->group, ":\n",
-        Entry(Spelling(*command.operand), 21, Explanation(*command.operand)),
-        VerbList(*command.operand));
-  return text + ParameterList(command) + ExampleList(command) +
+  constexpr std::size_t kUsageMargin = 7;
+  std::string text = "usage: ";
+  AppendWrapped(text, kUsageMargin, Concat("fairlead ", UsageLine(command)));
+  text += ExampleList(command) + "\n";
+  AppendWrapped(text, 0, command.description);
+  return text + SubcommandList(command) + ParameterList(command) +
          StatusList(command);
 }
 

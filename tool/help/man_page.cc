@@ -1,17 +1,20 @@
 #include "tool/help/man_page.h"
 
-#include <array>
+#include <set>
 #include <string_view>
 
 #include "tool/base/concat.h"
-#include "tool/command/commands.h"
+#include "tool/command/command_table.h"
+#include "tool/command/usage.h"
+#include "tool/help/help_text.h"
 
 namespace fairlead::tool {
 namespace {
 
 constexpr std::string_view kDate = "2026-11-21";
 
-// Roff reads backslashes, '-' and, first in a line, '.' and '\'' as its own.
+// Escapes what is special to roff: backslashes, '-' and, first in a line, '.'
+// and '\''.
 std::string Roff(std::string_view text) {
   std::string roff;
   if (text.starts_with('.') || text.starts_with('\'')) roff = "\\&";
@@ -32,37 +35,31 @@ std::string Roff(std::string_view text) {
   return roff;
 }
 
-// A paragraph with a tag; the tag is bold, the word for a value in it italic.
+// Returns a tagged paragraph; the tag is bold, the placeholder in it italic.
 std::string Tagged(const Parameter& parameter) {
+  const std::string placeholder = Placeholder(parameter);
   std::string tag = ".TP\n";
   if (parameter.name.empty())
-    tag += Concat(".I ", Roff(parameter.word));
-  else if (parameter.kind == Kind::kSwitch)
+    tag += Concat(".I ", Roff(placeholder));
+  else if (placeholder.empty())
     tag += Concat(".B ", Roff(Spelling(parameter)));
   else
     tag += Concat(".BI ", Roff(Concat("-", parameter.name)), " \" ",
-                  Roff(parameter.word), "\"");
+                  Roff(placeholder), "\"");
   return Concat(tag, "\n", Roff(Explanation(parameter)), ".\n");
 }
 
-std::string Verbs(const Parameter& operand) {
+// Returns the choices of a parameter that have a help of their own.
+std::string ChoiceList(const Parameter& parameter) {
   std::string text;
-  for (const Verb& verb : operand.verbs)
-    text += Concat(".TP\n.BI ", Roff(verb.name), " \" ", Roff(verb.usage),
-                   "\"\n", Roff(verb.help), ".\n");
-  return text;
+  for (const Choice& choice : parameter.choices)
+    if (!choice.help.empty())
+      text +=
+          Concat(".TP\n.B ", Roff(choice.name), "\n", Roff(choice.help), ".\n");
+  return text.empty() ? "" : Concat(".RS\n", text, ".RE\n");
 }
 
-// The words of a parameter that has a line of help for each.
-std::string Words(const Parameter& parameter) {
-  if (parameter.verbs.empty()) return "";
-  std::string text = ".RS\n";
-  for (const Verb& word : parameter.verbs)
-    text += Concat(".TP\n.B ", Roff(word.name), "\n", Roff(word.help), ".\n");
-  return text + ".RE\n";
-}
-
-std::string Examples(const Command& command) {
+std::string ExampleList(const Command& command) {
   std::string text;
   for (const Example& example : command.examples)
     text += Concat(".PP\n", Roff(example.meaning), "\n.PP\n.nf\n.RS 4\n",
@@ -70,17 +67,20 @@ std::string Examples(const Command& command) {
   return text;
 }
 
-std::string CommandSection(const Command& command) {
-  std::string text = Concat(".SS ", command.name, "\n.B ",
-                            Roff(Concat("fairlead ", command.name)), "\n");
-  if (!command.usage.empty())
-    text += Concat(".RI ", "\"", Roff(command.usage), "\"\n");
-  text += Concat(".PP\n", Roff(command.story), "\n");
-  if (command.operand != nullptr)
-    text += Tagged(*command.operand) + Verbs(*command.operand);
-  for (const Parameter& parameter : command.parameters)
-    text += Tagged(parameter) + Words(parameter);
-  return text + Examples(command);
+std::string Section(const Command& command) {
+  const std::string name = FullName(command);
+  const std::string usage = UsageLine(command).substr(name.size());
+  std::string text =
+      Concat(".SS ", name, "\n.B ", Roff(Concat("fairlead ", name)), "\n");
+  if (!usage.empty())
+    text += Concat(".RI ", "\"", Roff(usage.substr(1)), "\"\n");
+  text += Concat(".PP\n", Roff(command.description), "\n");
+  for (const Parameter* const parameter : ParametersOf(command))
+    text += Tagged(*parameter) + ChoiceList(*parameter);
+  text += ExampleList(command);
+  for (const Command* const subcommand : command.subcommands)
+    text += Section(*subcommand);
+  return text;
 }
 
 std::string Summaries() {
@@ -91,18 +91,17 @@ std::string Summaries() {
   return text;
 }
 
-// Every status that some command has, in rising order.
-std::string Statuses() {
-  std::array<bool, 256> used{};
+// Returns every status that some command has, in rising order.
+std::string StatusList() {
+  std::set<ExitStatus> statuses;
   for (const Command* const command : Commands())
-    for (const ExitStatus status : command->statuses)
-      used.at(static_cast<std::size_t>(status)) = true;
+    for (const Status& status : command->statuses)
+      statuses.insert(status.status);
 
   std::string text;
-  for (std::size_t status = 0; status < used.size(); ++status)
-    if (used.at(status))
-      text += Concat(".TP\n.B ", status, "\n",
-                     Roff(Meaning(static_cast<ExitStatus>(status))), ".\n");
+  for (const ExitStatus status : statuses)
+    text += Concat(".TP\n.B ", static_cast<int>(status), "\n",
+                   Roff(Meaning(status)), ".\n");
   return text;
 }
 
@@ -115,36 +114,26 @@ std::string ManPage() {
              "\" \"User Commands\"\n"
              ".SH NAME\n"
              "fairlead \\- exchange messages with a TCP server; work on INI "
-             "files, logs, times, codes, sums and ciphers\n"
+             "files, logs, times, codes, checksums and ciphers\n"
              ".SH SYNOPSIS\n"
              ".B fairlead\n"
              ".I command\n"
-             ".RI [ word ]\n"
+             ".RI [ subcommand ]\n"
              ".RI [\\- name \" [\" value ]]...\n"
              ".SH DESCRIPTION\n"
-             "The first word is the command:\n");
+             "The first argument is the command:\n");
   page += Summaries();
-  page += Concat(
-      ".PP\n",
-      Roff("A value cannot begin with '-'. A switch may be followed by on, "
-           "off, yes, no, true, false, 1 or 0. Names may be written in "
-           "upper case and with two leading '-'; of a name given twice, the "
-           "last counts. Standard output carries data only; all that is "
-           "said to a person goes to standard error."),
-      "\n.SH COMMANDS\n");
-  for (const Command* const command : Commands())
-    page += CommandSection(*command);
-  page += Concat(".SH EXIT STATUS\n", Statuses(), ".TP\n.B 130\n",
-                 Roff(kInterrupt), ".\n");
+  page += Concat(".PP\n", Roff(kConventions), "\n.SH COMMANDS\n");
+  for (const Command* const command : Commands()) page += Section(*command);
+  page += Concat(".SH EXIT STATUS\n", StatusList());
   page +=
       ".SH ENVIRONMENT\n"
       ".TP\n"
       ".B NO_COLOR\n"
-      "Where it is set and not empty, no colour is used, not even on a "
-      "terminal.\n"
+      "If it is set and not empty, no colour is used.\n"
       ".TP\n"
       ".B TERM\n"
-      "Where it is not set or is\n"
+      "If it is not set or is\n"
       ".IR dumb ,\n"
       "neither colour nor a progress bar is used.\n";
   return page;

@@ -1,4 +1,4 @@
-// The man page, made from the table.
+// The man page, made from the command table.
 
 #ifndef FAIRLEAD_TOOL_HELP_MAN_PAGE_H_
 #define FAIRLEAD_TOOL_HELP_MAN_PAGE_H_
@@ -7,7 +7,7 @@
 
 namespace fairlead::tool {
 
-/// fairlead(1) in the macros of the man package.
+/// Returns fairlead(1) in the macros of the man package.
 std::string ManPage();
 
 }  // namespace fairlead::tool

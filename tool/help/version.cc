@@ -2,39 +2,39 @@
 
 #include <array>
 
-#include "tool/command/command_list.h"
-#include "tool/command/parameters.h"
-#include "tool/io/output.h"
+#include "tool/command/command_table.h"
 
 namespace fairlead::tool {
 namespace {
 
-ExitStatus Version(const Arguments& /*arguments*/, const Output& output) {
+constexpr auto kUses = Uses();
+
+ExitStatus Version(const Arguments<kUses>& /*arguments*/,
+                   const Output& output) {
   output.Write("fairlead " FAIRLEAD_VERSION "\n");
   return kDone;
 }
 
-constexpr std::array kParameters = {kHelp};
-
 constexpr auto kExamples = std::to_array<Example>({
     {"fairlead version", "Prints fairlead " FAIRLEAD_VERSION "."},
-    {"fairlead -version", "The same."},
+    {"fairlead -version", "Prints the same."},
 });
 
-constexpr std::array kStatuses = {kDone, kWrongUsage, kCannotWrite};
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage"},
+    {kCannotWrite, "standard output cannot be written"},
+});
 
 }  // namespace
 
 constinit const Command kVersionCommand = {
     .name = "version",
-    .usage = "",
     .summary = "print the version",
-    .story = "Prints one line to standard output.",
-    .operand = nullptr,
-    .parameters = kParameters,
+    .description = "Prints one line to standard output.",
+    .action = ActionOf<kUses, Version>(),
     .examples = kExamples,
     .statuses = kStatuses,
-    .run = Version,
 };
 
 }  // namespace fairlead::tool

@@ -1,108 +1,361 @@
-// The command `ini`: what stands in an INI file, and careful edits of it.
+// The command `ini`: the table of its subcommands.
 
 #include "tool/ini/ini.h"
 
 #include <array>
 
-#include "tool/base/failure.h"
-#include "tool/command/command_list.h"
-#include "tool/command/parameters.h"
-#include "tool/command/usage.h"
+#include "tool/command/command_table.h"
 
 namespace fairlead::tool {
+namespace ini {
 namespace {
 
-using namespace ini;
+constexpr auto kShowFormats = std::to_array<Choice>({{"text"}, {"json"}});
 
-constexpr auto kVerbs = std::to_array<Verb>({
-    {"get", "-section S -key K [-default TEXT] [-format F]",
-     "print the key's value", Get},
-    {"set", "[-section S -key K -value V] [-stdin] [-dryrun] [-inplace]",
-     "give the key the value; file, section and key are made if need be, a new "
-     "key at the top of its section",
-     Set},
-    {"add", "-section S [-key K -value V] [-dryrun] [-inplace]",
-     "make the section, or the key, which may not be there yet", Add},
-    {"delete", "-section S [-key K] [-dryrun] [-inplace]",
-     "remove the section, or the key, with the comments above", Delete},
-    {"enable", "-section S [-key K] [-dryrun] [-inplace]",
-     "take the comment character from the section's lines, or from the key's",
-     Enable},
-    {"disable", "-section S [-key K] [-char C] [-dryrun] [-inplace]",
-     "put a comment character before the section's lines, or the key's",
-     Disable},
-    {"comment", "-section S [-key K] -text COMMENT [-dryrun] [-inplace]",
-     "put comment lines above the section's header, or above the key", Comment},
-    {"rename", "-section S [-key K] -to NEW [-dryrun] [-inplace]",
-     "give the section, or the key, a name that is not there yet", Rename},
-    {"list", "[-section S] [-format F]",
-     "print section, key and value of every key; json tells more", List},
-    {"sections", "[-format F]", "print the names of the sections", Sections},
-    {"keys", "-section S [-format F]", "print the names of the section's keys",
-     Keys},
-    {"has", "-section S [-key K]",
-     "answer by the exit status whether the section, or the key, is there",
-     Has},
-    {"show", "[-section S] [-key K] [-format F]",
-     "print the lines, of a section or a key, as an edit would write them; as "
-     "text or json",
-     Show},
-    {"create", "[-dryrun]", "make an empty file, which may not be there yet",
-     Create},
-});
+constexpr Parameter kShowFormat = {.name = kFormat.name,
+                                   .kind = Kind::kChoice,
+                                   .group = Group::kOutput,
+                                   .help = "the lines, or JSON",
+                                   .choices = kShowFormats,
+                                   .fallback = kFormat.fallback};
 
-constexpr Parameter kVerb = WordOf(kVerbs);
+constexpr auto kEditing = Uses(Optional(kDryrun), Optional(kInplace));
 
-constexpr std::array kParameters = {
-    ini::kFile, kSection, kKey,    kValue,  ini::kStdin, kTo,   ini::kText,
-    kChar,      kDefault, kFormat, kDryrun, kInplace,    kHelp,
-};
+constexpr auto kGetUses =
+    Uses(kFile, kSection, kKey, Optional(kDefault), Optional(kFormat));
+constexpr auto kSetUses =
+    Uses(kFile, OneOf(All(kSection, kKey, kValue), kStdin), kEditing);
+constexpr auto kAddUses =
+    Uses(kFile, kSection, Optional(kKey, kValue), kEditing);
+constexpr auto kPlaceUses = Uses(kFile, kSection, Optional(kKey), kEditing);
+constexpr auto kDisableUses =
+    Uses(kFile, kSection, Optional(kKey), Optional(kChar), kEditing);
+constexpr auto kCommentUses =
+    Uses(kFile, kSection, Optional(kKey), kText, kEditing);
+constexpr auto kRenameUses =
+    Uses(kFile, kSection, Optional(kKey), kTo, kEditing);
+constexpr auto kListUses = Uses(kFile, Optional(kSection), Optional(kFormat));
+constexpr auto kSectionsUses = Uses(kFile, Optional(kFormat));
+constexpr auto kKeysUses = Uses(kFile, kSection, Optional(kFormat));
+constexpr auto kHasUses = Uses(kFile, kSection, Optional(kKey));
+constexpr auto kShowUses =
+    Uses(kFile, Optional(kSection, Optional(kKey)), Optional(kShowFormat));
+constexpr auto kCreateUses = Uses(kFile, Optional(kDryrun));
 
-ExitStatus Ini(const Arguments& arguments, const Output& output) {
-  if (arguments.Has(kVerb) && !arguments.Has(ini::kFile))
-    throw Failure(kWrongUsage, "-file FILE is missing");
-  return RunVerb(arguments, output, "-file FILE ");
+// Returns the action of a subcommand, whose function reads through the table
+// that all of them share.
+template <const auto& kTable,
+          ExitStatus (*kRun)(const Arguments&, const Output&)>
+constexpr Action SharedActionOf() {
+  return {kTable, [](const ParsedArguments& arguments, const Output& output) {
+            return kRun(Arguments(arguments), output);
+          }};
 }
 
-constexpr auto kExamples = std::to_array<Example>({
-    {"fairlead ini set -file box.ini -section server -key port -value 7000",
-     "Writes port=7000 under [server]; makes what is not there."},
+constexpr Status kMalformed = {kMalformedInput,
+                               "the file, or a line of it, is malformed"};
+constexpr Status kUnwritten = {kCannotWrite, "the file cannot be written"};
+constexpr Status kUnprinted = {kCannotWrite,
+                               "standard output cannot be written"};
+constexpr Status kUnread = {kCannotRead, "the file cannot be read"};
+
+constexpr auto kReadStatuses = std::to_array<Status>(
+    {{kDone, "success"},
+     {kAnswerIsNo, "the section or the key does not exist"},
+     {kWrongUsage, "wrong usage"},
+     kMalformed,
+     kUnprinted,
+     kUnread});
+constexpr auto kSectionsStatuses =
+    std::to_array<Status>({{kDone, "success"},
+                           {kWrongUsage, "wrong usage"},
+                           kMalformed,
+                           kUnprinted,
+                           kUnread});
+constexpr auto kHasStatuses = std::to_array<Status>(
+    {{kDone, "the section or the key exists"},
+     {kAnswerIsNo, "it does not exist, or the file does not"},
+     {kWrongUsage, "wrong usage"},
+     kMalformed,
+     kUnread});
+constexpr auto kSetStatuses = std::to_array<Status>(
+    {{kDone, "success"},
+     {kWrongUsage, "wrong usage"},
+     {kMalformedInput, "the file or standard input is malformed"},
+     kUnwritten,
+     {kCannotRead, "the file or standard input cannot be read"}});
+constexpr auto kEditStatuses = std::to_array<Status>(
+    {{kDone, "success"},
+     {kAnswerIsNo, "the section or the key does not exist"},
+     {kWrongUsage, "wrong usage"},
+     kMalformed,
+     kUnwritten,
+     kUnread});
+constexpr auto kAddStatuses = std::to_array<Status>(
+    {{kDone, "success"},
+     {kAnswerIsNo, "the section or the key exists already"},
+     {kWrongUsage, "wrong usage"},
+     kMalformed,
+     kUnwritten,
+     kUnread});
+constexpr auto kRenameStatuses = std::to_array<Status>(
+    {{kDone, "success"},
+     {kAnswerIsNo, "the old name does not exist, or the new one does"},
+     {kWrongUsage, "wrong usage"},
+     kMalformed,
+     kUnwritten,
+     kUnread});
+constexpr auto kCreateStatuses =
+    std::to_array<Status>({{kDone, "success"},
+                           {kAnswerIsNo, "the file exists already"},
+                           {kWrongUsage, "wrong usage"},
+                           kUnwritten});
+
+constexpr auto kGetExamples = std::to_array<Example>({
     {"fairlead ini get -file box.ini -section server -key port",
      "Prints 7000."},
+    {"fairlead ini get -file box.ini -section server -key port -default 80",
+     "Prints 80 if there is no such key."},
+});
+constexpr auto kSetExamples = std::to_array<Example>({
+    {"fairlead ini set -file box.ini -section server -key port -value 7000",
+     "Writes port=7000 under [server]; creates what does not exist."},
+    {"fairlead ini set -file box.ini -stdin",
+     "Sets the keys that the lines of standard input name."},
+});
+constexpr auto kAddExamples = std::to_array<Example>({
+    {"fairlead ini add -file box.ini -section server",
+     "Adds the section [server]."},
+    {"fairlead ini add -file box.ini -section server -key port -value 7000",
+     "Adds the key port, unless it exists."},
+});
+constexpr auto kDeleteExamples = std::to_array<Example>({
+    {"fairlead ini delete -file box.ini -section server -key port",
+     "Deletes the key port."},
+});
+constexpr auto kEnableExamples = std::to_array<Example>({
+    {"fairlead ini enable -file box.ini -section server -key port",
+     "Turns the line #port=7000 into port=7000."},
+});
+constexpr auto kDisableExamples = std::to_array<Example>({
     {"fairlead ini disable -file box.ini -section server -key port -dryrun",
      "Shows what the edit would change, and writes nothing."},
+});
+constexpr auto kCommentExamples = std::to_array<Example>({
+    {"fairlead ini comment -file box.ini -section server -text Listener",
+     "Writes the line '# Listener' above [server]."},
+});
+constexpr auto kRenameExamples = std::to_array<Example>({
+    {"fairlead ini rename -file box.ini -section server -to backup",
+     "Turns [server] into [backup]."},
+});
+constexpr auto kListExamples = std::to_array<Example>({
     {"fairlead ini list -file box.ini -format json",
      "Prints every key, its value, its comments and whether it is disabled."},
 });
+constexpr auto kSectionsExamples = std::to_array<Example>({
+    {"fairlead ini sections -file box.ini", "Prints server."},
+});
+constexpr auto kKeysExamples = std::to_array<Example>({
+    {"fairlead ini keys -file box.ini -section server", "Prints port."},
+});
+constexpr auto kHasExamples = std::to_array<Example>({
+    {"fairlead ini has -file box.ini -section server -key port",
+     "Exits with 0 if the key exists."},
+});
+constexpr auto kShowExamples = std::to_array<Example>({
+    {"fairlead ini show -file box.ini -section server",
+     "Prints the lines of the section."},
+});
+constexpr auto kCreateExamples = std::to_array<Example>({
+    {"fairlead ini create -file box.ini", "Creates an empty box.ini."},
+});
 
-constexpr std::array kStatuses = {
-    kDone, kAnswerIsNo, kWrongUsage, kMalformedInput, kCannotWrite, kCannotRead,
+constexpr Command kGet = {
+    .name = "get",
+    .parent = &kIniCommand,
+    .summary = "print the value of a key",
+    .description = "Prints the value, disabled or not.",
+    .action = SharedActionOf<kGetUses, Get>(),
+    .examples = kGetExamples,
+    .statuses = kReadStatuses,
+};
+constexpr Command kSet = {
+    .name = "set",
+    .parent = &kIniCommand,
+    .summary = "set the value of a key",
+    .description =
+        "Sets the value. Creates the file, the section and the key if they do "
+        "not exist; a new key is the first of its section. A disabled key "
+        "stays disabled.",
+    .action = SharedActionOf<kSetUses, Set>(),
+    .examples = kSetExamples,
+    .statuses = kSetStatuses,
+};
+constexpr Command kAdd = {
+    .name = "add",
+    .parent = &kIniCommand,
+    .summary = "add a section or a key that does not exist",
+    .description =
+        "Adds the section, or with -key and -value the key. Creates the file "
+        "if it does not exist.",
+    .action = SharedActionOf<kAddUses, Add>(),
+    .examples = kAddExamples,
+    .statuses = kAddStatuses,
+};
+constexpr Command kDelete = {
+    .name = "delete",
+    .parent = &kIniCommand,
+    .summary = "delete a section or a key",
+    .description =
+        "Deletes the section, or with -key the key, and the comments above it.",
+    .action = SharedActionOf<kPlaceUses, Delete>(),
+    .examples = kDeleteExamples,
+    .statuses = kEditStatuses,
+};
+constexpr Command kEnable = {
+    .name = "enable",
+    .parent = &kIniCommand,
+    .summary = "remove the comment character from a section or a key",
+    .description =
+        "Removes the comment character from the lines of the section, or with "
+        "-key from the line of the key. In a section, a comment that contains "
+        "'=' counts as a disabled key and is enabled too.",
+    .action = SharedActionOf<kPlaceUses, Enable>(),
+    .examples = kEnableExamples,
+    .statuses = kEditStatuses,
+};
+constexpr Command kDisable = {
+    .name = "disable",
+    .parent = &kIniCommand,
+    .summary = "put a comment character before a section or a key",
+    .description =
+        "Puts the comment character before the lines of the section, or with "
+        "-key before the line of the key.",
+    .action = SharedActionOf<kDisableUses, Disable>(),
+    .examples = kDisableExamples,
+    .statuses = kEditStatuses,
+};
+constexpr Command kComment = {
+    .name = "comment",
+    .parent = &kIniCommand,
+    .summary = "set the comment above a section or a key",
+    .description =
+        "Writes comment lines above the header of the section, or with -key "
+        "above the key. They replace existing ones.",
+    .action = SharedActionOf<kCommentUses, Comment>(),
+    .examples = kCommentExamples,
+    .statuses = kEditStatuses,
+};
+constexpr Command kRename = {
+    .name = "rename",
+    .parent = &kIniCommand,
+    .summary = "rename a section or a key",
+    .description =
+        "Renames the section, or with -key the key. The new name must not "
+        "exist.",
+    .action = SharedActionOf<kRenameUses, Rename>(),
+    .examples = kRenameExamples,
+    .statuses = kRenameStatuses,
+};
+constexpr Command kList = {
+    .name = "list",
+    .parent = &kIniCommand,
+    .summary = "print the section, key and value of every key",
+    .description =
+        "Prints every key of the file, or of the section. JSON also has the "
+        "comments and whether a key is disabled.",
+    .action = SharedActionOf<kListUses, List>(),
+    .examples = kListExamples,
+    .statuses = kReadStatuses,
+};
+constexpr Command kSections = {
+    .name = "sections",
+    .parent = &kIniCommand,
+    .summary = "print the names of the sections",
+    .description = "Prints the names in the order of the file.",
+    .action = SharedActionOf<kSectionsUses, Sections>(),
+    .examples = kSectionsExamples,
+    .statuses = kSectionsStatuses,
+};
+constexpr Command kKeys = {
+    .name = "keys",
+    .parent = &kIniCommand,
+    .summary = "print the names of the keys of a section",
+    .description = "Prints the names in the order of the file.",
+    .action = SharedActionOf<kKeysUses, Keys>(),
+    .examples = kKeysExamples,
+    .statuses = kReadStatuses,
+};
+constexpr Command kHas = {
+    .name = "has",
+    .parent = &kIniCommand,
+    .summary = "return by exit status whether a section or a key exists",
+    .description = "Prints nothing.",
+    .action = SharedActionOf<kHasUses, Has>(),
+    .examples = kHasExamples,
+    .statuses = kHasStatuses,
+};
+constexpr Command kShow = {
+    .name = "show",
+    .parent = &kIniCommand,
+    .summary = "print the lines of a file, a section or a key",
+    .description = "Prints the lines as an edit would write them.",
+    .action = SharedActionOf<kShowUses, Show>(),
+    .examples = kShowExamples,
+    .statuses = kReadStatuses,
+};
+constexpr Command kCreate = {
+    .name = "create",
+    .parent = &kIniCommand,
+    .summary = "create an empty file",
+    .description = "The file must not exist.",
+    .action = SharedActionOf<kCreateUses, Create>(),
+    .examples = kCreateExamples,
+    .statuses = kCreateStatuses,
 };
 
+constexpr std::array kSubcommands = {
+    &kGet,    &kSet,  &kAdd,      &kDelete, &kEnable, &kDisable, &kComment,
+    &kRename, &kList, &kSections, &kKeys,   &kHas,    &kShow,    &kCreate,
+};
+
+constexpr auto kExamples = std::to_array<Example>({
+    kSetExamples[0],
+    kGetExamples[0],
+    kDisableExamples[0],
+    kListExamples[0],
+});
+
+constexpr auto kStatuses = std::to_array<Status>(
+    {{kDone, "success"},
+     {kAnswerIsNo, "not found, or already exists"},
+     {kWrongUsage, "wrong usage"},
+     {kMalformedInput, "the file or standard input is malformed"},
+     {kCannotWrite, "the file or standard output cannot be written"},
+     {kCannotRead, "the file or standard input cannot be read"}});
+
 }  // namespace
+}  // namespace ini
 
 constinit const Command kIniCommand = {
     .name = "ini",
-    .usage = "WORD -file FILE [-name value]...",
     .summary = "read and edit INI files",
-    .story =
-        "An edit is written to a new file, which then takes the place of the "
-        "old one with its mode and owner; a symbolic link stays, its target is "
-        "edited. Killed at any moment, the file is the old one or the new one "
-        "(a file .fairlead.PID.N may stay beside it), and of two edits at once "
-        "none is lost. An edit normalises the file: blank lines, blanks around "
-        "'=' and the CR of CR LF go, comments stand right above their key. A "
-        "file of which it would lose more is reported with its line and left "
-        "alone. Disabled keys and sections count as being there, and stay "
-        "disabled when they are set; a comment that holds '=' is a disabled "
-        "key, and enabling its section enables it. Names are compared letter "
-        "by letter; of two keys with one name, the first is meant, of sections "
-        "all.",
-    .operand = &kVerb,
-    .parameters = kParameters,
-    .examples = kExamples,
-    .statuses = kStatuses,
-    .run = Ini,
+    .description =
+        "An edit writes a new file and replaces the old one with it. Mode and "
+        "owner are kept; a symbolic link is kept and its target edited. If the "
+        "edit is killed, the file is the old one or the new one; a file "
+        ".fairlead.PID.N may remain beside it. Of two simultaneous edits none "
+        "is lost. An edit normalises the file: it removes blank lines, spaces "
+        "around '=' and the CR of CR LF, and moves comments right above their "
+        "key. If it would lose other text, the file is left unchanged and the "
+        "line is reported. Disabled keys and sections count as existing. A "
+        "comment that contains '=' is a disabled key. Names are "
+        "case-sensitive. If a key occurs twice, the first is used; sections of "
+        "the same name are merged.",
+    .examples = ini::kExamples,
+    .statuses = ini::kStatuses,
+    .subcommands = ini::kSubcommands,
 };
 
 }  // namespace fairlead::tool

@@ -4,99 +4,110 @@
 #ifndef FAIRLEAD_TOOL_INI_INI_H_
 #define FAIRLEAD_TOOL_INI_INI_H_
 
+#include <array>
 #include <string>
 #include <string_view>
 
 #include "tool/command/arguments.h"
+#include "tool/command/command.h"
+#include "tool/command/parameters.h"
 #include "tool/io/output.h"
 
 namespace fairlead::tool::ini {
 
 inline constexpr Parameter kFile = {.name = "file",
-                                    .word = "FILE",
+                                    .placeholder = "FILE",
                                     .kind = Kind::kFile,
-                                    .group = "Where",
+                                    .group = Group::kWhere,
                                     .help = "the INI file"};
 inline constexpr Parameter kSection = {
     .name = "section",
-    .word = "S",
+    .placeholder = "S",
     .kind = Kind::kText,
-    .group = "Where",
+    .group = Group::kWhere,
     .help =
-        "the section, letter by letter with its blanks; '' is that of the "
-        "keys before the first header"};
-inline constexpr Parameter kKey = {.name = "key",
-                                   .word = "K",
-                                   .kind = Kind::kWord,
-                                   .group = "Where",
-                                   .help = "the key, without blanks around it"};
+        "the section's name, case-sensitive, with its spaces; '' is the "
+        "section of the keys before the first header"};
+inline constexpr Parameter kKey = {
+    .name = "key",
+    .placeholder = "K",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kWhere,
+    .help = "the key, case-sensitive, without surrounding whitespace"};
 
 inline constexpr Parameter kValue = {
     .name = "value",
-    .word = "V",
+    .placeholder = "V",
     .kind = Kind::kText,
-    .group = "What",
+    .group = Group::kWhat,
     .help =
-        "the value; blanks around it do not count, so that one before a '-' "
-        "lets it begin the value"};
+        "the value; surrounding whitespace is trimmed (write ' -5' for a value "
+        "that begins with '-')",
+    .remedy = kLeadWithSpace};
 inline constexpr Parameter kStdin = {
     .name = "stdin",
-    .word = "",
     .kind = Kind::kSwitch,
-    .group = "What",
+    .group = Group::kWhat,
     .help =
-        "set what the lines of standard input say, all or nothing: section, "
-        "TAB, key, TAB, value"};
+        "read lines of section, TAB, key, TAB, value from standard input and "
+        "set all or none"};
 inline constexpr Parameter kTo = {.name = "to",
-                                  .word = "NEW",
+                                  .placeholder = "NEW",
                                   .kind = Kind::kText,
-                                  .group = "What",
+                                  .group = Group::kWhat,
                                   .help = "the new name"};
 inline constexpr Parameter kText = {
     .name = "text",
-    .word = "COMMENT",
+    .placeholder = "COMMENT",
     .kind = Kind::kText,
-    .group = "What",
+    .group = Group::kWhat,
     .help =
-        "the comment lines to stand above, in place of those there; '# ' is "
-        "put before a line without a comment character"};
+        "the comment lines, which replace existing ones; '# ' is added to a "
+        "line without a comment character"};
 inline constexpr Parameter kChar = {
     .name = "char",
-    .word = "C",
-    .kind = Kind::kWord,
-    .group = "What",
+    .placeholder = "C",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kWhat,
     .help = "the comment character: # or ;, also as hash or semicolon",
     .fallback = "#"};
 inline constexpr Parameter kDefault = {
     .name = "default",
-    .word = "TEXT",
+    .placeholder = "TEXT",
     .kind = Kind::kText,
-    .group = "What",
-    .help = "the value where the key or the file is not there"};
+    .group = Group::kWhat,
+    .help = "the value to print if the key or the file does not exist"};
+
+inline constexpr auto kFormats =
+    std::to_array<Choice>({{"text"}, {"sh"}, {"json"}, {"nul"}});
 
 inline constexpr Parameter kFormat = {
     .name = "format",
-    .word = "text|sh|json|nul",
     .kind = Kind::kChoice,
-    .group = "Output",
+    .group = Group::kOutput,
     .help =
         "lines with TABs, words quoted for a shell, JSON, or a zero byte after "
         "each text",
+    .choices = kFormats,
     .fallback = "text"};
 inline constexpr Parameter kDryrun = {
     .name = "dryrun",
-    .word = "",
     .kind = Kind::kSwitch,
-    .group = "Output",
-    .help = "print the difference that the edit would make; write nothing"};
+    .group = Group::kOutput,
+    .help = "print the changes as a diff; write nothing"};
 inline constexpr Parameter kInplace = {
     .name = "inplace",
-    .word = "",
     .kind = Kind::kSwitch,
-    .group = "Output",
-    .help =
-        "rewrite the file itself, where another cannot take its place; killed "
-        "meanwhile, it leaves half"};
+    .group = Group::kOutput,
+    .help = "overwrite in place instead of replacing the file; not atomic"};
+
+/// What the code that the subcommands share may ask for. The table of each
+/// subcommand lists what it accepts; the others are never given.
+inline constexpr auto kSharedUses =
+    Uses(kFile, kSection, kKey, kValue, kStdin, kTo, kText, kChar, kDefault,
+         kFormat, kDryrun, kInplace);
+
+using Arguments = tool::Arguments<kSharedUses>;
 
 /// Prints; on a terminal, control bytes in the format "text" are made visible.
 void Print(const Output& output, std::string_view format,

@@ -121,9 +121,6 @@ std::vector<Setting> ReadSettings() {
 }
 
 ExitStatus SetMany(const Arguments& arguments, const Output& output) {
-  for (const Parameter& one : {kSection, kKey, kValue})
-    if (arguments.Has(one))
-      FailForUsage(Concat("-", one.name, " does not go with -stdin"));
   const std::vector<Setting> settings = ReadSettings();
   return Edit(arguments, output, Missing::kMake, [&](const std::string& file) {
     return std::ranges::all_of(settings, [&file](const Setting& setting) {
@@ -164,9 +161,6 @@ bool RenameKey(const Place& place, const std::string& name,
 
 ExitStatus Set(const Arguments& arguments, const Output& output) {
   if (arguments.Has(kStdin)) return SetMany(arguments, output);
-  for (const Parameter& needed : {kSection, kKey, kValue})
-    if (!arguments.Has(needed))
-      FailForUsage(Concat(Spelling(needed), " is missing (or -stdin)"));
   const Place place = PlaceOf(arguments);
   const std::string value = CheckedValue(arguments);
   CheckNames(place);
@@ -176,8 +170,6 @@ ExitStatus Set(const Arguments& arguments, const Output& output) {
 }
 
 ExitStatus Add(const Arguments& arguments, const Output& output) {
-  if (arguments.Has(kKey) != arguments.Has(kValue))
-    FailForUsage("-key and -value go together");
   const Place place = PlaceOf(arguments);
   const std::string value = CheckedValue(arguments);
   CheckNames(place);

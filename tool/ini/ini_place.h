@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tool/command/arguments.h"
+#include "tool/ini/ini.h"
 
 namespace fairlead::tool::ini {
 

@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <string>
 
-#include "fairlead/net/resolve.h"
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
 
@@ -21,10 +20,12 @@ namespace {
 
 constexpr std::string_view kClearLine = "\r\033[K";
 
-// What the person's terminal shows at the cursor. Atomic, for the clock may
-// speak while data is written.
+std::atomic<bool> is_quiet = false;
+
+// What the terminal shows at the cursor. Atomic, because the timer thread may
+// print while data is written.
 std::atomic<bool> bar_stands = false;
-std::atomic<bool> data_line_is_open = false;  // It has no line feed yet.
+std::atomic<bool> data_line_is_open = false;  // It has no newline yet.
 
 // The descriptor opened is the lowest free one, hence the closed one.
 void FillClosedDescriptors() {
@@ -122,7 +123,7 @@ bool IsOfFile(int descriptor, const struct stat& facts) {
 
 // One write a line, so that lines of several threads do not mix. Where even
 // this fails, there is nobody left to tell.
-void Complain(std::string_view command, std::string_view text) {
+void PrintError(std::string_view command, std::string_view text) {
   std::string line = FreshLine();
   const bool colour = WantsColour(STDERR_FILENO);
   if (colour) line += "\033[1m";
@@ -133,8 +134,12 @@ void Complain(std::string_view command, std::string_view text) {
   WriteAll(STDERR_FILENO, line);
 }
 
-void Tell(std::string_view command, std::string_view text) {
-  if (!silent) Complain(command, text);
+void SetQuiet(bool quiet) { is_quiet = quiet; }
+
+bool IsQuiet() { return is_quiet; }
+
+void PrintNote(std::string_view command, std::string_view text) {
+  if (!IsQuiet()) PrintError(command, text);
 }
 
 // A bar that cannot be drawn is no error.

@@ -1,4 +1,4 @@
-// Standard output for data, standard error for the person.
+// Standard output for data, standard error for errors and notes.
 
 #ifndef FAIRLEAD_TOOL_IO_OUTPUT_H_
 #define FAIRLEAD_TOOL_IO_OUTPUT_H_
@@ -7,9 +7,13 @@
 
 #include <string_view>
 
-#include "tool/exchange/view.h"
-
 namespace fairlead::tool {
+
+/// What of the place where text goes changes the text.
+struct Screen {
+  bool terminal = false;
+  bool colour = false;
+};
 
 /// The one way of data to standard output.
 ///
@@ -52,14 +56,18 @@ class Output {
 /// Whether the descriptor is of this regular file.
 bool IsOfFile(int descriptor, const struct stat& facts);
 
-/// Says a line to the person: "fairlead send: TEXT". It takes the place of a
-/// bar, and on a terminal begins below data that ended without a line feed.
+/// Prints a line to standard error: "fairlead send: TEXT". It replaces a bar,
+/// and on a terminal begins below data that ended without a newline.
 ///
 /// @param command "" for none
-void Complain(std::string_view command, std::string_view text);
+void PrintError(std::string_view command, std::string_view text);
 
-/// Says a line to the person, unless -quiet was given.
-void Tell(std::string_view command, std::string_view text);
+/// Leaves notes and progress bars out, or no more.
+void SetQuiet(bool quiet);
+bool IsQuiet();
+
+/// Prints a line as PrintError() does, unless the tool is quiet.
+void PrintNote(std::string_view command, std::string_view text);
 
 /// Draws a progress bar on standard error, in the place of the one before.
 void DrawBar(std::string_view bar);

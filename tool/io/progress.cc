@@ -1,6 +1,5 @@
 #include "tool/io/progress.h"
 
-#include "fairlead/net/resolve.h"
 #include "tool/base/concat.h"
 #include "tool/io/output.h"
 
@@ -23,7 +22,9 @@ std::string ProgressBar(std::size_t done, std::size_t total) {
 }
 
 Progress::Progress(std::size_t total)
-    : total_(total), shown_(!silent && ErrorIsTerminal()), percent_(kNever) {}
+    : total_(total),
+      shown_(!IsQuiet() && ErrorIsTerminal()),
+      percent_(kNever) {}
 
 Progress::~Progress() { ClearBar(); }
 

@@ -13,7 +13,7 @@ namespace fairlead::tool {
 /// @param total more than 0
 std::string ProgressBar(std::size_t done, std::size_t total);
 
-/// A bar on standard error, where that is a terminal and -quiet is not given.
+/// A bar on standard error, where that is a terminal and the tool is not quiet.
 class Progress {
  public:
   explicit Progress(std::size_t total);

@@ -19,46 +19,50 @@
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
-#include "tool/command/arguments.h"
-#include "tool/command/command_list.h"
-#include "tool/command/parameters.h"
+#include "tool/command/command_table.h"
 #include "tool/io/interruption.h"
 #include "tool/io/output.h"
 #include "tool/log/log_file.h"
 #include "tool/log/repeats.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::log {
 namespace {
 
 constexpr std::size_t kPiece = 65536;
 
-constexpr Parameter kLogFile = {
+constexpr Parameter kFile = {
     .name = "file",
-    .word = "FILE",
+    .placeholder = "FILE",
     .kind = Kind::kFile,
-    .group = "Log",
-    .help =
-        "the file to which the lines are appended; made if it is not there"};
+    .group = Group::kLog,
+    .help = "append the lines to FILE, created if it does not exist"};
+
+constexpr auto kStamps =
+    std::to_array<Choice>({{"bracket"}, {"plain"}, {"none"}});
+
 constexpr Parameter kStamp = {
     .name = "stamp",
-    .word = "bracket|plain|none",
     .kind = Kind::kChoice,
-    .group = "Log",
+    .group = Group::kLog,
     .help =
-        "what stands before a line: [2026.11.14 20:57:54], the same without "
-        "brackets, or nothing; the time is the local one at which the line "
-        "came",
+        "the timestamp before a line: [2026.11.14 20:57:54], the same without "
+        "brackets, or none; it is the local time of receipt",
+    .choices = kStamps,
     .fallback = "bracket"};
 constexpr Parameter kOnce = {
     .name = "once",
-    .word = "SECONDS",
-    .kind = Kind::kWord,
-    .group = "Log",
+    .placeholder = "SECONDS",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kLog,
     .help =
-        "hold a line back that comes again within SECONDS of the one before "
-        "(0.5 is half a second); when no more come, one line tells how many "
-        "there were; every distinct line is remembered for SECONDS, so memory "
-        "grows with their number"};
+        "suppress repeats of a line within SECONDS (fractions allowed) and log "
+        "their count when they stop; distinct lines stay in memory for that "
+        "time"};
+
+constexpr auto kUses =
+    Uses(kFile, Optional(kCrlf), Optional(kStamp), Optional(kOnce));
+
+using Arguments = tool::Arguments<kUses>;
 
 // The interval of -once.
 double Seconds(std::string_view text) {
@@ -224,20 +228,18 @@ void CheckFile(const LogFile& file, const std::string& path,
 }
 
 ExitStatus Log(const Arguments& arguments, const Output& output) {
-  if (!arguments.Has(kLogFile))
-    throw Failure(kWrongUsage, Concat(Spelling(kLogFile), " is missing"));
   if (arguments.Has(kOnce)) Seconds(arguments.Text(kOnce));
   CheckInput(output);
   const Interruption interruption;
   OutputCopy copy(output, interruption);
-  LogFile file(arguments.Text(kLogFile), arguments.Has(kCrlf), &copy);
-  CheckFile(file, arguments.Text(kLogFile), output);
+  LogFile file(arguments.Text(kFile), arguments.Has(kCrlf), &copy);
+  CheckFile(file, arguments.Text(kFile), output);
   LineLogger logger(file, arguments);
 
   const int error = LogLines(logger, interruption, copy);
   logger.End();
   const std::string missing = file.Missing();
-  if (!missing.empty()) Complain("log", missing);
+  if (!missing.empty()) PrintError("log", missing);
   if (Interruption::HasCome()) Interruption::End();
   if (copy.failure()) throw Failure(*copy.failure());
   if (error != 0)
@@ -246,50 +248,47 @@ ExitStatus Log(const Arguments& arguments, const Output& output) {
   return missing.empty() ? kDone : kCannotWrite;
 }
 
-constexpr std::array kParameters = {kLogFile, kCrlf, kStamp, kOnce, kHelp};
-
 constexpr auto kExamples = std::to_array<Example>({
     {"fairlead log -file box.log",
-     "Appends to box.log what is typed, or comes through a pipe, each line "
-     "with the time."},
+     "Appends each line typed, or received from a pipe, with a timestamp."},
     {"fairlead log -file box.log -once 60 -stamp plain",
-     "Writes a line that is said over and over once, and a minute after the "
-     "last time how often it was."},
+     "Writes a repeating line once, and its count a minute after the last."},
 });
 
-constexpr std::array kStatuses = {
-    kDone,
-    kWrongUsage,
-    kCannotWrite,
-    kCannotRead,
-};
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage"},
+    {kCannotWrite, "the file or standard output cannot be written"},
+    {kCannotRead, "standard input cannot be read"},
+    {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
+});
 
 }  // namespace
+}  // namespace fairlead::tool::log
+
+namespace fairlead::tool {
 
 constinit const Command kLogCommand = {
     .name = "log",
-    .usage = "-file FILE [-name value]...",
-    .summary = "stamp lines from standard input, into a file and onward",
-    .story =
-        "Reads standard input line by line, and writes each line at once, "
-        "behind a stamp, to the end of the file and to standard output; on a "
-        "terminal control bytes are made visible. The last line may lack its "
-        "line feed. No two of standard input, standard output and the file may "
-        "be the same file. Several may append to one file: no line is lost or "
-        "torn. "
-        "It ends with its input, with the first line that standard output "
-        "does not take, and by Ctrl-C, SIGTERM or SIGHUP: what was read is in "
-        "the file then, and what was held back is told. A line that the file "
-        "does not take, "
-        "as when the disk is full, is dropped, and the next is tried again; at "
-        "the end the size of the file shows how many bytes are missing. That "
-        "is not noticed in a pipe or a device, nor where other programs append "
-        "as much meanwhile. Nothing waits for the disk.",
-    .operand = nullptr,
-    .parameters = kParameters,
-    .examples = kExamples,
-    .statuses = kStatuses,
-    .run = Log,
+    .summary =
+        "timestamp lines from standard input, to a file and to standard output",
+    .description =
+        "Reads standard input line by line, and writes each line at once, with "
+        "a timestamp before it, to the end of the file and to standard output. "
+        "Control bytes are made visible on a terminal. The last line may lack "
+        "its newline. Standard input, standard output and the file must be "
+        "different files. Several processes may append to one file: no line is "
+        "lost or torn. Ends with its input, with the first line that standard "
+        "output does not accept, and on Ctrl-C, SIGTERM or SIGHUP: then the "
+        "file has what was read, and suppressed repeats are counted. A line "
+        "that cannot be written to the file, for example because the disk is "
+        "full, is dropped, and the next is tried again; at the end the size of "
+        "the file shows how many bytes are missing. This does not work for a "
+        "pipe or a device, or if other programs append as much in the "
+        "meantime. Nothing waits for the disk.",
+    .action = ActionOf<log::kUses, log::Log>(),
+    .examples = log::kExamples,
+    .statuses = log::kStatuses,
 };
 
 }  // namespace fairlead::tool

@@ -12,18 +12,15 @@
 
 #include "fairlead/log/log.h"
 #include "tool/base/descriptor.h"
-#include "tool/command/commands.h"
+#include "tool/command/parameter.h"
 
 namespace fairlead::tool {
 
 inline constexpr Parameter kCrlf = {
     .name = "crlf",
-    .word = "",
     .kind = Kind::kSwitch,
-    .group = "Log",
-    .help =
-        "end the log's lines with CR LF; a CR that stands there already stays, "
-        "as a second one"};
+    .group = Group::kLog,
+    .help = "end the lines of the log with CR LF; an existing CR is kept too"};
 
 /// A CLog whose file is known to be open.
 ///

@@ -14,54 +14,67 @@
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
-#include "tool/command/command_list.h"
+#include "tool/command/command_table.h"
 #include "tool/command/forms.h"
 #include "tool/command/parameters.h"
-#include "tool/command/usage.h"
-#include "tool/command/whole_number.h"
 #include "tool/io/output.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::size {
 namespace {
 
-constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
 constexpr std::size_t kHexDigits = 16;
+constexpr Range kByteRange = {.least = 0, .most = UINT64_MAX};
 
-constexpr Parameter kByteCount = {
-    .name = "bytes",
-    .word = "N",
-    .kind = Kind::kWord,
-    .group = "What",
-    .help = "so many bytes, 0 to 18446744073709551615"};
+constexpr Parameter kBytes = {.name = "bytes",
+                              .placeholder = "N",
+                              .kind = Kind::kNumber,
+                              .group = Group::kWhat,
+                              .help = "a size of N bytes",
+                              .range = kByteRange};
 constexpr Parameter kHex = {
     .name = "hex",
-    .word = "H",
-    .kind = Kind::kWord,
-    .group = "What",
+    .placeholder = "H",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kWhat,
     .help = "the same as 1 to 16 hexadecimal digits of either case"};
-constexpr Parameter kSizedFile = {
+constexpr Parameter kFile = {
     .name = "file",
-    .word = "FILE",
+    .placeholder = "FILE",
     .kind = Kind::kFile,
-    .group = "What",
-    .help = "the size of a file, which may be unreadable"};
-constexpr Parameter kStart = {
-    .name = "from",
-    .word = "N",
-    .kind = Kind::kWord,
-    .group = "What",
-    .help = "print also how far it lies behind byte N"};
-constexpr Parameter kSizeForm = {
-    .name = "form",
-    .word = "text|hex|bytes|distance|mb|all",
-    .kind = Kind::kChoice,
-    .group = "Output",
-    .help =
-        "the form to print; distance in bytes and mb are there with -from, the "
-        "first where it is 0 to 4294967295",
-    .fallback = "all"};
+    .group = Group::kWhat,
+    .help = "the size of FILE, which need not be readable"};
+constexpr Parameter kFrom = {.name = "from",
+                             .placeholder = "N",
+                             .kind = Kind::kNumber,
+                             .group = Group::kWhat,
+                             .help = "also print the distance from byte N",
+                             .range = kByteRange};
 
-// The library takes and gives a whole position as hexadecimal text alone.
+constexpr auto kForms = std::to_array<Choice>({
+    {"text"},
+    {"hex"},
+    {"bytes"},
+    {"distance"},
+    {"mb"},
+    {kAllForms},
+});
+
+constexpr Parameter kForm = {
+    .name = "form",
+    .kind = Kind::kChoice,
+    .group = Group::kOutput,
+    .help =
+        "output format; 'distance' and 'mb' need -from; 'distance' must be "
+        "between 0 and 4294967295",
+    .choices = kForms,
+    .fallback = kAllForms};
+
+constexpr auto kUses =
+    Uses(OneOf(kBytes, kHex, kFile), Optional(kFrom), Optional(kForm));
+
+using Arguments = tool::Arguments<kUses>;
+
+// The library sets and returns a whole position only as hexadecimal text.
 CFilePos PositionOf(std::uint64_t bytes) {
   std::array<char, kHexDigits> digits{};
   const char* const end =
@@ -93,18 +106,18 @@ std::uint64_t SizeOfFile(const std::string& path) {
   if (error == 0 && S_ISREG(facts.st_mode))
     return static_cast<std::uint64_t>(facts.st_size);
   throw Failure(kCannotRead,
-                Concat("cannot tell the size of ", Quoted(path), ": ",
+                Concat("cannot find the size of ", Quoted(path), ": ",
                        error == 0 ? "Not a regular file" : ErrorText(error)));
 }
 
 CFilePos Given(const Arguments& arguments) {
   if (arguments.Has(kHex)) return PositionIn(arguments.Text(kHex));
-  if (arguments.Has(kSizedFile))
-    return PositionOf(SizeOfFile(arguments.Text(kSizedFile)));
-  return PositionOf(WholeNumber(arguments, kByteCount, kMost));
+  if (arguments.Has(kFile))
+    return PositionOf(SizeOfFile(arguments.Text(kFile)));
+  return PositionOf(arguments.WideNumber(kBytes));
 }
 
-// All the digits that tell the number from its neighbours, and no exponent.
+// Returns the shortest digits that identify the number, without an exponent.
 std::string Decimal(double number) {
   std::array<char, 64> text{};
   char* const end =
@@ -121,58 +134,48 @@ void AddDistance(std::vector<Form>& forms, const CFilePos& position,
   forms.push_back({"mb", Decimal(position.DifferenceInMb(start))});
 }
 
-constexpr std::string_view kUsage =
-    "(-bytes N | -hex H | -file FILE) [-from N] [-form FORM]";
-
 ExitStatus Size(const Arguments& arguments, const Output& output) {
-  CheckUsage(arguments, "size", kUsage);
   const CFilePos position = Given(arguments);
   std::vector<Form> forms = {{"text", position.GetText()},
                              {"hex", position.GetStr()},
                              {"bytes", std::to_string(BytesOf(position))}};
-  if (arguments.Has(kStart))
-    AddDistance(forms, position,
-                PositionOf(WholeNumber(arguments, kStart, kMost)));
-  output.Write(FormLines(forms, arguments, kSizeForm, kSizeForm.fallback));
+  if (arguments.Has(kFrom))
+    AddDistance(forms, position, PositionOf(arguments.WideNumber(kFrom)));
+  output.Write(FormLines(forms, kForm, arguments.Text(kForm)));
   return kDone;
 }
 
-constexpr std::array kParameters = {
-    kByteCount, kHex, kSizedFile, kStart, kSizeForm, kHelp,
-};
-
 constexpr auto kExamples = std::to_array<Example>({
     {"fairlead size -bytes 1536",
-     "Prints text 1.51 Kb, hex 0000000000000600 and bytes 1536, a line each."},
+     "Prints text 1.51 Kb, hex 0000000000000600 and bytes 1536, one per line."},
     {"fairlead size -hex 1f -form bytes", "Prints 31."},
     {"fairlead size -file box.ini -form text",
-     "Prints the size of the file for a person."},
+     "Prints the size of the file in human-readable form."},
     {"fairlead size -bytes 3145728 -from 1048576 -form mb", "Prints 2."},
 });
 
-constexpr std::array kStatuses = {
-    kDone,
-    kWrongUsage,
-    kCannotWrite,
-    kCannotRead,
-};
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage"},
+    {kCannotWrite, "standard output cannot be written"},
+    {kCannotRead, "the file does not exist, or has no size"},
+});
 
 }  // namespace
+}  // namespace fairlead::tool::size
+
+namespace fairlead::tool {
 
 constinit const Command kSizeCommand = {
     .name = "size",
-    .usage = kUsage,
     .summary = "print sizes and file positions",
-    .story =
-        "The text for a person is in units of 1024, and rounded up by one step "
-        "even where it fits, so that it never shows less than there is: 1.5 Kb "
-        "are 1.51 Kb. Without -form, a line for each form: its name, a blank, "
-        "and it.",
-    .operand = nullptr,
-    .parameters = kParameters,
-    .examples = kExamples,
-    .statuses = kStatuses,
-    .run = Size,
+    .description =
+        "The human-readable text is in units of 1024 and rounded up, always by "
+        "at least one step even if the value is exact: 1.5 Kb prints as 1.51 "
+        "Kb. Without -form, prints every form, one per line, as NAME VALUE.",
+    .action = ActionOf<size::kUses, size::Size>(),
+    .examples = size::kExamples,
+    .statuses = size::kStatuses,
 };
 
 }  // namespace fairlead::tool

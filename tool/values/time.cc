@@ -13,123 +13,169 @@
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
-#include "tool/command/command_list.h"
+#include "tool/command/command_table.h"
 #include "tool/command/forms.h"
 #include "tool/command/parameters.h"
-#include "tool/command/usage.h"
-#include "tool/command/whole_number.h"
 #include "tool/io/output.h"
 #include "tool/values/time_values.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::time_command {
 namespace {
 
-constexpr std::uint64_t kEndOf9999 = 253402300799;  // In seconds, at Greenwich.
-constexpr int kMostNumberedHours = 429496;          // See GetStamp().
+constexpr std::uint64_t kEndOf9999 = 253402300799;  // In UTC seconds.
+constexpr int kMaxNumberedHours = 429496;           // See GetStamp().
 
-constexpr auto kForms = std::to_array<Verb>({
-    {"plain", "", "2026.11.14 20:57:54", nullptr},
-    {"log", "", "[2026.11.14 20:57:54] with a blank at the end", nullptr},
-    {"phrase", "", "on 2026.11.14 at 20:57:54", nullptr},
-    {"stamp", "", "20261114x205754", nullptr},
-    {"ymd", "", "20261114", nullptr},
-    {"dmy", "", "14112026", nullptr},
-    {"clock", "", "20:57:54, of a time of day the hours above 24 too", nullptr},
-    {"day", "", "14, the day of the month", nullptr},
-    {"daysecond", "", "75474, the seconds since local midnight", nullptr},
-    {"seconds", "",
-     "1794689874, since the epoch; of a time of day since midnight", nullptr},
-    {"exact", "", "1794689874.123456789", nullptr},
-    {"strtime", "", "[2026:11:14 20:57:54] with a blank at the end; with 'now'",
-     nullptr},
-    {"strtimeonly", "", "205754; with 'now'", nullptr},
-    {"strdateonly", "", "20261114; with 'now'", nullptr},
-    {"intdayonly", "", "14; with 'now'", nullptr},
-    {"number", "", "205754, of a time of day up to 429496:59:59", nullptr},
-    {"all", "", "every form that there is, a line each: its name, a blank, it",
-     nullptr},
+constexpr std::string_view kUseBack = "write -back and the number without '-'";
+
+constexpr Choice kPlain = {"plain", "2026.11.14 20:57:54"};
+constexpr Choice kLog = {"log", "[2026.11.14 20:57:54] and a space"};
+constexpr Choice kPhrase = {"phrase", "on 2026.11.14 at 20:57:54"};
+constexpr Choice kStampForm = {"stamp", "20261114x205754"};
+constexpr Choice kYmd = {"ymd", "20261114"};
+constexpr Choice kDmy = {"dmy", "14112026"};
+constexpr Choice kMomentClock = {"clock", "20:57:54"};
+constexpr Choice kDay = {"day", "14, the day of the month"};
+constexpr Choice kDaySecond = {"daysecond",
+                               "75474, the seconds since local midnight"};
+constexpr Choice kEpoch = {"seconds", "1794689874, since the epoch"};
+constexpr Choice kExact = {"exact", "1794689874.123456789"};
+constexpr Choice kAll = {kAllForms, "all forms, one per line, as NAME VALUE"};
+
+constexpr std::array kMomentForms = {
+    kPlain,       kLog, kPhrase,    kStampForm, kYmd,   kDmy,
+    kMomentClock, kDay, kDaySecond, kEpoch,     kExact, kAll,
+};
+constexpr std::array kNowForms = {
+    kPlain,
+    kLog,
+    kPhrase,
+    kStampForm,
+    kYmd,
+    kDmy,
+    kMomentClock,
+    kDay,
+    kDaySecond,
+    kEpoch,
+    kExact,
+    Choice{"strtime", "[2026:11:14 20:57:54] and a space"},
+    Choice{"strtimeonly", "205754"},
+    Choice{"strdateonly", "20261114"},
+    Choice{"intdayonly", "14"},
+    kAll,
+};
+constexpr auto kDayForms = std::to_array<Choice>({
+    {"clock", "20:57:54; the hours continue above 24"},
+    {"seconds", "75474"},
+    {"number", "205754; up to 429496:59:59"},
+    kAll,
 });
 
 constexpr Parameter kStamp = {
     .name = "stamp",
-    .word = "STAMP",
-    .kind = Kind::kWord,
-    .group = "What",
+    .placeholder = "STAMP",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kWhat,
     .help = "a local time as 20261114x205754, or 20261114 for midnight"};
 constexpr Parameter kText = {
     .name = "text",
-    .word = "TIME",
-    .kind = Kind::kWord,
-    .group = "What",
-    .help =
-        "a time of day as 1:02:03, 2:03 (minutes and seconds) or 45; -back for "
-        "one below zero"};
-constexpr Parameter kSeconds = {
-    .name = "seconds",
-    .word = "N",
-    .kind = Kind::kWord,
-    .group = "What",
-    .help =
-        "N seconds after the epoch, 0 to 253402300799, or after midnight, 0 to "
-        "2147483647; -back for before"};
+    .placeholder = "TIME",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kWhat,
+    .help = "a time of day as 1:02:03, 2:03 (minutes and seconds) or 45",
+    .remedy = "write -back and the seconds for one below zero"};
+constexpr Parameter kEpochSeconds = {.name = "seconds",
+                                     .placeholder = "N",
+                                     .kind = Kind::kNumber,
+                                     .group = Group::kWhat,
+                                     .help = "N seconds after the epoch",
+                                     .range = {.least = 0, .most = kEndOf9999},
+                                     .remedy = kUseBack};
+constexpr Parameter kDaySeconds = {.name = "seconds",
+                                   .placeholder = "N",
+                                   .kind = Kind::kNumber,
+                                   .group = Group::kWhat,
+                                   .help = "N seconds after midnight",
+                                   .remedy = kUseBack};
 constexpr Parameter kFrom = {.name = "from",
-                             .word = "A",
-                             .kind = Kind::kWord,
-                             .group = "What",
+                             .placeholder = "A",
+                             .kind = Kind::kNonEmptyText,
+                             .group = Group::kWhat,
                              .help = "the first stamp, or time of day"};
 constexpr Parameter kTo = {.name = "to",
-                           .word = "B",
-                           .kind = Kind::kWord,
-                           .group = "What",
+                           .placeholder = "B",
+                           .kind = Kind::kNonEmptyText,
+                           .group = Group::kWhat,
                            .help = "the second one, of the same kind"};
 constexpr Parameter kBy = {.name = "by",
-                           .word = "N",
+                           .placeholder = "N",
                            .kind = Kind::kNumber,
-                           .group = "What",
-                           .help = "N seconds later; -back for earlier",
-                           .least = 0,
-                           .most = INT_MAX};
-constexpr Parameter kBack = {
-    .name = "back",
-    .word = "N",
-    .kind = Kind::kNumber,
-    .group = "What",
-    .help = "N seconds earlier, before the epoch or before midnight",
-    .least = 0,
-    .most = INT_MAX};
+                           .group = Group::kWhat,
+                           .help = "seconds to add",
+                           .remedy = kUseBack};
+constexpr Parameter kBackBy = {.name = "back",
+                               .placeholder = "N",
+                               .kind = Kind::kNumber,
+                               .group = Group::kWhat,
+                               .help = "seconds to subtract"};
+constexpr Parameter kBeforeEpoch = {.name = "back",
+                                    .placeholder = "N",
+                                    .kind = Kind::kNumber,
+                                    .group = Group::kWhat,
+                                    .help = "N seconds before the epoch"};
+constexpr Parameter kBeforeMidnight = {.name = "back",
+                                       .placeholder = "N",
+                                       .kind = Kind::kNumber,
+                                       .group = Group::kWhat,
+                                       .help = "N seconds before midnight"};
 
-constexpr Parameter kForm = {
-    .name = "form",
-    .word = "FORM",
-    .kind = Kind::kChoice,
-    .group = "Output",
-    .help =
-        "how to print it; a moment as plain if nothing else is said, a "
-        "time of day or a difference in all forms",
-    .verbs = kForms};
-constexpr Parameter kSeparator = {.name = "separator",
-                                  .word = "TEXT",
-                                  .kind = Kind::kText,
-                                  .group = "Output",
-                                  .help =
-                                      "what stands between the numbers of a "
-                                      "moment's form clock (\\r \\n \\t \\\\ "
-                                      "\\xHH)",
-                                  .fallback = ":"};
-
-std::string SeparatorOf(const Arguments& arguments) {
-  const std::string form = arguments.Text(kForm);
-  if (arguments.Has(kSeparator) && form != "clock" && form != "all")
-    throw Failure(kWrongUsage, "-separator goes with -form clock or all");
-  return Unescaped(arguments.Text(kSeparator), kSeparator.name);
+constexpr Parameter FormParameter(std::span<const Choice> choices,
+                                  std::string_view fallback) {
+  return {.name = "form",
+          .placeholder = "FORM",
+          .kind = Kind::kChoice,
+          .group = Group::kOutput,
+          .help = "output format",
+          .choices = choices,
+          .fallback = fallback};
 }
+
+constexpr Parameter kMomentForm = FormParameter(kMomentForms, kPlain.name);
+constexpr Parameter kNowForm = FormParameter(kNowForms, kPlain.name);
+constexpr Parameter kDayForm = FormParameter(kDayForms, kAllForms);
+constexpr Parameter kSeparator = {
+    .name = "separator",
+    .placeholder = "TEXT",
+    .kind = Kind::kText,
+    .group = Group::kOutput,
+    .help =
+        "what separates the numbers of the form 'clock', with the escapes \\r "
+        "\\n \\t \\\\ \\xHH",
+    .fallback = ":",
+    .remedy = kEscapeDash};
+
+// -form, and -separator with the forms that it changes.
+template <const Parameter& kForm>
+constexpr auto kFormUses = Uses(Optional(kForm),
+                                OnlyWith(kSeparator, When(kForm, "clock"),
+                                         When(kForm, kAllForms)));
+
+constexpr auto kSeparatorUses = Uses(Optional(kSeparator));
+constexpr auto kPrintUses = kFormUses<kMomentForm>;
+constexpr auto kNowUses = kFormUses<kNowForm>;
+constexpr auto kShowUses =
+    Uses(OneOf(kStamp, kEpochSeconds, kBeforeEpoch), kPrintUses);
+constexpr auto kShiftUses = Uses(kStamp, OneOf(kBy, kBackBy), kPrintUses);
+constexpr auto kDayUses =
+    Uses(OneOf(kText, kDaySeconds, kBeforeMidnight), Optional(kDayForm));
+constexpr auto kDiffUses = Uses(kFrom, kTo, Optional(kDayForm));
 
 std::string NineDigits(std::int64_t number) {
   const std::string digits = inttostr(number);
   return Concat(std::string(9 - digits.size(), '0'), digits);
 }
 
-std::vector<Form> FormsOf(const TheTime& moment, const Arguments& arguments) {
+std::vector<Form> FormsOf(const TheTime& moment,
+                          const Arguments<kSeparatorUses>& arguments) {
   unsigned int day_second = 0;
   const int day = moment.GetDaySec(day_second);
   const std::string seconds = inttostr(moment.ts.tv_sec);
@@ -140,7 +186,8 @@ std::vector<Form> FormsOf(const TheTime& moment, const Arguments& arguments) {
       {"stamp", moment.SaveToString()},
       {"ymd", moment.GetDateStr()},
       {"dmy", moment.GetDateStr2()},
-      {"clock", moment.GetTimeStr(SeparatorOf(arguments))},
+      {"clock", moment.GetTimeStr(
+                    Unescaped(arguments.Text(kSeparator), kSeparator.name))},
       {"day", inttostr(day)},
       {"daysecond", inttostr(day_second)},
       {"seconds", seconds},
@@ -151,22 +198,23 @@ std::vector<Form> FormsOf(const TheTime& moment, const Arguments& arguments) {
 std::vector<Form> FormsOf(const CTimeOfDay& time) {
   std::vector<Form> forms = {{"clock", time.GetStampString()},
                              {"seconds", time.GetSecondsString()}};
-  if (time.seconds >= 0 && time.seconds / 3600 <= kMostNumberedHours)
+  if (time.seconds >= 0 && time.seconds / 3600 <= kMaxNumberedHours)
     forms.push_back({"number", inttostr(time.GetStamp())});
   return forms;
 }
 
-ExitStatus PrintMoment(const TheTime& moment, const Arguments& arguments,
+ExitStatus PrintMoment(const TheTime& moment,
+                       const Arguments<kPrintUses>& arguments,
                        const Output& output) {
   CheckYear(moment);
-  output.Write(
-      FormLines(FormsOf(moment, arguments), arguments, kForm, "plain"));
+  output.Write(FormLines(FormsOf(moment, arguments), kMomentForm,
+                         arguments.Text(kMomentForm)));
   return kDone;
 }
 
-// Some of the forms read the clock for themselves. So that all tell the same
-// second, they are made again if another began meanwhile.
-ExitStatus Now(const Arguments& arguments, const Output& output) {
+// Some of the forms read the clock themselves. They are made again if a second
+// ends in between, so that all show the same second.
+ExitStatus Now(const Arguments<kNowUses>& arguments, const Output& output) {
   std::vector<Form> forms;
   std::time_t second = 0;
   TheTime moment;
@@ -179,44 +227,46 @@ ExitStatus Now(const Arguments& arguments, const Output& output) {
                                {"strdateonly", strdateonly()},
                                {"intdayonly", inttostr(intdayonly())}});
   } while (moment.ts.tv_sec != second || time(nullptr) != second);
-  output.Write(FormLines(forms, arguments, kForm, "plain"));
+  output.Write(FormLines(forms, kNowForm, arguments.Text(kNowForm)));
   return kDone;
 }
 
-ExitStatus Show(const Arguments& arguments, const Output& output) {
+ExitStatus Show(const Arguments<kShowUses>& arguments, const Output& output) {
   if (arguments.Has(kStamp))
-    return PrintMoment(StampIn(arguments, kStamp), arguments, output);
+    return PrintMoment(StampIn(kStamp, arguments.Text(kStamp)), arguments,
+                       output);
   TheTime moment;
   moment.ts = {};
-  if (arguments.Has(kBack))
-    moment.SetToPast(arguments.Number(kBack));
+  if (arguments.Has(kBeforeEpoch))
+    moment.SetToPast(arguments.Number(kBeforeEpoch));
   else
     moment.ts.tv_sec =
-        static_cast<std::time_t>(WholeNumber(arguments, kSeconds, kEndOf9999));
+        static_cast<std::time_t>(arguments.WideNumber(kEpochSeconds));
   return PrintMoment(moment, arguments, output);
 }
 
-ExitStatus Shift(const Arguments& arguments, const Output& output) {
-  TheTime moment = StampIn(arguments, kStamp);
-  moment.SetToPast(arguments.Has(kBack) ? arguments.Number(kBack)
-                                        : -arguments.Number(kBy));
+ExitStatus Shift(const Arguments<kShiftUses>& arguments, const Output& output) {
+  TheTime moment = StampIn(kStamp, arguments.Text(kStamp));
+  moment.SetToPast(arguments.Has(kBackBy) ? arguments.Number(kBackBy)
+                                          : -arguments.Number(kBy));
   return PrintMoment(moment, arguments, output);
 }
 
-CTimeOfDay DayTimeGiven(const Arguments& arguments) {
-  if (arguments.Has(kText)) return TimeOfDayIn(arguments, kText);
-  if (arguments.Has(kBack)) return {-arguments.Number(kBack)};
-  return {static_cast<int>(WholeNumber(arguments, kSeconds, INT_MAX))};
+CTimeOfDay DayTimeGiven(const Arguments<kDayUses>& arguments) {
+  if (arguments.Has(kText)) return TimeOfDayIn(kText, arguments.Text(kText));
+  if (arguments.Has(kBeforeMidnight))
+    return {-arguments.Number(kBeforeMidnight)};
+  return {arguments.Number(kDaySeconds)};
 }
 
-ExitStatus Day(const Arguments& arguments, const Output& output) {
-  output.Write(
-      FormLines(FormsOf(DayTimeGiven(arguments)), arguments, kForm, "all"));
+ExitStatus Day(const Arguments<kDayUses>& arguments, const Output& output) {
+  output.Write(FormLines(FormsOf(DayTimeGiven(arguments)), kDayForm,
+                         arguments.Text(kDayForm)));
   return kDone;
 }
 
-// Stamps may be further apart than a time of day can count. Its own hours are
-// then 0, and stand in the place of the true ones.
+// Stamps may be further apart than a time of day can count. Its hours are then
+// 0, and the true ones replace them.
 std::vector<Form> FormsOfSpan(std::int64_t seconds) {
   if (seconds >= INT_MIN && seconds <= INT_MAX)
     return FormsOf(CTimeOfDay{static_cast<int>(seconds)});
@@ -225,84 +275,130 @@ std::vector<Form> FormsOfSpan(std::int64_t seconds) {
           {"seconds", inttostr(seconds)}};
 }
 
-ExitStatus Diff(const Arguments& arguments, const Output& output) {
-  std::vector<Form> forms;
-  if (LooksLikeStamp(arguments.Text(kFrom)) ||
-      LooksLikeStamp(arguments.Text(kTo))) {
-    const TheTime from = StampIn(arguments, kFrom);
-    const TheTime to = StampIn(arguments, kTo);
-    forms = FormsOfSpan(static_cast<std::int64_t>(to.DifferenceFloat(from)));
-  } else {
-    const CTimeOfDay from = TimeOfDayIn(arguments, kFrom);
-    forms = FormsOf(TimeOfDayIn(arguments, kTo) - from);
+std::vector<Form> FormsOfDifference(const std::string& from,
+                                    const std::string& to) {
+  if (!LooksLikeStamp(from) && !LooksLikeStamp(to)) {
+    const CTimeOfDay start = TimeOfDayIn(kFrom, from);
+    return FormsOf(TimeOfDayIn(kTo, to) - start);
   }
-  output.Write(FormLines(forms, arguments, kForm, "all"));
+  const TheTime start = StampIn(kFrom, from);
+  const TheTime end = StampIn(kTo, to);
+  return FormsOfSpan(static_cast<std::int64_t>(end.DifferenceFloat(start)));
+}
+
+ExitStatus Diff(const Arguments<kDiffUses>& arguments, const Output& output) {
+  output.Write(
+      FormLines(FormsOfDifference(arguments.Text(kFrom), arguments.Text(kTo)),
+                kDayForm, arguments.Text(kDayForm)));
   return kDone;
 }
 
-constexpr auto kVerbs = std::to_array<Verb>({
-    {"now", "[-form FORM] [-separator TEXT]", "print the present moment", Now},
-    {"show",
-     "(-stamp STAMP | -seconds N | -back N) [-form FORM] [-separator TEXT]",
-     "print the moment of a stamp, or so many seconds from the epoch", Show},
-    {"shift", "-stamp STAMP (-by N | -back N) [-form FORM] [-separator TEXT]",
-     "print the moment so many seconds after a stamp, or before it", Shift},
-    {"day", "(-text TIME | -seconds N | -back N) [-form FORM]",
-     "print a time of day, or a duration", Day},
-    {"diff", "-from A -to B [-form FORM]",
-     "print the time from one stamp, or time of day, to another", Diff},
-});
-
-constexpr Parameter kVerb = WordOf(kVerbs);
-
-constexpr std::array kParameters = {
-    kStamp, kText, kSeconds, kFrom, kTo, kBy, kBack, kForm, kSeparator, kHelp,
-};
-
-ExitStatus Time(const Arguments& arguments, const Output& output) {
-  return RunVerb(arguments, output);
-}
-
-constexpr auto kExamples = std::to_array<Example>({
+constexpr auto kNowExamples = std::to_array<Example>({
     {"fairlead time now -form stamp",
      "Prints the present as 20261114x205754, for a file name or for 'diff'."},
+});
+constexpr auto kShowExamples = std::to_array<Example>({
     {"fairlead time show -stamp 20261114x205754 -form phrase",
      "Prints on 2026.11.14 at 20:57:54."},
+});
+constexpr auto kShiftExamples = std::to_array<Example>({
     {"fairlead time shift -stamp 20261231x235959 -by 1 -form ymd",
      "Prints 20270101."},
+});
+constexpr auto kDayExamples = std::to_array<Example>({
     {"fairlead time day -text 1:02:03",
-     "Prints clock 01:02:03, seconds 3723 and number 10203, a line each."},
+     "Prints clock 01:02:03, seconds 3723 and number 10203, one per line."},
+});
+constexpr auto kDiffExamples = std::to_array<Example>({
     {"fairlead time diff -from 20261114 -to 20261116x010203 -form clock",
      "Prints 49:02:03."},
 });
+constexpr auto kExamples = std::to_array<Example>(
+    {kNowExamples[0], kShowExamples[0], kShiftExamples[0], kDayExamples[0],
+     kDiffExamples[0]});
 
-constexpr std::array kStatuses = {
-    kDone,
-    kWrongUsage,
-    kMalformedInput,
-    kCannotWrite,
+constexpr auto kNowStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage"},
+    {kCannotWrite, "standard output cannot be written"},
+});
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage"},
+    {kMalformedInput, "a stamp or a time of day is malformed"},
+    {kCannotWrite, "standard output cannot be written"},
+});
+
+constexpr Command kNowCommand = {
+    .name = "now",
+    .parent = &kTimeCommand,
+    .summary = "print the present moment",
+    .description = "Prints local time, as the variable TZ defines it.",
+    .action = ActionOf<kNowUses, Now>(),
+    .examples = kNowExamples,
+    .statuses = kNowStatuses,
+};
+constexpr Command kShowCommand = {
+    .name = "show",
+    .parent = &kTimeCommand,
+    .summary = "print the moment of a stamp, or of seconds from the epoch",
+    .description = "Prints local time, as the variable TZ defines it.",
+    .action = ActionOf<kShowUses, Show>(),
+    .examples = kShowExamples,
+    .statuses = kStatuses,
+};
+constexpr Command kShiftCommand = {
+    .name = "shift",
+    .parent = &kTimeCommand,
+    .summary = "add seconds to a stamp, or subtract them",
+    .description = "Prints local time, as the variable TZ defines it.",
+    .action = ActionOf<kShiftUses, Shift>(),
+    .examples = kShiftExamples,
+    .statuses = kStatuses,
+};
+constexpr Command kDayCommand = {
+    .name = "day",
+    .parent = &kTimeCommand,
+    .summary = "print a time of day, or a duration",
+    .description =
+        "The hours of a duration continue above 24. Each part of one below "
+        "zero has a sign (-1:-2:-3).",
+    .action = ActionOf<kDayUses, Day>(),
+    .examples = kDayExamples,
+    .statuses = kStatuses,
+};
+constexpr Command kDiffCommand = {
+    .name = "diff",
+    .parent = &kTimeCommand,
+    .summary = "print the time from one stamp, or time of day, to another",
+    .description =
+        "A text without a colon and with eight characters or more is a stamp.",
+    .action = ActionOf<kDiffUses, Diff>(),
+    .examples = kDiffExamples,
+    .statuses = kStatuses,
+};
+
+constexpr std::array kSubcommands = {
+    &kNowCommand, &kShowCommand, &kShiftCommand, &kDayCommand, &kDiffCommand,
 };
 
 }  // namespace
+}  // namespace fairlead::tool::time_command
+
+namespace fairlead::tool {
 
 constinit const Command kTimeCommand = {
     .name = "time",
-    .usage = "WORD [-name value]...",
-    .summary = "print and reckon moments and times of day",
-    .story =
-        "A moment is local time, as the variable TZ has it; a stamp spells it "
-        "to the second. A time of day is a number of seconds, of a duration "
-        "too: its hours go on above 24, and each part of one below zero has a "
-        "sign (-1:-2:-3). What is no clean text is malformed input: a letter "
-        "where a digit belongs, a fourth number, a number above 59 that is not "
-        "the first, a stamp that no local clock shows, such as the 31st of "
-        "June. With 'diff', what has no colon and eight letters or more is a "
-        "stamp.",
-    .operand = &kVerb,
-    .parameters = kParameters,
-    .examples = kExamples,
-    .statuses = kStatuses,
-    .run = Time,
+    .summary = "print, convert and calculate times",
+    .description =
+        "A moment is local time, as the variable TZ defines it; a stamp is a "
+        "moment to the second. A time of day is a number of seconds, which may "
+        "also be a duration. Anything else is malformed input: a letter "
+        "instead of a digit, a fourth number, a number above 59 that is not "
+        "the first, or a nonexistent date such as 31 June.",
+    .examples = time_command::kExamples,
+    .statuses = time_command::kStatuses,
+    .subcommands = time_command::kSubcommands,
 };
 
 }  // namespace fairlead::tool

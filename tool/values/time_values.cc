@@ -6,20 +6,16 @@
 #include <ctime>
 
 #include "tool/base/concat.h"
+#include "tool/base/digits.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::time_command {
 namespace {
 
 constexpr std::size_t kDateLength = 8;
 constexpr std::size_t kStampLength = 15;
-constexpr std::size_t kLongestNumber = 10;  // Digits of INT_MAX.
-
-bool IsDigits(std::string_view text) {
-  return !text.empty() &&
-         text.find_first_not_of("0123456789") == std::string_view::npos;
-}
+constexpr std::size_t kMaxDigits = 10;  // Digits of INT_MAX.
 
 bool IsStamp(std::string_view text) {
   if (!IsDigits(text.substr(0, kDateLength))) return false;
@@ -34,14 +30,14 @@ bool IsStamp(std::string_view text) {
                 Concat("-", parameter.name, " ", Quoted(value), fault));
 }
 
-// The seconds, or -1 where the text is no time of day. Wide, so that what is
-// too large can be told.
+// Returns the seconds, or -1 if the text is not a time of day. Wide, so that
+// too large a value can be detected.
 std::int64_t SecondsIn(std::string_view text) {
   std::int64_t total = 0;
   for (int count = 1;; ++count) {
     const std::size_t length = std::min(text.find(':'), text.size());
     const std::string_view digits = text.substr(0, length);
-    if (!IsDigits(digits) || digits.size() > kLongestNumber) return -1;
+    if (!IsDigits(digits) || digits.size() > kMaxDigits) return -1;
     const std::int64_t number = std::stoll(std::string(digits));
     if (count > 1 && (length > 2 || number > 59)) return -1;
     total = total * 60 + number;
@@ -57,12 +53,10 @@ bool LooksLikeStamp(std::string_view text) {
   return text.find(':') == std::string_view::npos && text.size() >= kDateLength;
 }
 
-TheTime StampIn(const Arguments& arguments, const Parameter& parameter) {
-  const std::string text = arguments.Text(parameter);
+TheTime StampIn(const Parameter& parameter, const std::string& text) {
   if (!IsStamp(text))
     Fail(parameter, text,
-         " is no stamp, which is written 20261114x205754, or 20261114 for "
-         "midnight");
+         " is not a stamp; write 20261114x205754, or 20261114 for midnight");
 
   TheTime moment;
   moment.ts = {};
@@ -72,17 +66,17 @@ TheTime StampIn(const Arguments& arguments, const Parameter& parameter) {
   const std::string read = moment.SaveToString();
   if (read != whole)
     Fail(parameter, text,
-         Concat(" is no local time: the calendar makes ", read, " of it"));
+         Concat(" is not a valid local time (it would normalise to ", read,
+                ")"));
   return moment;
 }
 
-CTimeOfDay TimeOfDayIn(const Arguments& arguments, const Parameter& parameter) {
-  const std::string text = arguments.Text(parameter);
+CTimeOfDay TimeOfDayIn(const Parameter& parameter, const std::string& text) {
   const std::int64_t seconds = SecondsIn(text);
   if (seconds < 0)
     Fail(parameter, text,
-         " is no time of day, which is written 1:02:03, 2:03 (minutes and "
-         "seconds) or 45; only its first number may be above 59");
+         " is not a time of day; write 1:02:03, 2:03 (minutes and seconds) or "
+         "45, where only the first number may be above 59");
   if (seconds > INT_MAX)
     Fail(parameter, text, Concat(" is more than ", INT_MAX, " seconds"));
 
@@ -96,8 +90,8 @@ void CheckYear(const TheTime& moment) {
   const bool has_calendar = localtime_r(&moment.ts.tv_sec, &local) != nullptr;
   if (!has_calendar || local.tm_year < -1900 || local.tm_year > 9999 - 1900)
     throw Failure(kWrongUsage,
-                  "that moment is outside the years 0 to 9999, which a stamp "
-                  "can spell");
+                  "the moment is outside the years 0 to 9999, so it has no "
+                  "stamp");
 }
 
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::time_command

@@ -16,35 +16,18 @@
 
 #include "tool/base/failure.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::time_command {
 namespace {
 
 constexpr Parameter kText = {.name = "text",
-                             .word = "TEXT",
+                             .placeholder = "TEXT",
                              .kind = Kind::kText,
-                             .group = "All",
+                             .group = Group::kWhat,
                              .help = "any"};
-constexpr std::array kParameters = {kText};
-constexpr Command kCommand = {.name = "try",
-                              .usage = "",
-                              .summary = "",
-                              .story = "",
-                              .operand = nullptr,
-                              .parameters = kParameters,
-                              .examples = {},
-                              .statuses = {},
-                              .run = nullptr};
-
-Arguments Given(std::string text) {
-  std::string command = "try";
-  std::string name = "-text";
-  const std::array words = {command.data(), name.data(), text.data()};
-  return {kCommand, words};
-}
 
 std::optional<std::int64_t> TimeIn(const std::string& text) {
   try {
-    return TimeOfDayIn(Given(text), kText).GetSeconds();
+    return TimeOfDayIn(kText, text).GetSeconds();
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.status(), kMalformedInput);
     return std::nullopt;
@@ -53,7 +36,7 @@ std::optional<std::int64_t> TimeIn(const std::string& text) {
 
 std::optional<std::int64_t> MomentIn(const std::string& text) {
   try {
-    const TheTime moment = StampIn(Given(text), kText);
+    const TheTime moment = StampIn(kText, text);
     EXPECT_EQ(moment.ts.tv_nsec, 0);
     return moment.ts.tv_sec;
   } catch (const Failure& failure) {
@@ -159,4 +142,4 @@ TEST_F(TimeValuesTest, LooksLikeStamp) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::time_command
