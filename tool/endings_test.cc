@@ -323,8 +323,9 @@ TEST(EndingsTest, SendingFailsWhenThePeerIsGone) {
        .input = std::string(20'000'000, 'x')});
   EXPECT_EQ(outcome.status, 55);
   EXPECT_EQ(outcome.output, "no room\n");
-  EXPECT_THAT(outcome.error, AllOf(HasSubstr("fairlead send: sending failed, "),
-                                   HasSubstr(" of 20000000 bytes went out")));
+  EXPECT_THAT(outcome.error,
+              AllOf(HasSubstr("fairlead send: sending failed after "),
+                    HasSubstr(" of 20000000 bytes: ")));
 }
 
 // The tool and the client's own thread race for the news of a reset, and only
@@ -354,8 +355,8 @@ TEST(EndingsTest, SendingFailsWhenThePeerDoesNotRead) {
        .input = std::string(40'000'000, 'x')});
   ended.set_value();
   EXPECT_EQ(outcome.status, 55);
-  EXPECT_THAT(outcome.error, AllOf(HasSubstr("for 2 seconds: "),
-                                   HasSubstr(" of 40000000 bytes went out")));
+  EXPECT_THAT(outcome.error, AllOf(HasSubstr("for 2 seconds; up to "),
+                                   HasSubstr(" of 40000000 bytes: ")));
 }
 
 // Stacks so large that the system has room for one thread and not for two: the
@@ -401,7 +402,8 @@ TEST(EndingsTest, AnInterruptEndsAtOnce) {
   kill(process.pid(), SIGINT);
   const Outcome outcome = process.Wait();
   EXPECT_EQ(outcome.signal, SIGINT);  // A shell calls it 130.
-  EXPECT_THAT(Fairlead({"send", "-help"}).output, HasSubstr("\n  130  interr"));
+  EXPECT_THAT(Fairlead({"send", "-help"}).output,
+              HasSubstr("\n  130  interrupted"));
   EXPECT_THAT(ManPage(), HasSubstr(".B 130\ninterrupted"));
 }
 

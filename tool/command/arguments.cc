@@ -88,6 +88,11 @@ void ParsedArguments::CheckBareWord(std::size_t at) {
   if (at == 1)
     Fail(Concat("unexpected argument ", Quoted(word),
                 "; options are written -name value"));
+  const Parameter* const before =
+      FindParameter(command_, MakeLower(words_[at - 2] + 1));
+  if (before != nullptr && before->secret)
+    Fail(Concat("unexpected argument after the value of -", before->name,
+                "; quote values that contain spaces"));
   Fail(Concat("unexpected argument ", Quoted(word), " after ",
               Quoted(words_[at - 1]),
               leads ? "" : "; quote values that contain spaces"));

@@ -287,6 +287,20 @@ TEST(ArgumentsTest, ReportsAnUnexpectedArgument) {
             "unexpected argument ''; options are written -name value");
 }
 
+TEST(ArgumentsTest, DoesNotShowWhatMayBelongToASecret) {
+  static constexpr Parameter kPin = {.name = "pin",
+                                     .placeholder = "PIN",
+                                     .kind = Kind::kNonEmptyText,
+                                     .group = Group::kWhat,
+                                     .help = "a secret",
+                                     .secret = true};
+  static constexpr auto kPinUses = Uses(kPin);
+  const Command command = {.name = "try", .action = {kPinUses}};
+  EXPECT_EQ(Refusal({"-pin", "12", "34"}, command),
+            "unexpected argument after the value of -pin; quote values that "
+            "contain spaces");
+}
+
 TEST(ArgumentsTest, OperandsFollowTheCommandInOrder) {
   const Parsed one({"zsh", "-loud"}, kWithOperands);
   EXPECT_EQ(one->Text(kShell), "zsh");

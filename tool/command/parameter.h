@@ -73,6 +73,7 @@ struct Parameter {
   std::string_view fallback = {};  ///< The default; empty for none.
   /// How to pass a value that begins with '-', which none can: an imperative.
   std::string_view remedy = {};
+  bool secret = false;  ///< Messages must not show the value.
 };
 
 /// Returns the placeholder, or the choices with '|' between them.

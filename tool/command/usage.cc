@@ -73,10 +73,22 @@ std::string ShortUsageOf(Rows uses) {
   return text + "[-name value]...";
 }
 
-std::string ShortUsageOf(const std::vector<const Parameter*>& shared) {
+bool Requires(const Command& command, const Parameter* parameter) {
+  return std::ranges::any_of(ItemsOf(command.action.uses),
+                             [parameter](Rows item) {
+                               return item.front().mark == Mark::kRequired &&
+                                      item.front().parameter == parameter;
+                             });
+}
+
+// "SUBCOMMAND -file FILE [-name value]...", with what all of them require.
+std::string SubcommandUsageOf(const Command& command) {
   std::string text = "SUBCOMMAND ";
-  for (const Parameter* const parameter : shared)
-    if (parameter->kind != Kind::kSwitch) text += Spelling(*parameter) + " ";
+  for (const Parameter* const parameter : ParametersOf(command))
+    if (std::ranges::all_of(command.subcommands, [parameter](const Command* c) {
+          return Requires(*c, parameter);
+        }))
+      text += Spelling(*parameter) + " ";
   return text + "[-name value]...";
 }
 
@@ -203,7 +215,7 @@ std::string UsageOf(Rows uses) {
 std::string UsageLine(const Command& command) {
   const std::string name = FullName(command);
   if (!command.subcommands.empty())
-    return Concat(name, " ", ShortUsageOf(ParametersOf(command)));
+    return Concat(name, " ", SubcommandUsageOf(command));
   const Rows uses = command.action.uses;
   if (std::ranges::count_if(ItemsOf(uses), IsOptional) > kMaxOptionalInLine)
     return Concat(name, " ", ShortUsageOf(uses));

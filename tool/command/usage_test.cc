@@ -44,6 +44,7 @@ constexpr auto kElsewhere = Uses(OneOf(All(Expected(kA), Expected(kB)), kC));
 constexpr auto kConditions =
     Uses(Optional(kA), Optional(kB), OnlyWith(kC, When(kA), When(kB, "2")));
 constexpr auto kOperand = Uses(Optional(kTopic, Optional(kA)), kB);
+constexpr auto kFamily = Uses(kA, Optional(kB));
 constexpr auto kMany =
     Uses(kA, OneOf(kB, kC), Optional(kD), Optional(kE), Optional(kF),
          Optional(kG), Optional(kTopic), AtMostOne(kD, kE), Optional(kF, kG));
@@ -72,12 +73,12 @@ TEST(UsageTest, ALineWithManyOptionsIsShortened) {
             "try -a N (-b N | -c N) [-name value]...");
 }
 
-TEST(UsageTest, ALineWithSubcommandsShowsWhatAllOfThemTake) {
+TEST(UsageTest, ALineWithSubcommandsShowsWhatAllOfThemRequire) {
   const Command one = {.name = "one", .action = {kRequired}};
-  const Command other = {.name = "other", .action = {kOneOf}};
+  const Command other = {.name = "other", .action = {kFamily}};
   const std::array members = {&one, &other};
   const Command family = {.name = "try", .subcommands = members};
-  EXPECT_EQ(UsageLine(family), "try SUBCOMMAND -a N -b N [-name value]...");
+  EXPECT_EQ(UsageLine(family), "try SUBCOMMAND -a N [-name value]...");
 }
 
 // Returns the error, or "", if the parameters whose letters are given have the

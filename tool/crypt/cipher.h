@@ -28,7 +28,8 @@ inline constexpr Parameter kAes = {
     .help =
         "AES-ECB with KEY as it is; a key on the command line is visible in "
         "the process list",
-    .remedy = kKeyElsewhere};
+    .remedy = kKeyElsewhere,
+    .secret = true};
 inline constexpr Parameter kRc4 = {
     .name = "rc4",
     .placeholder = "KEY",
@@ -37,7 +38,8 @@ inline constexpr Parameter kRc4 = {
     .help =
         "RC4 without the first 12347 bytes of its stream, with KEY as it is, "
         "up to 255 bytes; visible likewise",
-    .remedy = kKeyElsewhere};
+    .remedy = kKeyElsewhere,
+    .secret = true};
 
 inline constexpr auto kCiphers = std::to_array<Choice>({{"aes"}, {"rc4"}});
 

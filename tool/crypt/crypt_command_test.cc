@@ -153,13 +153,13 @@ TEST(CryptCommandTest, Rc4KeysOfEveryLengthAreUsedWhole) {
   }
 }
 
-TEST(CryptCommandTest, PaddingIsTold) {
+TEST(CryptCommandTest, PaddingIsNoted) {
   const Words aes = {"encrypt", "-aes", "0123456789abcdef", "-stdin"};
   EXPECT_EQ(Crypt(aes, "hello").error,
-            "fairlead crypt: 11 zero bytes were added, to fill the last block "
-            "of AES; decrypting leaves them there\n");
+            "fairlead crypt: padded the last AES block with 11 zero bytes; "
+            "decrypting leaves them there\n");
   EXPECT_THAT(Crypt(aes, std::string(31, 'x')).error,
-              HasSubstr(": 1 zero byte was added"));
+              HasSubstr("block with 1 zero byte;"));
   EXPECT_EQ(Crypt(aes, std::string(32, 'x')).error, "");
   EXPECT_EQ(Crypt(aes, "").error, "");
   EXPECT_EQ(Crypt({"encrypt", "-rc4", "k", "-stdin"}, "hello").error, "");
@@ -233,13 +233,13 @@ TEST(CryptCommandTest, ALineFeedAmongOtherBytesIsAByteOfTheKey) {
   }
 }
 
-TEST(CryptCommandTest, AShortAesKeyIsFilledUpAndTold) {
+TEST(CryptCommandTest, AShortAesKeyIsPaddedWithAWarning) {
   const TempFolder folder;
   const Outcome outcome = Crypt({"encrypt", "-aes", "five!", "-bits", "192",
                                  "-file", folder.File("p", Counting(16))});
   EXPECT_EQ(outcome.error,
-            "fairlead crypt: the key of -aes has 5 of 24 bytes; zero bytes "
-            "stand for the rest\n");
+            "fairlead crypt: warning: the key of -aes has only 5 bytes; padded "
+            "to 24 with zeros\n");
   const std::string whole = folder.File("key", "five!" + std::string(19, '\0'));
   EXPECT_EQ(
       Done({"encrypt", "-cipher", "aes", "-keyfile", whole, "-bits", "192"},
@@ -260,16 +260,16 @@ void ExpectRefused(const Words& arguments, int status,
 TEST(CryptCommandTest, KeysThatDoNotFitAreRefused) {
   const TempFolder folder;
   ExpectRefused({"encrypt", "-aes", "0123456789abcdefg", "-stdin"}, 2,
-                "the key of -aes has 17 bytes, and AES of 128 bits takes 16 at "
-                "most");
+                "the key of -aes has 17 bytes; AES of 128 bits accepts at most "
+                "16");
   ExpectRefused(
       {"encrypt", "-aes", std::string(25, 'x'), "-bits", "192", "-stdin"}, 2,
-      "has 25 bytes, and AES of 192 bits takes 24 at most");
+      "has 25 bytes; AES of 192 bits accepts at most 24");
   ExpectRefused(
       {"encrypt", "-aes", std::string(33, 'x'), "-bits", "256", "-stdin"}, 2,
-      "has 33 bytes, and AES of 256 bits takes 32 at most");
+      "has 33 bytes; AES of 256 bits accepts at most 32");
   ExpectRefused({"encrypt", "-rc4", std::string(256, 'x'), "-stdin"}, 2,
-                "has 256 bytes, and RC4 takes 255 at most");
+                "has 256 bytes; RC4 accepts at most 255");
   ExpectRefused({"encrypt", "-aes", "", "-stdin"}, 2,
                 "-aes KEY must not be empty");
   ExpectRefused({"encrypt", "-rc4", "", "-stdin"}, 2,
@@ -298,32 +298,32 @@ TEST(CryptCommandTest, AnEmptyVariableIsNoKey) {
 }
 
 TEST(CryptCommandTest, WrongUsageIsTold) {
-  ExpectRefused({}, 2, "what is to be done?");
-  ExpectRefused({"encipher"}, 2, "'encipher' is no word for this command");
+  ExpectRefused({}, 2, "missing subcommand; see 'fairlead help crypt'");
+  ExpectRefused({"encipher"}, 2,
+                "unknown subcommand 'encipher'; see 'fairlead help crypt'");
   ExpectRefused({"encrypt", "-stdin"}, 2,
-                "one of -aes KEY, -rc4 KEY, -cipher aes|rc4 is missing");
-  ExpectRefused({"encrypt", "-aes", "k"}, 2,
-                "one of -file PATH, -stdin is missing");
+                "missing -aes KEY, -rc4 KEY or -cipher aes|rc4 (-keyfile FILE");
+  ExpectRefused({"encrypt", "-aes", "k"}, 2, "missing -file FILE or -stdin");
   ExpectRefused({"encrypt", "-aes", "k", "-rc4", "k", "-stdin"}, 2,
-                "-aes and -rc4 exclude each other");
+                "-aes and -rc4 cannot be combined");
   ExpectRefused({"encrypt", "-aes", "k", "-file", "x", "-stdin"}, 2,
-                "-file and -stdin exclude each other");
+                "-file and -stdin cannot be combined");
   ExpectRefused({"encrypt", "-rc4", "k", "-bits", "256", "-stdin"}, 2,
-                "-bits goes with -aes or -cipher aes");
+                "-bits needs -aes or -cipher aes");
   ExpectRefused({"encrypt", "-cipher", "rc4", "-keyenv", "PATH", "-bits", "256",
                  "-stdin"},
-                2, "-bits goes with -aes or -cipher aes");
+                2, "-bits needs -aes or -cipher aes");
   ExpectRefused({"encrypt", "-aes", "k", "-bits", "64", "-stdin"}, 2,
-                "-bits '64' is none of 128|192|256");
+                "-bits: '64' is not valid; choose 128, 192 or 256");
   ExpectRefused({"encrypt", "-cipher", "aes", "-stdin"}, 2,
-                "-cipher needs a key: -keyfile PATH or -keyenv NAME");
+                "-cipher needs -keyfile FILE or -keyenv NAME");
   ExpectRefused({"encrypt", "-aes", "k", "-keyenv", "PATH", "-stdin"}, 2,
-                "-keyenv goes with -cipher aes or -cipher rc4");
+                "-aes and -keyenv cannot be combined");
   ExpectRefused({"encrypt", "-cipher", "aes", "-keyenv", "PATH", "-keyfile",
                  "x", "-stdin"},
-                2, "-keyfile and -keyenv exclude each other");
+                2, "-keyfile and -keyenv cannot be combined");
   ExpectRefused({"encrypt", "-aes", "-k", "-stdin"}, 2,
-                "-aes KEY: the value cannot begin with '-'");
+                "-aes: a value cannot begin with '-'");
 }
 
 TEST(CryptCommandTest, FilesAreReadAndWritten) {
@@ -440,7 +440,7 @@ TEST(CryptCommandTest, TheKeyIsNotOverwritten) {
   std::ofstream(key) << "secret";
   ExpectRefused(
       {"encrypt", "-cipher", "rc4", "-keyfile", key, "-stdin", "-out", key}, 2,
-      "name another for -out");
+      "-out and -keyfile name the same file");
   EXPECT_EQ(Content(key), "secret");
 }
 
@@ -502,10 +502,10 @@ TEST(CryptCommandTest, ATerminalShowsNoControlBytes) {
       "a\\x1b[1mb");
 }
 
-TEST(CryptCommandTest, HelpWarnsOfKeysThatOthersSee) {
-  const std::string help = Fairlead({"crypt", "-help"}).output;
-  EXPECT_THAT(help,
-              HasSubstr("a key on the command line is seen by who lists"));
+TEST(CryptCommandTest, HelpWarnsOfVisibleKeys) {
+  EXPECT_THAT(Fairlead({"crypt", "encrypt", "-help"}).output,
+              HasSubstr("a key on the command line is\n"
+                        "                     visible in the process list"));
 }
 
 }  // namespace

@@ -151,8 +151,7 @@ TEST(SendCipherTest, TheDemoEchoesThePadding) {
   EXPECT_EQ(aes.output, Padded("hello"));
   EXPECT_EQ(aes.status, 0);
   EXPECT_EQ(aes.error,
-            "fairlead send: 11 zero bytes were added, to fill the last block "
-            "of AES\n"
+            "fairlead send: padded the last AES block with 11 zero bytes\n"
             "dns resolved: 127.0.0.1\n"
             "fairlead send: 16 bytes sent, 16 received; the peer closed\n");
   const Outcome rc4 = Fairlead(Words{"send", "-demo", "-text", "hello"} +
@@ -265,9 +264,10 @@ TEST(SendCipherTest, ABlockBehindWhatWasWantedMayBeBegun) {
   const Outcome outcome = StoppedBy(kAes128, text, {"-until", "letters"});
   EXPECT_EQ(outcome.output, "sixteen letters!");
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_THAT(outcome.error,
-              EndsWith("fairlead send: of a block that has not come whole, 5 "
-                       "bytes are left out\n"));
+  EXPECT_THAT(
+      outcome.error,
+      EndsWith("fairlead send: discarded 5 trailing bytes of an incomplete "
+               "cipher block\n"));
 }
 
 TEST(SendCipherTest, AReplyThatEndsWithinABlockIsAFailure) {
@@ -279,10 +279,11 @@ TEST(SendCipherTest, AReplyThatEndsWithinABlockIsAFailure) {
                                    kAes128.Arguments() + Words{"-text", "x"});
   EXPECT_EQ(outcome.output, "sixteen letters!");
   EXPECT_EQ(outcome.status, 56);
-  EXPECT_THAT(outcome.error,
-              EndsWith("fairlead send: receiving failed: 5 bytes at the end "
-                       "are no whole block of 16, and AES cannot decipher "
-                       "them; the peer closed\n"));
+  EXPECT_THAT(
+      outcome.error,
+      EndsWith("fairlead send: receiving failed: the last 5 bytes are an "
+               "incomplete block of 16, which AES cannot decrypt; the "
+               "peer closed\n"));
 }
 
 TEST(SendCipherTest, LessThanABlockIsAnAnswerAllTheSame) {
@@ -385,8 +386,9 @@ TEST(SendCipherTest, AShortKeyIsTold) {
   EXPECT_THAT(
       Fairlead(Words{"send", "-demo", "-text", "x", "-aes", "five!"} + kForever)
           .error,
-      HasSubstr("fairlead send: the key of -aes has 5 of 16 bytes; "
-                "zero bytes stand for the rest\n"));
+      HasSubstr(
+          "fairlead send: warning: the key of -aes has only 5 bytes; padded "
+          "to 16 with zeros\n"));
 }
 
 TEST(SendCipherTest, QuietSaysNothing) {
@@ -422,22 +424,24 @@ void ExpectRefused(const Words& arguments, int status,
 
 TEST(SendCipherTest, WrongUsageIsTold) {
   ExpectRefused({"-aes", "k", "-rc4", "k"}, 2,
-                "-aes and -rc4 exclude each other");
+                "-aes and -rc4 cannot be combined");
   ExpectRefused({"-aes", "k", "-cipher", "aes", "-keyenv", "PATH"}, 2,
-                "-aes and -cipher exclude each other");
-  ExpectRefused({"-bits", "256"}, 2, "-bits goes with -aes or -cipher aes");
+                "-aes and -cipher cannot be combined");
+  ExpectRefused({"-bits", "256"}, 2, "-bits needs -aes or -cipher aes");
   ExpectRefused({"-rc4", "k", "-bits", "256"}, 2,
-                "-bits goes with -aes or -cipher aes");
-  ExpectRefused({"-keyfile", "x"}, 2,
-                "-keyfile goes with -cipher aes or -cipher rc4");
-  ExpectRefused({"-cipher", "rc4"}, 2, "-cipher needs a key");
-  ExpectRefused({"-aes", std::string(17, 'x')}, 2,
-                "the key of -aes has 17 bytes, and AES of 128 bits takes 16");
+                "-bits needs -aes or -cipher aes");
+  ExpectRefused({"-keyfile", "x"}, 2, "-keyfile needs -cipher aes|rc4");
+  ExpectRefused({"-cipher", "rc4"}, 2,
+                "-cipher needs -keyfile FILE or -keyenv NAME");
+  ExpectRefused(
+      {"-aes", std::string(17, 'x')}, 2,
+      "the key of -aes has 17 bytes; AES of 128 bits accepts at most 16");
   ExpectRefused({"-cipher", "rc4", "-keyfile", "/nonexistent"}, 26,
                 "cannot open '/nonexistent'");
-  ExpectRefused({"-sum", "33"}, 2, "-sum 33 is outside 0 to 32");
+  ExpectRefused({"-sum", "33"}, 2,
+                "-sum: 33 is out of range (expected 0 to 32)");
   ExpectRefused({"-sum", "-5"}, 2, "-sum");
-  ExpectRefused({"-sum", "x"}, 2, "-sum 'x' is not a whole number");
+  ExpectRefused({"-sum", "x"}, 2, "-sum: 'x' is not an integer");
 }
 
 }  // namespace

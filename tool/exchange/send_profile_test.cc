@@ -76,12 +76,14 @@ TEST_F(SendProfileTest, AWrongValueIsNamed) {
     const char* error;
   };
   for (const Case& c : {
-           Case{"port=70000", "-port 70000 is outside 1 to 65535"},
-           {"port=x", "-port 'x' is not a whole number"},
-           {"idle=0", "-idle 0 is outside 1 to 86400"},
-           {"timeout=-1", "-timeout -1 is outside 1 to 86400"},
-           {"eol=cr", "-eol 'cr' is none of none|lf|crlf"},
-           {"view=all", "-view 'all' is none of raw|text|hex|dump|json"},
+           Case{"port=70000",
+                "-port: 70000 is out of range (expected 1 to 65535)"},
+           {"port=x", "-port: 'x' is not an integer"},
+           {"idle=0", "-idle: 0 is out of range (expected 1 to 86400)"},
+           {"timeout=-1", "-timeout: -1 is out of range (expected 1 to 86400)"},
+           {"eol=cr", "-eol: 'cr' is not valid; choose none, lf or crlf"},
+           {"view=all",
+            "-view: 'all' is not valid; choose raw, text, hex, dump or json"},
        }) {
     SCOPED_TRACE(c.line);
     const std::string host =
@@ -103,7 +105,7 @@ TEST_F(SendProfileTest, WhatIsMissingIsNamed) {
   EXPECT_EQ(Send({}).status, 1);
   Write("[server]\nhost=localhost\nport=\n");
   EXPECT_EQ(Send({}).status, 2);
-  EXPECT_THAT(Send({}).error, HasSubstr("-port N is missing"));
+  EXPECT_THAT(Send({}).error, HasSubstr("missing -port N"));
   Write("[server]\n[open\n");
   EXPECT_EQ(Send({}).error,
             Concat("fairlead send: ", Path(), ":2: a header without ']'\n"));

@@ -129,8 +129,8 @@ TEST(SendTest, PascalRefusesWhatIsTooLong) {
       Fairlead({"send", "-demo", "-text", std::string(256, 'x'), "-pascal"});
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.error,
-            "fairlead send: -pascal takes 255 bytes at most, and the body has "
-            "256\n");
+            "fairlead send: the body has 256 bytes; -pascal accepts at most "
+            "255\n");
 }
 
 TEST(SendTest, BodiesAroundTheLargestMessageArriveWhole) {

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "tool/base/concat.h"
-#include "tool/command/commands.h"
+#include "tool/command/command_table.h"
 #include "tool/ini/ini_testing.h"
 
 namespace fairlead::tool {
@@ -198,21 +198,21 @@ TEST_F(IniCommandTest, EveryWordHasItsParameters) {
   Write("[a]\nx=1\n");
   const auto usage = [this](const Words& words) { return Refusal(2, words); };
   EXPECT_THAT(usage({"get", "-section", "a"}),
-              HasSubstr("-key K is missing: get -file FILE -section S"));
+              HasSubstr("missing -key K; see 'fairlead help ini get'"));
   EXPECT_THAT(usage({"get", "-section", "a", "-key", "x", "-value", "1"}),
-              HasSubstr("-value does not go with 'get'"));
+              HasSubstr("-value does not go with 'ini get'"));
   EXPECT_THAT(usage({"set", "-section", "a", "-key", "x"}),
-              HasSubstr("-value V is missing (or -stdin)"));
+              HasSubstr("-section needs -value V"));
   EXPECT_THAT(usage({"set", "-stdin", "-key", "x"}),
-              HasSubstr("-key does not go with -stdin"));
+              HasSubstr("-key and -stdin cannot be combined"));
   EXPECT_THAT(usage({"list", "-dryrun"}), HasSubstr("-dryrun does not go"));
   EXPECT_THAT(usage({"create", "-inplace"}), HasSubstr("-inplace does not go"));
-  EXPECT_THAT(usage({"lst"}), HasSubstr("the nearest is list"));
+  EXPECT_THAT(usage({"lst"}), HasSubstr("did you mean 'list'?"));
   EXPECT_THAT(usage({"set", "-section", "a", "-key", "x", "-value", "-3"}),
-              HasSubstr("the value cannot begin with '-'; write a blank "
+              HasSubstr("a value cannot begin with '-'; write a space "
                         "before it"));
-  EXPECT_THAT(Fairlead({"ini"}).error, HasSubstr("what is to be done?"));
-  EXPECT_THAT(Fairlead({"ini", "list"}).error, HasSubstr("-file FILE is miss"));
+  EXPECT_THAT(Fairlead({"ini"}).error, HasSubstr("missing subcommand"));
+  EXPECT_THAT(Fairlead({"ini", "list"}).error, HasSubstr("missing -file FILE"));
   EXPECT_EQ(Fairlead({"ini", "list"}).status, 2);
 }
 

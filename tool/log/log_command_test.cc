@@ -197,10 +197,10 @@ void ExpectRefused(const Words& arguments, const std::string& message) {
 }
 
 TEST_F(LogCommandTest, WrongUsageIsToldBeforeTheFileIsMade) {
-  ExpectRefused({}, "-file FILE is missing");
+  ExpectRefused({}, "missing -file FILE; see 'fairlead help log'");
   ExpectRefused({"-file", ""}, "-file FILE must not be empty");
   ExpectRefused({"-file", path_, "-stamp", "odd"},
-                "-stamp 'odd' is none of bracket|plain|none");
+                "-stamp: 'odd' is not valid; choose bracket, plain or none");
   for (const std::string value : {"0", "0.0", "x", "1x", "1e3", "0x1", "inf",
                                   "nan", ".", " 1", "+1", "1,5", "1.5.5"})
     ExpectRefused({"-file", path_, "-once", value},
@@ -209,12 +209,13 @@ TEST_F(LogCommandTest, WrongUsageIsToldBeforeTheFileIsMade) {
   ExpectRefused({"-file", path_, "-once", ""},
                 "-once SECONDS must not be empty");
   ExpectRefused({"-file", path_, "-once", "-1"},
-                "-once SECONDS: the value cannot begin with '-'");
+                "-once: a value cannot begin with '-'");
   ExpectRefused({"-file", path_, "-once"},
-                "-once SECONDS: the value is missing");
-  ExpectRefused({"-file", path_, "-crlf", "yep"},
-                "the switch -crlf took the word 'yep': only on, off, yes, no, "
-                "true, false, 1, 0 or nothing may follow it");
+                "-once: missing value; write -once SECONDS");
+  ExpectRefused(
+      {"-file", path_, "-crlf", "yep"},
+      "-crlf is a switch and cannot be followed by 'yep' (expected on, "
+      "off, yes, no, true, false, 1, 0 or nothing)");
   EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
@@ -223,12 +224,13 @@ TEST_F(LogCommandTest, FractionsOfSecondsAreTaken) {
     EXPECT_EQ(Log("a\n", {"-once", value}).status, 0) << value;
 }
 
-TEST_F(LogCommandTest, HelpTellsWhatIsNotNoticed) {
+TEST_F(LogCommandTest, HelpSaysWhatCanBeMissing) {
   const std::string help = Fairlead({"log", "-help"}).output;
   for (const char* const text :
        {"-file FILE", "-crlf", "-stamp bracket|plain|none", "(default bracket)",
-        "-once SECONDS", "Ctrl-C", "is not noticed", "no line is lost or torn",
-        "remembered", "memory", "\n  23 ", "\n  26 ", "\n  130 "})
+        "-once SECONDS", "Ctrl-C", "bytes are missing",
+        "no line is lost or torn", "stay in memory", "\n  23 ", "\n  26 ",
+        "\n  130 "})
     EXPECT_THAT(help, HasSubstr(text));
   EXPECT_THAT(ManPage(), HasSubstr("\n.SS log\n"));
 }

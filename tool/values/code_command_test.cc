@@ -132,7 +132,8 @@ TEST(CodeCommandTest, OneFormIsALineOfItsOwn) {
   EXPECT_EQ(Answer(read + Words{"number"}), "83\n");
   EXPECT_EQ(Answer(read + Words{"all"}), "hex 53000000\nnumber 83\n");
   EXPECT_EQ(Refusal(2, read + Words{"text"}),
-            "fairlead code: -form 'text' is none of hex|number|all\n");
+            "fairlead code: -form: 'text' is not valid; choose hex, number or "
+            "all\n");
 }
 
 TEST(CodeCommandTest, ANumberIsThereUpToSixtyFourBits) {
@@ -142,7 +143,7 @@ TEST(CodeCommandTest, ANumberIsThereUpToSixtyFourBits) {
   const Words wide = read + Words{"AAAAAAAAAAAAAAAABA"};
   EXPECT_EQ(Answer(wide), "hex 000000000000000001\n");
   EXPECT_EQ(Refusal(2, wide + Words{"-form", "number"}),
-            "fairlead code: -form number is not there for this; there are hex, "
+            "fairlead code: -form number is not available here; choose hex or "
             "all\n");
 }
 
@@ -160,8 +161,8 @@ TEST(CodeCommandTest, HyphensAndBlanksDoNotCount) {
   EXPECT_EQ(hex("0", "8", "0"), "00\n");
   EXPECT_EQ(hex("0", "8", "000"), "00\n");
   EXPECT_EQ(Refusal(2, {"read", "-bits", "36", "-text", "-ABCDEF"}),
-            "fairlead code: -text TEXT: the value cannot begin with '-'; write "
-            "a blank before it\n");
+            "fairlead code: -text: a value cannot begin with '-'; write "
+            "a space before it\n");
 }
 
 // The text of bytes, made bit by bit.
@@ -257,36 +258,39 @@ TEST(CodeCommandTest, PartOfACharacterIsRefused) {
     EXPECT_EQ(Refusal(2, Words{"read", "-text", "A"} + layout), make);
     return make;
   };
-  EXPECT_EQ(refusal("32", "6"),
-            "fairlead code: -bits 32 is no multiple of -width 6; the nearest "
-            "are 30 and 36\n");
-  EXPECT_EQ(refusal("5", "6"),
-            "fairlead code: -bits 5 is no multiple of -width 6; the nearest is "
-            "6\n");
-  EXPECT_EQ(refusal("512", "6"),
-            "fairlead code: -bits 512 is no multiple of -width 6; the nearest "
-            "is 510\n");
+  EXPECT_EQ(
+      refusal("32", "6"),
+      "fairlead code: -bits 32 is not a multiple of -width 6; the nearest "
+      "are 30 and 36\n");
+  EXPECT_EQ(
+      refusal("5", "6"),
+      "fairlead code: -bits 5 is not a multiple of -width 6; the nearest is "
+      "6\n");
+  EXPECT_EQ(
+      refusal("512", "6"),
+      "fairlead code: -bits 512 is not a multiple of -width 6; the nearest "
+      "is 510\n");
   EXPECT_EQ(refusal("64", "0"),
-            "fairlead code: -bits 64 is above the 63 of a decimal number: give "
-            "-width 1 to 8\n");
+            "fairlead code: -bits 64 is more than the 63 of a decimal number; "
+            "write -width 1 to 8\n");
 }
 
 TEST(CodeCommandTest, ANumberOutsideItsRangeIsRefused) {
   const Words number = {"-number", "0"};
   const Words text = {"-text", "A"};
   EXPECT_EQ(Refusal(2, Words{"make", "-bits", "0"} + number),
-            "fairlead code: -bits 0 is outside 1 to 512\n");
+            "fairlead code: -bits: 0 is out of range (expected 1 to 512)\n");
   EXPECT_EQ(Refusal(2, Words{"read", "-bits", "513"} + text),
-            "fairlead code: -bits 513 is outside 1 to 512\n");
+            "fairlead code: -bits: 513 is out of range (expected 1 to 512)\n");
   EXPECT_EQ(Refusal(2, Words{"make", "-bits", "9", "-width", "9"} + number),
-            "fairlead code: -width 9 is outside 0 to 8\n");
+            "fairlead code: -width: 9 is out of range (expected 0 to 8)\n");
   EXPECT_EQ(Refusal(2, Words{"make", "-bits", "6", "-group", "513"} + number),
-            "fairlead code: -group 513 is outside 0 to 512\n");
+            "fairlead code: -group: 513 is out of range (expected 0 to 512)\n");
   EXPECT_EQ(Refusal(2, Words{"make", "-bits", "x"} + number),
-            "fairlead code: -bits 'x' is not a whole number; it may be 1 to "
-            "512\n");
+            "fairlead code: -bits: 'x' is not an integer (expected 1 to "
+            "512)\n");
   EXPECT_EQ(Refusal(2, Words{"make", "-bits", "6", "-group", "-1"} + number),
-            "fairlead code: -group -1 is outside 0 to 512\n");
+            "fairlead code: -group: -1 is out of range (expected 0 to 512)\n");
 }
 
 TEST(CodeCommandTest, AValueThatDoesNotFitIsRefused) {
@@ -296,31 +300,31 @@ TEST(CodeCommandTest, AValueThatDoesNotFitIsRefused) {
   };
   EXPECT_EQ(refusal("30", "6", "-number", "1073741824"),
             "fairlead code: -number 1073741824 needs 31 bits, more than -bits "
-            "30: give -bits 36 or more\n");
+            "30; write -bits 36 or more\n");
   EXPECT_EQ(refusal("8", "0", "-number", "256"),
-            "fairlead code: -number 256 needs 9 bits, more than -bits 8: give "
+            "fairlead code: -number 256 needs 9 bits, more than -bits 8; write "
             "-bits 9 or more\n");
   EXPECT_EQ(refusal("63", "0", "-number", "9223372036854775808"),
             "fairlead code: -number 9223372036854775808 needs 64 bits, more "
-            "than -bits 63, and -width 0 takes 63 at most\n");
+            "than -bits 63; -width 0 allows at most 63\n");
   EXPECT_EQ(refusal("6", "6", "-hex", "40"),
-            "fairlead code: -hex '40' needs 7 bits, more than -bits 6: give "
+            "fairlead code: -hex '40' needs 7 bits, more than -bits 6; write "
             "-bits 12 or more\n");
   EXPECT_EQ(refusal("16", "4", "-hex", "00 00 01"),
-            "fairlead code: -hex '00 00 01' needs 17 bits, more than -bits 16: "
-            "give -bits 20 or more\n");
+            "fairlead code: -hex '00 00 01' needs 17 bits, more than -bits 16; "
+            "write -bits 20 or more\n");
   EXPECT_THAT(refusal("512", "1", "-hex", std::string(128, '0') + "01"),
-              EndsWith("needs 513 bits, more than -bits 512, and -width 1 "
-                       "takes 512 at most\n"));
+              EndsWith("needs 513 bits, more than -bits 512; -width 1 "
+                       "allows at most 512\n"));
   EXPECT_THAT(refusal("6", "6", "-hex", std::string(126, '0') + "40"),
-              EndsWith("needs 511 bits, more than -bits 6, and -width 6 takes "
-                       "510 at most\n"));
+              EndsWith("needs 511 bits, more than -bits 6; -width 6 allows "
+                       "at most 510\n"));
 }
 
 TEST(CodeCommandTest, WhatHasNoTextIsRefused) {
   constexpr char kFault[] =
-      ", for one of its characters would stand for 64 or more: give -width 6 "
-      "or less\n";
+      ": a character would have a value of 64 or more; write -width 6 or "
+      "less\n";
   EXPECT_EQ(
       Refusal(2, {"make", "-bits", "7", "-width", "7", "-number", "64"}),
       Concat("fairlead code: -number 64 has no text with -width 7", kFault));
@@ -332,13 +336,13 @@ TEST(CodeCommandTest, WhatHasNoTextIsRefused) {
 TEST(CodeCommandTest, WhatIsNoValueIsRefused) {
   const Words make = {"make", "-bits", "6"};
   EXPECT_EQ(Refusal(2, make + Words{"-number", "1x"}),
-            "fairlead code: -number '1x' is not a whole number; it may be 0 to "
-            "18446744073709551615\n");
+            "fairlead code: -number: '1x' is not an integer (expected 0 to "
+            "18446744073709551615)\n");
   EXPECT_EQ(Refusal(2, make + Words{"-number", "18446744073709551616"}),
-            "fairlead code: -number 18446744073709551616 is outside 0 to "
-            "18446744073709551615\n");
+            "fairlead code: -number: 18446744073709551616 is out of range "
+            "(expected 0 to 18446744073709551615)\n");
   EXPECT_THAT(Refusal(2, make + Words{"-number", "-1"}),
-              HasSubstr("cannot begin with '-'"));
+              HasSubstr("-number: -1 is out of range"));
   EXPECT_EQ(Refusal(2, make + Words{"-hex", "1"}),
             "fairlead code: -hex: '1' is no pair of hexadecimal digits\n");
   EXPECT_EQ(Refusal(2, make + Words{"-hex", ""}),
@@ -350,14 +354,14 @@ TEST(CodeCommandTest, ATextOfAnotherLengthIsMalformed) {
     return Refusal(3, {"read", "-bits", "30", "-text", text});
   };
   EXPECT_EQ(refusal("TB-AA"),
-            "fairlead code: -text 'TB-AA' has 4 characters, and 30 bits of "
-            "width 6 are 5\n");
+            "fairlead code: -text 'TB-AA' has 4 characters; 30 bits at 6 "
+            "bits per character need 5\n");
   EXPECT_EQ(refusal("TBAA-AA"),
-            "fairlead code: -text 'TBAA-AA' has 6 characters, and 30 bits of "
-            "width 6 are 5\n");
+            "fairlead code: -text 'TBAA-AA' has 6 characters; 30 bits at 6 "
+            "bits per character need 5\n");
   EXPECT_EQ(refusal(" - "),
-            "fairlead code: -text ' - ' has 0 characters, and 30 bits of width "
-            "6 are 5\n");
+            "fairlead code: -text ' - ' has 0 characters; 30 bits at 6 bits "
+            "per character need 5\n");
   EXPECT_EQ(Refusal(2, {"read", "-bits", "30", "-text", ""}),
             "fairlead code: -text TEXT must not be empty\n");
 }
@@ -367,22 +371,26 @@ TEST(CodeCommandTest, ACharacterThatDoesNotBelongIsMalformed) {
                           const std::string& text) {
     return Refusal(3, {"read", "-bits", bits, "-width", width, "-text", text});
   };
-  EXPECT_EQ(refusal("30", "6", "TB!AA"),
-            Concat("fairlead code: -text 'TB!AA' holds '!', which is none of ",
-                   kAlphabet, "\n"));
+  EXPECT_EQ(
+      refusal("30", "6", "TB!AA"),
+      Concat("fairlead code: -text 'TB!AA' contains '!', which is not one "
+             "of ",
+             kAlphabet, "\n"));
   EXPECT_EQ(refusal("8", "4", "AQ"),
-            "fairlead code: -text 'AQ' holds 'Q', which is none of "
+            "fairlead code: -text 'AQ' contains 'Q', which is not one of "
             "ABCDEFGHIJKLMNOP\n");
   EXPECT_EQ(refusal("8", "1", "ABABABAC"),
-            "fairlead code: -text 'ABABABAC' holds 'C', which is none of AB\n");
+            "fairlead code: -text 'ABABABAC' contains 'C', which is not one of "
+            "AB\n");
   // The library takes these.
-  EXPECT_EQ(refusal("12", "6", "A\xE9"),
-            Concat("fairlead code: -text 'A\\xe9' holds '\\xe9', which is none "
-                   "of ",
-                   kAlphabet, "\n"));
-  EXPECT_THAT(refusal("16", "8", "A!"), HasSubstr("holds '!'"));
-  EXPECT_THAT(refusal("14", "7", "A\x80"), HasSubstr("holds '\\x80'"));
-  EXPECT_THAT(refusal("12", "6", "A\t"), HasSubstr("holds '\\t'"));
+  EXPECT_EQ(
+      refusal("12", "6", "A\xE9"),
+      Concat("fairlead code: -text 'A\\xe9' contains '\\xe9', which is not one "
+             "of ",
+             kAlphabet, "\n"));
+  EXPECT_THAT(refusal("16", "8", "A!"), HasSubstr("contains '!'"));
+  EXPECT_THAT(refusal("14", "7", "A\x80"), HasSubstr("contains '\\x80'"));
+  EXPECT_THAT(refusal("12", "6", "A\t"), HasSubstr("contains '\\t'"));
 }
 
 TEST(CodeCommandTest, EveryCharacterBelongsAtItsWidthsOnly) {
@@ -412,14 +420,14 @@ TEST(CodeCommandTest, WhatIsNoDecimalNumberIsMalformed) {
     return Refusal(3, {"read", "-bits", "56", "-width", "0", "-text", text});
   };
   EXPECT_EQ(refusal("12ab"),
-            "fairlead code: -text '12ab' holds 'a', which is none of "
+            "fairlead code: -text '12ab' contains 'a', which is not one of "
             "0123456789\n");
-  EXPECT_THAT(refusal("ab"), HasSubstr("holds 'a'"));
-  EXPECT_THAT(refusal("+12"), HasSubstr("holds '+'"));
-  EXPECT_THAT(refusal("1.2"), HasSubstr("holds '.'"));
-  EXPECT_THAT(refusal("\t12"), HasSubstr("holds '\\t'"));
-  EXPECT_THAT(refusal("12\n"), HasSubstr("holds '\\n'"));
-  EXPECT_EQ(refusal(" - "), "fairlead code: -text ' - ' holds no number\n");
+  EXPECT_THAT(refusal("ab"), HasSubstr("contains 'a'"));
+  EXPECT_THAT(refusal("+12"), HasSubstr("contains '+'"));
+  EXPECT_THAT(refusal("1.2"), HasSubstr("contains '.'"));
+  EXPECT_THAT(refusal("\t12"), HasSubstr("contains '\\t'"));
+  EXPECT_THAT(refusal("12\n"), HasSubstr("contains '\\n'"));
+  EXPECT_EQ(refusal(" - "), "fairlead code: -text ' - ' contains no number\n");
   EXPECT_EQ(refusal("123456789012345678"),
             "fairlead code: -text '123456789012345678' has more than the 17 "
             "digits of 56 bits\n");
@@ -446,33 +454,29 @@ TEST(CodeCommandTest, ADecimalNumberAboveItsBitsIsMalformed) {
             "bits\n");
 }
 
-TEST(CodeCommandTest, TheRightWordsAreNeeded) {
+TEST(CodeCommandTest, ASubcommandAndItsParametersAreNeeded) {
   EXPECT_EQ(Refusal(2, {}),
-            "fairlead code: what is to be done? 'fairlead help code' lists the "
-            "words\n");
+            "fairlead code: missing subcommand; see 'fairlead help code'\n");
   EXPECT_EQ(Refusal(2, {"maek"}),
-            "fairlead code: 'maek' is no word for this command; the nearest is "
-            "make\n");
-  constexpr char kMake[] =
-      ": make -bits N [-width B] [-group G] (-hex DIGITS | -number N)\n";
+            "fairlead code: unknown subcommand 'maek'; did you mean 'make'?\n");
+  constexpr char kMake[] = "; see 'fairlead help code make'\n";
   EXPECT_EQ(Refusal(2, {"make", "-number", "1"}),
-            Concat("fairlead code: -bits N is missing", kMake));
-  EXPECT_EQ(
-      Refusal(2, {"make", "-bits", "6"}),
-      Concat("fairlead code: one of -hex DIGITS, -number N is missing", kMake));
+            Concat("fairlead code: missing -bits N", kMake));
+  EXPECT_EQ(Refusal(2, {"make", "-bits", "6"}),
+            Concat("fairlead code: missing -hex DIGITS or -number N", kMake));
   EXPECT_EQ(
       Refusal(2, {"make", "-bits", "6", "-hex", "01", "-number", "1"}),
-      Concat("fairlead code: -hex and -number exclude each other", kMake));
+      Concat("fairlead code: -hex and -number cannot be combined", kMake));
   EXPECT_EQ(Refusal(2, {"make", "-bits", "6", "-hex", "01", "-form", "hex"}),
-            Concat("fairlead code: -form does not go with 'make'", kMake));
-  constexpr char kRead[] =
-      ": read -text TEXT -bits N [-width B] [-form FORM]\n";
+            Concat("fairlead code: -form does not go with 'code make'", kMake));
+  constexpr char kRead[] = "; see 'fairlead help code read'\n";
   EXPECT_EQ(Refusal(2, {"read", "-bits", "6"}),
-            Concat("fairlead code: -text TEXT is missing", kRead));
+            Concat("fairlead code: missing -text TEXT", kRead));
   EXPECT_EQ(Refusal(2, {"read", "-text", "A"}),
-            Concat("fairlead code: -bits N is missing", kRead));
-  EXPECT_EQ(Refusal(2, {"read", "-text", "A", "-bits", "6", "-group", "2"}),
-            Concat("fairlead code: -group does not go with 'read'", kRead));
+            Concat("fairlead code: missing -bits N", kRead));
+  EXPECT_EQ(
+      Refusal(2, {"read", "-text", "A", "-bits", "6", "-group", "2"}),
+      Concat("fairlead code: -group does not go with 'code read'", kRead));
 }
 
 TEST(CodeCommandTest, AFullOutputIsAnError) {
@@ -491,13 +495,17 @@ std::string OneLine(const std::string& text) {
   return line;
 }
 
-TEST(CodeCommandTest, HelpTellsTheOrderOfTheBits) {
-  const std::string help = OneLine(Fairlead({"help", "code"}).output);
+TEST(CodeCommandTest, HelpSaysTheOrderOfTheBits) {
+  std::string help;
+  for (const Words& words : {Words{"help", "code"},
+                             {"help", "code", "make"},
+                             {"help", "code", "read"}})
+    help += OneLine(Fairlead(words).output);
   EXPECT_THAT(help, HasSubstr("the first byte holds bits 0 to 7"));
   EXPECT_THAT(help, HasSubstr("A to Z, 1 to 9, a to z, 0, @ and #"));
-  EXPECT_THAT(help, HasSubstr("1 to 512"));
-  EXPECT_THAT(help, HasSubstr("0 to 8 (default 6)"));
-  EXPECT_THAT(help, HasSubstr("0 to 512 (default 4)"));
+  EXPECT_THAT(help, HasSubstr("[1..512]"));
+  EXPECT_THAT(help, HasSubstr("[0..8] (default 6)"));
+  EXPECT_THAT(help, HasSubstr("[0..512] (default 4)"));
   EXPECT_THAT(help, HasSubstr("choose a multiple of 8"));
 }
 

@@ -98,19 +98,20 @@ TEST(SizeCommandTest, WhatIsNoNumberOfBytesIsRefused) {
       return Refusal(2, words);
     };
     for (const char* const value : {"12x", "+1", " 1", "1 ", "1.5", "0x1"})
-      EXPECT_EQ(refusal(value),
-                Concat("fairlead size: -", name, " '", value,
-                       "' is not a whole number; it may be 0 to "
-                       "18446744073709551615\n"));
+      EXPECT_EQ(refusal(value), Concat("fairlead size: -", name, ": '", value,
+                                       "' is not an integer (expected 0 to "
+                                       "18446744073709551615)\n"));
     for (const char* const value :
          {"18446744073709551616", "99999999999999999999999"})
-      EXPECT_EQ(refusal(value),
-                Concat("fairlead size: -", name, " ", value,
-                       " is outside 0 to 18446744073709551615\n"));
-    EXPECT_EQ(refusal(""),
-              Concat("fairlead size: -", name, " N must not be empty\n"));
+      EXPECT_EQ(refusal(value), Concat("fairlead size: -", name, ": ", value,
+                                       " is out of range (expected 0 to "
+                                       "18446744073709551615)\n"));
+    EXPECT_EQ(refusal(""), Concat("fairlead size: -", name,
+                                  ": '' is not an integer (expected 0 to "
+                                  "18446744073709551615)\n"));
     EXPECT_EQ(refusal("-1"), Concat("fairlead size: -", name,
-                                    " N: the value cannot begin with '-'\n"));
+                                    ": -1 is out of range (expected 0 to "
+                                    "18446744073709551615)\n"));
   }
 }
 
@@ -146,7 +147,7 @@ TEST(SizeCommandTest, WhatHasNoSizeIsReported) {
   };
   const std::string missing = folder.path() + "/missing";
   EXPECT_EQ(refusal(missing),
-            Concat("fairlead size: cannot tell the size of '", missing,
+            Concat("fairlead size: cannot find the size of '", missing,
                    "': No such file or directory\n"));
   EXPECT_THAT(refusal(file + "/x"), EndsWith(": Not a directory\n"));
   EXPECT_THAT(refusal(folder.path()), EndsWith(": Is a directory\n"));
@@ -189,31 +190,30 @@ TEST(SizeCommandTest, TheDistanceFromAnotherPosition) {
 
 TEST(SizeCommandTest, AFormThatIsNotThereIsRefused) {
   EXPECT_EQ(Refusal(2, {"-bytes", "1", "-form", "mb"}),
-            "fairlead size: -form mb is not there for this; there are text, "
-            "hex, bytes, all\n");
+            "fairlead size: -form mb is not available here; choose text, hex, "
+            "bytes or all\n");
   EXPECT_THAT(Refusal(2, {"-bytes", "1", "-from", "2", "-form", "distance"}),
-              HasSubstr("there are text, hex, bytes, mb, all\n"));
+              HasSubstr("choose text, hex, bytes, mb or all\n"));
   EXPECT_EQ(Refusal(2, {"-bytes", "1", "-form", "octal"}),
-            "fairlead size: -form 'octal' is none of "
-            "text|hex|bytes|distance|mb|all\n");
+            "fairlead size: -form: 'octal' is not valid; choose text, hex, "
+            "bytes, distance, mb or all\n");
 }
 
 TEST(SizeCommandTest, OneSizeIsNeeded) {
-  constexpr char kUsage[] =
-      ": size (-bytes N | -hex H | -file FILE) [-from N] [-form FORM]\n";
-  const std::string none = Concat(
-      "fairlead size: one of -bytes N, -hex H, -file FILE is missing", kUsage);
+  constexpr char kSeeHelp[] = "; see 'fairlead help size'\n";
+  const std::string none =
+      Concat("fairlead size: missing -bytes N, -hex H or -file FILE", kSeeHelp);
   EXPECT_EQ(Refusal(2, {}), none);
   EXPECT_EQ(Refusal(2, {"-from", "1", "-form", "hex"}), none);
   EXPECT_EQ(
       Refusal(2, {"-bytes", "1", "-hex", "1"}),
-      Concat("fairlead size: -bytes and -hex exclude each other", kUsage));
+      Concat("fairlead size: -bytes and -hex cannot be combined", kSeeHelp));
   EXPECT_THAT(Refusal(2, {"-file", "x", "-hex", "1"}),
-              HasSubstr("-hex and -file exclude each other"));
+              HasSubstr("-hex and -file cannot be combined"));
   EXPECT_THAT(Refusal(2, {"-file", "x", "-hex", "1", "-bytes", "1"}),
-              HasSubstr("-bytes and -hex exclude each other"));
-  EXPECT_THAT(Refusal(2, {"1024"}), HasSubstr("'1024' stands alone"));
-  EXPECT_THAT(Refusal(2, {"-byte", "1"}), HasSubstr("the nearest is -bytes"));
+              HasSubstr("-bytes and -hex cannot be combined"));
+  EXPECT_THAT(Refusal(2, {"1024"}), HasSubstr("unexpected argument '1024'"));
+  EXPECT_THAT(Refusal(2, {"-byte", "1"}), HasSubstr("did you mean -bytes?"));
 }
 
 TEST(SizeCommandTest, AFullOutputIsAnError) {

@@ -78,7 +78,8 @@ TEST(SumCommandTest, OneReadOutIsALineOfItsOwn) {
   EXPECT_EQ(Answer(sum + Words{"16"}), "2266\n");
   EXPECT_EQ(Answer(sum + Words{"8"}), "44\n");
   EXPECT_EQ(Refusal(2, sum + Words{"32"}),
-            "fairlead sum: -form '32' is none of 64|24|16|8|all\n");
+            "fairlead sum: -form: '32' is not valid; choose 64, 24, 16, 8 or "
+            "all\n");
 }
 
 TEST(SumCommandTest, TheSixteenBitsAreTheLowHalf) {
@@ -109,7 +110,7 @@ TEST(SumCommandTest, TheEscapesOfWordsAreOneByteEach) {
   EXPECT_EQ(Refusal(2, {"-text", "\\q"}),
             "fairlead sum: -text: '\\q' is none of \\r \\n \\t \\\\ \\xHH\n");
   EXPECT_THAT(Refusal(2, {"-text", "-x"}),
-              EndsWith("cannot begin with '-'; write \\x2d for that\n"));
+              EndsWith("cannot begin with '-'; write \\x2d for it\n"));
 }
 
 // The state after the bytes 1 and 2, by each turn: 2 ^ (1 turned).
@@ -135,17 +136,19 @@ TEST(SumCommandTest, WhatIsNoRotationIsRefused) {
     return Refusal(2, {"-hex", "01", name, turn});
   };
   EXPECT_EQ(refusal("-rotation", "33"),
-            "fairlead sum: -rotation 33 is outside 0 to 32\n");
+            "fairlead sum: -rotation: 33 is out of range (expected 0 to 32)\n");
   EXPECT_EQ(refusal("-back", "33"),
-            "fairlead sum: -back 33 is outside 0 to 32\n");
+            "fairlead sum: -back: 33 is out of range (expected 0 to 32)\n");
   EXPECT_EQ(refusal("-rotation", "x"),
-            "fairlead sum: -rotation 'x' is not a whole number; it may be 0 to "
-            "32\n");
+            "fairlead sum: -rotation: 'x' is not an integer (expected 0 to "
+            "32)\n");
   EXPECT_EQ(refusal("-rotation", "-5"),
-            "fairlead sum: -rotation N: the value cannot begin with '-'; give "
-            "-back the number without it\n");
-  EXPECT_EQ(Refusal(2, {"-hex", "01", "-rotation", "1", "-back", "1"}),
-            "fairlead sum: -rotation and -back exclude each other\n");
+            "fairlead sum: -rotation: a value cannot begin with '-'; write "
+            "-back and the number without '-'\n");
+  EXPECT_EQ(
+      Refusal(2, {"-hex", "01", "-rotation", "1", "-back", "1"}),
+      "fairlead sum: -rotation and -back cannot be combined; see 'fairlead "
+      "help sum'\n");
 }
 
 std::string RandomBytes(std::size_t size) {
@@ -204,7 +207,7 @@ TEST(SumCommandTest, WhatCannotBeReadIsReported) {
             Concat("fairlead sum: cannot read '", folder.path(),
                    "': Is a directory\n"));
   EXPECT_EQ(Refusal(2, {"-file", ""}),
-            "fairlead sum: -file PATH must not be empty\n");
+            "fairlead sum: -file FILE must not be empty\n");
   const Outcome closed =
       RunProgram({.arguments = {"sum", "-stdin"}, .closed = {0}});
   EXPECT_EQ(closed.status, 26);
@@ -218,20 +221,18 @@ TEST(SumCommandTest, WhatAreNoHexadecimalPairsIsRefused) {
                 EndsWith(" is no pair of hexadecimal digits\n"));
 }
 
-TEST(SumCommandTest, OneDoorIsNeeded) {
-  constexpr char kUsage[] =
-      ": sum (-text WORDS | -hex DIGITS | -file PATH | -stdin) [-rotation N | "
-      "-back N] [-form FORM]\n";
+TEST(SumCommandTest, OneInputSourceIsNeeded) {
+  constexpr char kSeeHelp[] = "; see 'fairlead help sum'\n";
   EXPECT_EQ(Refusal(2, {}),
-            Concat("fairlead sum: one of -text WORDS, -hex DIGITS, -file PATH, "
-                   "-stdin is missing",
-                   kUsage));
+            Concat("fairlead sum: missing -text TEXT, -hex DIGITS, -file FILE "
+                   "or -stdin",
+                   kSeeHelp));
   EXPECT_EQ(
       Refusal(2, {"-text", "a", "-stdin"}),
-      Concat("fairlead sum: -text and -stdin exclude each other", kUsage));
+      Concat("fairlead sum: -text and -stdin cannot be combined", kSeeHelp));
   EXPECT_THAT(Refusal(2, {"-hex", "01", "-file", "x"}),
-              HasSubstr("-hex and -file exclude each other"));
-  EXPECT_THAT(Refusal(2, {"hello"}), HasSubstr("'hello' stands alone"));
+              HasSubstr("-hex and -file cannot be combined"));
+  EXPECT_THAT(Refusal(2, {"hello"}), HasSubstr("unexpected argument 'hello'"));
 }
 
 TEST(SumCommandTest, AFullOutputIsAnError) {
@@ -249,11 +250,11 @@ std::string OneLine(const std::string& text) {
   return line;
 }
 
-TEST(SumCommandTest, HelpTellsWhatItDoesNotProtect) {
+TEST(SumCommandTest, HelpSaysWhatItDoesNotProtect) {
   const std::string help = OneLine(Fairlead({"help", "sum"}).output);
-  EXPECT_THAT(help, HasSubstr("no protection of long data"));
+  EXPECT_THAT(help, HasSubstr("does not protect long data"));
   EXPECT_THAT(help, HasSubstr("sign-extended"));
-  EXPECT_THAT(help, HasSubstr("0 to 32 (default 5)"));
+  EXPECT_THAT(help, HasSubstr("[0..32] (default 5)"));
 }
 
 }  // namespace

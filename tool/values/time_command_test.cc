@@ -170,8 +170,8 @@ TEST(TimeShowTest, TheEndsOfTheCalendar) {
   EXPECT_EQ(Answer({"show", "-stamp", "19691231x235959", "-form", "seconds"}),
             "-1\n");
   EXPECT_EQ(RefusalIn(kEast, 2, {"show", "-seconds", "253402300799"}),
-            "fairlead time: that moment is outside the years 0 to 9999, which "
-            "a stamp can spell\n");
+            "fairlead time: the moment is outside the years 0 to 9999, so it "
+            "has no stamp\n");
 }
 
 TEST(TimeShowTest, Separators) {
@@ -186,13 +186,14 @@ TEST(TimeShowTest, Separators) {
   EXPECT_THAT(Refusal(2, {"now", "-form", "clock", "-separator", "\\q"}),
               HasSubstr("-separator"));
   EXPECT_EQ(Refusal(2, {"now", "-separator", "."}),
-            "fairlead time: -separator goes with -form clock or all\n");
+            "fairlead time: -separator needs -form clock or -form all; see "
+            "'fairlead help time now'\n");
   EXPECT_THAT(
       Answer({"show", "-seconds", "0", "-separator", ".", "-form", "all"}),
       HasSubstr("\nclock 00.00.00\n"));
   for (const char* const text : {"-", "-."})
     EXPECT_THAT(Refusal(2, {"now", "-separator", text}),
-                EndsWith("cannot begin with '-'; write \\x2d for that\n"));
+                EndsWith("cannot begin with '-'; write \\x2d for it\n"));
 }
 
 TEST(TimeShowTest, WhatIsNoStampIsMalformed) {
@@ -203,8 +204,8 @@ TEST(TimeShowTest, WhatIsNoStampIsMalformed) {
         "20261114 ", "2026 1 1", "abc", "12:34", "+2026111"})
     EXPECT_EQ(Refusal(3, {"show", "-stamp", text}),
               Concat("fairlead time: -stamp '", text,
-                     "' is no stamp, which is written 20261114x205754, or "
-                     "20261114 for midnight\n"));
+                     "' is not a stamp; write 20261114x205754, or 20261114 for "
+                     "midnight\n"));
   EXPECT_EQ(Refusal(2, {"show", "-stamp", ""}),
             "fairlead time: -stamp STAMP must not be empty\n");
 }
@@ -214,8 +215,8 @@ TEST(TimeShowTest, WhatNoClockShowsIsMalformed) {
     return RefusalIn(zone, 3, {"show", "-stamp", stamp});
   };
   EXPECT_EQ(refusal(kGreenwich, "20260631"),
-            "fairlead time: -stamp '20260631' is no local time: the calendar "
-            "makes 20260701x000000 of it\n");
+            "fairlead time: -stamp '20260631' is not a valid local time (it "
+            "would normalise to 20260701x000000)\n");
   for (const auto& [stamp, read] : {std::pair{"20260229", "20260301x000000"},
                                     {"20261301", "20270101x000000"},
                                     {"20260001", "20251201x000000"},
@@ -224,8 +225,10 @@ TEST(TimeShowTest, WhatNoClockShowsIsMalformed) {
                                     {"20261114x206000", "20261114x210000"},
                                     {"20261114x205760", "20261114x205800"}})
     EXPECT_THAT(refusal(kGreenwich, stamp), HasSubstr(read));
-  EXPECT_THAT(refusal(kSummer, "20260329x023000"), HasSubstr("no local time"));
-  EXPECT_THAT(refusal(kMidnight, "20261101"), HasSubstr("no local time"));
+  EXPECT_THAT(refusal(kSummer, "20260329x023000"),
+              HasSubstr("is not a valid local time"));
+  EXPECT_THAT(refusal(kMidnight, "20261101"),
+              HasSubstr("is not a valid local time"));
   EXPECT_EQ(Answer({"show", "-stamp", "20240229"}), "2024.02.29 00:00:00\n");
 }
 
@@ -234,35 +237,34 @@ TEST(TimeShowTest, WhatIsNoNumberOfSecondsIsRefused) {
     return Refusal(2, {"show", "-seconds", seconds});
   };
   EXPECT_EQ(refusal("12x"),
-            "fairlead time: -seconds '12x' is not a whole number; it may be 0 "
-            "to 253402300799\n");
+            "fairlead time: -seconds: '12x' is not an integer (expected 0 to "
+            "253402300799)\n");
   EXPECT_EQ(refusal("253402300800"),
-            "fairlead time: -seconds 253402300800 is outside 0 to "
-            "253402300799\n");
-  EXPECT_THAT(refusal("18446744073709551616"), HasSubstr("is outside"));
-  EXPECT_THAT(refusal(" 1"), HasSubstr("is not a whole number"));
-  EXPECT_THAT(refusal("1.5"), HasSubstr("is not a whole number"));
-  EXPECT_EQ(refusal(""), "fairlead time: -seconds N must not be empty\n");
+            "fairlead time: -seconds: 253402300800 is out of range (expected 0 "
+            "to 253402300799)\n");
+  EXPECT_THAT(refusal("18446744073709551616"), HasSubstr("is out of range"));
+  EXPECT_THAT(refusal(" 1"), HasSubstr("is not an integer"));
+  EXPECT_THAT(refusal("1.5"), HasSubstr("is not an integer"));
+  EXPECT_THAT(refusal(""), HasSubstr("-seconds: '' is not an integer"));
   EXPECT_EQ(refusal("-5"),
-            "fairlead time: -seconds N: the value cannot begin with '-'; give "
-            "-back the number without it\n");
+            "fairlead time: -seconds: a value cannot begin with '-'; write "
+            "-back and the number without '-'\n");
   EXPECT_THAT(Refusal(2, {"show", "-back", "2147483648"}),
-              HasSubstr("-back 2147483648 is outside 0 to 2147483647"));
+              HasSubstr("-back: 2147483648 is out of range (expected 0 to "
+                        "2147483647)"));
 }
 
-TEST(TimeShowTest, FormsOfThePresentAreNotThere) {
+TEST(TimeShowTest, FormsOfThePresentAreNotAvailable) {
   for (const char* const form :
        {"strtime", "strtimeonly", "strdateonly", "intdayonly", "number"})
     EXPECT_EQ(Refusal(2, {"show", "-seconds", "0", "-form", form}),
-              Concat("fairlead time: -form ", form,
-                     " is not there for this; there are plain, log, phrase, "
-                     "stamp, ymd, dmy, clock, day, daysecond, seconds, exact, "
-                     "all\n"));
+              Concat("fairlead time: -form: '", form,
+                     "' is not valid; choose plain, log, phrase, stamp, ymd, "
+                     "dmy, clock, day, daysecond, seconds, exact or all\n"));
   EXPECT_THAT(Refusal(2, {"now", "-form", "number"}),
-              HasSubstr("intdayonly, all\n"));
-  EXPECT_EQ(Refusal(2, {"now", "-form", "stmap"}),
-            "fairlead time: -form 'stmap' is no word for this parameter; the "
-            "nearest is stamp\n");
+              HasSubstr("intdayonly or all\n"));
+  EXPECT_THAT(Refusal(2, {"now", "-form", "stmap"}),
+              HasSubstr("-form: 'stmap' is not valid; choose plain, log, "));
 }
 
 TEST(TimeShiftTest, MovesAStamp) {
@@ -293,16 +295,17 @@ TEST(TimeShiftTest, AMomentWithoutAStampIsRefused) {
 TEST(TimeShiftTest, WhatIsNoNumberIsRefused) {
   const Words shift = {"shift", "-stamp", "20261114"};
   EXPECT_EQ(Refusal(2, shift + Words{"-by", "2147483648"}),
-            "fairlead time: -by 2147483648 is outside 0 to 2147483647\n");
+            "fairlead time: -by: 2147483648 is out of range (expected 0 to "
+            "2147483647)\n");
   EXPECT_THAT(Refusal(2, shift + Words{"-by", "1h"}),
-              HasSubstr("-by '1h' is not a whole number"));
+              HasSubstr("-by: '1h' is not an integer"));
   EXPECT_EQ(Refusal(2, shift + Words{"-by", "-5"}),
-            "fairlead time: -by N: the value cannot begin with '-'; give -back "
-            "the number without it\n");
+            "fairlead time: -by: a value cannot begin with '-'; write -back "
+            "and the number without '-'\n");
   EXPECT_THAT(Refusal(2, shift + Words{"-back", "-5"}),
-              HasSubstr("-back -5 is outside 0 to 2147483647"));
+              HasSubstr("-back: -5 is out of range (expected 0 to "));
   EXPECT_THAT(Refusal(3, {"shift", "-stamp", "x", "-by", "1"}),
-              HasSubstr("-stamp 'x' is no stamp"));
+              HasSubstr("-stamp 'x' is not a stamp"));
 }
 
 struct DayCase {
@@ -358,8 +361,8 @@ TEST(TimeDayTest, BelowZero) {
   EXPECT_EQ(Answer({"day", "-back", "2147483647"}),
             "clock -596523:-14:-7\nseconds -2147483647\n");
   EXPECT_EQ(Refusal(2, {"day", "-back", "1", "-form", "number"}),
-            "fairlead time: -form number is not there for this; there are "
-            "clock, seconds, all\n");
+            "fairlead time: -form number is not available here; choose clock, "
+            "seconds or all\n");
 }
 
 TEST(TimeDayTest, WhatIsNoCleanTimeIsMalformed) {
@@ -370,9 +373,9 @@ TEST(TimeDayTest, WhatIsNoCleanTimeIsMalformed) {
         "1.5", "1:2:3:", "12345678901", "0:12345678901"})
     EXPECT_EQ(Refusal(3, {"day", "-text", text}),
               Concat("fairlead time: -text '", text,
-                     "' is no time of day, which is written 1:02:03, 2:03 "
-                     "(minutes and seconds) or 45; only its first number may "
-                     "be above 59\n"));
+                     "' is not a time of day; write 1:02:03, 2:03 (minutes and "
+                     "seconds) or 45, where only the first number may be above "
+                     "59\n"));
   for (const char* const text : {"2147483648", "9999999999", "596523:14:08",
                                  "9999999999:59:59", "35791394:08"})
     EXPECT_EQ(Refusal(3, {"day", "-text", text}),
@@ -381,17 +384,18 @@ TEST(TimeDayTest, WhatIsNoCleanTimeIsMalformed) {
   EXPECT_EQ(Refusal(2, {"day", "-text", ""}),
             "fairlead time: -text TIME must not be empty\n");
   EXPECT_EQ(Refusal(2, {"day", "-text", "-1:-2:-3"}),
-            "fairlead time: -text TIME: the value cannot begin with '-'; give "
-            "-back the number without it\n");
+            "fairlead time: -text: a value cannot begin with '-'; write -back "
+            "and the seconds for one below zero\n");
 }
 
 TEST(TimeDayTest, WhatIsNoNumberOfSecondsIsRefused) {
   EXPECT_EQ(Refusal(2, {"day", "-seconds", "2147483648"}),
-            "fairlead time: -seconds 2147483648 is outside 0 to 2147483647\n");
+            "fairlead time: -seconds: 2147483648 is out of range (expected 0 "
+            "to 2147483647)\n");
   EXPECT_THAT(Refusal(2, {"day", "-seconds", "1:00"}),
-              HasSubstr("-seconds '1:00' is not a whole number"));
+              HasSubstr("-seconds: '1:00' is not an integer"));
   EXPECT_THAT(Refusal(2, {"day", "-seconds", "1", "-form", "stamp"}),
-              HasSubstr("there are clock, seconds, number, all"));
+              HasSubstr("choose clock, seconds, number or all"));
 }
 
 struct DiffCase {
@@ -427,7 +431,7 @@ TEST(TimeDiffTest, FromOneToTheOther) {
     SCOPED_TRACE(testing::Message() << c.from << " to " << c.to);
     const Words words = {"diff", "-from", c.from, "-to", c.to};
     if (c.lines == nullptr)
-      EXPECT_THAT(Refusal(3, words), HasSubstr("is no stamp"));
+      EXPECT_THAT(Refusal(3, words), HasSubstr("is not a stamp"));
     else
       EXPECT_EQ(Answer(words), c.lines);
   }
@@ -447,51 +451,50 @@ TEST(TimeDiffTest, ADayOfChangedClocksIsShorter) {
 
 TEST(TimeDiffTest, BothAreOfOneKind) {
   EXPECT_THAT(Refusal(3, {"diff", "-from", "20261114", "-to", "1:00:00"}),
-              HasSubstr("-to '1:00:00' is no stamp"));
+              HasSubstr("-to '1:00:00' is not a stamp"));
   EXPECT_THAT(Refusal(3, {"diff", "-from", "1:00:00", "-to", "20261114"}),
-              HasSubstr("-from '1:00:00' is no stamp"));
+              HasSubstr("-from '1:00:00' is not a stamp"));
   EXPECT_THAT(Refusal(3, {"diff", "-from", "1:x", "-to", "1:00"}),
-              HasSubstr("-from '1:x' is no time of day"));
+              HasSubstr("-from '1:x' is not a time of day"));
   EXPECT_THAT(Refusal(3, {"diff", "-from", "1:00", "-to", "now"}),
-              HasSubstr("-to 'now' is no time of day"));
+              HasSubstr("-to 'now' is not a time of day"));
   EXPECT_THAT(Refusal(3, {"diff", "-from", "20261114T205754", "-to", "0"}),
-              HasSubstr("-from '20261114T205754' is no stamp"));
+              HasSubstr("-from '20261114T205754' is not a stamp"));
   EXPECT_THAT(Refusal(3, {"diff", "-from", "20260631", "-to", "20260701"}),
-              HasSubstr("-from '20260631' is no local time"));
+              HasSubstr("-from '20260631' is not a valid local time"));
 }
 
-TEST(TimeCommandTest, EveryWordHasItsParameters) {
+TEST(TimeCommandTest, EverySubcommandHasItsParameters) {
   const auto usage = [](const Words& words) { return Refusal(2, words); };
   EXPECT_EQ(usage({}),
-            "fairlead time: what is to be done? 'fairlead help time' lists the "
-            "words\n");
-  EXPECT_THAT(usage({"nwo"}), HasSubstr("the nearest is now"));
+            "fairlead time: missing subcommand; see 'fairlead help time'\n");
+  EXPECT_THAT(usage({"nwo"}), HasSubstr("did you mean 'now'?"));
   EXPECT_THAT(usage({"now", "-stamp", "20261114"}),
-              HasSubstr("-stamp does not go with 'now': now [-form FORM]"));
+              HasSubstr("-stamp does not go with 'time now'; see"));
   EXPECT_EQ(usage({"show"}),
-            "fairlead time: one of -stamp STAMP, -seconds N, -back N is "
-            "missing: show (-stamp STAMP | -seconds N | -back N) [-form FORM] "
-            "[-separator TEXT]\n");
+            "fairlead time: missing -stamp STAMP, -seconds N or -back N; see "
+            "'fairlead help time show'\n");
   EXPECT_THAT(usage({"show", "-stamp", "20261114", "-seconds", "1"}),
-              HasSubstr("-stamp and -seconds exclude each other: show"));
+              HasSubstr("-stamp and -seconds cannot be combined; see"));
   EXPECT_THAT(usage({"show", "-back", "1", "-seconds", "1"}),
-              HasSubstr("-seconds and -back exclude each other: show"));
-  EXPECT_THAT(usage({"shift", "-by", "1"}),
-              HasSubstr("-stamp STAMP is missing: shift"));
+              HasSubstr("-seconds and -back cannot be combined; see"));
+  EXPECT_THAT(
+      usage({"shift", "-by", "1"}),
+      HasSubstr("missing -stamp STAMP; see 'fairlead help time shift'"));
   EXPECT_THAT(usage({"shift", "-stamp", "20261114"}),
-              HasSubstr("one of -by N, -back N is missing: shift"));
+              HasSubstr("missing -by N or -back N; see"));
   EXPECT_THAT(usage({"shift", "-stamp", "20261114", "-by", "1", "-back", "1"}),
-              HasSubstr("-by and -back exclude each other: shift"));
+              HasSubstr("-by and -back cannot be combined; see"));
   EXPECT_THAT(usage({"day"}),
-              HasSubstr("one of -text TIME, -seconds N, -back N is missing"));
+              HasSubstr("missing -text TIME, -seconds N or -back N"));
   EXPECT_THAT(usage({"day", "-text", "1", "-seconds", "1"}),
-              HasSubstr("-text and -seconds exclude each other: day"));
+              HasSubstr("-text and -seconds cannot be combined; see"));
   EXPECT_THAT(usage({"day", "-text", "1", "-separator", "."}),
-              HasSubstr("-separator does not go with 'day'"));
-  EXPECT_THAT(usage({"diff", "-to", "1"}), HasSubstr("-from A is missing"));
-  EXPECT_THAT(usage({"diff", "-from", "1"}), HasSubstr("-to B is missing"));
+              HasSubstr("-separator does not go with 'time day'"));
+  EXPECT_THAT(usage({"diff", "-to", "1"}), HasSubstr("missing -from A"));
+  EXPECT_THAT(usage({"diff", "-from", "1"}), HasSubstr("missing -to B"));
   EXPECT_THAT(usage({"diff", "-from", "1", "-to", "2", "-by", "3"}),
-              HasSubstr("-by does not go with 'diff'"));
+              HasSubstr("-by does not go with 'time diff'"));
 }
 
 TEST(TimeCommandTest, AFullOutputIsAnError) {
@@ -501,11 +504,12 @@ TEST(TimeCommandTest, AFullOutputIsAnError) {
   EXPECT_THAT(outcome.error, HasSubstr("cannot write standard output"));
 }
 
-TEST(TimeCommandTest, HelpTellsEveryForm) {
-  const std::string help = Fairlead({"help", "time"}).output;
+TEST(TimeCommandTest, HelpListsEveryForm) {
+  const std::string help = Fairlead({"help", "time", "now"}).output;
   for (const auto& [name, text] : FormsIn(Answer({"now", "-form", "all"})))
     EXPECT_THAT(help, HasSubstr(Concat("\n    ", name, " ")));
-  EXPECT_THAT(help, HasSubstr("\n    number "));
+  EXPECT_THAT(Fairlead({"help", "time", "day"}).output,
+              HasSubstr("\n    number "));
 }
 
 }  // namespace
