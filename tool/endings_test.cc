@@ -88,11 +88,12 @@ TEST(EndingsTest, ReportsAWrongUsage) {
                 "-host and -demo cannot be combined");
   ExpectRefused({"send", "-demo", "-text", "x", "-port", "1"},
                 "-port and -demo cannot be combined");
-  ExpectRefused({"send", "-demo", "-text", "\\q"}, "-text: '\\q' is none of");
+  ExpectRefused({"send", "-demo", "-text", "\\q"},
+                "-text: '\\q' is not one of");
   ExpectRefused({"send", "-demo", "-text", "x", "-until", "\\q"},
-                "-until: '\\q' is none of");
+                "-until: '\\q' is not one of");
   ExpectRefused({"send", "-demo", "-hex", "0"},
-                "-hex: '0' is no pair of hexadecimal digits");
+                "-hex: '0' is not a pair of hexadecimal digits");
   ExpectRefused({"send", "-demo", "hello"},
                 "-demo is a switch and cannot be followed by 'hello'");
   ExpectRefused({"send", "-demo", "-text", "two", "words"},

@@ -24,22 +24,23 @@ const Command* running = nullptr;
 
 // Returns the name of the command. "-help" and "--version" in its place mean
 // the command, "-h" and "-?" mean `help`.
-std::string_view CommandName(std::string_view word) {
-  if (word == "-h" || word == "-?") return kHelpCommand.name;
-  const std::string_view bare = word.substr(word.starts_with("--")  ? 2
-                                            : word.starts_with('-') ? 1
-                                                                    : 0);
+std::string_view CommandName(std::string_view argument) {
+  if (argument == "-h" || argument == "-?") return kHelpCommand.name;
+  const std::string_view bare =
+      argument.substr(argument.starts_with("--")  ? 2
+                      : argument.starts_with('-') ? 1
+                                                  : 0);
   return bare == kHelpCommand.name || bare == kVersionCommand.name ? bare
-                                                                   : word;
+                                                                   : argument;
 }
 
-bool IsHelp(std::string_view word) {
-  return word == "-help" || word == "--help";
+bool IsHelp(std::string_view argument) {
+  return argument == "-help" || argument == "--help";
 }
 
 // Runs a command that has no subcommands.
 //
-// @param arguments the last word of its name and what follows it
+// @param arguments the last part of its name and what follows it
 ExitStatus RunAction(const Command& command, std::span<char* const> arguments,
                      const Output& output) {
   const ParsedArguments parsed(command, arguments);

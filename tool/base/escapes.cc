@@ -20,7 +20,7 @@ int DigitValue(char c) {
   return -1;
 }
 
-// The byte that two digits at the start of `digits` spell, or -1.
+// Returns the byte of the two digits at the start of `digits`, or -1.
 int PairValue(std::string_view digits) {
   if (digits.size() < 2) return -1;
   const int high = DigitValue(digits[0]);
@@ -28,8 +28,8 @@ int PairValue(std::string_view digits) {
   return high < 0 || low < 0 ? -1 : high * 16 + low;
 }
 
-// The bytes in the well-formed UTF-8 sequence, longer than one byte and no
-// control character, at the start of `bytes`; 0 where there is none.
+// Returns the length of the well-formed UTF-8 sequence at the start of `bytes`,
+// if it is longer than one byte and not a control character; else 0.
 std::size_t Utf8Length(std::string_view bytes) {
   const unsigned lead = Byte(bytes[0]);
   const std::size_t length = lead >= 0xC2 && lead <= 0xDF   ? 2
@@ -40,8 +40,8 @@ std::size_t Utf8Length(std::string_view bytes) {
   for (std::size_t i = 1; i < length; ++i)
     if ((Byte(bytes[i]) & 0xC0U) != 0x80) return 0;
 
-  // Shut out C1 controls, longer spellings of short code points, surrogates,
-  // and what lies above U+10FFFF.
+  // Exclude C1 controls, longer spellings of short code points, surrogates,
+  // and code points above U+10FFFF.
   const unsigned second = Byte(bytes[1]);
   if ((lead == 0xC2 && second < 0xA0) || (lead == 0xE0 && second < 0xA0) ||
       (lead == 0xED && second > 0x9F) || (lead == 0xF0 && second < 0x90) ||
@@ -65,8 +65,8 @@ std::string Spelled(char c) {
   }
 }
 
-// Spells every byte that is neither printable nor in `kept`, nor part of
-// UTF-8; backslashes too unless they are in `kept`.
+// Escapes every byte that is neither printable nor in `kept`, nor part of
+// UTF-8. Backslashes are escaped unless they are in `kept`.
 std::string SpelledExcept(std::string_view kept, std::string_view bytes) {
   std::string text;
   while (!bytes.empty()) {
@@ -99,7 +99,7 @@ std::string Unescaped(std::string_view text, std::string_view name) {
     if (letter == std::string_view::npos && pair < 0)
       throw Failure(kWrongUsage,
                     Concat("-", name, ": ", Quoted(text.substr(i, 2)),
-                           R"( is none of \r \n \t \\ \xHH)"));
+                           R"( is not one of \r \n \t \\ \xHH)"));
     bytes += pair < 0 ? kMeant[letter] : static_cast<char>(pair);
     i += pair < 0 ? 1 : 3;
   }
@@ -118,7 +118,7 @@ std::string FromHex(std::string_view digits, std::string_view name) {
     if (pair < 0)
       throw Failure(kWrongUsage,
                     Concat("-", name, ": ", Quoted(digits.substr(0, 2)),
-                           " is no pair of hexadecimal digits"));
+                           " is not a pair of hexadecimal digits"));
     bytes += static_cast<char>(pair);
     digits.remove_prefix(2);
   }
@@ -127,16 +127,16 @@ std::string FromHex(std::string_view digits, std::string_view name) {
 
 std::string Escaped(std::string_view bytes) { return SpelledExcept("", bytes); }
 
-std::string Shown(std::string_view word) {
-  constexpr std::size_t kLongest = 100;
-  if (word.size() <= kLongest) return SpelledExcept("\\", word);
-  std::size_t end = kLongest;
-  while (end > kLongest - 3 && (Byte(word[end]) & 0xC0U) == 0x80) --end;
-  return SpelledExcept("\\", word.substr(0, end)) + "...";
+std::string Shown(std::string_view text) {
+  constexpr std::size_t kMaxShown = 100;
+  if (text.size() <= kMaxShown) return SpelledExcept("\\", text);
+  std::size_t end = kMaxShown;
+  while (end > kMaxShown - 3 && (Byte(text[end]) & 0xC0U) == 0x80) --end;
+  return SpelledExcept("\\", text.substr(0, end)) + "...";
 }
 
-std::string Quoted(std::string_view word) {
-  return Concat("'", Shown(word), "'");
+std::string Quoted(std::string_view text) {
+  return Concat("'", Shown(text), "'");
 }
 
 std::string Visible(std::string_view bytes) {

@@ -1,4 +1,4 @@
-// Bytes that a person cannot type or must not see, spelled as text.
+// Bytes that cannot be typed or must not be printed, as escaped text.
 
 #ifndef FAIRLEAD_TOOL_BASE_ESCAPES_H_
 #define FAIRLEAD_TOOL_BASE_ESCAPES_H_
@@ -8,44 +8,44 @@
 
 namespace fairlead::tool {
 
-/// The bytes that `text` spells with \r \n \t \\ and \xHH.
+/// Returns the bytes of `text`, with the escapes \r \n \t \\ and \xHH.
 ///
 /// @param name the parameter that an error names
-/// @throws Failure with kWrongUsage for any other backslash
+/// @throws Failure with kWrongUsage for any other escape
 std::string Unescaped(std::string_view text, std::string_view name);
 
-/// The bytes that pairs of hexadecimal digits spell; white space may stand
-/// between the pairs.
+/// Returns the bytes of pairs of hexadecimal digits. Whitespace between the
+/// pairs is ignored.
 ///
 /// @param name the parameter that an error names
 /// @throws Failure with kWrongUsage for anything else
 std::string FromHex(std::string_view digits, std::string_view name);
 
-/// The bytes on one line, in a form that Unescaped() reads back. Well-formed
-/// UTF-8 stays as it is.
+/// Returns the bytes on one line, in a form that Unescaped() reads back.
+/// Well-formed UTF-8 stays as it is.
 std::string Escaped(std::string_view bytes);
 
-/// The user's word between single quotes, for an error: on one line, without
-/// control bytes, backslashes as they were typed; cut with "..." behind 100
-/// bytes.
-std::string Quoted(std::string_view word);
+/// Returns the user's text between single quotes, for an error: on one line,
+/// without control bytes, with backslashes as typed, and truncated to 100 bytes
+/// and "...".
+std::string Quoted(std::string_view text);
 
-/// The same without the quotes.
-std::string Shown(std::string_view word);
+/// Does the same without the quotes.
+std::string Shown(std::string_view text);
 
-/// The bytes as a terminal may show them: line feeds, tabs, backslashes and
-/// well-formed UTF-8 stay, all other control bytes are spelled as in Escaped().
+/// Returns the bytes as a terminal may show them: newlines, tabs, backslashes
+/// and well-formed UTF-8 stay, other control bytes are escaped as in Escaped().
 std::string Visible(std::string_view bytes);
 
-/// The bytes as a JSON string, in its quotation marks. Well-formed UTF-8 stays
-/// as it is; any other byte above 0x7F is spelled as the code point of its
-/// number.
+/// Returns the bytes as a JSON string, in quotation marks. Well-formed UTF-8
+/// stays as it is; any other byte above 0x7F becomes the code point of its
+/// value.
 std::string JsonString(std::string_view bytes);
 
-/// The byte as two hexadecimal digits in lower case.
+/// Returns the byte as two lower-case hexadecimal digits.
 std::string HexByte(char byte);
 
-/// Whether the byte is one of the 95 printable ones of ASCII.
+/// Returns whether the byte is one of the 95 printable ones of ASCII.
 constexpr bool IsPrintable(char c) { return c >= ' ' && c <= '~'; }
 
 }  // namespace fairlead::tool

@@ -11,8 +11,8 @@
 
 namespace fairlead::tool {
 
-/// Thrown wherever a command cannot go on. RunCommand() tells the text to the
-/// person and the status to the shell.
+/// Thrown where a command cannot continue. RunCommand() prints the text and
+/// returns the status to the shell.
 class Failure : public std::runtime_error {
  public:
   Failure(ExitStatus status, const std::string& text)
@@ -24,7 +24,7 @@ class Failure : public std::runtime_error {
   ExitStatus status_;
 };
 
-/// What the system says of an error number: "No such file or directory".
+/// Returns the system's text of an error number: "No such file or directory".
 inline std::string ErrorText(int error) {
   return std::generic_category().message(error);
 }

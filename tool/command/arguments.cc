@@ -13,7 +13,7 @@
 namespace fairlead::tool {
 namespace {
 
-bool IsName(std::string_view word) { return word.starts_with('-'); }
+bool IsName(std::string_view argument) { return argument.starts_with('-'); }
 
 [[noreturn]] void Fail(const std::string& text) {
   throw Failure(kWrongUsage, text);
@@ -22,8 +22,8 @@ bool IsName(std::string_view word) { return word.starts_with('-'); }
 // A second '-' is forgiven: the parser would make it a part of the name.
 std::vector<char*> Forgiven(std::span<char* const> arguments) {
   std::vector<char*> forgiven(arguments.begin(), arguments.end());
-  for (char*& word : forgiven)
-    if (std::string_view(word).starts_with("--")) ++word;
+  for (char*& argument : forgiven)
+    if (std::string_view(argument).starts_with("--")) ++argument;
   return forgiven;
 }
 
@@ -57,44 +57,44 @@ ParsedArguments::ParsedArguments(const Command& command,
                                  std::span<char* const> arguments)
     : command_(command),
       operands_(OperandsOf(command)),
-      words_(Forgiven(arguments)),
-      parser_(static_cast<int>(words_.size()), words_.data()) {
+      arguments_(Forgiven(arguments)),
+      parser_(static_cast<int>(arguments_.size()), arguments_.data()) {
   Check();
 }
 
 void ParsedArguments::Check() {
-  for (std::size_t i = 1; i < words_.size(); ++i) {
-    const std::string_view word = words_[i];
-    if (!IsName(word)) {
-      CheckBareWord(i);
+  for (std::size_t i = 1; i < arguments_.size(); ++i) {
+    const std::string_view argument = arguments_[i];
+    if (!IsName(argument)) {
+      CheckOperand(i);
       continue;
     }
-    const Parameter& parameter = Known(word.substr(1));
-    if (i + 1 < words_.size() && !IsName(words_[i + 1]))
-      CheckValue(parameter, words_[++i]);
+    const Parameter& parameter = Known(argument.substr(1));
+    if (i + 1 < arguments_.size() && !IsName(arguments_[i + 1]))
+      CheckValue(parameter, arguments_[++i]);
     else if (parameter.kind != Kind::kSwitch)
       FailForMissingValue(parameter, i);
   }
 }
 
-void ParsedArguments::CheckBareWord(std::size_t at) {
-  const std::string_view word = words_[at];
+void ParsedArguments::CheckOperand(std::size_t at) {
+  const std::string_view argument = arguments_[at];
   const bool leads = operands_given_.size() + 1 == at;
   if (leads && at <= operands_.size()) {
-    CheckValue(*operands_[at - 1], word);
-    operands_given_.emplace_back(word);
+    CheckValue(*operands_[at - 1], argument);
+    operands_given_.emplace_back(argument);
     return;
   }
   if (at == 1)
-    Fail(Concat("unexpected argument ", Quoted(word),
+    Fail(Concat("unexpected argument ", Quoted(argument),
                 "; options are written -name value"));
   const Parameter* const before =
-      FindParameter(command_, MakeLower(words_[at - 2] + 1));
+      FindParameter(command_, MakeLower(arguments_[at - 2] + 1));
   if (before != nullptr && before->secret)
     Fail(Concat("unexpected argument after the value of -", before->name,
                 "; quote values that contain spaces"));
-  Fail(Concat("unexpected argument ", Quoted(word), " after ",
-              Quoted(words_[at - 1]),
+  Fail(Concat("unexpected argument ", Quoted(argument), " after ",
+              Quoted(arguments_[at - 1]),
               leads ? "" : "; quote values that contain spaces"));
 }
 
@@ -131,12 +131,12 @@ void ParsedArguments::FailForName(std::string_view name) const {
 
 void ParsedArguments::FailForMissingValue(const Parameter& parameter,
                                           std::size_t at) const {
-  if (at + 1 == words_.size() ||
-      FindParameter(command_, MakeLower(words_[at + 1] + 1)) != nullptr)
+  if (at + 1 == arguments_.size() ||
+      FindParameter(command_, MakeLower(arguments_[at + 1] + 1)) != nullptr)
     Fail(Concat("-", parameter.name, ": missing value; write ",
                 Spelling(parameter)));
   if (parameter.kind == Kind::kNumber && Remedy(parameter).empty())
-    CheckValue(parameter, words_[at + 1]);
+    CheckValue(parameter, arguments_[at + 1]);
   Fail(Concat("-", parameter.name, ": a value cannot begin with '-'",
               Remedy(parameter)));
 }

@@ -23,7 +23,7 @@ struct Command;
 /// instead of being lost. Leading arguments without a '-' are the operands.
 class ParsedArguments {
  public:
-  /// @param arguments the last word of the command's name and what follows it;
+  /// @param arguments the last part of the command's name and what follows it;
   ///     they outlive the object
   /// @throws Failure with kWrongUsage for a name that the command does not know
   ///     and for a value that its parameter does not accept
@@ -40,7 +40,7 @@ class ParsedArguments {
 
  private:
   void Check();
-  void CheckBareWord(std::size_t at);
+  void CheckOperand(std::size_t at);
   const Parameter& Known(std::string_view name) const;
   [[noreturn]] void FailForName(std::string_view name) const;
   [[noreturn]] void FailForMissingValue(const Parameter& parameter,
@@ -50,7 +50,7 @@ class ParsedArguments {
   const Command& command_;
   std::vector<const Parameter*> operands_;  // That the command takes.
   std::vector<std::string> operands_given_;
-  std::vector<char*> words_;  // With one leading '-' where two were given.
+  std::vector<char*> arguments_;  // With one leading '-' where two were given.
   CSimpleCmdLine parser_;
 };
 

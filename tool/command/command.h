@@ -37,7 +37,7 @@ struct Action {
 /// Returns the action whose function reads its arguments through the table.
 template <const auto& kTable,
           ExitStatus (*kRun)(const Arguments<kTable>&, const Output&)>
-constexpr Action ActionOf() {
+constexpr Action ActionOf() noexcept {
   return {kTable, [](const ParsedArguments& arguments, const Output& output) {
             return kRun(Arguments<kTable>(arguments), output);
           }};

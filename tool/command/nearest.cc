@@ -6,7 +6,7 @@
 
 namespace fairlead::tool {
 
-// Row by row: the distance of the first i letters of `a` from the first j of
+// Row by row: the distance of the first i characters of `a` from the first j of
 // `b`. A swap reaches two rows back.
 int EditDistance(std::string_view a, std::string_view b) {
   std::vector<int> before_last(b.size() + 1);

@@ -10,7 +10,7 @@
 namespace fairlead::tool {
 
 /// Returns the least number of edits that turn one text into the other: a
-/// letter inserted, removed, replaced, or swapped with its neighbour.
+/// character inserted, removed, replaced, or swapped with its neighbour.
 int EditDistance(std::string_view a, std::string_view b);
 
 /// Returns the name with the least distance from `typed`, the first of equals.

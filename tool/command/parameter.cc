@@ -113,7 +113,7 @@ std::string Placeholder(const Parameter& parameter) {
 }
 
 std::string Spelling(const Parameter& parameter) {
-  const std::string value = Placeholder(parameter);
+  std::string value = Placeholder(parameter);
   if (parameter.name.empty()) return value;
   return Concat("-", parameter.name, value.empty() ? "" : " ", value);
 }

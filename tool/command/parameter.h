@@ -3,6 +3,7 @@
 #ifndef FAIRLEAD_TOOL_COMMAND_PARAMETER_H_
 #define FAIRLEAD_TOOL_COMMAND_PARAMETER_H_
 
+#include <array>
 #include <climits>
 #include <cstdint>
 #include <span>
@@ -35,7 +36,7 @@ enum class Group {
   kOutput,
 };
 
-inline constexpr Group kGroups[] = {
+inline constexpr std::array kGroups = {
     Group::kArguments, Group::kWhere,   Group::kWhat, Group::kHow,
     Group::kCipher,    Group::kHowLong, Group::kLog,  Group::kOutput,
 };

@@ -8,7 +8,7 @@
 namespace fairlead::tool {
 
 /// Remedies of a value that begins with '-'.
-inline constexpr std::string_view kEscapeDash = "write \\x2d for it";
+inline constexpr std::string_view kEscapeDash = R"(write \x2d for it)";
 inline constexpr std::string_view kLeadWithSpace = "write a space before it";
 
 // The bytes that a command works on.
@@ -18,7 +18,7 @@ inline constexpr Parameter kText = {
     .placeholder = "TEXT",
     .kind = Kind::kText,
     .group = Group::kWhat,
-    .help = "the bytes of TEXT, with the escapes \\r \\n \\t \\\\ \\xHH",
+    .help = R"(the bytes of TEXT, with the escapes \r \n \t \\ \xHH)",
     .remedy = kEscapeDash};
 inline constexpr Parameter kHex = {.name = "hex",
                                    .placeholder = "DIGITS",

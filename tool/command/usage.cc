@@ -52,6 +52,9 @@ std::vector<Rows> BranchesOf(Rows item) {
   }
 }
 
+// NOLINTBEGIN(misc-no-recursion): as deep as the brackets of a table, no
+// deeper.
+
 std::string UsageOfItem(Rows item) {
   const Use& use = item.front();
   if (use.mark == Mark::kCondition) return "";
@@ -211,6 +214,8 @@ std::string UsageOf(Rows uses) {
   }
   return text;
 }
+
+// NOLINTEND(misc-no-recursion)
 
 std::string UsageLine(const Command& command) {
   const std::string name = FullName(command);

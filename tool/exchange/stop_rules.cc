@@ -23,7 +23,7 @@ bool StopRules::Take(std::string_view message) {
          Reached(bytes_, limits_.bytes) || Reached(lines_, limits_.lines);
 }
 
-// Whether the text stands in the bytes so far; it may span messages.
+// Returns whether the text is in the bytes so far; it may span messages.
 bool StopRules::Completes(std::string_view message) {
   const std::string& until = limits_.until;
   if (until.empty()) return false;

@@ -9,13 +9,12 @@
 
 namespace fairlead::tool {
 
-/// Counts what is received, against -messages, -bytes, -lines and -until.
+/// Counts what is received for -messages, -bytes, -lines and -until.
 ///
-/// A rule ends the exchange, and never cuts a message: what came with the last
-/// byte that was wanted is shown like the rest, so nothing received is lost.
+/// A rule ends the exchange after a whole message, so nothing received is lost.
 class StopRules {
  public:
-  /// What to stop at; 0 and "" stand for no such rule.
+  /// What to stop at; 0 and "" mean no such rule.
   struct Limits {
     int messages = 0;
     int bytes = 0;
@@ -25,13 +24,13 @@ class StopRules {
 
   explicit StopRules(Limits limits);
 
-  /// Counts one message; true when a rule is now fulfilled.
+  /// Counts one message; returns whether a rule is met.
   bool Take(std::string_view message);
 
   std::int64_t messages() const { return messages_; }
   std::int64_t bytes() const { return bytes_; }
 
-  /// Whether -until was given and its text has not come.
+  /// Returns whether -until was given and its text has not come.
   bool UntilIsMissing() const { return !limits_.until.empty() && !seen_; }
 
  private:

@@ -55,7 +55,7 @@ std::string Json(std::string_view bytes, const TheTime& time) {
 }  // namespace
 
 std::string_view BodyOf(const CTCPMessage& message) {
-  // Bytes are bytes: char may look at any object.
+  // char may alias any object.
   return {reinterpret_cast<const char*>(message.data),
           static_cast<std::size_t>(message.len)};
 }

@@ -12,16 +12,16 @@
 
 namespace fairlead::tool {
 
-/// The bytes of a message.
+/// Returns the bytes of a message.
 std::string_view BodyOf(const CTCPMessage& message);
 
-/// What came at that time, as the view of that name has it.
+/// Returns what was received at that time in a view.
 ///
-/// "raw" is the bytes themselves, with control bytes made visible for a
-/// terminal. The others are one entry with the time of receipt: "text" a line
-/// with the bytes spelled as -text takes them, "hex" a line of digits, "dump"
-/// rows of sixteen bytes beside their letters, "json" one object on a line, in
-/// whose text every byte is one character.
+/// @param view "raw" for the bytes themselves, with control bytes made visible
+///     on a terminal. The others are one entry with the time of receipt: "text"
+///     a line with the escapes of -text, "hex" a line of digits, "dump" rows of
+///     sixteen bytes with their characters, "json" an object on one line, in
+///     whose text every byte is one character.
 std::string Rendered(std::string_view bytes, const TheTime& time,
                      std::string_view view, Screen screen);
 

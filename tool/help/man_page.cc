@@ -77,9 +77,16 @@ std::string Section(const Command& command) {
   text += Concat(".PP\n", Roff(command.description), "\n");
   for (const Parameter* const parameter : ParametersOf(command))
     text += Tagged(*parameter) + ChoiceList(*parameter);
-  text += ExampleList(command);
-  for (const Command* const subcommand : command.subcommands)
-    text += Section(*subcommand);
+  return text + ExampleList(command);
+}
+
+std::string Sections() {
+  std::string text;
+  for (const Command* const command : Commands()) {
+    text += Section(*command);
+    for (const Command* const subcommand : command->subcommands)
+      text += Section(*subcommand);
+  }
   return text;
 }
 
@@ -123,8 +130,7 @@ std::string ManPage() {
              ".SH DESCRIPTION\n"
              "The first argument is the command:\n");
   page += Summaries();
-  page += Concat(".PP\n", Roff(kConventions), "\n.SH COMMANDS\n");
-  for (const Command* const command : Commands()) page += Section(*command);
+  page += Concat(".PP\n", Roff(kConventions), "\n.SH COMMANDS\n", Sections());
   page += Concat(".SH EXIT STATUS\n", StatusList());
   page +=
       ".SH ENVIRONMENT\n"

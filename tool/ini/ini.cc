@@ -46,7 +46,7 @@ constexpr auto kCreateUses = Uses(kFile, Optional(kDryrun));
 // that all of them share.
 template <const auto& kTable,
           ExitStatus (*kRun)(const Arguments&, const Output&)>
-constexpr Action SharedActionOf() {
+constexpr Action SharedActionOf() noexcept {
   return {kTable, [](const ParsedArguments& arguments, const Output& output) {
             return kRun(Arguments(arguments), output);
           }};

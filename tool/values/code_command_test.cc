@@ -344,7 +344,7 @@ TEST(CodeCommandTest, WhatIsNoValueIsRefused) {
   EXPECT_THAT(Refusal(2, make + Words{"-number", "-1"}),
               HasSubstr("-number: -1 is out of range"));
   EXPECT_EQ(Refusal(2, make + Words{"-hex", "1"}),
-            "fairlead code: -hex: '1' is no pair of hexadecimal digits\n");
+            "fairlead code: -hex: '1' is not a pair of hexadecimal digits\n");
   EXPECT_EQ(Refusal(2, make + Words{"-hex", ""}),
             "fairlead code: -hex DIGITS must not be empty\n");
 }

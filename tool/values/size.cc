@@ -100,11 +100,11 @@ CFilePos PositionIn(const std::string& digits) {
 }
 
 std::uint64_t SizeOfFile(const std::string& path) {
-  struct stat facts {};
-  int error = stat(path.c_str(), &facts) == 0 ? 0 : errno;
-  if (error == 0 && S_ISDIR(facts.st_mode)) error = EISDIR;
-  if (error == 0 && S_ISREG(facts.st_mode))
-    return static_cast<std::uint64_t>(facts.st_size);
+  struct stat status {};
+  int error = stat(path.c_str(), &status) == 0 ? 0 : errno;
+  if (error == 0 && S_ISDIR(status.st_mode)) error = EISDIR;
+  if (error == 0 && S_ISREG(status.st_mode))
+    return static_cast<std::uint64_t>(status.st_size);
   throw Failure(kCannotRead,
                 Concat("cannot find the size of ", Quoted(path), ": ",
                        error == 0 ? "Not a regular file" : ErrorText(error)));

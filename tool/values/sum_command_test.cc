@@ -107,8 +107,9 @@ TEST(SumCommandTest, WordsEnterSignExtendedAndBytesDoNot) {
 TEST(SumCommandTest, TheEscapesOfWordsAreOneByteEach) {
   EXPECT_EQ(Answer({"-text", "\\x68\\r\\n\\t\\\\\\x00"}),
             Answer({"-hex", "68 0d 0a 09 5c 00"}));
-  EXPECT_EQ(Refusal(2, {"-text", "\\q"}),
-            "fairlead sum: -text: '\\q' is none of \\r \\n \\t \\\\ \\xHH\n");
+  EXPECT_EQ(
+      Refusal(2, {"-text", "\\q"}),
+      "fairlead sum: -text: '\\q' is not one of \\r \\n \\t \\\\ \\xHH\n");
   EXPECT_THAT(Refusal(2, {"-text", "-x"}),
               EndsWith("cannot begin with '-'; write \\x2d for it\n"));
 }
@@ -218,7 +219,7 @@ TEST(SumCommandTest, WhatCannotBeReadIsReported) {
 TEST(SumCommandTest, WhatAreNoHexadecimalPairsIsRefused) {
   for (const char* const digits : {"1", "0x11", "11 2", "1g"})
     EXPECT_THAT(Refusal(2, {"-hex", digits}),
-                EndsWith(" is no pair of hexadecimal digits\n"));
+                EndsWith(" is not a pair of hexadecimal digits\n"));
 }
 
 TEST(SumCommandTest, OneInputSourceIsNeeded) {
