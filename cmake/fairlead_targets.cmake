@@ -1,16 +1,17 @@
 # How every target of this project is compiled, and the functions that make a
 # test, a benchmark or a fuzzer out of one source file.
 include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
 include(CheckLinkerFlag)
 include(fairlead_peers)
 
-set(fairlead_warnings
-  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror)
+set(fairlead_warnings -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow)
 
-# Hardening of release builds: each flag is used where the compiler knows it.
+# Hardening of optimised builds: each flag is used if the toolchain knows it. It
+# is added to what the builder asks for and never replaces it.
 set(fairlead_hardening_compile "")
 set(fairlead_hardening_link "")
-if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$")
+if(FAIRLEAD_HARDENING)
   foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
     string(MAKE_C_IDENTIFIER "FAIRLEAD_HAS_${flag}" known)
     check_cxx_compiler_flag(${flag} ${known})
@@ -18,10 +19,28 @@ if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$")
       list(APPEND fairlead_hardening_compile ${flag})
     endif()
   endforeach()
-  check_cxx_compiler_flag("-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2" FAIRLEAD_HAS_FORTIFY)
-  if(FAIRLEAD_HAS_FORTIFY)
-    list(APPEND fairlead_hardening_compile -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
-  endif()
+
+  # The highest level of _FORTIFY_SOURCE that works, unless one is set already,
+  # by the builder or by the compiler itself.
+  set(CMAKE_REQUIRED_FLAGS -O2)
+  foreach(level 3 2)
+    check_cxx_source_compiles("
+      #ifdef _FORTIFY_SOURCE
+      #error already set
+      #endif
+      #define _FORTIFY_SOURCE ${level}
+      #include <features.h>
+      #if __USE_FORTIFY_LEVEL != ${level}
+      #error lowered by the system library
+      #endif
+      int main() {}" FAIRLEAD_HAS_FORTIFY_${level})
+    if(FAIRLEAD_HAS_FORTIFY_${level})
+      list(APPEND fairlead_hardening_compile -D_FORTIFY_SOURCE=${level})
+      break()
+    endif()
+  endforeach()
+  unset(CMAKE_REQUIRED_FLAGS)
+
   foreach(flag relro now)
     check_linker_flag(CXX "-Wl,-z,${flag}" FAIRLEAD_HAS_LINK_${flag})
     if(FAIRLEAD_HAS_LINK_${flag})
@@ -29,80 +48,127 @@ if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$")
     endif()
   endforeach()
 endif()
+set(fairlead_is_optimised "$<CONFIG:Release,RelWithDebInfo,MinSizeRel>")
 
 # Position-independent programs, where the toolchain can link them.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
 # Applies warnings, hardening and visibility to one of our own targets.
+#
+# No unity builds: sources give helpers in their unnamed namespaces the same
+# names, and some of AES are compiled for other instructions than the rest.
 function(fairlead_compile_options target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
+    UNITY_BUILD OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
   if(FAIRLEAD_DEVELOPER)
-    target_compile_options(${target} PRIVATE ${fairlead_warnings})
+    target_compile_options(${target} PRIVATE ${fairlead_warnings} -Werror)
+    target_compile_definitions(${target} PRIVATE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
   endif()
-  target_compile_options(${target} PRIVATE ${fairlead_hardening_compile})
-  target_link_options(${target} PRIVATE ${fairlead_hardening_link})
+  target_compile_options(${target} PRIVATE
+    "$<${fairlead_is_optimised}:${fairlead_hardening_compile}>")
+  target_link_options(${target} PRIVATE
+    "$<${fairlead_is_optimised}:${fairlead_hardening_link}>")
 endfunction()
 
-# fairlead_program(name [LIBRARIES library…])
+# fairlead_program(name [PRIVATE_PARTS] [LIBRARIES library…])
 #
-# A program of one source, name.cc, linked with the library.
+# A program of one source, name.cc, linked with the library; with PRIVATE_PARTS,
+# with its object files if it is a shared one, which hides those parts.
 function(fairlead_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PRIVATE_PARTS" "" "LIBRARIES")
   add_executable(${name} ${name}.cc)
   fairlead_compile_options(${name})
-  target_link_libraries(${name} PRIVATE fairlead::fairlead ${arg_LIBRARIES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES})
+  if(arg_PRIVATE_PARTS AND BUILD_SHARED_LIBS)
+    target_sources(${name} PRIVATE $<TARGET_OBJECTS:fairlead>)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${name} PRIVATE Threads::Threads)
+  else()
+    target_link_libraries(${name} PRIVATE fairlead::fairlead)
+  endif()
 endfunction()
 
 # Tests are built often and run for a moment: they share GoogleTest's headers,
-# compiled once, and are hardly optimised. What they test is, as ever.
+# compiled once, and are not optimised. What they test is compiled as ever.
 function(fairlead_quick_to_build target)
+  set(quick -O0 -U_FORTIFY_SOURCE)
   if(NOT TARGET fairlead_test_headers)
     file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test_headers.cc CONTENT "int main() {}\n")
     add_executable(fairlead_test_headers ${PROJECT_BINARY_DIR}/test_headers.cc)
     fairlead_compile_options(fairlead_test_headers)
-    target_compile_options(fairlead_test_headers PRIVATE -O1)
+    set_target_properties(fairlead_test_headers PROPERTIES CXX_VISIBILITY_PRESET default)
+    target_compile_options(fairlead_test_headers PRIVATE ${quick})
     target_link_libraries(fairlead_test_headers PRIVATE GTest::gmock Threads::Threads)
     target_precompile_headers(fairlead_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   endif()
-  target_compile_options(${target} PRIVATE -O1)
-  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-    # At -O1 g++ 12 warns of overflows in std::string that cannot be.
-    target_compile_options(${target} PRIVATE
-      -Wno-array-bounds -Wno-restrict -Wno-stringop-overflow)
-  endif()
+  # Some interpose functions of their own for the system's, and shared libraries
+  # have to find these.
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET default)
+  target_compile_options(${target} PRIVATE ${quick})
   target_precompile_headers(${target} REUSE_FROM fairlead_test_headers)
 endfunction()
 
-# fairlead_test(name [LIBRARIES library…] [TIMEOUT seconds])
+# fairlead_test(name [PRIVATE_PARTS] [LIBRARIES library…] [LABELS label…]
+#   [TIMEOUT seconds] [NEEDS library…])
 #
-# name.cc as a GoogleTest program; every test in it is one of ctest's.
+# name.cc as a GoogleTest program; every test in it is one of ctest's. Labels:
+#   quick    all of them together take less than 30 seconds; the default
+#   slow     the others
+#   faults   a system call of the tool fails at a time; under strace
+#   threads  what runs threads: built and run under the thread sanitizer too,
+#            by the target fairlead_thread_tests
+# A test that NEEDS Package::Component is left out, with a notice, where CMake
+# does not find the package.
 function(fairlead_test name)
   if(NOT FAIRLEAD_TESTS)
     return()
   endif()
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PRIVATE_PARTS" "TIMEOUT" "LIBRARIES;LABELS;NEEDS")
+  foreach(library IN LISTS arg_NEEDS)
+    string(REGEX REPLACE "::.*" "" package ${library})
+    find_package(${package} QUIET)
+    if(NOT TARGET ${library})
+      message(STATUS "${name}: ${package} is not installed; the test is left out")
+      return()
+    endif()
+  endforeach()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
+  if(NOT arg_LABELS MATCHES "quick|slow|faults")
+    list(APPEND arg_LABELS quick)
+  endif()
   find_package(GTest REQUIRED)
   include(GoogleTest)
-  fairlead_program(${name} LIBRARIES GTest::gmock GTest::gtest_main ${arg_LIBRARIES})
+  if(arg_PRIVATE_PARTS)
+    set(private_parts PRIVATE_PARTS)
+  endif()
+  fairlead_program(${name} ${private_parts}
+    LIBRARIES GTest::gmock GTest::gtest_main ${arg_LIBRARIES} ${arg_NEEDS})
   fairlead_quick_to_build(${name})
+  # A list of labels has to survive two evaluations.
+  list(JOIN arg_LABELS "\\;" labels)
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
-    PROPERTIES TIMEOUT ${arg_TIMEOUT})
+    PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${labels}")
+  if(threads IN_LIST arg_LABELS)
+    if(NOT TARGET fairlead_thread_tests)
+      add_custom_target(fairlead_thread_tests)
+    endif()
+    add_dependencies(fairlead_thread_tests ${name})
+  endif()
 endfunction()
 
 # fairlead_benchmark(name [LIBRARIES library…] [PEERS peer…])
 #
 # name.cc as a Google Benchmark program. A peer that is installed is linked and
-# defines FAIRLEAD_PEER_<PEER>; one that is not is left out of the race.
+# defines FAIRLEAD_PEER_<PEER>; one that is not is left out of the benchmark.
 function(fairlead_benchmark name)
   if(NOT FAIRLEAD_BENCHMARKS)
     return()
@@ -117,19 +183,19 @@ function(fairlead_benchmark name)
       target_compile_definitions(${name} PRIVATE ${macro})
       target_link_libraries(${name} PRIVATE ${found})
     else()
-      message(STATUS "${name}: ${peer} is not installed and will not be raced")
+      message(STATUS "${name}: ${peer} is not installed and will not be measured")
     endif()
   endforeach()
 endfunction()
 
-# fairlead_fuzzer(name)
+# fairlead_fuzzer(name [LIBRARIES library…])
 #
-# name.cc as a libFuzzer program; its kept inputs stand in the folder
+# name.cc as a libFuzzer program; its kept inputs are in the folder
 # name_corpus beside it.
 function(fairlead_fuzzer name)
   if(NOT FAIRLEAD_FUZZERS)
     return()
   endif()
-  fairlead_program(${name})
+  fairlead_program(${name} ${ARGN})
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
 endfunction()

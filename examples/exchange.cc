@@ -1,9 +1,10 @@
-// Sends one line to a server and prints what comes back:
+// Sends one line to a server and prints the reply:
 //
 //     exchange -host localhost -port 6379 -text PING
 //
-// The whole of a small client: arguments, a name, a connection, a message, the
-// replies, and an end that always comes.
+// A complete small client: it parses its arguments, resolves a name, connects,
+// sends a message and waits at most five seconds for a line. Its exit statuses
+// are those of `fairlead send`.
 
 #include <arpa/inet.h>
 #include <fairlead/fairlead.h>
@@ -21,7 +22,7 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-// A line as a message to the first address of the host.
+// Fills in a message with a line for the first address of the host.
 bool MakeMessage(const fairlead::CSimpleCmdLine& args,
                  fairlead::CTCPMessage& message) {
   const std::vector<std::string> addresses =
@@ -37,7 +38,7 @@ bool MakeMessage(const fairlead::CSimpleCmdLine& args,
   return true;
 }
 
-// Prints what arrives until a line is complete; true when one was.
+// Prints what arrives up to the end of a line. Returns false if none ends.
 bool PrintOneLine(fairlead::CTCPClient& client, Clock::time_point deadline) {
   while (Clock::now() < deadline && client.IsNotTerminated()) {
     while (client.MessagesCount() > 0) {
@@ -47,7 +48,7 @@ bool PrintOneLine(fairlead::CTCPClient& client, Clock::time_point deadline) {
       std::printf("%.*s", reply.len, text.data());
       if (text.find('\n') != std::string_view::npos) return true;
     }
-    // The wake-up may have come before this wait, so the wait is a short one.
+    // A notification sent before this wait is lost, so the wait is short.
     std::unique_lock lock(client.queueMutex);
     client.messageCv.wait_for(lock, 50ms);
   }

@@ -1,8 +1,8 @@
-// Keeps the settings of a tool in an INI file, and counts its runs there:
+// Stores the settings of a tool in an INI file, and counts its runs there:
 //
 //     settings -file tool.ini -host example.org
 //
-// The first run makes the file. Whatever else a user writes into it stays.
+// The first run creates the file. Whatever else a user writes into it is kept.
 
 #include <fairlead/fairlead.h>
 
@@ -11,8 +11,8 @@
 
 namespace {
 
-// What was given on the command line is kept for the next time.
-void Keep(const fairlead::CSimpleCmdLine& args, const std::string& file) {
+// Stores the parameters of the command line for the next run.
+void Store(const fairlead::CSimpleCmdLine& args, const std::string& file) {
   using fairlead::WritePrivateProfileInteger;
   using fairlead::WritePrivateProfileStr;
   if (args.PresentParam("host"))
@@ -22,7 +22,7 @@ void Keep(const fairlead::CSimpleCmdLine& args, const std::string& file) {
                                file);
 }
 
-// One more than the file says. The comment is set once, with the key.
+// Increments the count in the file. A new key gets a comment.
 int CountThisRun(const std::string& file) {
   const int runs = fairlead::GetPrivateProfileInteger("tool", "runs", 0, file);
   fairlead::WritePrivateProfileInteger("tool", "runs", runs + 1, file);
@@ -38,16 +38,16 @@ int CountThisRun(const std::string& file) {
 int main(int argc, char** argv) {
   const fairlead::CSimpleCmdLine args(argc, argv);
   const std::string file = args.GetStrParam("file", "tool.ini");
-  Keep(args, file);
+  Store(args, file);
 
-  // A write reports nothing; the value read back tells that it arrived.
+  // A write reports no errors: read the value back.
   const int run = CountThisRun(file);
   if (fairlead::GetPrivateProfileInteger("tool", "runs", 0, file) != run) {
     std::fprintf(stderr, "settings: cannot write %s\n", file.c_str());
     return 23;
   }
 
-  // Many values are best asked of a file that was loaded once.
+  // To look up many values, load the file once.
   fairlead::CIniFile settings;
   settings.Load(file);
   const std::string host = settings.GetValueDef("server", "host", "localhost");

@@ -1,5 +1,6 @@
 #!/bin/sh
-# Runs the example settings in a folder of its own: settings_test.sh PROGRAM
+# Runs the example settings in a temporary folder.
+# usage: settings_test.sh PROGRAM
 set -eu
 program=$1
 folder=$(mktemp -d)
@@ -8,7 +9,7 @@ cd "$folder"
 
 expect() {
   if [ "$1" != "$2" ]; then
-    printf 'got:\n%s\ninstead of:\n%s\n' "$1" "$2" >&2
+    printf 'got:\n%s\nexpected:\n%s\n' "$1" "$2" >&2
     exit 1
   fi
 }

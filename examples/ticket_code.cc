@@ -1,10 +1,10 @@
-// Makes a code that a person can type out of the fields of a ticket, with a
-// check value inside, and reads it back:
+// Encodes the fields of a ticket and their checksum as a code that a user can
+// type, and decodes it:
 //
 //     ticket_code -event 512 -seat 77 -row 3
 //     ticket_code -read 'ABCD-EFGH'
 //
-// The check finds what a person mistypes. It is no proof against forgery.
+// The checksum detects typing errors. It does not prevent forgery.
 
 #include <fairlead/fairlead.h>
 
@@ -15,12 +15,12 @@
 
 namespace {
 
-// 40 bits of fields and 8 of the check make 8 characters of 6 bits.
+// 40 bits of fields and 8 of the checksum are 8 characters of 6 bits.
 constexpr int kEventBits = 16;
 constexpr int kSeatBits = 14;
 constexpr int kRowBits = 10;
 constexpr int kFieldBits = kEventBits + kSeatBits + kRowBits;
-constexpr int kCheckBits = 8;
+constexpr int kChecksumBits = 8;
 
 struct Ticket {
   unsigned int event = 0;
@@ -28,13 +28,13 @@ struct Ticket {
   unsigned int row = 0;
 };
 
-fairlead::CConverter Codes() { return {kFieldBits + kCheckBits, 6, 4}; }
+fairlead::CConverter Codes() { return {kFieldBits + kChecksumBits, 6, 4}; }
 
-unsigned int CheckOf(const fairlead::CBitstr& bits) {
-  fairlead::CCRC check{.rotation = 5};
+unsigned int ChecksumOf(const fairlead::CBitstr& bits) {
+  fairlead::CCRC checksum{.rotation = 5};
   for (int at = 0; at < kFieldBits; at += 8)
-    check.AddVal(bits.data[at / 32] >> at % 32 & 0xFFU);
-  return check.ReadCRC8();
+    checksum.AddVal(bits.data[at / 32] >> at % 32 & 0xFFU);
+  return checksum.ReadCRC8();
 }
 
 void Put(fairlead::CBitstr& bits, unsigned int value, int at, int count) {
@@ -52,7 +52,7 @@ std::string CodeOf(const Ticket& ticket) {
   Put(bits, ticket.event, 0, kEventBits);
   Put(bits, ticket.seat, kEventBits, kSeatBits);
   Put(bits, ticket.row, kEventBits + kSeatBits, kRowBits);
-  Put(bits, CheckOf(bits), kFieldBits, kCheckBits);
+  Put(bits, ChecksumOf(bits), kFieldBits, kChecksumBits);
 
   fairlead::CConverter codes = Codes();
   codes.LoadData(bits);
@@ -60,16 +60,17 @@ std::string CodeOf(const Ticket& ticket) {
 }
 
 std::optional<Ticket> TicketOf(const std::string& code) {
-  fairlead::CConverter codes = Codes();  // A fresh one for each text.
+  fairlead::CConverter codes = Codes();  // A new one for each text.
   if (!codes.LoadData(code)) return std::nullopt;
   const fairlead::CBitstr bits = codes.GetBitstr();
-  if (Get(bits, kFieldBits, kCheckBits) != CheckOf(bits)) return std::nullopt;
+  if (Get(bits, kFieldBits, kChecksumBits) != ChecksumOf(bits))
+    return std::nullopt;
   return Ticket{.event = Get(bits, 0, kEventBits),
                 .seat = Get(bits, kEventBits, kSeatBits),
                 .row = Get(bits, kEventBits + kSeatBits, kRowBits)};
 }
 
-// A field of that many bits; none where the number does not fit.
+// The number of a parameter, or nothing if it has more than `bits` bits.
 std::optional<unsigned int> Field(const fairlead::CSimpleCmdLine& args,
                                   const char* name, int bits) {
   const int value = args.GetIntParam(name, -1);
@@ -82,8 +83,10 @@ std::optional<unsigned int> Field(const fairlead::CSimpleCmdLine& args,
 int Read(const std::string& code) {
   const std::optional<Ticket> ticket = TicketOf(code);
   if (!ticket) {
-    std::fprintf(stderr, "ticket_code: '%s' is no code: look for a mistake\n",
-                 code.c_str());
+    std::fprintf(
+        stderr,
+        "ticket_code: '%s' is not a valid code; check for typing errors\n",
+        code.c_str());
     return 3;
   }
   std::printf("event %u, seat %u, row %u\n", ticket->event, ticket->seat,

@@ -1,16 +1,17 @@
 #!/bin/sh
-# Runs the example ticket_code: ticket_code_test.sh PROGRAM
+# Runs the example ticket_code.
+# usage: ticket_code_test.sh PROGRAM
 set -eu
 program=$1
 
 expect() {
   if [ "$1" != "$2" ]; then
-    printf 'got: %s\ninstead of: %s\n' "$1" "$2" >&2
+    printf 'got: %s\nexpected: %s\n' "$1" "$2" >&2
     exit 1
   fi
 }
 
-# That such a call fails so.
+# Expects an exit status: fails STATUS ARGUMENT...
 fails() {
   wanted=$1
   shift
@@ -26,7 +27,7 @@ expect "$("$program" -read "$(echo "$code" | tr -d -)")" "event 512, seat 77, ro
 code=$("$program" -event 65535 -seat 16383 -row 1023)
 expect "$("$program" -read "$code")" "event 65535, seat 16383, row 1023"
 
-# A mistyped character is found, wherever it stands.
+# A mistyped character is detected at every position.
 for place in 1 2 3 4 6 7 8 9; do
   wrong=$(echo "$code" | sed "s/./A/$place")
   [ "$wrong" = "$code" ] || fails 3 -read "$wrong"

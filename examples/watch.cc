@@ -1,9 +1,9 @@
-// Watches a file, and tells when it begins to change and when it has come to
-// rest, on standard output and in a log, until it is interrupted:
+// Watches a file until it is interrupted, and reports on standard output and in
+// a log when the file begins to change and when it has stopped changing:
 //
 //     watch -file data.bin -log watch.log -every 200 -rest 2000
 //
-// Times are in milliseconds. That the file is missing is told once a minute.
+// Times are in milliseconds. A missing file is reported once a minute.
 
 #include <fairlead/fairlead.h>
 #include <sys/stat.h>
@@ -31,8 +31,8 @@ std::string Readable(std::uint64_t size) {
   return position.GetText();
 }
 
-// A log adds nothing of its own; one << is one whole line, whoever else writes.
-void Tell(fairlead::CLog& log, const std::string& text) {
+// CLog adds nothing to a text, and never mixes those of several threads.
+void Report(fairlead::CLog& log, const std::string& text) {
   log << fairlead::TheTime().GetStr(true) + text + "\n";
 }
 
@@ -43,16 +43,16 @@ class Watch {
 
   void Look() {
     const std::optional<std::uint64_t> size = SizeOf(file_);
-    if (!size && missing_.Start(file_, 60)) Tell(log_, file_ + " is missing");
+    if (!size && missing_.Start(file_, 60)) Report(log_, file_ + " is missing");
     if (size != size_) {
       begins_.Update(file_);
       ends_.Update(file_);
     }
     size_ = size;
 
-    if (begins_.Start(file_, rest_)) Tell(log_, file_ + " begins to change");
+    if (begins_.Start(file_, rest_)) Report(log_, file_ + " begins to change");
     if (ends_.Start(file_, rest_))
-      Tell(log_, file_ + " rests at " + Readable(size_.value_or(0)));
+      Report(log_, file_ + " rests at " + Readable(size_.value_or(0)));
   }
 
  private:
@@ -79,11 +79,11 @@ int main(int argc, char** argv) {
 
   fairlead::CLog log(args.GetStrParam("log", "watch.log"), false);
   Watch watch(file, args.GetIntParam("rest", 2000) / 1000.0, log);
-  Tell(log, "watching " + file);
+  Report(log, "watching " + file);
   while (interrupted == 0) {
     watch.Look();
     fairlead::sleep_ms(args.GetIntParam("every", 200));
   }
-  Tell(log, "stopped watching");
+  Report(log, "stopped watching");
   return 0;
 }

@@ -1,5 +1,6 @@
 #!/bin/sh
-# Runs the example watch in a folder of its own: watch_test.sh PROGRAM
+# Runs the example watch in a temporary folder.
+# usage: watch_test.sh PROGRAM
 set -eu
 program=$1
 folder=$(mktemp -d)
@@ -7,7 +8,7 @@ watcher=
 trap '[ -z "$watcher" ] || kill -9 "$watcher" 2>/dev/null || true; rm -rf "$folder"' EXIT
 cd "$folder"
 
-# Waits until the log says so.
+# Waits for a line of the log that ends with the text.
 expect() {
   tries=0
   until [ -e watch.log ] && grep -q "$1\$" watch.log; do

@@ -2,13 +2,10 @@
 
 #include <span>
 
-#include "tool/io/output.h"
 #include "tool/run_command.h"
 
 // A program may be started with no arguments at all, not even its own path.
 int main(int argc, char** argv) {
-  fairlead::tool::Output output;
   const std::span<char* const> words(argv, static_cast<std::size_t>(argc));
-  return fairlead::tool::RunCommand(words.subspan(words.empty() ? 0 : 1),
-                                    output);
+  return fairlead::tool::RunCommand(words.subspan(words.empty() ? 0 : 1));
 }

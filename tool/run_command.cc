@@ -15,6 +15,7 @@
 #include "tool/command/parameters.h"
 #include "tool/command/usage.h"
 #include "tool/help/help_text.h"
+#include "tool/io/output.h"
 
 namespace fairlead::tool {
 namespace {
@@ -86,12 +87,13 @@ void SayWhyItEnded() {
 
 }  // namespace
 
-ExitStatus RunCommand(std::span<char* const> arguments, const Output& output) {
+ExitStatus RunCommand(std::span<char* const> arguments) {
   static const bool registered = std::atexit(SayWhyItEnded) == 0;
   (void)registered;
   const ClearRunning clear_at_the_end;
   std::string_view name;
   try {
+    const Output output;
     if (arguments.empty())
       throw Failure(kWrongUsage, std::string(ShortUsage()));
     const Command& command = KnownCommand(CommandName(arguments[0]));

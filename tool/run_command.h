@@ -6,14 +6,14 @@
 #include <span>
 
 #include "tool/base/exit_status.h"
-#include "tool/io/output.h"
 
 namespace fairlead::tool {
 
-/// Runs the command that the arguments name, and reports its failure.
+/// Runs the command that the arguments name, and reports its failure. Call it
+/// once in the life of the process.
 ///
 /// @param arguments the process's, without the program's path
-ExitStatus RunCommand(std::span<char* const> arguments, const Output& output);
+ExitStatus RunCommand(std::span<char* const> arguments);
 
 }  // namespace fairlead::tool
 

@@ -20,32 +20,40 @@ const Words kControl = {"send", "-demo", "-hex", "1b5b316d 41 0d0a 07",
 const Words kStamped = {"send",  "-demo", "-text", "A",
                         "-view", "text",  "-quiet"};
 
-TEST(TerminalTest, ControlBytesAreVisibleThere) {
+class TerminalTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (const std::string why = WhyNoTerminal(); !why.empty())
+      GTEST_SKIP() << why;
+  }
+};
+
+TEST_F(TerminalTest, ControlBytesAreVisibleThere) {
   EXPECT_EQ(
       RunProgram({.arguments = kControl, .output_is_terminal = true}).output,
       "\\x1b[1mA\\r\n\\x07");
 }
 
-TEST(TerminalTest, ElsewhereTheyPassAsTheyAre) {
+TEST_F(TerminalTest, ElsewhereTheyPassAsTheyAre) {
   EXPECT_EQ(
       RunProgram({.arguments = kControl, .error_is_terminal = true}).output,
       "\033[1mA\r\n\007");
 }
 
-TEST(TerminalTest, StampsAreColouredThere) {
+TEST_F(TerminalTest, StampsAreColouredThere) {
   EXPECT_THAT(
       RunProgram({.arguments = kStamped, .output_is_terminal = true}).output,
       MatchesRegex("\033\\[2m\\[.*\\] \033\\[0mA\n"));
 }
 
-TEST(TerminalTest, NothingIsColouredElsewhere) {
+TEST_F(TerminalTest, NothingIsColouredElsewhere) {
   EXPECT_THAT(RunProgram({.arguments = kStamped}).output,
               Not(HasSubstr(kEscape)));
   const Outcome refused = Fairlead({"send"});
   EXPECT_THAT(refused.error, Not(HasSubstr(kEscape)));
 }
 
-TEST(TerminalTest, NoColorIsObeyed) {
+TEST_F(TerminalTest, NoColorIsObeyed) {
   const Words environment = {"NO_COLOR=1"};
   const Outcome stamped = RunProgram({.arguments = kStamped,
                                       .output_is_terminal = true,
@@ -61,14 +69,14 @@ TEST(TerminalTest, NoColorIsObeyed) {
   EXPECT_THAT(empty.error, HasSubstr("\033[1m"));
 }
 
-TEST(TerminalTest, ADumbTerminalGetsPlainText) {
+TEST_F(TerminalTest, ADumbTerminalGetsPlainText) {
   const Outcome outcome = RunProgram({.arguments = {"send"},
                                       .error_is_terminal = true,
                                       .environment = {"TERM=dumb"}});
   EXPECT_THAT(outcome.error, Not(HasSubstr(kEscape)));
 }
 
-TEST(TerminalTest, ErrorsAreBoldThere) {
+TEST_F(TerminalTest, ErrorsAreBoldThere) {
   EXPECT_THAT(
       RunProgram({.arguments = {"send"}, .error_is_terminal = true}).error,
       HasSubstr("\033[1mfairlead send:\033[0m missing"));
@@ -83,14 +91,14 @@ std::string Seen(const Words& arguments, const std::string& input = "") {
       .output;
 }
 
-TEST(TerminalTest, WordsBeginBelowTheReplyAndWipeNothing) {
+TEST_F(TerminalTest, WordsBeginBelowTheReplyAndWipeNothing) {
   EXPECT_EQ(Seen({"send", "-demo", "-text", "hello"}),
             "dns resolved: 127.0.0.1\n"
             "hello\n"
             "fairlead send: 5 bytes sent, 5 received; the peer closed\n");
 }
 
-TEST(TerminalTest, AReplyThatEndsItsLineNeedsNoOther) {
+TEST_F(TerminalTest, AReplyThatEndsItsLineNeedsNoOther) {
   EXPECT_EQ(Seen({"send", "-demo", "-text", "hello", "-eol", "lf"}),
             "dns resolved: 127.0.0.1\n"
             "hello\n"
@@ -99,7 +107,7 @@ TEST(TerminalTest, AReplyThatEndsItsLineNeedsNoOther) {
             Seen({"send"}).size() - 1);
 }
 
-TEST(TerminalTest, ARedirectedReplyLeavesTheWordsAsTheyAre) {
+TEST_F(TerminalTest, ARedirectedReplyLeavesTheWordsAsTheyAre) {
   const Outcome words =
       RunProgram({.arguments = {"send", "-demo", "-text", "x"},
                   .error_is_terminal = true,
@@ -113,7 +121,7 @@ TEST(TerminalTest, ARedirectedReplyLeavesTheWordsAsTheyAre) {
 }
 
 // The reason comes while the bar still stands; it takes the bar's line.
-TEST(TerminalTest, AnAnswerToABrokenSendStandsOnItsOwnLine) {
+TEST_F(TerminalTest, AnAnswerToABrokenSendStandsOnItsOwnLine) {
   ScriptedServer server([](int connection) {
     SendAll(connection, "no room");
     Receive(connection, 1'000'000);
@@ -124,7 +132,7 @@ TEST(TerminalTest, AnAnswerToABrokenSendStandsOnItsOwnLine) {
               HasSubstr(" MB\033[K\r\033[Kno room\nfairlead send: sending"));
 }
 
-TEST(TerminalTest, ALongSendDrawsABarAndTakesItAway) {
+TEST_F(TerminalTest, ALongSendDrawsABarAndTakesItAway) {
   const std::string body(1'000'000, 'x');
   const Outcome outcome = RunProgram({.arguments = {"send", "-demo", "-stdin"},
                                       .input = body,
@@ -136,7 +144,7 @@ TEST(TerminalTest, ALongSendDrawsABarAndTakesItAway) {
               HasSubstr("100% of 1.0 MB\033[K\r\033[K\033[1mfairlead"));
 }
 
-TEST(TerminalTest, NoBarIsDrawnWhereNoneIsWanted) {
+TEST_F(TerminalTest, NoBarIsDrawnWhereNoneIsWanted) {
   const std::string body(1'000'000, 'x');
   const Outcome quiet =
       RunProgram({.arguments = {"send", "-demo", "-stdin", "-quiet"},

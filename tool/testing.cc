@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace fairlead::tool {
@@ -26,10 +27,8 @@ namespace {
 constexpr int kMinute = 60000;  // In milliseconds.
 
 int Checked(int result, const char* what) {
-  if (result == -1) {
-    std::perror(what);
-    throw std::runtime_error(what);
-  }
+  if (result == -1)
+    throw std::system_error(errno, std::generic_category(), what);
   return result;
 }
 
@@ -53,8 +52,8 @@ Ends Terminal() {
   Checked(grantpt(ends.ours), "grantpt");
   Checked(unlockpt(ends.ours), "unlockpt");
   std::array<char, 64> name{};
-  if (ptsname_r(ends.ours, name.data(), name.size()) != 0)
-    Checked(-1, "ptsname_r");
+  errno = ptsname_r(ends.ours, name.data(), name.size());
+  if (errno != 0) Checked(-1, "ptsname_r");
   ends.theirs =
       Checked(open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC), name.data());
   termios settings{};
@@ -106,6 +105,18 @@ void ResetSignals(posix_spawnattr_t* attributes) {
                            POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 }
 
+// The first of two values counts. The program reads the clock and letters as
+// the test does.
+Words Environment(const Launch& launch) {
+  Words environment = launch.environment;
+  for (const char* const name : {"PATH", "TZ", "LC_ALL"})
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no test changes a variable.
+    if (const char* const value = std::getenv(name))
+      environment.push_back(std::string(name) + "=" + value);
+  environment.emplace_back("TERM=xterm");
+  return environment;
+}
+
 pid_t Spawn(const Launch& launch, std::array<int, 3> standard) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -118,11 +129,7 @@ pid_t Spawn(const Launch& launch, std::array<int, 3> standard) {
   posix_spawnattr_init(&attributes);
   ResetSignals(&attributes);
 
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no test changes a variable.
-  const char* const path = std::getenv("PATH");
-  Words environment = launch.environment;
-  environment.push_back(std::string("PATH=") + (path == nullptr ? "" : path));
-  environment.emplace_back("TERM=xterm");
+  Words environment = Environment(launch);
   const std::string program =
       launch.program.empty() ? FAIRLEAD_PROGRAM : launch.program;
   Words arguments = launch.arguments;
@@ -239,6 +246,29 @@ Outcome Fairlead(Words arguments) {
   return RunProgram({.arguments = std::move(arguments)});
 }
 
+std::string WhyNoTerminal() {
+  try {
+    Ends terminal = Terminal();
+    for (int* const end : {&terminal.ours, &terminal.theirs}) Drop(*end);
+    return "";
+  } catch (const std::system_error& error) {
+    return std::string("there is no pseudo-terminal: ") + error.what();
+  }
+}
+
+std::string WhyNoFaults() {
+  try {
+    const Outcome outcome =
+        RunProgram({.arguments = {"-qq", "-e", "inject=exit_group:signal=KILL",
+                                  "/bin/true"},
+                    .program = "strace"});
+    if (outcome.signal == SIGKILL) return "";
+    return "strace may not trace: " + outcome.error;
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+}
+
 ScriptedServer::ScriptedServer(std::function<void(int)> script)
     : script_(std::move(script)),
       listener_(ListenOnLoopback(1)),
@@ -343,6 +373,14 @@ std::string TempFolder::File(std::string_view name,
       std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
   if (std::fclose(file) != 0 || !written) throw std::runtime_error(path);
   return path;
+}
+
+// Only the call that fails is traced.
+Words WithFault(std::string_view fault) {
+  return {"-f", "-qq",
+          "-o", "/dev/null",
+          "-e", "trace=" + std::string(fault.substr(0, fault.find(':'))),
+          "-e", "inject=" + std::string(fault)};
 }
 
 Words operator+(Words arguments, const Words& more) {

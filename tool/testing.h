@@ -12,9 +12,13 @@
 #include <thread>
 #include <vector>
 
+#include "fairlead/testing/sanitizers.h"
+
 namespace fairlead::tool {
 
 using Words = std::vector<std::string>;
+
+using internal::kSanitized;
 
 /// How to start a program, and what its standard descriptors are.
 struct Launch {
@@ -29,8 +33,9 @@ struct Launch {
   bool error_is_terminal = false;
   bool one_terminal = false;     ///< Standard output and error together.
   std::vector<int> closed = {};  ///< Descriptors to begin without.
-  Words environment = {};        ///< Besides PATH and TERM=xterm.
-  std::string program = {};      ///< The command fairlead if "".
+  Words environment = {};    ///< Besides TERM=xterm, and PATH, TZ and LC_ALL as
+                             ///< the test has them.
+  std::string program = {};  ///< The command fairlead if "".
 };
 
 /// What a program left behind.
@@ -70,6 +75,13 @@ Outcome RunProgram(const Launch& launch);
 
 /// Runs `fairlead` with these arguments and an empty standard input.
 Outcome Fairlead(Words arguments);
+
+/// "" where a program can be given a terminal, otherwise why it cannot: the
+/// words with which a test of terminals is skipped.
+std::string WhyNoTerminal();
+
+/// "" where strace can put a fault into a system call, otherwise why it cannot.
+std::string WhyNoFaults();
 
 /// A loopback server whose one connection a script serves, on a thread.
 class ScriptedServer {
@@ -129,6 +141,10 @@ class TempFolder {
  private:
   std::string path_;
 };
+
+/// The words behind "strace" that run a program with this fault in its calls,
+/// such as "poll:error=ENOMEM:when=2".
+Words WithFault(std::string_view fault);
 
 /// The arguments with more behind them.
 Words operator+(Words arguments, const Words& more);

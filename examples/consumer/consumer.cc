@@ -1,4 +1,4 @@
-// The least program that uses fairlead: says which port its command line names.
+// A minimal program that uses fairlead: prints the port of its command line.
 
 #include <fairlead/fairlead.h>
 

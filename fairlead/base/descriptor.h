@@ -1,5 +1,5 @@
-// Descriptors as the library opens them: never under the number of a standard
-// stream, and closed at the end of their scope. Not installed.
+// Descriptors: never 0, 1 or 2, and closed at the end of their scope. Not
+// installed.
 
 #ifndef FAIRLEAD_BASE_DESCRIPTOR_H_
 #define FAIRLEAD_BASE_DESCRIPTOR_H_
@@ -14,7 +14,7 @@
 
 namespace fairlead::internal {
 
-// Repeats a system call for as long as signals interrupt it.
+// Repeats a system call while signals interrupt it; returns its result.
 template <typename Call>
 auto Uninterrupted(Call call) {
   for (;;) {
@@ -23,13 +23,13 @@ auto Uninterrupted(Call call) {
   }
 }
 
-// Moves a file to a number above those of the standard streams, closed on
-// `exec`. The system gives out the lowest free number, which is that of a
-// standard stream where the program has closed it: what is printed later would
-// then go into the file, or to the peer of a socket.
+// Moves a descriptor that is 0, 1 or 2 to a higher one, with close-on-exec, and
+// closes the old one. A new file gets such a number if the program has closed a
+// standard stream; later output would then go into the file or to a socket's
+// peer.
 //
-// Takes -1 too. Returns the new number, or -1 with errno set; the old number
-// is closed either way.
+// Returns the new descriptor, or -1 with errno set. Returns all others, -1
+// included, unchanged.
 inline int MoveAboveStandardStreams(int descriptor) {
   if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
   const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
@@ -39,8 +39,8 @@ inline int MoveAboveStandardStreams(int descriptor) {
   return moved;
 }
 
-// Writes to the file until it takes no more; returns how many bytes it took.
-// Fewer than all: errno tells why.
+// Writes until everything is written or an error occurs; returns the number of
+// bytes written. If it is less than the size, errno has the cause.
 inline std::size_t WriteAll(int descriptor, std::string_view text) {
   std::size_t written = 0;
   while (written < text.size()) {
@@ -53,7 +53,7 @@ inline std::size_t WriteAll(int descriptor, std::string_view text) {
   return written;
 }
 
-// Owns what `open` and its like return, -1 included.
+// Owns a descriptor; -1 means none.
 class Descriptor {
  public:
   Descriptor() = default;
@@ -69,7 +69,7 @@ class Descriptor {
   bool IsOpen() const { return number_ != -1; }
   int number() const { return number_; }
 
-  // Closes the file and takes another, or none.
+  // Closes the descriptor and takes ownership of another, or of none.
   void Reset(int number = -1) {
     if (IsOpen()) close(number_);
     number_ = number;

@@ -1,4 +1,4 @@
-// Copies of bit runs, and bits as text, beside other ways to do either.
+// Copies of bit runs, and bits as text and back, beside other libraries.
 
 #include <benchmark/benchmark.h>
 
@@ -54,7 +54,7 @@ void BitByBit(const Table& source, Table& destination, int count) {
                          static_cast<std::size_t>(count), 1);
 }
 
-// A byte of the destination at a time.
+// One byte of the destination at a time.
 void ByteByByte(const Table& source, Table& destination, int count) {
   const auto* const from = reinterpret_cast<const unsigned char*>(source.words);
   auto* const to = reinterpret_cast<unsigned char*>(destination.words);
@@ -90,7 +90,7 @@ void RunMove(benchmark::State& state) {
 }
 
 #ifdef FAIRLEAD_PEER_BOOST_DYNAMIC_BITSET
-// The run alone, shifted and masked in place: bits around it need not be kept.
+// Shifts and masks the run only; does not keep the bits around it.
 void RunBoostMove(benchmark::State& state) {
   const auto count = static_cast<std::size_t>(state.range(0));
   const CBitstr bits = RandomBits();
@@ -136,9 +136,9 @@ BENCHMARK(RunMove<ByteByByte>)
     ->Arg(67)
     ->Arg(512);
 
-// Bits as text of six bits a character, in either direction. The peers turn the
-// same bytes into base64 and back; each has a string or a record as its result,
-// but GLib its own kind of text.
+// Bits as text with six bits per character, and back. The peers convert the
+// same bytes to base64 and back. All return a string or a record, but for GLib,
+// which returns its own allocation.
 const unsigned char* Bytes(const CBitstr& bits) {
   return reinterpret_cast<const unsigned char*>(bits.data);
 }
@@ -241,7 +241,7 @@ BENCHMARK(RunGlibWrite)->Name("BitsToText/glib")->Arg(30)->Arg(120)->Arg(512);
 BENCHMARK(RunGlibRead)->Name("TextToBits/glib")->Arg(30)->Arg(120)->Arg(512);
 #endif
 
-// Making a converter beside using it once.
+// Constructing a converter beside using it once.
 void RunMaking(benchmark::State& state) {
   for (auto _ : state) {
     CConverter converter(static_cast<int>(state.range(0)), 6, 5);

@@ -69,7 +69,7 @@ CBitstr::CBitstr(std::string_view text) {
 
 void MoveBits(const unsigned int* source, int sourceBit,
               unsigned int* destination, int destinationBit, int count,
-              int stride) {
+              int stride) noexcept {
   Column from{source, static_cast<unsigned int>(sourceBit) % kWordBits, stride};
   if (sourceBit >= kWordBits) from.word += sourceBit / kWordBits * from.stride;
   const int at = destinationBit & (kWordBits - 1);

@@ -74,11 +74,11 @@ struct FAIRLEAD_EXPORT CBitstr {
 /// @endcode
 FAIRLEAD_EXPORT void MoveBits(const unsigned int* source, int sourceBit,
                               unsigned int* destination, int destinationBit,
-                              int count, int stride);
+                              int count, int stride) noexcept;
 
 /// The value with its four bytes in reverse order: 0x11223344 becomes
 /// 0x44332211.
-constexpr unsigned int Endians(unsigned int value) {
+[[nodiscard]] constexpr unsigned int Endians(unsigned int value) noexcept {
   return value >> 24U | (value >> 8U & 0xFF00U) | (value & 0xFF00U) << 8U |
          value << 24U;
 }

@@ -108,7 +108,8 @@ void Divide(std::string_view text, std::size_t group, char* out) {
 
 }  // namespace
 
-CConverter::CConverter(int total_bits, int bits_per_char, int group_size)
+CConverter::CConverter(int total_bits, int bits_per_char,
+                       int group_size) noexcept
     : totalBits(total_bits), bitsPerChar(bits_per_char), groupSize(group_size) {
   std::memcpy(alphabet, kTables.alphabet.data(), kSymbols);
   std::memcpy(reverse, kTables.reverse.data(), kSymbols);
@@ -136,7 +137,7 @@ bool CConverter::LoadData(std::string_view text) {
   return error == 0;
 }
 
-bool CConverter::LoadData(const CBitstr& bits) {
+bool CConverter::LoadData(const CBitstr& bits) noexcept {
   bitstr = bits;
   return true;
 }

@@ -73,10 +73,10 @@ struct FAIRLEAD_EXPORT CConverter {
   std::int32_t error = 0;
 
   /// An empty converter, with the three values as given.
-  CConverter(int total_bits, int bits_per_char, int group_size);
+  CConverter(int total_bits, int bits_per_char, int group_size) noexcept;
 
   /// The text without its hyphens and blanks.
-  static std::string ExtractMeat(std::string_view text);
+  [[nodiscard]] static std::string ExtractMeat(std::string_view text);
 
   /// Reads a text into a new bit string, and sets `error` if it cannot. The
   /// current contents stay as they are.
@@ -105,10 +105,10 @@ struct FAIRLEAD_EXPORT CConverter {
   /// Makes the given bits and their length the current contents.
   ///
   /// @return true
-  bool LoadData(const CBitstr& bits);
+  bool LoadData(const CBitstr& bits) noexcept;
 
   /// A copy of the current contents.
-  CBitstr GetBitstr() const { return bitstr; }
+  [[nodiscard]] CBitstr GetBitstr() const noexcept { return bitstr; }
 
   /// The first `totalBits` bits of `bits` as text. The length is not looked at.
   ///
@@ -117,21 +117,22 @@ struct FAIRLEAD_EXPORT CConverter {
   ///
   /// Decimal: "" for more than 64 bits. For exactly 64 the number is a signed
   /// one, and the zeros that fill it up stand in front of its minus sign.
-  std::string BitstrToStr(const CBitstr& bits) const;
+  [[nodiscard]] std::string BitstrToStr(const CBitstr& bits) const;
 
   /// The current contents as text.
-  std::string GetStr() const { return BitstrToStr(bitstr); }
+  [[nodiscard]] std::string GetStr() const { return BitstrToStr(bitstr); }
 
   /// The text with a "-" after every `size` characters, but none at its end. A
   /// negative size divides as its positive counterpart does.
-  static std::string GetDividedStr(std::string_view text, int size);
+  [[nodiscard]] static std::string GetDividedStr(std::string_view text,
+                                                 int size);
 
   /// The current contents as text in groups of `groupSize`.
   ///
   /// Digits: of the text, `totalBits / bitsPerChar` characters, rounded down,
   /// are shown; a last one that is not full is left out. Decimal: the whole
   /// text.
-  std::string GetDividedStr() const;
+  [[nodiscard]] std::string GetDividedStr() const;
 };
 
 }  // namespace fairlead

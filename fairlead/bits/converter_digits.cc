@@ -14,8 +14,6 @@ namespace fairlead {
 namespace internal {
 namespace {
 
-constexpr std::size_t kDataBytes = sizeof(CBitstr::data);
-
 // The value of one character. The table of values is for the seven-bit ones
 // only: a character above them stands before its start, in the other table.
 unsigned int DigitValue(const CConverter& converter, char digit) {

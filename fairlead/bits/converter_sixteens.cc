@@ -16,7 +16,6 @@ namespace {
 
 constexpr std::size_t kDigits = 16;
 constexpr std::size_t kFilled = 12;  // Bytes that sixteen digits fill.
-constexpr std::size_t kDataBytes = sizeof(CBitstr::data);
 
 // Can sixteen bytes be loaded or stored from byte `byte` on?
 bool HasRoom(std::size_t byte) { return byte + sizeof(__m128i) <= kDataBytes; }

@@ -6,9 +6,12 @@
 #include <cstddef>
 #include <string_view>
 
+#include "fairlead/bits/bitstr.h"
 #include "fairlead/bits/converter.h"
 
 namespace fairlead::internal {
+
+constexpr std::size_t kDataBytes = sizeof(CBitstr::data);
 
 // Writes the first of `size` digits, sixteen or more, that the 64 `bytes` hold.
 // Returns how many: all, or else a multiple of sixteen and maybe none. The rest

@@ -8,13 +8,35 @@
 #include <array>
 #include <climits>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <random>
 #include <string>
+#include <string_view>
 #include <type_traits>
+#include <vector>
 
 #include "fairlead/bits/converter_model.h"
+
+namespace {
+std::size_t allocations = 0;
+}  // namespace
+
+// Counts what this program allocates. Not inline: g++ would see std::free() on
+// what operator new returned.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  ++allocations;
+  void* const memory = std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
 
 namespace fairlead {
 namespace {
@@ -447,6 +469,59 @@ TEST(ConverterTest, EveryDecimalReadsAsTheStream) {
     }
 }
 
+// The digits of 2^n - 1, for every n that a bit string can hold, by doubling.
+std::vector<std::size_t> DigitsOfTheGreatest() {
+  std::vector<std::size_t> sizes = {1};  // One digit writes no bits as 0.
+  std::string digits = "1";              // 2^n, the last digit first.
+  while (sizes.size() <= 512) {
+    int carry = 0;
+    for (char& digit : digits) {
+      const int twice = (digit - '0') * 2 + carry;
+      digit = static_cast<char>('0' + twice % 10);
+      carry = twice / 10;
+    }
+    if (carry != 0) digits += '1';
+    sizes.push_back(digits.size());  // No power of two is a power of ten.
+  }
+  return sizes;
+}
+
+TEST(ConverterTest, ADecimalMayHaveTheDigitsOfTheGreatestNumber) {
+  const std::vector<std::size_t> sizes = DigitsOfTheGreatest();
+  ASSERT_EQ(sizes[56], 17U);
+  ASSERT_EQ(sizes[485], 146U);  // log10(2^485) is 145.9995.
+  for (int total = 1; total <= 512; ++total) {
+    SCOPED_TRACE(total);
+    const std::size_t digits = sizes[static_cast<std::size_t>(total)];
+    CConverter longest(total, 0, 0);
+    const bool fits = digits < 20;  // 1111111111111111111 is below 2^63.
+    EXPECT_EQ(longest.LoadData(std::string(digits, '1')), fits);
+    EXPECT_EQ(longest.error, fits ? 0 : 4);
+    CConverter longer(total, 0, 0);
+    EXPECT_FALSE(longer.LoadData(std::string(digits + 1, '1')));
+    EXPECT_EQ(longer.error, 3);
+  }
+}
+
+TEST(ConverterTest, EveryExtremeIsWrittenWithAllDigits) {
+  const std::vector<std::size_t> sizes = DigitsOfTheGreatest();
+  for (int total = 1; total <= 64; ++total) {
+    SCOPED_TRACE(total);
+    const std::uint64_t greatest = ~std::uint64_t{0} >> (64 - total);
+    for (const std::uint64_t value :
+         {std::uint64_t{0}, std::uint64_t{1}, greatest / 2, greatest / 2 + 1,
+          greatest - 1, greatest}) {
+      CBitstr bits;
+      std::memcpy(bits.data, &value, sizeof value);
+      std::string expected = std::to_string(static_cast<std::int64_t>(value));
+      const std::size_t digits = sizes[static_cast<std::size_t>(total)];
+      if (expected.size() < digits)
+        expected.insert(0, digits - expected.size(), '0');
+      EXPECT_EQ(CConverter(total, 0, 0).BitstrToStr(bits), expected);
+    }
+  }
+}
+
 TEST(ConverterTest, EveryDecimalUpTo63BitsReadsBack) {
   std::mt19937 random(85);
   for (int total = 0; total <= 63; ++total)
@@ -494,6 +569,31 @@ TEST(ConverterTest, AChangedTableNeitherSkipsLessNorReadsBytesFromElsewhere) {
       last.LoadData("A\xE9"
                     "A"));
   EXPECT_EQ(last.bitstr.data[0], 45U << 6 & 0xFFFFU);
+}
+
+TEST(ConverterTest, ATextOf1024CharactersIsReadWithoutAnAllocation) {
+  const std::string text = "A-" + std::string(1022, 'A');
+  for (const std::size_t cut : {0U, 1U, 1000U}) {
+    CConverter converter(static_cast<int>(1023 - cut) * 6, 6, 0);
+    const std::string_view shown(text.data(), 1024 - cut);
+    const std::size_t before = allocations;
+    const bool loaded = converter.LoadData(shown);
+    EXPECT_EQ(allocations, before);
+    EXPECT_TRUE(loaded);
+  }
+}
+
+TEST(ConverterTest, ATextIsWrittenWithOneAllocationAtMost) {
+  for (const int width : {0, 1, 6, 8, 9}) {
+    SCOPED_TRACE(width);
+    const CConverter converter(60, width, 3);
+    std::size_t before = allocations;
+    const std::string text = converter.GetStr();
+    EXPECT_LE(allocations, before + 1);
+    before = allocations;
+    const std::string divided = converter.GetDividedStr();
+    EXPECT_LE(allocations, before + 1);
+  }
 }
 
 TEST(ConverterTest, ALongTextIsReadLikeAShortOne) {

@@ -106,13 +106,15 @@ void CCRC::AddUnits(const Unit* units, std::size_t size) {
   }
 }
 
-void CCRC::AddVal(std::string_view text) { AddUnits(text.data(), text.size()); }
-
-void CCRC::AddVal(std::wstring_view text) {
+void CCRC::AddVal(std::string_view text) noexcept {
   AddUnits(text.data(), text.size());
 }
 
-void CCRC::AddArr(const unsigned char* bytes, int size) {
+void CCRC::AddVal(std::wstring_view text) noexcept {
+  AddUnits(text.data(), text.size());
+}
+
+void CCRC::AddArr(const unsigned char* bytes, int size) noexcept {
   if (size > 0) AddUnits(bytes, static_cast<std::size_t>(size));
 }
 

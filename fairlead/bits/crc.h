@@ -60,79 +60,81 @@ struct FAIRLEAD_EXPORT CCRC {
   std::int32_t count = 0;     ///< Values added; wraps past 2^31 - 1.
 
   /// Adds one value. A negative `int` or `char` is added sign-extended.
-  void AddVal(unsigned int value) {
+  void AddVal(unsigned int value) noexcept {
     state = Next(state, Left(), value);
     CountUp(1);
   }
 
   /// Adds each character in order, each as its byte sign-extended to 32 bits:
   /// the byte 0xE9 is added as 0xFFFFFFE9.
-  void AddVal(std::string_view text);
+  void AddVal(std::string_view text) noexcept;
 
   /// Adds each wide character in order, each as its full 32-bit code.
-  void AddVal(std::wstring_view text);
+  void AddVal(std::wstring_view text) noexcept;
 
   /// Adds each of `size` bytes in order, each zero-extended: the byte 0xE9 is
   /// added as 0x000000E9. A size of 0 or less adds nothing.
-  void AddArr(const unsigned char* bytes, int size);
+  void AddArr(const unsigned char* bytes, int size) noexcept;
 
   /// The state as it stands.
-  std::uint64_t ReadCRC() const { return state; }
+  [[nodiscard]] std::uint64_t ReadCRC() const noexcept { return state; }
 
   /// A value of 24 bits: byte 3 of the state folded onto byte 2, above bytes 1
   /// and 0.
-  std::uint64_t ReadCRC24() const {
+  [[nodiscard]] std::uint64_t ReadCRC24() const noexcept {
     return ((state & 0xFF000000U) >> 8U) ^ (state & 0xFFFFFFU);
   }
 
   /// The two lower 16-bit quarters of the state folded together, in the low 16
   /// bits. Those above are not cleared; see dw().
-  std::uint32_t ReadCRC16() const { return dw(state); }
+  [[nodiscard]] std::uint32_t ReadCRC16() const noexcept { return dw(state); }
 
   /// A value of 8 bits: the four lower bytes of the state folded together.
-  std::uint8_t ReadCRC8() const { return static_cast<std::uint8_t>(db(state)); }
+  [[nodiscard]] std::uint8_t ReadCRC8() const noexcept {
+    return static_cast<std::uint8_t>(db(state));
+  }
 
   /// The low 32 bits of v ^ v >> 16. The low 16 bits are bits 0 to 15 folded
   /// with bits 16 to 31; the upper 16 are bits 16 to 31 folded with bits 32 to
   /// 47.
-  static constexpr std::uint32_t dw(unsigned long v) {
+  [[nodiscard]] static constexpr std::uint32_t dw(unsigned long v) noexcept {
     return static_cast<std::uint32_t>(v ^ v >> 16U);
   }
 
   /// v ^ v >> 8: the low byte is both bytes folded together, the byte above
   /// stays as it was.
-  static constexpr std::uint32_t wb(unsigned short v) {
+  [[nodiscard]] static constexpr std::uint32_t wb(unsigned short v) noexcept {
     const std::uint32_t word = v;
     return word ^ word >> 8U;
   }
 
   /// x ^ (x >> 8 & 0xFF) with x = dw(v): the low byte is the four low bytes of
   /// `v` folded together.
-  static constexpr std::uint32_t db(unsigned long v) {
+  [[nodiscard]] static constexpr std::uint32_t db(unsigned long v) noexcept {
     return dw(v) ^ (dw(v) >> 8U & 0xFFU);
   }
 
  private:
   // The rotation as a shift to the left: -n and 32 - n are the same one.
-  unsigned int Left() const {
+  unsigned int Left() const noexcept {
     const auto turn = static_cast<std::uint32_t>(rotation);
     return (rotation < 0 ? turn + 32U : turn) & 63U;
   }
 
   static std::uint64_t Next(std::uint64_t state, unsigned int left,
-                            std::uint32_t value) {
+                            std::uint32_t value) noexcept {
     return value ^ (state >> ((32U - left) & 63U) | state << left);
   }
 
-  void CountUp(std::size_t values) {
+  void CountUp(std::size_t values) noexcept {
     count = static_cast<std::int32_t>(static_cast<std::uint32_t>(count) +
                                       static_cast<std::uint32_t>(values));
   }
 
   template <typename Unit>
-  void AddUnits(const Unit* units, std::size_t size);
+  FAIRLEAD_PRIVATE void AddUnits(const Unit* units, std::size_t size);
   template <typename Unit>
-  void AddTurned(const Unit* first, const Unit* last);
+  FAIRLEAD_PRIVATE void AddTurned(const Unit* first, const Unit* last);
 };
 
 }  // namespace fairlead

@@ -1,11 +1,10 @@
-// The check value beside the least that its definition allows.
+// The checksum beside the lower limit of its definition.
 //
-// Each value waits for the state that the one before left, and goes through
-// three operations that wait for each other: two shifts side by side, the or of
-// both, the exclusive or with the value. At a cycle each, nothing that adds
-// value by value takes fewer than three cycles a value, and a bare loop of the
-// three takes just these. Where the upper half of the state fills up, the run
-// need not be added value by value any more.
+// Each value depends on the state that the previous one left, through a chain
+// of three operations: two parallel shifts, an or, an exclusive or. At one
+// cycle each, adding value by value takes at least three cycles per value,
+// which is what a bare loop takes. Once the upper half of the state is full,
+// values need not be added one by one.
 
 #include <benchmark/benchmark.h>
 
@@ -22,8 +21,8 @@ using fairlead::CCRC;
 
 constexpr int kRotation = 5;
 
-// Bytes of which most are zero and none brings the state's upper half far, or
-// printable characters, which fill it within some fifty values.
+// Zero bytes, which never fill the upper half of the state, or printable
+// characters, which fill it within about fifty values.
 std::string Text(std::size_t size, bool fills) {
   std::mt19937 random(20261121);
   std::string text(size, '\0');

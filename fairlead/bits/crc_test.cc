@@ -31,7 +31,7 @@ static_assert(std::is_same_v<decltype(CCRC::rotation), std::int32_t>);
 static_assert(std::is_same_v<decltype(CCRC::count), std::int32_t>);
 
 template <typename Result, typename... Arguments>
-using ReadOut = Result (CCRC::*)(Arguments...) const;
+using ReadOut = Result (CCRC::*)(Arguments...) const noexcept;
 static_assert(std::is_same_v<decltype(&CCRC::ReadCRC), ReadOut<std::uint64_t>>);
 static_assert(
     std::is_same_v<decltype(&CCRC::ReadCRC24), ReadOut<std::uint64_t>>);
@@ -305,6 +305,66 @@ TEST(CrcTest, ATextOfGigabytesIsAddedAndCounted) {
   EXPECT_EQ(crc.count, 7);
   EXPECT_EQ(crc.state, 0xFFFFFFFFFFFFFFFFU);
   munmap(zeros, size);
+}
+
+// Memory of which only the last bytes may be read.
+class UnreadableMemory {
+ public:
+  static constexpr std::size_t kUnreadable = std::size_t{1} << 20;
+
+  UnreadableMemory() {
+    void* const start =
+        mmap(nullptr, kSize, PROT_NONE,
+             MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (start == MAP_FAILED) return;
+    start_ = static_cast<unsigned char*>(start);
+    usable_ =
+        mprotect(start_ + kUnreadable, kPage, PROT_READ | PROT_WRITE) == 0;
+  }
+  ~UnreadableMemory() {
+    if (start_ != nullptr) munmap(start_, kSize);
+  }
+  UnreadableMemory(const UnreadableMemory&) = delete;
+  UnreadableMemory& operator=(const UnreadableMemory&) = delete;
+
+  bool usable() const { return usable_; }
+
+  unsigned char* readable() const { return start_ + kUnreadable; }
+
+  // All that is unreadable, and so many bytes behind it.
+  std::string_view Text(std::size_t bytes) const {
+    return {reinterpret_cast<const char*>(start_), kUnreadable + bytes};
+  }
+
+ private:
+  static constexpr std::size_t kPage = std::size_t{1} << 16;
+  static constexpr std::size_t kSize = kUnreadable + kPage;
+
+  unsigned char* start_ = nullptr;
+  bool usable_ = false;
+};
+
+// What is remembered of r bits to the left is 32 / (32 - r), rounded up.
+TEST(CrcTest, AFullUpperHalfReadsOnlyWhatItRemembers) {
+  const UnreadableMemory memory;
+  ASSERT_TRUE(memory.usable());
+  std::mt19937 random(66);
+  for (std::size_t i = 0; i < 32; ++i)
+    memory.readable()[i] = static_cast<unsigned char>(random());
+  for (int rotation = -31; rotation <= 31; ++rotation) {
+    if (rotation == 0) continue;
+    SCOPED_TRACE(rotation);
+    const int left = rotation > 0 ? rotation : 32 + rotation;
+    const auto remembered = static_cast<std::size_t>((63 - left) / (32 - left));
+    for (const std::uint64_t state : {0xFFFFFFFF00000000, 0xFFFFFFFFFFFFFFFF}) {
+      CCRC crc{.state = state, .rotation = rotation};
+      CCRC expected = crc;
+      crc.AddVal(memory.Text(remembered));
+      for (const char c : memory.Text(remembered).substr(memory.kUnreadable))
+        expected.AddVal(std::string_view(&c, 1));
+      EXPECT_EQ(crc.state, expected.state);
+    }
+  }
 }
 
 // What is added: values by number, given the state that they meet.

@@ -1,4 +1,5 @@
-// The two rules that split a command line, and the questions to the result.
+// The two ways of parsing a command line, and lookups in the result.
+
 #include "fairlead/cmdline/simple_cmd_line.h"
 
 #include <algorithm>
@@ -10,14 +11,14 @@
 namespace fairlead {
 namespace {
 
-// How many bytes the arguments take, with one more for each.
-std::size_t Room(std::span<const char* const> arguments) {
-  std::size_t room = 0;
-  for (const std::string_view argument : arguments) room += argument.size() + 1;
-  return room;
+// The bytes of all arguments, and one more for each.
+std::size_t TotalSize(std::span<const char* const> arguments) {
+  std::size_t size = 0;
+  for (const std::string_view argument : arguments) size += argument.size() + 1;
+  return size;
 }
 
-// Cuts the first word, and the spaces before it, off `text`.
+// Removes the first word and the spaces before it from `text`.
 std::string_view NextWord(std::string_view& text) {
   text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
   const std::string_view word = text.substr(0, text.find(' '));
@@ -27,12 +28,12 @@ std::string_view NextWord(std::string_view& text) {
 
 }  // namespace
 
-// The arguments are laid out one after the other, a space before each: so the
-// words of a value stand side by side, as the value is to be read.
+// The arguments are stored one after the other, with a space before each, so
+// that a value of several arguments is one contiguous view.
 CSimpleCmdLine::CSimpleCmdLine(int argc, const char* const* argv) {
   if (argc < 2) return;
   const std::span arguments(argv + 1, static_cast<std::size_t>(argc) - 1);
-  bytes_.reserve(Room(arguments));
+  bytes_.reserve(TotalSize(arguments));
   table_.reserve(arguments.size());
 
   bool waiting = false;  // The last name has no value yet.
@@ -54,9 +55,9 @@ CSimpleCmdLine::CSimpleCmdLine(int argc, const char* const* argv) {
 
 CSimpleCmdLine::CSimpleCmdLine(std::string line)
     : line_(std::move(line)), bytes_(ToLower(line_)) {
-  bool waiting = false;  // The last name takes what comes next as its value.
-  bool bare = false;     // A bare word came after the last name of any length:
-                         // an empty name takes no value then.
+  bool waiting = false;  // The last name takes the next word as its value.
+  bool bare = false;     // A bare word came after the last non-empty name, so
+                         // an empty name takes no value.
   std::string_view rest = bytes_;
   for (std::string_view word = NextWord(rest); !word.empty();
        word = NextWord(rest)) {
@@ -125,13 +126,13 @@ std::string_view CSimpleCmdLine::Keep(std::string_view text) {
   return std::string_view(bytes_).substr(bytes_.size() - text.size());
 }
 
-// The value starts empty and where it may grow from, behind the name.
+// The value is empty and begins right after the name, where it can grow.
 void CSimpleCmdLine::Add(std::string_view name) {
   table_.push_back({.name = name, .value = name.substr(name.size())});
 }
 
-// Parameters were added as they came, and their names stand in that order in
-// the bytes; of those with one name, the last counts.
+// Of parameters with one name, the last one wins: names are stored in the order
+// given, so the one with the highest address.
 void CSimpleCmdLine::SortTable() {
   std::ranges::sort(table_, [](const Parameter& a, const Parameter& b) {
     const int order = a.name.compare(b.name);

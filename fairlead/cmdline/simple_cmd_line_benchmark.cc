@@ -1,6 +1,6 @@
-// Races the parser at a program's start: 20 arguments come in, 10 answers are
-// taken. Each competitor is set up, parses and answers in every round, as it
-// would be in main.
+// The parser beside other libraries at a program's start: 20 arguments, 10
+// lookups. Every round sets up the parser, parses and looks up, as main() does.
+
 #include <benchmark/benchmark.h>
 #include <getopt.h>
 
@@ -27,26 +27,26 @@
 
 namespace {
 
-// What the program wants to know. Two names (log, quiet) are not given.
-struct Answers {
+// What the program looks up. log and quiet are not given.
+struct Settings {
   std::string host, text, profile, log, until;
   int port, timeout, idle;
   bool verbose, quiet;
 
-  bool operator==(const Answers&) const = default;
+  bool operator==(const Settings&) const = default;
 };
 
-const Answers& Expected() {
-  static const Answers expected = {"server.example.org",
-                                   "hello",
-                                   "test",
-                                   "none",
-                                   "a rather long last line",
-                                   7000,
-                                   20,
-                                   5,
-                                   true,
-                                   false};
+const Settings& Expected() {
+  static const Settings expected = {"server.example.org",
+                                    "hello",
+                                    "test",
+                                    "none",
+                                    "a rather long last line",
+                                    7000,
+                                    20,
+                                    5,
+                                    true,
+                                    false};
   return expected;
 }
 
@@ -81,17 +81,17 @@ class Arguments {
 };
 
 void StartUp(benchmark::State& state, const char* dashes,
-             Answers (*parse)(int argc, char** argv)) {
+             Settings (*parse)(int argc, char** argv)) {
   Arguments arguments(dashes);
   if (parse(arguments.argc(), arguments.argv()) != Expected()) {
-    state.SkipWithError("a wrong answer");
+    state.SkipWithError("wrong result");
     return;
   }
   for ([[maybe_unused]] auto _ : state)
     benchmark::DoNotOptimize(parse(arguments.argc(), arguments.argv()));
 }
 
-Answers AskFairlead(int argc, char** argv) {
+Settings ParseFairlead(int argc, char** argv) {
   const fairlead::CSimpleCmdLine args(argc, argv);
   return {.host = args.GetStrParam("host", "localhost"),
           .text = args.GetStrParam("text", ""),
@@ -104,9 +104,9 @@ Answers AskFairlead(int argc, char** argv) {
           .verbose = args.PresentParam("verbose"),
           .quiet = args.PresentParam("quiet")};
 }
-BENCHMARK_CAPTURE(StartUp, fairlead, "-", AskFairlead);
+BENCHMARK_CAPTURE(StartUp, fairlead, "-", ParseFairlead);
 
-Answers AskGetoptLong(int argc, char** argv) {
+Settings ParseGetoptLong(int argc, char** argv) {
   static constexpr option kOptions[] = {
       {"host", required_argument, nullptr, 0},
       {"port", required_argument, nullptr, 0},
@@ -125,7 +125,7 @@ Answers AskGetoptLong(int argc, char** argv) {
       {"demo", no_argument, nullptr, 0},
       {nullptr, 0, nullptr, 0}};
   std::map<std::string, std::string> table;
-  optind = 0;  // Start afresh.
+  optind = 0;  // Resets getopt.
   int index = 0;
   while (getopt_long(argc, argv, "", kOptions, &index) == 0)
     table[kOptions[index].name] = optarg != nullptr ? optarg : "";
@@ -151,49 +151,49 @@ Answers AskGetoptLong(int argc, char** argv) {
           .verbose = table.contains("verbose"),
           .quiet = table.contains("quiet")};
 }
-BENCHMARK_CAPTURE(StartUp, getopt_long, "--", AskGetoptLong);
+BENCHMARK_CAPTURE(StartUp, getopt_long, "--", ParseGetoptLong);
 
 #ifdef FAIRLEAD_PEER_CLI11
-Answers AskCli11(int argc, char** argv) {
-  Answers answers{.host = "localhost",
-                  .text = "",
-                  .profile = "",
-                  .log = "none",
-                  .until = "",
-                  .port = 1,
-                  .timeout = 30,
-                  .idle = 5,
-                  .verbose = false,
-                  .quiet = false};
+Settings ParseCli11(int argc, char** argv) {
+  Settings settings{.host = "localhost",
+                    .text = "",
+                    .profile = "",
+                    .log = "none",
+                    .until = "",
+                    .port = 1,
+                    .timeout = 30,
+                    .idle = 5,
+                    .verbose = false,
+                    .quiet = false};
   std::string view;
   std::string eol;
   bool crlf = false;
   bool dryrun = false;
   bool demo = false;
   CLI::App app("tool");
-  app.add_option("--host", answers.host);
-  app.add_option("--port", answers.port);
-  app.add_option("--text", answers.text);
-  app.add_option("--profile", answers.profile);
-  app.add_option("--timeout", answers.timeout);
-  app.add_option("--idle", answers.idle);
-  app.add_option("--until", answers.until);
+  app.add_option("--host", settings.host);
+  app.add_option("--port", settings.port);
+  app.add_option("--text", settings.text);
+  app.add_option("--profile", settings.profile);
+  app.add_option("--timeout", settings.timeout);
+  app.add_option("--idle", settings.idle);
+  app.add_option("--until", settings.until);
   app.add_option("--view", view);
   app.add_option("--eol", eol);
-  app.add_option("--log", answers.log);
-  app.add_flag("--verbose", answers.verbose);
-  app.add_flag("--quiet", answers.quiet);
+  app.add_option("--log", settings.log);
+  app.add_flag("--verbose", settings.verbose);
+  app.add_flag("--quiet", settings.quiet);
   app.add_flag("--crlf", crlf);
   app.add_flag("--dryrun", dryrun);
   app.add_flag("--demo", demo);
   app.parse(argc, argv);
-  return answers;
+  return settings;
 }
-BENCHMARK_CAPTURE(StartUp, cli11, "--", AskCli11);
+BENCHMARK_CAPTURE(StartUp, cli11, "--", ParseCli11);
 #endif
 
 #ifdef FAIRLEAD_PEER_CXXOPTS
-Answers AskCxxopts(int argc, char** argv) {
+Settings ParseCxxopts(int argc, char** argv) {
   cxxopts::Options options("tool");
   const auto text = [](const char* fallback) {
     return cxxopts::value<std::string>()->default_value(fallback);
@@ -219,11 +219,11 @@ Answers AskCxxopts(int argc, char** argv) {
           .verbose = table.count("verbose") != 0,
           .quiet = table.count("quiet") != 0};
 }
-BENCHMARK_CAPTURE(StartUp, cxxopts, "--", AskCxxopts);
+BENCHMARK_CAPTURE(StartUp, cxxopts, "--", ParseCxxopts);
 #endif
 
 #ifdef FAIRLEAD_PEER_TCLAP
-Answers AskTclap(int argc, char** argv) {
+Settings ParseTclap(int argc, char** argv) {
   using Text = TCLAP::ValueArg<std::string>;
   using Number = TCLAP::ValueArg<int>;
   using Switch = TCLAP::SwitchArg;
@@ -255,11 +255,11 @@ Answers AskTclap(int argc, char** argv) {
           .verbose = verbose.getValue(),
           .quiet = quiet.getValue()};
 }
-BENCHMARK_CAPTURE(StartUp, tclap, "--", AskTclap);
+BENCHMARK_CAPTURE(StartUp, tclap, "--", ParseTclap);
 #endif
 
 #ifdef FAIRLEAD_PEER_BOOST_PROGRAM_OPTIONS
-Answers AskBoost(int argc, char** argv) {
+Settings ParseBoost(int argc, char** argv) {
   namespace po = boost::program_options;
   const auto text = [](const char* fallback) {
     return po::value<std::string>()->default_value(fallback);
@@ -286,7 +286,7 @@ Answers AskBoost(int argc, char** argv) {
           .verbose = table.count("verbose") != 0,
           .quiet = table.count("quiet") != 0};
 }
-BENCHMARK_CAPTURE(StartUp, boost_program_options, "--", AskBoost);
+BENCHMARK_CAPTURE(StartUp, boost_program_options, "--", ParseBoost);
 #endif
 
 }  // namespace

@@ -1,6 +1,6 @@
-// Feeds the parser any bytes, in both forms, and holds every answer against
-// the second machine. The first byte says which form; in an argument vector
-// each line of the rest is one argument.
+// Parses any bytes in both forms and compares every lookup with the model. The
+// first byte selects the form; an argument vector has one argument per line.
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -15,25 +15,27 @@
 
 namespace {
 
-constexpr std::size_t kLongestInput = 32;  // All its parts are asked for.
+constexpr std::size_t kMaxInput = 32;  // Every substring is looked up.
 
-void Judge(const fairlead::CSimpleCmdLine& args,
-           const fairlead::ParameterTable& table,
-           const std::vector<std::string>& texts) {
-  std::set<std::string> names = fairlead::NamesWithin(texts);
+void Compare(const fairlead::CSimpleCmdLine& args,
+             const fairlead::internal::ParameterTable& table,
+             const std::vector<std::string>& texts) {
+  std::set<std::string> names = fairlead::internal::NamesWithin(texts);
   for (const auto& [name, value] : table) names.insert(name);
-  const std::string name = fairlead::FirstDifference(args, table, names);
+  const std::string name =
+      fairlead::internal::FirstDifference(args, table, names);
   if (name.empty()) return;
   static_cast<void>(
-      std::fprintf(stderr, "a wrong answer about %s\n", name.c_str()));
+      std::fprintf(stderr, "wrong result for %s\n", name.c_str()));
   std::abort();
 }
 
 void TryLine(const std::string& line) {
-  Judge(fairlead::CSimpleCmdLine(line), fairlead::TableOfLine(line), {line});
+  Compare(fairlead::CSimpleCmdLine(line), fairlead::internal::TableOfLine(line),
+          {line});
 }
 
-// A zero byte ends an argument, as it does in memory.
+// A zero byte ends an argument.
 std::vector<std::string> Lines(std::string_view text) {
   std::vector<std::string> lines;
   for (std::size_t end = 0; end != std::string_view::npos;) {
@@ -53,14 +55,14 @@ void TryArguments(std::string_view text) {
   argv.push_back(nullptr);
   const fairlead::CSimpleCmdLine args(static_cast<int>(argv.size()) - 1,
                                       argv.data());
-  Judge(args, fairlead::TableOfArguments(texts), texts);
+  Compare(args, fairlead::internal::TableOfArguments(texts), texts);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  if (size == 0 || size > kLongestInput) return 0;
+  if (size == 0 || size > kMaxInput) return 0;
   const std::string_view text(reinterpret_cast<const char*>(data) + 1,
                               size - 1);
   if (data[0] == 'V')

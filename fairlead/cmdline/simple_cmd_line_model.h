@@ -1,6 +1,6 @@
-// A second, slower way to take a command line apart, to judge the first one by:
-// one byte or argument at a time, with a flag for everything there is to know.
-// For the test and the fuzzer; not installed.
+// A slower parser of command lines that the test and the fuzzer compare with:
+// one byte or argument at a time, with a flag for every bit of state. Not
+// installed.
 
 #ifndef FAIRLEAD_CMDLINE_SIMPLE_CMD_LINE_MODEL_H_
 #define FAIRLEAD_CMDLINE_SIMPLE_CMD_LINE_MODEL_H_
@@ -15,7 +15,7 @@
 #include "fairlead/cmdline/simple_cmd_line.h"
 #include "fairlead/text/strings.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 
 using ParameterTable = std::map<std::string, std::string>;
 
@@ -34,7 +34,7 @@ inline std::string UpperText(std::string text) {
   return text;
 }
 
-/// The table of an argument vector, the path of the program left out.
+// The table of an argument vector without the program's path.
 inline ParameterTable TableOfArguments(
     const std::vector<std::string>& arguments) {
   ParameterTable table;
@@ -56,7 +56,7 @@ inline ParameterTable TableOfArguments(
   return table;
 }
 
-/// The scan of a whole command line; every byte moves it by one step.
+// Parses a whole command line; every byte is one step.
 class LineScan {
  public:
   void Take(char c) {
@@ -70,7 +70,7 @@ class LineScan {
         EndName();
       skipping_spaces_ = true;
     } else {
-      TakeLetter(c);
+      TakeByte(c);
     }
   }
 
@@ -100,7 +100,7 @@ class LineScan {
     in_name_ = false;
   }
 
-  void TakeLetter(char c) {
+  void TakeByte(char c) {
     if (in_value_) {
       value_ += c;
     } else {
@@ -119,7 +119,7 @@ class LineScan {
   bool in_value_ = false;
 };
 
-/// The table of a whole command line.
+// The table of a whole command line.
 inline ParameterTable TableOfLine(const std::string& line) {
   LineScan scan;
   if (line.empty()) return {};
@@ -128,7 +128,7 @@ inline ParameterTable TableOfLine(const std::string& line) {
   return scan.table();
 }
 
-/// Every part of every text, in lower case: no other name can be in a table.
+// Every substring of every text, in lower case: a table has no other names.
 inline std::set<std::string> NamesWithin(
     const std::vector<std::string>& texts) {
   std::set<std::string> names = {""};
@@ -139,9 +139,9 @@ inline std::set<std::string> NamesWithin(
   return names;
 }
 
-/// Does `args` answer every question about `name` as `table` has it?
-inline bool AnswersLike(const CSimpleCmdLine& args, const ParameterTable& table,
-                        const std::string& name) {
+// Whether every lookup of `name` in `args` agrees with `table`.
+inline bool AgreesOn(const CSimpleCmdLine& args, const ParameterTable& table,
+                     const std::string& name) {
   const auto found = table.find(name);
   const bool present = found != table.end();
   const std::string value = present ? found->second : "";
@@ -153,8 +153,8 @@ inline bool AnswersLike(const CSimpleCmdLine& args, const ParameterTable& table,
          args.GetIntParam(name, -77) == number;
 }
 
-/// The first of `names` about which `args` and `table` differ, however it is
-/// written, in quotes; "" where they agree on all.
+// The first of `names` on which `args` and `table` differ, in either case and
+// in quotes; "" if they agree on all.
 inline std::string FirstDifference(const CSimpleCmdLine& args,
                                    const ParameterTable& table,
                                    const std::set<std::string>& names) {
@@ -162,13 +162,13 @@ inline std::string FirstDifference(const CSimpleCmdLine& args,
     if (args.PresentParam(name) != table.contains(name))
       return '"' + name + '"';
   for (const auto& [name, value] : table)
-    if (!AnswersLike(args, table, name) ||
+    if (!AgreesOn(args, table, name) ||
         args.GetStrParam(UpperText(name)) != value)
       return '"' + name + '"';
   const std::string absent = "never given";
-  return AnswersLike(args, table, absent) ? "" : '"' + absent + '"';
+  return AgreesOn(args, table, absent) ? "" : '"' + absent + '"';
 }
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_CMDLINE_SIMPLE_CMD_LINE_MODEL_H_

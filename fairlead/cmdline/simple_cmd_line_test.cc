@@ -1,4 +1,5 @@
-// The command line: every listed case, then a second machine as the judge.
+// Command lines: listed cases, then random ones against the model.
+
 #include "fairlead/cmdline/simple_cmd_line.h"
 
 #include <gtest/gtest.h>
@@ -14,14 +15,15 @@
 
 #include "fairlead/cmdline/simple_cmd_line_model.h"
 #include "fairlead/text/strings.h"
+#include "fairlead/text/strings_testing.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using namespace std::string_literals;
 
-// A process's arguments, the path of the program included, as main gets them:
-// in memory of its own, with a null pointer after the last.
+// The arguments of a process as main() gets them: writable, with a null pointer
+// after the last.
 class Arguments {
  public:
   explicit Arguments(std::vector<std::string> texts)
@@ -39,11 +41,11 @@ class Arguments {
 };
 
 struct Form {
-  std::vector<std::string> input;  // Arguments behind "p", or one line.
+  std::vector<std::string> input;  // Arguments after "p", or one line.
   ParameterTable table;
 };
 
-// Asks for everything in the table, and for every part of the input.
+// Looks up all names of the table and all substrings of the input.
 void ExpectTable(const CSimpleCmdLine& args, const Form& form) {
   for (const auto& [name, value] : form.table) {
     EXPECT_TRUE(args.PresentParam(name)) << name;
@@ -51,8 +53,6 @@ void ExpectTable(const CSimpleCmdLine& args, const Form& form) {
   }
   EXPECT_EQ(FirstDifference(args, form.table, NamesWithin(form.input)), "");
 }
-
-// --- The argument vector ---------------------------------------------------
 
 std::vector<Form> VectorForms() {
   return {
@@ -64,11 +64,11 @@ std::vector<Form> VectorForms() {
       {{"file", "-v", "1"}, {{"", " file"}, {"v", "1"}}},
       {{"x", "Y"}, {{"", " x Y"}}},
       {{"-Port"}, {{"port", ""}}},
-      {{"--x", "1"}, {{"-x", "1"}}},  // one dash goes, the other stays
+      {{"--x", "1"}, {{"-x", "1"}}},  // one dash is removed
       {{"--"}, {{"-", ""}}},
       {{"-"}, {{"", ""}}},  // a lone dash is the empty name
       {{"-", "1", "2"}, {{"", "1 2"}}},
-      {{"x", "-", "y", "z"}, {{"", "y z"}}},  // and starts it afresh
+      {{"x", "-", "y", "z"}, {{"", "y z"}}},  // and starts it over
       {{"x", "-"}, {{"", ""}}},
       {{"x", "-a", "-", "y"}, {{"a", ""}, {"", "y"}}},
       {{"-n", "-5"}, {{"n", ""}, {"5", ""}}},
@@ -78,22 +78,22 @@ std::vector<Form> VectorForms() {
       {{"-a", "-a", "1"}, {{"a", "1"}}},
       {{"-a", "1", "-b", "-a", "-c"}, {{"a", ""}, {"b", ""}, {"c", ""}}},
       {{"-a", "1", "-b", "2", "-a", "3", "4"}, {{"a", "3 4"}, {"b", "2"}}},
-      {{"-a", "b-c"}, {{"a", "b-c"}}},  // a dash within a word stays
+      {{"-a", "b-c"}, {{"a", "b-c"}}},  // a dash within a word is kept
       {{"-a-B", "1"}, {{"a-b", "1"}}},
       {{"-a=1", "-b:2"}, {{"a=1", ""}, {"b:2", ""}}},
       {{"/a", "1"}, {{"", " /a 1"}}},
       {{"-a", "two words"}, {{"a", "two words"}}},
       {{"-a b", "1"}, {{"a b", "1"}}},
       {{"-a", "\"q\"", "'q'"}, {{"a", "\"q\" 'q'"}}},
-      {{"-a", "", ""}, {{"a", " "}}},  // an empty argument is a word
+      {{"-a", "", ""}, {{"a", " "}}},  // an empty argument counts
       {{"", "-a"}, {{"", " "}, {"a", ""}}},
       {{""}, {{"", " "}}},
-      {{"-a", " -b"}, {{"a", " -b"}}},  // the first byte decides
+      {{"-a", " -b"}, {{"a", " -b"}}},  // only the first byte matters
       {{"-\xC4\xD6", "\xC4"}, {{"\xC4\xD6", "\xC4"}}},
   };
 }
 
-TEST(VectorFormTest, EveryListedFormIsSplitAsDescribed) {
+TEST(VectorFormTest, EveryListedFormIsParsed) {
   for (const Form& form : VectorForms()) {
     SCOPED_TRACE(testing::PrintToString(form.input));
     std::vector<std::string> texts = form.input;
@@ -103,7 +103,7 @@ TEST(VectorFormTest, EveryListedFormIsSplitAsDescribed) {
   }
 }
 
-TEST(VectorFormTest, TheProgramsPathIsNoParameter) {
+TEST(VectorFormTest, TheProgramsPathIsSkipped) {
   Arguments arguments({"-a", "-b"});
   const CSimpleCmdLine args(arguments.argc(), arguments.argv());
   EXPECT_FALSE(args.PresentParam("a"));
@@ -149,8 +149,6 @@ TEST(VectorFormTest, ManyParametersAreFound) {
   EXPECT_FALSE(args.PresentParam("n10000"));
 }
 
-// --- One text --------------------------------------------------------------
-
 std::vector<Form> LineForms() {
   return {
       {{""}, {}},
@@ -180,7 +178,7 @@ std::vector<Form> LineForms() {
       {{"-a 1 a"}, {{"a", ""}}},  // a bare word overwrites as well
       {{"a -a 1"}, {{"a", "1"}}},
       {{"-a -a 1"}, {{"a", "1"}}},
-      {{"-a\t1"}, {{"a\t1", ""}}},  // a tab parts nothing
+      {{"-a\t1"}, {{"a\t1", ""}}},  // a tab does not separate
       {{"-a \t"}, {{"a", "\t"}}},
       {{"-a \"b c\""}, {{"a", "\"b"}, {"c\"", ""}}},
       {{"-a=1 -b:2"}, {{"a=1", ""}, {"b:2", ""}}},
@@ -207,21 +205,19 @@ std::vector<Form> LineForms() {
   };
 }
 
-TEST(LineFormTest, EveryListedFormIsSplitAsDescribed) {
+TEST(LineFormTest, EveryListedFormIsParsed) {
   for (const Form& form : LineForms()) {
     SCOPED_TRACE('"' + form.input[0] + '"');
     ExpectTable(CSimpleCmdLine(form.input[0]), form);
   }
 }
 
-TEST(LineFormTest, LiteralsAndTemporariesAreTaken) {
+TEST(LineFormTest, LiteralsAndTemporariesAreAccepted) {
   EXPECT_EQ(CSimpleCmdLine("-a 1").GetIntParam("a", 0), 1);
   EXPECT_EQ(CSimpleCmdLine("-a"s + " 2").GetIntParam("a", 0), 2);
 }
 
-// --- Questions -------------------------------------------------------------
-
-TEST(QuestionTest, CaseDoesNotMatter) {
+TEST(LookupTest, NamesAreNotCaseSensitive) {
   Arguments arguments({"p", "-Host", "Example", "-v"});
   const CSimpleCmdLine args(arguments.argc(), arguments.argv());
   for (const char* const name : {"host", "HOST", "Host", "hOsT"}) {
@@ -237,7 +233,7 @@ TEST(QuestionTest, CaseDoesNotMatter) {
   EXPECT_FALSE(args.PresentParam("host\0"s));
 }
 
-TEST(QuestionTest, AnAbsentParameterHasItsMarkers) {
+TEST(LookupTest, AnAbsentParameterGivesMarkersAndDefaults) {
   for (const char* const line : {"", "-a 1"}) {
     const CSimpleCmdLine args(line);
     EXPECT_FALSE(args.PresentParam("never"));
@@ -250,7 +246,7 @@ TEST(QuestionTest, AnAbsentParameterHasItsMarkers) {
   }
 }
 
-TEST(QuestionTest, APresentParameterWithoutAValueIsNotAbsent) {
+TEST(LookupTest, APresentParameterWithoutAValueIsNotAbsent) {
   const CSimpleCmdLine args("-v");
   EXPECT_TRUE(args.PresentParam("v"));
   EXPECT_EQ(args.GetStrParam("v"), "");
@@ -279,7 +275,7 @@ constexpr IntCase kIntCases[] = {
     {"99999999999999999999", -1},
 };
 
-TEST(QuestionTest, IntegersAreReadOrTheDefaultCounts) {
+TEST(LookupTest, IntegersAreReadOrTheDefaultIsReturned) {
   for (const IntCase& c : kIntCases) {
     SCOPED_TRACE(c.value);
     const char* const argv[] = {"p", "-n", c.value};
@@ -291,8 +287,6 @@ TEST(QuestionTest, IntegersAreReadOrTheDefaultCounts) {
   const char* const negative[] = {"p", "-n", " -2147483648"};
   EXPECT_EQ(CSimpleCmdLine(3, negative).GetIntParam("n", 1), INT_MIN);
 }
-
-// --- Helpers ---------------------------------------------------------------
 
 TEST(HelperTest, GetExeSplitsAtBackslashesOnly) {
   EXPECT_EQ(CSimpleCmdLine::GetExe("C:\\dir\\tool.exe"), "tool.exe");
@@ -309,7 +303,7 @@ TEST(HelperTest, ToLowerChangesOnlyLetters) {
   EXPECT_EQ(CSimpleCmdLine::ToLower("\0A"s), "\0a"s);
 }
 
-TEST(HelperTest, GetvalReadsOrFallsBack) {
+TEST(HelperTest, GetvalReadsOrUsesTheDefault) {
   int target = 77;
   EXPECT_TRUE(CSimpleCmdLine::getval("12abc", target));
   EXPECT_EQ(target, 12);
@@ -324,8 +318,8 @@ TEST(HelperTest, GetvalReadsOrFallsBack) {
   EXPECT_EQ(target, -3);
 }
 
-// NOLINTBEGIN(readability-static-accessed-through-instance): a caller may.
-TEST(HelperTest, AnObjectAnswersToo) {
+// NOLINTBEGIN(readability-static-accessed-through-instance): callers may.
+TEST(HelperTest, StaticFunctionsCanBeCalledOnAnObject) {
   CSimpleCmdLine args("-a 1");
   int target = 0;
   EXPECT_EQ(args.GetExe("a\\b"s), "b");
@@ -339,13 +333,11 @@ TEST(HelperTest, AnObjectAnswersToo) {
 static_assert(!std::is_copy_constructible_v<CSimpleCmdLine>);
 static_assert(!std::is_copy_assignable_v<CSimpleCmdLine>);
 
-// --- Against the second machine --------------------------------------------
-
-// All lines of up to six bytes that are made of what matters.
+// All lines of up to six bytes from the bytes that matter.
 TEST(ModelTest, EveryShortLineAgrees) {
   constexpr std::string_view kAlphabet = "- aB";
-  constexpr int kLongest = 6;
-  for (int length = 0; length <= kLongest; ++length) {
+  constexpr int kMaxLength = 6;
+  for (int length = 0; length <= kMaxLength; ++length) {
     for (int code = 0; code < 1 << (2 * length); ++code) {
       std::string line;
       for (int i = 0; i < length; ++i)
@@ -356,13 +348,6 @@ TEST(ModelTest, EveryShortLineAgrees) {
           << "line \"" << line << '"';
     }
   }
-}
-
-std::string RandomText(std::mt19937& random, std::string_view alphabet,
-                       std::size_t longest) {
-  std::string text(random() % (longest + 1), '\0');
-  for (char& c : text) c = alphabet[random() % alphabet.size()];
-  return text;
 }
 
 TEST(ModelTest, RandomLinesAgree) {
@@ -393,4 +378,4 @@ TEST(ModelTest, RandomArgumentsAgree) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

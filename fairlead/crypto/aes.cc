@@ -19,14 +19,36 @@ namespace {
 constexpr std::size_t kMostKeyBytes = 32;
 constexpr std::size_t kLeastWords = 44;  // Those in use with 128 bits.
 
-// Set before anything is keyed, and read by whoever has a keyed context.
-constinit std::atomic<const AesPath*> chosen_path = &kAesTables;
+const AesPath& Path();
 
-const AesPath& Path() { return *chosen_path.load(std::memory_order_relaxed); }
+// Builds the tables, then does what was asked by the chosen path.
+template <auto kOperation>
+constexpr auto kPrepareAnd = [](auto... arguments) {
+  aes_gen_tables();
+  (Path().*kOperation)(arguments...);
+};
+
+// The path until the tables are built. A context may come from another process
+// or from a file, and be used before this process has keyed one.
+constexpr AesPath kUnprepared = {
+    .name = "unprepared",
+    .available = [] { return true; },
+    .set_key = kPrepareAnd<&AesPath::set_key>,
+    .encrypt_block = kPrepareAnd<&AesPath::encrypt_block>,
+    .decrypt_block = kPrepareAnd<&AesPath::decrypt_block>,
+    .encrypt_blocks = kPrepareAnd<&AesPath::encrypt_blocks>,
+    .decrypt_blocks = kPrepareAnd<&AesPath::decrypt_blocks>,
+};
+
+// Stored after the tables are built: whoever loads another path than the first
+// sees them whole.
+constinit std::atomic<const AesPath*> chosen_path = &kUnprepared;
+
+const AesPath& Path() { return *chosen_path.load(std::memory_order_acquire); }
 
 bool Prepare() {
   aes_tables::Build();
-  chosen_path.store(&FastestAesPath(), std::memory_order_relaxed);
+  chosen_path.store(&FastestAesPath(), std::memory_order_release);
   return true;
 }
 
@@ -45,16 +67,16 @@ std::size_t Blocks(std::int32_t length) {
 
 void ChooseAesPath(const AesPath& path) {
   aes_gen_tables();
-  chosen_path.store(&path, std::memory_order_relaxed);
+  chosen_path.store(&path, std::memory_order_release);
 }
 
-void aes_gen_tables() {
+void aes_gen_tables() noexcept {
   // The language does this once, and makes other threads wait for it.
   [[maybe_unused]] static const bool prepared = Prepare();
 }
 
 std::int32_t aes_set_key(aes_context* ctx, const unsigned char* key,
-                         std::int32_t bits) {
+                         std::int32_t bits) noexcept {
   aes_gen_tables();
   const std::int32_t rounds = Rounds(bits);
   if (rounds == 0) return 1;
@@ -63,16 +85,16 @@ std::int32_t aes_set_key(aes_context* ctx, const unsigned char* key,
 }
 
 void aes_encrypt(const aes_context* ctx, const unsigned char* input,
-                 unsigned char* output) {
+                 unsigned char* output) noexcept {
   Path().encrypt_block(ctx, input, output);
 }
 
 void aes_decrypt(const aes_context* ctx, const unsigned char* input,
-                 unsigned char* output) {
+                 unsigned char* output) noexcept {
   Path().decrypt_block(ctx, input, output);
 }
 
-AES::AES(std::string_view key, std::int32_t bits) : bits_(bits) {
+AES::AES(std::string_view key, std::int32_t bits) noexcept : bits_(bits) {
   std::array<unsigned char, kMostKeyBytes> padded = {};
   const auto* bytes = reinterpret_cast<const unsigned char*>(key.data());
   if (static_cast<std::int64_t>(key.size()) < bits / 8) {
@@ -86,19 +108,19 @@ AES::AES(std::string_view key, std::int32_t bits) : bits_(bits) {
   if (aes_set_key(&context_, bytes, bits_) != 0) context_ = {};
 }
 
-void AES::EncodeBlock(unsigned char* block) const {
+void AES::EncodeBlock(unsigned char* block) const noexcept {
   Path().encrypt_block(&context_, block, block);
 }
 
-void AES::DecodeBlock(unsigned char* block) const {
+void AES::DecodeBlock(unsigned char* block) const noexcept {
   Path().decrypt_block(&context_, block, block);
 }
 
-void AES::EncodeArray(unsigned char* data, std::int32_t length) const {
+void AES::EncodeArray(unsigned char* data, std::int32_t length) const noexcept {
   Path().encrypt_blocks(&context_, data, Blocks(length));
 }
 
-void AES::DecodeArray(unsigned char* data, std::int32_t length) const {
+void AES::DecodeArray(unsigned char* data, std::int32_t length) const noexcept {
   Path().decrypt_blocks(&context_, data, Blocks(length));
 }
 

@@ -30,15 +30,24 @@ namespace fairlead {
 /// The results are the same bytes.
 ///
 /// @par Thread safety
-/// The lookup tables are computed once in a process, by the first keying,
-/// safely from any number of threads. Afterwards nothing here has state of its
-/// own: a keyed context or object is only read, and blocks of distinct memory
-/// may be processed with it from any number of threads.
+/// The lookup tables are computed once in a process, by the first keying or
+/// use, safely from any number of threads. Afterwards nothing here has state of
+/// its own: a keyed context or object is only read, and blocks of distinct
+/// memory may be processed with it from any number of threads.
+///
+/// A child process has the tables and the keyed contexts of its parent. Call
+/// aes_gen_tables() before a program with several threads forks: a child made
+/// while another thread computes the tables would wait for them forever.
 
 /// One keyed cipher. A plain record, filled by aes_set_key().
 ///
 /// A round key is four words, and a word four key bytes, the first of them in
 /// its most significant byte.
+///
+/// A copy is as good as the original, also in another process that has keyed
+/// nothing: the first use of a context computes the tables, too. `rounds` other
+/// than 10, 12 and 14 are safe to use, and what they make of data is
+/// meaningless.
 struct aes_context {
   // NOLINTBEGIN(modernize-avoid-c-arrays)
   std::uint32_t encKeys[64];  ///< For encryption: the first 4 * (rounds + 1).
@@ -49,9 +58,9 @@ struct aes_context {
 
 /// Computes the tables behind the cipher, unless that has been done.
 ///
-/// Nobody needs to call it, for aes_set_key() does; a program may do so to pay
-/// some microseconds at a time of its choosing.
-FAIRLEAD_EXPORT void aes_gen_tables();
+/// Nobody needs to call it, for every other function does; a program may do so
+/// to pay some microseconds at a time of its choosing.
+FAIRLEAD_EXPORT void aes_gen_tables() noexcept;
 
 /// Computes the round keys of both directions.
 ///
@@ -70,11 +79,11 @@ FAIRLEAD_EXPORT void aes_gen_tables();
 /// @endcode
 FAIRLEAD_EXPORT std::int32_t aes_set_key(aes_context* ctx,
                                          const unsigned char* key,
-                                         std::int32_t bits);
+                                         std::int32_t bits) noexcept;
 
 /// The same, for a context that is at hand as a variable.
 inline std::int32_t aes_set_key(aes_context& ctx, const unsigned char* key,
-                                std::int32_t bits) {
+                                std::int32_t bits) noexcept {
   return aes_set_key(&ctx, key, bits);
 }
 
@@ -83,11 +92,11 @@ inline std::int32_t aes_set_key(aes_context& ctx, const unsigned char* key,
 /// The two must not overlap: AES::EncodeBlock() is for work in place.
 FAIRLEAD_EXPORT void aes_encrypt(const aes_context* ctx,
                                  const unsigned char* input,
-                                 unsigned char* output);
+                                 unsigned char* output) noexcept;
 
 /// The same, for a context that is at hand as a variable.
 inline void aes_encrypt(const aes_context& ctx, const unsigned char* input,
-                        unsigned char* output) {
+                        unsigned char* output) noexcept {
   aes_encrypt(&ctx, input, output);
 }
 
@@ -96,11 +105,11 @@ inline void aes_encrypt(const aes_context& ctx, const unsigned char* input,
 /// The two must not overlap: AES::DecodeBlock() is for work in place.
 FAIRLEAD_EXPORT void aes_decrypt(const aes_context* ctx,
                                  const unsigned char* input,
-                                 unsigned char* output);
+                                 unsigned char* output) noexcept;
 
 /// The same, for a context that is at hand as a variable.
 inline void aes_decrypt(const aes_context& ctx, const unsigned char* input,
-                        unsigned char* output) {
+                        unsigned char* output) noexcept {
   aes_decrypt(&ctx, input, output);
 }
 
@@ -126,13 +135,13 @@ class FAIRLEAD_EXPORT AES {
   /// @param key any bytes, zero included
   /// @param bits 128, 192 or 256. Any other number is not reported: the object
   ///     is safe to use, and what it makes of data is meaningless.
-  AES(std::string_view key, std::int32_t bits);
+  AES(std::string_view key, std::int32_t bits) noexcept;
 
   /// Encrypts the 16 bytes at `block` in place.
-  void EncodeBlock(unsigned char* block) const;
+  void EncodeBlock(unsigned char* block) const noexcept;
 
   /// Decrypts the 16 bytes at `block` in place.
-  void DecodeBlock(unsigned char* block) const;
+  void DecodeBlock(unsigned char* block) const noexcept;
 
   /// Encrypts an array in place, block by block.
   ///
@@ -141,11 +150,11 @@ class FAIRLEAD_EXPORT AES {
   ///
   /// @param data the first byte; need not be aligned
   /// @param length bytes; 0 or less does nothing
-  void EncodeArray(unsigned char* data, std::int32_t length) const;
+  void EncodeArray(unsigned char* data, std::int32_t length) const noexcept;
 
   /// Decrypts an array in place, block by block, as EncodeArray() encrypts:
   /// the same length gives the data back, whole last block included.
-  void DecodeArray(unsigned char* data, std::int32_t length) const;
+  void DecodeArray(unsigned char* data, std::int32_t length) const noexcept;
 
  private:
   aes_context context_;  // All zero where the key size was refused.

@@ -13,8 +13,8 @@ namespace fairlead {
 
 // One way to compute AES. All give the same bytes.
 //
-// The tables must have been built. Zero rounds are computed as if they were
-// ten, so that an unkeyed object is harmless.
+// The tables must have been built. An unkeyed context is harmless: up to 10
+// rounds count as 10, 11 as 12, and 13 or more as 14.
 struct AesPath {
   using SetKey = void (*)(aes_context* ctx, const unsigned char* key,
                           std::int32_t rounds);

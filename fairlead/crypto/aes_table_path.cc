@@ -1,6 +1,5 @@
 // AES by table lookups: the path for every processor.
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -63,6 +62,13 @@ struct Decryption {
   }
 };
 
+// A context may never have been keyed: any number of rounds counts as the next
+// one that AES has, or as the greatest.
+std::int32_t Known(std::int32_t rounds) {
+  if (rounds <= 10) return 10;
+  return rounds <= 12 ? 12 : 14;
+}
+
 template <class Direction>
 void Process(const std::uint32_t* keys, std::int32_t rounds,
              const unsigned char* input, unsigned char* output) {
@@ -72,7 +78,7 @@ void Process(const std::uint32_t* keys, std::int32_t rounds,
   std::uint32_t d = LoadWord(input + 12) ^ keys[3];
 
   keys += 4;
-  rounds = std::clamp(rounds, 10, 14);  // A context may never have been keyed.
+  rounds = Known(rounds);
   for (std::int32_t round = 1; round < rounds; ++round, keys += 4) {
     const std::uint32_t e = Direction::Mix(a, b, c, d) ^ keys[0];
     const std::uint32_t f = Direction::Mix(b, c, d, a) ^ keys[1];

@@ -1,9 +1,8 @@
-// AES by tables beside OpenSSL without vector and AES instructions: what a
-// processor gets that has none.
+// The table implementation of AES beside OpenSSL without vector and AES
+// instructions, as on a processor that has none.
 //
-// OpenSSL reads from the environment, while it is loaded, which instructions
-// it may use; so this program sets that and starts itself again. It is run like
-// every other benchmark.
+// OpenSSL reads the instructions that it may use from the environment when it
+// is loaded, so this program sets the variable and executes itself again.
 
 #include <unistd.h>
 
@@ -18,7 +17,7 @@ namespace {
 
 constexpr char kVariable[] = "OPENSSL_ia32cap";
 
-// The C library hands constructors the arguments of main().
+// The C library passes the arguments of main() to constructors.
 [[gnu::constructor]] void StartAgainWithoutInstructions(int, char** argv) {
   if (std::getenv(kVariable) != nullptr) return;
   setenv(kVariable, "0:0", 1);

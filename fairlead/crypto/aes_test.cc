@@ -8,11 +8,17 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
+#include <iterator>
+#include <new>
 #include <random>
+#include <set>
+#include <sstream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -310,6 +316,47 @@ TEST_P(AesPathTest, AnEmptyContextGivesTheSameBytesByEveryPath) {
   }
 }
 
+struct RoundsCase {
+  std::int32_t rounds;
+  std::int32_t counted;
+};
+
+constexpr RoundsCase kRoundsCases[] = {
+    {INT_MIN, 10}, {-1, 10}, {0, 10},  {9, 10},  {10, 10},      {11, 12},
+    {12, 12},      {13, 14}, {14, 14}, {15, 14}, {INT_MAX, 14},
+};
+
+// A context filled by hand, or never: no key behind the last is read.
+TEST_P(AesPathTest, AnyNumberOfRoundsCountsAsOneThatAesHas) {
+  const Bytes block = FromHex("00112233445566778899aabbccddeeff");
+  aes_context expected = Keyed(Bytes(32, 7));
+  aes_context context = expected;
+  for (const RoundsCase& c : kRoundsCases) {
+    SCOPED_TRACE(c.rounds);
+    expected.rounds = c.counted;
+    context.rounds = c.rounds;
+    EXPECT_EQ(Encrypted(context, block), Encrypted(expected, block));
+    EXPECT_EQ(Decrypted(context, block), Decrypted(expected, block));
+  }
+}
+
+// An object may be copied, stored or compared byte by byte.
+TEST_P(AesPathTest, AnObjectIsZeroBehindItsKeys) {
+  for (const int bits : kSizes) {
+    SCOPED_TRACE(bits);
+    alignas(AES) std::array<unsigned char, sizeof(AES)> memory;
+    memory.fill(0xA5);
+    new (memory.data()) AES("key", bits);
+    aes_context context;
+    std::memcpy(&context, memory.data(), sizeof context);
+    const int used = 4 * (bits / 32 + 7);
+    EXPECT_THAT(std::vector(context.encKeys + used, context.encKeys + 64),
+                Each(0U));
+    EXPECT_THAT(std::vector(context.decKeys + used, context.decKeys + 64),
+                Each(0U));
+  }
+}
+
 TEST_P(AesPathTest, CopiesAreKeyedAlike) {
   const AES aes("some key", 256);
   const AES copy = aes;
@@ -403,6 +450,30 @@ TEST(AesTest, ChoosesTheLastPathThatIsAvailable) {
     if (path == &FastestAesPath()) after = true;
   }
   EXPECT_TRUE(after);
+}
+
+// Which instructions the kernel lets programs use, by its own names.
+std::set<std::string> ProcessorFlags() {
+  std::ifstream file("/proc/cpuinfo");
+  std::string line;
+  while (std::getline(file, line))
+    if (line.starts_with("flags")) break;
+  std::istringstream words(line);
+  return {std::istream_iterator<std::string>(words), {}};
+}
+
+TEST(AesTest, APathIsAvailableWhereTheKernelListsItsInstructions) {
+  const std::set<std::string> flags = ProcessorFlags();
+  if (flags.empty()) GTEST_SKIP() << "no flags in /proc/cpuinfo";
+  const auto all = [&flags](const std::vector<std::string>& names) {
+    return std::ranges::all_of(
+        names, [&flags](const std::string& name) { return flags.count(name); });
+  };
+  EXPECT_EQ(kAesInstructions.available(), all({"aes", "ssse3", "sse4_1"}));
+  EXPECT_EQ(kAesVectors256.available(),
+            kAesInstructions.available() && all({"avx", "avx2", "vaes"}));
+  EXPECT_EQ(kAesVectors512.available(),
+            kAesVectors256.available() && all({"avx512f"}));
 }
 
 // Two gigabytes of addresses over one megabyte of memory, many times mapped.

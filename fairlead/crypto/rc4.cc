@@ -33,6 +33,7 @@ std::uint32_t Step(std::uint32_t* m, std::uint32_t& x, std::uint32_t& y) {
 // A step but for its byte of the stream: moves y on by a, swaps m[y] and the
 // entry that held a, and returns b. In this order of instructions it takes two
 // thirds of the time that compilers need. An address takes all 64 bits of y.
+// Both outputs are written before the last input is read ('&').
 // NOLINTNEXTLINE(readability-non-const-parameter): the instructions write m.
 inline std::uint32_t Swap(std::uint32_t* m, std::uint64_t& y, std::uint32_t a,
                           std::uint32_t& entry) {
@@ -42,7 +43,7 @@ inline std::uint32_t Swap(std::uint32_t* m, std::uint64_t& y, std::uint32_t a,
       "movl (%[m],%q[y],4), %[b]\n\t"
       "movl %[a], (%[m],%q[y],4)\n\t"
       "movl %[b], %[entry]"
-      : [y] "+r"(y), [b] "=&r"(b), [entry] "=m"(entry)
+      : [y] "+&r"(y), [b] "=&r"(b), [entry] "=m"(entry)
       : [a] "r"(a), [m] "r"(m)
       : "memory", "cc");
   return b;
@@ -124,7 +125,7 @@ void Run(std::uint32_t* m, std::uint32_t& x, std::uint32_t& y,
 
 }  // namespace
 
-RC4::RC4(const RC4Key& key) {
+RC4::RC4(const RC4Key& key) noexcept {
   for (std::uint32_t i = 0; i < 256; ++i) m_[i] = i;
   std::uint32_t j = 0;
   for (std::uint32_t i = 0, k = 0; i < 256; ++i) {
@@ -135,12 +136,12 @@ RC4::RC4(const RC4Key& key) {
   Run<true>(m_, x_, y_, nullptr, kDiscarded);
 }
 
-void RC4::Encode(unsigned char* data, std::int32_t length) {
+void RC4::Encode(unsigned char* data, std::int32_t length) noexcept {
   if (length <= 0) return;
   Run<false>(m_, x_, y_, data, static_cast<std::size_t>(length));
 }
 
-std::int32_t RC4::GetByte() {
+std::int32_t RC4::GetByte() noexcept {
   return static_cast<std::int32_t>(Step(m_, x_, y_));
 }
 

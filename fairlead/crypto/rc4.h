@@ -34,7 +34,9 @@ struct RC4Key {
 ///
 /// @par Thread safety
 /// Each byte moves the stream on: an object is not to be shared without a lock.
-/// Distinct objects are independent. A copy goes on from the same place.
+/// Distinct objects are independent. A copy goes on from the same place. A
+/// child process has copies of its parent's objects: give it another key, lest
+/// both use the same stream.
 ///
 /// @par Example
 /// @code
@@ -47,16 +49,16 @@ class FAIRLEAD_EXPORT RC4 {
  public:
   /// Keys the cipher and throws away the first 12,347 bytes of the stream,
   /// which takes about as long as enciphering as many.
-  explicit RC4(const RC4Key& key);
+  explicit RC4(const RC4Key& key) noexcept;
 
   /// XORs each byte with the next one of the stream, in place.
   ///
   /// @param data the first byte
   /// @param length bytes; 0 or less changes neither data nor stream
-  void Encode(unsigned char* data, std::int32_t length);
+  void Encode(unsigned char* data, std::int32_t length) noexcept;
 
   /// Takes the next byte of the stream, 0 to 255.
-  std::int32_t GetByte();
+  std::int32_t GetByte() noexcept;
 
  private:
   std::uint32_t x_ = 0;  // 0 to 255.

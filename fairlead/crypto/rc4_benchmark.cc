@@ -1,4 +1,4 @@
-// RC4 beside other libraries: bytes enciphered, and keying with the discard.
+// RC4 beside other libraries: encryption, and keying with the discard.
 
 #include <benchmark/benchmark.h>
 
@@ -156,7 +156,7 @@ class BotanRc4 {
 };
 #endif
 
-// Keys a competitor so that its next byte is the first one of our stream.
+// Sets a key so that the next byte is the first one of fairlead's stream.
 template <class Competitor>
 void Key(Competitor& competitor, const unsigned char* key) {
   competitor.SetKey(key);
@@ -165,7 +165,7 @@ void Key(Competitor& competitor, const unsigned char* key) {
   competitor.Encode(discarded, sizeof discarded);
 }
 
-// Ends the program unless the competitor has our stream.
+// Ends the program unless the stream is fairlead's.
 template <class Competitor>
 void CheckAnswers() {
   Bytes ours(5000);
@@ -177,7 +177,7 @@ void CheckAnswers() {
   Key(competitor, kKey);
   competitor.Encode(theirs.data(), theirs.size());
   if (ours == theirs) return;
-  std::printf("%s has another answer\n", Competitor::kName);
+  std::printf("%s has a wrong result\n", Competitor::kName);
   std::exit(1);
 }
 

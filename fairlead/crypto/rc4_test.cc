@@ -3,12 +3,15 @@
 #include "fairlead/crypto/rc4.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <random>
 #include <type_traits>
 
@@ -114,6 +117,26 @@ TEST(Rc4Test, GetByteAndEncodeShareOneStream) {
     rc4.Encode(data.data(), static_cast<int>(length));
     ASSERT_EQ(data, expected) << "call " << call;
   }
+}
+
+// An object at the very end of its memory: a step behind its last entry faults.
+TEST(Rc4Test, NothingBehindTheObjectIsRead) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  void* const pages = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE,
+                           MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(pages, MAP_FAILED);
+  auto* const end = static_cast<unsigned char*>(pages) + page;
+  ASSERT_EQ(mprotect(end, page, PROT_NONE), 0);
+  const RC4 keyed(MakeKey(FromHex("0102030405")));
+  RC4& rc4 = *new (end - sizeof(RC4)) RC4(keyed);
+  for (int start = 0; start < 256; ++start)
+    for (int length = 0; length <= 300; ++length) {
+      rc4 = keyed;
+      for (int i = 0; i < start; ++i) rc4.GetByte();
+      unsigned char data[300] = {};
+      rc4.Encode(data, length);
+    }
+  munmap(pages, 2 * page);
 }
 
 TEST(Rc4Test, GetByteMovesEncodeOnByOne) {

@@ -1,5 +1,5 @@
-// What the races of the INI store share: the peers that are installed, and a
-// check that all do the same.
+// What the benchmarks of the INI store share: the installed peers, and a check
+// that all give the same results. Not installed.
 
 #ifndef FAIRLEAD_INI_INI_BENCHMARK_H_
 #define FAIRLEAD_INI_INI_BENCHMARK_H_

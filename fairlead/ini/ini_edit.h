@@ -1,4 +1,4 @@
-// What the editing operations of INI files share.
+// What the editing operations of INI files share. Not installed.
 
 #ifndef FAIRLEAD_INI_INI_EDIT_H_
 #define FAIRLEAD_INI_INI_EDIT_H_
@@ -14,9 +14,8 @@ namespace fairlead::internal {
 
 using Records = std::vector<CIniFile::Record>;
 
-// Loads the records of a file, changes them and saves them, all in one call.
-// `change` says whether there is anything to save. The result is that of the
-// saving, or false where there was none.
+// Loads the records of a file and passes them to `change`. If that returns
+// true, saves them and returns the result of Save(); otherwise returns false.
 template <typename Change>
 bool Edit(const std::string& file_name, Change change) {
   Records records;
@@ -24,8 +23,8 @@ bool Edit(const std::string& file_name, Change change) {
   return change(records) && CIniFile::Save(file_name, records);
 }
 
-// The same for one record, the first that the predicate matches; without one,
-// nothing is saved.
+// Changes the first record that the predicate matches and saves. If there is
+// none, saves nothing and returns false.
 template <typename Predicate, typename Change>
 bool EditFirst(const std::string& file_name, const Predicate& matches,
                Change change) {
@@ -37,7 +36,7 @@ bool EditFirst(const std::string& file_name, const Predicate& matches,
   });
 }
 
-// An active record without comments.
+// Returns an active record without comments.
 inline CIniFile::Record MakeRecord(std::string_view section,
                                    std::string_view key = {},
                                    std::string_view value = {}) {
@@ -48,8 +47,8 @@ inline CIniFile::Record MakeRecord(std::string_view section,
   return record;
 }
 
-// Gives a record other comments. A text of more than one character gets an LF
-// at its end, on purpose also where it ends in one.
+// Replaces the comments of a record. Kept for compatibility: a text of two or
+// more characters gets an LF appended, even if it ends in one.
 inline void SetComments(CIniFile::Record& record, std::string_view comments) {
   record.Comments = comments;
   if (comments.size() > 1) record.Comments += '\n';

@@ -1,5 +1,5 @@
-// One value read from a file or changed in it, and lookups after one load,
-// beside other libraries.
+// Reading one value of a file, changing one, and lookups after one load, beside
+// other libraries.
 
 #include <benchmark/benchmark.h>
 
@@ -16,13 +16,13 @@
 
 #include "fairlead/ini/ini_benchmark.h"
 #include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/memory_file.h"
+#include "fairlead/testing/memory_file.h"
 
 namespace {
 
 using fairlead::CIniFile;
-using fairlead::MemoryFile;
 using fairlead::Require;
+using fairlead::internal::MemoryFile;
 
 struct Setting {
   std::string section;
@@ -30,14 +30,14 @@ struct Setting {
   std::string value;
 };
 
-// A file such as tools keep: a dozen lines a section, a comment over each.
+// A typical settings file: twelve lines per section, a comment above each.
 struct Sample {
   explicit Sample(int lines) {
     std::string section;
     for (int line = 0; line < lines; ++line) {
       const std::string number = std::to_string(line);
       if (line % 12 == 0) {
-        text += "# What the server on shelf " + number + " is told\n";
+        text += "# Settings for the server on shelf " + number + "\n";
       } else if (line % 12 == 1) {
         section = "server" + number;
         text += "[" + section + "]\n";
@@ -65,9 +65,6 @@ const Sample& SampleOf(const benchmark::State& state) {
   return *sample;
 }
 
-// --- The competitors ---------------------------------------------------------
-// Each loads a file and gets values by name; some set values and save.
-
 struct Fairlead {
   void Load(const std::string& path) { ini.Load(path); }
   std::string Get(const std::string& section, const std::string& key) {
@@ -77,7 +74,7 @@ struct Fairlead {
   CIniFile ini;
 };
 
-// Each lookup as if it were the first, which never prints.
+// Resets the cursor before each lookup, so that no second pass is printed.
 struct FairleadAfresh {
   void Load(const std::string& path) {
     ini.Load(path);
@@ -109,7 +106,8 @@ struct SimpleIni {
 #endif
 
 #ifdef FAIRLEAD_PEER_INIH
-// It has no model; what a user of it makes for many lookups is a hash table.
+// It only calls back for each value; for many lookups a user fills a hash
+// table.
 struct Inih {
   static int Add(void* user, const char* section, const char* key,
                  const char* value) {
@@ -174,7 +172,7 @@ struct Glib {
     g_key_file_set_value(file, setting.section.c_str(), setting.key.c_str(),
                          setting.value.c_str());
   }
-  // Not by g_key_file_save_to_file, which puts another file in its place.
+  // Not g_key_file_save_to_file, which replaces the file.
   void Save(const std::string& path) const {
     gsize size = 0;
     char* const text = g_key_file_to_data(file, &size, nullptr);
@@ -207,9 +205,7 @@ struct PropertyTree {
 };
 #endif
 
-// --- One value from a file ---------------------------------------------------
-
-// Loads a file for one value.
+// Loads a file to read one value.
 template <typename Model>
 std::string ReadOne(const std::string& path, const Setting& setting) {
   Model model;
@@ -223,7 +219,7 @@ std::string ReadOne<Fairlead>(const std::string& path, const Setting& setting) {
 }
 
 #ifdef FAIRLEAD_PEER_INIH
-// It calls back for each value, and can keep the one wanted alone.
+// It calls back for each value, so that only the wanted one is kept.
 template <>
 std::string ReadOne<Inih>(const std::string& path, const Setting& setting) {
   struct Search {
@@ -249,11 +245,9 @@ void BM_ReadOne(benchmark::State& state) {
   const std::string path = sample.file.Path();
   const Setting& setting = sample.settings[sample.settings.size() / 2];
   Require(ReadOne<Model>(path, setting) == setting.value,
-          "a competitor has not read the value");
+          "a library did not read the value");
   for (auto _ : state) benchmark::DoNotOptimize(ReadOne<Model>(path, setting));
 }
-
-// --- One value changed in a file ---------------------------------------------
 
 template <typename Model>
 void ChangeOne(const std::string& path, const Setting& setting) {
@@ -281,10 +275,10 @@ void BM_ChangeOne(benchmark::State& state) {
     ChangeOne<Model>(path, setting);
   }
   Require(ReadOne<Fairlead>(path, setting) == setting.value,
-          "a competitor has not changed the value");
+          "a library did not change the value");
 }
 
-// What is printed of second passes goes to /dev/null.
+// Sends the lines printed by second passes to /dev/null.
 class QuietScope {
  public:
   QuietScope() : file_(std::exchange(stdout, std::fopen("/dev/null", "w"))) {}
@@ -296,8 +290,6 @@ class QuietScope {
   FILE* const file_;
 };
 
-// --- Every value after one load ----------------------------------------------
-
 template <typename Model>
 void LookUpAll(benchmark::State& state, const std::vector<Setting>& settings) {
   const QuietScope quiet;
@@ -305,7 +297,7 @@ void LookUpAll(benchmark::State& state, const std::vector<Setting>& settings) {
   model.Load(SampleOf(state).file.Path());
   for (const Setting& setting : settings)
     Require(model.Get(setting.section, setting.key) == setting.value,
-            "a competitor has not found a value");
+            "a library did not find a value");
   for (auto _ : state) {
     for (const Setting& setting : settings)
       benchmark::DoNotOptimize(model.Get(setting.section, setting.key));
@@ -326,19 +318,16 @@ void BM_AtRandom(benchmark::State& state) {
   LookUpAll<Model>(state, settings);
 }
 
-// --- The races ---------------------------------------------------------------
-
-void Lengths(benchmark::internal::Benchmark* race) {
-  race->Arg(60)->Arg(1'000)->Arg(100'000);
+void Lengths(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Arg(60)->Arg(1'000)->Arg(100'000);
 }
 
-// For what takes time that grows with the square of the length.
-void ShortLengths(benchmark::internal::Benchmark* race) {
-  race->Arg(60)->Arg(1'000);
+// For libraries whose time grows with the square of the length.
+[[maybe_unused]] void ShortLengths(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Arg(60)->Arg(1'000);
 }
 
-// At random by a user who knows that the order is none, and by one who does
-// not.
+// Random lookups with the cursor reset before each, and without.
 BENCHMARK(BM_AtRandom<FairleadAfresh>)
     ->Name("IniAtRandom/fairlead")
     ->Apply(Lengths);
@@ -351,33 +340,31 @@ BENCHMARK(BM_ChangeOne<Fairlead>)
     ->Name("IniChangeOne/fairlead")
     ->Apply(Lengths);
 
-#define FAIRLEAD_RACE(competitor, name, lengths)                               \
-  BENCHMARK(BM_ReadOne<competitor>)->Name("IniReadOne/" name)->Apply(lengths); \
-  BENCHMARK(BM_InOrder<competitor>)->Name("IniInOrder/" name)->Apply(lengths); \
-  BENCHMARK(BM_AtRandom<competitor>)->Name("IniAtRandom/" name)->Apply(lengths)
-#define FAIRLEAD_CHANGE_RACE(competitor, name, lengths) \
-  BENCHMARK(BM_ChangeOne<competitor>)                   \
-      ->Name("IniChangeOne/" name)                      \
-      ->Apply(lengths)
+#define FAIRLEAD_BENCHMARK(library, name, lengths)                          \
+  BENCHMARK(BM_ReadOne<library>)->Name("IniReadOne/" name)->Apply(lengths); \
+  BENCHMARK(BM_InOrder<library>)->Name("IniInOrder/" name)->Apply(lengths); \
+  BENCHMARK(BM_AtRandom<library>)->Name("IniAtRandom/" name)->Apply(lengths)
+#define FAIRLEAD_CHANGE_BENCHMARK(library, name, lengths) \
+  BENCHMARK(BM_ChangeOne<library>)->Name("IniChangeOne/" name)->Apply(lengths)
 
 #ifdef FAIRLEAD_PEER_SIMPLEINI
-FAIRLEAD_RACE(SimpleIni, "simpleini", Lengths);
-FAIRLEAD_CHANGE_RACE(SimpleIni, "simpleini", Lengths);
+FAIRLEAD_BENCHMARK(SimpleIni, "simpleini", Lengths);
+FAIRLEAD_CHANGE_BENCHMARK(SimpleIni, "simpleini", Lengths);
 #endif
 #ifdef FAIRLEAD_PEER_INIH
-FAIRLEAD_RACE(Inih, "inih", Lengths);  // It writes no files.
+FAIRLEAD_BENCHMARK(Inih, "inih", Lengths);  // It writes no files.
 #endif
 #ifdef FAIRLEAD_PEER_INIPARSER
-FAIRLEAD_RACE(IniParser, "iniparser", ShortLengths);
-FAIRLEAD_CHANGE_RACE(IniParser, "iniparser", ShortLengths);
+FAIRLEAD_BENCHMARK(IniParser, "iniparser", ShortLengths);
+FAIRLEAD_CHANGE_BENCHMARK(IniParser, "iniparser", ShortLengths);
 #endif
 #ifdef FAIRLEAD_PEER_GLIB
-FAIRLEAD_RACE(Glib, "glib", Lengths);
-FAIRLEAD_CHANGE_RACE(Glib, "glib", Lengths);
+FAIRLEAD_BENCHMARK(Glib, "glib", Lengths);
+FAIRLEAD_CHANGE_BENCHMARK(Glib, "glib", Lengths);
 #endif
 #ifdef FAIRLEAD_PEER_BOOST_PROPERTY_TREE
-FAIRLEAD_RACE(PropertyTree, "boost_property_tree", ShortLengths);
-FAIRLEAD_CHANGE_RACE(PropertyTree, "boost_property_tree", ShortLengths);
+FAIRLEAD_BENCHMARK(PropertyTree, "boost_property_tree", ShortLengths);
+FAIRLEAD_CHANGE_BENCHMARK(PropertyTree, "boost_property_tree", ShortLengths);
 #endif
 
 }  // namespace

@@ -1,60 +1,78 @@
-// Every operation on files that the kernel will not read or write, and on files
-// that cannot be loaded: the result promised, and nothing else changed.
+// Tests of every operation on files that cannot be read, written or loaded: the
+// result is as documented, and nothing else changes.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <string_view>
 
 #include "fairlead/ini/ini_edit_model.h"
 #include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/ini_test.h"
+#include "fairlead/ini/ini_testing.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 constexpr char kText[] = " [s] \n#c\n k = v\n[t]\n;k=w";
 
-// Edits that save whatever they found, those that save what they found, and
-// those that never save.
-constexpr char kAlwaysSave[] = "arcudV";
-constexpr char kSaveTheFound[] = "nCUDN";
-constexpr char kOnlyRead[] = "hgmeGvE";
+bool IsQuery(EditOperation operation) {
+  switch (operation) {
+    case EditOperation::kGetSections:
+    case EditOperation::kGetSection:
+    case EditOperation::kGetSectionNames:
+    case EditOperation::kSectionExists:
+    case EditOperation::kGetRecord:
+    case EditOperation::kGetValue:
+    case EditOperation::kRecordExists:
+      return true;
+    default:
+      return false;
+  }
+}
 
-bool IsEdit(char operation) {
-  return std::string(kOnlyRead).find(operation) == std::string::npos;
+// Returns whether an edit saves even if there is nothing to change.
+bool AlwaysSaves(EditOperation operation) {
+  switch (operation) {
+    case EditOperation::kSetSectionComments:
+    case EditOperation::kCommentRecord:
+    case EditOperation::kUnCommentRecord:
+    case EditOperation::kDeleteRecord:
+    case EditOperation::kSetRecordComments:
+      return false;
+    default:
+      return !IsQuery(operation);
+  }
 }
 
 class IniEditFaultsTest : public IniTest {
  protected:
-  // Performs every operation on the section s and its key k.
-  void ForEach(const std::string& operations, const std::string& path,
-               const std::function<void(char, const std::string&)>& judge) {
+  // Performs every operation on section s and its key k, and passes each with
+  // its outcome to `check`.
+  void ForEach(
+      const std::string& path,
+      const std::function<void(EditOperation, const std::string&)>& check) {
     FileStore store{path};
-    for (const char operation : operations) {
-      SCOPED_TRACE(operation);
-      testing::internal::CaptureStdout();
+    for (const auto& [operation, name] : kEditOperations) {
+      SCOPED_TRACE(name);
+      CapturedOutput output;
       const std::string outcome = Outcome({operation, {"s", "k", "#x"}}, store);
-      printed_ = testing::internal::GetCapturedStdout();
-      judge(operation, outcome);
+      printed_ = output.Take();
+      check(operation, outcome);
     }
   }
 
-  // What an operation returns for an empty file.
-  static std::string OutcomeOfNothing(char operation) {
+  static std::string OutcomeForEmptyFile(EditOperation operation) {
     FileModel model;
     return Outcome({operation, {"s", "k", "#x"}}, model);
   }
 
-  // What is done inside is done by a user whom permissions bind.
-  static void AsAUser(const std::function<void()>& work) {
+  // Runs `work` without the privileges that override file permissions.
+  static void WithoutPrivileges(const std::function<void()>& work) {
     const bool root = geteuid() == 0;
     if (root) {
       ASSERT_EQ(seteuid(65534), 0);
@@ -68,89 +86,79 @@ class IniEditFaultsTest : public IniTest {
   std::string printed_;
 };
 
-TEST_F(IniEditFaultsTest, TheGroupsOfOperationsAreAllThereAre) {
-  std::string all = std::string(kAlwaysSave) + kSaveTheFound + kOnlyRead;
-  std::string known = kEditOperations;
-  std::sort(all.begin(), all.end());
-  std::sort(known.begin(), known.end());
-  EXPECT_EQ(all, known);
-}
-
-TEST_F(IniEditFaultsTest, AMissingFileIsAnEmptyOneThatOnlySavingCreates) {
-  ForEach(kEditOperations, Path(), [&](char operation, auto& outcome) {
-    EXPECT_EQ(outcome, OutcomeOfNothing(operation));
-    const bool saves =
-        std::string_view(kAlwaysSave).find(operation) != std::string_view::npos;
-    EXPECT_EQ(std::filesystem::exists(Path()), saves);
+TEST_F(IniEditFaultsTest, AMissingFileIsEmptyAndOnlySavingCreatesIt) {
+  ForEach(Path(), [&](auto operation, auto& outcome) {
+    EXPECT_EQ(outcome, OutcomeForEmptyFile(operation));
+    EXPECT_EQ(std::filesystem::exists(Path()), AlwaysSaves(operation));
     std::filesystem::remove(Path());
   });
 }
 
 TEST_F(IniEditFaultsTest, AHeaderWithoutBracketThrowsFromEveryOperation) {
   const std::string text = std::string(kText) + "\n# [open";
-  ForEach(kEditOperations, Write(text), [&](char, auto& outcome) {
+  ForEach(Write(text), [&](auto, auto& outcome) {
     EXPECT_EQ(outcome, "basic_string::erase");
     EXPECT_EQ(Read(), text);
     EXPECT_EQ(printed_, "");
   });
 }
 
-TEST_F(IniEditFaultsTest, AFolderThatIsGoneTakesNoFile) {
+TEST_F(IniEditFaultsTest, AMissingFolderIsNotCreated) {
   const std::string path = Path("gone/a.ini");
-  ForEach(kEditOperations, path, [&](char operation, auto& outcome) {
+  ForEach(path, [&](auto operation, auto& outcome) {
     EXPECT_EQ(outcome,
-              IsEdit(operation) ? "false" : OutcomeOfNothing(operation));
+              IsQuery(operation) ? OutcomeForEmptyFile(operation) : "false");
     EXPECT_FALSE(std::filesystem::exists(Path("gone")));
     EXPECT_EQ(printed_, "");
   });
 }
 
-TEST_F(IniEditFaultsTest, AFolderReadsAsNothingAndIsNotWritten) {
-  ForEach(kEditOperations, folder_, [&](char operation, auto& outcome) {
+TEST_F(IniEditFaultsTest, AFolderReadsAsEmptyAndIsNotWritten) {
+  ForEach(folder_.path(), [&](auto operation, auto& outcome) {
     EXPECT_EQ(outcome,
-              IsEdit(operation) ? "false" : OutcomeOfNothing(operation));
-    EXPECT_TRUE(std::filesystem::is_empty(folder_));
+              IsQuery(operation) ? OutcomeForEmptyFile(operation) : "false");
+    EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
   });
 }
 
-TEST_F(IniEditFaultsTest, AReadOnlyFileIsReadAndStaysAsItIs) {
+TEST_F(IniEditFaultsTest, AReadOnlyFileIsReadAndNotChanged) {
   Write(kText);
-  ASSERT_EQ(chmod(folder_.c_str(), 0755), 0);
+  ASSERT_EQ(chmod(folder_.path().c_str(), 0755), 0);
   ASSERT_EQ(chmod(Path().c_str(), 0444), 0);
   FileModel model{kText, ""};
-  AsAUser([&] {
-    ForEach(kEditOperations, Path(), [&](char operation, auto& outcome) {
-      EXPECT_EQ(outcome, IsEdit(operation)
-                             ? "false"
-                             : Outcome({operation, {"s", "k", "#x"}}, model));
+  WithoutPrivileges([&] {
+    ForEach(Path(), [&](auto operation, auto& outcome) {
+      EXPECT_EQ(outcome, IsQuery(operation)
+                             ? Outcome({operation, {"s", "k", "#x"}}, model)
+                             : "false");
       EXPECT_EQ(printed_, "");
       EXPECT_EQ(Read(), kText);
     });
   });
 }
 
-TEST_F(IniEditFaultsTest, AFileOutOfReachReadsAsNothingAndStaysAsItIs) {
+TEST_F(IniEditFaultsTest, AnInaccessibleFileReadsAsEmptyAndIsNotChanged) {
   Write(kText);
-  ASSERT_EQ(chmod(folder_.c_str(), 0755), 0);
+  ASSERT_EQ(chmod(folder_.path().c_str(), 0755), 0);
   ASSERT_EQ(chmod(Path().c_str(), 0), 0);
-  AsAUser([&] {
-    ForEach(kEditOperations, Path(), [&](char operation, auto& outcome) {
+  WithoutPrivileges([&] {
+    ForEach(Path(), [&](auto operation, auto& outcome) {
       EXPECT_EQ(outcome,
-                IsEdit(operation) ? "false" : OutcomeOfNothing(operation));
+                IsQuery(operation) ? OutcomeForEmptyFile(operation) : "false");
     });
   });
   ASSERT_EQ(chmod(Path().c_str(), 0600), 0);
   EXPECT_EQ(Read(), kText);
 }
 
-// What cannot be read counts as missing, also where it can be written.
-TEST_F(IniEditFaultsTest, AFileThatCanOnlyBeWrittenLosesWhatItHeld) {
+// An unreadable file counts as missing, even if it can be written.
+TEST_F(IniEditFaultsTest, AWriteOnlyFileLosesItsContents) {
   Write(kText);
-  ASSERT_EQ(chmod(folder_.c_str(), 0755), 0);
+  ASSERT_EQ(chmod(folder_.path().c_str(), 0755), 0);
   ASSERT_EQ(chmod(Path().c_str(), 0222), 0);
   bool found = true;
   bool saved = false;
-  AsAUser([&] {
+  WithoutPrivileges([&] {
     found = CIniFile::DeleteRecord("k", "s", Path());
     saved = CIniFile::SetValue("k", "x", "s", Path());
   });
@@ -160,22 +168,27 @@ TEST_F(IniEditFaultsTest, AFileThatCanOnlyBeWrittenLosesWhatItHeld) {
   EXPECT_EQ(Read(), "[s]\nk=x\n");
 }
 
-// The result is that of opening the file; the file ends where the disk does.
-TEST_F(IniEditFaultsTest, AFullDiskEndsTheFileAndIsNotReported) {
-  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+volatile std::sig_atomic_t limit_signals = 0;
+
+// Opening the file succeeded, and only that is reported.
+TEST_F(IniEditFaultsTest, AFullDiskTruncatesTheFileAndIsNotReported) {
+  const auto handler =
+      std::signal(SIGXFSZ, [](int) { limit_signals = limit_signals + 1; });
+  limit_signals = 0;
   rlimit limit = {};
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
   const rlimit nine_bytes = {9, limit.rlim_max};
   Write("[s]\na=1\n;b=2\n");
-  testing::internal::CaptureStdout();
+  CapturedOutput output;
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &nine_bytes), 0);
   const bool saved = CIniFile::SetValue("k", "v", "s", Path());
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
   std::signal(SIGXFSZ, handler);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "<;> ");
+  EXPECT_EQ(output.Take(), "<;> ");
   EXPECT_TRUE(saved);
+  EXPECT_EQ(limit_signals, 1);
   EXPECT_EQ(Read(), "[s]\nk=v\na");
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,5 +1,5 @@
-// A second model of the edits of an INI file, for tests: lines of text that are
-// cut, pasted and written out. It shares no code with the store.
+// A second implementation of the operations on INI files, for tests: a list of
+// lines of text. It shares no code with the store. Not installed.
 
 #ifndef FAIRLEAD_INI_INI_EDIT_MODEL_H_
 #define FAIRLEAD_INI_INI_EDIT_MODEL_H_
@@ -8,23 +8,22 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "fairlead/ini/ini_file.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 
-// Holds the bytes of a file, and what saving it has printed. The operations are
-// those of the store, without the name of a file.
+// The contents of a file and what saving it has printed. The operations are
+// those of CIniFile without the file name.
 class FileModel {
  public:
   using Records = std::vector<CIniFile::Record>;
 
   std::string text;
   std::string printed;
-
-  // --- Sections
 
   bool AddSection(const std::string& section) {
     Lines lines = Parse();
@@ -88,8 +87,6 @@ class FileModel {
       if (line.section == section) return true;
     return false;
   }
-
-  // --- Records
 
   Records GetRecord(const std::string& key, const std::string& section) const {
     const Lines lines = Parse();
@@ -159,10 +156,10 @@ class FileModel {
   }
 
  private:
-  // A line as it is written, and what it was read as.
+  // A line as written and as read.
   struct Line {
-    std::string above;  // The comment lines over it.
-    std::string mark;   // What disables it.
+    std::string above;  // The comment lines above it.
+    std::string mark;   // The character that disables it, if any.
     std::string body;   // "[section]" or "key=value".
     std::string section;
     std::string key;
@@ -243,7 +240,7 @@ class FileModel {
     return lines;
   }
 
-  // Moves on to the section, where the line is a header.
+  // Updates the section if the line is a header.
   static Line ParseBody(const std::string& body, std::string& section) {
     if (body[0] == '[') {
       const std::size_t end = body.find(']');
@@ -256,12 +253,12 @@ class FileModel {
     if (equals == std::string::npos) return HeaderLine("");
     Line line = KeyLine(Stripped(body.substr(0, equals)),
                         Stripped(body.substr(equals + 1)), section);
-    line.value = Stripped(body.substr(equals + 1));  // Also without a key.
+    line.value = Stripped(body.substr(equals + 1));  // Even without a key.
     return line;
   }
 };
 
-// The operations of the store on one file, under the names of the model.
+// The operations of CIniFile on one file, with the interface of FileModel.
 struct FileStore {
   std::string path;
 
@@ -320,13 +317,65 @@ struct FileStore {
   }
 };
 
-// One operation and its words: a section, then a key, then the rest.
-struct EditStep {
-  char operation;
-  std::array<std::string, 3> words;
+enum class EditOperation {
+  kAddSection,
+  kRenameSection,
+  kCommentSection,
+  kUnCommentSection,
+  kDeleteSection,
+  kSetSectionComments,
+  kSetValue,
+  kCommentRecord,
+  kUnCommentRecord,
+  kDeleteRecord,
+  kSetRecordComments,
+  kGetSections,
+  kGetSection,
+  kGetSectionNames,
+  kSectionExists,
+  kGetRecord,
+  kGetValue,
+  kRecordExists,
 };
 
-inline constexpr char kEditOperations[] = "arcudnVCUDNhgmeGvE";
+struct NamedOperation {
+  EditOperation operation;
+  std::string_view name;
+};
+
+inline constexpr NamedOperation kEditOperations[] = {
+    {EditOperation::kAddSection, "AddSection"},
+    {EditOperation::kRenameSection, "RenameSection"},
+    {EditOperation::kCommentSection, "CommentSection"},
+    {EditOperation::kUnCommentSection, "UnCommentSection"},
+    {EditOperation::kDeleteSection, "DeleteSection"},
+    {EditOperation::kSetSectionComments, "SetSectionComments"},
+    {EditOperation::kSetValue, "SetValue"},
+    {EditOperation::kCommentRecord, "CommentRecord"},
+    {EditOperation::kUnCommentRecord, "UnCommentRecord"},
+    {EditOperation::kDeleteRecord, "DeleteRecord"},
+    {EditOperation::kSetRecordComments, "SetRecordComments"},
+    {EditOperation::kGetSections, "GetSections"},
+    {EditOperation::kGetSection, "GetSection"},
+    {EditOperation::kGetSectionNames, "GetSectionNames"},
+    {EditOperation::kSectionExists, "SectionExists"},
+    {EditOperation::kGetRecord, "GetRecord"},
+    {EditOperation::kGetValue, "GetValue"},
+    {EditOperation::kRecordExists, "RecordExists"},
+};
+
+inline std::string_view NameOf(EditOperation operation) {
+  for (const NamedOperation& named : kEditOperations)
+    if (named.operation == operation) return named.name;
+  return "unknown";
+}
+
+// An operation and its arguments: a section, a key, and one more. The name of a
+// renamed section and the character for CommentSection() are in place of a key.
+struct EditStep {
+  EditOperation operation;
+  std::array<std::string, 3> arguments;
+};
 
 inline std::string AsText(bool result) { return result ? "true" : "false"; }
 inline std::string AsText(const std::string& result) { return "=" + result; }
@@ -343,53 +392,54 @@ inline std::string AsText(const FileModel::Records& records) {
   return text;
 }
 
-// What an operation returns, as a text; of the store and of the model alike.
+// Performs an operation on a FileStore or FileModel; returns its result as
+// text.
 template <typename Store>
 std::string ResultOf(const EditStep& step, Store& store) {
-  const auto& [section, key, rest] = step.words;
+  const auto& [section, key, rest] = step.arguments;
   const auto cc = rest == ";" ? CIniFile::Semicolon : CIniFile::Hash;
   switch (step.operation) {
-    case 'a':
+    case EditOperation::kAddSection:
       return AsText(store.AddSection(section));
-    case 'r':
+    case EditOperation::kRenameSection:
       return AsText(store.RenameSection(section, key));
-    case 'c':
+    case EditOperation::kCommentSection:
       return AsText(store.CommentSection(key.empty() ? '#' : key[0], section));
-    case 'u':
+    case EditOperation::kUnCommentSection:
       return AsText(store.UnCommentSection(section));
-    case 'd':
+    case EditOperation::kDeleteSection:
       return AsText(store.DeleteSection(section));
-    case 'n':
+    case EditOperation::kSetSectionComments:
       return AsText(store.SetSectionComments(rest, section));
-    case 'V':
+    case EditOperation::kSetValue:
       return AsText(store.SetValue(key, rest, section));
-    case 'C':
+    case EditOperation::kCommentRecord:
       return AsText(store.CommentRecord(cc, key, section));
-    case 'U':
+    case EditOperation::kUnCommentRecord:
       return AsText(store.UnCommentRecord(key, section));
-    case 'D':
+    case EditOperation::kDeleteRecord:
       return AsText(store.DeleteRecord(key, section));
-    case 'N':
+    case EditOperation::kSetRecordComments:
       return AsText(store.SetRecordComments(rest, key, section));
-    case 'h':
+    case EditOperation::kGetSections:
       return AsText(store.GetSections());
-    case 'g':
+    case EditOperation::kGetSection:
       return AsText(store.GetSection(section));
-    case 'm':
+    case EditOperation::kGetSectionNames:
       return AsText(store.GetSectionNames());
-    case 'e':
+    case EditOperation::kSectionExists:
       return AsText(store.SectionExists(section));
-    case 'G':
+    case EditOperation::kGetRecord:
       return AsText(store.GetRecord(key, section));
-    case 'v':
+    case EditOperation::kGetValue:
       return AsText(store.GetValue(key, section));
-    case 'E':
+    case EditOperation::kRecordExists:
       return AsText(store.RecordExists(key, section));
-    default:
-      return {};
   }
+  return {};
 }
 
+// Returns the result of an operation, or the text of its exception.
 template <typename Store>
 std::string Outcome(const EditStep& step, Store& store) {
   try {
@@ -399,6 +449,6 @@ std::string Outcome(const EditStep& step, Store& store) {
   }
 }
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_INI_INI_EDIT_MODEL_H_

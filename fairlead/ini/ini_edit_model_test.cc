@@ -1,5 +1,5 @@
-// Random edits, judged after every step by a second model of the file; random
-// lookups of an object, judged by a plain walk of the list.
+// Tests random edits, after every step, against a second implementation, and
+// random lookups against a linear scan.
 
 #include "fairlead/ini/ini_edit_model.h"
 
@@ -15,31 +15,20 @@
 #include <vector>
 
 #include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/ini_test.h"
-#include "fairlead/ini/memory_file.h"
+#include "fairlead/ini/ini_testing.h"
+#include "fairlead/testing/memory_file.h"
+#include "fairlead/testing/sanitizers.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define FAIRLEAD_SANITIZED
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define FAIRLEAD_SANITIZED
-#endif
-#endif
-
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
-#ifdef FAIRLEAD_SANITIZED
-constexpr int kSteps = 10'000;
-#else
-constexpr int kSteps = 100'000;
-#endif
+constexpr int kSteps = kSanitized ? 10'000 : 100'000;
 
 class RandomSource {
  public:
   explicit RandomSource(unsigned seed) : engine_(seed) {}
 
-  // Below the limit.
+  // Returns a number below the limit.
   std::size_t Number(std::size_t limit) {
     return std::uniform_int_distribution<std::size_t>(0, limit - 1)(engine_);
   }
@@ -55,8 +44,6 @@ class RandomSource {
   std::mt19937 engine_;
 };
 
-// --- Edits -------------------------------------------------------------------
-
 const std::vector<std::string> kSections = {"", "s", "t", " s", "s]x"};
 const std::vector<std::string> kKeys = {"",  "k", "j",  " k ", "\tj",
                                         " ", "i", "#k", "a b", "[s]"};
@@ -70,14 +57,14 @@ const std::vector<std::string> kTextLines = {
     "i=6",  "a b=7", "k=",   "# i=",   "[t]", "#[t]"};
 
 EditStep RandomStep(RandomSource& random) {
-  const std::string operations = kEditOperations;
-  EditStep step{operations[random.Number(operations.size())], {}};
-  step.words[0] = random.Pick(kSections);
-  step.words[1] = random.Pick(kKeys);
-  step.words[2] = random.Pick(random.OneOf(20) ? kRareRest : kRest);
-  if (step.operation == 'r') step.words[1] = random.Pick(kSections);
-  if (step.operation == 'c')
-    step.words[1] = random.OneOf(20) ? "!" : random.OneOf(2) ? "#" : ";";
+  EditStep step{random.Pick(kEditOperations).operation, {}};
+  step.arguments[0] = random.Pick(kSections);
+  step.arguments[1] = random.Pick(kKeys);
+  step.arguments[2] = random.Pick(random.OneOf(20) ? kRareRest : kRest);
+  if (step.operation == EditOperation::kRenameSection)
+    step.arguments[1] = random.Pick(kSections);
+  if (step.operation == EditOperation::kCommentSection)
+    step.arguments[1] = random.OneOf(20) ? "!" : random.OneOf(2) ? "#" : ";";
   return step;
 }
 
@@ -88,7 +75,8 @@ std::string RandomText(RandomSource& random) {
   return text;
 }
 
-// A text that throws would stay as it is, a long one would take long.
+// Returns whether the text should be replaced: every edit of one that throws
+// fails, and a long one takes too much time.
 bool IsSpent(const std::string& text) {
   return text.size() > 300 || text.find("[open") != std::string::npos;
 }
@@ -100,10 +88,10 @@ TEST(IniEditModelTest, AgreesAfterEveryStep) {
   const MemoryFile file;
   FileStore store{file.Path()};
   FileModel model;
-  testing::internal::CaptureStdout();
+  CapturedOutput output;
   int renewed = 0;
-  std::ostringstream fault;
-  for (int i = 0; i < kSteps && fault.str().empty(); ++i) {
+  std::ostringstream difference;
+  for (int i = 0; i < kSteps && difference.str().empty(); ++i) {
     if (IsSpent(model.text) || random.OneOf(40)) {
       model.text = RandomText(random);
       file.Write(model.text);
@@ -115,21 +103,21 @@ TEST(IniEditModelTest, AgreesAfterEveryStep) {
     const std::string outcome = Outcome(step, store);
     const std::string after = file.Read();
     if (outcome == expected && after == model.text) continue;
-    fault << "step " << i << " of seed " << kSeed << ": " << step.operation
-          << ' ' << testing::PrintToString(step.words) << " on "
-          << testing::PrintToString(before) << "\nreturned " << outcome
-          << ", not " << expected << "\nleft " << testing::PrintToString(after)
-          << ", not " << testing::PrintToString(model.text);
+    difference << "step " << i << " of seed " << kSeed << ": "
+               << NameOf(step.operation) << ' '
+               << testing::PrintToString(step.arguments) << " on "
+               << testing::PrintToString(before) << "\nreturned " << outcome
+               << ", not " << expected << "\nleft "
+               << testing::PrintToString(after) << ", not "
+               << testing::PrintToString(model.text);
   }
-  const std::string printed = testing::internal::GetCapturedStdout();
-  ASSERT_EQ(fault.str(), "");
+  const std::string printed = output.Take();
+  ASSERT_EQ(difference.str(), "");
   EXPECT_TRUE(printed == model.printed);
-  EXPECT_LT(renewed, kSteps / 4);  // Texts live for some steps.
+  EXPECT_LT(renewed, kSteps / 4);  // Most texts last for several steps.
 }
 
-// --- Lookups -----------------------------------------------------------------
-
-// An object's lookups, as the walks that they are said to be.
+// The lookups of an object as linear scans.
 struct PlainLookups {
   Records records;
   bool loaded = true;
@@ -140,7 +128,7 @@ struct PlainLookups {
   std::string last;
   std::string printed;
 
-  std::size_t Walk(std::size_t from, const std::string& section,
+  std::size_t Scan(std::size_t from, const std::string& section,
                    const std::string& key) const {
     while (from < records.size() &&
            (records[from].Section != section || records[from].Key != key))
@@ -148,16 +136,16 @@ struct PlainLookups {
     return from;
   }
 
-  // The place of the record; the length of the list where there is none.
+  // Returns the place of the record, or the size of the list if there is none.
   std::size_t Find(const std::string& section, const std::string& key) {
     const std::size_t end = records.size();
     if (!loaded) return end;
     std::size_t from = cursor > 5 ? cursor - 5 : cursor;
     if (cursor == end) from = 0;
-    std::size_t found = Walk(from, section, key);
+    std::size_t found = Scan(from, section, key);
     ++searches;
     if (found == end && from != 0) {
-      found = Walk(0, section, key);
+      found = Scan(0, section, key);
       ++researches;
       if (found != end) {
         ++rediscovered;
@@ -179,10 +167,11 @@ struct PlainLookups {
 
 class IniLookupModelTest : public testing::Test {
  protected:
-  // Both of them with a list of up to that many records, of few names.
-  void LoadBoth(std::size_t most, std::size_t names, RandomSource& random) {
+  // Loads a random list of fewer than `max_records` records into both.
+  void LoadBoth(std::size_t max_records, std::size_t names,
+                RandomSource& random) {
     std::string text;
-    for (std::size_t lines = random.Number(most); lines > 0; --lines) {
+    for (std::size_t lines = random.Number(max_records); lines > 0; --lines) {
       const std::string name = std::to_string(random.Number(names));
       text += random.OneOf(6) ? "[s" + name + "]\n"
                               : "k" + name + "=" + std::to_string(lines) + "\n";
@@ -195,8 +184,8 @@ class IniLookupModelTest : public testing::Test {
     first_ = ini_.cursor - static_cast<std::ptrdiff_t>(plain_.records.size());
   }
 
-  // What a user may do to an object between two lookups.
-  void Meddle(RandomSource& random) {
+  // Changes a field in both, as a program may between two lookups.
+  void ChangeField(RandomSource& random) {
     switch (random.Number(5)) {
       case 0:
         plain_.loaded = ini_.loaded = !ini_.loaded;
@@ -213,7 +202,7 @@ class IniLookupModelTest : public testing::Test {
     }
   }
 
-  // Looks a record up in both; whether they agree.
+  // Looks a record up in both; returns whether they agree.
   bool Agree(const std::string& section, const std::string& key, bool trace) {
     ini_.trace = trace;
     const std::size_t place = plain_.Find(section, key);
@@ -235,19 +224,19 @@ class IniLookupModelTest : public testing::Test {
            ini_.lastLookup == plain_.last;
   }
 
-  // A series of lookups after one load, and all that they print.
-  void Judge(std::size_t names, int lookups, RandomSource& random) {
-    testing::internal::CaptureStdout();
+  // Compares a series of lookups after one load, and what they print.
+  void Check(std::size_t names, int lookups, RandomSource& random) {
+    CapturedOutput output;
     bool agree = true;
     int done = 0;
     for (; agree && done < lookups; ++done) {
-      if (random.OneOf(8)) Meddle(random);
+      if (random.OneOf(8)) ChangeField(random);
       const std::string name = std::to_string(random.Number(names + 1));
       const std::string section = "s" + std::to_string(random.Number(names));
       agree = Agree(random.OneOf(9) ? "" : section,
                     random.OneOf(9) ? "" : "k" + name, random.OneOf(4));
     }
-    const std::string printed = testing::internal::GetCapturedStdout();
+    const std::string printed = output.Take();
     EXPECT_TRUE(agree) << "lookup " << done << " in "
                        << testing::PrintToString(file_.Read());
     EXPECT_EQ(printed, plain_.printed);
@@ -267,7 +256,7 @@ TEST_F(IniLookupModelTest, AgreesOnShortListsOfManyDuplicates) {
     SCOPED_TRACE(testing::Message() << "seed " << kSeed << ", round " << round);
     const std::size_t names = 1 + random.Number(4);
     LoadBoth(40, names, random);
-    Judge(names, 100, random);
+    Check(names, 100, random);
   }
 }
 
@@ -278,9 +267,9 @@ TEST_F(IniLookupModelTest, AgreesOnLongLists) {
   for (int round = 0; round < 5 && !HasFailure(); ++round) {
     SCOPED_TRACE(testing::Message() << "seed " << kSeed << ", round " << round);
     LoadBoth(3'000, 40, random);
-    Judge(40, kSteps / 100, random);
+    Check(40, kSteps / 100, random);
   }
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

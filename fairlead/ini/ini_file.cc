@@ -1,3 +1,5 @@
+// INI files as lists of records: loading and saving.
+
 #include "fairlead/ini/ini_file.h"
 
 #include <fcntl.h>
@@ -30,17 +32,36 @@ void Append(const RecordReader& reader,
   record.Value = reader.Value();
 }
 
-// As many records as the text has lines, within a memory of so many times its
-// size: lines may be blank.
+// Returns the number of records to reserve: one per line, but no more memory
+// than a multiple of the text's size, since lines may be empty.
 std::size_t ExpectedRecords(std::string_view text) {
-  constexpr std::size_t kMostTimesItsSize = 8;
+  constexpr std::size_t kMaxExpansion = 8;
   const auto lines =
       static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
   return std::min(lines,
-                  text.size() * kMostTimesItsSize / sizeof(CIniFile::Record));
+                  text.size() * kMaxExpansion / sizeof(CIniFile::Record));
 }
 
-// Appends the lines that stand for a record in a file.
+// Returns the size of a record's lines in a file, or one byte more.
+std::size_t MaxSizeOfLines(const CIniFile::Record& record) {
+  constexpr std::size_t kMaxPunctuation = sizeof("#[]\n") - 1;
+  const std::size_t names = record.Key.empty()
+                                ? record.Section.size()
+                                : record.Key.size() + record.Value.size();
+  return record.Comments.size() + names + kMaxPunctuation;
+}
+
+// Returns an empty buffer with capacity for the lines of any of the records.
+std::string BufferForLines(const std::vector<CIniFile::Record>& records) {
+  std::size_t size = 0;
+  for (const CIniFile::Record& record : records)
+    size = std::max(size, MaxSizeOfLines(record));
+  std::string buffer;
+  buffer.reserve(size);
+  return buffer;
+}
+
+// Appends the lines of a record in a file.
 void AppendLines(const CIniFile::Record& record, std::string& text) {
   text += record.Comments;
   if (record.Commented != kActive) text += record.Commented;
@@ -67,14 +88,15 @@ bool CIniFile::Load(const std::string& file_name,
 
 bool CIniFile::Save(const std::string& file_name,
                     const std::vector<Record>& content) {
-  const OpenFile file(file_name, O_WRONLY | O_CREAT | O_TRUNC);
-  if (!file.IsOpen()) return false;
+  // Nothing is allocated after this, so bad_alloc leaves the file unchanged.
+  std::string lines = BufferForLines(content);
+  const OpenFile file(file_name, O_WRONLY | O_CREAT);
+  if (!file.IsOpen() || !file.Truncate()) return false;
 
   bool written = true;
-  std::string lines;
   for (const Record& record : content) {
     if (record.Commented != kActive) std::printf("<%c> ", record.Commented);
-    if (!written) continue;  // As a stream that has failed: no byte more.
+    if (!written) continue;  // After an error nothing more is written.
     lines.clear();
     AppendLines(record, lines);
     written = file.WriteAll(lines);
@@ -101,8 +123,8 @@ CIniFile::CIniFile()
 
 CIniFile::~CIniFile() = default;
 
-// The name is a copy: it may stand in the list or in lastLookup, which go
-// before the file is opened.
+// The name is taken by value: it may refer to the list or to lastLookup, which
+// are cleared before the file is opened.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool CIniFile::Load(std::string file_name) {
   records_->clear();

@@ -1,5 +1,5 @@
-// Loading an INI file into one's own model, beside other libraries; saving one
-// beside the bare calls to the kernel.
+// Loading an INI file beside other libraries, and saving one beside the bare
+// system calls.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -17,7 +17,7 @@
 
 #include "fairlead/ini/ini_benchmark.h"
 #include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/memory_file.h"
+#include "fairlead/testing/memory_file.h"
 
 namespace {
 
@@ -25,9 +25,7 @@ using fairlead::CIniFile;
 using fairlead::Require;
 using Records = std::vector<CIniFile::Record>;
 
-// --- Loading -----------------------------------------------------------------
-
-// A file such as tools keep: a dozen lines a section, a comment over each.
+// A typical settings file: twelve lines per section, a comment above each.
 class SampleFile {
  public:
   explicit SampleFile(int lines) {
@@ -44,7 +42,7 @@ class SampleFile {
 
   const std::string& Path() const { return path_; }
 
-  // Where the last value stands.
+  // The last value.
   const std::string& Section() const { return section_; }
   const std::string& Key() const { return key_; }
   const std::string& Value() const { return value_; }
@@ -52,7 +50,7 @@ class SampleFile {
  private:
   void WriteLine(int line, std::ofstream& out) {
     if (line % 12 == 0) {
-      out << "# What the server on shelf " << line << " is told\n";
+      out << "# Settings for the server on shelf " << line << "\n";
     } else if (line % 12 == 1) {
       section_ = "server" + std::to_string(line);
       out << '[' << section_ << "]\n";
@@ -102,7 +100,7 @@ struct SimpleIni {
 #endif
 
 #ifdef FAIRLEAD_PEER_INIH
-// It has no model of its own; the least of one is a list.
+// It only calls back for each value; a list is the simplest model.
 struct Inih {
   struct Entry {
     std::string section;
@@ -178,14 +176,14 @@ struct PropertyTree {
 };
 #endif
 
-// One round makes the model, fills it from the file and deletes it.
+// One round constructs the model, loads the file and destroys the model.
 template <typename Model>
 void BM_Load(benchmark::State& state) {
   const SampleFile& sample = Sample(state);
   Model checked;
   checked.Load(sample.Path());
   Require(checked.Get(sample.Section(), sample.Key()) == sample.Value(),
-          "a competitor has not read the last value");
+          "a library did not read the last value");
   for (auto _ : state) {
     Model model;
     model.Load(sample.Path());
@@ -193,8 +191,8 @@ void BM_Load(benchmark::State& state) {
   }
 }
 
-void Lengths(benchmark::internal::Benchmark* race) {
-  race->Arg(60)->Arg(1'000)->Arg(100'000);
+void Lengths(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Arg(60)->Arg(1'000)->Arg(100'000);
 }
 
 BENCHMARK(BM_Load<Fairlead>)->Name("IniLoad/fairlead")->Apply(Lengths);
@@ -205,7 +203,7 @@ BENCHMARK(BM_Load<SimpleIni>)->Name("IniLoad/simpleini")->Apply(Lengths);
 BENCHMARK(BM_Load<Inih>)->Name("IniLoad/inih")->Apply(Lengths);
 #endif
 #ifdef FAIRLEAD_PEER_INIPARSER
-// Not 100,000 lines: its time grows with their square.
+// Not 100,000 lines, as its time grows with their square.
 BENCHMARK(BM_Load<IniParser>)->Name("IniLoad/iniparser")->Arg(60)->Arg(1'000);
 #endif
 #ifdef FAIRLEAD_PEER_GLIB
@@ -217,8 +215,6 @@ BENCHMARK(BM_Load<PropertyTree>)
     ->Apply(Lengths);
 #endif
 
-// --- Saving ------------------------------------------------------------------
-
 Records SampleRecords(const benchmark::State& state) {
   Records records;
   CIniFile::Load(Sample(state).Path(), records);
@@ -227,7 +223,7 @@ Records SampleRecords(const benchmark::State& state) {
 
 void BM_Save(benchmark::State& state) {
   const Records records = SampleRecords(state);
-  const fairlead::MemoryFile file;
+  const fairlead::internal::MemoryFile file;
   const std::string path = file.Path();
   for (auto _ : state) CIniFile::Save(path, records);
   Require(file.Read() == CIniFile::Content(Sample(state).Path()),
@@ -235,9 +231,9 @@ void BM_Save(benchmark::State& state) {
 }
 BENCHMARK(BM_Save)->Name("IniSave/fairlead")->Arg(60)->Arg(1'000);
 
-// The same calls to the kernel, with lines made in advance.
+// The same system calls, with the lines prepared.
 void BM_BareWrites(benchmark::State& state) {
-  const fairlead::MemoryFile file;
+  const fairlead::internal::MemoryFile file;
   const std::string path = file.Path();
   std::vector<std::string> lines;
   for (const CIniFile::Record& record : SampleRecords(state)) {

@@ -1,4 +1,4 @@
-// Any bytes as an INI file: what loading and saving promise of each other.
+// Fuzzes loading and saving: any text round-trips as documented.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -12,14 +12,14 @@
 #include <vector>
 
 #include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/memory_file.h"
+#include "fairlead/testing/memory_file.h"
 
 namespace {
 
 using Records = std::vector<fairlead::CIniFile::Record>;
 
-void Require(bool promise) {
-  if (!promise) std::abort();
+void Require(bool condition) {
+  if (!condition) std::abort();
 }
 
 bool Equal(const Records& a, const Records& b) {
@@ -33,9 +33,10 @@ bool Equal(const Records& a, const Records& b) {
   return true;
 }
 
-// What saving keeps of a list: no value without a key, and every key in the
-// section of what was written as a header above it.
-Records AfterATrip(Records records) {
+// Returns what a loaded list becomes when saved and loaded again: a value
+// without a key is lost, and a key is in the section of the last line that was
+// written as a header.
+Records AfterARoundTrip(Records records) {
   std::string current;
   for (auto& record : records) {
     if (record.Key.empty()) {
@@ -47,7 +48,8 @@ Records AfterATrip(Records records) {
   return records;
 }
 
-// Whether the file loads without a fault; a fault leaves what stood before it.
+// Loads a file; returns whether it loaded. If not, the records before the
+// malformed header are in the list.
 bool Loads(const std::string& path, Records& records) {
   try {
     Require(fairlead::CIniFile::Load(path, records));
@@ -60,7 +62,7 @@ bool Loads(const std::string& path, Records& records) {
 
 }  // namespace
 
-// Saving prints, which is nothing to look at here.
+// Discards what saving prints.
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
   Require(dup2(null, STDOUT_FILENO) == STDOUT_FILENO);
@@ -69,7 +71,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  static const fairlead::MemoryFile file;
+  static const fairlead::internal::MemoryFile file;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   const std::string path = file.Path();
   file.Write(text);
@@ -85,7 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
 
   Records again;
   Require(Loads(path, again));
-  Require(Equal(again, AfterATrip(records)));
+  Require(Equal(again, AfterARoundTrip(records)));
   Require(fairlead::CIniFile::Save(path, again));
   Require(file.Read() == saved);
   return 0;

@@ -1,5 +1,5 @@
-// Loading and saving, judged on random files by a second model of both that
-// follows the rules line by line and spares no copy.
+// Tests loading and saving on random files against a simple second
+// implementation of both.
 
 #include <gtest/gtest.h>
 
@@ -11,10 +11,10 @@
 #include <string>
 
 #include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/ini_test.h"
-#include "fairlead/ini/memory_file.h"
+#include "fairlead/ini/ini_testing.h"
+#include "fairlead/testing/memory_file.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using namespace std::string_literals;
@@ -24,7 +24,7 @@ void ModelTrim(std::string& text) {
   text.erase(text.find_last_not_of(" \t\n\r") + 1);
 }
 
-// What loading means, with a stream and strings that are cut in place.
+// Loads with a stream and strings that are trimmed in place.
 void ModelLoad(std::istream& in, Records& content) {
   content.clear();
   std::string pending;
@@ -72,7 +72,7 @@ std::string ModelSave(const Records& content) {
   return out.str();
 }
 
-// What saving prints.
+// Returns what saving prints.
 std::string ModelTrace(const Records& content) {
   std::string trace;
   for (const Record& record : content)
@@ -80,9 +80,10 @@ std::string ModelTrace(const Records& content) {
   return trace;
 }
 
-// The list that the saved form of a loaded list is read as: a value without a
-// key is lost, and a key is in the section of whatever was written as a header.
-Records AfterATrip(Records records) {
+// Returns what a loaded list becomes when saved and loaded again: a value
+// without a key is lost, and a key is in the section of the last line that was
+// written as a header.
+Records AfterARoundTrip(Records records) {
   std::string current;
   for (Record& record : records) {
     if (record.Key.empty()) {
@@ -103,32 +104,32 @@ std::string RandomText(std::mt19937& random) {
   return text;
 }
 
-// Loads by both, and compares lists and failures; whether none failed.
+// Loads with both and compares lists and errors; returns whether none threw.
 bool LoadBoth(const std::string& path, const std::string& text,
               Records& records) {
   Records expected;
-  bool expected_fault = false;
+  bool expected_throw = false;
   try {
     std::istringstream in(text);
     ModelLoad(in, expected);
   } catch (const std::out_of_range&) {
-    expected_fault = true;
+    expected_throw = true;
   }
-  bool fault = false;
+  bool threw = false;
   try {
     EXPECT_TRUE(CIniFile::Load(path, records));
   } catch (const std::out_of_range&) {
-    fault = true;
+    threw = true;
   }
-  EXPECT_EQ(fault, expected_fault);
+  EXPECT_EQ(threw, expected_throw);
   EXPECT_EQ(records, expected);
-  return !fault;
+  return !threw;
 }
 
 class IniFileModelTest : public testing::Test {
  protected:
-  // Loads and saves one text in every way; whether it loads without a fault.
-  bool Judge(const std::string& text) {
+  // Checks loading and saving of one text; returns whether it loads.
+  bool Check(const std::string& text) {
     Records records(1);
     file_.Write(text);
     const bool whole = LoadBoth(file_.Path(), text, records);
@@ -136,18 +137,18 @@ class IniFileModelTest : public testing::Test {
     if (whole) {
       EXPECT_EQ(CIniFile::Content(file_.Path()), saved);
     }
-    // The records before a fault keep the same promises.
-    JudgeATrip(records, saved);
+    // The records before a malformed header round-trip as well.
+    CheckRoundTrip(records, saved);
     return whole;
   }
 
-  void JudgeATrip(const Records& records, const std::string& saved) {
+  void CheckRoundTrip(const Records& records, const std::string& saved) {
     EXPECT_TRUE(CIniFile::Save(file_.Path(), records));
     trace_ += ModelTrace(records);
     EXPECT_EQ(file_.Read(), saved);
     Records again;
     EXPECT_TRUE(CIniFile::Load(file_.Path(), again));
-    EXPECT_EQ(again, AfterATrip(records));
+    EXPECT_EQ(again, AfterARoundTrip(records));
     EXPECT_EQ(CIniFile::Content(file_.Path()), saved);
   }
 
@@ -160,21 +161,21 @@ TEST_F(IniFileModelTest, AgreesOnRandomFiles) {
   constexpr int kRounds = 10'000;
   std::mt19937 random(kSeed);
   int whole = 0;
-  testing::internal::CaptureStdout();
+  CapturedOutput output;
   for (int round = 0; round < kRounds && !HasFailure(); ++round) {
     const std::string text = RandomText(random);
     SCOPED_TRACE(testing::Message() << "seed " << kSeed << ", round " << round
                                     << ": " << testing::PrintToString(text));
-    if (Judge(text)) ++whole;
+    if (Check(text)) ++whole;
   }
-  const std::string printed = testing::internal::GetCapturedStdout();
-  ASSERT_FALSE(HasFailure()) << printed;  // What it captured of the report.
+  const std::string printed = output.Take();
+  ASSERT_FALSE(HasFailure()) << printed;  // Has the failures.
   EXPECT_EQ(printed, trace_);
 
-  // Enough of both kinds.
+  // Many texts load, and many do not.
   EXPECT_GT(whole, kRounds / 4);
   EXPECT_LT(whole, kRounds * 3 / 4);
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,4 +1,4 @@
-// Loading and saving INI files: every rule, in literal texts and records.
+// Tests of loading and saving INI files, with literal texts and records.
 
 #include "fairlead/ini/ini_file.h"
 
@@ -12,16 +12,14 @@
 #include <type_traits>
 #include <vector>
 
-#include "fairlead/ini/ini_test.h"
+#include "fairlead/ini/ini_testing.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using namespace std::string_literals;
 
 using IniFileTest = IniTest;
-
-// --- Loading -----------------------------------------------------------------
 
 struct LoadCase {
   std::string text;
@@ -32,7 +30,7 @@ const LoadCase kLoadCases[] = {
     {"", {}},
     {"\n", {}},
     {" \t\r\n\r\n\t", {}},
-    {"#a\n\n;b\n", {}},  // comments without a line to stand above
+    {"#a\n\n;b\n", {}},  // comments that no line follows
 
     // Headers.
     {"[a]", {{"", ' ', "a", "", ""}}},
@@ -64,7 +62,7 @@ const LoadCase kLoadCases[] = {
     {"k=#v", {{"", ' ', "", "k", "#v"}}},
     {"k\r=\rv", {{"", ' ', "", "k", "v"}}},
     {"k\rm=v\rw", {{"", ' ', "", "k\rm", "v\rw"}}},
-    {"k\v=\fv", {{"", ' ', "", "k\v", "\fv"}}},  // \v and \f are no blanks
+    {"k\v=\fv", {{"", ' ', "", "k\v", "\fv"}}},  // \v and \f are not trimmed
     {"\0=\0"s, {{"", ' ', "", "\0"s, "\0"s}}},
     {"\0[a]=b"s, {{"", ' ', "", "\0[a]"s, "b"}}},
     {"\xEF\xBB\xBFk=v", {{"", ' ', "", "\xEF\xBB\xBFk", "v"}}},
@@ -113,17 +111,17 @@ const LoadCase kLoadCases[] = {
     {"#note\n# see [1]\nk=v", {{"#note\n", ' ', "", "k", "v"}}},
     {"#note\n# see a=b", {{"#note\n", '#', "", "see a", "b"}}},
 
-    // Lines that are nothing: an empty record, or dropped below a comment.
+    // Malformed lines: an empty record, or dropped below a comment.
     {"junk", {{"", ' ', "", "", ""}}},
     {"]", {{"", ' ', "", "", ""}}},
     {"x[a]", {{"", ' ', "", "", ""}}},
     {"\0"s, {{"", ' ', "", "", ""}}},
     {"#note\njunk", {}},
     {"#note\njunk\nmore\nk=v", {{"#note\n", ' ', "", "k", "v"}}},
-    {"[a]\njunk\nk=v",  // its section is none, and stays none of the keys'
+    {"[a]\njunk\nk=v",  // it has no section, and the keys keep theirs
      {{"", ' ', "a", "", ""}, {"", ' ', "", "", ""}, {"", ' ', "a", "k", "v"}}},
 
-    // An empty key: a header of its section that has a value.
+    // An empty key: a header of its section, with a value.
     {"=v", {{"", ' ', "", "", "v"}}},
     {"[a]\n = v", {{"", ' ', "a", "", ""}, {"", ' ', "a", "", "v"}}},
     {"[a]\n#n\n;=v", {{"", ' ', "a", "", ""}, {"#n\n", ';', "a", "", "v"}}},
@@ -140,7 +138,7 @@ TEST_F(IniFileTest, LoadsEveryForm) {
   for (const LoadCase& c : kLoadCases) {
     SCOPED_TRACE(testing::PrintToString(c.text));
     EXPECT_EQ(Loaded(c.text), c.records);
-    // The last line counts with or without its LF.
+    // The last line may end without LF.
     EXPECT_EQ(Loaded(c.text + "\n"), c.records);
   }
 }
@@ -160,7 +158,7 @@ TEST_F(IniFileTest, AHeaderWithoutABracketThrows) {
     Records records(2);
     try {
       CIniFile::Load(Write("k=v\n#note\n" + line + "\nm=w]\n"), records);
-      ADD_FAILURE() << "It did not throw.";
+      ADD_FAILURE() << "did not throw";
     } catch (const std::out_of_range& error) {
       EXPECT_STREQ(error.what(), "basic_string::erase");
     }
@@ -168,7 +166,7 @@ TEST_F(IniFileTest, AHeaderWithoutABracketThrows) {
   }
 }
 
-TEST_F(IniFileTest, AHeaderWithoutABracketEndsContentToo) {
+TEST_F(IniFileTest, ContentThrowsAtAHeaderWithoutABracket) {
   EXPECT_THROW(CIniFile::Content(Write("[open")), std::out_of_range);
 }
 
@@ -182,7 +180,7 @@ TEST_F(IniFileTest, AMissingFileLeavesTheListAsItWas) {
   EXPECT_FALSE(std::filesystem::exists(Path("none")));
 }
 
-TEST_F(IniFileTest, TheNameMayStandInTheListThatIsReplaced) {
+TEST_F(IniFileTest, TheNameMayReferToTheListThatIsReplaced) {
   Records records = {{"", ' ', "", "include", Write("k=v")}};
   EXPECT_TRUE(CIniFile::Load(records[0].Value, records));
   EXPECT_EQ(records, (Records{{"", ' ', "", "k", "v"}}));
@@ -197,8 +195,6 @@ TEST_F(IniFileTest, ReadsLinesOfAMegabyte) {
             (Records{{"#" + name + "\n", ' ', name, "", ""},
                      {"", ' ', name, name, value}}));
 }
-
-// --- Saving ------------------------------------------------------------------
 
 struct SaveCase {
   Record record;
@@ -216,7 +212,7 @@ const SaveCase kSaveCases[] = {
     {{"", ';', "a", "k", "v"}, ";k=v\n", "<;> "},
     {{"#n\n", ' ', "a", "", ""}, "#n\n[a]\n", ""},
     {{"#n\n;m\n", ';', "a", "k", "v"}, "#n\n;m\n;k=v\n", "<;> "},
-    // Written as it is, whatever it reads back as.
+    // Written verbatim, whatever it reads back as.
     {{"n", ' ', "", "k", "v"}, "nk=v\n", ""},
     {{"", 'x', "", "k", "v"}, "xk=v\n", "<x> "},
     {{"", '%', "", "k", "v"}, "%k=v\n", "<%> "},
@@ -228,14 +224,14 @@ const SaveCase kSaveCases[] = {
 TEST_F(IniFileTest, SavesEveryForm) {
   for (const SaveCase& c : kSaveCases) {
     SCOPED_TRACE(testing::PrintToString(c.text));
-    testing::internal::CaptureStdout();
+    CapturedOutput output;
     EXPECT_TRUE(CIniFile::Save(Path(), {c.record}));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), c.printed);
+    EXPECT_EQ(output.Take(), c.printed);
     EXPECT_EQ(Read(), c.text);
   }
 }
 
-TEST_F(IniFileTest, SavesRecordsInOrderWithNothingBetween) {
+TEST_F(IniFileTest, SavesRecordsInOrderAndNothingElse) {
   Records records;
   std::string text;
   std::string printed;
@@ -245,21 +241,21 @@ TEST_F(IniFileTest, SavesRecordsInOrderWithNothingBetween) {
     printed += c.printed;
   }
   const Records before = records;
-  testing::internal::CaptureStdout();
+  CapturedOutput output;
   EXPECT_TRUE(CIniFile::Save(Path(), records));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
+  EXPECT_EQ(output.Take(), printed);
   EXPECT_EQ(Read(), text);
   EXPECT_EQ(records, before);
 }
 
-TEST_F(IniFileTest, SavePrintsTheByteOfADisabledLineEvenZero) {
-  testing::internal::CaptureStdout();
+TEST_F(IniFileTest, SavePrintsTheDisablingCharacterEvenZero) {
+  CapturedOutput output;
   EXPECT_TRUE(CIniFile::Save(Path(), {{"", '\0', "", "k", "v"}}));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "<\0> "s);
+  EXPECT_EQ(output.Take(), "<\0> "s);
   EXPECT_EQ(Read(), "\0k=v\n"s);
 }
 
-TEST_F(IniFileTest, CreateMakesAnEmptyFileOfAny) {
+TEST_F(IniFileTest, CreateEmptiesOrCreatesTheFile) {
   EXPECT_TRUE(CIniFile::Create(Path()));
   EXPECT_TRUE(std::filesystem::is_empty(Path()));
   Write("k=v");
@@ -267,27 +263,23 @@ TEST_F(IniFileTest, CreateMakesAnEmptyFileOfAny) {
   EXPECT_TRUE(std::filesystem::is_empty(Path()));
 }
 
-// --- Content -----------------------------------------------------------------
-
 TEST_F(IniFileTest, ContentIsWhatSaveWouldWriteAndPrintsNothing) {
   const std::string text =
       "k = v\r\n\r\n# note\n[ a ] x\n;m = w = x\n#lost=no\n=e\njunk\n#end\n";
   const std::string saved =
       "k=v\n# note\n[ a ]\n;m=w = x\n#lost=no\n[ a ]\n[]\n";
   Write(text);
-  testing::internal::CaptureStdout();
+  CapturedOutput output;
   EXPECT_EQ(CIniFile::Content(Path()), saved);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(output.Take(), "");
   EXPECT_EQ(Read(), text);
   EXPECT_EQ(Saved(Loaded(text)), saved);
 }
 
-TEST_F(IniFileTest, ContentOfNoFileIsEmpty) {
+TEST_F(IniFileTest, ContentOfAMissingFileIsEmpty) {
   EXPECT_EQ(CIniFile::Content(Path("none")), "");
   EXPECT_EQ(CIniFile::Content(Write("\n#only\n")), "");
 }
-
-// --- Round trips -------------------------------------------------------------
 
 struct TripCase {
   std::string text;
@@ -317,8 +309,8 @@ TEST_F(IniFileTest, ARoundTripNormalises) {
   }
 }
 
-// The bytes are settled by one pass; the records read from them are not.
-TEST_F(IniFileTest, ALineThatIsNothingTakesTheKeysBelowItOutOfTheirSection) {
+// The saved text is stable after one pass, the records loaded from it are not.
+TEST_F(IniFileTest, AMalformedLineMovesTheKeysBelowItOutOfTheirSection) {
   const Records first = Loaded("[a]\njunk\nk=v\n");
   EXPECT_EQ(first.back(), (Record{"", ' ', "a", "k", "v"}));
   const std::string saved = Saved(first);
@@ -328,20 +320,18 @@ TEST_F(IniFileTest, ALineThatIsNothingTakesTheKeysBelowItOutOfTheirSection) {
   EXPECT_EQ(Saved(second), saved);
 }
 
-TEST_F(IniFileTest, WhatWasMadeByHandMayNotBeReadable) {
+TEST_F(IniFileTest, ASavedListMayBeUnloadable) {
   const std::string saved = Saved({{"", ' ', "a\nb", "", ""}});
   EXPECT_EQ(saved, "[a\nb]\n");
   Records records;
   EXPECT_THROW(CIniFile::Load(Path(), records), std::out_of_range);
 }
 
-// --- Records and objects -----------------------------------------------------
-
-TEST(IniRecordTest, ANewRecordIsAnActiveHeaderOfNoName) {
+TEST(IniRecordTest, ANewRecordIsAnActiveHeaderWithoutName) {
   EXPECT_EQ(Record(), (Record{"", ' ', "", "", ""}));
 }
 
-TEST(IniRecordTest, FieldsStandInOrder) {
+TEST(IniRecordTest, FieldsAreInOrder) {
   const auto& [comments, commented, section, key, value] =
       Record{"c", '#', "s", "k", "v"};
   EXPECT_EQ(comments, "c");
@@ -381,7 +371,7 @@ TEST(IniRecordTest, PredicatesCompareExactly) {
   EXPECT_EQ(found(CIniFile::RecordSectionKeyIs{"k", "a"}), 4);
 }
 
-// What lookups have left in an object is put there by hand.
+// Sets the fields that lookups change.
 void Disturb(CIniFile& ini) {
   ini.rediscovered = 1;
   ini.researches = 2;
@@ -417,7 +407,7 @@ TEST_F(IniFileTest, MemberLoadStartsAfresh) {
   ASSERT_EQ((ini.cursor - 2)->Section, "a");
 }
 
-TEST_F(IniFileTest, MemberLoadOfAMissingFileIsALoad) {
+TEST_F(IniFileTest, MemberLoadOfAMissingFileSucceeds) {
   CIniFile ini;
   EXPECT_TRUE(ini.Load(Write("k=v")));
   Disturb(ini);
@@ -428,7 +418,7 @@ TEST_F(IniFileTest, MemberLoadOfAMissingFileIsALoad) {
   EXPECT_EQ(ini.searches, 1);
 }
 
-TEST_F(IniFileTest, AMemberLoadThatThrowsLeavesNothing) {
+TEST_F(IniFileTest, AMemberLoadThatThrowsLeavesAnEmptyList) {
   CIniFile ini;
   EXPECT_TRUE(ini.Load(Write("k=v")));
   Disturb(ini);
@@ -438,14 +428,14 @@ TEST_F(IniFileTest, AMemberLoadThatThrowsLeavesNothing) {
   EXPECT_EQ(ini.GetValueDef("", "k", "gone"), "gone");
   EXPECT_EQ(ini.GetValueDef("", "a", "gone"), "gone");
   ExpectNoLookups(ini);
-  ini.loaded = true;  // The list itself is empty, too.
+  ini.loaded = true;  // The list itself is empty.
   EXPECT_EQ(ini.GetValueDef("", "a", "gone"), "gone");
   EXPECT_TRUE(ini.Load(Write("m=w")));
   EXPECT_TRUE(ini.loaded);
   EXPECT_EQ((ini.cursor - 1)->Value, "w");
 }
 
-TEST_F(IniFileTest, TheNameMayStandInTheObject) {
+TEST_F(IniFileTest, TheNameMayReferToTheObject) {
   CIniFile ini;
   ini.lastLookup = Write("k=v");
   EXPECT_TRUE(ini.Load(ini.lastLookup));
@@ -481,4 +471,4 @@ TEST(IniFileTypeTest, CannotBeCopied) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,5 +1,4 @@
-// The operations on single records and values of an INI file, and the lookups
-// of an object.
+// Operations on single records of an INI file, and lookups of an object.
 
 #include <fcntl.h>
 
@@ -16,17 +15,20 @@
 #include "fairlead/ini/record_index.h"
 #include "fairlead/ini/record_reader.h"
 #include "fairlead/text/strings.h"
+#include "fairlead/text/trimmed.h"
 
 namespace fairlead {
 namespace {
 
 using internal::EditFirst;
+using internal::IsBlank;
 using internal::MakeRecord;
 using internal::OpenFile;
 using internal::RecordReader;
 using internal::Records;
+using internal::Trimmed;
 
-// A lookup begins this many records before the one found last.
+// A lookup starts this many records before the one found last.
 constexpr std::ptrdiff_t kStepBack = 5;
 
 CIniFile::RecordSectionKeyIs Names(std::string_view section,
@@ -34,8 +36,8 @@ CIniFile::RecordSectionKeyIs Names(std::string_view section,
   return {std::string(section), std::string(key)};
 }
 
-// The value of the first record of these names, without making any other. The
-// file is read to its end, for what may be wrong with it there.
+// Returns the value of the first record with these names, without a list of
+// records. Reads on to the end, since any header without `]` must throw.
 std::optional<std::string> ValueIn(const std::string& file_name,
                                    std::string_view section,
                                    std::string_view key) {
@@ -50,19 +52,19 @@ std::optional<std::string> ValueIn(const std::string& file_name,
   return value;
 }
 
-// Puts a value into the list, where it belongs.
+// Sets the value of a key in the list; adds section and key as needed.
 void PutValue(std::string_view key, std::string_view value,
               std::string_view section, Records& records) {
   const auto of_section =
       std::find_if(records.begin(), records.end(),
                    CIniFile::RecordSectionIs{std::string(section)});
   if (of_section == records.end()) {
-    // A key keeps its blanks in a new section, and there alone.
+    // Kept for compatibility: only in a new section the key is not trimmed.
     records.push_back(MakeRecord(section));
     records.push_back(MakeRecord(section, key, value));
     return;
   }
-  key = internal::Trimmed(key);
+  key = Trimmed(key, IsBlank);
   const auto found =
       std::find_if(of_section, records.end(), Names(section, key));
   if (found != records.end())
@@ -71,12 +73,12 @@ void PutValue(std::string_view key, std::string_view value,
     records.insert(of_section + 1, MakeRecord(section, key, value));
 }
 
-// A text as far as `printf` prints it with "%s".
+// Returns what `printf` prints of a text with "%s".
 std::string_view Printable(std::string_view text) {
   return text.substr(0, text.find('\0'));
 }
 
-// A counter turns over where it ends.
+// Adds one; wraps around.
 void CountUp(std::int32_t& counter) {
   counter = static_cast<std::int32_t>(static_cast<std::uint32_t>(counter) + 1U);
 }
@@ -138,7 +140,7 @@ bool CIniFile::DeleteRecord(std::string_view key_name,
 bool CIniFile::RecordExists(std::string_view key_name,
                             std::string_view section_name,
                             const std::string& file_name) {
-  return ValueIn(file_name, section_name, internal::Trimmed(key_name))
+  return ValueIn(file_name, section_name, Trimmed(key_name, IsBlank))
       .has_value();
 }
 
@@ -160,8 +162,8 @@ std::vector<CIniFile::Record> CIniFile::GetRecord(
   return {*found};
 }
 
-// The default is a copy: it may stand in lastLookup. The names may as well,
-// which therefore changes last.
+// The default is taken by value, since it may refer to lastLookup. The names
+// may too, so lastLookup changes last.
 std::string CIniFile::GetValueDef(std::string_view section_name,
                                   std::string_view key_name,
                                   std::string default_value) {
@@ -199,8 +201,7 @@ std::size_t CIniFile::FirstPlaceToLook() const {
                                                     : place);
 }
 
-// Made by hand, which is faster than by a format: half of all lookups at random
-// end here.
+// Does not use printf, which is slower: half of all random lookups print this.
 void CIniFile::PrintReSearch(std::string_view section,
                              std::string_view key) const {
   std::string line("re-search: [");

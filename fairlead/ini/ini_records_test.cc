@@ -1,22 +1,18 @@
+// Tests of the operations on single keys of an INI file.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <filesystem>
-#include <limits>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
-#include "fairlead/fairlead.h"
-#include "fairlead/ini/ini_test.h"
+#include "fairlead/ini/ini_file.h"
+#include "fairlead/ini/ini_testing.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using testing::ElementsAre;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
 using IniRecordsTest = IniTest;
 
@@ -28,10 +24,10 @@ const EditCase kEdits[] = {
     {"a new section goes to the end", "x=1\n[a]\ny=2\n",
      [](auto& f) { return CIniFile::SetValue("k", "v", "s", f); },
      "x=1\n[a]\ny=2\n[s]\nk=v\n"},
-    {"a new section keeps the blanks of the key", "",
+    {"a new section does not trim the key", "",
      [](auto& f) { return CIniFile::SetValue(" k ", "v", "s", f); },
      "[s]\n k =v\n"},
-    {"a value keeps its blanks", "",
+    {"a value is not trimmed", "",
      [](auto& f) { return CIniFile::SetValue("k", " v ", "s", f); },
      "[s]\nk= v \n"},
     {"section names are exact", "[S]\nk=1\n",
@@ -40,8 +36,9 @@ const EditCase kEdits[] = {
     {"section names are not trimmed", "[s]\nk=1\n",
      [](auto& f) { return CIniFile::SetValue("k", "v", " s", f); },
      "[s]\nk=1\n[ s]\nk=v\n"},
-    {"the nameless section is new without a key before a header", "[a]\n",
-     [](auto& f) { return CIniFile::SetValue("k", "v", "", f); },
+    {"section "
+     " is new if no key precedes a header",
+     "[a]\n", [](auto& f) { return CIniFile::SetValue("k", "v", "", f); },
      "[a]\n[]\nk=v\n"},
     {"an empty key in a new section", "",
      [](auto& f) { return CIniFile::SetValue("", "v", "s", f); }, "[s]\n[s]\n"},
@@ -53,10 +50,10 @@ const EditCase kEdits[] = {
     {"a new key goes right below the header", "[s]\na=1\nb=2\n",
      [](auto& f) { return CIniFile::SetValue("k", "v", "s", f); },
      "[s]\nk=v\na=1\nb=2\n"},
-    {"a new key loses its blanks", "[s]\n",
+    {"a new key is trimmed", "[s]\n",
      [](auto& f) { return CIniFile::SetValue(" \t\r\nk \t\r\n", "v", "s", f); },
      "[s]\nk=v\n"},
-    {"blanks inside a key stay", "[s]\n",
+    {"spaces inside a key stay", "[s]\n",
      [](auto& f) { return CIniFile::SetValue(" a b ", "v", "s", f); },
      "[s]\na b=v\n"},
     {"a new key below a disabled header", ";[s]\na=1\n",
@@ -77,7 +74,7 @@ const EditCase kEdits[] = {
     {"a key of another section is another key", "[t]\nk=1\n[s]\n",
      [](auto& f) { return CIniFile::SetValue("k", "v", "s", f); },
      "[t]\nk=1\n[s]\nk=v\n"},
-    {"an empty key where no header is", "a=1\n",
+    {"an empty key in a section without a header", "a=1\n",
      [](auto& f) { return CIniFile::SetValue("", "v", "", f); }, "a=1\n[]\n"},
 
     // SetValue: a key that exists
@@ -113,17 +110,17 @@ const EditCase kEdits[] = {
        return CIniFile::CommentRecord(CIniFile::Semicolon, "k", "s", f);
      },
      "[s]\na=1\n;k=2\n", "<;> "},
-    {"disable by the other character", "[s]\n;k=2\n",
+    {"disable with the other character", "[s]\n;k=2\n",
      [](auto& f) {
        return CIniFile::CommentRecord(CIniFile::Hash, "k", "s", f);
      },
      "[s]\n#k=2\n", "<#> "},
-    {"disable the first of two", "[s]\nk=1\nk=2\n",
+    {"disable the first of two keys", "[s]\nk=1\nk=2\n",
      [](auto& f) {
        return CIniFile::CommentRecord(CIniFile::Hash, "k", "s", f);
      },
      "[s]\n#k=1\nk=2\n", "<#> "},
-    {"disable what is disabled saves again", " [s]\n#k=1\n",
+    {"disabling a disabled key saves", " [s]\n#k=1\n",
      [](auto& f) {
        return CIniFile::CommentRecord(CIniFile::Hash, "k", "s", f);
      },
@@ -136,7 +133,7 @@ const EditCase kEdits[] = {
     {"enable a key", "[s]\n#c\n#k=1\n;k=2\n",
      [](auto& f) { return CIniFile::UnCommentRecord("k", "s", f); },
      "[s]\n#c\nk=1\n;k=2\n", "<;> "},
-    {"enable what is active saves again", " [s]\nk=1\n",
+    {"enabling an active key saves", " [s]\nk=1\n",
      [](auto& f) { return CIniFile::UnCommentRecord("k", "s", f); },
      "[s]\nk=1\n"},
 
@@ -144,7 +141,7 @@ const EditCase kEdits[] = {
     {"delete a key and its comments", "[s]\n#c\nk=1\n#d\na=2\n",
      [](auto& f) { return CIniFile::DeleteRecord("k", "s", f); },
      "[s]\n#d\na=2\n"},
-    {"delete the first of two", "[s]\nk=1\na=2\nk=3\n",
+    {"delete the first of two keys", "[s]\nk=1\na=2\nk=3\n",
      [](auto& f) { return CIniFile::DeleteRecord("k", "s", f); },
      "[s]\na=2\nk=3\n"},
     {"delete a disabled key", "[s]\n;k=1\n",
@@ -156,13 +153,13 @@ const EditCase kEdits[] = {
     {"comments gain an LF", "[s]\nk=1\n",
      [](auto& f) { return CIniFile::SetRecordComments("#a", "k", "s", f); },
      "[s]\n#a\nk=1\n"},
-    {"comments gain an LF after their own", "[s]\nk=1\n",
+    {"comments that end in LF gain another", "[s]\nk=1\n",
      [](auto& f) { return CIniFile::SetRecordComments("#a\n", "k", "s", f); },
      "[s]\n#a\n\nk=1\n"},
-    {"one character gains none", "[s]\nk=1\n",
+    {"a single character gains none", "[s]\nk=1\n",
      [](auto& f) { return CIniFile::SetRecordComments("#", "k", "s", f); },
      "[s]\n#k=1\n"},
-    {"an LF alone gains none", "[s]\nk=1\n",
+    {"a single LF gains none", "[s]\nk=1\n",
      [](auto& f) { return CIniFile::SetRecordComments("\n", "k", "s", f); },
      "[s]\n\nk=1\n"},
     {"no comments", "[s]\n#c\nk=1\n",
@@ -174,7 +171,7 @@ const EditCase kEdits[] = {
     {"comment characters are not added", "[s]\nk=1\n",
      [](auto& f) { return CIniFile::SetRecordComments("[x]", "k", "s", f); },
      "[s]\n[x]\nk=1\n"},
-    {"comments of the first of two", "[s]\nk=1\nk=2\n",
+    {"comments of the first of two keys", "[s]\nk=1\nk=2\n",
      [](auto& f) { return CIniFile::SetRecordComments("#a", "k", "s", f); },
      "[s]\n#a\nk=1\nk=2\n"},
     {"comments of a header by an empty key", "[s]\nk=1\n",
@@ -182,16 +179,16 @@ const EditCase kEdits[] = {
      "#a\n[s]\nk=1\n"},
 };
 
-TEST_F(IniRecordsTest, EditsBytesIntoBytes) { EditsAsTold(kEdits); }
+TEST_F(IniRecordsTest, EditsRewriteTheFile) { CheckEdits(kEdits); }
 
-const Edit kEditsOfTheFound[] = {
+const EditCall kEditsOfOneRecord[] = {
     [](auto& f) {
       return CIniFile::CommentRecord(CIniFile::Hash, "k", "s", f);
     },
     [](auto& f) { return CIniFile::UnCommentRecord("k", "s", f); },
     [](auto& f) { return CIniFile::DeleteRecord("k", "s", f); },
     [](auto& f) { return CIniFile::SetRecordComments("#a", "k", "s", f); },
-    // Only SetValue() and RecordExists() cut the blanks of a key.
+    // Only SetValue() and RecordExists() trim the key.
     [](auto& f) {
       return CIniFile::CommentRecord(CIniFile::Hash, " a ", "s", f);
     },
@@ -200,17 +197,17 @@ const Edit kEditsOfTheFound[] = {
     [](auto& f) { return CIniFile::SetRecordComments("#a", " a ", "s", f); },
 };
 
-TEST_F(IniRecordsTest, EditsOfAMissingKeyLeaveTheFileUntouched) {
+TEST_F(IniRecordsTest, EditsOfAMissingKeyChangeNothing) {
   const std::string text = " [s] \n a = 1\n;K=2\n[t]\nk=3";
   Write(text);
-  CaptureStdout();
-  for (const Edit& edit : kEditsOfTheFound) EXPECT_FALSE(edit(Path()));
-  EXPECT_EQ(GetCapturedStdout(), "");
+  CapturedOutput output;
+  for (const EditCall& edit : kEditsOfOneRecord) EXPECT_FALSE(edit(Path()));
+  EXPECT_EQ(output.Take(), "");
   EXPECT_EQ(Read(), text);
 }
 
 TEST_F(IniRecordsTest, EditsOfAMissingKeyDoNotCreateAFile) {
-  for (const Edit& edit : kEditsOfTheFound) EXPECT_FALSE(edit(Path()));
+  for (const EditCall& edit : kEditsOfOneRecord) EXPECT_FALSE(edit(Path()));
   EXPECT_FALSE(std::filesystem::exists(Path()));
 }
 
@@ -219,27 +216,25 @@ TEST_F(IniRecordsTest, SetValueCreatesAMissingFile) {
   EXPECT_EQ(Read(), "[s]\nk=v\n");
 }
 
-TEST_F(IniRecordsTest, SetValuePutsKeysOnTopOneAfterTheOther) {
+TEST_F(IniRecordsTest, SetValueInsertsEachKeyAtTheTop) {
   for (const char* key : {"a", "b", "c"})
     EXPECT_TRUE(CIniFile::SetValue(key, key, "s", Path()));
   EXPECT_EQ(Read(), "[s]\nc=c\nb=b\na=a\n");
 }
 
-// The blanks go when the file is loaded, so that the second call finds the key.
-TEST_F(IniRecordsTest, SetValueTwiceWithBlanksIsOneKey) {
+// Loading trims the key, so the second call finds it.
+TEST_F(IniRecordsTest, SetValueTwiceWithSpacesSetsOneKey) {
   EXPECT_TRUE(CIniFile::SetValue(" k ", "1", "s", Path()));
   EXPECT_TRUE(CIniFile::SetValue(" k ", "2", "s", Path()));
   EXPECT_EQ(Read(), "[s]\nk=2\n");
 }
 
-TEST_F(IniRecordsTest, CommentsAreStoredWithTheirLf) {
+TEST_F(IniRecordsTest, CommentsAreLoadedWithTheirLf) {
   Write("[s]\nk=1\n");
   EXPECT_TRUE(CIniFile::SetRecordComments("#a\n", "k", "s", Path()));
   EXPECT_THAT(CIniFile::GetRecord("k", "s", Path()),
               ElementsAre(Record{"#a\n", ' ', "s", "k", "1"}));
 }
-
-// --- Reading from a file -----------------------------------------------------
 
 TEST_F(IniRecordsTest, GetRecordCopiesTheFirstMatch) {
   Write("k=0\n[s]\n#c\n;k=1\nk=2\n");
@@ -270,16 +265,16 @@ constexpr ValueCase kValues[] = {
     {"[s]\nk=1\nk=2\n", "k", "s", "1", true},
     {"[s]\n#k=1\nk=2\n", "k", "s", "1", true},  // a disabled one counts
     {"[s]\n[t]\nk=1\n[s]\nk=2\n", "k", "s", "2", true},
-    {"[s]\nk=\nk=2\n", "k", "s", "", true},  // empty is a value
+    {"[s]\nk=\nk=2\n", "k", "s", "", true},  // an empty value counts
     {"[s]\nk=1\n", "K", "s", "", false},
     {"[s]\nk=1\n", "k", "S", "", false},
     {"k=1\n", "k", "", "1", true},
     {"[s]\nk=1\n", "k", "", "", false},
     {"[s]\nk=1\n", "", "s", "", true},      // the header
-    {"[s]\n=v\n", "", "s", "", true},       // the header comes before
-    {"=v\n", "", "", "v", true},            // no header before
-    {"junk\n=v\n", "", "", "", true},       // damage comes before
-    {"#c\njunk\n=v\n", "", "", "v", true},  // but not below a comment
+    {"[s]\n=v\n", "", "s", "", true},       // the header comes first
+    {"=v\n", "", "", "v", true},            // there is no header
+    {"junk\n=v\n", "", "", "", true},       // the malformed line comes first
+    {"#c\njunk\n=v\n", "", "", "v", true},  // it is dropped below a comment
     {"#c\n[s]\njunk\n=v\n", "", "", "", true},
     {"", "", "", "", false},
     {"", "k", "s", "", false},
@@ -297,7 +292,7 @@ TEST_F(IniRecordsTest, GetValueAndRecordExistsFindTheFirstMatch) {
   }
 }
 
-TEST_F(IniRecordsTest, RecordExistsAloneCutsTheKey) {
+TEST_F(IniRecordsTest, OnlyRecordExistsTrimsTheKey) {
   Write("[s]\nk=v\n");
   EXPECT_TRUE(CIniFile::RecordExists(" \t\r\nk \t\r\n", "s", Path()));
   EXPECT_FALSE(CIniFile::RecordExists("k", " s", Path()));
@@ -315,281 +310,13 @@ TEST_F(IniRecordsTest, ReadingAMissingFileCreatesNothing) {
 TEST_F(IniRecordsTest, ReadingWritesNothing) {
   const std::string text = " [s] \n;k = 1";
   Write(text);
-  CaptureStdout();
+  CapturedOutput output;
   CIniFile::GetRecord("k", "s", Path());
   CIniFile::GetValue("k", "s", Path());
   CIniFile::RecordExists("k", "s", Path());
-  EXPECT_EQ(GetCapturedStdout(), "");
+  EXPECT_EQ(output.Take(), "");
   EXPECT_EQ(Read(), text);
 }
 
-// --- Lookups of an object ----------------------------------------------------
-
-class IniLookupTest : public IniTest {
- protected:
-  // A section of the keys k1, k2... so that key kN is at position N.
-  void LoadKeys(int count) {
-    std::string text = "[s]\n";
-    for (int i = 1; i < count; ++i)
-      text += "k" + std::to_string(i) + "=" + std::to_string(i) + "\n";
-    ini_.Load(Write(text));
-    first_ = ini_.cursor - count;
-  }
-
-  std::string Statistics() const {
-    return std::to_string(ini_.rediscovered) + " of " +
-           std::to_string(ini_.researches) + " of " +
-           std::to_string(ini_.searches) + ", " + ini_.lastLookup;
-  }
-
-  // The values found, and what was printed meanwhile.
-  std::string Print(const std::vector<std::string>& keys) {
-    CaptureStdout();
-    for (const std::string& key : keys) ini_.GetRecord(key, "s");
-    return GetCapturedStdout();
-  }
-
-  CIniFile ini_;
-  Records::iterator first_;
-};
-
-TEST_F(IniLookupTest, FindsNothingBeforeLoading) {
-  CaptureStdout();
-  EXPECT_THAT(ini_.GetRecord("k", "s"), ElementsAre());
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "d");
-  EXPECT_EQ(GetCapturedStdout(), "");
-  EXPECT_EQ(Statistics(), "0 of 0 of 0, ");
-}
-
-TEST_F(IniLookupTest, FindsNothingAfterALoadThatFailed) {
-  Write("[s]\nk=v\n");
-  ini_.Load(Path());
-  ini_.GetRecord("k", "s");
-  Write("[s]\nk=v\n[open\n");
-  EXPECT_THROW(ini_.Load(Path()), std::out_of_range);
-  EXPECT_FALSE(ini_.loaded);
-  EXPECT_THAT(ini_.GetRecord("k", "s"), ElementsAre());
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "d");
-  EXPECT_EQ(Statistics(), "0 of 0 of 0, ");
-  ini_.loaded = true;  // Whoever sets it finds an empty list.
-  EXPECT_THAT(ini_.GetRecord("k", "s"), ElementsAre());
-  EXPECT_EQ(Statistics(), "0 of 0 of 1, s/k");
-}
-
-TEST_F(IniLookupTest, SearchesAMissingFileAsAnEmptyOne) {
-  EXPECT_TRUE(ini_.Load(Path("missing.ini")));
-  EXPECT_THAT(ini_.GetRecord("k", "s"), ElementsAre());
-  EXPECT_EQ(Statistics(), "0 of 0 of 1, s/k");
-}
-
-TEST_F(IniLookupTest, CopiesTheRecordFound) {
-  ini_.Load(Write("k=0\n[s]\n#c\n;k=1\n"));
-  EXPECT_THAT(ini_.GetRecord("k", "s"),
-              ElementsAre(Record{"#c\n", ';', "s", "k", "1"}));
-  EXPECT_THAT(ini_.GetRecord("k", ""),
-              ElementsAre(Record{"", ' ', "", "k", "0"}));
-  EXPECT_THAT(ini_.GetRecord("", "s"),
-              ElementsAre(Record{"", ' ', "s", "", ""}));
-  EXPECT_THAT(ini_.GetRecord(" k", "s"), ElementsAre());
-  EXPECT_THAT(ini_.GetRecord("K", "s"), ElementsAre());
-}
-
-TEST_F(IniLookupTest, TheFirstLookupBeginsAtTheBeginning) {
-  for (const int length : {1, 2, 5, 6, 7, 30}) {
-    SCOPED_TRACE(length);
-    LoadKeys(length);
-    EXPECT_EQ(Print({""}), "");  // The header, at position 0.
-    EXPECT_EQ(ini_.cursor, first_);
-    EXPECT_EQ(Statistics(), "0 of 0 of 1, s/");
-  }
-}
-
-TEST_F(IniLookupTest, ThreeLookupsAt20And2And21) {
-  LoadKeys(30);
-  EXPECT_EQ(Print({"k20"}), "");
-  EXPECT_EQ(Statistics(), "0 of 0 of 1, s/k20");
-  EXPECT_EQ(Print({"k2"}),
-            "re-search: [s/k2] after [s/k20] discovered 1 from 1; "
-            "total searches=2\n");
-  EXPECT_EQ(Statistics(), "1 of 1 of 2, s/k2");
-  EXPECT_EQ(ini_.cursor - first_, 2);
-  EXPECT_EQ(Print({"k21"}), "");
-  EXPECT_EQ(Statistics(), "1 of 1 of 3, s/k21");
-  EXPECT_EQ(ini_.cursor - first_, 21);
-}
-
-TEST_F(IniLookupTest, StepsBackFiveRecordsWhereMorePrecede) {
-  struct Step {
-    int from;
-    int to;
-    bool again;
-  };
-  constexpr Step kSteps[] = {{0, 0, false},   {1, 0, true},   {5, 5, false},
-                             {5, 4, true},    {5, 0, true},   {6, 1, false},
-                             {6, 0, true},    {7, 2, false},  {7, 1, true},
-                             {29, 24, false}, {29, 23, true}, {0, 29, false},
-                             {6, 29, false},  {29, 29, false}};
-  for (const Step& step : kSteps) {
-    SCOPED_TRACE(testing::Message() << step.from << " to " << step.to);
-    LoadKeys(30);
-    ini_.cursor = first_ + step.from;
-    const std::string key = step.to == 0 ? "" : "k" + std::to_string(step.to);
-    EXPECT_EQ(Print({key}), "");  // Never at the first search.
-    EXPECT_EQ(ini_.cursor - first_, step.to);
-    EXPECT_EQ(ini_.researches, step.again ? 1 : 0);
-    EXPECT_EQ(ini_.rediscovered, step.again ? 1 : 0);
-    EXPECT_EQ(ini_.searches, 1);
-  }
-}
-
-TEST_F(IniLookupTest, WhatIsNotFoundLeavesTheCursor) {
-  LoadKeys(30);
-  EXPECT_EQ(Print({"none"}), "");
-  EXPECT_EQ(ini_.cursor - first_, 30);
-  EXPECT_EQ(Statistics(), "0 of 0 of 1, s/none");  // One pass: from the start.
-  EXPECT_EQ(Print({"k20", "none"}), "");
-  EXPECT_EQ(ini_.cursor - first_, 20);
-  EXPECT_EQ(Statistics(), "0 of 1 of 3, s/none");
-  EXPECT_EQ(Print({"k1"}),
-            "re-search: [s/k1] after [s/none] discovered 1 from 2; "
-            "total searches=4\n");
-}
-
-// One key may stand in a section twice: which one is found is up to the cursor.
-TEST_F(IniLookupTest, ThePlaceOfTheCursorDecidesBetweenDuplicates) {
-  ini_.Load(Write("[s]\nk=1\na=2\nb=3\nc=4\nd=5\ne=6\nk=7\nf=8\n"));
-  first_ = ini_.cursor - 9;
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "1");
-  EXPECT_EQ(ini_.GetValueDef("s", "a", "-"), "2");
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "7");  // From a, at 2.
-  EXPECT_EQ(ini_.GetValueDef("s", "f", "-"), "8");
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "7");  // From b, at 3.
-  CaptureStdout();
-  EXPECT_EQ(ini_.GetValueDef("s", "", "-"), "");  // The header: again.
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "1");
-  EXPECT_EQ(GetCapturedStdout(),
-            "re-search: [s/] after [s/k] discovered 1 from 1; "
-            "total searches=6\n");
-  ini_.cursor = first_ + 6;  // Looks from 1 on.
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "1");
-  ini_.cursor = first_ + 7;  // Looks from 2 on.
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "7");
-  ini_.cursor = first_ + 9;  // Nothing found yet: looks from 0 on.
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "1");
-}
-
-TEST_F(IniLookupTest, LoadingAgainStartsAfresh) {
-  LoadKeys(30);
-  Print({"k20", "k2", "k21"});
-  ini_.Load(Write("[t]\nk20=other\n"));
-  EXPECT_EQ(Statistics(), "0 of 0 of 0, ");
-  EXPECT_THAT(ini_.GetRecord("k20", "s"), ElementsAre());
-  EXPECT_EQ(ini_.GetValueDef("t", "k20", ""), "other");
-}
-
-TEST_F(IniLookupTest, CountersTurnOverWhereTheyEnd) {
-  LoadKeys(10);
-  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
-  ini_.searches = ini_.researches = ini_.rediscovered = kMost;
-  ini_.cursor = first_ + 9;
-  EXPECT_EQ(Print({"k1"}),
-            "re-search: [s/k1] after [] discovered -2147483648 from "
-            "-2147483648; total searches=-2147483648\n");
-}
-
-TEST_F(IniLookupTest, AValueIsReturnedEvenIfEmpty) {
-  ini_.Load(Write("[s]\nk=\n"));
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "");
-  EXPECT_EQ(ini_.GetValueDef("s", "none", "d"), "d");
-  EXPECT_EQ(ini_.GetValueDef("k", "s", "d"), "d");  // The section is first.
-  EXPECT_EQ(Statistics(), "0 of 2 of 3, k/s");
-}
-
-TEST_F(IniLookupTest, TraceTellsOfEveryValue) {
-  ini_.Load(Write("[s]\nk=v w\ne=\n"));
-  CaptureStdout();
-  ini_.GetValueDef("s", "k", "d");
-  EXPECT_EQ(GetCapturedStdout(), "");
-  ini_.trace = true;
-  CaptureStdout();
-  ini_.GetValueDef("s", "k", "d");
-  ini_.GetValueDef("s", "none", "d");
-  ini_.GetValueDef("s", "e", "d");
-  ini_.GetRecord("k", "s");  // No value, no line, only its own.
-  EXPECT_EQ(GetCapturedStdout(),
-            "[s] k ==> v w\n"
-            "[s] none --> d\n"
-            "[s] e ==> \n"
-            "re-search: [s/k] after [s/e] discovered 1 from 2; "
-            "total searches=5\n");
-}
-
-TEST_F(IniLookupTest, TraceFollowsTheReSearchLine) {
-  LoadKeys(30);
-  ini_.GetValueDef("s", "k20", "");
-  ini_.trace = true;
-  CaptureStdout();
-  ini_.GetValueDef("s", "k2", "");
-  EXPECT_EQ(GetCapturedStdout(),
-            "re-search: [s/k2] after [s/k20] discovered 1 from 1; "
-            "total searches=2\n"
-            "[s] k2 ==> 2\n");
-}
-
-TEST_F(IniLookupTest, TraceTellsOfDefaultsBeforeLoadingToo) {
-  ini_.trace = true;
-  CaptureStdout();
-  ini_.GetValueDef("s", "k", "d");
-  EXPECT_EQ(GetCapturedStdout(), "[s] k --> d\n");
-  EXPECT_EQ(Statistics(), "0 of 0 of 0, ");
-}
-
-// As it ends one that goes through a format; the value itself stays whole.
-TEST_F(IniLookupTest, AZeroByteEndsATextInAPrintedLine) {
-  const std::string value("a\0b", 3);
-  ini_.Load(Write("[s]\nk=" + value + "\nx=1\n"));
-  ini_.trace = true;
-  CaptureStdout();
-  EXPECT_EQ(ini_.GetValueDef("s", "k", ""), value);
-  ini_.GetRecord("x", "s");
-  ini_.GetRecord(std::string("k\0", 2), std::string("s\0t", 3));
-  ini_.GetRecord("k", "s");
-  EXPECT_EQ(GetCapturedStdout(),
-            "[s] k ==> a\n"
-            "re-search: [s/k] after [s] discovered 1 from 2; "
-            "total searches=4\n");
-}
-
-TEST_F(IniLookupTest, LoadingKeepsTrace) {
-  ini_.trace = true;
-  ini_.Load(Write(""));
-  EXPECT_TRUE(ini_.trace);
-}
-
-// Arguments are as good as copies: lastLookup changes below them.
-TEST_F(IniLookupTest, ArgumentsMayStandInTheObject) {
-  ini_.Load(Write("[s]\nk=1\nx=2\n[s/k]\ns/k=3\n"));
-  ini_.GetRecord("k", "s");
-  ini_.trace = true;
-  CaptureStdout();
-  EXPECT_EQ(ini_.GetValueDef("", "none", ini_.lastLookup), "s/k");
-  ini_.GetRecord("k", "s");
-  EXPECT_EQ(ini_.GetValueDef(ini_.lastLookup, ini_.lastLookup, "d"), "3");
-  EXPECT_EQ(GetCapturedStdout(),
-            "[] none --> s/k\n"
-            "[s/k] s/k ==> 3\n");
-  EXPECT_EQ(ini_.lastLookup, "s/k/s/k");
-  ini_.GetRecord(ini_.cursor->Key, ini_.cursor->Section);
-  EXPECT_EQ(ini_.lastLookup, "s/k/s/k");
-}
-
-TEST_F(IniLookupTest, LookupsLeaveTheFileAlone) {
-  const std::string text = " [s] \n ;k = v";
-  ini_.Load(Write(text));
-  std::filesystem::remove(Path());
-  EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "v");
-  EXPECT_FALSE(std::filesystem::exists(Path()));
-}
-
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

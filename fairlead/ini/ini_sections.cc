@@ -15,8 +15,8 @@ using internal::EditFirst;
 using internal::MakeRecord;
 using internal::Records;
 
-// Changes every record of a section, its headers included, and saves, whether
-// or not there was one.
+// Changes every record of a section, its headers included. Saves even if there
+// is none.
 template <typename Change>
 bool EditSection(std::string_view section_name, const std::string& file_name,
                  Change change) {
@@ -27,7 +27,7 @@ bool EditSection(std::string_view section_name, const std::string& file_name,
   });
 }
 
-// Copies of the records of a file that the predicate matches.
+// Returns the records of a file that match the predicate.
 template <typename Predicate>
 Records Select(const std::string& file_name, Predicate matches) {
   Records records;

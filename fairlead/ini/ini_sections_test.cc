@@ -1,3 +1,5 @@
+// Tests of the operations on sections of an INI file.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -6,38 +8,36 @@
 #include <utility>
 
 #include "fairlead/fairlead.h"
-#include "fairlead/ini/ini_test.h"
+#include "fairlead/ini/ini_testing.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using testing::ElementsAre;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
 using IniSectionsTest = IniTest;
 
 const EditCase kEdits[] = {
     // AddSection
-    {"add to nothing", "", [](auto& f) { return CIniFile::AddSection("a", f); },
-     "[a]\n"},
+    {"add to an empty file", "",
+     [](auto& f) { return CIniFile::AddSection("a", f); }, "[a]\n"},
     {"add at the end", "k=v\n[b]\nx=1\n",
      [](auto& f) { return CIniFile::AddSection("a", f); },
      "k=v\n[b]\nx=1\n[a]\n"},
     {"add a second header of a name", "[a]\nx=1\n[b]\n",
      [](auto& f) { return CIniFile::AddSection("a", f); },
      "[a]\nx=1\n[b]\n[a]\n"},
-    {"keys then go under the first", "[a]\nx=1\n[b]\n[a]\n",
+    {"a key goes under the first header", "[a]\nx=1\n[b]\n[a]\n",
      [](auto& f) { return CIniFile::SetValue("y", "2", "a", f); },
      "[a]\ny=2\nx=1\n[b]\n[a]\n"},
-    {"add a name with blanks, untrimmed", "",
+    {"add a name with spaces, untrimmed", "",
      [](auto& f) { return CIniFile::AddSection(" a ", f); }, "[ a ]\n"},
     {"add the empty name", "k=v\n",
      [](auto& f) { return CIniFile::AddSection("", f); }, "k=v\n[]\n"},
     {"adding normalises the rest", "# c\n\n [x] y\n k = v \r\n# lost\n",
      [](auto& f) { return CIniFile::AddSection("a", f); },
      "# c\n[x]\nk=v\n[a]\n"},
-    {"adding traces disabled lines", ";[x]\n#k=v\n",
+    {"adding prints disabled lines", ";[x]\n#k=v\n",
      [](auto& f) { return CIniFile::AddSection("a", f); }, ";[x]\n#k=v\n[a]\n",
      "<;> <#> "},
 
@@ -54,14 +54,14 @@ const EditCase kEdits[] = {
     {"rename a missing section rewrites the file", "\n[a]\n k = v\n",
      [](auto& f) { return CIniFile::RenameSection("A", "c", f); },
      "[a]\nk=v\n"},
-    {"rename by the whole name only", "[ab]\n[a]\n",
+    {"rename compares whole names", "[ab]\n[a]\n",
      [](auto& f) { return CIniFile::RenameSection("a", "c", f); },
      "[ab]\n[c]\n"},
     {"rename the nameless section: damage gets the name",
      "k=v\njunk\n[]\n[b]\n",
      [](auto& f) { return CIniFile::RenameSection("", "c", f); },
      "k=v\n[c]\n[c]\n[b]\n"},
-    {"rename to nothing", "[a]\nx=1\n",
+    {"rename to the empty name", "[a]\nx=1\n",
      [](auto& f) { return CIniFile::RenameSection("a", "", f); }, "[]\nx=1\n"},
     {"rename keeps comments", "#c\n[a]\n#d\nx=1\n",
      [](auto& f) { return CIniFile::RenameSection("a", "b", f); },
@@ -74,16 +74,16 @@ const EditCase kEdits[] = {
     {"disable by an enumerator", "[a]\nx=1\n",
      [](auto& f) { return CIniFile::CommentSection(CIniFile::Hash, "a", f); },
      "#[a]\n#x=1\n", "<#> <#> "},
-    {"disable what is disabled", "#[a]\n;x=1\n",
+    {"disable disabled records", "#[a]\n;x=1\n",
      [](auto& f) { return CIniFile::CommentSection(';', "a", f); },
      ";[a]\n;x=1\n", "<;> <;> "},
-    {"disable below the comments", "#c\n[a]\n#d\nx=1\n",
+    {"disable keeps comments above", "#c\n[a]\n#d\nx=1\n",
      [](auto& f) { return CIniFile::CommentSection(';', "a", f); },
      "#c\n;[a]\n#d\n;x=1\n", "<;> <;> "},
     {"disable by any character", "[a]\nx=1\n",
      [](auto& f) { return CIniFile::CommentSection('!', "a", f); },
      "![a]\n!x=1\n", "<!> <!> "},
-    {"disable by a blank enables", ";[a]\nx=1\n",
+    {"disable by a space enables", ";[a]\nx=1\n",
      [](auto& f) { return CIniFile::CommentSection(' ', "a", f); },
      "[a]\nx=1\n"},
     {"disable a missing section rewrites the file", " [a] \n",
@@ -104,30 +104,30 @@ const EditCase kEdits[] = {
      [](auto& f) { return CIniFile::DeleteSection("a", f); }, "[b]\ny=2\n"},
     {"delete disabled records too", ";[a]\n#x=1\n[b]\n",
      [](auto& f) { return CIniFile::DeleteSection("a", f); }, "[b]\n"},
-    {"delete all there is", "[a]\nx=1\n",
+    {"delete everything", "[a]\nx=1\n",
      [](auto& f) { return CIniFile::DeleteSection("a", f); }, ""},
     {"delete a missing section rewrites the file", " [a] \n",
      [](auto& f) { return CIniFile::DeleteSection("b", f); }, "[a]\n"},
-    {"delete what stands before any header", "k=v\njunk\n[a]\nx=1\n",
+    {"delete what precedes any header", "k=v\njunk\n[a]\nx=1\n",
      [](auto& f) { return CIniFile::DeleteSection("", f); }, "[a]\nx=1\n"},
 
     // SetSectionComments
     {"comments gain an LF", "[a]\nx=1\n",
      [](auto& f) { return CIniFile::SetSectionComments("#c", "a", f); },
      "#c\n[a]\nx=1\n"},
-    {"comments gain an LF after their own", "[a]\n",
+    {"comments that end in LF gain another", "[a]\n",
      [](auto& f) { return CIniFile::SetSectionComments("#c\n", "a", f); },
      "#c\n\n[a]\n"},
-    {"an LF and an LF gain another", "[a]\n",
+    {"two LFs gain a third", "[a]\n",
      [](auto& f) { return CIniFile::SetSectionComments("\n\n", "a", f); },
      "\n\n\n[a]\n"},
     {"two characters gain an LF", "[a]\n",
      [](auto& f) { return CIniFile::SetSectionComments("#\n", "a", f); },
      "#\n\n[a]\n"},
-    {"one character gains none", "[a]\n",
+    {"a single character gains none", "[a]\n",
      [](auto& f) { return CIniFile::SetSectionComments("#", "a", f); },
      "#[a]\n"},
-    {"an LF alone gains none", "[a]\n",
+    {"a single LF gains none", "[a]\n",
      [](auto& f) { return CIniFile::SetSectionComments("\n", "a", f); },
      "\n[a]\n"},
     {"no comments", "#c\n[a]\n",
@@ -143,9 +143,9 @@ const EditCase kEdits[] = {
      "[b]\n#c\n;[a]\n[a]\n", "<;> "},
 };
 
-TEST_F(IniSectionsTest, EditsBytesIntoBytes) { EditsAsTold(kEdits); }
+TEST_F(IniSectionsTest, EditsRewriteTheFile) { CheckEdits(kEdits); }
 
-TEST_F(IniSectionsTest, CommentsOfAMissingHeaderLeaveTheFileUntouched) {
+TEST_F(IniSectionsTest, CommentsOfAMissingHeaderChangeNothing) {
   Write(" [a] \n k = v");
   EXPECT_FALSE(CIniFile::SetSectionComments("#c", "b", Path()));
   EXPECT_FALSE(CIniFile::SetSectionComments("#c", "A", Path()));
@@ -155,11 +155,11 @@ TEST_F(IniSectionsTest, CommentsOfAMissingHeaderLeaveTheFileUntouched) {
   EXPECT_EQ(Read(), " k = v");
 }
 
-TEST_F(IniSectionsTest, DisabledSectionsReadBackAsTheyWereSet) {
+TEST_F(IniSectionsTest, DisabledSectionsReadBackAsDisabled) {
   Write("[a]\nx=1\ny=2\n");
-  CaptureStdout();
+  CapturedOutput output;
   EXPECT_TRUE(CIniFile::CommentSection(';', "a", Path()));
-  GetCapturedStdout();
+  output.Take();
   Records records;
   CIniFile::Load(Path(), records);
   EXPECT_THAT(records, ElementsAre(Record{"", ';', "a", "", ""},
@@ -173,17 +173,17 @@ TEST_F(IniSectionsTest, DisabledSectionsReadBackAsTheyWereSet) {
   EXPECT_EQ(Read(), "[a]\nx=1\ny=2\n");
 }
 
-TEST_F(IniSectionsTest, AnotherCharacterNoLongerReadsAsDisabled) {
+TEST_F(IniSectionsTest, AnyOtherCharacterDoesNotDisable) {
   Write("[a]\nx=1\n");
-  CaptureStdout();
+  CapturedOutput output;
   EXPECT_TRUE(CIniFile::CommentSection('!', "a", Path()));
-  GetCapturedStdout();
+  output.Take();
   Records records;
   CIniFile::Load(Path(), records);
   EXPECT_THAT(records, ElementsAre(Record{}, Record{"", ' ', "", "!x", "1"}));
 }
 
-TEST_F(IniSectionsTest, AnEmptyLineOfCommentsGoesWithTheNextLoading) {
+TEST_F(IniSectionsTest, TheNextLoadDropsAnEmptyLineOfComments) {
   Write("[a]\n");
   EXPECT_TRUE(CIniFile::SetSectionComments("#c\n", "a", Path()));
   EXPECT_EQ(CIniFile::Content(Path()), "#c\n[a]\n");
@@ -205,7 +205,7 @@ TEST_F(IniSectionsTest, DamageCountsAsAHeader) {
   EXPECT_THAT(CIniFile::GetSectionNames(Path()), ElementsAre("", "a", "a"));
 }
 
-TEST_F(IniSectionsTest, GetSectionCopiesItsKeysAlone) {
+TEST_F(IniSectionsTest, GetSectionCopiesKeysOnly) {
   Write("k=v\n[a]\n#c\nx=1\n;y=2\n[b]\nz=3\n;[a]\nx=4\n");
   EXPECT_THAT(CIniFile::GetSection("a", Path()),
               ElementsAre(Record{"#c\n", ' ', "a", "x", "1"},
@@ -216,14 +216,14 @@ TEST_F(IniSectionsTest, GetSectionCopiesItsKeysAlone) {
   EXPECT_THAT(CIniFile::GetSection("A", Path()), ElementsAre());
 }
 
-TEST_F(IniSectionsTest, GetSectionNamesKeepsDuplicatesAndDisabledOnes) {
+TEST_F(IniSectionsTest, GetSectionNamesIncludesDuplicatesAndDisabledOnes) {
   Write("[a]\n;[b]\n[a]\n");
   EXPECT_THAT(CIniFile::GetSectionNames(Path()), ElementsAre("a", "b", "a"));
   Write("k=v\n");
   EXPECT_THAT(CIniFile::GetSectionNames(Path()), ElementsAre());
 }
 
-TEST_F(IniSectionsTest, ASectionExistsByAnyRecord) {
+TEST_F(IniSectionsTest, ASectionExistsIfItHasAnyRecord) {
   Write("[a]\n;[b]\n");
   EXPECT_TRUE(CIniFile::SectionExists("a", Path()));
   EXPECT_TRUE(CIniFile::SectionExists("b", Path()));
@@ -238,7 +238,7 @@ TEST_F(IniSectionsTest, ASectionExistsByAnyRecord) {
   EXPECT_TRUE(CIniFile::SectionExists("", Path()));
 }
 
-TEST_F(IniSectionsTest, AZeroByteIsAByteOfANameLikeAnyOther) {
+TEST_F(IniSectionsTest, ANameMayContainAZeroByte) {
   const std::string name("a\0b", 3);
   Write("[" + name + "]\nx=1\n");
   EXPECT_TRUE(CIniFile::SectionExists(name, Path()));
@@ -247,10 +247,8 @@ TEST_F(IniSectionsTest, AZeroByteIsAByteOfANameLikeAnyOther) {
   EXPECT_EQ(Read(), "[c]\nx=1\n");
 }
 
-// --- A file that is missing --------------------------------------------------
-
 TEST_F(IniSectionsTest, EditsOfAMissingFileCreateIt) {
-  const std::pair<const char*, Edit> edits[] = {
+  const std::pair<const char*, EditCall> edits[] = {
       {"[a]\n", [](auto& f) { return CIniFile::AddSection("a", f); }},
       {"", [](auto& f) { return CIniFile::RenameSection("a", "b", f); }},
       {"", [](auto& f) { return CIniFile::CommentSection('#', "a", f); }},
@@ -264,7 +262,7 @@ TEST_F(IniSectionsTest, EditsOfAMissingFileCreateIt) {
   }
 }
 
-TEST_F(IniSectionsTest, NothingElseCreatesAMissingFile) {
+TEST_F(IniSectionsTest, OtherOperationsDoNotCreateAMissingFile) {
   EXPECT_FALSE(CIniFile::SetSectionComments("#c", "a", Path()));
   EXPECT_THAT(CIniFile::GetSections(Path()), ElementsAre());
   EXPECT_THAT(CIniFile::GetSection("a", Path()), ElementsAre());
@@ -275,4 +273,4 @@ TEST_F(IniSectionsTest, NothingElseCreatesAMissingFile) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

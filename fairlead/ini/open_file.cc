@@ -1,3 +1,5 @@
+// Whole files, read and written with system calls.
+
 #include "fairlead/ini/open_file.h"
 
 #include <fcntl.h>
@@ -10,54 +12,49 @@
 namespace fairlead::internal {
 namespace {
 
-// Room for what comes from a pipe, or from a file that does not know its size.
-constexpr std::size_t kFirstRoom = 4096;
+// The first buffer for a pipe or a file that reports no size.
+constexpr std::size_t kInitialBuffer = 4096;
 
-// A size that a file claims is believed up to here; beyond, room is made as
-// bytes come.
-constexpr std::size_t kMostRoomAtOnce = std::size_t{1} << 30;
-
-// Repeats a system call for as long as signals interrupt it.
-template <typename Call>
-auto Uninterrupted(Call call) {
-  for (;;) {
-    const auto result = call();
-    if (result != -1 || errno != EINTR) return result;
-  }
-}
+// The largest buffer allocated because of a reported size; beyond it, the
+// buffer grows with what is read.
+constexpr std::size_t kMaxInitialBuffer = std::size_t{1} << 30;
 
 }  // namespace
 
 OpenFile::OpenFile(const std::string& name, int flags)
-    : descriptor_(Uninterrupted([&name, flags] {
+    : descriptor_(MoveAboveStandardStreams(Uninterrupted([&name, flags] {
         return open(name.c_str(), flags | O_CLOEXEC, 0666);
-      })) {}
+      }))) {}
 
-OpenFile::~OpenFile() {
-  if (IsOpen()) close(descriptor_);
+bool OpenFile::Truncate() const {
+  if (Uninterrupted([this] { return ftruncate(descriptor_.number(), 0); }) == 0)
+    return true;
+  struct stat status = {};
+  return errno == EINVAL && fstat(descriptor_.number(), &status) == 0 &&
+         !S_ISREG(status.st_mode);
 }
 
 std::size_t OpenFile::ExpectedSize() const {
   struct stat status = {};
-  if (fstat(descriptor_, &status) == -1) return 0;
+  if (fstat(descriptor_.number(), &status) == -1) return 0;
   return static_cast<std::size_t>(std::max<off_t>(status.st_size, 0));
 }
 
 std::string OpenFile::ReadAll() const {
-  // With room for one byte more than it asks for, a read that ends at the
-  // expected size has met the end of the file.
+  // The buffer has one spare byte: a read that stops at the expected size has
+  // reached the end of the file.
   const std::size_t expected = ExpectedSize();
-  const std::size_t room = std::min(expected + 1, kMostRoomAtOnce);
-  std::string text(expected > 0 ? room : kFirstRoom, '\0');
+  const std::size_t buffer = std::min(expected + 1, kMaxInitialBuffer);
+  std::string text(expected > 0 ? buffer : kInitialBuffer, '\0');
   std::size_t size = 0;
   while (true) {
     if (size == text.size()) text.resize(2 * size);
     const ssize_t count = Uninterrupted([&] {
-      return read(descriptor_, text.data() + size, text.size() - size);
+      return read(descriptor_.number(), text.data() + size, text.size() - size);
     });
     if (count == 0) break;
     if (count < 0) {
-      // What was read of the line that failed is no line.
+      // Drops the partial line.
       size = size == 0 ? 0 : text.rfind('\n', size - 1) + 1;
       break;
     }
@@ -69,13 +66,7 @@ std::string OpenFile::ReadAll() const {
 }
 
 bool OpenFile::WriteAll(std::string_view text) const {
-  while (!text.empty()) {
-    const ssize_t count = Uninterrupted(
-        [&] { return write(descriptor_, text.data(), text.size()); });
-    if (count < 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
+  return internal::WriteAll(descriptor_.number(), text) == text.size();
 }
 
 }  // namespace fairlead::internal

@@ -1,4 +1,4 @@
-// Files as the INI store reads and writes them: whole, by the kernel's calls.
+// Whole files, read and written with system calls. Not installed.
 
 #ifndef FAIRLEAD_INI_OPEN_FILE_H_
 #define FAIRLEAD_INI_OPEN_FILE_H_
@@ -7,29 +7,34 @@
 #include <string>
 #include <string_view>
 
+#include "fairlead/base/descriptor.h"
+
 namespace fairlead::internal {
 
-// A file that is open, or could not be opened; closed at the end of its scope.
+// Opens a file and closes it at the end of its scope. Its descriptor is never
+// 0, 1 or 2.
 class OpenFile {
  public:
-  // The flags are those of open(2).
+  // Takes the flags of open(2). Do not pass O_TRUNC: it would empty a file that
+  // cannot be moved to a descriptor above 2.
   OpenFile(const std::string& name, int flags);
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-  ~OpenFile();
 
-  bool IsOpen() const { return descriptor_ != -1; }
+  bool IsOpen() const { return descriptor_.IsOpen(); }
 
-  // What the file holds, up to its end or to the last line that can be read.
+  // Empties the file as O_TRUNC does: does nothing to a file that is not
+  // regular, such as a pipe. Returns whether it succeeded.
+  bool Truncate() const;
+
+  // Returns the contents, up to the end or the last whole line before an error.
   std::string ReadAll() const;
 
-  // Whether the kernel took all of the text.
+  // Writes the text; returns whether all of it was written.
   bool WriteAll(std::string_view text) const;
 
  private:
   std::size_t ExpectedSize() const;
 
-  const int descriptor_;
+  const Descriptor descriptor_;
 };
 
 }  // namespace fairlead::internal

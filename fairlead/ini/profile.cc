@@ -1,3 +1,5 @@
+// One setting of an INI file, read or written by one call.
+
 #include "fairlead/ini/profile.h"
 
 #include "fairlead/ini/ini_file.h"

@@ -1,4 +1,4 @@
-// Settings in INI files: one value read or written by one call.
+// One setting of an INI file, read or written by one call.
 
 #ifndef FAIRLEAD_INI_PROFILE_H_
 #define FAIRLEAD_INI_PROFILE_H_
@@ -11,54 +11,54 @@
 namespace fairlead {
 
 /// @file
-/// Functions over CIniFile for those who need nothing else of it. The section
-/// comes first and the file last; a relative file name is relative to the
-/// working directory.
+/// Functions on top of CIniFile for programs that need nothing else of it. The
+/// section comes first and the file last; a relative file name is relative to
+/// the working directory.
 ///
-/// Readers never create anything and know no failure: whatever is missing
-/// yields the default. A disabled key is read as an active one. Writers report
-/// nothing: read the value back to know that it arrived.
+/// Readers create nothing: they return the default if the file, the section or
+/// the key is missing. A disabled key is read like an active one. Writers
+/// return nothing: read the value back to verify.
 ///
 /// All four throw what CIniFile::Load() throws, at a header without `]`
-/// anywhere in the file.
+/// anywhere in the file, and std::bad_alloc; the file is unchanged then.
 ///
 /// @par Thread safety
-/// Any number of readers, while nobody writes: the file is rewritten in place,
-/// and who reads meanwhile finds a part of it. Each call is an operation of its
-/// own on the whole file, and nothing locks it: of two writers, the last wins.
+/// Concurrent readers are safe if nobody writes. During a write they may see a
+/// partial file, since it is rewritten in place. Nothing locks the file: of two
+/// writers, the last one wins.
 /// @par Cost
-/// Reading reads the whole file, writing reads it and writes it again. For many
-/// lookups load the file once, into a CIniFile.
+/// A read reads the whole file; a write also rewrites it. For many lookups,
+/// load the file into a CIniFile once.
 /// @par Example
 /// @code
 /// using namespace fairlead;
 /// WritePrivateProfileStr("server", "host", "localhost", "tool.ini");
 /// WritePrivateProfileInteger("server", "port", 7000, "tool.ini");
 /// const int port = GetPrivateProfileInteger("server", "port", 80, "tool.ini");
+/// // port == 7000
 /// @endcode
 
-/// The value of a key, or the default where the file, the section or the key is
-/// missing or the value is empty.
+/// Returns the value of a key, or the default if it is missing or empty.
 FAIRLEAD_EXPORT std::string GetPrivateProfileStr(std::string_view section_name,
                                                  std::string_view key_name,
                                                  std::string default_value,
                                                  const std::string& file_name);
 
-/// Gives a key a value as CIniFile::SetValue() does, making the file, the
-/// section and the key where they do not exist.
+/// Sets the value of a key as CIniFile::SetValue() does.
 FAIRLEAD_EXPORT void WritePrivateProfileStr(std::string_view section_name,
                                             std::string_view key_name,
                                             std::string_view value,
                                             const std::string& file_name);
 
-/// The number that the value of a key begins with, as getval<int>() reads it:
-/// 12 for "12abc". The default where there is none or it does not fit an `int`.
+/// Returns the number at the start of a value, as getval<int>() reads it: 12
+/// for "12abc". Returns the default if there is none or it does not fit an
+/// `int`.
 FAIRLEAD_EXPORT int GetPrivateProfileInteger(std::string_view section_name,
                                              std::string_view key_name,
                                              int default_value,
                                              const std::string& file_name);
 
-/// Gives a key a number for its value, in decimal without padding.
+/// Sets the value of a key to a number, in decimal without padding.
 FAIRLEAD_EXPORT void WritePrivateProfileInteger(std::string_view section_name,
                                                 std::string_view key_name,
                                                 int value,

@@ -1,3 +1,5 @@
+// Tests of reading and writing one setting per call.
+
 #include "fairlead/ini/profile.h"
 
 #include <gtest/gtest.h>
@@ -8,9 +10,9 @@
 #include <string>
 
 #include "fairlead/fairlead.h"
-#include "fairlead/ini/ini_test.h"
+#include "fairlead/ini/ini_testing.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using ProfileTest = IniTest;
@@ -54,7 +56,7 @@ TEST_F(ProfileTest, ReadsTexts) {
   EXPECT_EQ(GetPrivateProfileStr("s", "none", "", Path()), "");
 }
 
-TEST_F(ProfileTest, ReadingAMissingFileYieldsDefaultsAndCreatesNothing) {
+TEST_F(ProfileTest, ReadingAMissingFileReturnsDefaultsAndCreatesNothing) {
   EXPECT_EQ(GetPrivateProfileStr("s", "k", "d", Path()), "d");
   EXPECT_EQ(GetPrivateProfileInteger("s", "k", 7, Path()), 7);
   EXPECT_FALSE(std::filesystem::exists(Path()));
@@ -84,15 +86,15 @@ TEST_F(ProfileTest, WritesNumbers) {
 }
 
 TEST_F(ProfileTest, AFailedWriteIsNotReported) {
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
+  CapturedOutput output;
+  CapturedOutput errors(STDERR_FILENO);
   EXPECT_NO_THROW(WritePrivateProfileStr("s", "k", "v", Path("none/a.ini")));
   EXPECT_NO_THROW(WritePrivateProfileInteger("s", "k", 1, Path("none/a.ini")));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(output.Take(), "");
+  EXPECT_EQ(errors.Take(), "");
 }
 
-TEST_F(ProfileTest, AHeaderWithoutBracketThrowsFromAll) {
+TEST_F(ProfileTest, AllThrowAtAHeaderWithoutBracket) {
   const std::string text = "[s]\nk=1\n[open";
   Write(text);
   EXPECT_THROW(GetPrivateProfileStr("s", "k", "", Path()), std::out_of_range);
@@ -106,7 +108,7 @@ TEST_F(ProfileTest, AHeaderWithoutBracketThrowsFromAll) {
 
 TEST_F(ProfileTest, ARelativeNameIsRelativeToTheWorkingDirectory) {
   const std::filesystem::path before = std::filesystem::current_path();
-  std::filesystem::current_path(folder_);
+  std::filesystem::current_path(folder_.path());
   WritePrivateProfileStr("s", "k", "v", "a.ini");
   EXPECT_EQ(GetPrivateProfileStr("s", "k", "d", "a.ini"), "v");
   std::filesystem::current_path(before);
@@ -114,4 +116,4 @@ TEST_F(ProfileTest, ARelativeNameIsRelativeToTheWorkingDirectory) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

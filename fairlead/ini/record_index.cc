@@ -1,3 +1,5 @@
+// Lookups in a list of records, by scanning it or by a hash index.
+
 #include "fairlead/ini/record_index.h"
 
 #include <bit>
@@ -23,12 +25,12 @@ CIniFile::Index::Answer CIniFile::Index::Find(
     const std::vector<Record>& records, std::string_view section,
     std::string_view key, std::size_t start) {
   const std::size_t none = records.size();
-  if (slots_.empty() && walked_ <= none) {
-    const std::size_t place = Walk(records, section, key, start);
+  if (slots_.empty() && scanned_ <= none) {
+    const std::size_t place = Scan(records, section, key, start);
     if (place != none || start == 0) return {place, false};
-    return {Walk(records, section, key, 0), true};
+    return {Scan(records, section, key, 0), true};
   }
-  if (slots_.empty()) MakeTable(records);
+  if (slots_.empty()) BuildIndex(records);
   const Answer answer = LookUp(records, section, key, start);
   if (answer.place != none) likely_ = answer.place + 1;
   return answer;
@@ -38,7 +40,7 @@ CIniFile::Index::Answer CIniFile::Index::LookUp(
     const std::vector<Record>& records, std::string_view section,
     std::string_view key, std::size_t start) {
   const std::size_t none = records.size();
-  // In the order of the file the next record is the one, without the table.
+  // Lookups in file order mostly want the record after the last one found.
   if (likely_ >= start && likely_ < none && previous_[likely_] <= start &&
       HasNames(records[likely_], section, key))
     return {likely_, false};
@@ -51,21 +53,21 @@ CIniFile::Index::Answer CIniFile::Index::LookUp(
   return {first, true};
 }
 
-std::size_t CIniFile::Index::Walk(const std::vector<Record>& records,
+std::size_t CIniFile::Index::Scan(const std::vector<Record>& records,
                                   std::string_view section,
                                   std::string_view key, std::size_t start) {
   std::size_t place = start;
   while (place < records.size() && !HasNames(records[place], section, key))
     ++place;
-  walked_ += place - start + 1;
+  scanned_ += place - start + 1;
   return place;
 }
 
-void CIniFile::Index::MakeTable(const std::vector<Record>& records) {
+void CIniFile::Index::BuildIndex(const std::vector<Record>& records) {
   next_.resize(records.size());
   previous_.resize(records.size());
   slots_.resize(std::bit_ceil(2 * records.size() + 1));
-  // From the end, so that the first record of some names comes to stand first.
+  // Backwards, so that each slot ends up with the first record of its names.
   for (std::size_t place = records.size(); place-- > 0;) {
     const Record& record = records[place];
     Slot& slot = SlotOf(records, record.Section, record.Key);
@@ -75,7 +77,7 @@ void CIniFile::Index::MakeTable(const std::vector<Record>& records) {
   }
 }
 
-// The slot that holds these names, or the free one that may.
+// Returns the slot of these names, or the free slot for them.
 CIniFile::Index::Slot& CIniFile::Index::SlotOf(
     const std::vector<Record>& records, std::string_view section,
     std::string_view key) {

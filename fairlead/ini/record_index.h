@@ -1,4 +1,5 @@
-// A list of records, searched without walking it each time.
+// Lookups in a list of records, by scanning it or by a hash index. Not
+// installed.
 
 #ifndef FAIRLEAD_INI_RECORD_INDEX_H_
 #define FAIRLEAD_INI_RECORD_INDEX_H_
@@ -7,23 +8,23 @@
 #include <string_view>
 #include <vector>
 
+#include "fairlead/export.h"
 #include "fairlead/ini/ini_file.h"
 
 namespace fairlead {
 
-// Answers as walks of the list would. It begins with walks indeed, so that a
-// few lookups cost no more than they; once these add up to the length of the
-// list, it makes a table of the names.
-class CIniFile::Index {
+// Returns what a linear scan would. The first lookups do scan; once they have
+// visited as many records as the list holds, a hash index is built.
+class FAIRLEAD_PRIVATE CIniFile::Index {
  public:
-  // The answer of a search in up to two passes.
   struct Answer {
-    std::size_t place;  // Of the record; the length of the list without one.
-    bool again;         // Whether there had to be a second pass.
+    std::size_t place;  // Of the record; the size of the list if none.
+    bool again;         // Whether it took a second pass.
   };
 
-  // Finds the first record of these names from `start` on, or else from the
-  // beginning. It must be the same list at each call, with the same names.
+  // Finds the first record with these names from `start` on; if there is none,
+  // from the beginning. Every call must pass the same list, with the same
+  // names.
   Answer Find(const std::vector<Record>& records, std::string_view section,
               std::string_view key, std::size_t start);
 
@@ -33,21 +34,22 @@ class CIniFile::Index {
     std::size_t first = 0;  // One more than the place of the first record.
   };
 
-  std::size_t Walk(const std::vector<Record>& records, std::string_view section,
+  std::size_t Scan(const std::vector<Record>& records, std::string_view section,
                    std::string_view key, std::size_t start);
-  void MakeTable(const std::vector<Record>& records);
+  void BuildIndex(const std::vector<Record>& records);
   Slot& SlotOf(const std::vector<Record>& records, std::string_view section,
                std::string_view key);
 
   Answer LookUp(const std::vector<Record>& records, std::string_view section,
                 std::string_view key, std::size_t start);
 
-  std::size_t walked_ = 0;   // Records seen in walks.
-  std::vector<Slot> slots_;  // A power of two of them, half of them free.
-  // For each record, the next of its names, and one more than the previous.
+  std::size_t scanned_ = 0;  // Records visited by scans.
+  std::vector<Slot> slots_;  // A power of two, at least half of them free.
+  // For each record: the place of the next one with its names, and one more
+  // than that of the previous one.
   std::vector<std::size_t> next_;
   std::vector<std::size_t> previous_;
-  std::size_t likely_ = 0;  // The place after that of the last answer.
+  std::size_t likely_ = 0;  // The place after the last record found.
 };
 
 }  // namespace fairlead

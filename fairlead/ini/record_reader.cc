@@ -1,3 +1,5 @@
+// A parser of INI texts that yields one record at a time.
+
 #include "fairlead/ini/record_reader.h"
 
 #include <algorithm>
@@ -5,25 +7,15 @@
 #include <stdexcept>
 
 #include "fairlead/ini/ini_file.h"
+#include "fairlead/text/trimmed.h"
 
 namespace fairlead::internal {
-namespace {
-
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
-}  // namespace
-
-std::string_view Trimmed(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
 
 bool RecordReader::Next() {
-  // A record took the comments above it, or there were none.
+  // The previous record has taken its comments.
   comments_.clear();
   while (!rest_.empty()) {
-    const std::string_view line = Trimmed(TakeLine());
+    const std::string_view line = Trimmed(TakeLine(), IsBlank);
     if (!line.empty() && ReadLine(line)) return true;
   }
   return false;
@@ -36,7 +28,7 @@ std::string_view RecordReader::TakeLine() {
   return line;
 }
 
-// Whether the line is a record.
+// Reads a line that is not empty; returns whether it is a record.
 bool RecordReader::ReadLine(std::string_view line) {
   commented_ = ' ';
   if (line.front() == CIniFile::Hash || line.front() == CIniFile::Semicolon) {
@@ -45,30 +37,31 @@ bool RecordReader::ReadLine(std::string_view line) {
       return false;
     }
     commented_ = line.front();
-    line = Trimmed(line.substr(1));
+    line = Trimmed(line.substr(1), IsBlank);
   }
 
   if (line.front() == '[') return ReadHeader(line.substr(1));
 
   const std::size_t equals = line.find('=');
   if (equals != std::string_view::npos) {
-    return BeRecord(current_section_, Trimmed(line.substr(0, equals)),
-                    Trimmed(line.substr(equals + 1)));
+    return SetRecord(current_section_, Trimmed(line.substr(0, equals), IsBlank),
+                     Trimmed(line.substr(equals + 1), IsBlank));
   }
-  // Neither comment, header nor key: an empty record, unless comments wait.
-  return comments_.empty() && BeRecord({}, {}, {});
+  // Kept for compatibility: a line that is neither comment, header nor key is
+  // an empty record, or dropped if comments precede it.
+  return comments_.empty() && SetRecord({}, {}, {});
 }
 
 bool RecordReader::ReadHeader(std::string_view after_bracket) {
   const std::size_t end = after_bracket.find(']');
   if (end == std::string_view::npos)
-    throw std::out_of_range("basic_string::erase");
+    throw std::out_of_range("basic_string::erase");  // For compatibility.
   current_section_ = after_bracket.substr(0, end);
-  return BeRecord(current_section_, {}, {});
+  return SetRecord(current_section_, {}, {});
 }
 
-bool RecordReader::BeRecord(std::string_view section, std::string_view key,
-                            std::string_view value) {
+bool RecordReader::SetRecord(std::string_view section, std::string_view key,
+                             std::string_view value) {
   section_ = section;
   key_ = key;
   value_ = value;

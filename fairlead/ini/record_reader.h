@@ -1,4 +1,4 @@
-// The text of an INI file, taken apart into records that nobody has to keep.
+// A parser of INI texts that yields one record at a time. Not installed.
 
 #ifndef FAIRLEAD_INI_RECORD_READER_H_
 #define FAIRLEAD_INI_RECORD_READER_H_
@@ -8,20 +8,23 @@
 
 namespace fairlead::internal {
 
-// The text without the blanks (space, TAB, LF, CR) at its ends.
-std::string_view Trimmed(std::string_view text);
+// Trimmed from both ends of lines, keys and values.
+constexpr bool IsBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
 
-// Walks the records of a text, which must outlive it, in their order.
+// Iterates over the records of a text, which must outlive it.
 class RecordReader {
  public:
   explicit RecordReader(std::string_view text) : rest_(text) {}
 
-  // Steps to the next record; false at the end of the text, whose last comments
-  // belong to nothing. Throws std::out_of_range at a header without `]`.
+  // Moves to the next record. Returns false at the end of the text, where
+  // comments that no record follows are dropped. Throws std::out_of_range at a
+  // header without `]`.
   bool Next();
 
-  // The record that Next() found; what is seen here stays until it is called
-  // again. All but the comments stands in the text.
+  // The current record, valid until Next() is called. All but the comments
+  // refer to the text.
   std::string_view Comments() const { return comments_; }
   char Commented() const { return commented_; }
   std::string_view Section() const { return section_; }
@@ -32,8 +35,8 @@ class RecordReader {
   std::string_view TakeLine();
   bool ReadLine(std::string_view line);
   bool ReadHeader(std::string_view after_bracket);
-  bool BeRecord(std::string_view section, std::string_view key,
-                std::string_view value);
+  bool SetRecord(std::string_view section, std::string_view key,
+                 std::string_view value);
 
   std::string_view rest_;
   std::string_view current_section_;  // Of the last header.

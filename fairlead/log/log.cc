@@ -1,28 +1,38 @@
-// The log: whole lines, to a file and to standard output at once.
+// A log that writes whole lines to a file and to standard output.
+
 #include "fairlead/log/log.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <ios>
 #include <iostream>
+
+#include "fairlead/base/blocked_signals.h"
+#include "fairlead/base/descriptor.h"
 
 namespace fairlead {
 namespace {
 
-// No more than this waits for a line break.
-constexpr std::size_t kBuffer = std::size_t{8} * 1024;
+// Text without LF or CR is flushed when more than this is buffered.
+constexpr std::size_t kMaxBuffered = std::size_t{8} * 1024;
 
-// When more than this waits for a full disk, texts are dropped.
-constexpr std::size_t kMostForFullDisk = std::size_t{64} * 1024;
+// The limit on the size of files is checked once per this many bytes.
+constexpr std::size_t kBytesBetweenChecks = kMaxBuffered;
+
+// Texts are dropped while more than this waits for a full disk.
+constexpr std::size_t kMaxWaiting = std::size_t{64} * 1024;
 
 bool Holds(std::string_view text, char c) {
   return text.find(c) != std::string_view::npos;
 }
 
-// The text with a carriage return before every line feed.
+// Returns the text with each LF replaced by CR LF.
 std::string WithCarriageReturns(std::string_view text) {
   std::string copy;
   copy.reserve(text.size() + static_cast<std::size_t>(
@@ -34,8 +44,8 @@ std::string WithCarriageReturns(std::string_view text) {
   return copy;
 }
 
-// Standard output has two buffers when the program has parted std::cout from
-// stdio, and the library's own messages go through the second.
+// Flushes both buffers of standard output: after sync_with_stdio(false),
+// std::cout has one of its own, and the library prints through stdio.
 void WriteToStandardOutput(std::string_view text, bool flush) {
   std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
   if (!flush) return;
@@ -43,15 +53,32 @@ void WriteToStandardOutput(std::string_view text, bool flush) {
   std::fflush(stdout);
 }
 
-// The same file under a number that is none of a standard stream: the first
-// free one is, where the program has closed that stream, and what it prints
-// would go into the file. -1 if there is none.
-int AwayFromStandardStreams(int descriptor) {
-  if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
-  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  close(descriptor);
-  return moved;
+// Returns whether there is a limit on the size of files.
+bool HasSizeLimit() {
+  rlimit limit{};
+  return getrlimit(RLIMIT_FSIZE, &limit) != 0 ||
+         limit.rlim_cur != RLIM_INFINITY;
 }
+
+// Writes as much of `text` as the file takes and returns how much that was.
+// Suppresses the SIGXFSZ of a file that has reached its limit.
+std::size_t WriteUnderLimit(int descriptor, std::string_view text) {
+  const internal::BlockedSignal signal(SIGXFSZ);
+  const std::size_t written = internal::WriteAll(descriptor, text);
+  if (written < text.size() && errno == EFBIG) signal.Discard();
+  return written;
+}
+
+// Calls `write` once and returns how much the file took.
+std::size_t WriteOnce(int descriptor, std::string_view text) {
+  const ssize_t count = write(descriptor, text.data(), text.size());
+  return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+// Initialises std::cout, which a program that never includes <iostream> has not
+// done when a static log is constructed. Initialised before the log, std::cout
+// is flushed for the last time after the log's destructor.
+void InitialiseStandardOutput() { static const std::ios_base::Init init; }
 
 }  // namespace
 
@@ -62,47 +89,59 @@ CLog::File::~File() {
 }
 
 bool CLog::File::Open(const std::string& name) {
-  descriptor_ = AwayFromStandardStreams(
-      open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC;
+  descriptor_ = internal::MoveAboveStandardStreams(internal::Uninterrupted(
+      [&name] { return open(name.c_str(), kFlags, 0666); }));
   return descriptor_ >= 0;
 }
 
 void CLog::File::Write(std::string_view text, bool flush) {
   if (descriptor_ < 0) return;
-  if (flush && waiting_.empty()) {  // Nearly every line: it is not copied.
+  if (flush && waiting_.empty()) {  // The usual case: no copy.
     text.remove_prefix(Send(text));
     if (!text.empty()) waiting_ = text;
     return;
   }
 
-  if (waiting_.size() > kMostForFullDisk) Flush();
-  if (waiting_.size() > kMostForFullDisk) return;
+  if (waiting_.size() > kMaxWaiting) Flush();
+  if (waiting_.size() > kMaxWaiting) return;
   waiting_ += text;
-  if (flush || waiting_.size() > kBuffer) Flush();
+  if (flush || waiting_.size() > kMaxBuffered) Flush();
 }
 
-// Writes what the file takes of `text` and returns how much that was.
-std::size_t CLog::File::Send(std::string_view text) const {
-  std::size_t sent = 0;
-  while (sent < text.size()) {
-    const ssize_t part =
-        write(descriptor_, text.data() + sent, text.size() - sent);
-    if (part > 0)
-      sent += static_cast<std::size_t>(part);
-    else if (part == 0 || errno != EINTR)
-      break;
+// Writes as much of `text` as the file takes and returns how much that was.
+//
+// Blocking SIGXFSZ costs two system calls, as much as the write, so it is left
+// out while there was no limit at the last check and every write since then was
+// complete. That is safe: a write that crosses a limit is short and raises no
+// signal, only the next one does.
+std::size_t CLog::File::Send(std::string_view text) {
+  if (bytes_until_check_ == 0) {
+    size_limited_ = HasSizeLimit();
+    bytes_until_check_ = kBytesBetweenChecks;
   }
+  std::size_t sent = 0;
+  if (!size_limited_) sent = WriteOnce(descriptor_, text);
+  if (sent < text.size()) {
+    size_limited_ = true;
+    sent += WriteUnderLimit(descriptor_, text.substr(sent));
+  }
+  bytes_until_check_ -= std::min(bytes_until_check_, sent);
   return sent;
 }
 
-void CLog::File::Flush() { waiting_.erase(0, Send(waiting_)); }
+void CLog::File::Flush() {
+  if (!waiting_.empty()) waiting_.erase(0, Send(waiting_));
+}
 
 CLog::CLog(const std::vector<std::string>& names) : crlf_(false) {
+  InitialiseStandardOutput();
   for (const std::string& name : names)
     if (file_.Open(name)) return;
 }
 
 CLog::CLog(const std::string& name, bool crlf) : crlf_(crlf) {
+  InitialiseStandardOutput();
   file_.Open(name);
 }
 

@@ -1,4 +1,4 @@
-// The log: whole lines, to a file and to standard output at once.
+// A log that writes whole lines to a file and to standard output.
 
 #ifndef FAIRLEAD_LOG_LOG_H_
 #define FAIRLEAD_LOG_LOG_H_
@@ -13,97 +13,85 @@
 
 namespace fairlead {
 
-/// A log that writes every text both to a file, at its end, and to standard
-/// output (`std::cout`).
+/// A log that appends each text to a file and writes it to `std::cout`.
 ///
-/// The text is written as it is: no time, level, prefix or line end is added.
-/// Any byte may occur in it, zero included. With the CRLF flag on, every line
-/// feed becomes a carriage return and a line feed; a carriage return that
-/// already stands there is not looked at, so "x\r\n" is written "x\r\r\n".
+/// Texts are written verbatim, zero bytes included, without timestamp, prefix
+/// or newline. With the CRLF flag, each LF becomes CR LF, even after a CR.
 ///
-/// A text that holds a line break (a line feed or a carriage return, anywhere)
-/// is flushed at once, with all that waits before it, to the file and to
-/// standard output. A text without one stays in the buffers until a line break
-/// follows, the buffer is full, or the log is destroyed (the file) or the
-/// program ends (standard output).
+/// A text that contains LF or CR is flushed at once, with everything buffered
+/// before it. Other texts are buffered until such a text follows, the buffer is
+/// full, or the log is destroyed (standard output: the program ends).
 ///
-/// A log without a file, because none could be opened, writes to standard
-/// output only. It does not say so, and never tries to open one again.
+/// If no file can be opened, the log silently writes to standard output only
+/// and does not try again. The file never gets descriptor 0, 1 or 2.
 ///
-/// In a program that has closed a standard stream, the file does not take the
-/// place of it.
-///
-/// @par What can get lost
-/// A text with a line break has reached the system when `<<` returns: it
-/// survives the death of the program, but not that of the machine, for nothing
-/// waits for the disk. A text that waits for its line break dies with a program
-/// that is killed.
+/// @par Durability
+/// A text with LF or CR has reached the kernel when `<<` returns: it survives a
+/// crash of the program, not of the machine (no `fsync`). A killed program
+/// loses its buffered texts.
 /// @par
-/// What the file does not take, because the disk is full or a limit is reached,
-/// waits in the log and is written, once and in its order, when there is room
-/// again: every later text with a line break tries, and while more than 8 KiB
-/// wait, every text. Once more than 64 KiB wait so, further texts are dropped
-/// whole, without notice. The destructor tries a last time; what waits then, or
-/// when the program is killed, is lost.
+/// While the disk is full, texts wait in the log; they are written once, in
+/// order, when there is room. Each text with LF or CR retries, and each text at
+/// all while more than 8 KiB wait. While more than 64 KiB wait, texts are
+/// dropped whole, without notice. What the destructor cannot write is lost.
 /// @par
-/// A failure of `std::cout` stays with that stream until the program clears it;
-/// the file goes on.
+/// RLIMIT_FSIZE (`ulimit -f`) acts like a full disk: the log file raises no
+/// SIGXFSZ, except for a limit that is set after the first text, less than 8
+/// KiB above the size of the file. Standard output may raise it. An error of
+/// `std::cout` stays set until the program clears it; the file is unaffected.
 /// @par Thread safety
-/// Any number of threads may write to one log. Each `<<` is written whole, and
-/// in the same order to the file and to standard output; within a chain of them
-/// other threads may come between. Construction and destruction must not run
-/// beside a write. What the program itself writes to `std::cout` is not held
-/// back by the log.
+/// Threads may share a log. Each `<<` is atomic, in the same order in the file
+/// and on standard output; other threads may write between two `<<` of a chain.
+/// No thread may write during construction or destruction. What the program
+/// itself writes to `std::cout` is not locked out.
+/// @par Fork and static objects
+/// Parent and child append to the same open file. Both write a text buffered at
+/// the fork, unless the child ends with `_exit` or `exec`. If another thread is
+/// writing then, the child's log is locked forever: fork before starting
+/// threads, or let the child construct its own. Static objects made after a
+/// static log may use it to the end, even if nothing includes <iostream>.
 /// @par Cost
-/// A text with a line break is one `write` to the file and one to standard
-/// output, made while the lock is held, the texts waiting before it included (a
-/// text beyond the buffer of standard output may take more). Without the CRLF
-/// flag nothing is copied but into the buffers.
+/// A text with LF or CR takes one `write` to the file and one to standard
+/// output (more if it exceeds that buffer) with the lock held, and two more
+/// system calls if RLIMIT_FSIZE is set. Only the CRLF flag copies the text.
 /// @par Example
 /// @code
 /// fairlead::CLog log("client.log", false);
-/// const std::string host = "localhost";
-/// log << "connected to " + host + "\n";  // One text: no thread comes between.
+/// log << "connected to " + std::string("localhost") + "\n";  // One text.
 /// @endcode
 class CLog {  // Only what others call is exported: the rest is inlined.
  public:
-  /// Opens the first of `names`, in their order, that can be opened for
-  /// appending; a file that is not there is made. The CRLF flag is off.
-  ///
-  /// The list should hold a name: an empty one makes a log without a file.
+  /// Opens, for appending, the first of `names` that can be opened or created.
+  /// An empty list makes a log without a file. The CRLF flag is off.
   FAIRLEAD_EXPORT explicit CLog(const std::vector<std::string>& names);
 
-  /// Opens the file for appending, made if it is not there, with the CRLF flag
-  /// as given.
+  /// Opens a file for appending, and creates it if needed.
   FAIRLEAD_EXPORT CLog(const std::string& name, bool crlf);
 
-  /// Flushes the file and closes it; a failure to do so is ignored.
+  /// Rejects a second name as the flag: pass a list of names.
+  template <typename Text>
+  CLog(const std::string& name, const Text* other_name) = delete;
+
+  /// Flushes and closes the file; ignores errors.
   FAIRLEAD_EXPORT ~CLog();
 
-  // Not const: CLog({"a.log", "b.log"}) shall be read as two names, never as a
-  // copy of the log CLog("a.log", "b.log").
+  // Not const, so that CLog({"a.log", "b.log"}) is a list of names and not a
+  // copy of CLog("a.log", "b.log").
   CLog(CLog&) = delete;
   CLog& operator=(const CLog&) = delete;
 
-  /// Writes `text` to the file and to standard output.
-  ///
-  /// @return the log, so that writes chain: `log << a << b`
-  /// @throws std::system_error with the code of the lock, if it cannot be
-  ///     locked; nothing is written then
-  /// @throws std::bad_alloc if there is no memory for the copy that the CRLF
-  ///     flag needs or for a text that has to wait. Standard output does not
-  ///     have the text then, nor has the file, unless its disk took a part of
-  ///     it and the rest could not wait: it ends in a torn text then. The log
-  ///     can be used on.
-  /// @throws std::ios_base::failure if the program has asked `std::cout` to
-  ///     throw; the file has the text then, and the log can be used on. No
-  ///     other failure to write is told.
+  /// Writes `text` to the file and to standard output; returns the log.
+  /// @throws std::system_error with the code of a failed lock; nothing written
+  /// @throws std::bad_alloc if the text cannot be copied or buffered; nothing
+  ///     written, unless a full disk took a part: the file ends torn then
+  /// @throws std::ios_base::failure if the program made `std::cout` throw; the
+  ///     file has the text. Other write errors are not reported, and the log
+  ///     remains usable after any exception.
   friend FAIRLEAD_EXPORT CLog& operator<<(CLog& log, const std::string& text);
 
  private:
-  // An open file and the text that waits for it. A std::ofstream does not say
-  // how much of its buffer a full disk took: a part would be lost, or be
-  // written twice.
+  // An open file and the text that waits for it. A std::ofstream would not
+  // report how much of it a full disk took.
   class File {
    public:
     File() = default;
@@ -115,11 +103,13 @@ class CLog {  // Only what others call is exported: the rest is inlined.
     void Write(std::string_view text, bool flush);
 
    private:
-    std::size_t Send(std::string_view text) const;
+    std::size_t Send(std::string_view text);
     void Flush();
 
-    int descriptor_ = -1;  // -1 where none could be opened.
+    int descriptor_ = -1;  // -1 if none could be opened.
     std::string waiting_;
+    bool size_limited_ = false;          // As far as the log knows.
+    std::size_t bytes_until_check_ = 0;  // Of RLIMIT_FSIZE.
   };
 
   void Write(std::string_view text);

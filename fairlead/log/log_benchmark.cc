@@ -1,8 +1,8 @@
-// One line to a file and to standard output, flushed, by one thread and by
-// four, beside other loggers. Two bare writes under a lock are the limit: no
-// log that flushes every line can do with less.
+// One flushed line to a file and to standard output, by one thread and by four,
+// beside other loggers. Two bare writes under a lock are the lower limit for a
+// log that flushes every line.
 //
-// All write the same bytes, and both places are files that the log appends to.
+// All write the same bytes, and append to two files.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -36,7 +36,7 @@ namespace {
 constexpr std::string_view kText =
     "[2026.11.21 20:57:54] connected to localhost:7000, 1796 bytes received";
 
-// The files that one run writes; gone at its end.
+// The files of one run, removed at its end.
 class Files {
  public:
   Files() : folder_(std::filesystem::temp_directory_path() / "log.XXXXXX") {
@@ -53,8 +53,8 @@ class Files {
   std::string folder_;
 };
 
-// A descriptor leads to another file while this lives: only around the loops,
-// so that the report is seen.
+// Redirects a descriptor to a file until the end of its scope. Used only around
+// the loops, so that the report is printed.
 class Redirection {
  public:
   Redirection(int descriptor, const std::string& name)
@@ -78,8 +78,8 @@ class Redirection {
   int saved_;
 };
 
-// Each competitor is made with the name of its file, prints to kDescriptor, and
-// writes kText and a line feed.
+// Each implementation is constructed with the name of its file, and writes
+// kText and a newline there and to kDescriptor.
 
 class Fairlead {
  public:
@@ -114,8 +114,8 @@ class BareWrites {
 };
 
 #ifdef FAIRLEAD_PEER_SPDLOG
-// One sink that locks for both places, as the log does, so that the lines stand
-// in one order in both.
+// One sink whose lock covers both files, as in CLog, so that both have the same
+// order of lines.
 std::vector<spdlog::sink_ptr> OneLock(const std::string& name) {
   return {std::make_shared<spdlog::sinks::dist_sink_mt>(
       std::vector<spdlog::sink_ptr>{
@@ -123,8 +123,8 @@ std::vector<spdlog::sink_ptr> OneLock(const std::string& name) {
           std::make_shared<spdlog::sinks::stdout_sink_st>()})};
 }
 
-// A sink and a lock for each place: two threads can write at once, and the
-// lines may stand in another order in the one place than in the other.
+// A sink and a lock for each file: two threads can write at once, and the files
+// may differ in the order of lines.
 std::vector<spdlog::sink_ptr> TwoLocks(const std::string& name) {
   return {std::make_shared<spdlog::sinks::basic_file_sink_mt>(name),
           std::make_shared<spdlog::sinks::stdout_sink_mt>()};
@@ -134,7 +134,7 @@ template <auto MakeSinks>
 class Spdlog {
  public:
   static constexpr int kDescriptor = STDOUT_FILENO;
-  explicit Spdlog(const std::string& name) : logger_("race") {
+  explicit Spdlog(const std::string& name) : logger_("benchmark") {
     logger_.sinks() = MakeSinks(name);
     logger_.set_pattern("%v");
     logger_.flush_on(spdlog::level::info);
@@ -150,15 +150,14 @@ class Spdlog {
 #endif
 
 #ifdef FAIRLEAD_PEER_GLOG
-// glog prints beside its file to standard error alone, so that is where its
-// second copy goes. What it would add to a line is switched off; the few lines
-// with which it begins its file cannot be.
+// glog can copy its lines to standard error only. Its prefix is switched off;
+// the lines at the start of its file cannot be.
 class Glog {
  public:
   static constexpr int kDescriptor = STDERR_FILENO;
   explicit Glog(const std::string& name) {
     static const bool initialized = [] {
-      google::InitGoogleLogging("race");
+      google::InitGoogleLogging("benchmark");
       return true;
     }();
     benchmark::DoNotOptimize(initialized);
@@ -182,7 +181,7 @@ std::string Contents(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Every line is in both places before the next is written.
+// Checks that every line is in both files before the next one is written.
 template <typename Competitor>
 bool WritesTheLines() {
   const Files files;
@@ -198,7 +197,8 @@ bool WritesTheLines() {
   return true;
 }
 
-// The first thread makes the competitor before all start, and ends it after.
+// The first thread creates the log before the others start, and deletes it
+// last.
 template <typename Competitor>
 void LogLine(benchmark::State& state) {
   static std::unique_ptr<Files> files;

@@ -1,42 +1,47 @@
-// The log when something fails: the lock, the disk, standard output, or the
-// whole process. The lock is this program's own and goes on to the system's.
+// Tests of the log when locking, standard output, opening the file or the
+// process fails. The program interposes pthread_mutex_lock, open and write.
+
+// Hardened system headers define these calls inline.
+#undef _FORTIFY_SOURCE
 
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <ios>
 #include <iostream>
-#include <random>
+#include <optional>
 #include <streambuf>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "fairlead/export.h"
 #include "fairlead/log/log.h"
 #include "fairlead/log/log_testing.h"
+#include "fairlead/testing/sanitizers.h"
 
 namespace {
 
 enum class Lock {
-  kReal,   // The system's.
-  kFails,  // Answers lock_error.
-  kTried,  // Taken if it is free; otherwise EBUSY, where a program would hang.
+  kReal,   // Calls the system's function.
+  kFails,  // Returns lock_error.
+  kTried,  // Locks, or returns EBUSY where a program would hang.
 };
 
 thread_local Lock lock = Lock::kReal;
@@ -45,7 +50,33 @@ thread_local int locks_tried = 0;
 
 using LockFunction = int(pthread_mutex_t*);
 
+// How many of the next calls to open a file, or to write to one other than 0, 1
+// and 2, fail with EINTR.
+int interruptions = 0;
+
+bool IsInterrupted() {
+  if (interruptions == 0) return false;
+  --interruptions;
+  errno = EINTR;
+  return true;
+}
+
 }  // namespace
+
+extern "C" FAIRLEAD_EXPORT int open(const char* path, int flags, ...) {
+  std::va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  if (IsInterrupted()) return -1;
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+extern "C" FAIRLEAD_EXPORT ssize_t write(int file, const void* data,
+                                         std::size_t size) {
+  if (file > STDERR_FILENO && IsInterrupted()) return -1;
+  return syscall(SYS_write, file, data, size);
+}
 
 extern "C" FAIRLEAD_EXPORT int pthread_mutex_lock(
     pthread_mutex_t* mutex) noexcept {
@@ -64,36 +95,12 @@ extern "C" FAIRLEAD_EXPORT int pthread_mutex_lock(
   return function(mutex);
 }
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
-using log_testing::Contents;
-using log_testing::kSanitized;
-using log_testing::StandardOutputTo;
-using log_testing::StatusOfChild;
-using log_testing::TempFolder;
+using LogFaultsTest = LogFolderTest;
 
-class LogFaultsTest : public testing::Test {
- protected:
-  std::string Name() const { return folder_.Path("test.log"); }
-  std::string OutputName() const { return folder_.Path("output"); }
-
-  const TempFolder folder_;
-};
-
-std::string LineOf(int number) {
-  return "line " + std::to_string(number) + "\n";
-}
-
-std::string LinesTo(int end) {
-  std::string lines;
-  for (int i = 0; i < end; ++i) lines += LineOf(i);
-  return lines;
-}
-
-// ---- The lock.
-
-// The code of the error that writing raises, or 0.
+// Returns the code of the exception that writing throws, or 0.
 int ErrorOfWriting(CLog& log, const std::string& text) {
   try {
     log << text;
@@ -103,25 +110,25 @@ int ErrorOfWriting(CLog& log, const std::string& text) {
   return 0;
 }
 
-TEST_F(LogFaultsTest, ALockThatFailsRaisesItsCodeAndNothingIsWritten) {
-  std::vector<int> raised;
+TEST_F(LogFaultsTest, AFailedLockThrowsItsCodeAndNothingIsWritten) {
+  std::vector<int> thrown;
   {
     const StandardOutputTo output(OutputName());
     CLog log(Name(), true);
     lock = Lock::kFails;
     for (const int error : {EINVAL, EAGAIN, EDEADLK}) {
       lock_error = error;
-      raised.push_back(ErrorOfWriting(log, "lost\n"));
+      thrown.push_back(ErrorOfWriting(log, "lost\n"));
     }
     lock = Lock::kReal;
-    raised.push_back(ErrorOfWriting(log, "kept\n"));
+    thrown.push_back(ErrorOfWriting(log, "kept\n"));
   }
-  EXPECT_THAT(raised, testing::ElementsAre(EINVAL, EAGAIN, EDEADLK, 0));
-  EXPECT_EQ(Contents(Name()), "kept\r\n");
-  EXPECT_EQ(Contents(OutputName()), "kept\r\n");
+  EXPECT_THAT(thrown, testing::ElementsAre(EINVAL, EAGAIN, EDEADLK, 0));
+  EXPECT_EQ(ReadFile(Name()), "kept\r\n");
+  EXPECT_EQ(ReadFile(OutputName()), "kept\r\n");
 }
 
-TEST_F(LogFaultsTest, AFailedLockIsOfTheCategoryOfTheSystem) {
+TEST_F(LogFaultsTest, AFailedLockThrowsASystemError) {
   CLog log(Name(), false);
   lock = Lock::kFails;
   lock_error = EINVAL;
@@ -149,19 +156,17 @@ TEST_F(LogFaultsTest, EachWriteOfAChainLocksOnce) {
     locks = locks_tried;
   }
   EXPECT_EQ(locks, 3);
-  EXPECT_EQ(Contents(Name()), "abc\n");
+  EXPECT_EQ(ReadFile(Name()), "abc\n");
 }
 
-// ---- Standard output.
-
-// Takes nothing.
-class Refusal : public std::streambuf {
+// Rejects everything.
+class RejectingBuffer : public std::streambuf {
  protected:
   int_type overflow(int_type /*byte*/) override { return traits_type::eof(); }
 };
 
-// Takes all and cannot pass it on.
-class Blockage : public std::streambuf {
+// Accepts everything and fails to flush.
+class UnflushableBuffer : public std::streambuf {
  protected:
   int_type overflow(int_type byte) override {
     return traits_type::not_eof(byte);
@@ -169,8 +174,8 @@ class Blockage : public std::streambuf {
   int sync() override { return -1; }
 };
 
-// Writes two lines while std::cout throws at every failure, and returns how
-// often it did. A lock left behind would be found taken by the second line.
+// Writes two lines while std::cout throws at every error; returns how often it
+// did, or 100 if the second line finds the lock still held.
 int ThrowsOfTwoLines(const std::string& name, std::streambuf& buffer) {
   CLog log(name, false);
   std::streambuf* const before = std::cout.rdbuf(&buffer);
@@ -192,64 +197,64 @@ int ThrowsOfTwoLines(const std::string& name, std::streambuf& buffer) {
   return throws;
 }
 
-TEST_F(LogFaultsTest, AnExceptionOfStandardOutputUnlocks) {
-  Refusal refusal;
-  EXPECT_EQ(ThrowsOfTwoLines(Name(), refusal), 2);
-  EXPECT_EQ(Contents(Name()), "first\nsecond\n");
+TEST_F(LogFaultsTest, AnExceptionOfStandardOutputReleasesTheLock) {
+  RejectingBuffer buffer;
+  EXPECT_EQ(ThrowsOfTwoLines(Name(), buffer), 2);
+  EXPECT_EQ(ReadFile(Name()), "first\nsecond\n");
 }
 
-TEST_F(LogFaultsTest, AnExceptionOfTheFlushUnlocks) {
-  Blockage blockage;
-  EXPECT_EQ(ThrowsOfTwoLines(Name(), blockage), 2);
-  EXPECT_EQ(Contents(Name()), "first\nsecond\n");
+TEST_F(LogFaultsTest, AnExceptionOfTheFlushReleasesTheLock) {
+  UnflushableBuffer buffer;
+  EXPECT_EQ(ThrowsOfTwoLines(Name(), buffer), 2);
+  EXPECT_EQ(ReadFile(Name()), "first\nsecond\n");
 }
 
-TEST_F(LogFaultsTest, AFailureOfStandardOutputIsSilentAndLeftToTheProgram) {
-  Refusal refusal;
+TEST_F(LogFaultsTest, AnErrorOfStandardOutputIsNotReportedAndStaysSet) {
+  RejectingBuffer buffer;
   std::ios::iostate after = std::ios::goodbit;
   {
     CLog log(Name(), false);
-    std::streambuf* const before = std::cout.rdbuf(&refusal);
+    std::streambuf* const before = std::cout.rdbuf(&buffer);
     log << "first\n"
         << "second\n";
     after = std::cout.rdstate();
     std::cout.rdbuf(before);
   }
   EXPECT_TRUE((after & std::ios::badbit) != 0);
-  EXPECT_EQ(Contents(Name()), "first\nsecond\n");
+  EXPECT_EQ(ReadFile(Name()), "first\nsecond\n");
 }
 
-TEST_F(LogFaultsTest, TheFileGoesOnWhenStandardOutputIsFull) {
+TEST_F(LogFaultsTest, TheFileIsWrittenWhenStandardOutputIsFull) {
   const int status = StatusOfChild(OutputName(), [this] {
     const int full = open("/dev/full", O_WRONLY);
     if (full < 0 || dup2(full, STDOUT_FILENO) < 0) _exit(1);
     CLog log(Name(), false);
-    for (int i = 0; i < 1000; ++i) log << LineOf(i);
+    for (int i = 0; i < 1000; ++i) log << NumberedLine(i);
   });
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(Contents(Name()), LinesTo(1000));
+  EXPECT_EQ(ReadFile(Name()), NumberedLines(1000));
 }
 
-TEST_F(LogFaultsTest, TheFileGoesOnWhenStandardOutputIsClosed) {
+TEST_F(LogFaultsTest, TheFileIsWrittenWhenStandardOutputIsClosed) {
   const int status = StatusOfChild(OutputName(), [this] {
     close(STDOUT_FILENO);
     CLog log(Name(), false);
-    for (int i = 0; i < 1000; ++i) log << LineOf(i);
+    for (int i = 0; i < 1000; ++i) log << NumberedLine(i);
   });
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(Contents(Name()), LinesTo(1000));
+  EXPECT_EQ(ReadFile(Name()), NumberedLines(1000));
 }
 
 constexpr int kStandardStreams = 3;
 
 bool IsOpen(int descriptor) { return fcntl(descriptor, F_GETFD) != -1; }
 
-// The descriptor under which this process has the file open, or -1.
+// Returns the descriptor of a file that this process has open, or -1.
 int DescriptorOf(const std::string& name) {
-  constexpr int kMost = 100;
+  constexpr int kMaxDescriptor = 100;
   struct stat wanted {};
   stat(name.c_str(), &wanted);
-  for (int i = 0; i < kMost; ++i) {
+  for (int i = 0; i < kMaxDescriptor; ++i) {
     struct stat found {};
     if (fstat(i, &found) == 0 && found.st_dev == wanted.st_dev &&
         found.st_ino == wanted.st_ino)
@@ -258,8 +263,8 @@ int DescriptorOf(const std::string& name) {
   return -1;
 }
 
-// Logs a line without the standard streams of which the bit is set in `closed`,
-// and ends with 0 if those are closed still and the log's file stands apart.
+// Closes the standard streams whose bits are set in `closed` and logs a line.
+// Exits if they are not closed any more or the log has the wrong descriptor.
 void LogWithout(unsigned closed, const std::string& name) {
   for (int i = 0; i < kStandardStreams; ++i)
     if ((closed >> i & 1U) != 0) close(i);
@@ -274,17 +279,17 @@ void LogWithout(unsigned closed, const std::string& name) {
   if (fcntl(file, F_GETFD) != FD_CLOEXEC) _exit(3);
 }
 
-TEST_F(LogFaultsTest, TheFileTakesThePlaceOfNoStandardStream) {
+TEST_F(LogFaultsTest, TheFileIsNeverDescriptor0Or1Or2) {
   for (unsigned closed = 0; closed < 1U << kStandardStreams; ++closed) {
     SCOPED_TRACE(testing::Message() << "closed: " << closed);
     const std::string name = Name() + std::to_string(closed);
     EXPECT_EQ(StatusOfChild(OutputName(), [&] { LogWithout(closed, name); }),
               0);
-    EXPECT_EQ(Contents(name), "line\n");
+    EXPECT_EQ(ReadFile(name), "line\n");
   }
 }
 
-TEST_F(LogFaultsTest, WithoutANumberForTheFileThereIsNone) {
+TEST_F(LogFaultsTest, AFileThatCannotBeMovedAbove2IsNotUsed) {
   const int status = StatusOfChild(OutputName(), [this] {
     const rlimit none_above{kStandardStreams, kStandardStreams};
     if (setrlimit(RLIMIT_NOFILE, &none_above) != 0) _exit(1);
@@ -294,13 +299,11 @@ TEST_F(LogFaultsTest, WithoutANumberForTheFileThereIsNone) {
     if (IsOpen(STDIN_FILENO)) _exit(2);
   });
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(Contents(Name()), "");
-  EXPECT_EQ(Contents(OutputName()), "line\n");
+  EXPECT_EQ(ReadFile(Name()), "");
+  EXPECT_EQ(ReadFile(OutputName()), "line\n");
 }
 
-// ---- The end of the process.
-
-TEST_F(LogFaultsTest, EveryLineWrittenSurvivesAKill) {
+TEST_F(LogFaultsTest, EveryLineSurvivesAKill) {
   constexpr int kStep = kSanitized ? 20 : 1;
   for (int lines = 0; lines <= 200; lines += kStep) {
     SCOPED_TRACE(testing::Message() << lines << " lines");
@@ -308,19 +311,29 @@ TEST_F(LogFaultsTest, EveryLineWrittenSurvivesAKill) {
     const std::string output = OutputName() + std::to_string(lines);
     const int status = StatusOfChild(output, [&] {
       CLog log(name, false);
-      for (int i = 0; i < lines; ++i) log << LineOf(i);
-      log << "what waits for its line break dies";
+      for (int i = 0; i < lines; ++i) log << NumberedLine(i);
+      log << "buffered text is lost";
       std::raise(SIGKILL);
     });
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-    ASSERT_EQ(Contents(name), LinesTo(lines));
-    ASSERT_EQ(Contents(output), LinesTo(lines));
+    ASSERT_EQ(ReadFile(name), NumberedLines(lines));
+    ASSERT_EQ(ReadFile(output), NumberedLines(lines));
   }
 }
 
-// ---- The file.
+TEST_F(LogFaultsTest, ATextBufferedAtAForkIsWrittenByParentAndChild) {
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log(Name(), false);
+    log << "waits ";
+    ASSERT_EQ(StatusOfChild("/dev/null", [&log] { log << "in the child\n"; }),
+              0);
+    log << "in the parent\n";
+  }
+  EXPECT_EQ(ReadFile(Name()), "waits in the child\nwaits in the parent\n");
+}
 
-TEST_F(LogFaultsTest, AFileThatMayNotBeWrittenIsPassedOver) {
+TEST_F(LogFaultsTest, AFileThatCannotBeOpenedIsSkipped) {
   const std::string forbidden = folder_.Path("forbidden.log");
   std::ofstream(forbidden) << "kept";
   std::filesystem::permissions(forbidden, std::filesystem::perms::owner_read);
@@ -334,156 +347,31 @@ TEST_F(LogFaultsTest, AFileThatMayNotBeWrittenIsPassedOver) {
     log << "a\n";
   });
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(Contents(forbidden), "kept");
-  EXPECT_EQ(Contents(Name()), "a\n");
-  EXPECT_EQ(Contents(OutputName()), "a\n");
+  EXPECT_EQ(ReadFile(forbidden), "kept");
+  EXPECT_EQ(ReadFile(Name()), "a\n");
+  EXPECT_EQ(ReadFile(OutputName()), "a\n");
 }
 
-TEST_F(LogFaultsTest, ADeviceThatIsAlwaysFullStopsNothing) {
+TEST_F(LogFaultsTest, ResumesInterruptedCalls) {
+  std::vector<int> left;
+  const auto interrupt = [&left](const auto& call) {
+    interruptions = 3;
+    call();
+    left.push_back(std::exchange(interruptions, 0));
+  };
   {
     const StandardOutputTo output(OutputName());
-    CLog log("/dev/full", false);
-    for (int i = 0; i < 3000; ++i) log << LineOf(i);
-    log << std::string(100000, '.') << "\n"
-        << "end";
+    std::optional<CLog> log;
+    interrupt([&] { log.emplace(Name(), false); });
+    interrupt([&] { *log << "line\n"; });
+    interrupt([&] { *log << "another "; });
+    interrupt([&] { *log << "line\n"; });
+    *log << "end";
+    interrupt([&] { log.reset(); });
   }
-  EXPECT_EQ(Contents(OutputName()),
-            LinesTo(3000) + std::string(100000, '.') + "\nend");
-}
-
-// A file that may grow to `limit` bytes, as on a disk that has as many left.
-class FileLimit {
- public:
-  explicit FileLimit(std::size_t limit) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    if (getrlimit(RLIMIT_FSIZE, &before_) != 0) _exit(1);
-    rlimit limited = before_;
-    limited.rlim_cur = limit;
-    if (setrlimit(RLIMIT_FSIZE, &limited) != 0) _exit(1);
-  }
-  ~FileLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
-  FileLimit(const FileLimit&) = delete;
-  FileLimit& operator=(const FileLimit&) = delete;
-
- private:
-  rlimit before_{};
-};
-
-// Writes `during` to a file that may grow to `limit` bytes, then `after` when
-// it may grow as it likes. Standard output goes nowhere: the limit is on it
-// too.
-int StatusOfFilling(const std::string& name, std::size_t limit,
-                    const std::vector<std::string>& during,
-                    const std::vector<std::string>& after) {
-  return StatusOfChild("/dev/null", [&] {
-    CLog log(name, false);
-    {
-      const FileLimit full(limit);
-      for (const std::string& text : during) log << text;
-    }
-    for (const std::string& text : after) log << text;
-    log.~CLog();  // The child ends without.
-    _exit(0);
-  });
-}
-
-TEST_F(LogFaultsTest, LinesComeLateWhenAFullDiskHasRoomAgain) {
-  ASSERT_EQ(StatusOfFilling(Name(), 10, {"first\n", "second\n", "third\n"},
-                            {"fourth\n", "fifth\n"}),
-            0);
-  EXPECT_EQ(Contents(Name()), "first\nsecond\nthird\nfourth\nfifth\n");
-}
-
-TEST_F(LogFaultsTest, PiecesOfALineComeLateAsWell) {
-  ASSERT_EQ(StatusOfFilling(Name(), 8, {"first\n", "sec", "ond\n", "th"},
-                            {"ird\n", "fourth"}),
-            0);
-  EXPECT_EQ(Contents(Name()), "first\nsecond\nthird\nfourth");
-}
-
-TEST_F(LogFaultsTest, AFullBufferMeetsAFullDisk) {
-  const std::string large(20000, 'b');
-  ASSERT_EQ(StatusOfFilling(Name(), 100, {"a", large, "late\n", "x"}, {"c\n"}),
-            0);
-  EXPECT_EQ(Contents(Name()), "a" + large + "late\nxc\n");
-}
-
-TEST_F(LogFaultsTest, WhatStillWaitsAtTheEndIsWrittenIfThereIsRoom) {
-  ASSERT_EQ(StatusOfFilling(Name(), 3, {"first\n", "second\n"}, {}), 0);
-  EXPECT_EQ(Contents(Name()), "first\nsecond\n");
-}
-
-// What is in the end in a file that may grow to `limit` bytes at first: all of
-// it but the texts for which more than 64 KiB would have had to wait.
-std::string Kept(const std::vector<std::string>& during, std::size_t limit) {
-  constexpr std::size_t kMost = std::size_t{64} * 1024;
-  std::string kept;
-  for (const std::string& text : during)
-    if (kept.size() <= limit + kMost) kept += text;
-  return kept;
-}
-
-// Nothing is torn, written twice or out of order, whenever the disk is full.
-TEST_F(LogFaultsTest, ManyLinesOfAFullDiskComeLate) {
-  constexpr unsigned kSeed = 20261122;
-  SCOPED_TRACE(testing::Message() << "seed " << kSeed);
-  std::mt19937 random(kSeed);
-  const auto texts = [&random] {
-    std::vector<std::string> made;
-    for (int i = 0; i < 60; ++i) {
-      const std::size_t size =
-          random() % 4 == 0 ? random() % 20000 : random() % 100;
-      std::string text;
-      for (std::size_t j = 0; j < size; ++j)
-        text += static_cast<char>('a' + random() % 26);
-      made.push_back(text + "\n");
-    }
-    return made;
-  };
-  const auto joined = [](const std::vector<std::string>& parts) {
-    std::string all;
-    for (const std::string& part : parts) all += part;
-    return all;
-  };
-  for (int round = 0; round < (kSanitized ? 10 : 100); ++round) {
-    const std::string name = Name() + std::to_string(round);
-    const std::vector<std::string> during = texts();
-    const std::vector<std::string> after = texts();
-    const std::size_t limit = random() % joined(during).size();
-    ASSERT_EQ(StatusOfFilling(name, limit, during, after), 0);
-    ASSERT_TRUE(Contents(name) == Kept(during, limit) + joined(after))
-        << "round " << round << ", limit " << limit;
-  }
-}
-
-// The same on a real disk, where the right to mount one is given.
-TEST_F(LogFaultsTest, LinesComeLateWhenASmallDiskIsClearedUp) {
-  constexpr int kNoMount = 77;
-  const std::string disk = folder_.Path("disk");
-  std::filesystem::create_directory(disk);
-  const int status = StatusOfChild(OutputName(), [&] {
-    if (unshare(CLONE_NEWNS) != 0 ||
-        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("none", disk.c_str(), "tmpfs", 0, "size=64k") != 0)
-      _exit(kNoMount);
-    std::ofstream(disk + "/other") << std::string(std::size_t{40} * 1024, '.');
-    CLog log(disk + "/test.log", false);
-    int whole = 0;
-    while (Contents(disk + "/test.log") == LinesTo(whole)) {
-      if (whole > 10000) _exit(2);  // The disk was never full.
-      log << LineOf(whole++);
-    }
-    log << "late\n";
-    if (!LinesTo(whole).starts_with(Contents(disk + "/test.log"))) _exit(3);
-    std::filesystem::remove(disk + "/other");
-    log << "there is room\n";
-    const std::string all = LinesTo(whole) + "late\nthere is room\n";
-    _exit(Contents(disk + "/test.log") == all ? 0 : 4);
-  });
-  if (WIFEXITED(status) && WEXITSTATUS(status) == kNoMount)
-    GTEST_SKIP() << "this user may not mount";
-  EXPECT_EQ(status, 0);
+  EXPECT_THAT(left, testing::ElementsAre(0, 0, 3, 0, 0));
+  EXPECT_EQ(ReadFile(Name()), "line\nanother line\nend");
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

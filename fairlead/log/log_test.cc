@@ -1,3 +1,5 @@
+// Tests of the log without errors.
+
 #include "fairlead/log/log.h"
 
 #include <gmock/gmock.h>
@@ -21,15 +23,11 @@
 #include <vector>
 
 #include "fairlead/log/log_testing.h"
+#include "fairlead/testing/sanitizers.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
-using log_testing::Contents;
-using log_testing::kSanitized;
-using log_testing::StandardOutputTo;
-using log_testing::StatusOfChild;
-using log_testing::TempFolder;
 using testing::ElementsAre;
 
 using namespace std::string_literals;
@@ -40,28 +38,39 @@ static_assert(!std::is_copy_assignable_v<CLog>);
 static_assert(!std::is_move_assignable_v<CLog>);
 static_assert(std::is_same_v<decltype(std::declval<CLog&>() << "text"), CLog&>);
 
-// What two places hold at one moment.
-struct Places {
+// A list of names, or a name and a flag. A second name is no flag.
+static_assert(std::is_constructible_v<CLog, std::vector<std::string>>);
+static_assert(std::is_constructible_v<CLog, std::string, bool>);
+static_assert(std::is_constructible_v<CLog, const char (&)[6], bool>);
+static_assert(std::is_constructible_v<CLog, const char*, int>);
+static_assert(
+    !std::is_constructible_v<CLog, const char (&)[6], const char (&)[6]>);
+static_assert(!std::is_constructible_v<CLog, const char*, const char*>);
+static_assert(!std::is_constructible_v<CLog, std::string, const char*>);
+static_assert(!std::is_constructible_v<CLog, std::string, char*>);
+static_assert(!std::is_constructible_v<CLog, std::string, std::string>);
+static_assert(!std::is_constructible_v<CLog, std::string>);
+
+// The contents of the log file and of standard output.
+struct Contents {
   std::string file;
   std::string output;
 
-  bool operator==(const Places&) const = default;
+  bool operator==(const Contents&) const = default;
 };
 
-void PrintTo(const Places& places, std::ostream* out) {
-  *out << "file " << testing::PrintToString(places.file) << ", output "
-       << testing::PrintToString(places.output);
+void PrintTo(const Contents& contents, std::ostream* out) {
+  *out << "file " << testing::PrintToString(contents.file) << ", output "
+       << testing::PrintToString(contents.output);
 }
 
-class LogTest : public testing::Test {
+class LogTest : public LogFolderTest {
  protected:
-  std::string Name() const { return folder_.Path("test.log"); }
-  std::string OutputName() const { return folder_.Path("output"); }
   std::string Missing() const { return folder_.Path("missing/test.log"); }
-  Places Now() const { return {Contents(Name()), Contents(OutputName())}; }
+  Contents Now() const { return {ReadFile(Name()), ReadFile(OutputName())}; }
 
-  // What the two places hold after a log has written `texts` and was closed.
-  Places Written(const std::vector<std::string>& texts, bool crlf) {
+  // Returns the contents after a log has written `texts` and was destroyed.
+  Contents Written(const std::vector<std::string>& texts, bool crlf) {
     {
       const StandardOutputTo output(OutputName());
       CLog log(Name(), crlf);
@@ -70,9 +79,9 @@ class LogTest : public testing::Test {
     return Now();
   }
 
-  // The same of a log that was given a list of names.
-  Places WrittenToFirstOf(const std::vector<std::string>& names,
-                          const std::string& text) {
+  // The same for a log constructed from a list of names.
+  Contents WrittenToFirstOf(const std::vector<std::string>& names,
+                            const std::string& text) {
     {
       const StandardOutputTo output(OutputName());
       CLog log(names);
@@ -80,18 +89,16 @@ class LogTest : public testing::Test {
     }
     return Now();
   }
-
-  const TempFolder folder_;
 };
 
 TEST_F(LogTest, WritesATextToTheFileAndToStandardOutput) {
   EXPECT_EQ(Written({"one line\n"}, false),
-            (Places{"one line\n", "one line\n"}));
+            (Contents{"one line\n", "one line\n"}));
 }
 
-TEST_F(LogTest, AddsNothingOfItsOwn) {
+TEST_F(LogTest, AddsNothing) {
   EXPECT_EQ(Written({"a", "b", "", "\n", "c"}, false),
-            (Places{"ab\nc", "ab\nc"}));
+            (Contents{"ab\nc", "ab\nc"}));
 }
 
 TEST_F(LogTest, WritesChainInTheirOrder) {
@@ -103,17 +110,17 @@ TEST_F(LogTest, WritesChainInTheirOrder) {
                      << "c\n"s;
     EXPECT_EQ(&same, &log);
   }
-  EXPECT_EQ(Now(), (Places{"abc\n", "abc\n"}));
+  EXPECT_EQ(Now(), (Contents{"abc\n", "abc\n"}));
 }
 
 TEST_F(LogTest, WritesEveryByteAsItIsWithoutCrlf) {
   std::string text;
   for (int byte = 0; byte < 256; ++byte) text += static_cast<char>(byte);
   EXPECT_EQ(Written({text, "x\r\n", "a\0b\n"s}, false),
-            (Places{text + "x\r\na\0b\n"s, text + "x\r\na\0b\n"s}));
+            (Contents{text + "x\r\na\0b\n"s, text + "x\r\na\0b\n"s}));
 }
 
-TEST_F(LogTest, IsNotConfusedByTheFormatOfStandardOutput) {
+TEST_F(LogTest, IgnoresTheFormatOfStandardOutput) {
   {
     const StandardOutputTo output(OutputName());
     CLog log(Name(), false);
@@ -121,7 +128,7 @@ TEST_F(LogTest, IsNotConfusedByTheFormatOfStandardOutput) {
     log << "a\n";
     std::cout.width(0);
   }
-  EXPECT_EQ(Now(), (Places{"a\n", "a\n"}));
+  EXPECT_EQ(Now(), (Contents{"a\n", "a\n"}));
 }
 
 struct CrlfCase {
@@ -129,10 +136,10 @@ struct CrlfCase {
   std::string written;
 };
 
-TEST_F(LogTest, CrlfPutsACarriageReturnBeforeEveryLineFeed) {
+TEST_F(LogTest, CrlfPutsACarriageReturnBeforeEveryNewline) {
   const CrlfCase cases[] = {
       {"a\nb\n", "a\r\nb\r\n"},
-      {"x\r\n", "x\r\r\n"},  // What stands there already is not looked at.
+      {"x\r\n", "x\r\r\n"},  // A CR that is there already does not count.
       {"\n", "\r\n"},
       {"\n\n", "\r\n\r\n"},
       {"\n\r", "\r\n\r"},
@@ -151,15 +158,15 @@ TEST_F(LogTest, CrlfPutsACarriageReturnBeforeEveryLineFeed) {
     SCOPED_TRACE(testing::PrintToString(c.text));
     std::filesystem::remove(Name());
     std::filesystem::remove(OutputName());
-    EXPECT_EQ(Written({c.text}, true), (Places{c.written, c.written}));
+    EXPECT_EQ(Written({c.text}, true), (Contents{c.written, c.written}));
     std::filesystem::remove(Name());
     std::filesystem::remove(OutputName());
-    EXPECT_EQ(Written({c.text}, false), (Places{c.text, c.text}));
+    EXPECT_EQ(Written({c.text}, false), (Contents{c.text, c.text}));
   }
 }
 
-TEST_F(LogTest, FlushesBothAtALineBreakAndNothingBefore) {
-  std::vector<Places> seen;
+TEST_F(LogTest, FlushesBothAtANewlineAndNotBefore) {
+  std::vector<Contents> seen;
   {
     const StandardOutputTo output(OutputName());
     CLog log(Name(), false);
@@ -170,18 +177,18 @@ TEST_F(LogTest, FlushesBothAtALineBreakAndNothingBefore) {
   }
   seen.push_back(Now());
 
-  EXPECT_THAT(seen,
-              ElementsAre(Places{"", ""}, Places{"abc\n", "abc\n"},
-                          Places{"abc\n", "abc\n"}, Places{"abc\n", "abc\n"},
-                          Places{"abc\ndef\r", "abc\ndef\r"},
-                          Places{"abc\ndef\r", "abc\ndef\r"},
-                          Places{"abc\ndef\rgh\ni", "abc\ndef\rgh\ni"},
-                          Places{"abc\ndef\rgh\ni", "abc\ndef\rgh\ni"},
-                          Places{"abc\ndef\rgh\nij", "abc\ndef\rgh\nij"}));
+  EXPECT_THAT(
+      seen, ElementsAre(Contents{"", ""}, Contents{"abc\n", "abc\n"},
+                        Contents{"abc\n", "abc\n"}, Contents{"abc\n", "abc\n"},
+                        Contents{"abc\ndef\r", "abc\ndef\r"},
+                        Contents{"abc\ndef\r", "abc\ndef\r"},
+                        Contents{"abc\ndef\rgh\ni", "abc\ndef\rgh\ni"},
+                        Contents{"abc\ndef\rgh\ni", "abc\ndef\rgh\ni"},
+                        Contents{"abc\ndef\rgh\nij", "abc\ndef\rgh\nij"}));
 }
 
 TEST_F(LogTest, FlushesInCrlfModeAsWell) {
-  std::vector<Places> seen;
+  std::vector<Contents> seen;
   {
     const StandardOutputTo output(OutputName());
     CLog log(Name(), true);
@@ -190,22 +197,38 @@ TEST_F(LogTest, FlushesInCrlfModeAsWell) {
       seen.push_back(Now());
     }
   }
-  EXPECT_THAT(seen, ElementsAre(Places{"", ""}, Places{"abc\r\n", "abc\r\n"},
-                                Places{"abc\r\n", "abc\r\n"},
-                                Places{"abc\r\nd\r", "abc\r\nd\r"},
-                                Places{"abc\r\nd\r", "abc\r\nd\r"}));
+  EXPECT_THAT(seen,
+              ElementsAre(Contents{"", ""}, Contents{"abc\r\n", "abc\r\n"},
+                          Contents{"abc\r\n", "abc\r\n"},
+                          Contents{"abc\r\nd\r", "abc\r\nd\r"},
+                          Contents{"abc\r\nd\r", "abc\r\nd\r"}));
 }
 
-TEST_F(LogTest, TextWithoutEndIsNotHeldBackWithoutEnd) {
+TEST_F(LogTest, EndlessTextIsNotBufferedEndlessly) {
   std::size_t written = 0;
   {
     const StandardOutputTo output(OutputName());
     CLog log(Name(), false);
     for (int i = 0; i < 1000; ++i) log << std::string(1000, '.');
-    written = Contents(Name()).size();
+    written = ReadFile(Name()).size();
   }
   EXPECT_GE(written, 980000);
-  EXPECT_EQ(Contents(Name()).size(), 1000000);
+  EXPECT_EQ(ReadFile(Name()).size(), 1000000);
+}
+
+TEST_F(LogTest, TextWithoutANewlineIsBufferedUpToEightKibibytes) {
+  std::vector<std::size_t> written;
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log(Name(), false);
+    for (int i = 0; i < 8; ++i) log << std::string(1024, '.');
+    written.push_back(ReadFile(Name()).size());
+    log << ".";
+    written.push_back(ReadFile(Name()).size());
+    log << "!";
+    written.push_back(ReadFile(Name()).size());
+  }
+  EXPECT_THAT(written, ElementsAre(0, 8193, 8193));
 }
 
 TEST_F(LogTest, ALineFlushesWhatTheProgramPrintedBefore) {
@@ -216,30 +239,30 @@ TEST_F(LogTest, ALineFlushesWhatTheProgramPrintedBefore) {
     std::printf("printf ");
     std::cout << "cout ";
     log << "log ";
-    seen.push_back(Contents(OutputName()));
+    seen.push_back(ReadFile(OutputName()));
     log << "\n";
-    seen.push_back(Contents(OutputName()));
+    seen.push_back(ReadFile(OutputName()));
   }
   EXPECT_THAT(seen, ElementsAre("", "printf cout log \n"));
 }
 
-TEST_F(LogTest, FlushesBothBuffersOfAProgramThatHasPartedThem) {
+TEST_F(LogTest, FlushesBothBuffersAfterSyncWithStdioFalse) {
   const int status = StatusOfChild(OutputName(), [this] {
     std::ios::sync_with_stdio(false);
     CLog log(Name(), false);
     std::printf("printf ");
     log << "log ";
-    if (Now() != Places{"", ""}) _exit(2);
+    if (Now() != Contents{"", ""}) _exit(2);
     log << "line\n";
-    if (Contents(Name()) != "log line\n") _exit(3);
-    const std::string output = Contents(OutputName());
+    if (ReadFile(Name()) != "log line\n") _exit(3);
+    const std::string output = ReadFile(OutputName());
     _exit(output == "log line\nprintf " ? 0 : 4);
   });
   EXPECT_EQ(status, 0);
 }
 
-// Writes down what is asked of it.
-class Witness : public std::stringbuf {
+// Stores what is written and counts flushes.
+class RecordingBuffer : public std::stringbuf {
  public:
   int syncs = 0;
 
@@ -251,24 +274,24 @@ class Witness : public std::stringbuf {
 };
 
 TEST_F(LogTest, WritesToTheStreamThatStandardOutputIs) {
-  Witness witness;
-  std::streambuf* const before = std::cout.rdbuf(&witness);
+  RecordingBuffer buffer;
+  std::streambuf* const before = std::cout.rdbuf(&buffer);
   int syncs = -1;
   {
     CLog log(Name(), false);
     log << "abc";
-    syncs = witness.syncs;
+    syncs = buffer.syncs;
     log << "\n";
   }
   std::cout.rdbuf(before);
   EXPECT_EQ(syncs, 0);
-  EXPECT_EQ(witness.syncs, 1);
-  EXPECT_EQ(witness.str(), "abc\n");
-  EXPECT_EQ(Contents(Name()), "abc\n");
+  EXPECT_EQ(buffer.syncs, 1);
+  EXPECT_EQ(buffer.str(), "abc\n");
+  EXPECT_EQ(ReadFile(Name()), "abc\n");
 }
 
-// How many times this process has called write, or nothing where the system
-// does not count.
+// Returns how many times this process has called `write`, or nothing if the
+// system does not count.
 std::optional<std::int64_t> CallsOfWrite() {
   std::ifstream file("/proc/self/io");
   std::string word;
@@ -278,7 +301,7 @@ std::optional<std::int64_t> CallsOfWrite() {
   return std::nullopt;
 }
 
-TEST_F(LogTest, ALineIsOneWriteToEachPlace) {
+TEST_F(LogTest, ALineIsOneWriteToFileAndStandardOutput) {
   if (!CallsOfWrite()) GTEST_SKIP() << "the system does not count";
   constexpr int kLines = 100;
   std::int64_t calls = 0;
@@ -291,7 +314,7 @@ TEST_F(LogTest, ALineIsOneWriteToEachPlace) {
           << "few " << std::string(static_cast<std::size_t>(i), '.') << "\n";
     calls = *CallsOfWrite() - before;
   }
-  // Thread sanitizer writes to a pipe of its own now and then.
+  // The thread sanitizer itself writes now and then.
   EXPECT_GE(calls, 2 * kLines);
   EXPECT_LE(calls, 2 * kLines + 2);
 }
@@ -301,10 +324,10 @@ TEST_F(LogTest, AppendsToWhatTheFileHolds) {
   EXPECT_EQ(Written({"second\n"}, false).file, "first\nsecond\n");
   EXPECT_EQ(Written({"third"}, true).file, "first\nsecond\nthird");
   WrittenToFirstOf({Name()}, " and fourth\n");
-  EXPECT_EQ(Contents(Name()), "first\nsecond\nthird and fourth\n");
+  EXPECT_EQ(ReadFile(Name()), "first\nsecond\nthird and fourth\n");
 }
 
-TEST_F(LogTest, WritesAtTheEndWhateverOthersDoToTheFile) {
+TEST_F(LogTest, AppendsWhateverOthersDoToTheFile) {
   {
     const StandardOutputTo output(OutputName());
     CLog log(Name(), false);
@@ -315,35 +338,46 @@ TEST_F(LogTest, WritesAtTheEndWhateverOthersDoToTheFile) {
     other << "2\n";
     log << "3\n";
   }
-  EXPECT_EQ(Contents(Name()), "1\n2\n3\n");
+  EXPECT_EQ(ReadFile(Name()), "1\n2\n3\n");
 }
 
 TEST_F(LogTest, TakesTheFirstNameThatOpens) {
   const std::string second = folder_.Path("second.log");
   EXPECT_EQ(WrittenToFirstOf({Missing(), Name(), second}, "a\n"),
-            (Places{"a\n", "a\n"}));
+            (Contents{"a\n", "a\n"}));
   EXPECT_FALSE(std::filesystem::exists(second));
 
   EXPECT_EQ(WrittenToFirstOf({Name(), second}, "b\n").file, "a\nb\n");
   EXPECT_FALSE(std::filesystem::exists(second));
 
   WrittenToFirstOf({"", folder_.Path(""), Missing(), second, Name()}, "c\n");
-  EXPECT_EQ(Contents(second), "c\n");
-  EXPECT_EQ(Contents(Name()), "a\nb\n");
+  EXPECT_EQ(ReadFile(second), "c\n");
+  EXPECT_EQ(ReadFile(Name()), "a\nb\n");
 }
 
-TEST_F(LogTest, AListCanStandInBraces) {
+TEST_F(LogTest, AListMayBeABracedList) {
   {
     const StandardOutputTo output(OutputName());
     CLog log({Missing(), Name()});
     log << "a\n";
   }
-  EXPECT_EQ(Contents(Name()), "a\n");
+  EXPECT_EQ(ReadFile(Name()), "a\n");
 }
 
-TEST_F(LogTest, AListKeepsLineFeedsAsTheyAre) {
+TEST_F(LogTest, TwoNamesInBracesAreAListAndNotANameAndAFlag) {
+  const std::string second = folder_.Path("second.log");
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log({Name().c_str(), second.c_str()});
+    log << "a\n";
+  }
+  EXPECT_EQ(ReadFile(Name()), "a\n");
+  EXPECT_FALSE(std::filesystem::exists(second));
+}
+
+TEST_F(LogTest, AListOfNamesTurnsCrlfOff) {
   EXPECT_EQ(WrittenToFirstOf({Name()}, "a\nb\r\n"),
-            (Places{"a\nb\r\n", "a\nb\r\n"}));
+            (Contents{"a\nb\r\n", "a\nb\r\n"}));
 }
 
 TEST_F(LogTest, WithoutAFileItWritesToStandardOutput) {
@@ -357,7 +391,7 @@ TEST_F(LogTest, WithoutAFileItWritesToStandardOutput) {
     CLog by_empty_list((std::vector<std::string>()));
     by_empty_list << "3\n" << std::string(20000, '.') << "4\n";
   }
-  EXPECT_EQ(Contents(OutputName()),
+  EXPECT_EQ(ReadFile(OutputName()),
             "1\r\n2\n3\n" + std::string(20000, '.') + "4\n");
 }
 
@@ -370,13 +404,13 @@ TEST_F(LogTest, NeverTriesToOpenAgain) {
     by_name << "by name\n";
     by_list << "by list\n";
   }
-  EXPECT_EQ(Contents(OutputName()), "by name\nby list\n");
+  EXPECT_EQ(ReadFile(OutputName()), "by name\nby list\n");
   EXPECT_FALSE(std::filesystem::exists(Missing()));
 }
 
-// Any mixture of texts is all there at the end, in both places, and both hold
-// everything up to the last text with a line break at any time.
-TEST_F(LogTest, RandomTextsArriveAsTheyShould) {
+// At any time, file and standard output have everything up to the last text
+// with a newline; at the end they have everything.
+TEST_F(LogTest, RandomTextsArriveInFull) {
   constexpr unsigned kSeed = 20261121;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
@@ -386,7 +420,7 @@ TEST_F(LogTest, RandomTextsArriveAsTheyShould) {
     const std::string output_name = name + ".output";
     std::string all;
     std::string flushed;
-    std::vector<std::string> early;
+    std::vector<std::string> behind;
     {
       const StandardOutputTo output(output_name);
       CLog log(name, crlf);
@@ -400,17 +434,17 @@ TEST_F(LogTest, RandomTextsArriveAsTheyShould) {
         log << text;
         for (const char c : text) all += crlf && c == '\n' ? "\r\n"s : ""s + c;
         if (text.find_first_of("\r\n") != std::string::npos) flushed = all;
-        for (const std::string& place : {name, output_name})
-          if (!Contents(place).starts_with(flushed)) early.push_back(place);
+        for (const std::string& path : {name, output_name})
+          if (!ReadFile(path).starts_with(flushed)) behind.push_back(path);
       }
     }
-    EXPECT_TRUE(early.empty()) << early.front();
-    ASSERT_EQ(Contents(name), all);
-    ASSERT_EQ(Contents(output_name), all);
+    EXPECT_TRUE(behind.empty()) << behind.front();
+    ASSERT_EQ(ReadFile(name), all);
+    ASSERT_EQ(ReadFile(output_name), all);
   }
 }
 
-// "thread number" twice, with enough between them to be torn.
+// Returns "thread number" twice, with enough in between to be torn.
 std::string LineOf(int thread, int number) {
   const std::string mark =
       std::to_string(thread) + " " + std::to_string(number);
@@ -432,10 +466,10 @@ TEST_F(LogTest, LinesOfManyThreadsAreWholeAndInOneOrder) {
     for (std::thread& thread : threads) thread.join();
   }
 
-  const Places places = Now();
-  ASSERT_TRUE(places.file == places.output);
+  const Contents contents = Now();
+  ASSERT_TRUE(contents.file == contents.output);
   std::map<int, int> seen;
-  std::string_view rest = places.file;
+  std::string_view rest = contents.file;
   while (!rest.empty()) {
     const int thread = rest.front() - '0';
     const std::string expected = LineOf(thread, seen[thread]++);
@@ -447,4 +481,4 @@ TEST_F(LogTest, LinesOfManyThreadsAreWholeAndInOneOrder) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

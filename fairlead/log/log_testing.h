@@ -1,75 +1,29 @@
-// What the tests of the log share: a folder, standard output, and processes of
-// their own.
+// What the tests of the log share. Not installed.
 
 #ifndef FAIRLEAD_LOG_LOG_TESTING_H_
 #define FAIRLEAD_LOG_LOG_TESTING_H_
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
 #include <string>
-#include <system_error>
 
-// Clang tells by a question of its own which sanitizers it was given.
-#ifndef __has_feature
-#define __has_feature(feature) 0
-#endif
+#include "fairlead/testing/temp_folder.h"
 
-namespace fairlead::log_testing {
-
-// Under a sanitizer the long tests do less.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-inline constexpr bool kSanitized = true;
-#else
-inline constexpr bool kSanitized = false;
-#endif
-
-// A new folder, gone with all that is in it at the end.
-class TempFolder {
- public:
-  TempFolder() : path_(std::filesystem::temp_directory_path() / "log.XXXXXX") {
-    if (mkdtemp(path_.data()) == nullptr) std::abort();
-  }
-  ~TempFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-
-  std::string Path(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
-
-// All that stands in the file at this moment; empty if there is none.
-inline std::string Contents(const std::string& path) {
-  std::string contents;
-  const int file = open(path.c_str(), O_RDONLY);
-  std::array<char, 4096> part;
-  ssize_t size = 0;
-  while (file >= 0 && (size = read(file, part.data(), part.size())) > 0)
-    contents.append(part.data(), static_cast<std::size_t>(size));
-  if (file >= 0) close(file);
-  return contents;
-}
+namespace fairlead::internal {
 
 inline void FlushStandardOutput() {
   std::cout.flush();
   std::fflush(stdout);
 }
 
-// Standard output goes into a file while this lives. Judge after it: until
-// then, what GoogleTest says of a failure goes into the file as well.
+// Redirects standard output to a file for a scope. Check results after it:
+// GoogleTest reports failures on standard output.
 class StandardOutputTo {
  public:
   explicit StandardOutputTo(const std::string& path) {
@@ -91,8 +45,8 @@ class StandardOutputTo {
   int saved_;
 };
 
-// Runs `act` in a child, whose standard output is a file, and returns how the
-// child ended: as waitpid tells it. A child that comes to its end ends with 0.
+// Runs `act` in a child process whose standard output is a file; returns the
+// wait status, which is 0 if `act` returns.
 template <typename Act>
 int StatusOfChild(const std::string& output, const Act& act) {
   FlushStandardOutput();
@@ -109,6 +63,26 @@ int StatusOfChild(const std::string& output, const Act& act) {
   return status;
 }
 
-}  // namespace fairlead::log_testing
+inline std::string NumberedLine(int number) {
+  return "line " + std::to_string(number) + "\n";
+}
+
+// Returns the numbered lines from 0 to `end`, exclusive.
+inline std::string NumberedLines(int end) {
+  std::string lines;
+  for (int i = 0; i < end; ++i) lines += NumberedLine(i);
+  return lines;
+}
+
+// A folder with a log file and a file for standard output.
+class LogFolderTest : public testing::Test {
+ protected:
+  std::string Name() const { return folder_.Path("test.log"); }
+  std::string OutputName() const { return folder_.Path("output"); }
+
+  const TempFolder folder_;
+};
+
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_LOG_LOG_TESTING_H_

@@ -1,20 +1,20 @@
-// The once-only tracker: whether to act on a recurring event now.
+// A tracker that decides whether to report a recurring event now.
+
 #include "fairlead/log/only_once.h"
 
-#include <sys/random.h>
-
-#include <cstring>
 #include <utility>
+
+#include "fairlead/log/key_hash.h"
 
 namespace fairlead {
 namespace {
 
 enum State : std::int32_t { kArmed = 0, kReported = 1, kIgnored = 2 };
 
-constexpr std::size_t kFirstSlots = 16;
+constexpr std::size_t kInitialSlots = 16;
 
-// Not inlined, so that the two numbers come back in two registers: read as one
-// of 16 bytes just after the clock wrote two of 8, they cost a stall.
+// Not inlined, so that the result is returned in two registers: a 16-byte load
+// right after the clock's two 8-byte stores would stall.
 __attribute__((noinline)) timespec Now() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -26,63 +26,11 @@ double Seconds(const timespec& instant) {
          static_cast<double>(instant.tv_nsec) / 1e9;
 }
 
-template <typename Word>
-std::uint64_t Load(const char* from) {
-  Word word;
-  std::memcpy(&word, from, sizeof word);
-  return word;
-}
-
-__extension__ using Wide = unsigned __int128;
-
-// Both halves of the product in one: a bit anywhere in a factor reaches the low
-// bits of the result, which choose the slot.
-std::uint64_t Fold(std::uint64_t one, std::uint64_t other) {
-  const Wide product = Wide{one} * other;
-  return static_cast<std::uint64_t>(product) ^
-         static_cast<std::uint64_t>(product >> 64U);
-}
-
-// What the hash of a key depends on besides the key. It never leaves the
-// process and is drawn anew in each: keys that come from outside cannot be
-// chosen to meet in one slot.
-struct Secret {
-  std::uint64_t start = 0;
-  std::uint64_t factor = 0;
-};
-
-// Where no random numbers are to be had, the place of the stack is a secret
-// too, of fewer bits.
-Secret DrawSecret() {
-  Secret secret;
-  if (getrandom(&secret, sizeof secret, GRND_NONBLOCK) != sizeof secret)
-    secret = {reinterpret_cast<std::uintptr_t>(&secret), 0x9e3779b97f4a7c15};
-  return secret;
-}
-
-// The bytes of a text of at most 8, in any arrangement that tells two texts of
-// one length apart.
-std::uint64_t ShortText(const char* text, std::size_t size) {
-  if (size >= 4)
-    return Load<std::uint32_t>(text) | Load<std::uint32_t>(text + size - 4)
-                                           << 32U;
-  if (size == 0) return 0;
-  return Load<std::uint8_t>(text) | Load<std::uint8_t>(text + size / 2) << 8U |
-         Load<std::uint8_t>(text + size - 1) << 16U;
-}
-
-// Keys are short: this takes half the time of std::hash, a call to which costs
-// more than the search that follows. Never 0, which marks a free slot.
+// Returns the hash of a key; never 0, which marks a free slot.
 std::size_t Hash(std::string_view key) {
-  static const Secret secret = DrawSecret();
+  static const internal::HashSecret secret = internal::DrawHashSecret();
   constexpr std::uint64_t kTopBit = std::uint64_t{1} << 63U;
-  const char* text = key.data();
-  std::size_t size = key.size();
-  std::uint64_t hash = secret.start;
-  for (; size > 8; text += 8, size -= 8)
-    hash = Fold(hash ^ Load<std::uint64_t>(text), secret.factor);
-  hash = Fold(hash ^ ShortText(text, size), secret.factor);
-  return Fold(hash ^ key.size(), secret.factor) | kTopBit;
+  return internal::HashOfKey(key, secret) | kTopBit;
 }
 
 bool StartWaveEnd(COnceItem& item, bool stopped) {
@@ -103,11 +51,10 @@ bool StartWaveStart(COnceItem& item, bool stopped) {
 
 }  // namespace
 
-// The table. Nothing outside can see an order of the keys, so they stand in
-// none: a hash table with the items inside, searched from the key's own place
-// on, answers in one access to memory where a tree or a list takes several.
-
-COnlyOnce::Slot& COnlyOnce::Place(std::string_view key, std::size_t hash) {
+// Open addressing with linear probing: iteration order is never observable, and
+// a lookup usually touches one cache line. Returns the slot of the key or the
+// free slot for it.
+COnlyOnce::Slot& COnlyOnce::SlotOf(std::string_view key, std::size_t hash) {
   const std::size_t mask = slots_.size() - 1;
   std::size_t i = hash & mask;
   while (slots_[i].hash != 0 &&
@@ -118,16 +65,16 @@ COnlyOnce::Slot& COnlyOnce::Place(std::string_view key, std::size_t hash) {
 
 COnceItem* COnlyOnce::Find(std::string_view key, std::size_t hash) {
   if (slots_.empty()) return nullptr;
-  Slot& slot = Place(key, hash);
+  Slot& slot = SlotOf(key, hash);
   return slot.hash == 0 ? nullptr : &slot.item;
 }
 
-// The key must not be there.
+// Inserts a key that is not in the table.
 COnceItem& COnlyOnce::Insert(std::string_view key, std::size_t hash) {
   if (4 * used_ >= 3 * slots_.size()) Grow();
-  Slot& slot = Place(key, hash);
+  Slot& slot = SlotOf(key, hash);
   slot.key = key;
-  slot.hash = hash;  // Last: a failure to copy the key leaves the slot free.
+  slot.hash = hash;  // Last: if copying the key throws, the slot is free.
   ++used_;
   return slot.item;
 }
@@ -138,10 +85,10 @@ COnceItem& COnlyOnce::FindOrInsert(std::string_view key, std::size_t hash) {
 }
 
 void COnlyOnce::Grow() {
-  std::vector<Slot> old(slots_.empty() ? kFirstSlots : 2 * slots_.size());
+  std::vector<Slot> old(slots_.empty() ? kInitialSlots : 2 * slots_.size());
   old.swap(slots_);
   for (Slot& slot : old)
-    if (slot.hash != 0) Place(slot.key, slot.hash) = std::move(slot);
+    if (slot.hash != 0) SlotOf(slot.key, slot.hash) = std::move(slot);
 }
 
 bool COnlyOnce::Start(std::string_view key, double interval) {
@@ -166,7 +113,7 @@ bool COnlyOnce::Start(std::string_view key, double interval) {
     case OnceWaveStart:
       return StartWaveStart(*item, longer);
   }
-  return false;  // A mode that has no name.
+  return false;  // Not a COnlyMode value.
 }
 
 bool COnlyOnce::Start(std::string_view key, int interval) {

@@ -1,7 +1,7 @@
-// One decision of a throttle, on a key always the same and on 10,000 keys in
-// random order, beside what one writes by hand. The keys are texts or numbers,
-// which differ in their last bytes alone. A clock and a lock alone are the
-// limit: every decision needs both.
+// One decision of a throttle, on a single key and on 10,000 keys in random
+// order, beside a handwritten one. The keys are texts and numbers that differ
+// in their last bytes only. A clock and a lock alone are the lower limit, since
+// every decision needs both.
 
 #include <benchmark/benchmark.h>
 
@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr double kInterval = 1e9;  // Within it, every answer is false.
+constexpr double kInterval = 1e9;  // Within it, every result is false.
 
 timespec Now() {
   timespec now{};
@@ -59,7 +59,7 @@ class UnorderedMap {
   std::unordered_map<std::string, timespec> stamps_;
 };
 
-// Answers nothing.
+// Decides nothing.
 class ClockAndMutex {
  public:
   bool Start(const std::string& /*key*/, double interval) {
@@ -73,7 +73,7 @@ class ClockAndMutex {
 
 using KeyOf = std::string(unsigned number);
 
-// As messages might have it.
+// As in messages.
 std::string Words(unsigned number) { return "event " + std::to_string(number); }
 
 // Eight bytes, the most significant first.
@@ -90,7 +90,7 @@ std::string Digits(unsigned number) {
   return key.data();
 }
 
-// That many keys, and a long random walk over them.
+// A long random sequence of that many keys.
 template <KeyOf key_of>
 const std::vector<std::string>& Walk(std::size_t keys) {
   static std::unordered_map<std::size_t, std::vector<std::string>> walks;
@@ -101,7 +101,7 @@ const std::vector<std::string>& Walk(std::size_t keys) {
   return walk;
 }
 
-// Each key of the walk is answered true once, and then false.
+// Whether the first call for each key returns true and the others false.
 template <typename Competitor>
 bool Throttles(const std::vector<std::string>& walk) {
   Competitor competitor;

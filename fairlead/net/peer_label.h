@@ -1,4 +1,4 @@
-// The name of a peer in words, for the receive thread. Not installed.
+// The text label of a peer. Not installed.
 
 #ifndef FAIRLEAD_NET_PEER_LABEL_H_
 #define FAIRLEAD_NET_PEER_LABEL_H_
@@ -11,10 +11,10 @@
 #include "fairlead/net/tcp_client.h"
 #include "fairlead/text/strings.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 
-// "10.0.0.5:8080"; "unicast:7000" where the address is 0, "NONE" where the port
-// is.
+// Returns "10.0.0.5:8080"; "unicast:7000" if the address is 0, "NONE" if the
+// port is 0.
 inline std::string PeerLabel(const NetClient& peer) {
   const std::uint16_t port = ntohs(peer.addr.sin_port);
   if (port == 0) return "NONE";
@@ -29,6 +29,6 @@ inline std::string PeerLabel(const NetClient& peer) {
   return label += inttostr(port);
 }
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_NET_PEER_LABEL_H_

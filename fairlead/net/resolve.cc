@@ -1,3 +1,5 @@
+// Host names to IPv4 addresses, by the system's resolver.
+
 #include "fairlead/net/resolve.h"
 
 #include <arpa/inet.h>
@@ -19,14 +21,14 @@ namespace {
 
 using Answers = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
-// The one word and the status that a quiet run fails with.
+// Ends a silent run that failed.
 [[noreturn]] void FailSilently() {
   std::printf("-33");
   std::exit(-1);  // NOLINT(concurrency-mt-unsafe): the main thread runs alone.
 }
 
-// getaddrinfo for the IPv4 stream addresses of a host; returns its result. The
-// service only completes the question.
+// Calls getaddrinfo for the IPv4 stream addresses of a host and returns its
+// result. The service only satisfies the call.
 int Ask(const std::string& host, Answers& answers) {
   addrinfo hints = {};
   hints.ai_family = AF_INET;

@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "fairlead/export.h"
+#include "fairlead/testing/captured_output.h"
 
 namespace fairlead {
 namespace {
@@ -35,7 +36,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// What is called in the place of the system; empty functions stand for it.
+// What is called instead of the system; an empty function calls the system.
 struct Calls {
   std::function<int(const char*, const char*, const addrinfo*, addrinfo**)>
       getaddrinfo;
@@ -125,10 +126,10 @@ class ResolveTest : public testing::Test {
   }
 
   static Resolved Resolve(const std::string& host) {
-    testing::internal::CaptureStdout();
+    internal::CapturedOutput output;
     Resolved resolved;
     resolved.addresses = resolveDnsFull(host);
-    resolved.output = testing::internal::GetCapturedStdout();
+    resolved.output = output.Take();
     return resolved;
   }
 

@@ -1,6 +1,7 @@
+// The TCP client, and the handshake between its receive thread and its users.
+
 #include "fairlead/net/tcp_client.h"
 
-#include <fcntl.h>
 #include <pthread.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -11,35 +12,21 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 #include <string>
 
+#include "fairlead/base/blocked_signals.h"
+#include "fairlead/base/descriptor.h"
 #include "fairlead/net/peer_label.h"
 
 namespace fairlead {
 namespace {
 
 // Deliberately four bytes less than the body of a message holds.
-constexpr std::size_t kMostReceived = 1796;
-constexpr std::size_t kMostSent = sizeof(CTCPMessage::data);
-constexpr timeval kWaitForInput = {3, 0};
+constexpr std::size_t kMaxReceived = 1796;
+constexpr std::size_t kMaxSent = sizeof(CTCPMessage::data);
+constexpr timeval kInputTimeout = {3, 0};
 constexpr timeval kSocketTimeout = {2, 0};
-constexpr int kFirstFreeDescriptor = 3;  // After the three standard ones.
-
-// Holds signals back from the calling thread for as long as it lives.
-class SignalsHeld {
- public:
-  explicit SignalsHeld(const sigset_t& signals) {
-    pthread_sigmask(SIG_BLOCK, &signals, &before_);
-  }
-  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsHeld(const SignalsHeld&) = delete;
-  SignalsHeld& operator=(const SignalsHeld&) = delete;
-
-  bool WasHeld(int signal) const { return sigismember(&before_, signal) == 1; }
-
- private:
-  sigset_t before_;
-};
 
 // Counts one use of something for as long as it lives.
 class Use {
@@ -55,70 +42,50 @@ class Use {
   std::atomic<std::int32_t>& uses_;
 };
 
-bool IsPending(int signal) {
-  sigset_t pending;
-  return sigpending(&pending) == 0 && sigismember(&pending, signal) == 1;
-}
-
-// One send with flags 0, and without the SIGPIPE that it raises where the peer
-// is gone. A SIGPIPE that was waiting before is the program's and stays: the
-// one raised here has merged with it.
-ssize_t SendQuietly(int sock, const CTCPMessage& message) {
-  sigset_t pipe;
-  sigemptyset(&pipe);
-  sigaddset(&pipe, SIGPIPE);
-  const SignalsHeld held(pipe);
-  const bool waiting = held.WasHeld(SIGPIPE) && IsPending(SIGPIPE);
+// One send with flags 0, without the SIGPIPE that it raises if the peer is
+// gone.
+ssize_t SendWithoutSigpipe(int sock, const CTCPMessage& message) {
+  const internal::BlockedSignal sigpipe(SIGPIPE);
   const ssize_t sent =
       send(sock, message.data, static_cast<std::size_t>(message.len), 0);
-  if (sent == -1 && errno == EPIPE && !waiting) {
-    const timespec now = {};
-    sigtimedwait(&pipe, nullptr, &now);
-  }
+  if (sent == -1 && errno == EPIPE) sigpipe.Discard();
   return sent;
 }
 
-// The same socket under a number above 0, which would stand for none; -1 where
-// there is no such number left.
-int MoveAboveZero(int sock) {
-  const int moved = fcntl(sock, F_DUPFD, kFirstFreeDescriptor);
-  close(sock);
-  return moved;
-}
-
-// Waits until `sock` has input, 3 seconds at most; returns what select does.
-// The set is as long as the descriptor needs: select takes fd_sets in a row for
-// one long set.
-int WaitForInput(int sock, std::vector<fd_set>& readSet) {
+// Waits up to 3 seconds until `sock` has input; returns what select does. The
+// set is as long as the descriptor requires: select accepts consecutive fd_sets
+// as one long set.
+int WaitForInput(int sock, std::vector<fd_set>& read_set) {
   const int last = sock / FD_SETSIZE;
-  readSet.assign(static_cast<std::size_t>(last) + 1, fd_set{});
-  FD_SET(sock % FD_SETSIZE, &readSet.back());
-  timeval wait = kWaitForInput;
-  return select(sock + 1, readSet.data(), nullptr, nullptr, &wait);
+  read_set.assign(static_cast<std::size_t>(last) + 1, fd_set{});
+  FD_SET(sock % FD_SETSIZE, &read_set.back());
+  timeval wait = kInputTimeout;
+  return select(sock + 1, read_set.data(), nullptr, nullptr, &wait);
 }
 
 }  // namespace
 
-CTCPClient::CTCPClient() {
-  threadCv_.notify_all();
+CTCPClient::CTCPClient() : owner_(getpid()) {
+  threadCv_.notify_all();  // Kept for compatibility: nobody can wait yet.
   running_ = true;
 }
 
 CTCPClient::~CTCPClient() { Terminate(); }
 
 bool CTCPClient::CreateMainSock() {
-  int sock = socket(AF_INET, SOCK_STREAM, 0);
-  if (sock == 0) sock = MoveAboveZero(sock);
+  const int sock = internal::MoveAboveStandardStreams(
+      socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (sock == -1) {
     mainSock_ = 0;
     return false;
   }
-  fcntl(sock, F_SETFD, FD_CLOEXEC);  // A started program would keep it open.
   mainSock_ = sock;
   running_ = true;
   return true;
 }
 
+// The notifications after a failure are kept for compatibility: nobody waits
+// for threadCv_ while no receive thread runs.
 bool CTCPClient::ConnectTo(const NetClient* endpoint) {
   peer_ = *endpoint;
   if (!CreateMainSock()) {
@@ -139,27 +106,27 @@ bool CTCPClient::ConnectTo(const NetClient* endpoint) {
   return true;
 }
 
-// The thread inherits a mask that blocks every signal, and cannot end before
-// its handle is in place: its end takes the same mutex.
+// The thread inherits a mask that blocks every signal. It cannot end before its
+// handle is stored: its end locks the same mutex.
 void CTCPClient::StartRecvThread() {
-  sigset_t all;
-  sigfillset(&all);
-  const SignalsHeld held(all);
+  const internal::BlockedSignals blocked(internal::AllSignals());
   const std::lock_guard<std::mutex> lock(stateMutex_);
+  owner_ = getpid();
   recvThread_ = std::thread(&CTCPClient::RecvThread, this);
 }
 
 bool CTCPClient::SendMsg(const CTCPMessage* message) {
   const std::int32_t length = message->len;
-  if (length < 0 || static_cast<std::size_t>(length) > kMostSent) return false;
-  if (message->sock != 0) return SendQuietly(message->sock, *message) == length;
+  if (length < 0 || static_cast<std::size_t>(length) > kMaxSent) return false;
+  if (message->sock != 0)
+    return SendWithoutSigpipe(message->sock, *message) == length;
 
-  // Without this, threads that send on and on would keep a closing client from
-  // ever finding its socket unused.
+  // This early look keeps threads that send without pause from starving a
+  // closing client, which waits until its socket is unused.
   if (mainSock_ == 0) return false;
   const Use use(mainSockUses_);
   const int sock = mainSock_;
-  return sock != 0 && SendQuietly(sock, *message) == length;
+  return sock != 0 && SendWithoutSigpipe(sock, *message) == length;
 }
 
 std::int32_t CTCPClient::MessagesCount() const {
@@ -180,6 +147,10 @@ bool CTCPClient::IsNotTerminated() const {
 }
 
 void CTCPClient::Terminate() {
+  if (getpid() != owner_) {
+    LeaveToParent();
+    return;
+  }
   {
     const std::lock_guard<std::mutex> lock(stateMutex_);
     running_ = false;
@@ -195,48 +166,79 @@ void CTCPClient::Terminate() {
 
 void CTCPClient::Close() {
   Terminate();
-  CloseMainSock();
+  CloseMainSock();  // Kept for compatibility: Terminate() has closed it.
 }
 
-// Closing the reading half makes the socket readable at once, and tells the
-// peer nothing.
+// Shutting down the reading half makes the socket readable at once and sends
+// nothing to the peer.
 void CTCPClient::WakeRecvThread() {
   const Use use(mainSockUses_);
   const int sock = mainSock_;
   if (sock != 0) shutdown(sock, SHUT_RD);
 }
 
-// Lets go of the client in its last act: Terminate() waits for the empty
-// handle, and the mutex that guards it is what this thread touches last.
+// Ends the client in a child of fork(), which has none of the threads that used
+// it. A mutex that one of them held at the fork stays locked here, and a wait
+// for one of them would never end: such members are constructed anew, and the
+// copied ones are not destroyed.
+void CTCPClient::LeaveToParent() {
+  if (queueMutex.try_lock()) {
+    queue_.clear();
+    queueMutex.unlock();
+  } else {  // The queue may be half changed: its memory is leaked.
+    std::construct_at(&queue_);
+    std::construct_at(&queueMutex);
+  }
+  std::construct_at(&stateMutex_);
+  std::construct_at(&threadCv_);
+  std::construct_at(&messageCv);
+  std::construct_at(&recvThread_);
+  running_ = false;
+  mainSockUses_ = 0;
+  CloseMainSock();  // No shutdown: nothing uses the socket here.
+  owner_ = getpid();
+}
+
+// Detaches its own handle as its last act: Terminate() waits for the empty
+// handle, and the mutex that guards it is the last thing this thread touches.
 std::int32_t CTCPClient::RecvThread() {
-  [[maybe_unused]] const std::string label = PeerLabel(peer_);
-  CTCPMessage message;
-  std::vector<fd_set> readSet;
-  while (running_ && ReceiveOnce(message, readSet)) {
+  try {
+    Receive();
+  } catch (...) {  // No memory, or no lock: as if a receive had failed.
+    CloseMainSock();
   }
   messageCv.notify_one();
 
   const std::lock_guard<std::mutex> lock(stateMutex_);
   recvThread_.detach();
-  threadCv_.notify_one();
+  threadCv_.notify_all();
   return 0;
 }
 
-// One pass of the receive thread; false where it was the last. `message` and
-// `readSet` are its working space.
+void CTCPClient::Receive() {
+  // Kept for compatibility: nothing reads it.
+  [[maybe_unused]] const std::string label = internal::PeerLabel(peer_);
+  CTCPMessage message;
+  std::vector<fd_set> read_set;
+  while (running_ && ReceiveOnce(message, read_set)) {
+  }
+}
+
+// One pass of the receive thread; false if it was the last. `message` and
+// `read_set` are its buffers.
 bool CTCPClient::ReceiveOnce(CTCPMessage& message,
-                             std::vector<fd_set>& readSet) {
+                             std::vector<fd_set>& read_set) {
   const int sock = mainSock_;
-  const int ready = sock == 0 ? -1 : WaitForInput(sock, readSet);
+  const int ready = sock == 0 ? -1 : WaitForInput(sock, read_set);
   if (ready == -1) {
-    mainSock_ = 0;  // What cannot be waited for is abandoned, not closed.
+    mainSock_ = 0;  // Kept for compatibility: abandoned, not closed.
     return false;
   }
   if (ready == 0) {
     messageCv.notify_one();
     return true;
   }
-  const ssize_t received = recv(sock, message.data, kMostReceived, 0);
+  const ssize_t received = recv(sock, message.data, kMaxReceived, 0);
   if (received <= 0) {
     CloseMainSock();
     return false;
@@ -247,7 +249,7 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
   return true;
 }
 
-// Stamps and queues a message, and wakes consumers, two signals for each.
+// Timestamps and queues a message. Kept for compatibility: two notifications.
 void CTCPClient::Enqueue(CTCPMessage& message) {
   {
     const std::lock_guard<std::mutex> lock(queueMutex);
@@ -259,9 +261,9 @@ void CTCPClient::Enqueue(CTCPMessage& message) {
   messageCv.notify_one();
 }
 
-// Closes the socket once no call in another thread is using its number, which
-// the system may give to another file from then on. A use is counted before it
-// reads mainSock_, so one that is not seen here finds no socket.
+// Closes the socket once no call in another thread uses its number, which the
+// system may then give to another file. A use is counted before it reads
+// mainSock_, so one that is not seen here finds no socket.
 void CTCPClient::CloseMainSock() {
   const int sock = mainSock_.exchange(0);
   if (sock == 0) return;

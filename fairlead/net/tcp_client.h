@@ -5,6 +5,7 @@
 
 #include <netinet/in.h>
 #include <sys/select.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -19,108 +20,71 @@
 
 namespace fairlead {
 
-/// An IPv4 endpoint: where a server listens.
-///
-/// @par Thread safety
-/// A plain value: one thread per object, or any number of readers.
-/// @par Example
-/// @code
-/// fairlead::NetClient server;
-/// server.addr.sin_port = htons(7000);
-/// server.addr.sin_addr.s_addr = inet_addr("192.0.2.7");
-/// @endcode
+/// An IPv4 endpoint: where a server listens. Plain value.
 struct NetClient {
-  /// The system's own form (16 bytes, POSIX <netinet/in.h>): the family is
-  /// always `AF_INET`; port and address are in network byte order.
+  /// POSIX <netinet/in.h>: `AF_INET`; port and address in network byte order.
   sockaddr_in addr = {AF_INET, 0, {INADDR_ANY}, {}};
 };
 
-/// One message, sent or received; also the endpoint it goes to, so that one
-/// message can be handed to ConnectTo() and then to SendMsg().
-///
-/// A plain value of 1.8 KB with its body inline, copied whole. A new one is
-/// empty and its body all zero, so that no byte goes out that nobody wrote.
-///
-/// @par Thread safety
-/// A plain value: one thread per object, or any number of readers.
+/// One message and its endpoint: it can be passed to ConnectTo() and then to
+/// SendMsg(). Plain value of 1.8 KB with its body inline; a new one is all
+/// zero.
 struct CTCPMessage : NetClient {
-  /// The body. Only the first `len` bytes have a meaning.
-  unsigned char data[1800] = {};  // NOLINT(modernize-avoid-c-arrays)
+  // NOLINTNEXTLINE(modernize-avoid-c-arrays)
+  unsigned char data[1800] = {};  ///< The body: the first `len` bytes count.
+  std::int32_t len = 0;  ///< In bytes: 0..1800 to send, 1..1796 if received.
+  TheTime time;          ///< When it was received; unused in one to send.
 
-  /// The number of bytes in the body: 0 to 1800 in a message to send, 1 to 1796
-  /// in a received one.
-  std::int32_t len = 0;
-
-  /// When the message was received; no meaning in a message to send.
-  TheTime time;
-
-  /// A socket descriptor. In a received message, the one it was read from. In
-  /// a message to send, 0 stands for the client's own and any other is used as
-  /// it is: to answer with a received message, set this to 0 first.
+  /// The descriptor it was read from. To send: 0 for the client's own socket,
+  /// any other as given. Set it to 0 before sending a received message back.
   std::int32_t sock = 0;
 };
 
 /// A client of one TCP server: connect, send, drain the queue, close.
 ///
-/// Bytes go out and come in as they are, without any framing. What one `recv`
-/// of at most 1796 bytes returns becomes one message of the queue, so what the
-/// peer sent at once may arrive as several messages, and what it sent in pieces
-/// as one: the caller puts them together as its protocol says. (A message to
-/// send holds up to 1800 bytes, four more than one received ever does.)
+/// There is no framing. What one `recv` of at most 1796 bytes returns becomes
+/// one message; the caller reassembles. (A message to send holds up to 1800.)
+/// The queue has no limit and takes 1.9 KB per message, however short.
 ///
-/// From ConnectTo() on, a thread of the client's own receives. It ends when the
-/// peer closes, when receiving fails, or in Terminate(). The first two are not
-/// reported: IsNotTerminated() stays true and what was received stays in the
-/// queue. A caller notices by its own bound on waiting, or by sending a message
-/// of length 0, which reaches no peer and fails once the connection is gone.
-///
-/// Messages stay in the queue, whose length has no limit, until PopMessage()
-/// takes them or the client is destroyed.
-///
+/// ConnectTo() starts a receive thread, which ends when the peer closes, when
+/// receiving fails, or in Terminate(). The first two are not reported:
+/// IsNotTerminated() stays true. Use your own time limit, or send a message of
+/// length 0, which reaches no peer and fails once the connection is gone.
 /// @par Waiting
-/// The client signals `messageCv` after each message, when the thread ends, in
-/// Terminate(), and after every 3 seconds in which nothing came. As a message
-/// may arrive just before the wait begins, and the last signal of a thread that
-/// ends may too, wait for a short time and look again. Not to miss the answer
-/// to a request, lock `queueMutex` before SendMsg(), which takes no lock, and
-/// wait with that lock: nothing is queued and signalled in between. (A peer
-/// that cannot go on sending meanwhile may not read either; the send then fails
-/// after its 2 seconds.)
-///
+/// `messageCv` is notified after each message, when the thread ends, in
+/// Terminate(), and every 3 seconds in which nothing came. To avoid a lost
+/// wakeup, lock `queueMutex` before SendMsg(), wait with the same lock for a
+/// short time, and re-check. (The peer may need to be read before it reads: the
+/// send then fails after its 2 seconds.)
 /// @par Thread safety
 /// SendMsg(), MessagesCount(), PopMessage() and IsNotTerminated() may be called
-/// from any thread at any time between construction and destruction. The rest
-/// belongs to one thread, which makes the client, connects once, and closes.
-/// Hold `queueMutex` while you call none but SendMsg() and IsNotTerminated():
-/// the others wait for it, or for the receive thread, which may be waiting for
-/// it.
-///
-/// The receive thread blocks all signals, so handlers run on the program's own
-/// threads. It works for descriptors of any number, above FD_SETSIZE too.
-///
+/// from any thread; so may Terminate() and Close(), several at once, after
+/// ConnectTo() has returned. The rest belongs to the thread that owns the
+/// client. While holding `queueMutex`, call only SendMsg() and
+/// IsNotTerminated(): the others lock it, or wait for the receive thread. That
+/// thread blocks all signals; descriptors above FD_SETSIZE work.
+/// @par fork()
+/// The connection stays the parent's. In a child, Terminate(), Close() and the
+/// destructor only close the child's descriptor and discard its messages, at
+/// once. Call one of them first: SendMsg() would send on the parent's
+/// connection, the others may block for ever. A child of `vfork()` must not use
+/// the client.
 /// @par Errors
-/// Failures are results. Beside a failed allocation, the only exception is
-/// std::system_error, from a mutex that cannot be locked (anywhere) or a thread
-/// that the system refuses (in ConnectTo()).
-///
+/// Failures are results. Besides std::bad_alloc, std::system_error is thrown:
+/// for a mutex that cannot be locked, and by ConnectTo(). In the receive
+/// thread, either exception ends the thread as a failed receive does; a message
+/// that was received but could not be queued is lost.
 /// @par Example
 /// @code
 /// fairlead::CTCPMessage request;
 /// request.addr.sin_port = htons(7000);
 /// request.addr.sin_addr.s_addr = inet_addr("127.0.0.1");
 /// request.len = fairlead::WritePascalString(request.data, "hello");
-///
 /// fairlead::CTCPClient client;
-/// if (!client.ConnectTo(&request)) {
-///   client.Close();
-///   return;  // No connection could be made.
-/// }
-/// client.SendMsg(&request);
-/// const int expected = request.len;  // The server answers with the same.
-/// int received = 0;
-/// for (int waits = 0; client.IsNotTerminated() && waits < 50; ++waits) {
+/// if (!client.ConnectTo(&request) || !client.SendMsg(&request)) return;
+/// int received = 0;  // The server echoes the request.
+/// for (int waits = 0; received < request.len && waits < 50; ++waits) {
 ///   while (client.MessagesCount() > 0) received += client.PopMessage().len;
-///   if (received >= expected) break;
 ///   std::unique_lock<std::mutex> lock(client.queueMutex);
 ///   client.messageCv.wait_for(lock, std::chrono::milliseconds(100));
 /// }
@@ -128,117 +92,96 @@ struct CTCPMessage : NetClient {
 /// @endcode
 class FAIRLEAD_EXPORT CTCPClient {
  private:
-  std::mutex mutex_;               // Stands first; nothing locks it.
+  // The order of all members is kept for compatibility.
+  std::mutex mutex_;               // Kept for compatibility; nothing locks it.
   mutable std::mutex stateMutex_;  // Guards running_ and recvThread_.
 
  public:
-  /// Guards the queue. Consumers lock it to wait on `messageCv`.
-  mutable std::mutex queueMutex;
+  mutable std::mutex queueMutex;  ///< Guards the queue.
 
-  /// A client without socket, thread or message.
-  CTCPClient();
-
-  /// Terminate(), then the messages are discarded.
-  ~CTCPClient();
-
-  /// Not copyable: a client owns its socket and its thread.
+  CTCPClient();   ///< Creates a client without socket, thread or message.
+  ~CTCPClient();  ///< Calls Terminate() and discards the messages.
   CTCPClient(const CTCPClient&) = delete;
   CTCPClient& operator=(const CTCPClient&) = delete;
 
-  /// Makes the socket of the client, an IPv4 stream socket that is closed on
-  /// `exec` and never has the number 0. ConnectTo() does it by itself.
-  ///
-  /// A descriptor already held is forgotten, not closed. A client that was
-  /// terminated counts as running again.
-  ///
-  /// @return false where the system has no socket to give; the client then has
-  ///     none
+  /// Creates the client's socket, which is closed on `exec` and never gets the
+  /// number 0, 1 or 2. ConnectTo() calls it. A descriptor already held is
+  /// forgotten, not closed; a terminated client counts as running again.
+  /// @return false if the system has no socket to give
   bool CreateMainSock();
 
-  /// Connects to `endpoint` and starts the receive thread.
+  /// Connects to `endpoint` (not null) and starts the receive thread.
   ///
-  /// Blocks as long as the system tries to connect, which can be minutes: there
-  /// is no time-out. Sends and receives then have one of 2 seconds each.
+  /// Blocks as long as the system tries to connect, which can be minutes. Sends
+  /// and receives then time out after 2 seconds. Connect again only after
+  /// Close(): while the receive thread runs, a second success ends the process
+  /// (std::terminate), and a failure forgets the open socket.
   ///
-  /// A client is connected once. While its receive thread runs, another
-  /// successful ConnectTo() ends the process (std::terminate), and one that
-  /// fails forgets the open socket. Once closed, it may be connected again.
-  ///
-  /// @param endpoint not null; also a CTCPMessage
-  /// @return false where no socket could be made, and where the connection
-  ///     failed, after the line "err=%d" with the number of the error (111 for
-  ///     a closed port) on standard output. The socket of a failed connection
-  ///     is kept until Close(), Terminate() or destruction.
-  /// @throws std::system_error if the system refuses a thread. The connected
-  ///     socket is kept, as after a failed connection.
+  /// A failed connection keeps its descriptor until Close(), Terminate() or
+  /// destruction: a loop that retries must call Close() after each failure.
+  /// @return false if no socket can be created, and if the connection fails,
+  ///     after printing "err=%d" with the error number (111 for a closed port)
+  /// @throws std::system_error if the system refuses a thread; the socket is
+  /// kept
   bool ConnectTo(const NetClient* endpoint);
 
-  /// Sends the first `len` bytes of the body with one `send`, on the message's
-  /// `sock` or, where that is 0, on the client's own socket.
+  /// Sends the first `len` bytes of `message` (not null) with one `send`.
   ///
-  /// Waits up to 2 seconds for room in the system's buffer. Neither retries nor
-  /// prints. A peer that is gone raises no SIGPIPE: the signal is held back
-  /// from the calling thread meanwhile, and settings of the process stay as
-  /// they are. A send on the client's own socket never reaches another file
-  /// that gets the number of the socket once it is closed; for a `sock` of the
-  /// message's own, that is the caller's care.
-  ///
-  /// @param message not null
-  /// @return whether all bytes were taken by the system; false also for a `len`
-  ///     outside 0..1800 and where there is no socket. After false, how many
-  ///     bytes went out is not known.
+  /// Waits up to 2 seconds for room in the system's buffer; less (EINTR) if the
+  /// thread handles a signal, even with SA_RESTART, or the process is stopped
+  /// and continued. Raises no SIGPIPE and changes no signal setting. If the
+  /// number of the client's socket is reused after Close(), a concurrent send
+  /// never reaches the new file; for a message with its own `sock`, the caller
+  /// must ensure it.
+  /// @return true if the system took all bytes. False also if `len` is outside
+  ///     0..1800 or there is no socket; the number of bytes sent is then
+  ///     unknown.
   /// @par Cost
   /// One `send` and two changes of the thread's signal mask.
   bool SendMsg(const CTCPMessage* message);
 
-  /// The number of messages in the queue.
-  std::int32_t MessagesCount() const;
+  std::int32_t MessagesCount() const;  ///< The number of messages in the queue.
 
-  /// Takes the oldest message off the queue.
-  ///
-  /// The queue must not be empty (not checked): ask MessagesCount() first, and
-  /// let only one thread pop.
+  /// Removes the oldest message and returns it. The queue must not be empty
+  /// (not checked): call MessagesCount() first, from the one thread that pops.
   CTCPMessage PopMessage();
 
-  /// Whether Terminate() has not been called since the last socket was made:
-  /// true from construction on, and also after the peer has closed.
+  /// Returns false after Terminate(); true also after the peer has closed.
   bool IsNotTerminated() const;
 
-  /// Ends the receive thread and closes the socket. What was received stays in
-  /// the queue. May be called at any time, again too.
-  ///
-  /// @par Cost
-  /// Returns as soon as the receive thread has let go of the client, which is
-  /// woken for it: microseconds. At worst 3 seconds.
+  /// Ends the receive thread and closes the socket; keeps the queue. May be
+  /// called at any time, and again. Waits for the thread, which it wakes:
+  /// normally microseconds, at most 3 seconds.
   void Terminate();
 
-  /// The same as Terminate(): the last call of every exchange, after a failed
-  /// ConnectTo() too.
+  /// The same as Terminate(). Call it last, also after a failed ConnectTo().
   void Close();
 
  private:
-  std::int32_t RecvThread();
-  void StartRecvThread();
-  void WakeRecvThread();
-  bool ReceiveOnce(CTCPMessage& message, std::vector<fd_set>& readSet);
-  void Enqueue(CTCPMessage& message);
-  void CloseMainSock();
+  FAIRLEAD_PRIVATE std::int32_t RecvThread();
+  FAIRLEAD_PRIVATE void Receive();
+  FAIRLEAD_PRIVATE void StartRecvThread();
+  FAIRLEAD_PRIVATE void LeaveToParent();
+  FAIRLEAD_PRIVATE void WakeRecvThread();
+  FAIRLEAD_PRIVATE bool ReceiveOnce(CTCPMessage& message,
+                                    std::vector<fd_set>& read_set);
+  FAIRLEAD_PRIVATE void Enqueue(CTCPMessage& message);
+  FAIRLEAD_PRIVATE void CloseMainSock();
 
   std::condition_variable threadCv_;  // With stateMutex_: the thread has ended.
-  std::thread recvThread_;            // Empty when none runs.
-  NetClient peer_;                    // Set before the thread starts.
+  std::thread recvThread_;  // Guarded by stateMutex_; empty if none runs.
+  NetClient peer_;          // Set before the thread starts.
   std::atomic<std::int32_t> mainSock_ = 0;  // 0: none.
   std::atomic<bool> running_ =
       false;                       // Written under stateMutex_, once it runs.
   std::deque<CTCPMessage> queue_;  // Guarded by queueMutex; oldest first.
 
  public:
-  /// Signalled when consumers should look at the queue; wait on it with
-  /// `queueMutex`.
-  std::condition_variable messageCv;
+  std::condition_variable messageCv;  ///< Wait on it with queueMutex.
 
  private:
   std::atomic<std::int32_t> mainSockUses_ = 0;  // See CloseMainSock().
+  pid_t owner_;  // The process whose threads use this. Set as peer_ is.
 };
 
 }  // namespace fairlead

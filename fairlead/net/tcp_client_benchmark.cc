@@ -1,6 +1,6 @@
-// The client beside a bare socket, which has neither thread nor queue, and
-// beside Asio with a thread of its own that feeds a queue. All peers live in
-// this process, on the loopback interface.
+// The client beside a bare socket, without thread or queue, and beside Asio
+// with a thread that feeds a queue. The servers are threads of this process, on
+// the loopback interface.
 
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
@@ -17,7 +17,7 @@
 #include <string>
 #include <thread>
 
-#include "fairlead/net/loopback.h"
+#include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
 
 #ifdef FAIRLEAD_PEER_ASIO
@@ -29,9 +29,9 @@ namespace {
 using fairlead::CTCPClient;
 using fairlead::CTCPMessage;
 using fairlead::NetClient;
-using fairlead::loopback::Listener;
-using fairlead::loopback::MessageOf;
-using fairlead::loopback::Socket;
+using fairlead::internal::Listener;
+using fairlead::internal::MessageOf;
+using fairlead::internal::Socket;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kPiece = 1796;
@@ -47,7 +47,7 @@ class FairleadClient {
     Check(client_.ConnectTo(&server));
   }
 
-  // Sends the request and gives the length of the answer, or of its beginning.
+  // Sends the request. Returns the length of the reply, or of its first part.
   std::size_t Exchange(const CTCPMessage& request) {
     std::unique_lock<std::mutex> lock(client_.queueMutex);
     Check(client_.SendMsg(&request));
@@ -163,7 +163,7 @@ class AsioClient {
 };
 #endif
 
-// One message there and its echo back.
+// One message and its echo.
 template <typename Client>
 void RoundTrip(benchmark::State& state) {
   const Listener listener = std::move(Listener().Listen());
@@ -185,7 +185,7 @@ void RoundTrip(benchmark::State& state) {
   server.join();
 }
 
-// A few megabytes from the peer, one piece at a time.
+// A few megabytes from the server, one message at a time.
 template <typename Client>
 void Flood(benchmark::State& state) {
   const Listener listener = std::move(Listener().Listen());
@@ -208,8 +208,8 @@ void Flood(benchmark::State& state) {
   server.join();
 }
 
-// Accepts and ends connections until one brings a byte. The resets keep used
-// ports free.
+// Accepts and resets connections until one receives a byte. Resets leave no
+// port in TIME_WAIT.
 void ServeConnections(const Listener& listener) {
   for (bool more = true; more;) {
     Socket peer = listener.Accept();
@@ -228,7 +228,7 @@ void ConnectAndClose(benchmark::State& state) {
   server.join();
 }
 
-// Closing a client whose thread is waiting for input.
+// Closing a client whose thread waits for input.
 template <typename Client>
 void Close(benchmark::State& state) {
   const Listener listener = std::move(Listener().Listen());
@@ -255,7 +255,7 @@ double ProcessorSeconds() {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// The processor's time that a connected client takes in ten idle seconds.
+// The processor time of a connected client in ten idle seconds.
 template <typename Client>
 void TenIdleSeconds(benchmark::State& state) {
   const Listener listener = std::move(Listener().Listen());
@@ -269,7 +269,7 @@ void TenIdleSeconds(benchmark::State& state) {
   }
 }
 
-// Registers every race for one competitor.
+// Registers all benchmarks of one implementation.
 template <typename Client>
 void Register(const std::string& competitor) {
   using benchmark::RegisterBenchmark;

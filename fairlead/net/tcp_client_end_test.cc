@@ -1,9 +1,7 @@
 // How a connection ends, and what it leaves: threads, descriptors, signals.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -16,44 +14,39 @@
 #include <thread>
 #include <vector>
 
-#include "fairlead/net/loopback.h"
+#include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
+#include "fairlead/testing/captured_output.h"
 
 namespace fairlead {
 namespace {
 
-using loopback::BodyOf;
-using loopback::CountDescriptors;
-using loopback::CountEntries;
-using loopback::Listener;
-using loopback::MessageOf;
-using loopback::Pair;
-using loopback::Socket;
-using loopback::WaitForEnd;
-using loopback::WaitForMessages;
-using loopback::WaitForThreads;
-using loopback::WaitingConsumer;
-using loopback::WaitUntil;
+using internal::BodyOf;
+using internal::CountDescriptors;
+using internal::CountEntries;
+using internal::Exchanges;
+using internal::Listener;
+using internal::MessageOf;
+using internal::Pair;
+using internal::Socket;
+using internal::WaitForEnd;
+using internal::WaitForMessages;
+using internal::WaitForThreads;
+using internal::WaitingConsumer;
+using internal::WaitUntil;
 
 #if defined(__SANITIZE_THREAD__)
 constexpr int kCycles = 2000;
+constexpr int kRounds = 500;
 #else
 constexpr int kCycles = 10000;
+constexpr int kRounds = 2000;
 #endif
 
 // Some sanitizers add a thread of theirs to the first one that starts.
 int CountThreads() {
   std::thread([] {}).join();
   return CountEntries("/proc/self/task");
-}
-
-// Sends a message and pops its echo.
-void ExpectExchange(CTCPClient& client, const Socket& peer) {
-  const CTCPMessage request = MessageOf("ping");
-  ASSERT_TRUE(client.SendMsg(&request));
-  ASSERT_TRUE(peer.Send(peer.Receive(4)));
-  ASSERT_TRUE(WaitForMessages(client, 1));
-  EXPECT_EQ(BodyOf(client.PopMessage()), "ping");
 }
 
 TEST(TcpClientEndTest, TerminatesAClientThatNeverConnected) {
@@ -129,14 +122,14 @@ TEST(TcpClientEndTest, StaysUnterminatedAfterThePeerHasClosed) {
 }
 
 TEST(TcpClientEndTest, EndsQuietlyWhenThePeerResets) {
-  testing::internal::CaptureStdout();
+  internal::CapturedOutput output;
   Pair pair;
   pair.peer.Reset();
   EXPECT_TRUE(WaitForEnd(pair.client));
   EXPECT_TRUE(pair.client.IsNotTerminated());
   EXPECT_EQ(pair.client.MessagesCount(), 0);
   pair.client.Close();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(output.Take(), "");
 }
 
 // However many threads go on asking for the socket, closing gets hold of it.
@@ -155,6 +148,24 @@ TEST(TcpClientEndTest, TerminatesWhileManyThreadsGoOnSending) {
   for (std::thread& thread : threads) thread.join();
   const CTCPMessage nothing;
   EXPECT_FALSE(pair.client.SendMsg(&nothing));
+}
+
+// A thread that waits for the end of another one's wait misses nothing of it.
+TEST(TcpClientEndTest, TerminatesFromManyThreadsAtOnce) {
+  const Listener listener = std::move(Listener().Listen());
+  for (int round = 0; round < kRounds; ++round) {
+    CTCPClient client;
+    ASSERT_TRUE(client.ConnectTo(&listener.endpoint()));
+    Socket peer = listener.Accept();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i)
+      threads.emplace_back([&client] { client.Terminate(); });
+    threads.emplace_back([&client] { client.Close(); });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_FALSE(client.IsNotTerminated());
+    EXPECT_TRUE(peer.ReceiveEnd());
+    peer.Reset();
+  }
 }
 
 TEST(TcpClientEndTest, WakesAConsumerWhenItTerminates) {
@@ -217,7 +228,7 @@ TEST(TcpClientEndTest, CanConnectAgainOnceClosed) {
   for (int round = 0; round < 3; ++round) {
     ASSERT_TRUE(client.ConnectTo(&listener.endpoint()));
     EXPECT_TRUE(client.IsNotTerminated());
-    ExpectExchange(client, listener.Accept());
+    EXPECT_TRUE(Exchanges(client, listener.Accept()));
     client.Close();
   }
 }
@@ -231,69 +242,6 @@ TEST(TcpClientDeathTest, EndsTheProcessWhenConnectedTwice) {
         pair.client.ConnectTo(&pair.listener.endpoint());
       },
       testing::ExitedWithCode(7), "");
-}
-
-// Sets standard input aside, so that the next descriptor is 0.
-class WithoutStandardInput {
- public:
-  WithoutStandardInput() : kept_(fcntl(STDIN_FILENO, F_DUPFD, 100)) {
-    close(STDIN_FILENO);
-  }
-  ~WithoutStandardInput() {
-    if (kept_ == -1) return;
-    dup2(kept_, STDIN_FILENO);
-    close(kept_);
-  }
-  WithoutStandardInput(const WithoutStandardInput&) = delete;
-  WithoutStandardInput& operator=(const WithoutStandardInput&) = delete;
-
- private:
-  const int kept_;
-};
-
-TEST(TcpClientDescriptorTest, IsNeverZero) {
-  const Listener listener = std::move(Listener().Listen());
-  const int descriptors = CountDescriptors();
-  {
-    const WithoutStandardInput closed;
-    CTCPClient client;
-    ASSERT_TRUE(client.ConnectTo(&listener.endpoint()));
-    EXPECT_EQ(fcntl(0, F_GETFD), -1);  // Closed as it was.
-    const Socket peer = listener.Accept();
-    ASSERT_EQ(peer.number(), 0);
-    ASSERT_TRUE(peer.Send("x"));
-    ASSERT_TRUE(WaitForMessages(client, 1));
-    const int sock = client.PopMessage().sock;
-    EXPECT_GT(sock, 2);  // Not one of the standard three.
-    EXPECT_EQ(fcntl(sock, F_GETFD), FD_CLOEXEC);
-    ExpectExchange(client, peer);
-    client.Close();
-    EXPECT_NE(fcntl(0, F_GETFD), -1);  // Not ours: left alone.
-  }
-  EXPECT_EQ(CountDescriptors(), descriptors);
-}
-
-TEST(TcpClientDescriptorTest, IsNoneWhereNoNumberAboveZeroIsLeft) {
-  rlimit before = {};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  CTCPClient client;
-  {
-    const WithoutStandardInput closed;
-    const rlimit few = {3, before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
-    EXPECT_FALSE(client.CreateMainSock());
-    EXPECT_EQ(fcntl(0, F_GETFD), -1);
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-  }
-  const CTCPMessage nothing;
-  EXPECT_FALSE(client.SendMsg(&nothing));
-}
-
-TEST(TcpClientDescriptorTest, IsClosedOnExec) {
-  Pair pair;
-  ASSERT_TRUE(pair.peer.Send("x"));
-  ASSERT_TRUE(WaitForMessages(pair.client, 1));
-  EXPECT_EQ(fcntl(pair.client.PopMessage().sock, F_GETFD), FD_CLOEXEC);
 }
 
 // The mask of this thread, which a test may change, comes back at its end.
@@ -335,11 +283,11 @@ TEST_F(TcpClientSignalTest, IsLeftToThreadsOfTheProgram) {
   Pair pair;
   ChangeMask(SIG_BLOCK);
   kill(getpid(), SIGUSR1);
-  ExpectExchange(pair.client, pair.peer);
+  EXPECT_TRUE(Exchanges(pair.client, pair.peer));
   EXPECT_EQ(handledBy, 0);
   ChangeMask(SIG_UNBLOCK);
   EXPECT_EQ(handledBy, static_cast<int>(syscall(SYS_gettid)));
-  ExpectExchange(pair.client, pair.peer);
+  EXPECT_TRUE(Exchanges(pair.client, pair.peer));
 }
 
 TEST_F(TcpClientSignalTest, FindsTheMaskOfTheCallerUnchanged) {
@@ -348,7 +296,7 @@ TEST_F(TcpClientSignalTest, FindsTheMaskOfTheCallerUnchanged) {
   sigset_t after;
   pthread_sigmask(SIG_SETMASK, nullptr, &before);
   Pair pair;
-  ExpectExchange(pair.client, pair.peer);
+  EXPECT_TRUE(Exchanges(pair.client, pair.peer));
   pair.client.Close();
   pthread_sigmask(SIG_SETMASK, nullptr, &after);
   for (int signal = 1; signal < NSIG; ++signal)

@@ -1,11 +1,8 @@
-// Every system call of the client that can fail, made to fail; and what each
-// call was asked for. The calls are this program's own, and go on to the
-// system's unless a test says otherwise.
+// Connecting, receiving and closing while system calls fail, and what each call
+// is asked for.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -14,146 +11,38 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <functional>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
-#include "fairlead/export.h"
-#include "fairlead/net/loopback.h"
+#include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
+#include "fairlead/net/tcp_client_calls_testing.h"
+#include "fairlead/testing/captured_output.h"
 
 namespace fairlead {
 namespace {
 
-using loopback::CountDescriptors;
-using loopback::Listener;
-using loopback::MessageOf;
-using loopback::Pair;
-using loopback::WaitForEnd;
-using loopback::WaitForMessages;
-using loopback::WaitingConsumer;
-using loopback::WaitUntil;
+using internal::calls;
+using internal::CapturedOutput;
+using internal::CountDescriptors;
+using internal::Fail;
+using internal::IsOpen;
+using internal::Listener;
+using internal::Pair;
+using internal::WaitForEnd;
+using internal::WaitForMessages;
+using internal::WaitingConsumer;
 
-// What is called in the place of the system; empty functions stand for it. Set
-// before a client connects and cleared after it has closed.
-struct Calls {
-  std::function<int(int, int, int)> socket;
-  std::function<int(int, const sockaddr*, socklen_t)> connect;
-  std::function<int(int, int, int, const void*, socklen_t)> setsockopt;
-  std::function<int(int, fd_set*, fd_set*, fd_set*, timeval*)> select;
-  std::function<ssize_t(int, void*, std::size_t, int)> recv;
-  std::function<ssize_t(int, const void*, std::size_t, int)> send;
-  std::function<int(int, int)> shutdown;
-  std::function<int(int)> close;
-} calls;
-
-// The system's call of that name.
-template <typename Function>
-Function* System(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-#define FAIRLEAD_SYSTEM(name) System<decltype(::name)>(#name)
-
-int Fail(int error) {
-  errno = error;
-  return -1;
-}
-
-bool IsOpen(int descriptor) { return fcntl(descriptor, F_GETFD) != -1; }
-
-}  // namespace
-}  // namespace fairlead
-
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the
-// system's headers have no names of use to a reader.
-extern "C" {
-
-FAIRLEAD_EXPORT int socket(int domain, int type, int protocol) noexcept {
-  using fairlead::calls;
-  if (calls.socket) return calls.socket(domain, type, protocol);
-  return fairlead::FAIRLEAD_SYSTEM(socket)(domain, type, protocol);
-}
-
-FAIRLEAD_EXPORT int connect(int sock, const sockaddr* peer, socklen_t size) {
-  using fairlead::calls;
-  if (calls.connect) return calls.connect(sock, peer, size);
-  return fairlead::FAIRLEAD_SYSTEM(connect)(sock, peer, size);
-}
-
-FAIRLEAD_EXPORT int setsockopt(int sock, int level, int name, const void* value,
-                               socklen_t size) noexcept {
-  using fairlead::calls;
-  if (calls.setsockopt) return calls.setsockopt(sock, level, name, value, size);
-  return fairlead::FAIRLEAD_SYSTEM(setsockopt)(sock, level, name, value, size);
-}
-
-FAIRLEAD_EXPORT int select(int end, fd_set* read, fd_set* write, fd_set* error,
-                           timeval* limit) {
-  using fairlead::calls;
-  if (calls.select) return calls.select(end, read, write, error, limit);
-  return fairlead::FAIRLEAD_SYSTEM(select)(end, read, write, error, limit);
-}
-
-// By another name in here: the headers may hold a checked recv of their own.
-FAIRLEAD_EXPORT ssize_t OwnRecv(int sock, void* data, std::size_t size,
-                                int flags) __asm__("recv");
-
-ssize_t OwnRecv(int sock, void* data, std::size_t size, int flags) {
-  using fairlead::calls;
-  if (calls.recv) return calls.recv(sock, data, size, flags);
-  return fairlead::FAIRLEAD_SYSTEM(recv)(sock, data, size, flags);
-}
-
-FAIRLEAD_EXPORT ssize_t send(int sock, const void* data, std::size_t size,
-                             int flags) {
-  using fairlead::calls;
-  if (calls.send) return calls.send(sock, data, size, flags);
-  return fairlead::FAIRLEAD_SYSTEM(send)(sock, data, size, flags);
-}
-
-FAIRLEAD_EXPORT int shutdown(int sock, int how) noexcept {
-  using fairlead::calls;
-  if (calls.shutdown) return calls.shutdown(sock, how);
-  return fairlead::FAIRLEAD_SYSTEM(shutdown)(sock, how);
-}
-
-FAIRLEAD_EXPORT int close(int descriptor) {
-  using fairlead::calls;
-  if (calls.close) return calls.close(descriptor);
-  return fairlead::FAIRLEAD_SYSTEM(close)(descriptor);
-}
-
-}  // extern "C"
-// NOLINTEND(readability-inconsistent-declaration-parameter-name)
-
-namespace fairlead {
-namespace {
-
-class TcpClientFaultsTest : public testing::Test {
- protected:
-  ~TcpClientFaultsTest() override { calls = {}; }
-
-  // The descriptor that the client is given is noted here.
-  void NoteSocket() {
-    calls.connect = [this](int sock, const sockaddr* peer, socklen_t size) {
-      sock_ = sock;
-      return FAIRLEAD_SYSTEM(connect)(sock, peer, size);
-    };
-  }
-
-  int sock_ = -1;
-};
+using TcpClientFaultsTest = internal::InterposedCallsTest;
 
 TEST_F(TcpClientFaultsTest, SystemHasNoSocket) {
   calls.socket = [](int, int, int) { return Fail(EMFILE); };
   CTCPClient client;
   const NetClient anybody;
-  testing::internal::CaptureStdout();
+  CapturedOutput output;
   EXPECT_FALSE(client.ConnectTo(&anybody));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(output.Take(), "");
   const CTCPMessage nothing;
   EXPECT_FALSE(client.SendMsg(&nothing));
   client.Close();
@@ -178,7 +67,7 @@ TEST_F(TcpClientFaultsTest, AsksForAnIpv4StreamSocket) {
     return Fail(EMFILE);
   };
   EXPECT_FALSE(CTCPClient().CreateMainSock());
-  EXPECT_EQ(asked, (std::vector<int>{AF_INET, SOCK_STREAM, 0}));
+  EXPECT_EQ(asked, (std::vector<int>{AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0}));
 }
 
 TEST_F(TcpClientFaultsTest, PrintsTheErrorOfAConnection) {
@@ -189,9 +78,9 @@ TEST_F(TcpClientFaultsTest, PrintsTheErrorOfAConnection) {
     return Fail(ETIMEDOUT);
   };
   CTCPClient client;
-  testing::internal::CaptureStdout();
+  CapturedOutput output;
   EXPECT_FALSE(client.ConnectTo(&Listener().endpoint()));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "err=110\n");
+  EXPECT_EQ(output.Take(), "err=110\n");
   EXPECT_TRUE(IsOpen(tried));
   client.Terminate();
   EXPECT_FALSE(IsOpen(tried));
@@ -343,184 +232,6 @@ TEST_F(TcpClientFaultsTest, TerminateTellsThePeerNothingBeforeItCloses) {
   peer = pair.peer.number();
   pair.client.Close();
   EXPECT_TRUE(pair.peer.ReceiveEnd());
-}
-
-TEST_F(TcpClientFaultsTest, ReportsAShortSend) {
-  Pair pair;
-  const CTCPMessage message = MessageOf("12345");
-  for (const int sent : {0, 1, 4}) {
-    calls.send = [sent](int, const void*, std::size_t, int) { return sent; };
-    EXPECT_FALSE(pair.client.SendMsg(&message)) << sent;
-  }
-  calls.send = [](int, const void*, std::size_t, int) { return 5; };
-  EXPECT_TRUE(pair.client.SendMsg(&message));
-}
-
-TEST_F(TcpClientFaultsTest, ReportsAFailedSend) {
-  Pair pair;
-  for (const int error : {EAGAIN, EINTR, EPIPE, ECONNRESET}) {
-    for (const CTCPMessage& message : {MessageOf("12345"), MessageOf("")}) {
-      int sends = 0;
-      calls.send = [&](int, const void*, std::size_t, int) {
-        ++sends;
-        return Fail(error);
-      };
-      EXPECT_FALSE(pair.client.SendMsg(&message)) << error;
-      EXPECT_EQ(sends, 1);  // Nothing is tried again.
-    }
-  }
-}
-
-TEST_F(TcpClientFaultsTest, SendsOnceWithoutFlags) {
-  NoteSocket();
-  Pair pair;
-  const CTCPMessage message = MessageOf("12345");
-  int sends = 0;
-  calls.send = [&](int sock, const void* data, std::size_t size, int flags) {
-    EXPECT_EQ(sock, sock_);
-    EXPECT_EQ(data, message.data);  // Not copied.
-    EXPECT_EQ(size, 5U);
-    EXPECT_EQ(flags, 0);
-    ++sends;
-    return 5;
-  };
-  EXPECT_TRUE(pair.client.SendMsg(&message));
-  EXPECT_EQ(sends, 1);
-}
-
-// A send on its way while the peer closes: the number stays its socket's until
-// it has returned.
-TEST_F(TcpClientFaultsTest, ClosesNoDescriptorDuringASend) {
-  NoteSocket();
-  std::atomic<bool> closing = false;
-  std::atomic<bool> closed = false;
-  calls.shutdown = [&](int sock, int how) {
-    closing = true;
-    return FAIRLEAD_SYSTEM(shutdown)(sock, how);
-  };
-  calls.close = [&](int descriptor) {
-    if (descriptor == sock_) closed = closing = true;
-    return FAIRLEAD_SYSTEM(close)(descriptor);
-  };
-  Pair pair;
-  calls.send = [&](int, const void*, std::size_t, int) -> ssize_t {
-    pair.peer.Close();
-    while (!closing) std::this_thread::yield();
-    EXPECT_FALSE(closed);
-    return 1;
-  };
-  const CTCPMessage message = MessageOf("x");
-  EXPECT_TRUE(pair.client.SendMsg(&message));
-  pair.client.Close();
-  EXPECT_TRUE(closed);
-}
-
-// The same for the call by which Terminate wakes the receive thread.
-TEST_F(TcpClientFaultsTest, ClosesNoDescriptorThatTerminateWakes) {
-  NoteSocket();
-  std::atomic<bool> waiting = false;
-  std::atomic<bool> closing = false;
-  std::atomic<bool> closed = false;
-  std::function<void()> closePeer;
-  calls.select = [&](int end, fd_set* read, fd_set*, fd_set*, timeval* limit) {
-    waiting = true;  // The thread has seen that it is to go on.
-    return FAIRLEAD_SYSTEM(select)(end, read, nullptr, nullptr, limit);
-  };
-  calls.close = [&](int descriptor) {
-    if (descriptor == sock_) closed = closing = true;
-    return FAIRLEAD_SYSTEM(close)(descriptor);
-  };
-  calls.shutdown = [&](int sock, int how) {
-    if (how == SHUT_RD) {
-      closePeer();
-      while (!closing) std::this_thread::yield();
-      EXPECT_FALSE(closed);
-    }
-    closing = true;
-    return FAIRLEAD_SYSTEM(shutdown)(sock, how);
-  };
-  Pair pair;
-  closePeer = [&pair] { pair.peer.Close(); };
-  while (!waiting) std::this_thread::yield();
-  pair.client.Terminate();
-  EXPECT_TRUE(closed);
-}
-
-// A send waits for room while the client is closed: it ends, at once.
-TEST_F(TcpClientFaultsTest, EndsASendThatWaitsWhenItCloses) {
-  std::atomic<bool> full = false;
-  calls.setsockopt = [](int, int, int, const void*, socklen_t) { return 0; };
-  calls.send = [&](int sock, const void* data, std::size_t size, int) {
-    const ssize_t sent =
-        FAIRLEAD_SYSTEM(send)(sock, data, size, MSG_DONTWAIT | MSG_NOSIGNAL);
-    if (sent == static_cast<ssize_t>(size)) return sent;
-    full = true;  // Without a time-out, the next one waits for ever.
-    return FAIRLEAD_SYSTEM(send)(sock, data, size, MSG_NOSIGNAL);
-  };
-  Pair pair;
-  std::thread sending([&] {
-    const CTCPMessage message = MessageOf(std::string(1800, 'x'));
-    while (pair.client.SendMsg(&message)) {
-    }
-  });
-  while (!full) std::this_thread::yield();
-  pair.client.Close();
-  sending.join();
-}
-
-// Numbers that an fd_set has no room for.
-TEST_F(TcpClientFaultsTest, WorksWithDescriptorsOfAnyNumber) {
-  rlimit before = {};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  const rlimit most = {before.rlim_max, before.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &most), 0);
-  NoteSocket();
-  for (const int number : {1022, 1023, 1024, 1025, 2047, 2048, 4999, 19999}) {
-    if (static_cast<rlim_t>(number) >= before.rlim_max) continue;
-    SCOPED_TRACE(number);
-    calls.socket = [number](int domain, int type, int protocol) {
-      const int sock = FAIRLEAD_SYSTEM(socket)(domain, type, protocol);
-      if ((type & SOCK_CLOEXEC) != 0) return sock;  // The listener's.
-      const int moved = fcntl(sock, F_DUPFD, number);
-      close(sock);
-      return moved;
-    };
-    Pair pair;
-    ASSERT_EQ(sock_, number);
-    for (int i = 0; i < 3; ++i) {
-      ASSERT_TRUE(pair.peer.Send("x"));
-      ASSERT_TRUE(WaitForMessages(pair.client, 1));
-      const CTCPMessage message = pair.client.PopMessage();
-      EXPECT_EQ(message.sock, number);
-      EXPECT_TRUE(pair.client.SendMsg(&message));
-      EXPECT_EQ(pair.peer.Receive(1), "x");
-    }
-    pair.peer.Close();
-    EXPECT_TRUE(WaitUntil(pair.client, [&] { return !IsOpen(number); }));
-  }
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-}
-
-// A program may take the socket away while the thread waits; the thread then
-// has none, and does not mistake that for descriptor 0.
-TEST_F(TcpClientFaultsTest, EndsWhereItsSocketIsForgotten) {
-  NoteSocket();
-  std::atomic<bool> waiting = false;
-  std::vector<int> ends;
-  calls.select = [&](int end, fd_set* read, fd_set*, fd_set*, timeval* limit) {
-    ends.push_back(end);
-    waiting = true;
-    return FAIRLEAD_SYSTEM(select)(end, read, nullptr, nullptr, limit);
-  };
-  Pair pair;
-  while (!waiting) std::this_thread::yield();
-  calls.socket = [](int, int, int) { return Fail(EMFILE); };
-  EXPECT_FALSE(pair.client.CreateMainSock());
-  ASSERT_TRUE(pair.peer.Send("x"));  // Ends the wait that is in progress.
-  EXPECT_TRUE(WaitForMessages(pair.client, 1));
-  pair.client.Close();
-  EXPECT_EQ(ends, std::vector<int>{sock_ + 1});
-  close(sock_);
 }
 
 }  // namespace

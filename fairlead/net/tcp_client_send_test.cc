@@ -17,16 +17,16 @@
 #include <utility>
 #include <vector>
 
-#include "fairlead/net/loopback.h"
+#include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
 
 namespace fairlead {
 namespace {
 
-using loopback::MessageOf;
-using loopback::Pair;
-using loopback::Socket;
-using loopback::WaitForEnd;
+using internal::MessageOf;
+using internal::Pair;
+using internal::Socket;
+using internal::WaitForEnd;
 
 std::pair<Socket, Socket> SocketPair() {
   std::array<int, 2> numbers = {-1, -1};

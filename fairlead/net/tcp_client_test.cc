@@ -17,21 +17,24 @@
 #include <type_traits>
 #include <vector>
 
-#include "fairlead/net/loopback.h"
+#include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/peer_label.h"
+#include "fairlead/testing/captured_output.h"
 #include "fairlead/text/strings.h"
 
 namespace fairlead {
 namespace {
 
-using loopback::BodyOf;
-using loopback::CountDescriptors;
-using loopback::Listener;
-using loopback::MessageOf;
-using loopback::Pair;
-using loopback::Socket;
-using loopback::WaitForEnd;
-using loopback::WaitForMessages;
+using internal::BodyOf;
+using internal::CountDescriptors;
+using internal::Exchanges;
+using internal::Listener;
+using internal::MessageOf;
+using internal::Pair;
+using internal::PrintedBy;
+using internal::Socket;
+using internal::WaitForEnd;
+using internal::WaitForMessages;
 
 static_assert(sizeof(NetClient) == 16);
 static_assert(sizeof(CTCPMessage::data) == 1800);
@@ -64,14 +67,6 @@ std::string PopBytes(CTCPClient& client, std::size_t count) {
     bytes += BodyOf(message);
   }
   return bytes;
-}
-
-// Sets the console aside, and gives back what the calls printed meanwhile.
-template <typename Calls>
-std::string OutputOf(Calls calls) {
-  testing::internal::CaptureStdout();
-  calls();
-  return testing::internal::GetCapturedStdout();
 }
 
 TEST(NetClientTest, StartsAsNoAddressAtAll) {
@@ -125,7 +120,7 @@ TEST(PeerLabelTest, NamesEveryKindOfPeer) {
     NetClient peer;
     peer.addr.sin_addr.s_addr = inet_addr(c.address);
     peer.addr.sin_port = htons(c.port);
-    EXPECT_EQ(PeerLabel(peer), c.label);
+    EXPECT_EQ(internal::PeerLabel(peer), c.label);
   }
 }
 
@@ -167,7 +162,8 @@ TEST(TcpClientTest, ExchangesAsItsDocumentationShows) {
 TEST(TcpClientTest, FillsEveryFieldOfAReceivedMessage) {
   Pair pair;
   ASSERT_TRUE(pair.connected);
-  const TheTime before;
+  ASSERT_TRUE(Exchanges(pair.client, pair.peer));
+  const TheTime before;  // After the first message: each has its own time.
   ASSERT_TRUE(pair.peer.Send("one"));
   ASSERT_TRUE(WaitForMessages(pair.client, 1));
   const TheTime after;
@@ -310,7 +306,7 @@ TEST(TcpClientTest, TellsTheNumberOfAFailedConnection) {
   const int descriptors = CountDescriptors();
   CTCPClient client;
   EXPECT_EQ(
-      OutputOf([&] { EXPECT_FALSE(client.ConnectTo(&refusing.endpoint())); }),
+      PrintedBy([&] { EXPECT_FALSE(client.ConnectTo(&refusing.endpoint())); }),
       "err=111\n");
   EXPECT_EQ(CountDescriptors(), descriptors + 1);  // The socket is kept,
   EXPECT_TRUE(client.IsNotTerminated());
@@ -322,7 +318,7 @@ TEST(TcpClientTest, TellsTheNumberOfAFailedConnection) {
 TEST(TcpClientTest, ClosesTheSocketOfAFailedConnectionWithItself) {
   const Listener refusing;
   const int descriptors = CountDescriptors();
-  EXPECT_EQ(OutputOf([&] {
+  EXPECT_EQ(PrintedBy([&] {
               CTCPClient client;
               EXPECT_FALSE(client.ConnectTo(&refusing.endpoint()));
             }),
@@ -331,7 +327,7 @@ TEST(TcpClientTest, ClosesTheSocketOfAFailedConnectionWithItself) {
 }
 
 TEST(TcpClientTest, PrintsNothingOnSuccess) {
-  EXPECT_EQ(OutputOf([] {
+  EXPECT_EQ(PrintedBy([] {
               Pair pair;
               EXPECT_TRUE(pair.connected);
               pair.client.Close();

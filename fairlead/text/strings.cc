@@ -1,4 +1,5 @@
 // Text helpers: trimming, case, numbers as text and back, packed strings.
+
 #include "fairlead/text/strings.h"
 
 #include <algorithm>
@@ -8,12 +9,14 @@
 #include <climits>
 #include <limits>
 
+#include "fairlead/text/trimmed.h"
+
 namespace fairlead {
 namespace {
 
-constexpr std::size_t kLongestPascalString = 255;
+constexpr std::size_t kMaxPascalString = 255;
 
-// The decimal text of `number`, with zeros after the sign up to `width`.
+// The decimal text of `number`, zero-padded after the sign to `width`.
 template <typename Integer>
 std::string Decimal(Integer number, std::size_t width) {
   std::array<char, std::numeric_limits<Integer>::digits10 + 2> digits;
@@ -26,14 +29,14 @@ std::string Decimal(Integer number, std::size_t width) {
   return text;
 }
 
-// White space of the classic locale, which no program's setlocale changes.
+// Whitespace of the classic locale, independent of setlocale.
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-// The text with every byte looked up in one of the C library's tables, which
-// toupper and tolower read for the locale of the moment; to fetch the table
-// once saves a call a byte. It holds an entry for every signed char.
+// The text with every byte mapped by a table of the C library: the one that
+// toupper or tolower uses in the current locale. Reading it directly saves a
+// call per byte. It has an entry for every signed char.
 std::string Mapped(std::string_view text, const std::int32_t* table) {
   std::string mapped(text);
   for (char& c : mapped)
@@ -41,21 +44,13 @@ std::string Mapped(std::string_view text, const std::int32_t* table) {
   return mapped;
 }
 
-// What a trim leaves of `text`.
+// The part of `text` that a trim keeps.
 std::string_view Trimmed(std::string_view text, std::string_view set,
                          int mode) {
   const auto in_set = [set](char c) {
     return std::find(set.begin(), set.end(), c) != set.end();
   };
-  const char* first = text.data();
-  const char* last = first + text.size();
-  const char* const kept = std::find_if_not(first, last, in_set);
-  if (kept == last) return {};  // Whatever the mode.
-
-  if (mode != 1)
-    while (in_set(last[-1])) --last;
-  if (mode < 2) first = kept;
-  return {first, static_cast<std::size_t>(last - first)};
+  return internal::Trimmed(text, in_set, mode);
 }
 
 char Byte(std::uint32_t value, int shift) {
@@ -105,8 +100,8 @@ std::string INT2STR(int number) {
 }
 
 int WritePascalString(unsigned char* buffer, std::string_view text) {
-  const std::size_t length = std::min(text.size(), kLongestPascalString);
-  // The text goes first: it may stand in the buffer itself.
+  const std::size_t length = std::min(text.size(), kMaxPascalString);
+  // The text moves first, since it may be in the buffer itself.
   std::char_traits<char>::move(reinterpret_cast<char*>(buffer + 1), text.data(),
                                length);
   buffer[0] = static_cast<unsigned char>(length);

@@ -13,125 +13,100 @@
 namespace fairlead {
 
 /// @file
-/// Text here is a string of bytes: any byte may occur, zero included, and no
-/// encoding is known. Bad input never throws; only a failure to allocate a
-/// result does.
-///
-/// @par Thread safety
-/// Every function depends on its arguments alone and may be called from any
-/// number of threads.
+/// Text is bytes: any byte may occur, zero included, and no encoding is
+/// assumed. Only a failed allocation throws. Every function may be called from
+/// any number of threads and depends on its arguments alone, except that
+/// MakeUpper() and MakeLower() use the locale of `setlocale`.
 
-/// Cuts the bytes of `set` off the ends of `text`, in place.
-///
-/// `mode` says at which end: 1 the left one only, 2 or more the right one only,
-/// 0 or less both. A text made of nothing but bytes of `set` becomes empty,
-/// whatever the mode.
-///
+/// Removes the bytes of `set` from the ends of `text`, in place: from the left
+/// end if `mode` is 1, from the right if it is 2 or more, from both if it is 0
+/// or less. A text of nothing but such bytes becomes empty in every mode.
+/// @par Cost
+/// Linear in the bytes removed and, if the left end moves, in those kept. Does
+/// not allocate.
 /// @par Example
 /// @code
 /// std::string text = "  a b  ";
-/// fairlead::Trim(text, " ", 0);  // "a b"
+/// fairlead::Trim(text, " ", 0);  // text == "a b"
 /// @endcode
-/// @par Cost
-/// Linear in the bytes cut and, where the left end was cut, in those that stay.
-/// Allocates nothing.
 FAIRLEAD_EXPORT void Trim(std::string& text, std::string_view set, int mode);
 
-/// What Trim() would leave of `text`, as a string of its own.
+/// Returns what Trim() would leave of `text`.
 FAIRLEAD_EXPORT std::string TrimStr(std::string_view text, std::string_view set,
                                     int mode);
 
-/// The part of `text` from its first to its last byte that is in `set`, or ""
-/// where it holds none: the opposite of a trim.
-///
-/// What stands between the two stays, in the set or not: "ab12x34cd" with the
-/// digits as the set gives "12x34". A zero byte ends the set.
+/// Returns `text` from its first to its last byte that is in `set`, or "" if it
+/// has none. Keeps every byte between the two: "ab12x34cd" with the digits as
+/// the set gives "12x34". A zero byte ends the set.
 FAIRLEAD_EXPORT std::string DecTrim(std::string_view text,
                                     std::string_view set);
 
-/// The text with every byte passed through the system's `toupper`.
-///
-/// Unless the program has set a locale, only the letters a to z change.
+/// Returns the text with every byte converted by the system's `toupper`. Only
+/// the letters a to z change unless the program sets a locale.
 FAIRLEAD_EXPORT std::string MakeUpper(std::string_view text);
 
-/// The text with every byte passed through the system's `tolower`.
-///
-/// Unless the program has set a locale, only the letters A to Z change.
+/// Returns the text with every byte converted by the system's `tolower`. Only
+/// the letters A to Z change unless the program sets a locale.
 FAIRLEAD_EXPORT std::string MakeLower(std::string_view text);
 
-/// The number in decimal, without padding, as `printf` writes it with "%lld".
+/// Returns the number in decimal, as `printf` writes it with "%lld".
 FAIRLEAD_EXPORT std::string inttostr(std::int64_t number);
 
-/// The number in decimal with leading zeros, at least two characters wide, as
-/// `printf` writes it with "%02d": 7 is "07", -5 is "-5", 123 is "123".
+/// Returns the number as `printf` writes it with "%02d": "07", "-5", "123".
 FAIRLEAD_EXPORT std::string lz2(int number);
 
-/// The number in decimal with leading zeros, at least six characters wide, as
-/// `printf` writes it with "%06d": 42 is "000042", -5 is "-00005".
+/// Returns the number as `printf` writes it with "%06d": "000042", "-00005".
 FAIRLEAD_EXPORT std::string lz6(int number);
 
-/// The number as four bytes, most significant first (big-endian).
-///
-/// Not to be mistaken for INT2STR(), which has the other byte order.
+/// Returns four bytes, most significant first (big-endian), unlike INT2STR().
 FAIRLEAD_EXPORT std::string int2str(int number);
 
-/// The number as four bytes, least significant first (little-endian).
-///
-/// Not to be mistaken for int2str(), which has the other byte order.
+/// Returns four bytes, least significant first (little-endian), unlike
+/// int2str().
 FAIRLEAD_EXPORT std::string INT2STR(int number);
 
-/// Writes `text` to `buffer` as a Pascal string: one byte with the length, then
-/// the bytes. A text of more than 255 bytes is cut to its first 255, without
-/// notice.
+/// Writes `text` to `buffer` as a Pascal string: a length byte, then the bytes.
+/// Silently truncates a text of more than 255 bytes to its first 255.
 ///
-/// @param buffer room for one byte more than the text, 256 at most; not checked
-/// @return the number of bytes written, the length byte included (1 to 256)
+/// @param buffer holds one byte more than the text, at most 256; not checked
+/// @return the number of bytes written, including the length byte (1 to 256)
 FAIRLEAD_EXPORT int WritePascalString(unsigned char* buffer,
                                       std::string_view text);
 
-/// Replaces `text` by the Pascal string that stands at `buffer`.
+/// Sets `text` to the Pascal string at `buffer`.
 ///
-/// @param buffer a length byte and as many bytes as it says; not checked
-/// @return the length of the text (0 to 255), one less than what
-///     WritePascalString() returned: to walk on, add 1 for the length byte
+/// @param buffer holds a length byte and that many bytes; not checked
+/// @return the length of the text without the length byte (0 to 255), so the
+///     next string begins one byte more than that after `buffer`
 FAIRLEAD_EXPORT int ReadPascalString(const unsigned char* buffer,
                                      std::string& text);
 
-/// Reads a number from the start of `text`, exactly as a stream set to the
-/// classic locale does with `>>`. Exists for `int` alone.
+/// Reads a number from the start of `text`. Only specialized for `int`.
 template <typename Number>
 bool getval(std::string_view text, Number& target) = delete;
 
-/// Reads a number, or falls back on a default. Exists for `int` alone.
+/// Reads a number, or uses a default. Only specialized for `int`.
 template <typename Number, typename Default>
 bool getval(std::string_view text, Number& target, Default fallback) = delete;
 
-/// Reads an `int` from the start of `text`: white space is skipped, then come
-/// an optional sign and decimal digits. What follows the number is not looked
-/// at, so "12abc" is 12.
+/// Reads an `int` from the start of `text`, exactly as `>>` reads it from a
+/// stream with the classic locale: whitespace is skipped, then comes an
+/// optional sign, then decimal digits. The rest is ignored, so "12abc" is 12.
 ///
-/// @return false where no number stands, and for one outside the range of
-///     `int`. The target is then what a stream would leave: untouched where
-///     there was nothing but white space, 0 where there was no digit, the
-///     nearest `int` where the number was out of range.
+/// @return false if there is no number or it is out of the range of `int`. The
+///     target is then unchanged if the text is only whitespace, 0 if there is
+///     no digit, and the nearest `int` if the number is out of range.
 /// @par Cost
-/// Linear in the white space and the digits; no stream is made.
+/// Linear in the whitespace and the digits; creates no stream.
 template <>
-FAIRLEAD_EXPORT bool getval<int>(std::string_view text, int& target);
+FAIRLEAD_EXPORT_SPECIALIZATION bool getval<int>(std::string_view text,
+                                                int& target);
 
-/// Reads an `int` as getval<int>() does; where that fails, the target becomes
-/// `fallback`.
-///
-/// @return what getval<int>() returned
-/// @par Example
-/// @code
-/// int port = 0;
-/// fairlead::getval<int, int>("80 or so", port, 21);  // true, 80
-/// fairlead::getval<int, int>("none", port, 21);      // false, 21
-/// @endcode
+/// Reads an `int` as getval<int>() does and returns the same. On failure, sets
+/// the target to `fallback`.
 template <>
-FAIRLEAD_EXPORT bool getval<int, int>(std::string_view text, int& target,
-                                      int fallback);
+FAIRLEAD_EXPORT_SPECIALIZATION bool getval<int, int>(std::string_view text,
+                                                     int& target, int fallback);
 
 }  // namespace fairlead
 

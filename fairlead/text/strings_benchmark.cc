@@ -1,5 +1,6 @@
-// Races the text helpers: numbers from and to text, trimming, case. Where ours
-// returns a std::string, so does every competitor.
+// The text helpers beside other libraries: numbers from and to text, trimming,
+// case. Where fairlead returns a std::string, so does every peer.
+
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -31,7 +32,7 @@ namespace {
 constexpr int kInputs = 1000;
 constexpr char kWhiteSpace[] = " \t\n\v\f\r";
 
-// Numbers of every length, as many short as long ones.
+// Numbers of every length, short and long ones equally often.
 std::vector<int> Numbers() {
   std::mt19937 random(1);
   std::vector<int> numbers;
@@ -49,13 +50,13 @@ std::string Letters(std::mt19937& random, std::size_t length) {
   return text;
 }
 
-// Runs `convert` over all inputs, having checked that it gives the answers.
-template <typename Input, typename Answer, typename Convert>
-void Race(benchmark::State& state, const std::vector<Input>& inputs,
-          const std::vector<Answer>& answers, Convert convert) {
+// Times `convert` on all inputs, after checking its results.
+template <typename Input, typename Output, typename Convert>
+void Time(benchmark::State& state, const std::vector<Input>& inputs,
+          const std::vector<Output>& expected, Convert convert) {
   for (std::size_t i = 0; i < inputs.size(); ++i) {
-    if (convert(inputs[i]) != answers[i]) {
-      state.SkipWithError("a wrong answer");
+    if (convert(inputs[i]) != expected[i]) {
+      state.SkipWithError("wrong result");
       return;
     }
   }
@@ -69,7 +70,7 @@ void ReadInt(benchmark::State& state, Read read) {
   std::vector<std::string> texts;
   texts.reserve(numbers.size());
   for (const int number : numbers) texts.push_back(std::to_string(number));
-  Race(state, texts, numbers, read);
+  Time(state, texts, numbers, read);
 }
 
 template <typename Write>
@@ -80,7 +81,7 @@ void WriteInt64(benchmark::State& state, Write write) {
     numbers.push_back(std::int64_t{number} * number * number / 7);
     texts.push_back(std::to_string(numbers.back()));
   }
-  Race(state, numbers, texts, write);
+  Time(state, numbers, texts, write);
 }
 
 std::string PrintSixDigits(int number) {
@@ -95,7 +96,7 @@ void WriteSixDigits(benchmark::State& state, Write write) {
   std::vector<std::string> texts;
   texts.reserve(numbers.size());
   for (const int number : numbers) texts.push_back(PrintSixDigits(number));
-  Race(state, numbers, texts, write);
+  Time(state, numbers, texts, write);
 }
 
 template <typename Strip>
@@ -109,7 +110,7 @@ void TrimWhiteSpace(benchmark::State& state, Strip strip) {
     texts.push_back(std::string(random() % 4, ' ') + trimmed.back() +
                     std::string(random() % 4, '\t'));
   }
-  Race(state, texts, trimmed, strip);
+  Time(state, texts, trimmed, strip);
 }
 
 std::string ToUpperByByte(std::string_view text) {
@@ -130,7 +131,7 @@ void Upper(benchmark::State& state, Raise raise) {
     texts.push_back(Letters(random, length));
     raised.push_back(ToUpperByByte(texts.back()));
   }
-  Race(state, texts, raised, raise);
+  Time(state, texts, raised, raise);
 }
 
 BENCHMARK_CAPTURE(ReadInt, fairlead, [](const std::string& text) {
@@ -186,7 +187,7 @@ BENCHMARK_CAPTURE(WriteSixDigits, fmt, [](int number) {
 #ifdef FAIRLEAD_PEER_ABSL_STRINGS
 BENCHMARK_CAPTURE(ReadInt, absl, [](const std::string& text) {
   int number = 0;
-  // Its answer is checked with all the others.
+  // The number is checked, not the status.
   static_cast<void>(absl::SimpleAtoi(text, &number));
   return number;
 });

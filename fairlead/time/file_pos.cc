@@ -1,3 +1,5 @@
+// Offsets as unsigned numbers, hexadecimal digits both ways, and sizes.
+
 #include "fairlead/time/file_pos.h"
 
 #include <algorithm>
@@ -10,12 +12,12 @@
 namespace fairlead {
 namespace {
 
-constexpr std::size_t kDigitsOfHalf = 8;
+constexpr std::size_t kHalfDigits = 8;
 
 constexpr std::array<std::string_view, 7> kUnits = {
     " bytes", " Kb", " Mb", " Gb", " Tb", " Pb", " Eb"};
 
-// The two digits of every byte: half the steps of one digit at a time.
+// The two digits of every byte, so that a number takes half the steps.
 constexpr std::array<std::array<char, 2>, 256> kDigitPairs = [] {
   std::array<std::array<char, 2>, 256> pairs{};
   for (std::size_t byte = 0; byte < pairs.size(); ++byte)
@@ -23,7 +25,7 @@ constexpr std::array<std::array<char, 2>, 256> kDigitPairs = [] {
   return pairs;
 }();
 
-// The value of every character as a digit, -1 for what is none.
+// The value of every character as a digit, -1 if it is none.
 constexpr std::array<int, 256> kDigitValues = [] {
   std::array<int, 256> values{};
   values.fill(-1);
@@ -37,7 +39,7 @@ constexpr std::array<int, 256> kDigitValues = [] {
   return values;
 }();
 
-// Unsigned arithmetic wraps where that of the offset's own type is undefined.
+// Unsigned, so that arithmetic wraps around instead of being undefined.
 std::uint64_t Offset(const CFilePos& at) {
   return static_cast<std::uint64_t>(at.position.__pos);
 }
@@ -58,12 +60,12 @@ double Mebibytes(const CFilePos& at) {
   return static_cast<double>(Offset(at)) * 0x1p-20;
 }
 
-// Reads the usual half: eight characters, all of them digits.
+// Fast path: reads a half of eight characters, all of them digits.
 bool ReadEightDigits(std::string_view digits, std::uint32_t& half) {
-  if (digits.size() != kDigitsOfHalf) return false;
+  if (digits.size() != kHalfDigits) return false;
   int all = 0;  // Negative as soon as one value is.
   half = 0;
-  for (std::size_t i = 0; i < kDigitsOfHalf; ++i) {
+  for (std::size_t i = 0; i < kHalfDigits; ++i) {
     const int value = kDigitValues[static_cast<unsigned char>(digits[i])];
     all |= value;
     half = half << 4U | static_cast<std::uint32_t>(value);
@@ -71,8 +73,8 @@ bool ReadEightDigits(std::string_view digits, std::uint32_t& half) {
   return all >= 0;
 }
 
-// Reads one half of an offset, from the last digit to the first, up to what is
-// no digit. Digits past the eighth are added from the lowest place again.
+// Reads one half of an offset from right to left, and stops at a character that
+// is no digit. From the ninth digit on, adds from the lowest place again.
 bool ReadHalf(std::string_view digits, std::uint32_t& half) {
   if (ReadEightDigits(digits, half)) return true;
   bool ok = true;
@@ -86,14 +88,14 @@ bool ReadHalf(std::string_view digits, std::uint32_t& half) {
 }
 
 struct Size {
-  unsigned whole;         // Units, below 1024 before they are rounded.
-  unsigned steps = 1;     // To a unit: 100 are two decimals, 10 are one.
-  unsigned decimals = 0;  // Steps shown; 0 is never shown.
+  unsigned whole;         // Units, below 1024 before rounding.
+  unsigned steps = 1;     // Steps in a unit: 100 for two decimals, 10 for one.
+  unsigned decimals = 0;  // Steps to show; 0 shows none.
 };
 
-// Rounds `whole` units and `part` 1024ths: one 1024th is added and one step on
-// top, so that the size is never shown too small. Where the steps amount to one
-// more unit, that is shown alone.
+// Rounds `whole` units and `part` 1024ths up: adds one 1024th, then one step,
+// so that the size is never shown too small. Steps that make a unit are added
+// to the whole. Kept for compatibility: exact fractions are rounded up, too.
 Size RoundedUp(unsigned whole, unsigned part) {
   const unsigned steps = whole < 10 ? 100 : whole < 100 ? 10 : 1;
   const unsigned decimals = (part + 1) * steps / 1024 + 1;
@@ -101,7 +103,7 @@ Size RoundedUp(unsigned whole, unsigned part) {
   return {whole, steps, decimals};
 }
 
-// What is written below goes to `at`; each function returns its end.
+// Each of these writes at `at` and returns the end of what it wrote.
 
 char* WriteWhole(char* at, const Size& size) {
   return std::to_chars(at, at + std::numeric_limits<unsigned>::digits10 + 1,
@@ -140,7 +142,7 @@ double CFilePos::DifferenceInMb(const CFilePos& other) const {
 }
 
 std::string CFilePos::GetStr() const {
-  std::string digits(2 * kDigitsOfHalf, '0');
+  std::string digits(2 * kHalfDigits, '0');
   std::uint64_t rest = Offset(*this);
   for (std::size_t at = digits.size(); at > 0; rest >>= 8U) {
     at -= 2;
@@ -159,7 +161,7 @@ int CFilePos::GetFromHex(char c, bool& ok) {
 bool CFilePos::LoadFromString(std::string_view text) {
   if (text.empty()) return false;
   const std::size_t split =
-      text.size() > kDigitsOfHalf ? text.size() - kDigitsOfHalf : 0;
+      text.size() > kHalfDigits ? text.size() - kHalfDigits : 0;
   std::uint32_t low = 0;
   std::uint32_t high = High(*this);
   const bool ok = ReadHalf(text.substr(split), low) &&
@@ -179,7 +181,8 @@ std::string CFilePos::GetText() const {
   std::array<char, 32> text;
   char* const point = WriteWhole(text.data(), size);
   char* at = WriteDecimals(point, size);
-  if (unit >= kUnits.size()) {  // Not before an offset has more than 70 bits.
+  // Kept for compatibility: unreachable, since an offset has 64 bits.
+  if (unit >= kUnits.size()) {
     std::puts("!!! INTERNAL ERROR, the size is too huge.");
     return {point, at};
   }

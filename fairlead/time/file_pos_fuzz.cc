@@ -1,43 +1,27 @@
-// Reads any bytes as the hexadecimal text of a file position, and judges the
-// texts of what comes of it.
+// Reads any bytes as the hexadecimal text of a file position, and checks the
+// position and its texts.
 
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "fairlead/time/file_pos.h"
+#include "fairlead/time/file_pos_testing.h"
 
 namespace {
 
 using fairlead::CFilePos;
+using fairlead::internal::At;
+using fairlead::internal::Offset;
+using fairlead::internal::RestIsKept;
 
 constexpr std::uint64_t kBefore = 0x1122334455667788;
-constexpr int kPattern = 0xA5;
 
 void Require(bool holds) {
   if (!holds) std::abort();
-}
-
-CFilePos Patterned(std::uint64_t offset) {
-  CFilePos made;
-  std::memset(&made.position, kPattern, sizeof made.position);
-  made.position.__pos = static_cast<std::int64_t>(offset);
-  return made;
-}
-
-std::uint64_t Offset(const CFilePos& at) {
-  return static_cast<std::uint64_t>(at.position.__pos);
-}
-
-void RequireRestKept(const CFilePos& at) {
-  const CFilePos before = Patterned(0);
-  Require(std::memcmp(&at.position.__state, &before.position.__state,
-                      sizeof before.position.__state) == 0);
-  Require(at.additions == 0);
 }
 
 bool AllDigits(const std::string& text) {
@@ -64,7 +48,7 @@ void RequireRoundTrip(const CFilePos& at) {
   Require(Offset(back) == Offset(at));
 }
 
-// The size is that of a unit which the offset has reached, and never too small.
+// The size uses a unit that the offset reaches, and is never too small.
 void RequireSize(const CFilePos& at) {
   static constexpr const char* kUnits[] = {" bytes", " Kb", " Mb", " Gb",
                                            " Tb",    " Pb", " Eb"};
@@ -85,11 +69,11 @@ void RequireSize(const CFilePos& at) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
   const std::string text(data, data + size);
-  CFilePos at = Patterned(kBefore);
+  CFilePos at = At(kBefore);
   const bool loaded = at.LoadFromString(text);
   RequireOutcome(text, loaded, at);
   RequireRoundTrip(at);
   RequireSize(at);
-  RequireRestKept(at);
+  Require(RestIsKept(at));
   return 0;
 }

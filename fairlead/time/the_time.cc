@@ -1,3 +1,5 @@
+// Local time as text and back, by the system's clock and calendar functions.
+
 #include "fairlead/time/the_time.h"
 
 #include <sys/time.h>
@@ -16,31 +18,31 @@
 namespace fairlead {
 namespace {
 
-// Room for the longest form: six numbers of 11 characters make 77.
-using Room = std::array<char, 96>;
+// Holds the longest form: 77 bytes, with six numbers of 11 characters.
+using Buffer = std::array<char, 96>;
 
 constexpr char kNone = '\0';
 
-// The local calendar of an instant; all zero where the system has none.
+// The local calendar date of an instant; all zero if the system refuses it.
 std::tm Local(std::time_t seconds) {
   std::tm local{};
   if (localtime_r(&seconds, &local) == nullptr) local = {};
   return local;
 }
 
-// What is written below goes to `at`; each function returns its end.
+// Each of these writes at `at` and returns the end of what it wrote.
 
 char* WriteText(char* at, std::string_view text) {
   return std::copy(text.begin(), text.end(), at);
 }
 
-// A mark between two numbers, which may be kNone.
+// Writes a separator, or nothing for kNone.
 char* WriteMark(char* at, char mark) {
   *at = mark;
   return mark == kNone ? at : at + 1;
 }
 
-// The number as printf writes it with "%0<width>d".
+// Writes the number as printf does with "%0<width>d".
 char* WriteAny(char* at, std::int64_t number, int width) {
   std::array<char, std::numeric_limits<std::int64_t>::digits10 + 1> digits;
   if (number < 0) {
@@ -69,7 +71,7 @@ char* WriteFour(char* at, std::int64_t number) {
   return WriteTwo(WriteTwo(at, number / 100), number % 100);
 }
 
-// Years and months are wider than `int`: the last year of a `tm` is beyond it.
+// Years and months are 64 bits wide, as the last year of a `tm` exceeds `int`.
 std::int64_t Year(const std::tm& local) {
   return std::int64_t{local.tm_year} + 1900;
 }
@@ -78,7 +80,7 @@ std::int64_t Month(const std::tm& local) {
   return std::int64_t{local.tm_mon} + 1;
 }
 
-// Month and day, with `between` before each.
+// Writes month and day, each after `between`.
 char* WriteMonthAndDay(char* at, const std::tm& local, char between) {
   at = WriteTwo(WriteMark(at, between), Month(local));
   return WriteTwo(WriteMark(at, between), local.tm_mday);
@@ -94,7 +96,7 @@ char* WriteTime(char* at, const std::tm& local, char between) {
   return WriteTwo(WriteMark(at, between), local.tm_sec);
 }
 
-// The usual field: all of its characters are there, and all are digits.
+// Fast path: reads a field that is complete and all digits.
 bool ReadDigits(std::string_view text, std::size_t start, std::size_t length,
                 int& number) {
   if (text.size() < start + length) return false;
@@ -106,8 +108,9 @@ bool ReadDigits(std::string_view text, std::size_t start, std::size_t length,
   return true;
 }
 
-// Reads the number in the `length` characters from `start`, or in those that
-// there are. Unlike a view's own, the message has no positions in it.
+// Reads the number in the `length` characters from `start`, or in as many as
+// there are. The exception is our own: that of std::string_view has a message
+// with positions.
 bool ReadField(std::string_view text, std::size_t start, std::size_t length,
                int& number) {
   if (ReadDigits(text, start, length, number)) return true;
@@ -121,7 +124,8 @@ int TheTime::Update() { return clock_gettime(CLOCK_REALTIME, &ts); }
 
 int TheTime::Difference(const TheTime& other) const {
   const double seconds = DifferenceFloat(other);
-  // What the processor answers too; the language leaves it undefined.
+  // Kept for compatibility: the result of the processor's own conversion, which
+  // the language leaves undefined.
   if (seconds <= INT_MIN - 1.0 || seconds >= INT_MAX + 1.0) return INT_MIN;
   return static_cast<int>(seconds);
 }
@@ -135,7 +139,7 @@ double TheTime::DifferenceFloat(const TheTime& other) const {
 }
 
 void TheTime::SetToPast(int seconds) {
-  // Unsigned, so that it wraps.
+  // Unsigned, so that it wraps around.
   ts.tv_sec = static_cast<std::time_t>(static_cast<std::uint64_t>(ts.tv_sec) -
                                        static_cast<std::uint64_t>(seconds));
 }
@@ -154,7 +158,7 @@ int TheTime::GetDaySec(unsigned int& seconds) const {
 
 std::string TheTime::SaveToString() const {
   const std::tm local = Local(ts.tv_sec);
-  Room text;
+  Buffer text;
   char* at = WriteDate(text.data(), local, kNone);
   at = WriteTime(WriteMark(at, 'x'), local, kNone);
   return {text.data(), at};
@@ -165,14 +169,14 @@ bool TheTime::LoadFromString(std::string_view text) {
   if (!ReadField(text, 0, 4, fields.tm_year)) return false;
   if (!ReadField(text, 4, 2, fields.tm_mon)) return false;
   if (!ReadField(text, 6, 2, fields.tm_mday)) return false;
-  if (text.size() != 8) {  // The date alone means midnight.
+  if (text.size() != 8) {  // A date alone means midnight.
     if (!ReadField(text, 9, 2, fields.tm_hour)) return false;
     if (!ReadField(text, 11, 2, fields.tm_min)) return false;
     if (!ReadField(text, 13, 2, fields.tm_sec)) return false;
   }
   fields.tm_year -= 1900;
   fields.tm_mon -= 1;
-  fields.tm_isdst = -1;  // Not in the text: the system decides.
+  fields.tm_isdst = -1;  // The system decides.
   ts.tv_sec = mktime(&fields);
   return true;
 }
@@ -184,7 +188,7 @@ bool TheTime::SetSystemTime() const {
 
 std::string TheTime::GetStr(bool brackets) const {
   const std::tm local = Local(ts.tv_sec);
-  Room text;
+  Buffer text;
   char* at = WriteMark(text.data(), brackets ? '[' : kNone);
   at = WriteDate(at, local, '.');
   at = WriteTime(WriteMark(at, ' '), local, ':');
@@ -194,20 +198,20 @@ std::string TheTime::GetStr(bool brackets) const {
 
 std::string TheTime::GetHumanStr() const {
   const std::tm local = Local(ts.tv_sec);
-  Room text;
+  Buffer text;
   char* at = WriteDate(WriteText(text.data(), "on "), local, '.');
   at = WriteTime(WriteText(at, " at "), local, ':');
   return {text.data(), at};
 }
 
 std::string TheTime::GetDateStr() const {
-  Room text;
+  Buffer text;
   return {text.data(), WriteDate(text.data(), Local(ts.tv_sec), kNone)};
 }
 
 std::string TheTime::GetDateStr2() const {
   const std::tm local = Local(ts.tv_sec);
-  Room text;
+  Buffer text;
   char* at = WriteTwo(text.data(), local.tm_mday);
   at = WriteFour(WriteTwo(at, Month(local)), Year(local));
   return {text.data(), at};
@@ -226,7 +230,7 @@ std::string TheTime::GetTimeStr(std::string_view separator) const {
 
 std::string strtime() {
   const std::tm local = Local(time(nullptr));
-  Room text;
+  Buffer text;
   char* at = WriteTwo(WriteMark(text.data(), '['), Year(local));
   at = WriteMonthAndDay(at, local, ':');
   at = WriteTime(WriteMark(at, ' '), local, ':');
@@ -235,13 +239,13 @@ std::string strtime() {
 }
 
 std::string strtimeonly() {
-  Room text;
+  Buffer text;
   return {text.data(), WriteTime(text.data(), Local(time(nullptr)), kNone)};
 }
 
 std::string strdateonly() {
   const std::tm local = Local(time(nullptr));
-  Room text;
+  Buffer text;
   char* at = WriteTwo(text.data(), Year(local));
   return {text.data(), WriteMonthAndDay(at, local, kNone)};
 }

@@ -11,139 +11,103 @@
 
 namespace fairlead {
 
-/// One instant of the system's real-time clock, at nanosecond resolution.
+/// An instant of the system's real-time clock, with nanoseconds. Plain value.
+/// Dates and times of day are local: `localtime_r` and `mktime` (POSIX) convert
+/// them. A program that changes `TZ` calls `tzset` afterwards.
 ///
-/// A new value holds the present. All dates and times of day are local: they
-/// come from `localtime_r` and go back through `mktime` (POSIX). A program that
-/// changes `TZ` calls `tzset` afterwards, as for those two.
-///
-/// The texts are those of `printf` with "%02d", and "%04d" for the year: 987 is
-/// "0987", 12345 has five digits, and the year before 0 is "-001". An instant
-/// that `localtime_r` refuses, because its year overflows an `int`, reads as a
-/// `tm` with every field zero: "1900.01.00 00:00:00".
-///
-/// @par Thread safety
-/// A plain value that shares nothing: one thread per object, or any number of
-/// readers.
+/// Texts have numbers as `printf` writes them with "%02d", years with "%04d":
+/// "0987", "12345", "-001" for the year before 0. An instant that `localtime_r`
+/// refuses, its year overflowing an `int`, is shown as "1900.01.00 00:00:00".
 /// @par Cost
-/// A text form is one `localtime_r` and one string; only those of more than 15
-/// characters allocate.
+/// A text is one `localtime_r` and one string, allocated beyond 15 characters.
 /// @par Example
 /// @code
-/// fairlead::TheTime start;
-/// // ...
-/// fairlead::TheTime end;
-/// double seconds = end.DifferenceFloat(start);
-/// std::string line = end.GetStr(true) + "done";  // [2026.11.14 20:57:54] done
+/// fairlead::TheTime time;
+/// time.LoadFromString("20261114x205754");
+/// std::string line = time.GetStr(true);  // line == "[2026.11.14 20:57:54] "
 /// @endcode
 struct FAIRLEAD_EXPORT TheTime {
   timespec ts{};  ///< Seconds since the Unix epoch; nanoseconds 0..999999999.
 
-  /// The present, from `clock_gettime(CLOCK_REALTIME)`; the epoch if the clock
-  /// refuses. Costs what that call costs.
+  /// Reads `clock_gettime(CLOCK_REALTIME)`; is the epoch if that fails.
   TheTime() { clock_gettime(CLOCK_REALTIME, &ts); }
 
-  /// Sets the value to the present.
-  ///
-  /// @return what `clock_gettime` returned: 0 on success
+  /// Reads the clock again. Returns what `clock_gettime` did: 0 on success.
   int Update();
 
-  /// The whole seconds from `other` to this instant, rounded toward zero:
-  /// negative where `other` is the later one.
-  ///
-  /// This is DifferenceFloat() without its fraction, so a difference that lies
-  /// closer to a whole second than a double can tell counts as that second. A
-  /// difference outside the range of `int` is INT_MIN.
+  /// Returns DifferenceFloat(), with its rounding errors, rounded toward zero;
+  /// INT_MIN if that is outside the range of `int`.
   int Difference(const TheTime& other) const;
 
-  /// The seconds from `other` to this instant, with the fraction.
-  ///
-  /// Both instants become doubles first (seconds + nanoseconds / 1e9), which
-  /// for the dates of this century are good to a quarter of a microsecond.
+  /// Returns the seconds from `other` to this instant, negative if `other` is
+  /// later. Both are first converted to double (seconds + nanoseconds / 1e9),
+  /// which in this century is accurate to a quarter of a microsecond.
   double DifferenceFloat(const TheTime& other) const;
 
-  /// Moves the instant back by whole seconds, or forward if `seconds` is
-  /// negative. Past the end of the 64-bit range it goes on at the other end.
+  /// Moves the instant back by `seconds`, forward if negative. Wraps around.
   void SetToPast(int seconds);
 
-  /// Whether the two instants fall on different days of the month.
-  ///
-  /// Notices that midnight has passed between two nearby instants. Month and
-  /// year do not count: the 14th of May and the 14th of June are no change.
+  /// Returns whether the local days of the month differ, month and year aside.
   bool DateChanged(const TheTime& other) const;
 
-  /// Sets `seconds` to the seconds since local midnight as a clock on the wall
-  /// shows them (0 to 86400), on days of 23 or 25 hours too.
-  ///
-  /// @return the local day of the month, 1 to 31
+  /// Sets `seconds` to the local time since 00:00 by the clock (0 to 86400), on
+  /// days of 23 and 25 hours too. Returns the local day of the month, 1 to 31;
+  /// 0, with `seconds` 0, for an instant that `localtime_r` refuses.
   int GetDaySec(unsigned int& seconds) const;
 
-  /// The compact form "20261114x205754", which LoadFromString() reads.
+  /// Returns the compact form "20261114x205754", which LoadFromString() reads.
   std::string SaveToString() const;
 
-  /// Sets the seconds to the local time that `text` spells; the nanoseconds
-  /// are kept.
+  /// Sets the instant to the local time in `text`; keeps the nanoseconds.
   ///
-  /// Reads "20261114x205754", or a text of exactly eight characters such as
-  /// "20261114" as midnight. The fields stand at fixed places; the ninth
-  /// character and those after the fifteenth are not looked at. A field is read
-  /// as getval<int>() reads a number, so " 7", "7 " and "+7" are 7, and
-  /// `mktime` carries what is out of range: the 31st of June is the 1st of
-  /// July. For an hour that occurs twice or never when clocks are changed,
-  /// `mktime` decides.
-  ///
-  /// @return false, with the value as it was, where a field holds no number,
-  ///     the empty field at the end of a text of 0, 4, 6, 9, 11 or 13
-  ///     characters included
-  /// @throws std::out_of_range where the text ends before the place of the next
-  ///     field: at 1 to 3, 5, 7, 10 or 12 characters, if the fields before it
-  ///     hold numbers. The message is "basic_string::substr"; the value is as
-  ///     it was.
-  /// @par Cost
-  /// One `mktime`; allocates nothing.
+  /// Takes "20261114x205754", or eight characters, "20261114", for midnight.
+  /// The fields have fixed places; the ninth character and those after the
+  /// fifteenth are ignored. getval<int>() reads each field, so " 7", "7 " and
+  /// "+7" are 7. `mktime` carries what is out of range (31 June is 1 July) and
+  /// decides about hours that a clock change repeats or skips. A failure leaves
+  /// the value unchanged. Costs one `mktime`; does not allocate.
+  /// @return false if a field holds no number, such as the empty field at the
+  ///     end of a text of 0, 4, 6, 9, 11 or 13 characters
+  /// @throws std::out_of_range "basic_string::substr" if a field starts beyond
+  ///     the end (1-3, 5, 7, 10 or 12 characters) and those before hold numbers
   bool LoadFromString(std::string_view text);
 
-  /// Sets the machine's clock to this instant, without its nanoseconds.
-  ///
-  /// @return whether `settimeofday` succeeded, which takes privilege
+  /// Sets the machine's clock, without the nanoseconds. Returns whether
+  /// `settimeofday` succeeded, which requires privileges.
   bool SetSystemTime() const;
 
-  /// The form for log lines: "[2026.11.14 20:57:54] ", with the blank, where
-  /// `brackets` is true; otherwise "2026.11.14 20:57:54".
+  /// Returns "2026.11.14 20:57:54" or, if `brackets`, "[2026.11.14 20:57:54] ".
   std::string GetStr(bool brackets) const;
 
-  /// The form for sentences: "on 2026.11.14 at 20:57:54".
+  /// Returns "on 2026.11.14 at 20:57:54".
   std::string GetHumanStr() const;
 
-  /// Year, month and day: "20261114".
+  /// Returns year, month and day: "20261114".
   std::string GetDateStr() const;
 
-  /// Day, month and year: "14112026".
+  /// Returns day, month and year: "14112026".
   std::string GetDateStr2() const;
 
-  /// Hour, minute and second with `separator` between them: "20-57-54".
-  ///
+  /// Returns hour, minute and second with `separator` between them: "20-57-54".
   /// The separator may have any length; a zero byte ends it.
   std::string GetTimeStr(std::string_view separator) const;
 };
 
 /// @name The current local time
-/// Each reads the clock once, with `time`, in whole seconds. The year is padded
-/// to two digits only, which no clock shows before the year 1000. May be called
-/// from any number of threads.
+/// Each reads the clock once, with `time`, in whole seconds, and may be called
+/// from any number of threads. Years are padded to two digits only.
 /// @{
 
-/// The current date and time as the start of a log line, colons throughout and
-/// a blank at the end: "[2026:11:14 20:57:54] ".
+/// Returns the start of a log line: "[2026:11:14 20:57:54] ".
 FAIRLEAD_EXPORT std::string strtime();
 
-/// The current hour, minute and second: "205754".
+/// Returns hour, minute and second: "205754".
 FAIRLEAD_EXPORT std::string strtimeonly();
 
-/// The current year, month and day: "20261114".
+/// Returns year, month and day: "20261114".
 FAIRLEAD_EXPORT std::string strdateonly();
 
-/// The current day of the month, 1 to 31.
+/// Returns the day of the month, 1 to 31.
 FAIRLEAD_EXPORT int intdayonly();
 
 /// @}

@@ -1,6 +1,6 @@
-// TheTime beside other ways to stamp, write and read an instant. The system's
-// own conversion is the floor of the text races: nothing that tells local time
-// by the system's rules can be faster than the bare call.
+// TheTime beside other ways to read the clock, write an instant and read it.
+// The system's own conversion alone is the lower limit for whatever uses the
+// system's time zone.
 
 #include <benchmark/benchmark.h>
 
@@ -33,8 +33,8 @@ using fairlead::TheTime;
 constexpr char kZone[] = "Europe/Berlin";
 constexpr char kFormat[] = "%Y%m%dx%H%M%S";
 
-// Instants of one year in random order, so that no competitor lives on the
-// answer that it gave for the same second before.
+// Instants of one year in random order, so that no library profits from a
+// cached result for the same second.
 const std::vector<std::time_t>& Instants() {
   static const std::vector<std::time_t> instants = [] {
     setenv("TZ", kZone, 1);
@@ -54,8 +54,7 @@ std::string OurText(std::time_t instant) {
   return time.SaveToString();
 }
 
-// The same instants as texts, those left out that an hour occurring twice has
-// two of.
+// The same instants as texts, without the hour that a clock change repeats.
 const std::vector<std::string>& Texts() {
   static const std::vector<std::string> texts = [] {
     std::vector<std::string> made;
@@ -68,13 +67,13 @@ const std::vector<std::string>& Texts() {
   return texts;
 }
 
-// Races `text_of`, once it has given the same texts as fairlead.
+// Times `text_of`, after checking that its texts are fairlead's.
 template <typename TextOf>
-void RaceText(benchmark::State& state, TextOf text_of) {
+void TimeText(benchmark::State& state, TextOf text_of) {
   const std::vector<std::time_t>& instants = Instants();
   for (const std::time_t instant : instants) {
     if (text_of(instant) == OurText(instant)) continue;
-    state.SkipWithError("another text than fairlead's");
+    state.SkipWithError("differs from fairlead's text");
     return;
   }
   std::size_t i = 0;
@@ -84,13 +83,13 @@ void RaceText(benchmark::State& state, TextOf text_of) {
   }
 }
 
-// Races `instant_of`, once it has given the same instants as fairlead.
+// Times `instant_of`, after checking that its instants are fairlead's.
 template <typename InstantOf>
-void RaceRead(benchmark::State& state, InstantOf instant_of) {
+void TimeRead(benchmark::State& state, InstantOf instant_of) {
   const std::vector<std::string>& texts = Texts();
   for (const std::string& text : texts) {
     if (OurText(instant_of(text)) == text) continue;
-    state.SkipWithError("another instant than fairlead's");
+    state.SkipWithError("differs from fairlead's instant");
     return;
   }
   std::size_t i = 0;
@@ -99,8 +98,6 @@ void RaceRead(benchmark::State& state, InstantOf instant_of) {
     i = (i + 1) % texts.size();
   }
 }
-
-// ---- The present ----
 
 void NowFairlead(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(TheTime());
@@ -122,11 +119,9 @@ void NowChrono(benchmark::State& state) {
 }
 BENCHMARK(NowChrono)->Name("StampNow/std::chrono");
 
-// ---- An instant as text ----
-
 void TextFairlead(benchmark::State& state) {
   TheTime time;
-  RaceText(state, [&](std::time_t instant) {
+  TimeText(state, [&](std::time_t instant) {
     time.ts.tv_sec = instant;
     return time.SaveToString();
   });
@@ -145,7 +140,7 @@ void TextLocaltime(benchmark::State& state) {
 BENCHMARK(TextLocaltime)->Name("StampText/localtime_r alone");
 
 void TextStrftime(benchmark::State& state) {
-  RaceText(state, [](std::time_t instant) {
+  TimeText(state, [](std::time_t instant) {
     std::tm tm;
     localtime_r(&instant, &tm);
     char text[32];
@@ -155,7 +150,7 @@ void TextStrftime(benchmark::State& state) {
 BENCHMARK(TextStrftime)->Name("StampText/strftime");
 
 void TextSnprintf(benchmark::State& state) {
-  RaceText(state, [](std::time_t instant) {
+  TimeText(state, [](std::time_t instant) {
     std::tm tm;
     localtime_r(&instant, &tm);
     char text[80];
@@ -169,7 +164,7 @@ BENCHMARK(TextSnprintf)->Name("StampText/snprintf");
 
 #ifdef FAIRLEAD_PEER_FMT
 void TextFmt(benchmark::State& state) {
-  RaceText(state, [](std::time_t instant) {
+  TimeText(state, [](std::time_t instant) {
     return fmt::format(FMT_COMPILE("{:%Y%m%dx%H%M%S}"),
                        fmt::localtime(instant));
   });
@@ -187,7 +182,7 @@ absl::TimeZone AbslZone(benchmark::State& state) {
 
 void TextAbsl(benchmark::State& state) {
   const absl::TimeZone zone = AbslZone(state);
-  RaceText(state, [&](std::time_t instant) {
+  TimeText(state, [&](std::time_t instant) {
     return absl::FormatTime(kFormat, absl::FromTimeT(instant), zone);
   });
 }
@@ -199,7 +194,7 @@ void TextSpdlog(benchmark::State& state) {
   spdlog::pattern_formatter formatter(kFormat, spdlog::pattern_time_type::local,
                                       "");
   spdlog::details::log_msg message;
-  RaceText(state, [&](std::time_t instant) {
+  TimeText(state, [&](std::time_t instant) {
     message.time = std::chrono::system_clock::from_time_t(instant);
     spdlog::memory_buf_t text;
     formatter.format(message, text);
@@ -209,11 +204,9 @@ void TextSpdlog(benchmark::State& state) {
 BENCHMARK(TextSpdlog)->Name("StampText/spdlog");
 #endif
 
-// ---- A text as an instant ----
-
 void ReadFairlead(benchmark::State& state) {
   TheTime time;
-  RaceRead(state, [&](const std::string& text) {
+  TimeRead(state, [&](const std::string& text) {
     time.LoadFromString(text);
     return time.ts.tv_sec;
   });
@@ -238,7 +231,7 @@ void ReadMktime(benchmark::State& state) {
 BENCHMARK(ReadMktime)->Name("StampRead/mktime alone");
 
 void ReadStrptime(benchmark::State& state) {
-  RaceRead(state, [](const std::string& text) {
+  TimeRead(state, [](const std::string& text) {
     std::tm tm{};
     strptime(text.c_str(), kFormat, &tm);
     tm.tm_isdst = -1;
@@ -248,7 +241,7 @@ void ReadStrptime(benchmark::State& state) {
 BENCHMARK(ReadStrptime)->Name("StampRead/strptime");
 
 void ReadSscanf(benchmark::State& state) {
-  RaceRead(state, [](const std::string& text) {
+  TimeRead(state, [](const std::string& text) {
     std::tm tm{};
     std::sscanf(text.c_str(), "%4d%2d%2dx%2d%2d%2d", &tm.tm_year, &tm.tm_mon,
                 &tm.tm_mday, &tm.tm_hour, &tm.tm_min, &tm.tm_sec);
@@ -263,10 +256,10 @@ BENCHMARK(ReadSscanf)->Name("StampRead/sscanf");
 #ifdef FAIRLEAD_PEER_ABSL_TIME
 void ReadAbsl(benchmark::State& state) {
   const absl::TimeZone zone = AbslZone(state);
-  RaceRead(state, [&](const std::string& text) {
+  TimeRead(state, [&](const std::string& text) {
     absl::Time time;
     std::string error;
-    // Its "%Y" would take all eight digits of the date.
+    // "%Y" would read all eight digits of the date.
     absl::ParseTime("%E4Y%m%dx%H%M%S", text, zone, &time, &error);
     return absl::ToTimeT(time);
   });

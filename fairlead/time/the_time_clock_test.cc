@@ -1,6 +1,6 @@
-// TheTime under a clock of the test's own: this program defines the system's
-// clock and calendar functions, and each passes on to the real one unless a
-// FakeSystem is alive. The machine's clock is never set.
+// TheTime with a fake clock: this program defines the system's clock and
+// calendar functions, and each calls the real one unless a FakeSystem is alive.
+// The machine's clock is never set.
 
 #include <dlfcn.h>
 #include <sys/time.h>
@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
@@ -26,8 +25,7 @@
 
 namespace {
 
-// What the functions below answer with while it lives, and what they were
-// asked.
+// What the functions below return while it lives, and the calls they got.
 struct FakeSystem {
   FakeSystem();
   ~FakeSystem();
@@ -37,8 +35,8 @@ struct FakeSystem {
   timespec now{1794689874, 123456789};  // 2026-11-14 20:57:54 UTC
   int clock_status = 0;
   int set_status = 0;
-  std::function<std::tm*(std::tm*)> calendar;      // the real one if empty
-  std::function<std::time_t(std::tm*)> make_time;  // the real one if empty
+  std::function<std::tm*(std::tm*)> calendar;      // The real one if empty.
+  std::function<std::time_t(std::tm*)> make_time;  // The real one if empty.
 
   std::vector<clockid_t> clocks_read;
   int times_read = 0;
@@ -106,7 +104,7 @@ FAIRLEAD_EXPORT int settimeofday(const timeval* value,
 
 }  // extern "C"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 using testing::ElementsAre;
@@ -117,8 +115,6 @@ class TheTimeClockTest : public testing::Test {
   const InZone zone_{kUtc};
 };
 
-// ---- The clock ----
-
 TEST_F(TheTimeClockTest, ANewValueReadsTheRealTimeClockOnce) {
   FakeSystem system;
   const TheTime time;
@@ -127,7 +123,7 @@ TEST_F(TheTimeClockTest, ANewValueReadsTheRealTimeClockOnce) {
   EXPECT_THAT(system.clocks_read, ElementsAre(CLOCK_REALTIME));
 }
 
-TEST_F(TheTimeClockTest, ANewValueIsTheEpochWhereTheClockRefuses) {
+TEST_F(TheTimeClockTest, ANewValueIsTheEpochIfTheClockFails) {
   FakeSystem system;
   system.clock_status = -1;
   const TheTime time;
@@ -149,7 +145,7 @@ TEST_F(TheTimeClockTest, UpdateReadsTheRealTimeClockAndReturnsItsStatus) {
   EXPECT_EQ(time.ts.tv_nsec, 1);
 }
 
-TEST_F(TheTimeClockTest, UpdateReturnsTheStatusOfAClockThatRefuses) {
+TEST_F(TheTimeClockTest, UpdateReturnsTheStatusOfAClockThatFails) {
   TheTime time = At(5, 6);
   FakeSystem system;
   system.clock_status = -1;
@@ -158,7 +154,7 @@ TEST_F(TheTimeClockTest, UpdateReturnsTheStatusOfAClockThatRefuses) {
   EXPECT_EQ(time.ts.tv_nsec, 6);
 }
 
-TEST_F(TheTimeClockTest, SetSystemTimeHandsOverTheWholeSeconds) {
+TEST_F(TheTimeClockTest, SetSystemTimeSetsWholeSeconds) {
   const TheTime time = At(1794689874, 999999999);
   FakeSystem system;
   EXPECT_TRUE(time.SetSystemTime());
@@ -169,7 +165,7 @@ TEST_F(TheTimeClockTest, SetSystemTimeHandsOverTheWholeSeconds) {
   EXPECT_EQ(time.ts.tv_nsec, 999999999);
 }
 
-TEST_F(TheTimeClockTest, SetSystemTimeIsFalseWhereTheSystemRefuses) {
+TEST_F(TheTimeClockTest, SetSystemTimeReturnsFalseIfTheSystemRefuses) {
   const TheTime time = At(-7, 8);
   FakeSystem system;
   for (const int status : {-1, 1}) {
@@ -181,9 +177,7 @@ TEST_F(TheTimeClockTest, SetSystemTimeIsFalseWhereTheSystemRefuses) {
   EXPECT_EQ(time.ts.tv_nsec, 8);
 }
 
-// ---- The current time ----
-
-TEST_F(TheTimeClockTest, TheFreeFunctionsSpellTheCurrentTime) {
+TEST_F(TheTimeClockTest, TheFreeFunctionsFormatTheCurrentTime) {
   FakeSystem system;
   EXPECT_EQ(strtime(), "[2026:11:14 20:57:54] ");
   EXPECT_EQ(strtimeonly(), "205754");
@@ -204,7 +198,7 @@ TEST_F(TheTimeClockTest, TheFreeFunctionsReadTheClockOnceInWholeSeconds) {
   }
 }
 
-TEST_F(TheTimeClockTest, TheFreeFunctionsTellLocalTime) {
+TEST_F(TheTimeClockTest, TheFreeFunctionsUseLocalTime) {
   const InZone zone(kKathmandu);
   FakeSystem system;
   EXPECT_EQ(strtime(), "[2026:11:15 02:42:54] ");
@@ -237,13 +231,11 @@ TEST_F(TheTimeClockTest, TheFreeFunctionsPadTheYearToTwoDigits) {
   }
 }
 
-// ---- The calendar ----
-
-TEST_F(TheTimeClockTest, ACalendarThatRefusesReadsAsZeros) {
+TEST_F(TheTimeClockTest, ADateThatLocaltimeRefusesIsZero) {
   const TheTime time = At(1794689874);
   FakeSystem system;
   system.calendar = [](std::tm* fields) -> std::tm* {
-    fields->tm_hour = 3;  // what a refusal leaves behind is not looked at
+    fields->tm_hour = 3;  // ignored after a failure
     fields->tm_mday = 4;
     return nullptr;
   };
@@ -259,7 +251,7 @@ TEST_F(TheTimeClockTest, ACalendarThatRefusesReadsAsZeros) {
   EXPECT_EQ(intdayonly(), 0);
 }
 
-TEST_F(TheTimeClockTest, ALeapSecondIsShown) {
+TEST_F(TheTimeClockTest, ALeapSecondIsWritten) {
   const TheTime time = At(1483228800);
   FakeSystem system;
   system.calendar = [](std::tm* fields) {
@@ -278,7 +270,7 @@ TEST_F(TheTimeClockTest, ALeapSecondIsShown) {
   EXPECT_EQ(seconds, 86400U);
 }
 
-TEST_F(TheTimeClockTest, EveryTextIsMadeFromOneConversion) {
+TEST_F(TheTimeClockTest, EveryTextUsesOneConversion) {
   const TheTime time = At(1794689874, 999999999);
   const std::function<void()> functions[] = {[&] { time.SaveToString(); },
                                              [&] { time.GetStr(true); },
@@ -299,15 +291,7 @@ TEST_F(TheTimeClockTest, EveryTextIsMadeFromOneConversion) {
   }
 }
 
-// What the system's own printf makes of numbers.
-template <typename... Args>
-std::string Printed(const char* format, Args... args) {
-  char text[256];
-  std::snprintf(text, sizeof text, format, args...);
-  return text;
-}
-
-// Any int in any field: small ones of either sign, and the extremes.
+// Any int: small ones of either sign, and the extremes.
 int RandomField(std::mt19937& random) {
   constexpr int kExtremes[] = {INT_MIN, INT_MAX, -100, -99, -10, -9, -1,
                                0,       9,       10,   99,  100, 999};
@@ -315,7 +299,7 @@ int RandomField(std::mt19937& random) {
   return static_cast<int>(random()) >> (random() % 32);
 }
 
-TEST_F(TheTimeClockTest, FieldsOfAnySizeReadAsPrintfWritesThem) {
+TEST_F(TheTimeClockTest, FieldsOfAnySizeAreWrittenAsByPrintf) {
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
   const TheTime time = At(0);
@@ -351,9 +335,7 @@ TEST_F(TheTimeClockTest, FieldsOfAnySizeReadAsPrintfWritesThem) {
   }
 }
 
-// ---- Reading ----
-
-TEST_F(TheTimeClockTest, LoadFromStringHandsTheFieldsToMktime) {
+TEST_F(TheTimeClockTest, LoadFromStringPassesTheFieldsToMktime) {
   TheTime time = At(1, 2);
   FakeSystem system;
   system.make_time = [](std::tm*) { return std::time_t{4711}; };
@@ -386,7 +368,7 @@ TEST_F(TheTimeClockTest, LoadFromStringHandsTheFieldsToMktime) {
   }
 }
 
-TEST_F(TheTimeClockTest, LoadFromStringTakesWhateverMktimeReturns) {
+TEST_F(TheTimeClockTest, LoadFromStringKeepsWhateverMktimeReturns) {
   TheTime time = At(1, 2);
   FakeSystem system;
   system.make_time = [](std::tm*) { return std::time_t{-1}; };
@@ -395,7 +377,7 @@ TEST_F(TheTimeClockTest, LoadFromStringTakesWhateverMktimeReturns) {
   EXPECT_EQ(time.ts.tv_nsec, 2);
 }
 
-TEST_F(TheTimeClockTest, ATextThatFailsReachesNeitherClockNorCalendar) {
+TEST_F(TheTimeClockTest, ATextThatFailsCallsNoSystemFunction) {
   TheTime time = At(1, 2);
   FakeSystem system;
   EXPECT_FALSE(time.LoadFromString(""));
@@ -407,4 +389,4 @@ TEST_F(TheTimeClockTest, ATextThatFailsReachesNeitherClockNorCalendar) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

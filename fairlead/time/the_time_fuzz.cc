@@ -1,4 +1,4 @@
-// Reads any bytes as the text of an instant, and judges what comes of it.
+// Reads any bytes as the text of an instant, and checks the result.
 
 #include <algorithm>
 #include <cstddef>
@@ -47,8 +47,8 @@ void RequireOutcomeAllowed(std::size_t length, Outcome outcome) {
   Require(outcome != Outcome::kLoaded || may_load);
 }
 
-// The ninth character and those after the fifteenth are not looked at.
-void RequireSameWithOtherFilling(std::string text, const TheTime& time) {
+// The ninth character and those after the fifteenth are ignored.
+void RequireIgnoredCharacters(std::string text, const TheTime& time) {
   if (text.size() == 8) return;
   text[8] = static_cast<char>(text[8] + 1);
   text.resize(std::min<std::size_t>(text.size(), 15));
@@ -70,7 +70,7 @@ void RequireRoundTrip(const TheTime& time) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  // A zone without clock changes: every text is one instant.
+  // Without clock changes, every text is one instant.
   setenv("TZ", "<+0545>-5:45", 1);
   tzset();
   return 0;
@@ -83,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   const Outcome outcome = Load(text, time);
   RequireOutcomeAllowed(size, outcome);
   if (outcome != Outcome::kLoaded) return 0;
-  RequireSameWithOtherFilling(text, time);
+  RequireIgnoredCharacters(text, time);
   RequireRoundTrip(time);
   return 0;
 }

@@ -13,10 +13,10 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
-TEST(TheTimeLoadTest, LoadsTheWholeFormAndTheDateAlone) {
+TEST(TheTimeLoadTest, LoadsDateAndTimeOrADateAlone) {
   const InZone zone(kBerlin);
   TheTime time = At(1, 123456789);
   EXPECT_TRUE(time.LoadFromString("20261114"));
@@ -32,7 +32,7 @@ TEST(TheTimeLoadTest, LoadsTheWholeFormAndTheDateAlone) {
 
 enum class Outcome { kLoaded, kRefused, kThrown };
 
-// Loads into a value that must stay as it was unless the text was taken.
+// Loads the text and checks that a failure leaves the value unchanged.
 Outcome Load(const std::string& text, std::time_t& seconds) {
   TheTime time = At(-12345, 67890);
   Outcome outcome = Outcome::kThrown;
@@ -96,7 +96,7 @@ TEST(TheTimeLoadTest, ReadsFieldsInOrderAndStopsAtTheFirstFailure) {
     Outcome outcome;
   };
   constexpr Case kCases[] = {
-      {"x", Outcome::kRefused},  // no number comes before the text's end
+      {"x", Outcome::kRefused},  // refused before the text's end matters
       {"xx", Outcome::kRefused},
       {"xxx", Outcome::kRefused},
       {"xxxx1", Outcome::kRefused},
@@ -111,7 +111,7 @@ TEST(TheTimeLoadTest, ReadsFieldsInOrderAndStopsAtTheFirstFailure) {
       {"20261114xhh5754", Outcome::kRefused},
       {"20261114x20mm54", Outcome::kRefused},
       {"20261114x2057ss", Outcome::kRefused},
-      {"    1114", Outcome::kRefused},  // blanks alone are no number
+      {"    1114", Outcome::kRefused},  // spaces alone are no number
       {"2026+-14", Outcome::kRefused},
       {"20261114T205754", Outcome::kLoaded},  // any ninth character
       {"202611149205754", Outcome::kLoaded},
@@ -127,7 +127,7 @@ TEST(TheTimeLoadTest, ReadsFieldsInOrderAndStopsAtTheFirstFailure) {
   }
 }
 
-TEST(TheTimeLoadTest, ReadsFieldsAsNumbersAndCarriesWhatIsOutOfRange) {
+TEST(TheTimeLoadTest, ReadsFieldsAsNumbersAndCarriesValuesOutOfRange) {
   const InZone zone(kUtc);
   struct Case {
     const char* text;
@@ -140,7 +140,8 @@ TEST(TheTimeLoadTest, ReadsFieldsAsNumbersAndCarriesWhatIsOutOfRange) {
       {"20260101x+1+2+3", "20260101x010203"},
       {" 26 1 1 x 1 2 3", "00260101x010203"},
       {"12  0101", "00120101x000000"},
-      {"1x230203", "00010203x000000"},  // a field may end in anything
+      {"1x230203",
+       "00010203x000000"},  // anything may follow the number in a field
       {"20261a1b", "20260101x000000"},
       {"20261/1:", "20260101x000000"},  // the neighbours of the digits
       {"20260631", "20260701x000000"},  // the 31st of June
@@ -180,7 +181,7 @@ TEST(TheTimeLoadTest, AZeroByteIsACharacterOfTheText) {
   EXPECT_EQ(seconds, kEvening);
 }
 
-// A second way to read the compact form, from streams and substrings.
+// Reads the compact form by streams and substrings.
 Outcome ModelLoad(const std::string& text, std::time_t& seconds) {
   std::tm tm{};
   tm.tm_isdst = -1;
@@ -205,7 +206,7 @@ Outcome ModelLoad(const std::string& text, std::time_t& seconds) {
   return Outcome::kLoaded;
 }
 
-// Mostly digits; the rest is what numbers are made of or stopped by.
+// Mostly digits; sometimes signs, spaces and bytes that end a number.
 std::string RandomText(std::mt19937_64& random, std::size_t length) {
   constexpr char kOthers[] = "+- \tx:.\0\xFF";
   const bool clean = random() % 4 != 0;
@@ -218,7 +219,7 @@ std::string RandomText(std::mt19937_64& random, std::size_t length) {
   return text;
 }
 
-TEST(TheTimeLoadTest, RandomTextsLoadAsStreamsAndSubstringsWould) {
+TEST(TheTimeLoadTest, RandomTextsLoadAsByStreamsAndSubstrings) {
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937_64 random(kSeed);
   int outcomes[3] = {};
@@ -239,25 +240,23 @@ TEST(TheTimeLoadTest, RandomTextsLoadAsStreamsAndSubstringsWould) {
   EXPECT_THAT(outcomes, testing::Each(testing::Gt(5000)));
 }
 
-// ---- Round trips ----
-
 TEST(TheTimeLoadTest, EveryQuarterHourAroundClockChangesSurvivesARoundTrip) {
   for (const char* const name : kZones) {
     SCOPED_TRACE(name);
     const InZone zone(name);
-    // Every day of 2026, which has all the changes of all the zones.
+    // All of 2026, with every clock change of every zone.
     for (std::time_t at = 1767225600; at < 1798761600; at += 900) {
       const TheTime time = At(at);
       TheTime back = At(0);
       ASSERT_TRUE(back.LoadFromString(time.SaveToString()));
       ASSERT_EQ(back.SaveToString(), time.SaveToString());
-      // An hour that occurs twice has two instants.
+      // A repeated hour is two instants.
       ASSERT_LE(std::abs(back.Difference(time)), 3600);
     }
   }
 }
 
-TEST(TheTimeLoadTest, AnHourThatNeverOccursIsMovedByTheChange) {
+TEST(TheTimeLoadTest, ASkippedHourIsMovedByTheClockChange) {
   struct Case {
     const char* zone;
     const char* text;
@@ -281,8 +280,8 @@ TEST(TheTimeLoadTest, AnHourThatNeverOccursIsMovedByTheChange) {
 TEST(TheTimeLoadTest, RandomInstantsSurviveARoundTrip) {
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937_64 random(kSeed);
-  // Zones without clock changes, years -999 to 9999: all that has one text of
-  // 15 characters.
+  // Zones without clock changes, years -999 to 9999: every instant has its own
+  // text of 15 characters.
   std::uniform_int_distribution<std::time_t> instants(-93692505600,
                                                       253402214400);
   for (const char* const name : {kUtc, kKathmandu}) {
@@ -302,4 +301,4 @@ TEST(TheTimeLoadTest, RandomInstantsSurviveARoundTrip) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,8 +1,9 @@
+// Instants: differences, days and every text, in several zones.
+
 #include "fairlead/time/the_time.h"
 
 #include <climits>
 #include <cstdint>
-#include <cstdio>
 #include <ctime>
 #include <random>
 #include <string>
@@ -13,7 +14,7 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 static_assert(sizeof(TheTime) == sizeof(timespec));
@@ -24,16 +25,7 @@ static_assert(!std::is_polymorphic_v<TheTime>);
 static_assert(std::is_same_v<decltype(TheTime::ts), timespec>);
 static_assert(sizeof(timespec::tv_sec) == 8 && sizeof(timespec::tv_nsec) == 8);
 
-// What the system's own printf makes of numbers.
-template <typename... Args>
-std::string Printed(const char* format, Args... args) {
-  char text[256];
-  const int length = std::snprintf(text, sizeof text, format, args...);
-  EXPECT_LT(length, static_cast<int>(sizeof text));
-  return text;
-}
-
-TEST(TheTimeTest, ANewValueHoldsThePresent) {
+TEST(TheTimeTest, ANewValueIsTheCurrentTime) {
   timespec before;
   timespec after;
   clock_gettime(CLOCK_REALTIME, &before);
@@ -64,8 +56,6 @@ TEST(TheTimeTest, CopiesBothFields) {
   EXPECT_EQ(time.ts.tv_sec, -3);
 }
 
-// ---- Differences ----
-
 struct DifferenceCase {
   timespec later;
   timespec earlier;
@@ -80,14 +70,15 @@ constexpr DifferenceCase kDifferenceCases[] = {
     {{100, 250000000}, {100, 0}, 0, 0.25},
     {{kEvening, 500000000}, {kEvening - 86400, 0}, 86400, 86400.5},
     {{0, 500000000}, {-2, 0}, 2, 2.5},  // across the epoch
-    // Doubles of this century hold no single nanoseconds: 1.999999999 s are 2.
+    // In this century a double cannot hold a nanosecond: 1.999999999 s
+    // become 2.
     {{kEvening + 1, 999999999}, {kEvening, 0}, 2, 2.0},
     {{kEvening + 1, 999999000}, {kEvening, 0}, 1, 1.9999990463256836},
     {{2147483647, 0}, {0, 0}, INT_MAX, 2147483647.0},
     {{2147483647, 999000000}, {0, 0}, INT_MAX, 2147483647.999},
 };
 
-TEST(TheTimeTest, DifferencesAreTruncatedTowardZeroBothWays) {
+TEST(TheTimeTest, DifferencesAreRoundedTowardZeroInBothDirections) {
   for (const DifferenceCase& c : kDifferenceCases) {
     const TheTime later = At(c.later.tv_sec, c.later.tv_nsec);
     const TheTime earlier = At(c.earlier.tv_sec, c.earlier.tv_nsec);
@@ -99,7 +90,7 @@ TEST(TheTimeTest, DifferencesAreTruncatedTowardZeroBothWays) {
   }
 }
 
-TEST(TheTimeTest, ADifferenceBeyondIntIsTheLeastInt) {
+TEST(TheTimeTest, ADifferenceBeyondIntIsIntMin) {
   const TheTime zero = At(0);
   EXPECT_EQ(At(2147483648).Difference(zero), INT_MIN);
   EXPECT_EQ(zero.Difference(At(2147483648)), INT_MIN);  // -2^31 itself
@@ -111,7 +102,7 @@ TEST(TheTimeTest, ADifferenceBeyondIntIsTheLeastInt) {
             18446744073709551616.);
 }
 
-TEST(TheTimeTest, RandomDifferencesFollowTheArithmeticInDoubles) {
+TEST(TheTimeTest, RandomDifferencesAgreeWithArithmeticInDoubles) {
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937_64 random(kSeed);
   std::uniform_int_distribution<std::time_t> seconds(-3000000000, 3000000000);
@@ -130,9 +121,7 @@ TEST(TheTimeTest, RandomDifferencesFollowTheArithmeticInDoubles) {
   }
 }
 
-// ---- Moving ----
-
-TEST(TheTimeTest, SetToPastMovesWholeSeconds) {
+TEST(TheTimeTest, SetToPastMovesBackByWholeSeconds) {
   struct Case {
     std::time_t start;
     int seconds;
@@ -158,9 +147,7 @@ TEST(TheTimeTest, SetToPastMovesWholeSeconds) {
   }
 }
 
-// ---- Days ----
-
-TEST(TheTimeTest, DateChangedComparesTheLocalDayOfTheMonthAlone) {
+TEST(TheTimeTest, DateChangedComparesOnlyTheLocalDayOfTheMonth) {
   const InZone zone(kBerlin);
   const std::time_t midnight = 1794610800;  // 2026-11-14 00:00:00 CET
   EXPECT_TRUE(At(midnight).DateChanged(At(midnight - 1)));
@@ -173,7 +160,7 @@ TEST(TheTimeTest, DateChangedComparesTheLocalDayOfTheMonthAlone) {
   EXPECT_FALSE(At(midnight).DateChanged(At(midnight + 365 * 86400)));
   // 31 days on: the 15th of December.
   EXPECT_TRUE(At(midnight).DateChanged(At(midnight + 31 * 86400)));
-  // The UTC day changes an hour later, which is nothing here.
+  // The UTC day changes an hour later and is ignored.
   EXPECT_FALSE(At(midnight + 3599).DateChanged(At(midnight + 3600)));
 }
 
@@ -193,8 +180,8 @@ TEST(TheTimeTest, GetDaySecCountsFromLocalMidnight) {
       {kLordHowe, kEvening, 15, 28674},  // 07:57:54 the next morning
       {kKathmandu, kEvening, 15, 9774},  // 02:42:54
       {kBerlin, 1774746000, 29, 10800},  // 03:00, an hour after 01:59:59
-      {kBerlin, 1792890000, 25, 7200},   // 02:00 for the second time
-      {kBerlin, 1792886400, 25, 7200},   // and for the first
+      {kBerlin, 1792890000, 25, 7200},   // 02:00, the second time
+      {kBerlin, 1792886400, 25, 7200},   // and the first
   };
   for (const Case& c : kCases) {
     SCOPED_TRACE(testing::Message() << c.zone << " at " << c.at);
@@ -204,8 +191,6 @@ TEST(TheTimeTest, GetDaySecCountsFromLocalMidnight) {
     EXPECT_EQ(seconds, c.seconds);
   }
 }
-
-// ---- Text forms ----
 
 TEST(TheTimeTest, WritesEveryForm) {
   const InZone zone(kUtc);
@@ -231,7 +216,7 @@ TEST(TheTimeTest, PadsEveryFieldWithZeros) {
   EXPECT_EQ(time.GetTimeStr(""), "010203");
 }
 
-TEST(TheTimeTest, TheTimeTakesAnySeparator) {
+TEST(TheTimeTest, GetTimeStrAcceptsAnySeparator) {
   const InZone zone(kUtc);
   const TheTime time = At(kEvening);
   EXPECT_EQ(time.GetTimeStr(""), "205754");
@@ -298,7 +283,7 @@ TEST(TheTimeTest, WritesLocalTimeInEveryZone) {
   }
 }
 
-TEST(TheTimeTest, ShowsEveryYearThatTheSystemCanHold) {
+TEST(TheTimeTest, WritesTheFirstAndTheLastYearOfTheSystem) {
   const InZone zone(kUtc);
   const TheTime last = At(67768036191676799);
   EXPECT_EQ(last.SaveToString(), "21474855471231x235959");
@@ -310,7 +295,7 @@ TEST(TheTimeTest, ShowsEveryYearThatTheSystemCanHold) {
   EXPECT_EQ(first.GetDateStr2(), "0101-2147481748");
 }
 
-TEST(TheTimeTest, AnInstantBeyondTheCalendarReadsAsZeros) {
+TEST(TheTimeTest, AnInstantBeyondTheLastYearHasAZeroDate) {
   const InZone zone(kUtc);
   for (const std::time_t at :
        {std::time_t{67768036191676800}, std::time_t{-67768040609740801},
@@ -355,14 +340,14 @@ void ExpectPrintedForms(const TheTime& time) {
             Printed("%02d%s%02d%s%02d", h, "<>", mi, "<>", s));
 }
 
-TEST(TheTimeTest, RandomInstantsReadAsPrintfWritesThem) {
+TEST(TheTimeTest, RandomInstantsAreWrittenAsByPrintf) {
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937_64 random(kSeed);
   for (const char* const name : kZones) {
     SCOPED_TRACE(name);
     const InZone zone(name);
     for (int i = 0; i < 4000; ++i) {
-      // Of every magnitude, so that years have from one to eleven characters.
+      // Of every size, so that years have one to eleven characters.
       const auto bits = static_cast<std::int64_t>(random());
       const std::int64_t at = bits >> (8 + random() % 40);
       ASSERT_NO_FATAL_FAILURE(ExpectPrintedForms(At(at)));
@@ -370,9 +355,7 @@ TEST(TheTimeTest, RandomInstantsReadAsPrintfWritesThem) {
   }
 }
 
-// ---- The current time ----
-
-TEST(TheTimeTest, TheFreeFunctionsTellThePresent) {
+TEST(TheTimeTest, TheFreeFunctionsReturnTheCurrentTime) {
   const TheTime before;
   const std::string stamp = strtime();
   const std::string clock = strtimeonly();
@@ -391,4 +374,4 @@ TEST(TheTimeTest, TheFreeFunctionsTellThePresent) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -1,17 +1,18 @@
-// What the tests of TheTime share: instants, time zones and a seed.
+// Instants, time zones and a seed for the tests of TheTime. Not installed.
 
 #ifndef FAIRLEAD_TIME_THE_TIME_TESTING_H_
 #define FAIRLEAD_TIME_THE_TIME_TESTING_H_
 
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <string>
 
 #include "fairlead/time/the_time.h"
 
-namespace fairlead {
+namespace fairlead::internal {
 
-// Zones as POSIX rules, so that no zone files need be installed.
+// Zones as POSIX rules, which need no zone files.
 inline constexpr const char* kUtc = "UTC0";
 inline constexpr const char* kBerlin = "CET-1CEST,M3.5.0,M10.5.0/3";
 inline constexpr const char* kNewYork = "EST5EDT,M3.2.0,M11.1.0";
@@ -20,12 +21,12 @@ inline constexpr const char* kKathmandu = "<+0545>-5:45";
 inline constexpr const char* kZones[] = {kUtc, kBerlin, kNewYork, kLordHowe,
                                          kKathmandu};
 
-// The seed of every random test; the trace of a failure shows it.
+// The seed of every random test. A failure prints it.
 inline constexpr unsigned kSeed = 20261114;
 
 inline constexpr std::time_t kEvening = 1794689874;  // 2026-11-14 20:57:54 UTC
 
-// Puts the process into a time zone for as long as it lives.
+// Sets the time zone of the process until the end of its scope.
 class InZone {
  public:
   explicit InZone(const char* zone) {
@@ -50,6 +51,14 @@ class InZone {
   std::string before_;
 };
 
+// The text that printf makes of the arguments.
+template <typename... Args>
+std::string Printed(const char* format, Args... args) {
+  char text[256];
+  std::snprintf(text, sizeof text, format, args...);
+  return text;
+}
+
 inline TheTime At(std::time_t seconds, long nanoseconds = 0) {
   TheTime time;
   time.ts.tv_sec = seconds;
@@ -57,6 +66,6 @@ inline TheTime At(std::time_t seconds, long nanoseconds = 0) {
   return time;
 }
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_TIME_THE_TIME_TESTING_H_

@@ -1,3 +1,5 @@
+// Seconds as hours, minutes and seconds, in text and back.
+
 #include "fairlead/time/time_of_day.h"
 
 #include <algorithm>
@@ -21,7 +23,7 @@ Parts Split(std::int32_t seconds) {
   return {seconds / 3600, seconds / 60 % 60, seconds % 60};
 }
 
-// Unsigned arithmetic wraps where that of `int` is undefined.
+// Unsigned, so that arithmetic wraps around instead of being undefined.
 std::uint32_t Unsigned(std::int32_t number) {
   return static_cast<std::uint32_t>(number);
 }
@@ -30,30 +32,30 @@ CTimeOfDay Seconds(std::uint32_t seconds) {
   return {static_cast<std::int32_t>(seconds)};
 }
 
-// The two digits of a number from 0 to 99, the first one in the lower byte.
+// The two digits of a number from 0 to 99, the first in the lower byte.
 std::uint64_t TwoDigits(int number) {
   const auto digits = static_cast<unsigned>(number);  // Cheaper to divide.
   return digits / 10 + digits % 10 * 0x100 + 0x3030;
 }
 
-// The stamp of a negative count, or of more than 99 hours. Kept out of the way
-// of the usual stamp, which is done before this one has made room to work in.
+// The text of a negative count or of more than 99 hours. Not inlined, so that
+// the usual case does not set up this one's stack frame.
 [[gnu::noinline]] std::string JoinedParts(const Parts& parts) {
   return lz2(parts.hours) + ':' + lz2(parts.minutes) + ':' + lz2(parts.seconds);
 }
 
-// What a stream skips, and the colon, which stands for a blank.
-bool IsBlank(char c) {
+// Whitespace of the classic locale, and the colon, which counts as a space.
+bool IsSpace(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r') || c == ':';
 }
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-// Reads the next number as a stream does, and cuts what it read off `text`.
+// Reads the next number as a stream does, and removes it from `text`.
 bool ReadNumber(std::string_view& text, int& number) {
   const char* const end = text.data() + text.size();
-  const char* at = std::find_if_not(text.data(), end, IsBlank);
-  // The plus sign is the one thing a stream takes and from_chars does not.
+  const char* at = std::find_if_not(text.data(), end, IsSpace);
+  // from_chars accepts what a stream accepts, but for a plus sign.
   if (end - at > 1 && at[0] == '+' && IsDigit(at[1])) ++at;
   const std::from_chars_result read = std::from_chars(at, end, number);
   text.remove_prefix(static_cast<std::size_t>(read.ptr - text.data()));
@@ -74,8 +76,8 @@ std::string CTimeOfDay::GetStampString() const {
   const Parts parts = Split(seconds);
   if (seconds < 0 || parts.hours > 99) return JoinedParts(parts);
 
-  // All eight bytes at once, the first in the lowest: the processor would wait
-  // for each of them if they were written singly and then copied together.
+  // Eight bytes in one word, the first in the lowest: copying bytes that were
+  // just stored one by one would stall the processor.
   const std::uint64_t bytes =
       TwoDigits(parts.hours) | std::uint64_t{':'} << 16U |
       TwoDigits(parts.minutes) << 24U | std::uint64_t{':'} << 40U |

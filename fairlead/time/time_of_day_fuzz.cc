@@ -1,4 +1,5 @@
-// Reads any bytes as a time of day, as a stream does, and writes it back.
+// Reads any bytes as a time of day, compares with a stream, and checks the
+// texts.
 
 #include <algorithm>
 #include <cstddef>
@@ -39,7 +40,7 @@ void RequireAsNumbers(std::string text, bool loaded, std::int32_t seconds) {
   Require(seconds == static_cast<std::int32_t>(total));
 }
 
-// Holds below zero, too: every part of such a stamp has its own sign.
+// Also for negative times, whose parts have a sign each.
 void RequireRoundTrip(const CTimeOfDay& time) {
   CTimeOfDay back;
   Require(back.LoadFromString(time.GetStampString()));

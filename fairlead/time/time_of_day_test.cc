@@ -21,8 +21,8 @@ namespace fairlead {
 namespace {
 
 constexpr unsigned kSeed = 20261114;
-constexpr int kMost = std::numeric_limits<int>::max();
-constexpr int kLeast = std::numeric_limits<int>::min();
+constexpr int kMax = std::numeric_limits<int>::max();
+constexpr int kMin = std::numeric_limits<int>::min();
 
 static_assert(sizeof(CTimeOfDay) == 4);
 static_assert(std::is_same_v<decltype(CTimeOfDay::seconds), std::int32_t>);
@@ -50,7 +50,7 @@ Loaded Load(std::string_view text) {
   return {taken, time.GetSeconds()};
 }
 
-// What a stream makes of the text.
+// What a stream reads from the text.
 Loaded ByStream(std::string text) {
   if (text.empty()) return {false, kBefore};
   const bool plain = text.find(':') == std::string::npos;
@@ -122,7 +122,7 @@ constexpr TextCase kTextCases[] = {
     {47109, "47109", 130509, "13:05:09"},
     {86399, "86399", 235959, "23:59:59"},
     {86400, "86400", 240000, "24:00:00"},
-    {90000, "90000", 250000, "25:00:00"},  // the hour is free to grow
+    {90000, "90000", 250000, "25:00:00"},  // hours are not limited
     {359999, "359999", 995959, "99:59:59"},
     {360000, "360000", 1000000, "100:00:00"},
     {3600000, "3600000", 10000000, "1000:00:00"},
@@ -132,11 +132,11 @@ constexpr TextCase kTextCases[] = {
     {-3600, "-3600", 4294957296, "-1:00:00"},
     {-3723, "-3723", 4294957093, "-1:-2:-3"},
     {-86399, "-86399", 4294731337, "-23:-59:-59"},
-    // The hours times 10000 leave the 32 bits.
+    // Hours * 10000 exceeds 32 bits.
     {1546189199, "1546189199", 4294965959, "429496:59:59"},
     {1546189200, "1546189200", 2704, "429497:00:00"},
-    {kMost, "2147483647", 1670264111, "596523:14:07"},
-    {kLeast, "-2147483648", 2624703184, "-596523:-14:-8"},
+    {kMax, "2147483647", 1670264111, "596523:14:07"},
+    {kMin, "-2147483648", 2624703184, "-596523:-14:-8"},
 };
 
 TEST(TimeOfDayTest, WritesAnyCount) {
@@ -150,7 +150,7 @@ TEST(TimeOfDayTest, WritesAnyCount) {
   }
 }
 
-TEST(TimeOfDayTest, WritesRandomCountsAsWideArithmeticDoes) {
+TEST(TimeOfDayTest, WritesRandomCountsAsByWideArithmetic) {
   std::mt19937 random(kSeed);
   for (int i = 0; i < 100'000; ++i) {
     const CTimeOfDay time{static_cast<std::int32_t>(random()) >> random() % 24};
@@ -180,11 +180,11 @@ TEST(TimeOfDayTest, AddsAndSubtractsPastMidnight) {
   EXPECT_EQ(two.seconds, 2);
 }
 
-TEST(TimeOfDayTest, GoesOnAtTheOtherEndOfTheRange) {
-  EXPECT_EQ((CTimeOfDay{kMost} + CTimeOfDay{1}).seconds, kLeast);
-  EXPECT_EQ((CTimeOfDay{kLeast} - CTimeOfDay{1}).seconds, kMost);
-  EXPECT_EQ((CTimeOfDay{kLeast} + CTimeOfDay{kLeast}).seconds, 0);
-  EXPECT_EQ((CTimeOfDay{0} - CTimeOfDay{kLeast}).seconds, kLeast);
+TEST(TimeOfDayTest, WrapsAroundAtTheEndsOfTheRange) {
+  EXPECT_EQ((CTimeOfDay{kMax} + CTimeOfDay{1}).seconds, kMin);
+  EXPECT_EQ((CTimeOfDay{kMin} - CTimeOfDay{1}).seconds, kMax);
+  EXPECT_EQ((CTimeOfDay{kMin} + CTimeOfDay{kMin}).seconds, 0);
+  EXPECT_EQ((CTimeOfDay{0} - CTimeOfDay{kMin}).seconds, kMin);
 }
 
 struct LoadCase {
@@ -202,13 +202,13 @@ constexpr LoadCase kLoadCases[] = {
     {"45", {true, 45}},  // plain seconds
     {" \t\n\v\f\r+45x", {true, 45}},
     {"-45", {true, -45}},
-    {"2147483647", {true, kMost}},
-    {"-2147483648", {true, kLeast}},
+    {"2147483647", {true, kMax}},
+    {"-2147483648", {true, kMin}},
     {"45 12", {true, 45}},  // without a colon there is one number
     {":", {true, 0}},       // nothing around the colon
     {":::", {true, 0}},
     {": abc", {true, 0}},
-    {"abc:", {true, 0}},  // taken, whatever was read
+    {"abc:", {true, 0}},  // any text with a colon is taken
     {"abc:5", {true, 0}},
     {"45:", {true, 45}},  // one number counts seconds
     {":45", {true, 45}},
@@ -216,12 +216,12 @@ constexpr LoadCase kLoadCases[] = {
     {"12:34", {true, 754}},         // minutes, seconds
     {"1:02:03", {true, 3723}},      // hours, minutes, seconds
     {"1:02:03:04", {true, 3723}},   // a fourth number is not read
-    {"1:02:03x:04", {true, 3723}},  // nor is what spoils it
-    {"1:x:3", {true, 1}},           // reading stops at what is no number
+    {"1:02:03x:04", {true, 3723}},  // nor is what follows the third
+    {"1:x:3", {true, 1}},           // reading ends at what is not a number
     {"1:2:x", {true, 62}},
-    {"1:2x:3", {true, 62}},  // in a number, too
+    {"1:2x:3", {true, 62}},  // within a number, too
     {"1:2:3x", {true, 3723}},
-    {"1 2:3", {true, 3723}},  // a blank parts numbers as a colon does
+    {"1 2:3", {true, 3723}},  // a space separates like a colon
     {"1:\t\n\v\f\r2", {true, 62}},
     {"1:-30", {true, 30}},
     {"-1:-2:-3", {true, -3723}},
@@ -239,13 +239,13 @@ constexpr LoadCase kLoadCases[] = {
     {"1:2147483648:3", {true, 1}},  // a failed number does not count
     {"1:-2147483649", {true, 1}},
     {"99999999999999999999:1", {true, 0}},
-    {"1:2147483647", {true, kLeast + 59}},  // the sum wraps
+    {"1:2147483647", {true, kMin + 59}},  // the sum wraps
     {"2147483647:0", {true, -60}},
     {"2147483647:0:0", {true, -3600}},
     {"-2147483648:0:1", {true, 1}},
-    {"596523:14:07", {true, kMost}},
-    {"596523:14:08", {true, kLeast}},
-    {"-596523:-14:-8", {true, kLeast}},
+    {"596523:14:07", {true, kMax}},
+    {"596523:14:08", {true, kMin}},
+    {"-596523:-14:-8", {true, kMin}},
 };
 
 TEST(TimeOfDayTest, LoadsEveryForm) {
@@ -262,12 +262,13 @@ TEST(TimeOfDayTest, LoadsStringsLiteralsAndTextsWithZeroBytes) {
   EXPECT_EQ(time.seconds, 62);
   EXPECT_TRUE(time.LoadFromString(std::string("1:03")));
   EXPECT_EQ(time.seconds, 63);
-  const std::string zero("1\0:2:3", 6);  // A zero byte is no end, and no blank.
+  const std::string zero("1\0:2:3",
+                         6);  // A zero byte is neither an end nor a space.
   EXPECT_EQ(Load(zero), (Loaded{true, 1}));
   EXPECT_EQ(ByStream(zero), (Loaded{true, 1}));
 }
 
-TEST(TimeOfDayTest, ReadsOnlyWhatItWasGiven) {
+TEST(TimeOfDayTest, ReadsNothingBeyondTheView) {
   EXPECT_EQ(Load(std::string_view("1:2345").substr(0, 4)), (Loaded{true, 83}));
   EXPECT_EQ(Load(std::string_view("12:34").substr(0, 2)), (Loaded{true, 12}));
 }

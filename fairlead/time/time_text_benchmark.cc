@@ -1,6 +1,6 @@
-// The texts of times of day and file positions beside other ways to make them.
-// Each group works on random values, and every competitor gives fairlead's
-// answer, but for the two that say so in their names.
+// Times of day and file positions as text beside other libraries. Each group
+// uses random values, and every peer returns fairlead's result unless its name
+// says otherwise.
 
 #include <benchmark/benchmark.h>
 
@@ -40,7 +40,7 @@ namespace {
 using fairlead::CFilePos;
 using fairlead::CTimeOfDay;
 
-constexpr std::size_t kValues = 1024;  // A power of 2: they are gone through.
+constexpr std::size_t kValues = 1024;  // A power of 2: cheap to cycle over.
 
 // Seconds of one day.
 const std::vector<int>& Seconds() {
@@ -54,7 +54,7 @@ const std::vector<int>& Seconds() {
   return seconds;
 }
 
-// Offsets of every length, so of every unit.
+// Offsets of every length, and so in every unit.
 const std::vector<std::uint64_t>& Offsets() {
   static const std::vector<std::uint64_t> offsets = [] {
     std::mt19937_64 random(20261114);
@@ -82,49 +82,47 @@ const std::vector<std::string>& HexTexts() {
   return texts;
 }
 
-// Races `answer_to` over all values.
-template <typename Value, typename AnswerTo>
-void Race(benchmark::State& state, const std::vector<Value>& values,
-          AnswerTo answer_to) {
+// Times `function` on all values.
+template <typename Value, typename Function>
+void Time(benchmark::State& state, const std::vector<Value>& values,
+          Function function) {
   std::size_t i = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(answer_to(values[i]));
+    benchmark::DoNotOptimize(function(values[i]));
     i = (i + 1) % kValues;
   }
 }
 
-// Races `answer_to`, once it has given the same answers as `ours`.
-template <typename Value, typename Ours, typename AnswerTo>
-void RaceAlike(benchmark::State& state, const std::vector<Value>& values,
-               Ours ours, AnswerTo answer_to) {
+// Times `function`, after checking that its results are those of `ours`.
+template <typename Value, typename Ours, typename Function>
+void TimeAlike(benchmark::State& state, const std::vector<Value>& values,
+               Ours ours, Function function) {
   for (const Value& value : values) {
-    if (answer_to(value) == ours(value)) continue;
-    state.SkipWithError("another answer than fairlead's");
+    if (function(value) == ours(value)) continue;
+    state.SkipWithError("differs from fairlead's result");
     return;
   }
-  Race(state, values, answer_to);
+  Time(state, values, function);
 }
-
-// ---- A time of day as text ----
 
 std::string OurStamp(int seconds) {
   return CTimeOfDay{seconds}.GetStampString();
 }
 
 template <typename TextOf>
-void RaceStamp(benchmark::State& state, TextOf text_of) {
-  RaceAlike(state, Seconds(), OurStamp, [&](int seconds) {
+void TimeStamp(benchmark::State& state, TextOf text_of) {
+  TimeAlike(state, Seconds(), OurStamp, [&](int seconds) {
     return text_of(seconds / 3600, seconds / 60 % 60, seconds % 60);
   });
 }
 
 void StampFairlead(benchmark::State& state) {
-  Race(state, Seconds(), OurStamp);
+  Time(state, Seconds(), OurStamp);
 }
 BENCHMARK(StampFairlead)->Name("DayText/fairlead");
 
 void StampSnprintf(benchmark::State& state) {
-  RaceStamp(state, [](int hours, int minutes, int seconds) {
+  TimeStamp(state, [](int hours, int minutes, int seconds) {
     char text[36];
     const int length = std::snprintf(text, sizeof text, "%02d:%02d:%02d", hours,
                                      minutes, seconds);
@@ -139,7 +137,7 @@ char* ToChars2(char* at, int number) {
 }
 
 void StampToChars(benchmark::State& state) {
-  RaceStamp(state, [](int hours, int minutes, int seconds) {
+  TimeStamp(state, [](int hours, int minutes, int seconds) {
     char text[36];
     char* at = ToChars2(text, hours);
     *at++ = ':';
@@ -153,7 +151,7 @@ BENCHMARK(StampToChars)->Name("DayText/std::to_chars");
 
 #ifdef FAIRLEAD_PEER_FMT
 void StampFmt(benchmark::State& state) {
-  RaceStamp(state, [](int hours, int minutes, int seconds) {
+  TimeStamp(state, [](int hours, int minutes, int seconds) {
     return fmt::format(FMT_COMPILE("{:02}:{:02}:{:02}"), hours, minutes,
                        seconds);
   });
@@ -163,7 +161,7 @@ BENCHMARK(StampFmt)->Name("DayText/fmt");
 
 #ifdef FAIRLEAD_PEER_ABSL_STR_FORMAT
 void StampAbsl(benchmark::State& state) {
-  RaceStamp(state, [](int hours, int minutes, int seconds) {
+  TimeStamp(state, [](int hours, int minutes, int seconds) {
     return absl::StrFormat("%02d:%02d:%02d", hours, minutes, seconds);
   });
 }
@@ -172,7 +170,7 @@ BENCHMARK(StampAbsl)->Name("DayText/absl::StrFormat");
 
 #ifdef FAIRLEAD_PEER_ABSL_STRINGS
 void StampAbslCat(benchmark::State& state) {
-  RaceStamp(state, [](int hours, int minutes, int seconds) {
+  TimeStamp(state, [](int hours, int minutes, int seconds) {
     return absl::StrCat(absl::Dec(hours, absl::kZeroPad2), ":",
                         absl::Dec(minutes, absl::kZeroPad2), ":",
                         absl::Dec(seconds, absl::kZeroPad2));
@@ -183,7 +181,7 @@ BENCHMARK(StampAbslCat)->Name("DayText/absl::StrCat");
 
 #ifdef FAIRLEAD_PEER_GLIB
 void StampGlib(benchmark::State& state) {
-  RaceStamp(state, [](int hours, int minutes, int seconds) {
+  TimeStamp(state, [](int hours, int minutes, int seconds) {
     char* const made =
         g_strdup_printf("%02d:%02d:%02d", hours, minutes, seconds);
     std::string text(made);
@@ -194,11 +192,9 @@ void StampGlib(benchmark::State& state) {
 BENCHMARK(StampGlib)->Name("DayText/glib");
 #endif
 
-// ---- A file position as a size ----
-
 std::string OurSize(std::uint64_t offset) { return At(offset).GetText(); }
 
-// What a size text is made of; the peers below only print it.
+// The parts of a size text. The peers below only print them.
 struct Size {
   unsigned whole = 0;
   unsigned decimals = 0;
@@ -223,16 +219,16 @@ Size SizeOf(std::uint64_t offset) {
 }
 
 template <typename TextOf>
-void RaceSize(benchmark::State& state, TextOf text_of) {
-  RaceAlike(state, Offsets(), OurSize,
+void TimeSize(benchmark::State& state, TextOf text_of) {
+  TimeAlike(state, Offsets(), OurSize,
             [&](std::uint64_t offset) { return text_of(SizeOf(offset)); });
 }
 
-void SizeFairlead(benchmark::State& state) { Race(state, Offsets(), OurSize); }
+void SizeFairlead(benchmark::State& state) { Time(state, Offsets(), OurSize); }
 BENCHMARK(SizeFairlead)->Name("SizeText/fairlead");
 
 void SizeSnprintf(benchmark::State& state) {
-  RaceSize(state, [](const Size& size) {
+  TimeSize(state, [](const Size& size) {
     char text[36];
     const int length =
         size.digits == 0
@@ -245,7 +241,7 @@ void SizeSnprintf(benchmark::State& state) {
 BENCHMARK(SizeSnprintf)->Name("SizeText/snprintf");
 
 void SizeToChars(benchmark::State& state) {
-  RaceSize(state, [](const Size& size) {
+  TimeSize(state, [](const Size& size) {
     char text[36];
     char* at = std::to_chars(text, text + 11, size.whole).ptr;
     if (size.digits > 0) {
@@ -262,7 +258,7 @@ BENCHMARK(SizeToChars)->Name("SizeText/std::to_chars");
 
 #ifdef FAIRLEAD_PEER_FMT
 void SizeFmt(benchmark::State& state) {
-  RaceSize(state, [](const Size& size) {
+  TimeSize(state, [](const Size& size) {
     if (size.digits == 0)
       return fmt::format(FMT_COMPILE("{} {}"), size.whole, size.unit);
     if (size.digits == 1)
@@ -277,7 +273,7 @@ BENCHMARK(SizeFmt)->Name("SizeText/fmt");
 
 #ifdef FAIRLEAD_PEER_ABSL_STR_FORMAT
 void SizeAbsl(benchmark::State& state) {
-  RaceSize(state, [](const Size& size) {
+  TimeSize(state, [](const Size& size) {
     if (size.digits == 0)
       return absl::StrFormat("%u %s", size.whole, size.unit);
     return absl::StrFormat("%u.%0*u %s", size.whole, size.digits, size.decimals,
@@ -289,7 +285,7 @@ BENCHMARK(SizeAbsl)->Name("SizeText/absl::StrFormat");
 
 #ifdef FAIRLEAD_PEER_ABSL_STRINGS
 void SizeAbslCat(benchmark::State& state) {
-  RaceSize(state, [](const Size& size) {
+  TimeSize(state, [](const Size& size) {
     if (size.digits == 0) return absl::StrCat(size.whole, " ", size.unit);
     const auto pad = size.digits == 2 ? absl::kZeroPad2 : absl::kNoPad;
     return absl::StrCat(size.whole, ".", absl::Dec(size.decimals, pad), " ",
@@ -300,9 +296,9 @@ BENCHMARK(SizeAbslCat)->Name("SizeText/absl::StrCat");
 #endif
 
 #ifdef FAIRLEAD_PEER_GLIB
-// Says "1.5 KiB" where we say "1.51 Kb": the nearest that there is.
+// Prints "1.5 KiB" for "1.51 Kb", the closest form it has.
 void SizeGlib(benchmark::State& state) {
-  Race(state, Offsets(), [](std::uint64_t offset) {
+  Time(state, Offsets(), [](std::uint64_t offset) {
     char* const made = g_format_size_full(offset, G_FORMAT_SIZE_IEC_UNITS);
     std::string text(made);
     g_free(made);
@@ -312,22 +308,20 @@ void SizeGlib(benchmark::State& state) {
 BENCHMARK(SizeGlib)->Name("SizeText/glib (own form)");
 #endif
 
-// ---- A file position as sixteen digits ----
-
 std::string OurHex(std::uint64_t offset) { return At(offset).GetStr(); }
 
 template <typename TextOf>
-void RaceHexText(benchmark::State& state, TextOf text_of) {
-  RaceAlike(state, Offsets(), OurHex, text_of);
+void TimeHexText(benchmark::State& state, TextOf text_of) {
+  TimeAlike(state, Offsets(), OurHex, text_of);
 }
 
 void HexTextFairlead(benchmark::State& state) {
-  Race(state, Offsets(), OurHex);
+  Time(state, Offsets(), OurHex);
 }
 BENCHMARK(HexTextFairlead)->Name("HexText/fairlead");
 
 void HexTextSnprintf(benchmark::State& state) {
-  RaceHexText(state, [](std::uint64_t offset) {
+  TimeHexText(state, [](std::uint64_t offset) {
     char text[17];
     const int length = std::snprintf(text, sizeof text, "%016lX", offset);
     return std::string(text, static_cast<std::size_t>(length));
@@ -335,9 +329,9 @@ void HexTextSnprintf(benchmark::State& state) {
 }
 BENCHMARK(HexTextSnprintf)->Name("HexText/snprintf");
 
-// Has neither upper case nor leading zeros of its own.
+// It writes neither upper case nor leading zeros.
 void HexTextToChars(benchmark::State& state) {
-  RaceHexText(state, [](std::uint64_t offset) {
+  TimeHexText(state, [](std::uint64_t offset) {
     char digits[16];
     char* const end = std::to_chars(digits, digits + 16, offset, 16).ptr;
     std::string text(16, '0');
@@ -351,7 +345,7 @@ BENCHMARK(HexTextToChars)->Name("HexText/std::to_chars");
 
 #ifdef FAIRLEAD_PEER_FMT
 void HexTextFmt(benchmark::State& state) {
-  RaceHexText(state, [](std::uint64_t offset) {
+  TimeHexText(state, [](std::uint64_t offset) {
     return fmt::format(FMT_COMPILE("{:016X}"), offset);
   });
 }
@@ -360,7 +354,7 @@ BENCHMARK(HexTextFmt)->Name("HexText/fmt");
 
 #ifdef FAIRLEAD_PEER_ABSL_STR_FORMAT
 void HexTextAbsl(benchmark::State& state) {
-  RaceHexText(state, [](std::uint64_t offset) {
+  TimeHexText(state, [](std::uint64_t offset) {
     return absl::StrFormat("%016X", offset);
   });
 }
@@ -368,9 +362,9 @@ BENCHMARK(HexTextAbsl)->Name("HexText/absl::StrFormat");
 #endif
 
 #ifdef FAIRLEAD_PEER_ABSL_STRINGS
-// In lower case: it has no other.
+// In lower case only.
 void HexTextAbslCat(benchmark::State& state) {
-  Race(state, Offsets(), [](std::uint64_t offset) {
+  Time(state, Offsets(), [](std::uint64_t offset) {
     return absl::StrCat(absl::Hex(offset, absl::kZeroPad16));
   });
 }
@@ -379,7 +373,7 @@ BENCHMARK(HexTextAbslCat)->Name("HexText/absl::StrCat (lower case)");
 
 #ifdef FAIRLEAD_PEER_GLIB
 void HexTextGlib(benchmark::State& state) {
-  RaceHexText(state, [](std::uint64_t offset) {
+  TimeHexText(state, [](std::uint64_t offset) {
     char* const made = g_strdup_printf("%016lX", offset);
     std::string text(made);
     g_free(made);
@@ -389,8 +383,6 @@ void HexTextGlib(benchmark::State& state) {
 BENCHMARK(HexTextGlib)->Name("HexText/glib");
 #endif
 
-// ---- Sixteen digits as a file position ----
-
 std::uint64_t OurOffset(const std::string& text) {
   CFilePos at;
   at.LoadFromString(text);
@@ -398,17 +390,17 @@ std::uint64_t OurOffset(const std::string& text) {
 }
 
 template <typename OffsetOf>
-void RaceHexRead(benchmark::State& state, OffsetOf offset_of) {
-  RaceAlike(state, HexTexts(), OurOffset, offset_of);
+void TimeHexRead(benchmark::State& state, OffsetOf offset_of) {
+  TimeAlike(state, HexTexts(), OurOffset, offset_of);
 }
 
 void HexReadFairlead(benchmark::State& state) {
-  Race(state, HexTexts(), OurOffset);
+  Time(state, HexTexts(), OurOffset);
 }
 BENCHMARK(HexReadFairlead)->Name("HexRead/fairlead");
 
 void HexReadSscanf(benchmark::State& state) {
-  RaceHexRead(state, [](const std::string& text) {
+  TimeHexRead(state, [](const std::string& text) {
     std::uint64_t offset = 0;
     std::sscanf(text.c_str(), "%lx", &offset);
     return offset;
@@ -417,14 +409,14 @@ void HexReadSscanf(benchmark::State& state) {
 BENCHMARK(HexReadSscanf)->Name("HexRead/sscanf");
 
 void HexReadStrtoull(benchmark::State& state) {
-  RaceHexRead(state, [](const std::string& text) {
+  TimeHexRead(state, [](const std::string& text) {
     return std::uint64_t{std::strtoull(text.c_str(), nullptr, 16)};
   });
 }
 BENCHMARK(HexReadStrtoull)->Name("HexRead/strtoull");
 
 void HexReadFromChars(benchmark::State& state) {
-  RaceHexRead(state, [](const std::string& text) {
+  TimeHexRead(state, [](const std::string& text) {
     std::uint64_t offset = 0;
     std::from_chars(text.data(), text.data() + text.size(), offset, 16);
     return offset;
@@ -434,7 +426,7 @@ BENCHMARK(HexReadFromChars)->Name("HexRead/std::from_chars");
 
 #ifdef FAIRLEAD_PEER_ABSL_STRINGS
 void HexReadAbsl(benchmark::State& state) {
-  RaceHexRead(state, [](const std::string& text) {
+  TimeHexRead(state, [](const std::string& text) {
     std::uint64_t offset = 0;
     (void)absl::SimpleHexAtoi(text, &offset);
     return offset;
@@ -445,7 +437,7 @@ BENCHMARK(HexReadAbsl)->Name("HexRead/absl");
 
 #ifdef FAIRLEAD_PEER_GLIB
 void HexReadGlib(benchmark::State& state) {
-  RaceHexRead(state, [](const std::string& text) {
+  TimeHexRead(state, [](const std::string& text) {
     return std::uint64_t{g_ascii_strtoull(text.c_str(), nullptr, 16)};
   });
 }

@@ -46,7 +46,7 @@ constexpr std::string_view Meaning(ExitStatus status) {
     case kCannotRead:
       return "standard input or a file cannot be read";
     case kTimeIsOver:
-      return "the time limit was reached";
+      return "a time limit was reached";
     case kNothingAnswered:
       return "connected, but received nothing";
     case kSendingFailed:

@@ -16,6 +16,7 @@
 #include "tool/base/descriptor.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
+#include "tool/base/reason.h"
 #include "tool/command/command_table.h"
 #include "tool/command/parameters.h"
 #include "tool/command/same_file.h"
@@ -59,7 +60,7 @@ class Source {
                   : open(arguments.Text(kFile).c_str(), O_RDONLY | O_CLOEXEC)) {
     if (!file_.IsOpen() || fstat(file_.number(), &facts_) == -1)
       throw Failure(kCannotRead,
-                    Concat("cannot open ", name_, ": ", ErrorText(errno)));
+                    Concat("cannot open ", name_, ": ", Reason(errno)));
     if (arguments.Has(kOut)) interruption_.emplace();
   }
 
@@ -70,6 +71,7 @@ class Source {
   std::size_t Size() const {
     if (!S_ISREG(facts_.st_mode)) return 0;
     const off_t at = lseek(file_.number(), 0, SEEK_CUR);
+    if (at == -1) return 0;
     return static_cast<std::size_t>(std::max<off_t>(facts_.st_size - at, 0));
   }
 
@@ -84,7 +86,9 @@ class Source {
         pollfd{.fd = file_.number(), .events = POLLIN, .revents = 0},
         pollfd{
             .fd = interruption_->descriptor(), .events = POLLIN, .revents = 0}};
-    poll(waits.data(), waits.size(), -1);
+    if (poll(waits.data(), waits.size(), -1) == -1 && errno != EINTR)
+      throw Failure(kCannotRead,
+                    Concat("cannot read ", name_, ": ", Reason(errno)));
     if (Interruption::HasCome()) throw Interrupted();
   }
 
@@ -143,26 +147,32 @@ void Decrypt(const Source& source, const CipherKey& key,
 using Work = void (*)(const Source& source, const CipherKey& key,
                       const TakePiece& write);
 
-// What stands at the path, or nothing; it may be replaced.
-std::optional<struct stat> OldFile(const std::string& path) {
-  struct stat old = {};
-  if (stat(path.c_str(), &old) == -1) {
-    if (errno == ENOENT) return std::nullopt;
-    FailToWrite(path, errno);
-  }
-  if (!S_ISREG(old.st_mode))
+// What stands at the path is to be a file that may be replaced.
+void CheckOldFile(const Descriptor& file, const std::string& path) {
+  if (!S_ISREG(StatusOf(file, path).st_mode))
     FailToWrite(path,
                 "it is no regular file (without -out, the bytes go to "
                 "standard output)");
   if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == -1)
     FailToWrite(path, errno);
-  return old;
+}
+
+// Opens what stands at the path, for its attributes; one that may be written
+// only will do.
+int OpenOldFile(const std::string& path) {
+  constexpr int kFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  int file = open(path.c_str(), O_RDONLY | kFlags);
+  if (file == -1 && errno == EACCES)
+    file = open(path.c_str(), O_WRONLY | kFlags);
+  if (file == -1 && errno != ENOENT) FailToWrite(path, errno);
+  return file;
 }
 
 void WorkIntoFile(Work work, const Source& source, const CipherKey& key,
                   const std::string& path) {
-  const std::optional<struct stat> old = OldFile(path);
-  Beside file(FollowLinks(path), old, "");
+  const Descriptor old(OpenOldFile(path));
+  if (old.IsOpen()) CheckOldFile(old, path);
+  ReplacementFile file(FollowLinks(path), old.IsOpen() ? &old : nullptr, "");
   work(source, key, [&file](std::string_view bytes) { file.Write(bytes); });
   if (!file.Rename())
     FailToWrite(path, "meanwhile, another file of that name was made");

@@ -3,16 +3,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <numeric>
 #include <random>
 #include <string>
+#include <system_error>
 
 #include "tool/testing.h"
 
@@ -434,6 +437,29 @@ TEST(CryptCommandTest, AFailureLeavesNoFileBehind) {
   EXPECT_EQ(FilesIn(folder), "");
 }
 
+// A file that root's group may not read must not become one that it may.
+TEST(CryptCommandTest, TheAccessControlListStays) {
+  const TempFolder folder;
+  const std::string path = folder.File("f", "0123456789abcdef");
+  ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+  // user::rw- user:65534:r-- group::--- mask::r-- other::---
+  const std::string list(
+      "\2\0\0\0\1\0\6\0\377\377\377\377\2\0\4\0\376\377\0\0\4\0\0\0"
+      "\377\377\377\377\20\0\4\0\377\377\377\377\40\0\0\0\377\377\377\377",
+      44);
+  constexpr char kName[] = "system.posix_acl_access";
+  if (setxattr(path.c_str(), kName, list.data(), list.size(), 0) != 0)
+    GTEST_SKIP() << "no access control lists in " << folder.path();
+  EXPECT_EQ(Crypt({"encrypt", "-rc4", "k", "-file", path, "-out", path}).status,
+            0);
+  EXPECT_NE(Content(path), "0123456789abcdef");
+  std::string after(100, '\0');
+  const ssize_t size =
+      getxattr(path.c_str(), kName, after.data(), after.size());
+  ASSERT_EQ(size, 44);
+  EXPECT_EQ(after.substr(0, 44), list);
+}
+
 TEST(CryptCommandTest, TheKeyIsNotOverwritten) {
   const TempFolder folder;
   const std::string key = folder.path() + "/key";
@@ -463,6 +489,21 @@ TEST(CryptCommandTest, ErrorsDoNotRepeatWhatMayBeAKey) {
               HasSubstr("-keyfile or -keyenv"));
 }
 
+// Whether the process has a file in the folder open that is not the old one:
+// by name, or without one as the kernel shows it.
+bool HasNewFile(pid_t process, const TempFolder& folder) {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(
+           "/proc/" + std::to_string(process) + "/fd", error)) {
+    const std::string file =
+        std::filesystem::read_symlink(entry.path(), error).string();
+    if (file.starts_with(folder.path() + "/#") ||
+        file.starts_with(folder.path() + "/.fairlead."))
+      return true;
+  }
+  return false;
+}
+
 TEST(CryptCommandTest, ASignalLeavesTheOldFileAlone) {
   const TempFolder folder;
   const std::string out = folder.File("out", "old");
@@ -471,7 +512,7 @@ TEST(CryptCommandTest, ASignalLeavesTheOldFileAlone) {
         {.arguments = {"crypt", "encrypt", "-rc4", "k", "-stdin", "-out", out},
          .input = RandomBytes(200'000),
          .input_stays_open = true});
-    while (FilesIn(folder) == "out\n") {
+    while (!HasNewFile(process.pid(), folder)) {
     }
     kill(process.pid(), signal);
     EXPECT_EQ(process.Wait().signal, signal);

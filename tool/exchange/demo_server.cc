@@ -88,9 +88,13 @@ DemoServer::~DemoServer() {
   close(listener_);
 }
 
+// A client that cannot be served is let go: it would wait in vain.
 void DemoServer::Serve() const {
   const int connection = accept(listener_, nullptr, nullptr);
-  if (connection == -1) return;
+  if (connection == -1) {
+    shutdown(listener_, SHUT_RDWR);
+    return;
+  }
   if (SendAll(connection, greeting_)) Echo(connection, echoed_);
   close(connection);
 }

@@ -10,7 +10,8 @@
 namespace fairlead::tool {
 
 /// Serves one client on a free loopback port: sends the greeting, echoes so
-/// many bytes, and closes.
+/// many bytes, and closes. Where the system does not let it accept the client,
+/// the client sees a reset.
 class DemoServer {
  public:
   /// @throws Failure with kNotConnected where no port can be had

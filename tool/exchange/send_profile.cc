@@ -5,13 +5,17 @@
 
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/profile.h"
+#include "fairlead/text/strings.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
+#include "tool/exchange/body.h"
+#include "tool/exchange/parameters.h"
 #include "tool/ini/ini_lines.h"
 #include "tool/ini/ini_names.h"
 #include "tool/ini/ini_store.h"
 #include "tool/io/atomic_edit.h"
+#include "tool/io/output.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool {
@@ -41,18 +45,18 @@ void Profile::ReadFile() {
   const bool may_be_missing = arguments_.Has(kSaveprofile);
   const std::string text = may_be_missing ? ReadFileIfAny(file_).value_or("")
                                           : tool::ReadFile(file_);
-  ini::Lines(text).CheckReadable(file_);
-  copy_.emplace(text);
-  if (!may_be_missing && !CIniFile::SectionExists(section_, copy_->path()))
+  records_ = ini::ContentOf(text, file_).records;
+  if (!may_be_missing && !ini::HasSection(*records_, section_))
     throw Failure(kAnswerIsNo, Concat("there is no section ", Quoted(section_),
                                       " in ", Quoted(file_)));
 }
 
 // "" where there is none. What the parameter allows is known to the arguments.
 std::string Profile::InFile(const Parameter& parameter) const {
-  std::string value =
-      GetPrivateProfileStr(section_, parameter.name, "", copy_->path());
-  if (value.empty()) return value;
+  const ini::Record* const found =
+      ini::Find(*records_, section_, parameter.name);
+  if (found == nullptr || found->Value.empty()) return "";
+  const std::string& value = found->Value;
   try {
     CheckValue(parameter, value);
   } catch (const Failure& failure) {
@@ -64,46 +68,48 @@ std::string Profile::InFile(const Parameter& parameter) const {
 }
 
 bool Profile::Has(Listed parameter) const {
-  return arguments_.Has(parameter) || (copy_ && !InFile(*parameter).empty());
+  return arguments_.Has(parameter) || (records_ && !InFile(*parameter).empty());
 }
 
 std::string Profile::Text(Listed parameter) const {
-  if (arguments_.Has(parameter) || !copy_) return arguments_.Text(parameter);
+  if (arguments_.Has(parameter) || !records_) return arguments_.Text(parameter);
   const std::string value = InFile(*parameter);
   return value.empty() ? std::string(parameter->fallback) : value;
 }
 
 int Profile::Number(Listed parameter) const {
   const int number = arguments_.Number(parameter);
-  if (arguments_.Has(parameter) || !copy_ || InFile(*parameter).empty())
+  if (arguments_.Has(parameter) || !records_ || InFile(*parameter).empty())
     return number;
-  return GetPrivateProfileInteger(section_, parameter->name, number,
-                                  copy_->path());
+  int value = 0;
+  return getval<int>(InFile(*parameter), value) ? value : number;
 }
 
 void Profile::Save() const {
-  if (!copy_ || !arguments_.Has(kSaveprofile)) return;
+  if (!records_ || !arguments_.Has(kSaveprofile)) return;
   EditFile(file_, Writing::kReplace,
            [this](const std::optional<std::string>& text) {
              return ini::Edited(
                  text.value_or(""), file_,
-                 [this](const std::string& file) { return WriteGiven(file); });
-           });
+                 [this](ini::Records& records) { WriteGiven(records); });
+           },
+           {.tell = [this] {
+             PrintNote("send",
+                  Concat("waiting for another edit of ", Quoted(file_)));
+           }});
 }
 
-bool Profile::WriteGiven(const std::string& file) const {
+void Profile::WriteGiven(ini::Records& records) const {
   for (const Listed& parameter : kKept) {
     if (!arguments_.Has(parameter)) continue;
     const std::string text = arguments_.Text(parameter);
     const std::string_view fault = ini::ValueFault(text);
     if (!fault.empty()) throw Failure(kWrongUsage, std::string(fault));
-    if (parameter->kind == Kind::kNumber)
-      WritePrivateProfileInteger(section_, parameter->name,
-                                 arguments_.Number(parameter), file);
-    else
-      WritePrivateProfileStr(section_, parameter->name, text, file);
+    ini::SetValue(records, section_, parameter->name,
+                  parameter->kind == Kind::kNumber
+                      ? Concat(arguments_.Number(parameter))
+                      : text);
   }
-  return true;
 }
 
 }  // namespace fairlead::tool

@@ -9,7 +9,7 @@
 #include "tool/command/arguments.h"
 #include "tool/exchange/body.h"
 #include "tool/exchange/parameters.h"
-#include "tool/io/memory_copy.h"
+#include "tool/ini/ini_store.h"
 
 namespace fairlead::tool {
 
@@ -71,12 +71,12 @@ class Profile {
  private:
   void ReadFile();
   std::string InFile(const Parameter& parameter) const;
-  bool WriteGiven(const std::string& file) const;
+  void WriteGiven(ini::Records& records) const;
 
   const Arguments<kProfileUses> arguments_;
   std::string file_;
   std::string section_;
-  std::optional<MemoryCopy> copy_;  // Of the file, where one is given.
+  std::optional<ini::Records> records_;  // Of the file, if one is given.
 };
 
 }  // namespace fairlead::tool

@@ -58,6 +58,8 @@ constexpr Status kUnwritten = {kCannotWrite, "the file cannot be written"};
 constexpr Status kUnprinted = {kCannotWrite,
                                "standard output cannot be written"};
 constexpr Status kUnread = {kCannotRead, "the file cannot be read"};
+constexpr Status kLocked = {kTimeIsOver,
+                            "another edit of the file lasted ten seconds"};
 
 constexpr auto kReadStatuses = std::to_array<Status>(
     {{kDone, "success"},
@@ -83,28 +85,32 @@ constexpr auto kSetStatuses = std::to_array<Status>(
      {kWrongUsage, "wrong usage"},
      {kMalformedInput, "the file or standard input is malformed"},
      kUnwritten,
-     {kCannotRead, "the file or standard input cannot be read"}});
+     {kCannotRead, "the file or standard input cannot be read"},
+     kLocked});
 constexpr auto kEditStatuses = std::to_array<Status>(
     {{kDone, "success"},
      {kAnswerIsNo, "the section or the key does not exist"},
      {kWrongUsage, "wrong usage"},
      kMalformed,
      kUnwritten,
-     kUnread});
+     kUnread,
+     kLocked});
 constexpr auto kAddStatuses = std::to_array<Status>(
     {{kDone, "success"},
      {kAnswerIsNo, "the section or the key exists already"},
      {kWrongUsage, "wrong usage"},
      kMalformed,
      kUnwritten,
-     kUnread});
+     kUnread,
+     kLocked});
 constexpr auto kRenameStatuses = std::to_array<Status>(
     {{kDone, "success"},
      {kAnswerIsNo, "the old name does not exist, or the new one does"},
      {kWrongUsage, "wrong usage"},
      kMalformed,
      kUnwritten,
-     kUnread});
+     kUnread,
+     kLocked});
 constexpr auto kCreateStatuses =
     std::to_array<Status>({{kDone, "success"},
                            {kAnswerIsNo, "the file exists already"},
@@ -333,7 +339,8 @@ constexpr auto kStatuses = std::to_array<Status>(
      {kWrongUsage, "wrong usage"},
      {kMalformedInput, "the file or standard input is malformed"},
      {kCannotWrite, "the file or standard output cannot be written"},
-     {kCannotRead, "the file or standard input cannot be read"}});
+     {kCannotRead, "the file or standard input cannot be read"},
+     kLocked});
 
 }  // namespace
 }  // namespace ini
@@ -342,11 +349,14 @@ constinit const Command kIniCommand = {
     .name = "ini",
     .summary = "read and edit INI files",
     .description =
-        "An edit writes a new file and replaces the old one with it. Mode and "
-        "owner are kept; a symbolic link is kept and its target edited. If the "
-        "edit is killed, the file is the old one or the new one; a file "
-        ".fairlead.PID.N may remain beside it. Of two simultaneous edits none "
-        "is lost. An edit normalises the file: it removes blank lines, spaces "
+        "An edit writes a new file and replaces the old one with it. Owner, "
+        "mode, access control list and extended attributes are kept; a "
+        "symbolic link is kept and its target edited. If the edit fails or is "
+        "killed, the file is the old one or the new one. A killed edit may "
+        "leave a file .fairlead.PID.N beside it, which a later edit deletes. "
+        "An edit waits up to ten seconds for another one of the same file; "
+        "none is lost. An edit normalises the file: it removes blank lines, "
+        "spaces "
         "around '=' and the CR of CR LF, and moves comments right above their "
         "key. If it would lose other text, the file is left unchanged and the "
         "line is reported. Disabled keys and sections count as existing. A "

@@ -99,7 +99,10 @@ inline constexpr Parameter kInplace = {
     .name = "inplace",
     .kind = Kind::kSwitch,
     .group = Group::kOutput,
-    .help = "overwrite in place instead of replacing the file; not atomic"};
+    .help =
+        "overwrite the file in place instead of replacing it, for a file with "
+        "several names or in a folder that cannot be written; not atomic: a "
+        "killed edit leaves a mixture of old and new"};
 
 /// What the code that the subcommands share may ask for. The table of each
 /// subcommand lists what it accepts; the others are never given.

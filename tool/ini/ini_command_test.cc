@@ -1,5 +1,6 @@
 // The command `ini` as a process: every word that edits, and every status.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -12,8 +13,11 @@
 #include <vector>
 
 #include "tool/base/concat.h"
+#include "tool/base/descriptor.h"
+#include "tool/command/command.h"
 #include "tool/command/command_table.h"
 #include "tool/ini/ini_testing.h"
+#include "tool/io/edit_lock.h"
 
 namespace fairlead::tool {
 namespace {
@@ -135,7 +139,7 @@ TEST_F(IniCommandTest, Comment) {
   EXPECT_EQ(Text(), "[a]\n# x\nx=1\n");
   // A lone comment character must not become that of the key.
   Answer({"comment", "-section", "a", "-key", "x", "-text", "#"});
-  EXPECT_EQ(Text(), "[a]\n# \nx=1\n");
+  EXPECT_EQ(Text(), "[a]\n#\nx=1\n");
   EXPECT_THAT(Answer({"list", "-format", "json"}), HasSubstr("\"x\""));
   EXPECT_THAT(
       Refusal(2, {"comment", "-section", "a", "-text", "fine\nsee a=b"}),
@@ -303,6 +307,17 @@ TEST_F(IniCommandTest, WhatCannotBeReadOrWrittenHasItsStatus) {
       23);
 }
 
+// The limit is the real one.
+TEST_F(IniCommandTest, AnotherEditIsWaitedForButNotForEver) {
+  Write("[a]\nx=1\n");
+  const Descriptor other(open(Path().c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(TryToLock(other), 0);
+  EXPECT_EQ(Refusal(28, {"set", "-section", "a", "-key", "x", "-value", "2"}),
+            Concat("fairlead ini: waiting for another edit of '", Path(),
+                   "'\nfairlead ini: another edit of '", Path(),
+                   "' did not end in time: try again\n"));
+}
+
 TEST_F(IniCommandTest, OfManyProcessesNoSettingIsLost) {
   constexpr int kProcesses = 6;
   constexpr int kSettings = 10;
@@ -329,6 +344,47 @@ TEST_F(IniCommandTest, OfManyProcessesNoSettingIsLost) {
       EXPECT_THAT(listed, HasSubstr(Concat("s", i % 3, "\tk", i, ".", n, "\t",
                                            n, "\n")));
   EXPECT_EQ(std::ranges::count(listed, '\n'), kProcesses * kSettings);
+}
+
+// With too few descriptors a word answers rightly or says why it cannot.
+TEST_F(IniCommandTest, FewDescriptorsGiveNoWrongAnswer) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers need descriptors too";
+  struct Case {
+    Words words;
+    const char* output;
+  };
+  const std::vector<Case> cases = {
+      {{"list"}, "a\tx\t1\n"},
+      {{"sections"}, "a\n"},
+      {{"keys", "-section", "a"}, "x\n"},
+      {{"show"}, "[a]\nx=1\n"},
+      {{"has", "-section", "a", "-key", "x"}, ""},
+      {{"get", "-section", "a", "-key", "x", "-default", "NONE"}, "1\n"},
+      {{"set", "-section", "a", "-key", "x", "-value", "1"}, ""},
+      {{"delete", "-section", "a", "-key", "x"}, ""},
+  };
+  int refusals = 0;
+  for (const Case& c : cases)
+    for (int limit = 4; limit < 12; ++limit) {
+      SCOPED_TRACE(Concat(c.words.at(0), " ulimit -n ", limit));
+      Write("[a]\nx=1\n");
+      const Outcome outcome = RunProgram(
+          {.arguments =
+               Words{"-c", Concat("ulimit -n ", limit, "; exec \"$0\" \"$@\""),
+                     FAIRLEAD_PROGRAM} +
+               Line(c.words),
+           .program = "/bin/sh"});
+      if (outcome.status == 0) {
+        EXPECT_EQ(outcome.output, c.output);
+        continue;
+      }
+      ++refusals;
+      EXPECT_THAT(outcome.status, testing::AnyOf(23, 26));
+      EXPECT_EQ(outcome.output, "");
+      EXPECT_THAT(outcome.error, HasSubstr("Too many open files"));
+      EXPECT_EQ(Text(), "[a]\nx=1\n");
+    }
+  EXPECT_GT(refusals, 10);
 }
 
 // All of them, in their order, in a folder of their own.

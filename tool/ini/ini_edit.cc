@@ -44,7 +44,10 @@ void Apply(const Arguments& arguments, const Output& output,
     return;
   }
   const bool in_place = arguments.Has(kInplace);
-  EditFile(file, in_place ? Writing::kInPlace : Writing::kReplace, change);
+  EditFile(file, in_place ? Writing::kInPlace : Writing::kReplace, change,
+           {.tell = [&file] {
+             PrintNote("ini", Concat("waiting for another edit of ", Quoted(file)));
+           }});
 }
 
 ExitStatus Edit(const Arguments& arguments, const Output& output,
@@ -59,8 +62,8 @@ ExitStatus Edit(const Arguments& arguments, const Output& output,
   return kDone;
 }
 
-void Require(const Place& place, const std::string& file) {
-  if (!place.IsIn(file)) FailForNo(place);
+void Require(const Place& place, const Records& records) {
+  if (!place.IsIn(records)) FailForNo(place);
 }
 
 void CheckNames(const Place& place) {
@@ -74,11 +77,6 @@ std::string CheckedValue(const Arguments& arguments) {
   if (const std::string_view fault = ValueFault(value); !fault.empty())
     FailForUsage(fault);
   return value;
-}
-
-bool SetValue(const Place& place, std::string_view value,
-              const std::string& file) {
-  return CIniFile::SetValue(place.key, value, place.section, file);
 }
 
 struct Setting {
@@ -122,10 +120,9 @@ std::vector<Setting> ReadSettings() {
 
 ExitStatus SetMany(const Arguments& arguments, const Output& output) {
   const std::vector<Setting> settings = ReadSettings();
-  return Edit(arguments, output, Missing::kMake, [&](const std::string& file) {
-    return std::ranges::all_of(settings, [&file](const Setting& setting) {
-      return SetValue(setting.place, setting.value, file);
-    });
+  return Edit(arguments, output, Missing::kMake, [&](Records& records) {
+    for (const auto& [place, value] : settings)
+      SetValue(records, place.section, place.key, value);
   });
 }
 
@@ -138,23 +135,23 @@ CIniFile::CommentChar CommentCharacter(const Arguments& arguments) {
       Concat("-char ", Quoted(word), " is none of # ; hash semicolon"));
 }
 
-// What stands before the first header has no line in which its name stands.
-void RequireHeader(const std::string& section, const std::string& file) {
-  std::vector<CIniFile::Record> records;
-  CIniFile::Load(file, records);
-  if (section.empty() && !records.empty() && !records.front().Key.empty())
+// The line in which the section's name stands. Keys before the first header
+// have none.
+Record& HeaderOf(const std::string& section, Records& records) {
+  Record* const header = Find(records, section, "");
+  if (header == nullptr || (section.empty() && !records.front().Key.empty()))
     throw Failure(kAnswerIsNo,
                   "the keys before the first header have no header");
+  return *header;
 }
 
-bool RenameKey(const Place& place, const std::string& name,
-               const std::string& file) {
-  std::vector<CIniFile::Record> records;
-  CIniFile::Load(file, records);
-  std::ranges::find_if(records,
-                       CIniFile::RecordSectionKeyIs{place.section, place.key})
-      ->Key = name;
-  return CIniFile::Save(file, records);
+// Calls `change` for the key, or for every record of the section.
+template <typename ChangeRecord>
+void ForEach(const Place& place, Records& records, ChangeRecord change) {
+  Require(place, records);
+  if (place.has_key) return change(*Find(records, place.section, place.key));
+  for (Record& record : records)
+    if (record.Section == place.section) change(record);
 }
 
 }  // namespace
@@ -164,8 +161,8 @@ ExitStatus Set(const Arguments& arguments, const Output& output) {
   const Place place = PlaceOf(arguments);
   const std::string value = CheckedValue(arguments);
   CheckNames(place);
-  return Edit(arguments, output, Missing::kMake, [&](const std::string& file) {
-    return SetValue(place, value, file);
+  return Edit(arguments, output, Missing::kMake, [&](Records& records) {
+    SetValue(records, place.section, place.key, value);
   });
 }
 
@@ -173,57 +170,51 @@ ExitStatus Add(const Arguments& arguments, const Output& output) {
   const Place place = PlaceOf(arguments);
   const std::string value = CheckedValue(arguments);
   CheckNames(place);
-  return Edit(arguments, output, Missing::kMake, [&](const std::string& file) {
-    if (place.IsIn(file)) FailForAlready(Spelled(place));
-    return place.has_key ? SetValue(place, value, file)
-                         : CIniFile::AddSection(place.section, file);
+  return Edit(arguments, output, Missing::kMake, [&](Records& records) {
+    if (place.IsIn(records)) FailForAlready(Spelled(place));
+    if (place.has_key)
+      SetValue(records, place.section, place.key, value);
+    else
+      AddSection(records, place.section);
   });
 }
 
 ExitStatus Delete(const Arguments& arguments, const Output& output) {
   const Place place = PlaceOf(arguments);
-  return Edit(arguments, output, Missing::kFail, [&](const std::string& file) {
-    Require(place, file);
-    return place.has_key
-               ? CIniFile::DeleteRecord(place.key, place.section, file)
-               : CIniFile::DeleteSection(place.section, file);
+  return Edit(arguments, output, Missing::kFail, [&](Records& records) {
+    Require(place, records);
+    if (place.has_key)
+      records.erase(records.begin() +
+                    (Find(records, place.section, place.key) - records.data()));
+    else
+      std::erase_if(records, CIniFile::RecordSectionIs{place.section});
   });
 }
 
 ExitStatus Enable(const Arguments& arguments, const Output& output) {
   const Place place = PlaceOf(arguments);
-  return Edit(arguments, output, Missing::kFail, [&](const std::string& file) {
-    Require(place, file);
-    return place.has_key
-               ? CIniFile::UnCommentRecord(place.key, place.section, file)
-               : CIniFile::UnCommentSection(place.section, file);
+  return Edit(arguments, output, Missing::kFail, [&](Records& records) {
+    ForEach(place, records, [](Record& record) { record.Commented = ' '; });
   });
 }
 
 ExitStatus Disable(const Arguments& arguments, const Output& output) {
   const Place place = PlaceOf(arguments);
   const CIniFile::CommentChar character = CommentCharacter(arguments);
-  return Edit(arguments, output, Missing::kFail, [&](const std::string& file) {
-    Require(place, file);
-    return place.has_key
-               ? CIniFile::CommentRecord(character, place.key, place.section,
-                                         file)
-               : CIniFile::CommentSection(character, place.section, file);
+  return Edit(arguments, output, Missing::kFail, [&](Records& records) {
+    ForEach(place, records,
+            [character](Record& record) { record.Commented = character; });
   });
 }
 
 ExitStatus Comment(const Arguments& arguments, const Output& output) {
   const Place place = PlaceOf(arguments);
-  std::string text = CommentLines(arguments.Text(kText));
-  // The store puts an LF behind the text, unless that is a single character.
-  if (!text.empty()) text.pop_back();
-  if (text.size() == 1) text += ' ';
-  return Edit(arguments, output, Missing::kFail, [&](const std::string& file) {
-    Require(place, file);
-    if (place.has_key)
-      return CIniFile::SetRecordComments(text, place.key, place.section, file);
-    RequireHeader(place.section, file);
-    return CIniFile::SetSectionComments(text, place.section, file);
+  const std::string text = CommentLines(arguments.Text(kText));
+  return Edit(arguments, output, Missing::kFail, [&](Records& records) {
+    Require(place, records);
+    Record& record = place.has_key ? *Find(records, place.section, place.key)
+                                   : HeaderOf(place.section, records);
+    record.Comments = text;
   });
 }
 
@@ -235,12 +226,14 @@ ExitStatus Rename(const Arguments& arguments, const Output& output) {
   else
     to.section = arguments.Text(kTo);
   CheckNames(to);
-  return Edit(arguments, output, Missing::kFail, [&](const std::string& file) {
-    Require(place, file);
-    if (to.IsIn(file)) FailForAlready(Spelled(to));
-    if (place.has_key) return RenameKey(place, to.key, file);
-    RequireHeader(place.section, file);
-    return CIniFile::RenameSection(place.section, to.section, file);
+  return Edit(arguments, output, Missing::kFail, [&](Records& records) {
+    Require(place, records);
+    if (to.IsIn(records)) FailForAlready(Spelled(to));
+    if (!place.has_key) HeaderOf(place.section, records);
+    ForEach(place, records, [&to](Record& record) {
+      record.Section = to.section;
+      if (to.has_key) record.Key = to.key;
+    });
   });
 }
 

@@ -21,10 +21,7 @@ Lines::Lines(std::string_view text) {
 void Lines::Look(std::string_view line) {
   if (line.empty()) return;
   if (line[0] == '#' || line[0] == ';') {
-    if (line.find_first_of("[=") == std::string_view::npos) {
-      comments_.append(line).push_back('\n');
-      return;
-    }
+    if (line.find_first_of("[=") == std::string_view::npos) return;
     line = Trimmed(line.substr(1));
   }
   if (line[0] == '[') return LookAtHeader(line.substr(1));
@@ -32,12 +29,10 @@ void Lines::Look(std::string_view line) {
   const std::size_t equals = line.find('=');
   if (equals == std::string_view::npos)
     return Note(lossy_, "neither comment, header nor key=value");
-  if (equals == 0) return Note(lossy_, "a '=' without a key before it");
-  comments_.clear();
+  if (equals == 0) Note(lossy_, "a '=' without a key before it");
 }
 
 void Lines::LookAtHeader(std::string_view after_bracket) {
-  comments_.clear();
   const std::size_t end = after_bracket.find(']');
   if (end == std::string_view::npos)
     Note(unreadable_, "a header without ']'");

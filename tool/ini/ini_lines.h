@@ -4,7 +4,6 @@
 #define FAIRLEAD_TOOL_INI_INI_LINES_H_
 
 #include <cstddef>
-#include <string>
 #include <string_view>
 
 namespace fairlead::tool::ini {
@@ -27,10 +26,6 @@ class Lines {
   /// @throws Failure with kMalformedInput, as CheckReadable() does
   void CheckEditable(std::string_view file) const;
 
-  /// The comments below the last header or key, trimmed, which the store would
-  /// lose, with an LF after each.
-  const std::string& comments_at_end() const { return comments_; }
-
  private:
   struct Fault {
     std::size_t line = 0;  // From 1; 0 where there is none.
@@ -45,7 +40,6 @@ class Lines {
   std::size_t line_ = 0;
   Fault unreadable_;
   Fault lossy_;
-  std::string comments_;
 };
 
 }  // namespace fairlead::tool::ini

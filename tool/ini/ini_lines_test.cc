@@ -10,6 +10,7 @@
 
 #include "fairlead/ini/ini_file.h"
 #include "tool/base/failure.h"
+#include "tool/ini/ini_store.h"
 #include "tool/io/memory_copy.h"
 
 namespace fairlead::tool::ini {
@@ -66,11 +67,16 @@ TEST(IniLinesTest, NamesTheLineThatAnEditWouldLose) {
             "f.ini:1: text behind the ']' of a header");
 }
 
+std::string CommentsAtEnd(const std::string& text) {
+  return ContentOf(text, "f.ini").comments_at_end;
+}
+
 TEST(IniLinesTest, KeepsTheCommentsAtTheEnd) {
-  EXPECT_EQ(Lines("k=v\n  # one \r\n\n;two").comments_at_end(),
-            "# one\n;two\n");
-  EXPECT_EQ(Lines("# one\nk=v\n").comments_at_end(), "");
-  EXPECT_EQ(Lines("# one\n[a]\n").comments_at_end(), "");
+  EXPECT_EQ(CommentsAtEnd("k=v\n  # one \r\n\n;two"), "# one\n;two\n");
+  EXPECT_EQ(CommentsAtEnd("# one\nk=v\n"), "");
+  EXPECT_EQ(CommentsAtEnd("# one\n[a]\n"), "");
+  EXPECT_EQ(CommentsAtEnd("# one\n=v\n"), "");
+  EXPECT_EQ(CommentsAtEnd("# one\njunk"), "# one\n");
 }
 
 // The lines that hold anything, without their blanks.
@@ -97,12 +103,14 @@ TEST(IniLinesTest, AgreesWithTheStoreOnRandomText) {
     for (char& c : text) c = kLetters[random() % kLetters.size()];
     SCOPED_TRACE(text);
 
-    const MemoryCopy copy(text);
+    const MemoryCopy copy(text, "f.ini");
     try {
       const std::string saved = CIniFile::Content(copy.path());
       ASSERT_EQ(ReadFault(text), "");
+      const Content content = ContentOf(text, "f.ini");
+      ASSERT_EQ(TextOf(content.records), saved);
       const bool kept =
-          Essence(saved + Lines(text).comments_at_end()) == Essence(text);
+          Essence(saved + content.comments_at_end) == Essence(text);
       ASSERT_EQ(EditFault(text).empty(), kept);
       editable += kept ? 1 : 0;
     } catch (const std::out_of_range&) {

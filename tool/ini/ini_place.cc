@@ -9,9 +9,9 @@
 
 namespace fairlead::tool::ini {
 
-bool Place::IsIn(const std::string& file) const {
-  return has_key ? CIniFile::RecordExists(key, section, file)
-                 : CIniFile::SectionExists(section, file);
+bool Place::IsIn(const Records& records) const {
+  return has_key ? Find(records, section, key) != nullptr
+                 : HasSection(records, section);
 }
 
 Place PlaceOf(const Arguments& arguments) {

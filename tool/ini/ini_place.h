@@ -5,7 +5,9 @@
 
 #include <string>
 
+#include "tool/command/arguments.h"
 #include "tool/ini/ini.h"
+#include "tool/ini/ini_store.h"
 
 namespace fairlead::tool::ini {
 
@@ -15,10 +17,8 @@ struct Place {
   std::string key;
   bool has_key = false;
 
-  /// Whether the INI file holds it, disabled or not.
-  ///
-  /// @throws what the store throws of the file
-  bool IsIn(const std::string& file) const;
+  /// Whether it is among the records, disabled or not.
+  bool IsIn(const Records& records) const;
 };
 
 /// What -section and -key name.

@@ -22,28 +22,23 @@
 namespace fairlead::tool::ini {
 namespace {
 
-using Record = CIniFile::Record;
-
-MemoryCopy ReadableFile(const Arguments& arguments) {
+Content ReadContent(const Arguments& arguments) {
   const std::string file = arguments.Text(kFile);
-  return Readable(ReadFile(file), file);
+  return ContentOf(ReadFile(file), file);
 }
 
-// The records that -section and -key ask for, or all of them.
-std::vector<Record> Chosen(const Arguments& arguments,
-                           const std::string& file) {
-  std::vector<Record> records;
-  CIniFile::Load(file, records);
+// Those of the records that -section and -key ask for, or all of them.
+Records Chosen(const Arguments& arguments, Records records) {
   if (!arguments.Has(kSection)) return records;
 
   const Place place = PlaceOf(arguments);
-  if (!place.IsIn(file)) FailForNo(place);
-  if (place.has_key) return CIniFile::GetRecord(place.key, place.section, file);
+  if (!place.IsIn(records)) FailForNo(place);
+  if (place.has_key) return {*Find(records, place.section, place.key)};
   std::erase_if(records, std::not_fn(CIniFile::RecordSectionIs{place.section}));
   return records;
 }
 
-std::string Json(const std::vector<Record>& records) {
+std::string Json(const Records& records) {
   std::vector<std::string> values;
   for (const Record& record : records) {
     std::string value = Concat(R"({"section":)", JsonString(record.Section));
@@ -75,21 +70,19 @@ ExitStatus Get(const Arguments& arguments, const Output& output) {
   const bool has_default = arguments.Has(kDefault);
   const std::optional<std::string> text =
       has_default ? ReadFileIfAny(file) : ReadFile(file);
-  const MemoryCopy copy = Readable(text.value_or(""), file);
+  const Content content = ContentOf(text.value_or(""), file);
 
-  const std::vector<Record> records =
-      CIniFile::GetRecord(place.key, place.section, copy.path());
-  if (records.empty() && !has_default) FailForNo(place);
+  const Record* const found = Find(content.records, place.section, place.key);
+  if (found == nullptr && !has_default) FailForNo(place);
   Print(output, format,
-        Single(format, records.empty() ? arguments.Text(kDefault)
-                                       : records.front().Value));
+        Single(format,
+               found == nullptr ? arguments.Text(kDefault) : found->Value));
   return kDone;
 }
 
 ExitStatus List(const Arguments& arguments, const Output& output) {
   const std::string format = arguments.Text(kFormat);
-  const MemoryCopy copy = ReadableFile(arguments);
-  std::vector<Record> records = Chosen(arguments, copy.path());
+  Records records = Chosen(arguments, ReadContent(arguments).records);
   std::erase_if(records,
                 [](const Record& record) { return record.Key.empty(); });
   if (format == "json") {
@@ -105,21 +98,18 @@ ExitStatus List(const Arguments& arguments, const Output& output) {
 
 ExitStatus Sections(const Arguments& arguments, const Output& output) {
   const std::string format = arguments.Text(kFormat);
-  const MemoryCopy copy = ReadableFile(arguments);
-  Print(output, format,
-        tool::List(format, CIniFile::GetSectionNames(copy.path())));
+  std::vector<std::string> names;
+  for (const Record& record : ReadContent(arguments).records)
+    if (record.Key.empty()) names.push_back(record.Section);
+  Print(output, format, tool::List(format, names));
   return kDone;
 }
 
 ExitStatus Keys(const Arguments& arguments, const Output& output) {
   const std::string format = arguments.Text(kFormat);
-  const MemoryCopy copy = ReadableFile(arguments);
-  const Place place = PlaceOf(arguments);
-  if (!place.IsIn(copy.path())) FailForNo(place);
-  const std::vector<Record> records =
-      CIniFile::GetSection(place.section, copy.path());
-  std::vector<std::string> keys(records.size());
-  std::ranges::transform(records, keys.begin(), &Record::Key);
+  std::vector<std::string> keys;
+  for (const Record& record : Chosen(arguments, ReadContent(arguments).records))
+    if (!record.Key.empty()) keys.push_back(record.Key);
   Print(output, format, tool::List(format, keys));
   return kDone;
 }
@@ -129,7 +119,7 @@ ExitStatus Has(const Arguments& arguments, const Output& /*output*/) {
   const Place place = PlaceOf(arguments);
   const std::optional<std::string> text = ReadFileIfAny(file);
   if (!text) return kAnswerIsNo;
-  return place.IsIn(Readable(*text, file).path()) ? kDone : kAnswerIsNo;
+  return place.IsIn(ContentOf(*text, file).records) ? kDone : kAnswerIsNo;
 }
 
 ExitStatus Show(const Arguments& arguments, const Output& output) {
@@ -138,17 +128,15 @@ ExitStatus Show(const Arguments& arguments, const Output& output) {
     throw Failure(kWrongUsage, "show prints text or json");
   if (arguments.Has(kKey) && !arguments.Has(kSection))
     throw Failure(kWrongUsage, "-key needs -section");
-  const std::string file = arguments.Text(kFile);
-  const std::string text = ReadFile(file);
-  const MemoryCopy copy = Readable(text, file);
-  const std::vector<Record> records = Chosen(arguments, copy.path());
+  const Content content = ReadContent(arguments);
+  const Records records = Chosen(arguments, content.records);
   if (format == "json") {
     Print(output, format, Json(records));
     return kDone;
   }
   const bool whole = !arguments.Has(kSection);
   Print(output, format,
-        SavedText(records) + (whole ? Lines(text).comments_at_end() : ""));
+        TextOf(records) + (whole ? content.comments_at_end : ""));
   return kDone;
 }
 

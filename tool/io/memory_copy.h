@@ -10,20 +10,19 @@
 
 namespace fairlead::tool {
 
-/// A file without a disk, for functions that take a file by its name.
+/// A file without a disk, for functions that read a file by its name.
 ///
-/// What they read was looked at before and cannot change meanwhile; what they
-/// write cannot meet a full disk halfway.
+/// What they read was looked at before and cannot change meanwhile. Opening or
+/// reading it can still fail, as for any file.
 class MemoryCopy {
  public:
-  /// @throws Failure with kCannotRead where the system has no such files
-  explicit MemoryCopy(std::string_view text);
+  /// @param name what an error calls the text
+  /// @throws Failure with kCannotWrite where the copy cannot be made, with
+  ///     kCannotRead where it cannot be opened
+  MemoryCopy(std::string_view text, const std::string& name);
 
-  /// The name, for as long as the object lives.
+  /// The path, for as long as the object lives.
   std::string path() const;
-
-  /// @throws Failure with kCannotRead
-  std::string Text() const;
 
  private:
   Descriptor file_;

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 #include <string>
 
 #include "tool/base/concat.h"
@@ -27,11 +28,38 @@ std::atomic<bool> is_quiet = false;
 std::atomic<bool> bar_stands = false;
 std::atomic<bool> data_line_is_open = false;  // It has no newline yet.
 
+[[noreturn]] void FailToWrite(int error) {
+  throw Failure(kCannotWrite,
+                Concat("cannot write standard output: ", ErrorText(error)));
+}
+
+bool IsClosed(int descriptor) {
+  if (fcntl(descriptor, F_GETFD) != -1) return false;
+  if (errno != EBADF) FailToWrite(errno);
+  return true;
+}
+
 // The descriptor opened is the lowest free one, hence the closed one.
+void Fill(int descriptor) {
+  if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) == -1)
+    throw Failure(kCannotWrite,
+                  Concat("cannot open '/dev/null' in the place of a closed "
+                         "standard stream: ",
+                         ErrorText(errno)));
+}
+
 void FillClosedDescriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    if (fcntl(descriptor, F_GETFD) == -1)
-      open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    if (IsClosed(descriptor)) Fill(descriptor);
+}
+
+// Where standard output is from now on; its own number leads to standard error.
+int SetAsideStandardOutput() {
+  const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (kept == -1) FailToWrite(errno);
+  while (dup2(STDERR_FILENO, STDOUT_FILENO) == -1)
+    if (errno != EINTR) FailToWrite(errno);
+  return kept;
 }
 
 // "" for a variable that is not set.
@@ -50,10 +78,17 @@ bool WantsColour(int descriptor) {
   return IsSmart(descriptor) && Environment("NO_COLOR").empty();
 }
 
+// Waits as long as it takes; false with errno set where that cannot be done.
+bool Poll(std::span<pollfd> waits) {
+  while (poll(waits.data(), waits.size(), -1) == -1)
+    if (errno != EINTR) return false;
+  return true;
+}
+
 // Somebody may have made the descriptor one that does not wait by itself.
-void AwaitRoom(int descriptor) {
+bool AwaitRoom(int descriptor) {
   pollfd room{.fd = descriptor, .events = POLLOUT, .revents = 0};
-  poll(&room, 1, -1);
+  return Poll({&room, 1});
 }
 
 // Writes all of it; false with errno set when that cannot be done.
@@ -62,9 +97,7 @@ bool WriteAll(int descriptor, std::string_view bytes) {
     const ssize_t written = write(descriptor, bytes.data(), bytes.size());
     if (written >= 0)
       bytes.remove_prefix(static_cast<std::size_t>(written));
-    else if (errno == EAGAIN)
-      AwaitRoom(descriptor);
-    else if (errno != EINTR)
+    else if (errno == EAGAIN ? !AwaitRoom(descriptor) : errno != EINTR)
       return false;
   }
   return true;
@@ -85,8 +118,7 @@ Output::Output() {
   FillClosedDescriptors();
   (void)std::signal(SIGPIPE, SIG_IGN);
   (void)std::signal(SIGXFSZ, SIG_IGN);
-  descriptor_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  dup2(STDERR_FILENO, STDOUT_FILENO);
+  descriptor_ = SetAsideStandardOutput();
   (void)std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   screen_ = {.terminal = isatty(descriptor_) == 1,
              .colour = WantsColour(descriptor_)};
@@ -97,17 +129,14 @@ void Output::Write(std::string_view bytes) const {
     ClearBar();
     data_line_is_open = !bytes.ends_with('\n');
   }
-  if (!WriteAll(descriptor_, bytes))
-    throw Failure(kCannotWrite,
-                  Concat("cannot write standard output: ", ErrorText(errno)));
+  if (!WriteAll(descriptor_, bytes)) FailToWrite(errno);
 }
 
 bool Output::AwaitRoom(int stop) const {
   std::array<pollfd, 2> waits = {
       pollfd{.fd = descriptor_, .events = POLLOUT, .revents = 0},
       pollfd{.fd = stop, .events = POLLIN, .revents = 0}};
-  while (poll(waits.data(), waits.size(), -1) == -1 && errno == EINTR) {
-  }
+  if (!Poll(waits)) FailToWrite(errno);
   return waits[0].revents != 0;
 }
 

@@ -25,9 +25,13 @@ struct Screen {
 /// ignores SIGPIPE and SIGXFSZ, so that a closed pipe and a limit on the size
 /// of files are errors like others.
 ///
+/// A command runs only where all of this was done: otherwise its data could be
+/// lost, or mixed with the library's lines.
+///
 /// One object in the life of the process.
 class Output {
  public:
+  /// @throws Failure with kCannotWrite where a descriptor cannot be had
   Output();
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
@@ -40,6 +44,7 @@ class Output {
   /// Waits until some bytes can be written, a page to a pipe.
   ///
   /// @return false where the descriptor `stop` becomes readable before
+  /// @throws Failure with kCannotWrite where the system refuses to wait
   bool AwaitRoom(int stop) const;
 
   /// Whether standard output is this regular file.

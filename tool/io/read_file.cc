@@ -12,21 +12,26 @@
 #include "tool/base/descriptor.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
+#include "tool/base/reason.h"
 
 namespace fairlead::tool {
 namespace {
 
 constexpr std::size_t kPiece = 65536;
 
+[[noreturn]] void FailToRead(const std::string& name, int error) {
+  throw Failure(kCannotRead, Concat("cannot read ", name, ": ", Reason(error)));
+}
+
 // Somebody may have made the descriptor one that does not wait by itself.
-void AwaitInput(int descriptor) {
+void AwaitInput(int descriptor, const std::string& name) {
   pollfd input{.fd = descriptor, .events = POLLIN, .revents = 0};
-  poll(&input, 1, -1);
+  if (poll(&input, 1, -1) == -1 && errno != EINTR) FailToRead(name, errno);
 }
 
 [[noreturn]] void FailToOpen(const std::string& path, int error) {
   throw Failure(kCannotRead,
-                Concat("cannot open ", Quoted(path), ": ", ErrorText(error)));
+                Concat("cannot open ", Quoted(path), ": ", Reason(error)));
 }
 
 }  // namespace
@@ -41,10 +46,9 @@ void ReadPieces(int descriptor, const std::string& name, const TakePiece& take,
     if (count > 0)
       take({piece.data(), static_cast<std::size_t>(count)});
     else if (errno == EAGAIN)
-      AwaitInput(descriptor);
+      AwaitInput(descriptor, name);
     else if (errno != EINTR)
-      throw Failure(kCannotRead,
-                    Concat("cannot read ", name, ": ", ErrorText(errno)));
+      FailToRead(name, errno);
   }
 }
 

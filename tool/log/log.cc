@@ -91,8 +91,8 @@ class OutputCopy : public std::streambuf {
  private:
   std::streamsize xsputn(const char* text, std::streamsize size) override {
     const std::string_view bytes(text, static_cast<std::size_t>(size));
-    if (!output_.AwaitRoom(interruption_.descriptor())) return 0;
     try {
+      if (!output_.AwaitRoom(interruption_.descriptor())) return 0;
       output_.Write(output_.screen().terminal ? Visible(bytes)
                                               : std::string(bytes));
       return size;
@@ -176,23 +176,29 @@ class LineLogger {
   std::optional<Repeats> repeats_;
 };
 
-// Whether input, or its end, is there: not where time is over or a signal came.
-bool AwaitInput(const Interruption& interruption, int wait) {
+enum class Input { kIsThere, kIsNotThere, kCannotBeAwaited };
+
+// Input, or its end, is not there where time is over or a signal came. errno
+// says why it cannot be awaited.
+Input AwaitInput(const Interruption& interruption, int wait) {
   std::array<pollfd, 2> waits = {
       pollfd{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0},
       pollfd{.fd = interruption.descriptor(), .events = POLLIN, .revents = 0}};
-  return poll(waits.data(), waits.size(), wait) > 0 && waits[0].revents != 0;
+  if (poll(waits.data(), waits.size(), wait) == -1 && errno != EINTR)
+    return Input::kCannotBeAwaited;
+  return waits[0].revents != 0 ? Input::kIsThere : Input::kIsNotThere;
 }
 
 // Until the input ends, a signal comes or standard output is gone. Returns the
-// error number of a failed reading, or 0.
+// error number of a failed wait or reading, or 0.
 int LogLines(LineLogger& logger, const Interruption& interruption,
              const OutputCopy& copy) {
   std::vector<char> buffer(kPiece);
   while (!Interruption::HasCome() && !copy.failure()) {
-    const bool ready = AwaitInput(interruption, logger.Wait());
+    const Input input = AwaitInput(interruption, logger.Wait());
+    if (input == Input::kCannotBeAwaited) return errno;
     logger.TellEnded();
-    if (!ready) continue;
+    if (input == Input::kIsNotThere) continue;
     const ssize_t count = read(STDIN_FILENO, buffer.data(), buffer.size());
     if (count == 0) return 0;
     if (count > 0)

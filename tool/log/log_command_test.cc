@@ -236,6 +236,8 @@ TEST_F(LogCommandTest, HelpSaysWhatCanBeMissing) {
 }
 
 TEST_F(LogCommandTest, ATerminalIsShownControlBytesAsText) {
+  if (const std::string why = WhyNoTerminal(); !why.empty())
+    GTEST_SKIP() << why;
   const Outcome outcome =
       RunProgram({.arguments = Arguments({"-stamp", "none"}),
                   .input = "\033[1m \xc3\xa4\n",

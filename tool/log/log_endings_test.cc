@@ -185,6 +185,64 @@ TEST_F(LogEndingsTest, AFileThatCannotBeOpenedIsToldBeforeAnythingIsRead) {
   }
 }
 
+// --- What cannot be waited for
+// ------------------------------------------------
+
+// Runs it with a fault in its calls of poll, the first of which awaits input.
+Outcome LogWithFault(const Words& arguments, const std::string& fault) {
+  return RunProgram({.arguments = WithFault("poll:error=ENOMEM" + fault) +
+                                  Words{FAIRLEAD_PROGRAM} + arguments,
+                     .input = "a\nb\na\nc",
+                     .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+                     .program = "strace"});
+}
+
+TEST_F(LogEndingsTest, AnInputThatCannotBeAwaitedEndsIt) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  for (const char* const fault : {"", ":when=1"}) {
+    SCOPED_TRACE(fault);
+    const Outcome outcome = LogWithFault(Arguments(), fault);
+    EXPECT_EQ(outcome.status, 26);
+    EXPECT_EQ(outcome.error,
+              "fairlead log: cannot read standard input: Cannot allocate "
+              "memory\n");
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(File(), "");
+  }
+}
+
+TEST_F(LogEndingsTest, AnOutputThatCannotBeAwaitedEndsItAsAFullOneDoes) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  for (const char* const fault : {":when=2+", ":when=2"}) {
+    SCOPED_TRACE(fault);
+    std::filesystem::remove(path_);
+    const Outcome outcome =
+        LogWithFault(Arguments({"-stamp", "none", "-once", "3600"}), fault);
+    EXPECT_EQ(outcome.status, 23);
+    EXPECT_EQ(outcome.error,
+              "fairlead log: cannot write standard output: Cannot allocate "
+              "memory\n");
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(File(), "a\nb\nc\nrepeated 1 time: a\n");
+  }
+}
+
+TEST_F(LogEndingsTest, AFileWhoseSizeCannotBeKnownEndsIt) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  folder_.File("box.log", "");
+  const Outcome outcome =
+      RunProgram({.arguments = Words{"-P", path_} +
+                               WithFault("newfstatat:error=EIO:when=1") +
+                               Words{FAIRLEAD_PROGRAM} + Arguments(),
+                  .input = "a\n",
+                  .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+                  .program = "strace"});
+  EXPECT_EQ(outcome.status, 23);
+  EXPECT_EQ(outcome.error, "fairlead log: cannot look at '" + path_ +
+                               "': Input/output error\n");
+  EXPECT_EQ(outcome.output + File(), "");
+}
+
 // --- One file in two places --------------------------------------------------
 
 // Runs in the folder, which has the files "a" and "b", what is refused with the

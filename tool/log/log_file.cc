@@ -56,10 +56,9 @@ void LogFile::Write(const std::string& text) {
   written_ += static_cast<std::int64_t>(text.size()) + added;
 }
 
-// An open descriptor has facts; where it has none, they are of no kind of file.
 struct stat LogFile::Facts() const {
   struct stat facts = {};
-  fstat(file_.number(), &facts);
+  if (fstat(file_.number(), &facts) == -1) Fail("cannot look at", path_);
   return facts;
 }
 

@@ -34,8 +34,8 @@ class LogFile {
   ///
   /// @param copy gets what CLog writes to `std::cout`, each text in one piece;
   ///     with nullptr the copy is dropped
-  /// @throws Failure with kCannotWrite where it cannot be opened, or takes
-  ///     nothing
+  /// @throws Failure with kCannotWrite where it cannot be opened, takes
+  ///     nothing, or its size cannot be known
   LogFile(std::string path, bool crlf, std::streambuf* copy);
   LogFile(const LogFile&) = delete;
   LogFile& operator=(const LogFile&) = delete;
@@ -46,6 +46,8 @@ class LogFile {
   void Write(const std::string& text);
 
   /// What fstat(2) says of the open file.
+  ///
+  /// @throws Failure with kCannotWrite where it says nothing
   struct stat Facts() const;
 
   /// Whether a line can be written without waiting, as to a pipe it may not.
@@ -56,6 +58,8 @@ class LogFile {
   ///
   /// It is the size of the file that tells. So a loss goes unseen where another
   /// program appends as much, and in what is no regular file.
+  ///
+  /// @throws Failure with kCannotWrite where the size cannot be known
   std::string Missing() const;
 
  private:

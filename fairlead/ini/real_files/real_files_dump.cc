@@ -1,13 +1,14 @@
-// Shows what the store makes of a file, for real_files_test.py to judge:
+// Prints what the INI store reads, for real_files_test.py:
 //
-//   real_files_dump load FILE       the records, each a line of JSON
+//   real_files_dump load FILE       prints each record as a line of JSON
 //   real_files_dump save FILE COPY  loads one file and saves it as another
-//   real_files_dump values FILE     the values of the keys on standard input,
-//                                   which holds a line for each section and a
-//                                   line for its key; each a line of JSON
+//   real_files_dump values FILE     reads a section and a key, a line each,
+//   from
+//                                   standard input; prints the value as a line
+//                                   of JSON; repeats
 //
-// JSON has no bytes: one above 127 is shown as Python's "surrogateescape" has
-// it, 0xe4 as "\udce4".
+// JSON has no bytes: bytes above 127 are printed as Python's "surrogateescape"
+// does, 0xe4 as "\udce4".
 
 #include <exception>
 #include <iostream>
@@ -56,13 +57,13 @@ void PrintValues(const char* file) {
     std::cout << Quoted(CIniFile::GetValue(key, section, file)) << '\n';
 }
 
-bool Perform(const std::vector<const char*>& words) {
-  const std::string command = words.size() < 3 ? "" : words[1];
-  if (command == "save" && words.size() == 4)
-    return CIniFile::Save(words[3], Loaded(words[2]));
-  if (words.size() != 3) return false;
-  if (command == "load") PrintRecords(words[2]);
-  if (command == "values") PrintValues(words[2]);
+bool Run(const std::vector<const char*>& arguments) {
+  const std::string command = arguments.size() < 3 ? "" : arguments[1];
+  if (command == "save" && arguments.size() == 4)
+    return CIniFile::Save(arguments[3], Loaded(arguments[2]));
+  if (arguments.size() != 3) return false;
+  if (command == "load") PrintRecords(arguments[2]);
+  if (command == "values") PrintValues(arguments[2]);
   return command == "load" || command == "values";
 }
 
@@ -70,7 +71,7 @@ bool Perform(const std::vector<const char*>& words) {
 
 int main(int argc, char** argv) {
   try {
-    return Perform({argv, argv + argc}) ? 0 : 2;
+    return Run({argv, argv + argc}) ? 0 : 2;
   } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
     return 1;

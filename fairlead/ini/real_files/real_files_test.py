@@ -1,11 +1,11 @@
-"""Judges the INI store by the configuration files of real programs.
+"""Tests the INI store on the configuration files of real programs.
 
     real_files_test.py PROGRAM
 
-Downloads Debian packages into a temporary folder, without installing any, and
-reads the INI files inside them twice: with PROGRAM (real_files_dump) and with a
-second reader, Python's configparser or, for its own files, git. Each difference
-must have one of the causes in RULES, or the test fails.
+Downloads Debian packages into a temporary folder, without installing them, and
+reads their INI files twice: with PROGRAM (real_files_dump) and with Python's
+configparser or, for git's own files, with git. The test fails if a difference
+has none of the causes in RULES.
 """
 
 import collections
@@ -31,19 +31,19 @@ FILE_NAMES = re.compile(r"""
            | path | plugin | rc | service | slice | socket | target | theme
            | timer)
     """, re.VERBOSE)
-FEWEST_FILES = 50
+MIN_FILES = 50
 
-# The causes that a difference may have, and what is counted of each.
+# The causes of differences, and what is counted for each.
 RULES = {
-    "lost value": "lines that begin with =, saved as a header",
-    "moved": "keys in another section once saved, below a line that is no line",
-    "disabled": "keys of which a disabled line comes first: the store finds it",
-    "headed": "keys below a disabled header: the store has them in its section",
-    "duplicate": "keys given twice: the store finds the first, not the last",
-    "continued": "values with indented lines, of which the store has the first",
-    "swallowed": "keys of the store that are such an indented line",
-    "bare": "keys without =, which the store has not",
-    "quotes": "values of which git leaves out quotes, escapes and comments",
+    "lost value": "lines that begin with =, saved as headers",
+    "moved": "keys below a malformed line, in another section once saved",
+    "disabled": "keys whose first line is disabled: the store finds that one",
+    "headed": "keys below a disabled header: the store counts them to its section",
+    "duplicate": "duplicate keys: the store finds the first, not the last",
+    "continued": "values with continuation lines: the store has the first line",
+    "swallowed": "keys of the store that are continuation lines",
+    "bare": "keys without =, which the store does not have",
+    "quotes": "values from which git removes quotes, escapes and comments",
 }
 
 ENCODING = ("ascii", "surrogateescape")  # A character for each byte.
@@ -54,7 +54,7 @@ Record = collections.namedtuple("Record", "comments mark section key value")
 
 
 class Store:
-    """The store's reading of a file, through real_files_dump."""
+    """A file as the store reads it, through real_files_dump."""
 
     def __init__(self, program, path):
         self.program = program
@@ -71,7 +71,7 @@ class Store:
                 for line in self.run("load").splitlines()]
 
     def values(self, places):
-        """GetValue() for each section and key, in a dictionary."""
+        """Returns GetValue() for each section and key, in a dictionary."""
         text = "".join(f"{section}\n{key}\n" for section, key in places)
         lines = self.run("values", text=text).splitlines()
         return dict(zip(places, map(json.loads, lines), strict=True))
@@ -84,7 +84,7 @@ class PythonReader:
         text = path.read_bytes().decode(*ENCODING)
         lists = []
 
-        class Options(dict):  # Keeps what values given again replace.
+        class Options(dict):  # Also keeps values that are replaced.
             def __setitem__(self, key, value):
                 if isinstance(value, list):
                     lists.append(value)
@@ -131,35 +131,35 @@ class GitReader:
         return ".".join(filter(None, parts))
 
     def meaning(self, value):
-        """What git takes the text behind the = for."""
+        """Returns the value as git interprets the text after the =."""
         value = re.sub(r'^((?:"(?:\\.|[^"])*"|[^"#;])*)[#;].*', r"\1", value)
         value = re.sub(r'(?<!\\)"', "", value.rstrip())
         return re.sub(r"\\(.)", lambda m: ESCAPES.get(m[1], m[1]), value)
 
 
-class Judge:
-    """Compares both readings of one file after the other, and counts."""
+class Comparison:
+    """Compares both readings of each file and counts the differences."""
 
     def __init__(self, program, folder):
         self.program = program
         self.copy = folder / "copy"
         self.files = self.keys = 0
         self.causes = collections.Counter()
-        self.faults = []
+        self.failures = []
 
-    def judge(self, path, shown, reader_of):
+    def check(self, path, shown, reader_of):
         self.files += 1
         self.shown = shown
         store = Store(self.program, path)
         records = store.records()
-        self.judge_saving(store, records)
-        self.judge_values(store, records, reader_of(path))
+        self.check_saving(store, records)
+        self.check_values(store, records, reader_of(path))
 
     def expect(self, wanted, got, what):
         if wanted != got:
-            self.faults.append(f"{self.shown}: {what}: {wanted!r} is {got!r}")
+            self.failures.append(f"{self.shown}: {what}: {wanted!r} is {got!r}")
 
-    def judge_saving(self, store, records):
+    def check_saving(self, store, records):
         trace = store.run("save", self.copy)
         marks = [record.mark for record in records if record.mark != ACTIVE]
         self.expect("".join(f"<{m}> " for m in marks), trace, "the trace")
@@ -175,7 +175,7 @@ class Judge:
         self.expect(text, self.copy.read_bytes(), "a second saving")
 
     def as_saved(self, records):
-        """The records, with the two kinds of damage that saving may do."""
+        """Yields the records with the two kinds of damage that saving may do."""
         section = ""
         for record in records:
             if record.key:
@@ -186,10 +186,10 @@ class Judge:
                 self.causes["lost value"] += record.value != ""
                 yield record._replace(value="")
 
-    def judge_values(self, store, records, reader):
-        places = collections.defaultdict(list)  # As the store has them.
+    def check_values(self, store, records, reader):
+        places = collections.defaultdict(list)  # As the store reads them.
         active = collections.defaultdict(list)  # As the other reader does.
-        section = ""  # Of the last header that is not disabled.
+        section = ""  # Of the last active header.
         for record in records:
             if record.key:
                 places[record.section, record.key].append(record)
@@ -204,9 +204,9 @@ class Judge:
             self.expect(places[place][0].value, value, f"GetValue {place}")
         for name in reader.values.keys() | active.keys():
             self.keys += 1
-            self.judge_key(name, reader, active[name], places)
+            self.check_key(name, reader, active[name], places)
 
-    def judge_key(self, name, reader, active, places):
+    def check_key(self, name, reader, active, places):
         if name not in reader.values:
             self.causes["swallowed"] += 1
             for record in active:
@@ -221,9 +221,9 @@ class Judge:
         elif not active:
             self.expect(value, None, f"a key only of the other reader: {name}")
         else:
-            self.judge_value(name, value, reader, active[-1], places)
+            self.check_value(name, value, reader, active[-1], places)
 
-    def judge_value(self, name, value, reader, record, places):
+    def check_value(self, name, value, reader, record, places):
         meaning = reader.meaning(record.value)
         self.expect(value.split("\n")[0], meaning, f"the value of {name}")
         self.causes["quotes"] += meaning != record.value
@@ -236,22 +236,22 @@ class Judge:
             self.causes[cause] += 1
 
     def report(self):
-        """Prints the table and the faults; whether there were any."""
+        """Prints the table and the failures; returns whether there were any."""
         print(f"{self.files:6}  files")
         print(f"{self.keys:6}  keys compared")
         print("differences:")
         for cause, meaning in RULES.items():
             print(f"{self.causes[cause]:6}  {meaning}")
-        if self.files < FEWEST_FILES:
-            self.faults.append(f"too few files: {FEWEST_FILES} were expected")
-        print(f"{len(self.faults):6}  unexplained")
-        for fault in self.faults:
-            print(fault, file=sys.stderr)
-        return bool(self.faults)
+        if self.files < MIN_FILES:
+            self.failures.append(f"too few files: {MIN_FILES} were expected")
+        print(f"{len(self.failures):6}  unexplained")
+        for failure in self.failures:
+            print(failure, file=sys.stderr)
+        return bool(self.failures)
 
 
 def is_ini(path):
-    """Whether the first line that says something is a header or a key."""
+    """Returns whether the first significant line is a header or a key."""
     if path.is_symlink() or not path.is_file():
         return False
     if not FILE_NAMES.fullmatch(path.name):
@@ -262,7 +262,7 @@ def is_ini(path):
 
 
 def fetch(folder):
-    """The files inside the packages, in the folder "files"."""
+    """Unpacks the packages into the folder "files" and returns it."""
     files = folder / "files"
     got = subprocess.run(["apt-get", "-qq", "-o", "APT::Sandbox::User=root",
                           "download", *PACKAGES], cwd=folder)
@@ -274,7 +274,7 @@ def fetch(folder):
 
 
 def make_git_files(folder):
-    """Two files that git itself writes."""
+    """Lets git write two files; returns their paths."""
     def git(*words):
         subprocess.run(["git", *words], cwd=folder, check=True)
 
@@ -294,13 +294,13 @@ def make_git_files(folder):
 def main(program):
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
-        judge = Judge(pathlib.Path(program).resolve(), folder)
+        comparison = Comparison(pathlib.Path(program).resolve(), folder)
         files = fetch(folder)
         for path in sorted(filter(is_ini, files.rglob("*"))):
-            judge.judge(path, path.relative_to(files), PythonReader)
+            comparison.check(path, path.relative_to(files), PythonReader)
         for path in make_git_files(folder):
-            judge.judge(path, path.relative_to(folder), GitReader)
-    return judge.report()
+            comparison.check(path, path.relative_to(folder), GitReader)
+    return comparison.report()
 
 
 if __name__ == "__main__":

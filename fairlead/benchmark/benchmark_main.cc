@@ -1,8 +1,9 @@
-// The main function of every benchmark: runs the races, then says in one table
-// how many times as long as fairlead each competitor took.
+// The main function of every benchmark program: runs the benchmarks, then
+// prints a table of times relative to fairlead.
 //
-// A benchmark is called "Group/competitor" or "Group/competitor/argument". All
-// that share group and argument ran on the same input; "fairlead" is ours.
+// A benchmark is named "Group/implementation" or
+// "Group/implementation/argument". Those with the same group and argument use
+// the same input.
 
 #include <benchmark/benchmark.h>
 
@@ -18,12 +19,13 @@ namespace {
 constexpr char kOurs[] = "fairlead";
 
 struct Result {
-  std::string competitor;
+  std::string implementation;
   double nanoseconds;
 };
 
-// "Group/competitor/argument" taken apart: the race is "Group/argument".
-std::pair<std::string, std::string> RaceAndCompetitor(const std::string& name) {
+// Splits "Group/implementation/argument" into "Group/argument" and
+// "implementation".
+std::pair<std::string, std::string> Split(const std::string& name) {
   const std::size_t first = name.find('/');
   if (first == std::string::npos) return {name, kOurs};
   const std::size_t second = std::min(name.find('/', first + 1), name.size());
@@ -31,13 +33,14 @@ std::pair<std::string, std::string> RaceAndCompetitor(const std::string& name) {
           name.substr(first + 1, second - first - 1)};
 }
 
-void PrintRace(const std::string& race, const std::vector<Result>& results) {
+void PrintBenchmark(const std::string& benchmark,
+                    const std::vector<Result>& results) {
   const auto ours = std::find_if(
       results.begin(), results.end(),
-      [](const Result& result) { return result.competitor == kOurs; });
+      [](const Result& result) { return result.implementation == kOurs; });
   for (const Result& result : results) {
-    std::printf("| %s | %s | %.4g |", race.c_str(), result.competitor.c_str(),
-                result.nanoseconds);
+    std::printf("| %s | %s | %.4g |", benchmark.c_str(),
+                result.implementation.c_str(), result.nanoseconds);
     if (ours == results.end())
       std::printf(" |\n");
     else
@@ -45,11 +48,11 @@ void PrintRace(const std::string& race, const std::vector<Result>& results) {
   }
 }
 
-// Shows the usual lines and keeps the times for the table.
-class RaceReporter : public benchmark::ConsoleReporter {
+// Prints the usual lines and keeps the times for the table.
+class TableReporter : public benchmark::ConsoleReporter {
  public:
-  // Standard output may be a file that is read as the table is.
-  RaceReporter() : ConsoleReporter(OO_Tabular) {}
+  // No colors: standard output is often a file.
+  TableReporter() : ConsoleReporter(OO_Tabular) {}
 
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) Keep(run);
@@ -57,16 +60,16 @@ class RaceReporter : public benchmark::ConsoleReporter {
   }
 
   void PrintTable() {
-    std::printf("\n| race | competitor | ns | times fairlead |\n");
+    std::printf("\n| benchmark | implementation | ns | relative time |\n");
     std::printf("|---|---|--:|--:|\n");
-    for (auto& [race, results] : races_) {
+    for (auto& [name, results] : benchmarks_) {
       std::sort(results.begin(), results.end(), OursFirst);
-      PrintRace(race, results);
+      PrintBenchmark(name, results);
     }
   }
 
  private:
-  // With repetitions, the median speaks for all of them.
+  // Of repetitions, only the median is kept.
   void Keep(const Run& run) {
     const bool median =
         run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
@@ -74,20 +77,20 @@ class RaceReporter : public benchmark::ConsoleReporter {
     if (run.repetitions > 1 ? !median : run.run_type != Run::RT_Iteration)
       return;
 
-    const auto [race, competitor] = RaceAndCompetitor(
-        run.run_name.function_name + (run.run_name.args.empty() ? "" : "/") +
-        run.run_name.args);
+    const auto [name, implementation] =
+        Split(run.run_name.function_name +
+              (run.run_name.args.empty() ? "" : "/") + run.run_name.args);
     const double unit = benchmark::GetTimeUnitMultiplier(run.time_unit);
-    races_[race].push_back(
-        {competitor, run.GetAdjustedRealTime() / unit * 1e9});
+    benchmarks_[name].push_back(
+        {implementation, run.GetAdjustedRealTime() / unit * 1e9});
   }
 
   static bool OursFirst(const Result& a, const Result& b) {
-    return std::pair(a.competitor != kOurs, a.nanoseconds) <
-           std::pair(b.competitor != kOurs, b.nanoseconds);
+    return std::pair(a.implementation != kOurs, a.nanoseconds) <
+           std::pair(b.implementation != kOurs, b.nanoseconds);
   }
 
-  std::map<std::string, std::vector<Result>> races_;
+  std::map<std::string, std::vector<Result>> benchmarks_;
 };
 
 }  // namespace
@@ -95,7 +98,7 @@ class RaceReporter : public benchmark::ConsoleReporter {
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  RaceReporter reporter;
+  TableReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.PrintTable();
   benchmark::Shutdown();

@@ -1,4 +1,4 @@
-// Prints one value of an INI file: -file F -section S -key K. With fairlead.
+// Prints one value of an INI file, with fairlead: -file F -section S -key K.
 
 #include <cstdio>
 #include <vector>

@@ -1,7 +1,8 @@
-// A file without a disk, for what writes many of them.
+// A file without a disk, for tests and benchmarks that write many of them. Not
+// installed.
 
-#ifndef FAIRLEAD_INI_MEMORY_FILE_H_
-#define FAIRLEAD_INI_MEMORY_FILE_H_
+#ifndef FAIRLEAD_TESTING_MEMORY_FILE_H_
+#define FAIRLEAD_TESTING_MEMORY_FILE_H_
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -11,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-namespace fairlead {
+namespace fairlead::internal {
 
 // Has a name, like any other file, for as long as the object lives.
 class MemoryFile {
@@ -45,6 +46,6 @@ class MemoryFile {
   const int descriptor_;
 };
 
-}  // namespace fairlead
+}  // namespace fairlead::internal
 
-#endif  // FAIRLEAD_INI_MEMORY_FILE_H_
+#endif  // FAIRLEAD_TESTING_MEMORY_FILE_H_

@@ -1,8 +1,8 @@
 // What the tests and benchmarks of the client need at the other end: a listener
 // on a free loopback port, and the connections it accepts. Not installed.
 
-#ifndef FAIRLEAD_NET_LOOPBACK_H_
-#define FAIRLEAD_NET_LOOPBACK_H_
+#ifndef FAIRLEAD_NET_LOOPBACK_TESTING_H_
+#define FAIRLEAD_NET_LOOPBACK_TESTING_H_
 
 #include <arpa/inet.h>
 #include <dirent.h>
@@ -21,14 +21,17 @@
 #include <thread>
 #include <utility>
 
+#include "fairlead/base/descriptor.h"
 #include "fairlead/net/tcp_client.h"
 
-namespace fairlead::loopback {
+namespace fairlead::internal {
 
-// Owns a descriptor of a socket.
+// Owns a descriptor of a socket, above those of the standard streams even where
+// the test program was started without them.
 class Socket {
  public:
-  explicit Socket(int number) : number_(number) {}
+  explicit Socket(int number)
+      : number_(internal::MoveAboveStandardStreams(number)) {}
   ~Socket() { Close(); }
   Socket(Socket&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
   Socket& operator=(Socket&&) = delete;
@@ -78,12 +81,14 @@ class Socket {
   int number_;
 };
 
-// Accepts connections on a free port of 127.0.0.1. A client can connect before
-// Accept() is called, so one thread can be both ends.
+// Accepts connections on a free port of 127.0.0.1, or of another loopback host.
+// A client can connect before Accept() is called, so one thread can be both
+// ends.
 class Listener {
  public:
-  Listener() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    endpoint_.addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  explicit Listener(in_addr_t host = INADDR_LOOPBACK)
+      : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    endpoint_.addr.sin_addr.s_addr = htonl(host);
     auto* address = reinterpret_cast<sockaddr*>(&endpoint_.addr);
     socklen_t size = sizeof(endpoint_.addr);
     if (bind(socket_.number(), address, size) != 0 ||
@@ -172,6 +177,13 @@ inline std::string BodyOf(const CTCPMessage& message) {
   return {message.data, message.data + message.len};
 }
 
+// Whether a message goes out and its echo comes back.
+inline bool Exchanges(CTCPClient& client, const Socket& peer) {
+  const CTCPMessage request = MessageOf("ping");
+  return client.SendMsg(&request) && peer.Send(peer.Receive(4)) &&
+         WaitForMessages(client, 1) && BodyOf(client.PopMessage()) == "ping";
+}
+
 // The number of entries of a folder: of descriptors in /proc/self/fd, of
 // threads in /proc/self/task.
 inline int CountEntries(const char* folder) {
@@ -195,6 +207,6 @@ inline bool WaitForThreads(int count) {
   return true;
 }
 
-}  // namespace fairlead::loopback
+}  // namespace fairlead::internal
 
-#endif  // FAIRLEAD_NET_LOOPBACK_H_
+#endif  // FAIRLEAD_NET_LOOPBACK_TESTING_H_

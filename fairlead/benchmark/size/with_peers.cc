@@ -1,5 +1,5 @@
-// Prints one value of an INI file: --file F --section S --key K. With
-// getopt_long and inih.
+// Prints one value of an INI file, with getopt_long and inih: --file F
+// --section S --key K.
 
 #include <getopt.h>
 #include <ini.h>

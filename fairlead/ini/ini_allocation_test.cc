@@ -1,0 +1,209 @@
+// Tests of the INI store's allocations: a failed one leaves the file unchanged,
+// and the hash index of an object is built when documented.
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <new>
+#include <string>
+
+#include "fairlead/export.h"
+#include "fairlead/ini/ini_file.h"
+#include "fairlead/ini/ini_testing.h"
+#include "fairlead/ini/profile.h"
+
+namespace {
+
+constexpr int kNever = -1;
+
+// Counts the allocations of this program and makes them fail.
+struct Allocations {
+  std::size_t bytes = 0;
+  int until_failure = kNever;  // The next one fails at 0.
+  bool all_fail_then = false;
+};
+
+Allocations allocations;
+
+bool FailsNow() {
+  if (allocations.until_failure == kNever) return false;
+  if (allocations.until_failure > 0) {
+    --allocations.until_failure;
+    return false;
+  }
+  if (!allocations.all_fail_then) allocations.until_failure = kNever;
+  return true;
+}
+
+}  // namespace
+
+// Not inlined: g++ warns about a `free` of what `new` returned.
+[[gnu::noinline]] FAIRLEAD_EXPORT void* operator new(std::size_t size) {
+  if (FailsNow()) throw std::bad_alloc();
+  allocations.bytes += size;
+  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+
+[[gnu::noinline]] FAIRLEAD_EXPORT void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+[[gnu::noinline]] FAIRLEAD_EXPORT void operator delete(
+    void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+
+namespace fairlead::internal {
+namespace {
+
+struct Writer {
+  const char* name;
+  std::function<void(const std::string& file)> act;
+};
+
+const std::string kSection = "a section with a long name";
+const std::string kKey = "a key that has a long name";
+const std::string kValue = "a value that is long enough to need memory";
+const std::string kNew = "a name that is nowhere in the file";
+
+// Strings too long to be stored without an allocation.
+const Records kRecords = {{"#" + kNew + "\n", ' ', kSection, "", ""},
+                          {"", ';', kSection, kKey, kValue}};
+
+const Writer kWriters[] = {
+    {"Save", [](auto& f) { CIniFile::Save(f, kRecords); }},
+    {"Create", [](auto& f) { CIniFile::Create(f); }},
+    {"AddSection", [](auto& f) { CIniFile::AddSection(kNew, f); }},
+    {"RenameSection",
+     [](auto& f) { CIniFile::RenameSection(kSection, kNew, f); }},
+    {"CommentSection",
+     [](auto& f) { CIniFile::CommentSection('#', kSection, f); }},
+    {"UnCommentSection",
+     [](auto& f) { CIniFile::UnCommentSection(kSection, f); }},
+    {"DeleteSection", [](auto& f) { CIniFile::DeleteSection(kSection, f); }},
+    {"SetSectionComments",
+     [](auto& f) { CIniFile::SetSectionComments("#" + kNew, kSection, f); }},
+    {"SetValue of a new section",
+     [](auto& f) { CIniFile::SetValue(kKey, kValue, kNew, f); }},
+    {"SetValue of a new key",
+     [](auto& f) { CIniFile::SetValue(kNew, kValue, kSection, f); }},
+    {"SetValue of a key",
+     [](auto& f) { CIniFile::SetValue(kKey, kNew + kNew, kSection, f); }},
+    {"CommentRecord",
+     [](auto& f) {
+       CIniFile::CommentRecord(CIniFile::Hash, kKey, kSection, f);
+     }},
+    {"UnCommentRecord",
+     [](auto& f) { CIniFile::UnCommentRecord(kKey, kSection, f); }},
+    {"DeleteRecord",
+     [](auto& f) { CIniFile::DeleteRecord(kKey, kSection, f); }},
+    {"SetRecordComments",
+     [](auto& f) {
+       CIniFile::SetRecordComments("#" + kNew, kKey, kSection, f);
+     }},
+    {"WritePrivateProfileStr",
+     [](auto& f) { WritePrivateProfileStr(kSection, kKey, kNew, f); }},
+    {"WritePrivateProfileInteger",
+     [](auto& f) { WritePrivateProfileInteger(kSection, kKey, -1234567, f); }},
+};
+
+class IniAllocationTest : public IniTest {
+ protected:
+  // Short lines first, so that a buffer for the longest line would have to grow
+  // after some were written.
+  const std::string old_ = "[a]\nk=v\n# " + kNew + "\n[" + kSection + "]\n;" +
+                           kKey + "=" + kValue + "\nlast=" + kValue + kValue +
+                           "\n";
+};
+
+enum class End { kDone, kBadAlloc, kOther };
+
+// Runs `act` while allocation number n (from 0) fails, and all later ones if
+// `all_then`.
+End ActWithFailure(const std::function<void()>& act, int n, bool all_then) {
+  allocations.until_failure = n;
+  allocations.all_fail_then = all_then;
+  End end = End::kDone;
+  try {
+    act();
+  } catch (const std::bad_alloc&) {
+    end = End::kBadAlloc;
+  } catch (...) {
+    end = End::kOther;
+  }
+  allocations.until_failure = kNever;
+  return end;
+}
+
+TEST_F(IniAllocationTest, AFailureLeavesTheOldBytes) {
+  const std::string path = Path();
+  for (const Writer& writer : kWriters) {
+    for (const bool all_then : {false, true}) {
+      End end = End::kBadAlloc;
+      for (int n = 0; end != End::kDone; ++n) {
+        SCOPED_TRACE(testing::Message()
+                     << writer.name << ", allocation " << n
+                     << (all_then ? " and all after it" : ""));
+        Write(old_);
+        CapturedOutput output;
+        end = ActWithFailure([&] { writer.act(path); }, n, all_then);
+        output.Take();
+        ASSERT_NE(end, End::kOther);
+        ASSERT_EQ(Read() == old_, end == End::kBadAlloc);
+      }
+    }
+  }
+}
+
+TEST_F(IniAllocationTest, AFailureCreatesNoFile) {
+  const std::string path = Path("new.ini");
+  const auto set = [&] { CIniFile::SetValue(kKey, kValue, kSection, path); };
+  for (int n = 0; ActWithFailure(set, n, true) != End::kDone; ++n)
+    EXPECT_FALSE(std::filesystem::exists(path)) << n;
+  EXPECT_TRUE(std::filesystem::exists(path));
+}
+
+constexpr int kKeys = 1000;
+
+class IniIndexTest : public IniTest {
+ protected:
+  IniIndexTest() {
+    std::string text;
+    for (int i = 0; i < kKeys; ++i) text += "k" + std::to_string(i) + "=v\n";
+    ini_.Load(Write(text));
+  }
+
+  // Returns how many bytes a lookup allocates.
+  std::size_t BytesOf(const std::string& key) {
+    CapturedOutput output;
+    const std::size_t before = allocations.bytes;
+    EXPECT_EQ(ini_.GetValueDef("", key, "none"), "v");
+    const std::size_t bytes = allocations.bytes - before;
+    output.Take();
+    return bytes;
+  }
+
+  CIniFile ini_;
+};
+
+TEST_F(IniIndexTest, IsBuiltOnceScansHaveVisitedAsManyRecordsAsThereAre) {
+  EXPECT_EQ(BytesOf("k600"), 0U);  // Scans 601 records.
+  EXPECT_EQ(BytesOf("k999"), 0U);  // 405 more, from 595 on: 1,006.
+  const std::size_t index = BytesOf("k999");
+  EXPECT_GE(index, 48U * kKeys);
+  EXPECT_LE(index, 80U * kKeys);
+  EXPECT_EQ(BytesOf("k998"), 0U);
+  EXPECT_EQ(BytesOf("k997"), 0U);
+}
+
+TEST_F(IniIndexTest, IsNotBuiltForAFewLookups) {
+  for (const char* key : {"k0", "k1", "k2", "k9", "k10", "k100"})
+    EXPECT_EQ(BytesOf(key), 0U) << key;
+}
+
+}  // namespace
+}  // namespace fairlead::internal

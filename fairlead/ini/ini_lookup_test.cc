@@ -1,0 +1,292 @@
+// Tests of the lookups in a loaded CIniFile.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "fairlead/ini/ini_file.h"
+#include "fairlead/ini/ini_testing.h"
+
+namespace fairlead::internal {
+namespace {
+
+using testing::ElementsAre;
+
+class IniLookupTest : public IniTest {
+ protected:
+  // Loads a section of the keys k1, k2, ...: key kN is at position N.
+  void LoadKeys(int count) {
+    std::string text = "[s]\n";
+    for (int i = 1; i < count; ++i)
+      text += "k" + std::to_string(i) + "=" + std::to_string(i) + "\n";
+    ini_.Load(Write(text));
+    first_ = ini_.cursor - count;
+  }
+
+  std::string Statistics() const {
+    return std::to_string(ini_.rediscovered) + " of " +
+           std::to_string(ini_.researches) + " of " +
+           std::to_string(ini_.searches) + ", " + ini_.lastLookup;
+  }
+
+  // Looks the keys up; returns what that printed.
+  std::string PrintedBy(const std::vector<std::string>& keys) {
+    CapturedOutput output;
+    for (const std::string& key : keys) ini_.GetRecord(key, "s");
+    return output.Take();
+  }
+
+  CIniFile ini_;
+  Records::iterator first_;
+};
+
+TEST_F(IniLookupTest, FindsNothingBeforeLoading) {
+  CapturedOutput output;
+  EXPECT_THAT(ini_.GetRecord("k", "s"), ElementsAre());
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "d");
+  EXPECT_EQ(output.Take(), "");
+  EXPECT_EQ(Statistics(), "0 of 0 of 0, ");
+}
+
+TEST_F(IniLookupTest, FindsNothingAfterALoadThatFailed) {
+  Write("[s]\nk=v\n");
+  ini_.Load(Path());
+  ini_.GetRecord("k", "s");
+  Write("[s]\nk=v\n[open\n");
+  EXPECT_THROW(ini_.Load(Path()), std::out_of_range);
+  EXPECT_FALSE(ini_.loaded);
+  EXPECT_THAT(ini_.GetRecord("k", "s"), ElementsAre());
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "d");
+  EXPECT_EQ(Statistics(), "0 of 0 of 0, ");
+  ini_.loaded = true;  // The list itself is empty.
+  EXPECT_THAT(ini_.GetRecord("k", "s"), ElementsAre());
+  EXPECT_EQ(Statistics(), "0 of 0 of 1, s/k");
+}
+
+TEST_F(IniLookupTest, SearchesAMissingFileAsAnEmptyOne) {
+  EXPECT_TRUE(ini_.Load(Path("missing.ini")));
+  EXPECT_THAT(ini_.GetRecord("k", "s"), ElementsAre());
+  EXPECT_EQ(Statistics(), "0 of 0 of 1, s/k");
+}
+
+TEST_F(IniLookupTest, CopiesTheRecordFound) {
+  ini_.Load(Write("k=0\n[s]\n#c\n;k=1\n"));
+  EXPECT_THAT(ini_.GetRecord("k", "s"),
+              ElementsAre(Record{"#c\n", ';', "s", "k", "1"}));
+  EXPECT_THAT(ini_.GetRecord("k", ""),
+              ElementsAre(Record{"", ' ', "", "k", "0"}));
+  EXPECT_THAT(ini_.GetRecord("", "s"),
+              ElementsAre(Record{"", ' ', "s", "", ""}));
+  EXPECT_THAT(ini_.GetRecord(" k", "s"), ElementsAre());
+  EXPECT_THAT(ini_.GetRecord("K", "s"), ElementsAre());
+}
+
+TEST_F(IniLookupTest, TheFirstLookupStartsAtTheBeginning) {
+  for (const int length : {1, 2, 5, 6, 7, 30}) {
+    SCOPED_TRACE(length);
+    LoadKeys(length);
+    EXPECT_EQ(PrintedBy({""}), "");  // The header, at position 0.
+    EXPECT_EQ(ini_.cursor, first_);
+    EXPECT_EQ(Statistics(), "0 of 0 of 1, s/");
+  }
+}
+
+TEST_F(IniLookupTest, ThreeLookupsAt20And2And21) {
+  LoadKeys(30);
+  EXPECT_EQ(PrintedBy({"k20"}), "");
+  EXPECT_EQ(Statistics(), "0 of 0 of 1, s/k20");
+  EXPECT_EQ(PrintedBy({"k2"}),
+            "re-search: [s/k2] after [s/k20] discovered 1 from 1; "
+            "total searches=2\n");
+  EXPECT_EQ(Statistics(), "1 of 1 of 2, s/k2");
+  EXPECT_EQ(ini_.cursor - first_, 2);
+  EXPECT_EQ(PrintedBy({"k21"}), "");
+  EXPECT_EQ(Statistics(), "1 of 1 of 3, s/k21");
+  EXPECT_EQ(ini_.cursor - first_, 21);
+}
+
+TEST_F(IniLookupTest, StepsBackFiveRecordsIfMorePrecede) {
+  struct Step {
+    int from;
+    int to;
+    bool again;
+  };
+  constexpr Step kSteps[] = {{0, 0, false},   {1, 0, true},   {5, 5, false},
+                             {5, 4, true},    {5, 0, true},   {6, 1, false},
+                             {6, 0, true},    {7, 2, false},  {7, 1, true},
+                             {29, 24, false}, {29, 23, true}, {0, 29, false},
+                             {6, 29, false},  {29, 29, false}};
+  for (const Step& step : kSteps) {
+    SCOPED_TRACE(testing::Message() << step.from << " to " << step.to);
+    LoadKeys(30);
+    ini_.cursor = first_ + step.from;
+    const std::string key = step.to == 0 ? "" : "k" + std::to_string(step.to);
+    EXPECT_EQ(PrintedBy({key}), "");  // Never at the first search.
+    EXPECT_EQ(ini_.cursor - first_, step.to);
+    EXPECT_EQ(ini_.researches, step.again ? 1 : 0);
+    EXPECT_EQ(ini_.rediscovered, step.again ? 1 : 0);
+    EXPECT_EQ(ini_.searches, 1);
+  }
+}
+
+TEST_F(IniLookupTest, AFailedLookupKeepsTheCursor) {
+  LoadKeys(30);
+  EXPECT_EQ(PrintedBy({"none"}), "");
+  EXPECT_EQ(ini_.cursor - first_, 30);
+  EXPECT_EQ(Statistics(), "0 of 0 of 1, s/none");  // One pass: it started at 0.
+  EXPECT_EQ(PrintedBy({"k20", "none"}), "");
+  EXPECT_EQ(ini_.cursor - first_, 20);
+  EXPECT_EQ(Statistics(), "0 of 1 of 3, s/none");
+  EXPECT_EQ(PrintedBy({"k1"}),
+            "re-search: [s/k1] after [s/none] discovered 1 from 2; "
+            "total searches=4\n");
+}
+
+TEST_F(IniLookupTest, TheCursorDecidesBetweenDuplicates) {
+  ini_.Load(Write("[s]\nk=1\na=2\nb=3\nc=4\nd=5\ne=6\nk=7\nf=8\n"));
+  first_ = ini_.cursor - 9;
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "1");
+  EXPECT_EQ(ini_.GetValueDef("s", "a", "-"), "2");
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "7");  // From a, at 2.
+  EXPECT_EQ(ini_.GetValueDef("s", "f", "-"), "8");
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "7");  // From b, at 3.
+  CapturedOutput output;
+  EXPECT_EQ(ini_.GetValueDef("s", "", "-"), "");  // The header: a second pass.
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "1");
+  EXPECT_EQ(output.Take(),
+            "re-search: [s/] after [s/k] discovered 1 from 1; "
+            "total searches=6\n");
+  ini_.cursor = first_ + 6;  // The search starts at 1.
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "1");
+  ini_.cursor = first_ + 7;  // The search starts at 2.
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "7");
+  ini_.cursor = first_ + 9;  // Nothing found yet: it starts at 0.
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "-"), "1");
+}
+
+TEST_F(IniLookupTest, LoadingAgainResetsTheStatistics) {
+  LoadKeys(30);
+  PrintedBy({"k20", "k2", "k21"});
+  ini_.Load(Write("[t]\nk20=other\n"));
+  EXPECT_EQ(Statistics(), "0 of 0 of 0, ");
+  EXPECT_THAT(ini_.GetRecord("k20", "s"), ElementsAre());
+  EXPECT_EQ(ini_.GetValueDef("t", "k20", ""), "other");
+}
+
+TEST_F(IniLookupTest, CountersWrapAround) {
+  LoadKeys(10);
+  constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
+  ini_.searches = ini_.researches = ini_.rediscovered = kMax;
+  ini_.cursor = first_ + 9;
+  EXPECT_EQ(PrintedBy({"k1"}),
+            "re-search: [s/k1] after [] discovered -2147483648 from "
+            "-2147483648; total searches=-2147483648\n");
+}
+
+TEST_F(IniLookupTest, AValueIsReturnedEvenIfEmpty) {
+  ini_.Load(Write("[s]\nk=\n"));
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "");
+  EXPECT_EQ(ini_.GetValueDef("s", "none", "d"), "d");
+  EXPECT_EQ(ini_.GetValueDef("k", "s", "d"), "d");  // The section comes first.
+  EXPECT_EQ(Statistics(), "0 of 2 of 3, k/s");
+}
+
+TEST_F(IniLookupTest, TracePrintsEveryValue) {
+  ini_.Load(Write("[s]\nk=v w\ne=\n"));
+  CapturedOutput silence;
+  ini_.GetValueDef("s", "k", "d");
+  EXPECT_EQ(silence.Take(), "");
+  ini_.trace = true;
+  CapturedOutput output;
+  ini_.GetValueDef("s", "k", "d");
+  ini_.GetValueDef("s", "none", "d");
+  ini_.GetValueDef("s", "e", "d");
+  ini_.GetRecord("k", "s");  // Prints no trace line.
+  EXPECT_EQ(output.Take(),
+            "[s] k ==> v w\n"
+            "[s] none --> d\n"
+            "[s] e ==> \n"
+            "re-search: [s/k] after [s/e] discovered 1 from 2; "
+            "total searches=5\n");
+}
+
+TEST_F(IniLookupTest, TraceFollowsTheReSearchLine) {
+  LoadKeys(30);
+  ini_.GetValueDef("s", "k20", "");
+  ini_.trace = true;
+  CapturedOutput output;
+  ini_.GetValueDef("s", "k2", "");
+  EXPECT_EQ(output.Take(),
+            "re-search: [s/k2] after [s/k20] discovered 1 from 1; "
+            "total searches=2\n"
+            "[s] k2 ==> 2\n");
+}
+
+TEST_F(IniLookupTest, TracePrintsDefaultsBeforeLoading) {
+  ini_.trace = true;
+  CapturedOutput output;
+  ini_.GetValueDef("s", "k", "d");
+  EXPECT_EQ(output.Take(), "[s] k --> d\n");
+  EXPECT_EQ(Statistics(), "0 of 0 of 0, ");
+}
+
+// As with printf. The value itself is returned whole.
+TEST_F(IniLookupTest, AZeroByteEndsATextInAPrintedLine) {
+  const std::string value("a\0b", 3);
+  ini_.Load(Write("[s]\nk=" + value + "\nx=1\n"));
+  ini_.trace = true;
+  CapturedOutput output;
+  EXPECT_EQ(ini_.GetValueDef("s", "k", ""), value);
+  ini_.GetRecord("x", "s");
+  ini_.GetRecord(std::string("k\0", 2), std::string("s\0t", 3));
+  ini_.GetRecord("k", "s");
+  EXPECT_EQ(output.Take(),
+            "[s] k ==> a\n"
+            "re-search: [s/k] after [s] discovered 1 from 2; "
+            "total searches=4\n");
+}
+
+TEST_F(IniLookupTest, LoadingKeepsTrace) {
+  ini_.trace = true;
+  ini_.Load(Write(""));
+  EXPECT_TRUE(ini_.trace);
+}
+
+// They must be read before lastLookup changes.
+TEST_F(IniLookupTest, ArgumentsMayReferToTheObject) {
+  ini_.Load(Write("[s]\nk=1\nx=2\n[s/k]\ns/k=3\n[t]\ns/k=4\n"));
+  ini_.GetRecord("k", "s");
+  ini_.trace = true;
+  CapturedOutput output;
+  // The key would be "t/s" if lastLookup changed before the trace.
+  EXPECT_EQ(ini_.GetValueDef("t", ini_.lastLookup, "d"), "4");
+  ini_.cursor = ini_.cursor + 1;
+  ini_.GetRecord("k", "s");
+  EXPECT_EQ(ini_.GetValueDef("", "none", ini_.lastLookup), "s/k");
+  ini_.GetRecord("k", "s");
+  EXPECT_EQ(ini_.GetValueDef(ini_.lastLookup, ini_.lastLookup, "d"), "3");
+  EXPECT_EQ(output.Take(),
+            "[t] s/k ==> 4\n"
+            "[] none --> s/k\n"
+            "[s/k] s/k ==> 3\n");
+  EXPECT_EQ(ini_.lastLookup, "s/k/s/k");
+  ini_.GetRecord(ini_.cursor->Key, ini_.cursor->Section);
+  EXPECT_EQ(ini_.lastLookup, "s/k/s/k");
+}
+
+TEST_F(IniLookupTest, LookupsDoNotTouchTheFile) {
+  const std::string text = " [s] \n ;k = v";
+  ini_.Load(Write(text));
+  std::filesystem::remove(Path());
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "v");
+  EXPECT_FALSE(std::filesystem::exists(Path()));
+}
+
+}  // namespace
+}  // namespace fairlead::internal

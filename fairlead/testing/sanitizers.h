@@ -1,0 +1,23 @@
+// Whether a sanitizer watches the test. Not installed.
+
+#ifndef FAIRLEAD_TESTING_SANITIZERS_H_
+#define FAIRLEAD_TESTING_SANITIZERS_H_
+
+#ifndef __has_feature
+#define __has_feature(feature) 0
+#endif
+
+namespace fairlead::internal {
+
+// True if the program runs several times as slowly as usual and needs far more
+// memory, so that a test does less.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+inline constexpr bool kSanitized = true;
+#else
+inline constexpr bool kSanitized = false;
+#endif
+
+}  // namespace fairlead::internal
+
+#endif  // FAIRLEAD_TESTING_SANITIZERS_H_

@@ -1,0 +1,66 @@
+// The server of -demo where the system lets it serve nobody.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tool/testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+using testing::HasSubstr;
+
+const Words kSend = {FAIRLEAD_PROGRAM, "send",  "-demo",    "-text", "x",
+                     "-idle",          "86400", "-timeout", "50"};
+
+// Three standard streams, and the one that is kept.
+TEST(DemoServerTest, WithoutADescriptorItCannotListen) {
+  if (kSanitized) GTEST_SKIP() << "a sanitizer needs descriptors of its own";
+  const Outcome outcome = RunProgram(
+      {.arguments = Words{"-c", "ulimit -n 4; exec \"$0\" \"$@\""} + kSend,
+       .program = "/bin/sh"});
+  EXPECT_EQ(outcome.status, 7);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.error,
+            "fairlead send: the demo server cannot listen: Too many open "
+            "files\n");
+}
+
+class DemoServerFaultTest : public testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    if (const std::string why = WhyNoFaults(); !why.empty())
+      GTEST_SKIP() << why;
+  }
+};
+
+TEST_P(DemoServerFaultTest, WithoutAnAddressItCannotListen) {
+  const Outcome outcome = RunProgram(
+      {.arguments =
+           WithFault(GetParam() + std::string(":error=ENOMEM")) + kSend,
+       .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+       .program = "strace"});
+  EXPECT_EQ(outcome.status, 7);
+  EXPECT_THAT(outcome.error, HasSubstr("the demo server cannot listen: Cannot "
+                                       "allocate memory"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, DemoServerFaultTest,
+                         testing::Values("bind", "listen", "getsockname"));
+
+// It does not wait for the time of -idle. When the fault comes, it may be
+// connected, or not yet.
+TEST(DemoServerTest, AClientThatCannotBeServedDoesNotWait) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  const Outcome outcome =
+      RunProgram({.arguments = WithFault("accept:error=EMFILE") + kSend,
+                  .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+                  .program = "strace"});
+  EXPECT_THAT(outcome.status, testing::AnyOf(7, 52, 55, 56)) << outcome.error;
+  EXPECT_EQ(outcome.output, "");
+}
+
+}  // namespace
+}  // namespace fairlead::tool

@@ -1,0 +1,347 @@
+// The built command while the system refuses its calls, one a run: it does all
+// that it was asked to, or says that it cannot and leaves the files as they
+// were.
+//
+// The environment variable FAIRLEAD_FAULTS says which faults are tried: all of
+// them for "all"; for a number, the sample of which it is the seed; otherwise a
+// new sample each time, whose seed is printed.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <mutex>
+#include <random>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "tool/base/concat.h"
+#include "tool/base/exit_status.h"
+#include "tool/fault_scenarios.h"
+#include "tool/io/read_file.h"
+#include "tool/testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+// --- What is run -------------------------------------------------------------
+
+constexpr const char* kLimit = "20";  // In seconds.
+
+struct Trial {
+  Outcome outcome;
+  Files files;
+  std::string trace;
+};
+
+Files FilesIn(const std::string& folder) {
+  Files files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    files[entry.path().filename()] = ReadFile(entry.path());
+  return files;
+}
+
+// Runs the command in a folder of its own, by means of the program that
+// `before` begins with, which may leave a trace in "../trace".
+Trial RunScenario(const Scenario& scenario, const Words& before) {
+  const TempFolder folder;
+  const std::string place = folder.path() + "/place";
+  std::filesystem::create_directory(place);
+  for (const auto& [name, bytes] : scenario.files)
+    folder.File("place/" + name, bytes);
+  Outcome outcome = RunProgram(
+      {.arguments = Words{"-C", place, "timeout", "-s", "KILL", kLimit} +
+                    before + Words{FAIRLEAD_PROGRAM} + scenario.arguments,
+       .input = scenario.input,
+       .program = "env"});
+  return {std::move(outcome), FilesIn(place),
+          ReadFileIfAny(folder.path() + "/trace").value_or("")};
+}
+
+Trial RunTraced(const Scenario& scenario, const Words& options) {
+  return RunScenario(scenario,
+                     Words{"strace", "-f", "-qq", "-o", "../trace"} + options);
+}
+
+// --- What is claimed ---------------------------------------------------------
+
+// A fault after which the files may be other than the scenario says.
+struct Tolerated {
+  std::string_view call;
+  Left left;
+};
+
+constexpr Tolerated kTolerated[] = {
+    // That of the folder comes when the new file has taken the old one's place.
+    {"fsync", Left::kOldOrNew},
+};
+
+bool MayBeLeft(Left left, const std::string& text, const std::string& old,
+               const std::string& made) {
+  switch (left) {
+    case Left::kOld:
+      return false;
+    case Left::kOldOrNew:
+      return text == made;
+    case Left::kBeginning:
+      return text.starts_with(old) && made.starts_with(text);
+  }
+  return false;
+}
+
+bool AreLeftRightly(const Files& files, Left left, const Files& old,
+                    const Files& made) {
+  const auto text_of = [](const Files& all, const std::string& name) {
+    const auto found = all.find(name);
+    return found == all.end() ? "" : found->second;
+  };
+  return std::ranges::all_of(
+             old,
+             [&](const auto& file) { return files.contains(file.first); }) &&
+         std::ranges::all_of(files, [&](const auto& file) {
+           const auto& [name, text] = file;
+           if (old.contains(name) && text == old.at(name)) return true;
+           return made.contains(name) &&
+                  MayBeLeft(left, text, text_of(old, name), made.at(name));
+         });
+}
+
+// The statuses up to kMalformedInput are answers, which no fault may give.
+bool IsFailure(int status) {
+  return status > kMalformedInput &&
+         !Meaning(static_cast<ExitStatus>(status)).empty();
+}
+
+bool SaysWhy(const std::string& error) {
+  return ("\n" + error).find("\nfairlead") != std::string::npos;
+}
+
+std::string Shown(const Trial& run) {
+  std::ostringstream text;
+  text << "status " << run.outcome.status << ", output \""
+       << run.outcome.output.substr(0, 80) << "\", error \""
+       << run.outcome.error.substr(0, 200) << '"';
+  for (const auto& [name, bytes] : run.files)
+    text << ", " << name << " \"" << bytes.substr(0, 80) << '"';
+  return text.str();
+}
+
+// "" where the run does all that the undisturbed one did, or fails as it
+// should.
+std::string Complaint(const Trial& run, const Trial& base, const Files& old,
+                      Left left) {
+  const Outcome& outcome = run.outcome;
+  if (outcome.signal == SIGKILL) return Concat("hung for ", kLimit, " s");
+  if (outcome.signal != 0) return Concat("crashed: signal ", outcome.signal);
+  if (outcome.status == base.outcome.status &&
+      outcome.output == base.outcome.output && run.files == base.files)
+    return "";
+  if (!IsFailure(outcome.status)) return "wrong: " + Shown(run);
+  if (!SaysWhy(outcome.error)) return "failed silently: " + Shown(run);
+  if (!base.outcome.output.starts_with(outcome.output))
+    return "printed what is wrong: " + Shown(run);
+  if (!AreLeftRightly(run.files, left, old, base.files))
+    return "left wrong files: " + Shown(run);
+  return "";
+}
+
+// --- The faults --------------------------------------------------------------
+
+constexpr const char* kErrors[] = {"EIO", "ENOSPC", "EMFILE", "ENOMEM"};
+
+// Left out: memory, whose failures the loader and the C library meet as well;
+// futex, of whose errors the C library makes an abort; and what cannot fail.
+const std::set<std::string> kSpared = {
+    "brk",        "mmap", "mprotect",     "munmap",  "mremap", "futex",
+    "exit_group", "exit", "rt_sigreturn", "madvise", "getpid", "gettid"};
+
+// How often a call is made. strace counts the calls of each thread from 1, and
+// the loader has made the first thread's first ones.
+struct Calls {
+  int before = 0;  // The loader's.
+  int own = 0;     // The most that a thread makes behind these.
+};
+
+// The program begins by looking whether standard input is there, and the loader
+// makes no such call.
+std::map<std::string, Calls> CallsIn(const std::string& trace) {
+  static const std::regex kCall("([0-9]+) +([a-z0-9_]+)\\(.*");
+  std::map<std::string, Calls> all;
+  std::map<std::string, int> made;  // By thread and name.
+  bool begun = false;
+  std::istringstream lines(trace);
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch parts;
+    if (!std::regex_match(line, parts, kCall)) continue;
+    begun = begun || line.find(" fcntl(0, F_GETFD") != std::string::npos;
+    Calls& calls = all[parts[2]];
+    const int number = ++made[Concat(parts[1].str(), " ", parts[2].str())];
+    if (begun)
+      calls.own = std::max(calls.own, number - calls.before);
+    else
+      calls.before = number;
+  }
+  return all;
+}
+
+struct Fault {
+  std::string call;
+  std::string error;
+  int when;
+  bool is_last;  // In the undisturbed run.
+};
+
+std::vector<Fault> FaultsOf(const std::string& trace) {
+  std::vector<Fault> faults;
+  for (const auto& [call, calls] : CallsIn(trace)) {
+    if (kSpared.contains(call)) continue;
+    for (const char* const error : kErrors)
+      for (int i = 1; i <= calls.own; ++i)
+        faults.push_back({call, error, calls.before + i, i == calls.own});
+  }
+  return faults;
+}
+
+Left LeftAfter(const Fault& fault, const Scenario& scenario) {
+  const auto* const tolerated =
+      std::ranges::find(kTolerated, fault.call, &Tolerated::call);
+  return tolerated == std::end(kTolerated) ? scenario.left : tolerated->left;
+}
+
+// Which faults are tried.
+struct Choice {
+  bool all = false;
+  unsigned seed = 0;
+};
+
+Choice Chosen() {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no test changes a variable.
+  const char* const given = std::getenv("FAIRLEAD_FAULTS");
+  const std::string text = given == nullptr ? "" : given;
+  if (text == "all") return {.all = true};
+  return {.seed = text.empty() ? std::random_device{}()
+                               : static_cast<unsigned>(std::stoul(text))};
+}
+
+constexpr std::size_t kShare = 5;  // One of so many is a sample.
+
+std::vector<Fault> SampleOf(std::vector<Fault> faults, unsigned seed) {
+  std::ranges::shuffle(faults, std::mt19937(seed));
+  faults.resize((faults.size() + kShare - 1) / kShare);
+  return faults;
+}
+
+// Puts faults into one scenario, several runs at a time.
+class Loop {
+ public:
+  Loop(const Scenario& scenario, Trial base, std::vector<Fault> faults,
+       bool all)
+      : scenario_(scenario),
+        base_(std::move(base)),
+        faults_(std::move(faults)),
+        all_(all) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kAtATime; ++i) threads.emplace_back([this] { Work(); });
+    for (std::thread& thread : threads) thread.join();
+  }
+
+  int runs() const { return runs_; }
+  const std::vector<std::string>& complaints() const { return complaints_; }
+
+ private:
+  static constexpr int kAtATime = 3;
+
+  // Behind the last call of the undisturbed run there may be more, with which
+  // the command answers the fault.
+  void Work() {
+    for (std::size_t i = 0; (i = next_++) < faults_.size();) {
+      Fault fault = faults_[i];
+      while (Put(fault) && all_ && fault.is_last) ++fault.when;
+    }
+  }
+
+  // Whether the call was made at all.
+  bool Put(const Fault& fault) {
+    const std::string words =
+        Concat(fault.call, ":error=", fault.error, ":when=", fault.when);
+    const Trial run = RunTraced(
+        scenario_, {"-e", "trace=" + fault.call, "-e", "inject=" + words});
+    const std::string complaint =
+        Complaint(run, base_, scenario_.files, LeftAfter(fault, scenario_));
+    const std::lock_guard lock(mutex_);
+    ++runs_;
+    if (!complaint.empty()) complaints_.push_back(words + ": " + complaint);
+    return run.trace.find("(INJECTED)") != std::string::npos;
+  }
+
+  const Scenario& scenario_;
+  const Trial base_;
+  const std::vector<Fault> faults_;
+  const bool all_;
+  std::atomic<std::size_t> next_ = 0;
+  std::mutex mutex_;
+  int runs_ = 0;                         // Guarded by mutex_.
+  std::vector<std::string> complaints_;  // Guarded by mutex_.
+};
+
+class FaultTest : public testing::TestWithParam<Scenario> {
+ protected:
+  void SetUp() override {
+    if (kSanitized)
+      GTEST_SKIP() << "the faults would meet the sanitizer's own calls";
+  }
+};
+
+TEST_P(FaultTest, ACallThatFailsLosesNothing) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  const Choice choice = Chosen();
+  const Trial base = RunTraced(GetParam(), {});
+  ASSERT_EQ(base.outcome.status, 0) << Shown(base);
+  std::vector<Fault> faults = FaultsOf(base.trace);
+  const std::size_t count = faults.size();
+  EXPECT_GT(count, 30U) << base.trace;
+  if (!choice.all) faults = SampleOf(std::move(faults), choice.seed);
+
+  const Loop loop(GetParam(), base, std::move(faults), choice.all);
+  std::cout << count << " faults, "
+            << (choice.all ? "all put" : Concat("seed ", choice.seed)) << "; "
+            << loop.runs() << " runs\n";
+  for (const std::string& complaint : loop.complaints())
+    ADD_FAILURE() << complaint;
+}
+
+// Three are the standard streams, which leaves nothing for the loader.
+TEST_P(FaultTest, TooFewDescriptorsLoseNothing) {
+  const Trial base = RunScenario(GetParam(), {"env"});
+  ASSERT_EQ(base.outcome.status, 0) << Shown(base);
+  for (int limit = 3; limit <= 9; ++limit) {
+    SCOPED_TRACE(limit);
+    const Trial run = RunScenario(
+        GetParam(),
+        {"sh", "-c", Concat("ulimit -n ", limit, " && exec \"$0\" \"$@\"")});
+    const bool loaded =
+        run.outcome.error.find("shared librar") == std::string::npos;
+    EXPECT_TRUE(loaded || run.outcome.status == 127) << Shown(run);
+    if (!loaded) continue;
+    EXPECT_EQ(Complaint(run, base, GetParam().files, GetParam().left), "");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, FaultTest, testing::ValuesIn(kScenarios),
+                         [](const auto& given) {
+                           return std::string(given.param.name);
+                         });
+
+}  // namespace
+}  // namespace fairlead::tool

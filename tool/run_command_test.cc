@@ -1,0 +1,30 @@
+// What a command says where the system gives it too little.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tool/testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+TEST(RunCommandTest, TooLittleMemoryIsToldAndNotACrash) {
+  if (kSanitized)
+    GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
+  const TempFolder folder;
+  const std::string path = folder.File("large", "");
+  std::filesystem::resize_file(path, 1'000'000'000);
+  const Outcome outcome = RunProgram(
+      {.arguments = {"-c", "ulimit -v 250000 && exec \"$0\" \"$@\"",
+                     FAIRLEAD_PROGRAM, "send", "-demo", "-file", path},
+       .program = "/bin/sh"});
+  EXPECT_EQ(outcome.status, 26);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.error,
+            "fairlead send: there is not enough memory for what is read\n");
+}
+
+}  // namespace
+}  // namespace fairlead::tool
