@@ -10,7 +10,7 @@
 #include <future>
 #include <string>
 
-#include "tool/man_page.h"
+#include "tool/help/man_page.h"
 #include "tool/testing.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -39,41 +39,73 @@ void ExpectRefused(const Words& arguments, const std::string& message) {
   EXPECT_EQ(outcome.output, "");
 }
 
-TEST(EndingsTest, AloneItSaysHowToUseIt) {
+TEST(EndingsTest, AloneItPrintsItsUsage) {
   ExpectRefused({}, "usage: fairlead COMMAND");
 }
 
-TEST(EndingsTest, WrongUsageIsTold) {
+TEST(EndingsTest, ReportsAnUnknownCommand) {
   ExpectRefused({"sned"},
-                "fairlead: 'sned' is no command; the nearest is send");
-  ExpectRefused({""}, "fairlead: '' is no command");
-  ExpectRefused({"-port", "1"}, "'-port' stands where the command belongs");
-  ExpectRefused({"help", "sned"}, "'sned' is no command; the nearest is send");
-  ExpectRefused({"send"}, "fairlead send: -host NAME is missing (or -demo");
-  ExpectRefused({"send", "-host", "x"}, "fairlead send: -port N is missing");
+                "fairlead: unknown command 'sned'; did you mean 'send'?\n");
+  ExpectRefused({"SEND"},
+                "fairlead: unknown command 'SEND'; did you mean 'send'?\n");
+  ExpectRefused({""}, "fairlead: unknown command ''; see 'fairlead help'\n");
+  ExpectRefused({"-port", "1"},
+                "expected a command before '-port': fairlead COMMAND");
+  ExpectRefused({"help", "sned"}, "unknown command 'sned'; did you mean");
+  ExpectRefused({"help", "ini", "gett"},
+                "fairlead help: unknown subcommand 'gett'; did you mean "
+                "'get'?\n");
+  ExpectRefused({"help", "send", "x"}, "'send' has no subcommands");
+  ExpectRefused({"ini", "gett"},
+                "fairlead ini: unknown subcommand 'gett'; did you mean "
+                "'get'?\n");
+  ExpectRefused({"ini", "GET"}, "did you mean 'get'?");
+  ExpectRefused({"ini", "zzzzz"},
+                "unknown subcommand 'zzzzz'; see 'fairlead help ini'\n");
+  ExpectRefused({"ini"},
+                "fairlead ini: missing subcommand; see 'fairlead help ini'\n");
+  ExpectRefused({"ini", "-file", "x"}, "fairlead ini: missing subcommand");
+}
+
+TEST(EndingsTest, ReportsAWrongUsage) {
+  ExpectRefused({"send"},
+                "fairlead send: missing -text TEXT, -hex DIGITS, -file FILE or "
+                "-stdin; see 'fairlead help send'\n");
+  ExpectRefused({"send", "-text", "x"},
+                "fairlead send: missing -host NAME (or -demo");
+  ExpectRefused({"send", "-text", "x", "-host", "x"},
+                "fairlead send: missing -port N");
   ExpectRefused({"send", "-host", "x", "-port", "70000"},
-                "fairlead send: -port 70000 is outside 1 to 65535\n");
-  ExpectRefused({"send", "-demo"}, "there is nothing to send");
+                "fairlead send: -port: 70000 is out of range (expected 1 to "
+                "65535)\n");
+  ExpectRefused({"send", "-host=x"},
+                "fairlead send: unknown option -host=...; write -host NAME\n");
   ExpectRefused({"send", "-demo", "-text", "x", "-hex", "00"},
-                "-text and -hex are given: a body comes from one");
+                "-text and -hex cannot be combined");
   ExpectRefused({"send", "-demo", "-file", "x", "-stdin"},
-                "-file and -stdin are given");
+                "-file and -stdin cannot be combined");
   ExpectRefused({"send", "-demo", "-text", "x", "-host", "x"},
-                "-demo takes the place of -host and -port");
+                "-host and -demo cannot be combined");
   ExpectRefused({"send", "-demo", "-text", "x", "-port", "1"},
-                "-demo takes the place of -host and -port");
-  ExpectRefused({"send", "-demo", "-text", "\\q"}, "-text: '\\q' is none of");
+                "-port and -demo cannot be combined");
+  ExpectRefused({"send", "-demo", "-text", "\\q"},
+                "-text: '\\q' is not one of");
   ExpectRefused({"send", "-demo", "-text", "x", "-until", "\\q"},
-                "-until: '\\q' is none of");
+                "-until: '\\q' is not one of");
   ExpectRefused({"send", "-demo", "-hex", "0"},
-                "-hex: '0' is no pair of hexadecimal digits");
-  ExpectRefused({"send", "-demo", "hello"}, "-demo took the word 'hello'");
-  ExpectRefused({"send", "-demo", "-text", "two", "words"}, "'words' is one");
-  ExpectRefused({"recv", "-demo", "-text", "x"}, "-text is unknown");
-  ExpectRefused({"resolve"}, "fairlead resolve: -host NAME is missing");
-  ExpectRefused({"completion"}, "which shell? bash or zsh");
-  ExpectRefused({"completion", "fish"}, "'fish' is none of bash|zsh");
-  ExpectRefused({"version", "x"}, "'x' stands alone");
+                "-hex: '0' is not a pair of hexadecimal digits");
+  ExpectRefused({"send", "-demo", "hello"},
+                "-demo is a switch and cannot be followed by 'hello'");
+  ExpectRefused({"send", "-demo", "-text", "two", "words"},
+                "unexpected argument 'words' after 'two'; quote values");
+  ExpectRefused({"recv", "-demo", "-text", "x"}, "unknown option -text");
+  ExpectRefused({"recv"}, "missing -host NAME -port N or -demo");
+  ExpectRefused({"recv", "-host", "x"}, "-host needs -port N");
+  ExpectRefused({"resolve"}, "fairlead resolve: missing -host NAME");
+  ExpectRefused({"completion"}, "fairlead completion: missing bash|zsh");
+  ExpectRefused({"completion", "fish"},
+                "'fish' is not valid; choose bash or zsh");
+  ExpectRefused({"version", "x"}, "unexpected argument 'x'");
 }
 
 TEST(EndingsTest, AWrongUsageDoesNotWaitForStandardInput) {
@@ -292,8 +324,9 @@ TEST(EndingsTest, SendingFailsWhenThePeerIsGone) {
        .input = std::string(20'000'000, 'x')});
   EXPECT_EQ(outcome.status, 55);
   EXPECT_EQ(outcome.output, "no room\n");
-  EXPECT_THAT(outcome.error, AllOf(HasSubstr("fairlead send: sending failed, "),
-                                   HasSubstr(" of 20000000 bytes went out")));
+  EXPECT_THAT(outcome.error,
+              AllOf(HasSubstr("fairlead send: sending failed after "),
+                    HasSubstr(" of 20000000 bytes: ")));
 }
 
 // The tool and the client's own thread race for the news of a reset, and only
@@ -323,8 +356,8 @@ TEST(EndingsTest, SendingFailsWhenThePeerDoesNotRead) {
        .input = std::string(40'000'000, 'x')});
   ended.set_value();
   EXPECT_EQ(outcome.status, 55);
-  EXPECT_THAT(outcome.error, AllOf(HasSubstr("for 2 seconds: "),
-                                   HasSubstr(" of 40000000 bytes went out")));
+  EXPECT_THAT(outcome.error, AllOf(HasSubstr("for 2 seconds; up to "),
+                                   HasSubstr(" of 40000000 bytes: ")));
 }
 
 // Stacks so large that the system has room for one thread and not for two: the
@@ -370,7 +403,8 @@ TEST(EndingsTest, AnInterruptEndsAtOnce) {
   kill(process.pid(), SIGINT);
   const Outcome outcome = process.Wait();
   EXPECT_EQ(outcome.signal, SIGINT);  // A shell calls it 130.
-  EXPECT_THAT(Fairlead({"send", "-help"}).output, HasSubstr("\n  130  interr"));
+  EXPECT_THAT(Fairlead({"send", "-help"}).output,
+              HasSubstr("\n  130  interrupted"));
   EXPECT_THAT(ManPage(), HasSubstr(".B 130\ninterrupted"));
 }
 

@@ -26,10 +26,10 @@
 #include <utility>
 #include <vector>
 
-#include "tool/concat.h"
-#include "tool/exit_status.h"
+#include "tool/base/concat.h"
+#include "tool/base/exit_status.h"
 #include "tool/fault_scenarios.h"
-#include "tool/read_file.h"
+#include "tool/io/read_file.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool {

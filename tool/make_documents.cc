@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <string>
 
-#include "tool/completion_scripts.h"
-#include "tool/man_page.h"
+#include "tool/help/completion_scripts.h"
+#include "tool/help/man_page.h"
 
 namespace {
 

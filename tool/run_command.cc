@@ -4,17 +4,18 @@
 #include <cstdlib>
 #include <new>
 #include <string>
+#include <string_view>
 #include <system_error>
-#include <vector>
 
-#include "tool/arguments.h"
-#include "tool/concat.h"
-#include "tool/escapes.h"
-#include "tool/failure.h"
-#include "tool/help_text.h"
-#include "tool/nearest.h"
-#include "tool/output.h"
-#include "tool/parameters.h"
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/command/arguments.h"
+#include "tool/command/command_table.h"
+#include "tool/command/parameters.h"
+#include "tool/command/usage.h"
+#include "tool/help/help_text.h"
+#include "tool/io/output.h"
 
 namespace fairlead::tool {
 namespace {
@@ -22,77 +23,90 @@ namespace {
 // The command that runs, for as long as it does.
 const Command* running = nullptr;
 
-// "-help" and "--version" in the place of the command mean the command.
-std::string_view CommandName(std::string_view word) {
-  const std::string_view bare = word.substr(word.starts_with("--")  ? 2
-                                            : word.starts_with('-') ? 1
-                                                                    : 0);
-  return bare == "help" || bare == "version" ? bare : word;
+// Returns the name of the command. "-help" and "--version" in its place mean
+// the command, "-h" and "-?" mean `help`.
+std::string_view CommandName(std::string_view argument) {
+  if (argument == "-h" || argument == "-?") return kHelpCommand.name;
+  const std::string_view bare =
+      argument.substr(argument.starts_with("--")  ? 2
+                      : argument.starts_with('-') ? 1
+                                                  : 0);
+  return bare == kHelpCommand.name || bare == kVersionCommand.name ? bare
+                                                                   : argument;
 }
 
-ExitStatus Run(const Command& command, std::span<char* const> words,
-               const Output& output) {
-  const Arguments arguments(command, words);
-  if (!arguments.Has(kHelp)) {
-    running = &command;
-    return command.run(arguments, output);
+bool IsHelp(std::string_view argument) {
+  return argument == "-help" || argument == "--help";
+}
+
+// Runs a command that has no subcommands.
+//
+// @param arguments the last part of its name and what follows it
+ExitStatus RunAction(const Command& command, std::span<char* const> arguments,
+                     const Output& output) {
+  const ParsedArguments parsed(command, arguments);
+  if (parsed.Has(kHelp)) {
+    output.Write(CommandHelp(command));
+    return kDone;
   }
-  output.Write(CommandHelp(command));
-  return kDone;
+  CheckUses(parsed);
+  running = &command;
+  return command.action.run(parsed, output);
 }
 
-struct Idle {
-  Idle() = default;
-  Idle(const Idle&) = delete;
-  Idle& operator=(const Idle&) = delete;
-  ~Idle() { running = nullptr; }
+ExitStatus Run(const Command& command, std::span<char* const> arguments,
+               const Output& output) {
+  if (command.subcommands.empty()) return RunAction(command, arguments, output);
+  const std::string_view next = arguments.size() > 1 ? arguments[1] : "-";
+  if (IsHelp(next)) {
+    output.Write(CommandHelp(command));
+    return kDone;
+  }
+  if (next.starts_with('-'))
+    throw Failure(kWrongUsage, Concat("missing subcommand; see 'fairlead help ",
+                                      command.name, "'"));
+  return RunAction(KnownSubcommand(command, next), arguments.subspan(1),
+                   output);
+}
+
+struct ClearRunning {
+  ClearRunning() = default;
+  ClearRunning(const ClearRunning&) = delete;
+  ClearRunning& operator=(const ClearRunning&) = delete;
+  ~ClearRunning() { running = nullptr; }
 };
 
 // With `silent`, the library prints "-33" and ends the process where a name is
-// not resolved; nothing else ends it inside a command. So that the person is
-// told, a line follows.
+// not resolved; nothing else ends it inside a command. A line after it names
+// the error.
 void SayWhyItEnded() {
   if (running == nullptr) return;
   std::puts("");
-  Complain(running->name, "no IPv4 address is known for the host");
+  PrintError(TopName(*running), "no IPv4 address is known for the host");
 }
 
 }  // namespace
 
-const Command& KnownCommand(std::string_view name) {
-  if (const Command* const known = FindCommand(name)) return *known;
-  if (name.starts_with('-'))
-    throw Failure(kWrongUsage, Concat(Quoted(name),
-                                      " stands where the command belongs: "
-                                      "fairlead COMMAND [-name value]..."));
-  std::vector<std::string_view> names;
-  for (const Command* const command : Commands())
-    names.push_back(command->name);
-  throw Failure(kWrongUsage,
-                Concat(Quoted(name), " is no command",
-                       Suggestion("; the nearest is ", name, names),
-                       " ('fairlead help' lists all)"));
-}
-
-ExitStatus RunCommand(std::span<char* const> words) {
+ExitStatus RunCommand(std::span<char* const> arguments) {
   static const bool registered = std::atexit(SayWhyItEnded) == 0;
   (void)registered;
-  const Idle idle_at_the_end;
+  const ClearRunning clear_at_the_end;
   std::string_view name;
   try {
     const Output output;
-    if (words.empty()) throw Failure(kWrongUsage, std::string(ShortUsage()));
-    const Command& command = KnownCommand(CommandName(words[0]));
+    if (arguments.empty())
+      throw Failure(kWrongUsage, std::string(ShortUsage()));
+    const Command& command = KnownCommand(CommandName(arguments[0]));
     name = command.name;
-    return Run(command, words, output);
+    return Run(command, arguments, output);
   } catch (const Failure& failure) {
-    Complain(name, failure.what());
+    PrintError(name, failure.what());
     return failure.status();
   } catch (const std::bad_alloc&) {
-    Complain(name, "there is not enough memory for what is read");
+    PrintError(name, "there is not enough memory for what is read");
     return kCannotRead;
   } catch (const std::system_error& error) {
-    Complain(name, Concat("no thread can be started: ", error.what()));
+    PrintError(name, Concat("no thread can be started: ", error.what()));
     return kNotConnected;
   }
 }

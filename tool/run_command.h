@@ -4,22 +4,16 @@
 #define FAIRLEAD_TOOL_RUN_COMMAND_H_
 
 #include <span>
-#include <string_view>
 
-#include "tool/commands.h"
+#include "tool/base/exit_status.h"
 
 namespace fairlead::tool {
 
-/// The command of that name.
+/// Runs the command that the arguments name, and reports its failure. Call it
+/// once in the life of the process.
 ///
-/// @throws Failure with kWrongUsage, which offers the nearest one
-const Command& KnownCommand(std::string_view name);
-
-/// Runs the command that the words name, and tells what goes wrong. Once in the
-/// life of the process.
-///
-/// @param words the process's arguments without the program's path
-ExitStatus RunCommand(std::span<char* const> words);
+/// @param arguments the process's, without the program's path
+ExitStatus RunCommand(std::span<char* const> arguments);
 
 }  // namespace fairlead::tool
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tool/read_file.h"
+#include "tool/io/read_file.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool {

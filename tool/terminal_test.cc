@@ -79,7 +79,7 @@ TEST_F(TerminalTest, ADumbTerminalGetsPlainText) {
 TEST_F(TerminalTest, ErrorsAreBoldThere) {
   EXPECT_THAT(
       RunProgram({.arguments = {"send"}, .error_is_terminal = true}).error,
-      HasSubstr("\033[1mfairlead send:\033[0m -host"));
+      HasSubstr("\033[1mfairlead send:\033[0m missing"));
 }
 
 // What the person sees: all that the one terminal gets, in its order.

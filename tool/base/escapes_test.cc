@@ -1,0 +1,128 @@
+#include "tool/base/escapes.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "tool/base/failure.h"
+
+namespace fairlead::tool {
+namespace {
+
+using std::string_literals::operator""s;
+
+TEST(EscapesTest, UnescapesEveryForm) {
+  EXPECT_EQ(Unescaped("", "text"), "");
+  EXPECT_EQ(Unescaped("plain words", "text"), "plain words");
+  EXPECT_EQ(Unescaped(R"(a\r\n\t\\b)", "text"), "a\r\n\t\\b");
+  EXPECT_EQ(Unescaped(R"(\x2d\x00\xfF\x41)", "text"), "-\0\xff"s + "A");
+  EXPECT_EQ(Unescaped(R"(\x411)", "text"), "A1");
+  EXPECT_EQ(Unescaped(R"(\\x41)", "text"), R"(\x41)");
+}
+
+TEST(EscapesTest, RefusesOtherBackslashesByName) {
+  for (const char* const text :
+       {R"(\)", R"(a\)", R"(\q)", R"(\x)", R"(\x4)", R"(\xg0)", R"(\x0g)",
+        R"(\N)", R"(\X41)", R"(\0)"}) {
+    SCOPED_TRACE(text);
+    try {
+      Unescaped(text, "until");
+      FAIL() << "accepted";
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.status(), kWrongUsage);
+      EXPECT_EQ(std::string(failure.what()).find("-until: '\\"), 0U);
+    }
+  }
+}
+
+TEST(EscapesTest, ReadsPairsOfHexadecimalDigits) {
+  EXPECT_EQ(FromHex("", "hex"), "");
+  EXPECT_EQ(FromHex("00ff10", "hex"), "\0\xff\x10"s);
+  EXPECT_EQ(FromHex(" 0a  AF aF ", "hex"), "\n\xaf\xaf");
+  EXPECT_EQ(FromHex("00\tff\r\n10\v11\f12", "hex"), "\0\xff\x10\x11\x12"s);
+}
+
+TEST(EscapesTest, RefusesWhatIsNoPairOfDigits) {
+  for (const char* const digits :
+       {"0", "000", "0 0", "0g", "g0", "0x00", "-1"}) {
+    SCOPED_TRACE(digits);
+    EXPECT_THROW(FromHex(digits, "hex"), Failure);
+  }
+}
+
+TEST(EscapesTest, SpellsEveryByteOnOneLine) {
+  EXPECT_EQ(Escaped("a b\r\n\t\\\0\x1b\x7f"s), R"(a b\r\n\t\\\x00\x1b\x7f)");
+  EXPECT_EQ(Escaped("\xff\x80"), R"(\xff\x80)");
+}
+
+TEST(EscapesTest, MakesControlBytesVisible) {
+  EXPECT_EQ(Visible("a\tb\r\n\x1b[1m\\\x07\x7f"),
+            "a\tb\\r\n\\x1b[1m\\\\x07\\x7f");
+}
+
+struct Utf8Case {
+  const char* bytes;
+  bool kept;
+};
+
+constexpr Utf8Case kUtf8Cases[] = {
+    {"\xc3\xa9", true},           // two bytes
+    {"\xe2\x82\xac", true},       // three
+    {"\xf0\x9f\x98\x80", true},   // four
+    {"\xf4\x8f\xbf\xbf", true},   // the last code point
+    {"\xed\x9f\xbf", true},       // before the surrogates
+    {"\xc2\xa0", true},           // after the C1 controls
+    {"\xc2\x9b", false},          // a C1 control
+    {"\xc0\x80", false},          // too long a spelling, two bytes
+    {"\xc1\xbf", false},          //
+    {"\xe0\x9f\xbf", false},      // three
+    {"\xf0\x8f\xbf\xbf", false},  // four
+    {"\xed\xa0\x80", false},      // a surrogate
+    {"\xf4\x90\x80\x80", false},  // above the last code point
+    {"\xf5\x80\x80\x80", false},  //
+    {"\xe2\x82", false},          // cut short
+    {"\xc3(", false},             // no continuation
+    {"\xa9", false},              // nothing to continue
+};
+
+TEST(EscapesTest, KeepsWellFormedUtf8Alone) {
+  for (const Utf8Case& c : kUtf8Cases) {
+    SCOPED_TRACE(Escaped(c.bytes));
+    EXPECT_EQ(Escaped(c.bytes) == c.bytes, c.kept);
+    EXPECT_EQ(Visible(c.bytes) == c.bytes, c.kept);
+  }
+}
+
+TEST(EscapesTest, WhatIsEscapedComesBack) {
+  constexpr unsigned kSeed = 20261121;
+  SCOPED_TRACE(testing::Message() << "seed " << kSeed);
+  std::mt19937 random(kSeed);
+  for (int i = 0; i < 20000; ++i) {
+    std::string bytes(random() % 40, '\0');
+    for (char& c : bytes) c = static_cast<char>(random());
+    const std::string text = Escaped(bytes);
+    ASSERT_EQ(Unescaped(text, "text"), bytes) << text;
+    for (const char c : text) ASSERT_TRUE(c < 0 || IsPrintable(c)) << text;
+  }
+}
+
+TEST(EscapesTest, JsonKeepsUtf8AndSpellsTheRest) {
+  EXPECT_EQ(JsonString(""), R"("")");
+  EXPECT_EQ(JsonString("a\"\\\n\x7f"), R"("a\"\\\u000a\u007f")");
+  EXPECT_EQ(JsonString("Zo\xc3\xab"), "\"Zo\xc3\xab\"");
+  EXPECT_EQ(JsonString("\xeb\xc2\x85"), R"("\u00eb\u00c2\u0085")");
+}
+
+TEST(EscapesTest, QuotesAWordOnOneHarmlessLine) {
+  EXPECT_EQ(Quoted("plain \\q"), "'plain \\q'");
+  EXPECT_EQ(Quoted("\033[31m\n"), "'\\x1b[31m\\n'");
+  EXPECT_EQ(Quoted(std::string(100, 'x')), "'" + std::string(100, 'x') + "'");
+  EXPECT_EQ(Quoted(std::string(101, 'x')),
+            "'" + std::string(100, 'x') + "...'");
+  EXPECT_EQ(Quoted(std::string(99, 'x') + "\xc3\xa4yz"),
+            "'" + std::string(99, 'x') + "...'");
+}
+
+}  // namespace
+}  // namespace fairlead::tool

@@ -1,0 +1,61 @@
+#include "tool/command/command.h"
+
+#include <algorithm>
+
+#include "tool/base/concat.h"
+#include "tool/command/parameters.h"
+
+namespace fairlead::tool {
+namespace {
+
+using Parameters = std::vector<const Parameter*>;
+
+bool Holds(const Parameters& parameters, const Parameter* parameter) {
+  return std::ranges::find(parameters, parameter) != parameters.end();
+}
+
+Parameters Listed(std::span<const Use> uses) {
+  Parameters listed;
+  for (const Use& use : uses)
+    if (IsParameter(use) && !Holds(listed, use.parameter))
+      listed.push_back(use.parameter);
+  return listed;
+}
+
+Parameters Shared(std::span<const Command* const> subcommands) {
+  Parameters shared = Listed(subcommands.front()->action.uses);
+  std::erase_if(shared, [subcommands](const Parameter* parameter) {
+    return !std::ranges::all_of(subcommands, [parameter](const Command* c) {
+      return Lists(c->action.uses, *parameter);
+    });
+  });
+  return shared;
+}
+
+}  // namespace
+
+std::string FullName(const Command& command) {
+  return command.parent == nullptr
+             ? std::string(command.name)
+             : Concat(command.parent->name, " ", command.name);
+}
+
+std::string_view TopName(const Command& command) {
+  return command.parent == nullptr ? command.name : command.parent->name;
+}
+
+Parameters ParametersOf(const Command& command) {
+  Parameters parameters = command.subcommands.empty()
+                              ? Listed(command.action.uses)
+                              : Shared(command.subcommands);
+  parameters.push_back(&kHelp);
+  return parameters;
+}
+
+const Parameter* FindParameter(const Command& command, std::string_view name) {
+  const Parameters parameters = ParametersOf(command);
+  const auto found = std::ranges::find(parameters, name, &Parameter::name);
+  return found == parameters.end() ? nullptr : *found;
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,158 @@
+#include "tool/command/parameter.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <system_error>
+#include <vector>
+
+#include "fairlead/text/strings.h"
+#include "tool/base/concat.h"
+#include "tool/base/digits.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr auto kOn =
+    std::to_array<std::string_view>({"on", "yes", "true", "1"});
+constexpr auto kOff =
+    std::to_array<std::string_view>({"off", "no", "false", "0"});
+
+[[noreturn]] void Fail(const std::string& text) {
+  throw Failure(kWrongUsage, text);
+}
+
+// "-port: ", or nothing for an operand.
+std::string Prefix(const Parameter& parameter) {
+  return parameter.name.empty() ? "" : Concat("-", parameter.name, ": ");
+}
+
+std::string Bounds(const Range& range) {
+  return Concat(range.least, " to ", range.most);
+}
+
+void CheckSwitch(const Parameter& parameter, std::string_view value) {
+  const std::string lower = MakeLower(std::string(value));
+  if (std::ranges::find(kOn, lower) != kOn.end() || IsOff(value)) return;
+  Fail(Concat("-", parameter.name, " is a switch and cannot be followed by ",
+              Quoted(value),
+              " (expected on, off, yes, no, true, false, 1, 0 or nothing)"));
+}
+
+void CheckNumber(const Parameter& parameter, std::string_view value) {
+  const std::string expected =
+      Concat(" (expected ", Bounds(parameter.range), ")");
+  const std::string prefix = Prefix(parameter);
+  if (!IsDigits(value.substr(value.starts_with('-') ? 1 : 0)))
+    Fail(Concat(prefix, Quoted(value), " is not an integer", expected));
+
+  std::uint64_t number = 0;
+  const std::errc error =
+      std::from_chars(value.data(), value.data() + value.size(), number).ec;
+  if (error != std::errc() || number < parameter.range.least ||
+      number > parameter.range.most)
+    Fail(Concat(prefix, Shown(value), " is out of range", expected));
+}
+
+std::vector<std::string_view> NamesOf(std::span<const Choice> choices) {
+  std::vector<std::string_view> names;
+  for (const Choice& choice : choices) names.push_back(choice.name);
+  return names;
+}
+
+// "clock, seconds or all"
+std::string Listed(const std::vector<std::string_view>& names) {
+  std::string text;
+  for (std::size_t i = 0; i < names.size(); ++i)
+    text += Concat(i == 0                  ? ""
+                   : i + 1 == names.size() ? " or "
+                                           : ", ",
+                   names[i]);
+  return text;
+}
+
+void CheckChoice(const Parameter& parameter, std::string_view value) {
+  const std::vector<std::string_view> names = NamesOf(parameter.choices);
+  if (std::ranges::find(names, value) != names.end()) return;
+  Fail(Concat(Prefix(parameter), Quoted(value), " is not valid; choose ",
+              Listed(names)));
+}
+
+}  // namespace
+
+std::string_view Heading(Group group) {
+  switch (group) {
+    case Group::kArguments:
+      return "Arguments";
+    case Group::kWhere:
+      return "Where";
+    case Group::kWhat:
+      return "What";
+    case Group::kHow:
+      return "How";
+    case Group::kCipher:
+      return "Cipher";
+    case Group::kHowLong:
+      return "How long";
+    case Group::kLog:
+      return "Log";
+    case Group::kOutput:
+      return "Output";
+  }
+  return {};
+}
+
+std::string Placeholder(const Parameter& parameter) {
+  if (!parameter.placeholder.empty()) return std::string(parameter.placeholder);
+  std::string text;
+  for (const Choice& choice : parameter.choices)
+    text.append(text.empty() ? "" : "|").append(choice.name);
+  return text;
+}
+
+std::string Spelling(const Parameter& parameter) {
+  std::string value = Placeholder(parameter);
+  if (parameter.name.empty()) return value;
+  return Concat("-", parameter.name, value.empty() ? "" : " ", value);
+}
+
+std::string Spelled(const Range& range) {
+  return Concat("[", range.least, "..", range.most, "]");
+}
+
+std::string Explanation(const Parameter& parameter) {
+  std::string text(parameter.help);
+  if (parameter.kind == Kind::kNumber)
+    text += Concat(" ", Spelled(parameter.range));
+  if (!parameter.fallback.empty())
+    text += Concat(" (default ", parameter.fallback, ")");
+  return text;
+}
+
+void CheckValue(const Parameter& parameter, std::string_view value) {
+  switch (parameter.kind) {
+    case Kind::kSwitch:
+      return CheckSwitch(parameter, value);
+    case Kind::kNumber:
+      return CheckNumber(parameter, value);
+    case Kind::kChoice:
+      return CheckChoice(parameter, value);
+    case Kind::kNonEmptyText:
+    case Kind::kFile:
+      if (value.empty())
+        Fail(Concat(Spelling(parameter), " must not be empty"));
+      return;
+    case Kind::kText:
+    case Kind::kCommand:
+    case Kind::kSubcommand:
+      return;
+  }
+}
+
+bool IsOff(std::string_view text) {
+  return std::ranges::find(kOff, MakeLower(std::string(text))) != kOff.end();
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,116 @@
+#include "tool/command/parameter.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+
+#include "tool/base/failure.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr auto kColours =
+    std::to_array<Choice>({{"red", "like a rose"}, {"green"}, {"blue"}});
+
+constexpr Parameter kColour = {.name = "colour",
+                               .kind = Kind::kChoice,
+                               .group = Group::kWhat,
+                               .help = "the colour",
+                               .choices = kColours,
+                               .fallback = "red"};
+constexpr Parameter kPort = {.name = "port",
+                             .placeholder = "N",
+                             .kind = Kind::kNumber,
+                             .group = Group::kWhere,
+                             .help = "the port",
+                             .range = {.least = 1, .most = 65535},
+                             .fallback = "7000"};
+constexpr Parameter kAny = {.name = "any",
+                            .placeholder = "N",
+                            .kind = Kind::kNumber,
+                            .group = Group::kWhere,
+                            .help = "a number"};
+constexpr Parameter kFast = {.name = "fast",
+                             .kind = Kind::kSwitch,
+                             .group = Group::kHow,
+                             .help = "hurry"};
+constexpr Parameter kTopic = {.name = "",
+                              .placeholder = "TOPIC",
+                              .kind = Kind::kNonEmptyText,
+                              .group = Group::kArguments,
+                              .help = "what to explain"};
+
+TEST(ParameterTest, IsSpelledAsItIsTyped) {
+  EXPECT_EQ(Spelling(kColour), "-colour red|green|blue");
+  EXPECT_EQ(Spelling(kPort), "-port N");
+  EXPECT_EQ(Spelling(kFast), "-fast");
+  EXPECT_EQ(Spelling(kTopic), "TOPIC");
+}
+
+TEST(ParameterTest, IsExplainedWithRangeAndDefault) {
+  EXPECT_EQ(Explanation(kColour), "the colour (default red)");
+  EXPECT_EQ(Explanation(kPort), "the port [1..65535] (default 7000)");
+  EXPECT_EQ(Explanation(kAny), "a number [0..2147483647]");
+  EXPECT_EQ(Explanation(kFast), "hurry");
+}
+
+std::string Refusal(const Parameter& parameter, std::string_view value) {
+  try {
+    CheckValue(parameter, value);
+    return "accepted";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.status(), kWrongUsage);
+    return failure.what();
+  }
+}
+
+struct NumberCase {
+  const char* text;
+  const char* refusal;
+};
+
+constexpr NumberCase kNumberCases[] = {
+    {"1", "accepted"},
+    {"65535", "accepted"},
+    {"0080", "accepted"},
+    {"0", "-port: 0 is out of range (expected 1 to 65535)"},
+    {"65536", "-port: 65536 is out of range (expected 1 to 65535)"},
+    {"-5", "-port: -5 is out of range (expected 1 to 65535)"},
+    {"99999999999999999999",
+     "-port: 99999999999999999999 is out of range (expected 1 to 65535)"},
+    {"12abc", "-port: '12abc' is not an integer (expected 1 to 65535)"},
+    {"", "-port: '' is not an integer (expected 1 to 65535)"},
+    {" 80", "-port: ' 80' is not an integer (expected 1 to 65535)"},
+    {"80 ", "-port: '80 ' is not an integer (expected 1 to 65535)"},
+    {"+80", "-port: '+80' is not an integer (expected 1 to 65535)"},
+    {"8.0", "-port: '8.0' is not an integer (expected 1 to 65535)"},
+    {"0x50", "-port: '0x50' is not an integer (expected 1 to 65535)"},
+    {"-5a", "-port: '-5a' is not an integer (expected 1 to 65535)"},
+};
+
+TEST(ParameterTest, ANumberIsAnIntegerInItsRange) {
+  for (const NumberCase& c : kNumberCases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(Refusal(kPort, c.text), c.refusal);
+  }
+}
+
+TEST(ParameterTest, AChoiceIsOneOfItsNames) {
+  EXPECT_EQ(Refusal(kColour, "green"), "accepted");
+  for (const std::string text : {"Green", "", "red|green"})
+    EXPECT_EQ(
+        Refusal(kColour, text),
+        "-colour: '" + text + "' is not valid; choose red, green or blue");
+}
+
+TEST(ParameterTest, AnOperandHasNoNameInAnError) {
+  EXPECT_EQ(Refusal(kTopic, ""), "TOPIC must not be empty");
+}
+
+TEST(ParameterTest, EveryGroupHasAHeading) {
+  for (const Group group : kGroups) EXPECT_FALSE(Heading(group).empty());
+}
+
+}  // namespace
+}  // namespace fairlead::tool

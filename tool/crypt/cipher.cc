@@ -1,0 +1,153 @@
+#include "tool/crypt/cipher.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/command/command.h"
+#include "tool/command/same_file.h"
+#include "tool/io/output.h"
+#include "tool/io/read_file.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr std::size_t kMaxRc4Key = 255;
+constexpr std::size_t kMaxPart = 1U << 30U;  // The library counts in int.
+
+// A key as it was given, with its name for errors.
+struct RawKey {
+  std::string bytes;
+  std::string name;
+  ExitStatus status;
+};
+
+bool IsAes(const Arguments<kCipherUses>& arguments) {
+  return arguments.Has(kAes) || arguments.Text(kCipher) == "aes";
+}
+
+// A newline that an editor appended to a text is not part of the key. Among
+// other bytes it may be.
+std::string WithoutNewline(std::string bytes) {
+  std::string_view text = bytes;
+  if (!text.ends_with('\n')) return bytes;
+  text.remove_suffix(1);
+  if (text.ends_with('\r')) text.remove_suffix(1);
+  if (std::ranges::all_of(text, IsPrintable)) bytes.resize(text.size());
+  return bytes;
+}
+
+// What is not a name may be the key itself, so it is not shown.
+std::string NameOfVariable(const std::string& name) {
+  const bool is_name =
+      !name.empty() && (name[0] < '0' || name[0] > '9') &&
+      name.find_first_not_of(
+          "ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+          "abcdefghijklmnopqrstuvwxyz0123456789_") == std::string::npos;
+  return is_name ? Quoted(name) : "(which is not a variable name)";
+}
+
+std::string Environment(const std::string& name) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes a variable.
+  const char* const value = std::getenv(name.c_str());
+  if (value == nullptr)
+    throw Failure(kWrongUsage, Concat("the environment variable of -keyenv, ",
+                                      NameOfVariable(name), ", is not set"));
+  return value;
+}
+
+RawKey ReadRawKey(const Arguments<kCipherUses>& arguments) {
+  if (arguments.Has(kAes))
+    return {arguments.Text(kAes), "the key of -aes", kWrongUsage};
+  if (arguments.Has(kRc4))
+    return {arguments.Text(kRc4), "the key of -rc4", kWrongUsage};
+  if (arguments.Has(kKeyenv)) {
+    const std::string name = arguments.Text(kKeyenv);
+    return {Environment(name), Concat("the key in the variable ", Quoted(name)),
+            kWrongUsage};
+  }
+  const std::string path = arguments.Text(kKeyfile);
+  if (arguments.Has(kStdin) && IsStandardInput(path.c_str()))
+    throw Failure(kWrongUsage,
+                  "standard input cannot be both the key and the input; use a "
+                  "key file of its own, or -keyenv");
+  return {WithoutNewline(ReadFile(path)),
+          Concat("the key in the file ", Quoted(path)), kMalformedInput};
+}
+
+void CheckLength(const RawKey& key, std::size_t most, const std::string& what) {
+  if (key.bytes.empty())
+    throw Failure(key.status, Concat(key.name, " is empty"));
+  if (key.bytes.size() > most)
+    throw Failure(key.status,
+                  Concat(key.name, " has ", key.bytes.size(), " bytes; ", what,
+                         " accepts at most ", most));
+}
+
+RC4Key Rc4KeyOf(std::string_view bytes) {
+  RC4Key key{};
+  std::ranges::copy(bytes, key.key);
+  key.length = static_cast<std::uint8_t>(bytes.size());
+  return key;
+}
+
+std::variant<AES, RC4> Keyed(const CipherKey& key) {
+  if (key.aes) return AES(key.bytes, key.bits);
+  return RC4(Rc4KeyOf(key.bytes));
+}
+
+}  // namespace
+
+std::optional<CipherKey> ReadCipherKey(
+    const Arguments<kCipherUses>& arguments) {
+  if (!arguments.Has(kAes) && !arguments.Has(kRc4) && !arguments.Has(kCipher))
+    return std::nullopt;
+  const RawKey key = ReadRawKey(arguments);
+  if (!IsAes(arguments)) {
+    CheckLength(key, kMaxRc4Key, "RC4");
+    return CipherKey{.aes = false, .bits = 0, .bytes = key.bytes};
+  }
+  const int bits = arguments.Number(kBits);
+  const auto size = static_cast<std::size_t>(bits) / 8;
+  CheckLength(key, size, Concat("AES of ", bits, " bits"));
+  if (key.bytes.size() < size)
+    PrintNote(TopName(arguments.parsed().command()),
+              Concat("warning: ", key.name, " has only ", key.bytes.size(),
+                     key.bytes.size() == 1 ? " byte" : " bytes", "; padded to ",
+                     size, " with zeros"));
+  return CipherKey{.aes = true, .bits = bits, .bytes = key.bytes};
+}
+
+CipherStream::CipherStream(const CipherKey& key, Direction direction)
+    : direction_(direction), cipher_(Keyed(key)) {}
+
+std::string_view CipherStream::Take(std::string_view bytes) {
+  buffer_.erase(0, done_);
+  buffer_ += bytes;
+  const bool blocks = std::holds_alternative<AES>(cipher_);
+  done_ = buffer_.size() - (blocks ? buffer_.size() % kBlock : 0);
+  for (std::size_t at = 0; at < done_; at += kMaxPart)
+    // unsigned char may alias any object.
+    Transform(reinterpret_cast<unsigned char*>(buffer_.data()) + at,
+              static_cast<int>(std::min(kMaxPart, done_ - at)));
+  return std::string_view(buffer_).substr(0, done_);
+}
+
+void CipherStream::Transform(unsigned char* bytes, int size) {
+  if (RC4* const rc4 = std::get_if<RC4>(&cipher_))
+    return rc4->Encode(bytes, size);
+  const AES& aes = std::get<AES>(cipher_);
+  if (direction_ == Direction::kEncrypt)
+    aes.EncodeArray(bytes, size);
+  else
+    aes.DecodeArray(bytes, size);
+}
+
+std::string PaddingNote(std::size_t count) {
+  return Concat("padded the last AES block with ", count,
+                count == 1 ? " zero byte" : " zero bytes");
+}
+
+}  // namespace fairlead::tool

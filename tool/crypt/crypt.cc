@@ -1,0 +1,301 @@
+// The command `crypt`: AES or RC4 over a file or standard input.
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tool/base/concat.h"
+#include "tool/base/descriptor.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/base/reason.h"
+#include "tool/command/command_table.h"
+#include "tool/command/parameters.h"
+#include "tool/command/same_file.h"
+#include "tool/crypt/cipher.h"
+#include "tool/io/interruption.h"
+#include "tool/io/output.h"
+#include "tool/io/progress.h"
+#include "tool/io/read_file.h"
+#include "tool/io/replacement_file.h"
+
+namespace fairlead::tool::crypt {
+namespace {
+
+constexpr std::size_t kSmall = 1'000'000;  // Done before a bar can be read.
+
+constexpr Parameter kOut = {
+    .name = "out",
+    .placeholder = "FILE",
+    .kind = Kind::kFile,
+    .group = Group::kOutput,
+    .help =
+        "write to FILE instead of standard output; it may be that of -file, "
+        "and is replaced only when everything is written"};
+
+constexpr auto kUses = Uses(OneOf(kAes, kRc4, kCipherWithKey), kAesBits,
+                            OneOf(kFile, kStdin), Optional(kOut));
+
+using Arguments = tool::Arguments<kUses>;
+
+// Thrown where a signal has come, so that no file is left behind.
+struct Interrupted {};
+
+// What is read, from the door given; with -out, until a signal comes.
+class Source {
+ public:
+  explicit Source(const Arguments& arguments)
+      : name_(arguments.Has(kStdin) ? "standard input"
+                                    : Quoted(arguments.Text(kFile))),
+        file_(arguments.Has(kStdin)
+                  ? dup(STDIN_FILENO)
+                  : open(arguments.Text(kFile).c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (!file_.IsOpen() || fstat(file_.number(), &facts_) == -1)
+      throw Failure(kCannotRead,
+                    Concat("cannot open ", name_, ": ", Reason(errno)));
+    if (arguments.Has(kOut)) interruption_.emplace();
+  }
+
+  const std::string& name() const { return name_; }
+  const struct stat& facts() const { return facts_; }
+
+  // How many bytes are to come; 0 where that is not known.
+  std::size_t Size() const {
+    if (!S_ISREG(facts_.st_mode)) return 0;
+    const off_t at = lseek(file_.number(), 0, SEEK_CUR);
+    if (at == -1) return 0;
+    return static_cast<std::size_t>(std::max<off_t>(facts_.st_size - at, 0));
+  }
+
+  void Read(const TakePiece& take) const {
+    ReadPieces(file_.number(), name_, take, [this] { Await(); });
+  }
+
+ private:
+  void Await() const {
+    if (!interruption_) return;
+    std::array<pollfd, 2> waits = {
+        pollfd{.fd = file_.number(), .events = POLLIN, .revents = 0},
+        pollfd{
+            .fd = interruption_->descriptor(), .events = POLLIN, .revents = 0}};
+    if (poll(waits.data(), waits.size(), -1) == -1 && errno != EINTR)
+      throw Failure(kCannotRead,
+                    Concat("cannot read ", name_, ": ", Reason(errno)));
+    if (Interruption::HasCome()) throw Interrupted();
+  }
+
+  const std::string name_;
+  const Descriptor file_;
+  struct stat facts_ = {};
+  std::optional<Interruption> interruption_;
+};
+
+// Passes all of the source through the cipher, piece by piece.
+void Convert(const Source& source, CipherStream& cipher,
+             const TakePiece& write) {
+  const std::size_t size = source.Size();
+  Progress progress(size);
+  std::size_t done = 0;
+  source.Read([&](std::string_view piece) {
+    write(cipher.Take(piece));
+    done += piece.size();
+    if (size > kSmall) progress.Show(std::min(done, size));
+  });
+}
+
+void Encrypt(const Source& source, const CipherKey& key,
+             const TakePiece& write) {
+  CipherStream cipher(key, Direction::kEncrypt);
+  Convert(source, cipher, write);
+  const std::size_t padding = cipher.lacking();
+  if (padding == 0) return;
+  write(cipher.Fill());
+  PrintNote("crypt",
+            Concat(PaddingNote(padding), "; decrypting leaves them there"));
+}
+
+void CheckSize(const Source& source, const CipherKey& key, std::size_t size) {
+  if (!key.aes || size % CipherStream::kBlock == 0) return;
+  throw Failure(
+      kMalformedInput,
+      Concat(source.name(), " has ", size, " bytes, which are no whole blocks ",
+             "of 16 bytes, so AES did not make it, or a part is missing or "
+             "was added: get it anew, or try -rc4"));
+}
+
+// Where the size is known before, nothing is written of a wrong one.
+void Decrypt(const Source& source, const CipherKey& key,
+             const TakePiece& write) {
+  CheckSize(source, key, source.Size());
+  CipherStream cipher(key, Direction::kDecrypt);
+  std::size_t size = 0;
+  Convert(source, cipher, [&](std::string_view bytes) {
+    write(bytes);
+    size += bytes.size();
+  });
+  CheckSize(source, key, size + cipher.waiting());
+}
+
+using Work = void (*)(const Source& source, const CipherKey& key,
+                      const TakePiece& write);
+
+// What stands at the path is to be a file that may be replaced.
+void CheckOldFile(const Descriptor& file, const std::string& path) {
+  if (!S_ISREG(StatusOf(file, path).st_mode))
+    FailToWrite(path,
+                "it is no regular file (without -out, the bytes go to "
+                "standard output)");
+  if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == -1)
+    FailToWrite(path, errno);
+}
+
+// Opens what stands at the path, for its attributes; one that may be written
+// only will do.
+int OpenOldFile(const std::string& path) {
+  constexpr int kFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  int file = open(path.c_str(), O_RDONLY | kFlags);
+  if (file == -1 && errno == EACCES)
+    file = open(path.c_str(), O_WRONLY | kFlags);
+  if (file == -1 && errno != ENOENT) FailToWrite(path, errno);
+  return file;
+}
+
+void WorkIntoFile(Work work, const Source& source, const CipherKey& key,
+                  const std::string& path) {
+  const Descriptor old(OpenOldFile(path));
+  if (old.IsOpen()) CheckOldFile(old, path);
+  ReplacementFile file(FollowLinks(path), old.IsOpen() ? &old : nullptr, "");
+  work(source, key, [&file](std::string_view bytes) { file.Write(bytes); });
+  if (!file.Rename())
+    FailToWrite(path, "meanwhile, another file of that name was made");
+}
+
+void WorkOntoOutput(Work work, const Source& source, const CipherKey& key,
+                    const Output& output) {
+  if (output.IsFile(source.facts()))
+    throw Failure(kCannotWrite,
+                  Concat("standard output is the file that is read, ",
+                         source.name(), ": -out replaces it safely"));
+  const bool terminal = output.screen().terminal;
+  work(source, key, [&](std::string_view bytes) {
+    if (terminal)
+      output.Write(Visible(bytes));
+    else
+      output.Write(bytes);
+  });
+}
+
+ExitStatus Crypt(Work work, const Arguments& arguments, const Output& output) {
+  CheckDistinct(arguments, kOut, kKeyfile);
+  const CipherKey key = *ReadCipherKey(arguments);
+  const Source source(arguments);
+  if (!arguments.Has(kOut)) {
+    WorkOntoOutput(work, source, key, output);
+    return kDone;
+  }
+  try {
+    WorkIntoFile(work, source, key, arguments.Text(kOut));
+  } catch (const Interrupted&) {
+    Interruption::End();
+  }
+  return kDone;
+}
+
+ExitStatus RunEncrypt(const Arguments& arguments, const Output& output) {
+  return Crypt(Encrypt, arguments, output);
+}
+
+ExitStatus RunDecrypt(const Arguments& arguments, const Output& output) {
+  return Crypt(Decrypt, arguments, output);
+}
+
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage, or an unsuitable key"},
+    {kMalformedInput,
+     "the input to decrypt is not whole blocks of AES, or the key file is "
+     "malformed"},
+    {kCannotWrite, "the output cannot be written"},
+    {kCannotRead, "the input or the key cannot be read"},
+    {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
+});
+
+constexpr auto kEncryptExamples = std::to_array<Example>({
+    {"fairlead crypt encrypt -aes secret -file a.txt -out a.aes",
+     "Writes a.aes; 'crypt decrypt' with the same key restores a.txt."},
+    {"fairlead crypt encrypt -cipher rc4 -keyenv KEY -file a.txt >a.rc4",
+     "Writes to standard output, with the key in the variable KEY."},
+    {"fairlead crypt encrypt -rc4 secret -file a.txt -out a.txt",
+     "Encrypts a file in place; the same command decrypts it again."},
+});
+
+constexpr auto kDecryptExamples = std::to_array<Example>({
+    {"fairlead crypt decrypt -aes secret -file a.aes -out a.txt",
+     "Decrypts a.aes to a.txt."},
+    {"fairlead crypt decrypt -cipher aes -bits 256 -keyfile key -file a.aes",
+     "Prints the content of a.aes, with the 32 byte key in the file key."},
+});
+
+constexpr auto kExamples = std::to_array<Example>({
+    kEncryptExamples[0],
+    kDecryptExamples[0],
+    kEncryptExamples[1],
+});
+
+constexpr Command kEncrypt = {
+    .name = "encrypt",
+    .parent = &kCryptCommand,
+    .summary = "encrypt a file or standard input",
+    .description =
+        "AES encrypts blocks of 16 bytes. The last one is padded with zero "
+        "bytes, with a note on standard error; decrypting does not remove "
+        "them.",
+    .action = ActionOf<kUses, RunEncrypt>(),
+    .examples = kEncryptExamples,
+    .statuses = kStatuses,
+};
+
+constexpr Command kDecrypt = {
+    .name = "decrypt",
+    .parent = &kCryptCommand,
+    .summary = "decrypt a file or standard input",
+    .description =
+        "Input for AES that is not a multiple of 16 bytes is malformed. For "
+        "standard input this is only known at the end, after the preceding "
+        "blocks have been written (unless -out is used).",
+    .action = ActionOf<kUses, RunDecrypt>(),
+    .examples = kDecryptExamples,
+    .statuses = kStatuses,
+};
+
+constexpr std::array kSubcommands = {&kEncrypt, &kDecrypt};
+
+}  // namespace
+}  // namespace fairlead::tool::crypt
+
+namespace fairlead::tool {
+
+constinit const Command kCryptCommand = {
+    .name = "crypt",
+    .summary = "encrypt and decrypt a file or standard input",
+    .description =
+        "Bare ciphers, for peers that expect them: a key is used as it is, and "
+        "nothing detects a wrong key or modified data. AES is in ECB mode: "
+        "equal blocks encrypt to equal blocks. RC4 generates the same stream "
+        "from a key each time, so a key used twice protects neither text. "
+        "Files of any size are processed in pieces, with a progress bar on a "
+        "terminal. Control bytes are made visible on a terminal.",
+    .examples = crypt::kExamples,
+    .statuses = crypt::kStatuses,
+    .subcommands = crypt::kSubcommands,
+};
+
+}  // namespace fairlead::tool

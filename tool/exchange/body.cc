@@ -1,0 +1,78 @@
+#include "tool/exchange/body.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+#include "fairlead/bits/crc.h"
+#include "fairlead/text/strings.h"
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/io/read_file.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr std::size_t kMaxPascal = 255;
+constexpr std::size_t kPart = 1U << 30U;  // The library counts in int.
+
+std::string ReadSource(const BodyPlan& plan) {
+  if (plan.bytes) return *plan.bytes;
+  if (!plan.file.empty()) return ReadFile(plan.file);
+  return ReadAll(STDIN_FILENO, "standard input");
+}
+
+// Returns the checksum of the bytes, the highest byte first.
+std::string Checksum(std::string_view bytes, int rotation) {
+  CCRC crc{.rotation = rotation};
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), kPart)))
+    // unsigned char may alias any object.
+    crc.AddArr(reinterpret_cast<const unsigned char*>(bytes.data()),
+               static_cast<int>(std::min(bytes.size(), kPart)));
+  std::string checksum;
+  for (int shift = 56; shift >= 0; shift -= 8)
+    checksum += static_cast<char>(crc.ReadCRC() >> shift);
+  return checksum;
+}
+
+std::string_view LineEnd(std::string_view eol) {
+  if (eol == "crlf") return "\r\n";
+  return eol == "lf" ? "\n" : "";
+}
+
+std::string AsPascalString(const std::string& body) {
+  if (body.size() > kMaxPascal)
+    throw Failure(kWrongUsage,
+                  Concat("the body has ", body.size(),
+                         " bytes; -pascal accepts at most ", kMaxPascal));
+  std::array<unsigned char, kMaxPascal + 1> buffer{};
+  const int length = WritePascalString(buffer.data(), body);
+  return {buffer.begin(), buffer.begin() + length};
+}
+
+}  // namespace
+
+BodyPlan ParseBody(const Arguments<kBodyUses>& arguments,
+                   std::string_view eol) {
+  BodyPlan plan;
+  if (arguments.Has(kText))
+    plan.bytes = Unescaped(arguments.Text(kText), kText.name);
+  else if (arguments.Has(kHex))
+    plan.bytes = FromHex(arguments.Text(kHex), kHex.name);
+  plan.file = arguments.Text(kFile);
+  if (arguments.Has(kSum)) plan.rotation = arguments.Number(kSum);
+  plan.line_end = LineEnd(eol);
+  plan.pascal = arguments.Has(kPascal);
+  return plan;
+}
+
+std::string ReadBody(const BodyPlan& plan) {
+  std::string body = ReadSource(plan);
+  if (plan.rotation) body += Checksum(body, *plan.rotation);
+  body += plan.line_end;
+  return plan.pascal ? AsPascalString(body) : body;
+}
+
+}  // namespace fairlead::tool

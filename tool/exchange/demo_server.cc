@@ -1,0 +1,102 @@
+#include "tool/exchange/demo_server.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <string_view>
+#include <utility>
+
+#include "tool/base/concat.h"
+#include "tool/base/failure.h"
+
+namespace fairlead::tool {
+namespace {
+
+[[noreturn]] void Fail(int listener) {
+  const int error = errno;
+  if (listener != -1) close(listener);
+  throw Failure(kNotConnected,
+                Concat("the demo server cannot listen: ", ErrorText(error)));
+}
+
+// The socket calls take every kind of address through this one type.
+sockaddr* Generic(sockaddr_in& address) {
+  return reinterpret_cast<sockaddr*>(&address);
+}
+
+// Listens on a port of the system's choice.
+int Listen() {
+  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (listener == -1 ||
+      bind(listener, Generic(address), sizeof address) == -1 ||
+      listen(listener, 1) == -1)
+    Fail(listener);
+  return listener;
+}
+
+int PortOf(int listener) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  if (getsockname(listener, Generic(address), &size) == -1) Fail(listener);
+  return ntohs(address.sin_port);
+}
+
+bool SendAll(int connection, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t sent =
+        send(connection, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent == -1) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(sent));
+  }
+  return true;
+}
+
+// Echoes until so many bytes went back or the client is gone.
+void Echo(int connection, std::size_t left) {
+  std::array<char, 16384> buffer{};
+  while (left > 0) {
+    const ssize_t got =
+        recv(connection, buffer.data(), std::min(left, buffer.size()), 0);
+    if (got <= 0) return;
+    const auto count = static_cast<std::size_t>(got);
+    if (!SendAll(connection, {buffer.data(), count})) return;
+    left -= count;
+  }
+}
+
+}  // namespace
+
+DemoServer::DemoServer(std::string greeting, std::size_t echoed)
+    : greeting_(std::move(greeting)),
+      echoed_(echoed),
+      listener_(Listen()),
+      port_(PortOf(listener_)),
+      thread_([this] { Serve(); }) {}
+
+// The shutdown wakes a thread that still waits for its client.
+DemoServer::~DemoServer() {
+  shutdown(listener_, SHUT_RDWR);
+  thread_.join();
+  close(listener_);
+}
+
+// A client that cannot be served is let go: it would wait in vain.
+void DemoServer::Serve() const {
+  const int connection = accept(listener_, nullptr, nullptr);
+  if (connection == -1) {
+    shutdown(listener_, SHUT_RDWR);
+    return;
+  }
+  if (SendAll(connection, greeting_)) Echo(connection, echoed_);
+  close(connection);
+}
+
+}  // namespace fairlead::tool

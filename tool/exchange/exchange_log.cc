@@ -1,0 +1,35 @@
+#include "tool/exchange/exchange_log.h"
+
+#include "fairlead/time/the_time.h"
+#include "tool/base/concat.h"
+#include "tool/base/failure.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr int kWarningInterval = 10;  // In seconds.
+
+}  // namespace
+
+// Standard output carries data only, so CLog's copy is dropped.
+ExchangeLog::ExchangeLog(const std::string& path, bool crlf)
+    : file_(path, crlf, nullptr) {}
+
+void ExchangeLog::Add(std::string_view event) {
+  file_.Write(Concat(TheTime().GetStr(true), event, "\n"));
+}
+
+void ExchangeLog::Warn(std::string_view event) {
+  if (once_.Start(event, kWarningInterval)) Add(event);
+}
+
+void ExchangeLog::AddAtOnce(std::string_view event) {
+  if (file_.IsReady()) Add(event);
+}
+
+void ExchangeLog::Check() const {
+  const std::string missing = file_.Missing();
+  if (!missing.empty()) throw Failure(kCannotWrite, missing);
+}
+
+}  // namespace fairlead::tool

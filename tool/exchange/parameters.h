@@ -1,0 +1,105 @@
+// The parameters of an exchange with a server.
+
+#ifndef FAIRLEAD_TOOL_EXCHANGE_PARAMETERS_H_
+#define FAIRLEAD_TOOL_EXCHANGE_PARAMETERS_H_
+
+#include <array>
+
+#include "tool/command/parameters.h"
+#include "tool/command/uses.h"
+
+namespace fairlead::tool {
+
+inline constexpr Range kTimeRange = {.least = 1, .most = 86400};  // A day.
+inline constexpr Range kCountRange = {.least = 1, .most = INT_MAX};
+
+inline constexpr Parameter kHost = {
+    .name = "host",
+    .placeholder = "NAME",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kWhere,
+    .help = "the server's name or dotted IPv4 address"};
+inline constexpr Parameter kPort = {.name = "port",
+                                    .placeholder = "N",
+                                    .kind = Kind::kNumber,
+                                    .group = Group::kWhere,
+                                    .help = "the server's port",
+                                    .range = {.least = 1, .most = 65535}};
+inline constexpr Parameter kDemo = {
+    .name = "demo",
+    .kind = Kind::kSwitch,
+    .group = Group::kWhere,
+    .help = "use a built-in server, on a free loopback port"};
+
+inline constexpr Parameter kTimeout = {
+    .name = "timeout",
+    .placeholder = "SECONDS",
+    .kind = Kind::kNumber,
+    .group = Group::kHowLong,
+    .help = "total time limit, including name resolution",
+    .range = kTimeRange,
+    .fallback = "30"};
+inline constexpr Parameter kIdle = {.name = "idle",
+                                    .placeholder = "SECONDS",
+                                    .kind = Kind::kNumber,
+                                    .group = Group::kHowLong,
+                                    .help = "stop after SECONDS without data",
+                                    .range = kTimeRange,
+                                    .fallback = "5"};
+inline constexpr Parameter kMessages = {
+    .name = "messages",
+    .placeholder = "N",
+    .kind = Kind::kNumber,
+    .group = Group::kHowLong,
+    .help = "stop after N received messages",
+    .range = kCountRange};
+inline constexpr Parameter kBytes = {
+    .name = "bytes",
+    .placeholder = "N",
+    .kind = Kind::kNumber,
+    .group = Group::kHowLong,
+    .help = "stop after the message that contains the Nth byte",
+    .range = kCountRange};
+inline constexpr Parameter kLines = {
+    .name = "lines",
+    .placeholder = "N",
+    .kind = Kind::kNumber,
+    .group = Group::kHowLong,
+    .help = "stop after the message that contains the Nth newline",
+    .range = kCountRange};
+inline constexpr Parameter kUntil = {
+    .name = "until",
+    .placeholder = "TEXT",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kHowLong,
+    .help =
+        "stop after the message that completes TEXT, with the escapes \\r \\n "
+        "\\t \\\\ \\xHH; status 1 if it does not come",
+    .remedy = kEscapeDash};
+
+inline constexpr auto kViews =
+    std::to_array<Choice>({{"raw"}, {"text"}, {"hex"}, {"dump"}, {"json"}});
+
+inline constexpr Parameter kView = {
+    .name = "view",
+    .kind = Kind::kChoice,
+    .group = Group::kOutput,
+    .help = "print the bytes as received, or one timestamped entry per message",
+    .choices = kViews,
+    .fallback = "raw"};
+inline constexpr Parameter kQuiet = {
+    .name = "quiet",
+    .kind = Kind::kSwitch,
+    .group = Group::kOutput,
+    .help =
+        "print errors only, and no progress bar; if the name is not resolved, "
+        "print -33 first and exit with status 255"};
+
+/// What every exchange takes but the server.
+inline constexpr auto kExchangeUses = Uses(
+    Optional(kTimeout), Optional(kIdle), Optional(kMessages), Optional(kBytes),
+    Optional(kLines), Optional(kUntil), Optional(kView), Optional(kQuiet));
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_EXCHANGE_PARAMETERS_H_

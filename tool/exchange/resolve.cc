@@ -1,0 +1,66 @@
+// The command `resolve`: the addresses of a name.
+
+#include "fairlead/net/resolve.h"
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/command/command_table.h"
+#include "tool/exchange/exchange.h"
+#include "tool/exchange/parameters.h"
+#include "tool/exchange/time_limit.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr auto kUses = Uses(kHost, Optional(kTimeout), Optional(kQuiet));
+
+ExitStatus Resolve(const Arguments<kUses>& arguments, const Output& output) {
+  ApplyQuiet(arguments.Has(kQuiet));
+  const std::string host = arguments.Text(kHost);
+  TimeLimit limit("resolve", arguments.Number(kTimeout));
+  limit.Enter(Concat("resolving ", Quoted(host)));
+
+  const std::vector<std::string> addresses = resolveDnsFull(host);
+  if (addresses.empty())
+    throw Failure(kNotResolved,
+                  Concat("no IPv4 address is known for ", Quoted(host)));
+  std::string lines;
+  for (const std::string& address : addresses) lines += Concat(address, "\n");
+  output.Write(lines);
+  return kDone;
+}
+
+constexpr auto kExamples = std::to_array<Example>({
+    {"fairlead resolve -host localhost", "Prints 127.0.0.1."},
+    {"fairlead resolve -host example.org -quiet -timeout 5",
+     "Prints only the addresses, within five seconds."},
+});
+
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage"},
+    {kNotResolved, "the host name was not resolved"},
+    {kCannotWrite, "standard output cannot be written"},
+    {kTimeIsOver, "the time limit of -timeout was reached"},
+    {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
+    {kSilentlyNotResolved, "the host name was not resolved, with -quiet"},
+});
+
+}  // namespace
+
+constinit const Command kResolveCommand = {
+    .name = "resolve",
+    .summary = "print the IPv4 addresses of a name",
+    .description =
+        "Prints one address per line, in the order of the system's resolver.",
+    .action = ActionOf<kUses, Resolve>(),
+    .examples = kExamples,
+    .statuses = kStatuses,
+};
+
+}  // namespace fairlead::tool

@@ -1,0 +1,448 @@
+// The ciphers and the check value of `send`, with a server that knows the key.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+
+#include "fairlead/bits/crc.h"
+#include "fairlead/crypto/aes.h"
+#include "fairlead/crypto/rc4.h"
+#include "tool/testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+const Words kForever = {"-idle", "86400", "-timeout", "86400"};
+constexpr std::size_t kBlock = 16;
+
+std::string RandomBytes(std::size_t count) {
+  std::mt19937_64 random(count);  // The seed is the size.
+  std::string bytes(count, '\0');
+  for (char& c : bytes) c = static_cast<char>(random());
+  return bytes;
+}
+
+std::string Content(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+unsigned char* Bytes(std::string& text) {
+  return reinterpret_cast<unsigned char*>(text.data());
+}
+
+std::string Padded(std::string bytes) {
+  bytes.resize((bytes.size() + kBlock - 1) / kBlock * kBlock);
+  return bytes;
+}
+
+// One cipher as the peer has it.
+struct Peer {
+  std::string cipher;
+  std::string key;
+  int bits = 128;
+
+  std::string Enciphered(std::string plain) const {
+    if (cipher == "rc4") return Rc4Of(plain);
+    plain = Padded(plain);
+    AES(key, bits).EncodeArray(Bytes(plain), static_cast<int>(plain.size()));
+    return plain;
+  }
+
+  std::string Deciphered(std::string text) const {
+    if (cipher == "rc4") return Rc4Of(text);
+    AES(key, bits).DecodeArray(Bytes(text), static_cast<int>(text.size()));
+    return text;
+  }
+
+  // What the server gets for a plain body.
+  std::size_t SizeOf(std::size_t plain) const {
+    return cipher == "rc4" ? plain : (plain + kBlock - 1) / kBlock * kBlock;
+  }
+
+  Words Arguments() const {
+    Words words = {"-" + cipher, key};
+    if (cipher == "aes") words = words + Words{"-bits", std::to_string(bits)};
+    return words;
+  }
+
+ private:
+  std::string Rc4Of(std::string text) const {
+    RC4Key rc4_key{};
+    std::ranges::copy(key, rc4_key.key);
+    rc4_key.length = static_cast<std::uint8_t>(key.size());
+    RC4(rc4_key).Encode(Bytes(text), static_cast<int>(text.size()));
+    return text;
+  }
+};
+
+const Peer kAes128 = {"aes", "0123456789abcdef", 128};
+const Peer kRc4Peer = {"rc4", "secret"};
+const std::array kPeers = {
+    kAes128,
+    Peer{"aes", "0123456789abcdefghijklmn", 192},
+    Peer{"aes", "0123456789abcdefghijklmnopqrstuv", 256},
+    kRc4Peer,
+};
+
+std::string CheckValue(std::string body, int rotation) {
+  CCRC crc{.rotation = rotation};
+  crc.AddArr(Bytes(body), static_cast<int>(body.size()));
+  std::string value;
+  for (int shift = 56; shift >= 0; shift -= 8)
+    value += static_cast<char>(crc.ReadCRC() >> shift);
+  return value;
+}
+
+// What the server deciphers of a `send` with these arguments; it answers with
+// the plain bytes of `answer`, enciphered.
+std::string Received(const Peer& peer, const Words& arguments,
+                     std::size_t plain_size, const std::string& input = "",
+                     const std::string& answer = "ok") {
+  std::string received;
+  std::optional<ScriptedServer> server(std::in_place, [&](int connection) {
+    received = Receive(connection, peer.SizeOf(plain_size));
+    SendAll(connection, peer.Enciphered(answer));
+  });
+  const Outcome outcome =
+      RunProgram({.arguments = server->Arguments("send") + peer.Arguments() +
+                               arguments + kForever,
+                  .input = input});
+  server.reset();  // Its thread has written what it received.
+  EXPECT_EQ(outcome.status, 0) << outcome.error;
+  EXPECT_EQ(outcome.output, peer.cipher == "aes" ? Padded(answer) : answer);
+  return peer.Deciphered(received);
+}
+
+TEST(SendCipherTest, BodiesOfEverySizeArriveAndAreAnswered) {
+  for (const Peer& peer : kPeers) {
+    for (const std::size_t size :
+         {1U, 15U, 16U, 17U, 1800U, 1801U, 3600U, 100'003U}) {
+      SCOPED_TRACE(peer.Arguments().back() + ", " + std::to_string(size));
+      const std::string body = RandomBytes(size);
+      const std::string got = Received(peer, {"-stdin"}, size, body);
+      EXPECT_TRUE(got == (peer.cipher == "aes" ? Padded(body) : body));
+    }
+  }
+}
+
+TEST(SendCipherTest, LongAnswersAreDecipheredWhole) {
+  for (const Peer& peer : kPeers) {
+    SCOPED_TRACE(peer.Arguments().back());
+    Received(peer, {"-text", "x"}, 1, "", RandomBytes(100'003));
+  }
+}
+
+TEST(SendCipherTest, TheDemoEchoesThePadding) {
+  const Outcome aes = Fairlead(Words{"send", "-demo", "-text", "hello"} +
+                               kAes128.Arguments() + kForever);
+  EXPECT_EQ(aes.output, Padded("hello"));
+  EXPECT_EQ(aes.status, 0);
+  EXPECT_EQ(aes.error,
+            "fairlead send: padded the last AES block with 11 zero bytes\n"
+            "dns resolved: 127.0.0.1\n"
+            "fairlead send: 16 bytes sent, 16 received; the peer closed\n");
+  const Outcome rc4 = Fairlead(Words{"send", "-demo", "-text", "hello"} +
+                               kRc4Peer.Arguments() + kForever);
+  EXPECT_EQ(rc4.output, "hello");
+  EXPECT_EQ(rc4.error,
+            "dns resolved: 127.0.0.1\n"
+            "fairlead send: 5 bytes sent, 5 received; the peer closed\n");
+}
+
+// Waits for a line of the log: `send` has the bytes then.
+void AwaitInLog(const std::string& log, const std::string& event) {
+  while (Content(log).find(event) == std::string::npos)
+    std::this_thread::yield();
+}
+
+TEST(SendCipherTest, RepliesAreDividedAnywhere) {
+  const TempFolder folder;
+  const std::string answer = "first block ....second block ...";
+  for (const Peer& peer : kPeers) {
+    for (const std::size_t cut : {1U, 7U, 15U, 16U, 17U, 31U}) {
+      SCOPED_TRACE(cut);
+      const std::string log = folder.File("log", "");
+      ScriptedServer server([&](int connection) {
+        Receive(connection, peer.SizeOf(1));
+        const std::string text = peer.Enciphered(answer);
+        SendAll(connection, text.substr(0, cut));
+        AwaitInLog(log, "received " + std::to_string(cut) + " bytes");
+        SendAll(connection, text.substr(cut));
+      });
+      const Outcome outcome =
+          Fairlead(server.Arguments("send") + peer.Arguments() +
+                   Words{"-text", "x", "-log", log} + kForever);
+      EXPECT_EQ(outcome.output, answer);
+      EXPECT_EQ(outcome.status, 0) << outcome.error;
+    }
+  }
+}
+
+// Bytes that complete no block are nothing yet, but the peer is not silent.
+TEST(SendCipherTest, AMessageCountsOnceItCompletesABlock) {
+  const TempFolder folder;
+  const std::string log = folder.File("log", "");
+  ScriptedServer server([&](int connection) {
+    Receive(connection, 16);
+    const std::string text = kAes128.Enciphered("sixteen letters!");
+    SendAll(connection, text.substr(0, 7));
+    AwaitInLog(log, "received 7 bytes");
+    SendAll(connection, text.substr(7));
+    ReceiveAll(connection);
+  });
+  const Outcome outcome =
+      Fairlead(server.Arguments("send") + kAes128.Arguments() +
+               Words{"-text", "x", "-log", log, "-messages", "1"} + kForever);
+  EXPECT_EQ(outcome.output, "sixteen letters!");
+  EXPECT_EQ(outcome.status, 0) << outcome.error;
+}
+
+// No message holds more than 1796 bytes, which are no whole blocks: the views
+// show whole blocks, and none is lost between them.
+TEST(SendCipherTest, ViewsShowWholeBlocks) {
+  const std::string body(28'736, 'x');
+  const Outcome outcome = RunProgram(
+      {.arguments = Words{"send", "-demo", "-stdin", "-view", "json"} +
+                    kAes128.Arguments() + kForever,
+       .input = body});
+  std::size_t shown = 0;
+  for (std::size_t at = 0; at < outcome.output.size();) {
+    const std::size_t end = outcome.output.find('\n', at);
+    const std::string line = outcome.output.substr(at, end - at);
+    const auto count = static_cast<std::size_t>(
+        std::stoi(line.substr(line.find("\"bytes\":") + 8)));
+    EXPECT_GT(count, 0U);
+    EXPECT_EQ(count % kBlock, 0U);
+    EXPECT_THAT(line, HasSubstr("\"text\":\"" + std::string(count, 'x')));
+    shown += count;
+    at = end + 1;
+  }
+  EXPECT_EQ(shown, body.size());
+}
+
+// A peer that answers and stays: only a stop rule can end the exchange.
+Outcome StoppedBy(const Peer& peer, const std::string& text,
+                  const Words& rule) {
+  ScriptedServer server([&](int connection) {
+    Receive(connection, peer.SizeOf(1));
+    SendAll(connection, text);
+    ReceiveAll(connection);
+  });
+  return Fairlead(server.Arguments("send") + peer.Arguments() +
+                  Words{"-text", "x"} + rule + kForever);
+}
+
+TEST(SendCipherTest, RulesLookAtTheDecipheredBytes) {
+  const std::string plain = "one\ntwo\nthe end.";
+  for (const Peer& peer : kPeers)
+    for (const Words& rule : {Words{"-lines", "2"},
+                              {"-bytes", "16"},
+                              {"-until", "end."},
+                              {"-messages", "1"}}) {
+      SCOPED_TRACE(rule[0]);
+      const Outcome outcome = StoppedBy(peer, peer.Enciphered(plain), rule);
+      EXPECT_EQ(outcome.output, plain);
+      EXPECT_EQ(outcome.status, 0) << outcome.error;
+    }
+}
+
+TEST(SendCipherTest, ABlockBehindWhatWasWantedMayBeBegun) {
+  const std::string text = kAes128.Enciphered("sixteen letters!") + "12345";
+  const Outcome outcome = StoppedBy(kAes128, text, {"-until", "letters"});
+  EXPECT_EQ(outcome.output, "sixteen letters!");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(
+      outcome.error,
+      EndsWith("fairlead send: discarded 5 trailing bytes of an incomplete "
+               "cipher block\n"));
+}
+
+TEST(SendCipherTest, AReplyThatEndsWithinABlockIsAFailure) {
+  ScriptedServer server([](int connection) {
+    Receive(connection, 16);
+    SendAll(connection, kAes128.Enciphered("sixteen letters!") + "12345");
+  });
+  const Outcome outcome = Fairlead(server.Arguments("send") +
+                                   kAes128.Arguments() + Words{"-text", "x"});
+  EXPECT_EQ(outcome.output, "sixteen letters!");
+  EXPECT_EQ(outcome.status, 56);
+  EXPECT_THAT(
+      outcome.error,
+      EndsWith("fairlead send: receiving failed: the last 5 bytes are an "
+               "incomplete block of 16, which AES cannot decrypt; the "
+               "peer closed\n"));
+}
+
+TEST(SendCipherTest, LessThanABlockIsAnAnswerAllTheSame) {
+  ScriptedServer server([](int connection) {
+    Receive(connection, 16);
+    SendAll(connection, "12345");
+  });
+  const Outcome outcome =
+      Fairlead(server.Arguments("send") + kAes128.Arguments() +
+               Words{"-text", "x", "-until", "y"});
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.status, 56);
+}
+
+TEST(SendCipherTest, TheCheckValueStandsBehindTheBody) {
+  const Outcome known = Fairlead(
+      Words{"send", "-demo", "-hex", "0101", "-sum", "1", "-quiet"} + kForever);
+  EXPECT_EQ(known.output, "\1\1" + std::string(7, '\0') + "\3");
+  const std::string bytes = std::string(1, '\0') + "\xff\xe9\x80 text";
+  for (const int rotation : {0, 1, 5, 16, 31, 32}) {
+    const Outcome outcome =
+        RunProgram({.arguments = Words{"send", "-demo", "-stdin", "-sum",
+                                       std::to_string(rotation)} +
+                                 kForever,
+                    .input = bytes});
+    EXPECT_EQ(outcome.output, bytes + CheckValue(bytes, rotation));
+  }
+}
+
+TEST(SendCipherTest, ItIsTheValueOfTheCommandSum) {
+  const std::string digits = "00ffe98020746578746162";
+  const auto sum = [&](const Words& rotation) {
+    return Fairlead(Words{"sum", "-hex", digits, "-form", "64"} + rotation)
+        .output;
+  };
+  const auto sent = [&](const std::string& rotation) {
+    const std::string line = Fairlead(Words{"send", "-demo", "-hex", digits,
+                                            "-sum", rotation, "-view", "json"} +
+                                      kForever)
+                                 .output;
+    return line.substr(line.find(digits) + digits.size(), 16) + "\n";
+  };
+  EXPECT_EQ(sent("5"), sum({"-rotation", "5"}));
+  EXPECT_EQ(sent("27"), sum({"-back", "5"}));
+  EXPECT_NE(sent("27"), sent("5"));
+}
+
+TEST(SendCipherTest, AnEmptyBodyHasACheckValue) {
+  EXPECT_EQ(
+      Fairlead(Words{"send", "-demo", "-text", "", "-sum", "5"} + kForever)
+          .output,
+      std::string(8, '\0'));
+}
+
+TEST(SendCipherTest, LineEndAndLengthComeAroundIt) {
+  const std::string sum = CheckValue("abc", 7);
+  EXPECT_EQ(Fairlead(Words{"send", "-demo", "-text", "abc", "-sum", "7", "-eol",
+                           "crlf", "-pascal"} +
+                     kForever)
+                .output,
+            "\x0d"
+            "abc" +
+                sum + "\r\n");
+}
+
+TEST(SendCipherTest, AllOfItIsEnciphered) {
+  const std::string wanted =
+      "\x0c"
+      "abc" +
+      CheckValue("abc", 7) + "\n";
+  for (const Peer& peer : kPeers) {
+    const std::string got =
+        Received(peer, {"-text", "abc", "-sum", "7", "-eol", "lf", "-pascal"},
+                 wanted.size());
+    EXPECT_EQ(got, peer.cipher == "aes" ? Padded(wanted) : wanted);
+  }
+}
+
+TEST(SendCipherTest, KeysComeByTheirDoors) {
+  const TempFolder folder;
+  for (const Peer& peer : {kAes128, kRc4Peer}) {
+    SCOPED_TRACE(peer.cipher);
+    const Outcome wanted = Fairlead(Words{"send", "-demo", "-text", "hello"} +
+                                    peer.Arguments() + kForever);
+    const Words by = {"send",  "-demo",   "-text",
+                      "hello", "-cipher", peer.cipher};
+    const Outcome file = Fairlead(
+        by + Words{"-keyfile", folder.File("key", peer.key + "\n")} + kForever);
+    EXPECT_EQ(file.output, wanted.output);
+    EXPECT_EQ(file.error, wanted.error);
+    const Outcome variable =
+        RunProgram({.arguments = by + Words{"-keyenv", "BOX_KEY"} + kForever,
+                    .environment = {"BOX_KEY=" + peer.key}});
+    EXPECT_EQ(variable.output, wanted.output);
+    EXPECT_EQ(variable.error, wanted.error);
+  }
+}
+
+TEST(SendCipherTest, AShortKeyIsTold) {
+  EXPECT_THAT(
+      Fairlead(Words{"send", "-demo", "-text", "x", "-aes", "five!"} + kForever)
+          .error,
+      HasSubstr(
+          "fairlead send: warning: the key of -aes has only 5 bytes; padded "
+          "to 16 with zeros\n"));
+}
+
+TEST(SendCipherTest, QuietSaysNothing) {
+  const Outcome outcome =
+      Fairlead(Words{"send", "-demo", "-text", "x", "-aes", "five!", "-quiet"} +
+               kForever);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.error, "");
+}
+
+TEST(SendCipherTest, KeysAreNotLogged) {
+  const TempFolder folder;
+  const std::string log = folder.File("log", "");
+  EXPECT_EQ(Fairlead(Words{"send", "-demo", "-text", "hello", "-log", log} +
+                     kAes128.Arguments() + kForever)
+                .status,
+            0);
+  const std::string lines = Content(log);
+  EXPECT_THAT(lines, HasSubstr("sent 16 bytes"));
+  EXPECT_THAT(lines, Not(HasSubstr(kAes128.key)));
+}
+
+// Status, message, and nothing on standard output.
+void ExpectRefused(const Words& arguments, int status,
+                   const std::string& message) {
+  SCOPED_TRACE(message);
+  const Outcome outcome =
+      Fairlead(Words{"send", "-demo", "-text", "x"} + arguments);
+  EXPECT_EQ(outcome.status, status);
+  EXPECT_THAT(outcome.error, HasSubstr("fairlead send: " + message));
+  EXPECT_EQ(outcome.output, "");
+}
+
+TEST(SendCipherTest, WrongUsageIsTold) {
+  ExpectRefused({"-aes", "k", "-rc4", "k"}, 2,
+                "-aes and -rc4 cannot be combined");
+  ExpectRefused({"-aes", "k", "-cipher", "aes", "-keyenv", "PATH"}, 2,
+                "-aes and -cipher cannot be combined");
+  ExpectRefused({"-bits", "256"}, 2, "-bits needs -aes or -cipher aes");
+  ExpectRefused({"-rc4", "k", "-bits", "256"}, 2,
+                "-bits needs -aes or -cipher aes");
+  ExpectRefused({"-keyfile", "x"}, 2, "-keyfile needs -cipher aes|rc4");
+  ExpectRefused({"-cipher", "rc4"}, 2,
+                "-cipher needs -keyfile FILE or -keyenv NAME");
+  ExpectRefused(
+      {"-aes", std::string(17, 'x')}, 2,
+      "the key of -aes has 17 bytes; AES of 128 bits accepts at most 16");
+  ExpectRefused({"-cipher", "rc4", "-keyfile", "/nonexistent"}, 26,
+                "cannot open '/nonexistent'");
+  ExpectRefused({"-sum", "33"}, 2,
+                "-sum: 33 is out of range (expected 0 to 32)");
+  ExpectRefused({"-sum", "-5"}, 2, "-sum");
+  ExpectRefused({"-sum", "x"}, 2, "-sum: 'x' is not an integer");
+}
+
+}  // namespace
+}  // namespace fairlead::tool

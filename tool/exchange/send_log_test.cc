@@ -1,0 +1,321 @@
+// The log of an exchange: `send -log FILE`.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "tool/base/failure.h"
+#include "tool/exchange/exchange_log.h"
+#include "tool/testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr std::string_view kStamp = "[2026.11.14 20:57:54] ";
+const Words kForever = {"-idle", "86400", "-timeout", "86400"};
+
+class SendLogTest : public testing::Test {
+ protected:
+  // The words of -log.
+  Words Log() const { return {"-log", path_}; }
+
+  std::string File() const {
+    std::ifstream file(path_, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  // The lines of the log without their stamps, which each must have.
+  std::vector<std::string> Events(const std::string& end = "\n") const {
+    const std::string stamp =
+        "\\[[0-9]{4}(\\.[0-9]{2}){2} [0-9]{2}(:[0-9]{2}){2}\\] ";
+    std::vector<std::string> events;
+    std::string rest = File();
+    for (std::size_t at = 0; (at = rest.find(end)) != std::string::npos;
+         rest.erase(0, at + end.size())) {
+      EXPECT_THAT(rest.substr(0, at), MatchesRegex(stamp + "[^\r\n]+"));
+      events.push_back(rest.substr(0, at).erase(0, kStamp.size()));
+    }
+    EXPECT_EQ(rest, "");
+    return events;
+  }
+
+  const TempFolder folder_;
+  const std::string path_ = folder_.path() + "/box.log";
+};
+
+TEST_F(SendLogTest, TellsTheExchangeEventByEvent) {
+  ScriptedServer server(
+      [](int connection) { SendAll(connection, Receive(connection, 5)); });
+  const Outcome outcome = Fairlead(server.Arguments("send") +
+                                   Words{"-text", "hello"} + Log() + kForever);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(
+      Events(),
+      ElementsAre("resolving 127.0.0.1", "resolved 127.0.0.1: 127.0.0.1",
+                  "connected to 127.0.0.1:" + std::to_string(server.port()),
+                  "sent 5 bytes", "received 5 bytes", "closed by the peer",
+                  "closed: 5 bytes sent, 5 received"));
+}
+
+TEST_F(SendLogTest, IsNotAFileThatIsRead) {
+  std::ofstream(path_) << "[a]\nhost=127.0.0.1\n";
+  for (const Words& words :
+       {Words{"-file", path_}, Words{"-settings", path_, "-profile", "a"},
+        Words{"-text", "a", "-cipher", "rc4", "-keyfile", path_}}) {
+    const Outcome outcome =
+        RunProgram({.arguments = Words{"send", "-demo"} + words + Log()});
+    EXPECT_EQ(outcome.status, 2) << outcome.error;
+    EXPECT_EQ(File(), "[a]\nhost=127.0.0.1\n");
+  }
+}
+
+TEST_F(SendLogTest, WhatIsPrintedStaysAsItWas) {
+  const Words send = Words{"send", "-demo", "-text", "hello"} + kForever;
+  const Outcome with = Fairlead(send + Log());
+  const Outcome without = Fairlead(send);
+  EXPECT_EQ(with.output, "hello");
+  EXPECT_EQ(with.error, without.error);
+  EXPECT_EQ(with.status, 0);
+  const Outcome quiet = Fairlead(send + Log() + Words{"-quiet"});
+  EXPECT_EQ(quiet.error, "");
+  EXPECT_EQ(quiet.output, "hello");
+  EXPECT_EQ(Events().size(), 14U);  // Both exchanges, one behind the other.
+}
+
+TEST_F(SendLogTest, CrlfEndsEveryLine) {
+  Fairlead(Words{"send", "-demo", "-text", "hello", "-crlf"} + Log() +
+           kForever);
+  EXPECT_THAT(Events("\r\n"), Contains("sent 5 bytes"));
+  EXPECT_THAT(Events("\r\n").back(), StartsWith("closed: "));
+}
+
+TEST_F(SendLogTest, NothingOfTheBodiesIsLogged) {
+  Fairlead(Words{"send", "-demo", "-text", "secret", "-until", "nosecret",
+                 "-view", "text"} +
+           Log() + kForever);
+  EXPECT_THAT(Events(), Contains("received 6 bytes"));
+  EXPECT_THAT(File(), Not(HasSubstr("secret")));
+
+  std::filesystem::remove(path_);
+  Fairlead(Words{"send", "-demo", "-text", "secret\\q"} + Log());
+  EXPECT_EQ(File(), "");
+}
+
+TEST_F(SendLogTest, EveryReceivedMessageHasItsLine) {
+  RunProgram({.arguments = Words{"send", "-demo", "-stdin"} + Log() + kForever,
+              .input = std::string(10'000, 'x')});
+  const std::vector<std::string> events = Events();
+  EXPECT_THAT(events, Contains("sent 10000 bytes"));
+  int received = 0;
+  for (const std::string& event : events)
+    if (event.starts_with("received ")) received += std::stoi(event.substr(9));
+  EXPECT_EQ(received, 10'000);
+  EXPECT_EQ(events.back(), "closed: 10000 bytes sent, 10000 received");
+}
+
+TEST_F(SendLogTest, TellsWhyTheExchangeStopped) {
+  const auto talk = [](int connection) {
+    SendAll(connection, "one\n");
+    ReceiveAll(connection);
+  };
+  ScriptedServer server(talk);
+  Fairlead(server.Arguments("send") + Words{"-text", "x", "-lines", "1"} +
+           Log() + kForever);
+  EXPECT_THAT(Events(), Contains("stopped because enough was received"));
+
+  std::filesystem::remove(path_);
+  ScriptedServer silent(talk);
+  Fairlead(silent.Arguments("send") + Words{"-text", "x", "-idle", "1"} +
+           Log());
+  EXPECT_THAT(Events(), Contains("stopped because the peer was silent"));
+}
+
+TEST_F(SendLogTest, TellsWhatFailed) {
+  const auto last = [this](const Words& arguments) {
+    std::filesystem::remove(path_);
+    Fairlead(Words{"send", "-text", "x"} + arguments + Log());
+    return Events().back();
+  };
+  const std::string port = std::to_string(ClosedPort());
+  EXPECT_EQ(last({"-host", "127.0.0.1", "-port", port}),
+            "failed: cannot connect to 127.0.0.1 port " + port +
+                ": Connection refused");
+  EXPECT_EQ(last({"-host", "nosuch.invalid", "-port", "1"}),
+            "failed: no IPv4 address is known for 'nosuch.invalid'");
+  EXPECT_EQ(last({"-demo", "-until", "y"}),
+            "failed: the text of -until did not come: the peer closed");
+  ScriptedServer mute([](int connection) { Receive(connection, 1); });
+  EXPECT_EQ(last({"-host", "127.0.0.1", "-port", std::to_string(mute.port())}),
+            "failed: nothing was answered: the peer closed");
+}
+
+TEST_F(SendLogTest, TellsThatTheOutputFailed) {
+  const Outcome outcome =
+      RunProgram({.arguments = Words{"send", "-demo", "-text", "x"} + Log(),
+                  .output_path = "/dev/full"});
+  EXPECT_EQ(outcome.status, 23);
+  EXPECT_EQ(Events().back(),
+            "failed: cannot write standard output: No space left on device");
+}
+
+TEST_F(SendLogTest, TellsThatTheTimeIsOver) {
+  ScriptedServer server([](int connection) { ReceiveAll(connection); });
+  const Outcome outcome = Fairlead(
+      server.Arguments("send") + Words{"-text", "x", "-timeout", "1"} + Log());
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_EQ(Events().back(),
+            "failed: -timeout 1 is over while waiting for the peer; a larger "
+            "one waits longer");
+}
+
+TEST_F(SendLogTest, AHostNameIsLoggedOnOneLine) {
+  Fairlead(Words{"send", "-host", "no\nsuch\033.invalid", "-port", "1", "-text",
+                 "x"} +
+           Log());
+  EXPECT_EQ(Events().front(), "resolving no\\nsuch\\x1b.invalid");
+}
+
+TEST_F(SendLogTest, ALogThatCannotBeOpenedEndsItBeforeItConnects) {
+  const int listener = ListenOnLoopback(1);
+  const std::string port = std::to_string(PortOf(listener));
+  for (const auto& [path, why] :
+       {std::pair{folder_.path(), "cannot open '%': Is a directory"},
+        {folder_.path() + "/no/log",
+         "cannot open '%': No such file or "
+         "directory"},
+        {std::string("/dev/full"),
+         "cannot write '%': No space left on "
+         "device"}}) {
+    SCOPED_TRACE(path);
+    std::string message = why;
+    message.replace(message.find('%'), 1, path);
+    const Outcome outcome = Fairlead({"send", "-host", "127.0.0.1", "-port",
+                                      port, "-text", "x", "-log", path});
+    EXPECT_EQ(outcome.status, 23);
+    EXPECT_EQ(outcome.error, "fairlead send: " + message + "\n");
+    EXPECT_EQ(outcome.output, "");
+  }
+  pollfd connection{.fd = listener, .events = POLLIN, .revents = 0};
+  EXPECT_EQ(poll(&connection, 1, 0), 0);
+  close(listener);
+}
+
+// A limit on the size of files stands for the full disk.
+TEST_F(SendLogTest, EventsThatAreMissingInTheFileAreAnError) {
+  folder_.File("box.log", std::string(8192, '\n'));
+  const Outcome outcome = RunProgram(
+      {.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"",
+                          FAIRLEAD_PROGRAM, "send", "-demo", "-text", "x"} +
+                    Log() + kForever,
+       .program = "/bin/sh"});
+  EXPECT_EQ(outcome.output, "x");
+  EXPECT_EQ(outcome.status, 23);
+  EXPECT_THAT(outcome.error,
+              MatchesRegex(".*fairlead send: of [0-9]+ bytes written to '" +
+                           path_ + "', [0-9]+ are not in it: .*\n"));
+}
+
+TEST_F(SendLogTest, TheTimeBoundsALogThatWaits) {
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  const Words send =
+      Words{"send", "-demo", "-text", "x", "-timeout", "1"} + Log();
+  const Outcome unread = Fairlead(send);
+  EXPECT_EQ(unread.status, 28);
+  EXPECT_THAT(unread.error, HasSubstr("is over while opening the log"));
+
+  const int pipe = open(path_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  while (write(pipe, "x", 1) == 1) {
+  }
+  const Outcome stuck = Fairlead(send);
+  EXPECT_EQ(stuck.status, 28);
+  EXPECT_THAT(stuck.error, HasSubstr("-timeout 1 is over while "));
+  close(pipe);
+}
+
+TEST_F(SendLogTest, CrlfAloneIsAWrongUsage) {
+  const Outcome outcome = Fairlead({"send", "-demo", "-text", "x", "-crlf"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.error,
+            "fairlead send: -crlf needs -log FILE; see 'fairlead help send'\n");
+  EXPECT_EQ(Fairlead({"send", "-demo", "-text", "x", "-crlf", "off"}).status,
+            0);
+  EXPECT_THAT(Fairlead({"recv", "-demo", "-log", path_}).error,
+              HasSubstr("unknown option -log"));
+}
+
+TEST_F(SendLogTest, HelpSaysWhatIsLogged) {
+  const std::string help = Fairlead({"send", "-help"}).output;
+  EXPECT_THAT(help, AllOf(HasSubstr("\n  -log FILE "), HasSubstr("\n  -crlf "),
+                          HasSubstr("one timestamped line per event")));
+}
+
+TEST_F(SendLogTest, AWarningThatRepeatsIsLoggedOnce) {
+  ExchangeLog log(path_, false);
+  for (int i = 0; i < 1000; ++i) {
+    log.Warn("the socket reports: Broken pipe");
+    log.Warn("the socket reports: Connection reset by peer");
+  }
+  log.Add("an event");
+  log.Add("an event");
+  EXPECT_THAT(Events(),
+              ElementsAre("the socket reports: Broken pipe",
+                          "the socket reports: Connection reset by peer",
+                          "an event", "an event"));
+}
+
+TEST_F(SendLogTest, ThreadsMayAddEvents) {
+  ExchangeLog log(path_, false);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 500; ++i) log.Add("an event of some thread");
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_NO_THROW(log.Check());
+  EXPECT_EQ(Events(),
+            std::vector<std::string>(2000, "an event of some thread"));
+}
+
+TEST_F(SendLogTest, TheProgramsOwnStandardOutputComesBack) {
+  testing::internal::CaptureStdout();
+  {
+    ExchangeLog log(path_, false);
+    log.Add("an event");
+    std::cout << "dropped\n";
+  }
+  std::cout << "printed" << std::flush;
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "printed");
+}
+
+TEST_F(SendLogTest, WhatSomebodyCutsOffIsMissing) {
+  ExchangeLog log(path_, false);
+  log.Add("an event");
+  EXPECT_NO_THROW(log.Check());
+  std::filesystem::resize_file(path_, 3);
+  EXPECT_THROW(log.Check(), Failure);
+}
+
+}  // namespace
+}  // namespace fairlead::tool

@@ -1,0 +1,84 @@
+// Settings that a section of an INI file keeps for the command line.
+
+#ifndef FAIRLEAD_TOOL_EXCHANGE_SEND_PROFILE_H_
+#define FAIRLEAD_TOOL_EXCHANGE_SEND_PROFILE_H_
+
+#include <optional>
+#include <string>
+
+#include "tool/command/arguments.h"
+#include "tool/exchange/body.h"
+#include "tool/exchange/parameters.h"
+#include "tool/ini/ini_store.h"
+
+namespace fairlead::tool {
+
+inline constexpr Parameter kSettings = {
+    .name = "settings",
+    .placeholder = "FILE",
+    .kind = Kind::kFile,
+    .group = Group::kWhere,
+    .help =
+        "an INI file whose section -profile holds host, port, timeout, idle, "
+        "eol and view, disabled ones included; the command line takes "
+        "precedence"};
+inline constexpr Parameter kProfile = {
+    .name = "profile",
+    .placeholder = "SECTION",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kWhere,
+    .help = "the section of the settings file"};
+inline constexpr Parameter kSaveprofile = {
+    .name = "saveprofile",
+    .kind = Kind::kSwitch,
+    .group = Group::kWhere,
+    .help = "save those of these settings that are given here"};
+
+/// What a profile keeps.
+inline constexpr auto kKeptUses =
+    Uses(Optional(kHost), Optional(kPort), Optional(kTimeout), Optional(kIdle),
+         Optional(kEol), Optional(kView));
+
+inline constexpr auto kProfileUses =
+    Uses(Optional(kSettings, kProfile, Optional(kSaveprofile)), kKeptUses);
+
+/// The parameters given on the command line, or else in a section of a file.
+class Profile {
+ public:
+  using Listed = Arguments<kProfileUses>::Listed;
+
+  /// @throws Failure with kWrongUsage; for the file, with kCannotRead or
+  ///     kMalformedInput; with kAnswerIsNo where it has no such section. With
+  ///     -saveprofile, file and section may be missing.
+  explicit Profile(const Arguments<kProfileUses>& arguments);
+
+  /// Returns whether one of the two has the parameter.
+  bool Has(Listed parameter) const;
+
+  /// Returns the value from the command line, or else from the file, or else
+  /// the default.
+  ///
+  /// @throws Failure with kMalformedInput for a value in the file that the
+  ///     parameter does not accept
+  std::string Text(Listed parameter) const;
+  int Number(Listed parameter) const;
+
+  /// With -saveprofile, writes what was given into the file, all or nothing.
+  ///
+  /// @throws Failure with kCannotWrite
+  void Save() const;
+
+ private:
+  void ReadFile();
+  std::string InFile(const Parameter& parameter) const;
+  void WriteGiven(ini::Records& records) const;
+
+  const Arguments<kProfileUses> arguments_;
+  std::string file_;
+  std::string section_;
+  std::optional<ini::Records> records_;  // Of the file, if one is given.
+};
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_EXCHANGE_SEND_PROFILE_H_

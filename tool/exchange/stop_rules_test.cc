@@ -1,0 +1,86 @@
+#include "tool/exchange/stop_rules.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace fairlead::tool {
+namespace {
+
+TEST(StopRulesTest, WithoutALimitNothingStops) {
+  StopRules rules({});
+  for (int i = 0; i < 100; ++i) EXPECT_FALSE(rules.Take("line\n"));
+  EXPECT_EQ(rules.messages(), 100);
+  EXPECT_EQ(rules.bytes(), 500);
+  EXPECT_FALSE(rules.UntilIsMissing());
+}
+
+TEST(StopRulesTest, CountsMessages) {
+  StopRules rules({.messages = 2});
+  EXPECT_FALSE(rules.Take("a"));
+  EXPECT_TRUE(rules.Take("b"));
+}
+
+TEST(StopRulesTest, CountsBytes) {
+  StopRules rules({.bytes = 5});
+  EXPECT_FALSE(rules.Take("abcd"));
+  EXPECT_TRUE(rules.Take("e"));
+  StopRules more({.bytes = 5});
+  EXPECT_TRUE(more.Take("abcdefgh"));
+}
+
+TEST(StopRulesTest, CountsLineFeeds) {
+  StopRules rules({.lines = 3});
+  EXPECT_FALSE(rules.Take("a\nb\nc"));
+  EXPECT_FALSE(rules.Take("c"));
+  EXPECT_TRUE(rules.Take("\nd"));
+}
+
+TEST(StopRulesTest, TheFirstRuleFulfilledStops) {
+  StopRules rules({.messages = 9, .bytes = 100, .lines = 1, .until = "x"});
+  EXPECT_TRUE(rules.Take("\n"));
+  EXPECT_TRUE(rules.UntilIsMissing());
+}
+
+TEST(StopRulesTest, FindsATextThatSpansMessages) {
+  StopRules rules({.until = "abcab"});
+  EXPECT_FALSE(rules.Take("abca"));
+  EXPECT_FALSE(rules.Take("abc"));  // "abcaabc"
+  EXPECT_FALSE(rules.Take("a"));
+  EXPECT_TRUE(rules.UntilIsMissing());
+  EXPECT_TRUE(rules.Take("b"));
+  EXPECT_FALSE(rules.UntilIsMissing());
+}
+
+TEST(StopRulesTest, FindsATextOfZeroBytes) {
+  StopRules rules({.until = std::string(2, '\0')});
+  EXPECT_FALSE(rules.Take({"a\0b", 3}));
+  EXPECT_TRUE(rules.Take({"\0\0", 2}));
+}
+
+// The judge is the search in everything that came so far.
+TEST(StopRulesTest, AgreesWithASearchInAllThatCame) {
+  constexpr unsigned kSeed = 7;
+  SCOPED_TRACE(testing::Message() << "seed " << kSeed);
+  std::mt19937 random(kSeed);
+  const auto text = [&random](std::size_t longest) {
+    std::string letters(1 + random() % longest, 'a');
+    for (char& c : letters) c = random() % 2 == 0 ? 'a' : 'b';
+    return letters;
+  };
+  for (int round = 0; round < 3000; ++round) {
+    const std::string until = text(6);
+    StopRules rules({.until = until});
+    std::string all;
+    for (bool stopped = false; !stopped;) {
+      const std::string message = text(4);
+      all += message;
+      stopped = rules.Take(message);
+      ASSERT_EQ(stopped, all.find(until) != std::string::npos)
+          << until << " in " << all;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace fairlead::tool

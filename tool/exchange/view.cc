@@ -1,0 +1,72 @@
+#include "tool/exchange/view.h"
+
+#include <algorithm>
+
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr std::size_t kRow = 16;
+
+std::string Stamp(const TheTime& time, Screen screen) {
+  const std::string stamp = time.GetStr(true);
+  return screen.colour ? Concat("\033[2m", stamp, "\033[0m") : stamp;
+}
+
+std::string Hex(std::string_view bytes, std::string_view separator) {
+  std::string text;
+  for (const char c : bytes) {
+    if (!text.empty()) text += separator;
+    text += HexByte(c);
+  }
+  return text;
+}
+
+// "00000010  68 65 6c 6c 6f 20 77 6f  72 6c 64 0a              |hello world.|"
+std::string DumpRow(std::size_t offset, std::string_view bytes) {
+  std::string text;
+  for (int shift = 24; shift >= 0; shift -= 8)
+    text += HexByte(static_cast<char>(offset >> shift));
+  text += ' ';
+  for (std::size_t i = 0; i < kRow; ++i) {
+    if (i % 8 == 0) text += ' ';
+    text += i < bytes.size() ? Concat(HexByte(bytes[i]), " ") : "   ";
+  }
+  text += " |";
+  for (const char c : bytes) text += IsPrintable(c) ? c : '.';
+  return Concat(text, "|\n");
+}
+
+std::string Dump(std::string_view bytes) {
+  std::string text = Concat(bytes.size(), " bytes\n");
+  for (std::size_t at = 0; at < bytes.size(); at += kRow)
+    text += DumpRow(at, bytes.substr(at, kRow));
+  return text;
+}
+
+std::string Json(std::string_view bytes, const TheTime& time) {
+  return Concat(R"({"time":")", time.GetStr(false), R"(","bytes":)",
+                bytes.size(), R"(,"hex":")", Hex(bytes, ""), R"(","text":)",
+                JsonString(bytes), "}\n");
+}
+
+}  // namespace
+
+std::string_view BodyOf(const CTCPMessage& message) {
+  // char may alias any object.
+  return {reinterpret_cast<const char*>(message.data),
+          static_cast<std::size_t>(message.len)};
+}
+
+std::string Rendered(std::string_view bytes, const TheTime& time,
+                     std::string_view view, Screen screen) {
+  if (view == "text") return Concat(Stamp(time, screen), Escaped(bytes), "\n");
+  if (view == "hex") return Concat(Stamp(time, screen), Hex(bytes, " "), "\n");
+  if (view == "dump") return Stamp(time, screen) + Dump(bytes);
+  if (view == "json") return Json(bytes, time);
+  return screen.terminal ? Visible(bytes) : std::string(bytes);
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,87 @@
+#include "tool/exchange/view.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace fairlead::tool {
+namespace {
+
+using std::string_literals::operator""s;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+std::string Shown(std::string_view body, std::string_view view,
+                  Screen screen = {}) {
+  return Rendered(body, TheTime(), view, screen);
+}
+
+constexpr const char* kStamp =
+    "\\[[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\] ";
+
+TEST(ViewTest, RawIsTheBytesThemselves) {
+  EXPECT_EQ(Shown("a\0\x1b\r\n\xff"s, "raw"), "a\0\x1b\r\n\xff"s);
+}
+
+TEST(ViewTest, RawShowsControlBytesOnATerminal) {
+  EXPECT_EQ(Shown("a\0\x1b\r\n\tb\\"s, "raw", {.terminal = true}),
+            "a\\x00\\x1b\\r\n\tb\\");
+}
+
+TEST(ViewTest, TextIsOneStampedLine) {
+  EXPECT_THAT(Shown("a\r\nb\0"s, "text"),
+              MatchesRegex(kStamp + R"(a\\r\\nb\\x00)"s + "\n"));
+}
+
+TEST(ViewTest, HexIsOneStampedLine) {
+  EXPECT_THAT(Shown("\0\xff~"s, "hex"), MatchesRegex(kStamp + "00 ff 7e\n"s));
+}
+
+TEST(ViewTest, DumpIsRowsOfSixteen) {
+  const std::string shown = Shown("0123456789abcdefGH\n"s, "dump");
+  EXPECT_THAT(shown, MatchesRegex(kStamp + "19 bytes\n(.|\n)*"s));
+  EXPECT_THAT(
+      shown,
+      HasSubstr("19 bytes\n"
+                "00000000  30 31 32 33 34 35 36 37  38 39 61 62 63 64 65 66  "
+                "|0123456789abcdef|\n"
+                "00000010  47 48 0a                                          "
+                "|GH.|\n"));
+}
+
+TEST(ViewTest, JsonIsOneObjectOnALine) {
+  EXPECT_THAT(
+      Shown("a\"\\\n\0\xe9"s, "json"),
+      MatchesRegex(
+          R"(\{"time":"[0-9.]{10} [0-9:]{8}","bytes":6,)"
+          R"("hex":"61225c0a00e9","text":"a\\"\\\\\\u000a\\u0000\\u00e9"\})"
+          "\n"));
+}
+
+TEST(ViewTest, OnlyTheStampIsColoured) {
+  const Screen screen = {.terminal = true, .colour = true};
+  EXPECT_THAT(Shown("a", "text", screen),
+              MatchesRegex("\033\\[2m"s + kStamp + "\033\\[0ma\n"));
+  EXPECT_EQ(Shown("a", "raw", screen), "a");
+  EXPECT_EQ(Shown("a", "json", screen).find('\033'), std::string::npos);
+}
+
+TEST(ViewTest, TheBodyIsTheBytesThatCame) {
+  CTCPMessage message;
+  message.data[0] = 'a';
+  message.len = 2;
+  message.data[1] = 0;
+  EXPECT_EQ(BodyOf(message), "a\0"s);
+}
+
+TEST(ViewTest, TheStampIsTheTimeOfReceipt) {
+  TheTime time;
+  ASSERT_TRUE(time.LoadFromString("20260102x030405"));
+  EXPECT_EQ(Rendered("x", time, "text", {}), "[2026.01.02 03:04:05] x\n");
+  EXPECT_THAT(Rendered("x", time, "json", {}),
+              HasSubstr("\"time\":\"2026.01.02 03:04:05\""));
+}
+
+}  // namespace
+}  // namespace fairlead::tool

@@ -1,0 +1,52 @@
+// The command `completion`: scripts that complete commands and parameters.
+
+#include <array>
+
+#include "tool/command/command_table.h"
+#include "tool/help/completion_scripts.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr auto kShells = std::to_array<Choice>({{"bash"}, {"zsh"}});
+
+constexpr Parameter kShell = {.name = "",
+                              .kind = Kind::kChoice,
+                              .group = Group::kArguments,
+                              .help = "the shell that runs the script",
+                              .choices = kShells};
+
+constexpr auto kUses = Uses(kShell);
+
+ExitStatus Completion(const Arguments<kUses>& arguments, const Output& output) {
+  output.Write(arguments.Text(kShell) == "bash" ? BashCompletion()
+                                                : ZshCompletion());
+  return kDone;
+}
+
+constexpr auto kExamples = std::to_array<Example>({
+    {"fairlead completion bash >> ~/.bashrc",
+     "Installs the completion for bash."},
+    {"fairlead completion zsh > ~/.zsh/completions/_fairlead",
+     "Installs it for zsh, if that folder is in fpath."},
+});
+
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success"},
+    {kWrongUsage, "wrong usage"},
+    {kCannotWrite, "standard output cannot be written"},
+});
+
+}  // namespace
+
+constinit const Command kCompletionCommand = {
+    .name = "completion",
+    .summary = "print a script that completes commands and parameters",
+    .description =
+        "Prints the script to standard output; 'source' it, or install it.",
+    .action = ActionOf<kUses, Completion>(),
+    .examples = kExamples,
+    .statuses = kStatuses,
+};
+
+}  // namespace fairlead::tool

@@ -1,0 +1,67 @@
+#include "tool/ini/listing.h"
+
+#include <algorithm>
+
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+
+namespace fairlead::tool {
+namespace {
+
+// Nothing is special between single quotes but a single quote.
+std::string ShellWord(std::string_view text) {
+  std::string word = "'";
+  for (const char c : text) {
+    if (c == '\'')
+      word += "'\\''";
+    else
+      word += c;
+  }
+  return word + "'";
+}
+
+}  // namespace
+
+std::string Rows(std::string_view format,
+                 const std::vector<std::vector<std::string>>& rows) {
+  std::string lines;
+  for (const std::vector<std::string>& row : rows) {
+    const char* separator = "";
+    for (const std::string& text : row) {
+      lines += format == "nul" ? "" : separator;
+      lines += format == "sh" ? ShellWord(text) : text;
+      if (format == "nul") lines += '\0';
+      separator = format == "sh" ? " " : "\t";
+    }
+    if (format != "nul") lines += '\n';
+  }
+  return lines;
+}
+
+std::string List(std::string_view format,
+                 const std::vector<std::string>& texts) {
+  if (format == "json") {
+    std::vector<std::string> values(texts.size());
+    std::ranges::transform(texts, values.begin(), JsonString);
+    return JsonArray(values);
+  }
+  if (format == "sh") return Rows(format, {texts});
+  std::string lines;
+  for (const std::string& text : texts) lines += Rows(format, {{text}});
+  return lines;
+}
+
+std::string Single(std::string_view format, const std::string& text) {
+  return format == "json" ? Concat(JsonString(text), "\n")
+                          : Rows(format, {{text}});
+}
+
+std::string JsonArray(const std::vector<std::string>& values) {
+  if (values.empty()) return "[]\n";
+  std::string text = "[\n";
+  for (const std::string& value : values)
+    text.append(text.size() > 2 ? ",\n" : "").append(value);
+  return text + "\n]\n";
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,180 @@
+#include "tool/io/atomic_edit.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+#include <thread>
+#include <tuple>
+
+#include "tool/base/concat.h"
+#include "tool/base/descriptor.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/base/reason.h"
+#include "tool/io/edit_lock.h"
+#include "tool/io/held_signals.h"
+#include "tool/io/leftovers.h"
+#include "tool/io/read_file.h"
+#include "tool/io/replacement_file.h"
+
+namespace fairlead::tool {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::string_view kRemedy = " (-inplace overwrites the file itself)";
+constexpr std::chrono::milliseconds kPause{5};
+
+void Replace(const std::string& path, const Descriptor& old,
+             std::string_view text) {
+  const HeldSignals held;
+  ReplacementFile replacement(path, &old, kRemedy);
+  replacement.Write(text);
+  replacement.Rename();
+  RemoveLeftovers(FolderOf(path));
+}
+
+// Makes sure that the text has room, without a change of the file's size; where
+// the file system cannot, writing will show. Returns 0 or the error.
+int Reserve(const Descriptor& file, std::string_view text) {
+  const auto size = static_cast<off_t>(text.size());
+  while (fallocate(file.number(), FALLOC_FL_KEEP_SIZE, 0, size) == -1)
+    if (errno != EINTR) return errno == EOPNOTSUPP ? 0 : errno;
+  return 0;
+}
+
+// Gives back what Reserve() took; nothing is lost where that fails.
+void GiveBack(const Descriptor& file, std::string_view old_text) {
+  std::ignore = ftruncate(file.number(), static_cast<off_t>(old_text.size()));
+}
+
+// Makes the text all of the file, on the disk too; returns 0 or the error.
+int Fill(const Descriptor& file, std::string_view text) {
+  if (const int error = WriteAt(file, text, 0)) return error;
+  const auto size = static_cast<off_t>(text.size());
+  struct stat now = {};
+  if (fstat(file.number(), &now) == -1) return errno;
+  if (now.st_size != size && ftruncate(file.number(), size) == -1) return errno;
+  return fsync(file.number()) == -1 ? errno : 0;
+}
+
+// Room is found first, and the old text is put back: a half-written file is
+// worse than an old one.
+void Overwrite(const std::string& path, const Descriptor& file,
+               std::string_view old_text, std::string_view new_text) {
+  const HeldSignals held;
+  int error = new_text.size() > old_text.size() ? Reserve(file, new_text) : 0;
+  const bool has_room = error == 0;
+  if (has_room) error = Fill(file, new_text);
+  if (error == 0) return;
+  const int second = has_room ? Fill(file, old_text) : 0;
+  GiveBack(file, old_text);
+  if (second == 0) FailToWrite(path, error);
+  FailToWrite(path, Concat(Reason(error),
+                           "; nor can the old text be put back, of which a "
+                           "part may be lost: ",
+                           Reason(second)));
+}
+
+[[noreturn]] void FailToOpen(const std::string& path, int error) {
+  const bool readable =
+      faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
+  if (readable) FailToWrite(path, error);
+  throw Failure(kCannotRead,
+                Concat("cannot open ", Quoted(path), ": ", Reason(error)));
+}
+
+// Waits for the end of another edit, a little each time.
+class Waiting {
+ public:
+  Waiting(const std::string& path, const Patience& patience)
+      : path_(path), patience_(patience) {}
+
+  void Pause(EditLock::State state) {
+    const auto waited = Clock::now() - start_;
+    if (waited >= patience_.limit) Fail(state);
+    if (waited >= patience_.until_told && !told_) {
+      told_ = true;
+      patience_.tell();
+    }
+    std::this_thread::sleep_for(kPause);
+  }
+
+ private:
+  [[noreturn]] void Fail(EditLock::State state) const {
+    const std::string file = Quoted(path_);
+    if (state == EditLock::State::kReader)
+      throw Failure(kTimeIsOver,
+                    Concat("a process that reads ", file,
+                           " keeps a lock on it, and its folder cannot be "
+                           "written: end that process ('lslocks' lists it)"));
+    throw Failure(
+        kTimeIsOver,
+        Concat("another edit of ", file, " did not end in time: try again",
+               state == EditLock::State::kLockFile
+                   ? Concat("; if there is none, delete ",
+                            Quoted(Concat(FolderOf(path_), "/.fairlead.lock")))
+                   : ""));
+  }
+
+  const std::string& path_;
+  const Patience& patience_;
+  const Clock::time_point start_ = Clock::now();
+  bool told_ = false;
+};
+
+// Each of these returns false where the edit must begin again: another edit has
+// the lock, which `state` then tells, or the file was made or replaced
+// meanwhile by somebody else.
+
+bool MakeFile(const std::string& path, const Change& change) {
+  const std::string text = change(std::nullopt);
+  ReplacementFile replacement(path, nullptr, kRemedy);
+  replacement.Write(text);
+  return replacement.Rename();
+}
+
+bool EditExisting(const std::string& path, const Descriptor& file,
+                  Writing writing, const Change& change,
+                  EditLock::State& state) {
+  if (!S_ISREG(StatusOf(file, path).st_mode))
+    FailToWrite(path, "it is no regular file");
+  const EditLock lock(path, file);
+  state = lock.state();
+  if (state != EditLock::State::kMine || !IsAt(path, file)) return false;
+
+  const std::string old_text = ReadAll(file.number(), Quoted(path));
+  const std::string new_text = change(old_text);
+  if (new_text == old_text) return true;
+  if (writing == Writing::kInPlace)
+    Overwrite(path, file, old_text, new_text);
+  else
+    Replace(path, file, new_text);
+  return true;
+}
+
+bool TryToEdit(const std::string& path, Writing writing, const Change& change,
+               EditLock::State& state) {
+  const Descriptor file(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+  if (file.IsOpen()) return EditExisting(path, file, writing, change, state);
+  if (errno == ENOENT) return MakeFile(path, change);
+  FailToOpen(path, errno);
+}
+
+}  // namespace
+
+void EditFile(const std::string& path, Writing writing, const Change& change,
+              const Patience& patience) {
+  const std::string target = FollowLinks(path);
+  Waiting waiting(target, patience);
+  while (true) {
+    auto state = EditLock::State::kMine;
+    if (TryToEdit(target, writing, change, state)) return;
+    if (state != EditLock::State::kMine) waiting.Pause(state);
+  }
+}
+
+}  // namespace fairlead::tool

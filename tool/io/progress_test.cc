@@ -1,0 +1,20 @@
+#include "tool/io/progress.h"
+
+#include <gtest/gtest.h>
+
+namespace fairlead::tool {
+namespace {
+
+TEST(ProgressTest, DrawsTheBar) {
+  EXPECT_EQ(ProgressBar(0, 5'000'000), "[                    ]   0% of 5.0 MB");
+  EXPECT_EQ(ProgressBar(1'249'999, 5'000'000),
+            "[####                ]  24% of 5.0 MB");
+  EXPECT_EQ(ProgressBar(1'250'000, 5'000'000),
+            "[#####               ]  25% of 5.0 MB");
+  EXPECT_EQ(ProgressBar(5'000'000, 5'000'000),
+            "[####################] 100% of 5.0 MB");
+  EXPECT_EQ(ProgressBar(1, 1), "[####################] 100% of 0.0 MB");
+}
+
+}  // namespace
+}  // namespace fairlead::tool

@@ -1,0 +1,81 @@
+#include "tool/io/read_file.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+#include "tool/base/concat.h"
+#include "tool/base/descriptor.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/base/reason.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr std::size_t kPiece = 65536;
+
+[[noreturn]] void FailToRead(const std::string& name, int error) {
+  throw Failure(kCannotRead, Concat("cannot read ", name, ": ", Reason(error)));
+}
+
+// Somebody may have made the descriptor one that does not wait by itself.
+void AwaitInput(int descriptor, const std::string& name) {
+  pollfd input{.fd = descriptor, .events = POLLIN, .revents = 0};
+  if (poll(&input, 1, -1) == -1 && errno != EINTR) FailToRead(name, errno);
+}
+
+[[noreturn]] void FailToOpen(const std::string& path, int error) {
+  throw Failure(kCannotRead,
+                Concat("cannot open ", Quoted(path), ": ", Reason(error)));
+}
+
+}  // namespace
+
+void ReadPieces(int descriptor, const std::string& name, const TakePiece& take,
+                const std::function<void()>& await) {
+  std::vector<char> piece(kPiece);
+  while (true) {
+    await();
+    const ssize_t count = read(descriptor, piece.data(), kPiece);
+    if (count == 0) return;
+    if (count > 0)
+      take({piece.data(), static_cast<std::size_t>(count)});
+    else if (errno == EAGAIN)
+      AwaitInput(descriptor, name);
+    else if (errno != EINTR)
+      FailToRead(name, errno);
+  }
+}
+
+void ReadFilePieces(const std::string& path, const TakePiece& take) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.IsOpen()) FailToOpen(path, errno);
+  ReadPieces(file.number(), Quoted(path), take);
+}
+
+std::string ReadAll(int descriptor, const std::string& name) {
+  std::string bytes;
+  ReadPieces(descriptor, name,
+             [&bytes](std::string_view piece) { bytes += piece; });
+  return bytes;
+}
+
+std::string ReadFile(const std::string& path) {
+  std::optional<std::string> bytes = ReadFileIfAny(path);
+  if (!bytes) FailToOpen(path, ENOENT);
+  return *std::move(bytes);
+}
+
+std::optional<std::string> ReadFileIfAny(const std::string& path) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file.IsOpen()) return ReadAll(file.number(), Quoted(path));
+  if (errno == ENOENT) return std::nullopt;
+  FailToOpen(path, errno);
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,250 @@
+// The command `log`: what it makes of its input.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "fairlead/time/the_time.h"
+#include "tool/help/man_page.h"
+#include "tool/log/log_testing.h"
+#include "tool/testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+using std::string_literals::operator""s;
+using testing::AllOf;
+using testing::Ge;
+using testing::HasSubstr;
+using testing::Le;
+using testing::MatchesRegex;
+
+using LogCommandTest = LogTest;
+
+constexpr const char* kStampPattern =
+    "\\[[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\] ";
+
+TEST_F(LogCommandTest, EachLineHasAStampInFileAndOutput) {
+  const std::string before = TheTime().GetStr(true);
+  const Outcome outcome =
+      RunProgram({.arguments = Arguments(), .input = "one\n\nthree\n"});
+  const std::string after = TheTime().GetStr(true);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.output, File());
+  const std::vector<std::string> lines = Lines(File());
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(File().back(), '\n');
+  EXPECT_THAT(lines[0], MatchesRegex(kStampPattern + "one"s));
+  EXPECT_THAT(lines[1], MatchesRegex(kStampPattern));
+  EXPECT_THAT(lines[2], MatchesRegex(kStampPattern + "three"s));
+  for (const std::string& line : lines)
+    EXPECT_THAT(line.substr(0, before.size()), AllOf(Ge(before), Le(after)));
+}
+
+TEST_F(LogCommandTest, TheStampHasThreeForms) {
+  const auto logged = [this](const std::string& form) {
+    std::filesystem::remove(path_);
+    RunProgram({.arguments = Arguments({"-stamp", form}), .input = "a b\n"});
+    return File();
+  };
+  EXPECT_THAT(logged("bracket"), MatchesRegex(kStampPattern + "a b\n"s));
+  EXPECT_THAT(logged("plain"),
+              MatchesRegex("[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} "
+                           "[0-9]{2}:[0-9]{2}:[0-9]{2} a b\n"));
+  EXPECT_EQ(logged("none"), "a b\n");
+}
+
+TEST_F(LogCommandTest, CrlfPutsACarriageReturnBeforeEveryLineFeed) {
+  const Outcome outcome = Log("a\n\nb\r\nc\rd", {"-crlf"});
+  EXPECT_EQ(File(), "a\r\n\r\nb\r\r\nc\rd\r\n");
+  EXPECT_EQ(outcome.output, File());
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(LogCommandTest, WithoutCrlfACarriageReturnStays) {
+  Log("a\r\nb");
+  EXPECT_EQ(File(), "a\r\nb\n");
+}
+
+TEST_F(LogCommandTest, TheOldContentStays) {
+  folder_.File("box.log", "old\n");
+  Log("new\n");
+  Log("newer\n");
+  EXPECT_EQ(File(), "old\nnew\nnewer\n");
+}
+
+TEST_F(LogCommandTest, AnEmptyInputMakesAnEmptyFile) {
+  const Outcome outcome = Log("");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_TRUE(std::filesystem::exists(path_));
+  EXPECT_EQ(File(), "");
+}
+
+TEST_F(LogCommandTest, EveryByteButTheLineFeedPasses) {
+  std::string bytes;
+  for (int c = 0; c < 256; ++c)
+    if (c != '\n') bytes += static_cast<char>(c);
+  bytes += "\n\0\n\xff\n"s;
+  const Outcome outcome = Log(bytes);
+  EXPECT_EQ(File(), bytes);
+  EXPECT_EQ(outcome.output, bytes);
+}
+
+TEST_F(LogCommandTest, ALineMayBeLong) {
+  std::mt19937 random(1'000'000);
+  std::string bytes(1'000'000, ' ');
+  for (char& c : bytes) c = static_cast<char>(random() % 256);
+  std::ranges::replace(bytes, '\n', 'n');
+  const std::string text = "short\n" + bytes + "\nnext\n" + bytes;
+  const Outcome outcome = Log(text);
+  EXPECT_TRUE(File() == text + "\n");
+  EXPECT_TRUE(outcome.output == text + "\n");
+}
+
+TEST_F(LogCommandTest, RandomPiecesOfTextAreItsLines) {
+  std::mt19937 random(7);
+  std::string text;
+  for (int i = 0; i < 300'000; ++i) text += "abc \n"[random() % 5];
+  text += "end";
+  EXPECT_EQ(Log(text).status, 0);
+  EXPECT_TRUE(File() == text + "\n");
+}
+
+TEST_F(LogCommandTest, ALineIsWrittenAsSoonAsItsLineFeedIsThere) {
+  Fed fed(folder_, Arguments({"-stamp", "none"}));
+  fed.Write("hel");
+  fed.AwaitReading();
+  fed.Write("lo\nwor");
+  AwaitFile("hello\n");
+  EXPECT_EQ(File(), "hello\n");
+  fed.Write("ld\nlast");
+  AwaitFile("world\n");
+  fed.End();
+  const Outcome outcome = fed.Wait();
+  EXPECT_EQ(File(), "hello\nworld\nlast\n");
+  EXPECT_EQ(outcome.output, File());
+  EXPECT_EQ(outcome.status, 0);
+}
+
+// --- What repeats ------------------------------------------------------------
+
+TEST_F(LogCommandTest, RepeatsAreHeldBackAndToldAtTheEnd) {
+  const Outcome outcome = Log("a\na\nb\na\nc\nc\nb\na\n", {"-once", "3600"});
+  EXPECT_EQ(File(),
+            "a\nb\nc\nrepeated 1 time: c\nrepeated 1 time: b\n"
+            "repeated 3 times: a\n");
+  EXPECT_EQ(outcome.output, File());
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(LogCommandTest, TheLastLineMayBeARepeat) {
+  Log("a\nb\na", {"-once", "3600", "-crlf"});
+  EXPECT_EQ(File(), "a\r\nb\r\nrepeated 1 time: a\r\n");
+}
+
+TEST_F(LogCommandTest, WhatIsToldIsStamped) {
+  RunProgram({.arguments = Arguments({"-once", "0.5"}), .input = "a\na\n"});
+  EXPECT_THAT(Lines(File()).back(),
+              MatchesRegex(kStampPattern + "repeated 1 time: a"s));
+}
+
+TEST_F(LogCommandTest, WithoutOnceNothingIsHeldBack) {
+  Log("a\na\na\n");
+  EXPECT_EQ(File(), "a\na\na\n");
+}
+
+// How many of the lines are accounted for, written or counted.
+int Accounted(const std::string& text, const std::string& line) {
+  int count = 0;
+  for (const std::string& written : Lines(text)) {
+    if (written == line) ++count;
+    if (written.starts_with("repeated ")) count += std::stoi(written.substr(9));
+  }
+  return count;
+}
+
+// A busy machine may see the three lines too far apart for so short an
+// interval. Then they are three waves, and a longer one is tried.
+TEST_F(LogCommandTest, TheEndOfAWaveIsToldWhileTheInputStaysOpen) {
+  for (double seconds = 0.05; seconds < 20; seconds *= 2) {
+    SCOPED_TRACE(seconds);
+    std::filesystem::remove(path_);
+    const Fed fed(folder_, Arguments({"-stamp", "none", "-once",
+                                      std::to_string(seconds)}));
+    fed.Write("x\nx\nx\n");
+    Await([&] { return Accounted(File(), "x") == 3; });
+    if (File() == "x\nrepeated 2 times: x\n") return;
+  }
+  FAIL() << "nothing was held back";
+}
+
+// --- Usage -------------------------------------------------------------------
+
+void ExpectRefused(const Words& arguments, const std::string& message) {
+  SCOPED_TRACE(message);
+  const Outcome outcome = RunProgram(
+      {.arguments = Words{"log"} + arguments, .input_stays_open = true});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.error, "fairlead log: " + message + "\n");
+  EXPECT_EQ(outcome.output, "");
+}
+
+TEST_F(LogCommandTest, WrongUsageIsToldBeforeTheFileIsMade) {
+  ExpectRefused({}, "missing -file FILE; see 'fairlead help log'");
+  ExpectRefused({"-file", ""}, "-file FILE must not be empty");
+  ExpectRefused({"-file", path_, "-stamp", "odd"},
+                "-stamp: 'odd' is not valid; choose bracket, plain or none");
+  for (const std::string value : {"0", "0.0", "x", "1x", "1e3", "0x1", "inf",
+                                  "nan", ".", " 1", "+1", "1,5", "1.5.5"})
+    ExpectRefused({"-file", path_, "-once", value},
+                  "-once '" + value +
+                      "' is no number of seconds above 0, such as 10 or 0.5");
+  ExpectRefused({"-file", path_, "-once", ""},
+                "-once SECONDS must not be empty");
+  ExpectRefused({"-file", path_, "-once", "-1"},
+                "-once: a value cannot begin with '-'");
+  ExpectRefused({"-file", path_, "-once"},
+                "-once: missing value; write -once SECONDS");
+  ExpectRefused(
+      {"-file", path_, "-crlf", "yep"},
+      "-crlf is a switch and cannot be followed by 'yep' (expected on, "
+      "off, yes, no, true, false, 1, 0 or nothing)");
+  EXPECT_FALSE(std::filesystem::exists(path_));
+}
+
+TEST_F(LogCommandTest, FractionsOfSecondsAreTaken) {
+  for (const std::string value : {"5", "0.5", ".5", "5.", "0.001", "1000000"})
+    EXPECT_EQ(Log("a\n", {"-once", value}).status, 0) << value;
+}
+
+TEST_F(LogCommandTest, HelpSaysWhatCanBeMissing) {
+  const std::string help = Fairlead({"log", "-help"}).output;
+  for (const char* const text :
+       {"-file FILE", "-crlf", "-stamp bracket|plain|none", "(default bracket)",
+        "-once SECONDS", "Ctrl-C", "bytes are missing",
+        "no line is lost or torn", "stay in memory", "\n  23 ", "\n  26 ",
+        "\n  130 "})
+    EXPECT_THAT(help, HasSubstr(text));
+  EXPECT_THAT(ManPage(), HasSubstr("\n.SS log\n"));
+}
+
+TEST_F(LogCommandTest, ATerminalIsShownControlBytesAsText) {
+  if (const std::string why = WhyNoTerminal(); !why.empty())
+    GTEST_SKIP() << why;
+  const Outcome outcome =
+      RunProgram({.arguments = Arguments({"-stamp", "none"}),
+                  .input = "\033[1m \xc3\xa4\n",
+                  .output_is_terminal = true});
+  EXPECT_EQ(outcome.output, "\\x1b[1m \xc3\xa4\n");
+  EXPECT_EQ(File(), "\033[1m \xc3\xa4\n");
+}
+
+}  // namespace
+}  // namespace fairlead::tool

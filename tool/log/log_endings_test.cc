@@ -1,0 +1,319 @@
+// The ways in which the command `log` ends, and several of it at once.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tool/log/log_testing.h"
+#include "tool/testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+using std::string_literals::operator""s;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+using LogEndingsTest = LogTest;
+
+// --- Several at once, and killed ---------------------------------------------
+
+// The lines of one writer: most are short, some exceed every buffer.
+std::string LinesOf(char writer, int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i)
+    text += writer + std::to_string(i) + " " +
+            std::string(i % 500 == 0 ? 20'000U : static_cast<unsigned>(i % 90),
+                        writer) +
+            "\n";
+  return text;
+}
+
+TEST_F(LogEndingsTest, SeveralAppendWithoutLosingOrTearingALine) {
+  constexpr int kCount = 2000;
+  const std::string writers = "abcd";
+  std::vector<std::unique_ptr<Process>> processes;
+  for (const char writer : writers)
+    processes.push_back(std::make_unique<Process>(
+        Launch{.arguments = Arguments({"-stamp", "none"}),
+               .input = LinesOf(writer, kCount),
+               .output_path = "/dev/null"}));
+  for (const auto& process : processes) EXPECT_EQ(process->Wait().status, 0);
+
+  std::map<char, std::string> seen;
+  for (const std::string& line : Lines(File()))
+    seen[line.empty() ? ' ' : line[0]] += line + "\n";
+  EXPECT_EQ(seen.size(), writers.size());
+  for (const char writer : writers)
+    EXPECT_TRUE(seen[writer] == LinesOf(writer, kCount)) << writer;
+}
+
+TEST_F(LogEndingsTest, KilledItLeavesWholeLinesAndAllThatWasPassedOn) {
+  const std::string text = LinesOf('k', 30'000);
+  Process process({.arguments = Arguments({"-stamp", "none"}),
+                   .input = text,
+                   .input_stays_open = true});
+  Await([&] { return File().size() > 50'000; });
+  kill(process.pid(), SIGKILL);
+  const Outcome outcome = process.Wait();
+  EXPECT_EQ(outcome.signal, SIGKILL);
+  EXPECT_TRUE(text.starts_with(File()));
+  EXPECT_EQ(File().back(), '\n');
+  EXPECT_TRUE(File().starts_with(outcome.output));
+}
+
+// --- Its other ends ----------------------------------------------------------
+
+TEST_F(LogEndingsTest, ASignalEndsItWhenAllIsWritten) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    SCOPED_TRACE(signal);
+    std::filesystem::remove(path_);
+    Fed fed(folder_, Arguments({"-stamp", "none", "-once", "3600"}));
+    fed.Write("a\na\na\nmark\nbegun");
+    AwaitFile("mark\n");
+    fed.Kill(signal);
+    const Outcome outcome = fed.Wait();
+    EXPECT_EQ(outcome.signal, signal);
+    EXPECT_EQ(File(), "a\nmark\nbegun\nrepeated 2 times: a\n");
+    EXPECT_EQ(outcome.output, File());
+    EXPECT_EQ(outcome.error, "");
+  }
+}
+
+TEST_F(LogEndingsTest, ASignalThatIsIgnoredStaysIgnored) {
+  Fed fed(folder_, Arguments({"-stamp", "none"}), "trap '' INT; ");
+  fed.Write("a\n");
+  AwaitFile("a\n");
+  fed.Kill(SIGINT);
+  fed.Write("b\n");
+  AwaitFile("b\n");
+  fed.End();
+  EXPECT_EQ(fed.Wait().status, 0);
+}
+
+TEST_F(LogEndingsTest, ASignalEndsItWhereNobodyTakesTheOutput) {
+  Process process({.arguments = Arguments({"-stamp", "none", "-once", "3600"}),
+                   .input = "a\nb\na\nc",
+                   .input_stays_open = true,
+                   .output_is_stuck = true});
+  AwaitFile("a\n");
+  kill(process.pid(), SIGTERM);
+  EXPECT_EQ(process.Wait().signal, SIGTERM);
+  EXPECT_EQ(File(), "a\nb\nc\nrepeated 1 time: a\n");
+}
+
+TEST_F(LogEndingsTest, ASignalEndsItEvenWhereTheFileIsAPipeThatNobodyReads) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the thread sanitizer runs no handler inside a write";
+#endif
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  const int pipe = open(path_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  while (write(pipe, "x", 1) == 1) {
+  }
+  const Fed fed(folder_, Arguments());
+  fed.Write("a\n");
+  fed.AwaitReading();
+  fed.Kill(SIGTERM);
+  EXPECT_EQ(fed.Wait().signal, SIGTERM);
+  close(pipe);
+}
+
+TEST_F(LogEndingsTest, AClosedPipeEndsItWhenAllThatWasReadIsInTheFile) {
+  const Outcome outcome =
+      RunProgram({.arguments = Arguments({"-stamp", "none", "-once", "3600"}),
+                  .input = "a\nb\na\nc",
+                  .input_stays_open = true,
+                  .output_is_broken = true});
+  EXPECT_EQ(outcome.status, 23);
+  EXPECT_EQ(outcome.error,
+            "fairlead log: cannot write standard output: Broken pipe\n");
+  EXPECT_EQ(File(), "a\nb\nc\nrepeated 1 time: a\n");
+}
+
+TEST_F(LogEndingsTest, AFullOutputEndsItToo) {
+  const Outcome full = RunProgram({.arguments = Arguments({"-stamp", "none"}),
+                                   .input = "a\nb\n",
+                                   .output_path = "/dev/full"});
+  EXPECT_EQ(full.status, 23);
+  EXPECT_THAT(full.error, HasSubstr("cannot write standard output: No space"));
+  EXPECT_EQ(File(), "a\nb\n");
+  EXPECT_EQ(RunProgram({.arguments = Arguments(), .input = "a", .closed = {1}})
+                .status,
+            23);
+}
+
+TEST_F(LogEndingsTest, AnInputThatCannotBeRead) {
+  const Outcome closed = RunProgram({.arguments = Arguments(), .closed = {0}});
+  EXPECT_EQ(closed.status, 26);
+  EXPECT_EQ(closed.error,
+            "fairlead log: cannot read standard input: Bad file descriptor\n");
+  const Outcome folder = RunProgram(
+      {.arguments = Words{"-c", "exec \"$0\" \"$@\" < /", FAIRLEAD_PROGRAM} +
+                    Arguments(),
+       .program = "/bin/sh"});
+  EXPECT_EQ(folder.status, 26);
+  EXPECT_THAT(folder.error, HasSubstr("standard input: Is a directory"));
+}
+
+// The input stays open: who reads before opening the file never ends.
+TEST_F(LogEndingsTest, AFileThatCannotBeOpenedIsToldBeforeAnythingIsRead) {
+  for (const auto& [path, why] :
+       {std::pair{folder_.path(), "cannot open '%': Is a directory"},
+        {folder_.path() + "/no/file", "cannot open '%': No such file or"},
+        {path_ + "/file", "cannot open '%': Not a directory"},
+        {"/dev/full"s, "cannot write '%': No space left on device"}}) {
+    SCOPED_TRACE(path);
+    folder_.File("box.log", "");
+    std::string message = why;
+    message.replace(message.find('%'), 1, path);
+    const Outcome outcome = RunProgram({.arguments = {"log", "-file", path},
+                                        .input = "a\n",
+                                        .input_stays_open = true});
+    EXPECT_EQ(outcome.status, 23);
+    EXPECT_THAT(outcome.error, StartsWith("fairlead log: " + message));
+    EXPECT_EQ(outcome.output, "");
+  }
+}
+
+// --- What cannot be waited for
+// ------------------------------------------------
+
+// Runs it with a fault in its calls of poll, the first of which awaits input.
+Outcome LogWithFault(const Words& arguments, const std::string& fault) {
+  return RunProgram({.arguments = WithFault("poll:error=ENOMEM" + fault) +
+                                  Words{FAIRLEAD_PROGRAM} + arguments,
+                     .input = "a\nb\na\nc",
+                     .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+                     .program = "strace"});
+}
+
+TEST_F(LogEndingsTest, AnInputThatCannotBeAwaitedEndsIt) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  for (const char* const fault : {"", ":when=1"}) {
+    SCOPED_TRACE(fault);
+    const Outcome outcome = LogWithFault(Arguments(), fault);
+    EXPECT_EQ(outcome.status, 26);
+    EXPECT_EQ(outcome.error,
+              "fairlead log: cannot read standard input: Cannot allocate "
+              "memory\n");
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(File(), "");
+  }
+}
+
+TEST_F(LogEndingsTest, AnOutputThatCannotBeAwaitedEndsItAsAFullOneDoes) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  for (const char* const fault : {":when=2+", ":when=2"}) {
+    SCOPED_TRACE(fault);
+    std::filesystem::remove(path_);
+    const Outcome outcome =
+        LogWithFault(Arguments({"-stamp", "none", "-once", "3600"}), fault);
+    EXPECT_EQ(outcome.status, 23);
+    EXPECT_EQ(outcome.error,
+              "fairlead log: cannot write standard output: Cannot allocate "
+              "memory\n");
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(File(), "a\nb\nc\nrepeated 1 time: a\n");
+  }
+}
+
+TEST_F(LogEndingsTest, AFileWhoseSizeCannotBeKnownEndsIt) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  folder_.File("box.log", "");
+  const Outcome outcome =
+      RunProgram({.arguments = Words{"-P", path_} +
+                               WithFault("newfstatat:error=EIO:when=1") +
+                               Words{FAIRLEAD_PROGRAM} + Arguments(),
+                  .input = "a\n",
+                  .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+                  .program = "strace"});
+  EXPECT_EQ(outcome.status, 23);
+  EXPECT_EQ(outcome.error, "fairlead log: cannot look at '" + path_ +
+                               "': Input/output error\n");
+  EXPECT_EQ(outcome.output + File(), "");
+}
+
+// --- One file in two places --------------------------------------------------
+
+// Runs in the folder, which has the files "a" and "b", what is refused with the
+// message. The limit ends what would go on for ever.
+void ExpectClash(const TempFolder& folder, const std::string& command,
+                 const std::string& message) {
+  SCOPED_TRACE(command);
+  folder.File("a", "one\n");
+  folder.File("b", "two\n");
+  const Outcome outcome = RunProgram(
+      {.arguments = {"-c", "ulimit -f 100; cd \"$1\" && \"$0\" log " + command,
+                     FAIRLEAD_PROGRAM, folder.path()},
+       .program = "/bin/sh"});
+  EXPECT_EQ(outcome.status, 23);
+  EXPECT_EQ(outcome.error, "fairlead log: " + message + "\n");
+  EXPECT_EQ(Read(folder.path() + "/a"), "one\n");
+  EXPECT_EQ(Read(folder.path() + "/b"), "two\n");
+}
+
+TEST_F(LogEndingsTest, TheFileMayNotBeWhatIsRead) {
+  const std::string message =
+      " is the file that is read, standard input: let it be another";
+  ExpectClash(folder_, "-file a < a", "-file 'a'" + message);
+  ExpectClash(folder_, "-file a < a > /dev/null", "-file 'a'" + message);
+  ASSERT_EQ(
+      link((folder_.path() + "/a").c_str(), (folder_.path() + "/name").c_str()),
+      0);
+  ExpectClash(folder_, "-file name < a", "-file 'name'" + message);
+}
+
+TEST_F(LogEndingsTest, TheFileMayNotBeStandardOutput) {
+  const std::string message =
+      " is standard output too, and would have every line twice: let it be "
+      "another (> /dev/null drops the copy)";
+  ExpectClash(folder_, "-file a < b >> a", "-file 'a'" + message);
+}
+
+TEST_F(LogEndingsTest, StandardOutputMayNotBeWhatIsRead) {
+  ExpectClash(folder_, "-file c < a >> a",
+              "standard output is the file that is read, standard input: let "
+              "it be another (> /dev/null drops the copy)");
+  EXPECT_FALSE(std::filesystem::exists(folder_.path() + "/c"));
+}
+
+// --- What the file does not take ---------------------------------------------
+
+// A limit on the size of files stands for the full disk.
+TEST_F(LogEndingsTest, WhatTheFileDoesNotTakeIsToldAtTheEnd) {
+  const std::string text = LinesOf('f', 400);
+  const Outcome outcome =
+      RunProgram({.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"",
+                                     FAIRLEAD_PROGRAM} +
+                               Arguments({"-stamp", "none"}),
+                  .input = text,
+                  .program = "/bin/sh"});
+  EXPECT_EQ(outcome.status, 23);
+  EXPECT_TRUE(outcome.output == text);
+  EXPECT_THAT(outcome.error,
+              StartsWith("fairlead log: of " + std::to_string(text.size()) +
+                         " bytes written to '" + path_ + "', " +
+                         std::to_string(text.size() - File().size()) +
+                         " are not in it: the disk is full"));
+}
+
+TEST_F(LogEndingsTest, ADeviceAndAPipeMayBeTheFile) {
+  const Outcome outcome = RunProgram(
+      {.arguments = {"log", "-file", "/dev/null", "-crlf", "-stamp", "none"},
+       .input = "a\n"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output, "a\r\n");
+}
+
+}  // namespace
+}  // namespace fairlead::tool
