@@ -78,19 +78,16 @@ endfunction()
 
 # fairlead_program(name [PRIVATE_PARTS] [LIBRARIES library…])
 #
-# A program of one source, name.cc, linked with the library. With PRIVATE_PARTS
-# and a shared library, which hides those parts, it is linked with the library's
-# object files.
+# A program of one source, name.cc, linked with the library; with PRIVATE_PARTS,
+# or with parts of the tool, with fairlead_whole.
 function(fairlead_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "PRIVATE_PARTS" "" "LIBRARIES")
   add_executable(${name} ${name}.cc)
   fairlead_compile_options(${name})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES})
-  if(arg_PRIVATE_PARTS AND BUILD_SHARED_LIBS)
-    target_sources(${name} PRIVATE $<TARGET_OBJECTS:fairlead>)
-    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
-    target_link_libraries(${name} PRIVATE Threads::Threads)
-  else()
+  if(arg_PRIVATE_PARTS)
+    target_link_libraries(${name} PRIVATE fairlead_whole)
+  elseif(NOT arg_LIBRARIES MATCHES "fairlead_tool")
     target_link_libraries(${name} PRIVATE fairlead::fairlead)
   endif()
 endfunction()

@@ -125,6 +125,8 @@ pid_t Spawn(const Launch& launch, std::array<int, 3> standard) {
                                      standard[static_cast<std::size_t>(i)], i);
   for (const int descriptor : launch.closed)
     posix_spawn_file_actions_addclose(&actions, descriptor);
+  // What the test program inherited is not for the one it starts.
+  posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   ResetSignals(&attributes);

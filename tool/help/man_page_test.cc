@@ -53,7 +53,7 @@ TEST(ManPageTest, ExplainsEveryCommandAndSubcommand) {
 TEST(ManPageTest, SumsUpTheStatuses) {
   const std::string page = ManPage();
   EXPECT_THAT(page, HasSubstr("\n.B 1\nthe answer is no.\n"));
-  EXPECT_THAT(page, HasSubstr("\n.B 28\nthe time limit was reached.\n"));
+  EXPECT_THAT(page, HasSubstr("\n.B 28\na time limit was reached.\n"));
   EXPECT_THAT(page, HasSubstr("\n.B 130\ninterrupted by Ctrl\\-C (SIGINT).\n"));
 }
 
