@@ -5,7 +5,8 @@ include(CheckCXXSourceCompiles)
 include(CheckLinkerFlag)
 include(fairlead_peers)
 
-set(fairlead_warnings -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow)
+set(fairlead_warnings -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
+  $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>)
 
 # Hardening of optimised builds, with the flags that the toolchain supports. They
 # are added to the builder's flags and never replace them.

@@ -95,7 +95,7 @@ void Profile::Save() const {
            },
            {.tell = [this] {
              PrintNote("send",
-                  Concat("waiting for another edit of ", Quoted(file_)));
+                       Concat("waiting for another edit of ", Quoted(file_)));
            }});
 }
 

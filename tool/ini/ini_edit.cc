@@ -46,7 +46,8 @@ void Apply(const Arguments& arguments, const Output& output,
   const bool in_place = arguments.Has(kInplace);
   EditFile(file, in_place ? Writing::kInPlace : Writing::kReplace, change,
            {.tell = [&file] {
-             PrintNote("ini", Concat("waiting for another edit of ", Quoted(file)));
+             PrintNote("ini",
+                       Concat("waiting for another edit of ", Quoted(file)));
            }});
 }
 

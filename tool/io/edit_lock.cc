@@ -6,9 +6,9 @@
 
 #include <cerrno>
 
-#include "tool/io/replacement_file.h"
 #include "tool/base/concat.h"
 #include "tool/base/reason.h"
+#include "tool/io/replacement_file.h"
 
 namespace fairlead::tool {
 namespace {

@@ -109,7 +109,7 @@ int WriteAt(const Descriptor& file, std::string_view text, off_t at) {
 }
 
 ReplacementFile::ReplacementFile(std::string target, const Descriptor* old,
-               std::string_view remedy)
+                                 std::string_view remedy)
     : target_(std::move(target)), old_(old), remedy_(remedy), file_(OpenNew()) {
   if (!file_.IsOpen()) FailToReplace(Reason(errno));
   // Where there can be no lock, nobody else deletes the file for want of it.

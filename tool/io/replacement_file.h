@@ -54,7 +54,8 @@ class ReplacementFile {
   ///     replaced: " (...)", or ""
   /// @throws Failure with kCannotWrite; also where a new file cannot take the
   ///     place of the old one without loss: that has several names
-  ReplacementFile(std::string target, const Descriptor* old, std::string_view remedy);
+  ReplacementFile(std::string target, const Descriptor* old,
+                  std::string_view remedy);
   ReplacementFile(const ReplacementFile&) = delete;
   ReplacementFile& operator=(const ReplacementFile&) = delete;
   ~ReplacementFile();
