@@ -45,7 +45,6 @@ struct CTCPMessage : NetClient {
 /// There is no framing. What one `recv` of at most 1796 bytes returns becomes
 /// one message; the caller reassembles. (A message to send holds up to 1800.)
 /// The queue has no limit and takes 1.9 KB per message, however short.
-///
 /// ConnectTo() starts a receive thread, which ends when the peer closes, when
 /// receiving fails, or in Terminate(). The first two are not reported:
 /// IsNotTerminated() stays true. Use your own time limit, or send a message of
@@ -116,7 +115,6 @@ class FAIRLEAD_EXPORT CTCPClient {
   /// and receives then time out after 2 seconds. Connect again only after
   /// Close(): while the receive thread runs, a second success ends the process
   /// (std::terminate), and a failure forgets the open socket.
-  ///
   /// A failed connection keeps its descriptor until Close(), Terminate() or
   /// destruction: a loop that retries must call Close() after each failure.
   /// @return false if no socket can be created, and if the connection fails,
@@ -126,7 +124,6 @@ class FAIRLEAD_EXPORT CTCPClient {
   bool ConnectTo(const NetClient* endpoint);
 
   /// Sends the first `len` bytes of `message` (not null) with one `send`.
-  ///
   /// Waits up to 2 seconds for room in the system's buffer; less (EINTR) if the
   /// thread handles a signal, even with SA_RESTART, or the process is stopped
   /// and continued. Raises no SIGPIPE and changes no signal setting. If the
