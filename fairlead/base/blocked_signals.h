@@ -49,11 +49,12 @@ class BlockedSignal {
         blocked_(signal_),
         was_pending_(blocked_.WasBlocked(signal) && IsPending(signal)) {}
 
-  // Removes the signal that a call has just made pending. One that was pending
-  // before belongs to the program and stays: the two have merged.
-  void Discard() const {
+  // Removes the signal that a call has just made pending; returns whether there
+  // was one. One that was pending before belongs to the program and stays: the
+  // two have merged.
+  bool Discard() const {
     const timespec now = {};
-    if (!was_pending_) sigtimedwait(&signal_, nullptr, &now);
+    return !was_pending_ && sigtimedwait(&signal_, nullptr, &now) != -1;
   }
 
  private:

@@ -10,7 +10,7 @@
 
 namespace fairlead {
 
-/// Up to 512 bits. Plain value.
+/// Up to 512 bits. Plain value, which `fork()` copies.
 ///
 /// Bit i is bit i % 32 of word i / 32, counted from the least significant. As
 /// the machine is little-endian, it is also bit i % 8 of byte i / 8.

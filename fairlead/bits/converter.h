@@ -12,7 +12,8 @@
 
 namespace fairlead {
 
-/// Converts bits to text and back, in one of two modes. Plain value.
+/// Converts bits to text and back, in one of two modes. Plain value, which
+/// `fork()` copies.
 ///
 /// - digits: a character holds `bitsPerChar` bits, 1 to 8, lowest bits first.
 ///   Values 0 to 63 are "A" to "Z", "1" to "9", "a" to "z", "0", "@", "#";

@@ -11,7 +11,8 @@
 
 namespace fairlead {
 
-/// A running checksum over numbers, text and bytes. Plain value.
+/// A running checksum over numbers, text and bytes. Plain value, which `fork()`
+/// copies.
 ///
 /// Not a polynomial CRC, in spite of its name: adding a value rotates the state
 /// and combines the value into it with exclusive or. With `state` s and

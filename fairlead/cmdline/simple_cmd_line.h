@@ -25,7 +25,8 @@ namespace fairlead {
 /// | '-' within a word | belongs to the word | starts a parameter |
 ///
 /// A value cannot begin with '-': "-n -5" is two parameters. No input is
-/// malformed; only a failed allocation throws. Threads may share an object.
+/// malformed; only a failed allocation throws. Threads may share an object, and
+/// `fork()` copies it.
 /// Construction is linear in the text and n log n in the parameters.
 /// @par Example
 /// @code

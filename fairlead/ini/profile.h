@@ -25,7 +25,7 @@ namespace fairlead {
 /// @par Thread safety
 /// Concurrent readers are safe if nobody writes. During a write they may see a
 /// partial file, since it is rewritten in place. Nothing locks the file: of two
-/// writers, the last one wins.
+/// writers, threads or processes after `fork()`, the last one wins.
 /// @par Cost
 /// A read reads the whole file; a write also rewrites it. For many lookups,
 /// load the file into a CIniFile once.

@@ -3,6 +3,7 @@
 #include "fairlead/log/log.h"
 
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -53,6 +54,15 @@ void WriteToStandardOutput(std::string_view text, bool flush) {
   std::fflush(stdout);
 }
 
+// The same while there is a limit on the size of files. What the limit refuses
+// is dropped: stdio would otherwise write it again at exit, where the SIGXFSZ
+// ends the program.
+void WriteToLimitedOutput(std::string_view text, bool flush) {
+  const internal::BlockedSignal signal(SIGXFSZ);
+  WriteToStandardOutput(text, flush);
+  if (signal.Discard()) __fpurge(stdout);
+}
+
 // Returns whether there is a limit on the size of files.
 bool HasSizeLimit() {
   rlimit limit{};
@@ -96,6 +106,7 @@ bool CLog::File::Open(const std::string& name) {
 }
 
 void CLog::File::Write(std::string_view text, bool flush) {
+  CheckLimit(text.size());
   if (descriptor_ < 0) return;
   if (flush && waiting_.empty()) {  // The usual case: no copy.
     text.remove_prefix(Send(text));
@@ -116,18 +127,22 @@ void CLog::File::Write(std::string_view text, bool flush) {
 // complete. That is safe: a write that crosses a limit is short and raises no
 // signal, only the next one does.
 std::size_t CLog::File::Send(std::string_view text) {
-  if (bytes_until_check_ == 0) {
-    size_limited_ = HasSizeLimit();
-    bytes_until_check_ = kBytesBetweenChecks;
-  }
   std::size_t sent = 0;
   if (!size_limited_) sent = WriteOnce(descriptor_, text);
   if (sent < text.size()) {
     size_limited_ = true;
     sent += WriteUnderLimit(descriptor_, text.substr(sent));
   }
-  bytes_until_check_ -= std::min(bytes_until_check_, sent);
   return sent;
+}
+
+// Notices a limit that is set or lifted while the log is in use.
+void CLog::File::CheckLimit(std::size_t bytes) {
+  if (bytes_until_check_ == 0) {
+    size_limited_ = HasSizeLimit();
+    bytes_until_check_ = kBytesBetweenChecks;
+  }
+  bytes_until_check_ -= std::min(bytes_until_check_, bytes);
 }
 
 void CLog::File::Flush() {
@@ -151,7 +166,10 @@ void CLog::Write(std::string_view text) {
   const bool flush = Holds(text, '\n') || Holds(text, '\r');
   const std::lock_guard<std::mutex> lock(mutex_);
   file_.Write(text, flush);
-  WriteToStandardOutput(text, flush);
+  if (file_.size_limited())
+    WriteToLimitedOutput(text, flush);
+  else
+    WriteToStandardOutput(text, flush);
 }
 
 CLog& operator<<(CLog& log, const std::string& text) {

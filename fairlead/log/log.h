@@ -35,10 +35,10 @@ namespace fairlead {
 /// all while more than 8 KiB wait. While more than 64 KiB wait, texts are
 /// dropped whole, without notice. What the destructor cannot write is lost.
 /// @par
-/// RLIMIT_FSIZE (`ulimit -f`) acts like a full disk: the log file raises no
-/// SIGXFSZ, except for a limit that is set after the first text, less than 8
-/// KiB above the size of the file. Standard output may raise it. An error of
-/// `std::cout` stays set until the program clears it; the file is unaffected.
+/// RLIMIT_FSIZE (`ulimit -f`) acts like a full disk and raises no SIGXFSZ. One
+/// that is set or lifted while the log is in use is noticed within 8 KiB of
+/// text. What it refuses of standard output is dropped. An error of `std::cout`
+/// stays set until the program clears it; the file is unaffected.
 /// @par Thread safety
 /// Threads may share a log. Each `<<` is atomic, in the same order in the file
 /// and on standard output; other threads may write between two `<<` of a chain.
@@ -52,7 +52,7 @@ namespace fairlead {
 /// static log may use it to the end, even if nothing includes <iostream>.
 /// @par Cost
 /// A text with LF or CR takes one `write` to the file and one to standard
-/// output (more if it exceeds that buffer) with the lock held, and two more
+/// output (more if it exceeds that buffer) with the lock held, and a few more
 /// system calls if RLIMIT_FSIZE is set. Only the CRLF flag copies the text.
 /// @par Example
 /// @code
@@ -101,10 +101,12 @@ class CLog {  // Only what others call is exported: the rest is inlined.
 
     bool Open(const std::string& name);
     void Write(std::string_view text, bool flush);
+    bool size_limited() const { return size_limited_; }
 
    private:
     std::size_t Send(std::string_view text);
     void Flush();
+    void CheckLimit(std::size_t bytes);
 
     int descriptor_ = -1;  // -1 if none could be opened.
     std::string waiting_;

@@ -112,6 +112,25 @@ TEST_F(LogFullDiskTest, ALimitSetLaterAndReachedMuchLaterRaisesNoSignal) {
   EXPECT_EQ(ReadFile(Name()).size(), (1 + 2 * kLines) * line.size());
 }
 
+// The process ends by exit(), which writes what stdio still holds.
+TEST_F(LogFullDiskTest, AStandardOutputAtItsLimitRaisesNoSignal) {
+  for (const char* const name : {"/dev/null", "/no/such/folder/log"}) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(StatusOfChild(OutputName(),
+                            [name] {
+                              const FileLimit full(1000);
+                              {
+                                CLog log(name, false);
+                                for (int i = 0; i < 200; ++i) log << "a line\n";
+                                log << "no newline";
+                              }
+                              std::exit(7);
+                            }),
+              W_EXITCODE(7, 0));
+    EXPECT_EQ(ReadFile(OutputName()).size(), 1000U);
+  }
+}
+
 bool IsPending(int signal) {
   sigset_t pending;
   return sigpending(&pending) == 0 && sigismember(&pending, signal) == 1;

@@ -65,7 +65,7 @@ int WaitForInput(int sock, std::vector<fd_set>& read_set) {
 
 }  // namespace
 
-CTCPClient::CTCPClient() : owner_(getpid()) {
+CTCPClient::CTCPClient() {
   threadCv_.notify_all();  // Kept for compatibility: nobody can wait yet.
   running_ = true;
 }
@@ -87,6 +87,7 @@ bool CTCPClient::CreateMainSock() {
 // The notifications after a failure are kept for compatibility: nobody waits
 // for threadCv_ while no receive thread runs.
 bool CTCPClient::ConnectTo(const NetClient* endpoint) {
+  owner_ = getpid();
   peer_ = *endpoint;
   if (!CreateMainSock()) {
     threadCv_.notify_all();
@@ -111,7 +112,6 @@ bool CTCPClient::ConnectTo(const NetClient* endpoint) {
 void CTCPClient::StartRecvThread() {
   const internal::BlockedSignals blocked(internal::AllSignals());
   const std::lock_guard<std::mutex> lock(stateMutex_);
-  owner_ = getpid();
   recvThread_ = std::thread(&CTCPClient::RecvThread, this);
 }
 
@@ -147,7 +147,8 @@ bool CTCPClient::IsNotTerminated() const {
 }
 
 void CTCPClient::Terminate() {
-  if (getpid() != owner_) {
+  const pid_t owner = owner_;
+  if (owner != 0 && owner != getpid()) {
     LeaveToParent();
     return;
   }
@@ -162,6 +163,7 @@ void CTCPClient::Terminate() {
     while (recvThread_.joinable()) threadCv_.wait(lock);
   }
   CloseMainSock();
+  owner_ = 0;
 }
 
 void CTCPClient::Close() {
@@ -196,7 +198,7 @@ void CTCPClient::LeaveToParent() {
   running_ = false;
   mainSockUses_ = 0;
   CloseMainSock();  // No shutdown: nothing uses the socket here.
-  owner_ = getpid();
+  owner_ = 0;
 }
 
 // Detaches its own handle as its last act: Terminate() waits for the empty

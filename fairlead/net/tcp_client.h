@@ -63,11 +63,11 @@ struct CTCPMessage : NetClient {
 /// IsNotTerminated(): the others lock it, or wait for the receive thread. That
 /// thread blocks all signals; descriptors above FD_SETSIZE work.
 /// @par fork()
-/// The connection stays the parent's. In a child, Terminate(), Close() and the
-/// destructor only close the child's descriptor and discard its messages, at
-/// once. Call one of them first: SendMsg() would send on the parent's
-/// connection, the others may block for ever. A child of `vfork()` must not use
-/// the client.
+/// A client that is not connected is copied like a plain value. A connection
+/// stays the parent's. In a child, Terminate(), Close() and the destructor only
+/// close the child's descriptor and discard its messages, at once. Call one of
+/// them first: SendMsg() would send on the parent's connection, the others may
+/// block for ever. A child of `vfork()` must not use the client.
 /// @par Errors
 /// Failures are results. Besides std::bad_alloc, std::system_error is thrown:
 /// for a mutex that cannot be locked, and by ConnectTo(). In the receive
@@ -178,7 +178,7 @@ class FAIRLEAD_EXPORT CTCPClient {
 
  private:
   std::atomic<std::int32_t> mainSockUses_ = 0;  // See CloseMainSock().
-  pid_t owner_;  // The process whose threads use this. Set as peer_ is.
+  std::atomic<pid_t> owner_ = 0;  // The process that connected; 0: closed.
 };
 
 }  // namespace fairlead

@@ -297,6 +297,24 @@ TEST_F(TcpClientForkTest, ConnectsAClientThatTheParentMade) {
   EXPECT_TRUE(ChildDoes([&] { return ExchangesAndCloses(client, listener); }));
 }
 
+// A consumer of the child is woken as without a fork, although the connection
+// is refused and the client was made by the parent.
+TEST_F(TcpClientForkTest, WakesAConsumerOfTheChildAfterARefusal) {
+#if defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizer allows no thread in such a child";
+#else
+  const Listener refusing;
+  CTCPClient client;
+  EXPECT_TRUE(ChildDoes([&] {
+    WaitingConsumer consumer(client);
+    const bool refused = !client.ConnectTo(&refusing.endpoint());
+    client.Close();
+    consumer.Join();
+    return refused && !client.IsNotTerminated();
+  }));
+#endif
+}
+
 TEST_F(TcpClientForkTest, ConnectsAgainOnceClosed) {
   Pair pair;
   StopAt(Place::kStamp, pair);

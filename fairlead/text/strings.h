@@ -15,8 +15,9 @@ namespace fairlead {
 /// @file
 /// Text is bytes: any byte may occur, zero included, and no encoding is
 /// assumed. Only a failed allocation throws. Every function may be called from
-/// any number of threads and depends on its arguments alone, except that
-/// MakeUpper() and MakeLower() use the locale of `setlocale`.
+/// any number of threads and after `fork()`, and depends on its arguments
+/// alone, except that MakeUpper() and MakeLower() use the locale of
+/// `setlocale`.
 
 /// Removes the bytes of `set` from the ends of `text`, in place: from the left
 /// end if `mode` is 1, from the right if it is 2 or more, from both if it is 0

@@ -17,7 +17,7 @@ inline constexpr std::string_view hexletters = "0123456789ABCDEF";
 
 /// A byte offset in a file, in the `fpos_t` of `fgetpos` and `fsetpos`. The
 /// offset is an unsigned 64-bit number that wraps around; the conversion state
-/// beside it is kept as it is. Plain value.
+/// beside it is kept as it is. Plain value, which `fork()` copies.
 /// @par Example
 /// @code
 /// fairlead::CFilePos done;

@@ -13,7 +13,8 @@ namespace fairlead {
 
 /// An instant of the system's real-time clock, with nanoseconds. Plain value.
 /// Dates and times of day are local: `localtime_r` and `mktime` (POSIX) convert
-/// them. A program that changes `TZ` calls `tzset` afterwards.
+/// them. A program that changes `TZ` calls `tzset` afterwards. In a child of
+/// `fork()` they may block forever if another thread of the parent was in them.
 ///
 /// Texts have numbers as `printf` writes them with "%02d", years with "%04d":
 /// "0987", "12345", "-001" for the year before 0. An instant that `localtime_r`

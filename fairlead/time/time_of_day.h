@@ -11,7 +11,8 @@
 
 namespace fairlead {
 
-/// A signed count of seconds: a time of day or a duration. Plain value.
+/// A signed count of seconds: a time of day or a duration. Plain value, which
+/// `fork()` copies.
 ///
 /// No range is enforced (90000 is 25:00:00); arithmetic wraps modulo 2^32.
 /// Hours, minutes and seconds are quotients and remainders rounded toward zero:
