@@ -358,6 +358,9 @@ void Reset(int socket) {
   setsockopt(socket, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
 }
 
+// Defined here, so that clang accepts constant objects.
+TempFolder::TempFolder() = default;
+
 std::string TempFolder::File(std::string_view name,
                              std::string_view bytes) const {
   std::string path = Path(name);

@@ -129,6 +129,8 @@ void Reset(int socket);
 /// A new empty folder, deleted with its content at the end of its scope.
 class TempFolder : public internal::TempFolder {
  public:
+  TempFolder();
+
   /// Writes a file in the folder. Returns its path.
   std::string File(std::string_view name, std::string_view bytes) const;
 };
