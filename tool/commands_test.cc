@@ -1,4 +1,4 @@
-// What holds the command table together.
+// Tests of the consistency of the command table.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Every exit status of the built command, and what is said with it.
+// Every exit status of the command, and its message.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -13,14 +13,6 @@
 #include "tool/help/man_page.h"
 #include "tool/testing.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define FAIRLEAD_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define FAIRLEAD_SANITIZED 1
-#endif
-#endif
-
 namespace fairlead::tool {
 namespace {
 
@@ -30,7 +22,7 @@ using testing::StartsWith;
 
 const Words kForever = {"-idle", "86400", "-timeout", "86400"};
 
-// A wrong usage: status 2, the message, and nothing on standard output.
+// Expects status 2, the message and no output.
 void ExpectRefused(const Words& arguments, const std::string& message) {
   SCOPED_TRACE(message);
   const Outcome outcome = Fairlead(arguments);
@@ -39,7 +31,7 @@ void ExpectRefused(const Words& arguments, const std::string& message) {
   EXPECT_EQ(outcome.output, "");
 }
 
-TEST(EndingsTest, AloneItPrintsItsUsage) {
+TEST(EndingsTest, WithoutArgumentsItPrintsItsUsage) {
   ExpectRefused({}, "usage: fairlead COMMAND");
 }
 
@@ -108,13 +100,13 @@ TEST(EndingsTest, ReportsAWrongUsage) {
   ExpectRefused({"version", "x"}, "unexpected argument 'x'");
 }
 
-TEST(EndingsTest, AWrongUsageDoesNotWaitForStandardInput) {
+TEST(EndingsTest, AWrongUsageDoesNotReadStandardInput) {
   const Outcome outcome =
       RunProgram({.arguments = {"send", "-stdin"}, .input_stays_open = true});
   EXPECT_EQ(outcome.status, 2);
 }
 
-TEST(EndingsTest, ANameThatIsNotResolved) {
+TEST(EndingsTest, AnUnresolvedName) {
   for (const std::string command : {"recv", "resolve"}) {
     Words arguments = {command, "-host", "nosuch.invalid"};
     if (command == "recv") arguments = arguments + Words{"-port", "1"};
@@ -129,7 +121,7 @@ TEST(EndingsTest, ANameThatIsNotResolved) {
   }
 }
 
-TEST(EndingsTest, ANameThatIsNotResolvedSilently) {
+TEST(EndingsTest, AnUnresolvedNameWithQuiet) {
   const Outcome outcome =
       Fairlead({"resolve", "-host", "nosuch.invalid", "-quiet"});
   EXPECT_EQ(outcome.status, 255);
@@ -138,7 +130,7 @@ TEST(EndingsTest, ANameThatIsNotResolvedSilently) {
   EXPECT_EQ(outcome.output, "");
 }
 
-TEST(EndingsTest, AServerThatIsNotThere) {
+TEST(EndingsTest, AServerThatDoesNotListen) {
   const std::string port = std::to_string(ClosedPort());
   const Outcome outcome =
       Fairlead({"send", "-host", "127.0.0.1", "-port", port, "-text", "x"});
@@ -150,7 +142,7 @@ TEST(EndingsTest, AServerThatIsNotThere) {
   EXPECT_EQ(outcome.output, "");
 }
 
-TEST(EndingsTest, AStandardOutputThatCannotBeWritten) {
+TEST(EndingsTest, AFailedStandardOutput) {
   for (const Words& arguments :
        {Words{"send", "-demo", "-text", "x"}, Words{"help"}, Words{"version"},
         Words{"send", "-help"}, Words{"resolve", "-host", "127.0.0.1"},
@@ -175,7 +167,7 @@ TEST(EndingsTest, AStandardOutputThatCannotBeWritten) {
   }
 }
 
-TEST(EndingsTest, ABodyThatCannotBeRead) {
+TEST(EndingsTest, AnUnreadableBody) {
   const TempFolder folder;
   const std::string missing = folder.path() + "/missing";
   const Outcome none = Fairlead({"send", "-demo", "-file", missing});
@@ -195,26 +187,26 @@ TEST(EndingsTest, ABodyThatCannotBeRead) {
             "fairlead send: cannot read standard input: Bad file descriptor\n");
 }
 
-TEST(EndingsTest, ClosedDescriptorsDoNoHarm) {
+TEST(EndingsTest, ClosedDescriptorsAreHarmless) {
   const Outcome outcome = RunProgram(
       {.arguments = {"send", "-demo", "-text", "hello"}, .closed = {0, 2}});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.output, "hello");
 }
 
-TEST(EndingsTest, TheTimeIsOverWhileWaiting) {
+TEST(EndingsTest, TimesOutWhileWaiting) {
   ScriptedServer server([](int connection) { ReceiveAll(connection); });
   const Outcome outcome =
       Fairlead(server.Arguments("send") + Words{"-text", "x", "-timeout", "1"});
   EXPECT_EQ(outcome.status, 28);
   EXPECT_EQ(outcome.error,
             "dns resolved: 127.0.0.1\n"
-            "fairlead send: -timeout 1 is over while waiting for the peer; a "
-            "larger one waits longer\n");
+            "fairlead send: timed out after 1 s while waiting for the peer; "
+            "increase -timeout\n");
 }
 
-// A peer that never stops is not silent: only the time can end it.
-TEST(EndingsTest, TheTimeIsOverWhileThePeerTalks) {
+// A peer that never stops is not silent: only the time limit ends this.
+TEST(EndingsTest, TimesOutWhileThePeerSends) {
   ScriptedServer server([](int connection) {
     const std::string talk(10'000, 'x');
     while (send(connection, talk.data(), talk.size(), MSG_NOSIGNAL) > 0) {
@@ -226,8 +218,8 @@ TEST(EndingsTest, TheTimeIsOverWhileThePeerTalks) {
   EXPECT_EQ(outcome.status, 28);
 }
 
-// A listener whose queue is full answers no one: connecting blocks.
-TEST(EndingsTest, TheTimeIsOverWhileConnecting) {
+// Connecting to a listener with a full queue blocks.
+TEST(EndingsTest, TimesOutWhileConnecting) {
   const int listener = ListenOnLoopback(0);
   const int port = PortOf(listener);
   const int only = ConnectToPort(port);
@@ -235,14 +227,14 @@ TEST(EndingsTest, TheTimeIsOverWhileConnecting) {
                                     std::to_string(port), "-timeout", "1"});
   EXPECT_EQ(outcome.status, 28);
   EXPECT_THAT(outcome.error,
-              HasSubstr("-timeout 1 is over while connecting to 127.0.0.1 "
+              HasSubstr("timed out after 1 s while connecting to 127.0.0.1 "
                         "port " +
                         std::to_string(port)));
   close(only);
   close(listener);
 }
 
-TEST(EndingsTest, TheTimeIsOverWhileReadingStandardInput) {
+TEST(EndingsTest, TimesOutWhileReadingStandardInput) {
   const Outcome outcome =
       RunProgram({.arguments = {"send", "-demo", "-stdin", "-timeout", "1"},
                   .input = "begun",
@@ -251,7 +243,7 @@ TEST(EndingsTest, TheTimeIsOverWhileReadingStandardInput) {
   EXPECT_THAT(outcome.error, HasSubstr("while reading the body"));
 }
 
-TEST(EndingsTest, TheTimeIsOverWhereNobodyTakesTheOutput) {
+TEST(EndingsTest, TimesOutWhileTheOutputBlocks) {
   ScriptedServer server([](int connection) {
     SendAll(connection, "x");
     ReceiveAll(connection);
@@ -261,10 +253,10 @@ TEST(EndingsTest, TheTimeIsOverWhereNobodyTakesTheOutput) {
                                Words{"-timeout", "1", "-messages", "1"},
                   .output_is_stuck = true});
   EXPECT_EQ(output.status, 28);
-  EXPECT_THAT(output.error, HasSubstr("-timeout 1 is over"));
+  EXPECT_THAT(output.error, HasSubstr("timed out after 1 s"));
 }
 
-TEST(EndingsTest, TheTimeIsOverWhereNobodyTakesTheWordsEither) {
+TEST(EndingsTest, TimesOutWhileStandardErrorBlocks) {
 #ifdef __SANITIZE_THREAD__
   GTEST_SKIP() << "the thread sanitizer flushes standard output in _exit";
 #endif
@@ -274,7 +266,7 @@ TEST(EndingsTest, TheTimeIsOverWhereNobodyTakesTheWordsEither) {
   EXPECT_EQ(outcome.status, 28);
 }
 
-TEST(EndingsTest, NothingIsAnswered) {
+TEST(EndingsTest, NoAnswer) {
   ScriptedServer server([](int connection) { Receive(connection, 1); });
   const Outcome outcome =
       Fairlead(server.Arguments("send") + Words{"-text", "x"} + kForever);
@@ -290,7 +282,7 @@ TEST(EndingsTest, NothingIsAnswered) {
               HasSubstr("nothing was answered: the peer was silent"));
 }
 
-TEST(EndingsTest, TheTextOfUntilDoesNotCome) {
+TEST(EndingsTest, TheTextOfUntilDoesNotArrive) {
   const Outcome closed =
       Fairlead(Words{"send", "-demo", "-text", "x", "-until", "y"} + kForever);
   EXPECT_EQ(closed.status, 1);
@@ -305,14 +297,14 @@ TEST(EndingsTest, TheTextOfUntilDoesNotCome) {
   EXPECT_THAT(stopped.error, HasSubstr("did not come: enough was received"));
 }
 
-TEST(EndingsTest, FewerThanWantedIsNoFailure) {
+TEST(EndingsTest, FewerBytesThanRequestedSucceed) {
   const Outcome outcome = Fairlead(
       Words{"send", "-demo", "-text", "x", "-bytes", "100"} + kForever);
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.output, "x");
 }
 
-// The server says why and is gone, while there is still much to send.
+// The server replies and resets the connection in the middle of the body.
 TEST(EndingsTest, SendingFailsWhenThePeerIsGone) {
   ScriptedServer server([](int connection) {
     SendAll(connection, "no room\n");
@@ -329,8 +321,8 @@ TEST(EndingsTest, SendingFailsWhenThePeerIsGone) {
                     HasSubstr(" of 20000000 bytes: ")));
 }
 
-// The tool and the client's own thread race for the news of a reset, and only
-// the tool can tell it: but it does, more often than not.
+// Either the tool or the client's receive thread sees the reset first, and only
+// the tool can report it. It usually does.
 TEST(EndingsTest, ReceivingFailsWhenThePeerIsSeenToReset) {
   constexpr int kRounds = 200;
   Outcome outcome;
@@ -360,12 +352,11 @@ TEST(EndingsTest, SendingFailsWhenThePeerDoesNotRead) {
                                    HasSubstr(" of 40000000 bytes: ")));
 }
 
-// Stacks so large that the system has room for one thread and not for two: the
-// clock gets its own, the receiver none.
+// With these stack sizes, memory suffices for one thread but not for two: for
+// the timer, but not for the receiver.
 TEST(EndingsTest, ReceivingFailsWithoutAThread) {
-#ifdef FAIRLEAD_SANITIZED
-  GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
-#endif
+  if (kSanitized)
+    GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
   ScriptedServer server([](int connection) { ReceiveAll(connection); });
   const Outcome outcome =
       RunProgram({.arguments = Words{"-c",
@@ -379,9 +370,8 @@ TEST(EndingsTest, ReceivingFailsWithoutAThread) {
 }
 
 TEST(EndingsTest, WithoutAnyThreadNothingIsConnected) {
-#ifdef FAIRLEAD_SANITIZED
-  GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
-#endif
+  if (kSanitized)
+    GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
   const Outcome outcome = RunProgram(
       {.arguments = {"-c",
                      "ulimit -s 400000 && ulimit -v 300000 && "
@@ -402,7 +392,7 @@ TEST(EndingsTest, AnInterruptEndsAtOnce) {
   connected.get_future().wait();
   kill(process.pid(), SIGINT);
   const Outcome outcome = process.Wait();
-  EXPECT_EQ(outcome.signal, SIGINT);  // A shell calls it 130.
+  EXPECT_EQ(outcome.signal, SIGINT);  // 130 in a shell.
   EXPECT_THAT(Fairlead({"send", "-help"}).output,
               HasSubstr("\n  130  interrupted"));
   EXPECT_THAT(ManPage(), HasSubstr(".B 130\ninterrupted"));

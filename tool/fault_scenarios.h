@@ -1,4 +1,4 @@
-// For the fault test: the commands that are run, one a row.
+// For the fault test: the commands that it runs.
 
 #ifndef FAIRLEAD_TOOL_FAULT_SCENARIOS_H_
 #define FAIRLEAD_TOOL_FAULT_SCENARIOS_H_
@@ -14,17 +14,17 @@ namespace fairlead::tool {
 
 using Files = std::map<std::string, std::string>;  // Contents by name.
 
-// What a command that says that it failed may leave.
+// What a failed command may leave behind.
 enum class Left {
-  kOld,        // The files as they were.
-  kOldOrNew,   // Each file as it was, or as the command makes it.
-  kBeginning,  // For files that grow: a beginning of what they become.
+  kOld,        // The old files.
+  kOldOrNew,   // Each file old or new.
+  kBeginning,  // For files that grow: a prefix of the new content.
 };
 
 struct Scenario {
   const char* name;
   Words arguments;
-  Files files = {};  // There before, in the folder in which it is run.
+  Files files = {};  // In the folder before the run.
   std::string input = {};
   Left left = Left::kOld;
 };
@@ -38,21 +38,21 @@ inline const Files kBox = {
 inline const Files kProfile = {{"box.ini", "[p]\ntimeout=15\neol=crlf\n"}};
 inline const Files kPlain = {{"plain", std::string(100'000, 'p')}};
 
-inline Words Ini(const Words& words) {
-  return Words{"ini", words[0], "-file", "box.ini"} +
-         Words(words.begin() + 1, words.end());
+inline Words Ini(const Words& arguments) {
+  return Words{"ini", arguments[0], "-file", "box.ini"} +
+         Words(arguments.begin() + 1, arguments.end());
 }
 
-inline Words Send(const Words& words) {
-  return Words{"send", "-demo", "-text", "hello", "-idle", "1"} + words;
+inline Words Send(const Words& arguments) {
+  return Words{"send", "-demo", "-text", "hello", "-idle", "1"} + arguments;
 }
 
-inline Words Log(const Words& words) {
-  return Words{"log", "-file", "box.log", "-stamp", "none"} + words;
+inline Words Log(const Words& arguments) {
+  return Words{"log", "-file", "box.log", "-stamp", "none"} + arguments;
 }
 
-inline Words Encrypt(const Words& words) {
-  return Words{"crypt", "encrypt", "-rc4", "secret"} + words;
+inline Words Encrypt(const Words& arguments) {
+  return Words{"crypt", "encrypt", "-rc4", "secret"} + arguments;
 }
 
 inline const std::vector<Scenario> kScenarios = {

@@ -1,17 +1,15 @@
-// The built command while the system refuses its calls, one a run: it does all
-// that it was asked to, or says that it cannot and leaves the files as they
-// were.
-//
-// The environment variable FAIRLEAD_FAULTS says which faults are tried: all of
-// them for "all"; for a number, the sample of which it is the seed; otherwise a
-// new sample each time, whose seed is printed.
+// Runs the command with one failing system call at a time.
+
+// The command must succeed completely, or report an error and leave the files
+// unchanged. The environment variable FAIRLEAD_FAULTS selects the faults: "all"
+// for all of them, a number for the sample with this seed. By default, a new
+// sample is drawn and its seed is printed.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <map>
@@ -27,6 +25,7 @@
 #include <vector>
 
 #include "tool/base/concat.h"
+#include "tool/base/environment.h"
 #include "tool/base/exit_status.h"
 #include "tool/fault_scenarios.h"
 #include "tool/io/read_file.h"
@@ -35,9 +34,7 @@
 namespace fairlead::tool {
 namespace {
 
-// --- What is run -------------------------------------------------------------
-
-constexpr const char* kLimit = "20";  // In seconds.
+constexpr const char* kMaxSeconds = "20";
 
 struct Trial {
   Outcome outcome;
@@ -52,8 +49,8 @@ Files FilesIn(const std::string& folder) {
   return files;
 }
 
-// Runs the command in a folder of its own, by means of the program that
-// `before` begins with, which may leave a trace in "../trace".
+// Runs the command in a new folder, started by the program and arguments in
+// `before`, which may write a trace to "../trace".
 Trial RunScenario(const Scenario& scenario, const Words& before) {
   const TempFolder folder;
   const std::string place = folder.path() + "/place";
@@ -61,7 +58,7 @@ Trial RunScenario(const Scenario& scenario, const Words& before) {
   for (const auto& [name, bytes] : scenario.files)
     folder.File("place/" + name, bytes);
   Outcome outcome = RunProgram(
-      {.arguments = Words{"-C", place, "timeout", "-s", "KILL", kLimit} +
+      {.arguments = Words{"-C", place, "timeout", "-s", "KILL", kMaxSeconds} +
                     before + Words{FAIRLEAD_PROGRAM} + scenario.arguments,
        .input = scenario.input,
        .program = "env"});
@@ -74,16 +71,14 @@ Trial RunTraced(const Scenario& scenario, const Words& options) {
                      Words{"strace", "-f", "-qq", "-o", "../trace"} + options);
 }
 
-// --- What is claimed ---------------------------------------------------------
-
-// A fault after which the files may be other than the scenario says.
+// A fault after which other files are allowed than the scenario says.
 struct Tolerated {
   std::string_view call;
   Left left;
 };
 
 constexpr Tolerated kTolerated[] = {
-    // That of the folder comes when the new file has taken the old one's place.
+    // The folder is synced after the new file has been renamed.
     {"fsync", Left::kOldOrNew},
 };
 
@@ -100,8 +95,8 @@ bool MayBeLeft(Left left, const std::string& text, const std::string& old,
   return false;
 }
 
-bool AreLeftRightly(const Files& files, Left left, const Files& old,
-                    const Files& made) {
+bool AreFilesAllowed(const Files& files, Left left, const Files& old,
+                     const Files& made) {
   const auto text_of = [](const Files& all, const std::string& name) {
     const auto found = all.find(name);
     return found == all.end() ? "" : found->second;
@@ -117,13 +112,13 @@ bool AreLeftRightly(const Files& files, Left left, const Files& old,
          });
 }
 
-// The statuses up to kMalformedInput are answers, which no fault may give.
+// The statuses up to kMalformedInput are results, which no fault may cause.
 bool IsFailure(int status) {
   return status > kMalformedInput &&
          !Meaning(static_cast<ExitStatus>(status)).empty();
 }
 
-bool SaysWhy(const std::string& error) {
+bool ReportsError(const std::string& error) {
   return ("\n" + error).find("\nfairlead") != std::string::npos;
 }
 
@@ -137,43 +132,41 @@ std::string Shown(const Trial& run) {
   return text.str();
 }
 
-// "" where the run does all that the undisturbed one did, or fails as it
-// should.
-std::string Complaint(const Trial& run, const Trial& base, const Files& old,
-                      Left left) {
+// Returns why the run is wrong, or "" if it did all that the undisturbed one
+// did or failed properly.
+std::string ErrorOf(const Trial& run, const Trial& base, const Files& old,
+                    Left left) {
   const Outcome& outcome = run.outcome;
-  if (outcome.signal == SIGKILL) return Concat("hung for ", kLimit, " s");
+  if (outcome.signal == SIGKILL) return Concat("hung for ", kMaxSeconds, " s");
   if (outcome.signal != 0) return Concat("crashed: signal ", outcome.signal);
   if (outcome.status == base.outcome.status &&
       outcome.output == base.outcome.output && run.files == base.files)
     return "";
   if (!IsFailure(outcome.status)) return "wrong: " + Shown(run);
-  if (!SaysWhy(outcome.error)) return "failed silently: " + Shown(run);
+  if (!ReportsError(outcome.error)) return "failed silently: " + Shown(run);
   if (!base.outcome.output.starts_with(outcome.output))
-    return "printed what is wrong: " + Shown(run);
-  if (!AreLeftRightly(run.files, left, old, base.files))
+    return "printed wrong output: " + Shown(run);
+  if (!AreFilesAllowed(run.files, left, old, base.files))
     return "left wrong files: " + Shown(run);
   return "";
 }
 
-// --- The faults --------------------------------------------------------------
-
 constexpr const char* kErrors[] = {"EIO", "ENOSPC", "EMFILE", "ENOMEM"};
 
-// Left out: memory, whose failures the loader and the C library meet as well;
-// futex, of whose errors the C library makes an abort; and what cannot fail.
-const std::set<std::string> kSpared = {
+// Memory calls fail in the loader and the C library as well; the C library
+// aborts if futex fails; the others cannot fail.
+const std::set<std::string> kSkippedCalls = {
     "brk",        "mmap", "mprotect",     "munmap",  "mremap", "futex",
     "exit_group", "exit", "rt_sigreturn", "madvise", "getpid", "gettid"};
 
-// How often a call is made. strace counts the calls of each thread from 1, and
-// the loader has made the first thread's first ones.
+// The number of times a call is made. strace counts per thread from 1, and the
+// loader makes the first calls of the first thread.
 struct Calls {
-  int before = 0;  // The loader's.
-  int own = 0;     // The most that a thread makes behind these.
+  int loader = 0;   // By the loader.
+  int program = 0;  // By the program; the maximum of its threads.
 };
 
-// The program begins by looking whether standard input is there, and the loader
+// The program's first call checks whether standard input is open. The loader
 // makes no such call.
 std::map<std::string, Calls> CallsIn(const std::string& trace) {
   static const std::regex kCall("([0-9]+) +([a-z0-9_]+)\\(.*");
@@ -188,9 +181,9 @@ std::map<std::string, Calls> CallsIn(const std::string& trace) {
     Calls& calls = all[parts[2]];
     const int number = ++made[Concat(parts[1].str(), " ", parts[2].str())];
     if (begun)
-      calls.own = std::max(calls.own, number - calls.before);
+      calls.program = std::max(calls.program, number - calls.loader);
     else
-      calls.before = number;
+      calls.loader = number;
   }
   return all;
 }
@@ -205,10 +198,10 @@ struct Fault {
 std::vector<Fault> FaultsOf(const std::string& trace) {
   std::vector<Fault> faults;
   for (const auto& [call, calls] : CallsIn(trace)) {
-    if (kSpared.contains(call)) continue;
+    if (kSkippedCalls.contains(call)) continue;
     for (const char* const error : kErrors)
-      for (int i = 1; i <= calls.own; ++i)
-        faults.push_back({call, error, calls.before + i, i == calls.own});
+      for (int i = 1; i <= calls.program; ++i)
+        faults.push_back({call, error, calls.loader + i, i == calls.program});
   }
   return faults;
 }
@@ -219,69 +212,66 @@ Left LeftAfter(const Fault& fault, const Scenario& scenario) {
   return tolerated == std::end(kTolerated) ? scenario.left : tolerated->left;
 }
 
-// Which faults are tried.
+// The selected faults.
 struct Choice {
   bool all = false;
   unsigned seed = 0;
 };
 
-Choice Chosen() {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no test changes a variable.
-  const char* const given = std::getenv("FAIRLEAD_FAULTS");
-  const std::string text = given == nullptr ? "" : given;
+Choice SelectedFaults() {
+  const std::string text(EnvironmentVariable("FAIRLEAD_FAULTS").value_or(""));
   if (text == "all") return {.all = true};
   return {.seed = text.empty() ? std::random_device{}()
                                : static_cast<unsigned>(std::stoul(text))};
 }
 
-constexpr std::size_t kShare = 5;  // One of so many is a sample.
+constexpr std::size_t kSampleInterval = 5;  // One of five.
 
 std::vector<Fault> SampleOf(std::vector<Fault> faults, unsigned seed) {
   std::ranges::shuffle(faults, std::mt19937(seed));
-  faults.resize((faults.size() + kShare - 1) / kShare);
+  faults.resize((faults.size() + kSampleInterval - 1) / kSampleInterval);
   return faults;
 }
 
-// Puts faults into one scenario, several runs at a time.
-class Loop {
+// Injects faults into one scenario, several runs at a time.
+class FaultLoop {
  public:
-  Loop(const Scenario& scenario, Trial base, std::vector<Fault> faults,
-       bool all)
+  FaultLoop(const Scenario& scenario, Trial base, std::vector<Fault> faults,
+            bool all)
       : scenario_(scenario),
         base_(std::move(base)),
         faults_(std::move(faults)),
         all_(all) {
     std::vector<std::thread> threads;
-    for (int i = 0; i < kAtATime; ++i) threads.emplace_back([this] { Work(); });
+    for (int i = 0; i < kThreads; ++i) threads.emplace_back([this] { Work(); });
     for (std::thread& thread : threads) thread.join();
   }
 
   int runs() const { return runs_; }
-  const std::vector<std::string>& complaints() const { return complaints_; }
+  const std::vector<std::string>& errors() const { return errors_; }
 
  private:
-  static constexpr int kAtATime = 3;
+  static constexpr int kThreads = 3;
 
-  // Behind the last call of the undisturbed run there may be more, with which
-  // the command answers the fault.
+  // A fault may cause calls beyond the last one of the undisturbed run.
   void Work() {
     for (std::size_t i = 0; (i = next_++) < faults_.size();) {
       Fault fault = faults_[i];
-      while (Put(fault) && all_ && fault.is_last) ++fault.when;
+      while (Inject(fault) && all_ && fault.is_last) ++fault.when;
     }
   }
 
-  // Whether the call was made at all.
-  bool Put(const Fault& fault) {
-    const std::string words =
+  // Returns whether the call was made.
+  bool Inject(const Fault& fault) {
+    const std::string option =
         Concat(fault.call, ":error=", fault.error, ":when=", fault.when);
     const Trial run = RunTraced(
-        scenario_, {"-e", "trace=" + fault.call, "-e", "inject=" + words});
-    const std::string complaint =
-        Complaint(run, base_, scenario_.files, LeftAfter(fault, scenario_));
+        scenario_, {"-e", "trace=" + fault.call, "-e", "inject=" + option});
+    const std::string error =
+        ErrorOf(run, base_, scenario_.files, LeftAfter(fault, scenario_));
     const std::lock_guard lock(mutex_);
     ++runs_;
-    if (!complaint.empty()) complaints_.push_back(words + ": " + complaint);
+    if (!error.empty()) errors_.push_back(option + ": " + error);
     return run.trace.find("(INJECTED)") != std::string::npos;
   }
 
@@ -291,21 +281,20 @@ class Loop {
   const bool all_;
   std::atomic<std::size_t> next_ = 0;
   std::mutex mutex_;
-  int runs_ = 0;                         // Guarded by mutex_.
-  std::vector<std::string> complaints_;  // Guarded by mutex_.
+  int runs_ = 0;                     // Guarded by mutex_.
+  std::vector<std::string> errors_;  // Guarded by mutex_.
 };
 
 class FaultTest : public testing::TestWithParam<Scenario> {
  protected:
   void SetUp() override {
-    if (kSanitized)
-      GTEST_SKIP() << "the faults would meet the sanitizer's own calls";
+    if (kSanitized) GTEST_SKIP() << "faults would hit the sanitizer's calls";
   }
 };
 
-TEST_P(FaultTest, ACallThatFailsLosesNothing) {
+TEST_P(FaultTest, AFailedCallLosesNothing) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
-  const Choice choice = Chosen();
+  const Choice choice = SelectedFaults();
   const Trial base = RunTraced(GetParam(), {});
   ASSERT_EQ(base.outcome.status, 0) << Shown(base);
   std::vector<Fault> faults = FaultsOf(base.trace);
@@ -313,15 +302,14 @@ TEST_P(FaultTest, ACallThatFailsLosesNothing) {
   EXPECT_GT(count, 30U) << base.trace;
   if (!choice.all) faults = SampleOf(std::move(faults), choice.seed);
 
-  const Loop loop(GetParam(), base, std::move(faults), choice.all);
+  const FaultLoop loop(GetParam(), base, std::move(faults), choice.all);
   std::cout << count << " faults, "
-            << (choice.all ? "all put" : Concat("seed ", choice.seed)) << "; "
-            << loop.runs() << " runs\n";
-  for (const std::string& complaint : loop.complaints())
-    ADD_FAILURE() << complaint;
+            << (choice.all ? "all injected" : Concat("seed ", choice.seed))
+            << "; " << loop.runs() << " runs\n";
+  for (const std::string& error : loop.errors()) ADD_FAILURE() << error;
 }
 
-// Three are the standard streams, which leaves nothing for the loader.
+// A limit of three allows only the standard streams, and the loader fails.
 TEST_P(FaultTest, TooFewDescriptorsLoseNothing) {
   const Trial base = RunScenario(GetParam(), {"env"});
   ASSERT_EQ(base.outcome.status, 0) << Shown(base);
@@ -334,7 +322,7 @@ TEST_P(FaultTest, TooFewDescriptorsLoseNothing) {
         run.outcome.error.find("shared librar") == std::string::npos;
     EXPECT_TRUE(loaded || run.outcome.status == 127) << Shown(run);
     if (!loaded) continue;
-    EXPECT_EQ(Complaint(run, base, GetParam().files, GetParam().left), "");
+    EXPECT_EQ(ErrorOf(run, base, GetParam().files, GetParam().left), "");
   }
 }
 

@@ -1,5 +1,4 @@
-// Writes what is made from the command table and installed beside the command:
-// make_documents FOLDER
+// Generates the man page and the completions: make_documents FOLDER
 
 #include <cstdio>
 #include <string>

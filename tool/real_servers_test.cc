@@ -1,4 +1,4 @@
-// The command against servers that others wrote, where these are installed.
+// The command against real servers, if they are installed.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,7 +25,8 @@ bool IsInstalled(const std::string& program) {
              .status == 0;
 }
 
-// Whether somebody answers at the port, looked at for ten seconds.
+// Waits up to ten seconds for a server at the port. Returns whether there is
+// one.
 bool ComesUp(int port) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   while (std::chrono::steady_clock::now() < end) {
@@ -39,7 +40,7 @@ bool ComesUp(int port) {
   return false;
 }
 
-// A server on a free port; another port is tried where one was taken meanwhile.
+// A server on a free port. Tries another port if it was taken in the meantime.
 class RealServer {
  public:
   explicit RealServer(const std::function<Launch(int)>& launch_at) {

@@ -1,3 +1,5 @@
+// Runs the command that the arguments name.
+
 #include "tool/run_command.h"
 
 #include <cstdio>
@@ -20,7 +22,7 @@
 namespace fairlead::tool {
 namespace {
 
-// The command that runs, for as long as it does.
+// The running command, or nullptr.
 const Command* running = nullptr;
 
 // Returns the name of the command. "-help" and "--version" in its place mean
@@ -76,10 +78,10 @@ struct ClearRunning {
   ~ClearRunning() { running = nullptr; }
 };
 
-// With `silent`, the library prints "-33" and ends the process where a name is
-// not resolved; nothing else ends it inside a command. A line after it names
-// the error.
-void SayWhyItEnded() {
+// With `silent`, the library prints "-33" and ends the process if a name cannot
+// be resolved. Nothing else ends it inside a command, so this reports the
+// error.
+void ReportUnresolvedHost() {
   if (running == nullptr) return;
   std::puts("");
   PrintError(TopName(*running), "no IPv4 address is known for the host");
@@ -88,9 +90,9 @@ void SayWhyItEnded() {
 }  // namespace
 
 ExitStatus RunCommand(std::span<char* const> arguments) {
-  static const bool registered = std::atexit(SayWhyItEnded) == 0;
+  static const bool registered = std::atexit(ReportUnresolvedHost) == 0;
   (void)registered;
-  const ClearRunning clear_at_the_end;
+  const ClearRunning clear_running;
   std::string_view name;
   try {
     const Output output;
@@ -103,10 +105,10 @@ ExitStatus RunCommand(std::span<char* const> arguments) {
     PrintError(name, failure.what());
     return failure.status();
   } catch (const std::bad_alloc&) {
-    PrintError(name, "there is not enough memory for what is read");
+    PrintError(name, "not enough memory for the input");
     return kCannotRead;
   } catch (const std::system_error& error) {
-    PrintError(name, Concat("no thread can be started: ", error.what()));
+    PrintError(name, Concat("cannot start a thread: ", error.what()));
     return kNotConnected;
   }
 }

@@ -1,4 +1,4 @@
-// What a command says where the system gives it too little.
+// Commands that run out of memory.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 namespace fairlead::tool {
 namespace {
 
-TEST(RunCommandTest, TooLittleMemoryIsToldAndNotACrash) {
+TEST(RunCommandTest, ReportsTooLittleMemory) {
   if (kSanitized)
     GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
   const TempFolder folder;
@@ -22,8 +22,7 @@ TEST(RunCommandTest, TooLittleMemoryIsToldAndNotACrash) {
        .program = "/bin/sh"});
   EXPECT_EQ(outcome.status, 26);
   EXPECT_EQ(outcome.output, "");
-  EXPECT_EQ(outcome.error,
-            "fairlead send: there is not enough memory for what is read\n");
+  EXPECT_EQ(outcome.error, "fairlead send: not enough memory for the input\n");
 }
 
 }  // namespace

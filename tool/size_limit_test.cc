@@ -15,10 +15,10 @@ using testing::HasSubstr;
 
 class SizeLimitTest : public testing::Test {
  protected:
-  // Runs the shell's command, in which "$0" is fairlead, in the folder, where
-  // no file may become larger than 8 blocks. The file "old" is all there is
-  // before and after, but for what the shell itself makes.
-  void ExpectTold(const std::string& command, const std::string& files) const {
+  // Runs a shell command, in which "$0" is fairlead, with a limit of 8 blocks
+  // on file sizes. Expects an error and exactly these files in the folder.
+  void ExpectReported(const std::string& command,
+                      const std::string& files) const {
     SCOPED_TRACE(command);
     const Outcome outcome =
         RunProgram({.arguments = {"-c", "ulimit -f 8; cd \"$1\" && " + command,
@@ -37,16 +37,16 @@ class SizeLimitTest : public testing::Test {
   const std::string old_ = folder_.File("old", "[s]\nk=v\n");
 };
 
-TEST_F(SizeLimitTest, AFileThatIsReplacedStays) {
-  ExpectTold("\"$0\" crypt encrypt -rc4 k -stdin -out old", "old\n");
+TEST_F(SizeLimitTest, AReplacedFileIsKept) {
+  ExpectReported("\"$0\" crypt encrypt -rc4 k -stdin -out old", "old\n");
   const std::string set =
       "\"$0\" ini set -file old -section s -key k -value \"$(cat)\"";
-  ExpectTold(set, "old\n");
-  ExpectTold(set + " -inplace", "old\n");
+  ExpectReported(set, "old\n");
+  ExpectReported(set + " -inplace", "old\n");
 }
 
-// The second edit makes the text short again, and only the last text counts.
-TEST_F(SizeLimitTest, OfSeveralEditsOnlyTheResultCounts) {
+// The second edit makes the text short again, and only the result is written.
+TEST_F(SizeLimitTest, OnlyTheResultOfSeveralEditsCounts) {
   const Outcome outcome =
       RunProgram({.arguments = {"-c",
                                 "ulimit -f 8; { printf 's\\tk\\t'; cat; "
@@ -59,7 +59,7 @@ TEST_F(SizeLimitTest, OfSeveralEditsOnlyTheResultCounts) {
   EXPECT_EQ(ReadFile(old_), "[s]\nk=short\n");
 }
 
-TEST_F(SizeLimitTest, WhatNeedsACopyOfALargeFileSaysThatItCannotWriteIt) {
+TEST_F(SizeLimitTest, ReportsACopyThatIsTooLarge) {
   const std::string large =
       folder_.File("large", "[s]\nk=" + std::string(50'000, 'x') + "\n");
   const Outcome outcome = RunProgram(
@@ -72,12 +72,12 @@ TEST_F(SizeLimitTest, WhatNeedsACopyOfALargeFileSaysThatItCannotWriteIt) {
                 "' in memory: File too large (raise 'ulimit -f')\n");
 }
 
-TEST_F(SizeLimitTest, ANewFileIsNotMade) {
-  ExpectTold("\"$0\" crypt encrypt -rc4 k -stdin -out new", "old\n");
+TEST_F(SizeLimitTest, ANewFileIsNotCreated) {
+  ExpectReported("\"$0\" crypt encrypt -rc4 k -stdin -out new", "old\n");
 }
 
-TEST_F(SizeLimitTest, StandardOutputIsTold) {
-  ExpectTold("\"$0\" crypt encrypt -rc4 k -stdin > new", "new\nold\n");
+TEST_F(SizeLimitTest, ReportsStandardOutput) {
+  ExpectReported("\"$0\" crypt encrypt -rc4 k -stdin > new", "new\nold\n");
 }
 
 }  // namespace

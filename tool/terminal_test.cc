@@ -1,4 +1,4 @@
-// What is different when a person looks on.
+// What is different on a terminal.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,19 +28,19 @@ class TerminalTest : public testing::Test {
   }
 };
 
-TEST_F(TerminalTest, ControlBytesAreVisibleThere) {
+TEST_F(TerminalTest, ControlBytesAreVisible) {
   EXPECT_EQ(
       RunProgram({.arguments = kControl, .output_is_terminal = true}).output,
       "\\x1b[1mA\\r\n\\x07");
 }
 
-TEST_F(TerminalTest, ElsewhereTheyPassAsTheyAre) {
+TEST_F(TerminalTest, ControlBytesPassUnchangedElsewhere) {
   EXPECT_EQ(
       RunProgram({.arguments = kControl, .error_is_terminal = true}).output,
       "\033[1mA\r\n\007");
 }
 
-TEST_F(TerminalTest, StampsAreColouredThere) {
+TEST_F(TerminalTest, TimestampsAreColoured) {
   EXPECT_THAT(
       RunProgram({.arguments = kStamped, .output_is_terminal = true}).output,
       MatchesRegex("\033\\[2m\\[.*\\] \033\\[0mA\n"));
@@ -76,13 +76,13 @@ TEST_F(TerminalTest, ADumbTerminalGetsPlainText) {
   EXPECT_THAT(outcome.error, Not(HasSubstr(kEscape)));
 }
 
-TEST_F(TerminalTest, ErrorsAreBoldThere) {
+TEST_F(TerminalTest, ErrorsAreBold) {
   EXPECT_THAT(
       RunProgram({.arguments = {"send"}, .error_is_terminal = true}).error,
       HasSubstr("\033[1mfairlead send:\033[0m missing"));
 }
 
-// What the person sees: all that the one terminal gets, in its order.
+// Returns what the user sees: standard output and error on one terminal.
 std::string Seen(const Words& arguments, const std::string& input = "") {
   return RunProgram({.arguments = arguments,
                      .input = input,
@@ -91,14 +91,14 @@ std::string Seen(const Words& arguments, const std::string& input = "") {
       .output;
 }
 
-TEST_F(TerminalTest, WordsBeginBelowTheReplyAndWipeNothing) {
+TEST_F(TerminalTest, MessagesBeginBelowTheReply) {
   EXPECT_EQ(Seen({"send", "-demo", "-text", "hello"}),
             "dns resolved: 127.0.0.1\n"
             "hello\n"
             "fairlead send: 5 bytes sent, 5 received; the peer closed\n");
 }
 
-TEST_F(TerminalTest, AReplyThatEndsItsLineNeedsNoOther) {
+TEST_F(TerminalTest, NoEmptyLineFollowsACompleteReply) {
   EXPECT_EQ(Seen({"send", "-demo", "-text", "hello", "-eol", "lf"}),
             "dns resolved: 127.0.0.1\n"
             "hello\n"
@@ -107,7 +107,7 @@ TEST_F(TerminalTest, AReplyThatEndsItsLineNeedsNoOther) {
             Seen({"send"}).size() - 1);
 }
 
-TEST_F(TerminalTest, ARedirectedReplyLeavesTheWordsAsTheyAre) {
+TEST_F(TerminalTest, ARedirectedReplyDoesNotChangeTheMessages) {
   const Outcome words =
       RunProgram({.arguments = {"send", "-demo", "-text", "x"},
                   .error_is_terminal = true,
@@ -120,8 +120,8 @@ TEST_F(TerminalTest, ARedirectedReplyLeavesTheWordsAsTheyAre) {
   EXPECT_EQ(data.error, words.error);
 }
 
-// The reason comes while the bar still stands; it takes the bar's line.
-TEST_F(TerminalTest, AnAnswerToABrokenSendStandsOnItsOwnLine) {
+// The reply arrives while the bar is drawn, and replaces it.
+TEST_F(TerminalTest, AnAnswerToABrokenSendReplacesTheBar) {
   ScriptedServer server([](int connection) {
     SendAll(connection, "no room");
     Receive(connection, 1'000'000);
@@ -132,7 +132,7 @@ TEST_F(TerminalTest, AnAnswerToABrokenSendStandsOnItsOwnLine) {
               HasSubstr(" MB\033[K\r\033[Kno room\nfairlead send: sending"));
 }
 
-TEST_F(TerminalTest, ALongSendDrawsABarAndTakesItAway) {
+TEST_F(TerminalTest, ALongSendDrawsAndErasesABar) {
   const std::string body(1'000'000, 'x');
   const Outcome outcome = RunProgram({.arguments = {"send", "-demo", "-stdin"},
                                       .input = body,
@@ -144,7 +144,7 @@ TEST_F(TerminalTest, ALongSendDrawsABarAndTakesItAway) {
               HasSubstr("100% of 1.0 MB\033[K\r\033[K\033[1mfairlead"));
 }
 
-TEST_F(TerminalTest, NoBarIsDrawnWhereNoneIsWanted) {
+TEST_F(TerminalTest, NoBarIsDrawnElsewhere) {
   const std::string body(1'000'000, 'x');
   const Outcome quiet =
       RunProgram({.arguments = {"send", "-demo", "-stdin", "-quiet"},

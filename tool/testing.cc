@@ -1,3 +1,5 @@
+// Starts programs, serves connections and creates folders for tests.
+
 #include "tool/testing.h"
 
 #include <arpa/inet.h>
@@ -14,17 +16,19 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
+#include <random>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
+#include "tool/base/environment.h"
+
 namespace fairlead::tool {
 namespace {
 
-constexpr int kMinute = 60000;  // In milliseconds.
+constexpr int kMaxWait = 60'000;  // In milliseconds.
 
 int Checked(int result, const char* what) {
   if (result == -1)
@@ -32,7 +36,7 @@ int Checked(int result, const char* what) {
   return result;
 }
 
-// The two ends of a channel; the program gets `theirs`.
+// The two ends of a pipe or terminal; the program gets `theirs`.
 struct Ends {
   int ours = -1;
   int theirs = -1;
@@ -44,7 +48,7 @@ Ends Pipe(bool ours_is_read) {
   return ours_is_read ? Ends{ends[0], ends[1]} : Ends{ends[1], ends[0]};
 }
 
-// A pseudo-terminal that passes every byte on as it is.
+// Returns a pseudo-terminal in raw mode.
 Ends Terminal() {
   Ends ends;
   ends.ours =
@@ -93,7 +97,7 @@ void Fill(int pipe) {
   fcntl(pipe, F_SETFL, 0);
 }
 
-// The signals that the test ignores are not to be ignored by the program.
+// Resets the signals that the test ignores or blocks.
 void ResetSignals(posix_spawnattr_t* attributes) {
   sigset_t signals;
   sigemptyset(&signals);
@@ -105,14 +109,13 @@ void ResetSignals(posix_spawnattr_t* attributes) {
                            POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 }
 
-// The first of two values counts. The program reads the clock and letters as
-// the test does.
-Words Environment(const Launch& launch) {
+// Returns the environment of the program. The first of two values counts. Time
+// zone and locale are those of the test.
+Words EnvironmentOf(const Launch& launch) {
   Words environment = launch.environment;
   for (const char* const name : {"PATH", "TZ", "LC_ALL"})
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no test changes a variable.
-    if (const char* const value = std::getenv(name))
-      environment.push_back(std::string(name) + "=" + value);
+    if (const auto value = EnvironmentVariable(name))
+      environment.push_back(std::string(name).append("=").append(*value));
   environment.emplace_back("TERM=xterm");
   return environment;
 }
@@ -125,13 +128,13 @@ pid_t Spawn(const Launch& launch, std::array<int, 3> standard) {
                                      standard[static_cast<std::size_t>(i)], i);
   for (const int descriptor : launch.closed)
     posix_spawn_file_actions_addclose(&actions, descriptor);
-  // What the test program inherited is not for the one it starts.
+  // The program must not inherit other descriptors of the test.
   posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   ResetSignals(&attributes);
 
-  Words environment = Environment(launch);
+  Words environment = EnvironmentOf(launch);
   const std::string program =
       launch.program.empty() ? FAIRLEAD_PROGRAM : launch.program;
   Words arguments = launch.arguments;
@@ -147,23 +150,23 @@ pid_t Spawn(const Launch& launch, std::array<int, 3> standard) {
   return pid;
 }
 
-void Drop(int& descriptor) {
+void Close(int& descriptor) {
   if (descriptor != -1) close(std::exchange(descriptor, -1));
 }
 
-// Appends what can be read; closes at the end of it.
+// Appends what can be read. Closes the descriptor at the end of file.
 void ReadSome(int& descriptor, std::string& text) {
   std::array<char, 65536> buffer{};
   const ssize_t count = read(descriptor, buffer.data(), buffer.size());
   if (count > 0)
     text.append(buffer.data(), static_cast<std::size_t>(count));
   else if (count == 0 || errno != EINTR)
-    Drop(descriptor);
+    Close(descriptor);
 }
 
 void WriteSome(int& descriptor, std::string_view& input) {
   const ssize_t count = write(descriptor, input.data(), input.size());
-  if (count < 0 && errno != EAGAIN && errno != EINTR) Drop(descriptor);
+  if (count < 0 && errno != EAGAIN && errno != EINTR) Close(descriptor);
   if (count > 0) input.remove_prefix(static_cast<std::size_t>(count));
 }
 
@@ -196,7 +199,7 @@ Process::Process(const Launch& launch) {
     stuck_.push_back(std::exchange(error.ours, -1));
   }
   pid_ = Spawn(launch, {input.theirs, output.theirs, error.theirs});
-  for (Ends* const ends : {&input, &output, &error}) Drop(ends->theirs);
+  for (Ends* const ends : {&input, &output, &error}) Close(ends->theirs);
   input_ = input.ours;
   output_ = output.ours;
   error_ = error.ours;
@@ -213,15 +216,14 @@ Process::~Process() {
   Wait();
 }
 
-// Ends when the program has closed both its outputs. A terminal ends with an
-// error when nobody has it open.
+// Ends when the program has closed both outputs. Reading a terminal then fails.
 void Process::Communicate(std::string_view input, bool input_stays_open) {
   while (output_ != -1 || error_ != -1) {
-    if (input.empty() && !input_stays_open) Drop(input_);
+    if (input.empty() && !input_stays_open) Close(input_);
     std::array<pollfd, 3> waits = {
         pollfd{input.empty() ? -1 : input_, POLLOUT, 0},
         pollfd{output_, POLLIN, 0}, pollfd{error_, POLLIN, 0}};
-    if (poll(waits.data(), waits.size(), kMinute) == 0) {
+    if (poll(waits.data(), waits.size(), kMaxWait) == 0) {
       kill(pid_, SIGKILL);
       break;
     }
@@ -229,14 +231,14 @@ void Process::Communicate(std::string_view input, bool input_stays_open) {
     if (waits[1].revents != 0) ReadSome(output_, outcome_.output);
     if (waits[2].revents != 0) ReadSome(error_, outcome_.error);
   }
-  for (int* const end : {&input_, &output_, &error_}) Drop(*end);
+  for (int* const end : {&input_, &output_, &error_}) Close(*end);
 }
 
 Outcome Process::Wait() {
   thread_.join();
   int status = 0;
   waitpid(pid_, &status, 0);
-  for (int& end : stuck_) Drop(end);
+  for (int& end : stuck_) Close(end);
   if (WIFEXITED(status)) outcome_.status = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) outcome_.signal = WTERMSIG(status);
   return outcome_;
@@ -251,7 +253,7 @@ Outcome Fairlead(Words arguments) {
 std::string WhyNoTerminal() {
   try {
     Ends terminal = Terminal();
-    for (int* const end : {&terminal.ours, &terminal.theirs}) Drop(*end);
+    for (int* const end : {&terminal.ours, &terminal.theirs}) Close(*end);
     return "";
   } catch (const std::system_error& error) {
     return std::string("there is no pseudo-terminal: ") + error.what();
@@ -309,7 +311,7 @@ int PortOf(int socket) {
   return ntohs(address.sin_port);
 }
 
-// It was free a moment ago; the system gives out others first.
+// The port was free a moment ago, and the system assigns others first.
 int ClosedPort() {
   const int listener = ListenOnLoopback(1);
   const int port = PortOf(listener);
@@ -356,28 +358,31 @@ void Reset(int socket) {
   setsockopt(socket, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
 }
 
-TempFolder::TempFolder() {
-  path_ = (std::filesystem::temp_directory_path() / "fairlead.XXXXXX").string();
-  if (mkdtemp(path_.data()) == nullptr) Checked(-1, "mkdtemp");
-}
-
-TempFolder::~TempFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
+// Defined here, so that clang accepts constant objects.
+TempFolder::TempFolder() = default;
 
 std::string TempFolder::File(std::string_view name,
                              std::string_view bytes) const {
-  std::string path = path_ + "/" + std::string(name);
-  std::FILE* const file = std::fopen(path.c_str(), "w");
-  if (file == nullptr) throw std::runtime_error(path);
-  const bool written =
-      std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  if (std::fclose(file) != 0 || !written) throw std::runtime_error(path);
+  std::string path = Path(name);
+  internal::WriteFile(path, bytes);
   return path;
 }
 
-// Only the call that fails is traced.
+std::string RandomBytes(std::size_t count) {
+  std::mt19937_64 random(count);
+  std::string bytes(count, '\0');
+  for (char& c : bytes) c = static_cast<char>(random());
+  return bytes;
+}
+
+std::string OneLine(const std::string& text) {
+  std::istringstream in(text);
+  std::string line;
+  for (std::string word; in >> word;) line.append(word).append(" ");
+  return line;
+}
+
+// Traces only the call that fails, which is fast.
 Words WithFault(std::string_view fault) {
   return {"-f", "-qq",
           "-o", "/dev/null",

@@ -1,4 +1,4 @@
-// For the tests: the command as a process, and servers to exchange with.
+// For tests: the command as a process, and servers to connect to.
 
 #ifndef FAIRLEAD_TOOL_TESTING_H_
 #define FAIRLEAD_TOOL_TESTING_H_
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "fairlead/testing/sanitizers.h"
+#include "fairlead/testing/temp_folder.h"
 
 namespace fairlead::tool {
 
@@ -20,33 +21,33 @@ using Words = std::vector<std::string>;
 
 using internal::kSanitized;
 
-/// How to start a program, and what its standard descriptors are.
+/// How to start a program, and its standard descriptors.
 struct Launch {
-  Words arguments = {};           ///< Behind the program's path.
+  Words arguments = {};           ///< After the program's path.
   std::string input = {};         ///< All of standard input.
-  bool input_stays_open = false;  ///< No end comes after `input`.
-  std::string output_path = {};   ///< A file in the place of a pipe.
-  bool output_is_broken = false;  ///< A pipe that nobody reads.
-  bool output_is_stuck = false;   ///< A full pipe that nobody empties.
+  bool input_stays_open = false;  ///< No end of file after `input`.
+  std::string output_path = {};   ///< A file instead of a pipe.
+  bool output_is_broken = false;  ///< A pipe without a reader.
+  bool output_is_stuck = false;   ///< A full pipe that is not read.
   bool error_is_stuck = false;
   bool output_is_terminal = false;
   bool error_is_terminal = false;
   bool one_terminal = false;     ///< Standard output and error together.
   std::vector<int> closed = {};  ///< Descriptors to begin without.
-  Words environment = {};    ///< Besides TERM=xterm, and PATH, TZ and LC_ALL as
-                             ///< the test has them.
+  Words environment = {};    ///< In addition to TERM=xterm and the test's PATH,
+                             ///< TZ and LC_ALL.
   std::string program = {};  ///< The command fairlead if "".
 };
 
-/// What a program left behind.
+/// The result of a program.
 struct Outcome {
   std::string output;
   std::string error;
-  int status = -1;  ///< The exit status; -1 where a signal ended it.
+  int status = -1;  ///< The exit status; -1 if a signal ended it.
   int signal = 0;
 };
 
-/// A running program. One that does not end within a minute is killed.
+/// A running program. It is killed if it does not end within a minute.
 class Process {
  public:
   explicit Process(const Launch& launch);
@@ -56,7 +57,7 @@ class Process {
 
   pid_t pid() const { return pid_; }
 
-  /// Waits for the end; to be called once.
+  /// Waits for the end. Call it once.
   Outcome Wait();
 
  private:
@@ -66,7 +67,7 @@ class Process {
   int input_ = -1;
   int output_ = -1;
   int error_ = -1;
-  std::vector<int> stuck_;  // The ends that nobody reads.
+  std::vector<int> stuck_;  // Unread pipe ends.
   Outcome outcome_;
   std::thread thread_;
 };
@@ -76,23 +77,23 @@ Outcome RunProgram(const Launch& launch);
 /// Runs `fairlead` with these arguments and an empty standard input.
 Outcome Fairlead(Words arguments);
 
-/// "" where a program can be given a terminal, otherwise why it cannot: the
-/// words with which a test of terminals is skipped.
+/// Returns "" if a pseudo-terminal can be created, else why not, for skipping a
+/// test.
 std::string WhyNoTerminal();
 
-/// "" where strace can put a fault into a system call, otherwise why it cannot.
+/// Returns "" if strace can inject a fault into a system call, else why not.
 std::string WhyNoFaults();
 
-/// A loopback server whose one connection a script serves, on a thread.
+/// A loopback server that serves one connection with a script, on a thread.
 class ScriptedServer {
  public:
-  /// @param script gets the connected socket, which is closed after it
+  /// @param script receives the connected socket, which is closed afterwards
   explicit ScriptedServer(std::function<void(int)> script);
   ScriptedServer(const ScriptedServer&) = delete;
   ScriptedServer& operator=(const ScriptedServer&) = delete;
   ~ScriptedServer();
 
-  /// The arguments -host and -port that lead here, behind the command.
+  /// Returns the command with the arguments -host and -port of this server.
   Words Arguments(std::string_view command) const;
   int port() const { return port_; }
 
@@ -103,50 +104,48 @@ class ScriptedServer {
   std::thread thread_;
 };
 
-/// A port on which nothing listens.
+/// Returns a port on which nothing listens.
 int ClosedPort();
 
-/// A socket that listens on a free loopback port, with room for so many
-/// connections that nobody accepts.
+/// Returns a socket that listens on a free loopback port, with a queue of
+/// `backlog` connections.
 int ListenOnLoopback(int backlog);
 int PortOf(int socket);
 
-/// Connected to the loopback port, or -1.
+/// Returns a socket connected to the loopback port, or -1.
 int ConnectToPort(int port);
 
 void SendAll(int socket, std::string_view bytes);
 
-/// So many bytes, or fewer where the peer closes before.
+/// Returns `count` bytes, or fewer if the peer closes the connection.
 std::string Receive(int socket, std::size_t count);
 
-/// All bytes up to the peer's close.
+/// Returns all bytes until the peer closes the connection.
 std::string ReceiveAll(int socket);
 
-/// Closes so that the peer's system sees a reset.
+/// Makes closing the socket reset the connection.
 void Reset(int socket);
 
-/// A folder of its own, deleted with all that is in it.
-class TempFolder {
+/// A new empty folder, deleted with its content at the end of its scope.
+class TempFolder : public internal::TempFolder {
  public:
   TempFolder();
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-  ~TempFolder();
 
-  const std::string& path() const { return path_; }
-
-  /// Writes a file into it; returns its path.
+  /// Writes a file in the folder. Returns its path.
   std::string File(std::string_view name, std::string_view bytes) const;
-
- private:
-  std::string path_;
 };
 
-/// The words behind "strace" that run a program with this fault in its calls,
-/// such as "poll:error=ENOMEM:when=2".
+/// Returns the arguments of strace that inject this fault into a program, such
+/// as "poll:error=ENOMEM:when=2".
 Words WithFault(std::string_view fault);
 
-/// The arguments with more behind them.
+/// Returns random bytes, seeded with their number.
+std::string RandomBytes(std::size_t count);
+
+/// Returns the words of the text on one line, each followed by a space.
+std::string OneLine(const std::string& text);
+
+/// Returns the concatenated arguments.
 Words operator+(Words arguments, const Words& more);
 
 }  // namespace fairlead::tool

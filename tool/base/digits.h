@@ -1,4 +1,4 @@
-// Whether a text is a number of digits alone.
+// A test for decimal digits.
 
 #ifndef FAIRLEAD_TOOL_BASE_DIGITS_H_
 #define FAIRLEAD_TOOL_BASE_DIGITS_H_
@@ -7,7 +7,7 @@
 
 namespace fairlead::tool {
 
-/// Whether the text is one decimal digit or more, and nothing else.
+/// Returns whether the text consists of one or more decimal digits.
 constexpr bool IsDigits(std::string_view text) {
   return !text.empty() &&
          text.find_first_not_of("0123456789") == std::string_view::npos;

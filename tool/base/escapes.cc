@@ -1,3 +1,5 @@
+// Converts text to and from escapes, and makes control bytes visible.
+
 #include "tool/base/escapes.h"
 
 #include <cstddef>

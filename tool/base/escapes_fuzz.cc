@@ -29,7 +29,7 @@ bool HasControlByte(std::string_view text, std::string_view allowed) {
   return false;
 }
 
-// What is read is spelled in a way that reads the same.
+// Escaping what was read must read back the same.
 void ReadBack(std::string_view text) {
   try {
     const std::string bytes = Unescaped(text, "text");

@@ -1,3 +1,5 @@
+// Tests of the escapes, in both directions.
+
 #include "tool/base/escapes.h"
 
 #include <gtest/gtest.h>
@@ -43,7 +45,7 @@ TEST(EscapesTest, ReadsPairsOfHexadecimalDigits) {
   EXPECT_EQ(FromHex("00\tff\r\n10\v11\f12", "hex"), "\0\xff\x10\x11\x12"s);
 }
 
-TEST(EscapesTest, RefusesWhatIsNoPairOfDigits) {
+TEST(EscapesTest, RefusesInvalidPairsOfDigits) {
   for (const char* const digits :
        {"0", "000", "0 0", "0g", "g0", "0x00", "-1"}) {
     SCOPED_TRACE(digits);
@@ -51,7 +53,7 @@ TEST(EscapesTest, RefusesWhatIsNoPairOfDigits) {
   }
 }
 
-TEST(EscapesTest, SpellsEveryByteOnOneLine) {
+TEST(EscapesTest, EscapesEveryByteOnOneLine) {
   EXPECT_EQ(Escaped("a b\r\n\t\\\0\x1b\x7f"s), R"(a b\r\n\t\\\x00\x1b\x7f)");
   EXPECT_EQ(Escaped("\xff\x80"), R"(\xff\x80)");
 }
@@ -94,7 +96,7 @@ TEST(EscapesTest, KeepsWellFormedUtf8Alone) {
   }
 }
 
-TEST(EscapesTest, WhatIsEscapedComesBack) {
+TEST(EscapesTest, UnescapingReversesEscaping) {
   constexpr unsigned kSeed = 20261121;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);
@@ -107,14 +109,14 @@ TEST(EscapesTest, WhatIsEscapedComesBack) {
   }
 }
 
-TEST(EscapesTest, JsonKeepsUtf8AndSpellsTheRest) {
+TEST(EscapesTest, JsonKeepsUtf8AndEscapesTheRest) {
   EXPECT_EQ(JsonString(""), R"("")");
   EXPECT_EQ(JsonString("a\"\\\n\x7f"), R"("a\"\\\u000a\u007f")");
   EXPECT_EQ(JsonString("Zo\xc3\xab"), "\"Zo\xc3\xab\"");
   EXPECT_EQ(JsonString("\xeb\xc2\x85"), R"("\u00eb\u00c2\u0085")");
 }
 
-TEST(EscapesTest, QuotesAWordOnOneHarmlessLine) {
+TEST(EscapesTest, QuotesATextOnOneSafeLine) {
   EXPECT_EQ(Quoted("plain \\q"), "'plain \\q'");
   EXPECT_EQ(Quoted("\033[31m\n"), "'\\x1b[31m\\n'");
   EXPECT_EQ(Quoted(std::string(100, 'x')), "'" + std::string(100, 'x') + "'");

@@ -1,4 +1,4 @@
-// Why a system call failed, and what helps.
+// Why a system call failed, and a remedy.
 
 #ifndef FAIRLEAD_TOOL_BASE_REASON_H_
 #define FAIRLEAD_TOOL_BASE_REASON_H_
@@ -11,8 +11,8 @@
 
 namespace fairlead::tool {
 
-/// What the system says of an error number, and the remedy where there is one:
-/// "Too many open files (raise 'ulimit -n')".
+/// Returns the system's text for an error number, with the remedy if there is
+/// one: "Too many open files (raise 'ulimit -n')".
 inline std::string Reason(int error) {
   const auto with = [error](std::string_view remedy) {
     return Concat(ErrorText(error), " (", remedy, ")");
@@ -24,7 +24,7 @@ inline std::string Reason(int error) {
       return with("raise 'ulimit -f'");
     case ENOSPC:
     case EDQUOT:
-      return with("make room on the disk");
+      return with("free space on the disk");
     default:
       return ErrorText(error);
   }

@@ -1,3 +1,5 @@
+// Parses the arguments of a command against its parameters.
+
 #include "tool/command/arguments.h"
 
 #include <algorithm>

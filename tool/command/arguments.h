@@ -64,8 +64,8 @@ void ParameterIsNotListed();
 /// The arguments of a command as one table lists them.
 ///
 /// Asking for a parameter that the table does not list does not compile. A view
-/// through a table converts to one through any smaller table, so that code
-/// which several commands share names what it reads in a table of its own.
+/// through a table converts to one through any smaller table, so shared code
+/// lists what it reads in its own table.
 template <const auto& kTable>
 class Arguments {
  public:

@@ -1,3 +1,5 @@
+// Tests of the parsing of arguments.
+
 #include "tool/command/arguments.h"
 
 #include <gmock/gmock.h>
@@ -86,7 +88,7 @@ constexpr Command kSlow = {
 constexpr const Command* kMembers[] = {&kQuick, &kSlow};
 constexpr Command kFamily = {.name = "family", .subcommands = kMembers};
 
-// The arguments of a command, and what was parsed of them.
+// The arguments of a command, and the result of parsing them.
 class Parsed {
  public:
   explicit Parsed(std::vector<std::string> words, const Command& command = kTry)
@@ -194,7 +196,7 @@ TEST(ArgumentsTest, ASwitchAcceptsOnAndOff) {
     EXPECT_FALSE(Parsed({"-loud", off})->Has(kLoud)) << off;
 }
 
-TEST(ArgumentsTest, ASwitchNamesTheWordThatItSwallowed) {
+TEST(ArgumentsTest, ASwitchReportsAnUnexpectedValue) {
   for (const std::string word : {"file.txt", "", "2", "onn"})
     EXPECT_EQ(Refusal({"-loud", word}),
               "-loud is a switch and cannot be followed by '" + word +
@@ -220,7 +222,7 @@ TEST(ArgumentsTest, AnUnknownOptionSuggestsTheNearest) {
   EXPECT_EQ(Refusal({"-zzz"}), "unknown option -zzz; see 'fairlead help try'");
 }
 
-// What follows the sign may be a key.
+// The text after the sign may be a key.
 TEST(ArgumentsTest, AnOptionWithASignShowsHowToWriteIt) {
   EXPECT_EQ(Refusal({"-port=81"}), "unknown option -port=...; write -port N");
   EXPECT_EQ(Refusal({"--Port=81"}), "unknown option -Port=...; write -port N");

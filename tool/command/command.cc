@@ -1,3 +1,5 @@
+// Names of commands and subcommands.
+
 #include "tool/command/command.h"
 
 #include <algorithm>

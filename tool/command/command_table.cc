@@ -1,3 +1,5 @@
+// The table of all commands, and look-ups in it.
+
 #include "tool/command/command_table.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Prints a result in the form chosen with -form.
+
 #include "tool/command/forms.h"
 
 #include <algorithm>

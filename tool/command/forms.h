@@ -1,4 +1,4 @@
-// The text forms of one value, of which a user asks for one or for all.
+// The text forms of one value, printed singly or all together.
 
 #ifndef FAIRLEAD_TOOL_COMMAND_FORMS_H_
 #define FAIRLEAD_TOOL_COMMAND_FORMS_H_

@@ -1,3 +1,5 @@
+// Finds the known name that is nearest to a mistyped one.
+
 #include "tool/command/nearest.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Which known name a mistyped one was meant to be.
+// The known name nearest to a mistyped one.
 
 #ifndef FAIRLEAD_TOOL_COMMAND_NEAREST_H_
 #define FAIRLEAD_TOOL_COMMAND_NEAREST_H_

@@ -1,3 +1,5 @@
+// Tests of the suggestions for mistyped names.
+
 #include "tool/command/nearest.h"
 
 #include <gtest/gtest.h>

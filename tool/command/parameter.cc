@@ -1,3 +1,5 @@
+// How parameters are written, and which values they accept.
+
 #include "tool/command/parameter.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Tests of the values that parameters accept.
+
 #include "tool/command/parameter.h"
 
 #include <gtest/gtest.h>
@@ -41,7 +43,7 @@ constexpr Parameter kTopic = {.name = "",
                               .group = Group::kArguments,
                               .help = "what to explain"};
 
-TEST(ParameterTest, IsSpelledAsItIsTyped) {
+TEST(ParameterTest, IsSpelledAsOnTheCommandLine) {
   EXPECT_EQ(Spelling(kColour), "-colour red|green|blue");
   EXPECT_EQ(Spelling(kPort), "-port N");
   EXPECT_EQ(Spelling(kFast), "-fast");

@@ -1,3 +1,5 @@
+// Detects two parameters that name one file.
+
 #include "tool/command/same_file.h"
 
 #include <sys/stat.h>

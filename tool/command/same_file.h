@@ -1,4 +1,4 @@
-// Whether two parameters name one file, where that would destroy it.
+// A check that a command does not overwrite its input.
 
 #ifndef FAIRLEAD_TOOL_COMMAND_SAME_FILE_H_
 #define FAIRLEAD_TOOL_COMMAND_SAME_FILE_H_
@@ -17,7 +17,7 @@ namespace fairlead::tool {
 void CheckDistinct(const Parameter& written, const std::string& written_path,
                    const Parameter& read, const std::string& read_path);
 
-/// The same for two parameters of a command, if both are given.
+/// Overload for two parameters of a command, if both are given.
 template <const auto& kTable>
 void CheckDistinct(const Arguments<kTable>& arguments,
                    typename Arguments<kTable>::Listed written,

@@ -1,3 +1,5 @@
+// Checks the use of parameters, and writes usage lines.
+
 #include "tool/command/usage.h"
 
 #include <algorithm>

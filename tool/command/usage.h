@@ -1,4 +1,4 @@
-// The usage line of a command, and whether its arguments go together.
+// The usage line of a command, and the check of its arguments.
 
 #ifndef FAIRLEAD_TOOL_COMMAND_USAGE_H_
 #define FAIRLEAD_TOOL_COMMAND_USAGE_H_

@@ -1,3 +1,5 @@
+// Tests of the checks of usage and of the usage lines.
+
 #include "tool/command/usage.h"
 
 #include <gtest/gtest.h>
@@ -104,7 +106,7 @@ std::string ErrorFor(std::span<const Use> uses, std::string_view given) {
   return "";
 }
 
-TEST(UsageTest, WhatIsInNoBracketsIsRequired) {
+TEST(UsageTest, ParametersWithoutBracketsAreRequired) {
   EXPECT_EQ(ErrorFor(kNone, ""), "");
   EXPECT_EQ(ErrorFor(kRequired, "ab"), "");
   EXPECT_EQ(ErrorFor(kRequired, "b"), "missing -a N");
@@ -114,7 +116,7 @@ TEST(UsageTest, WhatIsInNoBracketsIsRequired) {
   EXPECT_EQ(ErrorFor(kOperand, ""), "missing -b N");
 }
 
-TEST(UsageTest, WhatIsInOnePairOfBracketsGoesTogether) {
+TEST(UsageTest, ParametersInOnePairOfBracketsGoTogether) {
   for (const char* const given : {"", "ab", "c", "cd", "abcd"})
     EXPECT_EQ(ErrorFor(kTogether, given), "") << given;
   EXPECT_EQ(ErrorFor(kTogether, "a"), "-a needs -b N");
@@ -122,7 +124,7 @@ TEST(UsageTest, WhatIsInOnePairOfBracketsGoesTogether) {
   EXPECT_EQ(ErrorFor(kTogether, "d"), "-d needs -c N");
 }
 
-TEST(UsageTest, OfAlternativesExactlyOneIsGiven) {
+TEST(UsageTest, ExactlyOneAlternativeIsGiven) {
   for (const char* const given : {"a", "bc", "ae", "bce"})
     EXPECT_EQ(ErrorFor(kOneOf, given), "") << given;
   EXPECT_EQ(ErrorFor(kOneOf, "e"), "missing -a N or -b N -c N");
@@ -132,13 +134,13 @@ TEST(UsageTest, OfAlternativesExactlyOneIsGiven) {
   EXPECT_EQ(ErrorFor(kOneOf, "abc"), "-a and -b cannot be combined");
 }
 
-TEST(UsageTest, OfOptionalAlternativesAtMostOneIsGiven) {
+TEST(UsageTest, AtMostOneOptionalAlternativeIsGiven) {
   for (const char* const given : {"", "a", "b"})
     EXPECT_EQ(ErrorFor(kAtMostOne, given), "") << given;
   EXPECT_EQ(ErrorFor(kAtMostOne, "ba"), "-a and -b cannot be combined");
 }
 
-TEST(UsageTest, AnAlternativeMayHaveItsOwn) {
+TEST(UsageTest, AnAlternativeMayHaveMoreParameters) {
   for (const char* const given : {"", "a", "bc", "bd"})
     EXPECT_EQ(ErrorFor(kNested, given), "") << given;
   EXPECT_EQ(ErrorFor(kNested, "b"), "-b needs -c N or -d N");
@@ -147,7 +149,7 @@ TEST(UsageTest, AnAlternativeMayHaveItsOwn) {
   EXPECT_EQ(ErrorFor(kNested, "ac"), "-a and -c cannot be combined");
 }
 
-TEST(UsageTest, WhatMayComeFromElsewhereIsLeftToTheCommand) {
+TEST(UsageTest, AnExpectedParameterIsLeftToTheCommand) {
   for (const char* const given : {"", "a", "b", "ab", "c"})
     EXPECT_EQ(ErrorFor(kElsewhere, given), "") << given;
   EXPECT_EQ(ErrorFor(kElsewhere, "bc"), "-b and -c cannot be combined");

@@ -14,10 +14,10 @@
 
 namespace fairlead::tool {
 
-/// What one row of a table of uses says.
+/// The meaning of one row of a table of uses.
 enum class Mark {
   kRequired,   ///< The parameter must be given, if its branch is.
-  kExpected,   ///< The same, unless the command knows another source.
+  kExpected,   ///< Shown as required; the command itself checks it.
   kCondition,  ///< The parameter above needs this one: one of its conditions.
   kOpenOneOf,  ///< Of the branches up to the end, exactly one is given.
   kOpenOptional,  ///< Of the branches up to the end, at most one is given.
@@ -78,13 +78,13 @@ constexpr auto Branches(Mark mark, const First& first,
                     MarkRow(Mark::kClose));
 }
 
-/// Exactly one of the branches is to be given.
+/// Exactly one of the branches must be given.
 template <typename... Items>
 constexpr auto OneOf(const Items&... branches) {
   return Branches(Mark::kOpenOneOf, branches...);
 }
 
-/// At most one of the branches is to be given.
+/// At most one of the branches may be given.
 template <typename... Items>
 constexpr auto AtMostOne(const Items&... branches) {
   return Branches(Mark::kOpenOptional, branches...);
@@ -117,19 +117,19 @@ constexpr auto OnlyWith(const Parameter& parameter,
   return Optional(parameter, conditions...);
 }
 
-/// Whether the row names a parameter that the command takes.
+/// Returns whether the row names a parameter that the command takes.
 constexpr bool IsParameter(const Use& use) {
   return use.mark == Mark::kRequired || use.mark == Mark::kExpected;
 }
 
-/// Whether the table lists the parameter.
+/// Returns whether the table lists the parameter.
 constexpr bool Lists(std::span<const Use> uses, const Parameter& parameter) {
   return std::ranges::any_of(uses, [&parameter](const Use& use) {
     return IsParameter(use) && use.parameter == &parameter;
   });
 }
 
-/// Whether the table lists every parameter that the smaller one lists.
+/// Returns whether the table lists every parameter of the smaller one.
 constexpr bool Includes(std::span<const Use> uses,
                         std::span<const Use> smaller) {
   return std::ranges::all_of(smaller, [uses](const Use& use) {

@@ -1,9 +1,11 @@
+// Reads cipher keys, and encrypts and decrypts streams of bytes.
+
 #include "tool/crypt/cipher.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "tool/base/concat.h"
+#include "tool/base/environment.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/command/command.h"
@@ -49,13 +51,12 @@ std::string NameOfVariable(const std::string& name) {
   return is_name ? Quoted(name) : "(which is not a variable name)";
 }
 
-std::string Environment(const std::string& name) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes a variable.
-  const char* const value = std::getenv(name.c_str());
-  if (value == nullptr)
+std::string KeyInEnvironment(const std::string& name) {
+  const auto value = EnvironmentVariable(name.c_str());
+  if (!value)
     throw Failure(kWrongUsage, Concat("the environment variable of -keyenv, ",
                                       NameOfVariable(name), ", is not set"));
-  return value;
+  return std::string(*value);
 }
 
 RawKey ReadRawKey(const Arguments<kCipherUses>& arguments) {
@@ -65,8 +66,8 @@ RawKey ReadRawKey(const Arguments<kCipherUses>& arguments) {
     return {arguments.Text(kRc4), "the key of -rc4", kWrongUsage};
   if (arguments.Has(kKeyenv)) {
     const std::string name = arguments.Text(kKeyenv);
-    return {Environment(name), Concat("the key in the variable ", Quoted(name)),
-            kWrongUsage};
+    return {KeyInEnvironment(name),
+            Concat("the key in the variable ", Quoted(name)), kWrongUsage};
   }
   const std::string path = arguments.Text(kKeyfile);
   if (arguments.Has(kStdin) && IsStandardInput(path.c_str()))
@@ -77,13 +78,14 @@ RawKey ReadRawKey(const Arguments<kCipherUses>& arguments) {
           Concat("the key in the file ", Quoted(path)), kMalformedInput};
 }
 
-void CheckLength(const RawKey& key, std::size_t most, const std::string& what) {
+void CheckLength(const RawKey& key, std::size_t max_size,
+                 const std::string& what) {
   if (key.bytes.empty())
     throw Failure(key.status, Concat(key.name, " is empty"));
-  if (key.bytes.size() > most)
+  if (key.bytes.size() > max_size)
     throw Failure(key.status,
                   Concat(key.name, " has ", key.bytes.size(), " bytes; ", what,
-                         " accepts at most ", most));
+                         " accepts at most ", max_size));
 }
 
 RC4Key Rc4KeyOf(std::string_view bytes) {

@@ -1,4 +1,4 @@
-// The command `crypt`: AES or RC4 over a file or standard input.
+// The command `crypt`: encrypts and decrypts a file or standard input.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -30,7 +30,7 @@
 namespace fairlead::tool::crypt {
 namespace {
 
-constexpr std::size_t kSmall = 1'000'000;  // Done before a bar can be read.
+constexpr std::size_t kMinSizeForBar = 1'000'000;  // Less is done in no time.
 
 constexpr Parameter kOut = {
     .name = "out",
@@ -46,10 +46,10 @@ constexpr auto kUses = Uses(OneOf(kAes, kRc4, kCipherWithKey), kAesBits,
 
 using Arguments = tool::Arguments<kUses>;
 
-// Thrown where a signal has come, so that no file is left behind.
+// Thrown after a signal, so that destructors delete the new file.
 struct Interrupted {};
 
-// What is read, from the door given; with -out, until a signal comes.
+// The input. With -out, reading stops at a signal.
 class Source {
  public:
   explicit Source(const Arguments& arguments)
@@ -58,21 +58,21 @@ class Source {
         file_(arguments.Has(kStdin)
                   ? dup(STDIN_FILENO)
                   : open(arguments.Text(kFile).c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (!file_.IsOpen() || fstat(file_.number(), &facts_) == -1)
+    if (!file_.IsOpen() || fstat(file_.number(), &status_) == -1)
       throw Failure(kCannotRead,
                     Concat("cannot open ", name_, ": ", Reason(errno)));
     if (arguments.Has(kOut)) interruption_.emplace();
   }
 
   const std::string& name() const { return name_; }
-  const struct stat& facts() const { return facts_; }
+  const struct stat& status() const { return status_; }
 
-  // How many bytes are to come; 0 where that is not known.
+  // Returns the number of bytes left to read, or 0 if it is unknown.
   std::size_t Size() const {
-    if (!S_ISREG(facts_.st_mode)) return 0;
+    if (!S_ISREG(status_.st_mode)) return 0;
     const off_t at = lseek(file_.number(), 0, SEEK_CUR);
     if (at == -1) return 0;
-    return static_cast<std::size_t>(std::max<off_t>(facts_.st_size - at, 0));
+    return static_cast<std::size_t>(std::max<off_t>(status_.st_size - at, 0));
   }
 
   void Read(const TakePiece& take) const {
@@ -94,11 +94,11 @@ class Source {
 
   const std::string name_;
   const Descriptor file_;
-  struct stat facts_ = {};
+  struct stat status_ = {};
   std::optional<Interruption> interruption_;
 };
 
-// Passes all of the source through the cipher, piece by piece.
+// Passes the whole source through the cipher in pieces.
 void Convert(const Source& source, CipherStream& cipher,
              const TakePiece& write) {
   const std::size_t size = source.Size();
@@ -107,7 +107,7 @@ void Convert(const Source& source, CipherStream& cipher,
   source.Read([&](std::string_view piece) {
     write(cipher.Take(piece));
     done += piece.size();
-    if (size > kSmall) progress.Show(std::min(done, size));
+    if (size > kMinSizeForBar) progress.Show(std::min(done, size));
   });
 }
 
@@ -126,12 +126,12 @@ void CheckSize(const Source& source, const CipherKey& key, std::size_t size) {
   if (!key.aes || size % CipherStream::kBlock == 0) return;
   throw Failure(
       kMalformedInput,
-      Concat(source.name(), " has ", size, " bytes, which are no whole blocks ",
-             "of 16 bytes, so AES did not make it, or a part is missing or "
-             "was added: get it anew, or try -rc4"));
+      Concat(source.name(), " has ", size,
+             " bytes, which is not a multiple of the AES block of 16: it is "
+             "damaged, or not encrypted with AES (try -rc4)"));
 }
 
-// Where the size is known before, nothing is written of a wrong one.
+// If the size is known in advance, a wrong one is refused before writing.
 void Decrypt(const Source& source, const CipherKey& key,
              const TakePiece& write) {
   CheckSize(source, key, source.Size());
@@ -147,18 +147,18 @@ void Decrypt(const Source& source, const CipherKey& key,
 using Work = void (*)(const Source& source, const CipherKey& key,
                       const TakePiece& write);
 
-// What stands at the path is to be a file that may be replaced.
+// Throws unless the file at the path may be replaced.
 void CheckOldFile(const Descriptor& file, const std::string& path) {
   if (!S_ISREG(StatusOf(file, path).st_mode))
     FailToWrite(path,
-                "it is no regular file (without -out, the bytes go to "
+                "it is not a regular file (without -out, the bytes go to "
                 "standard output)");
   if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == -1)
     FailToWrite(path, errno);
 }
 
-// Opens what stands at the path, for its attributes; one that may be written
-// only will do.
+// Opens the file at the path for its attributes. A write-only file is enough.
+// Returns -1 if it does not exist.
 int OpenOldFile(const std::string& path) {
   constexpr int kFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   int file = open(path.c_str(), O_RDONLY | kFlags);
@@ -168,22 +168,22 @@ int OpenOldFile(const std::string& path) {
   return file;
 }
 
-void WorkIntoFile(Work work, const Source& source, const CipherKey& key,
-                  const std::string& path) {
+void WorkToFile(Work work, const Source& source, const CipherKey& key,
+                const std::string& path) {
   const Descriptor old(OpenOldFile(path));
   if (old.IsOpen()) CheckOldFile(old, path);
   ReplacementFile file(FollowLinks(path), old.IsOpen() ? &old : nullptr, "");
   work(source, key, [&file](std::string_view bytes) { file.Write(bytes); });
   if (!file.Rename())
-    FailToWrite(path, "meanwhile, another file of that name was made");
+    FailToWrite(path, "another process created this file in the meantime");
 }
 
-void WorkOntoOutput(Work work, const Source& source, const CipherKey& key,
-                    const Output& output) {
-  if (output.IsFile(source.facts()))
+void WorkToOutput(Work work, const Source& source, const CipherKey& key,
+                  const Output& output) {
+  if (output.IsFile(source.status()))
     throw Failure(kCannotWrite,
-                  Concat("standard output is the file that is read, ",
-                         source.name(), ": -out replaces it safely"));
+                  Concat("standard output is also the input, ", source.name(),
+                         "; use -out to replace it safely"));
   const bool terminal = output.screen().terminal;
   work(source, key, [&](std::string_view bytes) {
     if (terminal)
@@ -198,11 +198,11 @@ ExitStatus Crypt(Work work, const Arguments& arguments, const Output& output) {
   const CipherKey key = *ReadCipherKey(arguments);
   const Source source(arguments);
   if (!arguments.Has(kOut)) {
-    WorkOntoOutput(work, source, key, output);
+    WorkToOutput(work, source, key, output);
     return kDone;
   }
   try {
-    WorkIntoFile(work, source, key, arguments.Text(kOut));
+    WorkToFile(work, source, key, arguments.Text(kOut));
   } catch (const Interrupted&) {
     Interruption::End();
   }

@@ -1,3 +1,5 @@
+// Reads the body of `send` from its source.
+
 #include "tool/exchange/body.h"
 
 #include <unistd.h>

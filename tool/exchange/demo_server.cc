@@ -1,3 +1,5 @@
+// The server of -demo, on a thread of this process.
+
 #include "tool/exchange/demo_server.h"
 
 #include <arpa/inet.h>
@@ -24,12 +26,12 @@ namespace {
                 Concat("the demo server cannot listen: ", ErrorText(error)));
 }
 
-// The socket calls take every kind of address through this one type.
+// The socket API takes every address family as this type.
 sockaddr* Generic(sockaddr_in& address) {
   return reinterpret_cast<sockaddr*>(&address);
 }
 
-// Listens on a port of the system's choice.
+// Listens on a free port.
 int Listen() {
   const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
@@ -59,7 +61,7 @@ bool SendAll(int connection, std::string_view bytes) {
   return true;
 }
 
-// Echoes until so many bytes went back or the client is gone.
+// Echoes `left` bytes, or until the client disconnects.
 void Echo(int connection, std::size_t left) {
   std::array<char, 16384> buffer{};
   while (left > 0) {
@@ -81,14 +83,14 @@ DemoServer::DemoServer(std::string greeting, std::size_t echoed)
       port_(PortOf(listener_)),
       thread_([this] { Serve(); }) {}
 
-// The shutdown wakes a thread that still waits for its client.
+// shutdown() wakes a thread that still waits in accept().
 DemoServer::~DemoServer() {
   shutdown(listener_, SHUT_RDWR);
   thread_.join();
   close(listener_);
 }
 
-// A client that cannot be served is let go: it would wait in vain.
+// If accept() fails, shutdown() resets the client, which would wait forever.
 void DemoServer::Serve() const {
   const int connection = accept(listener_, nullptr, nullptr);
   if (connection == -1) {

@@ -1,4 +1,4 @@
-// A server inside the process, for -demo.
+// The echo server of -demo, inside the process.
 
 #ifndef FAIRLEAD_TOOL_EXCHANGE_DEMO_SERVER_H_
 #define FAIRLEAD_TOOL_EXCHANGE_DEMO_SERVER_H_
@@ -9,18 +9,16 @@
 
 namespace fairlead::tool {
 
-/// Serves one client on a free loopback port: sends the greeting, echoes so
-/// many bytes, and closes. Where the system does not let it accept the client,
-/// the client sees a reset.
+/// Serves one client on a free loopback port: sends the greeting, echoes up to
+/// `echoed` bytes, and closes. If accept(2) fails, the client sees a reset.
 class DemoServer {
  public:
-  /// @throws Failure with kNotConnected where no port can be had
+  /// @throws Failure with kNotConnected if it cannot listen
   DemoServer(std::string greeting, std::size_t echoed);
   DemoServer(const DemoServer&) = delete;
   DemoServer& operator=(const DemoServer&) = delete;
 
-  /// To be destroyed after the client's connection is closed, or was never
-  /// made.
+  /// Waits for the server's thread. Close the client's connection first.
   ~DemoServer();
 
   int port() const { return port_; }
@@ -32,7 +30,7 @@ class DemoServer {
   const std::size_t echoed_;
   int listener_;
   int port_;
-  std::thread thread_;  // Last: it starts when all else is there.
+  std::thread thread_;  // Last: it starts when the rest is initialized.
 };
 
 }  // namespace fairlead::tool

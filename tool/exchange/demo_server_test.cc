@@ -1,4 +1,4 @@
-// The server of -demo where the system lets it serve nobody.
+// The server of -demo when system calls fail.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,9 +15,9 @@ using testing::HasSubstr;
 const Words kSend = {FAIRLEAD_PROGRAM, "send",  "-demo",    "-text", "x",
                      "-idle",          "86400", "-timeout", "50"};
 
-// Three standard streams, and the one that is kept.
+// Allows the three standard streams and the duplicate of standard output.
 TEST(DemoServerTest, WithoutADescriptorItCannotListen) {
-  if (kSanitized) GTEST_SKIP() << "a sanitizer needs descriptors of its own";
+  if (kSanitized) GTEST_SKIP() << "a sanitizer needs more descriptors";
   const Outcome outcome = RunProgram(
       {.arguments = Words{"-c", "ulimit -n 4; exec \"$0\" \"$@\""} + kSend,
        .program = "/bin/sh"});
@@ -50,8 +50,8 @@ TEST_P(DemoServerFaultTest, WithoutAnAddressItCannotListen) {
 INSTANTIATE_TEST_SUITE_P(Calls, DemoServerFaultTest,
                          testing::Values("bind", "listen", "getsockname"));
 
-// It does not wait for the time of -idle. When the fault comes, it may be
-// connected, or not yet.
+// The client must not wait for -idle. It may be connected or not when accept()
+// fails.
 TEST(DemoServerTest, AClientThatCannotBeServedDoesNotWait) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
   const Outcome outcome =

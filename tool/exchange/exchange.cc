@@ -1,3 +1,5 @@
+// Connects to a peer, sends a body and prints what is received.
+
 #include "tool/exchange/exchange.h"
 
 #include <arpa/inet.h>

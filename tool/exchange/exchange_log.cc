@@ -1,3 +1,5 @@
+// Writes the events of an exchange to the log.
+
 #include "tool/exchange/exchange_log.h"
 
 #include "fairlead/time/the_time.h"

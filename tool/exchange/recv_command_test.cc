@@ -1,3 +1,5 @@
+// The command `recv` as a process.
+
 #include <gtest/gtest.h>
 
 #include <string>

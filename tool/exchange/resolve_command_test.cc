@@ -1,3 +1,5 @@
+// The command `resolve` as a process.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

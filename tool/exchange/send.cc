@@ -27,7 +27,7 @@ constexpr auto kUses =
          AtMostOne(kAes, kRc4, kCipherWithKey), kAesBits, kExchangeUses,
          Optional(kLog, Optional(kCrlf)));
 
-// What a send is to do, with every argument checked. Making one reads the
+// The plan of a send, with every argument checked. Making one reads the
 // profile and changes nothing.
 class SendPlan {
  public:
@@ -109,7 +109,7 @@ std::unique_ptr<ExchangeLog> OpenLog(const SendPlan& plan, TimeLimit& limit) {
   if (plan.log.empty()) return nullptr;
   limit.Enter("opening the log");
   auto log = std::make_unique<ExchangeLog>(plan.log, plan.crlf);
-  limit.TellAlso(
+  limit.OnTimeout(
       [&log = *log](std::string_view text) { log.AddAtOnce(Failed(text)); });
   return log;
 }

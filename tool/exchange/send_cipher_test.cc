@@ -1,20 +1,18 @@
-// The ciphers and the check value of `send`, with a server that knows the key.
+// The ciphers and the checksum of `send`, with a server that knows the key.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <fstream>
-#include <iterator>
 #include <optional>
-#include <random>
 #include <string>
 #include <thread>
 
 #include "fairlead/bits/crc.h"
 #include "fairlead/crypto/aes.h"
 #include "fairlead/crypto/rc4.h"
+#include "tool/io/read_file.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool {
@@ -27,18 +25,6 @@ using testing::Not;
 const Words kForever = {"-idle", "86400", "-timeout", "86400"};
 constexpr std::size_t kBlock = 16;
 
-std::string RandomBytes(std::size_t count) {
-  std::mt19937_64 random(count);  // The seed is the size.
-  std::string bytes(count, '\0');
-  for (char& c : bytes) c = static_cast<char>(random());
-  return bytes;
-}
-
-std::string Content(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 unsigned char* Bytes(std::string& text) {
   return reinterpret_cast<unsigned char*>(text.data());
 }
@@ -48,26 +34,26 @@ std::string Padded(std::string bytes) {
   return bytes;
 }
 
-// One cipher as the peer has it.
+// The cipher of the peer.
 struct Peer {
   std::string cipher;
   std::string key;
   int bits = 128;
 
-  std::string Enciphered(std::string plain) const {
+  std::string Encrypted(std::string plain) const {
     if (cipher == "rc4") return Rc4Of(plain);
     plain = Padded(plain);
     AES(key, bits).EncodeArray(Bytes(plain), static_cast<int>(plain.size()));
     return plain;
   }
 
-  std::string Deciphered(std::string text) const {
+  std::string Decrypted(std::string text) const {
     if (cipher == "rc4") return Rc4Of(text);
     AES(key, bits).DecodeArray(Bytes(text), static_cast<int>(text.size()));
     return text;
   }
 
-  // What the server gets for a plain body.
+  // Returns the encrypted size of a plain body.
   std::size_t SizeOf(std::size_t plain) const {
     return cipher == "rc4" ? plain : (plain + kBlock - 1) / kBlock * kBlock;
   }
@@ -97,7 +83,7 @@ const std::array kPeers = {
     kRc4Peer,
 };
 
-std::string CheckValue(std::string body, int rotation) {
+std::string Checksum(std::string body, int rotation) {
   CCRC crc{.rotation = rotation};
   crc.AddArr(Bytes(body), static_cast<int>(body.size()));
   std::string value;
@@ -106,15 +92,15 @@ std::string CheckValue(std::string body, int rotation) {
   return value;
 }
 
-// What the server deciphers of a `send` with these arguments; it answers with
-// the plain bytes of `answer`, enciphered.
+// Returns what the server decrypts from a `send` with these arguments. It
+// replies with the encrypted bytes of `answer`.
 std::string Received(const Peer& peer, const Words& arguments,
                      std::size_t plain_size, const std::string& input = "",
                      const std::string& answer = "ok") {
   std::string received;
   std::optional<ScriptedServer> server(std::in_place, [&](int connection) {
     received = Receive(connection, peer.SizeOf(plain_size));
-    SendAll(connection, peer.Enciphered(answer));
+    SendAll(connection, peer.Encrypted(answer));
   });
   const Outcome outcome =
       RunProgram({.arguments = server->Arguments("send") + peer.Arguments() +
@@ -123,7 +109,7 @@ std::string Received(const Peer& peer, const Words& arguments,
   server.reset();  // Its thread has written what it received.
   EXPECT_EQ(outcome.status, 0) << outcome.error;
   EXPECT_EQ(outcome.output, peer.cipher == "aes" ? Padded(answer) : answer);
-  return peer.Deciphered(received);
+  return peer.Decrypted(received);
 }
 
 TEST(SendCipherTest, BodiesOfEverySizeArriveAndAreAnswered) {
@@ -138,7 +124,7 @@ TEST(SendCipherTest, BodiesOfEverySizeArriveAndAreAnswered) {
   }
 }
 
-TEST(SendCipherTest, LongAnswersAreDecipheredWhole) {
+TEST(SendCipherTest, LongAnswersAreDecryptedCompletely) {
   for (const Peer& peer : kPeers) {
     SCOPED_TRACE(peer.Arguments().back());
     Received(peer, {"-text", "x"}, 1, "", RandomBytes(100'003));
@@ -162,13 +148,13 @@ TEST(SendCipherTest, TheDemoEchoesThePadding) {
             "fairlead send: 5 bytes sent, 5 received; the peer closed\n");
 }
 
-// Waits for a line of the log: `send` has the bytes then.
+// Waits for a line of the log, after which `send` has the bytes.
 void AwaitInLog(const std::string& log, const std::string& event) {
-  while (Content(log).find(event) == std::string::npos)
+  while (ReadFile(log).find(event) == std::string::npos)
     std::this_thread::yield();
 }
 
-TEST(SendCipherTest, RepliesAreDividedAnywhere) {
+TEST(SendCipherTest, RepliesMayBeSplitAnywhere) {
   const TempFolder folder;
   const std::string answer = "first block ....second block ...";
   for (const Peer& peer : kPeers) {
@@ -177,7 +163,7 @@ TEST(SendCipherTest, RepliesAreDividedAnywhere) {
       const std::string log = folder.File("log", "");
       ScriptedServer server([&](int connection) {
         Receive(connection, peer.SizeOf(1));
-        const std::string text = peer.Enciphered(answer);
+        const std::string text = peer.Encrypted(answer);
         SendAll(connection, text.substr(0, cut));
         AwaitInLog(log, "received " + std::to_string(cut) + " bytes");
         SendAll(connection, text.substr(cut));
@@ -191,13 +177,13 @@ TEST(SendCipherTest, RepliesAreDividedAnywhere) {
   }
 }
 
-// Bytes that complete no block are nothing yet, but the peer is not silent.
+// Bytes that do not complete a block are not a message, but end the silence.
 TEST(SendCipherTest, AMessageCountsOnceItCompletesABlock) {
   const TempFolder folder;
   const std::string log = folder.File("log", "");
   ScriptedServer server([&](int connection) {
     Receive(connection, 16);
-    const std::string text = kAes128.Enciphered("sixteen letters!");
+    const std::string text = kAes128.Encrypted("sixteen letters!");
     SendAll(connection, text.substr(0, 7));
     AwaitInLog(log, "received 7 bytes");
     SendAll(connection, text.substr(7));
@@ -210,8 +196,8 @@ TEST(SendCipherTest, AMessageCountsOnceItCompletesABlock) {
   EXPECT_EQ(outcome.status, 0) << outcome.error;
 }
 
-// No message holds more than 1796 bytes, which are no whole blocks: the views
-// show whole blocks, and none is lost between them.
+// A message has at most 1796 bytes, which is not a multiple of the block. The
+// views show whole blocks and lose none.
 TEST(SendCipherTest, ViewsShowWholeBlocks) {
   const std::string body(28'736, 'x');
   const Outcome outcome = RunProgram(
@@ -233,7 +219,7 @@ TEST(SendCipherTest, ViewsShowWholeBlocks) {
   EXPECT_EQ(shown, body.size());
 }
 
-// A peer that answers and stays: only a stop rule can end the exchange.
+// The peer replies and stays connected: only a stop rule ends the exchange.
 Outcome StoppedBy(const Peer& peer, const std::string& text,
                   const Words& rule) {
   ScriptedServer server([&](int connection) {
@@ -245,7 +231,7 @@ Outcome StoppedBy(const Peer& peer, const std::string& text,
                   Words{"-text", "x"} + rule + kForever);
 }
 
-TEST(SendCipherTest, RulesLookAtTheDecipheredBytes) {
+TEST(SendCipherTest, RulesSeeTheDecryptedBytes) {
   const std::string plain = "one\ntwo\nthe end.";
   for (const Peer& peer : kPeers)
     for (const Words& rule : {Words{"-lines", "2"},
@@ -253,14 +239,14 @@ TEST(SendCipherTest, RulesLookAtTheDecipheredBytes) {
                               {"-until", "end."},
                               {"-messages", "1"}}) {
       SCOPED_TRACE(rule[0]);
-      const Outcome outcome = StoppedBy(peer, peer.Enciphered(plain), rule);
+      const Outcome outcome = StoppedBy(peer, peer.Encrypted(plain), rule);
       EXPECT_EQ(outcome.output, plain);
       EXPECT_EQ(outcome.status, 0) << outcome.error;
     }
 }
 
-TEST(SendCipherTest, ABlockBehindWhatWasWantedMayBeBegun) {
-  const std::string text = kAes128.Enciphered("sixteen letters!") + "12345";
+TEST(SendCipherTest, AnIncompleteBlockAfterTheMatchIsDiscarded) {
+  const std::string text = kAes128.Encrypted("sixteen letters!") + "12345";
   const Outcome outcome = StoppedBy(kAes128, text, {"-until", "letters"});
   EXPECT_EQ(outcome.output, "sixteen letters!");
   EXPECT_EQ(outcome.status, 0);
@@ -273,7 +259,7 @@ TEST(SendCipherTest, ABlockBehindWhatWasWantedMayBeBegun) {
 TEST(SendCipherTest, AReplyThatEndsWithinABlockIsAFailure) {
   ScriptedServer server([](int connection) {
     Receive(connection, 16);
-    SendAll(connection, kAes128.Enciphered("sixteen letters!") + "12345");
+    SendAll(connection, kAes128.Encrypted("sixteen letters!") + "12345");
   });
   const Outcome outcome = Fairlead(server.Arguments("send") +
                                    kAes128.Arguments() + Words{"-text", "x"});
@@ -286,7 +272,7 @@ TEST(SendCipherTest, AReplyThatEndsWithinABlockIsAFailure) {
                "peer closed\n"));
 }
 
-TEST(SendCipherTest, LessThanABlockIsAnAnswerAllTheSame) {
+TEST(SendCipherTest, LessThanABlockIsAnAnswer) {
   ScriptedServer server([](int connection) {
     Receive(connection, 16);
     SendAll(connection, "12345");
@@ -298,7 +284,7 @@ TEST(SendCipherTest, LessThanABlockIsAnAnswerAllTheSame) {
   EXPECT_EQ(outcome.status, 56);
 }
 
-TEST(SendCipherTest, TheCheckValueStandsBehindTheBody) {
+TEST(SendCipherTest, TheChecksumFollowsTheBody) {
   const Outcome known = Fairlead(
       Words{"send", "-demo", "-hex", "0101", "-sum", "1", "-quiet"} + kForever);
   EXPECT_EQ(known.output, "\1\1" + std::string(7, '\0') + "\3");
@@ -309,11 +295,11 @@ TEST(SendCipherTest, TheCheckValueStandsBehindTheBody) {
                                        std::to_string(rotation)} +
                                  kForever,
                     .input = bytes});
-    EXPECT_EQ(outcome.output, bytes + CheckValue(bytes, rotation));
+    EXPECT_EQ(outcome.output, bytes + Checksum(bytes, rotation));
   }
 }
 
-TEST(SendCipherTest, ItIsTheValueOfTheCommandSum) {
+TEST(SendCipherTest, TheChecksumIsThatOfTheCommandSum) {
   const std::string digits = "00ffe98020746578746162";
   const auto sum = [&](const Words& rotation) {
     return Fairlead(Words{"sum", "-hex", digits, "-form", "64"} + rotation)
@@ -331,15 +317,15 @@ TEST(SendCipherTest, ItIsTheValueOfTheCommandSum) {
   EXPECT_NE(sent("27"), sent("5"));
 }
 
-TEST(SendCipherTest, AnEmptyBodyHasACheckValue) {
+TEST(SendCipherTest, AnEmptyBodyHasAChecksum) {
   EXPECT_EQ(
       Fairlead(Words{"send", "-demo", "-text", "", "-sum", "5"} + kForever)
           .output,
       std::string(8, '\0'));
 }
 
-TEST(SendCipherTest, LineEndAndLengthComeAroundIt) {
-  const std::string sum = CheckValue("abc", 7);
+TEST(SendCipherTest, LineEndAndLengthEncloseTheBodyAndChecksum) {
+  const std::string sum = Checksum("abc", 7);
   EXPECT_EQ(Fairlead(Words{"send", "-demo", "-text", "abc", "-sum", "7", "-eol",
                            "crlf", "-pascal"} +
                      kForever)
@@ -349,11 +335,11 @@ TEST(SendCipherTest, LineEndAndLengthComeAroundIt) {
                 sum + "\r\n");
 }
 
-TEST(SendCipherTest, AllOfItIsEnciphered) {
+TEST(SendCipherTest, EverythingIsEncrypted) {
   const std::string wanted =
       "\x0c"
       "abc" +
-      CheckValue("abc", 7) + "\n";
+      Checksum("abc", 7) + "\n";
   for (const Peer& peer : kPeers) {
     const std::string got =
         Received(peer, {"-text", "abc", "-sum", "7", "-eol", "lf", "-pascal"},
@@ -362,7 +348,7 @@ TEST(SendCipherTest, AllOfItIsEnciphered) {
   }
 }
 
-TEST(SendCipherTest, KeysComeByTheirDoors) {
+TEST(SendCipherTest, KeysHaveSeveralSources) {
   const TempFolder folder;
   for (const Peer& peer : {kAes128, kRc4Peer}) {
     SCOPED_TRACE(peer.cipher);
@@ -382,7 +368,7 @@ TEST(SendCipherTest, KeysComeByTheirDoors) {
   }
 }
 
-TEST(SendCipherTest, AShortKeyIsTold) {
+TEST(SendCipherTest, WarnsOfAShortKey) {
   EXPECT_THAT(
       Fairlead(Words{"send", "-demo", "-text", "x", "-aes", "five!"} + kForever)
           .error,
@@ -391,7 +377,7 @@ TEST(SendCipherTest, AShortKeyIsTold) {
           "to 16 with zeros\n"));
 }
 
-TEST(SendCipherTest, QuietSaysNothing) {
+TEST(SendCipherTest, QuietPrintsNoNotes) {
   const Outcome outcome =
       Fairlead(Words{"send", "-demo", "-text", "x", "-aes", "five!", "-quiet"} +
                kForever);
@@ -406,12 +392,12 @@ TEST(SendCipherTest, KeysAreNotLogged) {
                      kAes128.Arguments() + kForever)
                 .status,
             0);
-  const std::string lines = Content(log);
+  const std::string lines = ReadFile(log);
   EXPECT_THAT(lines, HasSubstr("sent 16 bytes"));
   EXPECT_THAT(lines, Not(HasSubstr(kAes128.key)));
 }
 
-// Status, message, and nothing on standard output.
+// Expects the status, the message and no output.
 void ExpectRefused(const Words& arguments, int status,
                    const std::string& message) {
   SCOPED_TRACE(message);
@@ -422,7 +408,7 @@ void ExpectRefused(const Words& arguments, int status,
   EXPECT_EQ(outcome.output, "");
 }
 
-TEST(SendCipherTest, WrongUsageIsTold) {
+TEST(SendCipherTest, ReportsAWrongUsage) {
   ExpectRefused({"-aes", "k", "-rc4", "k"}, 2,
                 "-aes and -rc4 cannot be combined");
   ExpectRefused({"-aes", "k", "-cipher", "aes", "-keyenv", "PATH"}, 2,

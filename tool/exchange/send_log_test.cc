@@ -38,7 +38,7 @@ const Words kForever = {"-idle", "86400", "-timeout", "86400"};
 
 class SendLogTest : public testing::Test {
  protected:
-  // The words of -log.
+  // The arguments of -log.
   Words Log() const { return {"-log", path_}; }
 
   std::string File() const {
@@ -46,7 +46,7 @@ class SendLogTest : public testing::Test {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  // The lines of the log without their stamps, which each must have.
+  // Returns the lines of the log without their timestamps, which are required.
   std::vector<std::string> Events(const std::string& end = "\n") const {
     const std::string stamp =
         "\\[[0-9]{4}(\\.[0-9]{2}){2} [0-9]{2}(:[0-9]{2}){2}\\] ";
@@ -65,7 +65,7 @@ class SendLogTest : public testing::Test {
   const std::string path_ = folder_.path() + "/box.log";
 };
 
-TEST_F(SendLogTest, TellsTheExchangeEventByEvent) {
+TEST_F(SendLogTest, LogsEveryEventOfTheExchange) {
   ScriptedServer server(
       [](int connection) { SendAll(connection, Receive(connection, 5)); });
   const Outcome outcome = Fairlead(server.Arguments("send") +
@@ -91,7 +91,7 @@ TEST_F(SendLogTest, IsNotAFileThatIsRead) {
   }
 }
 
-TEST_F(SendLogTest, WhatIsPrintedStaysAsItWas) {
+TEST_F(SendLogTest, DoesNotChangeWhatIsPrinted) {
   const Words send = Words{"send", "-demo", "-text", "hello"} + kForever;
   const Outcome with = Fairlead(send + Log());
   const Outcome without = Fairlead(send);
@@ -101,7 +101,7 @@ TEST_F(SendLogTest, WhatIsPrintedStaysAsItWas) {
   const Outcome quiet = Fairlead(send + Log() + Words{"-quiet"});
   EXPECT_EQ(quiet.error, "");
   EXPECT_EQ(quiet.output, "hello");
-  EXPECT_EQ(Events().size(), 14U);  // Both exchanges, one behind the other.
+  EXPECT_EQ(Events().size(), 14U);  // Both exchanges, one after the other.
 }
 
 TEST_F(SendLogTest, CrlfEndsEveryLine) {
@@ -135,7 +135,7 @@ TEST_F(SendLogTest, EveryReceivedMessageHasItsLine) {
   EXPECT_EQ(events.back(), "closed: 10000 bytes sent, 10000 received");
 }
 
-TEST_F(SendLogTest, TellsWhyTheExchangeStopped) {
+TEST_F(SendLogTest, LogsWhyTheExchangeStopped) {
   const auto talk = [](int connection) {
     SendAll(connection, "one\n");
     ReceiveAll(connection);
@@ -152,7 +152,7 @@ TEST_F(SendLogTest, TellsWhyTheExchangeStopped) {
   EXPECT_THAT(Events(), Contains("stopped because the peer was silent"));
 }
 
-TEST_F(SendLogTest, TellsWhatFailed) {
+TEST_F(SendLogTest, LogsWhatFailed) {
   const auto last = [this](const Words& arguments) {
     std::filesystem::remove(path_);
     Fairlead(Words{"send", "-text", "x"} + arguments + Log());
@@ -171,7 +171,7 @@ TEST_F(SendLogTest, TellsWhatFailed) {
             "failed: nothing was answered: the peer closed");
 }
 
-TEST_F(SendLogTest, TellsThatTheOutputFailed) {
+TEST_F(SendLogTest, LogsAFailedOutput) {
   const Outcome outcome =
       RunProgram({.arguments = Words{"send", "-demo", "-text", "x"} + Log(),
                   .output_path = "/dev/full"});
@@ -180,14 +180,14 @@ TEST_F(SendLogTest, TellsThatTheOutputFailed) {
             "failed: cannot write standard output: No space left on device");
 }
 
-TEST_F(SendLogTest, TellsThatTheTimeIsOver) {
+TEST_F(SendLogTest, LogsATimeout) {
   ScriptedServer server([](int connection) { ReceiveAll(connection); });
   const Outcome outcome = Fairlead(
       server.Arguments("send") + Words{"-text", "x", "-timeout", "1"} + Log());
   EXPECT_EQ(outcome.status, 28);
   EXPECT_EQ(Events().back(),
-            "failed: -timeout 1 is over while waiting for the peer; a larger "
-            "one waits longer");
+            "failed: timed out after 1 s while waiting for the peer; increase "
+            "-timeout");
 }
 
 TEST_F(SendLogTest, AHostNameIsLoggedOnOneLine) {
@@ -197,7 +197,7 @@ TEST_F(SendLogTest, AHostNameIsLoggedOnOneLine) {
   EXPECT_EQ(Events().front(), "resolving no\\nsuch\\x1b.invalid");
 }
 
-TEST_F(SendLogTest, ALogThatCannotBeOpenedEndsItBeforeItConnects) {
+TEST_F(SendLogTest, OpensTheLogBeforeConnecting) {
   const int listener = ListenOnLoopback(1);
   const std::string port = std::to_string(PortOf(listener));
   for (const auto& [path, why] :
@@ -222,8 +222,8 @@ TEST_F(SendLogTest, ALogThatCannotBeOpenedEndsItBeforeItConnects) {
   close(listener);
 }
 
-// A limit on the size of files stands for the full disk.
-TEST_F(SendLogTest, EventsThatAreMissingInTheFileAreAnError) {
+// A limit on the size of files simulates a full disk.
+TEST_F(SendLogTest, MissingEventsAreAnError) {
   folder_.File("box.log", std::string(8192, '\n'));
   const Outcome outcome = RunProgram(
       {.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"",
@@ -233,28 +233,30 @@ TEST_F(SendLogTest, EventsThatAreMissingInTheFileAreAnError) {
   EXPECT_EQ(outcome.output, "x");
   EXPECT_EQ(outcome.status, 23);
   EXPECT_THAT(outcome.error,
-              MatchesRegex(".*fairlead send: of [0-9]+ bytes written to '" +
-                           path_ + "', [0-9]+ are not in it: .*\n"));
+              MatchesRegex(".*fairlead send: [0-9]+ of [0-9]+ bytes written "
+                           "to '" +
+                           path_ + "' are missing: .*\n"));
 }
 
-TEST_F(SendLogTest, TheTimeBoundsALogThatWaits) {
+TEST_F(SendLogTest, ABlockedLogTimesOut) {
   ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
   const Words send =
       Words{"send", "-demo", "-text", "x", "-timeout", "1"} + Log();
   const Outcome unread = Fairlead(send);
   EXPECT_EQ(unread.status, 28);
-  EXPECT_THAT(unread.error, HasSubstr("is over while opening the log"));
+  EXPECT_THAT(unread.error,
+              HasSubstr("timed out after 1 s while opening the log"));
 
   const int pipe = open(path_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
   while (write(pipe, "x", 1) == 1) {
   }
   const Outcome stuck = Fairlead(send);
   EXPECT_EQ(stuck.status, 28);
-  EXPECT_THAT(stuck.error, HasSubstr("-timeout 1 is over while "));
+  EXPECT_THAT(stuck.error, HasSubstr("timed out after 1 s while "));
   close(pipe);
 }
 
-TEST_F(SendLogTest, CrlfAloneIsAWrongUsage) {
+TEST_F(SendLogTest, CrlfNeedsLog) {
   const Outcome outcome = Fairlead({"send", "-demo", "-text", "x", "-crlf"});
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.error,
@@ -265,13 +267,13 @@ TEST_F(SendLogTest, CrlfAloneIsAWrongUsage) {
               HasSubstr("unknown option -log"));
 }
 
-TEST_F(SendLogTest, HelpSaysWhatIsLogged) {
+TEST_F(SendLogTest, HelpDocumentsWhatIsLogged) {
   const std::string help = Fairlead({"send", "-help"}).output;
   EXPECT_THAT(help, AllOf(HasSubstr("\n  -log FILE "), HasSubstr("\n  -crlf "),
                           HasSubstr("one timestamped line per event")));
 }
 
-TEST_F(SendLogTest, AWarningThatRepeatsIsLoggedOnce) {
+TEST_F(SendLogTest, ARepeatedWarningIsLoggedOnce) {
   ExchangeLog log(path_, false);
   for (int i = 0; i < 1000; ++i) {
     log.Warn("the socket reports: Broken pipe");
@@ -298,7 +300,7 @@ TEST_F(SendLogTest, ThreadsMayAddEvents) {
             std::vector<std::string>(2000, "an event of some thread"));
 }
 
-TEST_F(SendLogTest, TheProgramsOwnStandardOutputComesBack) {
+TEST_F(SendLogTest, RestoresStandardOutput) {
   testing::internal::CaptureStdout();
   {
     ExchangeLog log(path_, false);
@@ -309,7 +311,7 @@ TEST_F(SendLogTest, TheProgramsOwnStandardOutputComesBack) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "printed");
 }
 
-TEST_F(SendLogTest, WhatSomebodyCutsOffIsMissing) {
+TEST_F(SendLogTest, ATruncatedFileIsReported) {
   ExchangeLog log(path_, false);
   log.Add("an event");
   EXPECT_NO_THROW(log.Check());

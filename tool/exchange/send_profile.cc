@@ -1,3 +1,5 @@
+// Reads and saves the settings of `send` in an INI file.
+
 #include "tool/exchange/send_profile.h"
 
 #include <array>
@@ -51,7 +53,7 @@ void Profile::ReadFile() {
                                       " in ", Quoted(file_)));
 }
 
-// "" where there is none. What the parameter allows is known to the arguments.
+// Returns the value in the file, or "".
 std::string Profile::InFile(const Parameter& parameter) const {
   const ini::Record* const found =
       ini::Find(*records_, section_, parameter.name);
@@ -93,7 +95,7 @@ void Profile::Save() const {
                  text.value_or(""), file_,
                  [this](ini::Records& records) { WriteGiven(records); });
            },
-           {.tell = [this] {
+           {.give_notice = [this] {
              PrintNote("send",
                        Concat("waiting for another edit of ", Quoted(file_)));
            }});

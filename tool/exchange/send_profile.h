@@ -48,8 +48,8 @@ class Profile {
   using Listed = Arguments<kProfileUses>::Listed;
 
   /// @throws Failure with kWrongUsage; for the file, with kCannotRead or
-  ///     kMalformedInput; with kAnswerIsNo where it has no such section. With
-  ///     -saveprofile, file and section may be missing.
+  ///     kMalformedInput; with kAnswerIsNo if it has no such section. With
+  ///     -saveprofile, the file and the section may be missing.
   explicit Profile(const Arguments<kProfileUses>& arguments);
 
   /// Returns whether one of the two has the parameter.

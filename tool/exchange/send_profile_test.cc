@@ -31,7 +31,7 @@ class SendProfileTest : public testing::Test {
   const TempFolder folder_;
 };
 
-// Answers with what it got.
+// Replies with what it received.
 void Echo(int connection) { SendAll(connection, Receive(connection, 4)); }
 
 TEST_F(SendProfileTest, TakesEverySettingFromTheFile) {
@@ -44,7 +44,7 @@ TEST_F(SendProfileTest, TakesEverySettingFromTheFile) {
   EXPECT_THAT(outcome.output, HasSubstr(R"("text":"hi\u000d\u000a"})"));
 }
 
-TEST_F(SendProfileTest, TheCommandLineGoesBeforeTheFile) {
+TEST_F(SendProfileTest, TheCommandLineOverridesTheFile) {
   ScriptedServer server(Echo);
   Write("[server]\nhost=nowhere.invalid\nport=1\neol=crlf\nview=json\n");
   const Outcome outcome =
@@ -56,7 +56,7 @@ TEST_F(SendProfileTest, TheCommandLineGoesBeforeTheFile) {
             "[server]\nhost=nowhere.invalid\nport=1\neol=crlf\nview=json\n");
 }
 
-TEST_F(SendProfileTest, TimesInTheFileCount) {
+TEST_F(SendProfileTest, TimesInTheFileAreUsed) {
   ScriptedServer silent_server([](int connection) { ReceiveAll(connection); });
   Write(Concat("[server]\nhost=127.0.0.1\nport=", silent_server.port(),
                "\nidle=1\n"));
@@ -115,7 +115,7 @@ TEST_F(SendProfileTest, WhatIsMissingIsNamed) {
     EXPECT_EQ(Fairlead(Words{"send", "-demo", "-text", "x"} + words).status, 2);
 }
 
-TEST_F(SendProfileTest, WritesBackWhatWasGiven) {
+TEST_F(SendProfileTest, SavesTheGivenParameters) {
   const Outcome first = Send({"-saveprofile", "-demo", "-idle", "7"});
   EXPECT_EQ(first.error, "");
   EXPECT_EQ(first.output, "hi");
@@ -126,7 +126,7 @@ TEST_F(SendProfileTest, WritesBackWhatWasGiven) {
   const Outcome second =
       Send({"-saveprofile", "-host", "127.0.0.1", "-port", port, "-timeout",
             "8", "-eol", "crlf", "-view", "hex"});
-  EXPECT_EQ(second.status, 7);  // Saved before the exchange, all the same.
+  EXPECT_EQ(second.status, 7);  // Saved before the exchange fails.
   EXPECT_EQ(
       Text(),
       Concat("# mine\n[server]\nview=hex\ntimeout=8\nport=", port,
@@ -134,7 +134,7 @@ TEST_F(SendProfileTest, WritesBackWhatWasGiven) {
   EXPECT_EQ(second.error.find('<'), std::string::npos) << second.error;
 }
 
-TEST_F(SendProfileTest, ANewProfileMustBeSavable) {
+TEST_F(SendProfileTest, ANewProfileIsValidated) {
   Write("junk\n[server]\n");
   EXPECT_EQ(Send({"-demo", "-saveprofile", "-idle", "7"}).status, 3);
   EXPECT_EQ(Text(), "junk\n[server]\n");

@@ -1,9 +1,8 @@
-// The exchange of `send`, of the built command with servers in the test.
+// The command `send` as a process, with servers in the test.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 
 #include "tool/testing.h"
@@ -16,24 +15,17 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-// So long that a test which waited for it would be killed before: what ends
-// with these ended by another reason.
+// Longer than the timeout of a test: an exchange with these limits ends for
+// another reason.
 const Words kForever = {"-idle", "86400", "-timeout", "86400"};
 
-std::string RandomBytes(std::size_t count) {
-  std::mt19937_64 random(count);  // The seed is the size.
-  std::string bytes(count, '\0');
-  for (char& c : bytes) c = static_cast<char>(random());
-  return bytes;
-}
-
-// Echoes all that comes until the peer closes.
+// Echoes everything until the peer closes the connection.
 void Echo(int connection) {
   for (std::string bytes; !(bytes = Receive(connection, 1)).empty();)
     SendAll(connection, bytes);
 }
 
-// What a server receives of a `send` with these arguments.
+// Returns what a server receives from a `send` with these arguments.
 std::string Received(const Words& arguments, std::size_t count,
                      const std::string& input = "") {
   std::string received;
@@ -59,7 +51,7 @@ TEST(SendTest, TheDemoEchoesAndEndsAtOnce) {
             "fairlead send: 5 bytes sent, 5 received; the peer closed\n");
 }
 
-TEST(SendTest, QuietSaysNothing) {
+TEST(SendTest, QuietPrintsNoNotes) {
   const Outcome outcome =
       Fairlead(Words{"send", "-demo", "-text", "hello", "-quiet"} + kForever);
   EXPECT_EQ(outcome.output, "hello");
@@ -86,30 +78,30 @@ TEST(SendTest, HexIsBytes) {
   EXPECT_EQ(Received({"-hex", "00ff 10"}, 3), "\0\xff\x10"s);
 }
 
-TEST(SendTest, AFileGoesOutAsItIs) {
+TEST(SendTest, AFileIsSentUnchanged) {
   const TempFolder folder;
   const std::string bytes = "line\r\n\0\xff\\n"s;
   EXPECT_EQ(Received({"-file", folder.File("a b", bytes)}, bytes.size()),
             bytes);
 }
 
-TEST(SendTest, StandardInputGoesOutAsItIs) {
+TEST(SendTest, StandardInputIsSentUnchanged) {
   const std::string bytes = RandomBytes(200'000);
   EXPECT_EQ(Received({"-stdin"}, bytes.size(), bytes), bytes);
 }
 
-TEST(SendTest, StandardInputIsNotReadUnasked) {
+TEST(SendTest, StandardInputIsNotReadWithoutStdin) {
   const Outcome outcome = RunProgram(
       {.arguments = {"send", "-demo", "-text", "x"}, .input_stays_open = true});
   EXPECT_EQ(outcome.output, "x");
   EXPECT_EQ(outcome.status, 0);
 }
 
-TEST(SendTest, ASwitchThatIsOffIsNoDoor) {
+TEST(SendTest, ASwitchThatIsOffIsNotASource) {
   EXPECT_EQ(Received({"-text", "x", "-stdin", "off"}, 1), "x");
 }
 
-TEST(SendTest, ALineEndComesBehindTheBody) {
+TEST(SendTest, ALineEndFollowsTheBody) {
   EXPECT_EQ(Received({"-text", "a", "-eol", "crlf"}, 3), "a\r\n");
   EXPECT_EQ(Received({"-text", "a", "-eol", "lf"}, 2), "a\n");
   EXPECT_EQ(Received({"-text", "a", "-eol", "none"}, 1), "a");
@@ -124,7 +116,7 @@ TEST(SendTest, PascalPutsTheLengthBeforeTheBody) {
   EXPECT_EQ(Received({"-text", longest, "-pascal"}, 256), "\xff" + longest);
 }
 
-TEST(SendTest, PascalRefusesWhatIsTooLong) {
+TEST(SendTest, PascalRefusesALongBody) {
   const Outcome outcome =
       Fairlead({"send", "-demo", "-text", std::string(256, 'x'), "-pascal"});
   EXPECT_EQ(outcome.status, 2);
@@ -133,7 +125,7 @@ TEST(SendTest, PascalRefusesWhatIsTooLong) {
             "255\n");
 }
 
-TEST(SendTest, BodiesAroundTheLargestMessageArriveWhole) {
+TEST(SendTest, BodiesAroundTheLargestMessageArriveComplete) {
   for (const std::size_t size :
        {0U, 1U, 1796U, 1797U, 1799U, 1800U, 1801U, 3600U, 3601U, 100'000U}) {
     SCOPED_TRACE(size);
@@ -154,7 +146,7 @@ TEST(SendTest, FiveMegabytesComeBackByteForByte) {
                        "closed\n"));
 }
 
-TEST(SendTest, PrintsWhatCameBeforeThePeerClosed) {
+TEST(SendTest, PrintsWhatArrivedBeforeThePeerClosed) {
   const std::string bytes = RandomBytes(300'000);
   ScriptedServer server([&](int connection) {
     Receive(connection, 1);
@@ -175,7 +167,7 @@ TEST(SendTest, EndsWhenThePeerIsSilent) {
   EXPECT_THAT(outcome.error, HasSubstr("the peer was silent"));
 }
 
-// A peer that sends all back at once and stays: only the stop rule can end the
+// The peer replies at once and stays connected: only the stop rule ends the
 // exchange.
 Outcome StoppedBy(const Words& rule) {
   ScriptedServer server([](int connection) {
@@ -205,7 +197,7 @@ TEST(SendTest, OneMessageStops) {
   EXPECT_EQ(outcome.status, 0);
 }
 
-TEST(SendTest, AMessageIsNeverCut) {
+TEST(SendTest, AMessageIsNeverTruncated) {
   ScriptedServer server([](int connection) {
     SendAll(connection, "one\ntwo\nthree");
     ReceiveAll(connection);
@@ -215,7 +207,7 @@ TEST(SendTest, AMessageIsNeverCut) {
   EXPECT_EQ(outcome.output, "one\ntwo\nthree");
 }
 
-// No message holds more than 1796 bytes, so that the text is divided.
+// A message has at most 1796 bytes, so the text spans two.
 TEST(SendTest, TheTextOfUntilMaySpanMessages) {
   const std::string filler(1796 - 2, '.');
   ScriptedServer server([&](int connection) {
@@ -230,7 +222,7 @@ TEST(SendTest, TheTextOfUntilMaySpanMessages) {
   EXPECT_EQ(outcome.status, 0);
 }
 
-TEST(SendTest, ViewsShowOneEntryAMessage) {
+TEST(SendTest, ViewsShowOneEntryPerMessage) {
   const std::string stamp = R"(\[[0-9.]{10} [0-9:]{8}\] )";
   const auto shown = [](const std::string& view) {
     return Fairlead(Words{"send", "-demo", "-hex", "00ff41", "-view", view} +
@@ -270,7 +262,7 @@ TEST(SendTest, ALongReplyHasSeveralEntries) {
   EXPECT_EQ(shown, bytes.size());
 }
 
-TEST(SendTest, WhatCameBeforeTheTimeWasOverIsPrinted) {
+TEST(SendTest, PrintsWhatArrivedBeforeATimeout) {
   ScriptedServer server([](int connection) {
     SendAll(connection, "early");
     ReceiveAll(connection);

@@ -1,3 +1,5 @@
+// Counts received messages, bytes and lines against their limits.
+
 #include "tool/exchange/stop_rules.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Tests of the rules that end an exchange.
+
 #include "tool/exchange/stop_rules.h"
 
 #include <gtest/gtest.h>
@@ -29,14 +31,14 @@ TEST(StopRulesTest, CountsBytes) {
   EXPECT_TRUE(more.Take("abcdefgh"));
 }
 
-TEST(StopRulesTest, CountsLineFeeds) {
+TEST(StopRulesTest, CountsNewlines) {
   StopRules rules({.lines = 3});
   EXPECT_FALSE(rules.Take("a\nb\nc"));
   EXPECT_FALSE(rules.Take("c"));
   EXPECT_TRUE(rules.Take("\nd"));
 }
 
-TEST(StopRulesTest, TheFirstRuleFulfilledStops) {
+TEST(StopRulesTest, TheFirstRuleMetStops) {
   StopRules rules({.messages = 9, .bytes = 100, .lines = 1, .until = "x"});
   EXPECT_TRUE(rules.Take("\n"));
   EXPECT_TRUE(rules.UntilIsMissing());
@@ -58,8 +60,8 @@ TEST(StopRulesTest, FindsATextOfZeroBytes) {
   EXPECT_TRUE(rules.Take({"\0\0", 2}));
 }
 
-// The judge is the search in everything that came so far.
-TEST(StopRulesTest, AgreesWithASearchInAllThatCame) {
+// The oracle searches everything received so far.
+TEST(StopRulesTest, AgreesWithASearchOfEverything) {
   constexpr unsigned kSeed = 7;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   std::mt19937 random(kSeed);

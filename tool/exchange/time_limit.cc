@@ -1,3 +1,5 @@
+// The timer thread of -timeout.
+
 #include "tool/exchange/time_limit.h"
 
 #include <poll.h>
@@ -13,10 +15,10 @@
 namespace fairlead::tool {
 namespace {
 
-// Whether a line can be written to standard error without waiting.
-bool SomebodyListens() {
-  pollfd room{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
-  return poll(&room, 1, 0) == 1;
+// Returns whether writing to standard error would not block.
+bool StderrIsWritable() {
+  pollfd wait{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
+  return poll(&wait, 1, 0) == 1;
 }
 
 }  // namespace
@@ -40,21 +42,22 @@ void TimeLimit::Enter(std::string stage) {
   stage_ = std::move(stage);
 }
 
-void TimeLimit::TellAlso(std::function<void(std::string_view text)> tell) {
+void TimeLimit::OnTimeout(
+    std::function<void(std::string_view message)> callback) {
   const std::lock_guard lock(mutex_);
-  tell_ = std::move(tell);
+  on_timeout_ = std::move(callback);
 }
 
-// _exit: no destructor may wait for what has not come in time.
+// Calls _exit(), because a destructor could block on what timed out.
 void TimeLimit::Run() {
   std::unique_lock lock(mutex_);
   if (ended_cv_.wait_for(lock, std::chrono::seconds(seconds_),
                          [this] { return ended_; }))
     return;
-  const std::string text = Concat("-timeout ", seconds_, " is over while ",
-                                  stage_, "; a larger one waits longer");
-  if (tell_) tell_(text);
-  if (SomebodyListens()) PrintError(command_, text);
+  const std::string message = Concat("timed out after ", seconds_, " s while ",
+                                     stage_, "; increase -timeout");
+  if (on_timeout_) on_timeout_(message);
+  if (StderrIsWritable()) PrintError(command_, message);
   _exit(kTimeIsOver);
 }
 

@@ -1,4 +1,4 @@
-// The bound on everything: -timeout.
+// The total time limit of a command: -timeout.
 
 #ifndef FAIRLEAD_TOOL_EXCHANGE_TIME_LIMIT_H_
 #define FAIRLEAD_TOOL_EXCHANGE_TIME_LIMIT_H_
@@ -12,29 +12,27 @@
 
 namespace fairlead::tool {
 
-/// Ends the process with kTimeIsOver when the time is over.
+/// Ends the process with kTimeIsOver after a time limit.
 ///
 /// Resolving, connecting, reading standard input and writing to a slow pipe
-/// block without a bound of their own, so the clock runs on a thread beside
-/// them, and it ends the process whatever the others wait for. Nothing is lost
-/// by that: data is written without a buffer.
+/// have no time limit of their own, so a timer thread ends the process,
+/// whatever the others wait for. No data is lost, because output is unbuffered.
 class TimeLimit {
  public:
   TimeLimit(std::string command, int seconds);
   TimeLimit(const TimeLimit&) = delete;
   TimeLimit& operator=(const TimeLimit&) = delete;
 
-  /// The time no longer counts.
+  /// Stops the timer.
   ~TimeLimit();
 
-  /// What is being done from now on, as "connecting to 127.0.0.1"; told to the
-  /// person when the time is over.
+  /// Sets what the process is doing, as in "connecting to 127.0.0.1", for the
+  /// message on timeout.
   void Enter(std::string stage);
 
-  /// Whom else to tell when the time is over, and in whose name the process
-  /// waits no more: what it calls may not wait. It is called on the clock's own
-  /// thread.
-  void TellAlso(std::function<void(std::string_view text)> tell);
+  /// Sets a callback that the timer thread runs just before the process exits
+  /// on timeout. It must not block.
+  void OnTimeout(std::function<void(std::string_view message)> callback);
 
  private:
   void Run();
@@ -43,10 +41,10 @@ class TimeLimit {
   const int seconds_;          // Set once.
   std::mutex mutex_;
   std::condition_variable ended_cv_;
-  bool ended_ = false;                          // Guarded by mutex_.
-  std::string stage_ = "preparing";             // Guarded by mutex_.
-  std::function<void(std::string_view)> tell_;  // Guarded by mutex_.
-  std::thread thread_;  // Last: it starts when all else is there.
+  bool ended_ = false;                                // Guarded by mutex_.
+  std::string stage_ = "preparing";                   // Guarded by mutex_.
+  std::function<void(std::string_view)> on_timeout_;  // Guarded by mutex_.
+  std::thread thread_;  // Last: it starts when the rest is initialized.
 };
 
 }  // namespace fairlead::tool

@@ -1,3 +1,5 @@
+// Formats received messages for -view.
+
 #include "tool/exchange/view.h"
 
 #include <algorithm>
@@ -8,7 +10,7 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr std::size_t kRow = 16;
+constexpr std::size_t kRowSize = 16;
 
 std::string Stamp(const TheTime& time, Screen screen) {
   const std::string stamp = time.GetStr(true);
@@ -30,7 +32,7 @@ std::string DumpRow(std::size_t offset, std::string_view bytes) {
   for (int shift = 24; shift >= 0; shift -= 8)
     text += HexByte(static_cast<char>(offset >> shift));
   text += ' ';
-  for (std::size_t i = 0; i < kRow; ++i) {
+  for (std::size_t i = 0; i < kRowSize; ++i) {
     if (i % 8 == 0) text += ' ';
     text += i < bytes.size() ? Concat(HexByte(bytes[i]), " ") : "   ";
   }
@@ -41,8 +43,8 @@ std::string DumpRow(std::size_t offset, std::string_view bytes) {
 
 std::string Dump(std::string_view bytes) {
   std::string text = Concat(bytes.size(), " bytes\n");
-  for (std::size_t at = 0; at < bytes.size(); at += kRow)
-    text += DumpRow(at, bytes.substr(at, kRow));
+  for (std::size_t at = 0; at < bytes.size(); at += kRowSize)
+    text += DumpRow(at, bytes.substr(at, kRowSize));
   return text;
 }
 

@@ -15,7 +15,7 @@ namespace fairlead::tool {
 /// Returns the bytes of a message.
 std::string_view BodyOf(const CTCPMessage& message);
 
-/// Returns what was received at that time in a view.
+/// Returns the bytes received at that time, formatted for a view.
 ///
 /// @param view "raw" for the bytes themselves, with control bytes made visible
 ///     on a terminal. The others are one entry with the time of receipt: "text"

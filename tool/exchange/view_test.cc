@@ -1,3 +1,5 @@
+// Tests of the views of received messages.
+
 #include "tool/exchange/view.h"
 
 #include <gmock/gmock.h>
@@ -29,12 +31,12 @@ TEST(ViewTest, RawShowsControlBytesOnATerminal) {
             "a\\x00\\x1b\\r\n\tb\\");
 }
 
-TEST(ViewTest, TextIsOneStampedLine) {
+TEST(ViewTest, TextIsOneLineWithATimestamp) {
   EXPECT_THAT(Shown("a\r\nb\0"s, "text"),
               MatchesRegex(kStamp + R"(a\\r\\nb\\x00)"s + "\n"));
 }
 
-TEST(ViewTest, HexIsOneStampedLine) {
+TEST(ViewTest, HexIsOneLineWithATimestamp) {
   EXPECT_THAT(Shown("\0\xff~"s, "hex"), MatchesRegex(kStamp + "00 ff 7e\n"s));
 }
 

@@ -1,3 +1,5 @@
+// The command `completion` as a process, and its scripts in shells.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// Writes the completion scripts of the shells from the command table.
+
 #include "tool/help/completion_scripts.h"
 
 #include <string_view>

@@ -1,3 +1,5 @@
+// The command `help` as a process.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

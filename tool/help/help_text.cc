@@ -1,3 +1,5 @@
+// Writes help texts from the command table.
+
 #include "tool/help/help_text.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Writes the man page from the command table.
+
 #include "tool/help/man_page.h"
 
 #include <set>

@@ -1,3 +1,5 @@
+// Tests of the man page.
+
 #include "tool/help/man_page.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// The command `version` as a process.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

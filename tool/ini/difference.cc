@@ -1,3 +1,5 @@
+// Computes the unified diff of two texts.
+
 #include "tool/ini/difference.h"
 
 #include <algorithm>
@@ -14,15 +16,15 @@ namespace {
 using Lines = std::vector<std::string_view>;
 
 constexpr std::size_t kContext = 3;
-constexpr std::size_t kMostPairs = 4'000'000;
+constexpr std::size_t kMaxPairs = 4'000'000;
 
-// One line of the difference: ' ' in both texts, '-' gone, '+' new.
+// One line of the difference: ' ' common, '-' removed, '+' added.
 struct Step {
   char sign;
   std::string_view line;
 };
 
-// Each with its LF; the last may lack one.
+// Splits the text into lines that keep their LF; the last may lack one.
 Lines Split(std::string_view text) {
   Lines lines;
   while (!text.empty()) {
@@ -38,7 +40,7 @@ void Append(std::vector<Step>& steps, char sign,
   for (const std::string_view line : lines) steps.push_back({sign, line});
 }
 
-// The lengths of the longest common subsequences of all the ends of two lists.
+// The lengths of the longest common subsequences of all suffixes of two lists.
 class CommonLengths {
  public:
   CommonLengths(std::span<const std::string_view> before,
@@ -51,7 +53,7 @@ class CommonLengths {
                                        : std::max(At(i + 1, j), At(i, j + 1));
   }
 
-  // Of what begins at these places.
+  // Returns the length for the suffixes that begin at these indexes.
   std::uint32_t At(std::size_t i, std::size_t j) const {
     return lengths_[i * width_ + j];
   }
@@ -66,7 +68,7 @@ void AppendChanged(std::vector<Step>& steps,
                    std::span<const std::string_view> after) {
   std::size_t i = 0;
   std::size_t j = 0;
-  if ((before.size() + 1) * (after.size() + 1) <= kMostPairs) {
+  if ((before.size() + 1) * (after.size() + 1) <= kMaxPairs) {
     const CommonLengths common(before, after);
     while (i < before.size() && j < after.size()) {
       if (before[i] == after[j]) {
@@ -103,8 +105,8 @@ std::vector<Step> Steps(const Lines& old_lines, const Lines& new_lines) {
 
 bool IsChange(const Step& step) { return step.sign != ' '; }
 
-// "12,3": the first line and how many there are; where there are none, the
-// line before them.
+// Returns "12,3": the first line and the number of lines. If there are none,
+// the first is the line before them.
 std::string Range(std::size_t first, std::size_t count) {
   return Concat(count == 0 ? first - 1 : first, ",", count);
 }
@@ -115,7 +117,7 @@ std::string Shown(const Step& step) {
   return text;
 }
 
-// Walks over the steps and knows which lines of both texts it is at.
+// Groups the steps into hunks, counting the lines of both texts.
 class Hunks {
  public:
   explicit Hunks(std::span<const Step> steps) : steps_(steps) {}
@@ -137,8 +139,8 @@ class Hunks {
                       std::ranges::find_if(rest, IsChange) - rest.begin());
   }
 
-  // Where the hunk ends that holds this change: changes so near that their
-  // surroundings touch stand in one.
+  // Returns the end of the hunk with this change. Changes whose contexts touch
+  // share a hunk.
   std::size_t End(std::size_t change) const {
     std::size_t next = change;
     while (next < steps_.size() && next <= change + 2 * kContext + 1) {

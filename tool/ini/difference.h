@@ -1,4 +1,4 @@
-// What changed between two texts, in the form that diff -u prints.
+// The unified diff of two texts.
 
 #ifndef FAIRLEAD_TOOL_INI_DIFFERENCE_H_
 #define FAIRLEAD_TOOL_INI_DIFFERENCE_H_
@@ -8,13 +8,13 @@
 
 namespace fairlead::tool {
 
-/// The lines that changed, with up to three lines around them, as `patch` can
-/// apply them; "" where nothing did.
+/// Returns the changed lines with three lines of context, in the format of
+/// `diff -u`, which `patch` can apply; "" if the texts are equal.
 ///
-/// @param name of the file, for both heading lines
+/// @param name the file name in both header lines
 /// @par Cost
-/// Where the lines from the first change to the last are many, more than four
-/// million pairs, all of them are shown as changed.
+/// Quadratic in the lines from the first change to the last. Beyond four
+/// million pairs of lines, all of them are shown as changed.
 std::string Difference(std::string_view name, std::string_view before,
                        std::string_view after);
 

@@ -1,3 +1,5 @@
+// Tests of the unified diff.
+
 #include "tool/ini/difference.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +13,7 @@
 namespace fairlead::tool {
 namespace {
 
-TEST(DifferenceTest, EqualTextsHaveNone) {
+TEST(DifferenceTest, EqualTextsHaveNoDiff) {
   EXPECT_EQ(Difference("f", "", ""), "");
   EXPECT_EQ(Difference("f", "a\nb", "a\nb"), "");
 }
@@ -28,13 +30,13 @@ TEST(DifferenceTest, BeginsFromNothingAndEndsWithNothing) {
   EXPECT_EQ(Difference("f", "a\n", ""), "--- f\n+++ f\n@@ -1,1 +0,0 @@\n-a\n");
 }
 
-TEST(DifferenceTest, SaysThatTheLastLineFeedIsMissing) {
+TEST(DifferenceTest, ReportsAMissingFinalNewline) {
   EXPECT_EQ(Difference("f", "a", "a\n"),
             "--- f\n+++ f\n@@ -1,1 +1,1 @@\n-a\n\\ No newline at end of file\n"
             "+a\n");
 }
 
-TEST(DifferenceTest, FarChangesStandApartAndNearOnesTogether) {
+TEST(DifferenceTest, NearChangesShareAHunk) {
   const std::string far = Difference("f", "a\n1\n2\n3\n4\n5\n6\n7\nb\n",
                                      "x\n1\n2\n3\n4\n5\n6\n7\ny\n");
   EXPECT_EQ(far,
@@ -48,7 +50,7 @@ TEST(DifferenceTest, FarChangesStandApartAndNearOnesTogether) {
             "-a\n+x\n 1\n 2\n 3\n 4\n 5\n 6\n-b\n+y\n");
 }
 
-TEST(DifferenceTest, ManyChangedLinesAreShownAtOnce) {
+TEST(DifferenceTest, ManyChangedLinesAreShownAsReplaced) {
   std::string before;
   std::string after;
   for (int i = 0; i < 3000; ++i) {
@@ -68,7 +70,7 @@ std::string RandomText(std::mt19937& random) {
   return text;
 }
 
-TEST(DifferenceTest, PatchMakesTheOneTextOfTheOther) {
+TEST(DifferenceTest, PatchAppliesTheDiff) {
   const auto patch = [](const TempFolder& folder, const std::string& changes) {
     return RunProgram({.arguments = {"-s", "-u", "-F0", folder.path() + "/f"},
                        .input = changes,
@@ -84,7 +86,8 @@ TEST(DifferenceTest, PatchMakesTheOneTextOfTheOther) {
   for (int i = 0; i < 100; ++i) {
     const std::string before = RandomText(random);
     const std::string after = RandomText(random);
-    if (before == after || after.empty()) continue;  // patch deletes such.
+    if (before == after || after.empty())
+      continue;  // patch deletes empty files.
     const TempFolder folder;
     folder.File("f", before);
     const std::string changes = Difference("f", before, after);

@@ -1,5 +1,4 @@
-// What the words of the command `ini` share: their parameters, and where each
-// is done.
+// The parameters and functions of the subcommands of `ini`.
 
 #ifndef FAIRLEAD_TOOL_INI_INI_H_
 #define FAIRLEAD_TOOL_INI_INI_H_
@@ -104,8 +103,8 @@ inline constexpr Parameter kInplace = {
         "several names or in a folder that cannot be written; not atomic: a "
         "killed edit leaves a mixture of old and new"};
 
-/// What the code that the subcommands share may ask for. The table of each
-/// subcommand lists what it accepts; the others are never given.
+/// The parameters that the shared code of the subcommands reads. The table of
+/// each subcommand lists what it accepts; the others are never given.
 inline constexpr auto kSharedUses =
     Uses(kFile, kSection, kKey, kValue, kStdin, kTo, kText, kChar, kDefault,
          kFormat, kDryrun, kInplace);
@@ -116,8 +115,7 @@ using Arguments = tool::Arguments<kSharedUses>;
 void Print(const Output& output, std::string_view format,
            const std::string& text);
 
-// Each does what the word of its name says. They expect that the parameters
-// which the word needs were given, and no others.
+// The subcommands. Their usage has been checked.
 
 ExitStatus Get(const Arguments& arguments, const Output& output);
 ExitStatus List(const Arguments& arguments, const Output& output);

@@ -1,4 +1,4 @@
-// The command `ini` as a process: every word that edits, and every status.
+// The command `ini` as a process: the subcommands that edit, and all statuses.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -37,7 +37,7 @@ TEST_F(IniCommandTest, SetChangesAValue) {
   EXPECT_THAT(Text(), HasSubstr(";host=a=b\n"));  // It stays disabled.
 }
 
-TEST_F(IniCommandTest, SetMakesWhatIsNotThere) {
+TEST_F(IniCommandTest, SetCreatesFileSectionAndKey) {
   const mode_t mask = umask(0022);
   Answer({"set", "-section", "s", "-key", " k ", "-value", ""});
   umask(mask);
@@ -50,7 +50,7 @@ TEST_F(IniCommandTest, SetMakesWhatIsNotThere) {
   EXPECT_EQ(Text(), "[s]\nnew=1\nk=\n[t]\nk=2\n");
 }
 
-TEST_F(IniCommandTest, SetTakesManyAtOnce) {
+TEST_F(IniCommandTest, SetReadsManyValues) {
   Write("[a]\nx=1\n");
   Answer({"set", "-stdin"}, "a\tx\t2\nb\ty\tone\ttwo\r\n\tz\t\na\tw\t-3");
   EXPECT_EQ(Text(), "[a]\nw=-3\nx=2\n[b]\ny=one\ttwo\n[]\nz=\n");
@@ -65,14 +65,14 @@ TEST_F(IniCommandTest, OneBadLineOfManyChangesNothing) {
   };
   for (const Case& c : {
            Case{"a\tx\t2\njunk\n",
-                "standard input:2: this is not section, TAB, key, TAB, value"},
-           {"a\tx\n",
-            "standard input:1: this is not section, TAB, key, TAB, value"},
+                "standard input:2: expected section TAB key TAB value"},
+           {"a\tx\n", "standard input:1: expected section TAB key TAB value"},
            {"a\tx\t2\n\na\tx\t3\n",
-            "standard input:2: this is not section, TAB, key, TAB, value"},
+            "standard input:2: expected section TAB key TAB value"},
            {"a\t \t2\n", "standard input:1: a key cannot be empty"},
-           {"a\tx=y\t2\n", "standard input:1: a key cannot hold '='"},
-           {"a]\tx\t2\n", "standard input:1: a section's name cannot hold ']'"},
+           {"a\tx=y\t2\n", "standard input:1: a key cannot contain '='"},
+           {"a]\tx\t2\n",
+            "standard input:1: a section name cannot contain ']'"},
        })
     EXPECT_EQ(Refusal(3, {"set", "-stdin"}, c.input),
               Concat("fairlead ini: ", c.error, "\n"));
@@ -85,9 +85,9 @@ TEST_F(IniCommandTest, Add) {
   Answer({"add", "-section", "t", "-key", "k", "-value", "v"});
   EXPECT_EQ(Text(), "[s]\nk=v\n[t]\nk=v\n");
   EXPECT_EQ(Refusal(1, {"add", "-section", "s"}),
-            "fairlead ini: section 's' is there already\n");
+            "fairlead ini: section 's' already exists\n");
   EXPECT_EQ(Refusal(1, {"add", "-section", "s", "-key", "k", "-value", "w"}),
-            "fairlead ini: key 'k' in section 's' is there already\n");
+            "fairlead ini: key 'k' in section 's' already exists\n");
   Refusal(2, {"add", "-section", "s", "-key", "k"});
   Refusal(2, {"add", "-section", "s", "-value", "k"});
 }
@@ -143,7 +143,7 @@ TEST_F(IniCommandTest, Comment) {
   EXPECT_THAT(Answer({"list", "-format", "json"}), HasSubstr("\"x\""));
   EXPECT_THAT(
       Refusal(2, {"comment", "-section", "a", "-text", "fine\nsee a=b"}),
-      HasSubstr("cannot hold '[' or '='"));
+      HasSubstr("cannot contain '[' or '='"));
   Refusal(2, {"comment", "-section", "a", "-text", "see [1]"});
   Refusal(1, {"comment", "-section", "b", "-text", "x"});
   Refusal(1, {"comment", "-section", "a", "-key", "y", "-text", "x"});
@@ -159,9 +159,9 @@ TEST_F(IniCommandTest, Rename) {
   Answer({"rename", "-section", "a", "-to", " c "});
   EXPECT_EQ(Text(), "# note\n[ c ]\n;z=1\ny=2\n[b]\n");
   EXPECT_EQ(Refusal(1, {"rename", "-section", "b", "-to", " c "}),
-            "fairlead ini: section ' c ' is there already\n");
+            "fairlead ini: section ' c ' already exists\n");
   EXPECT_EQ(Refusal(1, {"rename", "-section", " c ", "-key", "y", "-to", "z"}),
-            "fairlead ini: key 'z' in section ' c ' is there already\n");
+            "fairlead ini: key 'z' in section ' c ' already exists\n");
   Refusal(1, {"rename", "-section", "a", "-to", "d"});
   Refusal(1, {"rename", "-section", "b", "-key", "y", "-to", "d"});
   Refusal(2, {"rename", "-section", "b", "-to", "d]"});
@@ -176,29 +176,31 @@ TEST_F(IniCommandTest, Create) {
   EXPECT_NE(access(Path().c_str(), F_OK), 0);
   Answer({"create"});
   EXPECT_EQ(Text(), "");
-  EXPECT_THAT(Refusal(1, {"create"}), EndsWith("is there already\n"));
+  EXPECT_THAT(Refusal(1, {"create"}), EndsWith("already exists\n"));
   Write("[a]\n");
   Refusal(1, {"create"});
 }
 
-TEST_F(IniCommandTest, WhatTheFileCannotKeepIsRefused) {
+TEST_F(IniCommandTest, RefusesWhatTheFileCannotKeep) {
   Write("[a]\nx=1\n");
   const auto set = [this](const char* section, const char* key,
                           const char* value) {
     return Refusal(2,
                    {"set", "-section", section, "-key", key, "-value", value});
   };
-  EXPECT_THAT(set("a", "x", "1\n2"), HasSubstr("a value cannot hold a line"));
-  EXPECT_THAT(set("a]", "x", ""), HasSubstr("name cannot hold ']'"));
-  EXPECT_THAT(set("a\nb", "x", ""), HasSubstr("name cannot hold a line feed"));
-  EXPECT_THAT(set("a", "x=y", ""), HasSubstr("a key cannot hold '='"));
-  EXPECT_THAT(set("a", "x\ny", ""), HasSubstr("a key cannot hold a line feed"));
+  EXPECT_THAT(set("a", "x", "1\n2"),
+              HasSubstr("a value cannot contain a newline"));
+  EXPECT_THAT(set("a]", "x", ""), HasSubstr("name cannot contain ']'"));
+  EXPECT_THAT(set("a\nb", "x", ""), HasSubstr("name cannot contain a newline"));
+  EXPECT_THAT(set("a", "x=y", ""), HasSubstr("a key cannot contain '='"));
+  EXPECT_THAT(set("a", "x\ny", ""),
+              HasSubstr("a key cannot contain a newline"));
   for (const char* const key : {"[x", "#x", " ;x"})
     EXPECT_THAT(set("a", key, ""), HasSubstr("a key cannot begin with"));
   EXPECT_THAT(set("a", " ", ""), HasSubstr("-key K must not be blank"));
 }
 
-TEST_F(IniCommandTest, EveryWordHasItsParameters) {
+TEST_F(IniCommandTest, ChecksTheParametersOfEverySubcommand) {
   Write("[a]\nx=1\n");
   const auto usage = [this](const Words& words) { return Refusal(2, words); };
   EXPECT_THAT(usage({"get", "-section", "a"}),
@@ -230,7 +232,7 @@ const std::vector<Words> kEdits = {
     {"rename", "-section", "a", "-to", "c"},
 };
 
-TEST_F(IniCommandTest, ADryRunShowsTheDifferenceAndWritesNothing) {
+TEST_F(IniCommandTest, ADryRunPrintsTheDiffAndWritesNothing) {
   for (const Words& edit : kEdits) {
     SCOPED_TRACE(edit.at(0));
     Write("[a]\nx = 1\n#y=2");
@@ -253,7 +255,7 @@ TEST_F(IniCommandTest, ADryRunShowsTheDifferenceAndWritesNothing) {
   Refusal(1, {"delete", "-section", "z", "-dryrun"});
 }
 
-TEST_F(IniCommandTest, AMalformedFileIsNamedWithItsLineAndLeftAlone) {
+TEST_F(IniCommandTest, ReportsTheLineOfAMalformedFile) {
   Write("[a]\nx=1\n[open\n#y=2\n");
   const std::string expected =
       Concat("fairlead ini: ", Path(), ":3: a header without ']'");
@@ -275,7 +277,7 @@ TEST_F(IniCommandTest, AnEditThatWouldLoseTextIsRefused) {
     EXPECT_EQ(Refusal(3, edit),
               Concat("fairlead ini: ", Path(),
                      ":3: neither comment, header nor key=value; an edit would "
-                     "lose it, so the file was left as it is\n"));
+                     "lose it, so the file was not changed\n"));
   EXPECT_EQ(Answer({"get", "-section", "a", "-key", "x"}), "1\n");
 }
 
@@ -292,7 +294,7 @@ TEST_F(IniCommandTest, InPlaceKeepsTheFileItself) {
   }
 }
 
-TEST_F(IniCommandTest, WhatCannotBeReadOrWrittenHasItsStatus) {
+TEST_F(IniCommandTest, ReportsFailedReadsAndWrites) {
   EXPECT_EQ(Fairlead({"ini", "list", "-file", folder_.path()}).status, 26);
   EXPECT_EQ(
       Fairlead({"ini", "create", "-file", folder_.path() + "/no/f"}).status,
@@ -307,8 +309,8 @@ TEST_F(IniCommandTest, WhatCannotBeReadOrWrittenHasItsStatus) {
       23);
 }
 
-// The limit is the real one.
-TEST_F(IniCommandTest, AnotherEditIsWaitedForButNotForEver) {
+// Waits for the default limit.
+TEST_F(IniCommandTest, WaitsForAnotherEditUpToALimit) {
   Write("[a]\nx=1\n");
   const Descriptor other(open(Path().c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(TryToLock(other), 0);
@@ -318,7 +320,7 @@ TEST_F(IniCommandTest, AnotherEditIsWaitedForButNotForEver) {
                    "' did not end in time: try again\n"));
 }
 
-TEST_F(IniCommandTest, OfManyProcessesNoSettingIsLost) {
+TEST_F(IniCommandTest, ManyProcessesLoseNoSetting) {
   constexpr int kProcesses = 6;
   constexpr int kSettings = 10;
   std::vector<std::unique_ptr<Process>> shells;
@@ -346,8 +348,8 @@ TEST_F(IniCommandTest, OfManyProcessesNoSettingIsLost) {
   EXPECT_EQ(std::ranges::count(listed, '\n'), kProcesses * kSettings);
 }
 
-// With too few descriptors a word answers rightly or says why it cannot.
-TEST_F(IniCommandTest, FewDescriptorsGiveNoWrongAnswer) {
+// With too few descriptors, a subcommand prints the right result or an error.
+TEST_F(IniCommandTest, FewDescriptorsGiveNoWrongResult) {
   if (kSanitized) GTEST_SKIP() << "sanitizers need descriptors too";
   struct Case {
     Words words;
@@ -387,7 +389,7 @@ TEST_F(IniCommandTest, FewDescriptorsGiveNoWrongAnswer) {
   EXPECT_GT(refusals, 10);
 }
 
-// All of them, in their order, in a folder of their own.
+// Runs all of them in order, in one folder.
 TEST_F(IniCommandTest, ItsExamplesRun) {
   std::string script =
       "cd \"$1\" || exit 1\nfairlead() { \"$program\" \"$@\"; }\n"

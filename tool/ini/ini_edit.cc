@@ -1,4 +1,4 @@
-// The words of `ini` that change a file.
+// The subcommands of `ini` that change a file.
 
 #include <unistd.h>
 
@@ -24,15 +24,15 @@
 namespace fairlead::tool::ini {
 namespace {
 
-// What an edit does where there is no file.
-enum class Missing { kFail, kMake };
+// What an edit does if the file does not exist.
+enum class Missing { kFail, kCreate };
 
-[[noreturn]] void FailForUsage(std::string_view text) {
+[[noreturn]] void FailWrongUsage(std::string_view text) {
   throw Failure(kWrongUsage, std::string(text));
 }
 
-[[noreturn]] void FailForAlready(std::string_view what) {
-  throw Failure(kAnswerIsNo, Concat(what, " is there already"));
+[[noreturn]] void FailAlreadyExists(std::string_view what) {
+  throw Failure(kAnswerIsNo, Concat(what, " already exists"));
 }
 
 void Apply(const Arguments& arguments, const Output& output,
@@ -45,7 +45,7 @@ void Apply(const Arguments& arguments, const Output& output,
   }
   const bool in_place = arguments.Has(kInplace);
   EditFile(file, in_place ? Writing::kInPlace : Writing::kReplace, change,
-           {.tell = [&file] {
+           {.give_notice = [&file] {
              PrintNote("ini",
                        Concat("waiting for another edit of ", Quoted(file)));
            }});
@@ -64,19 +64,19 @@ ExitStatus Edit(const Arguments& arguments, const Output& output,
 }
 
 void Require(const Place& place, const Records& records) {
-  if (!place.IsIn(records)) FailForNo(place);
+  if (!place.IsIn(records)) FailNotFound(place);
 }
 
 void CheckNames(const Place& place) {
   std::string_view fault = SectionFault(place.section);
   if (fault.empty() && place.has_key) fault = KeyFault(place.key);
-  if (!fault.empty()) FailForUsage(fault);
+  if (!fault.empty()) FailWrongUsage(fault);
 }
 
 std::string CheckedValue(const Arguments& arguments) {
   std::string value(Trimmed(arguments.Text(kValue)));
   if (const std::string_view fault = ValueFault(value); !fault.empty())
-    FailForUsage(fault);
+    FailWrongUsage(fault);
   return value;
 }
 
@@ -85,7 +85,7 @@ struct Setting {
   std::string value;
 };
 
-// "section TAB key TAB value"; the value may hold more TABs.
+// Parses "section TAB key TAB value". The value may contain TABs.
 Setting SettingOf(std::string_view line, std::size_t number) {
   const auto fail = [number](std::string_view what) {
     throw Failure(kMalformedInput,
@@ -95,7 +95,7 @@ Setting SettingOf(std::string_view line, std::size_t number) {
   const std::size_t second =
       first == std::string_view::npos ? first : line.find('\t', first + 1);
   if (second == std::string_view::npos)
-    fail("this is not section, TAB, key, TAB, value");
+    fail("expected section TAB key TAB value");
 
   Setting setting = {.place = {.section = std::string(line.substr(0, first)),
                                .key = std::string(Trimmed(
@@ -121,23 +121,22 @@ std::vector<Setting> ReadSettings() {
 
 ExitStatus SetMany(const Arguments& arguments, const Output& output) {
   const std::vector<Setting> settings = ReadSettings();
-  return Edit(arguments, output, Missing::kMake, [&](Records& records) {
+  return Edit(arguments, output, Missing::kCreate, [&](Records& records) {
     for (const auto& [place, value] : settings)
       SetValue(records, place.section, place.key, value);
   });
 }
 
-// The character for which -char stands.
+// Returns the character that -char names.
 CIniFile::CommentChar CommentCharacter(const Arguments& arguments) {
-  const std::string word = arguments.Text(kChar);
-  if (word == "#" || word == "hash") return CIniFile::Hash;
-  if (word == ";" || word == "semicolon") return CIniFile::Semicolon;
-  FailForUsage(
-      Concat("-char ", Quoted(word), " is none of # ; hash semicolon"));
+  const std::string name = arguments.Text(kChar);
+  if (name == "#" || name == "hash") return CIniFile::Hash;
+  if (name == ";" || name == "semicolon") return CIniFile::Semicolon;
+  FailWrongUsage(Concat("-char: ", Quoted(name),
+                        " is not valid; choose #, ;, hash or semicolon"));
 }
 
-// The line in which the section's name stands. Keys before the first header
-// have none.
+// Returns the header of the section. Keys before the first header have none.
 Record& HeaderOf(const std::string& section, Records& records) {
   Record* const header = Find(records, section, "");
   if (header == nullptr || (section.empty() && !records.front().Key.empty()))
@@ -162,7 +161,7 @@ ExitStatus Set(const Arguments& arguments, const Output& output) {
   const Place place = PlaceOf(arguments);
   const std::string value = CheckedValue(arguments);
   CheckNames(place);
-  return Edit(arguments, output, Missing::kMake, [&](Records& records) {
+  return Edit(arguments, output, Missing::kCreate, [&](Records& records) {
     SetValue(records, place.section, place.key, value);
   });
 }
@@ -171,8 +170,8 @@ ExitStatus Add(const Arguments& arguments, const Output& output) {
   const Place place = PlaceOf(arguments);
   const std::string value = CheckedValue(arguments);
   CheckNames(place);
-  return Edit(arguments, output, Missing::kMake, [&](Records& records) {
-    if (place.IsIn(records)) FailForAlready(Spelled(place));
+  return Edit(arguments, output, Missing::kCreate, [&](Records& records) {
+    if (place.IsIn(records)) FailAlreadyExists(Spelled(place));
     if (place.has_key)
       SetValue(records, place.section, place.key, value);
     else
@@ -229,7 +228,7 @@ ExitStatus Rename(const Arguments& arguments, const Output& output) {
   CheckNames(to);
   return Edit(arguments, output, Missing::kFail, [&](Records& records) {
     Require(place, records);
-    if (to.IsIn(records)) FailForAlready(Spelled(to));
+    if (to.IsIn(records)) FailAlreadyExists(Spelled(to));
     if (!place.has_key) HeaderOf(place.section, records);
     ForEach(place, records, [&to](Record& record) {
       record.Section = to.section;
@@ -241,7 +240,7 @@ ExitStatus Rename(const Arguments& arguments, const Output& output) {
 ExitStatus Create(const Arguments& arguments, const Output& output) {
   const std::string file = arguments.Text(kFile);
   Apply(arguments, output, [&file](const std::optional<std::string>& text) {
-    if (text) FailForAlready(Quoted(file));
+    if (text) FailAlreadyExists(Quoted(file));
     return std::string();
   });
   return kDone;

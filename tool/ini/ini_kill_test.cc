@@ -1,6 +1,4 @@
-// The command `ini` and others that edit, killed or interrupted at each of
-// their system calls, or with each of these failing: the file is the old one or
-// the new one, whole.
+// Kills, interrupts and fails every system call of edits.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,13 +18,12 @@ namespace {
 constexpr char kOld[] = "[a]\nx=1\n";
 constexpr char kNew[] = "[a]\ny=2\nx=1\n";
 constexpr unsigned kMode = 0640;
-constexpr int kMostCalls = 200;
+constexpr int kMaxCalls = 200;
 
-// A sanitizer's search for leaks cannot run under strace.
+// Leak detection does not work under strace.
 const Words kEnvironment = {"ASAN_OPTIONS=detect_leaks=0"};
 
-// Every call that opens, changes, locks or names a file, and the ends of the
-// others.
+// The calls that open, change, lock or rename a file.
 constexpr const char* kCalls[] = {
     "openat", "write",  "pwrite64",     "read",  "/^rename",   "fsync",
     "fchmod", "linkat", "memfd_create", "fcntl", "exit_group", "close",
@@ -43,11 +40,11 @@ struct Traced {
   Outcome outcome;
   std::string log;
 
-  // Whether the call that was meant came.
+  // Returns whether the fault was injected.
   bool IsReached() const { return log.find("INJECTED") != std::string::npos; }
 };
 
-// Runs the command under strace, which does what `fault` says.
+// Runs the command under strace, which injects the fault.
 Traced RunReaching(const std::string& fault, const Words& arguments,
                    const Words& options = {}) {
   const TempFolder folder;
@@ -85,8 +82,8 @@ struct Folder {
             "a",   "-key", "y",     "-value", "2"};
   }
 
-  // The file's name, the link's and no other.
-  void ExpectNothingMore() const {
+  // Expects the file and the link only.
+  void ExpectNoOtherFiles() const {
     const auto files = std::filesystem::directory_iterator(folder.path());
     EXPECT_EQ(std::distance(begin(files), end(files)), 2);
   }
@@ -103,19 +100,19 @@ class IniKillTest : public testing::Test {
   }
 };
 
-// Whether the loader failed before the command began.
-bool IsLoaders(const Outcome& outcome) {
+// Returns whether the loader failed, before the command began.
+bool LoaderFailed(const Outcome& outcome) {
   return outcome.error.find("shared libraries") != std::string::npos;
 }
 
-// What failed is only what comes when all is written.
-bool IsOutputs(const Outcome& outcome) {
+// Returns whether standard output failed, after the file was written.
+bool OutputFailed(const Outcome& outcome) {
   return outcome.error.find("standard output") != std::string::npos;
 }
 
-// Runs the command once as it is, then with each call of those kinds failing
-// once: it is to do and say the same, or to say that it cannot and to leave the
-// file.
+// Runs the command once, then with each open, read and write failing once. It
+// must then do and print the same, or report an error and leave the file
+// unchanged.
 template <typename MakeWords>
 void ExpectRightOrRefused(const MakeWords& make_words) {
   const Folder whole;
@@ -125,36 +122,37 @@ void ExpectRightOrRefused(const MakeWords& make_words) {
   for (const char* const fault :
        {"openat:error=EMFILE", "read:error=EIO", "write:error=ENOSPC"}) {
     bool reached = true;
-    for (int when = 1; reached && when < kMostCalls; ++when) {
+    for (int when = 1; reached && when < kMaxCalls; ++when) {
       const Folder folder;
       folder.WriteOld();
       const Words words = make_words(folder.file);
       SCOPED_TRACE(Concat(fault, " ", when, " ", words[1]));
       const Traced run = RunReaching(Concat(fault, ":when=", when), words);
       reached = run.IsReached();
-      if (IsLoaders(run.outcome)) continue;
-      folder.ExpectNothingMore();
+      if (LoaderFailed(run.outcome)) continue;
+      folder.ExpectNoOtherFiles();
       const bool done = run.outcome.status == 0;
       EXPECT_TRUE(!done || run.outcome.output == right.output)
           << run.outcome.output;
       EXPECT_THAT(run.outcome.status, testing::AnyOf(0, 23, 26));
       EXPECT_EQ(run.outcome.error.empty(), done) << run.outcome.error;
-      EXPECT_EQ(ReadFile(folder.file),
-                done || IsOutputs(run.outcome) ? ReadFile(whole.file) : kOld);
+      EXPECT_EQ(ReadFile(folder.file), done || OutputFailed(run.outcome)
+                                           ? ReadFile(whole.file)
+                                           : kOld);
     }
     EXPECT_FALSE(reached);
   }
 }
 
-// `check` looks at the folder after each kill and says whether the new file is
-// there. It is to see both, over all the calls.
+// Kills the command at every call. `check` returns whether the folder then has
+// the new file; over all calls it must find both.
 template <typename Prepare, typename Check>
 void KillAtEveryCall(const Prepare& prepare, const Check& check) {
   int olds = 0;
   int news = 0;
   for (const char* const call : kCalls) {
     bool killed = true;
-    for (int when = 1; killed && when < kMostCalls; ++when) {
+    for (int when = 1; killed && when < kMaxCalls; ++when) {
       SCOPED_TRACE(Concat(call, " ", when));
       const Folder folder;
       prepare(folder);
@@ -165,7 +163,7 @@ void KillAtEveryCall(const Prepare& prepare, const Check& check) {
       ++(check(folder) ? news : olds);
       EXPECT_EQ(std::filesystem::read_symlink(folder.link), "box.ini");
 
-      // What the killed one left harms no later one.
+      // Leftovers of the killed command must not break later ones.
       ASSERT_EQ(Fairlead(folder.Set()).status, 0);
       ASSERT_TRUE(check(folder));
     }
@@ -175,7 +173,7 @@ void KillAtEveryCall(const Prepare& prepare, const Check& check) {
   EXPECT_GT(news, 3);
 }
 
-TEST_F(IniKillTest, TheFileIsTheOldOneOrTheNewOne) {
+TEST_F(IniKillTest, AKilledEditLeavesTheOldOrTheNewFile) {
   KillAtEveryCall([](const Folder& folder) { folder.WriteOld(); },
                   [](const Folder& folder) {
                     const std::string text = ReadFile(folder.file);
@@ -187,7 +185,7 @@ TEST_F(IniKillTest, TheFileIsTheOldOneOrTheNewOne) {
                   });
 }
 
-TEST_F(IniKillTest, ANewFileIsWholeOrNotThere) {
+TEST_F(IniKillTest, ANewFileIsCompleteOrMissing) {
   KillAtEveryCall([](const Folder&) {},
                   [](const Folder& folder) {
                     const auto text = ReadFileIfAny(folder.file);
@@ -196,9 +194,9 @@ TEST_F(IniKillTest, ANewFileIsWholeOrNotThere) {
                   });
 }
 
-// The fault of a file system without files that have no name: the calls that
-// open one are counted.
-std::string NoNamelessFiles() {
+// Returns the fault of a file system without unnamed files: the open with
+// O_TMPFILE, found by counting, fails.
+std::string NoUnnamedFiles() {
   const Folder folder;
   folder.WriteOld();
   const std::string log =
@@ -210,17 +208,17 @@ std::string NoNamelessFiles() {
   return Concat("openat:error=EOPNOTSUPP:when=", count);
 }
 
-TEST_F(IniKillTest, AFileSystemWithoutNamelessFilesWillDo) {
+TEST_F(IniKillTest, WorksOnAFileSystemWithoutUnnamedFiles) {
   const Folder folder;
   folder.WriteOld();
-  const Traced run = RunReaching(NoNamelessFiles(), folder.Set());
+  const Traced run = RunReaching(NoUnnamedFiles(), folder.Set());
   EXPECT_THAT(run.log, testing::ContainsRegex("O_TMPFILE.*INJECTED"));
   EXPECT_EQ(run.outcome.error, "");
   EXPECT_EQ(ReadFile(folder.file), kNew);
-  folder.ExpectNothingMore();
+  folder.ExpectNoOtherFiles();
 }
 
-// Interrupts it at each call of the kind; returns how often.
+// Interrupts the command at each such call. Returns how often.
 int InterruptAtEvery(const std::string& call, const std::string& signal,
                      const Words& options) {
   for (int when = 1;; ++when) {
@@ -231,13 +229,13 @@ int InterruptAtEvery(const std::string& call, const std::string& signal,
         RunWith(Concat(call, ":signal=", signal, ":when=", when), folder.Set(),
                 options);
     EXPECT_THAT(ReadFile(folder.file), testing::AnyOf(kOld, kNew));
-    folder.ExpectNothingMore();
+    folder.ExpectNoOtherFiles();
     if (outcome.signal == 0) return when - 1;
   }
 }
 
-TEST_F(IniKillTest, WhoInterruptsItFindsNothingLeftOver) {
-  const std::string named = NoNamelessFiles();
+TEST_F(IniKillTest, AnInterruptedEditLeavesNothingBehind) {
+  const std::string named = NoUnnamedFiles();
   for (const char* const signal : {"INT", "TERM", "HUP"}) {
     int interrupted = 0;
     for (const char* const call : kCalls)
@@ -248,8 +246,7 @@ TEST_F(IniKillTest, WhoInterruptsItFindsNothingLeftOver) {
   }
 }
 
-// The file, or nothing; crypt does its work with a stream.
-TEST_F(IniKillTest, AnInterruptedCipherLeavesNothingOver) {
+TEST_F(IniKillTest, AnInterruptedCipherLeavesNothingBehind) {
   for (const char* const call :
        {"pwrite64", "fsync", "linkat", "/^rename", "read"})
     for (int when = 1; when < 8; ++when) {
@@ -261,12 +258,12 @@ TEST_F(IniKillTest, AnInterruptedCipherLeavesNothingOver) {
                folder.file});
       const std::string text = ReadFile(folder.file);
       EXPECT_EQ(text.size(), sizeof kOld - 1);
-      folder.ExpectNothingMore();
+      folder.ExpectNoOtherFiles();
     }
 }
 
-// A call that fails instead, as on a full or broken disk, leaves the old file.
-TEST_F(IniKillTest, ADiskThatFailsLeavesTheOldFile) {
+// As on a full or broken disk.
+TEST_F(IniKillTest, AFailedCallLeavesTheOldFile) {
   for (const char* const fault :
        {"pwrite64:error=ENOSPC", "fsync:error=EIO", "/^rename:error=EACCES",
         "fchmod:error=EPERM", "memfd_create:error=ENOMEM", "linkat:error=EIO",
@@ -278,11 +275,11 @@ TEST_F(IniKillTest, ADiskThatFailsLeavesTheOldFile) {
     EXPECT_THAT(outcome.status, testing::AnyOf(23, 26)) << outcome.error;
     EXPECT_THAT(outcome.error, testing::HasSubstr("fairlead ini: cannot"));
     EXPECT_EQ(ReadFile(folder.file), kOld);
-    folder.ExpectNothingMore();
+    folder.ExpectNoOtherFiles();
   }
 }
 
-TEST_F(IniKillTest, ALinkThatCannotBeReadStays) {
+TEST_F(IniKillTest, AnUnreadableLinkIsKept) {
   if (kSanitized) GTEST_SKIP() << "sanitizers read links too";
   const Folder folder;
   folder.WriteOld();
@@ -291,8 +288,8 @@ TEST_F(IniKillTest, ALinkThatCannotBeReadStays) {
   EXPECT_EQ(ReadFile(folder.file), kOld);
 }
 
-TEST_F(IniKillTest, AFileWithAHiddenNameGoesWhereItFails) {
-  const std::string named = NoNamelessFiles();
+TEST_F(IniKillTest, AHiddenFileIsDeletedOnFailure) {
+  const std::string named = NoUnnamedFiles();
   for (const char* const fault :
        {"pwrite64:error=ENOSPC", "fsync:error=EIO", "/^rename:error=EACCES"}) {
     SCOPED_TRACE(fault);
@@ -302,23 +299,23 @@ TEST_F(IniKillTest, AFileWithAHiddenNameGoesWhereItFails) {
                                     {"-e", "inject=" + named});
     EXPECT_EQ(outcome.status, 23);
     EXPECT_EQ(ReadFile(folder.file), kOld);
-    folder.ExpectNothingMore();
+    folder.ExpectNoOtherFiles();
   }
 }
 
-// The new file is in its place then, and that is said.
-TEST_F(IniKillTest, AFolderThatIsNotSyncedIsTold) {
+// The new file is already there, and the message says so.
+TEST_F(IniKillTest, ReportsAFolderThatCannotBeSynced) {
   const Folder folder;
   folder.WriteOld();
   const Outcome outcome = RunWith("fsync:error=EIO:when=2", folder.Set());
   EXPECT_EQ(outcome.status, 23);
   EXPECT_THAT(outcome.error,
-              testing::HasSubstr("is written, but a power failure"));
+              testing::HasSubstr("was written, but a power failure"));
   EXPECT_EQ(ReadFile(folder.file), kNew);
 }
 
 // Longer and shorter than the old text.
-TEST_F(IniKillTest, AFailureInPlacePutsTheOldTextBack) {
+TEST_F(IniKillTest, AFailureInPlaceRestoresTheOldText) {
   for (const char* const fault :
        {"pwrite64:error=EIO", "ftruncate:error=EIO", "fsync:error=EIO",
         "fallocate:error=ENOSPC", "pwrite64:error=ENOSPC"})
@@ -343,18 +340,18 @@ TEST_F(IniKillTest, AFailureInPlacePutsTheOldTextBack) {
     }
 }
 
-TEST_F(IniKillTest, ASecondFailureInPlaceIsToldToo) {
+TEST_F(IniKillTest, ReportsAFailureToRestoreTheOldText) {
   const Folder folder;
   folder.WriteOld();
   const Outcome outcome =
       RunWith("pwrite64:error=EIO:when=1+", folder.Set() + Words{"-inplace"});
   EXPECT_EQ(outcome.status, 23);
-  EXPECT_THAT(outcome.error, testing::HasSubstr("nor can the old text be put"));
+  EXPECT_THAT(outcome.error,
+              testing::HasSubstr("restoring the old text failed too"));
 }
 
-// What reads and what writes, with each opening, reading and writing failing,
-// those of the copy in memory among them.
-TEST_F(IniKillTest, ACallThatFailsGivesNoWrongAnswer) {
+// Includes the calls on the copy in memory.
+TEST_F(IniKillTest, AFailedCallGivesNoWrongResult) {
   if (kSanitized) GTEST_SKIP() << "sanitizers open, read and write too";
   const Words in_a = {"-section", "a", "-key", "x"};
   for (const Words& words : {
@@ -370,10 +367,10 @@ TEST_F(IniKillTest, ACallThatFailsGivesNoWrongAnswer) {
       return Words{"ini", words[0], "-file", file} +
              Words(words.begin() + 1, words.end());
     });
-  for (const char* const word : {"-saveprofile", "-demo"})
-    ExpectRightOrRefused([word](const std::string& file) {
+  for (const char* const option : {"-saveprofile", "-demo"})
+    ExpectRightOrRefused([option](const std::string& file) {
       return Words{"send", "-demo", "-quiet", "-text",    "hi", "-settings",
-                   file,   "-idle", "7",      "-profile", "a",  word};
+                   file,   "-idle", "7",      "-profile", "a",  option};
     });
 }
 

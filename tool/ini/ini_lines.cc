@@ -1,3 +1,5 @@
+// Finds the lines of an INI file that the store cannot keep.
+
 #include "tool/ini/ini_lines.h"
 
 #include <algorithm>
@@ -13,18 +15,18 @@ Lines::Lines(std::string_view text) {
   while (!text.empty()) {
     ++line_;
     const std::string_view line = text.substr(0, text.find('\n'));
-    Look(Trimmed(line));
+    Check(Trimmed(line));
     text.remove_prefix(std::min(line.size() + 1, text.size()));
   }
 }
 
-void Lines::Look(std::string_view line) {
+void Lines::Check(std::string_view line) {
   if (line.empty()) return;
   if (line[0] == '#' || line[0] == ';') {
     if (line.find_first_of("[=") == std::string_view::npos) return;
     line = Trimmed(line.substr(1));
   }
-  if (line[0] == '[') return LookAtHeader(line.substr(1));
+  if (line[0] == '[') return CheckHeader(line.substr(1));
 
   const std::size_t equals = line.find('=');
   if (equals == std::string_view::npos)
@@ -32,12 +34,12 @@ void Lines::Look(std::string_view line) {
   if (equals == 0) Note(lossy_, "a '=' without a key before it");
 }
 
-void Lines::LookAtHeader(std::string_view after_bracket) {
+void Lines::CheckHeader(std::string_view after_bracket) {
   const std::size_t end = after_bracket.find(']');
   if (end == std::string_view::npos)
     Note(unreadable_, "a header without ']'");
   else if (end + 1 < after_bracket.size())
-    Note(lossy_, "text behind the ']' of a header");
+    Note(lossy_, "text after the ']' of a header");
 }
 
 void Lines::Note(Fault& fault, std::string_view what) const {
@@ -58,8 +60,8 @@ void Lines::CheckEditable(std::string_view file) const {
   if (lossy_.line != 0)
     throw Failure(kMalformedInput,
                   Concat(Visible(file), ":", lossy_.line, ": ", lossy_.what,
-                         "; an edit would lose it, so the file was left as it "
-                         "is"));
+                         "; an edit would lose it, so the file was not "
+                         "changed"));
 }
 
 }  // namespace fairlead::tool::ini

@@ -1,4 +1,4 @@
-// What the store would not keep of an INI file's lines.
+// Checks for lines of an INI file that the store cannot keep.
 
 #ifndef FAIRLEAD_TOOL_INI_INI_LINES_H_
 #define FAIRLEAD_TOOL_INI_INI_LINES_H_
@@ -8,32 +8,32 @@
 
 namespace fairlead::tool::ini {
 
-/// Every line of an INI file, looked at as the store does when it loads it.
+/// Checks the lines of an INI file, parsed as the store does on loading.
 class Lines {
  public:
   explicit Lines(std::string_view text);
 
-  /// The store refuses a file with a header without ']'.
+  /// Throws if the store cannot load the file: a header has no ']'.
   ///
-  /// @param file what the error calls it
-  /// @throws Failure with kMalformedInput: "file:line: what is wrong"
+  /// @param file the name of the file in the message
+  /// @throws Failure with kMalformedInput: "file:line: reason"
   void CheckReadable(std::string_view file) const;
 
-  /// When it saves the file again, the store loses or changes the text of some
-  /// lines: of those that are neither comment, header nor key, of what stands
-  /// behind a header, of the value of a key without a name.
+  /// Throws if saving the file would lose or change text: a line that is
+  /// neither comment, header nor key, text after a header, or a value without a
+  /// key.
   ///
   /// @throws Failure with kMalformedInput, as CheckReadable() does
   void CheckEditable(std::string_view file) const;
 
  private:
   struct Fault {
-    std::size_t line = 0;  // From 1; 0 where there is none.
+    std::size_t line = 0;  // From 1; 0 for no fault.
     std::string_view what = {};
   };
 
-  void Look(std::string_view line);
-  void LookAtHeader(std::string_view after_bracket);
+  void Check(std::string_view line);
+  void CheckHeader(std::string_view after_bracket);
   void Note(Fault& fault, std::string_view what) const;
   static void Throw(std::string_view file, const Fault& fault);
 

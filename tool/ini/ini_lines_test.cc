@@ -1,3 +1,5 @@
+// Tests of the check for lines that the store cannot keep.
+
 #include "tool/ini/ini_lines.h"
 
 #include <gmock/gmock.h>
@@ -16,7 +18,7 @@
 namespace fairlead::tool::ini {
 namespace {
 
-// What the check says, or "" where it finds nothing.
+// Returns the message of the check, or "".
 std::string ReadFault(const std::string& text) {
   try {
     Lines(text).CheckReadable("f.ini");
@@ -38,14 +40,14 @@ std::string EditFault(const std::string& text) {
   return "";
 }
 
-TEST(IniLinesTest, FindsNoFaultInWhatIsKept) {
+TEST(IniLinesTest, AcceptsWhatTheStoreKeeps) {
   for (const char* const text :
        {"", "\n \t\r\n", "k=v", "[a]\nk = v = w\r\n", "# note\n[a] \n;k=v\n",
         "#[a]\n##k=v\n", "[]\nk=\n", "[ a[ ]\n", "# only a note", "#\n;"})
     EXPECT_EQ(EditFault(text), "") << text;
 }
 
-TEST(IniLinesTest, NamesTheLineThatTheStoreRefuses) {
+TEST(IniLinesTest, ReportsTheLineThatTheStoreRefuses) {
   EXPECT_EQ(ReadFault("[a]\nk=v\n[open\n"), "f.ini:3: a header without ']'");
   EXPECT_EQ(ReadFault("\n\n # [open"), "f.ini:3: a header without ']'");
   EXPECT_EQ(ReadFault("[open\n[open\n"), "f.ini:1: a header without ']'");
@@ -53,7 +55,7 @@ TEST(IniLinesTest, NamesTheLineThatTheStoreRefuses) {
   EXPECT_EQ(ReadFault("junk\n=v\n[a]x\n"), "");
 }
 
-TEST(IniLinesTest, NamesTheLineThatAnEditWouldLose) {
+TEST(IniLinesTest, ReportsTheLineThatAnEditWouldLose) {
   EXPECT_EQ(EditFault("[a]\njunk\n"),
             "f.ini:2: neither comment, header nor key=value");
   EXPECT_EQ(EditFault("# note\njunk\n"),
@@ -64,7 +66,7 @@ TEST(IniLinesTest, NamesTheLineThatAnEditWouldLose) {
   EXPECT_EQ(EditFault("k=v\n# ====\n"),
             "f.ini:2: a '=' without a key before it");
   EXPECT_EQ(EditFault("[a] # note\n"),
-            "f.ini:1: text behind the ']' of a header");
+            "f.ini:1: text after the ']' of a header");
 }
 
 std::string CommentsAtEnd(const std::string& text) {
@@ -79,7 +81,7 @@ TEST(IniLinesTest, KeepsTheCommentsAtTheEnd) {
   EXPECT_EQ(CommentsAtEnd("# one\njunk"), "# one\n");
 }
 
-// The lines that hold anything, without their blanks.
+// Returns the non-empty lines, trimmed.
 std::vector<std::string> Essence(std::string_view text) {
   std::vector<std::string> lines = {""};
   for (const char c : text) {
@@ -90,8 +92,8 @@ std::vector<std::string> Essence(std::string_view text) {
   return lines;
 }
 
-// Judged by the store itself: what it throws on is not readable, and what it
-// saves without losing anything but blanks is editable.
+// The store is the oracle: what it throws on is not readable, and what it saves
+// without losing more than whitespace is editable.
 TEST(IniLinesTest, AgreesWithTheStoreOnRandomText) {
   constexpr unsigned kSeed = 20261121;
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);

@@ -1,3 +1,5 @@
+// The section or key that -section and -key name.
+
 #include "tool/ini/ini_place.h"
 
 #include "fairlead/ini/ini_file.h"
@@ -29,7 +31,7 @@ std::string Spelled(const Place& place) {
                        : section;
 }
 
-void FailForNo(const Place& place) {
+void FailNotFound(const Place& place) {
   throw Failure(kAnswerIsNo, Concat("there is no ", Spelled(place)));
 }
 

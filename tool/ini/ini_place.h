@@ -1,4 +1,4 @@
-// Where in an INI file a word of `ini` is to work.
+// The part of an INI file that a subcommand works on.
 
 #ifndef FAIRLEAD_TOOL_INI_INI_PLACE_H_
 #define FAIRLEAD_TOOL_INI_INI_PLACE_H_
@@ -17,18 +17,20 @@ struct Place {
   std::string key;
   bool has_key = false;
 
-  /// Whether it is among the records, disabled or not.
+  /// Returns whether the records contain it, disabled or not.
   bool IsIn(const Records& records) const;
 };
 
-/// What -section and -key name.
+/// Returns what -section and -key name.
+///
+/// @throws Failure with kWrongUsage if -key is only whitespace
 Place PlaceOf(const Arguments& arguments);
 
-/// "key 'port' in section 'server'".
+/// Returns "key 'port' in section 'server'".
 std::string Spelled(const Place& place);
 
-/// @throws Failure with kAnswerIsNo, which says that the place is not there
-[[noreturn]] void FailForNo(const Place& place);
+/// Throws Failure with kAnswerIsNo: "there is no ...".
+[[noreturn]] void FailNotFound(const Place& place);
 
 }  // namespace fairlead::tool::ini
 

@@ -1,4 +1,4 @@
-// The words of `ini` that look into a file.
+// The subcommands of `ini` that read a file.
 
 #include <algorithm>
 #include <functional>
@@ -27,12 +27,12 @@ Content ReadContent(const Arguments& arguments) {
   return ContentOf(ReadFile(file), file);
 }
 
-// Those of the records that -section and -key ask for, or all of them.
-Records Chosen(const Arguments& arguments, Records records) {
+// Returns the records that -section and -key select, or all of them.
+Records Selected(const Arguments& arguments, Records records) {
   if (!arguments.Has(kSection)) return records;
 
   const Place place = PlaceOf(arguments);
-  if (!place.IsIn(records)) FailForNo(place);
+  if (!place.IsIn(records)) FailNotFound(place);
   if (place.has_key) return {*Find(records, place.section, place.key)};
   std::erase_if(records, std::not_fn(CIniFile::RecordSectionIs{place.section}));
   return records;
@@ -73,7 +73,7 @@ ExitStatus Get(const Arguments& arguments, const Output& output) {
   const Content content = ContentOf(text.value_or(""), file);
 
   const Record* const found = Find(content.records, place.section, place.key);
-  if (found == nullptr && !has_default) FailForNo(place);
+  if (found == nullptr && !has_default) FailNotFound(place);
   Print(output, format,
         Single(format,
                found == nullptr ? arguments.Text(kDefault) : found->Value));
@@ -82,7 +82,7 @@ ExitStatus Get(const Arguments& arguments, const Output& output) {
 
 ExitStatus List(const Arguments& arguments, const Output& output) {
   const std::string format = arguments.Text(kFormat);
-  Records records = Chosen(arguments, ReadContent(arguments).records);
+  Records records = Selected(arguments, ReadContent(arguments).records);
   std::erase_if(records,
                 [](const Record& record) { return record.Key.empty(); });
   if (format == "json") {
@@ -108,7 +108,8 @@ ExitStatus Sections(const Arguments& arguments, const Output& output) {
 ExitStatus Keys(const Arguments& arguments, const Output& output) {
   const std::string format = arguments.Text(kFormat);
   std::vector<std::string> keys;
-  for (const Record& record : Chosen(arguments, ReadContent(arguments).records))
+  for (const Record& record :
+       Selected(arguments, ReadContent(arguments).records))
     if (!record.Key.empty()) keys.push_back(record.Key);
   Print(output, format, tool::List(format, keys));
   return kDone;
@@ -124,12 +125,8 @@ ExitStatus Has(const Arguments& arguments, const Output& /*output*/) {
 
 ExitStatus Show(const Arguments& arguments, const Output& output) {
   const std::string format = arguments.Text(kFormat);
-  if (format != "text" && format != "json")
-    throw Failure(kWrongUsage, "show prints text or json");
-  if (arguments.Has(kKey) && !arguments.Has(kSection))
-    throw Failure(kWrongUsage, "-key needs -section");
   const Content content = ReadContent(arguments);
-  const Records records = Chosen(arguments, content.records);
+  const Records records = Selected(arguments, content.records);
   if (format == "json") {
     Print(output, format, Json(records));
     return kDone;

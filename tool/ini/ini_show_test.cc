@@ -1,4 +1,4 @@
-// The command `ini` as a process: every word that looks, and every format.
+// The command `ini` as a process: the subcommands that read, and all formats.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ TEST_F(IniShowTest, Get) {
   EXPECT_EQ(Answer({"get", "-section", "server", "-key", " port "}), "7000\n");
   EXPECT_EQ(Answer({"get", "-section", "", "-key", "k0"}), "first\n");
   EXPECT_EQ(Answer({"get", "-section", "server", "-key", "host"}),
-            "example.org\n");  // Disabled, and there.
+            "example.org\n");  // Disabled, but found.
   EXPECT_EQ(Refusal(1, {"get", "-section", "server", "-key", "Port"}),
             "fairlead ini: there is no key 'Port' in section 'server'\n");
   EXPECT_EQ(Answer({"get", "-section", "server", "-key", "x", "-default", ""}),
@@ -34,7 +34,7 @@ TEST_F(IniShowTest, Get) {
             "\n");
 }
 
-TEST_F(IniShowTest, GetHasAFormForEveryReader) {
+TEST_F(IniShowTest, GetHasAllFormats) {
   Write("[a]\nk = it's \"two\" words\n");
   const auto get = [this](const std::string& format) {
     return Answer({"get", "-section", "a", "-key", "k", "-format", format});
@@ -45,7 +45,7 @@ TEST_F(IniShowTest, GetHasAFormForEveryReader) {
   EXPECT_EQ(get("nul"), std::string("it's \"two\" words\0", 17));
 }
 
-TEST_F(IniShowTest, AMissingFileHoldsNothing) {
+TEST_F(IniShowTest, AMissingFileIsEmpty) {
   const Words place = {"-section", "a", "-key", "k"};
   EXPECT_EQ(Answer(Words{"get", "-default", "d"} + place), "d\n");
   EXPECT_EQ(Refusal(1, Words{"has"} + place), "");
@@ -90,7 +90,7 @@ TEST_F(IniShowTest, List) {
               EndsWith("there is no section 'none'\n"));
 }
 
-TEST_F(IniShowTest, WhatListPrintsSetTakes) {
+TEST_F(IniShowTest, SetReadsTheOutputOfList) {
   Write(kBox);
   const std::string listed = Answer({"list"});
   ASSERT_EQ(unlink(Path().c_str()), 0);
@@ -131,7 +131,7 @@ TEST_F(IniShowTest, Show) {
   Refusal(2, {"show", "-key", "k0"});
 }
 
-TEST_F(IniShowTest, ATerminalSeesNoControlBytes) {
+TEST_F(IniShowTest, ATerminalShowsNoControlBytes) {
   Write("[a]\nx=\x1b[31mred\n");
   const Words get = Line({"get", "-section", "a", "-key", "x"});
   EXPECT_EQ(RunProgram({.arguments = get, .output_is_terminal = true}).output,

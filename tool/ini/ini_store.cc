@@ -1,3 +1,5 @@
+// Parses, edits and formats the text of an INI file.
+
 #include "tool/ini/ini_store.h"
 
 #include <algorithm>
@@ -13,9 +15,9 @@
 namespace fairlead::tool::ini {
 namespace {
 
-// The library does not say whether it could open and read a file. So a header
-// stands at the end of what it is given: with this record, every record before
-// it was read, and its comments are those that would belong to none.
+// The library does not report whether it could read a file, so a header is
+// appended to the text. If it was loaded, so was every record before it. Its
+// comments are those after the last record, which the store would drop.
 std::string LastSection(const std::string& text) {
   return Concat("end of ", text.size(), " bytes");
 }
@@ -25,8 +27,8 @@ bool IsLast(const Records& records, const std::string& section) {
          records.back().Key.empty();
 }
 
-auto Place(const Records& records, std::string_view section,
-           std::string_view key) {
+auto FirstMatch(const Records& records, std::string_view section,
+                std::string_view key) {
   return std::ranges::find_if(records, [&](const Record& record) {
     return record.Section == section && record.Key == key;
   });
@@ -80,12 +82,12 @@ std::string Edited(const std::string& text, const std::string& file,
 
 const Record* Find(const Records& records, std::string_view section,
                    std::string_view key) {
-  const auto found = Place(records, section, key);
+  const auto found = FirstMatch(records, section, key);
   return found == records.end() ? nullptr : &*found;
 }
 
 Record* Find(Records& records, std::string_view section, std::string_view key) {
-  const auto found = Place(records, section, key);
+  const auto found = FirstMatch(records, section, key);
   return found == records.end()
              ? nullptr
              : &records[static_cast<std::size_t>(found - records.begin())];

@@ -1,4 +1,4 @@
-// The texts of INI files and the records in them.
+// Conversions between the text of an INI file and its records.
 
 #ifndef FAIRLEAD_TOOL_INI_INI_STORE_H_
 #define FAIRLEAD_TOOL_INI_INI_STORE_H_
@@ -16,47 +16,46 @@ namespace fairlead::tool::ini {
 using Record = CIniFile::Record;
 using Records = std::vector<Record>;
 
-/// All that an edit keeps of an INI file.
+/// The content of an INI file that an edit keeps.
 struct Content {
   Records records;
-  std::string comments_at_end;  ///< Below the last record, an LF after each.
+  std::string comments_at_end;  ///< After the last record; each ends with LF.
 };
 
-/// Takes a text apart as the library's store does.
+/// Parses a text as the library's store does. The result is complete.
 ///
-/// @param file what an error calls it
+/// @param file the name of the file in error messages
 /// @throws Failure with kMalformedInput for a header without ']'; with
-///     kCannotRead or kCannotWrite where the system refuses what this takes:
-///     no record is ever missing from the result
+///     kCannotRead or kCannotWrite if a system call fails
 Content ContentOf(const std::string& text, const std::string& file);
 
-/// The lines that stand for the records in a file.
+/// Returns the lines of the records in a file.
 std::string TextOf(const Records& records);
 
 /// Changes the records of a file.
 using Operation = std::function<void(Records& records)>;
 
-/// The text as the operation leaves it.
+/// Returns the text after the operation.
 ///
-/// @throws Failure as ContentOf() does; with kMalformedInput also for a text of
-///     which an edit would lose something
+/// @throws Failure as ContentOf() does; with kMalformedInput also if an edit
+///     would lose part of the text
 std::string Edited(const std::string& text, const std::string& file,
                    const Operation& operation);
 
-/// The first record of these names, disabled or not, or nullptr; with an empty
-/// key, the first header of the section.
+/// Returns the first record with these names, disabled or not, or nullptr. An
+/// empty key finds the first header of the section.
 const Record* Find(const Records& records, std::string_view section,
                    std::string_view key);
 Record* Find(Records& records, std::string_view section, std::string_view key);
 
-/// Whether a record is of the section.
+/// Returns whether any record belongs to the section.
 bool HasSection(const Records& records, std::string_view section);
 
-/// Puts a header at the end.
+/// Appends a header.
 void AddSection(Records& records, std::string_view section);
 
-/// Gives the key the value. A new key goes to the top of its section, a new
-/// section to the end.
+/// Sets the value of the key. Inserts a new key at the top of its section, and
+/// appends a new section.
 void SetValue(Records& records, std::string_view section, std::string_view key,
               std::string_view value);
 

@@ -1,4 +1,4 @@
-// For the tests of the command `ini`: it as a process, on a file of its own.
+// For tests of the command `ini`: runs it on a file of the test's own.
 
 #ifndef FAIRLEAD_TOOL_INI_INI_TESTING_H_
 #define FAIRLEAD_TOOL_INI_INI_TESTING_H_
@@ -26,7 +26,7 @@ inline constexpr char kBox[] =
     "port=7001\n"
     "# the end\n";
 
-// The same, normalised.
+// The same after saving.
 inline constexpr char kSaved[] =
     "k0=first\n"
     "# where it listens\n"
@@ -52,7 +52,7 @@ class IniCommandTest : public testing::Test {
     return RunProgram({.arguments = Line(words), .input = input});
   }
 
-  // Runs; the command is to succeed and to say nothing to the person.
+  // Runs the command, which must succeed without messages. Returns its output.
   std::string Answer(const Words& words, const std::string& input = "") const {
     const Outcome outcome = Run(words, input);
     EXPECT_EQ(outcome.error, "");
@@ -60,7 +60,8 @@ class IniCommandTest : public testing::Test {
     return outcome.output;
   }
 
-  // Runs; the command is to end so and to leave the file as it is.
+  // Runs the command, which must end with the status and not change the file.
+  // Returns its message.
   std::string Refusal(int status, const Words& words,
                       const std::string& input = "") const {
     const bool exists = access(Path().c_str(), F_OK) == 0;

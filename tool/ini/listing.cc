@@ -1,3 +1,5 @@
+// Formats lists of texts for -format.
+
 #include "tool/ini/listing.h"
 
 #include <algorithm>
@@ -8,16 +10,16 @@
 namespace fairlead::tool {
 namespace {
 
-// Nothing is special between single quotes but a single quote.
-std::string ShellWord(std::string_view text) {
-  std::string word = "'";
+// In single quotes, only the single quote is special.
+std::string ShellQuoted(std::string_view text) {
+  std::string quoted = "'";
   for (const char c : text) {
     if (c == '\'')
-      word += "'\\''";
+      quoted += "'\\''";
     else
-      word += c;
+      quoted += c;
   }
-  return word + "'";
+  return quoted + "'";
 }
 
 }  // namespace
@@ -29,7 +31,7 @@ std::string Rows(std::string_view format,
     const char* separator = "";
     for (const std::string& text : row) {
       lines += format == "nul" ? "" : separator;
-      lines += format == "sh" ? ShellWord(text) : text;
+      lines += format == "sh" ? ShellQuoted(text) : text;
       if (format == "nul") lines += '\0';
       separator = format == "sh" ? " " : "\t";
     }

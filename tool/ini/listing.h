@@ -1,4 +1,4 @@
-// Texts in the forms of -format: for people, shells and programs.
+// The formats of -format: for users, shells and programs.
 
 #ifndef FAIRLEAD_TOOL_INI_LISTING_H_
 #define FAIRLEAD_TOOL_INI_LISTING_H_
@@ -9,21 +9,20 @@
 
 namespace fairlead::tool {
 
-/// Rows of texts: with "text" a line each, with a TAB between two texts; with
-/// "sh" a line of words each, quoted so that a shell takes them as they are;
-/// with "nul" a zero byte after every text.
+/// Formats rows of texts. "text" is a line per row, separated by TABs; "sh" is
+/// a line per row, quoted for a shell; "nul" is a zero byte after every text.
 std::string Rows(std::string_view format,
                  const std::vector<std::vector<std::string>>& rows);
 
-/// Texts of one kind: as rows of one, but one line with "sh" and a JSON array
-/// with "json".
+/// Formats a list: one text per row, but one line for "sh" and a JSON array for
+/// "json".
 std::string List(std::string_view format,
                  const std::vector<std::string>& texts);
 
-/// One text, in the same forms.
+/// Formats one text.
 std::string Single(std::string_view format, const std::string& text);
 
-/// The JSON values as an array, each on a line of its own.
+/// Returns the JSON values as an array, one value per line.
 std::string JsonArray(const std::vector<std::string>& values);
 
 }  // namespace fairlead::tool

@@ -1,3 +1,5 @@
+// Tests of the formats of -format.
+
 #include "tool/ini/listing.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +13,7 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(ListingTest, HasAFormForEveryReader) {
+TEST(ListingTest, HasAllFormats) {
   const std::vector<std::vector<std::string>> rows = {{"a", "b c"}, {"", "'"}};
   EXPECT_EQ(Rows("text", rows), "a\tb c\n\t'\n");
   EXPECT_EQ(Rows("sh", rows), "'a' 'b c'\n'' ''\\'''\n");
@@ -30,7 +32,7 @@ TEST(ListingTest, HasAFormForEveryReader) {
   EXPECT_EQ(Single("json", "a b"), "\"a b\"\n");
 }
 
-TEST(ListingTest, AShellTakesItsWordsAsTheyAre) {
+TEST(ListingTest, AShellReadsBackItsWords) {
   const std::string text = "$(exit 1) `x` \\ \" ' * ~ ; # \t-n";
   const Outcome outcome = RunProgram(
       {.arguments = {"-c", "eval \"set -- $(cat)\"; printf '%s|' \"$@\""},

@@ -1,3 +1,5 @@
+// Edits a file under a lock, by replacing it or in place.
+
 #include "tool/io/atomic_edit.h"
 
 #include <fcntl.h>
@@ -14,8 +16,8 @@
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/base/reason.h"
+#include "tool/io/blocked_signals.h"
 #include "tool/io/edit_lock.h"
-#include "tool/io/held_signals.h"
 #include "tool/io/leftovers.h"
 #include "tool/io/read_file.h"
 #include "tool/io/replacement_file.h"
@@ -30,15 +32,16 @@ constexpr std::chrono::milliseconds kPause{5};
 
 void Replace(const std::string& path, const Descriptor& old,
              std::string_view text) {
-  const HeldSignals held;
+  const BlockedSignals blocked;
   ReplacementFile replacement(path, &old, kRemedy);
   replacement.Write(text);
   replacement.Rename();
   RemoveLeftovers(FolderOf(path));
 }
 
-// Makes sure that the text has room, without a change of the file's size; where
-// the file system cannot, writing will show. Returns 0 or the error.
+// Allocates disk space for the text without changing the file's size. Succeeds
+// if the file system does not support this: then writing will show. Returns 0
+// or the error.
 int Reserve(const Descriptor& file, std::string_view text) {
   const auto size = static_cast<off_t>(text.size());
   while (fallocate(file.number(), FALLOC_FL_KEEP_SIZE, 0, size) == -1)
@@ -46,13 +49,13 @@ int Reserve(const Descriptor& file, std::string_view text) {
   return 0;
 }
 
-// Gives back what Reserve() took; nothing is lost where that fails.
-void GiveBack(const Descriptor& file, std::string_view old_text) {
+// Frees what Reserve() allocated. Failure is harmless.
+void Release(const Descriptor& file, std::string_view old_text) {
   std::ignore = ftruncate(file.number(), static_cast<off_t>(old_text.size()));
 }
 
-// Makes the text all of the file, on the disk too; returns 0 or the error.
-int Fill(const Descriptor& file, std::string_view text) {
+// Replaces the content of the file and syncs it. Returns 0 or the error.
+int SetContent(const Descriptor& file, std::string_view text) {
   if (const int error = WriteAt(file, text, 0)) return error;
   const auto size = static_cast<off_t>(text.size());
   struct stat now = {};
@@ -61,22 +64,22 @@ int Fill(const Descriptor& file, std::string_view text) {
   return fsync(file.number()) == -1 ? errno : 0;
 }
 
-// Room is found first, and the old text is put back: a half-written file is
-// worse than an old one.
+// Reserves space first and restores the old text on failure: a partially
+// written file is worse than an old one.
 void Overwrite(const std::string& path, const Descriptor& file,
                std::string_view old_text, std::string_view new_text) {
-  const HeldSignals held;
+  const BlockedSignals blocked;
   int error = new_text.size() > old_text.size() ? Reserve(file, new_text) : 0;
-  const bool has_room = error == 0;
-  if (has_room) error = Fill(file, new_text);
+  const bool has_space = error == 0;
+  if (has_space) error = SetContent(file, new_text);
   if (error == 0) return;
-  const int second = has_room ? Fill(file, old_text) : 0;
-  GiveBack(file, old_text);
-  if (second == 0) FailToWrite(path, error);
+  const int restore_error = has_space ? SetContent(file, old_text) : 0;
+  Release(file, old_text);
+  if (restore_error == 0) FailToWrite(path, error);
   FailToWrite(path, Concat(Reason(error),
-                           "; nor can the old text be put back, of which a "
-                           "part may be lost: ",
-                           Reason(second)));
+                           "; restoring the old text failed too, and part of "
+                           "it may be lost: ",
+                           Reason(restore_error)));
 }
 
 [[noreturn]] void FailToOpen(const std::string& path, int error) {
@@ -87,7 +90,7 @@ void Overwrite(const std::string& path, const Descriptor& file,
                 Concat("cannot open ", Quoted(path), ": ", Reason(error)));
 }
 
-// Waits for the end of another edit, a little each time.
+// Polls for the end of another edit.
 class Waiting {
  public:
   Waiting(const std::string& path, const Patience& patience)
@@ -96,9 +99,9 @@ class Waiting {
   void Pause(EditLock::State state) {
     const auto waited = Clock::now() - start_;
     if (waited >= patience_.limit) Fail(state);
-    if (waited >= patience_.until_told && !told_) {
-      told_ = true;
-      patience_.tell();
+    if (waited >= patience_.notice_after && !notice_given_) {
+      notice_given_ = true;
+      patience_.give_notice();
     }
     std::this_thread::sleep_for(kPause);
   }
@@ -123,14 +126,13 @@ class Waiting {
   const std::string& path_;
   const Patience& patience_;
   const Clock::time_point start_ = Clock::now();
-  bool told_ = false;
+  bool notice_given_ = false;
 };
 
-// Each of these returns false where the edit must begin again: another edit has
-// the lock, which `state` then tells, or the file was made or replaced
-// meanwhile by somebody else.
+// Each of these returns false if the edit must start over: another edit has the
+// lock (see `state`), or another process created or replaced the file.
 
-bool MakeFile(const std::string& path, const Change& change) {
+bool CreateFile(const std::string& path, const Change& change) {
   const std::string text = change(std::nullopt);
   ReplacementFile replacement(path, nullptr, kRemedy);
   replacement.Write(text);
@@ -141,7 +143,7 @@ bool EditExisting(const std::string& path, const Descriptor& file,
                   Writing writing, const Change& change,
                   EditLock::State& state) {
   if (!S_ISREG(StatusOf(file, path).st_mode))
-    FailToWrite(path, "it is no regular file");
+    FailToWrite(path, "it is not a regular file");
   const EditLock lock(path, file);
   state = lock.state();
   if (state != EditLock::State::kMine || !IsAt(path, file)) return false;
@@ -160,7 +162,7 @@ bool TryToEdit(const std::string& path, Writing writing, const Change& change,
                EditLock::State& state) {
   const Descriptor file(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
   if (file.IsOpen()) return EditExisting(path, file, writing, change, state);
-  if (errno == ENOENT) return MakeFile(path, change);
+  if (errno == ENOENT) return CreateFile(path, change);
   FailToOpen(path, errno);
 }
 

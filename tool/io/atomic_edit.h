@@ -1,4 +1,4 @@
-// Edits of a file that happen at once or not at all.
+// Atomic edits of a file.
 
 #ifndef FAIRLEAD_TOOL_IO_ATOMIC_EDIT_H_
 #define FAIRLEAD_TOOL_IO_ATOMIC_EDIT_H_
@@ -10,48 +10,46 @@
 
 namespace fairlead::tool {
 
-/// Makes a file's new text of its old one, which is absent where there is no
-/// file. It may be asked more than once for one edit; what it throws ends the
-/// edit, and the file stays as it is.
+/// Returns the new text of a file, given the old one, or nothing if there is no
+/// file. May be called more than once for one edit. If it throws, the edit ends
+/// and the file is not changed.
 using Change =
     std::function<std::string(const std::optional<std::string>& old_text)>;
 
 /// How the new text gets into the file.
 enum class Writing {
-  kReplace,  ///< A new file takes the place of the old one.
+  kReplace,  ///< A new file is renamed over the old one.
   kInPlace,  ///< The file itself is overwritten.
 };
 
-/// How long an edit waits for another one of the same file to end.
+/// How long an edit waits for another edit of the same file.
 struct Patience {
   std::chrono::milliseconds limit{10'000};
-  std::chrono::milliseconds until_told{1'000};
-  std::function<void()> tell = [] {};  ///< Called once, after `until_told`.
+  std::chrono::milliseconds notice_after{1'000};
+  std::function<void()> give_notice = [] {};  ///< Called once.
 };
 
-/// Edits a file, or makes it where there is none.
+/// Edits a file, or creates it if it does not exist.
 ///
-/// A symbolic link is followed to its target. While the edit lasts, the file
-/// has the lock of EditLock, so that of two edits none is lost. The new text
-/// goes into a file without a name in the same folder, which gets the owner,
-/// the access control list, the extended attributes and the mode of the old
-/// one, is brought to the disk and takes the old one's name: whatever happens,
-/// the name stands for the whole old text or the whole new one. A file that is
-/// not there yet gets the mode 0666 without the bits of the umask. Where the
-/// text does not change, nothing is written.
+/// Follows symbolic links. Holds an EditLock on the file, so that no concurrent
+/// edit is lost. Does not write if the text does not change.
 ///
-/// In place, the file keeps all but its text. Where writing fails, the old text
-/// is written back; a process that is killed meanwhile leaves a mixture.
+/// With kReplace, the new text is written to an unnamed file in the same
+/// folder. That file gets the owner, the access control list, the extended
+/// attributes and the mode of the old one, is synced and is renamed over the
+/// old one: at every moment the name refers to the complete old text or the
+/// complete new one. A new file gets the mode 0666 less the umask.
 ///
-/// SIGINT, SIGTERM and SIGHUP end the process before anything is written or
-/// after all is, but not in between. Hidden files that edits left behind which
-/// were killed otherwise are deleted.
+/// With kInPlace, the file keeps everything but its text. If writing fails, the
+/// old text is restored. A process killed while writing leaves a mixture.
 ///
-/// @throws Failure with kCannotRead or kCannotWrite; also, unless the writing
-///     is in place, for a file that another cannot take the place of without
-///     loss: one with several names or with an owner or an attribute that
-///     cannot be kept; with kTimeIsOver where another edit lasts too long. The
-///     old text is then still there, or the failure's text says otherwise.
+/// SIGINT, SIGTERM and SIGHUP are held back while the file is written. Deletes
+/// stale hidden files of edits that were killed.
+///
+/// @throws Failure with kCannotRead or kCannotWrite; with kCannotWrite also if
+///     kReplace would lose something: another hard link, the owner or an
+///     attribute; with kTimeIsOver if another edit takes too long. The old text
+///     is then unchanged unless the message says otherwise.
 void EditFile(const std::string& path, Writing writing, const Change& change,
               const Patience& patience = {});
 

@@ -1,3 +1,5 @@
+// Locks a file against other edits.
+
 #include "tool/io/edit_lock.h"
 
 #include <fcntl.h>
@@ -13,7 +15,7 @@
 namespace fairlead::tool {
 namespace {
 
-// No program that locks what it reads or writes of a file comes as far.
+// Far beyond the bytes that any other program locks.
 constexpr off_t kByte = 0x7fff'ffff'0000'0000;
 
 struct flock ByteLock(int type) {
@@ -25,8 +27,8 @@ struct flock ByteLock(int type) {
   return lock;
 }
 
-// Of the lock that another has and that keeps us from ours; F_UNLCK for none.
-int TypeInTheWay(const Descriptor& file, const std::string& path) {
+// Returns the type of the lock that blocks ours; F_UNLCK if none does.
+int BlockingType(const Descriptor& file, const std::string& path) {
   struct flock lock = ByteLock(F_WRLCK);
   if (fcntl(file.number(), F_OFD_GETLK, &lock) == -1) FailToLock(path, errno);
   return lock.l_type;
@@ -38,10 +40,11 @@ bool Locked(const Descriptor& file, const std::string& path) {
   return error == 0;
 }
 
-// Where anybody may make files, only these can have made the lock file for an
-// edit of the file; from others, it would be a nuisance.
-bool IsOfAStranger(const struct stat& lock_file, const struct stat& file,
-                   const std::string& folder) {
+// In a folder where anybody may create files, ignores lock files of users other
+// than root, this one and the owners of the file and the folder: they could
+// block edits of a file that they may not write.
+bool IsOfUnrelatedUser(const struct stat& lock_file, const struct stat& file,
+                       const std::string& folder) {
   struct stat there = {};
   const bool anybody = stat(folder.c_str(), &there) == 0 &&
                        (there.st_mode & unsigned{S_ISVTX}) != 0;
@@ -59,8 +62,8 @@ int TryToLock(const Descriptor& file) {
   return 0;
 }
 
-// Deleted at the end where it is locked by us, with the lock still on it: who
-// locks it later sees that it is no longer there.
+// Deleted at the end if it is locked by us, while still locked: a process that
+// locks it later then sees that it is gone.
 class EditLock::LockFile {
  public:
   explicit LockFile(const std::string& path)
@@ -94,15 +97,15 @@ EditLock::~EditLock() = default;
 EditLock::State EditLock::Lock(const Descriptor& file) {
   if (Locked(file, path_))
     return LockFileIsTaken(file) ? State::kLockFile : State::kMine;
-  if (TypeInTheWay(file, path_) != F_RDLCK) return State::kEditor;
+  if (BlockingType(file, path_) != F_RDLCK) return State::kEditor;
   return LockFileInstead(file);
 }
 
 EditLock::State EditLock::LockFileInstead(const Descriptor& file) {
-  held_.emplace();
+  blocked_.emplace();
   lock_file_ = std::make_unique<LockFile>(lock_path_);
   if (lock_file_->IsMine())
-    return TypeInTheWay(file, path_) == F_WRLCK ? State::kEditor : State::kMine;
+    return BlockingType(file, path_) == F_WRLCK ? State::kEditor : State::kMine;
   switch (lock_file_->error()) {
     case 0:
     case EAGAIN:
@@ -117,14 +120,14 @@ EditLock::State EditLock::LockFileInstead(const Descriptor& file) {
   }
 }
 
-// One that is not locked was left behind by an edit that was killed.
+// An unlocked lock file is stale: its edit was killed.
 bool EditLock::LockFileIsTaken(const Descriptor& file) const {
   struct stat status = {};
   if (lstat(lock_path_.c_str(), &status) == -1) {
     if (errno == ENOENT) return false;
     FailToLock(path_, errno);
   }
-  if (IsOfAStranger(status, StatusOf(file, path_), FolderOf(path_)))
+  if (IsOfUnrelatedUser(status, StatusOf(file, path_), FolderOf(path_)))
     return false;
   const Descriptor lock_file(
       open(lock_path_.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));

@@ -1,4 +1,4 @@
-// The lock that keeps the edits of a file apart.
+// The lock that serializes the edits of a file.
 
 #ifndef FAIRLEAD_TOOL_IO_EDIT_LOCK_H_
 #define FAIRLEAD_TOOL_IO_EDIT_LOCK_H_
@@ -8,47 +8,45 @@
 #include <string>
 
 #include "tool/base/descriptor.h"
-#include "tool/io/held_signals.h"
+#include "tool/io/blocked_signals.h"
 
 namespace fairlead::tool {
 
-/// Locks one byte far beyond the end of the file, which must be open for
-/// writing, against everybody who locks with this function. The lock belongs to
-/// the open file and ends with it, or with the process.
+/// Write-locks one byte far beyond the end of the file, which must be open for
+/// writing. The lock belongs to the open file description and ends with it.
 ///
-/// @return 0, EAGAIN where another has the lock, or the error
+/// @return 0, EAGAIN if the lock is taken, or the error
 int TryToLock(const Descriptor& file);
 
-/// The right to edit a file, which one process at a time has.
+/// The exclusive right to edit a file.
 ///
-/// The lock is that of TryToLock() on the file itself: a write lock, for which
-/// a process has to open the file for writing. Who may only read it cannot have
-/// this lock, but can prevent it by a read lock. As no edit takes one of those,
-/// it is told apart, and while one lasts, edits lock a file ".fairlead.lock" in
-/// the same folder instead, which is there for that time only and can be opened
-/// by its owner alone. Every edit looks at both: with the first lock it waits
-/// for the second, with the second it makes sure that nobody has the first. So
-/// no two have them at once, whichever they got, and nobody can hold up an edit
-/// who may write neither the file nor its folder.
+/// The lock is that of TryToLock() on the file itself. It is a write lock, so a
+/// process that may only read the file cannot take it, but can block it with a
+/// read lock. No edit takes a read lock, so this case is detected: edits then
+/// lock a file ".fairlead.lock" in the same folder instead. It exists only
+/// during the edit, and only its owner may open it. Every edit checks both: if
+/// it has the first lock, it waits for the second; if it has the second, it
+/// checks that nobody has the first. So no two edits run at once, and a user
+/// who may write neither the file nor its folder cannot block an edit.
 ///
-/// One case remains. Where the folder cannot be written either (the file can
-/// then be edited in place only), a read lock does hold up the edit: kReader.
+/// One case remains: if the folder cannot be written (the file can then be
+/// edited in place only), a read lock does block the edit: kReader.
 ///
-/// Locks of the kind of flock(2) have no effect on any of this.
+/// flock(2) locks have no effect.
 class EditLock {
  public:
   enum class State {
     kMine,
-    kEditor,    ///< Another edit has the file.
+    kEditor,    ///< Another edit has locked the file.
     kLockFile,  ///< Another edit has the lock file, or seems to.
-    kReader,    ///< A reader has it, and there can be no lock file.
+    kReader,    ///< A reader has locked it, and no lock file can be created.
   };
 
   /// Tries once, without waiting.
   ///
-  /// @param path of the file, no symbolic link
-  /// @param file is open for reading and writing; a lock ends when it is closed
-  /// @throws Failure with kCannotWrite where the system refuses locks
+  /// @param path the path of the file, not a symbolic link
+  /// @param file open for reading and writing; closing it releases the lock
+  /// @throws Failure with kCannotWrite if the system refuses to lock
   EditLock(const std::string& path, const Descriptor& file);
   EditLock(const EditLock&) = delete;
   EditLock& operator=(const EditLock&) = delete;
@@ -56,7 +54,7 @@ class EditLock {
 
   State state() const { return state_; }
 
-  /// The path of the lock file.
+  /// Returns the path of the lock file.
   const std::string& lock_path() const { return lock_path_; }
 
  private:
@@ -68,7 +66,7 @@ class EditLock {
 
   const std::string path_;
   const std::string lock_path_;
-  std::optional<HeldSignals> held_;  // While the lock file is there.
+  std::optional<BlockedSignals> blocked_;  // While the lock file exists.
   std::unique_ptr<LockFile> lock_file_;
   State state_;
 };

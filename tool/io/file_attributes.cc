@@ -1,3 +1,5 @@
+// Copies owner, access control list, extended attributes and mode.
+
 #include "tool/io/file_attributes.h"
 
 #include <sys/stat.h>
@@ -18,7 +20,8 @@ namespace {
 
 constexpr const char* kAcl = "system.posix_acl_access";
 
-// What a call writes that is asked for the size first; nothing where it fails.
+// Returns the bytes of a call that reports their size first; nothing on
+// failure.
 template <typename Call>
 std::optional<std::string> Bytes(const Call& call) {
   while (true) {
@@ -27,7 +30,7 @@ std::optional<std::string> Bytes(const Call& call) {
       return size == 0 ? std::optional(std::string()) : std::nullopt;
     std::string bytes(static_cast<std::size_t>(size), '\0');
     const ssize_t count = call(bytes.data(), bytes.size());
-    if (count == -1 && errno == ERANGE) continue;  // It grew meanwhile.
+    if (count == -1 && errno == ERANGE) continue;  // It grew in the meantime.
     if (count == -1) return std::nullopt;
     bytes.resize(static_cast<std::size_t>(count));
     return bytes;
@@ -40,11 +43,11 @@ std::optional<std::string> Value(const Descriptor& file, const char* name) {
   });
 }
 
-bool NoneCanBe(int error) { return error == ENOTSUP || error == ENOSYS; }
+bool IsUnsupported(int error) { return error == ENOTSUP || error == ENOSYS; }
 
 std::string WhyNot(std::string_view name) {
-  return Concat("a new file would not have the attribute ", Quoted(name),
-                " of the old one: ", Reason(errno));
+  return Concat("its attribute ", Quoted(name),
+                " cannot be kept: ", Reason(errno));
 }
 
 std::string CopyOwner(const struct stat& old, const Descriptor& to) {
@@ -52,19 +55,20 @@ std::string CopyOwner(const struct stat& old, const Descriptor& to) {
   if (fstat(to.number(), &now) == -1) return Reason(errno);
   const bool same = now.st_uid == old.st_uid && now.st_gid == old.st_gid;
   if (same || fchown(to.number(), old.st_uid, old.st_gid) == 0) return "";
-  return Concat("a new file would not have the owner of the old one: ",
-                Reason(errno));
+  return Concat("its owner cannot be kept: ", Reason(errno));
 }
 
-// The group's bits of a mode beside a list are no rights of the group. A list
-// that the new file got from its folder goes where the old file has none.
+// A file with an access control list keeps the list's mask in the group bits of
+// its mode, so copying the mode alone would grant the mask to the group.
+// Removes the list that the new file inherited from its folder if the old one
+// has none.
 std::string CopyAcl(const Descriptor& from, const Descriptor& to) {
   const std::optional<std::string> acl = Value(from, kAcl);
-  if (!acl && !NoneCanBe(errno) && errno != ENODATA) return WhyNot(kAcl);
+  if (!acl && !IsUnsupported(errno) && errno != ENODATA) return WhyNot(kAcl);
   const int result =
       acl ? fsetxattr(to.number(), kAcl, acl->data(), acl->size(), 0)
           : fremovexattr(to.number(), kAcl);
-  const bool had_none = !acl && (NoneCanBe(errno) || errno == ENODATA);
+  const bool had_none = !acl && (IsUnsupported(errno) || errno == ENODATA);
   return result == 0 || had_none ? "" : WhyNot(kAcl);
 }
 
@@ -72,7 +76,7 @@ std::string CopyOne(const Descriptor& from, const Descriptor& to,
                     const char* name) {
   const std::optional<std::string> value = Value(from, name);
   if (!value) return errno == ENODATA ? "" : WhyNot(name);
-  if (Value(to, name) == value) return "";  // Such as the label of a policy.
+  if (Value(to, name) == value) return "";  // Such as a security label.
   const int result =
       fsetxattr(to.number(), name, value->data(), value->size(), 0);
   return result == 0 ? "" : WhyNot(name);
@@ -87,7 +91,7 @@ std::string CopyExtended(const Descriptor& from, const Descriptor& to) {
       Bytes([&](char* list, std::size_t size) {
         return flistxattr(from.number(), list, size);
       });
-  if (!names) return NoneCanBe(errno) ? "" : WhyNot("...");
+  if (!names) return IsUnsupported(errno) ? "" : WhyNot("...");
   for (std::string_view rest = *names; !rest.empty();) {
     const std::string name(rest.substr(0, rest.find('\0')));
     rest.remove_prefix(std::min(name.size() + 1, rest.size()));
@@ -100,7 +104,7 @@ std::string CopyExtended(const Descriptor& from, const Descriptor& to) {
 
 }  // namespace
 
-// The mode's bits that lend an owner's rights would go with a change of owner.
+// The mode comes last: changing the owner clears the set-user-ID bits.
 std::string CopyAttributes(const Descriptor& from, const Descriptor& to) {
   struct stat old = {};
   if (fstat(from.number(), &old) == -1) return Reason(errno);
@@ -108,8 +112,7 @@ std::string CopyAttributes(const Descriptor& from, const Descriptor& to) {
   if (why.empty()) why = CopyAcl(from, to);
   if (why.empty()) why = CopyExtended(from, to);
   if (why.empty() && fchmod(to.number(), old.st_mode & 07777U) == -1)
-    why = Concat("a new file would not have the mode of the old one: ",
-                 Reason(errno));
+    why = Concat("its mode cannot be kept: ", Reason(errno));
   return why;
 }
 

@@ -1,4 +1,4 @@
-// Who owns a file, who may do what with it, and what else is noted of it.
+// The owner, permissions and extended attributes of a file.
 
 #ifndef FAIRLEAD_TOOL_IO_FILE_ATTRIBUTES_H_
 #define FAIRLEAD_TOOL_IO_FILE_ATTRIBUTES_H_
@@ -9,14 +9,14 @@
 
 namespace fairlead::tool {
 
-/// Gives a file that nobody but its owner may open yet the owner, the group,
-/// the access control list, the extended attributes and the mode of another.
+/// Copies the owner, the group, the access control list, the extended
+/// attributes and the mode to a file that only its owner may open yet.
 ///
-/// The mode comes last, so that at no moment somebody may do more with the new
-/// file than with the old one. Signatures that the kernel itself keeps of a
-/// file's bytes (security.ima and security.evm) are not copied.
+/// Sets the mode last, so that the new file never grants more than the old one.
+/// Does not copy the kernel's signatures of the content (security.ima and
+/// security.evm).
 ///
-/// @return why something cannot be kept, in words; "" where all was
+/// @return why something cannot be kept, or "" on success
 std::string CopyAttributes(const Descriptor& from, const Descriptor& to);
 
 }  // namespace fairlead::tool

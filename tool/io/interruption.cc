@@ -1,3 +1,5 @@
+// Turns signals that end the process into a readable descriptor.
+
 #include "tool/io/interruption.h"
 
 #include <fcntl.h>
@@ -12,26 +14,26 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr unsigned kGrace = 2;  // In seconds.
+constexpr unsigned kGraceSeconds = 2;
 
-// What the handlers know. Lock-free, as a handler needs it.
-std::atomic<int> signal_that_came = 0;
-std::atomic<int> wake = -1;  // The writing end of the pipe.
+// State of the handlers. Lock-free, and so async-signal-safe.
+std::atomic<int> received_signal = 0;
+std::atomic<int> wakeup_pipe = -1;  // The write end.
 
 void EndBySignal() {
-  (void)std::signal(signal_that_came, SIG_DFL);
-  (void)std::raise(signal_that_came);
+  (void)std::signal(received_signal, SIG_DFL);
+  (void)std::raise(received_signal);
 }
 
-void Note(int signal) {
+void HandleSignal(int signal) {
   const int error = errno;
-  signal_that_came = signal;
-  [[maybe_unused]] const ssize_t written = write(wake, "", 1);
-  alarm(kGrace);
+  received_signal = signal;
+  [[maybe_unused]] const ssize_t written = write(wakeup_pipe, "", 1);
+  alarm(kGraceSeconds);
   errno = error;
 }
 
-void Handle(int signal, void (*handler)(int)) {
+void Install(int signal, void (*handler)(int)) {
   struct sigaction action {};
   if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN)
     return;
@@ -47,12 +49,13 @@ Interruption::Interruption() {
   std::array<int, 2> ends{-1, -1};
   if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) == -1) return;
   descriptor_ = ends[0];
-  wake = ends[1];
+  wakeup_pipe = ends[1];
   (void)std::signal(SIGALRM, [](int) { EndBySignal(); });
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) Handle(signal, Note);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    Install(signal, HandleSignal);
 }
 
-bool Interruption::HasCome() { return signal_that_came != 0; }
+bool Interruption::HasCome() { return received_signal != 0; }
 
 void Interruption::End() {
   EndBySignal();

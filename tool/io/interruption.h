@@ -1,31 +1,30 @@
-// A signal that asks the command to end, as something to wait for.
+// A signal that ends the process, as a descriptor to poll.
 
 #ifndef FAIRLEAD_TOOL_IO_INTERRUPTION_H_
 #define FAIRLEAD_TOOL_IO_INTERRUPTION_H_
 
 namespace fairlead::tool {
 
-/// Lets a command finish what it has begun when SIGINT (Ctrl-C), SIGTERM or
-/// SIGHUP comes. A signal that the process was started to ignore stays ignored.
+/// Lets a command finish its work after SIGINT (Ctrl-C), SIGTERM or SIGHUP.
+/// A signal that the process was started to ignore stays ignored.
 ///
-/// A command that has not finished two seconds after the signal, because
-/// something it writes to does not take it, is ended all the same.
+/// The process ends two seconds after the signal even if the command has not
+/// finished, for example because its output blocks.
 ///
-/// One object in the life of the process, for it lasts: it has no end of its
-/// own.
+/// Create at most one per process; the handlers are never removed.
 class Interruption {
  public:
   Interruption();
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
 
-  /// Becomes readable when a signal comes.
+  /// Returns a descriptor that becomes readable when a signal arrives.
   int descriptor() const { return descriptor_; }
 
+  /// Returns whether a signal has arrived.
   static bool HasCome();
 
-  /// Ends the process by the signal that has come, as it would have ended
-  /// without the object.
+  /// Ends the process by the signal that arrived, as its default action does.
   [[noreturn]] static void End();
 
  private:

@@ -1,4 +1,4 @@
-// What edits that were killed left behind.
+// Stale files of edits that were killed.
 
 #ifndef FAIRLEAD_TOOL_IO_LEFTOVERS_H_
 #define FAIRLEAD_TOOL_IO_LEFTOVERS_H_
@@ -7,18 +7,18 @@
 
 namespace fairlead::tool {
 
-/// The path of a hidden file in the folder: ".fairlead.PID.NUMBER", with the
-/// number of this process.
+/// Returns the path of a hidden file in the folder: ".fairlead.PID.NUMBER",
+/// with the ID of this process.
 std::string HiddenPath(const std::string& folder, int number);
 
-/// Deletes the regular files of such names in the folder that are ours and that
-/// no living process uses. What it may not look at or delete stays.
+/// Deletes the hidden files in the folder that this user owns and no process
+/// uses. Skips what cannot be read or deleted.
 ///
-/// A process that has such a file keeps the lock of TryToLock() on it. So a
-/// file goes only if its lock is free and no process has the number in its
-/// name. Either would do for most; together they also keep the file of a
-/// process on another host or in a container, and one of a process that does
-/// not lock it. Where the number is in use again, the file stays.
+/// A process holds the lock of TryToLock() on its hidden file. A file is
+/// deleted only if its lock is free and no process has the ID in its name. The
+/// two checks together also protect the file of a process on another host or in
+/// a container, and one on a file system without locks. If the process ID is in
+/// use again, the file is kept.
 void RemoveLeftovers(const std::string& folder);
 
 }  // namespace fairlead::tool

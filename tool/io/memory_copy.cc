@@ -1,3 +1,5 @@
+// A text as a file in memory.
+
 #include "tool/io/memory_copy.h"
 
 #include <fcntl.h>
@@ -33,7 +35,7 @@ MemoryCopy::MemoryCopy(std::string_view text, const std::string& name)
     if (count == -1) Fail(kCannotWrite, name);
     text.remove_prefix(static_cast<std::size_t>(count));
   }
-  // Whoever opens it by its name may not say why that failed.
+  // The code that opens it by name may not report why that failed.
   const Descriptor again(open(path().c_str(), O_RDONLY | O_CLOEXEC));
   if (!again.IsOpen()) Fail(kCannotRead, name);
 }

@@ -1,4 +1,4 @@
-// A copy of a file's text that only this process sees.
+// A text as a file in memory.
 
 #ifndef FAIRLEAD_TOOL_IO_MEMORY_COPY_H_
 #define FAIRLEAD_TOOL_IO_MEMORY_COPY_H_
@@ -10,18 +10,18 @@
 
 namespace fairlead::tool {
 
-/// A file without a disk, for functions that read a file by its name.
+/// An in-memory file for functions that read a file by name.
 ///
-/// What they read was looked at before and cannot change meanwhile. Opening or
-/// reading it can still fail, as for any file.
+/// They read exactly the given text: it cannot change in the meantime. Opening
+/// or reading it can still fail, as for any file.
 class MemoryCopy {
  public:
-  /// @param name what an error calls the text
-  /// @throws Failure with kCannotWrite where the copy cannot be made, with
-  ///     kCannotRead where it cannot be opened
+  /// @param name the name of the text in error messages
+  /// @throws Failure with kCannotWrite if the copy cannot be written, with
+  ///     kCannotRead if it cannot be opened
   MemoryCopy(std::string_view text, const std::string& name);
 
-  /// The path, for as long as the object lives.
+  /// Returns the path, which is valid for the lifetime of the object.
   std::string path() const;
 
  private:

@@ -1,3 +1,5 @@
+// Writes to standard output and standard error.
+
 #include "tool/io/output.h"
 
 #include <fcntl.h>
@@ -9,11 +11,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <span>
 #include <string>
 
 #include "tool/base/concat.h"
+#include "tool/base/environment.h"
 #include "tool/base/failure.h"
 
 namespace fairlead::tool {
@@ -23,10 +25,10 @@ constexpr std::string_view kClearLine = "\r\033[K";
 
 std::atomic<bool> is_quiet = false;
 
-// What the terminal shows at the cursor. Atomic, because the timer thread may
+// What is on the terminal's current line. Atomic, because the timer thread may
 // print while data is written.
-std::atomic<bool> bar_stands = false;
-std::atomic<bool> data_line_is_open = false;  // It has no newline yet.
+std::atomic<bool> bar_is_drawn = false;
+std::atomic<bool> data_line_is_open = false;  // No newline yet.
 
 [[noreturn]] void FailToWrite(int error) {
   throw Failure(kCannotWrite,
@@ -39,22 +41,23 @@ bool IsClosed(int descriptor) {
   return true;
 }
 
-// The descriptor opened is the lowest free one, hence the closed one.
-void Fill(int descriptor) {
+// open() returns the lowest free descriptor, which is the closed one.
+void Occupy(int descriptor) {
   if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) == -1)
     throw Failure(kCannotWrite,
-                  Concat("cannot open '/dev/null' in the place of a closed "
-                         "standard stream: ",
+                  Concat("cannot open '/dev/null' for a closed standard "
+                         "stream: ",
                          ErrorText(errno)));
 }
 
-void FillClosedDescriptors() {
+void OccupyClosedDescriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    if (IsClosed(descriptor)) Fill(descriptor);
+    if (IsClosed(descriptor)) Occupy(descriptor);
 }
 
-// Where standard output is from now on; its own number leads to standard error.
-int SetAsideStandardOutput() {
+// Returns a duplicate of standard output and points descriptor 1 at standard
+// error.
+int MoveStandardOutput() {
   const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (kept == -1) FailToWrite(errno);
   while (dup2(STDERR_FILENO, STDOUT_FILENO) == -1)
@@ -62,51 +65,45 @@ int SetAsideStandardOutput() {
   return kept;
 }
 
-// "" for a variable that is not set.
-std::string_view Environment(const char* name) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes a variable.
-  const char* const value = std::getenv(name);
-  return value == nullptr ? "" : value;
-}
-
-bool IsSmart(int descriptor) {
-  const std::string_view term = Environment("TERM");
+bool SupportsAnsiEscapes(int descriptor) {
+  const std::string_view term = EnvironmentVariable("TERM").value_or("");
   return isatty(descriptor) == 1 && !term.empty() && term != "dumb";
 }
 
 bool WantsColour(int descriptor) {
-  return IsSmart(descriptor) && Environment("NO_COLOR").empty();
+  return SupportsAnsiEscapes(descriptor) &&
+         EnvironmentVariable("NO_COLOR").value_or("").empty();
 }
 
-// Waits as long as it takes; false with errno set where that cannot be done.
+// Polls without a timeout. Returns false with errno set on failure.
 bool Poll(std::span<pollfd> waits) {
   while (poll(waits.data(), waits.size(), -1) == -1)
     if (errno != EINTR) return false;
   return true;
 }
 
-// Somebody may have made the descriptor one that does not wait by itself.
-bool AwaitRoom(int descriptor) {
-  pollfd room{.fd = descriptor, .events = POLLOUT, .revents = 0};
-  return Poll({&room, 1});
+// The descriptor may be non-blocking: it is shared with other processes.
+bool AwaitWritable(int descriptor) {
+  pollfd wait{.fd = descriptor, .events = POLLOUT, .revents = 0};
+  return Poll({&wait, 1});
 }
 
-// Writes all of it; false with errno set when that cannot be done.
+// Writes all the bytes. Returns false with errno set on failure.
 bool WriteAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor, bytes.data(), bytes.size());
     if (written >= 0)
       bytes.remove_prefix(static_cast<std::size_t>(written));
-    else if (errno == EAGAIN ? !AwaitRoom(descriptor) : errno != EINTR)
+    else if (errno == EAGAIN ? !AwaitWritable(descriptor) : errno != EINTR)
       return false;
   }
   return true;
 }
 
-// Where a new line of words may begin: below the data, and not behind a bar.
+// Returns what starts a new line: erases a bar, and ends an open line of data.
 std::string FreshLine() {
   std::string start;
-  if (bar_stands.exchange(false)) start += kClearLine;
+  if (bar_is_drawn.exchange(false)) start += kClearLine;
   if (data_line_is_open.exchange(false) && isatty(STDERR_FILENO) == 1)
     start += '\n';
   return start;
@@ -115,10 +112,10 @@ std::string FreshLine() {
 }  // namespace
 
 Output::Output() {
-  FillClosedDescriptors();
+  OccupyClosedDescriptors();
   (void)std::signal(SIGPIPE, SIG_IGN);
   (void)std::signal(SIGXFSZ, SIG_IGN);
-  descriptor_ = SetAsideStandardOutput();
+  descriptor_ = MoveStandardOutput();
   (void)std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   screen_ = {.terminal = isatty(descriptor_) == 1,
              .colour = WantsColour(descriptor_)};
@@ -132,7 +129,7 @@ void Output::Write(std::string_view bytes) const {
   if (!WriteAll(descriptor_, bytes)) FailToWrite(errno);
 }
 
-bool Output::AwaitRoom(int stop) const {
+bool Output::AwaitWritable(int stop) const {
   std::array<pollfd, 2> waits = {
       pollfd{.fd = descriptor_, .events = POLLOUT, .revents = 0},
       pollfd{.fd = stop, .events = POLLIN, .revents = 0}};
@@ -140,18 +137,18 @@ bool Output::AwaitRoom(int stop) const {
   return waits[0].revents != 0;
 }
 
-bool Output::IsFile(const struct stat& facts) const {
-  return IsOfFile(descriptor_, facts);
+bool Output::IsFile(const struct stat& status) const {
+  return IsOfFile(descriptor_, status);
 }
 
-bool IsOfFile(int descriptor, const struct stat& facts) {
+bool IsOfFile(int descriptor, const struct stat& status) {
   struct stat own = {};
-  return S_ISREG(facts.st_mode) && fstat(descriptor, &own) == 0 &&
-         own.st_dev == facts.st_dev && own.st_ino == facts.st_ino;
+  return S_ISREG(status.st_mode) && fstat(descriptor, &own) == 0 &&
+         own.st_dev == status.st_dev && own.st_ino == status.st_ino;
 }
 
-// One write a line, so that lines of several threads do not mix. Where even
-// this fails, there is nobody left to tell.
+// Writes each line with one call, so that lines of several threads do not mix.
+// A failure cannot be reported anywhere.
 void PrintError(std::string_view command, std::string_view text) {
   std::string line = FreshLine();
   const bool colour = WantsColour(STDERR_FILENO);
@@ -171,16 +168,16 @@ void PrintNote(std::string_view command, std::string_view text) {
   if (!IsQuiet()) PrintError(command, text);
 }
 
-// A bar that cannot be drawn is no error.
+// Failing to draw a bar is not an error.
 void DrawBar(std::string_view bar) {
-  bar_stands = true;
+  bar_is_drawn = true;
   WriteAll(STDERR_FILENO, Concat("\r", bar, "\033[K"));
 }
 
 void ClearBar() {
-  if (bar_stands.exchange(false)) WriteAll(STDERR_FILENO, kClearLine);
+  if (bar_is_drawn.exchange(false)) WriteAll(STDERR_FILENO, kClearLine);
 }
 
-bool ErrorIsTerminal() { return IsSmart(STDERR_FILENO); }
+bool ErrorIsTerminal() { return SupportsAnsiEscapes(STDERR_FILENO); }
 
 }  // namespace fairlead::tool

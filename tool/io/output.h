@@ -9,48 +9,44 @@
 
 namespace fairlead::tool {
 
-/// What of the place where text goes changes the text.
+/// Properties of standard output that change how text is shown.
 struct Screen {
   bool terminal = false;
   bool colour = false;
 };
 
-/// The one way of data to standard output.
+/// Standard output, for data only.
 ///
-/// The library prints its own lines to descriptor 1. So that these reach the
-/// person and not the data, the constructor keeps the true standard output
-/// under another number and points descriptor 1 at standard error. It also
-/// opens /dev/null, the wrong way round, for a standard descriptor that is
-/// closed: no file or socket takes its number, and using it is an error. And it
-/// ignores SIGPIPE and SIGXFSZ, so that a closed pipe and a limit on the size
-/// of files are errors like others.
+/// The library prints its own lines to descriptor 1. To keep them out of the
+/// data, the constructor duplicates standard output to another descriptor and
+/// points descriptor 1 at standard error. It also opens /dev/null in the
+/// opposite mode for each standard descriptor that is closed: no file or socket
+/// then reuses its number, and using it fails. It ignores SIGPIPE and SIGXFSZ,
+/// so that a closed pipe and a limit on file sizes are reported as errors.
 ///
-/// A command runs only where all of this was done: otherwise its data could be
-/// lost, or mixed with the library's lines.
-///
-/// One object in the life of the process.
+/// Create at most one per process.
 class Output {
  public:
-  /// @throws Failure with kCannotWrite where a descriptor cannot be had
+  /// @throws Failure with kCannotWrite if a descriptor cannot be opened or
+  ///     duplicated: data could be lost, or mixed with the library's lines
   Output();
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  /// Writes all of the bytes at once, without a buffer.
+  /// Writes all the bytes, unbuffered.
   ///
   /// @throws Failure with kCannotWrite
   void Write(std::string_view bytes) const;
 
-  /// Waits until some bytes can be written, a page to a pipe.
+  /// Waits until some bytes can be written: a page for a pipe.
   ///
-  /// @return false where the descriptor `stop` becomes readable before
-  /// @throws Failure with kCannotWrite where the system refuses to wait
-  bool AwaitRoom(int stop) const;
+  /// @return false if the descriptor `stop` becomes readable first
+  /// @throws Failure with kCannotWrite if polling fails
+  bool AwaitWritable(int stop) const;
 
-  /// Whether standard output is this regular file.
-  bool IsFile(const struct stat& facts) const;
+  /// Returns whether standard output is this regular file.
+  bool IsFile(const struct stat& status) const;
 
-  /// What standard output is.
   Screen screen() const { return screen_; }
 
  private:
@@ -58,29 +54,29 @@ class Output {
   Screen screen_;
 };
 
-/// Whether the descriptor is of this regular file.
-bool IsOfFile(int descriptor, const struct stat& facts);
+/// Returns whether the descriptor refers to this regular file.
+bool IsOfFile(int descriptor, const struct stat& status);
 
-/// Prints a line to standard error: "fairlead send: TEXT". It replaces a bar,
-/// and on a terminal begins below data that ended without a newline.
+/// Prints a line to standard error: "fairlead send: TEXT". Replaces a progress
+/// bar. On a terminal, begins a new line after data without a final newline.
 ///
-/// @param command "" for none
+/// @param command its name, or ""
 void PrintError(std::string_view command, std::string_view text);
 
-/// Leaves notes and progress bars out, or no more.
+/// Sets whether notes and progress bars are suppressed.
 void SetQuiet(bool quiet);
 bool IsQuiet();
 
 /// Prints a line as PrintError() does, unless the tool is quiet.
 void PrintNote(std::string_view command, std::string_view text);
 
-/// Draws a progress bar on standard error, in the place of the one before.
+/// Draws a progress bar on standard error, replacing the previous one.
 void DrawBar(std::string_view bar);
 
-/// Takes the bar away, if one stands.
+/// Erases the progress bar, if there is one.
 void ClearBar();
 
-/// Whether standard error is a terminal on which a line can be rewritten.
+/// Returns whether standard error is a terminal that can rewrite a line.
 bool ErrorIsTerminal();
 
 }  // namespace fairlead::tool

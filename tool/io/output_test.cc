@@ -1,4 +1,4 @@
-// The standard streams, kept apart or not used at all.
+// Tests of the setup of the standard streams.
 
 #include "tool/io/output.h"
 
@@ -16,8 +16,8 @@
 namespace fairlead::tool {
 namespace {
 
-// Commands for whose data a line of the library could be taken, and one that
-// writes a file.
+// Commands whose data could be confused with a line of the library, and one
+// that writes a file.
 const Words kCommands[] = {{"send", "-demo", "-text", "x"},
                            {"recv", "-demo"},
                            {"resolve", "-host", "127.0.0.1"},
@@ -51,18 +51,18 @@ class OutputFaultTest : public testing::Test {
   const TempFolder folder_;
 };
 
-// Three calls look whether the streams are there.
-TEST_F(OutputFaultTest, AStandardOutputThatCannotBeKeptEndsItAtOnce) {
+// The first three calls check whether the streams are open.
+TEST_F(OutputFaultTest, AFailedDuplicationEndsIt) {
   ExpectRefused(WithFault("fcntl:error=EMFILE:when=4"),
                 "cannot write standard output: Too many open files");
 }
 
-TEST_F(OutputFaultTest, AStandardOutputThatStaysTheLibrarysEndsItAtOnce) {
+TEST_F(OutputFaultTest, AFailedRedirectionEndsIt) {
   ExpectRefused(WithFault("dup2:error=EBUSY"),
                 "cannot write standard output: Device or resource busy");
 }
 
-TEST_F(OutputFaultTest, AnInterruptedMoveIsTriedAgain) {
+TEST_F(OutputFaultTest, AnInterruptedRedirectionIsRetried) {
   const Outcome outcome = RunProgram(
       {.arguments = WithFault("dup2:error=EINTR:when=1..3") +
                     Words{FAIRLEAD_PROGRAM, "resolve", "-host", "127.0.0.1"},
@@ -73,20 +73,17 @@ TEST_F(OutputFaultTest, AnInterruptedMoveIsTriedAgain) {
   EXPECT_EQ(outcome.error, "dns resolved: 127.0.0.1\n");
 }
 
-TEST_F(OutputFaultTest, AStreamThatCannotBeLookedAtEndsItAtOnce) {
+TEST_F(OutputFaultTest, AFailedCheckOfAStreamEndsIt) {
   ExpectRefused(WithFault("fcntl:error=EIO:when=2"),
                 "cannot write standard output: Input/output error");
 }
 
-TEST_F(OutputFaultTest, AClosedStreamThatNothingReplacesEndsItAtOnce) {
+TEST_F(OutputFaultTest, AFailedReplacementOfAClosedStreamEndsIt) {
   ExpectRefused(Words{"-P", "/dev/null"} + WithFault("openat:error=ENOENT"),
-                "cannot open '/dev/null' in the place of a closed standard "
-                "stream: No such file or directory",
+                "cannot open '/dev/null' for a closed standard stream: No such "
+                "file or directory",
                 {0});
 }
-
-// --- In a process of its own, whose streams the test lays out
-// -----------------
 
 std::array<int, 2> Pipe() {
   std::array<int, 2> ends{};
@@ -94,9 +91,9 @@ std::array<int, 2> Pipe() {
   return ends;
 }
 
-// A pipe of which standard output is the writing end, which does not wait.
-// Returns the reading end.
-int UnwaitingOutput() {
+// Makes standard output the non-blocking write end of a pipe. Returns the read
+// end.
+int NonBlockingOutput() {
   const auto [reading, writing] = Pipe();
   if (fcntl(writing, F_SETFL, O_NONBLOCK) != 0 ||
       dup2(writing, STDOUT_FILENO) == -1)
@@ -117,7 +114,7 @@ std::string ReadFrom(int pipe, std::size_t count) {
 
 [[noreturn]] void WriteMoreThanThePipeHolds() {
   const std::string bytes(1'000'000, 'x');
-  const int pipe = UnwaitingOutput();
+  const int pipe = NonBlockingOutput();
   std::string taken;
   std::thread reader([&] { taken = ReadFrom(pipe, bytes.size()); });
   const Output output;
@@ -126,23 +123,23 @@ std::string ReadFrom(int pipe, std::size_t count) {
   std::exit(taken == bytes ? 0 : 1);
 }
 
-[[noreturn]] void AwaitRoomAndAStop() {
-  UnwaitingOutput();
+[[noreturn]] void AwaitWritableAndAStop() {
+  NonBlockingOutput();
   const auto [stop, stopper] = Pipe();
   const Output output;
-  const bool room = output.AwaitRoom(stop);
+  const bool writable = output.AwaitWritable(stop);
   output.Write(std::string(65536, 'x'));  // As much as a pipe holds.
   if (write(stopper, "", 1) != 1) std::abort();
-  const bool stopped = !output.AwaitRoom(stop);
-  std::exit(room && stopped ? 0 : 1);
+  const bool stopped = !output.AwaitWritable(stop);
+  std::exit(writable && stopped ? 0 : 1);
 }
 
-TEST(OutputDeathTest, AnOutputThatDoesNotWaitIsWaitedFor) {
+TEST(OutputDeathTest, WaitsForANonBlockingOutput) {
   EXPECT_EXIT(WriteMoreThanThePipeHolds(), testing::ExitedWithCode(0), "");
 }
 
-TEST(OutputDeathTest, AStopIsToldFromRoom) {
-  EXPECT_EXIT(AwaitRoomAndAStop(), testing::ExitedWithCode(0), "");
+TEST(OutputDeathTest, DistinguishesAStopFromAWritableOutput) {
+  EXPECT_EXIT(AwaitWritableAndAStop(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+// Draws a progress bar on standard error.
+
 #include "tool/io/progress.h"
 
 #include "tool/base/concat.h"
@@ -7,7 +9,7 @@ namespace fairlead::tool {
 namespace {
 
 constexpr std::size_t kWidth = 20;
-constexpr std::size_t kNever = 101;
+constexpr std::size_t kNoPercent = 101;  // Differs from any percentage.
 
 }  // namespace
 
@@ -24,7 +26,7 @@ std::string ProgressBar(std::size_t done, std::size_t total) {
 Progress::Progress(std::size_t total)
     : total_(total),
       shown_(!IsQuiet() && ErrorIsTerminal()),
-      percent_(kNever) {}
+      percent_(kNoPercent) {}
 
 Progress::~Progress() { ClearBar(); }
 

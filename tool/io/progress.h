@@ -1,4 +1,4 @@
-// How far a long send has come.
+// A progress bar for long transfers.
 
 #ifndef FAIRLEAD_TOOL_IO_PROGRESS_H_
 #define FAIRLEAD_TOOL_IO_PROGRESS_H_
@@ -8,22 +8,22 @@
 
 namespace fairlead::tool {
 
-/// The bar's text: "[#####               ]  25% of 20.0 MB".
+/// Returns the text of the bar: "[#####               ]  25% of 20.0 MB".
 ///
 /// @param total more than 0
 std::string ProgressBar(std::size_t done, std::size_t total);
 
-/// A bar on standard error, where that is a terminal and the tool is not quiet.
+/// A bar on standard error, if it is a terminal and the tool is not quiet.
 class Progress {
  public:
   explicit Progress(std::size_t total);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// Takes the bar away.
+  /// Erases the bar.
   ~Progress();
 
-  /// Draws the bar anew when the percentage has changed.
+  /// Redraws the bar if the percentage has changed.
   void Show(std::size_t done);
 
  private:

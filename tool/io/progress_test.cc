@@ -1,3 +1,5 @@
+// Tests of the progress bar.
+
 #include "tool/io/progress.h"
 
 #include <gtest/gtest.h>

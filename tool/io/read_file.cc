@@ -1,3 +1,5 @@
+// Reads files and standard input.
+
 #include "tool/io/read_file.h"
 
 #include <fcntl.h>
@@ -17,13 +19,13 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr std::size_t kPiece = 65536;
+constexpr std::size_t kPieceSize = 65536;
 
 [[noreturn]] void FailToRead(const std::string& name, int error) {
   throw Failure(kCannotRead, Concat("cannot read ", name, ": ", Reason(error)));
 }
 
-// Somebody may have made the descriptor one that does not wait by itself.
+// The descriptor may be non-blocking: it is shared with other processes.
 void AwaitInput(int descriptor, const std::string& name) {
   pollfd input{.fd = descriptor, .events = POLLIN, .revents = 0};
   if (poll(&input, 1, -1) == -1 && errno != EINTR) FailToRead(name, errno);
@@ -38,10 +40,10 @@ void AwaitInput(int descriptor, const std::string& name) {
 
 void ReadPieces(int descriptor, const std::string& name, const TakePiece& take,
                 const std::function<void()>& await) {
-  std::vector<char> piece(kPiece);
+  std::vector<char> piece(kPieceSize);
   while (true) {
     await();
-    const ssize_t count = read(descriptor, piece.data(), kPiece);
+    const ssize_t count = read(descriptor, piece.data(), kPieceSize);
     if (count == 0) return;
     if (count > 0)
       take({piece.data(), static_cast<std::size_t>(count)});

@@ -1,4 +1,4 @@
-// The bytes of standard input or of a file, whole or in pieces.
+// Reads standard input or a file, whole or in pieces.
 
 #ifndef FAIRLEAD_TOOL_IO_READ_FILE_H_
 #define FAIRLEAD_TOOL_IO_READ_FILE_H_
@@ -10,37 +10,36 @@
 
 namespace fairlead::tool {
 
-/// Gets the next bytes, which are gone once it returns.
+/// Receives the next bytes, which are valid only during the call.
 using TakePiece = std::function<void(std::string_view piece)>;
 
-/// Hands over the bytes from where the descriptor stands to the end, in pieces
-/// of at most 64 KiB.
+/// Reads from the descriptor's position to the end, in pieces of at most
+/// 64 KiB.
 ///
-/// @param name what an error calls it
-/// @param await is called before each reading, to wait where that can block;
-///     what it throws ends the reading
+/// @param name the name of the input in error messages
+/// @param await called before each read, which may block; may throw
 /// @throws Failure with kCannotRead
 void ReadPieces(
     int descriptor, const std::string& name, const TakePiece& take,
     const std::function<void()>& await = [] {});
 
-/// The same for the bytes of a file.
+/// Reads a file in pieces.
 ///
 /// @throws Failure with kCannotRead
 void ReadFilePieces(const std::string& path, const TakePiece& take);
 
-/// The bytes from where the descriptor stands to the end.
+/// Returns the bytes from the descriptor's position to the end.
 ///
-/// @param name what an error calls it
+/// @param name the name of the input in error messages
 /// @throws Failure with kCannotRead
 std::string ReadAll(int descriptor, const std::string& name);
 
-/// The bytes of a file.
+/// Returns the bytes of a file.
 ///
 /// @throws Failure with kCannotRead
 std::string ReadFile(const std::string& path);
 
-/// The bytes of a file, or nothing where there is no file of that name.
+/// Returns the bytes of a file, or nothing if it does not exist.
 ///
 /// @throws Failure with kCannotRead
 std::optional<std::string> ReadFileIfAny(const std::string& path);

@@ -1,3 +1,5 @@
+// Writes a new file and renames it over an old one.
+
 #include "tool/io/replacement_file.h"
 
 #include <fcntl.h>
@@ -14,25 +16,27 @@
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/base/reason.h"
+#include "tool/io/blocked_signals.h"
 #include "tool/io/edit_lock.h"
 #include "tool/io/file_attributes.h"
-#include "tool/io/held_signals.h"
 #include "tool/io/leftovers.h"
 
 namespace fairlead::tool {
 namespace {
 
-constexpr int kMostLinks = 40;
+constexpr int kMaxLinks = 40;
 
 [[noreturn]] void FailToFollow(const std::string& path, int error) {
   throw Failure(kCannotRead,
                 Concat("cannot open ", Quoted(path), ": ", Reason(error)));
 }
 
-// Where the file has a path although it has no name.
-std::string PathByNumber(int file) { return Concat("/proc/self/fd/", file); }
+// Returns a path for an unnamed file.
+std::string PathOfDescriptor(int file) {
+  return Concat("/proc/self/fd/", file);
+}
 
-// Some folders may not be opened; nothing can be done about those.
+// Returns -1 for a folder that may not be opened: it cannot be synced.
 int OpenFolder(const std::string& path) {
   const int folder =
       open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -40,25 +44,24 @@ int OpenFolder(const std::string& path) {
   return folder;
 }
 
-// So that the new name is on the disk too, which some file systems cannot do.
+// Makes the rename durable. Some file systems do not support this.
 void SyncFolder(const Descriptor& folder, const std::string& path) {
   if (!folder.IsOpen() || fsync(folder.number()) == 0 || errno == EINVAL)
     return;
-  throw Failure(kCannotWrite,
-                Concat(Quoted(path),
-                       " is written, but a power failure may bring back what "
-                       "was there before: ",
-                       Reason(errno)));
+  throw Failure(
+      kCannotWrite,
+      Concat(Quoted(path),
+             " was written, but a power failure may undo it: ", Reason(errno)));
 }
 
 }  // namespace
 
 std::string FollowLinks(const std::string& path) {
   std::filesystem::path target = path;
-  for (int links = 0; links < kMostLinks; ++links) {
+  for (int links = 0; links < kMaxLinks; ++links) {
     std::error_code error;
     const auto link = std::filesystem::read_symlink(target, error);
-    if (error == std::errc::invalid_argument ||  // It is no link.
+    if (error == std::errc::invalid_argument ||  // Not a link.
         error == std::errc::no_such_file_or_directory)
       return target.string();
     if (error) FailToFollow(path, error.value());
@@ -112,7 +115,7 @@ ReplacementFile::ReplacementFile(std::string target, const Descriptor* old,
                                  std::string_view remedy)
     : target_(std::move(target)), old_(old), remedy_(remedy), file_(OpenNew()) {
   if (!file_.IsOpen()) FailToReplace(Reason(errno));
-  // Where there can be no lock, nobody else deletes the file for want of it.
+  // Without support for locks, no other process deletes the file either.
   std::ignore = TryToLock(file_);
 }
 
@@ -120,17 +123,17 @@ ReplacementFile::~ReplacementFile() {
   if (!path_.empty()) unlink(path_.c_str());
 }
 
-// In the place of an old file, one that nobody else may open yet.
+// A replacement for an old file is at first accessible to its owner only.
 int ReplacementFile::OpenNew() {
   if (old_ != nullptr && StatusOf(*old_, target_).st_nlink > 1)
-    FailToReplace("it has several names, and only one would be changed");
+    FailToReplace("it has several hard links, and only one would be changed");
   const unsigned mode = old_ != nullptr ? 0600 : 0666;
   if (access("/proc/self/fd", X_OK) == -1) return OpenNamed(mode);
   const int file =
       open(FolderOf(target_).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
-  const bool unknown = errno == EOPNOTSUPP || errno == EISDIR ||
-                       errno == EINVAL;  // To the file system.
-  return file == -1 && unknown ? OpenNamed(mode) : file;
+  const bool unsupported =
+      errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL;
+  return file == -1 && unsupported ? OpenNamed(mode) : file;
 }
 
 int ReplacementFile::OpenNamed(unsigned mode) {
@@ -144,7 +147,7 @@ int ReplacementFile::OpenNamed(unsigned mode) {
   }
 }
 
-// A file that is there may have other ways to be written.
+// Suggests the remedy only if there is a file to overwrite.
 void ReplacementFile::FailToReplace(std::string_view why) const {
   const bool exists = access(target_.c_str(), F_OK) == 0;
   FailToWrite(target_, Concat(why, exists ? remedy_ : ""));
@@ -156,8 +159,8 @@ void ReplacementFile::Write(std::string_view text) {
   size_ += static_cast<off_t>(text.size());
 }
 
-// The attributes come once all is written: a write takes away the bits that
-// lend an owner's rights.
+// Copies the attributes after the last write: writing clears the set-user-ID
+// bits.
 bool ReplacementFile::Rename() {
   if (old_ != nullptr) {
     const std::string why = CopyAttributes(*old_, file_);
@@ -165,22 +168,22 @@ bool ReplacementFile::Rename() {
   }
   if (fsync(file_.number()) == -1) FailToWrite(target_, errno);
   const Descriptor folder(OpenFolder(target_));
-  if (old_ == nullptr && !BeFirst()) return false;
-  if (old_ != nullptr) Replace();
+  if (old_ == nullptr && !RenameToNew()) return false;
+  if (old_ != nullptr) RenameOverOld();
   SyncFolder(folder, target_);
   return true;
 }
 
-// Takes the target's name, unless a file has it.
-bool ReplacementFile::BeFirst() {
+// Renames to the target, unless a file with that name exists.
+bool ReplacementFile::RenameToNew() {
   int result = 0;
   if (path_.empty()) {
-    result = linkat(AT_FDCWD, PathByNumber(file_.number()).c_str(), AT_FDCWD,
-                    target_.c_str(), AT_SYMLINK_FOLLOW);
+    result = linkat(AT_FDCWD, PathOfDescriptor(file_.number()).c_str(),
+                    AT_FDCWD, target_.c_str(), AT_SYMLINK_FOLLOW);
   } else {
     result = renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(),
                        RENAME_NOREPLACE);
-    // Some file systems cannot look whether the name is taken.
+    // Some file systems do not support RENAME_NOREPLACE.
     if (result == -1 && errno == EINVAL)
       result = rename(path_.c_str(), target_.c_str());
   }
@@ -190,8 +193,8 @@ bool ReplacementFile::BeFirst() {
   return true;
 }
 
-void ReplacementFile::Replace() {
-  const HeldSignals held;
+void ReplacementFile::RenameOverOld() {
+  const BlockedSignals blocked;
   if (path_.empty()) GiveHiddenName();
   if (rename(path_.c_str(), target_.c_str()) == -1) {
     const std::string reason = Reason(errno);
@@ -205,7 +208,7 @@ void ReplacementFile::Replace() {
 void ReplacementFile::GiveHiddenName() {
   for (int number = 0;; ++number) {
     std::string path = HiddenPath(FolderOf(target_), number);
-    if (linkat(AT_FDCWD, PathByNumber(file_.number()).c_str(), AT_FDCWD,
+    if (linkat(AT_FDCWD, PathOfDescriptor(file_.number()).c_str(), AT_FDCWD,
                path.c_str(), AT_SYMLINK_FOLLOW) == 0) {
       path_ = std::move(path);
       return;

@@ -1,4 +1,4 @@
-// A new file beside an old one, to take its place once it is whole.
+// A new file that replaces an old one once it is complete.
 
 #ifndef FAIRLEAD_TOOL_IO_REPLACEMENT_FILE_H_
 #define FAIRLEAD_TOOL_IO_REPLACEMENT_FILE_H_
@@ -13,47 +13,48 @@
 
 namespace fairlead::tool {
 
-/// What the path stands for when the symbolic links at its end are followed;
-/// the last one may lead to where there is no file yet.
+/// Returns the target of the symbolic links at the end of the path. It need not
+/// exist.
 ///
-/// @throws Failure with kCannotRead for links that lead in a circle or cannot
-///     be read
+/// @throws Failure with kCannotRead if the links form a loop or cannot be read
 std::string FollowLinks(const std::string& path);
 
-/// The folder in which the path's last name stands.
+/// Returns the folder that contains the path's last component.
 std::string FolderOf(const std::string& path);
 
-/// Whether the path stands for the open file.
+/// Returns whether the path names the open file.
 bool IsAt(const std::string& path, const Descriptor& file);
 
-/// @throws Failure with kCannotWrite, always
+/// Throws Failure with kCannotWrite.
 [[noreturn]] void FailToWrite(const std::string& path, std::string_view why);
 [[noreturn]] void FailToWrite(const std::string& path, int error);
 [[noreturn]] void FailToLock(const std::string& path, int error);
 
-/// @throws Failure with kCannotWrite; the path is for its text
+/// Returns the status of the open file.
+///
+/// @param path its path, for the error message
+/// @throws Failure with kCannotWrite
 struct stat StatusOf(const Descriptor& file, const std::string& path);
 
-/// Writes all of the text from the position `at` on; returns 0 or the error.
+/// Writes the whole text at the offset `at`. Returns 0 or the error.
 int WriteAt(const Descriptor& file, std::string_view text, off_t at);
 
-/// A file without a name, or with a hidden one, in the target's folder. It goes
-/// at the end unless it has got the target's name.
+/// An unnamed or hidden file in the target's folder, deleted by the destructor
+/// unless it was renamed to the target.
 ///
-/// It gets a hidden name only for the moment before it is renamed, which
-/// SIGINT, SIGTERM and SIGHUP do not part; so only a process killed in that
-/// very moment leaves one behind. Where the file system knows no files without
-/// a name, it has the hidden one from the beginning. While the object lives,
-/// the file has the lock of TryToLock().
+/// It is hidden only for the moment before it is renamed, with SIGINT, SIGTERM
+/// and SIGHUP blocked; so only a process killed in that moment leaves a stale
+/// file. On a file system without unnamed files, it is hidden from the
+/// beginning. The object holds the lock of TryToLock() on the file.
 class ReplacementFile {
  public:
-  /// @param target no symbolic link
-  /// @param old the file of that name, open in any way, or nullptr where there
-  ///     is none; it outlives the object
-  /// @param remedy is added to what is said where the old file cannot be
-  ///     replaced: " (...)", or ""
-  /// @throws Failure with kCannotWrite; also where a new file cannot take the
-  ///     place of the old one without loss: that has several names
+  /// @param target the path to replace, not a symbolic link
+  /// @param old the file at that path, open in any mode, or nullptr if there is
+  ///     none; it must outlive the object
+  /// @param remedy appended to the error if the old file cannot be replaced:
+  ///     " (...)", or ""
+  /// @throws Failure with kCannotWrite, also if the old file has several hard
+  ///     links, which a replacement would lose
   ReplacementFile(std::string target, const Descriptor* old,
                   std::string_view remedy);
   ReplacementFile(const ReplacementFile&) = delete;
@@ -63,28 +64,28 @@ class ReplacementFile {
   /// Appends the text.
   void Write(std::string_view text);
 
-  /// Gives the file the attributes of the old one, as CopyAttributes() does,
-  /// brings it to the disk and gives it the target's name.
+  /// Copies the attributes of the old file with CopyAttributes(), syncs the
+  /// file and renames it to the target.
   ///
-  /// @return false where there was no old file and one has appeared meanwhile
+  /// @return false if there was no old file and another process created one
   /// @throws Failure with kCannotWrite, also for an attribute that cannot be
-  ///     kept. The old file stays then, with one exception: where the folder
-  ///     cannot be brought to the disk, the text says that the new file is
-  ///     there.
+  ///     kept. The old file is then unchanged, with one exception: if the
+  ///     folder cannot be synced, the message says that the new file was
+  ///     written.
   bool Rename();
 
  private:
   int OpenNew();
   int OpenNamed(unsigned mode);
   void GiveHiddenName();
-  bool BeFirst();
-  void Replace();
+  bool RenameToNew();
+  void RenameOverOld();
   [[noreturn]] void FailToReplace(std::string_view why) const;
 
   const std::string target_;
   const Descriptor* const old_;
   const std::string remedy_;
-  std::string path_;  // The hidden name; "" for none.
+  std::string path_;  // The hidden path; "" while unnamed.
   const Descriptor file_;
   off_t size_ = 0;
 };

@@ -1,4 +1,4 @@
-// The command `log`: lines from standard input, stamped, into a file.
+// The command `log`: timestamps lines from standard input into a file.
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -28,7 +28,7 @@
 namespace fairlead::tool::log {
 namespace {
 
-constexpr std::size_t kPiece = 65536;
+constexpr std::size_t kBufferSize = 65536;
 
 constexpr Parameter kFile = {
     .name = "file",
@@ -74,13 +74,14 @@ double Seconds(std::string_view text) {
       std::isfinite(seconds))
     return seconds;
   throw Failure(kWrongUsage,
-                Concat("-once ", Quoted(text),
-                       " is no number of seconds above 0, such as 10 or 0.5"));
+                Concat("-once: ", Quoted(text),
+                       " is not a positive number of seconds, such as 10 or "
+                       "0.5"));
 }
 
-// Takes CLog's copy for standard output there. A stream swallows what its
-// buffer throws, so the first failure is kept. Where nobody takes the output, a
-// signal ends the wait, and the file alone gets the rest.
+// Writes CLog's copy to standard output. A stream swallows exceptions of its
+// buffer, so the first failure is kept. If the output blocks, a signal ends the
+// wait, and only the file gets the rest.
 class OutputCopy : public std::streambuf {
  public:
   OutputCopy(const Output& output, const Interruption& interruption)
@@ -92,7 +93,7 @@ class OutputCopy : public std::streambuf {
   std::streamsize xsputn(const char* text, std::streamsize size) override {
     const std::string_view bytes(text, static_cast<std::size_t>(size));
     try {
-      if (!output_.AwaitRoom(interruption_.descriptor())) return 0;
+      if (!output_.AwaitWritable(interruption_.descriptor())) return 0;
       output_.Write(output_.screen().terminal ? Visible(bytes)
                                               : std::string(bytes));
       return size;
@@ -118,7 +119,7 @@ std::string Stamp(std::string_view form) {
                          : TheTime().GetStr(true);
 }
 
-// Makes lines of pieces, and log lines of these.
+// Splits pieces of input into lines and logs them.
 class LineLogger {
  public:
   LineLogger(LogFile& file, const Arguments& arguments)
@@ -126,29 +127,29 @@ class LineLogger {
     if (arguments.Has(kOnce))
       repeats_.emplace(
           Seconds(arguments.Text(kOnce)),
-          [this](std::string_view line, std::int64_t held) {
-            Write(Concat("repeated ", held,
-                         held == 1 ? " time: " : " times: ", line));
+          [this](std::string_view line, std::int64_t count) {
+            Write(Concat("repeated ", count,
+                         count == 1 ? " time: " : " times: ", line));
           });
   }
 
-  // Bytes of the input, as many as came.
+  // Takes a piece of the input, of any size.
   void Take(std::string_view piece) {
-    for (std::size_t feed = 0;
-         (feed = piece.find('\n')) != std::string_view::npos;
-         piece.remove_prefix(feed + 1))
-      Complete(piece.substr(0, feed));
+    for (std::size_t newline = 0;
+         (newline = piece.find('\n')) != std::string_view::npos;
+         piece.remove_prefix(newline + 1))
+      Complete(piece.substr(0, newline));
     begun_ += piece;
   }
 
-  // No more comes: the last line may have no line feed.
+  // Ends the input. The last line may lack its newline.
   void End() {
     if (!begun_.empty()) Complete("");
-    if (repeats_) repeats_->TellAll();
+    if (repeats_) repeats_->ReportAll();
   }
 
-  void TellEnded() {
-    if (repeats_) repeats_->TellEnded();
+  void ReportEnded() {
+    if (repeats_) repeats_->ReportEnded();
   }
 
   int Wait() const { return repeats_ ? repeats_->Wait() : -1; }
@@ -165,40 +166,40 @@ class LineLogger {
     if (!repeats_ || repeats_->Passes(line)) Write(line);
   }
 
-  // In one piece, so that lines of several programs do not mix in the file.
+  // Writes in one piece, so that lines of several programs do not mix.
   void Write(std::string_view line) {
     file_.Write(Concat(Stamp(stamp_), line, "\n"));
   }
 
   LogFile& file_;
   const std::string stamp_;
-  std::string begun_;  // A line whose line feed has not come.
+  std::string begun_;  // A line without its newline so far.
   std::optional<Repeats> repeats_;
 };
 
-enum class Input { kIsThere, kIsNotThere, kCannotBeAwaited };
+enum class Input { kReady, kNotReady, kFailed };
 
-// Input, or its end, is not there where time is over or a signal came. errno
-// says why it cannot be awaited.
+// Waits for input or its end. It is not ready after the wait, in milliseconds,
+// or a signal. Sets errno if polling fails.
 Input AwaitInput(const Interruption& interruption, int wait) {
   std::array<pollfd, 2> waits = {
       pollfd{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0},
       pollfd{.fd = interruption.descriptor(), .events = POLLIN, .revents = 0}};
   if (poll(waits.data(), waits.size(), wait) == -1 && errno != EINTR)
-    return Input::kCannotBeAwaited;
-  return waits[0].revents != 0 ? Input::kIsThere : Input::kIsNotThere;
+    return Input::kFailed;
+  return waits[0].revents != 0 ? Input::kReady : Input::kNotReady;
 }
 
-// Until the input ends, a signal comes or standard output is gone. Returns the
-// error number of a failed wait or reading, or 0.
+// Logs until the input ends, a signal arrives or standard output fails. Returns
+// 0 or the error of a failed poll or read.
 int LogLines(LineLogger& logger, const Interruption& interruption,
              const OutputCopy& copy) {
-  std::vector<char> buffer(kPiece);
+  std::vector<char> buffer(kBufferSize);
   while (!Interruption::HasCome() && !copy.failure()) {
     const Input input = AwaitInput(interruption, logger.Wait());
-    if (input == Input::kCannotBeAwaited) return errno;
-    logger.TellEnded();
-    if (input == Input::kIsNotThere) continue;
+    if (input == Input::kFailed) return errno;
+    logger.ReportEnded();
+    if (input == Input::kNotReady) continue;
     const ssize_t count = read(STDIN_FILENO, buffer.data(), buffer.size());
     if (count == 0) return 0;
     if (count > 0)
@@ -209,28 +210,28 @@ int LogLines(LineLogger& logger, const Interruption& interruption,
   return 0;
 }
 
-// What is written where it is read comes back as input, for ever.
+// Output to the input file would be read again, endlessly.
 void CheckInput(const Output& output) {
   struct stat input = {};
   if (fstat(STDIN_FILENO, &input) == 0 && output.IsFile(input))
     throw Failure(kCannotWrite,
-                  "standard output is the file that is read, standard input: "
-                  "let it be another (> /dev/null drops the copy)");
+                  "standard output and standard input are the same file; "
+                  "redirect standard output (> /dev/null drops the copy)");
 }
 
 void CheckFile(const LogFile& file, const std::string& path,
                const Output& output) {
-  const struct stat facts = file.Facts();
-  if (IsOfFile(STDIN_FILENO, facts))
-    throw Failure(kCannotWrite, Concat("-file ", Quoted(path),
-                                       " is the file that is read, standard "
-                                       "input: let it be another"));
-  if (output.IsFile(facts))
+  const struct stat status = file.Status();
+  if (IsOfFile(STDIN_FILENO, status))
     throw Failure(kCannotWrite,
                   Concat("-file ", Quoted(path),
-                         " is standard output too, and would have every line "
-                         "twice: let it be another (> /dev/null drops the "
-                         "copy)"));
+                         " is also standard input; choose another file"));
+  if (output.IsFile(status))
+    throw Failure(kCannotWrite,
+                  Concat("-file ", Quoted(path),
+                         " is also standard output, so every line would be "
+                         "written twice; redirect standard output (> /dev/null "
+                         "drops the copy)"));
 }
 
 ExitStatus Log(const Arguments& arguments, const Output& output) {

@@ -1,4 +1,4 @@
-// The command `log`: what it makes of its input.
+// The command `log` as a process: the lines that it writes.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ using LogCommandTest = LogTest;
 constexpr const char* kStampPattern =
     "\\[[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\] ";
 
-TEST_F(LogCommandTest, EachLineHasAStampInFileAndOutput) {
+TEST_F(LogCommandTest, TimestampsEachLineInFileAndOutput) {
   const std::string before = TheTime().GetStr(true);
   const Outcome outcome =
       RunProgram({.arguments = Arguments(), .input = "one\n\nthree\n"});
@@ -47,7 +47,7 @@ TEST_F(LogCommandTest, EachLineHasAStampInFileAndOutput) {
     EXPECT_THAT(line.substr(0, before.size()), AllOf(Ge(before), Le(after)));
 }
 
-TEST_F(LogCommandTest, TheStampHasThreeForms) {
+TEST_F(LogCommandTest, TheTimestampHasThreeForms) {
   const auto logged = [this](const std::string& form) {
     std::filesystem::remove(path_);
     RunProgram({.arguments = Arguments({"-stamp", form}), .input = "a b\n"});
@@ -60,26 +60,26 @@ TEST_F(LogCommandTest, TheStampHasThreeForms) {
   EXPECT_EQ(logged("none"), "a b\n");
 }
 
-TEST_F(LogCommandTest, CrlfPutsACarriageReturnBeforeEveryLineFeed) {
+TEST_F(LogCommandTest, CrlfPutsACarriageReturnBeforeEveryNewline) {
   const Outcome outcome = Log("a\n\nb\r\nc\rd", {"-crlf"});
   EXPECT_EQ(File(), "a\r\n\r\nb\r\r\nc\rd\r\n");
   EXPECT_EQ(outcome.output, File());
   EXPECT_EQ(outcome.status, 0);
 }
 
-TEST_F(LogCommandTest, WithoutCrlfACarriageReturnStays) {
+TEST_F(LogCommandTest, WithoutCrlfACarriageReturnIsKept) {
   Log("a\r\nb");
   EXPECT_EQ(File(), "a\r\nb\n");
 }
 
-TEST_F(LogCommandTest, TheOldContentStays) {
+TEST_F(LogCommandTest, TheOldContentIsKept) {
   folder_.File("box.log", "old\n");
   Log("new\n");
   Log("newer\n");
   EXPECT_EQ(File(), "old\nnew\nnewer\n");
 }
 
-TEST_F(LogCommandTest, AnEmptyInputMakesAnEmptyFile) {
+TEST_F(LogCommandTest, AnEmptyInputCreatesAnEmptyFile) {
   const Outcome outcome = Log("");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.output, "");
@@ -87,7 +87,7 @@ TEST_F(LogCommandTest, AnEmptyInputMakesAnEmptyFile) {
   EXPECT_EQ(File(), "");
 }
 
-TEST_F(LogCommandTest, EveryByteButTheLineFeedPasses) {
+TEST_F(LogCommandTest, EveryByteButTheNewlineIsKept) {
   std::string bytes;
   for (int c = 0; c < 256; ++c)
     if (c != '\n') bytes += static_cast<char>(c);
@@ -108,7 +108,7 @@ TEST_F(LogCommandTest, ALineMayBeLong) {
   EXPECT_TRUE(outcome.output == text + "\n");
 }
 
-TEST_F(LogCommandTest, RandomPiecesOfTextAreItsLines) {
+TEST_F(LogCommandTest, SplitsRandomTextIntoLines) {
   std::mt19937 random(7);
   std::string text;
   for (int i = 0; i < 300'000; ++i) text += "abc \n"[random() % 5];
@@ -117,7 +117,7 @@ TEST_F(LogCommandTest, RandomPiecesOfTextAreItsLines) {
   EXPECT_TRUE(File() == text + "\n");
 }
 
-TEST_F(LogCommandTest, ALineIsWrittenAsSoonAsItsLineFeedIsThere) {
+TEST_F(LogCommandTest, ALineIsWrittenAtItsNewline) {
   Fed fed(folder_, Arguments({"-stamp", "none"}));
   fed.Write("hel");
   fed.AwaitReading();
@@ -133,9 +133,7 @@ TEST_F(LogCommandTest, ALineIsWrittenAsSoonAsItsLineFeedIsThere) {
   EXPECT_EQ(outcome.status, 0);
 }
 
-// --- What repeats ------------------------------------------------------------
-
-TEST_F(LogCommandTest, RepeatsAreHeldBackAndToldAtTheEnd) {
+TEST_F(LogCommandTest, RepeatsAreCountedAtTheEnd) {
   const Outcome outcome = Log("a\na\nb\na\nc\nc\nb\na\n", {"-once", "3600"});
   EXPECT_EQ(File(),
             "a\nb\nc\nrepeated 1 time: c\nrepeated 1 time: b\n"
@@ -149,18 +147,18 @@ TEST_F(LogCommandTest, TheLastLineMayBeARepeat) {
   EXPECT_EQ(File(), "a\r\nb\r\nrepeated 1 time: a\r\n");
 }
 
-TEST_F(LogCommandTest, WhatIsToldIsStamped) {
+TEST_F(LogCommandTest, CountsHaveTimestamps) {
   RunProgram({.arguments = Arguments({"-once", "0.5"}), .input = "a\na\n"});
   EXPECT_THAT(Lines(File()).back(),
               MatchesRegex(kStampPattern + "repeated 1 time: a"s));
 }
 
-TEST_F(LogCommandTest, WithoutOnceNothingIsHeldBack) {
+TEST_F(LogCommandTest, WithoutOnceNothingIsSuppressed) {
   Log("a\na\na\n");
   EXPECT_EQ(File(), "a\na\na\n");
 }
 
-// How many of the lines are accounted for, written or counted.
+// Returns the number of lines, written or counted.
 int Accounted(const std::string& text, const std::string& line) {
   int count = 0;
   for (const std::string& written : Lines(text)) {
@@ -170,9 +168,9 @@ int Accounted(const std::string& text, const std::string& line) {
   return count;
 }
 
-// A busy machine may see the three lines too far apart for so short an
-// interval. Then they are three waves, and a longer one is tried.
-TEST_F(LogCommandTest, TheEndOfAWaveIsToldWhileTheInputStaysOpen) {
+// On a busy machine, the lines may be further apart than the interval. Then a
+// longer interval is tried.
+TEST_F(LogCommandTest, AWaveIsReportedWhileTheInputStaysOpen) {
   for (double seconds = 0.05; seconds < 20; seconds *= 2) {
     SCOPED_TRACE(seconds);
     std::filesystem::remove(path_);
@@ -185,8 +183,6 @@ TEST_F(LogCommandTest, TheEndOfAWaveIsToldWhileTheInputStaysOpen) {
   FAIL() << "nothing was held back";
 }
 
-// --- Usage -------------------------------------------------------------------
-
 void ExpectRefused(const Words& arguments, const std::string& message) {
   SCOPED_TRACE(message);
   const Outcome outcome = RunProgram(
@@ -196,16 +192,17 @@ void ExpectRefused(const Words& arguments, const std::string& message) {
   EXPECT_EQ(outcome.output, "");
 }
 
-TEST_F(LogCommandTest, WrongUsageIsToldBeforeTheFileIsMade) {
+TEST_F(LogCommandTest, AWrongUsageCreatesNoFile) {
   ExpectRefused({}, "missing -file FILE; see 'fairlead help log'");
   ExpectRefused({"-file", ""}, "-file FILE must not be empty");
   ExpectRefused({"-file", path_, "-stamp", "odd"},
                 "-stamp: 'odd' is not valid; choose bracket, plain or none");
   for (const std::string value : {"0", "0.0", "x", "1x", "1e3", "0x1", "inf",
                                   "nan", ".", " 1", "+1", "1,5", "1.5.5"})
-    ExpectRefused({"-file", path_, "-once", value},
-                  "-once '" + value +
-                      "' is no number of seconds above 0, such as 10 or 0.5");
+    ExpectRefused(
+        {"-file", path_, "-once", value},
+        "-once: '" + value +
+            "' is not a positive number of seconds, such as 10 or 0.5");
   ExpectRefused({"-file", path_, "-once", ""},
                 "-once SECONDS must not be empty");
   ExpectRefused({"-file", path_, "-once", "-1"},
@@ -219,12 +216,12 @@ TEST_F(LogCommandTest, WrongUsageIsToldBeforeTheFileIsMade) {
   EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
-TEST_F(LogCommandTest, FractionsOfSecondsAreTaken) {
+TEST_F(LogCommandTest, AcceptsFractionsOfSeconds) {
   for (const std::string value : {"5", "0.5", ".5", "5.", "0.001", "1000000"})
     EXPECT_EQ(Log("a\n", {"-once", value}).status, 0) << value;
 }
 
-TEST_F(LogCommandTest, HelpSaysWhatCanBeMissing) {
+TEST_F(LogCommandTest, HelpDocumentsWhatCanBeMissing) {
   const std::string help = Fairlead({"log", "-help"}).output;
   for (const char* const text :
        {"-file FILE", "-crlf", "-stamp bracket|plain|none", "(default bracket)",
@@ -235,7 +232,7 @@ TEST_F(LogCommandTest, HelpSaysWhatCanBeMissing) {
   EXPECT_THAT(ManPage(), HasSubstr("\n.SS log\n"));
 }
 
-TEST_F(LogCommandTest, ATerminalIsShownControlBytesAsText) {
+TEST_F(LogCommandTest, ATerminalShowsNoControlBytes) {
   if (const std::string why = WhyNoTerminal(); !why.empty())
     GTEST_SKIP() << why;
   const Outcome outcome =

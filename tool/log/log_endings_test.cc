@@ -1,4 +1,4 @@
-// The ways in which the command `log` ends, and several of it at once.
+// The command `log` as a process: how it ends, and several at once.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -26,8 +26,6 @@ using testing::StartsWith;
 
 using LogEndingsTest = LogTest;
 
-// --- Several at once, and killed ---------------------------------------------
-
 // The lines of one writer: most are short, some exceed every buffer.
 std::string LinesOf(char writer, int count) {
   std::string text;
@@ -39,7 +37,7 @@ std::string LinesOf(char writer, int count) {
   return text;
 }
 
-TEST_F(LogEndingsTest, SeveralAppendWithoutLosingOrTearingALine) {
+TEST_F(LogEndingsTest, SeveralProcessesAppendWholeLines) {
   constexpr int kCount = 2000;
   const std::string writers = "abcd";
   std::vector<std::unique_ptr<Process>> processes;
@@ -58,7 +56,7 @@ TEST_F(LogEndingsTest, SeveralAppendWithoutLosingOrTearingALine) {
     EXPECT_TRUE(seen[writer] == LinesOf(writer, kCount)) << writer;
 }
 
-TEST_F(LogEndingsTest, KilledItLeavesWholeLinesAndAllThatWasPassedOn) {
+TEST_F(LogEndingsTest, WhenKilledItLeavesWholeLines) {
   const std::string text = LinesOf('k', 30'000);
   Process process({.arguments = Arguments({"-stamp", "none"}),
                    .input = text,
@@ -72,9 +70,7 @@ TEST_F(LogEndingsTest, KilledItLeavesWholeLinesAndAllThatWasPassedOn) {
   EXPECT_TRUE(File().starts_with(outcome.output));
 }
 
-// --- Its other ends ----------------------------------------------------------
-
-TEST_F(LogEndingsTest, ASignalEndsItWhenAllIsWritten) {
+TEST_F(LogEndingsTest, ASignalEndsItAfterAllIsWritten) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     SCOPED_TRACE(signal);
     std::filesystem::remove(path_);
@@ -101,7 +97,7 @@ TEST_F(LogEndingsTest, ASignalThatIsIgnoredStaysIgnored) {
   EXPECT_EQ(fed.Wait().status, 0);
 }
 
-TEST_F(LogEndingsTest, ASignalEndsItWhereNobodyTakesTheOutput) {
+TEST_F(LogEndingsTest, ASignalEndsItWhileTheOutputBlocks) {
   Process process({.arguments = Arguments({"-stamp", "none", "-once", "3600"}),
                    .input = "a\nb\na\nc",
                    .input_stays_open = true,
@@ -112,7 +108,7 @@ TEST_F(LogEndingsTest, ASignalEndsItWhereNobodyTakesTheOutput) {
   EXPECT_EQ(File(), "a\nb\nc\nrepeated 1 time: a\n");
 }
 
-TEST_F(LogEndingsTest, ASignalEndsItEvenWhereTheFileIsAPipeThatNobodyReads) {
+TEST_F(LogEndingsTest, ASignalEndsItWhileTheFileBlocks) {
 #ifdef __SANITIZE_THREAD__
   GTEST_SKIP() << "the thread sanitizer runs no handler inside a write";
 #endif
@@ -128,7 +124,7 @@ TEST_F(LogEndingsTest, ASignalEndsItEvenWhereTheFileIsAPipeThatNobodyReads) {
   close(pipe);
 }
 
-TEST_F(LogEndingsTest, AClosedPipeEndsItWhenAllThatWasReadIsInTheFile) {
+TEST_F(LogEndingsTest, AClosedPipeEndsItAfterAllIsLogged) {
   const Outcome outcome =
       RunProgram({.arguments = Arguments({"-stamp", "none", "-once", "3600"}),
                   .input = "a\nb\na\nc",
@@ -140,7 +136,7 @@ TEST_F(LogEndingsTest, AClosedPipeEndsItWhenAllThatWasReadIsInTheFile) {
   EXPECT_EQ(File(), "a\nb\nc\nrepeated 1 time: a\n");
 }
 
-TEST_F(LogEndingsTest, AFullOutputEndsItToo) {
+TEST_F(LogEndingsTest, AFullOutputEndsIt) {
   const Outcome full = RunProgram({.arguments = Arguments({"-stamp", "none"}),
                                    .input = "a\nb\n",
                                    .output_path = "/dev/full"});
@@ -152,7 +148,7 @@ TEST_F(LogEndingsTest, AFullOutputEndsItToo) {
             23);
 }
 
-TEST_F(LogEndingsTest, AnInputThatCannotBeRead) {
+TEST_F(LogEndingsTest, ReportsAnUnreadableInput) {
   const Outcome closed = RunProgram({.arguments = Arguments(), .closed = {0}});
   EXPECT_EQ(closed.status, 26);
   EXPECT_EQ(closed.error,
@@ -165,8 +161,8 @@ TEST_F(LogEndingsTest, AnInputThatCannotBeRead) {
   EXPECT_THAT(folder.error, HasSubstr("standard input: Is a directory"));
 }
 
-// The input stays open: who reads before opening the file never ends.
-TEST_F(LogEndingsTest, AFileThatCannotBeOpenedIsToldBeforeAnythingIsRead) {
+// The input stays open: a command that read it first would never end.
+TEST_F(LogEndingsTest, OpensTheFileBeforeReading) {
   for (const auto& [path, why] :
        {std::pair{folder_.path(), "cannot open '%': Is a directory"},
         {folder_.path() + "/no/file", "cannot open '%': No such file or"},
@@ -185,10 +181,7 @@ TEST_F(LogEndingsTest, AFileThatCannotBeOpenedIsToldBeforeAnythingIsRead) {
   }
 }
 
-// --- What cannot be waited for
-// ------------------------------------------------
-
-// Runs it with a fault in its calls of poll, the first of which awaits input.
+// Runs it with a fault in poll(). The first call waits for input.
 Outcome LogWithFault(const Words& arguments, const std::string& fault) {
   return RunProgram({.arguments = WithFault("poll:error=ENOMEM" + fault) +
                                   Words{FAIRLEAD_PROGRAM} + arguments,
@@ -197,7 +190,7 @@ Outcome LogWithFault(const Words& arguments, const std::string& fault) {
                      .program = "strace"});
 }
 
-TEST_F(LogEndingsTest, AnInputThatCannotBeAwaitedEndsIt) {
+TEST_F(LogEndingsTest, AFailedPollOfTheInputEndsIt) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
   for (const char* const fault : {"", ":when=1"}) {
     SCOPED_TRACE(fault);
@@ -211,7 +204,7 @@ TEST_F(LogEndingsTest, AnInputThatCannotBeAwaitedEndsIt) {
   }
 }
 
-TEST_F(LogEndingsTest, AnOutputThatCannotBeAwaitedEndsItAsAFullOneDoes) {
+TEST_F(LogEndingsTest, AFailedPollOfTheOutputEndsIt) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
   for (const char* const fault : {":when=2+", ":when=2"}) {
     SCOPED_TRACE(fault);
@@ -227,7 +220,7 @@ TEST_F(LogEndingsTest, AnOutputThatCannotBeAwaitedEndsItAsAFullOneDoes) {
   }
 }
 
-TEST_F(LogEndingsTest, AFileWhoseSizeCannotBeKnownEndsIt) {
+TEST_F(LogEndingsTest, AFileWithoutAKnownSizeEndsIt) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
   folder_.File("box.log", "");
   const Outcome outcome =
@@ -238,15 +231,13 @@ TEST_F(LogEndingsTest, AFileWhoseSizeCannotBeKnownEndsIt) {
                   .environment = {"ASAN_OPTIONS=detect_leaks=0"},
                   .program = "strace"});
   EXPECT_EQ(outcome.status, 23);
-  EXPECT_EQ(outcome.error, "fairlead log: cannot look at '" + path_ +
+  EXPECT_EQ(outcome.error, "fairlead log: cannot get the size of '" + path_ +
                                "': Input/output error\n");
   EXPECT_EQ(outcome.output + File(), "");
 }
 
-// --- One file in two places --------------------------------------------------
-
-// Runs in the folder, which has the files "a" and "b", what is refused with the
-// message. The limit ends what would go on for ever.
+// Runs a command in a folder with the files "a" and "b" and expects the
+// message. The limit on the file size stops an endless loop.
 void ExpectClash(const TempFolder& folder, const std::string& command,
                  const std::string& message) {
   SCOPED_TRACE(command);
@@ -258,13 +249,12 @@ void ExpectClash(const TempFolder& folder, const std::string& command,
        .program = "/bin/sh"});
   EXPECT_EQ(outcome.status, 23);
   EXPECT_EQ(outcome.error, "fairlead log: " + message + "\n");
-  EXPECT_EQ(Read(folder.path() + "/a"), "one\n");
-  EXPECT_EQ(Read(folder.path() + "/b"), "two\n");
+  EXPECT_EQ(internal::ReadFile(folder.path() + "/a"), "one\n");
+  EXPECT_EQ(internal::ReadFile(folder.path() + "/b"), "two\n");
 }
 
-TEST_F(LogEndingsTest, TheFileMayNotBeWhatIsRead) {
-  const std::string message =
-      " is the file that is read, standard input: let it be another";
+TEST_F(LogEndingsTest, TheFileMayNotBeStandardInput) {
+  const std::string message = " is also standard input; choose another file";
   ExpectClash(folder_, "-file a < a", "-file 'a'" + message);
   ExpectClash(folder_, "-file a < a > /dev/null", "-file 'a'" + message);
   ASSERT_EQ(
@@ -275,22 +265,20 @@ TEST_F(LogEndingsTest, TheFileMayNotBeWhatIsRead) {
 
 TEST_F(LogEndingsTest, TheFileMayNotBeStandardOutput) {
   const std::string message =
-      " is standard output too, and would have every line twice: let it be "
-      "another (> /dev/null drops the copy)";
+      " is also standard output, so every line would be written twice; "
+      "redirect standard output (> /dev/null drops the copy)";
   ExpectClash(folder_, "-file a < b >> a", "-file 'a'" + message);
 }
 
-TEST_F(LogEndingsTest, StandardOutputMayNotBeWhatIsRead) {
+TEST_F(LogEndingsTest, StandardOutputMayNotBeStandardInput) {
   ExpectClash(folder_, "-file c < a >> a",
-              "standard output is the file that is read, standard input: let "
-              "it be another (> /dev/null drops the copy)");
+              "standard output and standard input are the same file; redirect "
+              "standard output (> /dev/null drops the copy)");
   EXPECT_FALSE(std::filesystem::exists(folder_.path() + "/c"));
 }
 
-// --- What the file does not take ---------------------------------------------
-
-// A limit on the size of files stands for the full disk.
-TEST_F(LogEndingsTest, WhatTheFileDoesNotTakeIsToldAtTheEnd) {
+// A limit on the size of files simulates a full disk.
+TEST_F(LogEndingsTest, ReportsMissingBytesAtTheEnd) {
   const std::string text = LinesOf('f', 400);
   const Outcome outcome =
       RunProgram({.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"",
@@ -301,10 +289,10 @@ TEST_F(LogEndingsTest, WhatTheFileDoesNotTakeIsToldAtTheEnd) {
   EXPECT_EQ(outcome.status, 23);
   EXPECT_TRUE(outcome.output == text);
   EXPECT_THAT(outcome.error,
-              StartsWith("fairlead log: of " + std::to_string(text.size()) +
-                         " bytes written to '" + path_ + "', " +
-                         std::to_string(text.size() - File().size()) +
-                         " are not in it: the disk is full"));
+              StartsWith("fairlead log: " +
+                         std::to_string(text.size() - File().size()) + " of " +
+                         std::to_string(text.size()) + " bytes written to '" +
+                         path_ + "' are missing: the disk is full"));
 }
 
 TEST_F(LogEndingsTest, ADeviceAndAPipeMayBeTheFile) {

@@ -1,3 +1,5 @@
+// Writes a log file and detects what is missing in it.
+
 #include "tool/log/log_file.h"
 
 #include <fcntl.h>
@@ -17,7 +19,7 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr mode_t kMode = 0666;  // Less what the umask takes away.
+constexpr mode_t kMode = 0666;  // Less the umask.
 
 [[noreturn]] void Fail(std::string_view what, const std::string& path) {
   const int error = errno;
@@ -25,15 +27,14 @@ constexpr mode_t kMode = 0666;  // Less what the umask takes away.
                 Concat(what, " ", Quoted(path), ": ", ErrorText(error)));
 }
 
-// The number of the open file. Writing nothing changes nothing, but lets a
-// device without room say so.
-int Opened(const std::string& path) {
-  const int number =
+// Opens the file. Writing zero bytes changes nothing but detects a full device.
+int Open(const std::string& path) {
+  const int file =
       open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kMode);
-  if (number == -1) Fail("cannot open", path);
-  if (write(number, "", 0) == 0) return number;
+  if (file == -1) Fail("cannot open", path);
+  if (write(file, "", 0) == 0) return file;
   const int error = errno;
-  close(number);
+  close(file);
   errno = error;
   Fail("cannot write", path);
 }
@@ -43,7 +44,7 @@ int Opened(const std::string& path) {
 LogFile::LogFile(std::string path, bool crlf, std::streambuf* copy)
     : path_(std::move(path)),
       crlf_(crlf),
-      file_(Opened(path_)),
+      file_(Open(path_)),
       size_before_(Size()),
       console_(std::cout.rdbuf(copy)),
       log_(path_, crlf) {}
@@ -56,15 +57,16 @@ void LogFile::Write(const std::string& text) {
   written_ += static_cast<std::int64_t>(text.size()) + added;
 }
 
-struct stat LogFile::Facts() const {
-  struct stat facts = {};
-  if (fstat(file_.number(), &facts) == -1) Fail("cannot look at", path_);
-  return facts;
+struct stat LogFile::Status() const {
+  struct stat status = {};
+  if (fstat(file_.number(), &status) == -1)
+    Fail("cannot get the size of", path_);
+  return status;
 }
 
 bool LogFile::IsReady() const {
-  pollfd room{.fd = file_.number(), .events = POLLOUT, .revents = 0};
-  return poll(&room, 1, 0) == 1;
+  pollfd wait{.fd = file_.number(), .events = POLLOUT, .revents = 0};
+  return poll(&wait, 1, 0) == 1;
 }
 
 std::string LogFile::Missing() const {
@@ -72,16 +74,15 @@ std::string LogFile::Missing() const {
   const std::int64_t written = written_;
   const std::int64_t missing = size_before_ + written - size;
   if (size == -1 || missing <= 0) return "";
-  return Concat("of ", written, " bytes written to ", Quoted(path_), ", ",
-                missing,
-                " are not in it: the disk is full, a limit is reached, or "
-                "somebody has cut the file");
+  return Concat(missing, " of ", written, " bytes written to ", Quoted(path_),
+                " are missing: the disk is full, a limit is reached, or the "
+                "file was truncated");
 }
 
-// -1 for what has no size of its own.
+// Returns -1 if it is not a regular file.
 std::int64_t LogFile::Size() const {
-  const struct stat facts = Facts();
-  return S_ISREG(facts.st_mode) ? facts.st_size : -1;
+  const struct stat status = Status();
+  return S_ISREG(status.st_mode) ? status.st_size : -1;
 }
 
 }  // namespace fairlead::tool

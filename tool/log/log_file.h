@@ -1,4 +1,4 @@
-// The file of a log, and the ways in which writing it can fail.
+// A log file that detects failed writes.
 
 #ifndef FAIRLEAD_TOOL_LOG_LOG_FILE_H_
 #define FAIRLEAD_TOOL_LOG_LOG_FILE_H_
@@ -24,42 +24,39 @@ inline constexpr Parameter kCrlf = {
 
 /// A CLog whose file is known to be open.
 ///
-/// CLog copies all that it writes to `std::cout`, and says nothing of what it
-/// cannot write. So, as long as the object lives, `std::cout` leads where the
-/// object was told, and a second descriptor of the file keeps watch on it. One
-/// object at a time.
+/// CLog copies its output to `std::cout` and does not report failed writes. So
+/// this object redirects `std::cout` during its lifetime, and watches the size
+/// of the file through a second descriptor. Only one may exist at a time.
 class LogFile {
  public:
-  /// Opens the file for appending, made if it is not there.
+  /// Opens the file for appending. Creates it if it does not exist.
   ///
-  /// @param copy gets what CLog writes to `std::cout`, each text in one piece;
-  ///     with nullptr the copy is dropped
-  /// @throws Failure with kCannotWrite where it cannot be opened, takes
-  ///     nothing, or its size cannot be known
+  /// @param copy receives what CLog writes to `std::cout`, each text in one
+  ///     piece; nullptr drops it
+  /// @throws Failure with kCannotWrite if the file cannot be opened, written or
+  ///     examined
   LogFile(std::string path, bool crlf, std::streambuf* copy);
   LogFile(const LogFile&) = delete;
   LogFile& operator=(const LogFile&) = delete;
   ~LogFile();
 
-  /// Appends the text, which ends with a line feed, as one piece. May be called
-  /// from any number of threads.
+  /// Appends the text, which ends with a newline, in one piece. Thread-safe.
   void Write(const std::string& text);
 
-  /// What fstat(2) says of the open file.
+  /// Returns the status of the open file.
   ///
-  /// @throws Failure with kCannotWrite where it says nothing
-  struct stat Facts() const;
+  /// @throws Failure with kCannotWrite
+  struct stat Status() const;
 
-  /// Whether a line can be written without waiting, as to a pipe it may not.
+  /// Returns whether a write would not block. It may block for a pipe.
   bool IsReady() const;
 
-  /// What of the written text is not in the file, in words; "" where nothing is
-  /// known to be missing.
+  /// Returns a message about bytes that are missing in the file, or "".
   ///
-  /// It is the size of the file that tells. So a loss goes unseen where another
-  /// program appends as much, and in what is no regular file.
+  /// Compares sizes, so a loss is not detected if another program appends as
+  /// much, or if the file is not a regular file.
   ///
-  /// @throws Failure with kCannotWrite where the size cannot be known
+  /// @throws Failure with kCannotWrite if the size cannot be determined
   std::string Missing() const;
 
  private:
@@ -70,7 +67,7 @@ class LogFile {
   const Descriptor file_;
   const std::int64_t size_before_;
   std::atomic<std::int64_t> written_ = 0;
-  std::streambuf* const console_;  // What std::cout had.
+  std::streambuf* const console_;  // The previous buffer of std::cout.
   CLog log_;
 };
 

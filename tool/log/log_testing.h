@@ -1,4 +1,4 @@
-// For the tests of `log`: its file, and an input given bit by bit.
+// For tests of `log`: its file, and input written piece by piece.
 
 #ifndef FAIRLEAD_TOOL_LOG_LOG_TESTING_H_
 #define FAIRLEAD_TOOL_LOG_LOG_TESTING_H_
@@ -13,8 +13,6 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -22,14 +20,10 @@
 #include <utility>
 #include <vector>
 
+#include "fairlead/testing/temp_folder.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool {
-
-inline std::string Read(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 inline std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> lines;
@@ -40,8 +34,7 @@ inline std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-// Waits for something that comes unless the command is wrong; then the limit
-// on the test's time ends it.
+// Waits until the condition holds. The timeout of the test is the limit.
 template <typename Condition>
 void Await(Condition holds) {
   while (!holds()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -53,13 +46,13 @@ class LogTest : public testing::Test {
     return Words{"log", "-file", path_} + more;
   }
 
-  // Runs the command with all of the input, without stamps.
+  // Runs the command on the input, without timestamps.
   Outcome Log(const std::string& input, const Words& more = {}) const {
     return RunProgram(
         {.arguments = Arguments({"-stamp", "none"}) + more, .input = input});
   }
 
-  std::string File() const { return Read(path_); }
+  std::string File() const { return internal::ReadFile(path_); }
 
   void AwaitFile(const std::string& text) const {
     Await([&] { return File().find(text) != std::string::npos; });
@@ -69,10 +62,10 @@ class LogTest : public testing::Test {
   const std::string path_ = folder_.path() + "/box.log";
 };
 
-// The command with an input that the test gives bit by bit.
+// The command with input that the test writes piece by piece.
 class Fed {
  public:
-  // `before` is what the shell does before it becomes the command.
+  // `before` is run by the shell that then executes the command.
   Fed(const TempFolder& folder, const Words& arguments,
       const std::string& before = "") {
     const std::string path = folder.path() + "/input";
@@ -89,7 +82,7 @@ class Fed {
   Fed& operator=(const Fed&) = delete;
   ~Fed() { End(); }
 
-  // What is shorter than 4096 bytes arrives at once.
+  // Up to 4096 bytes arrive at once.
   void Write(const std::string& text) const {
     ASSERT_EQ(write(input_, text.data(), text.size()),
               static_cast<ssize_t>(text.size()));

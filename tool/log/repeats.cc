@@ -1,3 +1,5 @@
+// Suppresses and counts repeated lines.
+
 #include "tool/log/repeats.h"
 
 #include <algorithm>
@@ -14,23 +16,23 @@ using std::chrono::steady_clock;
 
 constexpr const char* kKey = "line";
 
-// A longer wait is waited in parts.
-constexpr double kLongestWait = 1e6;  // In seconds.
+// Longer waits are split.
+constexpr double kMaxWaitSeconds = 1e6;
 
-// The tracker's clock is not the one by which we wait. It may be a little late,
-// and is far behind when somebody has set it back: then it is asked again.
+// The tracker uses another clock than the wait. It may lag a little, and by
+// much if it was set back: then it is polled.
 constexpr milliseconds kMargin{1};
-constexpr milliseconds kPatience{10};
+constexpr milliseconds kPollInterval{10};
 
 nanoseconds Interval(double seconds) {
-  const std::chrono::duration<double> exact(std::min(seconds, kLongestWait));
+  const std::chrono::duration<double> exact(std::min(seconds, kMaxWaitSeconds));
   return duration_cast<nanoseconds>(exact) + kMargin;
 }
 
 }  // namespace
 
-Repeats::Repeats(double seconds, Tell tell)
-    : seconds_(seconds), tell_(std::move(tell)) {}
+Repeats::Repeats(double seconds, Report report)
+    : seconds_(seconds), report_(std::move(report)) {}
 
 bool Repeats::Passes(std::string_view line) {
   const auto known = by_line_.find(line);
@@ -44,24 +46,24 @@ bool Repeats::Passes(std::string_view line) {
     Begin(line);
     return true;
   }
-  ++wave->held;
+  ++wave->suppressed;
   Refresh(wave);
   return false;
 }
 
-void Repeats::TellEnded() {
+void Repeats::ReportEnded() {
   const auto now = steady_clock::now();
   for (auto wave = waves_.begin(); wave != waves_.end() && wave->end <= now;) {
     if (IsOver(*wave)) {
       wave = Finish(wave);
     } else {
-      wave->end = now + kPatience;
+      wave->end = now + kPollInterval;
       ++wave;
     }
   }
 }
 
-void Repeats::TellAll() {
+void Repeats::ReportAll() {
   for (auto wave = waves_.begin(); wave != waves_.end();) wave = Finish(wave);
 }
 
@@ -78,7 +80,7 @@ void Repeats::Begin(std::string_view line) {
   Refresh(wave);
 }
 
-// All waves last equally long from their last line: the newest ends last.
+// All waves last equally long after their last line, so this one ends last.
 void Repeats::Refresh(Waves::iterator wave) {
   wave->tracker.Update(kKey);
   wave->end = steady_clock::now() + Interval(seconds_);
@@ -90,7 +92,7 @@ bool Repeats::IsOver(Wave& wave) const {
 }
 
 Repeats::Waves::iterator Repeats::Finish(Waves::iterator wave) {
-  if (wave->held > 0) tell_(wave->line, wave->held);
+  if (wave->suppressed > 0) report_(wave->line, wave->suppressed);
   by_line_.erase(wave->line);
   return waves_.erase(wave);
 }

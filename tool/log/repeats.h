@@ -1,4 +1,4 @@
-// Lines that repeat: held back, and counted.
+// Suppression of repeated lines.
 
 #ifndef FAIRLEAD_TOOL_LOG_REPEATS_H_
 #define FAIRLEAD_TOOL_LOG_REPEATS_H_
@@ -17,40 +17,40 @@ namespace fairlead::tool {
 
 /// Decides which lines are written.
 ///
-/// A line and those equal to it, each within the interval of the one before,
-/// are a wave. The first passes; the others are held back, and told as a count
-/// when the wave is over. What is remembered of a wave goes with its end.
+/// Equal lines, each within the interval after the previous one, form a wave.
+/// The first line passes; the others are suppressed and reported as a count at
+/// the end of the wave. Memory is freed when a wave ends.
 class Repeats {
  public:
-  /// Is told of the end of a wave of which lines were held back.
-  using Tell = std::function<void(std::string_view line, std::int64_t held)>;
+  /// Reports the end of a wave in which lines were suppressed.
+  using Report =
+      std::function<void(std::string_view line, std::int64_t suppressed)>;
 
   /// @param seconds the interval, more than 0
-  Repeats(double seconds, Tell tell);
+  Repeats(double seconds, Report report);
 
-  /// Whether the line is the first of its wave. Where it comes just after the
-  /// end of one, that end is told first.
+  /// Returns whether the line is the first of its wave. Reports the line's
+  /// previous wave first if its end has not been reported.
   bool Passes(std::string_view line);
 
-  /// Tells of every wave that is over.
-  void TellEnded();
+  /// Reports every wave that has ended.
+  void ReportEnded();
 
-  /// Tells of every wave, for no more lines come.
-  void TellAll();
+  /// Ends and reports every wave. Call it at the end of the input.
+  void ReportAll();
 
-  /// For how long TellEnded() has nothing to do, in milliseconds for poll();
-  /// -1 where there is no wave.
+  /// Returns how long ReportEnded() has nothing to do, in milliseconds for
+  /// poll(); -1 if there is no wave.
   int Wait() const;
 
  private:
-  // A tracker never forgets a key. So that waves can be forgotten, each has a
-  // tracker of its own, with one key.
+  // A tracker never frees a key, so each wave has its own tracker with one key.
   struct Wave {
     explicit Wave(std::string_view text) : line(text) {}
 
     const std::string line;
     COnlyOnce tracker{OnceWaveEnd};
-    std::int64_t held = 0;
+    std::int64_t suppressed = 0;
     std::chrono::steady_clock::time_point end;  // When to ask the tracker.
   };
   using Waves = std::list<Wave>;
@@ -61,8 +61,8 @@ class Repeats {
   Waves::iterator Finish(Waves::iterator wave);
 
   const double seconds_;
-  const Tell tell_;
-  Waves waves_;  // The wave whose last line is the oldest stands first.
+  const Report report_;
+  Waves waves_;  // Ordered by the time of the last line.
   std::unordered_map<std::string_view, Waves::iterator> by_line_;
 };
 

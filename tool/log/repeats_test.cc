@@ -1,4 +1,4 @@
-// What repeats, by clocks that the test sets.
+// Tests of the suppression of repeats, with clocks that the test sets.
 
 #include "tool/log/repeats.h"
 
@@ -18,7 +18,7 @@
 
 namespace {
 
-// The seconds that the clocks show; without one, they show the true ones.
+// The seconds that the clocks show; the real clocks if there is none.
 struct Clocks {
   double real = 1'000'000;
   double steady = 5'000;
@@ -50,30 +50,30 @@ using testing::IsEmpty;
 using testing::Pair;
 using std::string_literals::operator""s;
 
-using Told = std::vector<std::pair<std::string, std::int64_t>>;
+using Reports = std::vector<std::pair<std::string, std::int64_t>>;
 
 class RepeatsTest : public testing::Test {
  protected:
   RepeatsTest() { fake = &clocks_; }
   ~RepeatsTest() override { fake = nullptr; }
 
-  // Seconds after the start, which are eighths, so that sums are exact.
+  // Sets the clocks, in seconds after the start. Multiples of 1/8 add exactly.
   void At(double seconds) {
     clocks_.real = Clocks().real + seconds;
     clocks_.steady = Clocks().steady + seconds;
   }
 
-  Repeats::Tell Listener() {
-    return [this](std::string_view line, std::int64_t held) {
-      told_.emplace_back(line, held);
+  Repeats::Report Listener() {
+    return [this](std::string_view line, std::int64_t suppressed) {
+      reports_.emplace_back(line, suppressed);
     };
   }
 
   Clocks clocks_;
-  Told told_;
+  Reports reports_;
 };
 
-TEST_F(RepeatsTest, AWaveLastsAsLongAsEachIsWithinTheIntervalOfTheOneBefore) {
+TEST_F(RepeatsTest, AWaveLastsWhileEachLineIsWithinTheInterval) {
   Repeats repeats(2, Listener());
   At(0);
   EXPECT_TRUE(repeats.Passes("a"));
@@ -84,69 +84,69 @@ TEST_F(RepeatsTest, AWaveLastsAsLongAsEachIsWithinTheIntervalOfTheOneBefore) {
   At(5.25);
   EXPECT_FALSE(repeats.Passes("a"));
   At(7.25);
-  repeats.TellEnded();
-  EXPECT_THAT(told_, IsEmpty());
+  repeats.ReportEnded();
+  EXPECT_THAT(reports_, IsEmpty());
   At(7.375);
-  repeats.TellEnded();
-  EXPECT_THAT(told_, ElementsAre(Pair("a", 3)));
-  repeats.TellEnded();
-  repeats.TellAll();
-  EXPECT_EQ(told_.size(), 1U);
+  repeats.ReportEnded();
+  EXPECT_THAT(reports_, ElementsAre(Pair("a", 3)));
+  repeats.ReportEnded();
+  repeats.ReportAll();
+  EXPECT_EQ(reports_.size(), 1U);
   EXPECT_TRUE(repeats.Passes("a"));
 }
 
-TEST_F(RepeatsTest, AWaveOfOneLineEndsUntold) {
+TEST_F(RepeatsTest, AWaveOfOneLineIsNotReported) {
   Repeats repeats(2, Listener());
   repeats.Passes("a");
   At(3);
-  repeats.TellEnded();
+  repeats.ReportEnded();
   EXPECT_EQ(repeats.Wait(), -1);
   EXPECT_TRUE(repeats.Passes("a"));
-  repeats.TellAll();
+  repeats.ReportAll();
   EXPECT_EQ(repeats.Wait(), -1);
-  EXPECT_THAT(told_, IsEmpty());
+  EXPECT_THAT(reports_, IsEmpty());
 }
 
-TEST_F(RepeatsTest, ALineThatComesAfterAnEndNobodyAskedForTellsItFirst) {
+TEST_F(RepeatsTest, ALineAfterItsWaveReportsTheWaveFirst) {
   Repeats repeats(2, Listener());
   repeats.Passes("a");
   repeats.Passes("a");
   At(10);
   EXPECT_TRUE(repeats.Passes("a"));
-  EXPECT_THAT(told_, ElementsAre(Pair("a", 1)));
+  EXPECT_THAT(reports_, ElementsAre(Pair("a", 1)));
   EXPECT_FALSE(repeats.Passes("a"));
   At(11);
-  repeats.TellEnded();
-  EXPECT_EQ(told_.size(), 1U);
+  repeats.ReportEnded();
+  EXPECT_EQ(reports_.size(), 1U);
   At(13);
-  repeats.TellEnded();
-  EXPECT_THAT(told_, ElementsAre(Pair("a", 1), Pair("a", 1)));
+  repeats.ReportEnded();
+  EXPECT_THAT(reports_, ElementsAre(Pair("a", 1), Pair("a", 1)));
 }
 
-TEST_F(RepeatsTest, EveryLineHasItsOwnWaveAndTheOldestIsToldFirst) {
+TEST_F(RepeatsTest, TheOldestWaveIsReportedFirst) {
   Repeats repeats(2, Listener());
   for (const char* const line : {"a", "b", "a", "b", "a", "b", "c"})
     repeats.Passes(line);
   At(1);
   EXPECT_FALSE(repeats.Passes("a"));
   At(2.5);
-  repeats.TellEnded();
-  EXPECT_THAT(told_, ElementsAre(Pair("b", 2)));
+  repeats.ReportEnded();
+  EXPECT_THAT(reports_, ElementsAre(Pair("b", 2)));
   EXPECT_FALSE(repeats.Passes("a"));
   At(5);
-  repeats.TellEnded();
-  EXPECT_THAT(told_, ElementsAre(Pair("b", 2), Pair("a", 4)));
+  repeats.ReportEnded();
+  EXPECT_THAT(reports_, ElementsAre(Pair("b", 2), Pair("a", 4)));
 }
 
-TEST_F(RepeatsTest, TheEndOfInputTellsAll) {
+TEST_F(RepeatsTest, TheEndOfTheInputReportsAll) {
   Repeats repeats(3600, Listener());
   for (const char* const line : {"a", "b", "b", "c", "c", "c", "b"})
     repeats.Passes(line);
-  repeats.TellAll();
-  EXPECT_THAT(told_, ElementsAre(Pair("c", 2), Pair("b", 2)));
+  repeats.ReportAll();
+  EXPECT_THAT(reports_, ElementsAre(Pair("c", 2), Pair("b", 2)));
 }
 
-TEST_F(RepeatsTest, EveryByteMakesALineAnother) {
+TEST_F(RepeatsTest, EveryByteDistinguishesLines) {
   Repeats repeats(2, Listener());
   for (const std::string& line : {"a\0b"s, "a\0c"s, "a"s, ""s, "A"s, "\xff"s})
     EXPECT_TRUE(repeats.Passes(line)) << testing::PrintToString(line);
@@ -166,7 +166,7 @@ TEST_F(RepeatsTest, TheWaitReachesJustBeyondTheNearestEnd) {
   EXPECT_EQ(repeats.Wait(), 2001);
   At(60);
   EXPECT_EQ(repeats.Wait(), 0);
-  repeats.TellEnded();
+  repeats.ReportEnded();
   EXPECT_EQ(repeats.Wait(), -1);
 }
 
@@ -184,10 +184,10 @@ TEST_F(RepeatsTest, AnIntervalBeyondAllTimeEndsOnlyWithTheInput) {
   EXPECT_EQ(repeats.Wait(), 1'000'000'001);
   At(1'000'001);
   EXPECT_FALSE(repeats.Passes("a"));
-  repeats.TellEnded();
-  EXPECT_THAT(told_, IsEmpty());
-  repeats.TellAll();
-  EXPECT_THAT(told_, ElementsAre(Pair("a", 1)));
+  repeats.ReportEnded();
+  EXPECT_THAT(reports_, IsEmpty());
+  repeats.ReportAll();
+  EXPECT_THAT(reports_, ElementsAre(Pair("a", 1)));
 }
 
 TEST_F(RepeatsTest, AClockSetBackIsAskedAgainNowAndThen) {
@@ -199,38 +199,39 @@ TEST_F(RepeatsTest, AClockSetBackIsAskedAgainNowAndThen) {
   repeats.Passes("b");
   clocks_.real += 3;
   clocks_.steady += 3;
-  repeats.TellEnded();  // "b" began after the change, and is over.
-  EXPECT_THAT(told_, ElementsAre(Pair("b", 1)));
+  repeats.ReportEnded();  // "b" began after the change, and is over.
+  EXPECT_THAT(reports_, ElementsAre(Pair("b", 1)));
   EXPECT_EQ(repeats.Wait(), 10);
   clocks_.real += 3600;
   clocks_.steady += 0.125;
-  repeats.TellEnded();
-  EXPECT_THAT(told_, ElementsAre(Pair("b", 1), Pair("a", 1)));
+  repeats.ReportEnded();
+  EXPECT_THAT(reports_, ElementsAre(Pair("b", 1), Pair("a", 1)));
 }
 
-// The waves of a line, found by going through all its times.
-Told Model(const std::vector<std::pair<double, std::string>>& lines,
-           double interval, std::vector<bool>& passes) {
+// A model: computes the waves from the times of each line.
+Reports Model(const std::vector<std::pair<double, std::string>>& lines,
+              double interval, std::vector<bool>& passes) {
   struct State {
     double last = -1e9;
-    std::int64_t held = 0;
+    std::int64_t suppressed = 0;
   };
   std::map<std::string, State> states;
-  Told told;
+  Reports reports;
   for (const auto& [at, line] : lines) {
     State& state = states[line];
     const bool passed = at - state.last > interval;
-    if (passed && state.held > 0) told.emplace_back(line, state.held);
-    state.held = passed ? 0 : state.held + 1;
+    if (passed && state.suppressed > 0)
+      reports.emplace_back(line, state.suppressed);
+    state.suppressed = passed ? 0 : state.suppressed + 1;
     state.last = at;
     passes.push_back(passed);
   }
   for (const auto& [line, state] : states)
-    if (state.held > 0) told.emplace_back(line, state.held);
-  return told;
+    if (state.suppressed > 0) reports.emplace_back(line, state.suppressed);
+  return reports;
 }
 
-TEST_F(RepeatsTest, RandomLinesAreCountedAsAPlainModelCountsThem) {
+TEST_F(RepeatsTest, AgreesWithTheModelOnRandomLines) {
   constexpr unsigned kSeed = 20261121;
   RecordProperty("seed", static_cast<int>(kSeed));
   std::mt19937 random(kSeed);
@@ -242,20 +243,20 @@ TEST_F(RepeatsTest, RandomLinesAreCountedAsAPlainModelCountsThem) {
       now += static_cast<double>(random() % 8) / 8;
       lines.emplace_back(now, std::string(1, "abc"[random() % 3]));
     }
-    told_.clear();
+    reports_.clear();
     Repeats repeats(1, Listener());
     std::vector<bool> passes;
     for (const auto& [at, line] : lines) {
       At(at);
-      if (random() % 2 == 0) repeats.TellEnded();
+      if (random() % 2 == 0) repeats.ReportEnded();
       passes.push_back(repeats.Passes(line));
     }
-    repeats.TellAll();
+    repeats.ReportAll();
 
     std::vector<bool> expected;
-    const Told model = Model(lines, 1, expected);
+    const Reports model = Model(lines, 1, expected);
     EXPECT_EQ(passes, expected);
-    EXPECT_THAT(told_, testing::UnorderedElementsAreArray(model));
+    EXPECT_THAT(reports_, testing::UnorderedElementsAreArray(model));
   }
 }
 

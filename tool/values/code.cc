@@ -153,11 +153,11 @@ struct Layout {
     const int above = below + width;
     std::string near;
     if (below == 0)
-      near = Concat("the nearest is ", above);
+      near = Concat("the nearest multiple is ", above);
     else if (above > kMaxBits)
-      near = Concat("the nearest is ", below);
+      near = Concat("the nearest multiple is ", below);
     else
-      near = Concat("the nearest are ", below, " and ", above);
+      near = Concat("the nearest multiples are ", below, " and ", above);
     throw Failure(kWrongUsage,
                   Concat("-bits ", bits, " is not a multiple of -width ", width,
                          "; ", near));

@@ -16,7 +16,7 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 
-// Runs; the command is to succeed and to say nothing to the person.
+// Runs the command, which must succeed without messages. Returns its output.
 std::string Answer(const Words& words) {
   const Outcome outcome = Fairlead(Words{"size"} + words);
   EXPECT_EQ(outcome.error, "");
@@ -24,7 +24,8 @@ std::string Answer(const Words& words) {
   return outcome.output;
 }
 
-// Runs; the command is to end so and to print nothing.
+// Runs the command, which must end with the status and print nothing. Returns
+// its message.
 std::string Refusal(int status, const Words& words) {
   const Outcome outcome = Fairlead(Words{"size"} + words);
   EXPECT_EQ(outcome.status, status);
@@ -78,7 +79,7 @@ TEST(SizeCommandTest, HexadecimalDigitsOfEitherCase) {
   EXPECT_EQ(Answer({"-bytes", "00031", "-form", "bytes"}), "31\n");
 }
 
-TEST(SizeCommandTest, WhatIsNoHexadecimalNumberIsRefused) {
+TEST(SizeCommandTest, AnInvalidHexadecimalNumberIsRefused) {
   for (const char* const digits :
        {"1g", "0x1f", " 1f", "1f ", "+1", "1 f", "00000000000000001",
         "10000000000000000", "g0000000000000000"})
@@ -90,7 +91,7 @@ TEST(SizeCommandTest, WhatIsNoHexadecimalNumberIsRefused) {
   EXPECT_THAT(Refusal(2, {"-hex", "-1"}), HasSubstr("cannot begin with '-'"));
 }
 
-TEST(SizeCommandTest, WhatIsNoNumberOfBytesIsRefused) {
+TEST(SizeCommandTest, AnInvalidNumberOfBytesIsRefused) {
   for (const char* const name : {"bytes", "from"}) {
     const auto refusal = [name](const std::string& value) {
       Words words = {Concat("-", name), value};
@@ -137,7 +138,7 @@ TEST(SizeCommandTest, AFile) {
             "text 4.66 Gb\nhex 000000012A05F200\nbytes 5000000000\n");
 }
 
-TEST(SizeCommandTest, WhatHasNoSizeIsReported) {
+TEST(SizeCommandTest, ReportsAFileWithoutASize) {
   const TempFolder folder;
   const std::string file = folder.File("file", "x");
   const std::string fifo = folder.path() + "/fifo";
@@ -188,7 +189,7 @@ TEST(SizeCommandTest, TheDistanceFromAnotherPosition) {
             "2\n");
 }
 
-TEST(SizeCommandTest, AFormThatIsNotThereIsRefused) {
+TEST(SizeCommandTest, AnUnavailableFormIsRefused) {
   EXPECT_EQ(Refusal(2, {"-bytes", "1", "-form", "mb"}),
             "fairlead size: -form mb is not available here; choose text, hex, "
             "bytes or all\n");
@@ -199,7 +200,7 @@ TEST(SizeCommandTest, AFormThatIsNotThereIsRefused) {
             "bytes, distance, mb or all\n");
 }
 
-TEST(SizeCommandTest, OneSizeIsNeeded) {
+TEST(SizeCommandTest, OneSizeIsRequired) {
   constexpr char kSeeHelp[] = "; see 'fairlead help size'\n";
   const std::string none =
       Concat("fairlead size: missing -bytes N, -hex H or -file FILE", kSeeHelp);

@@ -6,8 +6,6 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <random>
-#include <sstream>
 #include <string>
 
 #include "fairlead/bits/crc.h"
@@ -20,7 +18,7 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 
-// Runs; the command is to succeed and to say nothing to the person.
+// Runs the command, which must succeed without messages. Returns its output.
 std::string Answer(const Words& words) {
   const Outcome outcome = Fairlead(Words{"sum"} + words);
   EXPECT_EQ(outcome.error, "");
@@ -28,7 +26,8 @@ std::string Answer(const Words& words) {
   return outcome.output;
 }
 
-// Runs; the command is to end so and to print nothing.
+// Runs the command, which must end with the status and print nothing. Returns
+// its message.
 std::string Refusal(int status, const Words& words) {
   const Outcome outcome = Fairlead(Words{"sum"} + words);
   EXPECT_EQ(outcome.status, status);
@@ -41,7 +40,7 @@ struct SumCase {
   const char* lines;
 };
 
-TEST(SumCommandTest, EveryReadOut) {
+TEST(SumCommandTest, EveryForm) {
   const SumCase cases[] = {
       // A fresh value.
       {{"-hex", ""}, "64 0000000000000000\n24 000000\n16 0000\n8 00\n"},
@@ -71,7 +70,7 @@ TEST(SumCommandTest, EveryReadOut) {
   }
 }
 
-TEST(SumCommandTest, OneReadOutIsALineOfItsOwn) {
+TEST(SumCommandTest, OneFormIsPrintedAlone) {
   const Words sum = {"-hex", "11223344", "-rotation", "8", "-form"};
   EXPECT_EQ(Answer(sum + Words{"64"}), "0000000011223344\n");
   EXPECT_EQ(Answer(sum + Words{"24"}), "333344\n");
@@ -114,8 +113,8 @@ TEST(SumCommandTest, TheEscapesOfWordsAreOneByteEach) {
               EndsWith("cannot begin with '-'; write \\x2d for it\n"));
 }
 
-// The state after the bytes 1 and 2, by each turn: 2 ^ (1 turned).
-TEST(SumCommandTest, ARotationAndItsWayBack) {
+// The state after the bytes 1 and 2, for each rotation: 2 ^ (1 rotated).
+TEST(SumCommandTest, ARotationAndItsInverse) {
   const auto state = [](const char* name, const char* turn) {
     return Answer({"-hex", "0102", name, turn, "-form", "64"});
   };
@@ -132,7 +131,7 @@ TEST(SumCommandTest, ARotationAndItsWayBack) {
   EXPECT_EQ(Answer({"-hex", "0102", "-form", "64"}), "0000000000000022\n");
 }
 
-TEST(SumCommandTest, WhatIsNoRotationIsRefused) {
+TEST(SumCommandTest, AnInvalidRotationIsRefused) {
   const auto refusal = [](const char* name, const char* turn) {
     return Refusal(2, {"-hex", "01", name, turn});
   };
@@ -152,13 +151,6 @@ TEST(SumCommandTest, WhatIsNoRotationIsRefused) {
       "help sum'\n");
 }
 
-std::string RandomBytes(std::size_t size) {
-  std::mt19937 random(20261121);  // NOLINT(cert-msc51-cpp): the same each time.
-  std::string bytes(size, '\0');
-  for (char& byte : bytes) byte = static_cast<char>(random());
-  return bytes;
-}
-
 std::string StateOf(const std::string& bytes, std::int32_t rotation) {
   CCRC crc{.rotation = rotation};
   crc.AddArr(reinterpret_cast<const unsigned char*>(bytes.data()),
@@ -169,9 +161,9 @@ std::string StateOf(const std::string& bytes, std::int32_t rotation) {
   return text.data();
 }
 
-// A turn of 0 or 32 forgets nothing, so that a lost piece would show; with one
-// of 31 either way the order of the last bytes does.
-TEST(SumCommandTest, AFileOfManyPiecesIsSummedAsOne) {
+// Rotations of 0 and 32 keep the effect of every byte and reveal a lost piece;
+// rotations of 31 and -31 reveal a wrong order of the last bytes.
+TEST(SumCommandTest, ALargeFileIsSummedInPieces) {
   const TempFolder folder;
   for (const std::size_t size : {65535U, 65536U, 65537U, 400'017U}) {
     const std::string bytes = RandomBytes(size);
@@ -192,13 +184,13 @@ TEST(SumCommandTest, AFileOfManyPiecesIsSummedAsOne) {
   }
 }
 
-TEST(SumCommandTest, AnEmptyFileIsAFreshValue) {
+TEST(SumCommandTest, AnEmptyFileHasTheInitialValue) {
   const TempFolder folder;
   EXPECT_EQ(Answer({"-file", folder.File("empty", ""), "-form", "8"}), "00\n");
   EXPECT_EQ(Answer({"-stdin", "-form", "8"}), "00\n");
 }
 
-TEST(SumCommandTest, WhatCannotBeReadIsReported) {
+TEST(SumCommandTest, ReportsAFailedRead) {
   const TempFolder folder;
   const std::string missing = folder.path() + "/missing";
   EXPECT_EQ(Refusal(26, {"-file", missing}),
@@ -216,13 +208,13 @@ TEST(SumCommandTest, WhatCannotBeReadIsReported) {
   EXPECT_THAT(closed.error, HasSubstr("cannot read standard input"));
 }
 
-TEST(SumCommandTest, WhatAreNoHexadecimalPairsIsRefused) {
+TEST(SumCommandTest, InvalidHexadecimalPairsAreRefused) {
   for (const char* const digits : {"1", "0x11", "11 2", "1g"})
     EXPECT_THAT(Refusal(2, {"-hex", digits}),
                 EndsWith(" is not a pair of hexadecimal digits\n"));
 }
 
-TEST(SumCommandTest, OneInputSourceIsNeeded) {
+TEST(SumCommandTest, OneInputSourceIsRequired) {
   constexpr char kSeeHelp[] = "; see 'fairlead help sum'\n";
   EXPECT_EQ(Refusal(2, {}),
             Concat("fairlead sum: missing -text TEXT, -hex DIGITS, -file FILE "
@@ -243,15 +235,7 @@ TEST(SumCommandTest, AFullOutputIsAnError) {
   EXPECT_THAT(outcome.error, HasSubstr("cannot write standard output"));
 }
 
-// The words with one blank between them, however the lines are broken.
-std::string OneLine(const std::string& text) {
-  std::istringstream in(text);
-  std::string line;
-  for (std::string word; in >> word;) line += Concat(word, " ");
-  return line;
-}
-
-TEST(SumCommandTest, HelpSaysWhatItDoesNotProtect) {
+TEST(SumCommandTest, HelpDocumentsTheLimits) {
   const std::string help = OneLine(Fairlead({"help", "sum"}).output);
   EXPECT_THAT(help, HasSubstr("does not protect long data"));
   EXPECT_THAT(help, HasSubstr("sign-extended"));

@@ -1,4 +1,4 @@
-// The command `time` as a process, in time zones of the test's own.
+// The command `time` as a process: `now`, `show` and the usage.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,65 +6,21 @@
 #include <array>
 #include <ctime>
 #include <map>
-#include <sstream>
 #include <string>
+#include <utility>
 
-#include "fairlead/time/time_of_day.h"
 #include "tool/base/concat.h"
 #include "tool/testing.h"
+#include "tool/values/time_testing.h"
 
 namespace fairlead::tool {
 namespace {
 
+using namespace time_testing;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-constexpr char kGreenwich[] = "UTC0";
-constexpr char kEast[] = "EAST-2";
-constexpr char kSummer[] = "CET-1CEST,M3.5.0,M10.5.0/3";    // Changes clocks.
-constexpr char kMidnight[] = "STD3DST,M11.1.0/0,M2.3.0/0";  // At midnight.
-
-Outcome RunIn(const char* zone, const Words& words) {
-  return RunProgram({.arguments = Words{"time"} + words,
-                     .environment = {Concat("TZ=", zone)}});
-}
-
-// Runs; the command is to succeed and to say nothing to the person.
-std::string AnswerIn(const char* zone, const Words& words) {
-  const Outcome outcome = RunIn(zone, words);
-  EXPECT_EQ(outcome.error, "");
-  EXPECT_EQ(outcome.status, 0);
-  return outcome.output;
-}
-
-std::string Answer(const Words& words) { return AnswerIn(kGreenwich, words); }
-
-// Runs; the command is to end so and to print nothing.
-std::string RefusalIn(const char* zone, int status, const Words& words) {
-  const Outcome outcome = RunIn(zone, words);
-  EXPECT_EQ(outcome.status, status);
-  EXPECT_EQ(outcome.output, "");
-  return outcome.error;
-}
-
-std::string Refusal(int status, const Words& words) {
-  return RefusalIn(kGreenwich, status, words);
-}
-
-// The lines "name text" of -form all.
-std::map<std::string, std::string> FormsIn(const std::string& lines) {
-  std::map<std::string, std::string> forms;
-  std::istringstream in(lines);
-  std::string line;
-  while (std::getline(in, line)) {
-    const std::size_t blank = line.find(' ');
-    EXPECT_TRUE(
-        forms.emplace(line.substr(0, blank), line.substr(blank + 1)).second);
-  }
-  return forms;
-}
-
-// The test's own way to the texts.
+// Formats a time in UTC, independently of the library.
 std::string Greenwich(std::time_t seconds, const char* format) {
   std::tm fields{};
   gmtime_r(&seconds, &fields);
@@ -73,7 +29,7 @@ std::string Greenwich(std::time_t seconds, const char* format) {
           std::strftime(text.data(), text.size(), format, &fields)};
 }
 
-TEST(TimeNowTest, AllFormsTellTheSameMoment) {
+TEST(TimeNowTest, AllFormsShowTheSameTime) {
   const std::time_t before = std::time(nullptr);
   const std::string lines = Answer({"now", "-form", "all"});
   std::map<std::string, std::string> forms = FormsIn(lines);
@@ -103,7 +59,7 @@ TEST(TimeNowTest, AllFormsTellTheSameMoment) {
               testing::MatchesRegex(forms["seconds"] + "\\.[0-9]{9}"));
 }
 
-TEST(TimeNowTest, OneFormIsALineOfItsOwn) {
+TEST(TimeNowTest, OneFormIsPrintedAlone) {
   EXPECT_THAT(
       Answer({"now"}),
       testing::MatchesRegex("[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} [0-9:]{8}\n"));
@@ -196,7 +152,7 @@ TEST(TimeShowTest, Separators) {
                 EndsWith("cannot begin with '-'; write \\x2d for it\n"));
 }
 
-TEST(TimeShowTest, WhatIsNoStampIsMalformed) {
+TEST(TimeShowTest, AnInvalidStampIsMalformed) {
   for (const char* const text :
        {"2026", "2026111", "202611141", "20261114x", "20261114x205",
         "20261114x20575", "20261114x2057541", "20261114T205754",
@@ -210,7 +166,7 @@ TEST(TimeShowTest, WhatIsNoStampIsMalformed) {
             "fairlead time: -stamp STAMP must not be empty\n");
 }
 
-TEST(TimeShowTest, WhatNoClockShowsIsMalformed) {
+TEST(TimeShowTest, ANonexistentTimeIsMalformed) {
   const auto refusal = [](const char* zone, const char* stamp) {
     return RefusalIn(zone, 3, {"show", "-stamp", stamp});
   };
@@ -232,7 +188,7 @@ TEST(TimeShowTest, WhatNoClockShowsIsMalformed) {
   EXPECT_EQ(Answer({"show", "-stamp", "20240229"}), "2024.02.29 00:00:00\n");
 }
 
-TEST(TimeShowTest, WhatIsNoNumberOfSecondsIsRefused) {
+TEST(TimeShowTest, AnInvalidNumberOfSecondsIsRefused) {
   const auto refusal = [](const char* seconds) {
     return Refusal(2, {"show", "-seconds", seconds});
   };
@@ -254,7 +210,7 @@ TEST(TimeShowTest, WhatIsNoNumberOfSecondsIsRefused) {
                         "2147483647)"));
 }
 
-TEST(TimeShowTest, FormsOfThePresentAreNotAvailable) {
+TEST(TimeShowTest, FormsOfTheCurrentTimeAreNotAvailable) {
   for (const char* const form :
        {"strtime", "strtimeonly", "strdateonly", "intdayonly", "number"})
     EXPECT_EQ(Refusal(2, {"show", "-seconds", "0", "-form", form}),
@@ -265,203 +221,6 @@ TEST(TimeShowTest, FormsOfThePresentAreNotAvailable) {
               HasSubstr("intdayonly or all\n"));
   EXPECT_THAT(Refusal(2, {"now", "-form", "stmap"}),
               HasSubstr("-form: 'stmap' is not valid; choose plain, log, "));
-}
-
-TEST(TimeShiftTest, MovesAStamp) {
-  const auto shifted = [](const Words& words) {
-    return Answer(
-        Words{"shift", "-stamp", "20261231x235959", "-form", "stamp"} + words);
-  };
-  EXPECT_EQ(shifted({"-by", "0"}), "20261231x235959\n");
-  EXPECT_EQ(shifted({"-by", "1"}), "20270101x000000\n");
-  EXPECT_EQ(shifted({"-back", "0"}), "20261231x235959\n");
-  EXPECT_EQ(shifted({"-back", "86400"}), "20261230x235959\n");
-  EXPECT_EQ(shifted({"-by", "2147483647"}), "20950119x031406\n");
-  EXPECT_EQ(shifted({"-back", "2147483647"}), "19581213x204552\n");
-  EXPECT_EQ(Answer({"shift", "-stamp", "20261114", "-by", "5"}),
-            "2026.11.14 00:00:05\n");
-  EXPECT_EQ(
-      AnswerIn(kSummer, {"shift", "-stamp", "20260329x015959", "-by", "1"}),
-      "2026.03.29 03:00:00\n");
-}
-
-TEST(TimeShiftTest, AMomentWithoutAStampIsRefused) {
-  EXPECT_THAT(Refusal(2, {"shift", "-stamp", "99991231x235959", "-by", "1"}),
-              HasSubstr("outside the years 0 to 9999"));
-  EXPECT_THAT(Refusal(2, {"shift", "-stamp", "00000101", "-back", "1"}),
-              HasSubstr("outside the years 0 to 9999"));
-}
-
-TEST(TimeShiftTest, WhatIsNoNumberIsRefused) {
-  const Words shift = {"shift", "-stamp", "20261114"};
-  EXPECT_EQ(Refusal(2, shift + Words{"-by", "2147483648"}),
-            "fairlead time: -by: 2147483648 is out of range (expected 0 to "
-            "2147483647)\n");
-  EXPECT_THAT(Refusal(2, shift + Words{"-by", "1h"}),
-              HasSubstr("-by: '1h' is not an integer"));
-  EXPECT_EQ(Refusal(2, shift + Words{"-by", "-5"}),
-            "fairlead time: -by: a value cannot begin with '-'; write -back "
-            "and the number without '-'\n");
-  EXPECT_THAT(Refusal(2, shift + Words{"-back", "-5"}),
-              HasSubstr("-back: -5 is out of range (expected 0 to "));
-  EXPECT_THAT(Refusal(3, {"shift", "-stamp", "x", "-by", "1"}),
-              HasSubstr("-stamp 'x' is not a stamp"));
-}
-
-struct DayCase {
-  const char* text;
-  int seconds;
-  const char* clock;
-  const char* number;
-};
-
-constexpr DayCase kDays[] = {
-    {"45", 45, "00:00:45", "45"},
-    {"0", 0, "00:00:00", "0"},
-    {"12:34", 754, "00:12:34", "1234"},
-    {"1:02:03", 3723, "01:02:03", "10203"},
-    {"1:2:3", 3723, "01:02:03", "10203"},
-    {"13:05:09", 47109, "13:05:09", "130509"},
-    {"23:59:59", 86399, "23:59:59", "235959"},
-    {"24:00:01", 86401, "24:00:01", "240001"},
-    {"90000", 90000, "25:00:00", "250000"},
-    {"90:00", 5400, "01:30:00", "13000"},
-    {"0:0:0", 0, "00:00:00", "0"},
-    {"100:00:59", 360059, "100:00:59", "1000059"},
-    {"429496:59:59", 1546189199, "429496:59:59", "4294965959"},
-    {"429497:00:00", 1546189200, "429497:00:00", nullptr},
-    {"596523:14:07", 2147483647, "596523:14:07", nullptr},
-    {"2147483647", 2147483647, "596523:14:07", nullptr},
-};
-
-TEST(TimeDayTest, EveryForm) {
-  for (const DayCase& c : kDays) {
-    SCOPED_TRACE(c.text);
-    std::string all = Concat("clock ", c.clock, "\nseconds ", c.seconds, "\n");
-    if (c.number != nullptr) all += Concat("number ", c.number, "\n");
-    EXPECT_EQ(Answer({"day", "-text", c.text}), all);
-    EXPECT_EQ(Answer({"day", "-seconds", std::to_string(c.seconds)}), all);
-    EXPECT_EQ(Answer({"day", "-text", c.text, "-form", "clock"}),
-              Concat(c.clock, "\n"));
-    EXPECT_EQ(Answer({"day", "-text", c.text, "-form", "seconds"}),
-              Concat(c.seconds, "\n"));
-    CTimeOfDay loaded;
-    EXPECT_TRUE(loaded.LoadFromString(c.text));
-    EXPECT_EQ(loaded.GetSeconds(), c.seconds);
-  }
-  EXPECT_EQ(Answer({"day", "-text", "1:02:03", "-form", "number"}), "10203\n");
-}
-
-TEST(TimeDayTest, BelowZero) {
-  EXPECT_EQ(Answer({"day", "-back", "3723"}),
-            "clock -1:-2:-3\nseconds -3723\n");
-  EXPECT_EQ(Answer({"day", "-back", "0"}),
-            "clock 00:00:00\nseconds 0\nnumber 0\n");
-  EXPECT_EQ(Answer({"day", "-back", "1"}), "clock 00:00:-1\nseconds -1\n");
-  EXPECT_EQ(Answer({"day", "-back", "2147483647"}),
-            "clock -596523:-14:-7\nseconds -2147483647\n");
-  EXPECT_EQ(Refusal(2, {"day", "-back", "1", "-form", "number"}),
-            "fairlead time: -form number is not available here; choose clock, "
-            "seconds or all\n");
-}
-
-TEST(TimeDayTest, WhatIsNoCleanTimeIsMalformed) {
-  for (const char* const text :
-       {"abc", ":",      "1:x:3",       "1:02:03:04",   "1:005",  "1:",
-        ":1",  "1::2",   "1:60",        "1:60:0",       "1:2:60", "1: 2",
-        " 1",  "1 ",     "45 or so",    "+1",           "1:-2",   "1:+2",
-        "1.5", "1:2:3:", "12345678901", "0:12345678901"})
-    EXPECT_EQ(Refusal(3, {"day", "-text", text}),
-              Concat("fairlead time: -text '", text,
-                     "' is not a time of day; write 1:02:03, 2:03 (minutes and "
-                     "seconds) or 45, where only the first number may be above "
-                     "59\n"));
-  for (const char* const text : {"2147483648", "9999999999", "596523:14:08",
-                                 "9999999999:59:59", "35791394:08"})
-    EXPECT_EQ(Refusal(3, {"day", "-text", text}),
-              Concat("fairlead time: -text '", text,
-                     "' is more than 2147483647 seconds\n"));
-  EXPECT_EQ(Refusal(2, {"day", "-text", ""}),
-            "fairlead time: -text TIME must not be empty\n");
-  EXPECT_EQ(Refusal(2, {"day", "-text", "-1:-2:-3"}),
-            "fairlead time: -text: a value cannot begin with '-'; write -back "
-            "and the seconds for one below zero\n");
-}
-
-TEST(TimeDayTest, WhatIsNoNumberOfSecondsIsRefused) {
-  EXPECT_EQ(Refusal(2, {"day", "-seconds", "2147483648"}),
-            "fairlead time: -seconds: 2147483648 is out of range (expected 0 "
-            "to 2147483647)\n");
-  EXPECT_THAT(Refusal(2, {"day", "-seconds", "1:00"}),
-              HasSubstr("-seconds: '1:00' is not an integer"));
-  EXPECT_THAT(Refusal(2, {"day", "-seconds", "1", "-form", "stamp"}),
-              HasSubstr("choose clock, seconds, number or all"));
-}
-
-struct DiffCase {
-  const char* from;
-  const char* to;
-  const char* lines;
-};
-
-constexpr DiffCase kDiffs[] = {
-    {"20261114", "20261114", "clock 00:00:00\nseconds 0\nnumber 0\n"},
-    {"20261114", "20261116x010203",
-     "clock 49:02:03\nseconds 176523\nnumber 490203\n"},
-    {"20261114x000001", "20261114", "clock 00:00:-1\nseconds -1\n"},
-    // 2147483647 seconds, one more, and the same backwards.
-    {"19700101", "20380119x031407", "clock 596523:14:07\nseconds 2147483647\n"},
-    {"19700101", "20380119x031408", "clock 596523:14:08\nseconds 2147483648\n"},
-    {"20380119x031408", "19700101",
-     "clock -596523:-14:-8\nseconds -2147483648\n"},
-    {"20380119x031409", "19700101",
-     "clock -596523:-14:-9\nseconds -2147483649\n"},
-    {"00000101", "99991231x235959",
-     "clock 87658199:59:59\nseconds 315569519999\n"},
-    {"1:02:03", "12:34", "clock 00:-49:-29\nseconds -2969\n"},
-    {"12:34", "1:02:03", "clock 00:49:29\nseconds 2969\nnumber 4929\n"},
-    {"0", "24:00:01", "clock 24:00:01\nseconds 86401\nnumber 240001\n"},
-    {"2147483647", "0", nullptr},
-    {"0", "596523:14:07", "clock 596523:14:07\nseconds 2147483647\n"},
-    {"596523:14:07", "0", "clock -596523:-14:-7\nseconds -2147483647\n"},
-};
-
-TEST(TimeDiffTest, FromOneToTheOther) {
-  for (const DiffCase& c : kDiffs) {
-    SCOPED_TRACE(testing::Message() << c.from << " to " << c.to);
-    const Words words = {"diff", "-from", c.from, "-to", c.to};
-    if (c.lines == nullptr)
-      EXPECT_THAT(Refusal(3, words), HasSubstr("is not a stamp"));
-    else
-      EXPECT_EQ(Answer(words), c.lines);
-  }
-  EXPECT_EQ(Answer({"diff", "-from", "20261114", "-to", "20261115", "-form",
-                    "seconds"}),
-            "86400\n");
-  EXPECT_EQ(
-      Answer({"diff", "-from", "1:00:00", "-to", "2:00:00", "-form", "clock"}),
-      "01:00:00\n");
-}
-
-TEST(TimeDiffTest, ADayOfChangedClocksIsShorter) {
-  EXPECT_EQ(AnswerIn(kSummer, {"diff", "-from", "20260329", "-to", "20260330",
-                               "-form", "clock"}),
-            "23:00:00\n");
-}
-
-TEST(TimeDiffTest, BothAreOfOneKind) {
-  EXPECT_THAT(Refusal(3, {"diff", "-from", "20261114", "-to", "1:00:00"}),
-              HasSubstr("-to '1:00:00' is not a stamp"));
-  EXPECT_THAT(Refusal(3, {"diff", "-from", "1:00:00", "-to", "20261114"}),
-              HasSubstr("-from '1:00:00' is not a stamp"));
-  EXPECT_THAT(Refusal(3, {"diff", "-from", "1:x", "-to", "1:00"}),
-              HasSubstr("-from '1:x' is not a time of day"));
-  EXPECT_THAT(Refusal(3, {"diff", "-from", "1:00", "-to", "now"}),
-              HasSubstr("-to 'now' is not a time of day"));
-  EXPECT_THAT(Refusal(3, {"diff", "-from", "20261114T205754", "-to", "0"}),
-              HasSubstr("-from '20261114T205754' is not a stamp"));
-  EXPECT_THAT(Refusal(3, {"diff", "-from", "20260631", "-to", "20260701"}),
-              HasSubstr("-from '20260631' is not a valid local time"));
 }
 
 TEST(TimeCommandTest, EverySubcommandHasItsParameters) {

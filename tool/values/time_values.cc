@@ -1,3 +1,5 @@
+// Parses and formats the times of the command `time`.
+
 #include "tool/values/time_values.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Which texts are taken as stamps and times of day, judged in other words.
+// Tests of the parsing of stamps and times of day, against an oracle.
 
 #include "tool/values/time_values.h"
 
@@ -98,7 +98,7 @@ class TimeValuesTest : public testing::Test {
   std::mt19937 random_{20261114};  // NOLINT: the same texts each time.
 };
 
-TEST_F(TimeValuesTest, TimesOfDayAreTakenOrRefusedWhole) {
+TEST_F(TimeValuesTest, TimesOfDayAreParsedCompletelyOrRefused) {
   int taken = 0;
   for (int i = 0; i < 20000; ++i) {
     const std::string text = Text(i % 2 == 0 ? "0123456789::" : "0159: -+x", 9);
@@ -109,7 +109,7 @@ TEST_F(TimeValuesTest, TimesOfDayAreTakenOrRefusedWhole) {
   EXPECT_GT(taken, 2000);
 }
 
-TEST_F(TimeValuesTest, StampsAreTakenOrRefusedWhole) {
+TEST_F(TimeValuesTest, StampsAreParsedCompletelyOrRefused) {
   int taken = 0;
   for (int i = 0; i < 20000; ++i) {
     std::string text = Below(2) == 0 ? "20000101" : "20000101x000000";
