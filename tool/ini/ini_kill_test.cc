@@ -196,16 +196,20 @@ TEST_F(IniKillTest, ANewFileIsCompleteOrMissing) {
 
 // Returns the fault of a file system without unnamed files: the open with
 // O_TMPFILE, found by counting, fails.
-std::string NoUnnamedFiles() {
-  const Folder folder;
-  folder.WriteOld();
-  const std::string log =
-      RunReaching("openat:error=EIO:when=1000", folder.Set()).log;
+std::string NoUnnamedFiles(const Traced& run) {
+  const std::string& log = run.log;
   const std::size_t end = log.find("O_TMPFILE");
   EXPECT_NE(end, std::string::npos) << log;
   std::size_t count = 0;
   for (std::size_t at = 0; (at = log.find("openat(", at)) < end; ++at) ++count;
   return Concat("openat:error=EOPNOTSUPP:when=", count);
+}
+
+std::string NoUnnamedFiles() {
+  const Folder folder;
+  folder.WriteOld();
+  return NoUnnamedFiles(
+      RunReaching("openat:error=EIO:when=1000", folder.Set()));
 }
 
 TEST_F(IniKillTest, WorksOnAFileSystemWithoutUnnamedFiles) {
@@ -244,6 +248,24 @@ TEST_F(IniKillTest, AnInterruptedEditLeavesNothingBehind) {
     for (const char* const call : {"pwrite64", "fsync", "fchmod", "/^rename"})
       EXPECT_GE(InterruptAtEvery(call, signal, {"-e", "inject=" + named}), 1);
   }
+}
+
+TEST_F(IniKillTest, AnInterruptedNewFileLeavesNothingBehind) {
+  const Folder counted;
+  const std::string named =
+      NoUnnamedFiles(RunReaching("openat:error=EIO:when=1000", counted.Set()));
+  for (const char* const call : {"pwrite64", "fsync", "/^rename"})
+    for (const char* const signal : {"INT", "TERM", "HUP"}) {
+      SCOPED_TRACE(Concat(call, " ", signal));
+      const Folder folder;
+      RunWith(Concat(call, ":signal=", signal, ":when=1"), folder.Set(),
+              {"-e", "inject=" + named});
+      const auto files =
+          std::filesystem::directory_iterator(folder.folder.path());
+      for (const auto& file : files)
+        EXPECT_THAT(file.path().filename().string(),
+                    testing::AnyOf("box.ini", "link.ini"));
+    }
 }
 
 TEST_F(IniKillTest, AnInterruptedCipherLeavesNothingBehind) {

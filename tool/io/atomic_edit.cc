@@ -36,7 +36,6 @@ void Replace(const std::string& path, const Descriptor& old,
   ReplacementFile replacement(path, &old, kRemedy);
   replacement.Write(text);
   replacement.Rename();
-  RemoveLeftovers(FolderOf(path));
 }
 
 // Allocates disk space for the text without changing the file's size. Succeeds
@@ -134,6 +133,7 @@ class Waiting {
 
 bool CreateFile(const std::string& path, const Change& change) {
   const std::string text = change(std::nullopt);
+  const BlockedSignals blocked;
   ReplacementFile replacement(path, nullptr, kRemedy);
   replacement.Write(text);
   return replacement.Rename();
@@ -151,10 +151,12 @@ bool EditExisting(const std::string& path, const Descriptor& file,
   const std::string old_text = ReadAll(file.number(), Quoted(path));
   const std::string new_text = change(old_text);
   if (new_text == old_text) return true;
-  if (writing == Writing::kInPlace)
-    Overwrite(path, file, old_text, new_text);
-  else
+  if (writing == Writing::kReplace) {
     Replace(path, file, new_text);
+    return true;
+  }
+  Overwrite(path, file, old_text, new_text);
+  RemoveLeftovers(FolderOf(path), StatusOf(file, path).st_uid);
   return true;
 }
 

@@ -43,8 +43,8 @@ struct Patience {
 /// With kInPlace, the file keeps everything but its text. If writing fails, the
 /// old text is restored. A process killed while writing leaves a mixture.
 ///
-/// SIGINT, SIGTERM and SIGHUP are held back while the file is written. Deletes
-/// stale hidden files of edits that were killed.
+/// SIGINT, SIGTERM and SIGHUP are held back while the file is written. An edit
+/// that writes also deletes the stale hidden files of killed ones.
 ///
 /// @throws Failure with kCannotRead or kCannotWrite; with kCannotWrite also if
 ///     kReplace would lose something: another hard link, the owner or an

@@ -7,8 +7,9 @@
 
 namespace fairlead::tool {
 
-/// Blocks SIGINT, SIGTERM and SIGHUP for the lifetime of the object; pending
-/// ones are delivered at its end.
+/// Blocks SIGINT, SIGTERM and SIGHUP, and the SIGALRM by which Interruption
+/// ends a command that does not end by itself, for the lifetime of the object;
+/// pending ones are delivered at its end.
 ///
 /// Affects the calling thread only: other threads must block them too. Objects
 /// may be nested.
@@ -17,7 +18,7 @@ class BlockedSignals {
   BlockedSignals() {
     sigset_t blocked;
     sigemptyset(&blocked);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM})
       sigaddset(&blocked, signal);
     pthread_sigmask(SIG_BLOCK, &blocked, &before_);
   }

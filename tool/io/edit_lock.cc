@@ -115,6 +115,9 @@ EditLock::State EditLock::LockFileInstead(const Descriptor& file) {
     case EROFS:
     case ELOOP:
       return State::kReader;
+    case EISDIR:
+    case ENXIO:
+      return State::kLockFile;
     default:
       FailToLock(path_, lock_file_->error());
   }
@@ -133,7 +136,9 @@ bool EditLock::LockFileIsTaken(const Descriptor& file) const {
       open(lock_path_.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!lock_file.IsOpen()) {
     if (errno == ENOENT) return false;
-    if (errno == EACCES || errno == EPERM || errno == ELOOP) return true;
+    if (errno == EACCES || errno == EPERM || errno == ELOOP ||
+        errno == EISDIR || errno == ENXIO)
+      return true;
     FailToLock(path_, errno);
   }
   if (!Locked(lock_file, path_)) return true;

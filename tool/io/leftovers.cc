@@ -47,19 +47,20 @@ pid_t CreatorOf(std::string_view name) {
 
 bool IsDead(pid_t process) { return kill(process, 0) == -1 && errno == ESRCH; }
 
-bool IsUnlockedAndOurs(const Descriptor& file) {
+bool IsStale(const Descriptor& file, uid_t owner) {
   struct stat status = {};
   return file.IsOpen() && fstat(file.number(), &status) == 0 &&
-         S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+         S_ISREG(status.st_mode) &&
+         (status.st_uid == geteuid() || status.st_uid == owner) &&
          TryToLock(file) == 0;
 }
 
 // Deletes the file while it is locked, so that no other process deletes a new
 // file of that name.
-void Remove(const std::string& path) {
+void Remove(const std::string& path, uid_t owner) {
   const Descriptor file(
       open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (IsUnlockedAndOurs(file)) unlink(path.c_str());
+  if (IsStale(file, owner)) unlink(path.c_str());
 }
 
 }  // namespace
@@ -68,12 +69,12 @@ std::string HiddenPath(const std::string& folder, int number) {
   return Concat(folder, "/", kPrefix, getpid(), ".", number);
 }
 
-void RemoveLeftovers(const std::string& folder) {
+void RemoveLeftovers(const std::string& folder, uid_t owner) {
   std::error_code error;
   fs::directory_iterator entry(folder, error);
   for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
     const pid_t creator = CreatorOf(entry->path().filename().native());
-    if (creator != 0 && IsDead(creator)) Remove(entry->path());
+    if (creator != 0 && IsDead(creator)) Remove(entry->path(), owner);
   }
 }
 

@@ -162,6 +162,7 @@ void ReplacementFile::Write(std::string_view text) {
 // Copies the attributes after the last write: writing clears the set-user-ID
 // bits.
 bool ReplacementFile::Rename() {
+  const BlockedSignals blocked;
   if (old_ != nullptr) {
     const std::string why = CopyAttributes(*old_, file_);
     if (!why.empty()) FailToReplace(why);
@@ -170,6 +171,7 @@ bool ReplacementFile::Rename() {
   const Descriptor folder(OpenFolder(target_));
   if (old_ == nullptr && !RenameToNew()) return false;
   if (old_ != nullptr) RenameOverOld();
+  RemoveLeftovers(FolderOf(target_), StatusOf(file_, target_).st_uid);
   SyncFolder(folder, target_);
   return true;
 }
@@ -194,7 +196,6 @@ bool ReplacementFile::RenameToNew() {
 }
 
 void ReplacementFile::RenameOverOld() {
-  const BlockedSignals blocked;
   if (path_.empty()) GiveHiddenName();
   if (rename(path_.c_str(), target_.c_str()) == -1) {
     const std::string reason = Reason(errno);

@@ -225,7 +225,7 @@ TEST_F(LogEndingsTest, AFileWithoutAKnownSizeEndsIt) {
   folder_.File("box.log", "");
   const Outcome outcome =
       RunProgram({.arguments = Words{"-P", path_} +
-                               WithFault("newfstatat:error=EIO:when=1") +
+                               WithFault("fstat,newfstatat:error=EIO:when=1") +
                                Words{FAIRLEAD_PROGRAM} + Arguments(),
                   .input = "a\n",
                   .environment = {"ASAN_OPTIONS=detect_leaks=0"},
