@@ -156,7 +156,7 @@ bool EditExisting(const std::string& path, const Descriptor& file,
     return true;
   }
   Overwrite(path, file, old_text, new_text);
-  RemoveLeftovers(FolderOf(path), StatusOf(file, path).st_uid);
+  RemoveLeftovers(FolderOf(path), file);
   return true;
 }
 

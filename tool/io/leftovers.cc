@@ -69,7 +69,10 @@ std::string HiddenPath(const std::string& folder, int number) {
   return Concat(folder, "/", kPrefix, getpid(), ".", number);
 }
 
-void RemoveLeftovers(const std::string& folder, uid_t owner) {
+void RemoveLeftovers(const std::string& folder, const Descriptor& edited) {
+  struct stat status = {};
+  const uid_t owner =
+      fstat(edited.number(), &status) == 0 ? status.st_uid : geteuid();
   std::error_code error;
   fs::directory_iterator entry(folder, error);
   for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {

@@ -63,6 +63,32 @@ TEST(LeftoversTest, DeletesTheFilesOfKilledEdits) {
   EXPECT_EQ(FilesIn(folder), others.size() + 1);
 }
 
+TEST(LeftoversTest, EveryWritingEditDeletesThem) {
+  const TempFolder folder;
+  const std::string dead = Concat(".fairlead.", DeadProcess(), ".0");
+  const std::string path = folder.Path("f");
+  for (const Writing writing :
+       {Writing::kReplace, Writing::kInPlace, Writing::kReplace}) {
+    folder.File(dead, "half");
+    EditFile(path, writing, [](const std::optional<std::string>& old) {
+      return old.value_or("") + "more\n";
+    });
+    EXPECT_FALSE(fs::exists(folder.Path(dead)));
+  }
+}
+
+TEST(LeftoversTest, DeletesThoseOfTheOwnerOfTheEditedFile) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+  const TempFolder folder;
+  const std::string path = folder.File("f", "old\n");
+  const std::string stale =
+      folder.File(Concat(".fairlead.", DeadProcess(), ".0"), "");
+  for (const std::string& file : {path, stale})
+    ASSERT_EQ(chown(file.c_str(), kNobody, kNobody), 0);
+  EditFile(path, Writing::kReplace, To("new\n"));
+  EXPECT_FALSE(fs::exists(stale));
+}
+
 TEST(LeftoversTest, KeepsTheFilesOfOtherUsers) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   const TempFolder folder;

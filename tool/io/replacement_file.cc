@@ -171,7 +171,7 @@ bool ReplacementFile::Rename() {
   const Descriptor folder(OpenFolder(target_));
   if (old_ == nullptr && !RenameToNew()) return false;
   if (old_ != nullptr) RenameOverOld();
-  RemoveLeftovers(FolderOf(target_), StatusOf(file_, target_).st_uid);
+  RemoveLeftovers(FolderOf(target_), file_);
   SyncFolder(folder, target_);
   return true;
 }
