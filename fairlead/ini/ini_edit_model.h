@@ -5,6 +5,8 @@
 #define FAIRLEAD_INI_INI_EDIT_MODEL_H_
 
 #include <array>
+#include <cstddef>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -317,6 +319,10 @@ struct FileStore {
   }
 };
 
+// A new operation also goes into kEditOperations, ResultOf(), both models,
+// RandomStep() of ini_edit_model_test, AlwaysSaves() of ini_edit_faults_test,
+// kWriters of ini_allocation_test, the tables of ini_records_test or
+// ini_sections_test, and the scripts of ini_edit_fuzz_corpus/.
 enum class EditOperation {
   kAddSection,
   kRenameSection,
@@ -363,6 +369,9 @@ inline constexpr NamedOperation kEditOperations[] = {
     {EditOperation::kGetValue, "GetValue"},
     {EditOperation::kRecordExists, "RecordExists"},
 };
+
+static_assert(std::size(kEditOperations) ==
+              static_cast<std::size_t>(EditOperation::kRecordExists) + 1);
 
 inline std::string_view NameOf(EditOperation operation) {
   for (const NamedOperation& named : kEditOperations)

@@ -53,8 +53,9 @@ struct Choice {
 /// The numbers that a parameter accepts.
 struct Range {
   std::uint64_t least = 0;
-  std::uint64_t most = INT_MAX;
+  std::uint64_t most = 0;
 };
+inline constexpr Range kNaturalInt = {.least = 0, .most = INT_MAX};
 
 /// One parameter. Without a name it is an operand: it has its place right after
 /// the command.

@@ -32,7 +32,8 @@ constexpr Parameter kAny = {.name = "any",
                             .placeholder = "N",
                             .kind = Kind::kNumber,
                             .group = Group::kWhere,
-                            .help = "a number"};
+                            .help = "a number",
+                            .range = kNaturalInt};
 constexpr Parameter kFast = {.name = "fast",
                              .kind = Kind::kSwitch,
                              .group = Group::kHow,

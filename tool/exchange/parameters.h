@@ -95,7 +95,8 @@ inline constexpr Parameter kQuiet = {
         "print errors only, and no progress bar; if the name is not resolved, "
         "print -33 first and exit with status 255"};
 
-/// What every exchange takes but the server.
+/// What `send` and `recv` both take, besides the server; read by
+/// ReadSettings().
 inline constexpr auto kExchangeUses = Uses(
     Optional(kTimeout), Optional(kIdle), Optional(kMessages), Optional(kBytes),
     Optional(kLines), Optional(kUntil), Optional(kView), Optional(kQuiet));

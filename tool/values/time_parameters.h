@@ -88,6 +88,7 @@ inline constexpr Parameter kDaySeconds = {.name = "seconds",
                                           .kind = Kind::kNumber,
                                           .group = Group::kWhat,
                                           .help = "N seconds after midnight",
+                                          .range = kNaturalInt,
                                           .remedy = kUseBack};
 inline constexpr Parameter kFrom = {.name = "from",
                                     .placeholder = "A",
@@ -104,24 +105,27 @@ inline constexpr Parameter kBy = {.name = "by",
                                   .kind = Kind::kNumber,
                                   .group = Group::kWhat,
                                   .help = "seconds to add",
+                                  .range = kNaturalInt,
                                   .remedy = kUseBack};
 inline constexpr Parameter kBackBy = {.name = "back",
                                       .placeholder = "N",
                                       .kind = Kind::kNumber,
                                       .group = Group::kWhat,
-                                      .help = "seconds to subtract"};
-inline constexpr Parameter kBeforeEpoch = {
-    .name = "back",
-    .placeholder = "N",
-    .kind = Kind::kNumber,
-    .group = Group::kWhat,
-    .help = "N seconds before the epoch"};
+                                      .help = "seconds to subtract",
+                                      .range = kNaturalInt};
+inline constexpr Parameter kBeforeEpoch = {.name = "back",
+                                           .placeholder = "N",
+                                           .kind = Kind::kNumber,
+                                           .group = Group::kWhat,
+                                           .help = "N seconds before the epoch",
+                                           .range = kNaturalInt};
 inline constexpr Parameter kBeforeMidnight = {
     .name = "back",
     .placeholder = "N",
     .kind = Kind::kNumber,
     .group = Group::kWhat,
-    .help = "N seconds before midnight"};
+    .help = "N seconds before midnight",
+    .range = kNaturalInt};
 
 /// Returns the parameter -form with these choices.
 constexpr Parameter FormParameter(std::span<const Choice> choices,
