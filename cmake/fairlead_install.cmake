@@ -41,13 +41,9 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fairlead.pc
   DESTINATION ${pkgconfig_dir}
   COMPONENT dev)
 
-# Debian's zsh looks in vendor-completions, others in site-functions.
-if(EXISTS /etc/debian_version AND CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-  set(zsh_completions ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
-else()
-  set(zsh_completions ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
-endif()
-set(FAIRLEAD_ZSH_COMPLETIONS ${zsh_completions} CACHE PATH "Where zsh finds its completions")
+# Debian's zsh looks in vendor-completions instead.
+set(FAIRLEAD_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
+  CACHE STRING "Where zsh finds its completions")
 
 if(FAIRLEAD_TOOL)
   set(documents ${PROJECT_BINARY_DIR}/tool)
@@ -60,7 +56,7 @@ if(FAIRLEAD_TOOL)
     DESTINATION ${FAIRLEAD_ZSH_COMPLETIONS} COMPONENT tool)
 endif()
 
-install(FILES README.md CHANGELOG.md LICENSE
+install(FILES README.md CHANGELOG.md LICENSE docs/ini-format.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT dev)
 
@@ -77,15 +73,15 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME fairlead)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
-set(CPACK_DEBIAN_TOOL_DESCRIPTION "exchange messages with a TCP server; edit INI files
- The command fairlead sends a message to a TCP server and prints its replies,
- edits INI files, timestamps and throttles log lines, converts codes,
- computes checksums, and encrypts data.")
+set(CPACK_DEBIAN_TOOL_DESCRIPTION
+"The command fairlead sends a message to a TCP server and prints its replies,
+edits INI files, timestamps and throttles log lines, converts codes, computes
+checksums and encrypts data.")
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libfairlead-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEV_DESCRIPTION "the plumbing of a small command-line client, for C++
- Headers and library: command-line arguments, INI settings, a log, times, bit
- strings, AES and RC4, name resolution and a TCP message client.")
+set(CPACK_DEBIAN_DEV_DESCRIPTION
+"Headers and library for C++: command-line arguments, INI settings, a log, times,
+bit strings, AES and RC4, name resolution and a TCP message client.")
 if(BUILD_SHARED_LIBS)
   set(CPACK_COMPONENTS_ALL runtime dev tool)
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libfairlead${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
