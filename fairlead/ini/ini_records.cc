@@ -9,6 +9,7 @@
 #include <optional>
 #include <utility>
 
+#include "fairlead/base/numbers.h"
 #include "fairlead/ini/ini_edit.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/open_file.h"
@@ -76,11 +77,6 @@ void PutValue(std::string_view key, std::string_view value,
 // Returns what `printf` prints of a text with "%s".
 std::string_view Printable(std::string_view text) {
   return text.substr(0, text.find('\0'));
-}
-
-// Adds one; wraps around.
-void CountUp(std::int32_t& counter) {
-  counter = static_cast<std::int32_t>(static_cast<std::uint32_t>(counter) + 1U);
 }
 
 }  // namespace
@@ -183,10 +179,10 @@ const CIniFile::Record* CIniFile::Find(std::string_view section,
   const auto [place, again] =
       index_->Find(*records_, section, key, FirstPlaceToLook());
   const bool found = place != records_->size();
-  CountUp(searches);
-  if (again) CountUp(researches);
+  internal::CountUp(searches);
+  if (again) internal::CountUp(researches);
   if (again && found) {
-    CountUp(rediscovered);
+    internal::CountUp(rediscovered);
     if (searches != 1) PrintReSearch(section, key);
   }
   if (!found) return nullptr;

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "fairlead/base/numbers.h"
 #include "fairlead/log/key_hash.h"
 
 namespace fairlead {
@@ -19,11 +20,6 @@ __attribute__((noinline)) timespec Now() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   return now;
-}
-
-double Seconds(const timespec& instant) {
-  return static_cast<double>(instant.tv_sec) +
-         static_cast<double>(instant.tv_nsec) / 1e9;
 }
 
 // Returns the hash of a key; never 0, which marks a free slot.
@@ -95,7 +91,7 @@ bool COnlyOnce::Start(std::string_view key, double interval) {
   const std::size_t hash = Hash(key);
   const std::lock_guard<std::mutex> lock(mutex_);
   COnceItem* const item = Find(key, hash);
-  const double since = item != nullptr ? Seconds(item->stamp) : 0;
+  const double since = item != nullptr ? internal::Seconds(item->stamp) : 0;
   const timespec now = Now();
   if (item == nullptr) {
     if (mode_ != OnceThrottle) return false;
@@ -103,7 +99,7 @@ bool COnlyOnce::Start(std::string_view key, double interval) {
     return true;
   }
 
-  const bool longer = Seconds(now) - since > interval;
+  const bool longer = internal::Seconds(now) - since > interval;
   switch (mode_) {
     case OnceThrottle:
       if (longer) item->stamp = now;

@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <limits>
 
+#include "fairlead/base/numbers.h"
+
 namespace fairlead {
 namespace {
 
@@ -123,8 +125,7 @@ char* WriteDecimals(char* at, const Size& size) {
 
 void CFilePos::AddValue(unsigned int amount) {
   SetOffset(*this, Offset(*this) + amount);
-  additions =
-      static_cast<std::int32_t>(static_cast<std::uint32_t>(additions) + 1);
+  internal::CountUp(additions);
 }
 
 bool CFilePos::IsZero() const { return Offset(*this) == 0; }

@@ -13,6 +13,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "fairlead/base/numbers.h"
 #include "fairlead/text/strings.h"
 
 namespace fairlead {
@@ -131,11 +132,7 @@ int TheTime::Difference(const TheTime& other) const {
 }
 
 double TheTime::DifferenceFloat(const TheTime& other) const {
-  const auto in_seconds = [](const timespec& instant) {
-    return static_cast<double>(instant.tv_sec) +
-           static_cast<double>(instant.tv_nsec) / 1e9;
-  };
-  return in_seconds(ts) - in_seconds(other.ts);
+  return internal::Seconds(ts) - internal::Seconds(other.ts);
 }
 
 void TheTime::SetToPast(int seconds) {
