@@ -6,7 +6,7 @@ include(CheckLinkerFlag)
 include(fairlead_peers)
 
 set(fairlead_warnings -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
-  $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>)
+  "$<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier;-Wno-reserved-macro-identifier>")
 
 # Hardening of optimised builds, with the flags that the toolchain supports. They
 # are added to the builder's flags and never replace them.

@@ -16,7 +16,7 @@ namespace fairlead {
 /// the machine is little-endian, it is also bit i % 8 of byte i / 8.
 struct FAIRLEAD_EXPORT CBitstr {
   std::uint32_t data[16] = {};  // NOLINT(modernize-avoid-c-arrays)
-  std::int32_t length = 0;      ///< As the producer set it: CConverter, bytes.
+  std::int32_t length = 0;      ///< In bytes, if CConverter set it.
 
   CBitstr() = default;
 
@@ -35,8 +35,7 @@ struct FAIRLEAD_EXPORT CBitstr {
 /// destination words adjacent.
 /// A count of 0 is not a no-op: it overwrites the destination word from
 /// `destination_bit` to its end. Kept for compatibility.
-/// @param source readable up to one stride beyond the last word copied from;
-///     words that contribute no bit are not read
+/// @param source only words that contribute a bit are read
 /// @param source_bit,destination_bit,count 0 or more. Negative values give
 ///     unspecified results, but no word before the first is accessed.
 /// @par Overlap

@@ -60,7 +60,7 @@ struct FAIRLEAD_EXPORT CConverter {
 
   /// Reads a text into a new bit string; sets `error` if that fails. Digits:
   /// whole bytes are stored, `length` is `totalBits / 8`. If `totalBits` is not
-  /// a multiple of `bitsPerChar`, one more character is read, as 0. Bytes above
+  /// a multiple of `bitsPerChar`, the missing last one counts as 0. Bytes above
   /// 0x7F have the value 45; 8 bits accept any character. Decimal: leading
   /// zeros are dropped, a number is read as `>>` does, the rest is ignored.
   /// `length`, the bytes stored, is `totalBits / 8`, rounded up.

@@ -104,8 +104,8 @@ inline void aes_decrypt(const aes_context& ctx, const unsigned char* input,
 class FAIRLEAD_EXPORT AES {
  public:
   /// Keys the cipher with the first `bits / 8` bytes of `key`, which may hold
-  /// any bytes; a shorter key is padded with zero bytes. A key of 5 characters
-  /// has at most 5 characters of entropy.
+  /// any bytes; a shorter key is padded with zero bytes. Padding adds no
+  /// security: a short key is weak.
   /// @param bits 128, 192 or 256. Other values are not reported: the object is
   ///     safe to use, but its results are meaningless.
   AES(std::string_view key, std::int32_t bits) noexcept;

@@ -29,8 +29,8 @@ struct RC4Key {
 /// For new protocols, use an authenticated cipher from a cryptographic library.
 /// @par Threads and fork
 /// Distinct objects are independent. Do not share one without a lock: every
-/// byte advances the stream. A copy continues at the same position. A child
-/// process inherits copies: use another key there, or both use one stream.
+/// byte advances the stream. A copy continues at the same position. A forked
+/// child continues the same stream: use another key there.
 /// @par Example
 /// @code
 /// const fairlead::RC4Key key = {{'s', 'e', 'c', 'r', 'e', 't'}, 6};

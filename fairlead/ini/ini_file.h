@@ -22,9 +22,9 @@ namespace fairlead {
 /// an edit also rewrites it. Nothing is kept between calls. An object keeps one
 /// loaded list for repeated lookups and never writes it.
 ///
-/// Argument order: what changes comes first (but SetValue() takes the value
-/// after the key), the file comes last. Between them, static functions take the
-/// key before the section; GetValueDef() and profile.h take the section first.
+/// Argument order: what changes comes first (SetValue(): after the key), the
+/// file last (Load(), Save(): first). Between them, the key precedes the
+/// section; in GetValueDef() and profile.h, the section precedes the key.
 ///
 /// @par Rules for every function that takes a file
 /// - A missing or unreadable file counts as empty. Queries create no file; an
@@ -66,7 +66,7 @@ class FAIRLEAD_EXPORT CIniFile {
     char Commented = ' ';  ///< ' ' if active, else the disabling character.
     std::string Section;   ///< That of the last header; "" before any header.
     std::string Key;       ///< The key's name; empty for a section header.
-    std::string Value;     ///< The value; for a header, what followed a `=`.
+    std::string Value;     ///< The value; for a header read from `=x`, x.
   };
 
   /// The two characters that begin a comment or disable a line.
@@ -101,8 +101,8 @@ class FAIRLEAD_EXPORT CIniFile {
   static bool Load(const std::string& file_name, std::vector<Record>& content);
 
   /// Replaces the contents of a file with records. For each one, writes its
-  /// comments, the character that disables it, if any, `key=value` or
-  /// `[section]`, and an LF; prints "<#> " (with that character) if disabled.
+  /// comments, its disabling character, if any, `key=value` or `[section]`, and
+  /// an LF; if disabled, prints "<#> " (that character) to standard output.
   ///
   /// Makes one `write` per record, so that readers see whole records. Rewrites
   /// the file in place: a killed process leaves a part of it. A file that
@@ -114,7 +114,7 @@ class FAIRLEAD_EXPORT CIniFile {
   static bool Save(const std::string& file_name,
                    const std::vector<Record>& content);
 
-  /// Makes the file exist and be empty; returns whether it could be opened.
+  /// Creates the file or truncates it; returns whether that succeeded.
   static bool Create(const std::string& file_name);
 
   /// Returns the text that Save() would write for the records of a file, ""
@@ -126,8 +126,8 @@ class FAIRLEAD_EXPORT CIniFile {
   static bool AddSection(std::string_view section_name,
                          const std::string& file_name);
 
-  /// Renames a section. If the new name exists, one section with both headers
-  /// results. Keys before any header stay in section ""; a `[]` gets the name.
+  /// Renames a section. If the new name exists, the two become one section.
+  /// Renaming "" renames `[]`; keys before any header stay in section "".
   static bool RenameSection(std::string_view old_section_name,
                             std::string_view new_section_name,
                             const std::string& file_name);
@@ -160,7 +160,7 @@ class FAIRLEAD_EXPORT CIniFile {
   /// Returns all headers in file order, disabled ones and duplicates included.
   static std::vector<Record> GetSections(const std::string& file_name);
 
-  /// Returns the keys of a section, likewise, without its headers.
+  /// Returns a section's keys, in file order, disabled or not.
   static std::vector<Record> GetSection(std::string_view section_name,
                                         const std::string& file_name);
 

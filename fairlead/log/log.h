@@ -31,8 +31,8 @@ namespace fairlead {
 /// loses its buffered texts.
 /// @par
 /// While the disk is full, texts wait in the log; they are written once, in
-/// order, when there is room. Each text with LF or CR retries, and each text at
-/// all while more than 8 KiB wait. While more than 64 KiB wait, texts are
+/// order, when there is room. A text with LF or CR retries; while more than 8
+/// KiB wait, every text does. While more than 64 KiB wait, texts are
 /// dropped whole, without notice. What the destructor cannot write is lost.
 /// @par
 /// RLIMIT_FSIZE (`ulimit -f`) acts like a full disk and raises no SIGXFSZ. One
@@ -83,7 +83,7 @@ class CLog {  // Only what others call is exported: the rest is inlined.
   /// Writes `text` to the file and to standard output; returns the log.
   /// @throws std::system_error with the code of a failed lock; nothing written
   /// @throws std::bad_alloc if the text cannot be copied or buffered; nothing
-  ///     written, unless a full disk took a part: the file ends torn then
+  ///     written, except the part that a full disk took
   /// @throws std::ios_base::failure if the program made `std::cout` throw; the
   ///     file has the text. Other write errors are not reported, and the log
   ///     remains usable after any exception.

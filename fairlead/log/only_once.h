@@ -84,7 +84,7 @@ class COnlyOnce {  // Only what others call is exported: the rest is inlined.
 
   /// Returns whether to report the event now; see the modes above.
   ///
-  /// An unknown key is added with `OnceThrottle`. In the other modes Start()
+  /// With `OnceThrottle`, an unknown key is added. In the other modes Start()
   /// returns false for it: only Update() and IgnoreWave() add keys.
   /// @param interval in seconds. A negative one has always elapsed (unless the
   ///     clock was set back by at least as much); infinity and NaN never

@@ -20,10 +20,9 @@ FAIRLEAD_EXPORT extern bool silent;
 /// is known. A zero byte ends the host. Prints to standard output:
 /// - "dns resolved: ADDRESS" for each address;
 /// - "Error (CODE): dns failed while resolving HOST" if `getaddrinfo` fails,
-/// with
-///   its result, such as -2 for an unknown host;
-/// - "Error: dns failed while resolving" for an address without a text
-/// (skipped).
+///   with its result, such as -2 for an unknown host;
+/// - "Error: dns failed while resolving" for an address without a text, which
+///   is skipped.
 ///
 /// If `silent` is true, an address prints nothing, and a failure prints "-33"
 /// without a newline and ends the process with exit status -1 (255 to a shell).

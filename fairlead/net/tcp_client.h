@@ -27,8 +27,8 @@ struct NetClient {
 };
 
 /// One message and its endpoint: it can be passed to ConnectTo() and then to
-/// SendMsg(). Plain value of 1.8 KB with its body inline; a new one is all
-/// zero.
+/// SendMsg(). Plain value of 1.8 KB with its body inline; a new one has
+/// length 0.
 struct CTCPMessage : NetClient {
   // NOLINTNEXTLINE(modernize-avoid-c-arrays)
   unsigned char data[1800] = {};  ///< The body: the first `len` bytes count.
@@ -66,8 +66,8 @@ struct CTCPMessage : NetClient {
 /// A client that is not connected is copied like a plain value. A connection
 /// stays the parent's. In a child, Terminate(), Close() and the destructor only
 /// close the child's descriptor and discard its messages, at once. Call one of
-/// them first: SendMsg() would send on the parent's connection, the others may
-/// block for ever. A child of `vfork()` must not use the client.
+/// these first: SendMsg() would use the parent's connection, other calls may
+/// block forever. A child of `vfork()` must not use the client.
 /// @par Errors
 /// Failures are results. Besides std::bad_alloc, std::system_error is thrown:
 /// for a mutex that cannot be locked, and by ConnectTo(). In the receive
@@ -118,21 +118,18 @@ class FAIRLEAD_EXPORT CTCPClient {
   /// A failed connection keeps its descriptor until Close(), Terminate() or
   /// destruction: a loop that retries must call Close() after each failure.
   /// @return false if no socket can be created, and if the connection fails,
-  ///     after printing "err=%d" with the error number (111 for a closed port)
-  /// @throws std::system_error if the system refuses a thread; the socket is
-  /// kept
+  ///     after printing "err=" and `errno`, such as 111, to standard output
+  /// @throws std::system_error if the system refuses a thread; keeps the socket
   bool ConnectTo(const NetClient* endpoint);
 
   /// Sends the first `len` bytes of `message` (not null) with one `send`.
   /// Waits up to 2 seconds for room in the system's buffer; less (EINTR) if the
   /// thread handles a signal, even with SA_RESTART, or the process is stopped
-  /// and continued. Raises no SIGPIPE and changes no signal setting. If the
-  /// number of the client's socket is reused after Close(), a concurrent send
-  /// never reaches the new file; for a message with its own `sock`, the caller
-  /// must ensure it.
-  /// @return true if the system took all bytes. False also if `len` is outside
-  ///     0..1800 or there is no socket; the number of bytes sent is then
-  ///     unknown.
+  /// and continued. Raises no SIGPIPE and changes no signal setting. A send
+  /// concurrent with Close() never reaches a file that reuses the socket's
+  /// number; with its own `sock`, the caller must ensure that.
+  /// @return true if the system took all bytes. If false, an unknown part was
+  ///     sent; none if `len` is outside 0..1800 or there is no socket.
   /// @par Cost
   /// One `send` and two changes of the thread's signal mask.
   bool SendMsg(const CTCPMessage* message);
@@ -146,8 +143,8 @@ class FAIRLEAD_EXPORT CTCPClient {
   /// Returns false after Terminate(); true also after the peer has closed.
   bool IsNotTerminated() const;
 
-  /// Ends the receive thread and closes the socket; keeps the queue. May be
-  /// called at any time, and again. Waits for the thread, which it wakes:
+  /// Ends the receive thread and closes the socket; keeps the queue.
+  /// Repeatable; not during ConnectTo(). Waits for the thread, which it wakes:
   /// normally microseconds, at most 3 seconds.
   void Terminate();
 

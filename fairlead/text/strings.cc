@@ -1,4 +1,4 @@
-// Text helpers: trimming, case, numbers as text and back, packed strings.
+// Text helpers: trimming, case, numbers as text and back, Pascal strings.
 
 #include "fairlead/text/strings.h"
 

@@ -1,4 +1,4 @@
-// Text helpers: trimming, case, numbers as text and back, packed strings.
+// Text helpers: trimming, case, numbers as text and back, Pascal strings.
 
 #ifndef FAIRLEAD_TEXT_STRINGS_H_
 #define FAIRLEAD_TEXT_STRINGS_H_

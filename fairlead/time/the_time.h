@@ -13,8 +13,8 @@ namespace fairlead {
 
 /// An instant of the system's real-time clock, with nanoseconds. Plain value.
 /// Dates and times of day are local: `localtime_r` and `mktime` (POSIX) convert
-/// them. A program that changes `TZ` calls `tzset` afterwards. In a child of
-/// `fork()` they may block forever if another thread of the parent was in them.
+/// them. A program that changes `TZ` must then call `tzset`. In a child of
+/// `fork()` both conversions may block forever if another thread was in one.
 ///
 /// Texts have numbers as `printf` writes them with "%02d", years with "%04d":
 /// "0987", "12345", "-001" for the year before 0. An instant that `localtime_r`
@@ -48,11 +48,11 @@ struct FAIRLEAD_EXPORT TheTime {
   /// Moves the instant back by `seconds`, forward if negative. Wraps around.
   void SetToPast(int seconds);
 
-  /// Returns whether the local days of the month differ, month and year aside.
+  /// Returns whether the local days of the month differ, whatever the month.
   bool DateChanged(const TheTime& other) const;
 
-  /// Sets `seconds` to the local time since 00:00 by the clock (0 to 86400), on
-  /// days of 23 and 25 hours too. Returns the local day of the month, 1 to 31;
+  /// Sets `seconds` to 3600 h + 60 min + s of the local time (0 to 86400), even
+  /// on a day of 23 or 25 hours. Returns the local day of the month, 1 to 31;
   /// 0, with `seconds` 0, for an instant that `localtime_r` refuses.
   int GetDaySec(unsigned int& seconds) const;
 

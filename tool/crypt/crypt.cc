@@ -241,7 +241,7 @@ constexpr auto kDecryptExamples = std::to_array<Example>({
     {"fairlead crypt decrypt -aes secret -file a.aes -out a.txt",
      "Decrypts a.aes to a.txt."},
     {"fairlead crypt decrypt -cipher aes -bits 256 -keyfile key -file a.aes",
-     "Prints the content of a.aes, with the 32 byte key in the file key."},
+     "Decrypts a.aes to standard output, with the 32 bytes of file key."},
 });
 
 constexpr auto kExamples = std::to_array<Example>({

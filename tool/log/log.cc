@@ -287,12 +287,11 @@ constinit const Command kLogCommand = {
         "different files. Several processes may append to one file: no line is "
         "lost or torn. Ends with its input, with the first line that standard "
         "output does not accept, and on Ctrl-C, SIGTERM or SIGHUP: then the "
-        "file has what was read, and suppressed repeats are counted. A line "
+        "file has what was read, and suppressed repeats are counted. Lines "
         "that cannot be written to the file, for example because the disk is "
-        "full, is dropped, and the next is tried again; at the end the size of "
-        "the file shows how many bytes are missing. This does not work for a "
-        "pipe or a device, or if other programs append as much in the "
-        "meantime. Nothing waits for the disk.",
+        "full, wait in memory (up to 64 KiB) and are retried; at the end, a "
+        "message reports how many bytes are missing, except for a pipe or a "
+        "device, or if other programs append as much in the meantime.",
     .action = ActionOf<log::kUses, log::Log>(),
     .examples = log::kExamples,
     .statuses = log::kStatuses,

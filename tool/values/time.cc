@@ -232,8 +232,8 @@ constexpr Command kDayCommand = {
     .parent = &kTimeCommand,
     .summary = "print a time of day, or a duration",
     .description =
-        "The hours of a duration continue above 24. Each part of one below "
-        "zero has a sign (-1:-2:-3).",
+        "The hours of a duration continue above 24. Each part of a "
+        "negative one has a sign (-1:-2:-3).",
     .action = ActionOf<kDayUses, Day>(),
     .examples = kDayExamples,
     .statuses = kStatuses,
@@ -243,7 +243,7 @@ constexpr Command kDiffCommand = {
     .parent = &kTimeCommand,
     .summary = "print the time from one stamp, or time of day, to another",
     .description =
-        "A text without a colon and with eight characters or more is a stamp.",
+        "A text of eight or more characters without a colon is a timestamp.",
     .action = ActionOf<kDiffUses, Diff>(),
     .examples = kDiffExamples,
     .statuses = kStatuses,
