@@ -331,6 +331,9 @@ TEST_F(TcpClientForkTest, ConnectsAgainOnceClosed) {
 
 TEST_F(TcpClientForkTest, WakesAConsumerOfTheChildOnceClosed) {
   Pair pair;
+  // The receive thread has started: a sanitizer's allocator is not in use.
+  ASSERT_TRUE(pair.peer.Send("x"));
+  ASSERT_TRUE(WaitForMessages(pair.client, 1));
   EXPECT_TRUE(ChildDoes([&] {
     pair.client.Close();
     WaitingConsumer consumer(pair.client);
