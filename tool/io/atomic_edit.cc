@@ -95,27 +95,28 @@ class Waiting {
   Waiting(const std::string& path, const Patience& patience)
       : path_(path), patience_(patience) {}
 
-  void Pause(EditLock::State state) {
+  // Returns whether the edit goes on without the lock: at the limit, if only a
+  // reader keeps it.
+  bool Pause(EditLock::State state) {
     const auto waited = Clock::now() - start_;
-    if (waited >= patience_.limit) Fail(state);
+    if (waited >= patience_.limit) {
+      if (state == EditLock::State::kReader) return true;
+      Fail(state);
+    }
     if (waited >= patience_.notice_after && !notice_given_) {
       notice_given_ = true;
       patience_.give_notice();
     }
     std::this_thread::sleep_for(kPause);
+    return false;
   }
 
  private:
   [[noreturn]] void Fail(EditLock::State state) const {
-    const std::string file = Quoted(path_);
-    if (state == EditLock::State::kReader)
-      throw Failure(kTimeIsOver,
-                    Concat("a process that reads ", file,
-                           " keeps a lock on it, and its folder cannot be "
-                           "written: end that process ('lslocks' lists it)"));
     throw Failure(
         kTimeIsOver,
-        Concat("another edit of ", file, " did not end in time: try again",
+        Concat("another edit of ", Quoted(path_),
+               " did not end in time: try again",
                state == EditLock::State::kLockFile
                    ? Concat("; if there is none, delete ",
                             Quoted(Concat(FolderOf(path_), "/.fairlead.lock")))
@@ -140,13 +141,15 @@ bool CreateFile(const std::string& path, const Change& change) {
 }
 
 bool EditExisting(const std::string& path, const Descriptor& file,
-                  Writing writing, const Change& change,
+                  Writing writing, const Change& change, bool despite_reader,
                   EditLock::State& state) {
   if (!S_ISREG(StatusOf(file, path).st_mode))
     FailToWrite(path, "it is not a regular file");
   const EditLock lock(path, file);
   state = lock.state();
-  if (state != EditLock::State::kMine || !IsAt(path, file)) return false;
+  const bool goes_on = despite_reader && state == EditLock::State::kReader;
+  if (state != EditLock::State::kMine && !goes_on) return false;
+  if (!IsAt(path, file)) return false;
 
   const std::string old_text = ReadAll(file.number(), Quoted(path));
   const std::string new_text = change(old_text);
@@ -161,9 +164,10 @@ bool EditExisting(const std::string& path, const Descriptor& file,
 }
 
 bool TryToEdit(const std::string& path, Writing writing, const Change& change,
-               EditLock::State& state) {
+               bool despite_reader, EditLock::State& state) {
   const Descriptor file(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
-  if (file.IsOpen()) return EditExisting(path, file, writing, change, state);
+  if (file.IsOpen())
+    return EditExisting(path, file, writing, change, despite_reader, state);
   if (errno == ENOENT) return CreateFile(path, change);
   FailToOpen(path, errno);
 }
@@ -174,10 +178,11 @@ void EditFile(const std::string& path, Writing writing, const Change& change,
               const Patience& patience) {
   const std::string target = FollowLinks(path);
   Waiting waiting(target, patience);
+  bool despite_reader = false;
   while (true) {
     auto state = EditLock::State::kMine;
-    if (TryToEdit(target, writing, change, state)) return;
-    if (state != EditLock::State::kMine) waiting.Pause(state);
+    if (TryToEdit(target, writing, change, despite_reader, state)) return;
+    if (state != EditLock::State::kMine) despite_reader = waiting.Pause(state);
   }
 }
 

@@ -32,7 +32,8 @@ struct Patience {
 /// Edits a file, or creates it if it does not exist.
 ///
 /// Follows symbolic links. Holds an EditLock on the file, so that no concurrent
-/// edit is lost. Does not write if the text does not change.
+/// edit is lost; but if only a reader prevents that, the edit goes on without
+/// it after the time limit. Does not write if the text does not change.
 ///
 /// With kReplace, the new text is written to an unnamed file in the same
 /// folder. That file gets the owner, the access control list, the extended

@@ -30,7 +30,7 @@ int TryToLock(const Descriptor& file);
 /// who may write neither the file nor its folder cannot block an edit.
 ///
 /// One case remains: if the folder cannot be written (the file can then be
-/// edited in place only), a read lock does block the edit: kReader.
+/// edited in place only), a read lock does block this lock: kReader.
 ///
 /// flock(2) locks have no effect.
 class EditLock {
