@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -18,6 +17,7 @@
 #include "fairlead/ini/ini_benchmark.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/testing/memory_file.h"
+#include "fairlead/testing/temp_folder.h"
 
 namespace {
 
@@ -29,16 +29,9 @@ using Records = std::vector<CIniFile::Record>;
 class SampleFile {
  public:
   explicit SampleFile(int lines) {
-    path_ = "/tmp/ini_file_benchmark.XXXXXX";
-    const int descriptor = mkstemp(path_.data());
-    Require(descriptor != -1, "no sample file");
-    close(descriptor);
     std::ofstream out(path_);
     for (int line = 0; line < lines; ++line) WriteLine(line, out);
   }
-  SampleFile(const SampleFile&) = delete;
-  SampleFile& operator=(const SampleFile&) = delete;
-  ~SampleFile() { std::filesystem::remove(path_); }
 
   const std::string& Path() const { return path_; }
 
@@ -63,7 +56,8 @@ class SampleFile {
     }
   }
 
-  std::string path_;
+  const fairlead::internal::TempFolder folder_;
+  const std::string path_ = folder_.Path("sample.ini");
   std::string section_;
   std::string key_;
   std::string value_;

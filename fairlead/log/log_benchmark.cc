@@ -10,9 +10,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -20,6 +17,7 @@
 #include <vector>
 
 #include "fairlead/log/log.h"
+#include "fairlead/testing/temp_folder.h"
 
 #ifdef FAIRLEAD_PEER_SPDLOG
 #include <spdlog/logger.h>
@@ -39,18 +37,11 @@ constexpr std::string_view kText =
 // The files of one run, removed at its end.
 class Files {
  public:
-  Files() : folder_(std::filesystem::temp_directory_path() / "log.XXXXXX") {
-    if (mkdtemp(folder_.data()) == nullptr) std::abort();
-  }
-  ~Files() { std::filesystem::remove_all(folder_); }
-  Files(const Files&) = delete;
-  Files& operator=(const Files&) = delete;
-
-  std::string Log() const { return folder_ + "/log"; }
-  std::string Output() const { return folder_ + "/output"; }
+  std::string Log() const { return folder_.Path("log"); }
+  std::string Output() const { return folder_.Path("output"); }
 
  private:
-  std::string folder_;
+  fairlead::internal::TempFolder folder_;
 };
 
 // Redirects a descriptor to a file until the end of its scope. Used only around
@@ -176,11 +167,6 @@ class Glog {
 };
 #endif
 
-std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // Checks that every line is in both files before the next one is written.
 template <typename Competitor>
 bool WritesTheLines() {
@@ -191,8 +177,9 @@ bool WritesTheLines() {
   for (int i = 0; i < 3; ++i) {
     competitor.Write();
     lines += std::string(kText) + "\n";
-    if (!Contents(files.Log()).ends_with(lines)) return false;
-    if (Contents(files.Output()) != lines) return false;
+    if (!fairlead::internal::ReadFile(files.Log()).ends_with(lines))
+      return false;
+    if (fairlead::internal::ReadFile(files.Output()) != lines) return false;
   }
   return true;
 }

@@ -6,13 +6,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "fairlead/log/log.h"
+#include "fairlead/testing/temp_folder.h"
 
 namespace {
 
@@ -22,17 +21,14 @@ constexpr char kWritten[] = "constructed\nmain\ndestroyed\nat the end";
 class Check {
  public:
   Check() {
-    if (mkdtemp(folder_.data()) == nullptr) std::abort();
     const int output = open(Output().c_str(), O_WRONLY | O_CREAT, 0600);
     if (output < 0 || dup2(output, STDOUT_FILENO) < 0) std::abort();
     close(output);
   }
   ~Check() {
     std::fflush(stdout);
-    const bool file = Contents(Log()) == kWritten;
-    const bool output = Contents(Output()) == kWritten;
-    for (const std::string& path : {Log(), Output()}) unlink(path.c_str());
-    rmdir(folder_.c_str());
+    const bool file = fairlead::internal::ReadFile(Log()) == kWritten;
+    const bool output = fairlead::internal::ReadFile(Output()) == kWritten;
     if (!file) std::fputs("wrong contents of the file\n", stderr);
     if (!output) std::fputs("wrong standard output\n", stderr);
     if (!file || !output) _exit(1);
@@ -40,19 +36,11 @@ class Check {
   Check(const Check&) = delete;
   Check& operator=(const Check&) = delete;
 
-  std::string Log() const { return folder_ + "/log"; }
-  std::string Output() const { return folder_ + "/output"; }
+  std::string Log() const { return folder_.Path("log"); }
+  std::string Output() const { return folder_.Path("output"); }
 
  private:
-  static std::string Contents(const std::string& path) {
-    std::array<char, 1000> text{};
-    const int file = open(path.c_str(), O_RDONLY);
-    const ssize_t size = read(file, text.data(), text.size());
-    close(file);
-    return {text.data(), static_cast<std::size_t>(size < 0 ? 0 : size)};
-  }
-
-  std::string folder_ = "/tmp/log_static.XXXXXX";
+  const fairlead::internal::TempFolder folder_;
 };
 
 class User {
