@@ -10,27 +10,21 @@
 #include <string_view>
 #include <utility>
 
+#include "fairlead/ini/ini_text.h"
 #include "fairlead/ini/open_file.h"
 #include "fairlead/ini/record_index.h"
 #include "fairlead/ini/record_reader.h"
+#include "fairlead/ini/record_text.h"
 
 namespace fairlead {
 namespace {
 
+using internal::Append;
+using internal::AppendLines;
 using internal::OpenFile;
 using internal::RecordReader;
 
 constexpr char kActive = ' ';
-
-void Append(const RecordReader& reader,
-            std::vector<CIniFile::Record>& content) {
-  CIniFile::Record& record = content.emplace_back();
-  record.Comments = reader.Comments();
-  record.Commented = reader.Commented();
-  record.Section = reader.Section();
-  record.Key = reader.Key();
-  record.Value = reader.Value();
-}
 
 // Returns the number of records to reserve: one per line, but no more memory
 // than a multiple of the text's size, since lines may be empty.
@@ -59,17 +53,6 @@ std::string BufferForLines(const std::vector<CIniFile::Record>& records) {
   std::string buffer;
   buffer.reserve(size);
   return buffer;
-}
-
-// Appends the lines of a record in a file.
-void AppendLines(const CIniFile::Record& record, std::string& text) {
-  text += record.Comments;
-  if (record.Commented != kActive) text += record.Commented;
-  if (record.Key.empty()) {
-    text.append(1, '[').append(record.Section).append("]\n");
-    return;
-  }
-  text.append(record.Key).append(1, '=').append(record.Value).append(1, '\n');
 }
 
 }  // namespace
@@ -111,9 +94,7 @@ bool CIniFile::Create(const std::string& file_name) {
 std::string CIniFile::Content(const std::string& file_name) {
   std::vector<Record> records;
   if (!Load(file_name, records)) return {};
-  std::string text;
-  for (const Record& record : records) AppendLines(record, text);
-  return text;
+  return TextFromRecords(records);
 }
 
 CIniFile::CIniFile()

@@ -6,18 +6,13 @@
 #include <cstddef>
 #include <stdexcept>
 
-#include "fairlead/ini/ini_file.h"
-#include "fairlead/text/trimmed.h"
-
 namespace fairlead::internal {
 
 bool RecordReader::Next() {
   // The previous record has taken its comments.
   comments_.clear();
-  while (!rest_.empty()) {
-    const std::string_view line = Trimmed(TakeLine(), IsBlank);
-    if (!line.empty() && ReadLine(line)) return true;
-  }
+  while (!rest_.empty())
+    if (ReadLine(TakeLine())) return true;
   return false;
 }
 
@@ -28,43 +23,36 @@ std::string_view RecordReader::TakeLine() {
   return line;
 }
 
-// Reads a line that is not empty; returns whether it is a record.
+// Returns whether the line is a record.
 bool RecordReader::ReadLine(std::string_view line) {
-  commented_ = ' ';
-  if (line.front() == CIniFile::Hash || line.front() == CIniFile::Semicolon) {
-    if (line.find_first_of("[=") == std::string_view::npos) {
-      comments_.append(line).push_back('\n');
+  const IniLine read = ReadRecordLine(line);
+  switch (read.kind) {
+    case LineKind::kBlank:
       return false;
-    }
-    commented_ = line.front();
-    line = Trimmed(line.substr(1), IsBlank);
-  }
-
-  if (line.front() == '[') return ReadHeader(line.substr(1));
-
-  const std::size_t equals = line.find('=');
-  if (equals != std::string_view::npos) {
-    return SetRecord(current_section_, Trimmed(line.substr(0, equals), IsBlank),
-                     Trimmed(line.substr(equals + 1), IsBlank));
+    case LineKind::kComment:
+      comments_.append(TrimmedLine(line)).push_back('\n');
+      return false;
+    case LineKind::kHeader:
+      current_section_ = read.name;
+      return SetRecord({.mark = read.mark}, read.name);
+    case LineKind::kUnclosedHeader:
+      throw std::out_of_range("basic_string::erase");  // For compatibility.
+    case LineKind::kKey:
+    case LineKind::kKeyless:
+      return SetRecord(read, current_section_);
+    case LineKind::kOther:
+      break;
   }
   // Kept for compatibility: a line that is neither comment, header nor key is
   // an empty record, or dropped if comments precede it.
-  return comments_.empty() && SetRecord({}, {}, {});
+  return comments_.empty() && SetRecord({.mark = read.mark}, {});
 }
 
-bool RecordReader::ReadHeader(std::string_view after_bracket) {
-  const std::size_t end = after_bracket.find(']');
-  if (end == std::string_view::npos)
-    throw std::out_of_range("basic_string::erase");  // For compatibility.
-  current_section_ = after_bracket.substr(0, end);
-  return SetRecord(current_section_, {}, {});
-}
-
-bool RecordReader::SetRecord(std::string_view section, std::string_view key,
-                             std::string_view value) {
+bool RecordReader::SetRecord(const IniLine& line, std::string_view section) {
+  commented_ = line.mark;
   section_ = section;
-  key_ = key;
-  value_ = value;
+  key_ = line.name;
+  value_ = line.value;
   return true;
 }
 

@@ -6,12 +6,9 @@
 #include <string>
 #include <string_view>
 
-namespace fairlead::internal {
+#include "fairlead/ini/ini_line.h"
 
-// Trimmed from both ends of lines, keys and values.
-constexpr bool IsBlank(char c) {
-  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
+namespace fairlead::internal {
 
 // Iterates over the records of a text, which must outlive it.
 class RecordReader {
@@ -19,8 +16,8 @@ class RecordReader {
   explicit RecordReader(std::string_view text) : rest_(text) {}
 
   // Moves to the next record. Returns false at the end of the text, where
-  // comments that no record follows are dropped. Throws std::out_of_range at a
-  // header without `]`.
+  // comments that no record follows are left in Comments(). Throws
+  // std::out_of_range at a header without `]`.
   bool Next();
 
   // The current record, valid until Next() is called. All but the comments
@@ -34,9 +31,7 @@ class RecordReader {
  private:
   std::string_view TakeLine();
   bool ReadLine(std::string_view line);
-  bool ReadHeader(std::string_view after_bracket);
-  bool SetRecord(std::string_view section, std::string_view key,
-                 std::string_view value);
+  bool SetRecord(const IniLine& line, std::string_view section);
 
   std::string_view rest_;
   std::string_view current_section_;  // Of the last header.

@@ -1,0 +1,289 @@
+// The text of an INI file: searches, and the way to the edits.
+
+#include "fairlead/ini/ini_document.h"
+
+#include <utility>
+
+#include "fairlead/ini/ini_editors.h"
+#include "fairlead/ini/ini_line.h"
+#include "fairlead/ini/line_edit.h"
+#include "fairlead/ini/line_table.h"
+#include "fairlead/ini/line_walk.h"
+
+namespace fairlead {
+namespace {
+
+using internal::Block;
+using internal::Code;
+using internal::kNoLine;
+using internal::kNowhere;
+using internal::kTop;
+using internal::LineKind;
+using internal::LineTable;
+using internal::LineWalk;
+using internal::TrimmedLine;
+using internal::Which;
+
+std::string_view SectionName(const LineTable& lines, std::size_t header) {
+  return header >= lines.size() ? "" : lines.Read(header).name;
+}
+
+// Returns the entry in a line; `header` is that of its section.
+IniEntry EntryAt(const LineTable& lines, std::size_t line, std::size_t header) {
+  const internal::IniLine read = lines.Read(line);
+  IniEntry entry = {.section = SectionName(lines, header),
+                    .mark = read.mark,
+                    .line = line + 1};
+  if (read.kind == LineKind::kKey) entry.key = read.name;
+  entry.value = read.value;
+  return entry;
+}
+
+IniName Trimmed(const IniName& name) {
+  IniName trimmed = name;
+  if (name.key) trimmed.key = TrimmedLine(*name.key);
+  return trimmed;
+}
+
+IniResult Invalid(std::string_view reason) {
+  return {.code = Code::kInvalid, .reason = reason};
+}
+
+// Makes an edit with the editor of the document's reading.
+template <typename Edit>
+IniResult EditWith(LineTable& lines, Edit edit) {
+  if (lines.reading() == IniReading::kLive)
+    return edit(internal::LiveEditor(lines));
+  const std::size_t line = internal::UnclosedHeader(lines);
+  if (line != kNoLine)
+    return {.code = Code::kMalformed,
+            .line = line + 1,
+            .reason = "a header without ']'"};
+  return edit(internal::RecordEditor(lines));
+}
+
+// Returns the code for a section of which `header` is the first line.
+IniFound FoundAt(const LineTable& lines, std::size_t header, Code code) {
+  if (header >= lines.size()) return {.code = code};
+  return {.code = code, .entry = EntryAt(lines, header, header)};
+}
+
+IniFound FindSection(const LineTable& lines, std::string_view section) {
+  if (lines.reading() == IniReading::kRecords) {
+    const auto records = internal::RecordLines(lines, section);
+    return records.empty() ? IniFound{.code = Code::kNoSection}
+                           : FoundAt(lines, records.front(), Code::kDone);
+  }
+  const auto blocks = internal::ActiveBlocks(lines, section);
+  if (!blocks.empty())
+    return FoundAt(lines, blocks.front().header, Code::kDone);
+  const auto disabled = internal::DisabledBlocks(lines, section);
+  if (disabled.empty()) return {.code = Code::kNoSection};
+  return FoundAt(lines, disabled.front().header, Code::kDisabled);
+}
+
+// Returns the key among those in the lines that the name's index means.
+IniFound Choose(const LineTable& lines, const IniName& name,
+                const std::vector<std::size_t>& keys, Code code) {
+  const bool live = lines.reading() == IniReading::kLive;
+  const std::size_t place =
+      internal::PlaceOf(name.index, keys.size(), live ? keys.size() - 1 : 0);
+  if (place == kNoLine) return {.code = Code::kNoKey};
+  const std::size_t key = keys[place];
+  return {.code = code,
+          .entry = EntryAt(lines, key, internal::HeaderOf(lines, key))};
+}
+
+IniFound FindKey(const LineTable& lines, const IniName& name) {
+  const auto find = [&](Which which) {
+    return internal::KeyLines(lines, name.section, *name.key, which);
+  };
+  const bool live = lines.reading() == IniReading::kLive;
+  const auto keys = find(live ? Which::kActive : Which::kAny);
+  if (const IniFound found = Choose(lines, name, keys, Code::kDone))
+    return found;
+  const Code code = internal::WhyMissing(lines, name);
+  if (code != Code::kDisabled) return {.code = code};
+  const auto disabled = find(Which::kDisabled);
+  return Choose(lines, {.section = name.section, .key = name.key},
+                disabled.empty() ? find(Which::kInDisabledSection) : disabled,
+                Code::kDisabled);
+}
+
+// Appends a line with the comments above it, and what continues its value.
+void AppendRecord(const LineTable& lines, std::size_t line,
+                  std::vector<std::size_t>& all) {
+  for (const std::size_t comment : internal::CommentsOf(lines, line))
+    all.push_back(comment);
+  all.push_back(line);
+  while (lines.reading() == IniReading::kLive && lines.Continues(++line))
+    all.push_back(line);
+}
+
+// Returns the lines that the name is about, in the order of the text.
+std::vector<std::size_t> LinesOf(const LineTable& lines, const IniName& name) {
+  std::vector<std::size_t> all;
+  if (name.key) {
+    if (const IniFound found = FindKey(lines, name))
+      AppendRecord(lines, found.entry.line - 1, all);
+    return all;
+  }
+  if (lines.reading() == IniReading::kRecords) {
+    for (const std::size_t line : internal::RecordLines(lines, name.section))
+      AppendRecord(lines, line, all);
+    return all;
+  }
+  for (const Block& block : internal::ActiveBlocks(lines, name.section))
+    for (std::size_t line = internal::BeginOfBlock(lines, block);
+         line < internal::EndOfBlock(lines, block); ++line)
+      all.push_back(line);
+  return all;
+}
+
+}  // namespace
+
+IniDocument::IniDocument(std::string text, IniReading reading)
+    : lines_(std::make_unique<LineTable>(std::move(text), reading)) {}
+
+IniDocument::IniDocument(const IniDocument& other)
+    : lines_(std::make_unique<LineTable>(*other.lines_)) {}
+IniDocument::IniDocument(IniDocument&& other) noexcept = default;
+IniDocument& IniDocument::operator=(const IniDocument& other) {
+  return *this = IniDocument(other);
+}
+IniDocument& IniDocument::operator=(IniDocument&& other) noexcept = default;
+IniDocument::~IniDocument() = default;
+
+std::string IniDocument::Text() const {
+  std::string text;
+  text.reserve(lines_->TextSize());
+  lines_->ForEachPiece([&text](std::string_view piece) { text += piece; });
+  return text;
+}
+
+void IniDocument::ForEachPiece(
+    const std::function<void(std::string_view)>& take) const {
+  lines_->ForEachPiece(take);
+}
+
+bool IniDocument::IsEdited() const noexcept { return lines_->edited(); }
+
+IniFound IniDocument::Find(const IniName& name) const {
+  const IniName trimmed = Trimmed(name);
+  return name.key ? FindKey(*lines_, trimmed)
+                  : FindSection(*lines_, name.section);
+}
+
+std::optional<std::string_view> IniDocument::Value(std::string_view section,
+                                                   std::string_view key) const {
+  const IniFound found = Find({.section = section, .key = key});
+  if (!found) return std::nullopt;
+  return found.entry.value;
+}
+
+std::string IniDocument::Comments(const IniEntry& entry) const {
+  if (entry.line == 0 || entry.line > lines_->size()) return {};
+  std::string comments;
+  for (const std::size_t line : internal::CommentsOf(*lines_, entry.line - 1))
+    comments += lines_->TextOf(line);
+  return comments;
+}
+
+std::string IniDocument::TextOf(const IniName& name) const {
+  std::string text;
+  for (const std::size_t line : LinesOf(*lines_, Trimmed(name)))
+    text += lines_->TextOf(line);
+  return text;
+}
+
+std::size_t IniDocument::UnclosedHeader() const {
+  const std::size_t line = internal::UnclosedHeader(*lines_);
+  return line == kNoLine ? 0 : line + 1;
+}
+
+IniResult IniDocument::Set(const IniName& name, std::string_view value) {
+  const IniName trimmed = Trimmed(name);
+  if (!name.key) return Invalid("only a key has a value");
+  if (const auto fault = internal::NewKeyFault(trimmed, value); !fault.empty())
+    return Invalid(fault);
+  return EditWith(*lines_, [&](auto editor) {
+    return editor.Set(trimmed, TrimmedLine(value));
+  });
+}
+
+IniResult IniDocument::Add(const IniName& name, std::string_view value,
+                           const IniPlace& place) {
+  const IniName trimmed = Trimmed(name);
+  if (const auto fault = internal::NewKeyFault(trimmed, value); !fault.empty())
+    return Invalid(fault);
+  return EditWith(*lines_, [&](auto editor) {
+    return editor.Add(trimmed, TrimmedLine(value), place);
+  });
+}
+
+IniResult IniDocument::Delete(const IniName& name) {
+  return EditWith(*lines_,
+                  [&](auto editor) { return editor.Delete(Trimmed(name)); });
+}
+
+IniResult IniDocument::Enable(const IniName& name) {
+  return EditWith(*lines_,
+                  [&](auto editor) { return editor.Enable(Trimmed(name)); });
+}
+
+IniResult IniDocument::Disable(const IniName& name, char mark) {
+  if (!internal::IsCommentCharacter(mark))
+    return Invalid("a comment character is '#' or ';'");
+  return EditWith(*lines_, [&](auto editor) {
+    return editor.Disable(Trimmed(name), mark);
+  });
+}
+
+IniResult IniDocument::Rename(const IniName& name, std::string_view new_name) {
+  if (name.key) new_name = TrimmedLine(new_name);
+  const std::string_view fault = name.key ? internal::KeyFault(new_name)
+                                          : internal::SectionFault(new_name);
+  if (!fault.empty()) return Invalid(fault);
+  return EditWith(*lines_, [&](auto editor) {
+    return editor.Rename(Trimmed(name), new_name);
+  });
+}
+
+IniResult IniDocument::Comment(const IniName& name, std::string_view comments) {
+  return EditWith(*lines_, [&](auto editor) {
+    return editor.Comment(Trimmed(name), comments);
+  });
+}
+
+IniDocument::Iterator IniDocument::begin() const { return {*lines_, false}; }
+IniDocument::Iterator IniDocument::end() const { return {*lines_, true}; }
+
+IniDocument::Iterator::Iterator(const LineTable& lines, bool at_end)
+    : lines_(&lines), line_(kNoLine), header_(kTop), disabled_header_(kNoLine) {
+  if (!at_end) ++*this;
+}
+
+IniDocument::Iterator& IniDocument::Iterator::operator++() {
+  LineWalk walk(*lines_);
+  walk.line = line_;
+  walk.header = header_;
+  walk.disabled_header = disabled_header_;
+  walk.has_comments = has_comments_;
+  bool found = false;
+  while (!found && walk.Next())
+    found = walk.IsEntry() && walk.Section() != kNowhere;
+  line_ = found ? walk.line : kNoLine;
+  header_ = walk.header;
+  disabled_header_ = walk.disabled_header;
+  has_comments_ = walk.has_comments;
+  if (found) entry_ = EntryAt(*lines_, line_, walk.Section());
+  return *this;
+}
+
+IniDocument::Iterator IniDocument::Iterator::operator++(int) {
+  Iterator before = *this;
+  ++*this;
+  return before;
+}
+
+}  // namespace fairlead

@@ -1,0 +1,250 @@
+// The text of an INI file, edited without changing any other byte.
+
+#ifndef FAIRLEAD_INI_INI_DOCUMENT_H_
+#define FAIRLEAD_INI_INI_DOCUMENT_H_
+
+#include <cstddef>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "fairlead/export.h"
+
+namespace fairlead {
+
+namespace internal {
+class LineTable;
+}
+
+/// What the lines of a text mean. docs/ini-format.md describes both readings.
+enum class IniReading {
+  /// As most programs read the file. Comments are comments: they have no effect
+  /// on other lines. Of duplicates, the last one counts.
+  kLive,
+  /// As CIniFile reads it: a line disabled by a comment character is found,
+  /// opens a section and counts like any other. Of duplicates, the first one
+  /// counts.
+  kRecords,
+};
+
+/// Names a section, or a key in it. Names are case-sensitive. Section "" holds
+/// the keys before the first header.
+struct IniName {
+  std::string_view section;
+  std::optional<std::string_view> key = {};  ///< Without blanks at its ends.
+  /// Which of several keys of this name: 1 for the first. 0 for the one that
+  /// counts; IniDocument::Delete(), Disable() and Rename() then edit them all
+  /// in the live reading.
+  std::size_t index = 0;
+};
+
+/// Where IniDocument::Add() puts a new line.
+struct IniPlace {
+  enum class Where {
+    kDefault,  ///< At the end of the section or file; in the records reading,
+               ///< a key goes below its header.
+    kFirst,    ///< Below the header; a section before all others.
+    kBefore,   ///< Above `name` and the comments above that.
+    kAfter,    ///< Below `name`; a section below the lines of `name`.
+  };
+  Where where = Where::kDefault;
+  std::string_view name = {};  ///< A key of the same section, or a section.
+};
+
+/// A header or a key, as IniDocument::begin() and Find() return it. The views
+/// are valid until the document is edited or destroyed.
+struct IniEntry {
+  std::string_view section = {};
+  std::string_view key = {};    ///< Empty for a header.
+  std::string_view value = {};  ///< Without blanks at its ends.
+  char mark = ' ';  ///< The character that disables it; ' ' if it is active.
+  std::size_t line =
+      0;  ///< Its number, from 1; 0 for a section without header.
+
+  bool IsHeader() const noexcept { return key.empty(); }
+  bool IsDisabled() const noexcept { return mark != ' '; }
+};
+
+/// What an edit or a search of an IniDocument came to.
+struct IniResult {
+  enum class Code {
+    kDone,       ///< Found; or the edit was made.
+    kUnchanged,  ///< The text is already as it was to become.
+    kNoSection,  ///< The section does not exist.
+    kNoKey,      ///< The section exists, but not the key, or not at this index.
+    kDisabled,   ///< Only disabled ones exist. (Live reading.)
+    kExists,     ///< The new name exists already.
+    kInvalid,    ///< A line cannot hold the text; `reason` says why.
+    kMalformed,  ///< The edit would have to change a line that it cannot.
+  };
+  Code code = Code::kDone;
+  std::size_t line = 0;  ///< The line in the way, for kExists and kMalformed.
+  std::string_view reason = {};  ///< A static clause, such as
+                                 ///< "a key cannot contain '='".
+
+  /// Returns whether the document is now as asked.
+  bool IsOk() const noexcept {
+    return code == Code::kDone || code == Code::kUnchanged;
+  }
+};
+
+/// The result of IniDocument::Find().
+struct IniFound {
+  IniResult::Code code = IniResult::Code::kDone;
+  IniEntry entry = {};  ///< If `code` is kDone, or kDisabled.
+
+  explicit operator bool() const noexcept {
+    return code == IniResult::Code::kDone;
+  }
+};
+
+/// The text of an INI file. Edits keep every byte that they are not about:
+/// comments, blank lines, order, indentation, spaces around `=`, line ends, a
+/// byte order mark, and lines that are no INI.
+///
+/// Text() of an unedited document is the input, for any bytes. An edited line
+/// keeps its own indentation, spaces and line end; a new line takes those of
+/// its neighbours. Reads and writes no file, prints nothing and has no global
+/// state: file_edit.h replaces files.
+///
+/// @par Edits
+/// Each returns what it did and is all or nothing. Names and values are trimmed
+/// and must fit into a line, or the result is kInvalid. A value that continues
+/// on the next line (an indented line that is not an INI line) can be read only
+/// in part: changing, deleting or disabling it is kMalformed.
+/// @par Errors
+/// Throws std::bad_alloc, and std::length_error when a text and all its edits
+/// reach 4 GiB; the document is then unchanged. Nothing else.
+/// @par Thread safety
+/// A plain value: one thread per object, or any number of readers.
+/// @par Cost
+/// The constructor reads the text once and takes 16 bytes per line besides. A
+/// search or an edit visits each line, in about a nanosecond.
+/// @par Example
+/// @code
+/// fairlead::IniDocument document("[server]\n  port = 80  \n#tls=on\n");
+/// document.Set({"server", "port"}, "7000");
+/// document.Enable({"server", "tls"});
+/// std::string text = document.Text();
+/// // text == "[server]\n  port = 7000  \ntls=on\n"
+/// @endcode
+class FAIRLEAD_EXPORT IniDocument {
+ public:
+  class Iterator;
+
+  /// Reads a text; any bytes will do.
+  explicit IniDocument(std::string text = {},
+                       IniReading reading = IniReading::kLive);
+  IniDocument(const IniDocument& other);
+  IniDocument(IniDocument&& other) noexcept;
+  IniDocument& operator=(const IniDocument& other);
+  IniDocument& operator=(IniDocument&& other) noexcept;
+  ~IniDocument();
+
+  /// Returns the text.
+  std::string Text() const;
+
+  /// Passes the text on in pieces, without a copy of the whole.
+  void ForEachPiece(
+      const std::function<void(std::string_view piece)>& take) const;
+
+  /// Returns whether an edit has changed the text.
+  bool IsEdited() const noexcept;
+
+  /// The headers and keys in the order of the text, disabled ones included. In
+  /// the live reading, keys below a disabled header that are disabled too are
+  /// those of its section.
+  Iterator begin() const;
+  Iterator end() const;
+
+  /// Finds a section (its first header) or a key.
+  IniFound Find(const IniName& name) const;
+
+  /// Returns the value of a key that is found, or nothing.
+  std::optional<std::string_view> Value(std::string_view section,
+                                        std::string_view key) const;
+
+  /// Returns the comment lines above an entry, with their newlines. In the live
+  /// reading, those without a blank line between; otherwise, all that follow
+  /// the previous entry.
+  std::string Comments(const IniEntry& entry) const;
+
+  /// Returns the lines of a section or key with their comments, as they are in
+  /// the text; "" if it is not found.
+  std::string TextOf(const IniName& name) const;
+
+  /// Returns the number of the first header without `]`, or 0. In the live
+  /// reading, the keys below it belong to no section. In the records reading,
+  /// what follows is not read, and no edit is possible: kMalformed.
+  std::size_t UnclosedHeader() const;
+
+  /// Sets the value of a key. Creates the key and the section if there are
+  /// none. In the live reading, a key that is only disabled stays so: an active
+  /// line is added below it.
+  IniResult Set(const IniName& name, std::string_view value);
+
+  /// Adds a section, or a key to a section that is created if there is none.
+  /// kExists if there is one of that name.
+  IniResult Add(const IniName& name, std::string_view value = {},
+                const IniPlace& place = {});
+
+  /// Deletes a section or key and the comments above it.
+  IniResult Delete(const IniName& name);
+
+  /// Turns a disabled key or section on. In the live reading, a section gets
+  /// back the bytes that it had before Disable().
+  IniResult Enable(const IniName& name);
+
+  /// Puts a comment character before a key, or before the header and the keys
+  /// of a section.
+  /// @param mark `#` or `;`
+  IniResult Disable(const IniName& name, char mark = '#');
+
+  /// Renames a key or section. kExists if there is one of the new name.
+  IniResult Rename(const IniName& name, std::string_view new_name);
+
+  /// Replaces the comment lines above a key or a header.
+  /// @param comments lines; "# " is put before one that is no comment. Empty to
+  ///     delete them.
+  IniResult Comment(const IniName& name, std::string_view comments);
+
+ private:
+  std::unique_ptr<internal::LineTable> lines_;  // Null only when moved from.
+};
+
+/// Iterates over the entries of a document, which must not be edited meanwhile.
+class FAIRLEAD_EXPORT IniDocument::Iterator {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = IniEntry;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const IniEntry*;
+  using reference = const IniEntry&;
+
+  reference operator*() const { return entry_; }
+  pointer operator->() const { return &entry_; }
+  Iterator& operator++();
+  Iterator operator++(int);
+  friend bool operator==(const Iterator& a, const Iterator& b) {
+    return a.line_ == b.line_;
+  }
+
+ private:
+  friend class IniDocument;
+  Iterator(const internal::LineTable& lines, bool at_end);
+  FAIRLEAD_PRIVATE void MoveToEntry();
+
+  const internal::LineTable* lines_;
+  std::size_t line_;             // That of the entry, from 0.
+  std::size_t header_;           // That its section begins with.
+  std::size_t disabled_header_;  // If it is disabled too.
+  bool has_comments_ = false;    // Since the last entry.
+  IniEntry entry_;
+};
+
+}  // namespace fairlead
+
+#endif  // FAIRLEAD_INI_INI_DOCUMENT_H_

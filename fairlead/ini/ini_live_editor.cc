@@ -1,0 +1,305 @@
+// The edits of an INI document in the live reading.
+
+#include <algorithm>
+#include <array>
+#include <ranges>
+#include <string>
+#include <vector>
+
+#include "fairlead/ini/ini_editors.h"
+#include "fairlead/ini/ini_line.h"
+#include "fairlead/ini/line_edit.h"
+
+namespace fairlead::internal {
+namespace {
+
+constexpr std::string_view kNoHeader =
+    "the keys before the first header have no header";
+
+std::string MarksOf(char mark, std::size_t count) {
+  const std::array marks = {mark, mark == '#' ? ';' : '#'};
+  return {marks.data(), count};
+}
+
+IniResult Exists(std::size_t line) {
+  return {.code = Code::kExists, .line = line + 1};
+}
+
+// Removes the comment characters of one Disable() from a line, if it has any.
+bool EnableLine(LineTable& lines, std::size_t line) {
+  if (!CanEnable(lines.TextOf(line))) return false;
+  const bool one_level = lines.IsDisabled(line);
+  UnmarkAt(lines, line, one_level ? MarksFor(lines.Read(line)) : 1);
+  return true;
+}
+
+// Disables a line; one that EnableLine() would change gets another character,
+// so that EnableLine() restores it.
+bool DisableLine(LineTable& lines, std::size_t line, char mark) {
+  const LineKind kind = lines.KindOf(line);
+  const bool active = (kind == LineKind::kHeader || kind == LineKind::kKey) &&
+                      !lines.IsDisabled(line);
+  if (!active && !CanEnable(lines.TextOf(line))) return false;
+  const std::size_t count = active ? MarksFor(lines.Read(line)) : 1;
+  MarkAt(lines, line, MarksOf(mark, count));
+  return true;
+}
+
+// Returns the end of the lines before the first header and its comments.
+std::size_t EndOfTop(const LineTable& lines) {
+  std::size_t line = 0;
+  while (line < lines.size() && lines.KindOf(line) != LineKind::kHeader &&
+         lines.KindOf(line) != LineKind::kUnclosedHeader)
+    ++line;
+  return CommentsBegin(lines, line);
+}
+
+// Returns the line behind a key and the lines on which its value continues.
+std::size_t EndOfValue(const LineTable& lines, std::size_t key) {
+  std::size_t end = key + 1;
+  while (lines.Continues(end)) ++end;
+  return end;
+}
+
+bool IsBlankOrEdge(const LineTable& lines, std::size_t line) {
+  return line >= lines.size() || lines.KindOf(line) == LineKind::kBlank;
+}
+
+}  // namespace
+
+// Returns the lines of the active keys that an edit is about.
+std::vector<std::size_t> LiveEditor::Chosen(const IniName& name) const {
+  std::vector<std::size_t> keys =
+      KeyLines(lines_, name.section, *name.key, Which::kActive);
+  if (name.index == 0) return keys;
+  if (name.index > keys.size()) return {};
+  return {keys[name.index - 1]};
+}
+
+IniResult LiveEditor::CheckValueEnds(
+    const std::vector<std::size_t>& keys) const {
+  for (const std::size_t key : keys)
+    if (const IniResult result = CheckValueEnd(lines_, key); !result.IsOk())
+      return result;
+  return {};
+}
+
+IniResult LiveEditor::Set(const IniName& name, std::string_view value) {
+  const auto keys = KeyLines(lines_, name.section, *name.key, Which::kActive);
+  const std::size_t place = PlaceOf(name.index, keys.size(), keys.size() - 1);
+  if (place != kNoLine) return SetValueAt(lines_, keys[place], value);
+  if (name.index != 0) return {.code = WhyMissing(lines_, name)};
+  return AddKey(name, value, {});
+}
+
+IniResult LiveEditor::Add(const IniName& name, std::string_view value,
+                          const IniPlace& place) {
+  if (!name.key) return AddSection(name.section, place);
+  const auto keys = KeyLines(lines_, name.section, *name.key, Which::kActive);
+  if (!keys.empty()) return Exists(keys.back());
+  return AddKey(name, value, place);
+}
+
+// Returns where a new key goes: the line before which it is inserted, and one
+// in whose style it is written.
+LiveEditor::Spot LiveEditor::SpotFor(const IniName& name,
+                                     const IniPlace& place) const {
+  using Where = IniPlace::Where;
+  if (place.where == Where::kBefore || place.where == Where::kAfter) {
+    const auto keys =
+        KeyLines(lines_, name.section, place.name, Which::kActive);
+    if (keys.empty()) return {};
+    const std::size_t key = keys.back();
+    return {place.where == Where::kBefore ? CommentsBegin(lines_, key)
+                                          : EndOfValue(lines_, key),
+            key};
+  }
+  const auto disabled =
+      KeyLines(lines_, name.section, *name.key, Which::kDisabled);
+  if (place.where == Where::kDefault && !disabled.empty())
+    return {disabled.back() + 1, disabled.back()};
+  const auto blocks = ActiveBlocks(lines_, name.section);
+  if (blocks.empty()) return {EndOfTop(lines_)};
+  const Block& block =
+      place.where == Where::kFirst ? blocks.front() : blocks.back();
+  if (place.where == Where::kFirst)
+    return {block.header == kTop ? 0 : block.header + 1};
+  return {block.last + 1,
+          lines_.KindOf(block.last) == LineKind::kKey ? block.last : kNoLine};
+}
+
+IniResult LiveEditor::AddKey(const IniName& name, std::string_view value,
+                             const IniPlace& place) {
+  const bool has_section =
+      name.section.empty() || !ActiveBlocks(lines_, name.section).empty();
+  const bool is_relative = place.where == IniPlace::Where::kBefore ||
+                           place.where == IniPlace::Where::kAfter;
+  if (!has_section && is_relative) return {.code = Code::kNoSection};
+  if (!has_section) {
+    const std::size_t header =
+        InsertHeader(lines_, lines_.size(), name.section);
+    return InsertKey(lines_, header + 1, kNoLine, *name.key, value);
+  }
+  const Spot spot = SpotFor(name, place);
+  if (spot.line == kNoLine) return {.code = Code::kNoKey};
+  return InsertKey(lines_, spot.line, spot.model, *name.key, value);
+}
+
+// Returns the line before which a new section goes, or kNoLine.
+std::size_t LiveEditor::LineFor(const IniPlace& place) const {
+  using Where = IniPlace::Where;
+  if (place.where == Where::kDefault) return lines_.size();
+  if (place.where == Where::kFirst) return EndOfTop(lines_);
+  const auto blocks = ActiveBlocks(lines_, place.name);
+  if (blocks.empty()) return kNoLine;
+  return place.where == Where::kBefore
+             ? CommentsBegin(lines_, blocks.front().begin)
+             : EndOfBlock(lines_, blocks.back());
+}
+
+IniResult LiveEditor::AddSection(std::string_view section,
+                                 const IniPlace& place) {
+  const auto blocks = ActiveBlocks(lines_, section);
+  if (!blocks.empty()) return Exists(blocks.front().begin);
+  const std::size_t line = LineFor(place);
+  if (line == kNoLine) return {.code = Code::kNoSection};
+  const std::size_t header = InsertHeader(lines_, line, section);
+  const std::size_t below = header + 1;
+  if (header > 0 && IsBlankOrEdge(lines_, header - 1) &&
+      !IsBlankOrEdge(lines_, below))
+    lines_.Insert(below, lines_.NewlineOf(header));
+  return {};
+}
+
+IniResult LiveEditor::Delete(const IniName& name) {
+  if (!name.key) return DeleteSection(name.section);
+  const auto keys = Chosen(name);
+  if (keys.empty()) return {.code = WhyMissing(lines_, name)};
+  if (const IniResult result = CheckValueEnds(keys); !result.IsOk())
+    return result;
+  for (const std::size_t key : std::views::reverse(keys))
+    lines_.Erase(CommentsBegin(lines_, key), key + 1);
+  return {};
+}
+
+IniResult LiveEditor::DeleteSection(std::string_view section) {
+  const auto blocks = ActiveBlocks(lines_, section);
+  if (blocks.empty()) return {.code = WhyMissing(lines_, {section})};
+  for (const Block& block : std::views::reverse(blocks)) DeleteBlock(block);
+  return {};
+}
+
+// Of the blank lines above and below a section, one side stays.
+void LiveEditor::DeleteBlock(const Block& block) {
+  const std::size_t begin = BeginOfBlock(lines_, block);
+  std::size_t end = EndOfBlock(lines_, block);
+  if (begin == 0 || IsBlankOrEdge(lines_, begin - 1))
+    while (end < lines_.size() && IsBlankOrEdge(lines_, end)) ++end;
+  lines_.Erase(begin, end);
+}
+
+IniResult LiveEditor::Enable(const IniName& name) {
+  if (!name.key) return EnableSection(name.section);
+  const auto keys = KeyLines(lines_, name.section, *name.key, Which::kDisabled);
+  const bool is_active =
+      !KeyLines(lines_, name.section, *name.key, Which::kActive).empty();
+  if (name.index == 0 && is_active) return {.code = Code::kUnchanged};
+  const std::size_t place = PlaceOf(name.index, keys.size(), keys.size() - 1);
+  if (place == kNoLine) return {.code = WhyMissing(lines_, name)};
+  const std::size_t key = keys[place];
+  if (lines_.IsSwallowed(key) ||
+      lines_.CouldSwallow(lines_.Read(key).value, key + 1))
+    return {.code = Code::kMalformed,
+            .line = key + 1,
+            .reason = "enabled, this line would join the next or the last one"};
+  EnableLine(lines_, key);
+  return {};
+}
+
+IniResult LiveEditor::EnableSection(std::string_view section) {
+  const auto blocks = DisabledBlocks(lines_, section);
+  if (!ActiveBlocks(lines_, section).empty()) return {.code = Code::kUnchanged};
+  if (blocks.empty()) return {.code = Code::kNoSection};
+  bool changed = false;
+  for (const Block& block : blocks)
+    for (std::size_t line = block.begin; line < block.end; ++line)
+      changed |= EnableLine(lines_, line);
+  return {.code = changed ? Code::kDone : Code::kUnchanged};
+}
+
+IniResult LiveEditor::Disable(const IniName& name, char mark) {
+  if (!name.key) return DisableSection(name.section, mark);
+  const auto keys = Chosen(name);
+  if (keys.empty()) {
+    const Code missing = WhyMissing(lines_, name);
+    return {.code = missing == Code::kDisabled ? Code::kUnchanged : missing};
+  }
+  if (const IniResult result = CheckValueEnds(keys); !result.IsOk())
+    return result;
+  for (const std::size_t key : keys) DisableLine(lines_, key, mark);
+  return {};
+}
+
+IniResult LiveEditor::DisableSection(std::string_view section, char mark) {
+  const auto blocks = ActiveBlocks(lines_, section);
+  const auto disabled = DisabledBlocks(lines_, section);
+  if (blocks.empty())
+    return {.code = disabled.empty() ? Code::kNoSection : Code::kUnchanged};
+  // Enabling would turn that one on, too.
+  if (!disabled.empty()) return Exists(disabled.front().begin);
+  for (const Block& block : blocks)
+    for (std::size_t line = block.begin; line < block.end; ++line)
+      if (lines_.KindOf(line) == LineKind::kOther)
+        return {.code = Code::kMalformed,
+                .line = line + 1,
+                .reason =
+                    "a line that is neither comment, header nor "
+                    "key=value cannot be disabled"};
+  for (const Block& block : blocks)
+    for (std::size_t line = block.begin; line < block.end; ++line)
+      DisableLine(lines_, line, mark);
+  return {};
+}
+
+IniResult LiveEditor::Rename(const IniName& name, std::string_view new_name) {
+  if (!name.key) return RenameSection(name.section, new_name);
+  const auto keys = Chosen(name);
+  if (keys.empty()) return {.code = WhyMissing(lines_, name)};
+  if (new_name == *name.key) return {.code = Code::kUnchanged};
+  const auto others = KeyLines(lines_, name.section, new_name, Which::kActive);
+  if (!others.empty()) return Exists(others.front());
+  for (const std::size_t key : keys) RenameAt(lines_, key, new_name);
+  return {};
+}
+
+IniResult LiveEditor::RenameSection(std::string_view section,
+                                    std::string_view new_name) {
+  const auto blocks = ActiveBlocks(lines_, section);
+  if (blocks.empty()) return {.code = WhyMissing(lines_, {section})};
+  if (blocks.front().header == kTop)
+    return {.code = Code::kInvalid, .reason = kNoHeader};
+  if (new_name == section) return {.code = Code::kUnchanged};
+  const auto others = ActiveBlocks(lines_, new_name);
+  if (!others.empty()) return Exists(others.front().begin);
+  for (const Block& block : blocks) RenameAt(lines_, block.header, new_name);
+  return {};
+}
+
+IniResult LiveEditor::Comment(const IniName& name, std::string_view text) {
+  std::size_t line = kNoLine;
+  if (name.key) {
+    const auto keys = Chosen(name);
+    if (!keys.empty()) line = keys.back();
+  } else {
+    const auto blocks = ActiveBlocks(lines_, name.section);
+    if (!blocks.empty()) line = blocks.front().header;
+  }
+  if (line == kNoLine) return {.code = WhyMissing(lines_, name)};
+  if (line == kTop) return {.code = Code::kInvalid, .reason = kNoHeader};
+  std::vector<std::size_t> old;
+  for (std::size_t at = CommentsBegin(lines_, line); at < line; ++at)
+    old.push_back(at);
+  return ReplaceComments(lines_, old, line, text);
+}
+
+}  // namespace fairlead::internal

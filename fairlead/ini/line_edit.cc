@@ -1,0 +1,238 @@
+// Edits of single lines of an INI text, and of their order.
+
+#include "fairlead/ini/line_edit.h"
+
+#include <algorithm>
+#include <optional>
+#include <ranges>
+
+#include "fairlead/ini/ini_line.h"
+
+namespace fairlead::internal {
+namespace {
+
+constexpr std::string_view kSpaces = " \t";
+constexpr std::string_view kGoesOn =
+    "a value that ends with '\\' would continue on the next line";
+
+bool Contains(std::string_view text, char c) {
+  return text.find(c) != std::string_view::npos;
+}
+
+std::size_t OffsetOf(std::string_view part, std::string_view line) {
+  return static_cast<std::size_t>(part.data() - line.data());
+}
+
+// How a line is laid out.
+struct Style {
+  std::string indentation;
+  std::string equals = "=";  // With the spaces around it.
+};
+
+std::string Indentation(std::string_view line) {
+  return std::string(
+      line.substr(0, std::min(line.find_first_not_of(kSpaces), line.size())));
+}
+
+// Returns the style of a key's line, disabled or not.
+Style StyleOfKey(const LineTable& lines, std::size_t line) {
+  const std::string_view text = lines.TextOf(line);
+  const IniLine read = lines.Read(line);
+  const std::size_t name_end = OffsetOf(read.name, text) + read.name.size();
+  std::size_t value = OffsetOf(read.value, text);
+  if (read.value.empty())
+    value = std::min(text.find_first_not_of(kSpaces, value), text.size());
+  return {.indentation = Indentation(text),
+          .equals = std::string(text.substr(name_end, value - name_end))};
+}
+
+// Returns the nearest line of that kind above `line`, or else below; kNoLine if
+// there is none.
+std::size_t Nearest(const LineTable& lines, std::size_t line, LineKind kind) {
+  for (std::size_t at = std::min(line, lines.size()); at > 0; --at)
+    if (lines.KindOf(at - 1) == kind) return at - 1;
+  for (std::size_t at = line; at < lines.size(); ++at)
+    if (lines.KindOf(at) == kind) return at;
+  return kNoLine;
+}
+
+// An indented line below a value that ends with a backslash would be a part of
+// that value.
+std::string IndentationFor(const LineTable& lines, std::size_t line,
+                           std::string indentation) {
+  return line > 0 && lines.CouldSwallow(lines.TextOf(line - 1), indentation)
+             ? ""
+             : indentation;
+}
+
+bool IsBlankLine(const LineTable& lines, std::size_t line) {
+  return line < lines.size() && lines.KindOf(line) == LineKind::kBlank;
+}
+
+// Returns whether the headers of the text have a blank line above them: the
+// nearest one decides.
+bool HasBlankAbove(const LineTable& lines, std::size_t header) {
+  if (header == kNoLine) return false;
+  while (header > 0 && lines.KindOf(header - 1) == LineKind::kComment) --header;
+  return header > 0 && IsBlankLine(lines, header - 1);
+}
+
+IniResult Invalid(std::string_view reason) {
+  return {.code = Code::kInvalid, .reason = reason};
+}
+
+bool IsCommentIn(IniReading reading, std::string_view line) {
+  const IniLine read =
+      reading == IniReading::kLive ? ReadLiveLine(line) : ReadRecordLine(line);
+  return read.kind == LineKind::kComment;
+}
+
+// Returns the lines of a comment; nothing if one of them is no comment.
+std::optional<std::vector<std::string>> CommentLines(const LineTable& lines,
+                                                     std::size_t line,
+                                                     std::string_view text) {
+  std::vector<std::string> result;
+  text = TrimmedLine(text);
+  while (!text.empty()) {
+    const std::string_view whole = text.substr(0, text.find('\n'));
+    const std::string_view content = TrimmedLine(whole);
+    std::string comment = Indentation(lines.TextOf(line));
+    if (content.empty())
+      comment += '#';
+    else
+      comment.append(IsCommentCharacter(content[0]) ? "" : "# ")
+          .append(content);
+    if (!IsCommentIn(lines.reading(), comment)) return std::nullopt;
+    result.push_back(comment.append(lines.NewlineOf(line)));
+    text.remove_prefix(std::min(whole.size() + 1, text.size()));
+  }
+  return result;
+}
+
+}  // namespace
+
+std::string_view SectionFault(std::string_view section) {
+  if (Contains(section, ']')) return "a section name cannot contain ']'";
+  if (Contains(section, '\n')) return "a section name cannot contain a newline";
+  return "";
+}
+
+std::string_view KeyFault(std::string_view key) {
+  if (key.empty()) return "a key cannot be empty";
+  if (Contains(key, '=')) return "a key cannot contain '='";
+  if (Contains(key, '\n')) return "a key cannot contain a newline";
+  if (Contains("[#;", key[0])) return "a key cannot begin with '[', '#' or ';'";
+  return "";
+}
+
+std::string_view ValueFault(std::string_view value) {
+  return Contains(value, '\n') ? "a value cannot contain a newline" : "";
+}
+
+std::string_view NewKeyFault(const IniName& name, std::string_view value) {
+  if (const auto fault = SectionFault(name.section); !fault.empty())
+    return fault;
+  if (!name.key) return "";
+  const auto fault = KeyFault(*name.key);
+  return fault.empty() ? ValueFault(TrimmedLine(value)) : fault;
+}
+
+std::size_t PlaceOf(std::size_t index, std::size_t count,
+                    std::size_t by_default) {
+  if (index == 0) return count == 0 ? kNoLine : by_default;
+  return index <= count ? index - 1 : kNoLine;
+}
+
+IniResult CheckValueEnd(const LineTable& lines, std::size_t line) {
+  if (!lines.Continues(line + 1)) return {};
+  return {.code = Code::kMalformed,
+          .line = line + 2,
+          .reason = "the value continues on this line"};
+}
+
+IniResult SetValueAt(LineTable& lines, std::size_t line,
+                     std::string_view value) {
+  const IniLine read = lines.Read(line);
+  if (read.value == value) return {.code = Code::kUnchanged};
+  if (const IniResult result = CheckValueEnd(lines, line); !result.IsOk())
+    return result;
+  if (lines.CouldSwallow(value, line + 1)) return Invalid(kGoesOn);
+  const std::string_view text = lines.TextOf(line);
+  std::size_t begin = OffsetOf(read.value, text);
+  if (read.value.empty())
+    begin = std::min(text.find_first_not_of(kSpaces, begin), text.size());
+  std::string changed(text);
+  changed.replace(begin, read.value.size(), value);
+  lines.Replace(line, changed);
+  return {};
+}
+
+void RenameAt(LineTable& lines, std::size_t line, std::string_view new_name) {
+  const IniLine read = lines.Read(line);
+  std::string text(lines.TextOf(line));
+  text.replace(OffsetOf(read.name, lines.TextOf(line)), read.name.size(),
+               new_name);
+  lines.Replace(line, text);
+}
+
+void MarkAt(LineTable& lines, std::size_t line, std::string_view marks) {
+  std::string text(lines.TextOf(line));
+  text.insert(Indentation(text).size(), marks);
+  lines.Replace(line, text);
+}
+
+void UnmarkAt(LineTable& lines, std::size_t line, std::size_t count) {
+  std::string text(lines.TextOf(line));
+  const std::size_t begin = Indentation(text).size();
+  text.erase(begin, count);
+  text.erase(
+      begin,
+      std::min(text.find_first_not_of(kSpaces, begin), text.size()) - begin);
+  lines.Replace(line, text);
+}
+
+IniResult InsertKey(LineTable& lines, std::size_t line, std::size_t model,
+                    std::string_view key, std::string_view value) {
+  if (lines.CouldSwallow(value, line)) return Invalid(kGoesOn);
+  if (model == kNoLine) model = Nearest(lines, line, LineKind::kKey);
+  const Style style = model == kNoLine ? Style() : StyleOfKey(lines, model);
+  std::string text = IndentationFor(lines, line, style.indentation);
+  text.append(key).append(style.equals).append(value);
+  // The space after the `=` would be one at the end of the line.
+  if (value.empty()) text.erase(text.find_last_not_of(kSpaces) + 1);
+  lines.Insert(line, text.append(lines.NewlineOf(model)));
+  return {};
+}
+
+std::size_t InsertHeader(LineTable& lines, std::size_t line,
+                         std::string_view section) {
+  const std::size_t model = Nearest(lines, line, LineKind::kHeader);
+  const std::string newline(lines.NewlineOf(model));
+  if (HasBlankAbove(lines, model) && line > 0 && !IsBlankLine(lines, line - 1))
+    lines.Insert(line++, newline);
+  std::string text =
+      model == kNoLine
+          ? ""
+          : IndentationFor(lines, line, Indentation(lines.TextOf(model)));
+  lines.Insert(line, text.append("[").append(section).append("]" + newline));
+  return line;
+}
+
+IniResult ReplaceComments(LineTable& lines, const std::vector<std::size_t>& old,
+                          std::size_t line, std::string_view comments) {
+  const auto wanted = CommentLines(lines, line, comments);
+  if (!wanted)
+    return Invalid(lines.reading() == IniReading::kLive
+                       ? "a comment cannot look like a disabled key or header"
+                       : "a comment cannot contain '[' or '=': its line would "
+                         "be read as a disabled key or header");
+  if (std::ranges::equal(old, *wanted, {},
+                         [&](std::size_t at) { return lines.TextOf(at); }))
+    return {.code = Code::kUnchanged};
+  for (const std::size_t at : std::views::reverse(old)) lines.Erase(at, at + 1);
+  line -= old.size();
+  for (const std::string& text : *wanted) lines.Insert(line++, text);
+  return {};
+}
+
+}  // namespace fairlead::internal

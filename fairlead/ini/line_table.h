@@ -1,0 +1,110 @@
+// A text as a table of its lines. Not installed.
+
+#ifndef FAIRLEAD_INI_LINE_TABLE_H_
+#define FAIRLEAD_INI_LINE_TABLE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fairlead/ini/ini_document.h"
+#include "fairlead/ini/ini_line.h"
+
+namespace fairlead::internal {
+
+inline constexpr std::size_t kNoLine = SIZE_MAX;
+
+// Returns a number that equal names share and most others do not.
+std::uint32_t HashOf(std::string_view name);
+
+// The lines of a text, each with what it means. Sixteen bytes for a line: a
+// large file must not take several times its size.
+//
+// A line is numbered from 0 and includes its newline.
+class LineTable {
+ public:
+  // Throws std::length_error for a text of 4 GiB or more.
+  LineTable(std::string text, IniReading reading);
+
+  IniReading reading() const { return reading_; }
+  bool edited() const { return edited_; }
+  std::size_t size() const { return lines_.size(); }
+
+  LineKind KindOf(std::size_t line) const { return lines_[line].kind; }
+  bool IsDisabled(std::size_t line) const { return lines_[line].disabled; }
+  // Of the name of a key or header, which must be closed.
+  std::uint32_t HashAt(std::size_t line) const { return lines_[line].hash; }
+
+  // Returns a line. The view is valid until the next edit.
+  std::string_view TextOf(std::size_t line) const;
+  // Reads a line again: the table keeps only its kind.
+  IniLine Read(std::size_t line) const;
+  // Returns whether the line continues the value above it, so that the value is
+  // more than the line of its key holds.
+  bool Continues(std::size_t line) const;
+
+  // Returns whether the line is below a value that ends with a backslash, and
+  // indented: an active key or header there is a part of the value.
+  bool IsSwallowed(std::size_t line) const;
+  // Returns whether such a value above would continue on this line, which could
+  // be a key or a header otherwise. Only in the live reading.
+  bool CouldSwallow(std::string_view value, std::size_t line) const;
+  // The same for a line with that indentation below that line.
+  bool CouldSwallow(std::string_view line, std::string_view indentation) const;
+
+  // Returns the byte order mark at the beginning of the text, or "".
+  std::string_view ByteOrderMark() const;
+  // Returns "\n" or "\r\n": that of the line, or if it has none, of the first.
+  std::string_view NewlineOf(std::size_t line) const;
+
+  std::size_t TextSize() const;
+
+  // Passes the text on in pieces that are as long as possible.
+  template <typename Take>
+  void ForEachPiece(Take take) const {
+    if (!ByteOrderMark().empty()) take(ByteOrderMark());
+    for (std::size_t line = 0; line < lines_.size();) {
+      const std::uint32_t begin = lines_[line].begin;
+      std::uint32_t end = begin;
+      while (line < lines_.size() && lines_[line].begin == end &&
+             (end == begin || end != text_.size()))
+        end += lines_[line++].size;
+      take(BytesAt(begin, end - begin));
+    }
+  }
+
+  // Each of these throws std::length_error if the texts of all edits together
+  // reach 4 GiB; nothing is changed then.
+
+  // Inserts a line, with its newline, before `line`, or at the end. There, if
+  // the text does not end in a newline, it still does not.
+  void Insert(std::size_t line, std::string_view text);
+  void Replace(std::size_t line, std::string_view text);
+  void Erase(std::size_t begin, std::size_t end);
+
+ private:
+  struct Line {
+    std::uint32_t begin;  // In text_, or in added_ behind it.
+    std::uint32_t size;
+    std::uint32_t hash;
+    LineKind kind;
+    bool disabled;
+  };
+
+  std::string_view BytesAt(std::size_t begin, std::size_t size) const;
+  Line Added(std::string_view text);
+  void Classify(std::size_t line);
+  void ClassifyFrom(std::size_t line);
+
+  IniReading reading_;
+  bool edited_ = false;
+  std::string text_;
+  std::string added_;  // The lines that edits have made.
+  std::vector<Line> lines_;
+};
+
+}  // namespace fairlead::internal
+
+#endif  // FAIRLEAD_INI_LINE_TABLE_H_

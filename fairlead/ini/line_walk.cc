@@ -1,0 +1,238 @@
+// Walks over the lines of an INI text and knows the section of each.
+
+#include "fairlead/ini/line_walk.h"
+
+#include <algorithm>
+
+namespace fairlead::internal {
+namespace {
+
+bool IsRecords(const LineTable& lines) {
+  return lines.reading() == IniReading::kRecords;
+}
+
+bool Is(Which which, const LineWalk& walk) {
+  switch (which) {
+    case Which::kAny:
+      return true;
+    case Which::kActive:
+      return !walk.IsDisabled();
+    case Which::kDisabled:
+      return walk.IsDisabled() && walk.disabled_header == kNoLine;
+    case Which::kInDisabledSection:
+      return walk.IsDisabled() && walk.disabled_header != kNoLine;
+  }
+  return false;
+}
+
+// Adds a line to the block that it belongs to.
+void Extend(Block& block, const LineWalk& walk) {
+  const LineKind kind = walk.Kind();
+  const bool is_active_key = kind == LineKind::kKey && !walk.IsDisabled();
+  block.has_active_key |= is_active_key;
+  // A disabled header with active keys below is only a comment.
+  if (walk.disabled_header != kNoLine && !is_active_key) return;
+  block.end = walk.line + 1;
+  if (kind == LineKind::kKey || kind == LineKind::kOther)
+    block.last = walk.line;
+}
+
+// Returns the part before the first header.
+Block TopBlock(const LineTable& lines) {
+  Block top = {.header = kTop, .begin = 0, .last = kNoLine, .end = 0};
+  for (LineWalk walk(lines); walk.Next() && walk.header == kTop;)
+    Extend(top, walk);
+  return top;
+}
+
+}  // namespace
+
+bool LineWalk::Next() {
+  if (line != kNoLine && IsRecords(*lines) && IsEntry()) has_comments = false;
+  ++line;
+  if (line >= lines->size()) return false;
+
+  const LineKind kind = Kind();
+  if (IsRecords(*lines)) {
+    if (kind == LineKind::kUnclosedHeader) return false;
+    if (kind == LineKind::kHeader) header = line;
+    if (kind == LineKind::kComment) has_comments = true;
+    return true;
+  }
+  if (kind == LineKind::kHeader && IsDisabled()) {
+    disabled_header = line;
+  } else if (kind == LineKind::kHeader || kind == LineKind::kUnclosedHeader) {
+    header = kind == LineKind::kHeader ? line : kNowhere;
+    disabled_header = kNoLine;
+  } else if (kind == LineKind::kKey && !IsDisabled()) {
+    disabled_header = kNoLine;
+  }
+  return true;
+}
+
+bool LineWalk::IsEntry() const {
+  const LineKind kind = Kind();
+  if (kind == LineKind::kHeader || kind == LineKind::kKey) return true;
+  if (!IsRecords(*lines)) return false;
+  return kind == LineKind::kKeyless ||
+         (kind == LineKind::kOther && !has_comments);
+}
+
+std::size_t LineWalk::Section() const {
+  if (Kind() == LineKind::kOther) return kNoLine;
+  if (Kind() == LineKind::kHeader) return line;
+  if (IsDisabled() && disabled_header != kNoLine) return disabled_header;
+  return header;
+}
+
+bool Wanted::IsAt(const LineTable& lines, std::size_t line) const {
+  return lines.HashAt(line) == hash && lines.Read(line).name == name;
+}
+
+bool Wanted::IsSection(const LineTable& lines, std::size_t header) const {
+  if (header == kTop || header == kNoLine) return name.empty();
+  return header != kNowhere && IsAt(lines, header);
+}
+
+std::vector<std::size_t> KeyLines(const LineTable& lines,
+                                  std::string_view section,
+                                  std::string_view key, Which which) {
+  std::vector<std::size_t> found;
+  const Wanted wanted_section(section);
+  const Wanted wanted_key(key);
+  for (LineWalk walk(lines); walk.Next();) {
+    if (walk.Kind() == LineKind::kKey && Is(which, walk) &&
+        wanted_key.IsAt(lines, walk.line) &&
+        wanted_section.IsSection(lines, walk.Section()))
+      found.push_back(walk.line);
+  }
+  return found;
+}
+
+std::vector<std::size_t> RecordLines(const LineTable& lines,
+                                     std::string_view section) {
+  std::vector<std::size_t> found;
+  const Wanted wanted(section);
+  for (LineWalk walk(lines); walk.Next();)
+    if (walk.IsEntry() && wanted.IsSection(lines, walk.Section()))
+      found.push_back(walk.line);
+  return found;
+}
+
+std::vector<Block> ActiveBlocks(const LineTable& lines,
+                                std::string_view section) {
+  std::vector<Block> blocks;
+  const Wanted wanted(section);
+  const Block top = TopBlock(lines);
+  if (section.empty() && top.has_active_key) blocks.push_back(top);
+  bool is_inside = false;
+  for (LineWalk walk(lines); walk.Next();) {
+    const bool opens = walk.header == walk.line;
+    if (opens || walk.header == kNowhere)
+      is_inside = opens && wanted.IsSection(lines, walk.header);
+    if (opens && is_inside)
+      blocks.push_back({walk.line, walk.line, walk.line, walk.line + 1});
+    else if (is_inside)
+      Extend(blocks.back(), walk);
+  }
+  return blocks;
+}
+
+std::vector<Block> DisabledBlocks(const LineTable& lines,
+                                  std::string_view section) {
+  std::vector<Block> blocks;
+  const Wanted wanted(section);
+  const Block top = TopBlock(lines);
+  if (section.empty() && top.end > 0 && !top.has_active_key)
+    blocks.push_back(top);
+  bool is_inside = false;
+  for (LineWalk walk(lines); walk.Next();) {
+    if (walk.Kind() == LineKind::kHeader && walk.IsDisabled()) {
+      is_inside = wanted.IsSection(lines, walk.line);
+      if (is_inside)
+        blocks.push_back({walk.line, walk.line, walk.line, walk.line});
+    }
+    if (walk.disabled_header == kNoLine) is_inside = false;
+    if (is_inside) blocks.back().end = walk.line + 1;
+  }
+  return blocks;
+}
+
+std::size_t CommentsBegin(const LineTable& lines, std::size_t line) {
+  while (line > 0 && lines.KindOf(line - 1) == LineKind::kComment) --line;
+  return line;
+}
+
+std::vector<std::size_t> RecordComments(const LineTable& lines,
+                                        std::size_t line) {
+  std::vector<std::size_t> comments;
+  for (LineWalk walk(lines); walk.Next() && walk.line < line;) {
+    if (walk.IsEntry()) comments.clear();
+    if (walk.Kind() == LineKind::kComment) comments.push_back(walk.line);
+  }
+  return comments;
+}
+
+std::vector<std::size_t> CommentsOf(const LineTable& lines, std::size_t line) {
+  if (IsRecords(lines)) return RecordComments(lines, line);
+  std::vector<std::size_t> comments;
+  for (std::size_t at = CommentsBegin(lines, line); at < line; ++at)
+    comments.push_back(at);
+  return comments;
+}
+
+std::size_t HeaderOf(const LineTable& lines, std::size_t key) {
+  // A disabled header counts only if no active key is between.
+  bool takes_disabled = IsRecords(lines) || lines.IsDisabled(key);
+  for (std::size_t line = key; line > 0; --line) {
+    const std::size_t at = line - 1;
+    const LineKind kind = lines.KindOf(at);
+    if (kind == LineKind::kUnclosedHeader) return kNowhere;
+    if (kind == LineKind::kHeader && (takes_disabled || !lines.IsDisabled(at)))
+      return at;
+    if (kind == LineKind::kKey && !lines.IsDisabled(at) && !IsRecords(lines))
+      takes_disabled = false;
+  }
+  return kTop;
+}
+
+IniResult::Code WhyMissing(const LineTable& lines, const IniName& name) {
+  using Code = IniResult::Code;
+  if (IsRecords(lines))
+    return RecordLines(lines, name.section).empty() ? Code::kNoSection
+                                                    : Code::kNoKey;
+  const auto has = [&](Which which) {
+    return !KeyLines(lines, name.section, *name.key, which).empty();
+  };
+  if (name.key && (has(Which::kDisabled) || has(Which::kInDisabledSection)))
+    return Code::kDisabled;
+  if (!ActiveBlocks(lines, name.section).empty()) return Code::kNoKey;
+  return DisabledBlocks(lines, name.section).empty() ? Code::kNoSection
+                                                     : Code::kDisabled;
+}
+
+std::size_t BeginOfBlock(const LineTable& lines, const Block& block) {
+  std::size_t begin = block.begin;
+  if (block.header == kTop)
+    while (lines.KindOf(begin) != LineKind::kKey) ++begin;
+  return CommentsBegin(lines, begin);
+}
+
+std::size_t EndOfBlock(const LineTable& lines, const Block& block) {
+  std::size_t end = block.last == kNoLine ? block.begin : block.last + 1;
+  std::size_t comments = end;
+  while (comments < lines.size() &&
+         lines.KindOf(comments) == LineKind::kComment)
+    ++comments;
+  if (comments == lines.size() || lines.KindOf(comments) == LineKind::kBlank)
+    end = comments;
+  return end;
+}
+
+std::size_t UnclosedHeader(const LineTable& lines) {
+  for (std::size_t line = 0; line < lines.size(); ++line)
+    if (lines.KindOf(line) == LineKind::kUnclosedHeader) return line;
+  return kNoLine;
+}
+
+}  // namespace fairlead::internal

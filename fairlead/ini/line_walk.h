@@ -1,0 +1,121 @@
+// Walks over the lines of an INI text and knows the section of each. Not
+// installed.
+
+#ifndef FAIRLEAD_INI_LINE_WALK_H_
+#define FAIRLEAD_INI_LINE_WALK_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "fairlead/ini/line_table.h"
+
+namespace fairlead::internal {
+
+// What stands for the header of a section that has none.
+inline constexpr std::size_t kTop = SIZE_MAX - 1;      // Before any header.
+inline constexpr std::size_t kNowhere = SIZE_MAX - 2;  // Below an unclosed one.
+
+// A line, and what the lines above it say about it.
+struct LineWalk {
+  const LineTable* lines;
+  std::size_t line = kNoLine;
+  std::size_t header = kTop;              // The last one that opened a section.
+  std::size_t disabled_header = kNoLine;  // Below it, in the live reading.
+  bool has_comments = false;  // Above a line that is no record, in the other.
+
+  explicit LineWalk(const LineTable& table) : lines(&table) {}
+
+  // Moves to the next line; returns false at the end of what is read.
+  bool Next();
+
+  LineKind Kind() const { return lines->KindOf(line); }
+  bool IsDisabled() const { return lines->IsDisabled(line); }
+  // Returns whether the line is a header, a key or another record.
+  bool IsEntry() const;
+  // Returns the header of the section that the line belongs to, or kTop,
+  // kNowhere; kNoLine for a record without a section.
+  std::size_t Section() const;
+};
+
+// A name to look for.
+struct Wanted {
+  std::string_view name;
+  std::uint32_t hash;
+
+  explicit Wanted(std::string_view text) : name(text), hash(HashOf(text)) {}
+
+  // Returns whether the line, a closed header or a key, has the name.
+  bool IsAt(const LineTable& lines, std::size_t line) const;
+  // Returns whether the section that Section() returned has the name.
+  bool IsSection(const LineTable& lines, std::size_t header) const;
+};
+
+enum class Which {
+  kAny,
+  kActive,
+  kDisabled,           // In an active section.
+  kInDisabledSection,  // Disabled keys below a disabled header.
+};
+
+// Returns the lines of the keys with that name in a section.
+std::vector<std::size_t> KeyLines(const LineTable& lines,
+                                  std::string_view section,
+                                  std::string_view key, Which which);
+
+// Returns the lines of the records of a section: its headers and keys, and all
+// else that CIniFile counts to it. For the records reading.
+std::vector<std::size_t> RecordLines(const LineTable& lines,
+                                     std::string_view section);
+
+// The lines of a section from one header to the next, in the live reading.
+struct Block {
+  std::size_t header;  // kTop if it has none.
+  std::size_t begin;   // The header; or line 0.
+  std::size_t last;    // The last line of its keys, or `begin`, or kNoLine.
+  std::size_t end;     // Behind the last line that belongs to it.
+  bool has_active_key = false;
+};
+
+// Returns the active parts of a section. The lines of a disabled section at the
+// end of one are not its own. The part before the first header counts if it has
+// an active key.
+std::vector<Block> ActiveBlocks(const LineTable& lines,
+                                std::string_view section);
+
+// Returns the disabled parts of a section. For section "", also the part before
+// the first header if it has no active key.
+std::vector<Block> DisabledBlocks(const LineTable& lines,
+                                  std::string_view section);
+
+// Returns the first of the comment lines right above a line.
+std::size_t CommentsBegin(const LineTable& lines, std::size_t line);
+
+// Returns the numbers of the comment lines above a record, back to the previous
+// record; for the records reading.
+std::vector<std::size_t> RecordComments(const LineTable& lines,
+                                        std::size_t line);
+
+// Returns the comment lines that belong to an entry.
+std::vector<std::size_t> CommentsOf(const LineTable& lines, std::size_t line);
+
+// Returns the header of the section of a key, as LineWalk::Section() does.
+std::size_t HeaderOf(const LineTable& lines, std::size_t key);
+
+// Returns the code for a name that no active line has, or no record.
+IniResult::Code WhyMissing(const LineTable& lines, const IniName& name);
+
+// Returns the first line of a block with the comments above it.
+std::size_t BeginOfBlock(const LineTable& lines, const Block& block);
+
+// Returns the end of the lines that belong to a block only: behind its last key
+// and the comments there, unless these are those of the next header.
+std::size_t EndOfBlock(const LineTable& lines, const Block& block);
+
+// Returns the first header without `]`, or kNoLine.
+std::size_t UnclosedHeader(const LineTable& lines);
+
+}  // namespace fairlead::internal
+
+#endif  // FAIRLEAD_INI_LINE_WALK_H_
