@@ -77,6 +77,7 @@ struct IniResult {
     kNoKey,      ///< The section exists, but not the key, or not at this index.
     kDisabled,   ///< Only disabled ones exist. (Live reading.)
     kExists,     ///< The new name exists already.
+    kNoHeader,   ///< The keys before the first header have none to edit.
     kInvalid,    ///< A line cannot hold the text; `reason` says why.
     kMalformed,  ///< The edit would have to change a line that it cannot.
   };

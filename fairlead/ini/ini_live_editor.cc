@@ -13,9 +13,6 @@
 namespace fairlead::internal {
 namespace {
 
-constexpr std::string_view kNoHeader =
-    "the keys before the first header have no header";
-
 std::string MarksOf(char mark, std::size_t count) {
   const std::array marks = {mark, mark == '#' ? ';' : '#'};
   return {marks.data(), count};
@@ -277,7 +274,7 @@ IniResult LiveEditor::RenameSection(std::string_view section,
   const auto blocks = ActiveBlocks(lines_, section);
   if (blocks.empty()) return {.code = WhyMissing(lines_, {section})};
   if (blocks.front().header == kTop)
-    return {.code = Code::kInvalid, .reason = kNoHeader};
+    return {.code = Code::kNoHeader};
   if (new_name == section) return {.code = Code::kUnchanged};
   const auto others = ActiveBlocks(lines_, new_name);
   if (!others.empty()) return Exists(others.front().begin);
@@ -295,7 +292,7 @@ IniResult LiveEditor::Comment(const IniName& name, std::string_view text) {
     if (!blocks.empty()) line = blocks.front().header;
   }
   if (line == kNoLine) return {.code = WhyMissing(lines_, name)};
-  if (line == kTop) return {.code = Code::kInvalid, .reason = kNoHeader};
+  if (line == kTop) return {.code = Code::kNoHeader};
   std::vector<std::size_t> old;
   for (std::size_t at = CommentsBegin(lines_, line); at < line; ++at)
     old.push_back(at);

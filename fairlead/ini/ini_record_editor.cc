@@ -24,9 +24,6 @@ bool IsHeader(const LineTable& lines, std::size_t line) {
   return lines.KindOf(line) == LineKind::kHeader;
 }
 
-constexpr std::string_view kNoHeader =
-    "the keys before the first header have no header";
-
 // Disables a line with this character; returns whether that changes it.
 bool MarkWith(LineTable& lines, std::size_t line, char mark) {
   const char old = lines.Read(line).mark;
@@ -185,7 +182,7 @@ IniResult RecordEditor::Rename(const IniName& name, std::string_view new_name) {
                : RecordLines(lines_, new_name);
   if (!same.empty()) return Exists(same.front());
   if (!name.key && !IsHeader(lines_, records.front()))
-    return {.code = Code::kInvalid, .reason = kNoHeader};
+    return {.code = Code::kNoHeader};
   for (const std::size_t record : records)
     if (name.key || IsHeader(lines_, record))
       RenameAt(lines_, record, new_name);
@@ -197,7 +194,7 @@ IniResult RecordEditor::Comment(const IniName& name, std::string_view text) {
   if (const IniResult result = Chosen(name, records); !result.IsOk())
     return result;
   if (!name.key && !IsHeader(lines_, records.front()))
-    return {.code = Code::kInvalid, .reason = kNoHeader};
+    return {.code = Code::kNoHeader};
   const std::size_t record = records.front();
   if (const IniResult result = CheckComments(record); !result.IsOk())
     return result;

@@ -1,36 +1,47 @@
-// The part of an INI file that a subcommand works on.
+// The section or key that -section, -key and -index name.
 
 #ifndef FAIRLEAD_TOOL_INI_INI_PLACE_H_
 #define FAIRLEAD_TOOL_INI_INI_PLACE_H_
 
+#include <cstddef>
+#include <optional>
 #include <string>
 
+#include "fairlead/ini/ini_document.h"
 #include "tool/command/arguments.h"
-#include "tool/ini/ini.h"
-#include "tool/ini/ini_store.h"
+#include "tool/ini/ini_parameters.h"
 
 namespace fairlead::tool::ini {
 
 /// A section, or a key in it.
 struct Place {
   std::string section;
-  std::string key;
-  bool has_key = false;
+  std::optional<std::string> key = {};
+  std::size_t index = 0;
 
-  /// Returns whether the records contain it, disabled or not.
-  bool IsIn(const Records& records) const;
+  IniName Name() const { return {section, key, index}; }
 };
 
-/// Returns what -section and -key name.
+/// Returns what -section, -key and -index name.
 ///
 /// @throws Failure with kWrongUsage if -key is only whitespace
-Place PlaceOf(const Arguments& arguments);
+Place PlaceOf(const Arguments<kPlaceUses>& arguments);
 
 /// Returns "key 'port' in section 'server'".
 std::string Spelled(const Place& place);
 
-/// Throws Failure with kAnswerIsNo: "there is no ...".
-[[noreturn]] void FailNotFound(const Place& place);
+/// Returns why there is no such place, for a search or an edit that found none:
+/// "there is no section 'server'".
+std::string WhyNotFound(IniResult::Code code, const Place& place);
+
+/// Throws for a result that is not IsOk().
+///
+/// @param to the new place, of an edit that renames or adds it
+/// @throws Failure with kAnswerIsNo, kWrongUsage or kMalformedInput
+void Require(const IniResult& result, const std::string& file,
+             const Place& place, const Place& to);
+void Require(const IniResult& result, const std::string& file,
+             const Place& place);
 
 }  // namespace fairlead::tool::ini
 

@@ -1,0 +1,221 @@
+// The subcommands of `ini` that compare files, or make many edits at once.
+
+#include <unistd.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tool/base/concat.h"
+#include "tool/command/command_table.h"
+#include "tool/ini/edit_script.h"
+#include "tool/ini/ini.h"
+#include "tool/ini/ini_edit.h"
+#include "tool/ini/ini_output.h"
+#include "tool/ini/ini_parameters.h"
+#include "tool/ini/ini_place.h"
+#include "tool/ini/ini_source.h"
+#include "tool/ini/ini_statuses.h"
+#include "tool/io/read_file.h"
+
+namespace fairlead::tool::ini {
+namespace {
+
+enum class DiffFormat { kAsText, kAsScript };
+
+constexpr auto kDiffFormats = std::to_array<Choice>({
+    {DiffFormat::kAsText, "text",
+     "lines of - or +, section, key and value with TABs between"},
+    {DiffFormat::kAsScript, "script", "the edits that 'ini apply' needs"},
+});
+constexpr Parameter kDiffFormat = {.name = "format",
+                                   .kind = Kind::kChoice,
+                                   .group = Group::kOutput,
+                                   .help = "the lines that differ, or a script",
+                                   .choices = kDiffFormats,
+                                   .fallback = "text"};
+
+constexpr auto kApplyUses =
+    Uses(kFile, OneOf(kScript, kScriptStdin), Optional(kRecords), kWritingUses);
+constexpr auto kDiffUses =
+    Uses(kFile, kWith, Optional(kRecords), Optional(kDiffFormat));
+constexpr auto kMergeUses =
+    Uses(kFile, kFrom, Optional(kRecords), kWritingUses);
+
+ExitStatus Apply(const Arguments<kApplyUses>& arguments, const Output& output) {
+  const bool from_stdin = arguments.Has(kScriptStdin);
+  const std::string name =
+      from_stdin ? "standard input" : arguments.Text(kScript);
+  const std::string text =
+      from_stdin ? ReadAll(STDIN_FILENO, name) : ReadFile(name);
+  const std::vector<ScriptLine> script = ParseScript(text, name);
+  const std::string file = arguments.Text(kFile);
+  return EditDocument(
+      arguments, output, Missing::kCreate,
+      [&](IniDocument& document) { RunScript(script, name, document, file); });
+}
+
+// The keys of a document that count, in the order of the first of each name.
+class Settings {
+ public:
+  using Key = std::pair<std::string, std::string>;  // Section and key.
+
+  Settings(const IniDocument& document, IniReading reading) {
+    const bool last_counts = reading == IniReading::kLive;
+    for (const IniEntry& entry : document) {
+      if (entry.IsHeader() || (last_counts && entry.IsDisabled())) continue;
+      Key key(entry.section, entry.key);
+      const auto [place, is_new] = values_.try_emplace(key, entry.value);
+      if (is_new) order_.push_back(&place->first);
+      if (!is_new && last_counts) place->second = entry.value;
+    }
+  }
+
+  const std::vector<const Key*>& order() const { return order_; }
+
+  const std::string* Find(const Key& key) const {
+    const auto place = values_.find(key);
+    return place == values_.end() ? nullptr : &place->second;
+  }
+
+ private:
+  std::map<Key, std::string> values_;
+  std::vector<const Key*> order_;
+};
+
+Settings SettingsIn(const std::string& file, IniReading reading) {
+  return {Parsed(ReadFile(file), file, reading), reading};
+}
+
+std::string Row(std::string_view sign, const Settings::Key& key,
+                const std::string& value) {
+  return Concat(sign, "\t", key.first, "\t", key.second, "\t", value, "\n");
+}
+
+// Returns the lines for a key whose value changes; either may be missing.
+std::string DifferenceOf(DiffFormat format, const Settings::Key& key,
+                         const std::string* before, const std::string* after) {
+  if (format == DiffFormat::kAsScript)
+    return after == nullptr
+               ? LineOfScript({"delete", key.first, key.second})
+               : LineOfScript({"set", key.first, key.second, *after});
+  return Concat(before == nullptr ? "" : Row("-", key, *before),
+                after == nullptr ? "" : Row("+", key, *after));
+}
+
+ExitStatus Diff(const Arguments<kDiffUses>& arguments, const Output& output) {
+  const IniReading reading = ReadingOf(arguments.Has(kRecords));
+  const auto format = arguments.Chosen<DiffFormat>(kDiffFormat);
+  const Settings before = SettingsIn(arguments.Text(kFile), reading);
+  const Settings after = SettingsIn(arguments.Text(kWith), reading);
+  std::string lines;
+  for (const Settings::Key* key : before.order()) {
+    const std::string* const old = before.Find(*key);
+    const std::string* const now = after.Find(*key);
+    if (now == nullptr || *now != *old)
+      lines += DifferenceOf(format, *key, old, now);
+  }
+  for (const Settings::Key* key : after.order())
+    if (before.Find(*key) == nullptr)
+      lines += DifferenceOf(format, *key, nullptr, after.Find(*key));
+  Print(output, Format::kTextLines, lines);
+  return lines.empty() ? kDone : kAnswerIsNo;
+}
+
+ExitStatus Merge(const Arguments<kMergeUses>& arguments, const Output& output) {
+  const IniReading reading = ReadingOf(arguments.Has(kRecords));
+  const Settings from = SettingsIn(arguments.Text(kFrom), reading);
+  const std::string file = arguments.Text(kFile);
+  return EditDocument(
+      arguments, output, Missing::kCreate, [&](IniDocument& document) {
+        for (const Settings::Key* key : from.order()) {
+          const Place place = {.section = key->first, .key = key->second};
+          Require(document.Set(place.Name(), *from.Find(*key)), file, place);
+        }
+      });
+}
+
+constexpr auto kApplyStatuses = std::to_array<Status>(
+    {kSuccess,
+     {kAnswerIsNo,
+      "a section or key does not exist, or does already; with -check: the "
+      "script would change the file"},
+     kUsage,
+     {kMalformedInput, "the file or the script is malformed"},
+     kUnwritten,
+     {kCannotRead, "the file or the script cannot be read"},
+     kLocked});
+constexpr auto kDiffStatuses =
+    std::to_array<Status>({{kDone, "the files have the same keys and values"},
+                           {kAnswerIsNo, "they differ"},
+                           kUsage,
+                           {kMalformedInput, "a file is malformed"},
+                           kUnprinted,
+                           {kCannotRead, "a file cannot be read"}});
+constexpr auto kMergeStatuses =
+    EditStatuses("with -check: the edit would change the file");
+
+constexpr auto kApplyExamples = std::to_array<Example>({
+    {"fairlead ini apply -file box.ini -script edits.txt",
+     "Makes the edits of edits.txt, or none."},
+    {"printf 'set server port 7000\\ndelete old\\n' | fairlead ini apply -file "
+     "box.ini -stdin",
+     "Sets a key and deletes a section in one step."},
+});
+constexpr auto kDiffExamples = std::to_array<Example>({
+    {"fairlead ini diff -file box.ini -with new.ini",
+     "Prints the keys that differ, whatever their order and layout."},
+    {"fairlead ini diff -file box.ini -with new.ini -format script",
+     "Prints a script that gives box.ini the keys of new.ini."},
+});
+constexpr auto kMergeExamples = std::to_array<Example>({
+    {"fairlead ini merge -file box.ini -from local.ini",
+     "Sets every key of local.ini in box.ini."},
+});
+
+}  // namespace
+
+constinit const Command kApply = {
+    .name = "apply",
+    .parent = &kIniCommand,
+    .summary = "make all edits of a script in one step",
+    .description =
+        "Each line of the script is an edit, as the subcommands of these "
+        "names make it: set SECTION KEY VALUE, add SECTION [KEY VALUE], delete "
+        "SECTION [KEY], enable SECTION [KEY], disable SECTION [KEY], comment "
+        "SECTION [KEY] TEXT, rename SECTION [KEY] NEW. Words with spaces, and "
+        "empty ones, are put in single or double quotes; in double quotes, "
+        "\\\" \\\\ \\n and \\t are escapes. Empty lines and lines that begin "
+        "with '#' or ';' are skipped. If an edit fails, none is made, and its "
+        "line is reported. Creates the file if it does not exist.",
+    .action = ActionOf<kApplyUses, Apply>(),
+    .examples = kApplyExamples,
+    .statuses = kApplyStatuses,
+};
+constinit const Command kDiff = {
+    .name = "diff",
+    .parent = &kIniCommand,
+    .summary = "print the keys that differ between two files",
+    .description =
+        "Compares sections, keys and values. Order, comments and layout do not "
+        "matter.",
+    .action = ActionOf<kDiffUses, Diff>(),
+    .examples = kDiffExamples,
+    .statuses = kDiffStatuses,
+};
+constinit const Command kMerge = {
+    .name = "merge",
+    .parent = &kIniCommand,
+    .summary = "set the keys of another file",
+    .description =
+        "Sets every key of the other file, as 'set' does. Other keys stay. "
+        "Creates the file if it does not exist.",
+    .action = ActionOf<kMergeUses, Merge>(),
+    .examples = kMergeExamples,
+    .statuses = kMergeStatuses,
+};
+
+}  // namespace fairlead::tool::ini

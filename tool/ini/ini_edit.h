@@ -1,0 +1,46 @@
+// Edits of INI files: in the file, or as a diff.
+
+#ifndef FAIRLEAD_TOOL_INI_INI_EDIT_H_
+#define FAIRLEAD_TOOL_INI_INI_EDIT_H_
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "fairlead/ini/ini_document.h"
+#include "tool/base/exit_status.h"
+#include "tool/command/arguments.h"
+#include "tool/ini/ini_parameters.h"
+#include "tool/io/output.h"
+
+namespace fairlead::tool::ini {
+
+/// What an edit does if the file does not exist.
+enum class Missing { kFail, kCreate };
+
+/// Changes a document, or throws Failure.
+using Edit = std::function<void(IniDocument& document)>;
+
+/// Edits the file that -file names, as -dryrun, -check, -inplace and -backup
+/// say.
+///
+/// @return kAnswerIsNo with -check if the edit would change the file
+/// @throws Failure as the edit, Parsed() and EditFile() do
+ExitStatus EditDocument(const Arguments<kEditingUses>& arguments,
+                        const Output& output, Missing missing,
+                        const Edit& edit);
+
+/// Edits the text, a missing file being an empty one, and returns the new one.
+using TextEdit =
+    std::function<std::string(const std::optional<std::string>& text)>;
+
+/// Does the same without a document.
+ExitStatus EditText(const Arguments<kWritingFileUses>& arguments,
+                    const Output& output, const TextEdit& edit);
+
+/// Throws Failure with kCannotRead for a file that does not exist.
+[[noreturn]] void FailMissing(const std::string& file);
+
+}  // namespace fairlead::tool::ini
+
+#endif  // FAIRLEAD_TOOL_INI_INI_EDIT_H_

@@ -1,0 +1,240 @@
+// The subcommands of `ini` that list a file.
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/command/command_table.h"
+#include "tool/ini/assignments.h"
+#include "tool/ini/ini.h"
+#include "tool/ini/ini_output.h"
+#include "tool/ini/ini_parameters.h"
+#include "tool/ini/ini_place.h"
+#include "tool/ini/ini_search.h"
+#include "tool/ini/ini_source.h"
+#include "tool/ini/ini_statuses.h"
+#include "tool/ini/listing.h"
+
+namespace fairlead::tool::ini {
+namespace {
+
+constexpr auto kListUses =
+    Uses(kFile, Optional(kSection), kReading, Optional(kAssignFormat));
+constexpr auto kSectionsUses = Uses(kFile, kReading, Optional(kFormat));
+constexpr auto kKeysUses = Uses(kFile, kSection, kReading, Optional(kFormat));
+constexpr auto kShowFormats = std::to_array<Choice>(
+    {{Format::kTextLines, "text"}, {Format::kJson, "json"}});
+constexpr Parameter kShowFormat = {.name = kFormat.name,
+                                   .kind = Kind::kChoice,
+                                   .group = Group::kOutput,
+                                   .help = "the lines, or JSON",
+                                   .choices = kShowFormats,
+                                   .fallback = kFormat.fallback};
+constexpr auto kShowUses =
+    Uses(kFile, Optional(kSection, Optional(kKey, Optional(kIndex))),
+         Optional(kRecords), Optional(kShowFormat));
+
+ExitStatus Sections(const Arguments<kSectionsUses>& arguments,
+                    const Output& output) {
+  const IniDocument document = ReadDocument(arguments);
+  std::vector<std::string> names;
+  ForEach(document, arguments, std::nullopt, [&](const IniEntry& entry) {
+    if (entry.IsHeader()) names.emplace_back(entry.section);
+  });
+  const auto format = arguments.Chosen<Format>(kFormat);
+  Print(output, format, tool::List(format, names));
+  return kDone;
+}
+
+ExitStatus Keys(const Arguments<kKeysUses>& arguments, const Output& output) {
+  const IniDocument document = ReadDocument(arguments);
+  std::vector<std::string> keys;
+  ForEach(document, arguments, arguments.Text(kSection),
+          [&](const IniEntry& entry) {
+            if (!entry.IsHeader()) keys.emplace_back(entry.key);
+          });
+  const auto format = arguments.Chosen<Format>(kFormat);
+  Print(output, format, tool::List(format, keys));
+  return kDone;
+}
+
+// Prints objects as an array, one a line.
+class JsonPrinter {
+ public:
+  explicit JsonPrinter(const Output& output)
+      : printer_(output, Format::kJson) {}
+
+  void Add(std::string_view object) {
+    printer_.Add(is_empty_ ? "[\n" : ",\n");
+    printer_.Add(object);
+    is_empty_ = false;
+  }
+
+  void End() {
+    printer_.Add(is_empty_ ? "[]\n" : "\n]\n");
+    printer_.Flush();
+  }
+
+ private:
+  Printer printer_;
+  bool is_empty_ = true;
+};
+
+std::string Row(Format format, const IniEntry& entry) {
+  return Rows(format, {{std::string(entry.section), std::string(entry.key),
+                        std::string(entry.value)}});
+}
+
+std::optional<std::string> SectionOf(const Arguments<kListUses>& arguments) {
+  if (!arguments.Has(kSection)) return std::nullopt;
+  return arguments.Text(kSection);
+}
+
+// Prints assignments only if all of them are safe.
+void PrintAssignments(const IniDocument& document,
+                      const Arguments<kListUses>& arguments,
+                      const Output& output) {
+  const std::optional<std::string> section = SectionOf(arguments);
+  Assignments assignments;
+  std::string lines;
+  ForEach(document, arguments, section, [&](const IniEntry& entry) {
+    if (!entry.IsHeader())
+      lines += assignments.Line(section ? "" : entry.section, entry.key,
+                                entry.value);
+  });
+  output.Write(lines);
+}
+
+ExitStatus List(const Arguments<kListUses>& arguments, const Output& output) {
+  const IniDocument document = ReadDocument(arguments);
+  const auto format = arguments.Chosen<Format>(kAssignFormat);
+  if (format == Format::kAssign) {
+    PrintAssignments(document, arguments, output);
+    return kDone;
+  }
+  JsonPrinter json(output);
+  Printer rows(output, format);
+  ForEach(document, arguments, SectionOf(arguments),
+          [&](const IniEntry& entry) {
+            if (entry.IsHeader()) return;
+            if (format == Format::kJson)
+              json.Add(Json(document, entry));
+            else
+              rows.Add(Row(format, entry));
+          });
+  if (format == Format::kJson)
+    json.End();
+  else
+    rows.Flush();
+  return kDone;
+}
+
+void ShowJson(const IniDocument& document, const std::optional<Place>& place,
+              const Output& output) {
+  JsonPrinter json(output);
+  for (const IniEntry& entry : document) {
+    const bool is_in = !place || (entry.section == place->section &&
+                                  (!place->key || entry.key == *place->key));
+    if (is_in) json.Add(Json(document, entry));
+  }
+  json.End();
+}
+
+ExitStatus Show(const Arguments<kShowUses>& arguments, const Output& output) {
+  const IniDocument document = ReadDocument(arguments);
+  std::optional<Place> place;
+  if (arguments.Has(kSection)) place = PlaceOf(arguments);
+  if (place) {
+    const IniFound found = document.Find(place->Name());
+    if (!found) FailNotFound(found, *place);
+  }
+  const auto format = arguments.Chosen<Format>(kShowFormat);
+  if (format == Format::kJson) {
+    ShowJson(document, place, output);
+  } else if (place) {
+    Print(output, format, document.TextOf(place->Name()));
+  } else {
+    document.ForEachPiece(
+        [&](std::string_view piece) { Print(output, format, piece); });
+  }
+  return kDone;
+}
+
+constexpr auto kReadStatuses = std::to_array<Status>(
+    {kSuccess,
+     {kAnswerIsNo, "the section or the key does not exist, or is disabled"},
+     kUsage,
+     kMalformed,
+     kUnprinted,
+     kUnread});
+cconstexpr auto kSectionsStatuses =
+    std::to_array<Status>({kSuccess, kUsage, kMalformed, kUnprinted, kUnread});
+c constexpr auto kListExamples = std::to_array<Example>({
+    {"fairlead ini list -file box.ini -format json",
+     "Prints every key with its value, its comments and its line."},
+    {"eval \"$(fairlead ini list -file box.ini -section server -format "
+     "assign)\"",
+     "Sets the shell variable $port, and one for each other key."},
+});
+constexpr auto kSectionsExamples = std::to_array<Example>({
+    {"fairlead ini sections -file box.ini", "Prints server."},
+});
+constexpr auto kKeysExamples = std::to_array<Example>({
+    {"fairlead ini keys -file box.ini -section server", "Prints port."},
+});
+constexpr auto kShowExamples = std::to_array<Example>({
+    {"fairlead ini show -file box.ini -section server",
+     "Prints the lines of the section."},
+});
+
+}  // namespace
+
+constinit const Command kList = {
+    .name = "list",
+    .parent = &kIniCommand,
+    .summary = "print the section, key and value of every key",
+    .description =
+        "Prints every key of the file, or of the section. JSON also has the "
+        "comments, the line and whether a key is disabled. The format assign "
+        "prints KEY='VALUE' for the keys of a -section, else "
+        "SECTION_KEY='VALUE', with '_' for what a variable's name cannot "
+        "contain; it refuses keys that would set a variable that shells use, "
+        "such as PATH.",
+    .action = ActionOf<kListUses, List>(),
+    .examples = kListExamples,
+    .statuses = kReadStatuses,
+};
+constinit const Command kSections = {
+    .name = "sections",
+    .parent = &kIniCommand,
+    .summary = "print the names of the sections",
+    .description = "Prints the names in the order of the file.",
+    .action = ActionOf<kSectionsUses, Sections>(),
+    .examples = kSectionsExamples,
+    .statuses = kSectionsStatuses,
+};
+constinit const Command kKeys = {
+    .name = "keys",
+    .parent = &kIniCommand,
+    .summary = "print the names of the keys of a section",
+    .description = "Prints the names in the order of the file.",
+    .action = ActionOf<kKeysUses, Keys>(),
+    .examples = kKeysExamples,
+    .statuses = kReadStatuses,
+};
+constinit const Command kShow = {
+    .name = "show",
+    .parent = &kIniCommand,
+    .summary = "print the lines of a file, a section or a key",
+    .description = "Prints the lines as they are, with the comments above.",
+    .action = ActionOf<kShowUses, Show>(),
+    .examples = kShowExamples,
+    .statuses = kReadStatuses,
+};
+
+}  // namespace fairlead::tool::ini

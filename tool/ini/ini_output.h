@@ -1,0 +1,39 @@
+// What the subcommands of `ini` print.
+
+#ifndef FAIRLEAD_TOOL_INI_INI_OUTPUT_H_
+#define FAIRLEAD_TOOL_INI_INI_OUTPUT_H_
+
+#include <string>
+#include <string_view>
+
+#include "fairlead/ini/ini_document.h"
+#include "tool/ini/listing.h"
+#include "tool/io/output.h"
+
+namespace fairlead::tool::ini {
+
+/// Prints; on a terminal, control bytes in the format kTextLines are made
+/// visible.
+void Print(const Output& output, Format format, std::string_view text);
+
+/// Collects text and prints it in large pieces.
+class Printer {
+ public:
+  Printer(const Output& output, Format format)
+      : output_(output), format_(format) {}
+
+  void Add(std::string_view text);
+  void Flush();
+
+ private:
+  const Output& output_;
+  const Format format_;
+  std::string text_;
+};
+
+/// Returns the entry as a JSON object.
+std::string Json(const IniDocument& document, const IniEntry& entry);
+
+}  // namespace fairlead::tool::ini
+
+#endif  // FAIRLEAD_TOOL_INI_INI_OUTPUT_H_

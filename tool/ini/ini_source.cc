@@ -1,0 +1,74 @@
+// Reads INI files.
+
+#include "tool/ini/ini_source.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/ini/listing.h"
+#include "tool/io/read_file.h"
+
+namespace fairlead::tool::ini {
+namespace {
+
+using std::string_view_literals::operator""sv;
+
+// Returns whether every second byte, from `first` on, is zero, and no other.
+bool HasZeroAtEverySecond(std::string_view bytes, std::size_t first) {
+  for (std::size_t at = 0; at < bytes.size(); ++at)
+    if ((bytes[at] == '\0') != (at % 2 == first)) return false;
+  return bytes.size() >= 4;
+}
+
+// Returns the name of a wide encoding, as iconv knows it; "" for any other.
+std::string_view WideEncoding(std::string_view text) {
+  if (text.starts_with("\xff\xfe\0\0"sv)) return "UTF-32";
+  if (text.starts_with("\0\0\xfe\xff"sv)) return "UTF-32";
+  if (text.starts_with("\xff\xfe")) return "UTF-16";
+  if (text.starts_with("\xfe\xff")) return "UTF-16";
+  // Without a byte order mark, ASCII text has zero bytes all the same.
+  constexpr std::size_t kSample = 64;
+  const std::string_view sample = text.substr(0, kSample);
+  if (HasZeroAtEverySecond(sample, 1)) return "UTF-16LE";
+  if (HasZeroAtEverySecond(sample, 0)) return "UTF-16BE";
+  return "";
+}
+
+}  // namespace
+
+void CheckEncoding(std::string_view text, std::string_view file) {
+  const std::string_view encoding = WideEncoding(text);
+  if (encoding.empty()) return;
+  throw Failure(
+      kMalformedInput,
+      Concat(Quoted(file), " is ", encoding, "; convert it: iconv -f ",
+             encoding, " -t UTF-8 ", ShellQuoted(file), " > NEW"));
+}
+
+IniReading ReadingOf(bool records) {
+  return records ? IniReading::kRecords : IniReading::kLive;
+}
+
+void FailMalformed(std::string_view file, std::size_t line,
+                   std::string_view what) {
+  throw Failure(kMalformedInput, Concat(Visible(file), ":", line, ": ", what));
+}
+
+IniDocument Parsed(std::string text, std::string_view file,
+                   IniReading reading) {
+  CheckEncoding(text, file);
+  IniDocument document(std::move(text), reading);
+  if (const std::size_t line = document.UnclosedHeader())
+    FailMalformed(file, line, "a header without ']'");
+  return document;
+}
+
+IniDocument ReadDocument(const Arguments<kSourceUses>& arguments) {
+  const std::string file = arguments.Text(kFile);
+  return Parsed(ReadFile(file), file, ReadingOf(arguments.Has(kRecords)));
+}
+
+}  // namespace fairlead::tool::ini

@@ -1,0 +1,110 @@
+// The subcommands of `ini` that write whole files.
+
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "fairlead/ini/ini_text.h"
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/command/command_table.h"
+#include "tool/ini/ini.h"
+#include "tool/ini/ini_edit.h"
+#include "tool/ini/ini_parameters.h"
+#include "tool/ini/ini_source.h"
+#include "tool/ini/ini_statuses.h"
+#include "tool/io/atomic_edit.h"
+#include "tool/io/read_file.h"
+
+namespace fairlead::tool::ini {
+namespace {
+
+constexpr auto kCreateUses = Uses(kFile, Optional(kDryrun));
+
+ExitStatus Create(const Arguments<kCreateUses>& arguments,
+                  const Output& /*output*/) {
+  const std::string file = arguments.Text(kFile);
+  const auto create = [&file](const std::optional<std::string>& text) {
+    if (text)
+      throw Failure(kAnswerIsNo, Concat(Quoted(file), " already exists"));
+    return std::string();
+  };
+  if (arguments.Has(kDryrun))
+    create(ReadFileIfAny(file));
+  else
+    EditFile(file, Writing::kReplace, create);
+  return kDone;
+}
+
+// Returns the text as the record store would write it.
+std::string Normalized(std::string_view text, const std::string& file) {
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  CheckEncoding(text, file);
+  const bool has_mark = text.starts_with(kByteOrderMark);
+  if (has_mark) text.remove_prefix(kByteOrderMark.size());
+  const IniRecords read = RecordsFromText(text);
+  if (read.unclosed_header != 0)
+    FailMalformed(file, read.unclosed_header, "a header without ']'");
+  if (read.lossy_line != 0)
+    FailMalformed(file, read.lossy_line,
+                  Concat(read.loss,
+                         "; it would be lost, so the file was not "
+                         "changed"));
+  return Concat(has_mark ? kByteOrderMark : "", TextFromRecords(read.records),
+                read.comments_at_end);
+}
+
+ExitStatus Normalize(const Arguments<kWritingFileUses>& arguments,
+                     const Output& output) {
+  const std::string file = arguments.Text(kFile);
+  return EditText(arguments, output,
+                  [&file](const std::optional<std::string>& text) {
+                    if (!text) FailMissing(file);
+                    return Normalized(*text, file);
+                  });
+}
+
+constexpr auto kCreateStatuses =
+    std::to_array<Status>({kSuccess,
+                           {kAnswerIsNo, "the file exists already"},
+                           kUsage,
+                           kUnwritten,
+                           kLocked});
+constexpr auto kNormalizeStatuses =
+    EditStatuses("with -check: the edit would change the file");
+
+constexpr auto kCreateExamples = std::to_array<Example>({
+    {"fairlead ini create -file box.ini", "Creates an empty box.ini."},
+});
+constexpr auto kNormalizeExamples = std::to_array<Example>({
+    {"fairlead ini normalize -file box.ini -dryrun",
+     "Shows what would change, and writes nothing."},
+});
+
+}  // namespace
+
+constinit const Command kCreate = {
+    .name = "create",
+    .parent = &kIniCommand,
+    .summary = "create an empty file",
+    .description = "The file must not exist.",
+    .action = ActionOf<kCreateUses, Create>(),
+    .examples = kCreateExamples,
+    .statuses = kCreateStatuses,
+};
+constinit const Command kNormalize = {
+    .name = "normalize",
+    .parent = &kIniCommand,
+    .summary = "write every line in the same layout",
+    .description =
+        "Removes blank lines, spaces around '=' and the CR of CR LF, and moves "
+        "comments right above their key. A file of which other text would be "
+        "lost is left unchanged, and the line is reported.",
+    .action = ActionOf<kWritingFileUses, Normalize>(),
+    .examples = kNormalizeExamples,
+    .statuses = kNormalizeStatuses,
+};
+
+}  // namespace fairlead::tool::ini
