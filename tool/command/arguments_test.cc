@@ -19,8 +19,16 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr auto kShells = std::to_array<Choice>({{"bash"}, {"zsh"}});
-constexpr auto kLineEnds = std::to_array<Choice>({{"none"}, {"lf"}, {"crlf"}});
+enum class Shell { kBash, kZsh };
+enum class LineEnd { kNone, kLf, kCrlf };
+
+constexpr auto kShells =
+    std::to_array<Choice>({{Shell::kBash, "bash"}, {Shell::kZsh, "zsh"}});
+constexpr auto kLineEnds = std::to_array<Choice>({
+    {LineEnd::kNone, "none"},
+    {LineEnd::kLf, "lf"},
+    {LineEnd::kCrlf, "crlf"},
+});
 
 constexpr Parameter kShell = {.name = "",
                               .kind = Kind::kChoice,
@@ -125,6 +133,7 @@ TEST(ArgumentsTest, ReturnsWhatWasGiven) {
   EXPECT_EQ(arguments.Number(kPort), 80);
   EXPECT_TRUE(arguments.Has(kLoud));
   EXPECT_EQ(arguments.Text(kEol), "crlf");
+  EXPECT_EQ(arguments.Chosen<LineEnd>(kEol), LineEnd::kCrlf);
   EXPECT_EQ(arguments.Text(kPath), "a/b");
   EXPECT_FALSE(arguments.Has(kCount));
 }
@@ -135,6 +144,7 @@ TEST(ArgumentsTest, ReturnsTheDefaultElse) {
   EXPECT_EQ(arguments.Number(kPort), 7000);
   EXPECT_EQ(arguments.Number(kCount), 0);
   EXPECT_EQ(arguments.Text(kEol), "none");
+  EXPECT_EQ(arguments.Chosen<LineEnd>(kEol), LineEnd::kNone);
   EXPECT_EQ(arguments.Text(kName), "");
   EXPECT_FALSE(arguments.Has(kName));
   EXPECT_FALSE(arguments.Has(kLoud));

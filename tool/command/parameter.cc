@@ -75,13 +75,6 @@ std::string Listed(const std::vector<std::string_view>& names) {
   return text;
 }
 
-void CheckChoice(const Parameter& parameter, std::string_view value) {
-  const std::vector<std::string_view> names = NamesOf(parameter.choices);
-  if (std::ranges::find(names, value) != names.end()) return;
-  Fail(Concat(Prefix(parameter), Quoted(value), " is not valid; choose ",
-              Listed(names)));
-}
-
 }  // namespace
 
 std::string_view Heading(Group group) {
@@ -133,6 +126,14 @@ std::string Explanation(const Parameter& parameter) {
   return text;
 }
 
+const Choice& ChoiceNamed(const Parameter& parameter, std::string_view name) {
+  const auto found = std::ranges::find(parameter.choices, name, &Choice::name);
+  if (found == parameter.choices.end())
+    Fail(Concat(Prefix(parameter), Quoted(name), " is not valid; choose ",
+                Listed(NamesOf(parameter.choices))));
+  return *found;
+}
+
 void CheckValue(const Parameter& parameter, std::string_view value) {
   switch (parameter.kind) {
     case Kind::kSwitch:
@@ -140,7 +141,8 @@ void CheckValue(const Parameter& parameter, std::string_view value) {
     case Kind::kNumber:
       return CheckNumber(parameter, value);
     case Kind::kChoice:
-      return CheckChoice(parameter, value);
+      ChoiceNamed(parameter, value);
+      return;
     case Kind::kNonEmptyText:
     case Kind::kFile:
       if (value.empty())

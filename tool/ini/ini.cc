@@ -10,7 +10,8 @@ namespace fairlead::tool {
 namespace ini {
 namespace {
 
-constexpr auto kShowFormats = std::to_array<Choice>({{"text"}, {"json"}});
+constexpr auto kShowFormats = std::to_array<Choice>(
+    {{Format::kTextLines, "text"}, {Format::kJson, "json"}});
 
 constexpr Parameter kShowFormat = {.name = kFormat.name,
                                    .kind = Kind::kChoice,

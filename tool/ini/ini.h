@@ -3,13 +3,13 @@
 #ifndef FAIRLEAD_TOOL_INI_INI_H_
 #define FAIRLEAD_TOOL_INI_INI_H_
 
-#include <array>
 #include <string>
 #include <string_view>
 
 #include "tool/command/arguments.h"
 #include "tool/command/command.h"
 #include "tool/command/parameters.h"
+#include "tool/ini/listing.h"
 #include "tool/io/output.h"
 
 namespace fairlead::tool::ini {
@@ -77,9 +77,6 @@ inline constexpr Parameter kDefault = {
     .group = Group::kWhat,
     .help = "the value to print if the key or the file does not exist"};
 
-inline constexpr auto kFormats =
-    std::to_array<Choice>({{"text"}, {"sh"}, {"json"}, {"nul"}});
-
 inline constexpr Parameter kFormat = {
     .name = "format",
     .kind = Kind::kChoice,
@@ -111,9 +108,9 @@ inline constexpr auto kSharedUses =
 
 using Arguments = tool::Arguments<kSharedUses>;
 
-/// Prints; on a terminal, control bytes in the format "text" are made visible.
-void Print(const Output& output, std::string_view format,
-           const std::string& text);
+/// Prints; on a terminal, control bytes in the format kTextLines are made
+/// visible.
+void Print(const Output& output, Format format, const std::string& text);
 
 // The subcommands. Their usage has been checked.
 

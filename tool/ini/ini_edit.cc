@@ -40,7 +40,8 @@ void Apply(const Arguments& arguments, const Output& output,
   const std::string file = arguments.Text(kFile);
   if (arguments.Has(kDryrun)) {
     const std::optional<std::string> text = ReadFileIfAny(file);
-    Print(output, "text", Difference(file, text.value_or(""), change(text)));
+    Print(output, Format::kTextLines,
+          Difference(file, text.value_or(""), change(text)));
     return;
   }
   const bool in_place = arguments.Has(kInplace);

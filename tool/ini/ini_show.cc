@@ -55,16 +55,15 @@ std::string Json(const Records& records) {
 
 }  // namespace
 
-void Print(const Output& output, std::string_view format,
-           const std::string& text) {
-  if (output.screen().terminal && format == "text")
+void Print(const Output& output, Format format, const std::string& text) {
+  if (output.screen().terminal && format == Format::kTextLines)
     output.Write(Visible(text));
   else
     output.Write(text);
 }
 
 ExitStatus Get(const Arguments& arguments, const Output& output) {
-  const std::string format = arguments.Text(kFormat);
+  const auto format = arguments.Chosen<Format>(kFormat);
   const std::string file = arguments.Text(kFile);
   const Place place = PlaceOf(arguments);
   const bool has_default = arguments.Has(kDefault);
@@ -81,11 +80,11 @@ ExitStatus Get(const Arguments& arguments, const Output& output) {
 }
 
 ExitStatus List(const Arguments& arguments, const Output& output) {
-  const std::string format = arguments.Text(kFormat);
+  const auto format = arguments.Chosen<Format>(kFormat);
   Records records = Selected(arguments, ReadContent(arguments).records);
   std::erase_if(records,
                 [](const Record& record) { return record.Key.empty(); });
-  if (format == "json") {
+  if (format == Format::kJson) {
     Print(output, format, Json(records));
     return kDone;
   }
@@ -97,7 +96,7 @@ ExitStatus List(const Arguments& arguments, const Output& output) {
 }
 
 ExitStatus Sections(const Arguments& arguments, const Output& output) {
-  const std::string format = arguments.Text(kFormat);
+  const auto format = arguments.Chosen<Format>(kFormat);
   std::vector<std::string> names;
   for (const Record& record : ReadContent(arguments).records)
     if (record.Key.empty()) names.push_back(record.Section);
@@ -106,7 +105,7 @@ ExitStatus Sections(const Arguments& arguments, const Output& output) {
 }
 
 ExitStatus Keys(const Arguments& arguments, const Output& output) {
-  const std::string format = arguments.Text(kFormat);
+  const auto format = arguments.Chosen<Format>(kFormat);
   std::vector<std::string> keys;
   for (const Record& record :
        Selected(arguments, ReadContent(arguments).records))
@@ -124,10 +123,10 @@ ExitStatus Has(const Arguments& arguments, const Output& /*output*/) {
 }
 
 ExitStatus Show(const Arguments& arguments, const Output& output) {
-  const std::string format = arguments.Text(kFormat);
+  const auto format = arguments.Chosen<Format>(kFormat);
   const Content content = ReadContent(arguments);
   const Records records = Selected(arguments, content.records);
-  if (format == "json") {
+  if (format == Format::kJson) {
     Print(output, format, Json(records));
     return kDone;
   }

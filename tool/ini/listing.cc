@@ -22,40 +22,55 @@ std::string ShellQuoted(std::string_view text) {
   return quoted + "'";
 }
 
+std::string Spelled(Format format, const std::string& text) {
+  switch (format) {
+    case Format::kTextLines:
+    case Format::kNul:
+      return text;
+    case Format::kShell:
+      return ShellQuoted(text);
+    case Format::kJson:
+      return JsonString(text);
+  }
+  return {};
+}
+
+std::string Row(Format format, const std::vector<std::string>& texts) {
+  std::string row;
+  const char* separator = "";
+  for (const std::string& text : texts) {
+    row += Concat(separator, Spelled(format, text));
+    if (format == Format::kNul)
+      row += '\0';
+    else
+      separator = format == Format::kShell ? " " : "\t";
+  }
+  return format == Format::kNul ? row : Concat(row, "\n");
+}
+
 }  // namespace
 
-std::string Rows(std::string_view format,
+std::string Rows(Format format,
                  const std::vector<std::vector<std::string>>& rows) {
   std::string lines;
-  for (const std::vector<std::string>& row : rows) {
-    const char* separator = "";
-    for (const std::string& text : row) {
-      lines += format == "nul" ? "" : separator;
-      lines += format == "sh" ? ShellQuoted(text) : text;
-      if (format == "nul") lines += '\0';
-      separator = format == "sh" ? " " : "\t";
-    }
-    if (format != "nul") lines += '\n';
-  }
+  for (const std::vector<std::string>& row : rows) lines += Row(format, row);
   return lines;
 }
 
-std::string List(std::string_view format,
-                 const std::vector<std::string>& texts) {
-  if (format == "json") {
+std::string List(Format format, const std::vector<std::string>& texts) {
+  if (format == Format::kShell) return Row(format, texts);
+  if (format == Format::kJson) {
     std::vector<std::string> values(texts.size());
     std::ranges::transform(texts, values.begin(), JsonString);
     return JsonArray(values);
   }
-  if (format == "sh") return Rows(format, {texts});
   std::string lines;
-  for (const std::string& text : texts) lines += Rows(format, {{text}});
+  for (const std::string& text : texts) lines += Row(format, {text});
   return lines;
 }
 
-std::string Single(std::string_view format, const std::string& text) {
-  return format == "json" ? Concat(JsonString(text), "\n")
-                          : Rows(format, {{text}});
+std::string Single(Format format, const std::string& text) {
+  return Row(format, {text});
 }
 
 std::string JsonArray(const std::vector<std::string>& values) {

@@ -3,24 +3,35 @@
 #ifndef FAIRLEAD_TOOL_INI_LISTING_H_
 #define FAIRLEAD_TOOL_INI_LISTING_H_
 
+#include <array>
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "tool/command/parameter.h"
 
 namespace fairlead::tool {
 
-/// Formats rows of texts. "text" is a line per row, separated by TABs; "sh" is
-/// a line per row, quoted for a shell; "nul" is a zero byte after every text.
-std::string Rows(std::string_view format,
+enum class Format { kTextLines, kShell, kJson, kNul };
+
+inline constexpr auto kFormats = std::to_array<Choice>({
+    {Format::kTextLines, "text"},
+    {Format::kShell, "sh"},
+    {Format::kJson, "json"},
+    {Format::kNul, "nul"},
+});
+
+/// Formats rows of texts. kTextLines is a line per row, separated by TABs;
+/// kShell is a line per row, quoted for a shell; kJson is a line per row of
+/// JSON strings, separated by TABs; kNul is a zero byte after every text.
+std::string Rows(Format format,
                  const std::vector<std::vector<std::string>>& rows);
 
-/// Formats a list: one text per row, but one line for "sh" and a JSON array for
-/// "json".
-std::string List(std::string_view format,
-                 const std::vector<std::string>& texts);
+/// Formats a list: one text per row, but one line for kShell and a JSON array
+/// for kJson.
+std::string List(Format format, const std::vector<std::string>& texts);
 
 /// Formats one text.
-std::string Single(std::string_view format, const std::string& text);
+std::string Single(Format format, const std::string& text);
 
 /// Returns the JSON values as an array, one value per line.
 std::string JsonArray(const std::vector<std::string>& values);
