@@ -40,7 +40,10 @@ class ParsedArguments {
 
  private:
   void Check();
-  void CheckOperand(std::size_t at);
+  void CheckGiven(const Parameter& parameter, std::string_view value) const;
+  bool FollowsOperands(std::size_t at) const;
+  void TakeOperand(std::size_t at);
+  [[noreturn]] void FailForUnexpected(std::size_t at) const;
   const Parameter& Known(std::string_view name) const;
   [[noreturn]] void FailForName(std::string_view name) const;
   [[noreturn]] void FailForMissingValue(const Parameter& parameter,

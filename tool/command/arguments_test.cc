@@ -299,18 +299,30 @@ TEST(ArgumentsTest, ReportsAnUnexpectedArgument) {
             "unexpected argument ''; options are written -name value");
 }
 
-TEST(ArgumentsTest, DoesNotShowWhatMayBelongToASecret) {
+// Any argument of a command that takes a secret may be the secret, misplaced.
+TEST(ArgumentsTest, DoesNotShowWhatMayBeASecret) {
   static constexpr Parameter kPin = {.name = "pin",
                                      .placeholder = "PIN",
                                      .kind = Kind::kNonEmptyText,
                                      .group = Group::kWhat,
                                      .help = "a secret",
                                      .secret = true};
-  static constexpr auto kPinUses = Uses(kPin);
+  static constexpr auto kPinUses = Uses(kPin, Optional(kName), Optional(kLoud));
   const Command command = {.name = "try", .action = {kPinUses}};
   EXPECT_EQ(Refusal({"-pin", "12", "34"}, command),
             "unexpected argument after the value of -pin; quote values that "
             "contain spaces");
+  EXPECT_EQ(Refusal({"12", "-pin"}, command),
+            "unexpected argument after 'try'; options are written -name value");
+  EXPECT_EQ(Refusal({"-name", "a", "12"}, command),
+            "unexpected argument after the value of -name; quote values that "
+            "contain spaces");
+  EXPECT_EQ(Refusal({"--LOUD", "on", "12"}, command),
+            "unexpected argument after the value of -loud; quote values that "
+            "contain spaces");
+  EXPECT_EQ(Refusal({"-loud", "12"}, command),
+            "-loud is a switch and cannot be followed by a value (expected on, "
+            "off, yes, no, true, false, 1, 0 or nothing)");
 }
 
 TEST(ArgumentsTest, OperandsFollowTheCommandInOrder) {

@@ -39,7 +39,7 @@ void CheckSwitch(const Parameter& parameter, std::string_view value) {
   const std::string lower = MakeLower(std::string(value));
   if (std::ranges::find(kOn, lower) != kOn.end() || IsOff(value)) return;
   Fail(Concat("-", parameter.name, " is a switch and cannot be followed by ",
-              Quoted(value),
+              parameter.secret ? "a value" : Quoted(value),
               " (expected on, off, yes, no, true, false, 1, 0 or nothing)"));
 }
 
@@ -73,6 +73,13 @@ std::string Listed(const std::vector<std::string_view>& names) {
                                            : ", ",
                    names[i]);
   return text;
+}
+
+// "'fish' is not valid", or what does not show a value that may be secret.
+std::string Invalid(const Parameter& parameter, std::string_view value) {
+  return Concat(Prefix(parameter),
+                parameter.secret ? "the value" : Quoted(value),
+                " is not valid");
 }
 
 }  // namespace
@@ -129,7 +136,7 @@ std::string Explanation(const Parameter& parameter) {
 const Choice& ChoiceNamed(const Parameter& parameter, std::string_view name) {
   const auto found = std::ranges::find(parameter.choices, name, &Choice::name);
   if (found == parameter.choices.end())
-    Fail(Concat(Prefix(parameter), Quoted(name), " is not valid; choose ",
+    Fail(Concat(Invalid(parameter, name), "; choose ",
                 Listed(NamesOf(parameter.choices))));
   return *found;
 }

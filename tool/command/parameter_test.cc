@@ -144,6 +144,18 @@ TEST(ParameterTest, OffersOneEnumerationWithItsDefault) {
   static_assert(!Offers<Colour>(mixed()));
 }
 
+TEST(ParameterTest, ASecretValueIsNotShown) {
+  Parameter secret = kColour;
+  secret.secret = true;
+  EXPECT_EQ(Refusal(secret, "hunter2"),
+            "-colour: the value is not valid; choose red, green or blue");
+  secret = kFast;
+  secret.secret = true;
+  EXPECT_EQ(Refusal(secret, "hunter2"),
+            "-fast is a switch and cannot be followed by a value (expected on, "
+            "off, yes, no, true, false, 1, 0 or nothing)");
+}
+
 TEST(ParameterTest, AnOperandHasNoNameInAnError) {
   EXPECT_EQ(Refusal(kTopic, ""), "TOPIC must not be empty");
 }

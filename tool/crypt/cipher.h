@@ -53,7 +53,8 @@ inline constexpr Parameter kCipher = {
     .help =
         "the same with the key of -keyfile or -keyenv, which the process list "
         "does not show",
-    .choices = kCiphers};
+    .choices = kCiphers,
+    .secret = true};  // Refused, it may be a key that was meant for -aes.
 inline constexpr Parameter kKeyfile = {
     .name = "keyfile",
     .placeholder = "FILE",
