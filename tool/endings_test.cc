@@ -87,9 +87,9 @@ TEST(EndingsTest, ReportsAWrongUsage) {
   ExpectRefused({"send", "-demo", "-hex", "0"},
                 "-hex: '0' is not a pair of hexadecimal digits");
   ExpectRefused({"send", "-demo", "hello"},
-                "-demo is a switch and cannot be followed by 'hello'");
+                "-demo is a switch and cannot be followed by a value");
   ExpectRefused({"send", "-demo", "-text", "two", "words"},
-                "unexpected argument 'words' after 'two'; quote values");
+                "unexpected argument after the value of -text; quote values");
   ExpectRefused({"recv", "-demo", "-text", "x"}, "unknown option -text");
   ExpectRefused({"recv"}, "missing -host NAME -port N or -demo");
   ExpectRefused({"recv", "-host", "x"}, "-host needs -port N");

@@ -87,18 +87,25 @@ void ReportUnresolvedHost() {
   PrintError(TopName(*running), "no IPv4 address is known for the host");
 }
 
+void ReportUnresolvedHostAtExit() {
+  static const bool registered = std::atexit(ReportUnresolvedHost) == 0;
+  (void)registered;
+}
+
+const Command& CommandIn(std::span<char* const> arguments) {
+  if (arguments.empty()) throw Failure(kWrongUsage, std::string(ShortUsage()));
+  return KnownCommand(CommandName(arguments[0]));
+}
+
 }  // namespace
 
 ExitStatus RunCommand(std::span<char* const> arguments) {
-  static const bool registered = std::atexit(ReportUnresolvedHost) == 0;
-  (void)registered;
+  ReportUnresolvedHostAtExit();
   const ClearRunning clear_running;
   std::string_view name;
   try {
     const Output output;
-    if (arguments.empty())
-      throw Failure(kWrongUsage, std::string(ShortUsage()));
-    const Command& command = KnownCommand(CommandName(arguments[0]));
+    const Command& command = CommandIn(arguments);
     name = command.name;
     return Run(command, arguments, output);
   } catch (const Failure& failure) {

@@ -41,8 +41,12 @@ std::string Remedy(const Parameter& parameter) {
   return parameter.remedy.empty() ? "" : Concat("; ", parameter.remedy);
 }
 
-bool IsKnownToSibling(const Command& command, std::string_view name) {
-  return command.parent != nullptr &&
+bool TakesSecret(const Command& command) {
+  return std::ranges::any_of(ParametersOf(command), &Parameter::secret);
+}
+
+bool BelongsToSibling(const Command& command, std::string_view name) {
+  return command.parent != nullptr && FindParameter(command, name) == nullptr &&
          std::ranges::any_of(command.parent->subcommands,
                              [name](const Command* sibling) {
                                return FindParameter(*sibling, name) != nullptr;
@@ -51,6 +55,19 @@ bool IsKnownToSibling(const Command& command, std::string_view name) {
 
 std::string SeeHelp(const Command& command) {
   return Concat("see 'fairlead help ", FullName(command), "'");
+}
+
+// What to write instead of an option, whose name is in lower case.
+std::string Advice(const Command& command, const std::string& name) {
+  const Parameter* const meant = FindParameter(command, name);
+  if (meant != nullptr && !name.empty())
+    return Concat("write ", Spelling(*meant));
+  std::vector<std::string_view> names;
+  for (const Parameter* const parameter : ParametersOf(command))
+    if (!parameter->name.empty()) names.push_back(parameter->name);
+  const std::string nearest = Suggestion(name, names);
+  return nearest.empty() ? SeeHelp(command)
+                         : Concat("did you mean -", nearest, "?");
 }
 
 }  // namespace
@@ -68,36 +85,49 @@ void ParsedArguments::Check() {
   for (std::size_t i = 1; i < arguments_.size(); ++i) {
     const std::string_view argument = arguments_[i];
     if (!IsName(argument)) {
-      CheckOperand(i);
+      TakeOperand(i);
       continue;
     }
     const Parameter& parameter = Known(argument.substr(1));
     if (i + 1 < arguments_.size() && !IsName(arguments_[i + 1]))
-      CheckValue(parameter, arguments_[++i]);
+      CheckGiven(parameter, arguments_[++i]);
     else if (parameter.kind != Kind::kSwitch)
       FailForMissingValue(parameter, i);
   }
 }
 
-void ParsedArguments::CheckOperand(std::size_t at) {
-  const std::string_view argument = arguments_[at];
-  const bool leads = operands_given_.size() + 1 == at;
-  if (leads && at <= operands_.size()) {
-    CheckValue(*operands_[at - 1], argument);
-    operands_given_.emplace_back(argument);
-    return;
-  }
-  if (at == 1)
-    Fail(Concat("unexpected argument ", Quoted(argument),
-                "; options are written -name value"));
-  const Parameter* const before =
-      FindParameter(command_, MakeLower(arguments_[at - 2] + 1));
-  if (before != nullptr && before->secret)
-    Fail(Concat("unexpected argument after the value of -", before->name,
-                "; quote values that contain spaces"));
-  Fail(Concat("unexpected argument ", Quoted(argument), " after ",
-              Quoted(arguments_[at - 1]),
-              leads ? "" : "; quote values that contain spaces"));
+// What follows a switch may be a secret whose option is missing.
+void ParsedArguments::CheckGiven(const Parameter& parameter,
+                                 std::string_view value) const {
+  Parameter checked = parameter;
+  if (parameter.kind == Kind::kSwitch) checked.secret = TakesSecret(command_);
+  CheckValue(checked, value);
+}
+
+bool ParsedArguments::FollowsOperands(std::size_t at) const {
+  return operands_given_.size() + 1 == at;
+}
+
+void ParsedArguments::TakeOperand(std::size_t at) {
+  if (!FollowsOperands(at) || at > operands_.size()) FailForUnexpected(at);
+  CheckValue(*operands_[at - 1], arguments_[at]);
+  operands_given_.emplace_back(arguments_[at]);
+}
+
+// In a command that takes a secret, the argument may be that secret.
+void ParsedArguments::FailForUnexpected(std::size_t at) const {
+  const bool leads = FollowsOperands(at);
+  const std::string_view hint = at == 1 ? "; options are written -name value"
+                                : leads ? ""
+                                        : "; quote values that contain spaces";
+  const std::string before = Quoted(arguments_[at - 1]);
+  if (TakesSecret(command_))
+    Fail(Concat(
+        "unexpected argument after ",
+        leads ? before : Concat("the value of ", MakeLower(arguments_[at - 2])),
+        hint));
+  Fail(Concat("unexpected argument ", Quoted(arguments_[at]),
+              at == 1 ? "" : Concat(" after ", before), hint));
 }
 
 const Parameter& ParsedArguments::Known(std::string_view name) const {
@@ -115,20 +145,10 @@ void ParsedArguments::FailForName(std::string_view name) const {
   const std::string lower = MakeLower(std::string(name.substr(0, sign)));
   const std::string shown = Concat("-", Shown(name.substr(0, sign)),
                                    sign < name.size() ? "=..." : "");
-  if (const Parameter* const meant = FindParameter(command_, lower);
-      meant != nullptr && !lower.empty())
-    Fail(Concat("unknown option ", shown, "; write ", Spelling(*meant)));
-  if (IsKnownToSibling(command_, lower))
+  if (BelongsToSibling(command_, lower))
     Fail(Concat(shown, " does not go with '", FullName(command_), "'; ",
                 SeeHelp(command_)));
-
-  std::vector<std::string_view> names;
-  for (const Parameter* const parameter : ParametersOf(command_))
-    if (!parameter->name.empty()) names.push_back(parameter->name);
-  const std::string nearest = Suggestion(lower, names);
-  Fail(Concat("unknown option ", shown, "; ",
-              nearest.empty() ? SeeHelp(command_)
-                              : Concat("did you mean -", nearest, "?")));
+  Fail(Concat("unknown option ", shown, "; ", Advice(command_, lower)));
 }
 
 void ParsedArguments::FailForMissingValue(const Parameter& parameter,

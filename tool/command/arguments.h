@@ -40,7 +40,10 @@ class ParsedArguments {
 
  private:
   void Check();
-  void CheckOperand(std::size_t at);
+  void CheckGiven(const Parameter& parameter, std::string_view value) const;
+  bool FollowsOperands(std::size_t at) const;
+  void TakeOperand(std::size_t at);
+  [[noreturn]] void FailForUnexpected(std::size_t at) const;
   const Parameter& Known(std::string_view name) const;
   [[noreturn]] void FailForName(std::string_view name) const;
   [[noreturn]] void FailForMissingValue(const Parameter& parameter,
@@ -60,6 +63,10 @@ std::uint64_t NumberIn(std::string_view text);
 /// A call of it in a constant expression is the error that a user of Arguments
 /// sees: the table does not list the parameter that is asked for.
 void ParameterIsNotListed();
+
+/// Likewise: the parameter's choices are not of the enumeration that is asked
+/// for, or its default is none of them.
+void ChoicesDoNotMatch();
 
 /// The arguments of a command as one table lists them.
 ///
@@ -83,6 +90,16 @@ class Arguments {
     const Parameter* parameter_;
   };
 
+  /// A parameter of the table whose choices are values of the enumeration.
+  template <typename Enumeration>
+  class ListedChoice : public Listed {
+   public:
+    // NOLINTNEXTLINE(google-explicit-constructor): callers name the parameter.
+    consteval ListedChoice(const Parameter& parameter) : Listed(parameter) {
+      if (!Offers<Enumeration>(parameter)) ChoicesDoNotMatch();
+    }
+  };
+
   explicit Arguments(const ParsedArguments& parsed) : parsed_(&parsed) {}
 
   template <const auto& kLarger>
@@ -97,6 +114,14 @@ class Arguments {
 
   /// Returns the value given, or else the default.
   std::string Text(Listed parameter) const { return parsed_->Text(*parameter); }
+
+  /// Returns the choice given, or else the default.
+  ///
+  /// @throws Failure with kWrongUsage if there is neither
+  template <typename Enumeration>
+  Enumeration Chosen(ListedChoice<Enumeration> parameter) const {
+    return ValueNamed<Enumeration>(*parameter, Text(parameter));
+  }
 
   /// Returns the number given, or else the default, or else 0. For a range that
   /// an `int` holds.

@@ -19,8 +19,16 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr auto kShells = std::to_array<Choice>({{"bash"}, {"zsh"}});
-constexpr auto kLineEnds = std::to_array<Choice>({{"none"}, {"lf"}, {"crlf"}});
+enum class Shell { kBash, kZsh };
+enum class LineEnd { kNone, kLf, kCrlf };
+
+constexpr auto kShells =
+    std::to_array<Choice>({{Shell::kBash, "bash"}, {Shell::kZsh, "zsh"}});
+constexpr auto kLineEnds = std::to_array<Choice>({
+    {LineEnd::kNone, "none"},
+    {LineEnd::kLf, "lf"},
+    {LineEnd::kCrlf, "crlf"},
+});
 
 constexpr Parameter kShell = {.name = "",
                               .kind = Kind::kChoice,
@@ -125,6 +133,7 @@ TEST(ArgumentsTest, ReturnsWhatWasGiven) {
   EXPECT_EQ(arguments.Number(kPort), 80);
   EXPECT_TRUE(arguments.Has(kLoud));
   EXPECT_EQ(arguments.Text(kEol), "crlf");
+  EXPECT_EQ(arguments.Chosen<LineEnd>(kEol), LineEnd::kCrlf);
   EXPECT_EQ(arguments.Text(kPath), "a/b");
   EXPECT_FALSE(arguments.Has(kCount));
 }
@@ -135,6 +144,7 @@ TEST(ArgumentsTest, ReturnsTheDefaultElse) {
   EXPECT_EQ(arguments.Number(kPort), 7000);
   EXPECT_EQ(arguments.Number(kCount), 0);
   EXPECT_EQ(arguments.Text(kEol), "none");
+  EXPECT_EQ(arguments.Chosen<LineEnd>(kEol), LineEnd::kNone);
   EXPECT_EQ(arguments.Text(kName), "");
   EXPECT_FALSE(arguments.Has(kName));
   EXPECT_FALSE(arguments.Has(kLoud));
@@ -289,18 +299,30 @@ TEST(ArgumentsTest, ReportsAnUnexpectedArgument) {
             "unexpected argument ''; options are written -name value");
 }
 
-TEST(ArgumentsTest, DoesNotShowWhatMayBelongToASecret) {
+// Any argument of a command that takes a secret may be the secret, misplaced.
+TEST(ArgumentsTest, DoesNotShowWhatMayBeASecret) {
   static constexpr Parameter kPin = {.name = "pin",
                                      .placeholder = "PIN",
                                      .kind = Kind::kNonEmptyText,
                                      .group = Group::kWhat,
                                      .help = "a secret",
                                      .secret = true};
-  static constexpr auto kPinUses = Uses(kPin);
+  static constexpr auto kPinUses = Uses(kPin, Optional(kName), Optional(kLoud));
   const Command command = {.name = "try", .action = {kPinUses}};
   EXPECT_EQ(Refusal({"-pin", "12", "34"}, command),
             "unexpected argument after the value of -pin; quote values that "
             "contain spaces");
+  EXPECT_EQ(Refusal({"12", "-pin"}, command),
+            "unexpected argument after 'try'; options are written -name value");
+  EXPECT_EQ(Refusal({"-name", "a", "12"}, command),
+            "unexpected argument after the value of -name; quote values that "
+            "contain spaces");
+  EXPECT_EQ(Refusal({"--LOUD", "on", "12"}, command),
+            "unexpected argument after the value of -loud; quote values that "
+            "contain spaces");
+  EXPECT_EQ(Refusal({"-loud", "12"}, command),
+            "-loud is a switch and cannot be followed by a value (expected on, "
+            "off, yes, no, true, false, 1, 0 or nothing)");
 }
 
 TEST(ArgumentsTest, OperandsFollowTheCommandInOrder) {

@@ -2,40 +2,36 @@
 
 #include "tool/command/forms.h"
 
-#include <algorithm>
-
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
 
 namespace fairlead::tool {
 namespace {
 
-std::string AllLines(const std::vector<Form>& forms) {
-  std::string lines;
-  for (const Form& form : forms)
-    lines += Concat(form.name, " ", form.text, "\n");
-  return lines;
-}
+using TextOf = std::function<FormText(int)>;
 
-// "clock, seconds or all"
-std::string Names(const std::vector<Form>& forms) {
-  std::string names;
-  for (const Form& form : forms)
-    names += Concat(names.empty() ? "" : ", ", form.name);
-  return Concat(names, " or ", kAllForms);
+std::string AllLines(const Parameter& parameter, const TextOf& text_of) {
+  std::string lines;
+  for (const Choice& choice : parameter.choices) {
+    if (choice.IsOf<EveryForm>()) continue;
+    const FormText form = text_of(choice.value);
+    if (const auto* const text = std::get_if<std::string>(&form))
+      lines += Concat(choice.name, " ", *text, "\n");
+  }
+  return lines;
 }
 
 }  // namespace
 
-std::string FormLines(const std::vector<Form>& forms,
-                      const Parameter& parameter, std::string_view asked) {
-  if (asked == kAllForms) return AllLines(forms);
-  const auto form = std::ranges::find(forms, asked, &Form::name);
-  if (form == forms.end())
+std::string ChosenFormLines(const Parameter& parameter, std::string_view asked,
+                            const TextOf& text_of) {
+  const Choice& choice = ChoiceNamed(parameter, asked);
+  if (choice.IsOf<EveryForm>()) return AllLines(parameter, text_of);
+  const FormText form = text_of(choice.value);
+  if (const auto* const missing = std::get_if<Unavailable>(&form))
     throw Failure(kWrongUsage,
-                  Concat("-", parameter.name, " ", asked,
-                         " is not available here; choose ", Names(forms)));
-  return Concat(form->text, "\n");
+                  Concat("-", parameter.name, " ", asked, missing->why));
+  return Concat(std::get<std::string>(form), "\n");
 }
 
 }  // namespace fairlead::tool

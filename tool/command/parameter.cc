@@ -39,7 +39,7 @@ void CheckSwitch(const Parameter& parameter, std::string_view value) {
   const std::string lower = MakeLower(std::string(value));
   if (std::ranges::find(kOn, lower) != kOn.end() || IsOff(value)) return;
   Fail(Concat("-", parameter.name, " is a switch and cannot be followed by ",
-              Quoted(value),
+              parameter.secret ? "a value" : Quoted(value),
               " (expected on, off, yes, no, true, false, 1, 0 or nothing)"));
 }
 
@@ -75,11 +75,11 @@ std::string Listed(const std::vector<std::string_view>& names) {
   return text;
 }
 
-void CheckChoice(const Parameter& parameter, std::string_view value) {
-  const std::vector<std::string_view> names = NamesOf(parameter.choices);
-  if (std::ranges::find(names, value) != names.end()) return;
-  Fail(Concat(Prefix(parameter), Quoted(value), " is not valid; choose ",
-              Listed(names)));
+// "'fish' is not valid", or what does not show a value that may be secret.
+std::string Invalid(const Parameter& parameter, std::string_view value) {
+  return Concat(Prefix(parameter),
+                parameter.secret ? "the value" : Quoted(value),
+                " is not valid");
 }
 
 }  // namespace
@@ -133,6 +133,14 @@ std::string Explanation(const Parameter& parameter) {
   return text;
 }
 
+const Choice& ChoiceNamed(const Parameter& parameter, std::string_view name) {
+  const auto found = std::ranges::find(parameter.choices, name, &Choice::name);
+  if (found == parameter.choices.end())
+    Fail(Concat(Invalid(parameter, name), "; choose ",
+                Listed(NamesOf(parameter.choices))));
+  return *found;
+}
+
 void CheckValue(const Parameter& parameter, std::string_view value) {
   switch (parameter.kind) {
     case Kind::kSwitch:
@@ -140,7 +148,8 @@ void CheckValue(const Parameter& parameter, std::string_view value) {
     case Kind::kNumber:
       return CheckNumber(parameter, value);
     case Kind::kChoice:
-      return CheckChoice(parameter, value);
+      ChoiceNamed(parameter, value);
+      return;
     case Kind::kNonEmptyText:
     case Kind::kFile:
       if (value.empty())

@@ -3,12 +3,15 @@
 #ifndef FAIRLEAD_TOOL_COMMAND_PARAMETER_H_
 #define FAIRLEAD_TOOL_COMMAND_PARAMETER_H_
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstdint>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace fairlead::tool {
 
@@ -44,10 +47,36 @@ inline constexpr std::array kGroups = {
 /// The heading of the group in the help.
 std::string_view Heading(Group group);
 
-/// One value that a parameter accepts.
+/// Its address identifies an enumeration.
+template <typename Enumeration>
+inline constexpr char kIdentity = 0;
+
+/// One value that a parameter accepts: its name for users, and the value of an
+/// enumeration for the code.
+///
+/// Code that asks for a choice switches over the enumeration, so that a choice
+/// without code, or a misspelt one, does not compile.
 struct Choice {
+  /// @param clause its help, or empty if the name says it all
+  template <typename Enumeration>
+  requires std::is_enum_v<Enumeration>
+  constexpr Choice(Enumeration choice, std::string_view spelling,
+                   std::string_view clause = {})
+      : name(spelling),
+        help(clause),
+        value(static_cast<int>(choice)),
+        enumeration(&kIdentity<Enumeration>) {}
+
+  /// Returns whether the choice is a value of that enumeration.
+  template <typename Enumeration>
+  constexpr bool IsOf() const {
+    return enumeration == &kIdentity<Enumeration>;
+  }
+
   std::string_view name;
-  std::string_view help = {};  ///< A clause, or empty if the name says it all.
+  std::string_view help;
+  int value;
+  const char* enumeration;
 };
 
 /// The numbers that a parameter accepts.
@@ -89,6 +118,49 @@ std::string Explanation(const Parameter& parameter);
 
 /// Returns "[1..65535]".
 std::string Spelled(const Range& range);
+
+/// Returns whether the parameter accepts the name, as one of its choices.
+constexpr bool HasChoice(const Parameter& parameter, std::string_view name) {
+  return std::ranges::find(parameter.choices, name, &Choice::name) !=
+         parameter.choices.end();
+}
+
+/// Returns whether the parameter has choices, all of them values of the
+/// enumeration, and a default that is one of them, or none.
+template <typename Enumeration>
+constexpr bool Offers(const Parameter& parameter) {
+  return !parameter.choices.empty() &&
+         std::ranges::all_of(parameter.choices, &Choice::IsOf<Enumeration>) &&
+         (parameter.fallback.empty() ||
+          HasChoice(parameter, parameter.fallback));
+}
+
+/// Returns the name of the choice. In a constant expression, a choice that the
+/// parameter does not offer does not compile.
+///
+/// @throws std::logic_error for such a choice elsewhere
+template <typename Enumeration>
+constexpr std::string_view ChoiceName(const Parameter& parameter,
+                                      Enumeration value) {
+  for (const Choice& choice : parameter.choices)
+    if (choice.IsOf<Enumeration>() && choice.value == static_cast<int>(value))
+      return choice.name;
+  throw std::logic_error("the parameter does not offer the choice");
+}
+
+/// Returns the parameter's choice of that name.
+///
+/// @throws Failure with kWrongUsage if there is none
+const Choice& ChoiceNamed(const Parameter& parameter, std::string_view name);
+
+/// Returns the value of the parameter's choice of that name. Offers() is true
+/// for the enumeration.
+///
+/// @throws Failure with kWrongUsage if there is none
+template <typename Enumeration>
+Enumeration ValueNamed(const Parameter& parameter, std::string_view name) {
+  return static_cast<Enumeration>(ChoiceNamed(parameter, name).value);
+}
 
 /// Throws for a value that the parameter does not accept.
 ///

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <stdexcept>
 #include <string>
 
 #include "tool/base/failure.h"
@@ -12,8 +13,16 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr auto kColours =
-    std::to_array<Choice>({{"red", "like a rose"}, {"green"}, {"blue"}});
+enum class Colour { kRed, kGreen, kBlue };
+enum class Shade { kDark };
+
+constexpr auto kColours = std::to_array<Choice>({
+    {Colour::kRed, "red", "like a rose"},
+    {Colour::kGreen, "green"},
+    {Colour::kBlue, "blue"},
+});
+constexpr auto kMixedChoices =
+    std::to_array<Choice>({{Colour::kRed, "red"}, {Shade::kDark, "dark"}});
 
 constexpr Parameter kColour = {.name = "colour",
                                .kind = Kind::kChoice,
@@ -105,6 +114,46 @@ TEST(ParameterTest, AChoiceIsOneOfItsNames) {
     EXPECT_EQ(
         Refusal(kColour, text),
         "-colour: '" + text + "' is not valid; choose red, green or blue");
+}
+
+TEST(ParameterTest, AChoiceIsAValueOfAnEnumeration) {
+  EXPECT_EQ(ValueNamed<Colour>(kColour, "red"), Colour::kRed);
+  EXPECT_EQ(ValueNamed<Colour>(kColour, "blue"), Colour::kBlue);
+  EXPECT_THROW(ValueNamed<Colour>(kColour, ""), Failure);
+  static_assert(ChoiceName(kColour, Colour::kGreen) == "green");
+  EXPECT_THROW(ChoiceName(kColour, Shade::kDark), std::logic_error);
+}
+
+// No other enumeration, and no misspelt default, can be asked for.
+TEST(ParameterTest, OffersOneEnumerationWithItsDefault) {
+  static_assert(Offers<Colour>(kColour));
+  static_assert(!Offers<Shade>(kColour));
+  static_assert(!Offers<Colour>(kPort));
+  constexpr auto colour = [](std::string_view fallback) {
+    Parameter parameter = kColour;
+    parameter.fallback = fallback;
+    return parameter;
+  };
+  static_assert(Offers<Colour>(colour("")));
+  static_assert(!Offers<Colour>(colour("rde")));
+  constexpr auto mixed = [] {
+    Parameter parameter = kColour;
+    parameter.choices = kMixedChoices;
+    return parameter;
+  };
+  static_assert(!Offers<Colour>(mixed()));
+}
+
+TEST(ParameterTest, ASecretValueIsNotShown) {
+  Parameter secret = kColour;
+  secret.secret = true;
+  EXPECT_EQ(Refusal(secret, "hunter2"),
+            "-colour: the value is not valid; choose red, green or blue");
+  secret = kFast;
+  secret.secret = true;
+  EXPECT_EQ(Refusal(secret, "hunter2"),
+            "-fast is a switch and cannot be followed by a value (expected on, "
+            "off, yes, no, true, false, 1, 0 or nothing)");
 }
 
 TEST(ParameterTest, AnOperandHasNoNameInAnError) {

@@ -29,6 +29,16 @@ constexpr Parameter kD = Named("d");
 constexpr Parameter kE = Named("e");
 constexpr Parameter kF = Named("f");
 constexpr Parameter kG = Named("g");
+
+enum class Number { kOne, kTwo };
+constexpr auto kNumbers =
+    std::to_array<Choice>({{Number::kOne, "1"}, {Number::kTwo, "2"}});
+constexpr Parameter kNumber = {.name = "b",
+                               .placeholder = "N",
+                               .kind = Kind::kChoice,
+                               .group = Group::kWhat,
+                               .help = "any",
+                               .choices = kNumbers};
 constexpr Parameter kTopic = {.name = "",
                               .placeholder = "TOPIC",
                               .kind = Kind::kText,
@@ -44,7 +54,8 @@ constexpr auto kAtMostOne = Uses(AtMostOne(kA, kB));
 constexpr auto kNested = Uses(AtMostOne(kA, All(kB, OneOf(kC, kD))));
 constexpr auto kElsewhere = Uses(OneOf(All(Expected(kA), Expected(kB)), kC));
 constexpr auto kConditions =
-    Uses(Optional(kA), Optional(kB), OnlyWith(kC, When(kA), When(kB, "2")));
+    Uses(Optional(kA), Optional(kNumber),
+         OnlyWith(kC, When(kA), When(kNumber, Number::kTwo)));
 constexpr auto kOperand = Uses(Optional(kTopic, Optional(kA)), kB);
 constexpr auto kFamily = Uses(kA, Optional(kB));
 constexpr auto kMany =

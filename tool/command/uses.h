@@ -103,11 +103,15 @@ constexpr UseRows<1> Expected(const Parameter& parameter) {
   return {Use{Mark::kExpected, &parameter}};
 }
 
-/// A condition of OnlyWith(): the parameter is given, with this choice if one
-/// is named.
-constexpr UseRows<1> When(const Parameter& parameter,
-                          std::string_view choice = {}) {
-  return {Use{Mark::kCondition, &parameter, choice}};
+/// A condition of OnlyWith(): the parameter is given.
+constexpr UseRows<1> When(const Parameter& parameter) {
+  return {Use{Mark::kCondition, &parameter}};
+}
+
+/// A condition of OnlyWith(): the parameter is given, with this choice.
+template <typename Enumeration>
+constexpr UseRows<1> When(const Parameter& parameter, Enumeration choice) {
+  return {Use{Mark::kCondition, &parameter, ChoiceName(parameter, choice)}};
 }
 
 /// The parameter may be left out, and goes only with one of the conditions.

@@ -26,8 +26,10 @@ struct RawKey {
   ExitStatus status;
 };
 
-bool IsAes(const Arguments<kCipherUses>& arguments) {
-  return arguments.Has(kAes) || arguments.Text(kCipher) == "aes";
+Cipher CipherOf(const Arguments<kCipherUses>& arguments) {
+  if (arguments.Has(kAes)) return Cipher::kAesEcb;
+  if (arguments.Has(kRc4)) return Cipher::kRc4Stream;
+  return arguments.Chosen<Cipher>(kCipher);
 }
 
 // A newline that an editor appended to a text is not part of the key. Among
@@ -88,6 +90,18 @@ void CheckLength(const RawKey& key, std::size_t max_size,
                          " accepts at most ", max_size));
 }
 
+CipherKey AesKey(const RawKey& key, const Arguments<kCipherUses>& arguments) {
+  const int bits = static_cast<int>(arguments.Chosen<KeySize>(kBits));
+  const auto size = static_cast<std::size_t>(bits) / 8;
+  CheckLength(key, size, Concat("AES of ", bits, " bits"));
+  if (key.bytes.size() < size)
+    PrintNote(TopName(arguments.parsed().command()),
+              Concat("warning: ", key.name, " has only ", key.bytes.size(),
+                     key.bytes.size() == 1 ? " byte" : " bytes", "; padded to ",
+                     size, " with zeros"));
+  return {.cipher = Cipher::kAesEcb, .bits = bits, .bytes = key.bytes};
+}
+
 RC4Key Rc4KeyOf(std::string_view bytes) {
   RC4Key key{};
   std::ranges::copy(bytes, key.key);
@@ -96,7 +110,12 @@ RC4Key Rc4KeyOf(std::string_view bytes) {
 }
 
 std::variant<AES, RC4> Keyed(const CipherKey& key) {
-  if (key.aes) return AES(key.bytes, key.bits);
+  switch (key.cipher) {
+    case Cipher::kAesEcb:
+      return AES(key.bytes, key.bits);
+    case Cipher::kRc4Stream:
+      break;
+  }
   return RC4(Rc4KeyOf(key.bytes));
 }
 
@@ -107,19 +126,15 @@ std::optional<CipherKey> ReadCipherKey(
   if (!arguments.Has(kAes) && !arguments.Has(kRc4) && !arguments.Has(kCipher))
     return std::nullopt;
   const RawKey key = ReadRawKey(arguments);
-  if (!IsAes(arguments)) {
-    CheckLength(key, kMaxRc4Key, "RC4");
-    return CipherKey{.aes = false, .bits = 0, .bytes = key.bytes};
+  switch (CipherOf(arguments)) {
+    case Cipher::kAesEcb:
+      return AesKey(key, arguments);
+    case Cipher::kRc4Stream:
+      CheckLength(key, kMaxRc4Key, "RC4");
+      return CipherKey{
+          .cipher = Cipher::kRc4Stream, .bits = 0, .bytes = key.bytes};
   }
-  const int bits = arguments.Number(kBits);
-  const auto size = static_cast<std::size_t>(bits) / 8;
-  CheckLength(key, size, Concat("AES of ", bits, " bits"));
-  if (key.bytes.size() < size)
-    PrintNote(TopName(arguments.parsed().command()),
-              Concat("warning: ", key.name, " has only ", key.bytes.size(),
-                     key.bytes.size() == 1 ? " byte" : " bytes", "; padded to ",
-                     size, " with zeros"));
-  return CipherKey{.aes = true, .bits = bits, .bytes = key.bytes};
+  return std::nullopt;
 }
 
 CipherStream::CipherStream(const CipherKey& key, Direction direction)

@@ -41,7 +41,10 @@ inline constexpr Parameter kRc4 = {
     .remedy = kKeyElsewhere,
     .secret = true};
 
-inline constexpr auto kCiphers = std::to_array<Choice>({{"aes"}, {"rc4"}});
+enum class Cipher { kAesEcb, kRc4Stream };
+
+inline constexpr auto kCiphers = std::to_array<Choice>(
+    {{Cipher::kAesEcb, "aes"}, {Cipher::kRc4Stream, "rc4"}});
 
 inline constexpr Parameter kCipher = {
     .name = "cipher",
@@ -50,7 +53,8 @@ inline constexpr Parameter kCipher = {
     .help =
         "the same with the key of -keyfile or -keyenv, which the process list "
         "does not show",
-    .choices = kCiphers};
+    .choices = kCiphers,
+    .secret = true};  // Refused, it may be a key that was meant for -aes.
 inline constexpr Parameter kKeyfile = {
     .name = "keyfile",
     .placeholder = "FILE",
@@ -66,8 +70,14 @@ inline constexpr Parameter kKeyenv = {
     .group = Group::kCipher,
     .help = "the value of the environment variable NAME is the key"};
 
-inline constexpr auto kKeySizes =
-    std::to_array<Choice>({{"128"}, {"192"}, {"256"}});
+/// In bits.
+enum class KeySize { k128 = 128, k192 = 192, k256 = 256 };
+
+inline constexpr auto kKeySizes = std::to_array<Choice>({
+    {KeySize::k128, "128"},
+    {KeySize::k192, "192"},
+    {KeySize::k256, "256"},
+});
 
 inline constexpr Parameter kBits = {
     .name = "bits",
@@ -82,7 +92,7 @@ inline constexpr Parameter kBits = {
 /// -cipher with one source of the key.
 inline constexpr auto kCipherWithKey = All(kCipher, OneOf(kKeyfile, kKeyenv));
 inline constexpr auto kAesBits =
-    OnlyWith(kBits, When(kAes), When(kCipher, "aes"));
+    OnlyWith(kBits, When(kAes), When(kCipher, Cipher::kAesEcb));
 
 /// What ReadCipherKey() reads.
 inline constexpr auto kCipherUses =
@@ -90,7 +100,7 @@ inline constexpr auto kCipherUses =
 
 /// A cipher and its key.
 struct CipherKey {
-  bool aes = false;   ///< Else RC4.
+  Cipher cipher = Cipher::kAesEcb;
   int bits = 0;       ///< Of AES.
   std::string bytes;  ///< 1 to bits / 8, or to 255.
 };

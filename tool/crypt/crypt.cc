@@ -123,7 +123,7 @@ void Encrypt(const Source& source, const CipherKey& key,
 }
 
 void CheckSize(const Source& source, const CipherKey& key, std::size_t size) {
-  if (!key.aes || size % CipherStream::kBlock == 0) return;
+  if (key.cipher != Cipher::kAesEcb || size % CipherStream::kBlock == 0) return;
   throw Failure(
       kMalformedInput,
       Concat(source.name(), " has ", size,

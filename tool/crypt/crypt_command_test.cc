@@ -333,5 +333,36 @@ TEST(CryptCommandTest, HelpWarnsOfVisibleKeys) {
                         "                     visible in the process list"));
 }
 
+// An argument in the wrong place, or after the wrong option, may be the key.
+TEST(CryptCommandTest, DoesNotShowAMisplacedKey) {
+  const auto error = [](const Words& words) {
+    const Outcome outcome = Fairlead(words);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.output, "");
+    return outcome.error;
+  };
+  const std::string stray =
+      "fairlead crypt: unexpected argument after 'encrypt'; options are "
+      "written -name value\n";
+  EXPECT_EQ(error({"crypt", "encrypt", "hunter2"}), stray);
+  EXPECT_EQ(error({"crypt", "encrypt", "hunter2", "-aes"}), stray);
+  EXPECT_EQ(error({"crypt", "encrypt", "-file", "a.txt", "hunter2"}),
+            "fairlead crypt: unexpected argument after the value of -file; "
+            "quote values that contain spaces\n");
+  EXPECT_EQ(error({"crypt", "decrypt", "-stdin", "hunter2", "-rc4"}),
+            "fairlead crypt: -stdin is a switch and cannot be followed by a "
+            "value (expected on, off, yes, no, true, false, 1, 0 or "
+            "nothing)\n");
+  EXPECT_EQ(error({"crypt", "encrypt", "-cipher", "hunter2"}),
+            "fairlead crypt: -cipher: the value is not valid; choose aes or "
+            "rc4\n");
+  EXPECT_EQ(error({"send", "hunter2", "-aes"}),
+            "fairlead send: unexpected argument after 'send'; options are "
+            "written -name value\n");
+  EXPECT_EQ(error({"send", "-demo", "-text", "x", "-cipher", "hunter2"}),
+            "fairlead send: -cipher: the value is not valid; choose aes or "
+            "rc4\n");
+}
+
 }  // namespace
 }  // namespace fairlead::tool

@@ -39,9 +39,16 @@ std::string Checksum(std::string_view bytes, int rotation) {
   return checksum;
 }
 
-std::string_view LineEnd(std::string_view eol) {
-  if (eol == "crlf") return "\r\n";
-  return eol == "lf" ? "\n" : "";
+std::string_view BytesOf(LineEnd eol) {
+  switch (eol) {
+    case LineEnd::kNone:
+      return "";
+    case LineEnd::kLf:
+      return "\n";
+    case LineEnd::kCrlf:
+      return "\r\n";
+  }
+  return {};
 }
 
 std::string AsPascalString(const std::string& body) {
@@ -56,8 +63,7 @@ std::string AsPascalString(const std::string& body) {
 
 }  // namespace
 
-BodyPlan ParseBody(const Arguments<kBodyUses>& arguments,
-                   std::string_view eol) {
+BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol) {
   BodyPlan plan;
   if (arguments.Has(kText))
     plan.bytes = Unescaped(arguments.Text(kText), kText.name);
@@ -65,7 +71,7 @@ BodyPlan ParseBody(const Arguments<kBodyUses>& arguments,
     plan.bytes = FromHex(arguments.Text(kHex), kHex.name);
   plan.file = arguments.Text(kFile);
   if (arguments.Has(kSum)) plan.rotation = arguments.Number(kSum);
-  plan.line_end = LineEnd(eol);
+  plan.line_end = BytesOf(eol);
   plan.pascal = arguments.Has(kPascal);
   return plan;
 }

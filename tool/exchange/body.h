@@ -13,8 +13,13 @@
 
 namespace fairlead::tool {
 
-inline constexpr auto kLineEnds =
-    std::to_array<Choice>({{"none"}, {"lf"}, {"crlf"}});
+enum class LineEnd { kNone, kLf, kCrlf };
+
+inline constexpr auto kLineEnds = std::to_array<Choice>({
+    {LineEnd::kNone, "none"},
+    {LineEnd::kLf, "lf"},
+    {LineEnd::kCrlf, "crlf"},
+});
 
 inline constexpr Parameter kSum = {
     .name = "sum",
@@ -54,7 +59,7 @@ struct BodyPlan {
 ///
 /// @param eol the choice of -eol, which may come from elsewhere
 /// @throws Failure with kWrongUsage for malformed text or digits
-BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, std::string_view eol);
+BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol);
 
 /// Returns the bytes of the body, read from their source.
 ///

@@ -67,7 +67,7 @@ ExchangeSettings ReadSettings(const Arguments<kExchangeUses>& arguments) {
                      .bytes = arguments.Number(kBytes),
                      .lines = arguments.Number(kLines),
                      .until = Unescaped(arguments.Text(kUntil), kUntil.name)},
-          .view = arguments.Text(kView),
+          .view = arguments.Chosen<View>(kView),
           .quiet = arguments.Has(kQuiet),
           .cipher = {}};
 }
@@ -197,7 +197,7 @@ bool Exchange::TakeQueue() {
 bool Exchange::Take(std::string_view bytes, const TheTime& time) {
   if (decryption_) bytes = decryption_->Take(bytes);
   if (bytes.empty()) return false;
-  const bool raw = settings_.view == "raw" && !output_.screen().terminal;
+  const bool raw = settings_.view == View::kRaw && !output_.screen().terminal;
   if (raw)
     output_.Write(bytes);
   else

@@ -26,7 +26,7 @@ struct ExchangeSettings {
   int timeout = 0;
   int idle = 0;
   StopRules::Limits limits;
-  std::string view;
+  View view = View::kRaw;
   bool quiet = false;
   std::optional<CipherKey> cipher;  ///< That decrypts what is received.
 };

@@ -77,8 +77,15 @@ inline constexpr Parameter kUntil = {
         "\\t \\\\ \\xHH; status 1 if it does not come",
     .remedy = kEscapeDash};
 
-inline constexpr auto kViews =
-    std::to_array<Choice>({{"raw"}, {"text"}, {"hex"}, {"dump"}, {"json"}});
+enum class View { kRaw, kTextLine, kHexLine, kDump, kJson };
+
+inline constexpr auto kViews = std::to_array<Choice>({
+    {View::kRaw, "raw"},
+    {View::kTextLine, "text"},
+    {View::kHexLine, "hex"},
+    {View::kDump, "dump"},
+    {View::kJson, "json"},
+});
 
 inline constexpr Parameter kView = {
     .name = "view",

@@ -34,7 +34,7 @@ class SendPlan {
   explicit SendPlan(const Arguments<kUses>& arguments)
       : profile(arguments),
         settings(ReadSettings(arguments)),
-        body(ParseBody(arguments, profile.Text(kEol))),
+        body(ParseBody(arguments, profile.Chosen<LineEnd>(kEol))),
         cipher(arguments),
         demo(arguments.Has(kDemo)),
         log(arguments.Text(kLog)),
@@ -59,7 +59,7 @@ class SendPlan {
   void TakeFromProfile() {
     settings.timeout = profile.Number(kTimeout);
     settings.idle = profile.Number(kIdle);
-    settings.view = profile.Text(kView);
+    settings.view = profile.Chosen<View>(kView);
     settings.host = demo ? "127.0.0.1" : Needed(kHost);
     settings.port = demo ? 0 : static_cast<int>(NumberIn(Needed(kPort)));
   }

@@ -61,6 +61,11 @@ class Profile {
   /// @throws Failure with kMalformedInput for a value in the file that the
   ///     parameter does not accept
   std::string Text(Listed parameter) const;
+  template <typename Enumeration>
+  Enumeration Chosen(
+      Arguments<kProfileUses>::ListedChoice<Enumeration> parameter) const {
+    return ValueNamed<Enumeration>(*parameter, Text(parameter));
+  }
   int Number(Listed parameter) const;
 
   /// With -saveprofile, writes what was given into the file, all or nothing.

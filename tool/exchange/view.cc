@@ -62,13 +62,21 @@ std::string_view BodyOf(const CTCPMessage& message) {
           static_cast<std::size_t>(message.len)};
 }
 
-std::string Rendered(std::string_view bytes, const TheTime& time,
-                     std::string_view view, Screen screen) {
-  if (view == "text") return Concat(Stamp(time, screen), Escaped(bytes), "\n");
-  if (view == "hex") return Concat(Stamp(time, screen), Hex(bytes, " "), "\n");
-  if (view == "dump") return Stamp(time, screen) + Dump(bytes);
-  if (view == "json") return Json(bytes, time);
-  return screen.terminal ? Visible(bytes) : std::string(bytes);
+std::string Rendered(std::string_view bytes, const TheTime& time, View view,
+                     Screen screen) {
+  switch (view) {
+    case View::kRaw:
+      return screen.terminal ? Visible(bytes) : std::string(bytes);
+    case View::kTextLine:
+      return Concat(Stamp(time, screen), Escaped(bytes), "\n");
+    case View::kHexLine:
+      return Concat(Stamp(time, screen), Hex(bytes, " "), "\n");
+    case View::kDump:
+      return Stamp(time, screen) + Dump(bytes);
+    case View::kJson:
+      return Json(bytes, time);
+  }
+  return {};
 }
 
 }  // namespace fairlead::tool

@@ -8,6 +8,7 @@
 
 #include "fairlead/net/tcp_client.h"
 #include "fairlead/time/the_time.h"
+#include "tool/exchange/parameters.h"
 #include "tool/io/output.h"
 
 namespace fairlead::tool {
@@ -17,13 +18,13 @@ std::string_view BodyOf(const CTCPMessage& message);
 
 /// Returns the bytes received at that time, formatted for a view.
 ///
-/// @param view "raw" for the bytes themselves, with control bytes made visible
-///     on a terminal. The others are one entry with the time of receipt: "text"
-///     a line with the escapes of -text, "hex" a line of digits, "dump" rows of
-///     sixteen bytes with their characters, "json" an object on one line, in
-///     whose text every byte is one character.
-std::string Rendered(std::string_view bytes, const TheTime& time,
-                     std::string_view view, Screen screen);
+/// @param view kRaw for the bytes themselves, with control bytes made visible
+///     on a terminal. The others are one entry with the time of receipt:
+///     kTextLine a line with the escapes of -text, kHexLine a line of digits,
+///     kDump rows of sixteen bytes with their characters, kJson an object on
+///     one line, in whose text every byte is one character.
+std::string Rendered(std::string_view bytes, const TheTime& time, View view,
+                     Screen screen);
 
 }  // namespace fairlead::tool
 

@@ -14,8 +14,7 @@ using std::string_literals::operator""s;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-std::string Shown(std::string_view body, std::string_view view,
-                  Screen screen = {}) {
+std::string Shown(std::string_view body, View view, Screen screen = {}) {
   return Rendered(body, TheTime(), view, screen);
 }
 
@@ -23,25 +22,26 @@ constexpr const char* kStamp =
     "\\[[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\] ";
 
 TEST(ViewTest, RawIsTheBytesThemselves) {
-  EXPECT_EQ(Shown("a\0\x1b\r\n\xff"s, "raw"), "a\0\x1b\r\n\xff"s);
+  EXPECT_EQ(Shown("a\0\x1b\r\n\xff"s, View::kRaw), "a\0\x1b\r\n\xff"s);
 }
 
 TEST(ViewTest, RawShowsControlBytesOnATerminal) {
-  EXPECT_EQ(Shown("a\0\x1b\r\n\tb\\"s, "raw", {.terminal = true}),
+  EXPECT_EQ(Shown("a\0\x1b\r\n\tb\\"s, View::kRaw, {.terminal = true}),
             "a\\x00\\x1b\\r\n\tb\\");
 }
 
 TEST(ViewTest, TextIsOneLineWithATimestamp) {
-  EXPECT_THAT(Shown("a\r\nb\0"s, "text"),
+  EXPECT_THAT(Shown("a\r\nb\0"s, View::kTextLine),
               MatchesRegex(kStamp + R"(a\\r\\nb\\x00)"s + "\n"));
 }
 
 TEST(ViewTest, HexIsOneLineWithATimestamp) {
-  EXPECT_THAT(Shown("\0\xff~"s, "hex"), MatchesRegex(kStamp + "00 ff 7e\n"s));
+  EXPECT_THAT(Shown("\0\xff~"s, View::kHexLine),
+              MatchesRegex(kStamp + "00 ff 7e\n"s));
 }
 
 TEST(ViewTest, DumpIsRowsOfSixteen) {
-  const std::string shown = Shown("0123456789abcdefGH\n"s, "dump");
+  const std::string shown = Shown("0123456789abcdefGH\n"s, View::kDump);
   EXPECT_THAT(shown, MatchesRegex(kStamp + "19 bytes\n(.|\n)*"s));
   EXPECT_THAT(
       shown,
@@ -54,7 +54,7 @@ TEST(ViewTest, DumpIsRowsOfSixteen) {
 
 TEST(ViewTest, JsonIsOneObjectOnALine) {
   EXPECT_THAT(
-      Shown("a\"\\\n\0\xe9"s, "json"),
+      Shown("a\"\\\n\0\xe9"s, View::kJson),
       MatchesRegex(
           R"(\{"time":"[0-9.]{10} [0-9:]{8}","bytes":6,)"
           R"("hex":"61225c0a00e9","text":"a\\"\\\\\\u000a\\u0000\\u00e9"\})"
@@ -63,10 +63,10 @@ TEST(ViewTest, JsonIsOneObjectOnALine) {
 
 TEST(ViewTest, OnlyTheStampIsColoured) {
   const Screen screen = {.terminal = true, .colour = true};
-  EXPECT_THAT(Shown("a", "text", screen),
+  EXPECT_THAT(Shown("a", View::kTextLine, screen),
               MatchesRegex("\033\\[2m"s + kStamp + "\033\\[0ma\n"));
-  EXPECT_EQ(Shown("a", "raw", screen), "a");
-  EXPECT_EQ(Shown("a", "json", screen).find('\033'), std::string::npos);
+  EXPECT_EQ(Shown("a", View::kRaw, screen), "a");
+  EXPECT_EQ(Shown("a", View::kJson, screen).find('\033'), std::string::npos);
 }
 
 TEST(ViewTest, TheBodyIsTheBytesThatCame) {
@@ -80,8 +80,9 @@ TEST(ViewTest, TheBodyIsTheBytesThatCame) {
 TEST(ViewTest, TheStampIsTheTimeOfReceipt) {
   TheTime time;
   ASSERT_TRUE(time.LoadFromString("20260102x030405"));
-  EXPECT_EQ(Rendered("x", time, "text", {}), "[2026.01.02 03:04:05] x\n");
-  EXPECT_THAT(Rendered("x", time, "json", {}),
+  EXPECT_EQ(Rendered("x", time, View::kTextLine, {}),
+            "[2026.01.02 03:04:05] x\n");
+  EXPECT_THAT(Rendered("x", time, View::kJson, {}),
               HasSubstr("\"time\":\"2026.01.02 03:04:05\""));
 }
 

@@ -8,7 +8,10 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr auto kShells = std::to_array<Choice>({{"bash"}, {"zsh"}});
+enum class Shell { kBash, kZsh };
+
+constexpr auto kShells =
+    std::to_array<Choice>({{Shell::kBash, "bash"}, {Shell::kZsh, "zsh"}});
 
 constexpr Parameter kShell = {.name = "",
                               .kind = Kind::kChoice,
@@ -18,9 +21,18 @@ constexpr Parameter kShell = {.name = "",
 
 constexpr auto kUses = Uses(kShell);
 
+std::string ScriptFor(Shell shell) {
+  switch (shell) {
+    case Shell::kBash:
+      return BashCompletion();
+    case Shell::kZsh:
+      return ZshCompletion();
+  }
+  return {};
+}
+
 ExitStatus Completion(const Arguments<kUses>& arguments, const Output& output) {
-  output.Write(arguments.Text(kShell) == "bash" ? BashCompletion()
-                                                : ZshCompletion());
+  output.Write(ScriptFor(arguments.Chosen<Shell>(kShell)));
   return kDone;
 }
 

@@ -190,10 +190,21 @@ std::string ZshSubcommands(const Command& command) {
                 "      ((CURRENT--)) ;;\n");
 }
 
+// Returns the end of a script's function: one `case` that treats subcommands,
+// and one that offers what can follow the command.
+template <typename Clause>
+std::string Cases(const Clause& subcommands, const Clause& arguments) {
+  std::string text = "  case $command in\n";
+  for (const Command* const command : Commands()) text += subcommands(*command);
+  text += "  esac\n  case $command in\n";
+  ForEachAction([&](const Command& command) { text += arguments(command); });
+  return Concat(text, "  esac\n}\n");
+}
+
 }  // namespace
 
 std::string BashCompletion() {
-  std::string text = Concat(
+  return Concat(
       "# bash completion for fairlead\n"
       "_fairlead() {\n"
       "  local word=${COMP_WORDS[COMP_CWORD]}\n"
@@ -205,20 +216,12 @@ std::string BashCompletion() {
       BashOffer(NamesOf(Commands())),
       "\n"
       "    return\n"
-      "  fi\n"
-      "  case $command in\n");
-  for (const Command* const command : Commands())
-    text += BashSubcommands(*command);
-  text += "  esac\n  case $command in\n";
-  ForEachAction([&](const Command& command) { text += BashClause(command); });
-  return Concat(text,
-                "  esac\n"
-                "}\n"
-                "complete -F _fairlead fairlead\n");
+      "  fi\n",
+      Cases(BashSubcommands, BashClause), "complete -F _fairlead fairlead\n");
 }
 
 std::string ZshCompletion() {
-  std::string text = Concat(
+  return Concat(
       "#compdef fairlead\n"
       "_fairlead() {\n"
       "  if ((CURRENT == 2)); then\n",
@@ -226,20 +229,13 @@ std::string ZshCompletion() {
       "  fi\n"
       "  shift words\n"
       "  ((CURRENT--))\n"
-      "  local command=$words[1]\n"
-      "  case $command in\n");
-  for (const Command* const command : Commands())
-    text += ZshSubcommands(*command);
-  text += "  esac\n  case $command in\n";
-  ForEachAction([&](const Command& command) { text += ZshClause(command); });
-  return Concat(text,
-                "  esac\n"
-                "}\n"
-                "if [[ $funcstack[1] == _fairlead ]]; then\n"
-                "  _fairlead \"$@\"\n"
-                "else\n"
-                "  compdef _fairlead fairlead\n"
-                "fi\n");
+      "  local command=$words[1]\n",
+      Cases(ZshSubcommands, ZshClause),
+      "if [[ $funcstack[1] == _fairlead ]]; then\n"
+      "  _fairlead \"$@\"\n"
+      "else\n"
+      "  compdef _fairlead fairlead\n"
+      "fi\n");
 }
 
 }  // namespace fairlead::tool

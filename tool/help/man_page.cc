@@ -15,25 +15,30 @@ namespace {
 
 constexpr std::string_view kDate = "2026-11-21";
 
-// Escapes what is special to roff: backslashes, '-' and, first in a line, '.'
-// and '\''.
-std::string Roff(std::string_view text) {
-  std::string roff;
-  if (text.starts_with('.') || text.starts_with('\'')) roff = "\\&";
-  for (const char c : text) {
-    if (c == '\\')
-      roff += "\\e";
-    else if (c == '-')
-      roff += "\\-";
-    else if (c == '\'')
-      roff += "\\(aq";
-    else if (c == '~')
-      roff += "\\(ti";
-    else if (c == '^')
-      roff += "\\(ha";
-    else
-      roff += c;
+// Returns the character escaped for roff, which would print some as others: a
+// '-' as a hyphen.
+std::string Roff(char c) {
+  switch (c) {
+    case '\\':
+      return "\\e";
+    case '-':
+      return "\\-";
+    case '\'':
+      return "\\(aq";
+    case '~':
+      return "\\(ti";
+    case '^':
+      return "\\(ha";
+    default:
+      return {c};
   }
+}
+
+// Returns the text in roff. First in a line, '.' and '\'' would be requests.
+std::string Roff(std::string_view text) {
+  const bool is_request = text.starts_with('.') || text.starts_with('\'');
+  std::string roff = is_request ? "\\&" : "";
+  for (const char c : text) roff += Roff(c);
   return roff;
 }
 
@@ -114,37 +119,41 @@ std::string StatusList() {
   return text;
 }
 
+std::string TitleLine() {
+  return Concat(".TH FAIRLEAD 1 ", kDate,
+                " \"fairlead " FAIRLEAD_VERSION "\" \"User Commands\"\n");
+}
+
+constexpr std::string_view kOpening =
+    ".SH NAME\n"
+    "fairlead \\- exchange messages with a TCP server; work on INI files, "
+    "logs, "
+    "times, codes, checksums and ciphers\n"
+    ".SH SYNOPSIS\n"
+    ".B fairlead\n"
+    ".I command\n"
+    ".RI [ subcommand ]\n"
+    ".RI [\\- name \" [\" value ]]...\n"
+    ".SH DESCRIPTION\n"
+    "The first argument is the command:\n";
+
+constexpr std::string_view kEnvironment =
+    ".SH ENVIRONMENT\n"
+    ".TP\n"
+    ".B NO_COLOR\n"
+    "If it is set and not empty, no colour is used.\n"
+    ".TP\n"
+    ".B TERM\n"
+    "If it is not set or is\n"
+    ".IR dumb ,\n"
+    "neither colour nor a progress bar is used.\n";
+
 }  // namespace
 
 std::string ManPage() {
-  std::string page =
-      Concat(".TH FAIRLEAD 1 ", kDate,
-             " \"fairlead " FAIRLEAD_VERSION
-             "\" \"User Commands\"\n"
-             ".SH NAME\n"
-             "fairlead \\- exchange messages with a TCP server; work on INI "
-             "files, logs, times, codes, checksums and ciphers\n"
-             ".SH SYNOPSIS\n"
-             ".B fairlead\n"
-             ".I command\n"
-             ".RI [ subcommand ]\n"
-             ".RI [\\- name \" [\" value ]]...\n"
-             ".SH DESCRIPTION\n"
-             "The first argument is the command:\n");
-  page += Summaries();
-  page += Concat(".PP\n", Roff(kConventions), "\n.SH COMMANDS\n", Sections());
-  page += Concat(".SH EXIT STATUS\n", StatusList());
-  page +=
-      ".SH ENVIRONMENT\n"
-      ".TP\n"
-      ".B NO_COLOR\n"
-      "If it is set and not empty, no colour is used.\n"
-      ".TP\n"
-      ".B TERM\n"
-      "If it is not set or is\n"
-      ".IR dumb ,\n"
-      "neither colour nor a progress bar is used.\n";
-  return page;
+  return Concat(TitleLine(), kOpening, Summaries(), ".PP\n", Roff(kConventions),
+                "\n.SH COMMANDS\n", Sections(), ".SH EXIT STATUS\n",
+                StatusList(), kEnvironment);
 }
 
 }  // namespace fairlead::tool

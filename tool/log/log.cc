@@ -37,8 +37,13 @@ constexpr Parameter kFile = {
     .group = Group::kLog,
     .help = "append the lines to FILE, created if it does not exist"};
 
-constexpr auto kStamps =
-    std::to_array<Choice>({{"bracket"}, {"plain"}, {"none"}});
+enum class StampForm { kBracket, kPlain, kNone };
+
+constexpr auto kStamps = std::to_array<Choice>({
+    {StampForm::kBracket, "bracket"},
+    {StampForm::kPlain, "plain"},
+    {StampForm::kNone, "none"},
+});
 
 constexpr Parameter kStamp = {
     .name = "stamp",
@@ -113,17 +118,23 @@ class OutputCopy : public std::streambuf {
   std::optional<Failure> failure_;
 };
 
-std::string Stamp(std::string_view form) {
-  if (form == "none") return "";
-  return form == "plain" ? TheTime().GetStr(false) + " "
-                         : TheTime().GetStr(true);
+std::string Stamp(StampForm form) {
+  switch (form) {
+    case StampForm::kBracket:
+      return TheTime().GetStr(true);
+    case StampForm::kPlain:
+      return TheTime().GetStr(false) + " ";
+    case StampForm::kNone:
+      return "";
+  }
+  return {};
 }
 
 // Splits pieces of input into lines and logs them.
 class LineLogger {
  public:
   LineLogger(LogFile& file, const Arguments& arguments)
-      : file_(file), stamp_(arguments.Text(kStamp)) {
+      : file_(file), stamp_(arguments.Chosen<StampForm>(kStamp)) {
     if (arguments.Has(kOnce))
       repeats_.emplace(
           Seconds(arguments.Text(kOnce)),
@@ -172,7 +183,7 @@ class LineLogger {
   }
 
   LogFile& file_;
-  const std::string stamp_;
+  const StampForm stamp_;
   std::string begun_;  // A line without its newline so far.
   std::optional<Repeats> repeats_;
 };

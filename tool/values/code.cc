@@ -74,8 +74,10 @@ constexpr Parameter kGroup = {
     .range = {.least = 0, .most = kMaxBits},
     .fallback = "4"};
 
-constexpr auto kForms =
-    std::to_array<Choice>({{"hex"}, {"number"}, {kAllForms}});
+enum class CodeForm { kAsHex, kAsNumber };
+
+constexpr auto kForms = std::to_array<Choice>(
+    {{CodeForm::kAsHex, "hex"}, {CodeForm::kAsNumber, "number"}, kAllForms});
 
 constexpr Parameter kForm = {
     .name = "form",
@@ -83,7 +85,7 @@ constexpr Parameter kForm = {
     .group = Group::kOutput,
     .help = "output format; 'number' is available if the value fits in 64 bits",
     .choices = kForms,
-    .fallback = kAllForms};
+    .fallback = kAllForms.name};
 
 constexpr auto kLayoutUses = Uses(kBits, Optional(kWidth));
 constexpr auto kMakeUses =
@@ -275,19 +277,38 @@ CBitstr DecimalIn(const std::string& text, const Layout& layout) {
   return wide.GetBitstr();
 }
 
+std::string HexDigits(std::string_view bytes) {
+  std::string hex;
+  for (const char byte : bytes) hex += HexByte(byte);
+  return hex;
+}
+
+FormText NumberText(const CBitstr& bits, std::size_t needed) {
+  if (needed <= kNumberBits) return std::to_string(NumberOf(bits));
+  return Unavailable{Concat(": the value needs ", needed,
+                            " bits, more than the ", kNumberBits,
+                            " of a number")};
+}
+
+FormText TextOf(CodeForm form, const CBitstr& bits, int count) {
+  const std::string bytes = BytesOf(bits, count);
+  switch (form) {
+    case CodeForm::kAsHex:
+      return HexDigits(bytes);
+    case CodeForm::kAsNumber:
+      return NumberText(bits, BitsNeeded(bytes));
+  }
+  return {};
+}
+
 ExitStatus Read(const Arguments<kReadUses>& arguments, const Output& output) {
   const Layout layout(arguments);
   const std::string text = arguments.Text(kText);
   const CBitstr bits =
       layout.width == 0 ? DecimalIn(text, layout) : DigitsIn(text, layout);
-  const std::string bytes = BytesOf(bits, layout.bits);
-  std::string hex;
-  for (const char byte : bytes) hex += HexByte(byte);
-
-  std::vector<Form> forms = {{"hex", hex}};
-  if (BitsNeeded(bytes) <= kNumberBits)
-    forms.push_back({"number", std::to_string(NumberOf(bits))});
-  output.Write(FormLines(forms, kForm, arguments.Text(kForm)));
+  output.Write(FormLines<CodeForm>(
+      kForm, arguments.Text(kForm),
+      [&](CodeForm form) { return TextOf(form, bits, layout.bits); }));
   return kDone;
 }
 

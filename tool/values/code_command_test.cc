@@ -126,8 +126,8 @@ TEST(CodeCommandTest, ANumberIsPrintedUpTo64Bits) {
   const Words wide = read + Words{"AAAAAAAAAAAAAAAABA"};
   EXPECT_EQ(Answer(wide), "hex 000000000000000001\n");
   EXPECT_EQ(Refusal(2, wide + Words{"-form", "number"}),
-            "fairlead code: -form number is not available here; choose hex or "
-            "all\n");
+            "fairlead code: -form number: the value needs 65 bits, more than "
+            "the 64 of a number\n");
 }
 
 TEST(CodeCommandTest, HyphensAndSpacesAreIgnored) {

@@ -6,9 +6,8 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
-#include <limits>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "fairlead/time/file_pos.h"
 #include "tool/base/concat.h"
@@ -24,6 +23,7 @@ namespace {
 
 constexpr std::size_t kHexDigits = 16;
 constexpr Range kByteRange = {.least = 0, .most = UINT64_MAX};
+constexpr Range kDistanceRange = {.least = 0, .most = UINT32_MAX};
 
 constexpr Parameter kBytes = {.name = "bytes",
                               .placeholder = "N",
@@ -50,13 +50,15 @@ constexpr Parameter kFrom = {.name = "from",
                              .help = "also print the distance from byte N",
                              .range = kByteRange};
 
+enum class SizeForm { kAsText, kAsHex, kAsBytes, kAsDistance, kAsMb };
+
 constexpr auto kForms = std::to_array<Choice>({
-    {"text"},
-    {"hex"},
-    {"bytes"},
-    {"distance"},
-    {"mb"},
-    {kAllForms},
+    {SizeForm::kAsText, "text"},
+    {SizeForm::kAsHex, "hex"},
+    {SizeForm::kAsBytes, "bytes"},
+    {SizeForm::kAsDistance, "distance"},
+    {SizeForm::kAsMb, "mb"},
+    kAllForms,
 });
 
 constexpr Parameter kForm = {
@@ -67,7 +69,7 @@ constexpr Parameter kForm = {
         "output format; 'distance' and 'mb' need -from; 'distance' must be "
         "between 0 and 4294967295",
     .choices = kForms,
-    .fallback = kAllForms};
+    .fallback = kAllForms.name};
 
 constexpr auto kUses =
     Uses(OneOf(kBytes, kHex, kFile), Optional(kFrom), Optional(kForm));
@@ -126,22 +128,44 @@ std::string Decimal(double number) {
   return {text.begin(), end};
 }
 
-void AddDistance(std::vector<Form>& forms, const CFilePos& position,
-                 const CFilePos& start) {
-  if (!start.GreaterThan(position) && BytesOf(position) - BytesOf(start) <=
-                                          std::numeric_limits<uint32_t>::max())
-    forms.push_back({"distance", std::to_string(position.Difference(start))});
-  forms.push_back({"mb", Decimal(position.DifferenceInMb(start))});
+FormText DistanceText(const CFilePos& position, const CFilePos& start) {
+  const bool before = start.GreaterThan(position);
+  const std::uint64_t distance = before ? BytesOf(start) - BytesOf(position)
+                                        : BytesOf(position) - BytesOf(start);
+  if (!before && distance <= kDistanceRange.most)
+    return std::to_string(position.Difference(start));
+  return Unavailable{Concat(": ", before ? "-" : "", distance,
+                            " is out of range (expected ", kDistanceRange.least,
+                            " to ", kDistanceRange.most, ")")};
+}
+
+FormText TextOf(SizeForm form, const CFilePos& position,
+                const std::optional<CFilePos>& start) {
+  static const Unavailable kNeedsStart{Concat(" needs ", Spelling(kFrom))};
+  switch (form) {
+    case SizeForm::kAsText:
+      return position.GetText();
+    case SizeForm::kAsHex:
+      return position.GetStr();
+    case SizeForm::kAsBytes:
+      return std::to_string(BytesOf(position));
+    case SizeForm::kAsDistance:
+      if (!start) return kNeedsStart;
+      return DistanceText(position, *start);
+    case SizeForm::kAsMb:
+      if (!start) return kNeedsStart;
+      return Decimal(position.DifferenceInMb(*start));
+  }
+  return {};
 }
 
 ExitStatus Size(const Arguments& arguments, const Output& output) {
   const CFilePos position = Given(arguments);
-  std::vector<Form> forms = {{"text", position.GetText()},
-                             {"hex", position.GetStr()},
-                             {"bytes", std::to_string(BytesOf(position))}};
-  if (arguments.Has(kFrom))
-    AddDistance(forms, position, PositionOf(arguments.WideNumber(kFrom)));
-  output.Write(FormLines(forms, kForm, arguments.Text(kForm)));
+  std::optional<CFilePos> start;
+  if (arguments.Has(kFrom)) start = PositionOf(arguments.WideNumber(kFrom));
+  output.Write(FormLines<SizeForm>(
+      kForm, arguments.Text(kForm),
+      [&](SizeForm form) { return TextOf(form, position, start); }));
   return kDone;
 }
 

@@ -191,13 +191,29 @@ TEST(SizeCommandTest, TheDistanceFromAnotherPosition) {
 
 TEST(SizeCommandTest, AnUnavailableFormIsRefused) {
   EXPECT_EQ(Refusal(2, {"-bytes", "1", "-form", "mb"}),
-            "fairlead size: -form mb is not available here; choose text, hex, "
-            "bytes or all\n");
-  EXPECT_THAT(Refusal(2, {"-bytes", "1", "-from", "2", "-form", "distance"}),
-              HasSubstr("choose text, hex, bytes, mb or all\n"));
+            "fairlead size: -form mb needs -from N\n");
+  EXPECT_EQ(Refusal(2, {"-bytes", "1", "-form", "distance"}),
+            "fairlead size: -form distance needs -from N\n");
   EXPECT_EQ(Refusal(2, {"-bytes", "1", "-form", "octal"}),
             "fairlead size: -form: 'octal' is not valid; choose text, hex, "
             "bytes, distance, mb or all\n");
+}
+
+TEST(SizeCommandTest, ADistanceOutOfRangeIsRefused) {
+  const auto refusal = [](const char* bytes, const char* from) {
+    return Refusal(2, {"-bytes", bytes, "-from", from, "-form", "distance"});
+  };
+  EXPECT_EQ(refusal("1", "2"),
+            "fairlead size: -form distance: -1 is out of range (expected 0 to "
+            "4294967295)\n");
+  EXPECT_EQ(refusal("4294967296", "0"),
+            "fairlead size: -form distance: 4294967296 is out of range "
+            "(expected 0 to 4294967295)\n");
+  EXPECT_EQ(refusal("0", "18446744073709551615"),
+            "fairlead size: -form distance: -18446744073709551615 is out of "
+            "range (expected 0 to 4294967295)\n");
+  EXPECT_EQ(Answer({"-bytes", "4294967295", "-from", "0", "-form", "distance"}),
+            "4294967295\n");
 }
 
 TEST(SizeCommandTest, OneSizeIsRequired) {

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "fairlead/bits/crc.h"
 #include "tool/base/concat.h"
@@ -51,15 +50,22 @@ constexpr Parameter kBack = {
     .help = "rotate N bits towards the low end, a rotation of -N",
     .range = kRotations};
 
-constexpr auto kForms =
-    std::to_array<Choice>({{"64"}, {"24"}, {"16"}, {"8"}, {kAllForms}});
+enum class SumForm { k64Bits, k24Bits, k16Bits, k8Bits };
+
+constexpr auto kForms = std::to_array<Choice>({
+    {SumForm::k64Bits, "64"},
+    {SumForm::k24Bits, "24"},
+    {SumForm::k16Bits, "16"},
+    {SumForm::k8Bits, "8"},
+    kAllForms,
+});
 
 constexpr Parameter kForm = {.name = "form",
                              .kind = Kind::kChoice,
                              .group = Group::kOutput,
                              .help = "how many bits of the sum to print",
                              .choices = kForms,
-                             .fallback = kAllForms};
+                             .fallback = kAllForms.name};
 
 constexpr auto kUses = Uses(OneOf(kText, kHex, kFile, kStdin),
                             AtMostOne(kRotation, kBack), Optional(kForm));
@@ -95,17 +101,26 @@ std::string HexDigits(std::uint64_t value, std::size_t count) {
   return text.substr(text.size() - count);
 }
 
-std::vector<Form> FormsOf(const CCRC& crc) {
-  return {{"64", HexDigits(crc.ReadCRC(), 16)},
-          {"24", HexDigits(crc.ReadCRC24(), 6)},
-          {"16", HexDigits(crc.ReadCRC16(), 4)},
-          {"8", HexDigits(crc.ReadCRC8(), 2)}};
+std::string TextOf(SumForm form, const CCRC& crc) {
+  switch (form) {
+    case SumForm::k64Bits:
+      return HexDigits(crc.ReadCRC(), 16);
+    case SumForm::k24Bits:
+      return HexDigits(crc.ReadCRC24(), 6);
+    case SumForm::k16Bits:
+      return HexDigits(crc.ReadCRC16(), 4);
+    case SumForm::k8Bits:
+      return HexDigits(crc.ReadCRC8(), 2);
+  }
+  return {};
 }
 
 ExitStatus Sum(const Arguments& arguments, const Output& output) {
   CCRC crc{.rotation = RotationIn(arguments)};
   AddGiven(crc, arguments);
-  output.Write(FormLines(FormsOf(crc), kForm, arguments.Text(kForm)));
+  output.Write(
+      FormLines<SumForm>(kForm, arguments.Text(kForm),
+                         [&crc](SumForm form) { return TextOf(form, crc); }));
   return kDone;
 }
 

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <ctime>
 #include <string>
-#include <vector>
 
 #include "fairlead/text/strings.h"
 #include "fairlead/time/the_time.h"
@@ -27,8 +26,9 @@ constexpr int kMaxNumberedHours = 429496;  // See GetStamp().
 // -form, and -separator with the forms that it changes.
 template <const Parameter& kForm>
 constexpr auto kFormUses = Uses(Optional(kForm),
-                                OnlyWith(kSeparator, When(kForm, "clock"),
-                                         When(kForm, kAllForms)));
+                                OnlyWith(kSeparator,
+                                         When(kForm, MomentForm::kAsClock),
+                                         When(kForm, EveryForm::kAll)));
 
 constexpr auto kSeparatorUses = Uses(Optional(kSeparator));
 constexpr auto kPrintUses = kFormUses<kMomentForm>;
@@ -36,69 +36,119 @@ constexpr auto kNowUses = kFormUses<kNowForm>;
 constexpr auto kShowUses =
     Uses(OneOf(kStamp, kEpochSeconds, kBeforeEpoch), kPrintUses);
 constexpr auto kShiftUses = Uses(kStamp, OneOf(kBy, kBackBy), kPrintUses);
+constexpr auto kDayFormUses = Uses(Optional(kDayForm));
 constexpr auto kDayUses =
-    Uses(OneOf(kText, kDaySeconds, kBeforeMidnight), Optional(kDayForm));
-constexpr auto kDiffUses = Uses(kFrom, kTo, Optional(kDayForm));
+    Uses(OneOf(kText, kDaySeconds, kBeforeMidnight), kDayFormUses);
+constexpr auto kDiffUses = Uses(kFrom, kTo, kDayFormUses);
 
 std::string NineDigits(std::int64_t number) {
   const std::string digits = inttostr(number);
   return Concat(std::string(9 - digits.size(), '0'), digits);
 }
 
-std::vector<Form> FormsOf(const TheTime& moment,
-                          const Arguments<kSeparatorUses>& arguments) {
+std::string TextOf(MomentForm form, const TheTime& moment,
+                   const Arguments<kSeparatorUses>& arguments) {
   unsigned int day_second = 0;
-  const int day = moment.GetDaySec(day_second);
-  const std::string seconds = inttostr(moment.ts.tv_sec);
-  return {
-      {"plain", moment.GetStr(false)},
-      {"log", moment.GetStr(true)},
-      {"phrase", moment.GetHumanStr()},
-      {"stamp", moment.SaveToString()},
-      {"ymd", moment.GetDateStr()},
-      {"dmy", moment.GetDateStr2()},
-      {"clock", moment.GetTimeStr(
-                    Unescaped(arguments.Text(kSeparator), kSeparator.name))},
-      {"day", inttostr(day)},
-      {"daysecond", inttostr(day_second)},
-      {"seconds", seconds},
-      {"exact", Concat(seconds, ".", NineDigits(moment.ts.tv_nsec))},
-  };
+  switch (form) {
+    case MomentForm::kAsPlain:
+      return moment.GetStr(false);
+    case MomentForm::kAsLog:
+      return moment.GetStr(true);
+    case MomentForm::kAsPhrase:
+      return moment.GetHumanStr();
+    case MomentForm::kAsStamp:
+      return moment.SaveToString();
+    case MomentForm::kAsYmd:
+      return moment.GetDateStr();
+    case MomentForm::kAsDmy:
+      return moment.GetDateStr2();
+    case MomentForm::kAsClock:
+      return moment.GetTimeStr(
+          Unescaped(arguments.Text(kSeparator), kSeparator.name));
+    case MomentForm::kAsDay:
+      return inttostr(moment.GetDaySec(day_second));
+    case MomentForm::kAsDaySecond:
+      moment.GetDaySec(day_second);
+      return inttostr(day_second);
+    case MomentForm::kAsSeconds:
+      return inttostr(moment.ts.tv_sec);
+    case MomentForm::kAsExact:
+      return Concat(inttostr(moment.ts.tv_sec), ".",
+                    NineDigits(moment.ts.tv_nsec));
+    case MomentForm::kAsStrtime:
+      return strtime();
+    case MomentForm::kAsStrtimeonly:
+      return strtimeonly();
+    case MomentForm::kAsStrdateonly:
+      return strdateonly();
+    case MomentForm::kAsIntdayonly:
+      return inttostr(intdayonly());
+  }
+  return {};
 }
 
-std::vector<Form> FormsOf(const CTimeOfDay& time) {
-  std::vector<Form> forms = {{"clock", time.GetStampString()},
-                             {"seconds", time.GetSecondsString()}};
-  if (time.seconds >= 0 && time.seconds / 3600 <= kMaxNumberedHours)
-    forms.push_back({"number", inttostr(time.GetStamp())});
-  return forms;
+// Stamps may be further apart than a time of day can count. Its hours are then
+// 0, and the true ones replace them.
+std::string ClockText(std::int64_t seconds) {
+  if (seconds >= INT_MIN && seconds <= INT_MAX)
+    return CTimeOfDay{static_cast<int>(seconds)}.GetStampString();
+  const CTimeOfDay rest{static_cast<int>(seconds % 3600)};
+  return Concat(seconds / 3600, rest.GetStampString().substr(2));
+}
+
+FormText NumberText(std::int64_t seconds) {
+  if (seconds >= 0 && seconds / 3600 <= kMaxNumberedHours)
+    return inttostr(CTimeOfDay{static_cast<int>(seconds)}.GetStamp());
+  return Unavailable{Concat(": ", ClockText(seconds),
+                            " is out of range (expected 0 to ",
+                            kMaxNumberedHours, ":59:59)")};
+}
+
+FormText TextOf(DayForm form, std::int64_t seconds) {
+  switch (form) {
+    case DayForm::kAsClock:
+      return ClockText(seconds);
+    case DayForm::kAsSeconds:
+      return inttostr(seconds);
+    case DayForm::kAsNumber:
+      return NumberText(seconds);
+  }
+  return {};
 }
 
 ExitStatus PrintMoment(const TheTime& moment,
                        const Arguments<kPrintUses>& arguments,
                        const Output& output) {
   CheckYear(moment);
-  output.Write(FormLines(FormsOf(moment, arguments), kMomentForm,
-                         arguments.Text(kMomentForm)));
+  output.Write(FormLines<MomentForm>(
+      kMomentForm, arguments.Text(kMomentForm),
+      [&](MomentForm form) { return TextOf(form, moment, arguments); }));
+  return kDone;
+}
+
+ExitStatus PrintSeconds(std::int64_t seconds,
+                        const Arguments<kDayFormUses>& arguments,
+                        const Output& output) {
+  output.Write(FormLines<DayForm>(
+      kDayForm, arguments.Text(kDayForm),
+      [seconds](DayForm form) { return TextOf(form, seconds); }));
   return kDone;
 }
 
 // Some of the forms read the clock themselves. They are made again if a second
 // ends in between, so that all show the same second.
 ExitStatus Now(const Arguments<kNowUses>& arguments, const Output& output) {
-  std::vector<Form> forms;
+  std::string lines;
   std::time_t second = 0;
   TheTime moment;
   do {
     second = time(nullptr);
     moment.Update();
-    forms = FormsOf(moment, arguments);
-    forms.insert(forms.end(), {{"strtime", strtime()},
-                               {"strtimeonly", strtimeonly()},
-                               {"strdateonly", strdateonly()},
-                               {"intdayonly", inttostr(intdayonly())}});
+    lines = FormLines<MomentForm>(
+        kNowForm, arguments.Text(kNowForm),
+        [&](MomentForm form) { return TextOf(form, moment, arguments); });
   } while (moment.ts.tv_sec != second || time(nullptr) != second);
-  output.Write(FormLines(forms, kNowForm, arguments.Text(kNowForm)));
+  output.Write(lines);
   return kDone;
 }
 
@@ -131,37 +181,22 @@ CTimeOfDay DayTimeGiven(const Arguments<kDayUses>& arguments) {
 }
 
 ExitStatus Day(const Arguments<kDayUses>& arguments, const Output& output) {
-  output.Write(FormLines(FormsOf(DayTimeGiven(arguments)), kDayForm,
-                         arguments.Text(kDayForm)));
-  return kDone;
+  return PrintSeconds(DayTimeGiven(arguments).seconds, arguments, output);
 }
 
-// Stamps may be further apart than a time of day can count. Its hours are then
-// 0, and the true ones replace them.
-std::vector<Form> FormsOfSpan(std::int64_t seconds) {
-  if (seconds >= INT_MIN && seconds <= INT_MAX)
-    return FormsOf(CTimeOfDay{static_cast<int>(seconds)});
-  const CTimeOfDay rest{static_cast<int>(seconds % 3600)};
-  return {{"clock", Concat(seconds / 3600, rest.GetStampString().substr(2))},
-          {"seconds", inttostr(seconds)}};
-}
-
-std::vector<Form> FormsOfDifference(const std::string& from,
-                                    const std::string& to) {
+std::int64_t Difference(const std::string& from, const std::string& to) {
   if (!LooksLikeStamp(from) && !LooksLikeStamp(to)) {
     const CTimeOfDay start = TimeOfDayIn(kFrom, from);
-    return FormsOf(TimeOfDayIn(kTo, to) - start);
+    return (TimeOfDayIn(kTo, to) - start).seconds;
   }
   const TheTime start = StampIn(kFrom, from);
   const TheTime end = StampIn(kTo, to);
-  return FormsOfSpan(static_cast<std::int64_t>(end.DifferenceFloat(start)));
+  return static_cast<std::int64_t>(end.DifferenceFloat(start));
 }
 
 ExitStatus Diff(const Arguments<kDiffUses>& arguments, const Output& output) {
-  output.Write(
-      FormLines(FormsOfDifference(arguments.Text(kFrom), arguments.Text(kTo)),
-                kDayForm, arguments.Text(kDayForm)));
-  return kDone;
+  return PrintSeconds(Difference(arguments.Text(kFrom), arguments.Text(kTo)),
+                      arguments, output);
 }
 
 constexpr auto kNowExamples = std::to_array<Example>({

@@ -110,8 +110,20 @@ TEST(TimeDayTest, BelowZero) {
   EXPECT_EQ(Answer({"day", "-back", "2147483647"}),
             "clock -596523:-14:-7\nseconds -2147483647\n");
   EXPECT_EQ(Refusal(2, {"day", "-back", "1", "-form", "number"}),
-            "fairlead time: -form number is not available here; choose clock, "
-            "seconds or all\n");
+            "fairlead time: -form number: 00:00:-1 is out of range (expected 0 "
+            "to 429496:59:59)\n");
+}
+
+TEST(TimeDayTest, ANumberHasUpTo429496Hours) {
+  EXPECT_EQ(Answer({"day", "-seconds", "1546189199", "-form", "number"}),
+            "4294965959\n");
+  EXPECT_EQ(Refusal(2, {"day", "-seconds", "1546189200", "-form", "number"}),
+            "fairlead time: -form number: 429497:00:00 is out of range "
+            "(expected 0 to 429496:59:59)\n");
+  EXPECT_EQ(Refusal(2, {"diff", "-from", "19000101", "-to", "20990101", "-form",
+                        "number"}),
+            "fairlead time: -form number: 1744416:00:00 is out of range "
+            "(expected 0 to 429496:59:59)\n");
 }
 
 TEST(TimeDayTest, AnInvalidTimeIsMalformed) {

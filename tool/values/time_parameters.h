@@ -18,19 +18,51 @@ inline constexpr std::uint64_t kEndOf9999 = 253402300799;  // In UTC seconds.
 inline constexpr std::string_view kUseBack =
     "write -back and the number without '-'";
 
-inline constexpr Choice kPlain = {"plain", "2026.11.14 20:57:54"};
-inline constexpr Choice kLog = {"log", "[2026.11.14 20:57:54] and a space"};
-inline constexpr Choice kPhrase = {"phrase", "on 2026.11.14 at 20:57:54"};
-inline constexpr Choice kStampForm = {"stamp", "20261114x205754"};
-inline constexpr Choice kYmd = {"ymd", "20261114"};
-inline constexpr Choice kDmy = {"dmy", "14112026"};
-inline constexpr Choice kMomentClock = {"clock", "20:57:54"};
-inline constexpr Choice kDay = {"day", "14, the day of the month"};
+/// The forms of a moment. The last four read the clock themselves, so only
+/// `now` offers them.
+enum class MomentForm {
+  kAsPlain,
+  kAsLog,
+  kAsPhrase,
+  kAsStamp,
+  kAsYmd,
+  kAsDmy,
+  kAsClock,
+  kAsDay,
+  kAsDaySecond,
+  kAsSeconds,
+  kAsExact,
+  kAsStrtime,
+  kAsStrtimeonly,
+  kAsStrdateonly,
+  kAsIntdayonly,
+};
+
+/// The forms of a time of day, or of a duration.
+enum class DayForm { kAsClock, kAsSeconds, kAsNumber };
+
+inline constexpr Choice kPlain = {MomentForm::kAsPlain, "plain",
+                                  "2026.11.14 20:57:54"};
+inline constexpr Choice kLog = {MomentForm::kAsLog, "log",
+                                "[2026.11.14 20:57:54] and a space"};
+inline constexpr Choice kPhrase = {MomentForm::kAsPhrase, "phrase",
+                                   "on 2026.11.14 at 20:57:54"};
+inline constexpr Choice kStampForm = {MomentForm::kAsStamp, "stamp",
+                                      "20261114x205754"};
+inline constexpr Choice kYmd = {MomentForm::kAsYmd, "ymd", "20261114"};
+inline constexpr Choice kDmy = {MomentForm::kAsDmy, "dmy", "14112026"};
+inline constexpr Choice kMomentClock = {MomentForm::kAsClock, "clock",
+                                        "20:57:54"};
+inline constexpr Choice kDay = {MomentForm::kAsDay, "day",
+                                "14, the day of the month"};
 inline constexpr Choice kDaySecond = {
-    "daysecond", "75474, the seconds since local midnight"};
-inline constexpr Choice kEpoch = {"seconds", "1794689874, since the epoch"};
-inline constexpr Choice kExact = {"exact", "1794689874.123456789"};
-inline constexpr Choice kAll = {kAllForms,
+    MomentForm::kAsDaySecond, "daysecond",
+    "75474, the seconds since local midnight"};
+inline constexpr Choice kEpoch = {MomentForm::kAsSeconds, "seconds",
+                                  "1794689874, since the epoch"};
+inline constexpr Choice kExact = {MomentForm::kAsExact, "exact",
+                                  "1794689874.123456789"};
+inline constexpr Choice kAll = {EveryForm::kAll, kAllForms.name,
                                 "all forms, one per line, as NAME VALUE"};
 
 inline constexpr std::array kMomentForms = {
@@ -49,16 +81,17 @@ inline constexpr std::array kNowForms = {
     kDaySecond,
     kEpoch,
     kExact,
-    Choice{"strtime", "[2026:11:14 20:57:54] and a space"},
-    Choice{"strtimeonly", "205754"},
-    Choice{"strdateonly", "20261114"},
-    Choice{"intdayonly", "14"},
+    Choice{MomentForm::kAsStrtime, "strtime",
+           "[2026:11:14 20:57:54] and a space"},
+    Choice{MomentForm::kAsStrtimeonly, "strtimeonly", "205754"},
+    Choice{MomentForm::kAsStrdateonly, "strdateonly", "20261114"},
+    Choice{MomentForm::kAsIntdayonly, "intdayonly", "14"},
     kAll,
 };
 inline constexpr auto kDayForms = std::to_array<Choice>({
-    {"clock", "20:57:54; the hours continue above 24"},
-    {"seconds", "75474"},
-    {"number", "205754; up to 429496:59:59"},
+    {DayForm::kAsClock, "clock", "20:57:54; the hours continue above 24"},
+    {DayForm::kAsSeconds, "seconds", "75474"},
+    {DayForm::kAsNumber, "number", "205754; up to 429496:59:59"},
     kAll,
 });
 
@@ -142,7 +175,7 @@ constexpr Parameter FormParameter(std::span<const Choice> choices,
 inline constexpr Parameter kMomentForm =
     FormParameter(kMomentForms, kPlain.name);
 inline constexpr Parameter kNowForm = FormParameter(kNowForms, kPlain.name);
-inline constexpr Parameter kDayForm = FormParameter(kDayForms, kAllForms);
+inline constexpr Parameter kDayForm = FormParameter(kDayForms, kAll.name);
 inline constexpr Parameter kSeparator = {
     .name = "separator",
     .placeholder = "TEXT",
