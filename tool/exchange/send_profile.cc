@@ -5,17 +5,15 @@
 #include <array>
 #include <string_view>
 
-#include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/profile.h"
+#include "fairlead/ini/ini_document.h"
 #include "fairlead/text/strings.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/exchange/body.h"
 #include "tool/exchange/parameters.h"
-#include "tool/ini/ini_lines.h"
-#include "tool/ini/ini_names.h"
-#include "tool/ini/ini_store.h"
+#include "tool/ini/ini_place.h"
+#include "tool/ini/ini_source.h"
 #include "tool/io/atomic_edit.h"
 #include "tool/io/output.h"
 #include "tool/io/read_file.h"
@@ -28,9 +26,12 @@ using Listed = Profile::Listed;
 constexpr std::array<Listed, 6> kKept = {kHost, kPort, kTimeout,
                                          kIdle, kEol,  kView};
 
+// Throws if no file can have the section.
 void CheckSection(const Arguments<kProfileUses>& arguments) {
-  const std::string_view fault = ini::SectionFault(arguments.Text(kProfile));
-  if (!fault.empty()) throw Failure(kWrongUsage, std::string(fault));
+  IniDocument document;
+  const std::string section = arguments.Text(kProfile);
+  const IniResult result = document.Add({section});
+  if (!result.IsOk()) throw Failure(kWrongUsage, std::string(result.reason));
 }
 
 }  // namespace
@@ -47,18 +48,19 @@ void Profile::ReadFile() {
   const bool may_be_missing = arguments_.Has(kSaveprofile);
   const std::string text = may_be_missing ? ReadFileIfAny(file_).value_or("")
                                           : tool::ReadFile(file_);
-  records_ = ini::ContentOf(text, file_).records;
-  if (!may_be_missing && !ini::HasSection(*records_, section_))
-    throw Failure(kAnswerIsNo, Concat("there is no section ", Quoted(section_),
-                                      " in ", Quoted(file_)));
+  document_ = ini::Parsed(text, file_);
+  const IniFound found = document_->Find({section_});
+  if (!may_be_missing && !found)
+    throw Failure(kAnswerIsNo,
+                  Concat(ini::WhyNotFound(found.code, {.section = section_}),
+                         " in ", Quoted(file_)));
 }
 
 // Returns the value in the file, or "".
 std::string Profile::InFile(const Parameter& parameter) const {
-  const ini::Record* const found =
-      ini::Find(*records_, section_, parameter.name);
-  if (found == nullptr || found->Value.empty()) return "";
-  const std::string& value = found->Value;
+  const std::string value(
+      document_->Value(section_, parameter.name).value_or(""));
+  if (value.empty()) return "";
   try {
     CheckValue(parameter, value);
   } catch (const Failure& failure) {
@@ -70,30 +72,30 @@ std::string Profile::InFile(const Parameter& parameter) const {
 }
 
 bool Profile::Has(Listed parameter) const {
-  return arguments_.Has(parameter) || (records_ && !InFile(*parameter).empty());
+  return arguments_.Has(parameter) || (document_ && !InFile(*parameter).empty());
 }
 
 std::string Profile::Text(Listed parameter) const {
-  if (arguments_.Has(parameter) || !records_) return arguments_.Text(parameter);
+  if (arguments_.Has(parameter) || !document_) return arguments_.Text(parameter);
   const std::string value = InFile(*parameter);
   return value.empty() ? std::string(parameter->fallback) : value;
 }
 
 int Profile::Number(Listed parameter) const {
   const int number = arguments_.Number(parameter);
-  if (arguments_.Has(parameter) || !records_ || InFile(*parameter).empty())
+  if (arguments_.Has(parameter) || !document_ || InFile(*parameter).empty())
     return number;
   int value = 0;
   return getval<int>(InFile(*parameter), value) ? value : number;
 }
 
 void Profile::Save() const {
-  if (!records_ || !arguments_.Has(kSaveprofile)) return;
+  if (!document_ || !arguments_.Has(kSaveprofile)) return;
   EditFile(file_, Writing::kReplace,
            [this](const std::optional<std::string>& text) {
-             return ini::Edited(
-                 text.value_or(""), file_,
-                 [this](ini::Records& records) { WriteGiven(records); });
+             IniDocument document = ini::Parsed(text.value_or(""), file_);
+             WriteGiven(document);
+             return document.Text();
            },
            {.give_notice = [this] {
              PrintNote("send",
@@ -101,16 +103,15 @@ void Profile::Save() const {
            }});
 }
 
-void Profile::WriteGiven(ini::Records& records) const {
+void Profile::WriteGiven(IniDocument& document) const {
   for (const Listed& parameter : kKept) {
     if (!arguments_.Has(parameter)) continue;
-    const std::string text = arguments_.Text(parameter);
-    const std::string_view fault = ini::ValueFault(text);
-    if (!fault.empty()) throw Failure(kWrongUsage, std::string(fault));
-    ini::SetValue(records, section_, parameter->name,
-                  parameter->kind == Kind::kNumber
-                      ? Concat(arguments_.Number(parameter))
-                      : text);
+    const std::string text = parameter->kind == Kind::kNumber
+                                 ? Concat(arguments_.Number(parameter))
+                                 : arguments_.Text(parameter);
+    const ini::Place place = {.section = section_,
+                              .key = std::string(parameter->name)};
+    ini::Require(document.Set(place.Name(), text), file_, place);
   }
 }
 

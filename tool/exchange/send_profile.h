@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
+#include "fairlead/ini/ini_document.h"
 #include "tool/command/arguments.h"
 #include "tool/exchange/body.h"
 #include "tool/exchange/parameters.h"
-#include "tool/ini/ini_store.h"
 
 namespace fairlead::tool {
 
@@ -20,8 +20,7 @@ inline constexpr Parameter kSettings = {
     .group = Group::kWhere,
     .help =
         "an INI file whose section -profile holds host, port, timeout, idle, "
-        "eol and view, disabled ones included; the command line takes "
-        "precedence"};
+        "eol and view; the command line takes precedence"};
 inline constexpr Parameter kProfile = {
     .name = "profile",
     .placeholder = "SECTION",
@@ -76,12 +75,12 @@ class Profile {
  private:
   void ReadFile();
   std::string InFile(const Parameter& parameter) const;
-  void WriteGiven(ini::Records& records) const;
+  void WriteGiven(IniDocument& document) const;
 
   const Arguments<kProfileUses> arguments_;
   std::string file_;
   std::string section_;
-  std::optional<ini::Records> records_;  // Of the file, if one is given.
+  std::optional<IniDocument> document_;  // Of the file, if one is given.
 };
 
 }  // namespace fairlead::tool

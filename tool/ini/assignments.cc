@@ -31,8 +31,8 @@ std::string Variable(std::string_view prefix, std::string_view key) {
       prefix.empty() ? std::string(key) : Concat(prefix, "_", key);
   std::ranges::replace_if(
       name, [](char c) { return !IsLetterOrDigit(c); }, '_');
-  if (name[0] >= '0' && name[0] <= '9') name.insert(0, "_");
-  return name;
+  const bool begins_with_digit = name[0] >= '0' && name[0] <= '9';
+  return begins_with_digit ? Concat("_", name) : name;
 }
 
 bool IsReserved(std::string_view name) {

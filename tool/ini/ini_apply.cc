@@ -54,7 +54,7 @@ ExitStatus Apply(const Arguments<kApplyUses>& arguments, const Output& output) {
   const std::vector<ScriptLine> script = ParseScript(text, name);
   const std::string file = arguments.Text(kFile);
   return EditDocument(
-      arguments, output, Missing::kCreate,
+      arguments, output, Missing::kIsEmpty,
       [&](IniDocument& document) { RunScript(script, name, document, file); });
 }
 
@@ -130,7 +130,7 @@ ExitStatus Merge(const Arguments<kMergeUses>& arguments, const Output& output) {
   const Settings from = SettingsIn(arguments.Text(kFrom), reading);
   const std::string file = arguments.Text(kFile);
   return EditDocument(
-      arguments, output, Missing::kCreate, [&](IniDocument& document) {
+      arguments, output, Missing::kIsEmpty, [&](IniDocument& document) {
         for (const Settings::Key* key : from.order()) {
           const Place place = {.section = key->first, .key = key->second};
           Require(document.Set(place.Name(), *from.Find(*key)), file, place);

@@ -45,7 +45,7 @@ ExitStatus EditPlace(const Arguments<kTable>& arguments, const Output& output,
                      Change change) {
   const std::string file = arguments.Text(kFile);
   const Place place = PlaceOf(arguments);
-  return EditDocument(arguments, output, Missing::kFail,
+  return EditDocument(arguments, output, Missing::kFails,
                       [&](IniDocument& document) {
                         Require(change(document, place.Name()), file, place);
                       });
@@ -87,7 +87,7 @@ ExitStatus SetMany(const Arguments<kSetUses>& arguments, const Output& output) {
   const std::string input = ReadAll(STDIN_FILENO, "standard input");
   const std::string file = arguments.Text(kFile);
   return EditDocument(
-      arguments, output, Missing::kCreate, [&](IniDocument& document) {
+      arguments, output, Missing::kIsEmpty, [&](IniDocument& document) {
         std::size_t number = 0;
         for (std::string_view rest = input; !rest.empty();) {
           const std::string_view line = rest.substr(0, rest.find('\n'));
@@ -102,7 +102,7 @@ ExitStatus Set(const Arguments<kSetUses>& arguments, const Output& output) {
   const std::string file = arguments.Text(kFile);
   const Place place = PlaceOf(arguments);
   const std::string value = arguments.Text(kValue);
-  return EditDocument(arguments, output, Missing::kCreate,
+  return EditDocument(arguments, output, Missing::kIsEmpty,
                       [&](IniDocument& document) {
                         Require(document.Set(place.Name(), value), file, place);
                       });
@@ -125,11 +125,12 @@ ExitStatus Add(const Arguments<kAddUses>& arguments, const Output& output) {
   if (arguments.Has(kKey)) place.key = arguments.Text(kKey);
   const std::string value = arguments.Text(kValue);
   const bool is_beside = arguments.Has(kBefore) || arguments.Has(kAfter);
-  const std::string neighbour =
-      arguments.Text(arguments.Has(kBefore) ? kBefore : kAfter);
+  const std::string neighbour = arguments.Has(kBefore)
+                                    ? arguments.Text(kBefore)
+                                    : arguments.Text(kAfter);
   const Where beside = arguments.Has(kBefore) ? Where::kBefore : Where::kAfter;
   return EditDocument(
-      arguments, output, Missing::kCreate, [&](IniDocument& document) {
+      arguments, output, Missing::kIsEmpty, [&](IniDocument& document) {
         if (is_beside) RequireNeighbour(document, place, neighbour);
         const IniPlace where = {is_beside ? beside : Where::kDefault,
                                 neighbour};
@@ -194,7 +195,7 @@ ExitStatus Rename(const Arguments<kRenameUses>& arguments,
   Place to = place;
   (place.key ? *to.key : to.section) = arguments.Text(kTo);
   return EditDocument(
-      arguments, output, Missing::kFail, [&](IniDocument& document) {
+      arguments, output, Missing::kFails, [&](IniDocument& document) {
         Require(document.Rename(place.Name(), arguments.Text(kTo)), file, place,
                 to);
       });

@@ -54,7 +54,7 @@ ExitStatus EditDocument(const Arguments<kEditingUses>& arguments,
   const IniReading reading = ReadingOf(arguments.Has(kRecords));
   return EditText(
       arguments, output, [&](const std::optional<std::string>& text) {
-        if (!text && missing == Missing::kFail) FailMissing(file);
+        if (!text && missing == Missing::kFails) FailMissing(file);
         IniDocument document = Parsed(text.value_or(""), file, reading);
         edit(document);
         return document.Text();

@@ -16,7 +16,7 @@
 namespace fairlead::tool::ini {
 
 /// What an edit does if the file does not exist.
-enum class Missing { kFail, kCreate };
+enum class Missing { kFails, kIsEmpty };
 
 /// Changes a document, or throws Failure.
 using Edit = std::function<void(IniDocument& document)>;

@@ -90,7 +90,7 @@ constexpr auto kGetStatuses = std::to_array<Status>(
       "the file is malformed, or the value is not of the -type"},
      kUnprinted,
      kUnread});
-cconstexpr auto kHasStatuses = std::to_array<Status>(
+constexpr auto kHasStatuses = std::to_array<Status>(
     {{kDone, "the section or the key exists"},
      {kAnswerIsNo, "it does not exist or is disabled, or there is no file"},
      kUsage,

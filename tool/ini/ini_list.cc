@@ -172,9 +172,10 @@ constexpr auto kReadStatuses = std::to_array<Status>(
      kMalformed,
      kUnprinted,
      kUnread});
-cconstexpr auto kSectionsStatuses =
+constexpr auto kSectionsStatuses =
     std::to_array<Status>({kSuccess, kUsage, kMalformed, kUnprinted, kUnread});
-c constexpr auto kListExamples = std::to_array<Example>({
+
+constexpr auto kListExamples = std::to_array<Example>({
     {"fairlead ini list -file box.ini -format json",
      "Prints every key with its value, its comments and its line."},
     {"eval \"$(fairlead ini list -file box.ini -section server -format "
