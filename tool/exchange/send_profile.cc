@@ -3,8 +3,10 @@
 #include "tool/exchange/send_profile.h"
 
 #include <array>
+#include <optional>
 #include <string_view>
 
+#include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/profile.h"
 #include "fairlead/text/strings.h"
@@ -16,7 +18,7 @@
 #include "tool/ini/ini_lines.h"
 #include "tool/ini/ini_names.h"
 #include "tool/ini/ini_store.h"
-#include "tool/io/atomic_edit.h"
+#include "tool/io/file_failure.h"
 #include "tool/io/output.h"
 #include "tool/io/read_file.h"
 
@@ -89,16 +91,15 @@ int Profile::Number(Listed parameter) const {
 
 void Profile::Save() const {
   if (!records_ || !arguments_.Has(kSaveprofile)) return;
-  EditFile(file_, Writing::kReplace,
-           [this](const std::optional<std::string>& text) {
-             return ini::Edited(
-                 text.value_or(""), file_,
-                 [this](ini::Records& records) { WriteGiven(records); });
-           },
-           {.give_notice = [this] {
-             PrintNote("send",
-                       Concat("waiting for another edit of ", Quoted(file_)));
-           }});
+  const auto change = [this](const std::optional<std::string>& text) {
+    return ini::Edited(text.value_or(""), file_,
+                       [this](ini::Records& records) { WriteGiven(records); });
+  };
+  const auto notify = [this] {
+    PrintNote("send", Concat("waiting for another edit of ", Quoted(file_)));
+  };
+  Check(EditFile(file_, change, {.on_wait = notify}),
+        " ('fairlead ini set -inplace' overwrites the file itself)");
 }
 
 void Profile::WriteGiven(ini::Records& records) const {

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_file.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
@@ -18,11 +20,15 @@
 #include "tool/ini/ini_names.h"
 #include "tool/ini/ini_place.h"
 #include "tool/ini/ini_store.h"
-#include "tool/io/atomic_edit.h"
+#include "tool/io/file_failure.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool::ini {
 namespace {
+
+// Returns the new text of the file, given the old one, if there is one.
+using Change =
+    std::function<std::string(const std::optional<std::string>& old_text)>;
 
 // What an edit does if the file does not exist.
 enum class Missing { kFail, kCreate };
@@ -44,12 +50,12 @@ void Apply(const Arguments& arguments, const Output& output,
           Difference(file, text.value_or(""), change(text)));
     return;
   }
-  const bool in_place = arguments.Has(kInplace);
-  EditFile(file, in_place ? Writing::kInPlace : Writing::kReplace, change,
-           {.give_notice = [&file] {
-             PrintNote("ini",
-                       Concat("waiting for another edit of ", Quoted(file)));
-           }});
+  const FileEditOptions options = {
+      .in_place = arguments.Has(kInplace), .on_wait = [&file] {
+        PrintNote("ini", Concat("waiting for another edit of ", Quoted(file)));
+      }};
+  Check(EditFile(file, change, options),
+        " (-inplace overwrites the file itself)");
 }
 
 ExitStatus Edit(const Arguments& arguments, const Output& output,
