@@ -5,6 +5,7 @@
 #define FAIRLEAD_BASE_DESCRIPTOR_H_
 
 #include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -39,18 +40,37 @@ inline int MoveAboveStandardStreams(int descriptor) {
   return moved;
 }
 
-// Writes until everything is written or an error occurs; returns the number of
-// bytes written. If it is less than the size, errno has the cause.
-inline std::size_t WriteAll(int descriptor, std::string_view text) {
+// Passes the rest of the text to `write` until everything is written or an
+// error occurs; returns the number of bytes written. If it is less than the
+// size, errno has the cause.
+template <typename Write>
+std::size_t WriteRepeatedly(std::string_view text, Write write) {
   std::size_t written = 0;
   while (written < text.size()) {
-    const ssize_t count = Uninterrupted([&] {
-      return write(descriptor, text.data() + written, text.size() - written);
-    });
+    const ssize_t count =
+        Uninterrupted([&] { return write(text.substr(written), written); });
+    if (count == 0) errno = EIO;
     if (count <= 0) break;
     written += static_cast<std::size_t>(count);
   }
   return written;
+}
+
+// Writes the text at the descriptor's position, as WriteRepeatedly() does.
+inline std::size_t WriteAll(int descriptor, std::string_view text) {
+  return WriteRepeatedly(text, [=](std::string_view rest, std::size_t) {
+    return write(descriptor, rest.data(), rest.size());
+  });
+}
+
+// Writes the text at an offset and leaves the position. Returns 0 or the error.
+inline int WriteAllAt(int descriptor, std::string_view text, off_t offset) {
+  const std::size_t written =
+      WriteRepeatedly(text, [=](std::string_view rest, std::size_t done) {
+        return pwrite(descriptor, rest.data(), rest.size(),
+                      offset + static_cast<off_t>(done));
+      });
+  return written == text.size() ? 0 : errno;
 }
 
 // Owns a descriptor; -1 means none.
@@ -78,6 +98,15 @@ class Descriptor {
  private:
   int number_ = -1;
 };
+
+// Opens a file as open(2) does, with close-on-exec. If it fails, errno has the
+// cause. Do not pass O_TRUNC or O_EXCL: the file may be opened, and then not be
+// moved above 2.
+inline Descriptor OpenAboveStandardStreams(const char* path, int flags,
+                                           mode_t mode = 0) {
+  return Descriptor(MoveAboveStandardStreams(
+      Uninterrupted([=] { return open(path, flags | O_CLOEXEC, mode); })));
+}
 
 }  // namespace fairlead::internal
 

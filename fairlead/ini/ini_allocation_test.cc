@@ -11,6 +11,7 @@
 #include <string>
 
 #include "fairlead/export.h"
+#include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_testing.h"
 #include "fairlead/ini/profile.h"
@@ -104,6 +105,15 @@ const Writer kWriters[] = {
     {"SetRecordComments",
      [](auto& f) {
        CIniFile::SetRecordComments("#" + kNew, kKey, kSection, f);
+     }},
+    {"ReplaceFile", [](auto& f) { ReplaceFile(f, kNew); }},
+    {"ReplaceFile in place",
+     [](auto& f) { ReplaceFile(f, kNew, {.in_place = true}); }},
+    {"ReplacementFile",
+     [](auto& f) {
+       ReplacementFile file(f);
+       file.Write(kNew);
+       file.Commit();
      }},
     {"WritePrivateProfileStr",
      [](auto& f) { WritePrivateProfileStr(kSection, kKey, kNew, f); }},

@@ -19,12 +19,39 @@ constexpr std::size_t kInitialBuffer = 4096;
 // buffer grows with what is read.
 constexpr std::size_t kMaxInitialBuffer = std::size_t{1} << 30;
 
+// Returns the size that the file reports, 0 if it is unknown.
+std::size_t ExpectedSize(int descriptor) {
+  struct stat status = {};
+  if (fstat(descriptor, &status) == -1) return 0;
+  return static_cast<std::size_t>(std::max<off_t>(status.st_size, 0));
+}
+
 }  // namespace
 
+int ReadToEnd(int descriptor, std::string& text) {
+  // The buffer has one spare byte: a read that stops at the expected size has
+  // reached the end of the file.
+  const std::size_t expected = ExpectedSize(descriptor);
+  const std::size_t buffer = std::min(expected + 1, kMaxInitialBuffer);
+  text.assign(expected > 0 ? buffer : kInitialBuffer, '\0');
+  std::size_t size = 0;
+  int error = 0;
+  while (true) {
+    if (size == text.size()) text.resize(2 * size);
+    const ssize_t count = Uninterrupted([&] {
+      return read(descriptor, text.data() + size, text.size() - size);
+    });
+    if (count < 0) error = errno;
+    if (count <= 0) break;
+    size += static_cast<std::size_t>(count);
+    if (size == expected) break;
+  }
+  text.resize(size);
+  return error;
+}
+
 OpenFile::OpenFile(const std::string& name, int flags)
-    : descriptor_(MoveAboveStandardStreams(Uninterrupted([&name, flags] {
-        return open(name.c_str(), flags | O_CLOEXEC, 0666);
-      }))) {}
+    : descriptor_(OpenAboveStandardStreams(name.c_str(), flags, 0666)) {}
 
 bool OpenFile::Truncate() const {
   if (Uninterrupted([this] { return ftruncate(descriptor_.number(), 0); }) == 0)
@@ -34,34 +61,12 @@ bool OpenFile::Truncate() const {
          !S_ISREG(status.st_mode);
 }
 
-std::size_t OpenFile::ExpectedSize() const {
-  struct stat status = {};
-  if (fstat(descriptor_.number(), &status) == -1) return 0;
-  return static_cast<std::size_t>(std::max<off_t>(status.st_size, 0));
-}
-
 std::string OpenFile::ReadAll() const {
-  // The buffer has one spare byte: a read that stops at the expected size has
-  // reached the end of the file.
-  const std::size_t expected = ExpectedSize();
-  const std::size_t buffer = std::min(expected + 1, kMaxInitialBuffer);
-  std::string text(expected > 0 ? buffer : kInitialBuffer, '\0');
-  std::size_t size = 0;
-  while (true) {
-    if (size == text.size()) text.resize(2 * size);
-    const ssize_t count = Uninterrupted([&] {
-      return read(descriptor_.number(), text.data() + size, text.size() - size);
-    });
-    if (count == 0) break;
-    if (count < 0) {
-      // Drops the partial line.
-      size = size == 0 ? 0 : text.rfind('\n', size - 1) + 1;
-      break;
-    }
-    size += static_cast<std::size_t>(count);
-    if (size == expected) break;
+  std::string text;
+  if (ReadToEnd(descriptor_.number(), text) != 0) {
+    // Drops the partial line. An empty text has no last newline: npos + 1 is 0.
+    text.resize(text.rfind('\n') + 1);
   }
-  text.resize(size);
   return text;
 }
 

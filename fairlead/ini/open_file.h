@@ -11,6 +11,11 @@
 
 namespace fairlead::internal {
 
+// Reads from the descriptor's position to the end. Allocates for the size that
+// the file reports, so that its bytes are not copied again. `text` becomes what
+// was read, also if an error occurs. Returns 0 or the error.
+int ReadToEnd(int descriptor, std::string& text);
+
 // Opens a file and closes it at the end of its scope. Its descriptor is never
 // 0, 1 or 2.
 class OpenFile {
@@ -32,8 +37,6 @@ class OpenFile {
   bool WriteAll(std::string_view text) const;
 
  private:
-  std::size_t ExpectedSize() const;
-
   const Descriptor descriptor_;
 };
 

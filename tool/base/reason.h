@@ -5,29 +5,32 @@
 
 #include <cerrno>
 #include <string>
+#include <string_view>
 
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
 
 namespace fairlead::tool {
 
+/// Returns the remedy for an error, " (raise 'ulimit -n')", or "".
+constexpr std::string_view Remedy(int error) {
+  switch (error) {
+    case EMFILE:
+      return " (raise 'ulimit -n')";
+    case EFBIG:
+      return " (raise 'ulimit -f')";
+    case ENOSPC:
+    case EDQUOT:
+      return " (free space on the disk)";
+    default:
+      return "";
+  }
+}
+
 /// Returns the system's text for an error number, with the remedy if there is
 /// one: "Too many open files (raise 'ulimit -n')".
 inline std::string Reason(int error) {
-  const auto with = [error](std::string_view remedy) {
-    return Concat(ErrorText(error), " (", remedy, ")");
-  };
-  switch (error) {
-    case EMFILE:
-      return with("raise 'ulimit -n'");
-    case EFBIG:
-      return with("raise 'ulimit -f'");
-    case ENOSPC:
-    case EDQUOT:
-      return with("free space on the disk");
-    default:
-      return ErrorText(error);
-  }
+  return Concat(ErrorText(error), Remedy(error));
 }
 
 }  // namespace fairlead::tool

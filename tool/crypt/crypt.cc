@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "fairlead/ini/file_edit.h"
 #include "tool/base/concat.h"
 #include "tool/base/descriptor.h"
 #include "tool/base/escapes.h"
@@ -21,11 +22,11 @@
 #include "tool/command/parameters.h"
 #include "tool/command/same_file.h"
 #include "tool/crypt/cipher.h"
+#include "tool/io/file_failure.h"
 #include "tool/io/interruption.h"
 #include "tool/io/output.h"
 #include "tool/io/progress.h"
 #include "tool/io/read_file.h"
-#include "tool/io/replacement_file.h"
 
 namespace fairlead::tool::crypt {
 namespace {
@@ -147,35 +148,25 @@ void Decrypt(const Source& source, const CipherKey& key,
 using Work = void (*)(const Source& source, const CipherKey& key,
                       const TakePiece& write);
 
-// Throws unless the file at the path may be replaced.
-void CheckOldFile(const Descriptor& file, const std::string& path) {
-  if (!S_ISREG(StatusOf(file, path).st_mode))
-    FailToWrite(path,
-                "it is not a regular file (without -out, the bytes go to "
-                "standard output)");
-  if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == -1)
-    FailToWrite(path, errno);
-}
-
-// Opens the file at the path for its attributes. A write-only file is enough.
-// Returns -1 if it does not exist.
-int OpenOldFile(const std::string& path) {
-  constexpr int kFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  int file = open(path.c_str(), O_RDONLY | kFlags);
-  if (file == -1 && errno == EACCES)
-    file = open(path.c_str(), O_WRONLY | kFlags);
-  if (file == -1 && errno != ENOENT) FailToWrite(path, errno);
-  return file;
+void CheckIsRegular(const std::string& path) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+    throw Failure(kCannotWrite,
+                  Concat("cannot write ", Quoted(path),
+                         ": it is not a regular file (without -out, the bytes "
+                         "go to standard output)"));
 }
 
 void WorkToFile(Work work, const Source& source, const CipherKey& key,
                 const std::string& path) {
-  const Descriptor old(OpenOldFile(path));
-  if (old.IsOpen()) CheckOldFile(old, path);
-  ReplacementFile file(FollowLinks(path), old.IsOpen() ? &old : nullptr, "");
-  work(source, key, [&file](std::string_view bytes) { file.Write(bytes); });
-  if (!file.Rename())
-    FailToWrite(path, "another process created this file in the meantime");
+  CheckIsRegular(path);
+  ReplacementFile file(path);
+  Check(file.result());
+  work(source, key, [&file](std::string_view bytes) {
+    file.Write(bytes);
+    Check(file.result());
+  });
+  Check(file.Commit());
 }
 
 void WorkToOutput(Work work, const Source& source, const CipherKey& key,

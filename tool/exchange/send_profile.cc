@@ -3,8 +3,10 @@
 #include "tool/exchange/send_profile.h"
 
 #include <array>
+#include <optional>
 #include <string_view>
 
+#include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_document.h"
 #include "fairlead/text/strings.h"
 #include "tool/base/concat.h"
@@ -14,7 +16,7 @@
 #include "tool/exchange/parameters.h"
 #include "tool/ini/ini_place.h"
 #include "tool/ini/ini_source.h"
-#include "tool/io/atomic_edit.h"
+#include "tool/io/file_failure.h"
 #include "tool/io/output.h"
 #include "tool/io/read_file.h"
 
@@ -91,16 +93,16 @@ int Profile::Number(Listed parameter) const {
 
 void Profile::Save() const {
   if (!document_ || !arguments_.Has(kSaveprofile)) return;
-  EditFile(file_, Writing::kReplace,
-           [this](const std::optional<std::string>& text) {
-             IniDocument document = ini::Parsed(text.value_or(""), file_);
-             WriteGiven(document);
-             return document.Text();
-           },
-           {.give_notice = [this] {
-             PrintNote("send",
-                       Concat("waiting for another edit of ", Quoted(file_)));
-           }});
+  const auto change = [this](const std::optional<std::string>& text) {
+    IniDocument document = ini::Parsed(text.value_or(""), file_);
+    WriteGiven(document);
+    return document.Text();
+  };
+  const auto notify = [this] {
+    PrintNote("send", Concat("waiting for another edit of ", Quoted(file_)));
+  };
+  Check(EditFile(file_, change, {.on_wait = notify}),
+        " ('fairlead ini set -inplace' overwrites the file itself)");
 }
 
 void Profile::WriteGiven(IniDocument& document) const {

@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "fairlead/ini/edit_lock.h"
 #include "tool/base/concat.h"
 #include "tool/base/descriptor.h"
 #include "tool/command/command.h"
 #include "tool/command/command_table.h"
 #include "tool/ini/ini_testing.h"
-#include "tool/io/edit_lock.h"
 
 namespace fairlead::tool {
 namespace {
@@ -312,8 +312,8 @@ TEST_F(IniCommandTest, ReportsFailedReadsAndWrites) {
 // Waits for the default limit.
 TEST_F(IniCommandTest, WaitsForAnotherEditUpToALimit) {
   Write("[a]\nx=1\n");
-  const Descriptor other(open(Path().c_str(), O_RDWR | O_CLOEXEC));
-  ASSERT_EQ(TryToLock(other), 0);
+  const internal::Descriptor other(open(Path().c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(internal::TryToLock(other), 0);
   EXPECT_EQ(Refusal(28, {"set", "-section", "a", "-key", "x", "-value", "2"}),
             Concat("fairlead ini: waiting for another edit of '", Path(),
                    "'\nfairlead ini: another edit of '", Path(),

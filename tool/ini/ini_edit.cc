@@ -7,13 +7,14 @@
 #include <string>
 #include <utility>
 
+#include "fairlead/ini/file_edit.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/ini/difference.h"
 #include "tool/ini/ini_output.h"
 #include "tool/ini/ini_source.h"
-#include "tool/io/atomic_edit.h"
+#include "tool/io/file_failure.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool::ini {
@@ -38,12 +39,12 @@ ExitStatus EditText(const Arguments<kWritingFileUses>& arguments,
   if (arguments.Has(kDryrun) || arguments.Has(kCheck))
     return Preview(arguments, output, edit);
   const std::string file = arguments.Text(kFile);
-  const bool in_place = arguments.Has(kInplace);
-  EditFile(file, in_place ? Writing::kInPlace : Writing::kReplace, edit,
-           {.give_notice = [&file] {
-             PrintNote("ini",
-                       Concat("waiting for another edit of ", Quoted(file)));
-           }});
+  const FileEditOptions options = {
+      .in_place = arguments.Has(kInplace), .on_wait = [&file] {
+        PrintNote("ini", Concat("waiting for another edit of ", Quoted(file)));
+      }};
+  Check(EditFile(file, edit, options),
+        " (-inplace overwrites the file itself)");
   return kDone;
 }
 

@@ -305,7 +305,7 @@ TEST_F(IniKillTest, AnUnreadableLinkIsKept) {
   if (kSanitized) GTEST_SKIP() << "sanitizers read links too";
   const Folder folder;
   folder.WriteOld();
-  EXPECT_EQ(RunWith("readlink:error=EIO:when=1", folder.Set()).status, 26);
+  EXPECT_EQ(RunWith("readlinkat:error=EIO:when=1", folder.Set()).status, 26);
   EXPECT_TRUE(std::filesystem::is_symlink(folder.link));
   EXPECT_EQ(ReadFile(folder.file), kOld);
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
@@ -15,7 +16,7 @@
 #include "tool/ini/ini_parameters.h"
 #include "tool/ini/ini_source.h"
 #include "tool/ini/ini_statuses.h"
-#include "tool/io/atomic_edit.h"
+#include "tool/io/file_failure.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool::ini {
@@ -34,7 +35,7 @@ ExitStatus Create(const Arguments<kCreateUses>& arguments,
   if (arguments.Has(kDryrun))
     create(ReadFileIfAny(file));
   else
-    EditFile(file, Writing::kReplace, create);
+    Check(EditFile(file, create));
   return kDone;
 }
 

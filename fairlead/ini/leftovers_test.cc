@@ -1,6 +1,6 @@
 // Tests of the deletion of stale hidden files.
 
-#include "tool/io/leftovers.h"
+#include "fairlead/ini/leftovers.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,15 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "tool/base/concat.h"
-#include "tool/base/descriptor.h"
-#include "tool/io/atomic_edit.h"
-#include "tool/io/edit_lock.h"
-#include "tool/io/edit_testing.h"
-#include "tool/io/read_file.h"
-#include "tool/testing.h"
+#include "fairlead/base/descriptor.h"
+#include "fairlead/ini/edit_lock.h"
+#include "fairlead/ini/edit_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::internal {
 namespace {
 
 namespace fs = std::filesystem;
@@ -32,20 +28,24 @@ pid_t DeadProcess() {
   return child;
 }
 
+std::string Hidden(pid_t process, const std::string& number) {
+  return ".fairlead." + std::to_string(process) + "." + number;
+}
+
 TEST(LeftoversTest, DeletesTheFilesOfKilledEdits) {
   const TempFolder folder;
-  const std::string path = folder.File("f", "old\n");
-  const std::string dead = Concat(".fairlead.", DeadProcess(), ".");
-  const std::string alive = Concat(".fairlead.", getpid(), ".");
+  const std::string path = Put(folder, "f", "old\n");
+  const std::string dead = Hidden(DeadProcess(), "");
+  const std::string alive = Hidden(getpid(), "");
   const auto in_folder = [&](const std::string& name) {
     return fs::exists(folder.path() + "/" + name);
   };
   const std::vector<std::string> leftovers = {dead + "0", dead + "17"};
-  for (const std::string& name : leftovers) folder.File(name, "half");
+  for (const std::string& name : leftovers) Put(folder, name, "half");
   std::vector<std::string> others = {alive + "0",      alive + "1",
                                      dead + "x",       dead,
                                      ".fairlead.1x.0", ".fairlead.x"};
-  for (const std::string& name : others) folder.File(name, "theirs");
+  for (const std::string& name : others) Put(folder, name, "theirs");
   others.push_back(dead + "2");
   fs::create_directory(folder.path() + "/" + others.back());
   others.push_back(dead + "3");
@@ -53,10 +53,10 @@ TEST(LeftoversTest, DeletesTheFilesOfKilledEdits) {
   // In use by a process of another host or container.
   others.push_back(dead + "4");
   const Descriptor in_use(
-      open(folder.File(others.back(), "").c_str(), O_RDWR | O_CLOEXEC));
+      open(Put(folder, others.back(), "").c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(TryToLock(in_use), 0);
 
-  EditFile(path, Writing::kReplace, To("new\n"));
+  EXPECT_EQ(SetNew(path, false), kWritten);
   EXPECT_EQ(ReadFile(path), "new\n");
   for (const std::string& name : leftovers) EXPECT_FALSE(in_folder(name));
   for (const std::string& name : others) EXPECT_TRUE(in_folder(name)) << name;
@@ -65,14 +65,12 @@ TEST(LeftoversTest, DeletesTheFilesOfKilledEdits) {
 
 TEST(LeftoversTest, EveryWritingEditDeletesThem) {
   const TempFolder folder;
-  const std::string dead = Concat(".fairlead.", DeadProcess(), ".0");
+  const std::string dead = Hidden(DeadProcess(), "0");
   const std::string path = folder.Path("f");
-  for (const Writing writing :
-       {Writing::kReplace, Writing::kInPlace, Writing::kReplace}) {
-    folder.File(dead, "half");
-    EditFile(path, writing, [](const std::optional<std::string>& old) {
-      return old.value_or("") + "more\n";
-    });
+  for (const bool in_place : {false, true, false}) {
+    Put(folder, dead, "half");
+    EXPECT_EQ(EditFile(path, Appending("more\n"), {.in_place = in_place}),
+              kWritten);
     EXPECT_FALSE(fs::exists(folder.Path(dead)));
   }
 }
@@ -80,25 +78,23 @@ TEST(LeftoversTest, EveryWritingEditDeletesThem) {
 TEST(LeftoversTest, DeletesThoseOfTheOwnerOfTheEditedFile) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   const TempFolder folder;
-  const std::string path = folder.File("f", "old\n");
-  const std::string stale =
-      folder.File(Concat(".fairlead.", DeadProcess(), ".0"), "");
+  const std::string path = Put(folder, "f", "old\n");
+  const std::string stale = Put(folder, Hidden(DeadProcess(), "0"), "");
   for (const std::string& file : {path, stale})
     ASSERT_EQ(chown(file.c_str(), kNobody, kNobody), 0);
-  EditFile(path, Writing::kReplace, To("new\n"));
+  EXPECT_EQ(SetNew(path, false), kWritten);
   EXPECT_FALSE(fs::exists(stale));
 }
 
 TEST(LeftoversTest, KeepsTheFilesOfOtherUsers) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   const TempFolder folder;
-  const std::string path = folder.File("f", "old\n");
-  const std::string theirs =
-      folder.File(Concat(".fairlead.", DeadProcess(), ".0"), "");
+  const std::string path = Put(folder, "f", "old\n");
+  const std::string theirs = Put(folder, Hidden(DeadProcess(), "0"), "");
   ASSERT_EQ(chown(theirs.c_str(), kNobody, kNobody), 0);
-  EditFile(path, Writing::kReplace, To("new\n"));
+  EXPECT_EQ(SetNew(path, false), kWritten);
   EXPECT_TRUE(fs::exists(theirs));
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::internal

@@ -1,9 +1,8 @@
 // Tests of concurrent edits and of readers that lock the file.
 
-#include "tool/io/edit_lock.h"
+#include "fairlead/ini/edit_lock.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -21,21 +20,16 @@
 #include <thread>
 #include <vector>
 
-#include "tool/base/concat.h"
-#include "tool/base/descriptor.h"
-#include "tool/base/failure.h"
-#include "tool/io/atomic_edit.h"
-#include "tool/io/edit_testing.h"
-#include "tool/io/read_file.h"
-#include "tool/testing.h"
+#include "fairlead/base/descriptor.h"
+#include "fairlead/ini/edit_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::internal {
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using testing::AllOf;
-using testing::HasSubstr;
+
+constexpr Expected kBusy = {.error = FileError::kBusy};
 
 // Locks the whole file through its open file description, as an edit does.
 bool LockAll(const Descriptor& file, short type) {
@@ -83,33 +77,38 @@ class Reader {
 };
 
 TEST(EditLockTest, AReaderBlocksNoEdit) {
-  for (const Writing writing : kBothWays) {
+  for (const bool in_place : kBothWays) {
     const TempFolder folder;
-    const std::string path = folder.File("f", "old\n");
+    const std::string path = Put(folder, "f", "old\n");
     ASSERT_EQ(chmod(path.c_str(), 0644), 0);
     ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
     const Reader reader(path);
-    EXPECT_EQ(Fault(path, writing), "");
+    EXPECT_EQ(SetNew(path, in_place), kWritten);
     EXPECT_EQ(ReadFile(path), "new\n");
     EXPECT_EQ(FilesIn(folder), 1U);
   }
 }
 
 TEST(EditLockTest, WaitsForAnotherEdit) {
-  for (const Writing writing : kBothWays) {
+  for (const bool in_place : kBothWays) {
     const TempFolder folder;
-    const std::string path = folder.File("f", "old\n");
+    const std::string path = Put(folder, "f", "old\n");
     const Descriptor other(open(path.c_str(), O_RDWR | O_CLOEXEC));
     ASSERT_EQ(TryToLock(other), 0);
-    EXPECT_THAT(Fault(path, writing, kTimeIsOver),
-                AllOf(HasSubstr(path), HasSubstr("did not end in time")));
+    const FileResult result = SetNew(path, in_place);
+    EXPECT_EQ(result, kBusy);
+    EXPECT_EQ(result.lock_file, "");
+    EXPECT_EQ(result.Message(),
+              "another edit of '" + path + "' did not end in time: try again");
 
     int notices = 0;
     const auto count = [&notices] { ++notices; };
-    EXPECT_THROW(
-        EditFile(path, writing, To("new\n"),
-                 {.limit = 30ms, .notice_after = 0ms, .give_notice = count}),
-        Failure);
+    EXPECT_EQ(EditFile(path, To("new\n"),
+                       {.in_place = in_place,
+                        .lock_limit = 30ms,
+                        .notice_after = 0ms,
+                        .on_wait = count}),
+              kBusy);
     EXPECT_EQ(notices, 1);
     EXPECT_EQ(ReadFile(path), "old\n");
   }
@@ -118,15 +117,20 @@ TEST(EditLockTest, WaitsForAnotherEdit) {
 // An edit uses the lock file while a reader has locked the file.
 TEST(EditLockTest, TheLockFileCountsAsTheLock) {
   const TempFolder folder;
-  const std::string path = folder.File("f", "old\n");
+  const std::string path = Put(folder, "f", "old\n");
   const Descriptor other(
-      open(folder.File(".fairlead.lock", "").c_str(), O_RDWR | O_CLOEXEC));
+      open(Put(folder, ".fairlead.lock", "").c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(TryToLock(other), 0);
-  EXPECT_THAT(Fault(path, Writing::kReplace, kTimeIsOver),
-              HasSubstr(Concat("delete '", LockPath(folder), "'")));
+  const FileResult result = SetNew(path, false);
+  EXPECT_EQ(result, kBusy);
+  EXPECT_EQ(result.lock_file, LockPath(folder));
+  EXPECT_EQ(result.Message(),
+            "another edit of '" + path +
+                "' did not end in time: try again; if there is none, delete '" +
+                LockPath(folder) + "'");
   const Descriptor reader(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   ASSERT_TRUE(LockAll(reader, F_RDLCK));
-  EXPECT_NE(Fault(path, Writing::kReplace, kTimeIsOver), "");
+  EXPECT_EQ(SetNew(path, false), kBusy);
   EXPECT_EQ(ReadFile(path), "old\n");
   EXPECT_TRUE(fs::exists(LockPath(folder)));
 }
@@ -134,11 +138,11 @@ TEST(EditLockTest, TheLockFileCountsAsTheLock) {
 TEST(EditLockTest, AStaleLockFileIsDeleted) {
   for (const bool read : {false, true}) {
     const TempFolder folder;
-    const std::string path = folder.File("f", "old\n");
-    folder.File(".fairlead.lock", "");
+    const std::string path = Put(folder, "f", "old\n");
+    Put(folder, ".fairlead.lock", "");
     const Descriptor reader(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     ASSERT_TRUE(!read || LockAll(reader, F_RDLCK));
-    EXPECT_EQ(Fault(path, Writing::kReplace), "");
+    EXPECT_EQ(SetNew(path, false), kWritten);
     EXPECT_EQ(ReadFile(path), "new\n");
     EXPECT_EQ(FilesIn(folder), 1U);
   }
@@ -147,22 +151,22 @@ TEST(EditLockTest, AStaleLockFileIsDeleted) {
 TEST(EditLockTest, TheLockFileOfAnUnrelatedUserIsIgnored) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   const TempFolder folder;
-  const std::string path = folder.File("f", "old\n");
-  const std::string lock_path = folder.File(".fairlead.lock", "");
+  const std::string path = Put(folder, "f", "old\n");
+  const std::string lock_path = Put(folder, ".fairlead.lock", "");
   ASSERT_EQ(chown(lock_path.c_str(), kNobody, kNobody), 0);
   const Descriptor unrelated(open(lock_path.c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(TryToLock(unrelated), 0);
   // In this folder, only users who may replace the file can create one.
-  EXPECT_NE(Fault(path, Writing::kReplace, kTimeIsOver), "");
+  EXPECT_EQ(SetNew(path, false), kBusy);
   ASSERT_EQ(chmod(folder.path().c_str(), 01777), 0);
-  EXPECT_EQ(Fault(path, Writing::kReplace), "");
+  EXPECT_EQ(SetNew(path, false), kWritten);
   EXPECT_EQ(ReadFile(path), "new\n");
 }
 
 TEST(EditLockTest, AReaderDelaysAnEditIfTheFolderIsReadOnly) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can act as another user";
   const TempFolder folder;
-  const std::string path = folder.File("f", "old\n");
+  const std::string path = Put(folder, "f", "old\n");
   ASSERT_EQ(chmod(path.c_str(), 0666), 0);
   ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
   const OtherUser nobody;
@@ -170,21 +174,23 @@ TEST(EditLockTest, AReaderDelaysAnEditIfTheFolderIsReadOnly) {
     const Descriptor reader(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     ASSERT_TRUE(LockAll(reader, F_RDLCK));
     int notices = 0;
-    EditFile(path, Writing::kInPlace, To("new\n"),
-             {.limit = 30ms, .notice_after = 0ms, .give_notice = [&notices] {
-                ++notices;
-              }});
+    EXPECT_EQ(EditFile(path, To("new\n"),
+                       {.in_place = true,
+                        .lock_limit = 30ms,
+                        .notice_after = 0ms,
+                        .on_wait = [&notices] { ++notices; }}),
+              kWritten);
     EXPECT_EQ(notices, 1);
     EXPECT_EQ(ReadFile(path), "new\n");
   }
-  EXPECT_EQ(Fault(path, Writing::kInPlace), "");
+  EXPECT_EQ(ReplaceFile(path, "newer\n", {.in_place = true}), kWritten);
 }
 
 // While the edit waits for the lock, another file is renamed to the path.
 TEST(EditLockTest, AFileReplacedWhileWaitingIsEditedAfresh) {
   const TempFolder folder;
-  const std::string path = folder.File("f", "old\n");
-  const std::string next = folder.File("next", "replaced\n");
+  const std::string path = Put(folder, "f", "old\n");
+  const std::string next = Put(folder, "next", "replaced\n");
   std::optional<Descriptor> other(std::in_place,
                                   open(path.c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(TryToLock(*other), 0);
@@ -192,9 +198,83 @@ TEST(EditLockTest, AFileReplacedWhileWaitingIsEditedAfresh) {
     EXPECT_EQ(rename(next.c_str(), path.c_str()), 0);
     other.reset();
   };
-  EditFile(path, Writing::kReplace, Appending("edited\n"),
-           {.notice_after = 0ms, .give_notice = replace_it});
+  EXPECT_EQ(EditFile(path, Appending("edited\n"),
+                     {.notice_after = 0ms, .on_wait = replace_it}),
+            kWritten);
   EXPECT_EQ(ReadFile(path), "replaced\nedited\n");
+}
+
+// Forks a child that does nothing until it is killed.
+class IdleChild {
+ public:
+  IdleChild() : process_(fork()) {
+    while (process_ == 0) pause();
+  }
+  IdleChild(const IdleChild&) = delete;
+  IdleChild& operator=(const IdleChild&) = delete;
+  ~IdleChild() {
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+  }
+
+ private:
+  const pid_t process_;
+};
+
+// A forked child inherits the open file, and with it the lock.
+TEST(EditLockTest, AForkedChildDoesNotProlongTheLock) {
+  for (const bool in_place : kBothWays) {
+    const TempFolder folder;
+    const std::string path = Put(folder, "f", "old\n");
+    std::optional<IdleChild> child;
+    const auto fork_child = [&](const std::optional<std::string>& old) {
+      child.emplace();
+      return *old + "edited\n";
+    };
+    EXPECT_EQ(EditFile(path, fork_child, {.in_place = in_place}), kWritten);
+    EXPECT_EQ(SetNew(path, in_place), kWritten);
+  }
+}
+
+TEST(EditLockTest, AForkedChildDoesNotLockAReplacementFile) {
+  const TempFolder folder;
+  ReplacementFile file(folder.Path("f"));
+  const IdleChild child;
+  EXPECT_EQ(file.Commit(), kWritten);
+  EXPECT_EQ(SetNew(folder.Path("f"), false), kWritten);
+}
+
+constexpr int kProcesses = 8;
+constexpr int kEditsOfProcess = 200;
+
+// Edits in child processes. Returns whether all succeeded.
+bool EditInProcesses(const std::string& path, bool in_place) {
+  for (int i = 0; i < kProcesses; ++i) {
+    if (fork() != 0) continue;
+    for (int j = 0; j < kEditsOfProcess; ++j)
+      if (!EditFile(path, Appending("x"),
+                    {.in_place = in_place, .lock_limit = 60s})
+               .Succeeded())
+        _exit(1);
+    _exit(0);
+  }
+  int failures = 0;
+  for (int i = 0; i < kProcesses; ++i) {
+    int status = -1;
+    wait(&status);
+    failures += status == 0 ? 0 : 1;
+  }
+  return failures == 0;
+}
+
+TEST(EditLockTest, NoEditOfManyProcessesIsLost) {
+  for (const bool in_place : kBothWays) {
+    const TempFolder folder;
+    const std::string path = folder.Path("f");
+    EXPECT_TRUE(EditInProcesses(path, in_place));
+    EXPECT_EQ(ReadFile(path), std::string(kProcesses * kEditsOfProcess, 'x'));
+    EXPECT_EQ(FilesIn(folder), 1U);
+  }
 }
 
 constexpr int kThreads = 4;
@@ -202,21 +282,23 @@ constexpr int kEdits = 40;
 
 // Edits by many threads. The locks belong to open files, so threads exclude
 // each other as processes do.
-void EditAtOnce(const std::string& path, Writing writing) {
+void EditAtOnce(const std::string& path, bool in_place) {
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i)
     threads.emplace_back([&] {
       for (int j = 0; j < kEdits; ++j)
-        EditFile(path, writing, Appending("x"), {.limit = 60s});
+        EXPECT_EQ(EditFile(path, Appending("x"),
+                           {.in_place = in_place, .lock_limit = 60s}),
+                  kWritten);
     });
   for (std::thread& thread : threads) thread.join();
 }
 
 TEST(EditLockTest, NoConcurrentEditIsLost) {
-  for (const Writing writing : kBothWays) {
+  for (const bool in_place : kBothWays) {
     const TempFolder folder;
-    const std::string path = folder.path() + "/f";
-    EditAtOnce(path, writing);
+    const std::string path = folder.Path("f");
+    EditAtOnce(path, in_place);
     EXPECT_EQ(ReadFile(path), std::string(kThreads * kEdits, 'x'));
     EXPECT_EQ(FilesIn(folder), 1U);
   }
@@ -224,9 +306,9 @@ TEST(EditLockTest, NoConcurrentEditIsLost) {
 
 // The reader makes edits alternate between the two locks.
 TEST(EditLockTest, NoConcurrentEditIsLostBesideAReader) {
-  for (const Writing writing : kBothWays) {
+  for (const bool in_place : kBothWays) {
     const TempFolder folder;
-    const std::string path = folder.File("f", "");
+    const std::string path = Put(folder, "f", "");
     std::atomic<bool> done = false;
     std::thread reader([&] {
       while (!done) {
@@ -238,7 +320,7 @@ TEST(EditLockTest, NoConcurrentEditIsLostBesideAReader) {
           }
       }
     });
-    EditAtOnce(path, writing);
+    EditAtOnce(path, in_place);
     done = true;
     reader.join();
     EXPECT_EQ(ReadFile(path), std::string(kThreads * kEdits, 'x'));
@@ -247,4 +329,4 @@ TEST(EditLockTest, NoConcurrentEditIsLostBesideAReader) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::internal

@@ -1,7 +1,8 @@
 // Deletes the hidden files of edits that were killed.
 
-#include "tool/io/leftovers.h"
+#include "fairlead/ini/leftovers.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,18 +10,13 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
-#include <filesystem>
+#include <memory>
 #include <string_view>
-#include <system_error>
 
-#include "tool/base/concat.h"
-#include "tool/base/descriptor.h"
-#include "tool/io/edit_lock.h"
+#include "fairlead/ini/edit_lock.h"
 
-namespace fairlead::tool {
+namespace fairlead::internal {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr std::string_view kPrefix = ".fairlead.";
 
@@ -57,28 +53,51 @@ bool IsStale(const Descriptor& file, uid_t owner) {
 
 // Deletes the file while it is locked, so that no other process deletes a new
 // file of that name.
-void Remove(const std::string& path, uid_t owner) {
-  const Descriptor file(
-      open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (IsStale(file, owner)) unlink(path.c_str());
+void Remove(int folder, const char* name, uid_t owner) {
+  constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  const Descriptor file(MoveAboveStandardStreams(
+      Uninterrupted([=] { return openat(folder, name, kFlags | O_CLOEXEC); })));
+  if (!IsStale(file, owner)) return;
+  unlinkat(folder, name, 0);
+  Unlock(file);
+}
+
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+// Opens a folder for readdir(3); null if it cannot be read.
+std::unique_ptr<DIR, CloseFolder> ReadableFolder(const std::string& path) {
+  const int folder = MoveAboveStandardStreams(Uninterrupted([&path] {
+    return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  }));
+  if (folder == -1) return nullptr;
+  std::unique_ptr<DIR, CloseFolder> names(fdopendir(folder));
+  if (names == nullptr) close(folder);
+  return names;
 }
 
 }  // namespace
 
 std::string HiddenPath(const std::string& folder, int number) {
-  return Concat(folder, "/", kPrefix, getpid(), ".", number);
+  return folder + "/" + std::string(kPrefix) + std::to_string(getpid()) + "." +
+         std::to_string(number);
 }
 
+// Allocates no memory: the edit is done, and must not end in an exception.
 void RemoveLeftovers(const std::string& folder, const Descriptor& edited) {
   struct stat status = {};
   const uid_t owner =
       fstat(edited.number(), &status) == 0 ? status.st_uid : geteuid();
-  std::error_code error;
-  fs::directory_iterator entry(folder, error);
-  for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-    const pid_t creator = CreatorOf(entry->path().filename().native());
-    if (creator != 0 && IsDead(creator)) Remove(entry->path(), owner);
+  const auto names = ReadableFolder(folder);
+  if (names == nullptr) return;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread has this folder.
+  while (const dirent* const entry = readdir(names.get())) {
+    const char* const name = &entry->d_name[0];
+    const pid_t creator = CreatorOf(name);
+    if (creator != 0 && IsDead(creator))
+      Remove(dirfd(names.get()), name, owner);
   }
 }
 
-}  // namespace fairlead::tool
+}  // namespace fairlead::internal

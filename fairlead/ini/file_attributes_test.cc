@@ -1,8 +1,7 @@
 // Tests of the attributes that a replaced file keeps.
 
-#include "tool/io/file_attributes.h"
+#include "fairlead/ini/file_attributes.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -10,19 +9,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <initializer_list>
 #include <string>
 
-#include "tool/io/atomic_edit.h"
-#include "tool/io/edit_testing.h"
-#include "tool/io/read_file.h"
-#include "tool/testing.h"
+#include "fairlead/ini/edit_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::internal {
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
 
 // Returns an access control list in the format of the kernel.
 std::string Acl(std::initializer_list<std::array<unsigned, 3>> entries) {
@@ -65,14 +59,14 @@ std::string Attribute(const std::string& path, const char* name) {
 }
 
 TEST(FileAttributesTest, KeepsTheAccessControlListAndTheAttributes) {
-  for (const Writing writing : kBothWays) {
+  for (const bool in_place : kBothWays) {
     const TempFolder folder;
-    const std::string path = folder.File("f", "old\n");
+    const std::string path = Put(folder, "f", "old\n");
     if (!SetAttribute(path, kAccess, kAcl) ||
         !SetAttribute(path, kTag, "a b") || !SetAttribute(path, "user.e", ""))
       GTEST_SKIP() << "no access control lists or attributes in "
                    << folder.path();
-    EditFile(path, writing, To("new\n"));
+    EXPECT_EQ(SetNew(path, in_place), kWritten);
     EXPECT_EQ(Attribute(path, kAccess), kAcl);
     EXPECT_EQ(Attribute(path, kTag), "a b");
     EXPECT_EQ(getxattr(path.c_str(), "user.e", nullptr, 0), 0);
@@ -84,35 +78,38 @@ TEST(FileAttributesTest, KeepsTheAccessControlListAndTheAttributes) {
 // A default list of the folder must not widen access.
 TEST(FileAttributesTest, ADefaultListOfTheFolderIsNotAdded) {
   const TempFolder folder;
-  const std::string path = folder.File("f", "old\n");
+  const std::string path = Put(folder, "f", "old\n");
   ASSERT_EQ(chmod(path.c_str(), 0640), 0);
   if (!SetAttribute(folder.path(), kDefault, kAcl))
     GTEST_SKIP() << "no access control lists in " << folder.path();
-  EditFile(path, Writing::kReplace, To("new\n"));
+  EXPECT_EQ(SetNew(path, false), kWritten);
   EXPECT_EQ(Attribute(path, kAccess), "");
   EXPECT_EQ(StatusOf(path).st_mode & 0777U, 0640U);
   // A new file inherits it.
-  EditFile(folder.path() + "/g", Writing::kReplace, To("new\n"));
-  EXPECT_EQ(Attribute(folder.path() + "/g", kAccess), kAcl);
+  EXPECT_EQ(SetNew(folder.Path("g"), false), kWritten);
+  EXPECT_EQ(Attribute(folder.Path("g"), kAccess), kAcl);
 }
 
 TEST(FileAttributesTest, AnAttributeThatCannotBeKeptIsAnError) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can set such an attribute";
   const TempFolder folder;
-  const std::string path = folder.File("f", "old\n");
+  const std::string path = Put(folder, "f", "old\n");
   if (!SetAttribute(path, "security.fairlead", "x"))
     GTEST_SKIP() << "no such attributes in " << folder.path();
   ASSERT_EQ(chown(path.c_str(), kNobody, kNobody), 0);
   ASSERT_EQ(chown(folder.path().c_str(), kNobody, kNobody), 0);
   const OtherUser nobody;
-  EXPECT_THAT(Fault(path, Writing::kReplace),
-              AllOf(HasSubstr(path), HasSubstr("'security.fairlead'"),
-                    HasSubstr("(-inplace")));
+  const FileResult result = SetNew(path, false);
+  EXPECT_EQ(result, (Expected{.error = FileError::kOnlyInPlace,
+                              .system_error = EPERM}));
+  EXPECT_EQ(result.reason,
+            "its attribute 'security.fairlead' cannot be kept: Operation not "
+            "permitted");
   EXPECT_EQ(ReadFile(path), "old\n");
   EXPECT_EQ(FilesIn(folder), 1U);
-  EXPECT_EQ(Fault(path, Writing::kInPlace), "");
+  EXPECT_EQ(SetNew(path, true), kWritten);
   EXPECT_EQ(Attribute(path, "security.fairlead"), "x");
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::internal

@@ -1,0 +1,249 @@
+// Edits a file under a lock.
+
+#include "fairlead/ini/file_edit.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <thread>
+#include <utility>
+
+#include "fairlead/base/blocked_signals.h"
+#include "fairlead/base/descriptor.h"
+#include "fairlead/ini/edit_lock.h"
+#include "fairlead/ini/file_path.h"
+#include "fairlead/ini/file_results.h"
+#include "fairlead/ini/leftovers.h"
+#include "fairlead/ini/new_file.h"
+#include "fairlead/ini/open_file.h"
+#include "fairlead/ini/overwrite.h"
+
+namespace fairlead::internal {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kPause{5};
+constexpr int kMaxRestarts = 100;  // Within the time limit, there is none.
+
+// Returns whether the path names the file, with the size and the timestamps
+// that it had then.
+bool IsUnchanged(const std::string& path, const struct stat& then) {
+  struct stat now = {};
+  const auto same = [](const timespec& a, const timespec& b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+  };
+  return lstat(path.c_str(), &now) == 0 && now.st_dev == then.st_dev &&
+         now.st_ino == then.st_ino && now.st_size == then.st_size &&
+         same(now.st_mtim, then.st_mtim) && same(now.st_ctim, then.st_ctim);
+}
+
+// One edit of one file. The results have no path.
+class Edit {
+ public:
+  Edit(const std::string& path, const FileChange& change,
+       const FileEditOptions& options)
+      : path_(path), change_(change), options_(options) {}
+
+  FileResult Run() {
+    while (true) {
+      if (auto result = Try()) return *std::move(result);
+      if (auto result = Wait()) return *std::move(result);
+    }
+  }
+
+ private:
+  // Why an edit must start over; kChanged if another process has created,
+  // changed or replaced the file.
+  enum class Obstacle { kChanged, kEditor, kLockFile, kReader };
+
+  // These return nothing if the edit must start over, because of obstacle_.
+  std::optional<FileResult> Try();
+  std::optional<FileResult> EditExisting(const Descriptor& file);
+  std::optional<FileResult> EditLocked(const Descriptor& file);
+  std::optional<FileResult> Create();
+  std::optional<FileResult> Replace(const Descriptor& file,
+                                    const struct stat& then,
+                                    std::string_view text);
+  std::optional<FileResult> StartOver(Obstacle obstacle);
+  std::optional<FileResult> StartOverUnlocked(const EditLock& lock);
+
+  FileResult FailureToOpen(int error) const;
+
+  // Polls for the end of another edit. Returns a failure at the time limit.
+  std::optional<FileResult> Wait();
+  bool IsTimeOver() const { return Waited() >= options_.lock_limit; }
+  milliseconds Waited() const;
+  FileResult Busy() const;
+
+  const std::string& path_;
+  const FileChange& change_;
+  const FileEditOptions& options_;
+  const Clock::time_point start_ = Clock::now();
+  int restarts_ = 0;
+  bool notice_given_ = false;
+  bool despite_reader_ = false;
+  Obstacle obstacle_ = Obstacle::kChanged;
+};
+
+std::optional<FileResult> Edit::StartOver(Obstacle obstacle) {
+  obstacle_ = obstacle;
+  return std::nullopt;
+}
+
+// Opening a pipe or a device must not wait. Opening a file with a lease, such
+// as that of a file server, fails at first, and makes its holder end it.
+std::optional<FileResult> Edit::Try() {
+  const Descriptor file = OpenAboveStandardStreams(
+      path_.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+  if (file.IsOpen()) return EditExisting(file);
+  if (errno == ENOENT) return Create();
+  if (errno == EWOULDBLOCK) return StartOver(Obstacle::kEditor);
+  return FailureToOpen(errno);
+}
+
+FileResult Edit::FailureToOpen(int error) const {
+  const bool readable =
+      faccessat(AT_FDCWD, path_.c_str(), R_OK, AT_EACCESS) == 0;
+  return Failed(readable ? FileError::kCannotWrite : FileError::kCannotRead,
+                error);
+}
+
+std::optional<FileResult> Edit::EditExisting(const Descriptor& file) {
+  struct stat status = {};
+  if (fstat(file.number(), &status) == -1) return WriteResult(errno);
+  if (!S_ISREG(status.st_mode)) return NotRegular();
+  const EditLock lock(path_, file);
+  const EditLock::State state = lock.state();
+  const bool only_reader = state == EditLock::State::kReader;
+  if (state == EditLock::State::kMine || (only_reader && despite_reader_))
+    return EditLocked(file);
+  return StartOverUnlocked(lock);
+}
+
+std::optional<FileResult> Edit::StartOverUnlocked(const EditLock& lock) {
+  switch (lock.state()) {
+    case EditLock::State::kFailed:
+      return Failed(FileError::kCannotWrite, lock.error(),
+                    "it cannot be locked: " + ErrorText(lock.error()));
+    case EditLock::State::kLockFile:
+      return StartOver(Obstacle::kLockFile);
+    case EditLock::State::kReader:
+      return StartOver(Obstacle::kReader);
+    default:
+      return StartOver(Obstacle::kEditor);
+  }
+}
+
+std::optional<FileResult> Edit::EditLocked(const Descriptor& file) {
+  struct stat then = {};
+  if (fstat(file.number(), &then) == -1) return WriteResult(errno);
+  if (!IsUnchanged(path_, then)) return StartOver(Obstacle::kChanged);
+
+  std::optional<std::string> old_text(std::in_place);
+  if (const int error = ReadToEnd(file.number(), *old_text))
+    return Failed(FileError::kCannotRead, error);
+  const std::optional<std::string> new_text = change_(old_text);
+  if (!new_text || *new_text == *old_text) return FileResult();
+
+  if (!options_.in_place) return Replace(file, then, *new_text);
+  // Allocated first: after the last byte, no allocation may fail.
+  const std::string folder = FolderOf(path_);
+  if (!IsUnchanged(path_, then)) return StartOver(Obstacle::kChanged);
+  FileResult result = Overwrite(file, *old_text, *new_text);
+  if (result.Succeeded()) RemoveLeftovers(folder, file);
+  return result;
+}
+
+std::optional<FileResult> Edit::Replace(const Descriptor& file,
+                                        const struct stat& then,
+                                        std::string_view text) {
+  const BlockedSignals blocked(EndingSignals());
+  NewFile replacement(path_, &file);
+  FileResult result = replacement.Create(text);
+  if (!result.Succeeded()) return result;
+  if (!IsUnchanged(path_, then)) return StartOver(Obstacle::kChanged);
+  return replacement.Rename();
+}
+
+std::optional<FileResult> Edit::Create() {
+  const std::optional<std::string> text = change_(std::nullopt);
+  if (!text) return FileResult();
+  const BlockedSignals blocked(EndingSignals());
+  NewFile file(path_, nullptr);
+  FileResult result = file.Create(*text);
+  if (result.Succeeded()) result = file.Rename();
+  if (result.system_error == EEXIST) return StartOver(Obstacle::kChanged);
+  return result;
+}
+
+milliseconds Edit::Waited() const {
+  return std::chrono::duration_cast<milliseconds>(Clock::now() - start_);
+}
+
+std::optional<FileResult> Edit::Wait() {
+  if (obstacle_ == Obstacle::kChanged) {
+    const bool endless = ++restarts_ >= kMaxRestarts && IsTimeOver();
+    return endless ? std::optional(Busy()) : std::nullopt;
+  }
+  if (IsTimeOver()) {
+    despite_reader_ = obstacle_ == Obstacle::kReader;
+    return despite_reader_ ? std::nullopt : std::optional(Busy());
+  }
+  if (Waited() >= options_.notice_after && !notice_given_) {
+    notice_given_ = true;
+    if (options_.on_wait) options_.on_wait();
+  }
+  std::this_thread::sleep_for(kPause);
+  return std::nullopt;
+}
+
+FileResult Edit::Busy() const {
+  FileResult result =
+      Failed(FileError::kBusy, 0, "another edit did not end in time");
+  if (obstacle_ == Obstacle::kLockFile) result.lock_file = LockPath(path_);
+  return result;
+}
+
+}  // namespace
+}  // namespace fairlead::internal
+
+namespace fairlead {
+
+FileContent ReadFile(const std::string& path) {
+  FileContent content;
+  content.result.path = path;
+  const internal::Descriptor file =
+      internal::OpenAboveStandardStreams(path.c_str(), O_RDONLY | O_NOCTTY);
+  const int error =
+      file.IsOpen() ? internal::ReadToEnd(file.number(), content.text) : errno;
+  if (error == 0) return content;
+  content.text.clear();
+  content.result = internal::Failed(FileError::kCannotRead, error);
+  content.result.path = path;
+  return content;
+}
+
+FileResult EditFile(const std::string& path, const FileChange& change,
+                    const FileEditOptions& options) {
+  std::string target = path;
+  const int error = internal::FollowLinks(target);
+  FileResult result = error != 0
+                          ? internal::Failed(FileError::kCannotRead, error)
+                          : internal::Edit(target, change, options).Run();
+  result.path = std::move(target);
+  return result;
+}
+
+FileResult ReplaceFile(const std::string& path, std::string_view text,
+                       const FileEditOptions& options) {
+  return EditFile(
+      path,
+      [text](const std::optional<std::string>&) { return std::string(text); },
+      options);
+}
+
+}  // namespace fairlead

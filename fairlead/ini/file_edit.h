@@ -1,0 +1,186 @@
+// Whole files: read, edited and replaced, and never left half written.
+
+#ifndef FAIRLEAD_INI_FILE_EDIT_H_
+#define FAIRLEAD_INI_FILE_EDIT_H_
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "fairlead/export.h"
+
+namespace fairlead {
+
+/// @file
+/// Edits of files, such as settings, by several processes at once. Unless a
+/// file is edited in place, its name refers at every moment to the complete old
+/// text or to the complete new one, after a crash or a power failure too.
+///
+/// A new text is written to an unnamed file in the folder of the old one. It
+/// gets the owner, the access control list, the extended attributes and the
+/// mode of the old one, is synced to the disk and is renamed over the old one;
+/// then the folder is synced. If something cannot be kept, nothing is changed.
+/// A file that did not exist gets the mode 0666 less the umask. Symbolic links
+/// are followed, except those that others put into a folder like /tmp. Only
+/// regular files are written; a pipe or a device is refused without waiting.
+///
+/// @par Errors
+/// Every result is a value. Besides std::bad_alloc, and what the caller's own
+/// functions throw, there are no exceptions; the file is not changed then. A
+/// limit on file sizes (RLIMIT_FSIZE) is an error and raises no SIGXFSZ.
+/// @par Signals
+/// SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGALRM are blocked in the calling
+/// thread while a file has a temporary name, `.fairlead.PID.N` or
+/// `.fairlead.lock`, in the folder; other threads must block them themselves.
+/// Only a process killed in that moment leaves such a file, which the next edit
+/// in that folder deletes. On a file system without unnamed files (O_TMPFILE)
+/// the new file has such a name from the beginning; EditFile() and
+/// ReplaceFile() then block the signals while they write, a ReplacementFile
+/// does not.
+/// @par Threads and fork
+/// All functions may run in any thread, also for the same file; an object is
+/// for one thread. A forked child does not prolong the lock, and must leave the
+/// objects of its parent alone: a destructor would delete the parent's hidden
+/// file.
+/// @par Cost
+/// An edit reads the whole file and holds both texts in memory. One that writes
+/// waits for the disk twice and reads the names in the folder.
+/// @par Example
+/// @code
+/// using namespace fairlead;
+/// const auto add_line = [](const std::optional<std::string>& text) {
+///   return text.value_or("") + "seen=yes\n";
+/// };
+/// const FileResult edited = EditFile("seen.ini", add_line);
+/// if (!edited.Succeeded()) std::fputs(edited.Message().c_str(), stderr);
+/// // ReadFile("seen.ini").text.ends_with("seen=yes\n") == true
+/// // ReadFile("none.ini").result.Succeeded() == false
+/// @endcode
+
+/// Why a call failed.
+enum class FileError : std::uint8_t {
+  kNone,         ///< It succeeded.
+  kCannotRead,   ///< The file or a symbolic link to it cannot be read.
+  kCannotWrite,  ///< The file or its folder cannot be written.
+  /// The file cannot be replaced: another hard link, the owner, the access
+  /// control list or an attribute would be lost, or the folder does not allow
+  /// it. FileEditOptions::in_place has none of these limits.
+  kOnlyInPlace,
+  kBusy,  ///< Another edit did not end within the time limit.
+};
+
+/// What the file contains after a call.
+enum class FileState : std::uint8_t {
+  kOld,  ///< The old bytes; nothing was changed.
+  /// The new text. If the call failed, the folder could not be synced, and a
+  /// power failure may restore the old text.
+  kNew,
+  /// Parts of both: writing in place failed, and restoring the old text failed
+  /// too.
+  kMixed,
+};
+
+/// The result of an edit. A success with the state kOld means that there was
+/// nothing to change.
+struct FAIRLEAD_EXPORT FileResult {
+  FileError error = FileError::kNone;
+  FileState state = FileState::kOld;
+  int system_error = 0;   ///< The errno of the failure; 0 if it has none.
+  std::string path;       ///< The file, with symbolic links followed.
+  std::string reason;     ///< "Permission denied"; "" on success.
+  std::string lock_file;  ///< With kBusy: a file to delete if no edit runs.
+
+  /// Returns whether the call did what it should.
+  bool Succeeded() const { return error == FileError::kNone; }
+
+  /// Returns one sentence for people, without a newline; "" on success. It
+  /// names the path once, with '?' for control bytes.
+  std::string Message() const;
+};
+
+/// The bytes of a file, or why they could not be read.
+struct FileContent {
+  std::string text;   ///< Complete if the result is a success, else "".
+  FileResult result;  ///< Its `system_error` is ENOENT if there is no file.
+};
+
+/// Returns the bytes of a file of any type; a pipe is read when it is opened
+/// for writing, to its end. Copies the bytes of a regular file once.
+FAIRLEAD_EXPORT FileContent ReadFile(const std::string& path);
+
+/// Returns the new text of a file, or nothing to leave the file alone. Gets the
+/// old text, or nothing if there is no file. May be called again, with the new
+/// old text, if a program that ignores the lock changes the file meanwhile. If
+/// it throws, the file is not changed. It must not edit the same file.
+using FileChange = std::function<std::optional<std::string>(
+    const std::optional<std::string>& old_text)>;
+
+/// How EditFile() writes, and how it waits for another edit of the file.
+struct FileEditOptions {
+  /// Overwrites the file itself, which keeps all but its text. Space on the
+  /// disk is reserved first, and the old text is restored if writing fails, but
+  /// a process killed while writing leaves a mixture.
+  bool in_place = false;
+  std::chrono::milliseconds lock_limit{10'000};   ///< Then fails with kBusy.
+  std::chrono::milliseconds notice_after{1'000};  ///< Then calls `on_wait`.
+  /// Called once if the edit has to wait. May be empty; if it throws, the edit
+  /// ends.
+  std::function<void()> on_wait = {};
+};
+
+/// Edits a file, or creates it if it does not exist. Writes nothing if the text
+/// does not change.
+///
+/// Locks the file against other edits, so that none is lost. A process that may
+/// only read the file cannot block an edit for longer than the time limit.
+/// flock(2) locks have no effect.
+FAIRLEAD_EXPORT FileResult EditFile(const std::string& path,
+                                    const FileChange& change,
+                                    const FileEditOptions& options = {});
+
+/// Replaces the text of a file, or creates it: an EditFile() that does not
+/// depend on the old text.
+FAIRLEAD_EXPORT FileResult ReplaceFile(const std::string& path,
+                                       std::string_view text,
+                                       const FileEditOptions& options = {});
+
+/// A new text for a file, written in pieces. The old text, if any, stays until
+/// Commit(); without Commit(), the destructor discards the new one.
+///
+/// The old file need not be readable. It is not locked: an edit between the
+/// construction and Commit() is lost.
+class FAIRLEAD_EXPORT ReplacementFile {
+ public:
+  /// Begins a new text for the file; result() has the error, if any.
+  explicit ReplacementFile(const std::string& path);
+  ReplacementFile(const ReplacementFile&) = delete;
+  ReplacementFile& operator=(const ReplacementFile&) = delete;
+  ~ReplacementFile();
+
+  /// Appends to the new text. Returns false if this or an earlier call failed.
+  bool Write(std::string_view text);
+
+  /// Replaces the file by the new text. Call it once; it also reports an
+  /// earlier failure. Fails with EEXIST if there was no file and another
+  /// process has created one.
+  const FileResult& Commit();
+
+  /// Returns the first failure; the result of Commit() after that.
+  const FileResult& result() const { return result_; }
+
+ private:
+  class File;
+
+  FAIRLEAD_PRIVATE void Keep(FileResult result);
+
+  std::unique_ptr<File> file_;  // Null after a failure or Commit().
+  FileResult result_;
+};
+
+}  // namespace fairlead
+
+#endif  // FAIRLEAD_INI_FILE_EDIT_H_

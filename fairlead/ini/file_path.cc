@@ -1,0 +1,73 @@
+// Follows symbolic links, and compares paths with open files.
+
+#include "fairlead/ini/file_path.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstddef>
+
+namespace fairlead::internal {
+namespace {
+
+constexpr int kMaxLinks = 40;
+
+// The link is open, so that nobody can exchange it between check and use.
+bool IsProtected(const Descriptor& link, const std::string& folder) {
+  struct stat status = {};
+  struct stat there = {};
+  if (fstat(link.number(), &status) == -1 || stat(folder.c_str(), &there) == -1)
+    return true;
+  constexpr mode_t kSharedFolder = S_ISVTX | S_IWOTH;
+  return (there.st_mode & kSharedFolder) == kSharedFolder &&
+         status.st_uid != geteuid() && status.st_uid != there.st_uid;
+}
+
+// Returns 0 if `target` is the text of the link at the path, EINVAL if there is
+// something else, or the error.
+int ReadLink(const std::string& path, std::string& target) {
+  const Descriptor link =
+      OpenAboveStandardStreams(path.c_str(), O_PATH | O_NOFOLLOW);
+  if (!link.IsOpen()) return errno;
+  target.assign(PATH_MAX, '\0');
+  const ssize_t size =
+      readlinkat(link.number(), "", target.data(), target.size());
+  // Without a name, what is no link counts as missing.
+  if (size == -1) return errno == ENOENT ? EINVAL : errno;
+  if (IsProtected(link, FolderOf(path))) return EACCES;
+  target.resize(static_cast<std::size_t>(size));
+  return 0;
+}
+
+}  // namespace
+
+int FollowLinks(std::string& path) {
+  std::string target;
+  for (int links = 0; links < kMaxLinks; ++links) {
+    const int error = ReadLink(path, target);
+    if (error == EINVAL || error == ENOENT) return 0;
+    if (error != 0) return error;
+    const std::size_t name = path.rfind('/') + 1;  // 0 without a folder.
+    if (!target.starts_with('/')) target.insert(0, path, 0, name);
+    path = target;
+  }
+  return ELOOP;
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool IsAt(const std::string& path, const Descriptor& file) {
+  struct stat there = {};
+  struct stat open = {};
+  return lstat(path.c_str(), &there) == 0 && fstat(file.number(), &open) == 0 &&
+         there.st_dev == open.st_dev && there.st_ino == open.st_ino;
+}
+
+}  // namespace fairlead::internal

@@ -1,0 +1,28 @@
+// Paths of files to edit. Not installed.
+
+#ifndef FAIRLEAD_INI_FILE_PATH_H_
+#define FAIRLEAD_INI_FILE_PATH_H_
+
+#include <string>
+
+#include "fairlead/base/descriptor.h"
+
+namespace fairlead::internal {
+
+// Replaces the path by the target of the symbolic links at its end, which need
+// not exist. Returns 0 or the error.
+//
+// As the kernel does with fs.protected_symlinks, refuses a link in a folder
+// where anybody may create one, unless it is of this user or of the folder's
+// owner: another user could make this one edit any file.
+int FollowLinks(std::string& path);
+
+// Returns the folder that contains the path's last component.
+std::string FolderOf(const std::string& path);
+
+// Returns whether the path names the open file.
+bool IsAt(const std::string& path, const Descriptor& file);
+
+}  // namespace fairlead::internal
+
+#endif  // FAIRLEAD_INI_FILE_PATH_H_

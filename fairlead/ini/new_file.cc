@@ -1,0 +1,181 @@
+// Writes a new file and renames it over an old one.
+
+#include "fairlead/ini/new_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <tuple>
+#include <utility>
+
+#include "fairlead/base/blocked_signals.h"
+#include "fairlead/ini/edit_lock.h"
+#include "fairlead/ini/file_attributes.h"
+#include "fairlead/ini/file_path.h"
+#include "fairlead/ini/file_results.h"
+#include "fairlead/ini/leftovers.h"
+
+namespace fairlead::internal {
+namespace {
+
+// Links an open file to a path, and returns 0 or the error.
+int Link(const Descriptor& file, const std::string& path) {
+  const std::string from = "/proc/self/fd/" + std::to_string(file.number());
+  const int result = Uninterrupted([&] {
+    return linkat(AT_FDCWD, from.c_str(), AT_FDCWD, path.c_str(),
+                  AT_SYMLINK_FOLLOW);
+  });
+  return result == 0 ? 0 : errno;
+}
+
+// Overwriting the file itself helps where the folder or the file's name cannot
+// be changed; a file that is mounted alone cannot be renamed over (EBUSY).
+FileResult ReplaceResult(int error, bool has_old) {
+  const bool protected_name =
+      error == EACCES || error == EPERM || error == EBUSY;
+  if (has_old && protected_name) return Failed(FileError::kOnlyInPlace, error);
+  return WriteResult(error);
+}
+
+FileResult SyncFolder(const Descriptor& folder) {
+  FileResult result;
+  if (folder.IsOpen()) result = WriteResult(Sync(folder));
+  result.state = FileState::kNew;
+  return result;
+}
+
+}  // namespace
+
+int Sync(const Descriptor& file) {
+  const int result = Uninterrupted([&] { return fsync(file.number()); });
+  return result == 0 || errno == EINVAL ? 0 : errno;
+}
+
+NewFile::NewFile(const std::string& target, const Descriptor* old)
+    : target_(target), folder_(FolderOf(target)), old_(old) {}
+
+NewFile::~NewFile() {
+  if (!path_.empty()) unlink(path_.c_str());
+  if (file_.IsOpen()) Unlock(file_);
+}
+
+// A replacement for an old file is at first accessible to its owner only.
+FileResult NewFile::Open() {
+  if (target_.empty()) return WriteResult(ENOENT);
+  struct stat status = {};
+  if (old_ != nullptr && fstat(old_->number(), &status) == -1)
+    return WriteResult(errno);
+  if (status.st_nlink > 1)
+    return Failed(FileError::kOnlyInPlace, 0,
+                  "it has several hard links, and only one would be changed");
+  const mode_t mode = old_ != nullptr ? 0600 : 0666;
+  if (const int error = OpenUnnamed(mode))
+    return ReplaceResult(error, old_ != nullptr);
+  // Without support for locks, no other process deletes the file either.
+  std::ignore = TryToLock(file_);
+  return {};
+}
+
+// An unnamed file gets its name by way of /proc.
+int NewFile::OpenUnnamed(mode_t mode) {
+  if (access("/proc/self/fd", X_OK) == -1) return OpenHidden(mode);
+  file_ = OpenAboveStandardStreams(folder_.c_str(), O_TMPFILE | O_RDWR, mode);
+  if (file_.IsOpen()) return 0;
+  const bool unsupported =
+      errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL;
+  return unsupported ? OpenHidden(mode) : errno;
+}
+
+int NewFile::OpenHidden(mode_t mode) {
+  for (int number = 0;; ++number) {
+    std::string path = HiddenPath(folder_, number);
+    const int file = Uninterrupted([&] {
+      return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    });
+    if (file == -1 && errno == EEXIST) continue;
+    if (file == -1) return errno;
+    path_ = std::move(path);
+    file_.Reset(MoveAboveStandardStreams(file));
+    return file_.IsOpen() ? 0 : errno;
+  }
+}
+
+FileResult NewFile::Write(std::string_view text) {
+  const BlockedSignal limit(SIGXFSZ);
+  const int error = WriteAllAt(file_.number(), text, size_);
+  if (error == EFBIG) limit.Discard();
+  size_ += static_cast<off_t>(text.size());
+  return WriteResult(error);
+}
+
+// Copies the attributes after the last write: writing clears the set-user-ID
+// bits.
+FileResult NewFile::Finish() {
+  if (old_ != nullptr) {
+    FileResult result = CopyAttributes(*old_, file_);
+    if (!result.Succeeded()) return result;
+  }
+  return WriteResult(Sync(file_));
+}
+
+FileResult NewFile::Create(std::string_view text) {
+  FileResult result = Open();
+  if (result.Succeeded()) result = Write(text);
+  return result.Succeeded() ? Finish() : result;
+}
+
+// The folder is opened first, since the rename cannot be undone. A folder that
+// may not be read cannot be synced.
+FileResult NewFile::Rename() {
+  const BlockedSignals blocked(EndingSignals());
+  const Descriptor folder =
+      OpenAboveStandardStreams(folder_.c_str(), O_RDONLY | O_DIRECTORY);
+  if (!folder.IsOpen() && errno != EACCES) return WriteResult(errno);
+  const int error = old_ == nullptr ? RenameToNew() : RenameOverOld();
+  if (error != 0) return ReplaceResult(error, old_ != nullptr);
+  path_.clear();
+  RemoveLeftovers(folder_, file_);
+  return SyncFolder(folder);
+}
+
+// Renames to the target, unless a file with that name exists.
+int NewFile::RenameToNew() {
+  if (path_.empty()) return Link(file_, target_);
+  int result = Uninterrupted([this] {
+    return renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(),
+                     RENAME_NOREPLACE);
+  });
+  // Some file systems do not support RENAME_NOREPLACE.
+  if (result == -1 && errno == EINVAL)
+    result = rename(path_.c_str(), target_.c_str());
+  return result == 0 ? 0 : errno;
+}
+
+int NewFile::RenameOverOld() {
+  if (path_.empty()) {
+    if (const int error = GiveHiddenName()) return error;
+  }
+  const int result =
+      Uninterrupted([this] { return rename(path_.c_str(), target_.c_str()); });
+  if (result == 0) return 0;
+  const int error = errno;
+  unlink(path_.c_str());  // While the signals are blocked.
+  path_.clear();
+  return error;
+}
+
+int NewFile::GiveHiddenName() {
+  for (int number = 0;; ++number) {
+    std::string path = HiddenPath(folder_, number);
+    const int error = Link(file_, path);
+    if (error == EEXIST) continue;
+    if (error == 0) path_ = std::move(path);
+    return error;
+  }
+}
+
+}  // namespace fairlead::internal

@@ -1,0 +1,73 @@
+// A new file that replaces an old one once it is complete. Not installed.
+
+#ifndef FAIRLEAD_INI_NEW_FILE_H_
+#define FAIRLEAD_INI_NEW_FILE_H_
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+#include "fairlead/base/descriptor.h"
+#include "fairlead/ini/file_edit.h"
+
+namespace fairlead::internal {
+
+// Syncs a file or a folder, if the file system supports it. Returns 0 or the
+// error.
+int Sync(const Descriptor& file);
+
+// An unnamed or hidden file in the target's folder, deleted by the destructor
+// unless it was renamed to the target.
+//
+// It is hidden only for the moment before it is renamed, with EndingSignals()
+// blocked. On a file system without unnamed files, it is hidden from the
+// beginning. The object holds the lock of TryToLock() on the file.
+//
+// Call the functions in their order, each after the success of the last; their
+// results have no path.
+class NewFile {
+ public:
+  // Takes the path to replace, not a symbolic link, and the file at that path,
+  // open in any mode, or nullptr if there is none; it must outlive the object.
+  NewFile(const std::string& target, const Descriptor* old);
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+  ~NewFile();
+
+  // Fails also if the old file has several hard links, which a replacement
+  // would lose.
+  FileResult Open();
+
+  // Appends the text.
+  FileResult Write(std::string_view text);
+
+  // Copies the attributes of the old file with CopyAttributes(), and syncs the
+  // file.
+  FileResult Finish();
+
+  // Does all of that, for a text in one piece.
+  FileResult Create(std::string_view text);
+
+  // Renames the file to the target and syncs the folder. Fails with EEXIST if
+  // there was no old file and another process created one.
+  FileResult Rename();
+
+ private:
+  int OpenUnnamed(mode_t mode);
+  int OpenHidden(mode_t mode);
+  int GiveHiddenName();
+  int RenameToNew();
+  int RenameOverOld();
+
+  const std::string target_;
+  const std::string folder_;
+  const Descriptor* const old_;
+  std::string path_;  // The hidden path; "" while unnamed.
+  Descriptor file_;
+  off_t size_ = 0;
+};
+
+}  // namespace fairlead::internal
+
+#endif  // FAIRLEAD_INI_NEW_FILE_H_

@@ -1,0 +1,84 @@
+// Overwrites a file, and restores it on failure.
+
+#include "fairlead/ini/overwrite.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <string>
+#include <tuple>
+
+#include "fairlead/base/blocked_signals.h"
+#include "fairlead/ini/edit_lock.h"
+#include "fairlead/ini/file_results.h"
+#include "fairlead/ini/new_file.h"
+
+namespace fairlead::internal {
+namespace {
+
+// Allocates disk space for the text without changing the file's size. Succeeds
+// if the file system does not support this: then writing will show. Returns 0
+// or the error.
+int Reserve(const Descriptor& file, std::string_view text) {
+  const auto size = static_cast<off_t>(text.size());
+  const int result = Uninterrupted(
+      [&] { return fallocate(file.number(), FALLOC_FL_KEEP_SIZE, 0, size); });
+  return result == 0 || errno == EOPNOTSUPP || errno == ENOSYS ? 0 : errno;
+}
+
+int Truncate(const Descriptor& file, std::string_view text) {
+  const auto size = static_cast<off_t>(text.size());
+  const int result =
+      Uninterrupted([&] { return ftruncate(file.number(), size); });
+  return result == 0 ? 0 : errno;
+}
+
+// Replaces the content of the file and syncs it. Returns 0 or the error.
+int SetContent(const Descriptor& file, std::string_view text) {
+  if (const int error = WriteAllAt(file.number(), text, 0)) return error;
+  struct stat now = {};
+  if (fstat(file.number(), &now) == -1) return errno;
+  if (now.st_size != static_cast<off_t>(text.size()))
+    if (const int error = Truncate(file, text)) return error;
+  return Sync(file);
+}
+
+FileResult FailureToRestore(int error, int restore_error) {
+  FileResult result =
+      Failed(FileError::kCannotWrite, error,
+             ErrorText(error) +
+                 "; restoring the old text failed too, and part of it "
+                 "may be lost: " +
+                 ErrorText(restore_error));
+  result.state = FileState::kMixed;
+  return result;
+}
+
+}  // namespace
+
+// A partially written file is worse than an old one, so space is reserved
+// first. At the end, what was reserved is freed; if that fails, nothing is
+// lost.
+FileResult Overwrite(const Descriptor& file, std::string_view old_text,
+                     std::string_view new_text) {
+  const BlockedSignals blocked(EndingSignals());
+  const BlockedSignal limit(SIGXFSZ);
+  int error = new_text.size() > old_text.size() ? Reserve(file, new_text) : 0;
+  const bool has_space = error == 0;
+  if (has_space) error = SetContent(file, new_text);
+  if (error == 0) {
+    FileResult result;
+    result.state = FileState::kNew;
+    return result;
+  }
+  const int restore_error = has_space ? SetContent(file, old_text) : 0;
+  std::ignore = Truncate(file, old_text);
+  if (error == EFBIG) limit.Discard();
+  return restore_error == 0 ? WriteResult(error)
+                            : FailureToRestore(error, restore_error);
+}
+
+}  // namespace fairlead::internal
