@@ -129,15 +129,15 @@ TEST_F(SendProfileTest, SavesTheGivenParameters) {
   EXPECT_EQ(second.status, 7);  // Saved before the exchange fails.
   EXPECT_EQ(
       Text(),
-      Concat("# mine\n[server]\nview=hex\ntimeout=8\nport=", port,
-             "\nhost=127.0.0.1\n;eol=crlf\n[other]\nport=1\n# the end\n"));
+      Concat("# mine\n[server]\n;eol=lf\neol=crlf\nhost=127.0.0.1\nport=", port,
+             "\ntimeout=8\nview=hex\n[other]\nport=1\n# the end\n"));
   EXPECT_EQ(second.error.find('<'), std::string::npos) << second.error;
 }
 
 TEST_F(SendProfileTest, ANewProfileIsValidated) {
-  Write("junk\n[server]\n");
+  Write("[junk\n[server]\n");
   EXPECT_EQ(Send({"-demo", "-saveprofile", "-idle", "7"}).status, 3);
-  EXPECT_EQ(Text(), "junk\n[server]\n");
+  EXPECT_EQ(Text(), "[junk\n[server]\n");
   EXPECT_EQ(Fairlead({"send", "-demo", "-text", "x", "-settings",
                       folder_.path() + "/no/f", "-profile", "p", "-idle", "7",
                       "-saveprofile"})

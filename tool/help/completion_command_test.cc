@@ -51,8 +51,10 @@ TEST(CompletionCommandTest, BashCompletes) {
 TEST(CompletionCommandTest, BashCompletesASubcommand) {
   if (!IsInstalled("bash")) GTEST_SKIP() << "bash is not installed";
   EXPECT_EQ(Completed("fairlead ini s"), "set sections show\n");
-  EXPECT_EQ(Completed("fairlead ini get -"),
-            "-file -section -key -default -format -help\n");
+  EXPECT_EQ(
+      Completed("fairlead ini get -"),
+      "-file -section -key -index -default -type -records -disabled -format "
+      "-help\n");
   EXPECT_EQ(Completed("fairlead ini create -"), "-file -dryrun -help\n");
   EXPECT_EQ(Completed("fairlead ini get -format j"), "json\n");
   EXPECT_EQ(Completed("fairlead ini show -format ''"), "text json\n");
@@ -77,7 +79,7 @@ TEST(CompletionCommandTest, ZshOffersPerSubcommand) {
   const std::string get = script.substr(at, script.find(";;", at) - at);
   EXPECT_THAT(get, HasSubstr("'-default["));
   EXPECT_THAT(get, HasSubstr("'-format["));
-  EXPECT_THAT(get, HasSubstr(":format:(text sh json nul)'"));
+  EXPECT_THAT(get, HasSubstr(":format:(text sh json nul assign)'"));
   EXPECT_THAT(get, Not(HasSubstr("'-value[")));
 }
 

@@ -161,9 +161,8 @@ constexpr auto kMergeStatuses =
 constexpr auto kApplyExamples = std::to_array<Example>({
     {"fairlead ini apply -file box.ini -script edits.txt",
      "Makes the edits of edits.txt, or none."},
-    {"printf 'set server port 7000\\ndelete old\\n' | fairlead ini apply -file "
-     "box.ini -stdin",
-     "Sets a key and deletes a section in one step."},
+    {"printf 'delete old\\n' | fairlead ini apply -file box.ini -stdin",
+     "Deletes the section [old]."},
 });
 constexpr auto kDiffExamples = std::to_array<Example>({
     {"fairlead ini diff -file box.ini -with new.ini",

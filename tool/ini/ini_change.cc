@@ -125,9 +125,8 @@ ExitStatus Add(const Arguments<kAddUses>& arguments, const Output& output) {
   if (arguments.Has(kKey)) place.key = arguments.Text(kKey);
   const std::string value = arguments.Text(kValue);
   const bool is_beside = arguments.Has(kBefore) || arguments.Has(kAfter);
-  const std::string neighbour = arguments.Has(kBefore)
-                                    ? arguments.Text(kBefore)
-                                    : arguments.Text(kAfter);
+  const std::string neighbour =
+      arguments.Has(kBefore) ? arguments.Text(kBefore) : arguments.Text(kAfter);
   const Where beside = arguments.Has(kBefore) ? Where::kBefore : Where::kAfter;
   return EditDocument(
       arguments, output, Missing::kIsEmpty, [&](IniDocument& document) {

@@ -25,16 +25,21 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 
-TEST_F(IniCommandTest, SetChangesAValue) {
+TEST_F(IniCommandTest, SetChangesOneLine) {
   Write(kBox);
   EXPECT_EQ(
       Answer({"set", "-section", "server", "-key", "port", "-value", " -80 "}),
       "");
-  std::string expected = kSaved;
-  expected.replace(expected.find("7000"), 4, "-80");
+  std::string expected = kBox;
+  expected.replace(expected.find("7001"), 4, "-80");
   EXPECT_EQ(Text(), expected);
+}
+
+TEST_F(IniCommandTest, SetAddsALineBelowADisabledOne) {
+  Write("[server]\n; host = example.org\nport = 7000\n");
   Answer({"set", "-section", "server", "-key", "host", "-value", "a=b"});
-  EXPECT_THAT(Text(), HasSubstr(";host=a=b\n"));  // It stays disabled.
+  EXPECT_EQ(Text(),
+            "[server]\n; host = example.org\nhost = a=b\nport = 7000\n");
 }
 
 TEST_F(IniCommandTest, SetCreatesFileSectionAndKey) {
@@ -47,13 +52,13 @@ TEST_F(IniCommandTest, SetCreatesFileSectionAndKey) {
   EXPECT_EQ(status.st_mode & 07777U, 0644U);
   Answer({"set", "-section", "s", "-key", "new", "-value", "1"});
   Answer({"set", "-section", "t", "-key", "k", "-value", "2"});
-  EXPECT_EQ(Text(), "[s]\nnew=1\nk=\n[t]\nk=2\n");
+  EXPECT_EQ(Text(), "[s]\nk=\nnew=1\n[t]\nk=2\n");
 }
 
 TEST_F(IniCommandTest, SetReadsManyValues) {
   Write("[a]\nx=1\n");
   Answer({"set", "-stdin"}, "a\tx\t2\nb\ty\tone\ttwo\r\n\tz\t\na\tw\t-3");
-  EXPECT_EQ(Text(), "[a]\nw=-3\nx=2\n[b]\ny=one\ttwo\n[]\nz=\n");
+  EXPECT_EQ(Text(), "z=\n[a]\nx=2\nw=-3\n[b]\ny=one\ttwo\n");
   Answer({"set", "-stdin"}, "");
 }
 
@@ -96,29 +101,40 @@ TEST_F(IniCommandTest, Delete) {
   Write(kBox);
   Answer({"delete", "-section", "server", "-key", "port"});
   EXPECT_THAT(Text(), HasSubstr("[server]\n;host"));
+  Write("k0=first\n\n# where it listens\n[server]\nport = 7000\n\n[b]\nx=1\n");
   Answer({"delete", "-section", "server"});
-  EXPECT_EQ(Text(), "k0=first\n;[backup]\nport=7001\n# the end\n");
+  EXPECT_EQ(Text(), "k0=first\n\n[b]\nx=1\n");
   Answer({"delete", "-section", ""});
-  EXPECT_EQ(Text(), ";[backup]\nport=7001\n# the end\n");
-  Refusal(1, {"delete", "-section", "server"});
-  Refusal(1, {"delete", "-section", "backup", "-key", "host"});
-  Refusal(2, {"delete", "-section", "backup", "-key", " "});
+  EXPECT_EQ(Text(), "[b]\nx=1\n");
+  EXPECT_EQ(Refusal(1, {"delete", "-section", "server"}),
+            "fairlead ini: there is no section 'server'\n");
+  EXPECT_EQ(Refusal(1, {"delete", "-section", "server", "-key", "port"}),
+            "fairlead ini: there is no section 'server'\n");
+  EXPECT_EQ(Refusal(1, {"delete", "-section", "b", "-key", "host"}),
+            "fairlead ini: there is no key 'host' in section 'b'\n");
+  Refusal(2, {"delete", "-section", "b", "-key", " "});
 }
 
 TEST_F(IniCommandTest, EnableAndDisable) {
-  Write("[a]\nx=1\n;y=2\n");
+  Write("[a]\nx=1\n;y=2\n# a note on z=3\n");
   Answer({"disable", "-section", "a", "-key", "x"});
-  EXPECT_EQ(Text(), "[a]\n#x=1\n;y=2\n");
+  EXPECT_EQ(Text(), "[a]\n#x=1\n;y=2\n# a note on z=3\n");
+  Answer({"enable", "-section", "a", "-key", "x"});
   Answer({"disable", "-section", "a", "-char", ";"});
-  EXPECT_EQ(Text(), ";[a]\n;x=1\n;y=2\n");
-  Answer({"enable", "-section", "a", "-key", "y"});
-  EXPECT_EQ(Text(), ";[a]\n;x=1\ny=2\n");
+  EXPECT_EQ(Text(), ";[a]\n;x=1\n;;y=2\n# a note on z=3\n");
+  EXPECT_EQ(Refusal(1, {"get", "-section", "a", "-key", "x"}),
+            "fairlead ini: key 'x' in section 'a' is disabled\n");
+  EXPECT_EQ(Refusal(1, {"enable", "-section", "a", "-key", "x"}),
+            "fairlead ini: key 'x' in section 'a' is disabled\n");
   Answer({"enable", "-section", "a"});
-  EXPECT_EQ(Text(), "[a]\nx=1\ny=2\n");
+  EXPECT_EQ(Text(), "[a]\nx=1\n;y=2\n# a note on z=3\n");
+  Answer({"enable", "-section", "a", "-key", "y"});
+  EXPECT_EQ(Text(), "[a]\nx=1\ny=2\n# a note on z=3\n");
   for (const auto& [word, line] : {std::pair{"hash", "#x=1\n"},
                                    {"semicolon", ";x=1\n"},
                                    {"#", "#x=1\n"},
                                    {";", ";x=1\n"}}) {
+    Write("[a]\nx=1\n");
     Answer({"disable", "-section", "a", "-key", "x", "-char", word});
     EXPECT_THAT(Text(), HasSubstr(line));
   }
@@ -135,16 +151,20 @@ TEST_F(IniCommandTest, Comment) {
   EXPECT_EQ(Text(), "# one\n#\n;two\n[a]\nx=1\n");
   Answer({"comment", "-section", "a", "-key", "x", "-text", "x"});
   EXPECT_EQ(Text(), "# one\n#\n;two\n[a]\n# x\nx=1\n");
+  Answer({"comment", "-section", "a", "-text", "on or off: see [1], a b=c"});
+  EXPECT_EQ(Text(), "# on or off: see [1], a b=c\n[a]\n# x\nx=1\n");
   Answer({"comment", "-section", "a", "-text", ""});
   EXPECT_EQ(Text(), "[a]\n# x\nx=1\n");
   // A lone comment character must not become that of the key.
   Answer({"comment", "-section", "a", "-key", "x", "-text", "#"});
   EXPECT_EQ(Text(), "[a]\n#\nx=1\n");
   EXPECT_THAT(Answer({"list", "-format", "json"}), HasSubstr("\"x\""));
+  for (const char* const text : {"fine\na=b", "[b]", "# [b]"})
+    EXPECT_THAT(Refusal(2, {"comment", "-section", "a", "-text", text}),
+                HasSubstr("cannot look like a disabled key or header"));
   EXPECT_THAT(
-      Refusal(2, {"comment", "-section", "a", "-text", "fine\nsee a=b"}),
+      Refusal(2, {"comment", "-records", "-section", "a", "-text", "see a=b"}),
       HasSubstr("cannot contain '[' or '='"));
-  Refusal(2, {"comment", "-section", "a", "-text", "see [1]"});
   Refusal(1, {"comment", "-section", "b", "-text", "x"});
   Refusal(1, {"comment", "-section", "a", "-key", "y", "-text", "x"});
   Write("k=v\n");
@@ -153,11 +173,11 @@ TEST_F(IniCommandTest, Comment) {
 }
 
 TEST_F(IniCommandTest, Rename) {
-  Write("# note\n[a]\n;x=1\ny=2\n[b]\n");
+  Write("# note\n[a]\nx = 1\ny=2\n[b]\n");
   Answer({"rename", "-section", "a", "-key", "x", "-to", " z "});
-  EXPECT_EQ(Text(), "# note\n[a]\n;z=1\ny=2\n[b]\n");
+  EXPECT_EQ(Text(), "# note\n[a]\nz = 1\ny=2\n[b]\n");
   Answer({"rename", "-section", "a", "-to", " c "});
-  EXPECT_EQ(Text(), "# note\n[ c ]\n;z=1\ny=2\n[b]\n");
+  EXPECT_EQ(Text(), "# note\n[ c ]\nz = 1\ny=2\n[b]\n");
   EXPECT_EQ(Refusal(1, {"rename", "-section", "b", "-to", " c "}),
             "fairlead ini: section ' c ' already exists\n");
   EXPECT_EQ(Refusal(1, {"rename", "-section", " c ", "-key", "y", "-to", "z"}),
@@ -271,16 +291,6 @@ TEST_F(IniCommandTest, ReportsTheLineOfAMalformedFile) {
     EXPECT_EQ(Refusal(3, look), expected + "\n");
 }
 
-TEST_F(IniCommandTest, AnEditThatWouldLoseTextIsRefused) {
-  Write("[a]\nx=1\n# Options: [on|off]\n#y=2\n");
-  for (const Words& edit : kEdits)
-    EXPECT_EQ(Refusal(3, edit),
-              Concat("fairlead ini: ", Path(),
-                     ":3: neither comment, header nor key=value; an edit would "
-                     "lose it, so the file was not changed\n"));
-  EXPECT_EQ(Answer({"get", "-section", "a", "-key", "x"}), "1\n");
-}
-
 TEST_F(IniCommandTest, InPlaceKeepsTheFileItself) {
   for (const Words& edit : kEdits) {
     Write("[a]\nx=1\n#y=2\n");
@@ -386,7 +396,7 @@ TEST_F(IniCommandTest, FewDescriptorsGiveNoWrongResult) {
       EXPECT_THAT(outcome.error, HasSubstr("Too many open files"));
       EXPECT_EQ(Text(), "[a]\nx=1\n");
     }
-  EXPECT_GT(refusals, 10);
+  EXPECT_GE(refusals, 8);
 }
 
 // Runs all of them in order, in one folder.

@@ -16,7 +16,7 @@ namespace fairlead::tool {
 namespace {
 
 constexpr char kOld[] = "[a]\nx=1\n";
-constexpr char kNew[] = "[a]\ny=2\nx=1\n";
+constexpr char kNew[] = "[a]\nx=1\ny=2\n";
 constexpr unsigned kMode = 0640;
 constexpr int kMaxCalls = 200;
 
@@ -26,7 +26,6 @@ const Words kEnvironment = {"ASAN_OPTIONS=detect_leaks=0"};
 // The calls that open, change, lock or rename a file.
 constexpr const char* kCalls[] = {
     "openat", "write",  "pwrite64",     "read",  "/^rename",   "fsync",
-    "fchmod", "linkat", "memfd_create", "fcntl", "exit_group", "close",
 };
 
 bool StraceWorks() {
@@ -288,7 +287,6 @@ TEST_F(IniKillTest, AnInterruptedCipherLeavesNothingBehind) {
 TEST_F(IniKillTest, AFailedCallLeavesTheOldFile) {
   for (const char* const fault :
        {"pwrite64:error=ENOSPC", "fsync:error=EIO", "/^rename:error=EACCES",
-        "fchmod:error=EPERM", "memfd_create:error=ENOMEM", "linkat:error=EIO",
         "flistxattr:error=EIO"}) {
     SCOPED_TRACE(fault);
     const Folder folder;

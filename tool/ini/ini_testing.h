@@ -26,17 +26,6 @@ inline constexpr char kBox[] =
     "port=7001\n"
     "# the end\n";
 
-// The same after saving.
-inline constexpr char kSaved[] =
-    "k0=first\n"
-    "# where it listens\n"
-    "[server]\n"
-    "port=7000\n"
-    ";host=example.org\n"
-    ";[backup]\n"
-    "port=7001\n"
-    "# the end\n";
-
 class IniCommandTest : public testing::Test {
  protected:
   std::string Path() const { return folder_.path() + "/box.ini"; }

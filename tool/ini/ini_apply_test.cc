@@ -1,0 +1,129 @@
+// The subcommands `apply`, `diff` and `merge` of `ini`.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tool/base/concat.h"
+#include "tool/ini/ini_testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+using testing::HasSubstr;
+
+class IniApplyTest : public IniCommandTest {
+ protected:
+  // Writes another file and returns its path.
+  std::string Other(std::string_view text) const {
+    folder_.File("other.ini", text);
+    return folder_.path() + "/other.ini";
+  }
+};
+
+constexpr char kFile[] = "; a file\n[a]\n  x = 1\ny=2\n\n[b]\nz = 3\n#off=4\n";
+
+TEST_F(IniApplyTest, MakesAllEdits) {
+  Write(kFile);
+  Answer({"apply", "-stdin"},
+         "# a comment\n"
+         "; another\n"
+         "\n"
+         "set a x 'one two'\n"
+         "\tset\ta\tn\t\"say \\\"it's\\\"\"\r\n"
+         "set '' top \"\"\n"
+         "add c\n"
+         "add c k v\n"
+         "delete a y\n"
+         "enable b off\n"
+         "comment b z 'on z'\"\\nmore\"\n"
+         "disable b z\n"
+         "rename b off on\n"
+         "rename b bb");
+  EXPECT_EQ(Text(),
+            "top=\n; a file\n[a]\n  x = one two\nn=say \"it's\"\n\n[bb]\n"
+            "# on z\n# more\n#z = 3\non=4\n\n[c]\nk=v\n");
+}
+
+TEST_F(IniApplyTest, OneBadLineChangesNothing) {
+  Write(kFile);
+  struct Case {
+    int status;
+    const char* line;
+    const char* error;
+  };
+  for (const Case& c : {
+           Case{3, "sett a x 1",
+                "'sett' is no edit; expected set, add, delete, enable, "
+                "disable, comment, rename"},
+           {3, "set a x", "expected set SECTION KEY VALUE"},
+           {3, "set a x 1 2", "expected set SECTION KEY VALUE"},
+           {3, "add a k", "expected add SECTION [KEY VALUE]"},
+           {3, "delete", "expected delete SECTION [KEY]"},
+           {3, "comment a", "expected comment SECTION [KEY] TEXT"},
+           {3, "rename a b c d", "expected rename SECTION [KEY] NEW"},
+           {3, "set a x 'open", "a quote is not closed"},
+           {3, "set a x \"open\\\"", "a quote is not closed"},
+           {3, "set a x=y 1", "a key cannot contain '='"},
+           {1, "delete q", "there is no section 'q'"},
+           {1, "delete a q", "there is no key 'q' in section 'a'"},
+           {1, "delete b off", "key 'off' in section 'b' is disabled"},
+           {1, "add a", "section 'a' already exists"},
+           {1, "rename a x y", "key 'y' in section 'a' already exists"},
+       })
+    EXPECT_EQ(Refusal(c.status, {"apply", "-stdin"},
+                      Concat("set a x 9\n", c.line, "\nset a x 8\n")),
+              Concat("fairlead ini: standard input:2: ", c.error, "\n"));
+}
+
+TEST_F(IniApplyTest, ReadsAScriptFromAFile) {
+  Write(kFile);
+  const std::string script = Other("set a x 5\n");
+  Answer({"apply", "-script", script, "-dryrun"});
+  EXPECT_EQ(Text(), kFile);
+  EXPECT_EQ(Run({"apply", "-script", script, "-check"}).status, 1);
+  Answer({"apply", "-script", script});
+  EXPECT_THAT(Text(), HasSubstr("  x = 5\n"));
+  Answer({"apply", "-script", script, "-check"});
+  EXPECT_THAT(Refusal(26, {"apply", "-script", script + ".none"}),
+              HasSubstr("No such file"));
+  EXPECT_THAT(Refusal(2, {"apply"}), HasSubstr("-script"));
+  Other("\nset a\n");
+  EXPECT_EQ(
+      Refusal(3, {"apply", "-script", script}),
+      Concat("fairlead ini: ", script, ":2: expected set SECTION KEY VALUE\n"));
+}
+
+TEST_F(IniApplyTest, DiffComparesKeysAndValues) {
+  Write(kFile);
+  const std::string other =
+      Other("[b]\nz=3\noff=5\n[a]\ny = 7\n[new]\nk=it's new\n");
+  const Outcome text = Run({"diff", "-with", other});
+  EXPECT_EQ(text.status, 1);
+  EXPECT_EQ(text.output,
+            "-\ta\tx\t1\n-\ta\ty\t2\n+\ta\ty\t7\n"
+            "+\tb\toff\t5\n+\tnew\tk\tit's new\n");
+  const Outcome script = Run({"diff", "-with", other, "-format", "script"});
+  EXPECT_EQ(script.status, 1);
+  EXPECT_EQ(script.output,
+            "delete a x\nset a y 7\nset b off 5\nset new k \"it's new\"\n");
+  Answer({"apply", "-stdin"}, script.output);
+  EXPECT_EQ(Answer({"diff", "-with", other}), "");
+  EXPECT_THAT(Refusal(26, {"diff", "-with", other + ".none"}),
+              HasSubstr("No such file"));
+}
+
+TEST_F(IniApplyTest, MergeSetsTheKeysOfTheOtherFile) {
+  Write(kFile);
+  const std::string other = Other("[a]\nx=1\ny=5\n#n=6\n[c]\nk=1\nk=2\n");
+  EXPECT_EQ(Run({"merge", "-from", other, "-check"}).status, 1);
+  Answer({"merge", "-from", other});
+  EXPECT_EQ(Text(),
+            "; a file\n[a]\n  x = 1\ny=5\n\n[b]\nz = 3\n#off=4\n\n"
+            "[c]\nk=2\n");
+  Answer({"merge", "-from", other, "-check"});
+}
+
+}  // namespace
+}  // namespace fairlead::tool

@@ -1,0 +1,140 @@
+// The edits of the command `ini` in detail: places, duplicates, layout, -check.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+
+#include "tool/base/concat.h"
+#include "tool/ini/ini_testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+using IniEditTest = IniCommandTest;
+
+TEST_F(IniEditTest, AnIndexChoosesAmongDuplicates) {
+  const char kTwins[] = "[a]\nk=1\nk=2\nk=3\n";
+  const Words place = {"-section", "a", "-key", "k", "-index", "2"};
+  struct Case {
+    Words words;
+    const char* text;
+  };
+  for (const Case& c : {
+           Case{{"set", "-value", "9"}, "[a]\nk=1\nk=9\nk=3\n"},
+           {{"delete"}, "[a]\nk=1\nk=3\n"},
+           {{"disable"}, "[a]\nk=1\n#k=2\nk=3\n"},
+           {{"rename", "-to", "j"}, "[a]\nk=1\nj=2\nk=3\n"},
+           {{"comment", "-text", "x"}, "[a]\nk=1\n# x\nk=2\nk=3\n"},
+       }) {
+    Write(kTwins);
+    Answer(c.words + place);
+    EXPECT_EQ(Text(), c.text);
+  }
+  Write(kTwins);
+  EXPECT_EQ(Answer(Words{"get"} + place), "2\n");
+  EXPECT_EQ(Answer({"get", "-section", "a", "-key", "k"}), "3\n");
+  EXPECT_EQ(
+      Refusal(1, {"get", "-section", "a", "-key", "k", "-index", "4"}),
+      "fairlead ini: there is no key 'k' in section 'a' with the index 4\n");
+  EXPECT_EQ(
+      Refusal(1, {"set", "-section", "a", "-key", "k", "-index", "4", "-value",
+                  "x"}),
+      "fairlead ini: there is no key 'k' in section 'a' with the index 4\n");
+  EXPECT_THAT(Refusal(2, {"get", "-section", "a", "-key", "k", "-index", "0"}),
+              HasSubstr("-index: 0 is out of range"));
+  Answer({"set", "-section", "a", "-key", "k", "-value", "9"});
+  EXPECT_EQ(Text(), "[a]\nk=1\nk=2\nk=9\n");
+  Answer({"delete", "-section", "a", "-key", "k"});
+  EXPECT_EQ(Text(), "[a]\n");
+}
+
+TEST_F(IniEditTest, AddHasAPlace) {
+  Write("[a]\nx=1\n# on y\ny=2\n\n[b]\nz=3\n");
+  Answer({"add", "-section", "a", "-key", "k", "-value", "v", "-before", "y"});
+  Answer({"add", "-section", "a", "-key", "l", "-value", "w", "-after", "x"});
+  EXPECT_EQ(Text(), "[a]\nx=1\nl=w\nk=v\n# on y\ny=2\n\n[b]\nz=3\n");
+  Answer({"add", "-section", "c", "-before", "b"});
+  EXPECT_THAT(Text(), EndsWith("y=2\n\n[c]\n\n[b]\nz=3\n"));
+  EXPECT_EQ(Refusal(1, {"add", "-section", "d", "-after", "e"}),
+            "fairlead ini: there is no section 'e'\n");
+  EXPECT_EQ(Refusal(1, {"add", "-section", "a", "-key", "m", "-value", "1",
+                        "-after", "n"}),
+            "fairlead ini: there is no key 'n' in section 'a'\n");
+}
+
+TEST_F(IniEditTest, CheckTellsWhetherTheEditWouldChangeTheFile) {
+  const char kFile[] = "[a]\nx = 1\n#y=2\n";
+  Write(kFile);
+  struct Case {
+    Words words;
+    int status;
+  };
+  for (const Case& c : {
+           Case{{"set", "-key", "x", "-value", "1"}, 0},
+           {{"set", "-key", "x", "-value", "2"}, 1},
+           {{"set", "-key", "n", "-value", "2"}, 1},
+           {{"delete", "-key", "x"}, 1},
+           {{"delete", "-key", "n"}, 0},
+           {{"enable", "-key", "x"}, 0},
+           {{"enable", "-key", "y"}, 1},
+           {{"disable", "-key", "y"}, 0},
+           {{"disable"}, 1},
+           {{"comment", "-text", ""}, 0},
+           {{"comment", "-text", "c"}, 1},
+           {{"rename", "-to", "a"}, 0},
+           {{"rename", "-to", "b"}, 1},
+       }) {
+    const Outcome outcome = Run(c.words + Words{"-section", "a", "-check"});
+    EXPECT_EQ(outcome.status, c.status) << c.words.at(0);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_EQ(Text(), kFile);
+  }
+  const Outcome both = Run({"set", "-section", "a", "-key", "x", "-value", "2",
+                            "-check", "-dryrun"});
+  EXPECT_EQ(both.status, 1);
+  EXPECT_THAT(both.output, HasSubstr("-x = 1\n+x = 2\n"));
+}
+
+TEST_F(IniEditTest, NormalizeWritesOneLayout) {
+  Write(kBox);
+  Answer({"normalize"});
+  EXPECT_EQ(Text(),
+            "k0=first\n# where it listens\n[server]\nport=7000\n"
+            ";host=example.org\n;[backup]\nport=7001\n# the end\n");
+  Write("\xef\xbb\xbf[a]\r\nx = 1\r\n");
+  Answer({"normalize"});
+  EXPECT_EQ(Text(), "\xef\xbb\xbf[a]\nx=1\n");
+  for (const auto& [text, why] :
+       {std::pair{"[a]\njunk\n", ":2: neither comment, header nor key=value"},
+        {"[a] note\n", ":1: text after the ']' of a header"},
+        {"=v\n", ":1: a '=' without a key before it"},
+        {"# see [1]\n", ":1: neither comment, header nor key=value"},
+        {"x=1\n#[a\n", ":2: a header without ']'"}}) {
+    Write(text);
+    EXPECT_THAT(Refusal(3, {"normalize"}), HasSubstr(why));
+  }
+}
+
+TEST_F(IniEditTest, OnlyAnEditInsideAMalformedLineIsRefused) {
+  Write("[a]\nskip-locking\nx=1\n   more of x\n# Options: [on|off]\ny=2\n");
+  Answer({"set", "-section", "a", "-key", "y", "-value", "3"});
+  EXPECT_EQ(Text(),
+            "[a]\nskip-locking\nx=1\n   more of x\n# Options: [on|off]\n"
+            "y=3\n");
+  const std::string expected = Concat(
+      "fairlead ini: ", Path(),
+      ":4: the value continues on this line; the file was not changed\n");
+  EXPECT_EQ(Refusal(3, {"set", "-section", "a", "-key", "x", "-value", "2"}),
+            expected);
+  EXPECT_EQ(Refusal(3, {"delete", "-section", "a", "-key", "x"}), expected);
+  EXPECT_THAT(Refusal(3, {"disable", "-section", "a"}), HasSubstr(":2: "));
+}
+
+}  // namespace
+}  // namespace fairlead::tool
