@@ -51,7 +51,7 @@ IniResult Invalid(std::string_view reason) {
 
 // Makes an edit with the editor of the document's reading.
 template <typename Edit>
-IniResult EditWith(LineTable& lines, Edit edit) {
+IniResult EditLines(LineTable& lines, Edit edit) {
   if (lines.reading() == IniReading::kLive)
     return edit(internal::LiveEditor(lines));
   const std::size_t line = internal::UnclosedHeader(lines);
@@ -60,6 +60,22 @@ IniResult EditWith(LineTable& lines, Edit edit) {
             .line = line + 1,
             .reason = "a header without ']'"};
   return edit(internal::RecordEditor(lines));
+}
+
+// Makes an edit as a whole, or undoes it, also if it throws.
+template <typename Edit>
+IniResult EditWith(LineTable& lines, Edit edit) {
+  struct Undoing {
+    LineTable& lines;
+    ~Undoing() { lines.Undo(); }
+  } const undoing{lines};
+  const IniResult result = EditLines(lines, edit);
+  if (result.code != Code::kDone) return result;
+  const std::size_t line = lines.Keep();
+  if (line == kNoLine) return result;
+  return {.code = Code::kMalformed,
+          .line = line + 1,
+          .reason = "a value above, ending with '\\', would continue here"};
 }
 
 // Returns the code for a section of which `header` is the first line.

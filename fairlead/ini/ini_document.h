@@ -236,7 +236,6 @@ class FAIRLEAD_EXPORT IniDocument::Iterator {
  private:
   friend class IniDocument;
   Iterator(const internal::LineTable& lines, bool at_end);
-  FAIRLEAD_PRIVATE void MoveToEntry();
 
   const internal::LineTable* lines_;
   std::size_t line_;             // That of the entry, from 0.

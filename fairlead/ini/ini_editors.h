@@ -71,6 +71,7 @@ class RecordEditor {
   IniResult AddBeside(const IniName& name, std::string_view value,
                       const IniPlace& place);
   IniResult CheckComments(std::size_t record) const;
+  std::size_t NextRecord(std::size_t line) const;
   std::size_t BeginOf(std::size_t record) const;
   std::size_t FirstHeader() const;
   std::size_t EndOfRecords() const;

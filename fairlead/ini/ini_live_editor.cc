@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <ranges>
 #include <string>
 #include <vector>
 
@@ -20,6 +19,10 @@ std::string MarksOf(char mark, std::size_t count) {
 
 IniResult Exists(std::size_t line) {
   return {.code = Code::kExists, .line = line + 1};
+}
+
+IniResult Malformed(std::size_t line, std::string_view reason) {
+  return {.code = Code::kMalformed, .line = line + 1, .reason = reason};
 }
 
 // Removes the comment characters of one Disable() from a line, if it has any.
@@ -42,20 +45,25 @@ bool DisableLine(LineTable& lines, std::size_t line, char mark) {
   return true;
 }
 
-// Returns the end of the lines before the first header and its comments.
+// Returns the end of the lines before the first section and its comments.
 std::size_t EndOfTop(const LineTable& lines) {
-  std::size_t line = 0;
-  while (line < lines.size() && lines.KindOf(line) != LineKind::kHeader &&
-         lines.KindOf(line) != LineKind::kUnclosedHeader)
-    ++line;
-  return CommentsBegin(lines, line);
+  return CommentsBegin(lines, TopBlock(lines).end);
 }
 
-// Returns the line behind a key and the lines on which its value continues.
-std::size_t EndOfValue(const LineTable& lines, std::size_t key) {
-  std::size_t end = key + 1;
-  while (lines.Continues(end)) ++end;
-  return end;
+// Returns the first line from `line` on that would not continue a value above.
+std::size_t EndOfValue(const LineTable& lines, std::size_t line) {
+  while (lines.Continues(line)) ++line;
+  return line;
+}
+
+// Returns the first active key or header from `line` on, or the size.
+std::size_t NextActive(const LineTable& lines, std::size_t line) {
+  while (line < lines.size() &&
+         (lines.IsDisabled(line) || lines.KindOf(line) == LineKind::kBlank ||
+          lines.KindOf(line) == LineKind::kComment ||
+          lines.KindOf(line) == LineKind::kOther))
+    ++line;
+  return line;
 }
 
 bool IsBlankOrEdge(const LineTable& lines, std::size_t line) {
@@ -107,9 +115,9 @@ LiveEditor::Spot LiveEditor::SpotFor(const IniName& name,
         KeyLines(lines_, name.section, place.name, Which::kActive);
     if (keys.empty()) return {};
     const std::size_t key = keys.back();
-    return {place.where == Where::kBefore ? CommentsBegin(lines_, key)
-                                          : EndOfValue(lines_, key),
-            key};
+    return {
+        place.where == Where::kBefore ? CommentsBegin(lines_, key) : key + 1,
+        key};
   }
   const auto disabled =
       KeyLines(lines_, name.section, *name.key, Which::kDisabled);
@@ -135,23 +143,29 @@ IniResult LiveEditor::AddKey(const IniName& name, std::string_view value,
   if (!has_section) {
     const std::size_t header =
         InsertHeader(lines_, lines_.size(), name.section);
-    return InsertKey(lines_, header + 1, kNoLine, *name.key, value);
+    InsertKey(lines_, header + 1, kNoLine, *name.key, value);
+    return {};
   }
   const Spot spot = SpotFor(name, place);
   if (spot.line == kNoLine) return {.code = Code::kNoKey};
-  return InsertKey(lines_, spot.line, spot.model, *name.key, value);
+  // An indented line that is no INI must not become a part of the new value.
+  InsertKey(lines_, EndOfValue(lines_, spot.line), spot.model, *name.key,
+            value);
+  return {};
 }
 
-// Returns the line before which a new section goes, or kNoLine.
+// Returns the line before which a new section goes: kNoLine if there is no such
+// place, kTop if it would take the keys before the first header.
 std::size_t LiveEditor::LineFor(const IniPlace& place) const {
   using Where = IniPlace::Where;
   if (place.where == Where::kDefault) return lines_.size();
   if (place.where == Where::kFirst) return EndOfTop(lines_);
   const auto blocks = ActiveBlocks(lines_, place.name);
   if (blocks.empty()) return kNoLine;
-  return place.where == Where::kBefore
-             ? CommentsBegin(lines_, blocks.front().begin)
-             : EndOfBlock(lines_, blocks.back());
+  if (place.where == Where::kAfter) return EndOfBlock(lines_, blocks.back());
+  return blocks.front().header == kTop
+             ? kTop
+             : CommentsBegin(lines_, blocks.front().begin);
 }
 
 IniResult LiveEditor::AddSection(std::string_view section,
@@ -159,6 +173,7 @@ IniResult LiveEditor::AddSection(std::string_view section,
   const auto blocks = ActiveBlocks(lines_, section);
   if (!blocks.empty()) return Exists(blocks.front().begin);
   const std::size_t line = LineFor(place);
+  if (line == kTop) return {.code = Code::kInvalid, .reason = kNoHeader};
   if (line == kNoLine) return {.code = Code::kNoSection};
   const std::size_t header = InsertHeader(lines_, line, section);
   const std::size_t below = header + 1;
@@ -174,15 +189,16 @@ IniResult LiveEditor::Delete(const IniName& name) {
   if (keys.empty()) return {.code = WhyMissing(lines_, name)};
   if (const IniResult result = CheckValueEnds(keys); !result.IsOk())
     return result;
-  for (const std::size_t key : std::views::reverse(keys))
-    lines_.Erase(CommentsBegin(lines_, key), key + 1);
+  for (auto key = keys.rbegin(); key != keys.rend(); ++key)
+    lines_.Erase(CommentsBegin(lines_, *key), *key + 1);
   return {};
 }
 
 IniResult LiveEditor::DeleteSection(std::string_view section) {
   const auto blocks = ActiveBlocks(lines_, section);
   if (blocks.empty()) return {.code = WhyMissing(lines_, {section})};
-  for (const Block& block : std::views::reverse(blocks)) DeleteBlock(block);
+  for (auto block = blocks.rbegin(); block != blocks.rend(); ++block)
+    DeleteBlock(*block);
   return {};
 }
 
@@ -202,14 +218,9 @@ IniResult LiveEditor::Enable(const IniName& name) {
       !KeyLines(lines_, name.section, *name.key, Which::kActive).empty();
   if (name.index == 0 && is_active) return {.code = Code::kUnchanged};
   const std::size_t place = PlaceOf(name.index, keys.size(), keys.size() - 1);
-  if (place == kNoLine) return {.code = WhyMissing(lines_, name)};
-  const std::size_t key = keys[place];
-  if (lines_.IsSwallowed(key) ||
-      lines_.CouldSwallow(lines_.Read(key).value, key + 1))
-    return {.code = Code::kMalformed,
-            .line = key + 1,
-            .reason = "enabled, this line would join the next or the last one"};
-  EnableLine(lines_, key);
+  if (place == kNoLine)
+    return {.code = keys.empty() ? WhyMissing(lines_, name) : Code::kNoKey};
+  EnableLine(lines_, keys[place]);
   return {};
 }
 
@@ -217,11 +228,14 @@ IniResult LiveEditor::EnableSection(std::string_view section) {
   const auto blocks = DisabledBlocks(lines_, section);
   if (!ActiveBlocks(lines_, section).empty()) return {.code = Code::kUnchanged};
   if (blocks.empty()) return {.code = Code::kNoSection};
-  bool changed = false;
-  for (const Block& block : blocks)
+  for (const Block& block : blocks) {
+    const std::size_t next = NextActive(lines_, block.end);
+    if (next < lines_.size() && lines_.KindOf(next) == LineKind::kKey)
+      return Malformed(next, "this key would be in the enabled section");
     for (std::size_t line = block.begin; line < block.end; ++line)
-      changed |= EnableLine(lines_, line);
-  return {.code = changed ? Code::kDone : Code::kUnchanged};
+      EnableLine(lines_, line);
+  }
+  return {};
 }
 
 IniResult LiveEditor::Disable(const IniName& name, char mark) {
@@ -234,6 +248,11 @@ IniResult LiveEditor::Disable(const IniName& name, char mark) {
   if (const IniResult result = CheckValueEnds(keys); !result.IsOk())
     return result;
   for (const std::size_t key : keys) DisableLine(lines_, key, mark);
+  for (const std::size_t key : keys) {
+    const std::size_t header = HeaderOf(lines_, key);
+    if (header < lines_.size() && lines_.IsDisabled(header))
+      return Malformed(header, "the key would be in this disabled section");
+  }
   return {};
 }
 
@@ -247,11 +266,9 @@ IniResult LiveEditor::DisableSection(std::string_view section, char mark) {
   for (const Block& block : blocks)
     for (std::size_t line = block.begin; line < block.end; ++line)
       if (lines_.KindOf(line) == LineKind::kOther)
-        return {.code = Code::kMalformed,
-                .line = line + 1,
-                .reason =
-                    "a line that is neither comment, header nor "
-                    "key=value cannot be disabled"};
+        return Malformed(line,
+                         "a line that is neither comment, header nor "
+                         "key=value cannot be disabled");
   for (const Block& block : blocks)
     for (std::size_t line = block.begin; line < block.end; ++line)
       DisableLine(lines_, line, mark);

@@ -1,7 +1,6 @@
 // The edits of an INI document in the records reading.
 
 #include <algorithm>
-#include <ranges>
 #include <string>
 #include <vector>
 
@@ -86,7 +85,10 @@ IniResult RecordEditor::Set(const IniName& name, std::string_view value) {
   const std::size_t header =
       records.empty() ? InsertHeader(lines_, EndOfRecords(), name.section)
                       : records.front();
-  return InsertKey(lines_, header + 1, kNoLine, *name.key, value);
+  if (!Wanted(name.section).IsSection(lines_, HeaderOf(lines_, header + 1)))
+    return Malformed(header, "a key below it would be in another section");
+  InsertKey(lines_, header + 1, kNoLine, *name.key, value);
+  return {};
 }
 
 IniResult RecordEditor::Add(const IniName& name, std::string_view value,
@@ -115,9 +117,24 @@ IniResult RecordEditor::AddBeside(const IniName& name, std::string_view value,
   const std::size_t line = place.where == IniPlace::Where::kAfter
                                ? there.back() + 1
                                : BeginOf(there.front());
-  if (name.key) return InsertKey(lines_, line, kNoLine, *name.key, value);
+  if (name.key) {
+    InsertKey(lines_, line, kNoLine, *name.key, value);
+    return {};
+  }
+  const std::size_t next = NextRecord(line);
+  if (next < lines_.size() && !IsHeader(lines_, next))
+    return Malformed(next, "this key would be in the new section");
   InsertHeader(lines_, line, name.section);
   return {};
+}
+
+// Returns the next line from `line` on that is a header or a key, or the size.
+std::size_t RecordEditor::NextRecord(std::size_t line) const {
+  while (line < lines_.size() && lines_.KindOf(line) != LineKind::kHeader &&
+         lines_.KindOf(line) != LineKind::kKey &&
+         lines_.KindOf(line) != LineKind::kKeyless)
+    ++line;
+  return line;
 }
 
 // Returns the first line of a record: that of its comments, if it has any.
@@ -143,8 +160,7 @@ IniResult RecordEditor::Delete(const IniName& name) {
     std::ranges::copy(RecordComments(lines_, record), std::back_inserter(gone));
     gone.push_back(record);
   }
-  for (const std::size_t line : std::views::reverse(gone))
-    lines_.Erase(line, line + 1);
+  EraseLines(lines_, gone);
   return {};
 }
 
@@ -154,7 +170,12 @@ IniResult RecordEditor::Enable(const IniName& name) {
     return result;
   std::erase_if(records,
                 [this](std::size_t line) { return !lines_.IsDisabled(line); });
-  for (const std::size_t record : records) UnmarkAt(lines_, record, 1);
+  for (const std::size_t record : records) {
+    const LineKind kind = lines_.KindOf(record);
+    UnmarkAt(lines_, record, 1);
+    if (lines_.KindOf(record) != kind || lines_.IsDisabled(record))
+      return Malformed(record, "enabled, this line would be a disabled one");
+  }
   return {.code = records.empty() ? Code::kUnchanged : Code::kDone};
 }
 
@@ -162,12 +183,12 @@ IniResult RecordEditor::Disable(const IniName& name, char mark) {
   std::vector<std::size_t> records;
   if (const IniResult result = Chosen(name, records); !result.IsOk())
     return result;
-  for (const std::size_t record : records)
-    if (lines_.KindOf(record) == LineKind::kOther)
-      return Malformed(record, "disabled, this line would be a comment");
   bool changed = false;
-  for (const std::size_t record : records)
+  for (const std::size_t record : records) {
     changed |= MarkWith(lines_, record, mark);
+    if (lines_.KindOf(record) == LineKind::kComment)
+      return Malformed(record, "disabled, this line would be a comment");
+  }
   return {.code = changed ? Code::kDone : Code::kUnchanged};
 }
 
@@ -183,9 +204,12 @@ IniResult RecordEditor::Rename(const IniName& name, std::string_view new_name) {
   if (!same.empty()) return Exists(same.front());
   if (!name.key && !IsHeader(lines_, records.front()))
     return {.code = Code::kNoHeader};
-  for (const std::size_t record : records)
+  for (const std::size_t record : records) {
+    if (lines_.KindOf(record) == LineKind::kOther)
+      return Malformed(record, "this line is in the section without a name");
     if (name.key || IsHeader(lines_, record))
       RenameAt(lines_, record, new_name);
+  }
   return {};
 }
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <ranges>
 
 #include "fairlead/ini/ini_line.h"
 
@@ -12,8 +11,7 @@ namespace fairlead::internal {
 namespace {
 
 constexpr std::string_view kSpaces = " \t";
-constexpr std::string_view kGoesOn =
-    "a value that ends with '\\' would continue on the next line";
+constexpr std::string_view kBlanks = " \t\r";
 
 bool Contains(std::string_view text, char c) {
   return text.find(c) != std::string_view::npos;
@@ -60,9 +58,7 @@ std::size_t Nearest(const LineTable& lines, std::size_t line, LineKind kind) {
 // that value.
 std::string IndentationFor(const LineTable& lines, std::size_t line,
                            std::string indentation) {
-  return line > 0 && lines.CouldSwallow(lines.TextOf(line - 1), indentation)
-             ? ""
-             : indentation;
+  return lines.CouldContinue(line) ? "" : indentation;
 }
 
 bool IsBlankLine(const LineTable& lines, std::size_t line) {
@@ -156,7 +152,6 @@ IniResult SetValueAt(LineTable& lines, std::size_t line,
   if (read.value == value) return {.code = Code::kUnchanged};
   if (const IniResult result = CheckValueEnd(lines, line); !result.IsOk())
     return result;
-  if (lines.CouldSwallow(value, line + 1)) return Invalid(kGoesOn);
   const std::string_view text = lines.TextOf(line);
   std::size_t begin = OffsetOf(read.value, text);
   if (read.value.empty())
@@ -165,6 +160,15 @@ IniResult SetValueAt(LineTable& lines, std::size_t line,
   changed.replace(begin, read.value.size(), value);
   lines.Replace(line, changed);
   return {};
+}
+
+void EraseLines(LineTable& lines, const std::vector<std::size_t>& gone) {
+  for (std::size_t end = gone.size(); end > 0;) {
+    std::size_t begin = end - 1;
+    while (begin > 0 && gone[begin - 1] + 1 == gone[begin]) --begin;
+    lines.Erase(gone[begin], gone[end - 1] + 1);
+    end = begin;
+  }
 }
 
 void RenameAt(LineTable& lines, std::size_t line, std::string_view new_name) {
@@ -177,23 +181,20 @@ void RenameAt(LineTable& lines, std::size_t line, std::string_view new_name) {
 
 void MarkAt(LineTable& lines, std::size_t line, std::string_view marks) {
   std::string text(lines.TextOf(line));
-  text.insert(Indentation(text).size(), marks);
+  text.insert(text.find_first_not_of(kBlanks), marks);
   lines.Replace(line, text);
 }
 
 void UnmarkAt(LineTable& lines, std::size_t line, std::size_t count) {
   std::string text(lines.TextOf(line));
-  const std::size_t begin = Indentation(text).size();
+  const std::size_t begin = text.find_first_not_of(kBlanks);
   text.erase(begin, count);
-  text.erase(
-      begin,
-      std::min(text.find_first_not_of(kSpaces, begin), text.size()) - begin);
+  text.erase(begin, text.find_first_not_of(kBlanks, begin) - begin);
   lines.Replace(line, text);
 }
 
-IniResult InsertKey(LineTable& lines, std::size_t line, std::size_t model,
-                    std::string_view key, std::string_view value) {
-  if (lines.CouldSwallow(value, line)) return Invalid(kGoesOn);
+void InsertKey(LineTable& lines, std::size_t line, std::size_t model,
+               std::string_view key, std::string_view value) {
   if (model == kNoLine) model = Nearest(lines, line, LineKind::kKey);
   const Style style = model == kNoLine ? Style() : StyleOfKey(lines, model);
   std::string text = IndentationFor(lines, line, style.indentation);
@@ -201,7 +202,6 @@ IniResult InsertKey(LineTable& lines, std::size_t line, std::size_t model,
   // The space after the `=` would be one at the end of the line.
   if (value.empty()) text.erase(text.find_last_not_of(kSpaces) + 1);
   lines.Insert(line, text.append(lines.NewlineOf(model)));
-  return {};
 }
 
 std::size_t InsertHeader(LineTable& lines, std::size_t line,
@@ -229,9 +229,10 @@ IniResult ReplaceComments(LineTable& lines, const std::vector<std::size_t>& old,
   if (std::ranges::equal(old, *wanted, {},
                          [&](std::size_t at) { return lines.TextOf(at); }))
     return {.code = Code::kUnchanged};
-  for (const std::size_t at : std::views::reverse(old)) lines.Erase(at, at + 1);
-  line -= old.size();
-  for (const std::string& text : *wanted) lines.Insert(line++, text);
+  // The new ones first: without any, the line might continue the value above.
+  for (auto text = wanted->rbegin(); text != wanted->rend(); ++text)
+    lines.Insert(line, *text);
+  EraseLines(lines, old);
   return {};
 }
 

@@ -32,9 +32,12 @@ std::size_t PlaceOf(std::size_t index, std::size_t count,
 IniResult CheckValueEnd(const LineTable& lines, std::size_t line);
 
 // Sets the value of the key in a line. kMalformed if the value continues on the
-// next line, and kInvalid if the new one would.
+// next line.
 IniResult SetValueAt(LineTable& lines, std::size_t line,
                      std::string_view value);
+
+// Erases the lines, whose numbers ascend.
+void EraseLines(LineTable& lines, const std::vector<std::size_t>& gone);
 
 // Changes the name in the line of a header or a key.
 void RenameAt(LineTable& lines, std::size_t line, std::string_view new_name);
@@ -47,10 +50,9 @@ void MarkAt(LineTable& lines, std::size_t line, std::string_view marks);
 void UnmarkAt(LineTable& lines, std::size_t line, std::size_t count);
 
 // Inserts a key before `line`, in the style of the line `model`, or of the
-// nearest key if that is kNoLine. kInvalid for a value that would continue on
-// the next line.
-IniResult InsertKey(LineTable& lines, std::size_t line, std::size_t model,
-                    std::string_view key, std::string_view value);
+// nearest key if that is kNoLine.
+void InsertKey(LineTable& lines, std::size_t line, std::size_t model,
+               std::string_view key, std::string_view value);
 
 // Inserts a header before `line`, with a blank line above it if the headers of
 // the text have one. Returns its line.

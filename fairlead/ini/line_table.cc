@@ -17,6 +17,16 @@ void CheckSize(std::size_t size) {
     throw std::length_error("an INI document of 4 GiB or more");
 }
 
+// Returns a capacity that makes a copy of the whole list rare, but does not
+// double its size.
+std::size_t WithSpare(std::size_t lines) { return lines + lines / 64 + 16; }
+
+bool IsActive(const IniLine& line) {
+  return line.mark == ' ' &&
+         (line.kind == LineKind::kKey || line.kind == LineKind::kHeader ||
+          line.kind == LineKind::kUnclosedHeader);
+}
+
 std::size_t IndentationOf(std::string_view line) {
   return std::min(line.find_first_not_of(" \t"), line.size());
 }
@@ -41,7 +51,7 @@ LineTable::LineTable(std::string text, IniReading reading)
     : reading_(reading), text_(std::move(text)) {
   CheckSize(text_.size());
   const auto newlines = std::ranges::count(text_, '\n');
-  lines_.reserve(static_cast<std::size_t>(newlines) + 1);
+  lines_.reserve(WithSpare(static_cast<std::size_t>(newlines)));
   for (std::size_t at = ByteOrderMark().size(); at < text_.size();) {
     const std::size_t end =
         std::min(text_.find('\n', at), text_.size() - 1) + 1;
@@ -93,23 +103,13 @@ std::size_t LineTable::TextSize() const {
 }
 
 bool LineTable::Continues(std::size_t line) const {
-  return reading_ == IniReading::kLive && line < size() && line > 0 &&
-         KindOf(line) == LineKind::kOther && IndentationOf(TextOf(line)) > 0 &&
-         KindOf(line - 1) != LineKind::kBlank;
+  return reading_ == IniReading::kLive && line < size() &&
+         KindOf(line) == LineKind::kOther && IndentationOf(TextOf(line)) > 0;
 }
 
-bool LineTable::CouldSwallow(std::string_view value, std::size_t line) const {
-  if (line >= size() || IsDisabled(line)) return false;
-  const LineKind kind = KindOf(line);
-  if (kind == LineKind::kBlank || kind == LineKind::kComment) return false;
-  const std::string_view text = TextOf(line);
-  return CouldSwallow(value, text.substr(0, IndentationOf(text)));
-}
-
-bool LineTable::CouldSwallow(std::string_view line,
-                             std::string_view indentation) const {
-  return reading_ == IniReading::kLive && !indentation.empty() &&
-         EndsWithBackslash(line);
+bool LineTable::CouldContinue(std::size_t line) const {
+  return reading_ == IniReading::kLive && line > 0 &&
+         EndsWithBackslash(TextOf(line - 1));
 }
 
 bool LineTable::IsSwallowed(std::size_t line) const {
@@ -123,32 +123,24 @@ bool LineTable::IsSwallowed(std::size_t line) const {
 
 void LineTable::Classify(std::size_t line) {
   Line& entry = lines_[line];
-  if (reading_ == IniReading::kRecords) {
-    const IniLine read = ReadRecordLine(TextOf(line));
-    entry.kind = read.kind;
-    entry.disabled = read.mark != ' ';
-    entry.hash = HashOf(read.name);
-    return;
-  }
-  IniLine read = ReadLiveLine(TextOf(line));
-  if (read.kind == LineKind::kKeyless) read.kind = LineKind::kOther;
-  const bool opens = read.kind == LineKind::kKey ||
-                     read.kind == LineKind::kHeader ||
-                     read.kind == LineKind::kUnclosedHeader;
-  if (opens && read.mark == ' ' && IsSwallowed(line))
+  IniLine read = reading_ == IniReading::kRecords ? ReadRecordLine(TextOf(line))
+                                                  : ReadLiveLine(TextOf(line));
+  if (reading_ == IniReading::kLive && (read.kind == LineKind::kKeyless ||
+                                        (IsActive(read) && IsSwallowed(line))))
     read = {.kind = LineKind::kOther};
   entry.kind = read.kind;
   entry.disabled = read.mark != ' ';
   entry.hash = HashOf(read.name);
 }
 
-// Classifies a line that has changed and those below that it had swallowed, or
-// swallows now.
-void LineTable::ClassifyFrom(std::size_t line) {
+// Classifies lines below a change: the value above them may end with a
+// backslash now, or no longer.
+void LineTable::ClassifyBelow(std::size_t line) {
   for (; line < size(); ++line) {
     const LineKind before = KindOf(line);
     Classify(line);
     if (KindOf(line) == before) return;
+    conflict_ = lines_[line].begin;
   }
 }
 
@@ -170,24 +162,62 @@ void LineTable::Insert(std::size_t line, std::string_view text) {
     text.remove_suffix(newline.size());
   }
   const Line added = Added(text);
-  lines_.insert(lines_.begin() + static_cast<std::ptrdiff_t>(line), added);
-  edited_ = true;
+  if (lines_.size() == lines_.capacity()) lines_.reserve(WithSpare(size()));
+  changes_.push_back({.line = line, .inserted = 1, .erased = 0});
+  lines_.insert(At(line), added);
   Classify(line);
-  ClassifyFrom(line + 1);
+  ClassifyBelow(line + 1);
 }
 
 void LineTable::Replace(std::size_t line, std::string_view text) {
-  lines_[line] = Added(text);
-  edited_ = true;
+  const Line added = Added(text);
+  const Line old = lines_[line];
+  erased_.push_back(old);
+  changes_.push_back({.line = line, .inserted = 1, .erased = 1});
+  lines_[line] = added;
   Classify(line);
-  ClassifyFrom(line + 1);
+  if ((KindOf(line) == LineKind::kOther) != (old.kind == LineKind::kOther))
+    conflict_ = old.begin;
+  ClassifyBelow(line + 1);
 }
 
 void LineTable::Erase(std::size_t begin, std::size_t end) {
-  lines_.erase(lines_.begin() + static_cast<std::ptrdiff_t>(begin),
-               lines_.begin() + static_cast<std::ptrdiff_t>(end));
-  edited_ = true;
-  ClassifyFrom(begin);
+  erased_.insert(erased_.end(), At(begin), At(end));
+  changes_.push_back({.line = begin, .inserted = 0, .erased = end - begin});
+  lines_.erase(At(begin), At(end));
+  ClassifyBelow(begin);
+}
+
+std::size_t LineTable::Keep() {
+  if (reading_ == IniReading::kLive && conflict_) {
+    const std::uint32_t begin = *conflict_;
+    Undo();
+    const auto line = std::ranges::find(lines_, begin, &Line::begin);
+    return static_cast<std::size_t>(line - lines_.begin());
+  }
+  edited_ |= !changes_.empty();
+  changes_ = {};
+  erased_ = {};
+  kept_ = added_.size();
+  return kNoLine;
+}
+
+// Needs no memory: the vector of lines never gets smaller.
+void LineTable::Undo() noexcept {
+  for (; !changes_.empty(); changes_.pop_back()) {
+    const auto [line, inserted, erased] = changes_.back();
+    const std::size_t same = std::min(inserted, erased);
+    const auto old = erased_.end() - static_cast<std::ptrdiff_t>(erased);
+    const auto rest = old + static_cast<std::ptrdiff_t>(same);
+    std::copy(old, rest, At(line));
+    lines_.erase(At(line + same), At(line + inserted));
+    lines_.insert(At(line + same), rest, erased_.end());
+    erased_.erase(old, erased_.end());
+    ClassifyBelow(line + erased);
+  }
+  erased_.clear();
+  added_.resize(kept_);
+  conflict_.reset();
 }
 
 }  // namespace fairlead::internal

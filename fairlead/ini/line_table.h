@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,18 +42,12 @@ class LineTable {
   std::string_view TextOf(std::size_t line) const;
   // Reads a line again: the table keeps only its kind.
   IniLine Read(std::size_t line) const;
-  // Returns whether the line continues the value above it, so that the value is
-  // more than the line of its key holds.
+  // Returns whether the line, which is below a key or another such line,
+  // continues its value: the value is more than the line of the key holds.
   bool Continues(std::size_t line) const;
-
-  // Returns whether the line is below a value that ends with a backslash, and
-  // indented: an active key or header there is a part of the value.
-  bool IsSwallowed(std::size_t line) const;
-  // Returns whether such a value above would continue on this line, which could
-  // be a key or a header otherwise. Only in the live reading.
-  bool CouldSwallow(std::string_view value, std::size_t line) const;
-  // The same for a line with that indentation below that line.
-  bool CouldSwallow(std::string_view line, std::string_view indentation) const;
+  // Returns whether an indented line inserted here could continue the value
+  // above it, which ends with a backslash.
+  bool CouldContinue(std::size_t line) const;
 
   // Returns the byte order mark at the beginning of the text, or "".
   std::string_view ByteOrderMark() const;
@@ -75,14 +70,20 @@ class LineTable {
     }
   }
 
-  // Each of these throws std::length_error if the texts of all edits together
-  // reach 4 GiB; nothing is changed then.
+  // An edit is a sequence of these, then Keep() or Undo(). Each throws
+  // std::length_error if the texts of all edits together reach 4 GiB.
 
   // Inserts a line, with its newline, before `line`, or at the end. There, if
   // the text does not end in a newline, it still does not.
   void Insert(std::size_t line, std::string_view text);
   void Replace(std::size_t line, std::string_view text);
   void Erase(std::size_t begin, std::size_t end);
+
+  // Ends an edit. One that changes what another line means, because a value
+  // above that line ends with a backslash, is undone: returns that line.
+  std::size_t Keep();
+  // Restores the lines since the last edit that was kept.
+  void Undo() noexcept;
 
  private:
   struct Line {
@@ -93,16 +94,35 @@ class LineTable {
     bool disabled;
   };
 
+  // Lines that are inserted in place of others, the last ones in erased_.
+  struct Change {
+    std::size_t line;
+    std::size_t inserted;
+    std::size_t erased;
+  };
+
+  auto At(std::size_t line) {
+    return lines_.begin() + static_cast<std::ptrdiff_t>(line);
+  }
+  // Returns whether the line is below a value that ends with a backslash, and
+  // indented: an active key or header there is a part of the value.
+  bool IsSwallowed(std::size_t line) const;
   std::string_view BytesAt(std::size_t begin, std::size_t size) const;
   Line Added(std::string_view text);
   void Classify(std::size_t line);
-  void ClassifyFrom(std::size_t line);
+  void ClassifyBelow(std::size_t line);
 
   IniReading reading_;
   bool edited_ = false;
   std::string text_;
-  std::string added_;  // The lines that edits have made.
+  std::string added_;     // The lines that edits have made,
+  std::size_t kept_ = 0;  // and the size of those that were kept.
   std::vector<Line> lines_;
+
+  // Of an edit that is not kept yet.
+  std::vector<Change> changes_;
+  std::vector<Line> erased_;
+  std::optional<std::uint32_t> conflict_;  // Where the line begins.
 };
 
 }  // namespace fairlead::internal

@@ -29,20 +29,13 @@ bool Is(Which which, const LineWalk& walk) {
 void Extend(Block& block, const LineWalk& walk) {
   const LineKind kind = walk.Kind();
   const bool is_active_key = kind == LineKind::kKey && !walk.IsDisabled();
-  block.has_active_key |= is_active_key;
   // A disabled header with active keys below is only a comment.
   if (walk.disabled_header != kNoLine && !is_active_key) return;
+  block.has_key |= kind == LineKind::kKey;
+  block.has_active_key |= is_active_key;
   block.end = walk.line + 1;
   if (kind == LineKind::kKey || kind == LineKind::kOther)
     block.last = walk.line;
-}
-
-// Returns the part before the first header.
-Block TopBlock(const LineTable& lines) {
-  Block top = {.header = kTop, .begin = 0, .last = kNoLine, .end = 0};
-  for (LineWalk walk(lines); walk.Next() && walk.header == kTop;)
-    Extend(top, walk);
-  return top;
 }
 
 }  // namespace
@@ -119,6 +112,13 @@ std::vector<std::size_t> RecordLines(const LineTable& lines,
   return found;
 }
 
+Block TopBlock(const LineTable& lines) {
+  Block top = {.header = kTop, .begin = 0, .last = kNoLine, .end = 0};
+  for (LineWalk walk(lines); walk.Next() && walk.header == kTop;)
+    Extend(top, walk);
+  return top;
+}
+
 std::vector<Block> ActiveBlocks(const LineTable& lines,
                                 std::string_view section) {
   std::vector<Block> blocks;
@@ -143,7 +143,7 @@ std::vector<Block> DisabledBlocks(const LineTable& lines,
   std::vector<Block> blocks;
   const Wanted wanted(section);
   const Block top = TopBlock(lines);
-  if (section.empty() && top.end > 0 && !top.has_active_key)
+  if (section.empty() && top.has_key && !top.has_active_key)
     blocks.push_back(top);
   bool is_inside = false;
   for (LineWalk walk(lines); walk.Next();) {
@@ -166,10 +166,15 @@ std::size_t CommentsBegin(const LineTable& lines, std::size_t line) {
 std::vector<std::size_t> RecordComments(const LineTable& lines,
                                         std::size_t line) {
   std::vector<std::size_t> comments;
-  for (LineWalk walk(lines); walk.Next() && walk.line < line;) {
-    if (walk.IsEntry()) comments.clear();
-    if (walk.Kind() == LineKind::kComment) comments.push_back(walk.line);
+  while (line-- > 0) {
+    const LineKind kind = lines.KindOf(line);
+    if (kind == LineKind::kComment) comments.push_back(line);
+    // Below comments, any other line is no record.
+    if (kind != LineKind::kComment && kind != LineKind::kBlank &&
+        kind != LineKind::kOther)
+      break;
   }
+  std::ranges::reverse(comments);
   return comments;
 }
 
@@ -204,6 +209,7 @@ IniResult::Code WhyMissing(const LineTable& lines, const IniName& name) {
   const auto has = [&](Which which) {
     return !KeyLines(lines, name.section, *name.key, which).empty();
   };
+  if (name.key && has(Which::kActive)) return Code::kNoKey;
   if (name.key && (has(Which::kDisabled) || has(Which::kInDisabledSection)))
     return Code::kDisabled;
   if (!ActiveBlocks(lines, name.section).empty()) return Code::kNoKey;

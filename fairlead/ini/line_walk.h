@@ -75,8 +75,13 @@ struct Block {
   std::size_t begin;   // The header; or line 0.
   std::size_t last;    // The last line of its keys, or `begin`, or kNoLine.
   std::size_t end;     // Behind the last line that belongs to it.
+  bool has_key = false;
   bool has_active_key = false;
 };
+
+// Returns the part before the first header, without the disabled sections at
+// its end.
+Block TopBlock(const LineTable& lines);
 
 // Returns the active parts of a section. The lines of a disabled section at the
 // end of one are not its own. The part before the first header counts if it has
@@ -85,7 +90,7 @@ std::vector<Block> ActiveBlocks(const LineTable& lines,
                                 std::string_view section);
 
 // Returns the disabled parts of a section. For section "", also the part before
-// the first header if it has no active key.
+// the first header if it has only disabled keys.
 std::vector<Block> DisabledBlocks(const LineTable& lines,
                                   std::string_view section);
 

@@ -25,7 +25,8 @@ const Words kEnvironment = {"ASAN_OPTIONS=detect_leaks=0"};
 
 // The calls that open, change, lock or rename a file.
 constexpr const char* kCalls[] = {
-    "openat", "write",  "pwrite64",     "read",  "/^rename",   "fsync",
+    "openat", "write",  "pwrite64", "read",       "/^rename", "fsync",
+    "fchmod", "linkat", "fcntl",    "exit_group", "close",
 };
 
 bool StraceWorks() {
@@ -287,7 +288,7 @@ TEST_F(IniKillTest, AnInterruptedCipherLeavesNothingBehind) {
 TEST_F(IniKillTest, AFailedCallLeavesTheOldFile) {
   for (const char* const fault :
        {"pwrite64:error=ENOSPC", "fsync:error=EIO", "/^rename:error=EACCES",
-        "flistxattr:error=EIO"}) {
+        "fchmod:error=EPERM", "linkat:error=EIO", "flistxattr:error=EIO"}) {
     SCOPED_TRACE(fault);
     const Folder folder;
     folder.WriteOld();
