@@ -173,7 +173,7 @@ IniResult LiveEditor::AddSection(std::string_view section,
   const auto blocks = ActiveBlocks(lines_, section);
   if (!blocks.empty()) return Exists(blocks.front().begin);
   const std::size_t line = LineFor(place);
-  if (line == kTop) return {.code = Code::kInvalid, .reason = kNoHeader};
+  if (line == kTop) return {.code = Code::kNoHeader};
   if (line == kNoLine) return {.code = Code::kNoSection};
   const std::size_t header = InsertHeader(lines_, line, section);
   const std::size_t below = header + 1;

@@ -85,11 +85,6 @@ class JsonPrinter {
   bool is_empty_ = true;
 };
 
-std::string Row(Format format, const IniEntry& entry) {
-  return Rows(format, {{std::string(entry.section), std::string(entry.key),
-                        std::string(entry.value)}});
-}
-
 std::optional<std::string> SectionOf(const Arguments<kListUses>& arguments) {
   if (!arguments.Has(kSection)) return std::nullopt;
   return arguments.Text(kSection);
@@ -110,6 +105,32 @@ void PrintAssignments(const IniDocument& document,
   output.Write(lines);
 }
 
+void ListJson(const IniDocument& document,
+              const Arguments<kListUses>& arguments, const Output& output) {
+  JsonPrinter json(output);
+  ForEach(document, arguments, SectionOf(arguments),
+          [&](const IniEntry& entry) {
+            if (!entry.IsHeader()) json.Add(Json(document, entry));
+          });
+  json.End();
+}
+
+void ListRows(const IniDocument& document,
+              const Arguments<kListUses>& arguments, const Output& output) {
+  const auto format = arguments.Chosen<Format>(kAssignFormat);
+  Printer rows(output, format);
+  std::string row;
+  ForEach(document, arguments, SectionOf(arguments),
+          [&](const IniEntry& entry) {
+            if (entry.IsHeader()) return;
+            const std::array texts = {entry.section, entry.key, entry.value};
+            row.clear();
+            AppendRow(format, texts, row);
+            rows.Add(row);
+          });
+  rows.Flush();
+}
+
 ExitStatus List(const Arguments<kListUses>& arguments, const Output& output) {
   const IniDocument document = ReadDocument(arguments);
   const auto format = arguments.Chosen<Format>(kAssignFormat);
@@ -117,20 +138,10 @@ ExitStatus List(const Arguments<kListUses>& arguments, const Output& output) {
     PrintAssignments(document, arguments, output);
     return kDone;
   }
-  JsonPrinter json(output);
-  Printer rows(output, format);
-  ForEach(document, arguments, SectionOf(arguments),
-          [&](const IniEntry& entry) {
-            if (entry.IsHeader()) return;
-            if (format == Format::kJson)
-              json.Add(Json(document, entry));
-            else
-              rows.Add(Row(format, entry));
-          });
   if (format == Format::kJson)
-    json.End();
+    ListJson(document, arguments, output);
   else
-    rows.Flush();
+    ListRows(document, arguments, output);
   return kDone;
 }
 

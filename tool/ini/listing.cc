@@ -10,56 +10,56 @@
 namespace fairlead::tool {
 namespace {
 
-std::string Spelled(Format format, const std::string& text) {
+void AppendText(Format format, std::string_view text, std::string& lines) {
   switch (format) {
     case Format::kTextLines:
     case Format::kNul:
     case Format::kAssign:
-      return text;
+      lines += text;
+      return;
     case Format::kShell:
-      return ShellQuoted(text);
+      lines += ShellQuoted(text);
+      return;
     case Format::kJson:
-      return JsonString(text);
+      lines += JsonString(text);
   }
-  return {};
-}
-
-std::string Row(Format format, const std::vector<std::string>& texts) {
-  std::string row;
-  const char* separator = "";
-  for (const std::string& text : texts) {
-    row += Concat(separator, Spelled(format, text));
-    if (format == Format::kNul)
-      row += '\0';
-    else
-      separator = format == Format::kShell ? " " : "\t";
-  }
-  return format == Format::kNul ? row : Concat(row, "\n");
 }
 
 }  // namespace
 
-std::string Rows(Format format,
-                 const std::vector<std::vector<std::string>>& rows) {
-  std::string lines;
-  for (const std::vector<std::string>& row : rows) lines += Row(format, row);
-  return lines;
+void AppendRow(Format format, std::span<const std::string_view> texts,
+               std::string& lines) {
+  const char separator = format == Format::kShell ? ' ' : '\t';
+  bool is_first = true;
+  for (const std::string_view text : texts) {
+    if (!is_first && format != Format::kNul) lines += separator;
+    AppendText(format, text, lines);
+    if (format == Format::kNul) lines += '\0';
+    is_first = false;
+  }
+  if (format != Format::kNul) lines += '\n';
 }
 
 std::string List(Format format, const std::vector<std::string>& texts) {
-  if (format == Format::kShell) return Row(format, texts);
   if (format == Format::kJson) {
     std::vector<std::string> values(texts.size());
     std::ranges::transform(texts, values.begin(), JsonString);
     return JsonArray(values);
   }
   std::string lines;
-  for (const std::string& text : texts) lines += Row(format, {text});
+  if (format == Format::kShell) {
+    const std::vector<std::string_view> row(texts.begin(), texts.end());
+    AppendRow(format, row, lines);
+    return lines;
+  }
+  for (const std::string& text : texts) lines += Single(format, text);
   return lines;
 }
 
-std::string Single(Format format, const std::string& text) {
-  return Row(format, {text});
+std::string Single(Format format, std::string_view text) {
+  std::string lines;
+  AppendRow(format, {&text, 1}, lines);
+  return lines;
 }
 
 std::string JsonArray(const std::vector<std::string>& values) {

@@ -4,6 +4,7 @@
 #define FAIRLEAD_TOOL_INI_LISTING_H_
 
 #include <array>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,19 +29,19 @@ inline constexpr auto kFormatsAndAssign = std::to_array<Choice>({
     {Format::kAssign, "assign"},
 });
 
-/// Formats rows of texts. kTextLines is a line per row, separated by TABs;
-/// kShell is a line per row, quoted for a shell; kJson is a line per row of
-/// JSON strings, separated by TABs; kNul is a zero byte after every text.
-/// kAssign has no rows: see assignments.h.
-std::string Rows(Format format,
-                 const std::vector<std::vector<std::string>>& rows);
+/// Appends a row of texts. kTextLines is a line, separated by TABs; kShell is a
+/// line, quoted for a shell; kJson is a line of JSON strings, separated by
+/// TABs; kNul is a zero byte after every text. kAssign has no rows: see
+/// assignments.h.
+void AppendRow(Format format, std::span<const std::string_view> texts,
+               std::string& lines);
 
 /// Formats a list: one text per row, but one line for kShell and a JSON array
 /// for kJson.
 std::string List(Format format, const std::vector<std::string>& texts);
 
 /// Formats one text.
-std::string Single(Format format, const std::string& text);
+std::string Single(Format format, std::string_view text);
 
 /// Returns the JSON values as an array, one value per line.
 std::string JsonArray(const std::vector<std::string>& values);

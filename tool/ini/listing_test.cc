@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "tool/testing.h"
 
@@ -13,13 +15,17 @@ namespace {
 
 using namespace std::string_literals;
 
+std::string Row(Format format, const std::vector<std::string_view>& texts) {
+  std::string lines = "before ";
+  AppendRow(format, texts, lines);
+  return lines;
+}
+
 TEST(ListingTest, HasAllFormats) {
-  const std::vector<std::vector<std::string>> rows = {{"a", "b c"}, {"", "'"}};
-  EXPECT_EQ(Rows(Format::kTextLines, rows), "a\tb c\n\t'\n");
-  EXPECT_EQ(Rows(Format::kShell, rows), "'a' 'b c'\n'' ''\\'''\n");
-  EXPECT_EQ(Rows(Format::kNul, rows), "a\0b c\0\0'\0"s);
-  EXPECT_EQ(Rows(Format::kJson, rows), "\"a\"\t\"b c\"\n\"\"\t\"'\"\n");
-  EXPECT_EQ(Rows(Format::kTextLines, {}), "");
+  EXPECT_EQ(Row(Format::kTextLines, {"a", "b c"}), "before a\tb c\n");
+  EXPECT_EQ(Row(Format::kShell, {"", "b '"}), "before '' 'b '\\'''\n");
+  EXPECT_EQ(Row(Format::kNul, {"a", "b c"}), "before a\0b c\0"s);
+  EXPECT_EQ(Row(Format::kJson, {"", "'"}), "before \"\"\t\"'\"\n");
 
   EXPECT_EQ(List(Format::kTextLines, {"a", "b"}), "a\nb\n");
   EXPECT_EQ(List(Format::kShell, {"a", "b"}), "'a' 'b'\n");
