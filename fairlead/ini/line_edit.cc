@@ -61,6 +61,14 @@ std::string IndentationFor(const LineTable& lines, std::size_t line,
   return lines.CouldContinue(line) ? "" : indentation;
 }
 
+// Returns whether there is a header between a new line and its model below.
+bool IsInLaterSection(const LineTable& lines, std::size_t line,
+                      std::size_t model) {
+  for (std::size_t at = line; at < std::min(model, lines.size()); ++at)
+    if (lines.KindOf(at) == LineKind::kHeader) return true;
+  return false;
+}
+
 bool IsBlankLine(const LineTable& lines, std::size_t line) {
   return line < lines.size() && lines.KindOf(line) == LineKind::kBlank;
 }
@@ -196,7 +204,8 @@ void UnmarkAt(LineTable& lines, std::size_t line, std::size_t count) {
 void InsertKey(LineTable& lines, std::size_t line, std::size_t model,
                std::string_view key, std::string_view value) {
   if (model == kNoLine) model = Nearest(lines, line, LineKind::kKey);
-  const Style style = model == kNoLine ? Style() : StyleOfKey(lines, model);
+  Style style = model == kNoLine ? Style() : StyleOfKey(lines, model);
+  if (IsInLaterSection(lines, line, model)) style.indentation.clear();
   std::string text = IndentationFor(lines, line, style.indentation);
   text.append(key).append(style.equals).append(value);
   // The space after the `=` would be one at the end of the line.
