@@ -161,8 +161,8 @@ constexpr auto kMergeStatuses =
 constexpr auto kApplyExamples = std::to_array<Example>({
     {"fairlead ini apply -file box.ini -script edits.txt",
      "Makes the edits of edits.txt, or none."},
-    {"printf 'delete old\\n' | fairlead ini apply -file box.ini -stdin",
-     "Deletes the section [old]."},
+    {"fairlead ini apply -file box.ini -stdin -dryrun",
+     "Shows what the edits on standard input would change."},
 });
 constexpr auto kDiffExamples = std::to_array<Example>({
     {"fairlead ini diff -file box.ini -with new.ini",

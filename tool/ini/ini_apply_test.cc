@@ -42,7 +42,7 @@ TEST_F(IniApplyTest, MakesAllEdits) {
          "rename b off on\n"
          "rename b bb");
   EXPECT_EQ(Text(),
-            "top=\n; a file\n[a]\n  x = one two\nn=say \"it's\"\n\n[bb]\n"
+            "top =\n; a file\n[a]\n  x = one two\nn=say \"it's\"\n\n[bb]\n"
             "# on z\n# more\n#z = 3\non=4\n\n[c]\nk=v\n");
 }
 

@@ -189,9 +189,8 @@ constexpr auto kSectionsStatuses =
 constexpr auto kListExamples = std::to_array<Example>({
     {"fairlead ini list -file box.ini -format json",
      "Prints every key with its value, its comments and its line."},
-    {"eval \"$(fairlead ini list -file box.ini -section server -format "
-     "assign)\"",
-     "Sets the shell variable $port, and one for each other key."},
+    {"fairlead ini list -file box.ini -section server -format assign",
+     "Prints port='7000': eval in a shell sets the variable $port."},
 });
 constexpr auto kSectionsExamples = std::to_array<Example>({
     {"fairlead ini sections -file box.ini", "Prints server."},

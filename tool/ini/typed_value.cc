@@ -37,7 +37,7 @@ std::optional<std::string> Bool(std::string_view text) {
   return std::nullopt;
 }
 
-// Returns the power of two that a unit stands for, from "k" to "TiB".
+// Returns the exponent of the power of two that a unit means: "k" to "TiB".
 std::optional<unsigned> ShiftOf(std::string_view unit) {
   std::string name = Lower(unit);
   if (name.ends_with('b')) name.pop_back();
