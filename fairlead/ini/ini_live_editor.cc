@@ -290,8 +290,7 @@ IniResult LiveEditor::RenameSection(std::string_view section,
                                     std::string_view new_name) {
   const auto blocks = ActiveBlocks(lines_, section);
   if (blocks.empty()) return {.code = WhyMissing(lines_, {section})};
-  if (blocks.front().header == kTop)
-    return {.code = Code::kNoHeader};
+  if (blocks.front().header == kTop) return {.code = Code::kNoHeader};
   if (new_name == section) return {.code = Code::kUnchanged};
   const auto others = ActiveBlocks(lines_, new_name);
   if (!others.empty()) return Exists(others.front().begin);

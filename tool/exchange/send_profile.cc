@@ -74,11 +74,13 @@ std::string Profile::InFile(const Parameter& parameter) const {
 }
 
 bool Profile::Has(Listed parameter) const {
-  return arguments_.Has(parameter) || (document_ && !InFile(*parameter).empty());
+  return arguments_.Has(parameter) ||
+         (document_ && !InFile(*parameter).empty());
 }
 
 std::string Profile::Text(Listed parameter) const {
-  if (arguments_.Has(parameter) || !document_) return arguments_.Text(parameter);
+  if (arguments_.Has(parameter) || !document_)
+    return arguments_.Text(parameter);
   const std::string value = InFile(*parameter);
   return value.empty() ? std::string(parameter->fallback) : value;
 }
