@@ -60,8 +60,7 @@ void Profile::ReadFile() {
 
 // Returns the value in the file, or "".
 std::string Profile::InFile(const Parameter& parameter) const {
-  const std::string value(
-      document_->Value(section_, parameter.name).value_or(""));
+  std::string value(document_->Value(section_, parameter.name).value_or(""));
   if (value.empty()) return "";
   try {
     CheckValue(parameter, value);

@@ -150,7 +150,8 @@ std::string KnownEdits() {
 // Returns the form of the edit that the words, a name and what follows, spell.
 const EditForm& FormOf(const std::vector<std::string>& words,
                        std::string_view script, std::size_t line) {
-  const auto form = std::ranges::find(kEdits, words.front(), &EditForm::name);
+  const auto* const form =
+      std::ranges::find(kEdits, words.front(), &EditForm::name);
   if (form == kEdits.end())
     FailMalformed(
         script, line,

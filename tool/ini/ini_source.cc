@@ -14,7 +14,7 @@
 namespace fairlead::tool::ini {
 namespace {
 
-using std::string_view_literals::operator""sv;
+using namespace std::string_view_literals;
 
 // Returns whether every second byte, from `first` on, is zero, and no other.
 bool HasZeroAtEverySecond(std::string_view bytes, std::size_t first) {
