@@ -27,8 +27,8 @@ bool IsActive(const IniLine& line) {
           line.kind == LineKind::kUnclosedHeader);
 }
 
-std::size_t IndentationOf(std::string_view line) {
-  return std::min(line.find_first_not_of(" \t"), line.size());
+bool IsIndented(std::string_view line) {
+  return line.starts_with(' ') || line.starts_with('\t');
 }
 
 // Returns whether the line ends with a backslash, as a value does that goes on
@@ -104,7 +104,7 @@ std::size_t LineTable::TextSize() const {
 
 bool LineTable::Continues(std::size_t line) const {
   return reading_ == IniReading::kLive && line < size() &&
-         KindOf(line) == LineKind::kOther && IndentationOf(TextOf(line)) > 0;
+         KindOf(line) == LineKind::kOther && IsIndented(TextOf(line));
 }
 
 bool LineTable::CouldContinue(std::size_t line) const {
@@ -113,11 +113,11 @@ bool LineTable::CouldContinue(std::size_t line) const {
 }
 
 bool LineTable::IsSwallowed(std::size_t line) const {
-  if (line == 0 || IndentationOf(TextOf(line)) == 0) return false;
+  if (line == 0 || !IsIndented(TextOf(line))) return false;
   const std::size_t above = line - 1;
   const bool in_value =
       (KindOf(above) == LineKind::kKey && !IsDisabled(above)) ||
-      (KindOf(above) == LineKind::kOther && IndentationOf(TextOf(above)) > 0);
+      (KindOf(above) == LineKind::kOther && IsIndented(TextOf(above)));
   return in_value && EndsWithBackslash(TextOf(above));
 }
 
