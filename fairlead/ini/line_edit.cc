@@ -117,6 +117,8 @@ std::string_view KeyFault(std::string_view key) {
   if (key.empty()) return "a key cannot be empty";
   if (Contains(key, '=')) return "a key cannot contain '='";
   if (Contains(key, '\n')) return "a key cannot contain a newline";
+  if (key.starts_with(kUtf8Mark))
+    return "a key cannot begin with a byte order mark";
   if (Contains("[#;", key[0])) return "a key cannot begin with '[', '#' or ';'";
   return "";
 }

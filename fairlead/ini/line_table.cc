@@ -10,8 +10,6 @@
 namespace fairlead::internal {
 namespace {
 
-constexpr std::string_view kUtf8Mark = "\xef\xbb\xbf";
-
 void CheckSize(std::size_t size) {
   if (size > std::numeric_limits<std::uint32_t>::max())
     throw std::length_error("an INI document of 4 GiB or more");

@@ -17,6 +17,9 @@ namespace fairlead::internal {
 
 inline constexpr std::size_t kNoLine = SIZE_MAX;
 
+// The byte order mark that may begin a text.
+inline constexpr std::string_view kUtf8Mark = "\xef\xbb\xbf";
+
 // Returns a number that equal names share and most others do not.
 std::uint32_t HashOf(std::string_view name);
 
