@@ -192,8 +192,8 @@ IniResult::Code WhyMissing(const LineTable& lines, const IniName& name) {
     if (!keys.empty()) return Code::kDisabled;
   }
   if (!ActiveBlocks(lines, name.section).empty()) return Code::kNoKey;
-  return DisabledBlocks(lines, name.section).empty() ? Code::kNoSection
-                                                     : Code::kDisabled;
+  if (DisabledBlocks(lines, name.section).empty()) return Code::kNoSection;
+  return name.key ? Code::kNoKey : Code::kDisabled;
 }
 
 std::size_t BeginOfBlock(const LineTable& lines, const Block& block) {
