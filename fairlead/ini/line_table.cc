@@ -153,6 +153,15 @@ LineTable::Line LineTable::Added(std::string_view text) {
           .disabled = false};
 }
 
+// Notes a change for Undo() right before it is made. Until there is memory for
+// all of the note, it is that of no change.
+void LineTable::Note(std::size_t begin, std::size_t end, std::size_t inserted) {
+  changes_.push_back({.line = begin, .inserted = 0, .erased = 0});
+  erased_.insert(erased_.end(), At(begin), At(end));
+  changes_.back().inserted = inserted;
+  changes_.back().erased = end - begin;
+}
+
 void LineTable::Insert(std::size_t line, std::string_view text) {
   if (line == size() && line > 0 && !TextOf(line - 1).ends_with('\n')) {
     const std::string_view newline = text.ends_with("\r\n") ? "\r\n" : "\n";
@@ -161,7 +170,7 @@ void LineTable::Insert(std::size_t line, std::string_view text) {
   }
   const Line added = Added(text);
   if (lines_.size() == lines_.capacity()) lines_.reserve(WithSpare(size()));
-  changes_.push_back({.line = line, .inserted = 1, .erased = 0});
+  Note(line, line, 1);
   lines_.insert(At(line), added);
   Classify(line);
   ClassifyBelow(line + 1);
@@ -170,8 +179,7 @@ void LineTable::Insert(std::size_t line, std::string_view text) {
 void LineTable::Replace(std::size_t line, std::string_view text) {
   const Line added = Added(text);
   const Line old = lines_[line];
-  erased_.push_back(old);
-  changes_.push_back({.line = line, .inserted = 1, .erased = 1});
+  Note(line, line + 1, 1);
   lines_[line] = added;
   Classify(line);
   if ((KindOf(line) == LineKind::kOther) != (old.kind == LineKind::kOther))
@@ -180,8 +188,7 @@ void LineTable::Replace(std::size_t line, std::string_view text) {
 }
 
 void LineTable::Erase(std::size_t begin, std::size_t end) {
-  erased_.insert(erased_.end(), At(begin), At(end));
-  changes_.push_back({.line = begin, .inserted = 0, .erased = end - begin});
+  Note(begin, end, 0);
   lines_.erase(At(begin), At(end));
   ClassifyBelow(begin);
 }

@@ -112,6 +112,7 @@ class LineTable {
   bool IsSwallowed(std::size_t line) const;
   std::string_view BytesAt(std::size_t begin, std::size_t size) const;
   Line Added(std::string_view text);
+  void Note(std::size_t begin, std::size_t end, std::size_t inserted);
   void Classify(std::size_t line);
   void ClassifyBelow(std::size_t line);
 
