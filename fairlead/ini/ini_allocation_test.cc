@@ -1,5 +1,6 @@
-// Tests of the INI store's allocations: a failed one leaves the file unchanged,
-// and the hash index of an object is built when documented.
+// Tests of the allocations of the INI store and of documents: a failed one
+// leaves the file or the document unchanged, and the hash index of an object is
+// built when documented.
 
 #include <gtest/gtest.h>
 
@@ -9,9 +10,11 @@
 #include <functional>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "fairlead/export.h"
 #include "fairlead/ini/file_edit.h"
+#include "fairlead/ini/ini_document.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_testing.h"
 #include "fairlead/ini/profile.h"
@@ -175,6 +178,100 @@ TEST_F(IniAllocationTest, AFailureCreatesNoFile) {
   for (int n = 0; ActWithFailure(set, n, true) != End::kDone; ++n)
     EXPECT_FALSE(std::filesystem::exists(path)) << n;
   EXPECT_TRUE(std::filesystem::exists(path));
+}
+
+struct DocumentEdit {
+  const char* name;
+  std::function<IniResult(IniDocument& document)> act;
+};
+
+const DocumentEdit kDocumentEdits[] = {
+    {"Set a key",
+     [](auto& d) {
+       return d.Set({kSection, kKey}, kNew);
+     }},
+    {"Set a new key",
+     [](auto& d) {
+       return d.Set({kSection, kNew}, kNew);
+     }},
+    {"Set in a new section",
+     [](auto& d) {
+       return d.Set({kNew, kKey}, kNew);
+     }},
+    {"Add a section", [](auto& d) { return d.Add({kNew}); }},
+    {"Delete a key",
+     [](auto& d) {
+       return d.Delete({kSection, kKey});
+     }},
+    {"Delete a section", [](auto& d) { return d.Delete({kSection}); }},
+    {"Enable a key",
+     [](auto& d) {
+       return d.Enable({kSection, "off"});
+     }},
+    {"Disable a key",
+     [](auto& d) {
+       return d.Disable({kSection, kKey});
+     }},
+    {"Disable a section", [](auto& d) { return d.Disable({kSection}); }},
+    {"Rename a key",
+     [](auto& d) {
+       return d.Rename({kSection, kKey}, kNew);
+     }},
+    {"Rename a section", [](auto& d) { return d.Rename({kSection}, kNew); }},
+    {"Comment a key",
+     [](auto& d) {
+       return d.Comment({kSection, kKey}, kNew + '\n' + kNew);
+     }},
+};
+
+// Duplicates in two parts of a section, so that most edits change several
+// lines; without a final newline, which most new lines need.
+std::string DocumentText() {
+  const std::string part = "\n[" + kSection + "]\n# " + kNew + "\n" + kKey +
+                           " = " + kValue + "\n#off = 1\n";
+  return part + part + kKey + "=2";
+}
+
+std::string EntriesOf(const IniDocument& document) {
+  std::string text;
+  for (const IniEntry& entry : document)
+    text.append(1, entry.mark).append(entry.section).append(entry.key) +=
+        entry.value;
+  return text;
+}
+
+TEST(IniDocumentAllocationTest, AFailureLeavesTheDocument) {
+  const std::string text = DocumentText();
+  for (const IniReading reading : {IniReading::kLive, IniReading::kRecords}) {
+    const std::string entries = EntriesOf(IniDocument(text, reading));
+    for (const DocumentEdit& edit : kDocumentEdits) {
+      End end = End::kBadAlloc;
+      for (int n = 0; end != End::kDone; ++n) {
+        SCOPED_TRACE(testing::Message() << edit.name << ", allocation " << n);
+        IniDocument document(text, reading);
+        IniResult result;
+        end = ActWithFailure([&] { result = edit.act(document); }, n, true);
+        ASSERT_NE(end, End::kOther);
+        ASSERT_EQ(document.Text() == text, end == End::kBadAlloc);
+        ASSERT_EQ(document.IsEdited(), end == End::kDone);
+        if (end == End::kDone) break;
+        ASSERT_EQ(EntriesOf(document), entries);
+        ASSERT_EQ(edit.act(document).code, IniResult::Code::kDone);
+      }
+    }
+  }
+}
+
+TEST(IniDocumentAllocationTest, TakesSixteenBytesForALine) {
+  constexpr std::size_t kLines = 100'000;
+  std::string text;
+  for (std::size_t i = 0; i < kLines; ++i) text += "k=v\n";
+  const std::size_t before = allocations.bytes;
+  IniDocument document(std::move(text));
+  EXPECT_LT(allocations.bytes - before, kLines * 17);
+  const std::size_t made = allocations.bytes;
+  document.Add({"", "n"}, "1");
+  EXPECT_LT(allocations.bytes - made, kLines);
 }
 
 constexpr int kKeys = 1000;

@@ -57,8 +57,8 @@ std::size_t Nearest(const LineTable& lines, std::size_t line, LineKind kind) {
 // An indented line below a value that ends with a backslash would be a part of
 // that value.
 std::string IndentationFor(const LineTable& lines, std::size_t line,
-                           std::string indentation) {
-  return lines.CouldContinue(line) ? "" : indentation;
+                           std::string_view indentation) {
+  return std::string(lines.CouldContinue(line) ? "" : indentation);
 }
 
 // Returns whether there is a header between a new line and its model below.
@@ -125,6 +125,8 @@ std::string_view KeyFault(std::string_view key) {
   if (key.empty()) return "a key cannot be empty";
   if (Contains(key, '=')) return "a key cannot contain '='";
   if (Contains(key, '\n')) return "a key cannot contain a newline";
+  if (key.starts_with(kUtf8Mark))
+    return "a key cannot begin with a byte order mark";
   if (Contains("[#;", key[0])) return "a key cannot begin with '[', '#' or ';'";
   return "";
 }

@@ -10,8 +10,6 @@
 namespace fairlead::internal {
 namespace {
 
-constexpr std::string_view kUtf8Mark = "\xef\xbb\xbf";
-
 void CheckSize(std::size_t size) {
   if (size > std::numeric_limits<std::uint32_t>::max())
     throw std::length_error("an INI document of 4 GiB or more");
@@ -27,8 +25,8 @@ bool IsActive(const IniLine& line) {
           line.kind == LineKind::kUnclosedHeader);
 }
 
-std::size_t IndentationOf(std::string_view line) {
-  return std::min(line.find_first_not_of(" \t"), line.size());
+bool IsIndented(std::string_view line) {
+  return line.starts_with(' ') || line.starts_with('\t');
 }
 
 // Returns whether the line ends with a backslash, as a value does that goes on
@@ -104,7 +102,7 @@ std::size_t LineTable::TextSize() const {
 
 bool LineTable::Continues(std::size_t line) const {
   return reading_ == IniReading::kLive && line < size() &&
-         KindOf(line) == LineKind::kOther && IndentationOf(TextOf(line)) > 0;
+         KindOf(line) == LineKind::kOther && IsIndented(TextOf(line));
 }
 
 bool LineTable::CouldContinue(std::size_t line) const {
@@ -113,11 +111,11 @@ bool LineTable::CouldContinue(std::size_t line) const {
 }
 
 bool LineTable::IsSwallowed(std::size_t line) const {
-  if (line == 0 || IndentationOf(TextOf(line)) == 0) return false;
+  if (line == 0 || !IsIndented(TextOf(line))) return false;
   const std::size_t above = line - 1;
   const bool in_value =
       (KindOf(above) == LineKind::kKey && !IsDisabled(above)) ||
-      (KindOf(above) == LineKind::kOther && IndentationOf(TextOf(above)) > 0);
+      (KindOf(above) == LineKind::kOther && IsIndented(TextOf(above)));
   return in_value && EndsWithBackslash(TextOf(above));
 }
 
@@ -155,6 +153,15 @@ LineTable::Line LineTable::Added(std::string_view text) {
           .disabled = false};
 }
 
+// Notes a change for Undo() right before it is made. Until there is memory for
+// all of the note, it is that of no change.
+void LineTable::Note(std::size_t begin, std::size_t end, std::size_t inserted) {
+  changes_.push_back({.line = begin, .inserted = 0, .erased = 0});
+  erased_.insert(erased_.end(), At(begin), At(end));
+  changes_.back().inserted = inserted;
+  changes_.back().erased = end - begin;
+}
+
 void LineTable::Insert(std::size_t line, std::string_view text) {
   if (line == size() && line > 0 && !TextOf(line - 1).ends_with('\n')) {
     const std::string_view newline = text.ends_with("\r\n") ? "\r\n" : "\n";
@@ -163,7 +170,7 @@ void LineTable::Insert(std::size_t line, std::string_view text) {
   }
   const Line added = Added(text);
   if (lines_.size() == lines_.capacity()) lines_.reserve(WithSpare(size()));
-  changes_.push_back({.line = line, .inserted = 1, .erased = 0});
+  Note(line, line, 1);
   lines_.insert(At(line), added);
   Classify(line);
   ClassifyBelow(line + 1);
@@ -172,8 +179,7 @@ void LineTable::Insert(std::size_t line, std::string_view text) {
 void LineTable::Replace(std::size_t line, std::string_view text) {
   const Line added = Added(text);
   const Line old = lines_[line];
-  erased_.push_back(old);
-  changes_.push_back({.line = line, .inserted = 1, .erased = 1});
+  Note(line, line + 1, 1);
   lines_[line] = added;
   Classify(line);
   if ((KindOf(line) == LineKind::kOther) != (old.kind == LineKind::kOther))
@@ -182,8 +188,7 @@ void LineTable::Replace(std::size_t line, std::string_view text) {
 }
 
 void LineTable::Erase(std::size_t begin, std::size_t end) {
-  erased_.insert(erased_.end(), At(begin), At(end));
-  changes_.push_back({.line = begin, .inserted = 0, .erased = end - begin});
+  Note(begin, end, 0);
   lines_.erase(At(begin), At(end));
   ClassifyBelow(begin);
 }

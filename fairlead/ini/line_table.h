@@ -17,6 +17,9 @@ namespace fairlead::internal {
 
 inline constexpr std::size_t kNoLine = SIZE_MAX;
 
+// The byte order mark that may begin a text.
+inline constexpr std::string_view kUtf8Mark = "\xef\xbb\xbf";
+
 // Returns a number that equal names share and most others do not.
 std::uint32_t HashOf(std::string_view name);
 
@@ -109,6 +112,7 @@ class LineTable {
   bool IsSwallowed(std::size_t line) const;
   std::string_view BytesAt(std::size_t begin, std::size_t size) const;
   Line Added(std::string_view text);
+  void Note(std::size_t begin, std::size_t end, std::size_t inserted);
   void Classify(std::size_t line);
   void ClassifyBelow(std::size_t line);
 

@@ -40,29 +40,6 @@ void Extend(Block& block, const LineWalk& walk) {
 
 }  // namespace
 
-bool LineWalk::Next() {
-  if (line != kNoLine && IsRecords(*lines) && IsEntry()) has_comments = false;
-  ++line;
-  if (line >= lines->size()) return false;
-
-  const LineKind kind = Kind();
-  if (IsRecords(*lines)) {
-    if (kind == LineKind::kUnclosedHeader) return false;
-    if (kind == LineKind::kHeader) header = line;
-    if (kind == LineKind::kComment) has_comments = true;
-    return true;
-  }
-  if (kind == LineKind::kHeader && IsDisabled()) {
-    disabled_header = line;
-  } else if (kind == LineKind::kHeader || kind == LineKind::kUnclosedHeader) {
-    header = kind == LineKind::kHeader ? line : kNowhere;
-    disabled_header = kNoLine;
-  } else if (kind == LineKind::kKey && !IsDisabled()) {
-    disabled_header = kNoLine;
-  }
-  return true;
-}
-
 bool LineWalk::IsEntry() const {
   const LineKind kind = Kind();
   if (kind == LineKind::kHeader || kind == LineKind::kKey) return true;
@@ -94,8 +71,10 @@ std::vector<std::size_t> KeyLines(const LineTable& lines,
   const Wanted wanted_section(section);
   const Wanted wanted_key(key);
   for (LineWalk walk(lines); walk.Next();) {
-    if (walk.Kind() == LineKind::kKey && Is(which, walk) &&
-        wanted_key.IsAt(lines, walk.line) &&
+    if (walk.Kind() != LineKind::kKey ||
+        lines.HashAt(walk.line) != wanted_key.hash)
+      continue;
+    if (Is(which, walk) && wanted_key.IsAt(lines, walk.line) &&
         wanted_section.IsSection(lines, walk.Section()))
       found.push_back(walk.line);
   }
@@ -206,15 +185,15 @@ IniResult::Code WhyMissing(const LineTable& lines, const IniName& name) {
   if (IsRecords(lines))
     return RecordLines(lines, name.section).empty() ? Code::kNoSection
                                                     : Code::kNoKey;
-  const auto has = [&](Which which) {
-    return !KeyLines(lines, name.section, *name.key, which).empty();
-  };
-  if (name.key && has(Which::kActive)) return Code::kNoKey;
-  if (name.key && (has(Which::kDisabled) || has(Which::kInDisabledSection)))
-    return Code::kDisabled;
+  if (name.key) {
+    const auto keys = KeyLines(lines, name.section, *name.key, Which::kAny);
+    for (const std::size_t key : keys)
+      if (!lines.IsDisabled(key)) return Code::kNoKey;
+    if (!keys.empty()) return Code::kDisabled;
+  }
   if (!ActiveBlocks(lines, name.section).empty()) return Code::kNoKey;
-  return DisabledBlocks(lines, name.section).empty() ? Code::kNoSection
-                                                     : Code::kDisabled;
+  if (DisabledBlocks(lines, name.section).empty()) return Code::kNoSection;
+  return name.key ? Code::kNoKey : Code::kDisabled;
 }
 
 std::size_t BeginOfBlock(const LineTable& lines, const Block& block) {

@@ -27,8 +27,11 @@ struct LineWalk {
 
   explicit LineWalk(const LineTable& table) : lines(&table) {}
 
-  // Moves to the next line; returns false at the end of what is read.
-  bool Next();
+  // Moves to the next line; returns false at the end of what is read. Inline:
+  // every search is a loop over it.
+  bool Next() {
+    return lines->reading() == IniReading::kLive ? NextLive() : NextRecords();
+  }
 
   LineKind Kind() const { return lines->KindOf(line); }
   bool IsDisabled() const { return lines->IsDisabled(line); }
@@ -37,7 +40,34 @@ struct LineWalk {
   // Returns the header of the section that the line belongs to, or kTop,
   // kNowhere; kNoLine for a record without a section.
   std::size_t Section() const;
+
+ private:
+  bool NextLive();
+  bool NextRecords();
 };
+
+inline bool LineWalk::NextLive() {
+  if (++line >= lines->size()) return false;
+  const LineKind kind = Kind();
+  if (kind == LineKind::kKey) {
+    if (!IsDisabled()) disabled_header = kNoLine;
+  } else if (kind == LineKind::kHeader && IsDisabled()) {
+    disabled_header = line;
+  } else if (kind == LineKind::kHeader || kind == LineKind::kUnclosedHeader) {
+    header = kind == LineKind::kHeader ? line : kNowhere;
+    disabled_header = kNoLine;
+  }
+  return true;
+}
+
+inline bool LineWalk::NextRecords() {
+  if (line != kNoLine && IsEntry()) has_comments = false;
+  if (++line >= lines->size()) return false;
+  const LineKind kind = Kind();
+  if (kind == LineKind::kHeader) header = line;
+  if (kind == LineKind::kComment) has_comments = true;
+  return kind != LineKind::kUnclosedHeader;
+}
 
 // A name to look for.
 struct Wanted {

@@ -3,9 +3,10 @@
     real_files_test.py PROGRAM
 
 Downloads Debian packages into a temporary folder, without installing them, and
-reads their INI files twice: with PROGRAM (real_files_dump) and with Python's
-configparser or, for git's own files, with git. The test fails if a difference
-has none of the causes in RULES.
+reads their INI files: with PROGRAM (real_files_dump) as the store and as a
+document, and with Python's configparser or, for git's own files, with git. Sets
+the last key of each file. The test fails if a difference has none of the causes
+in RULES.
 """
 
 import collections
@@ -44,6 +45,11 @@ RULES = {
     "swallowed": "keys of the store that are continuation lines",
     "bare": "keys without =, which the store does not have",
     "quotes": "values from which git removes quotes, escapes and comments",
+    "document: continued": "values with continuation lines: the document has the first line",
+    "document: swallowed": "keys of the document that are continuation lines",
+    "document: bare": "keys without =, which the document does not have",
+    "document: quotes": "values from which git removes quotes, escapes and comments",
+    "set: continued": "last keys that are not set: their values continue",
 }
 
 ENCODING = ("ascii", "surrogateescape")  # A character for each byte.
@@ -51,6 +57,8 @@ ACTIVE = " "
 ESCAPES = {"b": "\b", "n": "\n", "t": "\t"}  # Git's.
 
 Record = collections.namedtuple("Record", "comments mark section key value")
+Entry = collections.namedtuple("Entry", "mark section key value counts")
+DONE, MALFORMED = "0", "7"  # Of IniResult::Code.
 
 
 class Store:
@@ -69,6 +77,10 @@ class Store:
     def records(self):
         return [Record(*json.loads(line))
                 for line in self.run("load").splitlines()]
+
+    def entries(self):
+        return [Entry(*json.loads(line))
+                for line in self.run("live").splitlines()]
 
     def values(self, places):
         """Returns GetValue() for each section and key, in a dictionary."""
@@ -143,7 +155,7 @@ class Comparison:
     def __init__(self, program, folder):
         self.program = program
         self.copy = folder / "copy"
-        self.files = self.keys = 0
+        self.files = self.keys = self.document_keys = self.edits = 0
         self.causes = collections.Counter()
         self.failures = []
 
@@ -153,7 +165,11 @@ class Comparison:
         store = Store(self.program, path)
         records = store.records()
         self.check_saving(store, records)
-        self.check_values(store, records, reader_of(path))
+        reader = reader_of(path)
+        self.check_values(store, records, reader)
+        self.check_text(store)
+        self.check_document(store, reader)
+        self.check_edit(store)
 
     def expect(self, wanted, got, what):
         if wanted != got:
@@ -235,10 +251,61 @@ class Comparison:
             cause = "duplicate" if first.mark == ACTIVE else "disabled"
             self.causes[cause] += 1
 
+    def check_text(self, store):
+        store.run("copy", self.copy)
+        self.expect(store.path.read_bytes(), self.copy.read_bytes(), "the text")
+
+    def check_document(self, store, reader):
+        active = {}
+        for entry in store.entries():
+            swallowed = (entry.key, entry.value) in reader.swallowed
+            self.causes["document: swallowed"] += swallowed
+            if entry.mark == ACTIVE and entry.key and not swallowed:
+                active[reader.name(entry)] = entry
+        for name in reader.values.keys() | active.keys():
+            self.document_keys += 1
+            self.check_entry(name, reader, active.get(name))
+
+    def check_entry(self, name, reader, entry):
+        value = reader.values.get(name)
+        if value is None:
+            self.causes["document: bare"] += name in reader.values
+            self.expect(None, entry, f"a key only of the document: {name}")
+        elif entry is None:
+            self.expect(value, None, f"a key not of the document: {name}")
+        else:
+            meaning = reader.meaning(entry.value)
+            self.expect(value.split("\n")[0], meaning, f"the entry {name}")
+            self.expect(entry.value, entry.counts, f"Value {name}")
+            self.causes["document: quotes"] += meaning != entry.value
+            self.causes["document: continued"] += "\n" in value
+
+    def check_edit(self, store):
+        """Sets the last key: one line changes, or its value continues."""
+        code, _, line = store.run("set", self.copy).strip().partition(" ")
+        if not code:
+            return
+        before = store.path.read_bytes().split(b"\n")
+        after = self.copy.read_bytes().split(b"\n")
+        if code == MALFORMED:
+            self.causes["set: continued"] += 1
+            self.expect(before, after, "the lines after a refusal")
+            self.expect(True, before[int(line) - 1][:1] in (b" ", b"\t"),
+                        "a continued value")
+            return
+        self.edits += 1
+        self.expect(DONE, code, "the result of Set()")
+        self.expect(len(before), len(after), "the number of lines")
+        changed = [new for old, new in zip(before, after) if old != new]
+        self.expect(1, len(changed), "the number of changed lines")
+        self.expect(True, b"another value" in changed[0], "the changed line")
+
     def report(self):
         """Prints the table and the failures; returns whether there were any."""
         print(f"{self.files:6}  files")
-        print(f"{self.keys:6}  keys compared")
+        print(f"{self.keys:6}  keys of the store compared")
+        print(f"{self.document_keys:6}  keys of the document compared")
+        print(f"{self.edits:6}  last keys set, one line changed by each")
         print("differences:")
         for cause, meaning in RULES.items():
             print(f"{self.causes[cause]:6}  {meaning}")

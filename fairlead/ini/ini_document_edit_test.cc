@@ -1,0 +1,295 @@
+// Tests the edits of an INI document, other than Set() and Add(), in the live
+// reading.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "fairlead/ini/ini_document_testing.h"
+
+namespace fairlead::internal {
+namespace {
+
+using namespace std::literals;
+
+constexpr const char* kGoesOn = "the value continues on this line";
+constexpr const char* kJoins =
+    "a value above, ending with '\\', would continue here";
+constexpr const char* kNoHeader =
+    "the keys before the first header have no header";
+
+TEST(IniDocumentDeleteTest, DeletesAKeyAndItsComments) {
+  const ChangeCase cases[] = {
+      {"a key", "[s]\nj=1\nk=2\nl=3\n", Delete({"s", "k"}), "[s]\nj=1\nl=3\n"},
+      {"with the comments right above", "[s]\n# a\n\n# b\n; c\nk=1\n# d\n",
+       Delete({"s", "k"}), "[s]\n# a\n\n# d\n"},
+      {"not its disabled twins", "#k=1\nk=2\n#k=3\n", Delete({"", "k"}),
+       "#k=1\n#k=3\n"},
+      {"all duplicates", "k=1\n# c\nk=2\nj=\n[t]\n[s]\nk=3\n",
+       Delete({"", "k"}), "j=\n[t]\n[s]\nk=3\n"},
+      {"one of the duplicates", "k=1\nk=2\nk=3\n", Delete({"", "k", 2}),
+       "k=1\nk=3\n"},
+      {"without a final newline", "j=1\r\nk=2", Delete({"", "k"}), "j=1\r\n"},
+      {"behind a byte order mark", "\xef\xbb\xbfk=1\nj=2\n", Delete({"", "k"}),
+       "\xef\xbb\xbfj=2\n"},
+      {"the only line", "k=1", Delete({"", "k"}), ""},
+      {"with NUL bytes", "\0k\0=\0\nj=\n"s, Delete({"", "\0k\0"sv}), "j=\n"},
+      {"of a split section", "[s]\nk=1\n[t]\nk=2\n[s]\nk=3\n",
+       Delete({"s", "k"}), "[s]\n[t]\nk=2\n[s]\n"},
+      {"beside a value that continues", "j=1\n  more\nk=1\n  i=1\n",
+       Delete({"", "k"}), "j=1\n  more\n  i=1\n"},
+  };
+  CheckChanges(cases);
+}
+
+TEST(IniDocumentDeleteTest, DeletesASectionAndItsComments) {
+  const ChangeCase cases[] = {
+      {"a section", "[r]\n[s]\nk=1\njunk\n  more\n[t]\n", Delete({"s"}),
+       "[r]\n[t]\n"},
+      {"one of the blank lines stays", "[r]\n\n[s]\nk=1\n\n[t]\n",
+       Delete({"s"}), "[r]\n\n[t]\n"},
+      {"the first one", "[s]\nk=1\n\n[t]\n", Delete({"s"}), "[t]\n"},
+      {"with its comments", "[r]\n# not\n\n# s\n[s]\nk=1\n# s too\n\n[t]\n",
+       Delete({"s"}), "[r]\n# not\n\n[t]\n"},
+      {"not those of the next", "[s]\nk=1\n# t\n[t]\n", Delete({"s"}),
+       "# t\n[t]\n"},
+      {"all its parts", "[s]\nk=1\n[t]\nk=2\n[s]\nk=3\n", Delete({"s"}),
+       "[t]\nk=2\n"},
+      {"not the disabled section below", "[s]\nk=1\n#[t]\n#j=1\n",
+       Delete({"s"}), "#[t]\n#j=1\n"},
+      {"the keys before any header", "# top\n\n# k\nk=1\n#j=1\n\n[s]\n",
+       Delete({""}), "# top\n\n[s]\n"},
+      {"not what is below an unclosed header", "[s]\nk=1\n[x\nj=1\n",
+       Delete({"s"}), "[x\nj=1\n"},
+  };
+  CheckChanges(cases);
+}
+
+TEST(IniDocumentEnableTest, RemovesTheCommentCharacter) {
+  const ChangeCase cases[] = {
+      {"a key", "[s]\n#k=1\n", Enable({"s", "k"}), "[s]\nk=1\n"},
+      {"and blanks behind it", "[s]\n  # \tk = 1 \r\n", Enable({"s", "k"}),
+       "[s]\n  k = 1 \r\n"},
+      {"a semicolon", ";k=1", Enable({"", "k"}), "k=1"},
+      {"the last one", "#k=1\n;k=2\n#j=1\n", Enable({"", "k"}),
+       "#k=1\nk=2\n#j=1\n"},
+      {"the first one", "#k=1\n;k=2\n", Enable({"", "k", 1}), "k=1\n;k=2\n"},
+      {"a second active one", "k=1\n#k=2\n", Enable({"", "k", 1}),
+       "k=1\nk=2\n"},
+      {"a key of several words", "#;my key = 1\n", Enable({"", "my key"}),
+       "my key = 1\n"},
+      {"a key that is no word", ";#-- = 1\n", Enable({"", "--"}), "-- = 1\n"},
+      {"behind a CR", "\r#k=1\n", Enable({"", "k"}), "\rk=1\n"},
+      {"a section", "[r]\n#[s]\n# k=1\n# prose\n#; j k=1\n##x=2\n\n[t]\n#y=1\n",
+       Enable({"s"}), "[r]\n[s]\nk=1\n# prose\n#; j k=1\n#x=2\n\n[t]\n#y=1\n"},
+      {"all its parts", "#[s]\n#k=1\n[t]\n#[s]\n#k=2\n", Enable({"s"}),
+       "[s]\nk=1\n[t]\n[s]\nk=2\n"},
+      {"a header with blanks", "; [s]\n", Enable({"s"}), "[s]\n"},
+      {"a header with a remark", ";[s] remark\n", Enable({"s"}),
+       "[s] remark\n"},
+      {"the keys before any header", "# c\n#k=1\n[s]\n#k=2\n", Enable({""}),
+       "# c\nk=1\n[s]\n#k=2\n"},
+  };
+  CheckChanges(cases);
+}
+
+TEST(IniDocumentDisableTest, PutsACommentCharacter) {
+  const ChangeCase cases[] = {
+      {"a key", "[s]\nk=1\n", Disable({"s", "k"}), "[s]\n#k=1\n"},
+      {"with a semicolon", "[s]\nk=1\n", Disable({"s", "k"}, ';'),
+       "[s]\n;k=1\n"},
+      {"behind the indentation", "\t k = 1 \r\n", Disable({"", "k"}),
+       "\t #k = 1 \r\n"},
+      {"behind a byte order mark", "\xef\xbb\xbfk=1", Disable({"", "k"}),
+       "\xef\xbb\xbf#k=1"},
+      {"all duplicates", "k=1\n#k=2\nk=3\n", Disable({"", "k"}, ';'),
+       ";k=1\n#k=2\n;k=3\n"},
+      {"one of them", "k=1\nk=2\n", Disable({"", "k", 2}), "k=1\n#k=2\n"},
+      {"two for a key of several words", "my key=1\n", Disable({"", "my key"}),
+       "#;my key=1\n"},
+      {"in the other order", "my key=1\n", Disable({"", "my key"}, ';'),
+       ";#my key=1\n"},
+      {"two for a key that is no word", "--=1\n", Disable({"", "--"}),
+       "#;--=1\n"},
+      {"one for a word of other bytes", "\xc3\xa4=1\n",
+       Disable({"", "\xc3\xa4"}), "#\xc3\xa4=1\n"},
+      {"a section", "[r]\n  [s] x\n# c\nk=1\n#j=1\n;;i=1\n\na b=1\n[t]\nk=1\n",
+       Disable({"s"}),
+       "[r]\n  #[s] x\n# c\n#k=1\n##j=1\n#;;i=1\n\n#;a b=1\n[t]\nk=1\n"},
+      {"all its parts", "[s]\n[t]\n[s]\nk=1\n", Disable({"s"}, ';'),
+       ";[s]\n[t]\n;[s]\n;k=1\n"},
+      {"not the disabled section below", "[s]\nk=1\n#[t]\n#j=1\n",
+       Disable({"s"}), "#[s]\n#k=1\n#[t]\n#j=1\n"},
+      {"the keys before any header", "k=1\n[s]\nk=2\n", Disable({""}),
+       "#k=1\n[s]\nk=2\n"},
+  };
+  CheckChanges(cases);
+}
+
+TEST(IniDocumentRenameTest, ChangesTheName) {
+  const ChangeCase cases[] = {
+      {"a key", "[s]\n  k = 1 \r\n", Rename({"s", "k"}, " my key "),
+       "[s]\n  my key = 1 \r\n"},
+      {"all active duplicates", "k=1\n#k=2\nk=3\n", Rename({"", "k"}, "n"),
+       "n=1\n#k=2\nn=3\n"},
+      {"one of them", "k=1\nk=2\n", Rename({"", "k", 1}, "n"), "n=1\nk=2\n"},
+      {"to that of a disabled one", "k=1\n#n=2\n", Rename({"", "k"}, "n"),
+       "n=1\n#n=2\n"},
+      {"a key whose value continues", "k=1\n  more\n", Rename({"", "k"}, "n"),
+       "n=1\n  more\n"},
+      {"a section", "\t[s] remark\r\nk=1\n#[s]\n", Rename({"s"}, " n "),
+       "\t[ n ] remark\r\nk=1\n#[s]\n"},
+      {"all its parts", "[s]\n[t]\n[s]", Rename({"s"}, "n"), "[n]\n[t]\n[n]"},
+      {"to the empty name", "[s]\n", Rename({"s"}, ""), "[]\n"},
+      {"from the empty name", "[]\n", Rename({""}, "s"), "[s]\n"},
+  };
+  CheckChanges(cases);
+}
+
+TEST(IniDocumentCommentTest, ReplacesTheCommentsAbove) {
+  const ChangeCase cases[] = {
+      {"none yet", "[s]\n  k=1\r\n", Comment({"s", "k"}, "about k"),
+       "[s]\n  # about k\r\n  k=1\r\n"},
+      {"other ones", "# a\n\n# b\n; c\nk=1\n", Comment({"", "k"}, "new"),
+       "# a\n\n# new\nk=1\n"},
+      {"several lines", "k=1", Comment({"", "k"}, "\n; a\n\n  b\r\n#c\n\n"),
+       "; a\n#\n# b\n#c\nk=1"},
+      {"none any more", "# a\n# b\nk=1\n", Comment({"", "k"}, ""), "k=1\n"},
+      {"of the last duplicate", "k=1\nk=2\n", Comment({"", "k"}, "c"),
+       "k=1\n# c\nk=2\n"},
+      {"of the first one", "k=1\nk=2\n", Comment({"", "k", 1}, "c"),
+       "# c\nk=1\nk=2\n"},
+      {"of a header", "[r]\n[s]\n[s]\n", Comment({"s"}, "c"),
+       "[r]\n# c\n[s]\n[s]\n"},
+      {"prose with =", "k=1\n", Comment({"", "k"}, "it is a = b"),
+       "# it is a = b\nk=1\n"},
+      {"of a key whose value continues", "k=1\n  more\n",
+       Comment({"", "k"}, "c"), "# c\nk=1\n  more\n"},
+      {"below a backslash", "j=1\\\n# a\n  k=1\n", Comment({"", "k"}, "b"),
+       "j=1\\\n  # b\n  k=1\n"},
+  };
+  CheckChanges(cases);
+}
+
+TEST(IniDocumentEditTest, ReturnsWhyNothingChanges) {
+  const RefusalCase cases[] = {
+      {"delete no section", "[s]\n", Delete({"t", "k"}), Code::kNoSection},
+      {"delete no key", "[s]\n", Delete({"s", "k"}), Code::kNoKey},
+      {"delete no second one", "k=1\n#k=2\n", Delete({"", "k", 2}),
+       Code::kNoKey},
+      {"delete a disabled key", "#k=1\n", Delete({"", "k"}), Code::kDisabled},
+      {"delete in a disabled section", "#[s]\n#k=1\n", Delete({"s", "k"}),
+       Code::kDisabled},
+      {"delete a disabled section", "#[s]\n", Delete({"s"}), Code::kDisabled},
+      {"delete no keys at the top", "# c\n\n[s]\n", Delete({""}),
+       Code::kNoSection},
+      {"enable an active key", "k=1\n#k=2\n", Enable({"", "k"}),
+       Code::kUnchanged},
+      {"enable an active section", "[s]\n#[s]\n", Enable({"s"}),
+       Code::kUnchanged},
+      {"enable no key", "[s]\n", Enable({"s", "k"}), Code::kNoKey},
+      {"enable no second one", "#k=1\n", Enable({"", "k", 2}), Code::kNoKey},
+      {"enable in a disabled section", "#[s]\n#k=1\n", Enable({"s", "k"}),
+       Code::kDisabled},
+      {"enable no section", "# s\n", Enable({"s"}), Code::kNoSection},
+      {"enable prose", "# my key = 1\n", Enable({"", "my key"}),
+       Code::kNoSection},
+      {"disable a disabled key", "#k=1\n", Disable({"", "k"}),
+       Code::kUnchanged},
+      {"disable a disabled section", "#[s]\n", Disable({"s"}),
+       Code::kUnchanged},
+      {"disable no key", "[s]\n", Disable({"s", "k"}), Code::kNoKey},
+      {"disable no section", "", Disable({"s"}), Code::kNoSection},
+      {"disable with another character", "k=1\n", Disable({"", "k"}, '!'),
+       Code::kInvalid, 0, "a comment character is '#' or ';'"},
+      {"rename to the same", "k=1\n", Rename({"", "k"}, " k "),
+       Code::kUnchanged},
+      {"rename a section to the same", "[s]\n", Rename({"s"}, "s"),
+       Code::kUnchanged},
+      {"rename no key", "[s]\n", Rename({"s", "k"}, "n"), Code::kNoKey},
+      {"rename no section", "[s]\n", Rename({"t"}, "n"), Code::kNoSection},
+      {"rename a disabled key", "#k=1\n", Rename({"", "k"}, "n"),
+       Code::kDisabled},
+      {"rename to a key that exists", "k=1\n\nn=2\nn=3\n",
+       Rename({"", "k"}, "n"), Code::kExists, 3},
+      {"rename to a section that exists", "[s]\n[n]\n", Rename({"s"}, "n"),
+       Code::kExists, 2},
+      {"rename to an empty key", "k=1\n", Rename({"", "k"}, " "),
+       Code::kInvalid, 0, "a key cannot be empty"},
+      {"rename to a bad section", "[s]\n", Rename({"s"}, "]"), Code::kInvalid,
+       0, "a section name cannot contain ']'"},
+      {"rename the keys at the top", "k=1\n", Rename({""}, "n"), Code::kInvalid,
+       0, kNoHeader},
+      {"comment the keys at the top", "k=1\n", Comment({""}, "c"),
+       Code::kInvalid, 0, kNoHeader},
+      {"comment with the same", "# a\n#b\nk=1\n", Comment({"", "k"}, "a\n#b"),
+       Code::kUnchanged},
+      {"comment with a disabled key", "k=1\n", Comment({"", "k"}, "a=b"),
+       Code::kInvalid, 0,
+       "a comment cannot look like a disabled key or header"},
+      {"comment with a disabled header", "k=1\n", Comment({"", "k"}, "x\n[a]"),
+       Code::kInvalid, 0,
+       "a comment cannot look like a disabled key or header"},
+      {"comment no key", "[s]\n", Comment({"s", "k"}, "c"), Code::kNoKey},
+      {"comment a disabled section", "#[s]\n", Comment({"s"}, "c"),
+       Code::kDisabled},
+  };
+  CheckRefusals(cases);
+}
+
+TEST(IniDocumentEditTest, RefusesToChangeOtherLines) {
+  const RefusalCase cases[] = {
+      {"delete a continued value", "[s]\nk=1\n  more\n", Delete({"s", "k"}),
+       Code::kMalformed, 3, kGoesOn},
+      {"disable a continued value", "[s]\nk=1\n\tmore\n", Disable({"s", "k"}),
+       Code::kMalformed, 3, kGoesOn},
+      {"disable one below a backslash", "k=1\\\n  j=2\n", Disable({"", "k"}),
+       Code::kMalformed, 2, kGoesOn},
+      {"one continued duplicate of two", "k=1\n  more\nk=2\n",
+       Delete({"", "k"}), Code::kMalformed, 2, kGoesOn},
+      {"delete what separates a backslash", "a=1\\\nb=2\n  c=3\n",
+       Delete({"", "b"}), Code::kMalformed, 3, kJoins},
+      {"delete a section that does", "a=1\\\n[s]\n  [t]\n", Delete({"s"}),
+       Code::kMalformed, 3, kJoins},
+      {"delete a comment that does", "a=1\\\n# c\n  b=2\n",
+       Comment({"", "b"}, ""), Code::kMalformed, 3, kJoins},
+      {"enable a key below a backslash", "a=1\\\n  #b=2\n", Enable({"", "b"}),
+       Code::kMalformed, 2, kJoins},
+      {"enable a key with a backslash", "#a=1\\\n  b=2\n", Enable({"", "a"}),
+       Code::kMalformed, 2, kJoins},
+      {"enable such a section", "#[s]\n#a=1\\\n  #b=2\n", Enable({"s"}),
+       Code::kMalformed, 3, kJoins},
+      {"disable a section with another line", "[s]\nk=1\n\njunk\n",
+       Disable({"s"}), Code::kMalformed, 4,
+       "a line that is neither comment, header nor key=value cannot be "
+       "disabled"},
+      {"disable a section that is disabled elsewhere", "[s]\nk=1\n[t]\n#[s]\n",
+       Disable({"s"}), Code::kExists, 4},
+      {"disable a key into a disabled section", "[s]\n#[t]\n#j=1\nk=1\n",
+       Disable({"s", "k"}), Code::kMalformed, 2,
+       "the key would be in this disabled section"},
+      {"enable a section above keys of another", "[s]\n#[t]\n#j=1\n\nk=1\n",
+       Enable({"t"}), Code::kMalformed, 5,
+       "this key would be in the enabled section"},
+  };
+  CheckRefusals(cases);
+}
+
+// The other lines of a text with an unclosed header can be edited.
+TEST(IniDocumentEditTest, EditsBesideAnUnclosedHeader) {
+  const std::string text = "[s]\nk=1\n[open\nj=2\n[t]\nl=3\n";
+  const ChangeCase cases[] = {
+      {"set", text, Set({"t", "l"}, "4"), "[s]\nk=1\n[open\nj=2\n[t]\nl=4\n"},
+      {"disable", text, Disable({"s"}), "#[s]\n#k=1\n[open\nj=2\n[t]\nl=3\n"},
+      {"delete", text, Delete({"t"}), "[s]\nk=1\n[open\nj=2\n"},
+  };
+  CheckChanges(cases);
+  const RefusalCase refusals[] = {
+      {"its keys", text, Delete({"open", "j"}), Code::kNoSection},
+      {"not of the section above", text, Delete({"s", "j"}), Code::kNoKey},
+  };
+  CheckRefusals(refusals);
+}
+
+}  // namespace
+}  // namespace fairlead::internal
