@@ -248,14 +248,11 @@ constexpr int kProcesses = 8;
 constexpr int kEditsOfProcess = 200;
 
 // Edits in child processes. Returns whether all succeeded.
-bool EditInProcesses(const std::string& path, bool in_place) {
+bool EditInProcesses(const std::string& path, const FileEditOptions& options) {
   for (int i = 0; i < kProcesses; ++i) {
     if (fork() != 0) continue;
     for (int j = 0; j < kEditsOfProcess; ++j)
-      if (!EditFile(path, Appending("x"),
-                    {.in_place = in_place, .lock_limit = 60s})
-               .Succeeded())
-        _exit(1);
+      if (!EditFile(path, Appending("x"), options).Succeeded()) _exit(1);
     _exit(0);
   }
   int failures = 0;
@@ -271,9 +268,23 @@ TEST(EditLockTest, NoEditOfManyProcessesIsLost) {
   for (const bool in_place : kBothWays) {
     const TempFolder folder;
     const std::string path = folder.Path("f");
-    EXPECT_TRUE(EditInProcesses(path, in_place));
+    EXPECT_TRUE(
+        EditInProcesses(path, {.in_place = in_place, .lock_limit = 60s}));
     EXPECT_EQ(ReadFile(path), std::string(kProcesses * kEditsOfProcess, 'x'));
     EXPECT_EQ(FilesIn(folder), 1U);
+  }
+}
+
+TEST(EditLockTest, TheBackupIsThatOfTheLastOfManyEdits) {
+  for (const bool in_place : kBothWays) {
+    const TempFolder folder;
+    const std::string path = folder.Path("f");
+    EXPECT_TRUE(EditInProcesses(
+        path, {.in_place = in_place, .backup_suffix = "~", .lock_limit = 60s}));
+    constexpr int kAll = kProcesses * kEditsOfProcess;
+    EXPECT_EQ(ReadFile(path), std::string(kAll, 'x'));
+    EXPECT_EQ(ReadFile(path + "~"), std::string(kAll - 1, 'x'));
+    EXPECT_EQ(FilesIn(folder), 2U);
   }
 }
 

@@ -6,13 +6,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <thread>
 #include <utility>
 
 #include "fairlead/base/blocked_signals.h"
 #include "fairlead/base/descriptor.h"
 #include "fairlead/ini/edit_lock.h"
+#include "fairlead/ini/file_backup.h"
 #include "fairlead/ini/file_path.h"
 #include "fairlead/ini/file_results.h"
 #include "fairlead/ini/leftovers.h"
@@ -29,24 +32,76 @@ using std::chrono::milliseconds;
 constexpr milliseconds kPause{5};
 constexpr int kMaxRestarts = 100;  // Within the time limit, there is none.
 
-// Returns whether the path names the file, with the size and the timestamps
-// that it had then.
-bool IsUnchanged(const std::string& path, const struct stat& then) {
-  struct stat now = {};
-  const auto same = [](const timespec& a, const timespec& b) {
-    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-  };
+bool IsSame(const timespec& a, const timespec& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+// Returns whether the path names the file, with the size and the time of the
+// last write that it had then. `now` becomes its status.
+bool HasSameText(const std::string& path, const struct stat& then,
+                 struct stat& now) {
   return lstat(path.c_str(), &now) == 0 && now.st_dev == then.st_dev &&
          now.st_ino == then.st_ino && now.st_size == then.st_size &&
-         same(now.st_mtim, then.st_mtim) && same(now.st_ctim, then.st_ctim);
+         IsSame(now.st_mtim, then.st_mtim);
 }
+
+// Returns whether the attributes are the same too.
+bool IsUnchanged(const std::string& path, const struct stat& then) {
+  struct stat now = {};
+  return HasSameText(path, then, now) && IsSame(now.st_ctim, then.st_ctim);
+}
+
+// The new file of an edit, created when the first piece arrives: most edits
+// that change nothing pass none, and need no permission to write.
+class PendingFile {
+ public:
+  PendingFile(const std::string& path, const Descriptor* old,
+              const std::string& backup_suffix)
+      : path_(path),
+        backup_path_(BackupPath(path, backup_suffix)),
+        old_(old),
+        file_(path, old) {}
+
+  // Appends a piece. After a failure, does nothing.
+  void Write(std::string_view piece) {
+    Open();
+    if (result_.Succeeded()) result_ = file_.Write(piece);
+  }
+
+  // Completes the file. Returns the first failure.
+  FileResult Finish() {
+    Open();
+    return result_.Succeeded() ? file_.Finish() : result_;
+  }
+
+  FileResult Rename() { return file_.Rename(); }
+
+ private:
+  void Open() {
+    if (is_open_) return;
+    is_open_ = true;
+    if (old_ != nullptr) result_ = CheckHardLinks(*old_, path_, backup_path_);
+    if (!result_.Succeeded()) return;
+    blocked_.emplace(EndingSignals());
+    result_ = file_.Open();
+    if (!file_.IsHidden()) blocked_.reset();
+  }
+
+  const std::string& path_;
+  const std::string backup_path_;
+  const Descriptor* const old_;
+  std::optional<BlockedSignals> blocked_;  // While the file is hidden.
+  NewFile file_;
+  bool is_open_ = false;
+  FileResult result_;
+};
 
 // One edit of one file. The results have no path.
 class Edit {
  public:
-  Edit(const std::string& path, const FileChange& change,
+  Edit(const std::string& path, const FileRewrite& rewrite,
        const FileEditOptions& options)
-      : path_(path), change_(change), options_(options) {}
+      : path_(path), rewrite_(rewrite), options_(options) {}
 
   FileResult Run() {
     while (true) {
@@ -67,7 +122,13 @@ class Edit {
   std::optional<FileResult> Create();
   std::optional<FileResult> Replace(const Descriptor& file,
                                     const struct stat& then,
-                                    std::string_view text);
+                                    std::string old_text);
+  std::optional<FileResult> OverwriteBy(const Descriptor& file,
+                                        const struct stat& then,
+                                        std::string old_text);
+  template <typename Write>
+  std::optional<FileResult> Commit(const Descriptor& file,
+                                   const struct stat& then, const Write& write);
   std::optional<FileResult> StartOver(Obstacle obstacle);
   std::optional<FileResult> StartOverUnlocked(const EditLock& lock);
 
@@ -80,7 +141,7 @@ class Edit {
   FileResult Busy() const;
 
   const std::string& path_;
-  const FileChange& change_;
+  const FileRewrite& rewrite_;
   const FileEditOptions& options_;
   const Clock::time_point start_ = Clock::now();
   int restarts_ = 0;
@@ -143,38 +204,76 @@ std::optional<FileResult> Edit::EditLocked(const Descriptor& file) {
   if (fstat(file.number(), &then) == -1) return WriteResult(errno);
   if (!IsUnchanged(path_, then)) return StartOver(Obstacle::kChanged);
 
-  std::optional<std::string> old_text(std::in_place);
-  if (const int error = ReadToEnd(file.number(), *old_text))
+  std::string old_text;
+  if (const int error = ReadToEnd(file.number(), old_text))
     return Failed(FileError::kCannotRead, error);
-  const std::optional<std::string> new_text = change_(old_text);
-  if (!new_text || *new_text == *old_text) return FileResult();
-
-  if (!options_.in_place) return Replace(file, then, *new_text);
-  // Allocated first: after the last byte, no allocation may fail.
-  const std::string folder = FolderOf(path_);
+  // Otherwise the text may be a mixture.
   if (!IsUnchanged(path_, then)) return StartOver(Obstacle::kChanged);
-  FileResult result = Overwrite(file, *old_text, *new_text);
-  if (result.Succeeded()) RemoveLeftovers(folder, file);
-  return result;
+  return options_.in_place ? OverwriteBy(file, then, std::move(old_text))
+                           : Replace(file, then, std::move(old_text));
 }
 
 std::optional<FileResult> Edit::Replace(const Descriptor& file,
                                         const struct stat& then,
-                                        std::string_view text) {
-  const BlockedSignals blocked(EndingSignals());
-  NewFile replacement(path_, &file);
-  FileResult result = replacement.Create(text);
+                                        std::string old_text) {
+  PendingFile replacement(path_, &file, options_.backup_suffix);
+  const auto write = [&](std::string_view piece) { replacement.Write(piece); };
+  if (!rewrite_(std::move(old_text), write)) return FileResult();
+  FileResult result = replacement.Finish();
   if (!result.Succeeded()) return result;
+  return Commit(file, then, [&] { return replacement.Rename(); });
+}
+
+// The old text is read again when the caller's copy is gone.
+std::optional<FileResult> Edit::OverwriteBy(const Descriptor& file,
+                                            const struct stat& then,
+                                            std::string old_text) {
+  const std::size_t likely_size = old_text.size() + old_text.size() / 8;
+  std::string text;
+  const auto write = [&](std::string_view piece) {
+    if (text.empty()) text.reserve(std::max(likely_size, piece.size()));
+    text += piece;
+  };
+  if (!rewrite_(std::move(old_text), write)) return FileResult();
+
+  std::string old;
+  if (lseek(file.number(), 0, SEEK_SET) == -1)
+    return Failed(FileError::kCannotRead, errno);
+  if (const int error = ReadToEnd(file.number(), old))
+    return Failed(FileError::kCannotRead, error);
+  // Allocated first: after the last byte, no allocation may fail.
+  const std::string folder = FolderOf(path_);
+  return Commit(file, then, [&] {
+    FileResult result = Overwrite(file, old, text);
+    if (result.Succeeded()) RemoveLeftovers(folder, file);
+    return result;
+  });
+}
+
+// Makes the backup and calls `write`. A hard link changes the file's status,
+// but not its text.
+template <typename Write>
+std::optional<FileResult> Edit::Commit(const Descriptor& file,
+                                       const struct stat& then,
+                                       const Write& write) {
+  const BlockedSignals blocked(EndingSignals());
   if (!IsUnchanged(path_, then)) return StartOver(Obstacle::kChanged);
-  return replacement.Rename();
+  Backup backup(path_, options_.backup_suffix);
+  FileResult result = options_.in_place ? backup.Copy(file) : backup.Link(file);
+  struct stat now = {};
+  if (!HasSameText(path_, then, now)) return StartOver(Obstacle::kChanged);
+  if (result.Succeeded()) result = backup.Put();
+  if (!result.Succeeded()) return result;
+  result = write();
+  if (result.state != FileState::kOld) backup.Keep();
+  return result;
 }
 
 std::optional<FileResult> Edit::Create() {
-  const std::optional<std::string> text = change_(std::nullopt);
-  if (!text) return FileResult();
-  const BlockedSignals blocked(EndingSignals());
-  NewFile file(path_, nullptr);
-  FileResult result = file.Create(*text);
+  PendingFile file(path_, nullptr, "");
+  const auto write = [&](std::string_view piece) { file.Write(piece); };
+  if (!rewrite_(std::nullopt, write)) return FileResult();
+  FileResult result = file.Finish();
   if (result.Succeeded()) result = file.Rename();
   if (result.system_error == EEXIST) return StartOver(Obstacle::kChanged);
   return result;
@@ -227,15 +326,28 @@ FileContent ReadFile(const std::string& path) {
   return content;
 }
 
-FileResult EditFile(const std::string& path, const FileChange& change,
-                    const FileEditOptions& options) {
+FileResult RewriteFile(const std::string& path, const FileRewrite& rewrite,
+                       const FileEditOptions& options) {
   std::string target = path;
   const int error = internal::FollowLinks(target);
   FileResult result = error != 0
                           ? internal::Failed(FileError::kCannotRead, error)
-                          : internal::Edit(target, change, options).Run();
+                          : internal::Edit(target, rewrite, options).Run();
   result.path = std::move(target);
   return result;
+}
+
+FileResult EditFile(const std::string& path, const FileChange& change,
+                    const FileEditOptions& options) {
+  const auto rewrite = [&change](std::optional<std::string> old_text,
+                                 const PieceWriter& write) {
+    const std::optional<std::string> text = change(old_text);
+    if (!text || text == old_text) return false;
+    old_text.reset();  // In place, the new text is copied.
+    write(*text);
+    return true;
+  };
+  return RewriteFile(path, rewrite, options);
 }
 
 FileResult ReplaceFile(const std::string& path, std::string_view text,

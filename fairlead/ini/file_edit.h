@@ -16,9 +16,9 @@
 namespace fairlead {
 
 /// @file
-/// Edits of files, such as settings, by several processes at once. Unless a
-/// file is edited in place, its name refers at every moment to the complete old
-/// text or to the complete new one, after a crash or a power failure too.
+/// Edits of files, such as settings, by several processes at once. Unless
+/// edited in place, a file has the complete old text or the complete new one at
+/// every moment, after a crash or a power failure too.
 ///
 /// A new text is written to an unnamed file in the folder of the old one. It
 /// gets the owner, the access control list, the extended attributes and the
@@ -29,26 +29,26 @@ namespace fairlead {
 /// regular files are written; a pipe or a device is refused without waiting.
 ///
 /// @par Errors
-/// Every result is a value. Besides std::bad_alloc, and what the caller's own
-/// functions throw, there are no exceptions; the file is not changed then. A
-/// limit on file sizes (RLIMIT_FSIZE) is an error and raises no SIGXFSZ.
+/// Every result is a value. Only std::bad_alloc and what the caller's functions
+/// throw are exceptions; the file is not changed then. A limit on file sizes
+/// (RLIMIT_FSIZE) is an error and raises no SIGXFSZ.
 /// @par Signals
 /// SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGALRM are blocked in the calling
 /// thread while a file has a temporary name, `.fairlead.PID.N` or
 /// `.fairlead.lock`, in the folder; other threads must block them themselves.
 /// Only a process killed in that moment leaves such a file, which the next edit
 /// in that folder deletes. On a file system without unnamed files (O_TMPFILE)
-/// the new file has such a name from the beginning; EditFile() and
-/// ReplaceFile() then block the signals while they write, a ReplacementFile
-/// does not.
+/// the new file has such a name from the first piece on; edits then block the
+/// signals, a ReplacementFile does not. An edit in place blocks them while it
+/// copies the backup and writes.
 /// @par Threads and fork
 /// All functions may run in any thread, also for the same file; an object is
-/// for one thread. A forked child does not prolong the lock, and must leave the
-/// objects of its parent alone: a destructor would delete the parent's hidden
-/// file.
+/// for one thread. A forked child does not prolong the lock, and must not
+/// destroy its parent's objects: that would delete the parent's hidden file.
 /// @par Cost
-/// An edit reads the whole file and holds both texts in memory. One that writes
-/// waits for the disk twice and reads the names in the folder.
+/// EditFile() holds both texts in memory, RewriteFile() one. An edit that
+/// writes waits for the disk twice, or three times with a backup, and reads the
+/// folder.
 /// @par Example
 /// @code
 /// using namespace fairlead;
@@ -58,7 +58,6 @@ namespace fairlead {
 /// const FileResult edited = EditFile("seen.ini", add_line);
 /// if (!edited.Succeeded()) std::fputs(edited.Message().c_str(), stderr);
 /// // ReadFile("seen.ini").text.ends_with("seen=yes\n") == true
-/// // ReadFile("none.ini").result.Succeeded() == false
 /// @endcode
 
 /// Why a call failed.
@@ -66,9 +65,9 @@ enum class FileError : std::uint8_t {
   kNone,         ///< It succeeded.
   kCannotRead,   ///< The file or a symbolic link to it cannot be read.
   kCannotWrite,  ///< The file or its folder cannot be written.
-  /// The file cannot be replaced: another hard link, the owner, the access
-  /// control list or an attribute would be lost, or the folder does not allow
-  /// it. FileEditOptions::in_place has none of these limits.
+  /// The file can only be edited in place: to replace it would lose a hard
+  /// link, the owner, the access control list or an attribute, or the folder
+  /// forbids it.
   kOnlyInPlace,
   kBusy,  ///< Another edit did not end within the time limit.
 };
@@ -79,9 +78,7 @@ enum class FileState : std::uint8_t {
   /// The new text. If the call failed, the folder could not be synced, and a
   /// power failure may restore the old text.
   kNew,
-  /// Parts of both: writing in place failed, and restoring the old text failed
-  /// too.
-  kMixed,
+  kMixed,  ///< Parts of both: writing in place failed, and then restoring.
 };
 
 /// The result of an edit. A success with the state kOld means that there was
@@ -108,8 +105,8 @@ struct FileContent {
   FileResult result;  ///< Its `system_error` is ENOENT if there is no file.
 };
 
-/// Returns the bytes of a file of any type; a pipe is read when it is opened
-/// for writing, to its end. Copies the bytes of a regular file once.
+/// Returns the bytes of a file of any type, to its end; waits until a pipe is
+/// opened for writing. Allocates the size of a regular file once.
 FAIRLEAD_EXPORT FileContent ReadFile(const std::string& path);
 
 /// Returns the new text of a file, or nothing to leave the file alone. Gets the
@@ -119,21 +116,38 @@ FAIRLEAD_EXPORT FileContent ReadFile(const std::string& path);
 using FileChange = std::function<std::optional<std::string>(
     const std::optional<std::string>& old_text)>;
 
-/// How EditFile() writes, and how it waits for another edit of the file.
+/// Takes the next piece of a new text. Reports no failure: the edit does.
+using PieceWriter = std::function<void(std::string_view piece)>;
+
+/// A FileChange that may keep the old text, and passes the new one to `write`,
+/// in pieces of any size. Returns whether to write the file; false discards the
+/// pieces. Must call `write` in its own thread, before it returns.
+using FileRewrite = std::function<bool(std::optional<std::string> old_text,
+                                       const PieceWriter& write)>;
+
+/// How an edit writes, and how it waits for another edit of the file.
 struct FileEditOptions {
   /// Overwrites the file itself, which keeps all but its text. Space on the
   /// disk is reserved first, and the old text is restored if writing fails, but
   /// a process killed while writing leaves a mixture.
   bool in_place = false;
+  /// If not empty, an edit that writes keeps the old file, with its attributes,
+  /// at FileResult::path and this suffix, such as "~". An older backup is
+  /// replaced, but no folder, symbolic link or special file. If there can be no
+  /// backup, the edit fails and nothing is changed; if it fails later, it
+  /// restores the older backup. A new file has none.
+  ///
+  /// The backup is the old file itself, or a copy if editing in place or
+  /// without hard links. A process killed between the renames may leave it a
+  /// hard link of the file; edits with this suffix accept that.
+  std::string backup_suffix = {};
   std::chrono::milliseconds lock_limit{10'000};   ///< Then fails with kBusy.
   std::chrono::milliseconds notice_after{1'000};  ///< Then calls `on_wait`.
-  /// Called once if the edit has to wait. May be empty; if it throws, the edit
-  /// ends.
+  /// Called once if the edit has to wait; if it throws, the edit ends.
   std::function<void()> on_wait = {};
 };
 
-/// Edits a file, or creates it if it does not exist. Writes nothing if the text
-/// does not change.
+/// Edits a file, or creates it. Writes nothing if the text does not change.
 ///
 /// Locks the file against other edits, so that none is lost. A process that may
 /// only read the file cannot block an edit for longer than the time limit.
@@ -142,17 +156,25 @@ FAIRLEAD_EXPORT FileResult EditFile(const std::string& path,
                                     const FileChange& change,
                                     const FileEditOptions& options = {});
 
-/// Replaces the text of a file, or creates it: an EditFile() that does not
-/// depend on the old text.
+/// Edits a large file as EditFile() does, but passes the old text on without a
+/// copy, and the pieces to the new file. So an edit needs the memory of one
+/// text, and what `rewrite` needs. Writes the text even if it is equal.
+///
+/// In place, it needs one text more: the pieces are collected until `rewrite`
+/// returns, and then the old text is read again, in case writing fails.
+FAIRLEAD_EXPORT FileResult RewriteFile(const std::string& path,
+                                       const FileRewrite& rewrite,
+                                       const FileEditOptions& options = {});
+
+/// Replaces or creates a file: an EditFile() that ignores the old text.
 FAIRLEAD_EXPORT FileResult ReplaceFile(const std::string& path,
                                        std::string_view text,
                                        const FileEditOptions& options = {});
 
 /// A new text for a file, written in pieces. The old text, if any, stays until
-/// Commit(); without Commit(), the destructor discards the new one.
-///
-/// The old file need not be readable. It is not locked: an edit between the
-/// construction and Commit() is lost.
+/// Commit(); without it, the destructor discards the new one. The old file need
+/// not be readable. It is not locked: an edit between the construction and
+/// Commit() is lost.
 class FAIRLEAD_EXPORT ReplacementFile {
  public:
   /// Begins a new text for the file; result() has the error, if any.

@@ -1,182 +1,34 @@
 // Tests of edits in which a system call fails: whatever fails, the result says
 // truly which text the file has, and nothing else is left.
 
-// Hardened system headers define these calls inline.
-#undef _FORTIFY_SOURCE
-
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <sys/xattr.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
-#include <cstdarg>
 #include <cstddef>
+#include <filesystem>
 #include <functional>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
-#include "fairlead/ini/edit_testing.h"
-
-// Decides for each call whether it fails: returns the error, or 0.
-namespace {
-
-using Hook = std::function<int(std::string_view call, int fd)>;
-Hook* hook = nullptr;
-
-template <typename... Arguments>
-int Call(std::string_view name, int fd, long number, Arguments... arguments) {
-  const int error = hook != nullptr ? (*hook)(name, fd) : 0;
-  if (error == 0) return static_cast<int>(syscall(number, arguments...));
-  errno = error;
-  return -1;
-}
-
-}  // namespace
-
-extern "C" {
-
-int open(const char* path, int flags, ...) {
-  va_list rest;
-  va_start(rest, flags);
-  const mode_t mode = va_arg(rest, mode_t);
-  va_end(rest);
-  const bool unnamed = (flags & O_TMPFILE) == O_TMPFILE;
-  return Call(unnamed ? "O_TMPFILE" : "open", 3, SYS_openat, AT_FDCWD, path,
-              flags, mode);
-}
-
-int fcntl(int fd, int command, ...) {
-  va_list rest;
-  va_start(rest, command);
-  void* const argument = va_arg(rest, void*);
-  va_end(rest);
-  return Call("fcntl", 3, SYS_fcntl, fd, command, argument);
-}
-
-ssize_t read(int fd, void* data, std::size_t size) {
-  return Call("read", fd, SYS_read, fd, data, size);
-}
-
-ssize_t pwrite(int fd, const void* data, std::size_t size, off_t at) {
-  return Call("pwrite", fd, SYS_pwrite64, fd, data, size, at);
-}
-
-// Without waiting for the disk.
-int fsync(int fd) {
-  return Call("fsync", fd, SYS_fcntl, fd, F_GETFD) == -1 ? -1 : 0;
-}
-
-int ftruncate(int fd, off_t size) noexcept {
-  return Call("ftruncate", fd, SYS_ftruncate, fd, size);
-}
-
-int fallocate(int fd, int mode, off_t at, off_t size) {
-  return Call("fallocate", fd, SYS_fallocate, fd, mode, at, size);
-}
-
-int fchmod(int fd, mode_t mode) noexcept {
-  return Call("fchmod", fd, SYS_fchmod, fd, mode);
-}
-
-int fstat(int fd, struct stat* status) noexcept {
-  return Call("fstat", fd, SYS_fstat, fd, status);
-}
-
-ssize_t flistxattr(int fd, char* list, std::size_t size) noexcept {
-  return Call("flistxattr", fd, SYS_flistxattr, fd, list, size);
-}
-
-ssize_t readlinkat(int fd, const char* path, char* target,
-                   std::size_t size) noexcept {
-  return Call("readlinkat", fd, SYS_readlinkat, fd, path, target, size);
-}
-
-int linkat(int from_fd, const char* from, int to_fd, const char* to,
-           int flags) noexcept {
-  return Call("linkat", 3, SYS_linkat, from_fd, from, to_fd, to, flags);
-}
-
-int rename(const char* from, const char* to) noexcept {
-  return Call("rename", 3, SYS_rename, from, to);
-}
-
-int renameat2(int from_fd, const char* from, int to_fd, const char* to,
-              unsigned flags) noexcept {
-  return Call("renameat2", 3, SYS_renameat2, from_fd, from, to_fd, to, flags);
-}
-
-}  // extern "C"
+#include "fairlead/ini/edit_faults_testing.h"
 
 namespace fairlead::internal {
 namespace {
 
-// Installs a hook for a scope.
-class Hooked {
- public:
-  explicit Hooked(Hook call) : call_(std::move(call)) { hook = &call_; }
-  Hooked(const Hooked&) = delete;
-  Hooked& operator=(const Hooked&) = delete;
-  ~Hooked() { hook = nullptr; }
-
- private:
-  Hook call_;
-};
-
-constexpr std::string_view kCalls[] = {
-    "open",   "O_TMPFILE", "fcntl",      "read",       "pwrite",
-    "fsync",  "ftruncate", "fallocate",  "fchmod",     "fstat",
-    "linkat", "rename",    "flistxattr", "readlinkat", "renameat2"};
-
-constexpr char kOld[] = "old text\n";
-constexpr char kNew[] = "the new text\n";
-
-struct Way {
-  const char* name;
-  bool exists;       // The file, before.
-  bool has_unnamed;  // The file system has unnamed files.
-  FileResult (*write)(const std::string& path);
-};
-
-template <bool in_place>
-FileResult Replaced(const std::string& path) {
-  return ReplaceFile(path, kNew, {.in_place = in_place});
+bool IsInPlace(const Way& way) {
+  return way.write == Replaced<true> || way.write == Shortened ||
+         way.write == Rewritten<true> || way.write == WithBackup<true>;
 }
-
-FileResult Shortened(const std::string& path) {
-  return ReplaceFile(path, "s", {.in_place = true});
-}
-
-FileResult InPieces(const std::string& path) {
-  ReplacementFile file(path);
-  file.Write("the new ");
-  file.Write("text\n");
-  return file.Commit();
-}
-
-constexpr Way kWays[] = {
-    {"replace", true, true, Replaced<false>},
-    {"in place", true, true, Replaced<true>},
-    {"in place, shorter", true, true, Shortened},
-    {"create", false, true, Replaced<false>},
-    {"in pieces", true, true, InPieces},
-    {"create in pieces", false, true, InPieces},
-    {"replace by a hidden file", true, false, Replaced<false>},
-    {"create by a hidden file", false, false, Replaced<false>},
-    {"hidden, in pieces", true, false, InPieces},
-};
 
 struct Outcome {
   FileResult result;
   std::string text;
+  std::string backup;
+  nlink_t links;
   std::size_t files;
   int failed;  // How many calls.
 };
@@ -184,9 +36,7 @@ struct Outcome {
 // Fails the calls from number `first` to `last` of that name.
 Outcome RunFailing(const Way& way, std::string_view name, int error, int first,
                    int last) {
-  const TempFolder folder;
-  const std::string path = folder.Path("f");
-  if (way.exists) Put(folder, "f", kOld);
+  const Files files(way);
   int calls = 0;
   int failed = 0;
   FileResult result;
@@ -197,13 +47,10 @@ Outcome RunFailing(const Way& way, std::string_view name, int error, int first,
       ++failed;
       return error;
     });
-    result = way.write(path);
+    result = way.write(files.path());
   }
-  return {result, ReadFile(path), FilesIn(folder), failed};
-}
-
-std::string NewText(const Way& way) {
-  return way.write == Shortened ? "s" : kNew;
+  const nlink_t links = files.Count() == 0 ? 1 : files.Links();
+  return {result, files.Text(), files.Backup(), links, files.Count(), failed};
 }
 
 // Whatever a result says about the file must be true.
@@ -217,8 +64,12 @@ void ExpectTrue(const Way& way, const Outcome& outcome) {
   } else if (result.state == FileState::kOld) {
     EXPECT_EQ(outcome.text, way.exists ? kOld : "");
   }
-  const bool is_there = way.exists || result.state == FileState::kNew;
-  EXPECT_EQ(outcome.files, is_there ? 1U : 0U);
+  const bool is_new = result.state == FileState::kNew;
+  const std::string older = way.has_older ? kOlder : "";
+  EXPECT_EQ(outcome.backup, is_new && way.keeps_old ? kOld : older);
+  EXPECT_EQ(outcome.files, (way.exists || is_new ? 1U : 0U) +
+                               (outcome.backup.empty() ? 0U : 1U));
+  EXPECT_EQ(outcome.links, 1U);
   EXPECT_EQ(result.Message().empty(), result.Succeeded());
 }
 
@@ -265,7 +116,7 @@ TEST(FileEditFaultsTest, AnInterruptedCallIsRepeated) {
 TEST(FileEditFaultsTest, AFileSystemWithoutSyncIsNoError) {
   for (const Way& way : kWays) {
     SCOPED_TRACE(way.name);
-    const Outcome outcome = RunFailing(way, "fsync", EINVAL, 1, 2);
+    const Outcome outcome = RunFailing(way, "fsync", EINVAL, 1, 3);
     EXPECT_GT(outcome.failed, 0);
     EXPECT_EQ(outcome.result, kWritten);
     ExpectTrue(way, outcome);
@@ -275,9 +126,11 @@ TEST(FileEditFaultsTest, AFileSystemWithoutSyncIsNoError) {
 // The new text is there, and a caller can see it without reading the message.
 TEST(FileEditFaultsTest, AFolderThatCannotBeSyncedIsReported) {
   for (const Way& way : kWays) {
-    if (way.write == Replaced<true> || way.write == Shortened) continue;
+    if (IsInPlace(way)) continue;
     SCOPED_TRACE(way.name);
-    const Outcome outcome = RunFailing(way, "fsync", EIO, 2, 2);
+    const int last = way.keeps_old ? 3 : 2;
+    const Outcome outcome = RunFailing(way, "fsync", EIO, last, last);
+    ExpectTrue(way, outcome);
     EXPECT_EQ(outcome.result, (Expected{.error = FileError::kCannotWrite,
                                         .state = FileState::kNew,
                                         .system_error = EIO}));
@@ -297,6 +150,120 @@ TEST(FileEditFaultsTest, AnOldTextThatCannotBeRestoredIsReported) {
   EXPECT_EQ(outcome.result.reason,
             "Input/output error; restoring the old text failed too, and part "
             "of it may be lost: Input/output error");
+}
+
+// Then the backup is the only copy of the old text.
+TEST(FileEditFaultsTest, ABackupIsKeptIfTheOldTextCannotBeRestored) {
+  const Way way = {"", true, true, WithBackup<true>, true, true};
+  const Outcome outcome = RunFailing(way, "pwrite", EIO, 2, 3);
+  EXPECT_EQ(outcome.failed, 2);
+  EXPECT_EQ(outcome.result.state, FileState::kMixed);
+  EXPECT_EQ(outcome.backup, kOld);
+  EXPECT_EQ(outcome.files, 2U);
+}
+
+TEST(FileEditFaultsTest, ABackupThatCannotBeMadeIsReported) {
+  const Way way = {"", true, true, WithBackup<false>, true, true};
+  const Outcome outcome = RunFailing(way, "linkat", ENOSPC, 1, 1);
+  EXPECT_EQ(outcome.result, (Expected{.error = FileError::kCannotWrite,
+                                      .system_error = ENOSPC}));
+  EXPECT_EQ(outcome.result.Message(),
+            "cannot write '" + outcome.result.path + "': its backup '" +
+                outcome.result.path +
+                "~' cannot be made: No space left on device");
+}
+
+// The file is mounted alone.
+TEST(FileEditFaultsTest, AFileThatCannotBeLinkedBesideItselfMayBeOverwritten) {
+  const Way way = {"", true, true, WithBackup<false>, true, true};
+  EXPECT_EQ(
+      RunFailing(way, "linkat", EXDEV, 1, 1).result,
+      (Expected{.error = FileError::kOnlyInPlace, .system_error = EBUSY}));
+}
+
+TEST(FileEditFaultsTest, WithoutHardLinksTheBackupIsACopy) {
+  for (const int error : {EPERM, EMLINK, EOPNOTSUPP, ENOSYS})
+    for (const Way& way : kWays) {
+      if (!way.keeps_old || IsInPlace(way)) continue;
+      SCOPED_TRACE(testing::Message() << way.name << ", " << error);
+      const Outcome outcome = RunFailing(way, "linkat", error, 1, 1);
+      EXPECT_EQ(outcome.failed, 1);
+      EXPECT_EQ(outcome.result, kWritten);
+      ExpectTrue(way, outcome);
+    }
+}
+
+TEST(FileEditFaultsTest, AFileSystemThatCannotExchangeNamesKeepsABackup) {
+  for (const int error : {EINVAL, ENOSYS})
+    for (const Way& way : kWays) {
+      if (!way.keeps_old) continue;
+      SCOPED_TRACE(testing::Message() << way.name << ", " << error);
+      const Outcome outcome = RunFailing(way, "renameat2", error, 1, 1);
+      EXPECT_EQ(outcome.failed, 1);
+      EXPECT_EQ(outcome.result, kWritten);
+      ExpectTrue(way, outcome);
+    }
+}
+
+// rename(2) does nothing with two links of one file.
+TEST(FileEditFaultsTest, ALinkOfTheFileIsABackupWithoutExchangingNames) {
+  const TempFolder folder;
+  const std::string path = Put(folder, "f", kOld);
+  std::filesystem::create_hard_link(path, path + "~");
+  FileResult result;
+  {
+    const Hooked hooked([](std::string_view call, int) {
+      return call == "renameat2" ? EINVAL : 0;
+    });
+    result = WithBackup<false>(path);
+  }
+  EXPECT_EQ(result, kWritten);
+  EXPECT_EQ(ReadFile(path + "~"), kOld);
+  EXPECT_EQ(FilesIn(folder), 2U);
+}
+
+// Calls `act` while the first read of the folder's file is preceded by
+// `change`.
+void ChangeBeforeReading(const std::function<void()>& change,
+                         const std::function<void()>& act) {
+  int reads = 0;
+  const Hooked hooked([&](std::string_view call, int) {
+    if (call == "read" && ++reads == 1) change();
+    return 0;
+  });
+  act();
+}
+
+TEST(FileEditFaultsTest, AFileThatGrowsOrShrinksIsReadToItsNewEnd) {
+  for (const off_t size : {0, 1, 9, 10, 4096, 10'000}) {
+    const TempFolder folder;
+    const std::string path = Put(folder, "f", "old text\n");
+    FileContent content;
+    ChangeBeforeReading([&] { EXPECT_EQ(truncate(path.c_str(), size), 0); },
+                        [&] { content = fairlead::ReadFile(path); });
+    EXPECT_EQ(content.result, kUnchanged);
+    EXPECT_EQ(content.text, ReadFile(path));
+    EXPECT_EQ(content.text.size(), static_cast<std::size_t>(size));
+  }
+}
+
+TEST(FileEditFaultsTest, AFileThatChangesWhileReadIsReadAgain) {
+  for (const bool in_place : kBothWays) {
+    const TempFolder folder;
+    const std::string path = Put(folder, "f", "old text\n");
+    int calls = 0;
+    ChangeBeforeReading(
+        [&] { EXPECT_EQ(truncate(path.c_str(), 3), 0); },
+        [&] {
+          const auto append = [&](const std::optional<std::string>& old) {
+            ++calls;
+            return *old + " and new\n";
+          };
+          EXPECT_EQ(EditFile(path, append, {.in_place = in_place}), kWritten);
+        });
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(ReadFile(path), "old and new\n");
+  }
 }
 
 TEST(FileEditFaultsTest, SpaceReservedInVainIsFreed) {
@@ -348,70 +315,6 @@ TEST(FileEditFaultsTest, ALimitOnFileSizesIsAnErrorWithoutASignal) {
     EXPECT_EQ(ReadFile(path), kOld);
     EXPECT_EQ(FilesIn(folder), 1U);
   }
-}
-
-// In a child without standard streams, no call may be made with descriptor 0, 1
-// or 2.
-TEST(FileEditFaultsTest, NoFileIsDescriptor0Or1Or2) {
-  for (const Way& way : kWays) {
-    SCOPED_TRACE(way.name);
-    const TempFolder folder;
-    const std::string path = folder.Path("f");
-    if (way.exists) Put(folder, "f", kOld);
-    const pid_t child = fork();
-    if (child == 0) {
-      for (const int stream : {0, 1, 2}) close(stream);
-      const Hooked hooked([&](std::string_view call, int fd) {
-        if (call == "O_TMPFILE" && !way.has_unnamed) return EOPNOTSUPP;
-        if (fd <= STDERR_FILENO) _exit(2);
-        return 0;
-      });
-      if (!way.write(path).Succeeded()) _exit(3);
-      if (fairlead::ReadFile(path).text != NewText(way)) _exit(4);
-      for (const int stream : {0, 1, 2})
-        if (syscall(SYS_fcntl, stream, F_GETFD) != -1) _exit(5);
-      _exit(0);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(FilesIn(folder), 1U);
-  }
-}
-
-// Sends the signal within every call; returns whether the child was killed by
-// it at least once.
-TEST(FileEditFaultsTest, ASignalLeavesNothingBehind) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-    for (const Way& way : kWays) {
-      if (way.write == InPieces && !way.has_unnamed) continue;
-      int number = 1;
-      for (bool reached = true; reached; ++number) {
-        SCOPED_TRACE(testing::Message() << way.name << ": " << number);
-        const TempFolder folder;
-        const std::string path = folder.Path("f");
-        if (way.exists) Put(folder, "f", kOld);
-        const pid_t child = fork();
-        if (child == 0) {
-          int calls = 0;
-          const Hooked hooked([&](std::string_view call, int) {
-            if (++calls == number) raise(signal);
-            const bool fails = call == "O_TMPFILE" && !way.has_unnamed;
-            return fails ? EOPNOTSUPP : 0;
-          });
-          _exit(way.write(path).Succeeded() ? 0 : 1);
-        }
-        int status = -1;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        reached = WIFSIGNALED(status) && WTERMSIG(status) == signal;
-        EXPECT_TRUE(reached || status == 0);
-        const std::string text = ReadFile(path);
-        EXPECT_TRUE(text == NewText(way) || text == (way.exists ? kOld : ""))
-            << text;
-        EXPECT_LE(FilesIn(folder), 1U);
-      }
-      EXPECT_GT(number, 10);
-    }
 }
 
 }  // namespace

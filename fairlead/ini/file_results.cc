@@ -5,11 +5,8 @@
 #include <algorithm>
 #include <string_view>
 
-namespace fairlead {
-namespace {
+namespace fairlead::internal {
 
-// Returns the path between single quotes, with '?' for each control byte, which
-// a terminal might obey.
 std::string Quoted(std::string_view path) {
   std::string text;
   const auto is_control = [](unsigned char c) { return c < ' ' || c == 0x7F; };
@@ -17,7 +14,11 @@ std::string Quoted(std::string_view path) {
   return "'" + text + "'";
 }
 
-}  // namespace
+}  // namespace fairlead::internal
+
+namespace fairlead {
+
+using internal::Quoted;
 
 std::string FileResult::Message() const {
   const std::string file = Quoted(path);

@@ -4,6 +4,7 @@
 #define FAIRLEAD_INI_FILE_RESULTS_H_
 
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -15,6 +16,10 @@ namespace fairlead::internal {
 inline std::string ErrorText(int error) {
   return std::generic_category().message(error);
 }
+
+// Returns the path between single quotes, with '?' for each control byte, which
+// a terminal might obey.
+std::string Quoted(std::string_view path);
 
 // Returns a failure that left the old text. Its path is to be added.
 inline FileResult Failed(FileError error, int system_error,

@@ -112,6 +112,20 @@ const Writer kWriters[] = {
     {"ReplaceFile", [](auto& f) { ReplaceFile(f, kNew); }},
     {"ReplaceFile in place",
      [](auto& f) { ReplaceFile(f, kNew, {.in_place = true}); }},
+    {"ReplaceFile with a backup",
+     [](auto& f) { ReplaceFile(f, kNew, {.backup_suffix = "~"}); }},
+    {"ReplaceFile in place with a backup",
+     [](auto& f) {
+       ReplaceFile(f, kNew, {.in_place = true, .backup_suffix = "~"});
+     }},
+    {"RewriteFile",
+     [](auto& f) {
+       RewriteFile(f, [](const auto&, const PieceWriter& write) {
+         write(kNew);
+         write(kValue);
+         return true;
+       });
+     }},
     {"ReplacementFile",
      [](auto& f) {
        ReplacementFile file(f);

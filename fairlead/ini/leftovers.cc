@@ -43,21 +43,36 @@ pid_t CreatorOf(std::string_view name) {
 
 bool IsDead(pid_t process) { return kill(process, 0) == -1 && errno == ESRCH; }
 
-bool IsStale(const Descriptor& file, uid_t owner) {
+// The file that is edited, and its status.
+struct EditedFile {
+  const Descriptor& file;
+  struct stat status = {};
+};
+
+// Locks the file. A link of the edited file is locked by this edit.
+bool TryToLockHidden(const Descriptor& file, const struct stat& status,
+                     const EditedFile& edited) {
+  if (TryToLock(file) == 0) return true;
+  return status.st_dev == edited.status.st_dev &&
+         status.st_ino == edited.status.st_ino && TryToLock(edited.file) == 0;
+}
+
+bool IsStale(const Descriptor& file, const EditedFile& edited) {
   struct stat status = {};
   return file.IsOpen() && fstat(file.number(), &status) == 0 &&
          S_ISREG(status.st_mode) &&
-         (status.st_uid == geteuid() || status.st_uid == owner) &&
-         TryToLock(file) == 0;
+         (status.st_uid == geteuid() ||
+          status.st_uid == edited.status.st_uid) &&
+         TryToLockHidden(file, status, edited);
 }
 
 // Deletes the file while it is locked, so that no other process deletes a new
 // file of that name.
-void Remove(int folder, const char* name, uid_t owner) {
+void Remove(int folder, const char* name, const EditedFile& edited) {
   constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   const Descriptor file(MoveAboveStandardStreams(
       Uninterrupted([=] { return openat(folder, name, kFlags | O_CLOEXEC); })));
-  if (!IsStale(file, owner)) return;
+  if (!IsStale(file, edited)) return;
   unlinkat(folder, name, 0);
   Unlock(file);
 }
@@ -86,17 +101,15 @@ std::string HiddenPath(const std::string& folder, int number) {
 
 // Allocates no memory: the edit is done, and must not end in an exception.
 void RemoveLeftovers(const std::string& folder, const Descriptor& edited) {
-  struct stat status = {};
-  const uid_t owner =
-      fstat(edited.number(), &status) == 0 ? status.st_uid : geteuid();
+  EditedFile file{edited};
+  if (fstat(edited.number(), &file.status) == -1) return;
   const auto names = ReadableFolder(folder);
   if (names == nullptr) return;
   // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread has this folder.
   while (const dirent* const entry = readdir(names.get())) {
     const char* const name = &entry->d_name[0];
     const pid_t creator = CreatorOf(name);
-    if (creator != 0 && IsDead(creator))
-      Remove(dirfd(names.get()), name, owner);
+    if (creator != 0 && IsDead(creator)) Remove(dirfd(names.get()), name, file);
   }
 }
 

@@ -3,7 +3,9 @@
 #ifndef FAIRLEAD_INI_LEFTOVERS_H_
 #define FAIRLEAD_INI_LEFTOVERS_H_
 
+#include <cerrno>
 #include <string>
+#include <utility>
 
 #include "fairlead/base/descriptor.h"
 
@@ -13,15 +15,31 @@ namespace fairlead::internal {
 // with the ID of this process.
 std::string HiddenPath(const std::string& folder, int number);
 
+// Passes hidden paths in the folder to `create` until it does not return
+// EEXIST. Returns 0, with the path of the new file in `path`, or the error.
+template <typename Create>
+int CreateHidden(const std::string& folder, std::string& path,
+                 const Create& create) {
+  for (int number = 0;; ++number) {
+    std::string hidden = HiddenPath(folder, number);
+    const int error = create(hidden.c_str());
+    if (error == EEXIST) continue;
+    if (error == 0) path = std::move(hidden);
+    return error;
+  }
+}
+
 // Deletes the hidden files in the folder that no process uses and that belong
 // to this user or to the owner of `edited`. Skips what cannot be read or
 // deleted; reports no error, since the edit is already done.
 //
-// A process holds the lock of TryToLock() on its hidden file. A file is
-// deleted only if its lock is free and no process has the ID in its name. The
-// two checks together also protect the file of a process on another host or in
-// a container, and one on a file system without locks. If the process ID is in
-// use again, the file is kept.
+// A process holds the lock of TryToLock() on its hidden file. A hidden name may
+// be a link of `edited` itself, which was to become a backup: its lock counts
+// as free if the caller has it, or can get it. A file is deleted only if its
+// lock is free and no process has the ID in its name. The two checks together
+// also protect the file of a process on another host or in a container, and one
+// on a file system without locks. If the process ID is in use again, the file
+// is kept.
 void RemoveLeftovers(const std::string& folder, const Descriptor& edited);
 
 }  // namespace fairlead::internal

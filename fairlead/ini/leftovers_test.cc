@@ -75,6 +75,37 @@ TEST(LeftoversTest, EveryWritingEditDeletesThem) {
   }
 }
 
+// An edit that was killed while it made a backup leaves a hard link of the
+// file.
+TEST(LeftoversTest, DeletesAHiddenLinkOfTheEditedFile) {
+  const std::string dead = Hidden(DeadProcess(), "0");
+  for (const bool in_place : {false, true}) {
+    const TempFolder folder;
+    const std::string path = Put(folder, "f", "old\n");
+    fs::create_hard_link(path, folder.Path(dead));
+    EXPECT_EQ(SetNew(path, in_place), kWritten);
+    EXPECT_EQ(ReadFile(path), "new\n");
+    EXPECT_EQ(FilesIn(folder), 1U);
+  }
+  const TempFolder folder;
+  const std::string path = Put(folder, "f", "old\n");
+  fs::create_hard_link(path, folder.Path(dead));
+  EXPECT_EQ(ReplacementFile(path).Commit(), kWritten);
+  EXPECT_EQ(FilesIn(folder), 1U);
+}
+
+// The edit whose link it is may run on another host.
+TEST(LeftoversTest, KeepsAHiddenLinkOfAFileThatIsLocked) {
+  const TempFolder folder;
+  const std::string path = Put(folder, "f", "old\n");
+  fs::create_hard_link(path, folder.Path(Hidden(DeadProcess(), "0")));
+  const Descriptor other(open(path.c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(TryToLock(other), 0);
+  EXPECT_EQ(ReplacementFile(path).result(),
+            Expected{.error = FileError::kOnlyInPlace});
+  EXPECT_EQ(FilesIn(folder), 2U);
+}
+
 TEST(LeftoversTest, DeletesThoseOfTheOwnerOfTheEditedFile) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   const TempFolder folder;

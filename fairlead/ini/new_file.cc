@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <tuple>
 #include <utility>
@@ -23,11 +24,10 @@ namespace fairlead::internal {
 namespace {
 
 // Links an open file to a path, and returns 0 or the error.
-int Link(const Descriptor& file, const std::string& path) {
+int Link(const Descriptor& file, const char* path) {
   const std::string from = "/proc/self/fd/" + std::to_string(file.number());
   const int result = Uninterrupted([&] {
-    return linkat(AT_FDCWD, from.c_str(), AT_FDCWD, path.c_str(),
-                  AT_SYMLINK_FOLLOW);
+    return linkat(AT_FDCWD, from.c_str(), AT_FDCWD, path, AT_SYMLINK_FOLLOW);
   });
   return result == 0 ? 0 : errno;
 }
@@ -48,11 +48,33 @@ FileResult SyncFolder(const Descriptor& folder) {
   return result;
 }
 
+// What is written at once. A system call costs about as much as copying this
+// much.
+constexpr std::size_t kBufferSize = std::size_t{1} << 16;
+
 }  // namespace
 
 int Sync(const Descriptor& file) {
   const int result = Uninterrupted([&] { return fsync(file.number()); });
   return result == 0 || errno == EINVAL ? 0 : errno;
+}
+
+int OpenToSync(const std::string& path, Descriptor& folder) {
+  folder = OpenAboveStandardStreams(path.c_str(), O_RDONLY | O_DIRECTORY);
+  return folder.IsOpen() || errno == EACCES ? 0 : errno;
+}
+
+FileResult CheckHardLinks(const Descriptor& file, const std::string& path,
+                          const std::string& backup_path) {
+  struct stat status = {};
+  if (fstat(file.number(), &status) == -1) return WriteResult(errno);
+  if (status.st_nlink <= 1) return {};
+  RemoveLeftovers(FolderOf(path), file);
+  if (fstat(file.number(), &status) == -1) return WriteResult(errno);
+  const bool is_backup = !backup_path.empty() && IsAt(backup_path, file);
+  if (status.st_nlink <= (is_backup ? 2U : 1U)) return {};
+  return Failed(FileError::kOnlyInPlace, 0,
+                "it has several hard links, and only one would be changed");
 }
 
 NewFile::NewFile(const std::string& target, const Descriptor* old)
@@ -66,12 +88,6 @@ NewFile::~NewFile() {
 // A replacement for an old file is at first accessible to its owner only.
 FileResult NewFile::Open() {
   if (target_.empty()) return WriteResult(ENOENT);
-  struct stat status = {};
-  if (old_ != nullptr && fstat(old_->number(), &status) == -1)
-    return WriteResult(errno);
-  if (status.st_nlink > 1)
-    return Failed(FileError::kOnlyInPlace, 0,
-                  "it has several hard links, and only one would be changed");
   const mode_t mode = old_ != nullptr ? 0600 : 0666;
   if (const int error = OpenUnnamed(mode))
     return ReplaceResult(error, old_ != nullptr);
@@ -91,30 +107,46 @@ int NewFile::OpenUnnamed(mode_t mode) {
 }
 
 int NewFile::OpenHidden(mode_t mode) {
-  for (int number = 0;; ++number) {
-    std::string path = HiddenPath(folder_, number);
-    const int file = Uninterrupted([&] {
-      return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+  int file = -1;
+  const int error = CreateHidden(folder_, path_, [&](const char* path) {
+    file = Uninterrupted([=] {
+      return open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
     });
-    if (file == -1 && errno == EEXIST) continue;
-    if (file == -1) return errno;
-    path_ = std::move(path);
-    file_.Reset(MoveAboveStandardStreams(file));
-    return file_.IsOpen() ? 0 : errno;
-  }
+    return file == -1 ? errno : 0;
+  });
+  if (error != 0) return error;
+  file_.Reset(MoveAboveStandardStreams(file));
+  return file_.IsOpen() ? 0 : errno;
 }
 
 FileResult NewFile::Write(std::string_view text) {
+  if (buffer_.size() + text.size() <= kBufferSize) {
+    buffer_ += text;
+    return {};
+  }
+  int error = Flush();
+  if (error == 0) error = Append(text);
+  return WriteResult(error);
+}
+
+int NewFile::Flush() {
+  const int error = Append(buffer_);
+  buffer_.clear();
+  return error;
+}
+
+int NewFile::Append(std::string_view text) {
   const BlockedSignal limit(SIGXFSZ);
   const int error = WriteAllAt(file_.number(), text, size_);
   if (error == EFBIG) limit.Discard();
   size_ += static_cast<off_t>(text.size());
-  return WriteResult(error);
+  return error;
 }
 
 // Copies the attributes after the last write: writing clears the set-user-ID
 // bits.
 FileResult NewFile::Finish() {
+  if (const int error = Flush()) return WriteResult(error);
   if (old_ != nullptr) {
     FileResult result = CopyAttributes(*old_, file_);
     if (!result.Succeeded()) return result;
@@ -122,19 +154,18 @@ FileResult NewFile::Finish() {
   return WriteResult(Sync(file_));
 }
 
-FileResult NewFile::Create(std::string_view text) {
-  FileResult result = Open();
-  if (result.Succeeded()) result = Write(text);
-  return result.Succeeded() ? Finish() : result;
+int NewFile::Hide(std::string& path) {
+  if (path_.empty()) {
+    if (const int error = GiveHiddenName()) return error;
+  }
+  path = std::exchange(path_, {});
+  return 0;
 }
 
-// The folder is opened first, since the rename cannot be undone. A folder that
-// may not be read cannot be synced.
 FileResult NewFile::Rename() {
   const BlockedSignals blocked(EndingSignals());
-  const Descriptor folder =
-      OpenAboveStandardStreams(folder_.c_str(), O_RDONLY | O_DIRECTORY);
-  if (!folder.IsOpen() && errno != EACCES) return WriteResult(errno);
+  Descriptor folder;
+  if (const int error = OpenToSync(folder_, folder)) return WriteResult(error);
   const int error = old_ == nullptr ? RenameToNew() : RenameOverOld();
   if (error != 0) return ReplaceResult(error, old_ != nullptr);
   path_.clear();
@@ -144,7 +175,7 @@ FileResult NewFile::Rename() {
 
 // Renames to the target, unless a file with that name exists.
 int NewFile::RenameToNew() {
-  if (path_.empty()) return Link(file_, target_);
+  if (path_.empty()) return Link(file_, target_.c_str());
   int result = Uninterrupted([this] {
     return renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(),
                      RENAME_NOREPLACE);
@@ -169,13 +200,8 @@ int NewFile::RenameOverOld() {
 }
 
 int NewFile::GiveHiddenName() {
-  for (int number = 0;; ++number) {
-    std::string path = HiddenPath(folder_, number);
-    const int error = Link(file_, path);
-    if (error == EEXIST) continue;
-    if (error == 0) path_ = std::move(path);
-    return error;
-  }
+  return CreateHidden(folder_, path_,
+                      [this](const char* path) { return Link(file_, path); });
 }
 
 }  // namespace fairlead::internal

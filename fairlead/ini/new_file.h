@@ -17,6 +17,17 @@ namespace fairlead::internal {
 // error.
 int Sync(const Descriptor& file);
 
+// Opens a folder to sync it after a rename, which cannot be undone. A folder
+// that may not be read cannot be synced: then returns 0 and opens nothing.
+// Returns the error otherwise.
+int OpenToSync(const std::string& path, Descriptor& folder);
+
+// Fails if replacing the file would lose a hard link: if it has another name
+// than its path and that of its backup, which may be "". Deletes stale hidden
+// links first.
+FileResult CheckHardLinks(const Descriptor& file, const std::string& path,
+                          const std::string& backup_path);
+
 // An unnamed or hidden file in the target's folder, deleted by the destructor
 // unless it was renamed to the target.
 //
@@ -35,25 +46,30 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile();
 
-  // Fails also if the old file has several hard links, which a replacement
-  // would lose.
   FileResult Open();
 
-  // Appends the text.
+  // Appends the text. Collects short texts in a buffer, so a failure may be
+  // that of an earlier text.
   FileResult Write(std::string_view text);
 
   // Copies the attributes of the old file with CopyAttributes(), and syncs the
   // file.
   FileResult Finish();
 
-  // Does all of that, for a text in one piece.
-  FileResult Create(std::string_view text);
+  // Gives the file a hidden name, which the caller must rename or delete, with
+  // EndingSignals() blocked. Returns 0, with the name in `path`, or the error.
+  int Hide(std::string& path);
 
   // Renames the file to the target and syncs the folder. Fails with EEXIST if
   // there was no old file and another process created one.
   FileResult Rename();
 
+  // Returns whether the file has a hidden name.
+  bool IsHidden() const { return !path_.empty(); }
+
  private:
+  int Flush();
+  int Append(std::string_view text);
   int OpenUnnamed(mode_t mode);
   int OpenHidden(mode_t mode);
   int GiveHiddenName();
@@ -65,7 +81,8 @@ class NewFile {
   const Descriptor* const old_;
   std::string path_;  // The hidden path; "" while unnamed.
   Descriptor file_;
-  off_t size_ = 0;
+  std::string buffer_;
+  off_t size_ = 0;  // Of the file, without the buffer.
 };
 
 }  // namespace fairlead::internal

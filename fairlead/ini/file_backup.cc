@@ -1,0 +1,159 @@
+// Links or copies a file to its backup.
+
+#include "fairlead/ini/file_backup.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <string_view>
+#include <utility>
+
+#include "fairlead/ini/file_path.h"
+#include "fairlead/ini/file_results.h"
+#include "fairlead/ini/leftovers.h"
+
+namespace fairlead::internal {
+namespace {
+
+// The file has too many links, or the file system has none, or the system
+// forbids them for this file.
+bool MayBeCopied(int link_error) {
+  return link_error == EMLINK || link_error == EPERM ||
+         link_error == EOPNOTSUPP || link_error == ENOSYS;
+}
+
+bool CannotExchange(int error) {
+  return error == ENOENT || error == EINVAL || error == ENOSYS;
+}
+
+// Says in the reason which file the failure is about. Writing in place would
+// not help.
+FileResult BackupResult(FileResult result, const std::string& path) {
+  if (result.Succeeded()) return result;
+  result.error = FileError::kCannotWrite;
+  result.reason =
+      "its backup " + Quoted(path) + " cannot be made: " + result.reason;
+  return result;
+}
+
+FileResult CopyBytes(const Descriptor& from, NewFile& to) {
+  std::string buffer(std::size_t{1} << 16, '\0');
+  for (off_t at = 0;;) {
+    const ssize_t count = Uninterrupted(
+        [&] { return pread(from.number(), buffer.data(), buffer.size(), at); });
+    if (count == 0) return {};
+    if (count == -1) return WriteResult(errno);
+    FileResult result = to.Write(
+        std::string_view(buffer).substr(0, static_cast<std::size_t>(count)));
+    if (!result.Succeeded()) return result;
+    at += count;
+  }
+}
+
+}  // namespace
+
+std::string BackupPath(const std::string& path, const std::string& suffix) {
+  return suffix.empty() ? "" : path + suffix;
+}
+
+Backup::Backup(const std::string& path, const std::string& suffix)
+    : file_path_(path),
+      path_(BackupPath(path, suffix)),
+      folder_(FolderOf(path)) {}
+
+Backup::~Backup() {
+  if (is_exchanged_) {
+    Exchange();
+  } else if (is_put_) {
+    unlink(path_.c_str());
+  }
+  if (!hidden_.empty()) unlink(hidden_.c_str());
+}
+
+void Backup::Keep() { is_put_ = is_exchanged_ = false; }
+
+// A NUL would end the path early, at the file itself perhaps. A symbolic link
+// is not followed, and not replaced either: somebody wants it.
+FileResult Backup::CheckPath() const {
+  if (path_.find('\0') != std::string::npos) return WriteResult(EINVAL);
+  struct stat status = {};
+  if (lstat(path_.c_str(), &status) == -1)
+    return WriteResult(errno == ENOENT ? 0 : errno);
+  return S_ISREG(status.st_mode) ? FileResult() : NotRegular();
+}
+
+// A backup that is a link of the file already, such as that of an edit that was
+// killed, is as it should be; rename(2) would do nothing.
+//
+// In a folder like /tmp, a link of another user's file could be created but not
+// deleted. Such a file has been refused: its owner cannot be kept.
+FileResult Backup::Link(const Descriptor& file) {
+  if (path_.empty()) return {};
+  if (FileResult result = CheckPath(); !result.Succeeded())
+    return BackupResult(std::move(result), path_);
+  if (IsAt(path_, file)) return {};
+  const int error = CreateHidden(folder_, hidden_, [this](const char* hidden) {
+    const int result = Uninterrupted([&] {
+      return linkat(AT_FDCWD, file_path_.c_str(), AT_FDCWD, hidden, 0);
+    });
+    return result == 0 ? 0 : errno;
+  });
+  // The file is mounted alone.
+  if (error == EXDEV) return Failed(FileError::kOnlyInPlace, EBUSY);
+  return MayBeCopied(error) ? Copy(file)
+                            : BackupResult(WriteResult(error), path_);
+}
+
+FileResult Backup::Copy(const Descriptor& file) {
+  if (path_.empty()) return {};
+  FileResult result = CheckPath();
+  if (result.Succeeded()) result = CopyText(file);
+  return BackupResult(std::move(result), path_);
+}
+
+FileResult Backup::CopyText(const Descriptor& file) {
+  copy_.emplace(path_, &file);
+  FileResult result = copy_->Open();
+  if (result.Succeeded()) result = CopyBytes(file, *copy_);
+  if (result.Succeeded()) result = copy_->Finish();
+  if (result.Succeeded()) result = WriteResult(copy_->Hide(hidden_));
+  return result;
+}
+
+// The folder is synced before the old text is changed: until then, a power
+// failure must not take the backup.
+FileResult Backup::Put() {
+  if (hidden_.empty()) return {};
+  Descriptor folder;
+  int error = OpenToSync(folder_, folder);
+  if (error == 0) error = Rename();
+  if (error == 0 && folder.IsOpen()) error = Sync(folder);
+  return BackupResult(WriteResult(error), path_);
+}
+
+int Backup::Exchange() const {
+  const int result = Uninterrupted([this] {
+    return renameat2(AT_FDCWD, hidden_.c_str(), AT_FDCWD, path_.c_str(),
+                     RENAME_EXCHANGE);
+  });
+  return result == 0 ? 0 : errno;
+}
+
+// Some file systems cannot exchange names; then the older backup is lost here.
+int Backup::Rename() {
+  const int error = Exchange();
+  is_exchanged_ = error == 0;
+  if (!CannotExchange(error)) return error;
+  const int result =
+      Uninterrupted([this] { return rename(hidden_.c_str(), path_.c_str()); });
+  if (result == -1) return errno;
+  is_put_ = true;
+  hidden_.clear();
+  return 0;
+}
+
+}  // namespace fairlead::internal
