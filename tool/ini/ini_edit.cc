@@ -20,6 +20,29 @@
 namespace fairlead::tool::ini {
 namespace {
 
+constexpr std::string_view kRemedy = " (-inplace overwrites the file itself)";
+
+std::string BackupSuffix(const Arguments<kWritingFileUses>& arguments) {
+  const std::string suffix = arguments.Text(kBackup);
+  if (suffix.find('/') != std::string::npos)
+    throw Failure(kWrongUsage,
+                  Concat("-backup: ", Quoted(suffix), " contains a '/'"));
+  return suffix;
+}
+
+FileEditOptions OptionsOf(const Arguments<kWritingFileUses>& arguments) {
+  return {.in_place = arguments.Has(kInplace),
+          .backup_suffix = BackupSuffix(arguments),
+          .on_wait = [file = arguments.Text(kFile)] {
+            PrintNote("ini",
+                      Concat("waiting for another edit of ", Quoted(file)));
+          }};
+}
+
+bool IsPreview(const Arguments<kWritingFileUses>& arguments) {
+  return arguments.Has(kDryrun) || arguments.Has(kCheck);
+}
+
 // Shows what the edit would do, and writes nothing.
 ExitStatus Preview(const Arguments<kWritingFileUses>& arguments,
                    const Output& output, const TextEdit& edit) {
@@ -36,15 +59,9 @@ ExitStatus Preview(const Arguments<kWritingFileUses>& arguments,
 
 ExitStatus EditText(const Arguments<kWritingFileUses>& arguments,
                     const Output& output, const TextEdit& edit) {
-  if (arguments.Has(kDryrun) || arguments.Has(kCheck))
-    return Preview(arguments, output, edit);
-  const std::string file = arguments.Text(kFile);
-  const FileEditOptions options = {
-      .in_place = arguments.Has(kInplace), .on_wait = [&file] {
-        PrintNote("ini", Concat("waiting for another edit of ", Quoted(file)));
-      }};
-  Check(EditFile(file, edit, options),
-        " (-inplace overwrites the file itself)");
+  const FileEditOptions options = OptionsOf(arguments);
+  if (IsPreview(arguments)) return Preview(arguments, output, edit);
+  Check(EditFile(arguments.Text(kFile), edit, options), kRemedy);
   return kDone;
 }
 
@@ -53,13 +70,27 @@ ExitStatus EditDocument(const Arguments<kEditingUses>& arguments,
                         const Edit& edit) {
   const std::string file = arguments.Text(kFile);
   const IniReading reading = ReadingOf(arguments.Has(kRecords));
-  return EditText(
-      arguments, output, [&](const std::optional<std::string>& text) {
-        if (!text && missing == Missing::kFails) FailMissing(file);
-        IniDocument document = Parsed(text.value_or(""), file, reading);
-        edit(document);
-        return document.Text();
-      });
+  const auto edited = [&](std::optional<std::string> text) {
+    if (!text && missing == Missing::kFails) FailMissing(file);
+    IniDocument document = Parsed(std::move(text).value_or(""), file, reading);
+    edit(document);
+    return document;
+  };
+  if (IsPreview(arguments))
+    return EditText(arguments, output,
+                    [&](const std::optional<std::string>& text) {
+                      return edited(text).Text();
+                    });
+  const auto rewrite = [&](std::optional<std::string> text,
+                           const PieceWriter& write) {
+    const bool is_new = !text;
+    const IniDocument document = edited(std::move(text));
+    if (!is_new && !document.IsEdited()) return false;
+    document.ForEachPiece(write);
+    return true;
+  };
+  Check(RewriteFile(file, rewrite, OptionsOf(arguments)), kRemedy);
+  return kDone;
 }
 
 void FailMissing(const std::string& file) {

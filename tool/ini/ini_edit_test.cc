@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <string>
 #include <utility>
@@ -99,6 +100,25 @@ TEST_F(IniEditTest, CheckTellsWhetherTheEditWouldChangeTheFile) {
                             "-check", "-dryrun"});
   EXPECT_EQ(both.status, 1);
   EXPECT_THAT(both.output, HasSubstr("-x = 1\n+x = 2\n"));
+}
+
+TEST_F(IniEditTest, ABackupKeepsTheOldFile) {
+  Write("[a]\nx=1\n");
+  const std::string backup = Path() + ".bak";
+  const Words set = {"set", "-section", "a",    "-key",
+                     "x",   "-backup",  ".bak", "-value"};
+  Answer(set + Words{"1"});
+  EXPECT_NE(access(backup.c_str(), F_OK), 0);
+  EXPECT_THAT(Answer(set + Words{"2", "-dryrun"}), HasSubstr("+x=2"));
+  EXPECT_NE(access(backup.c_str(), F_OK), 0);
+  Answer(set + Words{"2"});
+  EXPECT_EQ(Text(), "[a]\nx=2\n");
+  EXPECT_EQ(ReadFile(backup), "[a]\nx=1\n");
+  Answer(set + Words{"3", "-inplace"});
+  EXPECT_EQ(Text(), "[a]\nx=3\n");
+  EXPECT_EQ(ReadFile(backup), "[a]\nx=2\n");
+  EXPECT_EQ(Refusal(2, {"delete", "-section", "a", "-backup", "/x"}),
+            "fairlead ini: -backup: '/x' contains a '/'\n");
 }
 
 TEST_F(IniEditTest, NormalizeWritesOneLayout) {
