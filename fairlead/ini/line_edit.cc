@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "fairlead/ini/ini_line.h"
 
@@ -58,7 +59,7 @@ std::size_t Nearest(const LineTable& lines, std::size_t line, LineKind kind) {
 // that value.
 std::string IndentationFor(const LineTable& lines, std::size_t line,
                            std::string indentation) {
-  return lines.CouldContinue(line) ? "" : indentation;
+  return lines.CouldContinue(line) ? std::string() : std::move(indentation);
 }
 
 bool IsBlankLine(const LineTable& lines, std::size_t line) {
@@ -232,8 +233,7 @@ IniResult ReplaceComments(LineTable& lines, const std::vector<std::size_t>& old,
                          [&](std::size_t at) { return lines.TextOf(at); }))
     return {.code = Code::kUnchanged};
   // The new ones first: without any, the line might continue the value above.
-  for (auto text = wanted->rbegin(); text != wanted->rend(); ++text)
-    lines.Insert(line, *text);
+  for (const std::string& text : *wanted) lines.Insert(line++, text);
   EraseLines(lines, old);
   return {};
 }

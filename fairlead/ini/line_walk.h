@@ -13,7 +13,7 @@
 
 namespace fairlead::internal {
 
-// What stands for the header of a section that has none.
+// In place of the header of a section that has none.
 inline constexpr std::size_t kTop = SIZE_MAX - 1;      // Before any header.
 inline constexpr std::size_t kNowhere = SIZE_MAX - 2;  // Below an unclosed one.
 
