@@ -55,7 +55,8 @@ struct IniPlace {
 };
 
 /// A header or a key, as IniDocument::begin() and Find() return it. The views
-/// are valid until the document is edited or destroyed.
+/// are valid until the document is destroyed or an edit is tried; an edit takes
+/// them as arguments.
 struct IniEntry {
   std::string_view section = {};
   std::string_view key = {};    ///< Empty for a header.
