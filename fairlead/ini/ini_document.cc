@@ -78,6 +78,22 @@ IniResult EditWith(LineTable& lines, Edit edit) {
           .reason = "a value above, ending with '\\', would continue here"};
 }
 
+// The same for new lines. Their text is copied, since it may be a part of the
+// document that the edit moves.
+template <typename Edit>
+IniResult EditNew(LineTable& lines, const IniName& name, std::string_view value,
+                  Edit edit) {
+  if (const auto fault = internal::NewKeyFault(Trimmed(name), value);
+      !fault.empty())
+    return Invalid(fault);
+  const std::string section(name.section);
+  const std::string key(TrimmedLine(name.key.value_or("")));
+  const std::string text(TrimmedLine(value));
+  IniName copy = {.section = section, .index = name.index};
+  if (name.key) copy.key = key;
+  return EditWith(lines, [&](auto editor) { return edit(editor, copy, text); });
+}
+
 // Returns the code for a section of which `header` is the first line.
 IniFound FoundAt(const LineTable& lines, std::size_t header, Code code) {
   if (header >= lines.size()) return {.code = code};
@@ -218,23 +234,18 @@ std::size_t IniDocument::UnclosedHeader() const {
 }
 
 IniResult IniDocument::Set(const IniName& name, std::string_view value) {
-  const IniName trimmed = Trimmed(name);
   if (!name.key) return Invalid("only a key has a value");
-  if (const auto fault = internal::NewKeyFault(trimmed, value); !fault.empty())
-    return Invalid(fault);
-  return EditWith(*lines_, [&](auto editor) {
-    return editor.Set(trimmed, TrimmedLine(value));
+  return EditNew(*lines_, name, value, [](auto editor, const auto&... line) {
+    return editor.Set(line...);
   });
 }
 
 IniResult IniDocument::Add(const IniName& name, std::string_view value,
                            const IniPlace& place) {
-  const IniName trimmed = Trimmed(name);
-  if (const auto fault = internal::NewKeyFault(trimmed, value); !fault.empty())
-    return Invalid(fault);
-  return EditWith(*lines_, [&](auto editor) {
-    return editor.Add(trimmed, TrimmedLine(value), place);
-  });
+  return EditNew(*lines_, name, value,
+                 [&place](auto editor, const auto&... line) {
+                   return editor.Add(line..., place);
+                 });
 }
 
 IniResult IniDocument::Delete(const IniName& name) {
@@ -260,9 +271,9 @@ IniResult IniDocument::Rename(const IniName& name, std::string_view new_name) {
   const std::string_view fault = name.key ? internal::KeyFault(new_name)
                                           : internal::SectionFault(new_name);
   if (!fault.empty()) return Invalid(fault);
-  return EditWith(*lines_, [&](auto editor) {
-    return editor.Rename(Trimmed(name), new_name);
-  });
+  const std::string copy(new_name);  // It may be a part of the text.
+  return EditWith(
+      *lines_, [&](auto editor) { return editor.Rename(Trimmed(name), copy); });
 }
 
 IniResult IniDocument::Comment(const IniName& name, std::string_view comments) {

@@ -55,7 +55,8 @@ struct IniPlace {
 };
 
 /// A header or a key, as IniDocument::begin() and Find() return it. The views
-/// are valid until the document is edited or destroyed.
+/// are valid until the document is destroyed or an edit is tried; an edit takes
+/// them as arguments.
 struct IniEntry {
   std::string_view section = {};
   std::string_view key = {};    ///< Empty for a header.
@@ -112,15 +113,18 @@ struct IniFound {
 /// state: file_edit.h replaces files.
 ///
 /// @par Edits
-/// Each returns what it did and is all or nothing. Names and values are trimmed
+/// Each returns what it did and is all or nothing. Keys and values are trimmed
 /// and must fit into a line, or the result is kInvalid. A value that continues
 /// on the next line (an indented line that is not an INI line) can be read only
-/// in part: changing, deleting or disabling it is kMalformed.
+/// in part: changing, deleting or disabling it is kMalformed. So is an edit
+/// that would change what another line means: that would make an indented line
+/// continue a value that ends with a backslash, or move keys into a section.
 /// @par Errors
 /// Throws std::bad_alloc, and std::length_error when a text and all its edits
 /// reach 4 GiB; the document is then unchanged. Nothing else.
 /// @par Thread safety
-/// A plain value: one thread per object, or any number of readers.
+/// A plain value: one thread per object, or any number of readers. One that was
+/// moved from can only be assigned to and destroyed.
 /// @par Cost
 /// The constructor reads the text once and takes 16 bytes per line besides. A
 /// search or an edit visits each line once or twice, in some three nanoseconds.
@@ -200,7 +204,8 @@ class FAIRLEAD_EXPORT IniDocument {
   IniResult Enable(const IniName& name);
 
   /// Puts a comment character before a key, or before the header and the keys
-  /// of a section.
+  /// of a section. In the live reading, kExists if a section of that name is
+  /// disabled already: Enable() would turn both on.
   /// @param mark `#` or `;`
   IniResult Disable(const IniName& name, char mark = '#');
 

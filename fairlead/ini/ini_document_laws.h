@@ -330,7 +330,8 @@ class DocumentLaws {
       back.section = step_.text;
     Expect(bool(after_.Find({.section = back.section, .key = back.key})),
            "rename, find");
-    if (!IsLive() || Count(before_) == 0) return;
+    if (!IsLive()) return;
+    if (step_.index == 0) Expect(!after_.Find(Name()), "rename, find the old");
     back.text = step_.key ? Stripped(*step_.key) : step_.section;
     back.index = 0;
     IniDocument again = after_;

@@ -323,5 +323,31 @@ TEST(IniDocumentTest, FindsWhatItWasGiven) {
               std::to_string(i * i));
 }
 
+// These words have the same hash.
+TEST(IniDocumentTest, ComparesNamesWithEqualHashes) {
+  const IniDocument document("[liquid]\nliquid=1\n");
+  EXPECT_EQ(document.Value("liquid", "liquid"), "1");
+  EXPECT_EQ(document.Find({"liquid", "costarring"}).code, Code::kNoKey);
+  EXPECT_EQ(document.Find({"costarring", "liquid"}).code, Code::kNoSection);
+}
+
+// Edits move the text that they have added.
+TEST(IniDocumentTest, TakesPartsOfItsText) {
+  const std::string value(1000, 'v');
+  for (const IniReading reading : kReadings) {
+    IniDocument document("", reading);
+    document.Set({"s", "k"}, value);
+    document.Set({"t", "j"}, *document.Value("s", "k"));
+    const IniEntry entry = document.Find({"s", "k"}).entry;
+    document.Set({entry.value, entry.value}, entry.value);
+    EXPECT_EQ(document.Value(value, value), value);
+    EXPECT_EQ(document.Value("t", "j"), value);
+  }
+  IniDocument document("k=1\nk=2\n");
+  document.Set({"", "j"}, value);
+  document.Rename({"", "k"}, *document.Value("", "j"));
+  EXPECT_EQ(document.Text(), value + "=1\n" + value + "=2\nj=" + value + '\n');
+}
+
 }  // namespace
 }  // namespace fairlead::internal

@@ -189,16 +189,18 @@ IniResult LiveEditor::Delete(const IniName& name) {
   if (keys.empty()) return {.code = WhyMissing(lines_, name)};
   if (const IniResult result = CheckValueEnds(keys); !result.IsOk())
     return result;
-  for (auto key = keys.rbegin(); key != keys.rend(); ++key)
-    lines_.Erase(CommentsBegin(lines_, *key), *key + 1);
+  std::vector<std::size_t> gone;
+  for (const std::size_t key : keys)
+    for (std::size_t line = CommentsBegin(lines_, key); line <= key; ++line)
+      gone.push_back(line);
+  EraseLines(lines_, gone);
   return {};
 }
 
 IniResult LiveEditor::DeleteSection(std::string_view section) {
   const auto blocks = ActiveBlocks(lines_, section);
   if (blocks.empty()) return {.code = WhyMissing(lines_, {section})};
-  for (auto block = blocks.rbegin(); block != blocks.rend(); ++block)
-    DeleteBlock(*block);
+  for (std::size_t i = blocks.size(); i > 0; --i) DeleteBlock(blocks[i - 1]);
   return {};
 }
 

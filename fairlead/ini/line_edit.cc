@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "fairlead/ini/ini_line.h"
 
@@ -241,8 +242,7 @@ IniResult ReplaceComments(LineTable& lines, const std::vector<std::size_t>& old,
                          [&](std::size_t at) { return lines.TextOf(at); }))
     return {.code = Code::kUnchanged};
   // The new ones first: without any, the line might continue the value above.
-  for (auto text = wanted->rbegin(); text != wanted->rend(); ++text)
-    lines.Insert(line, *text);
+  for (const std::string& text : *wanted) lines.Insert(line++, text);
   EraseLines(lines, old);
   return {};
 }

@@ -131,15 +131,14 @@ void LineTable::Classify(std::size_t line) {
   entry.hash = HashOf(read.name);
 }
 
-// Classifies lines below a change: the value above them may end with a
-// backslash now, or no longer.
-void LineTable::ClassifyBelow(std::size_t line) {
-  for (; line < size(); ++line) {
-    const LineKind before = KindOf(line);
-    Classify(line);
-    if (KindOf(line) == before) return;
-    conflict_ = lines_[line].begin;
-  }
+// Finds a conflict with the line below a change: the value above it may end
+// with a backslash now, or no longer.
+void LineTable::CheckBelow(std::size_t line) {
+  if (line >= size()) return;
+  const Line before = lines_[line];
+  Classify(line);
+  if (KindOf(line) != before.kind) conflict_ = before.begin;
+  lines_[line] = before;
 }
 
 LineTable::Line LineTable::Added(std::string_view text) {
@@ -173,7 +172,7 @@ void LineTable::Insert(std::size_t line, std::string_view text) {
   Note(line, line, 1);
   lines_.insert(At(line), added);
   Classify(line);
-  ClassifyBelow(line + 1);
+  CheckBelow(line + 1);
 }
 
 void LineTable::Replace(std::size_t line, std::string_view text) {
@@ -184,13 +183,13 @@ void LineTable::Replace(std::size_t line, std::string_view text) {
   Classify(line);
   if ((KindOf(line) == LineKind::kOther) != (old.kind == LineKind::kOther))
     conflict_ = old.begin;
-  ClassifyBelow(line + 1);
+  CheckBelow(line + 1);
 }
 
 void LineTable::Erase(std::size_t begin, std::size_t end) {
   Note(begin, end, 0);
   lines_.erase(At(begin), At(end));
-  ClassifyBelow(begin);
+  CheckBelow(begin);
 }
 
 std::size_t LineTable::Keep() {
@@ -218,7 +217,6 @@ void LineTable::Undo() noexcept {
     lines_.erase(At(line + same), At(line + inserted));
     lines_.insert(At(line + same), rest, erased_.end());
     erased_.erase(old, erased_.end());
-    ClassifyBelow(line + erased);
   }
   erased_.clear();
   added_.resize(kept_);

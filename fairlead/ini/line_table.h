@@ -114,7 +114,7 @@ class LineTable {
   Line Added(std::string_view text);
   void Note(std::size_t begin, std::size_t end, std::size_t inserted);
   void Classify(std::size_t line);
-  void ClassifyBelow(std::size_t line);
+  void CheckBelow(std::size_t line);
 
   IniReading reading_;
   bool edited_ = false;
