@@ -56,7 +56,7 @@ if(FAIRLEAD_TOOL)
     DESTINATION ${FAIRLEAD_ZSH_COMPLETIONS} COMPONENT tool)
 endif()
 
-install(FILES README.md CHANGELOG.md LICENSE docs/ini-format.md
+install(FILES README.md CHANGELOG.md LICENSE docs/cookbook.md docs/ini-format.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT dev)
 

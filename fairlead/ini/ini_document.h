@@ -34,21 +34,24 @@ enum class IniReading {
 /// the keys before the first header.
 struct IniName {
   std::string_view section;
-  std::optional<std::string_view> key = {};  ///< Without blanks at its ends.
+  std::optional<std::string_view> key = {};  ///< Trimmed when it is used.
   /// Which of several keys of this name: 1 for the first. 0 for the one that
   /// counts; IniDocument::Delete(), Disable() and Rename() then edit them all
-  /// in the live reading.
+  /// in the live reading. Enable() counts the disabled keys there, all other
+  /// functions the active ones.
   std::size_t index = 0;
 };
 
 /// Where IniDocument::Add() puts a new line.
 struct IniPlace {
   enum class Where {
-    kDefault,  ///< At the end of the section or file; in the records reading,
-               ///< a key goes below its header.
-    kFirst,    ///< Below the header; a section before all others.
-    kBefore,   ///< Above `name` and the comments above that.
-    kAfter,    ///< Below `name`; a section below the lines of `name`.
+    /// A section goes to the end of the file. A key goes to the end of its
+    /// section, or below a disabled key of its name; in the records reading,
+    /// below the header of its section.
+    kDefault,
+    kFirst,   ///< Below the header; a section before all others.
+    kBefore,  ///< Above `name` and the comments above that.
+    kAfter,   ///< Below `name`; a section below the lines of `name`.
   };
   Where where = Where::kDefault;
   std::string_view name = {};  ///< A key of the same section, or a section.
@@ -60,10 +63,9 @@ struct IniPlace {
 struct IniEntry {
   std::string_view section = {};
   std::string_view key = {};    ///< Empty for a header.
-  std::string_view value = {};  ///< Without blanks at its ends.
-  char mark = ' ';  ///< The character that disables it; ' ' if it is active.
-  std::size_t line =
-      0;  ///< Its number, from 1; 0 for a section without header.
+  std::string_view value = {};  ///< Trimmed.
+  char mark = ' ';       ///< The character that disables it; ' ' if active.
+  std::size_t line = 0;  ///< From 1; 0 for a section without a header.
 
   bool IsHeader() const noexcept { return key.empty(); }
   bool IsDisabled() const noexcept { return mark != ' '; }
@@ -73,19 +75,20 @@ struct IniEntry {
 struct IniResult {
   enum class Code {
     kDone,       ///< Found; or the edit was made.
-    kUnchanged,  ///< The text is already as it was to become.
+    kUnchanged,  ///< The text was so already.
     kNoSection,  ///< The section does not exist.
     kNoKey,      ///< The section exists, but not the key, or not at this index.
     kDisabled,   ///< Only disabled ones exist. (Live reading.)
-    kExists,     ///< The new name exists already.
+    kExists,     ///< There is one of the new name already, in `line`.
     kNoHeader,   ///< The keys before the first header have none to edit.
-    kInvalid,    ///< A line cannot hold the text; `reason` says why.
-    kMalformed,  ///< The edit would have to change a line that it cannot.
+    kInvalid,    ///< A name or text does not fit into a line: see `reason`.
+    kMalformed,  ///< `line` does not allow the edit: see `reason`.
   };
   Code code = Code::kDone;
-  std::size_t line = 0;  ///< The line in the way, for kExists and kMalformed.
-  std::string_view reason = {};  ///< A static clause, such as
-                                 ///< "a key cannot contain '='".
+  std::size_t line = 0;  ///< For kExists and kMalformed, from 1; else 0.
+  /// For kInvalid and kMalformed, a static clause such as "a key cannot contain
+  /// '='"; else empty.
+  std::string_view reason = {};
 
   /// Returns whether the document is now as asked.
   bool IsOk() const noexcept {
@@ -105,20 +108,20 @@ struct IniFound {
 
 /// The text of an INI file. Edits keep every byte that they are not about:
 /// comments, blank lines, order, indentation, spaces around `=`, line ends, a
-/// byte order mark, and lines that are no INI.
+/// byte order mark, and lines that are neither comment, header nor key.
 ///
 /// Text() of an unedited document is the input, for any bytes. An edited line
 /// keeps its own indentation, spaces and line end; a new line takes those of
-/// its neighbours. Reads and writes no file, prints nothing and has no global
-/// state: file_edit.h replaces files.
+/// its neighbours. A document reads and writes no file (EditFile() does),
+/// prints nothing and has no global state.
 ///
 /// @par Edits
-/// Each returns what it did and is all or nothing. Keys and values are trimmed
-/// and must fit into a line, or the result is kInvalid. A value that continues
-/// on the next line (an indented line that is not an INI line) can be read only
-/// in part: changing, deleting or disabling it is kMalformed. So is an edit
-/// that would change what another line means: that would make an indented line
-/// continue a value that ends with a backslash, or move keys into a section.
+/// Each returns what it did, and changes nothing unless that is kDone. Keys and
+/// values are trimmed. In the live reading, an indented line that is neither
+/// comment, header nor key continues the value above it: such a value is read
+/// only up to there, and to set, delete or disable its key is kMalformed. So is
+/// an edit that would change what another line means: that would make an
+/// indented line continue a value, or move keys into another section.
 /// @par Errors
 /// Throws std::bad_alloc, and std::length_error when a text and all its edits
 /// reach 4 GiB; the document is then unchanged. Nothing else.
@@ -172,13 +175,12 @@ class FAIRLEAD_EXPORT IniDocument {
   std::optional<std::string_view> Value(std::string_view section,
                                         std::string_view key) const;
 
-  /// Returns the comment lines above an entry, with their newlines. In the live
-  /// reading, those without a blank line between; otherwise, all that follow
-  /// the previous entry.
+  /// Returns the comment lines above an entry, with their newlines: in the live
+  /// reading up to a blank line, in the records reading up to the entry above.
   std::string Comments(const IniEntry& entry) const;
 
-  /// Returns the lines of a section or key with their comments, as they are in
-  /// the text; "" if it is not found.
+  /// Returns the lines of a section or key and the comments above, as they are
+  /// in the text; "" if it is not found.
   std::string TextOf(const IniName& name) const;
 
   /// Returns the number of the first header without `]`, or 0. In the live
@@ -199,22 +201,25 @@ class FAIRLEAD_EXPORT IniDocument {
   /// Deletes a section or key and the comments above it.
   IniResult Delete(const IniName& name);
 
-  /// Turns a disabled key or section on. In the live reading, a section gets
-  /// back the bytes that it had before Disable().
+  /// Turns a disabled key or section on: in the live reading, its lines are
+  /// then as they were before Disable(). Does nothing, kUnchanged, if there is
+  /// an active one.
   IniResult Enable(const IniName& name);
 
   /// Puts a comment character before a key, or before the header and the keys
-  /// of a section. In the live reading, kExists if a section of that name is
-  /// disabled already: Enable() would turn both on.
-  /// @param mark `#` or `;`
+  /// of a section. In the live reading, a key of several words gets the other
+  /// character too, since its line would be prose with one; what is disabled
+  /// already gets one more, so that Enable() leaves it disabled; and a section
+  /// is kExists if a disabled one has its name.
+  /// @param mark `#` or `;`; else kInvalid
   IniResult Disable(const IniName& name, char mark = '#');
 
   /// Renames a key or section. kExists if there is one of the new name.
   IniResult Rename(const IniName& name, std::string_view new_name);
 
   /// Replaces the comment lines above a key or a header.
-  /// @param comments lines; "# " is put before one that is no comment. Empty to
-  ///     delete them.
+  /// @param comments lines; "# " is put before one that is not a comment. Empty
+  ///     to delete them. kInvalid if one would be a disabled key or header.
   IniResult Comment(const IniName& name, std::string_view comments);
 
  private:

@@ -23,11 +23,11 @@ struct IniRecords {
   /// The number, from 1, of the header without `]` that ended the reading; 0 if
   /// there is none. CIniFile::Load() would have thrown there.
   std::size_t unclosed_header = 0;
-  /// The number of the first line of which TextFromRecords() loses more than
-  /// its layout; 0 if there is none.
+  /// The number of the first line of which TextFromRecords() loses text, not
+  /// only blank lines and whitespace; 0 if there is none.
   std::size_t lossy_line = 0;
-  std::string_view loss =
-      {};  ///< A static clause: what is wrong with the line.
+  /// What is wrong with that line, a static clause; "" if there is none.
+  std::string_view loss = {};
 };
 
 /// Reads the records of a text; any bytes will do. Throws std::bad_alloc only.

@@ -112,6 +112,12 @@ TEST(HelpCommandTest, FitsATerminal) {
   }
 }
 
+TEST(HelpCommandTest, FillsTheLinesOfEachParagraph) {
+  EXPECT_THAT(Fairlead({"help", "ini"}).output,
+              HasSubstr("\nA line such as #key=value or ;key = value is a "
+                        "disabled key. Disabled keys and\n"));
+}
+
 TEST(HelpCommandTest, ListsEveryParameterAndExample) {
   for (const Command* const command : Commands()) {
     const std::string help = CommandHelp(*command);

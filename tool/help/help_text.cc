@@ -30,7 +30,11 @@ void AppendWrapped(std::string& lines, std::size_t margin,
       ++column;
     }
     lines += word;
-    column += word.size();
+    // A newline in the text begins a paragraph.
+    const std::size_t newline = word.rfind('\n');
+    column = newline == std::string_view::npos
+                 ? column + word.size()
+                 : margin + word.size() - newline - 1;
     text.remove_prefix(std::min(text.size(), word.size() + 1));
   }
   lines += '\n';

@@ -46,18 +46,19 @@ constinit const Command kIniCommand = {
     .description =
         "An edit keeps every byte of the file that it is not about: comments, "
         "blank lines, order, spaces around '=', line ends, a byte order mark, "
-        "and lines that are no INI. It writes a new file and replaces the old "
-        "one with it. Owner, mode, access control list and extended attributes "
-        "are kept; a symbolic link is kept and its target edited. If the edit "
-        "fails or is killed, the file is the old one or the new one. A killed "
-        "edit may leave a file .fairlead.PID.N beside it, which a later edit "
-        "deletes. An edit waits up to ten seconds for another one of the same "
-        "file; none is lost.\n"
+        "and lines that are neither comment, header nor key. It writes a new "
+        "file and replaces the old one with it. Owner, mode, access control "
+        "list and extended attributes are kept; a symbolic link is kept and "
+        "its target edited. If the edit fails or is killed, the file is the "
+        "old one or the new one. A killed edit may leave a file "
+        ".fairlead.PID.N beside it, which a later edit deletes. An edit waits "
+        "up to ten seconds for another one of the same file; none is lost.\n"
         "A line such as #key=value or ;key = value is a disabled key. Disabled "
-        "keys and sections have no effect and are not found: see -disabled. "
-        "Other comments are only comments. Names are case-sensitive. If a key "
-        "occurs several times, the last one counts; sections of the same name "
-        "are one.",
+        "keys and sections have no effect and are not found, except with "
+        "-disabled. Other comments are only comments. Names are "
+        "case-sensitive. If a key occurs several times, the last one counts. "
+        "Sections of the same name are one section. With -records, a file is "
+        "read as the library's CIniFile reads it.",
     .examples = ini::kExamples,
     .statuses = ini::kStatuses,
     .subcommands = ini::kSubcommands,

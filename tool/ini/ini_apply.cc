@@ -29,12 +29,13 @@ enum class DiffFormat { kAsText, kAsScript };
 constexpr auto kDiffFormats = std::to_array<Choice>({
     {DiffFormat::kAsText, "text",
      "lines of - or +, section, key and value with TABs between"},
-    {DiffFormat::kAsScript, "script", "the edits that 'ini apply' needs"},
+    {DiffFormat::kAsScript, "script",
+     "edits for 'ini apply' that give FILE the keys of OTHER"},
 });
 constexpr Parameter kDiffFormat = {.name = "format",
                                    .kind = Kind::kChoice,
                                    .group = Group::kOutput,
-                                   .help = "the lines that differ, or a script",
+                                   .help = "the keys that differ, or a script",
                                    .choices = kDiffFormats,
                                    .fallback = "text"};
 
@@ -185,11 +186,11 @@ constinit const Command kApply = {
         "Each line of the script is an edit, as the subcommands of these "
         "names make it: set SECTION KEY VALUE, add SECTION [KEY VALUE], delete "
         "SECTION [KEY], enable SECTION [KEY], disable SECTION [KEY], comment "
-        "SECTION [KEY] TEXT, rename SECTION [KEY] NEW. Words with spaces, and "
-        "empty ones, are put in single or double quotes; in double quotes, "
-        "\\\" \\\\ \\n and \\t are escapes. Empty lines and lines that begin "
-        "with '#' or ';' are skipped. If an edit fails, none is made, and its "
-        "line is reported. Creates the file if it does not exist.",
+        "SECTION [KEY] TEXT, rename SECTION [KEY] NEW. A name or text that is "
+        "empty or contains spaces is put in single or double quotes; in double "
+        "quotes, \\\" \\\\ \\n and \\t are escapes. Empty lines and lines that "
+        "begin with '#' or ';' are skipped. If an edit fails, none is made, "
+        "and its line is reported. Creates the file if it does not exist.",
     .action = ActionOf<kApplyUses, Apply>(),
     .examples = kApplyExamples,
     .statuses = kApplyStatuses,
@@ -199,8 +200,8 @@ constinit const Command kDiff = {
     .parent = &kIniCommand,
     .summary = "print the keys that differ between two files",
     .description =
-        "Compares sections, keys and values. Order, comments and layout do not "
-        "matter.",
+        "Compares the keys that count, and their values. Order, comments, "
+        "layout and sections without keys do not matter.",
     .action = ActionOf<kDiffUses, Diff>(),
     .examples = kDiffExamples,
     .statuses = kDiffStatuses,
@@ -210,8 +211,8 @@ constinit const Command kMerge = {
     .parent = &kIniCommand,
     .summary = "set the keys of another file",
     .description =
-        "Sets every key of the other file, as 'set' does. Other keys stay. "
-        "Creates the file if it does not exist.",
+        "Sets every key that counts in the other file, as 'set' does. Other "
+        "keys stay. Creates the file if it does not exist.",
     .action = ActionOf<kMergeUses, Merge>(),
     .examples = kMergeExamples,
     .statuses = kMergeStatuses,

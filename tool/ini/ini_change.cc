@@ -208,9 +208,18 @@ constexpr auto kSetStatuses = EditStatuses(
 constexpr auto kPlaceStatuses = EditStatuses(
     "the section or the key does not exist, or is disabled; with -check: the "
     "edit would change the file");
+constexpr auto kDeleteStatuses = EditStatuses(
+    "the section or the key does not exist, or is disabled; with -check, which "
+    "accepts one that does not exist: the edit would change the file");
+constexpr auto kEnableStatuses = EditStatuses(
+    "the section or the key does not exist, or the key is in a disabled "
+    "section; with -check: the edit would change the file");
+constexpr auto kDisableStatuses = EditStatuses(
+    "the section or the key does not exist, or there is also a disabled "
+    "section of the name; with -check: the edit would change the file");
 constexpr auto kAddStatuses = EditStatuses(
-    "the section or the key exists already, or there is none of the -before or "
-    "-after; with -check: the edit would change the file");
+    "the section or the key exists already, or the one that -before or -after "
+    "names does not; with -check: the edit would change the file");
 constexpr auto kRenameStatuses = EditStatuses(
     "the old name does not exist, or the new one does; with -check: the edit "
     "would change the file");
@@ -256,8 +265,10 @@ constinit const Command kSet = {
     .summary = "set the value of a key",
     .description =
         "Sets the value. Creates the file, the section and the key if they do "
-        "not exist; a new key is the last of its section. A key that is only "
-        "disabled stays so: an active line is added below it.",
+        "not exist. A new key is the last of its section, but a key that is "
+        "disabled stays so and an active line is added below it. With "
+        "-records, a new key is the first of its section, and a disabled key "
+        "gets the value and stays disabled.",
     .action = ActionOf<kSetUses, Set>(),
     .examples = kSetExamples,
     .statuses = kSetStatuses,
@@ -267,8 +278,9 @@ constinit const Command kAdd = {
     .parent = &kIniCommand,
     .summary = "add a section or a key that does not exist",
     .description =
-        "Adds the section, or with -key and -value the key. Creates the file "
-        "if it does not exist.",
+        "Adds the section, or with -key and -value the key. Without -before or "
+        "-after, a section goes to the end of the file, and a key where 'set' "
+        "puts a new one. Creates the file if it does not exist.",
     .action = ActionOf<kAddUses, Add>(),
     .examples = kAddExamples,
     .statuses = kAddStatuses,
@@ -279,10 +291,11 @@ constinit const Command kDelete = {
     .summary = "delete a section or a key",
     .description =
         "Deletes the section, or with -key the key, and the comments right "
-        "above it. Without -index, every key of that name is deleted.",
+        "above it. Without -index, every key of that name is deleted (with "
+        "-records, the first).",
     .action = ActionOf<kPlainUses, Delete>(),
     .examples = kDeleteExamples,
-    .statuses = kPlaceStatuses,
+    .statuses = kDeleteStatuses,
 };
 constinit const Command kEnable = {
     .name = "enable",
@@ -291,10 +304,11 @@ constinit const Command kEnable = {
     .description =
         "Removes the comment character from the line of the key, or from the "
         "lines of a disabled section: the file is then as it was before "
-        "'disable'. Does nothing if there is an active one.",
+        "'disable'. Does nothing if there is an active one. -index counts the "
+        "disabled keys.",
     .action = ActionOf<kPlainUses, Enable>(),
     .examples = kEnableExamples,
-    .statuses = kPlaceStatuses,
+    .statuses = kEnableStatuses,
 };
 constinit const Command kDisable = {
     .name = "disable",
@@ -302,11 +316,13 @@ constinit const Command kDisable = {
     .summary = "put a comment character before a section or a key",
     .description =
         "Puts the comment character before the line of the key, or before the "
-        "lines of the section. A line that is disabled already gets one more, "
-        "so that 'enable' leaves it so.",
+        "lines of the section, and the other one too before a key of several "
+        "words. In a section, a line that is disabled already gets one more, "
+        "so that 'enable' leaves it disabled. Without -index, every key of "
+        "that name is disabled (with -records, the first).",
     .action = ActionOf<kDisableUses, Disable>(),
     .examples = kDisableExamples,
-    .statuses = kPlaceStatuses,
+    .statuses = kDisableStatuses,
 };
 constinit const Command kComment = {
     .name = "comment",
@@ -314,7 +330,7 @@ constinit const Command kComment = {
     .summary = "set the comment above a section or a key",
     .description =
         "Writes comment lines above the header of the section, or with -key "
-        "above the key. They replace existing ones.",
+        "above the key. They replace those right above it.",
     .action = ActionOf<kCommentUses, Comment>(),
     .examples = kCommentExamples,
     .statuses = kPlaceStatuses,
@@ -325,7 +341,8 @@ constinit const Command kRename = {
     .summary = "rename a section or a key",
     .description =
         "Renames the section, or with -key the key. The new name must not "
-        "exist.",
+        "exist. Without -index, every key of that name is renamed (with "
+        "-records, the first).",
     .action = ActionOf<kRenameUses, Rename>(),
     .examples = kRenameExamples,
     .statuses = kRenameStatuses,

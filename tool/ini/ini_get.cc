@@ -116,7 +116,9 @@ constinit const Command kGet = {
     .name = "get",
     .parent = &kIniCommand,
     .summary = "print the value of a key",
-    .description = "Prints the value of the key.",
+    .description =
+        "Prints the value of the key; of several keys of this name, the last "
+        "one's.",
     .action = ActionOf<kGetUses, Get>(),
     .examples = kGetExamples,
     .statuses = kGetStatuses,
@@ -126,7 +128,8 @@ constinit const Command kHas = {
     .parent = &kIniCommand,
     .summary = "return by exit status whether a section or a key exists",
     .description =
-        "Prints nothing, but a message for one that is only disabled.",
+        "Prints nothing. Only for one that is disabled, there is a message on "
+        "standard error.",
     .action = ActionOf<kHasUses, Has>(),
     .examples = kHasExamples,
     .statuses = kHasStatuses,

@@ -210,12 +210,13 @@ constinit const Command kList = {
     .parent = &kIniCommand,
     .summary = "print the section, key and value of every key",
     .description =
-        "Prints every key of the file, or of the section. JSON also has the "
-        "comments, the line and whether a key is disabled. The format assign "
+        "Prints every key of the file, or of the section, in the order of the "
+        "file. JSON also has the comments, the line and whether a key is "
+        "disabled. The format assign "
         "prints KEY='VALUE' for the keys of a -section, else "
         "SECTION_KEY='VALUE', with '_' for what a variable's name cannot "
-        "contain; it refuses keys that would set a variable that shells use, "
-        "such as PATH.",
+        "contain. It prints nothing, status 3, if a key would set a variable "
+        "that shells use, such as PATH, or two keys the same variable.",
     .action = ActionOf<kListUses, List>(),
     .examples = kListExamples,
     .statuses = kReadStatuses,
@@ -224,7 +225,7 @@ constinit const Command kSections = {
     .name = "sections",
     .parent = &kIniCommand,
     .summary = "print the names of the sections",
-    .description = "Prints the names in the order of the file.",
+    .description = "Prints the names of the headers, in the order of the file.",
     .action = ActionOf<kSectionsUses, Sections>(),
     .examples = kSectionsExamples,
     .statuses = kSectionsStatuses,
@@ -242,7 +243,9 @@ constinit const Command kShow = {
     .name = "show",
     .parent = &kIniCommand,
     .summary = "print the lines of a file, a section or a key",
-    .description = "Prints the lines as they are, with the comments above.",
+    .description =
+        "Prints the lines as they are, with the comments above. JSON has the "
+        "headers too, and what is disabled.",
     .action = ActionOf<kShowUses, Show>(),
     .examples = kShowExamples,
     .statuses = kReadStatuses,

@@ -37,22 +37,22 @@ inline constexpr Parameter kIndex = {
     .kind = Kind::kNumber,
     .group = Group::kWhere,
     .help =
-        "the Nth of several keys of this name; the default is the last, "
-        "which most programs use",
+        "the Nth of several keys of this name; the default is the one that "
+        "counts",
     .range = {.least = 1, .most = INT_MAX}};
 inline constexpr Parameter kRecords = {
     .name = "records",
     .kind = Kind::kSwitch,
     .group = Group::kWhere,
     .help =
-        "read the file as the library's record store does: disabled keys "
-        "and headers count like active ones, and of several keys the "
-        "first one"};
+        "read the file as the library's CIniFile does: disabled keys and "
+        "headers count like active ones, and of several keys of one name the "
+        "first one counts"};
 inline constexpr Parameter kDisabled = {
     .name = "disabled",
     .kind = Kind::kSwitch,
     .group = Group::kWhere,
-    .help = "also what is disabled by a comment character"};
+    .help = "also find what is disabled by a comment character"};
 
 inline constexpr Parameter kValue = {
     .name = "value",
@@ -81,8 +81,8 @@ inline constexpr Parameter kText = {
     .kind = Kind::kText,
     .group = Group::kWhat,
     .help =
-        "the comment lines, which replace existing ones; '# ' is added to a "
-        "line without a comment character"};
+        "the comment lines, '' for none; '# ' is added to a line without a "
+        "comment character"};
 inline constexpr Parameter kChar = {
     .name = "char",
     .placeholder = "C",
@@ -177,8 +177,8 @@ inline constexpr Parameter kCheck = {
     .kind = Kind::kSwitch,
     .group = Group::kOutput,
     .help =
-        "write nothing; exit with 0 if the file is so already, and with 1 "
-        "if the edit would change it"};
+        "write nothing; exit with 0 if there is nothing to change, and with 1 "
+        "if the edit would change the file"};
 inline constexpr Parameter kInplace = {
     .name = "inplace",
     .kind = Kind::kSwitch,

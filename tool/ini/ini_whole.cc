@@ -100,9 +100,11 @@ constinit const Command kNormalize = {
     .parent = &kIniCommand,
     .summary = "write every line in the same layout",
     .description =
-        "Removes blank lines, spaces around '=' and the CR of CR LF, and moves "
-        "comments right above their key. A file of which other text would be "
-        "lost is left unchanged, and the line is reported.",
+        "Writes the file as the library's CIniFile does, but keeps comments at "
+        "the end and a byte order mark. Removes blank lines, and whitespace at "
+        "both ends of a line (also the CR of CR LF), around '=' and, in a line "
+        "with '=' or '[', after the comment character. A file of which other "
+        "text would be lost is left unchanged, and the line is reported.",
     .action = ActionOf<kWritingFileUses, Normalize>(),
     .examples = kNormalizeExamples,
     .statuses = kNormalizeStatuses,
