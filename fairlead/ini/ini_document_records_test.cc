@@ -141,10 +141,8 @@ TEST(IniDocumentRecordsTest, ReturnsWhyNothingChanges) {
       {"disable with the same", "#k=1\n", Disable({"", "k"}), Code::kUnchanged},
       {"rename to one that is disabled", "k=1\n#n=2\n", Rename({"", "k"}, "n"),
        Code::kExists, 2},
-      {"rename the first keys", "k=1\n", Rename({""}, "n"), Code::kInvalid, 0,
-       "the keys before the first header have no header"},
-      {"comment the first keys", "k=1\n", Comment({""}, "n"), Code::kInvalid, 0,
-       "the keys before the first header have no header"},
+      {"rename the first keys", "k=1\n", Rename({""}, "n"), Code::kNoHeader},
+      {"comment the first keys", "k=1\n", Comment({""}, "n"), Code::kNoHeader},
       {"comment with =", "k=1\n", Comment({"", "k"}, "it is a = b"),
        Code::kInvalid, 0,
        "a comment cannot contain '[' or '=': its line would be read as a "

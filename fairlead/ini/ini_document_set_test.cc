@@ -207,8 +207,7 @@ TEST(IniDocumentSetTest, RefusesWhatALineCannotHold) {
       {"a section", "[s]\n", Set({"s"}, "1"), Code::kInvalid, 0,
        "only a key has a value"},
       {"a section above the first keys", "k=1\n[s]\n",
-       Add({"u"}, "", {Where::kBefore, ""}), Code::kInvalid, 0,
-       "the keys before the first header have no header"},
+       Add({"u"}, "", {Where::kBefore, ""}), Code::kNoHeader},
   };
   CheckRefusals(cases);
 }

@@ -17,9 +17,9 @@ namespace fairlead {
 
 // Found by argument-dependent lookup.
 inline void PrintTo(IniResult::Code code, std::ostream* out) {
-  constexpr std::string_view kNames[] = {"kDone",    "kUnchanged", "kNoSection",
-                                         "kNoKey",   "kDisabled",  "kExists",
-                                         "kInvalid", "kMalformed"};
+  constexpr std::string_view kNames[] = {
+      "kDone",   "kUnchanged", "kNoSection", "kNoKey",    "kDisabled",
+      "kExists", "kNoHeader",  "kInvalid",   "kMalformed"};
   *out << kNames[static_cast<std::size_t>(code)];
 }
 
