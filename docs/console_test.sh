@@ -1,8 +1,8 @@
 #!/bin/sh
 # Runs the shell sessions that a page shows, its "console" blocks, in order and
 # in one folder, and compares what they print with the page. A line that begins
-# with "$ " is a command, one with "> " continues it. The indented block below
-# "The file `NAME`" is written to that file first.
+# with "$ " is a command; those right below it that begin with "> " continue it.
+# The indented block below "The file `NAME`" is written to that file first.
 # usage: console_test.sh PAGE TOOL
 set -eu
 page=$(realpath "$1")
@@ -34,8 +34,9 @@ awk -v folder="$folder" '
   /^```$/        { if (inside) finish(); inside = 0; next }
   !inside        { next }
   { print > (folder "/expected") }
-  /^\$ /         { finish(); shown = $0; command = substr($0, 3); next }
-  /^> /          { shown = shown "\n" $0; command = command "\n" substr($0, 3) }
+  /^\$ /         { finish(); shown = $0; command = substr($0, 3); open = 1; next }
+  /^> / && open  { shown = shown "\n" $0; command = command "\n" substr($0, 3); next }
+  { open = 0 }
 ' "$page" >"$folder/script"
 
 [ -s "$folder/expected" ] || { echo "$1 shows no session" >&2; exit 1; }

@@ -119,9 +119,10 @@ using FileChange = std::function<std::optional<std::string>(
 /// Takes the next piece of a new text. Reports no failure: the edit does.
 using PieceWriter = std::function<void(std::string_view piece)>;
 
-/// A FileChange that may keep the old text, and passes the new one to `write`,
-/// in pieces of any size. Returns whether to write the file; false discards the
-/// pieces. Must call `write` in its own thread, before it returns.
+/// Gets the old text of a file as its own, or nothing if there is no file, and
+/// passes the new one to `write`, in pieces of any size. Returns whether to
+/// write the file; false discards the pieces. Otherwise like a FileChange. Must
+/// call `write` in the thread that called it, before it returns.
 using FileRewrite = std::function<bool(std::optional<std::string> old_text,
                                        const PieceWriter& write)>;
 
@@ -132,10 +133,10 @@ struct FileEditOptions {
   /// a process killed while writing leaves a mixture.
   bool in_place = false;
   /// If not empty, an edit that writes keeps the old file, with its attributes,
-  /// at FileResult::path and this suffix, such as "~". An older backup is
-  /// replaced, but no folder, symbolic link or special file. If there can be no
-  /// backup, the edit fails and nothing is changed; if it fails later, it
-  /// restores the older backup. A new file has none.
+  /// at FileResult::path and this suffix, such as "~". Only a regular file of
+  /// that name is replaced, as the older backup. If there can be no backup, the
+  /// edit fails and nothing is changed; if it fails later, it restores the
+  /// older backup. A file that did not exist has none.
   ///
   /// The backup is the old file itself, or a copy if editing in place or
   /// without hard links. A process killed between the renames may leave it a
