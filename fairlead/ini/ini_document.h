@@ -114,8 +114,9 @@ struct IniFound {
 /// @par Edits
 /// Each returns what it did and is all or nothing. Names and values are trimmed
 /// and must fit into a line, or the result is kInvalid. A value that continues
-/// on the next line (an indented line that is not an INI line) can be read only
-/// in part: changing, deleting or disabling it is kMalformed.
+/// on the next line (an indented line that is not an INI line), also below
+/// blank lines and comments, can be read only in part: changing, deleting or
+/// disabling it is kMalformed.
 /// @par Errors
 /// Throws std::bad_alloc, and std::length_error when a text and all its edits
 /// reach 4 GiB; the document is then unchanged. Nothing else.
