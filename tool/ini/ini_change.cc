@@ -172,10 +172,16 @@ char CommentCharacter(const std::string& name) {
 ExitStatus Disable(const Arguments<kDisableUses>& arguments,
                    const Output& output) {
   const char mark = CommentCharacter(arguments.Text(kChar));
-  return EditPlace(arguments, output,
-                   [mark](IniDocument& document, const IniName& name) {
-                     return document.Disable(name, mark);
-                   });
+  return EditPlace(
+      arguments, output, [&](IniDocument& document, const IniName& name) {
+        const IniResult result = document.Disable(name, mark);
+        if (result.code == Code::kExists)
+          throw Failure(kAnswerIsNo,
+                        Concat("line ", result.line, " is a disabled section ",
+                               Quoted(name.section),
+                               ", which 'enable' would turn on as well"));
+        return result;
+      });
 }
 
 ExitStatus Comment(const Arguments<kCommentUses>& arguments,
@@ -208,6 +214,9 @@ constexpr auto kSetStatuses = EditStatuses(
 constexpr auto kPlaceStatuses = EditStatuses(
     "the section or the key does not exist, or is disabled; with -check: the "
     "edit would change the file");
+constexpr auto kDisableStatuses = EditStatuses(
+    "the section or the key does not exist, or a disabled section of that name "
+    "does; with -check: the edit would change the file");
 constexpr auto kAddStatuses = EditStatuses(
     "the section or the key exists already, or there is none of the -before or "
     "-after; with -check: the edit would change the file");
@@ -306,7 +315,7 @@ constinit const Command kDisable = {
         "so that 'enable' leaves it so.",
     .action = ActionOf<kDisableUses, Disable>(),
     .examples = kDisableExamples,
-    .statuses = kPlaceStatuses,
+    .statuses = kDisableStatuses,
 };
 constinit const Command kComment = {
     .name = "comment",
