@@ -148,8 +148,9 @@ void AppendRecord(const LineTable& lines, std::size_t line,
   for (const std::size_t comment : internal::CommentsOf(lines, line))
     all.push_back(comment);
   all.push_back(line);
-  while (lines.reading() == IniReading::kLive && lines.Continues(++line))
-    all.push_back(line);
+  std::size_t end = 0;
+  while ((end = lines.ContinuationAt(line + 1)) != internal::kNoLine)
+    while (line < end) all.push_back(++line);
 }
 
 // Returns the lines that the name is about, in the order of the text.

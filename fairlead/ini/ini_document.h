@@ -118,10 +118,11 @@ struct IniFound {
 /// @par Edits
 /// Each returns what it did, and changes nothing unless that is kDone. Keys and
 /// values are trimmed. In the live reading, an indented line that is neither
-/// comment, header nor key continues the value above it: such a value is read
-/// only up to there, and to set, delete or disable its key is kMalformed. So is
-/// an edit that would change what another line means: that would make an
-/// indented line continue a value, or move keys into another section.
+/// comment, header nor key continues the value above it, also below blank lines
+/// and comments: such a value is read only up to there, and to set, delete or
+/// disable its key is kMalformed. So is an edit that would change what another
+/// line means: that would make an indented line continue a value, or move keys
+/// into another section.
 /// @par Errors
 /// Throws std::bad_alloc, and std::length_error when a text and all its edits
 /// reach 4 GiB; the document is then unchanged. Nothing else.

@@ -269,6 +269,8 @@ TEST(IniDocumentTest, ReturnsTheTextOfARecord) {
   EXPECT_EQ(live.TextOf({"s", "k"}), "k=4");
   EXPECT_EQ(live.TextOf({"s"}), "[s]\n# b\nk=2\n\nj=3\n# c\n[s]\nk=4");
   EXPECT_EQ(live.TextOf({"x"}), "");
+  EXPECT_EQ(IniDocument("k=\n\n# a\n  more\n# b\nj=1\n").TextOf({"", "k"}),
+            "k=\n\n# a\n  more\n");
   EXPECT_EQ(live.TextOf({"s", "x"}), "");
   const IniDocument records(text, IniReading::kRecords);
   EXPECT_EQ(records.TextOf({"s", "k"}), "# b\nk=2\n");

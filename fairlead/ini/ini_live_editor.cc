@@ -52,7 +52,8 @@ std::size_t EndOfTop(const LineTable& lines) {
 
 // Returns the first line from `line` on that would not continue a value above.
 std::size_t EndOfValue(const LineTable& lines, std::size_t line) {
-  while (lines.Continues(line)) ++line;
+  std::size_t next = line;
+  while ((next = lines.ContinuationAt(line)) != kNoLine) line = next + 1;
   return line;
 }
 

@@ -151,9 +151,10 @@ std::size_t PlaceOf(std::size_t index, std::size_t count,
 }
 
 IniResult CheckValueEnd(const LineTable& lines, std::size_t line) {
-  if (!lines.Continues(line + 1)) return {};
+  const std::size_t next = lines.ContinuationAt(line + 1);
+  if (next == kNoLine) return {};
   return {.code = Code::kMalformed,
-          .line = line + 2,
+          .line = next + 1,
           .reason = "the value continues on this line"};
 }
 

@@ -28,11 +28,11 @@ std::string_view NewKeyFault(const IniName& name, std::string_view value);
 std::size_t PlaceOf(std::size_t index, std::size_t count,
                     std::size_t by_default);
 
-// Returns kMalformed if the value of the key continues on the next line.
+// Returns kMalformed if the value of the key continues below its line.
 IniResult CheckValueEnd(const LineTable& lines, std::size_t line);
 
-// Sets the value of the key in a line. kMalformed if the value continues on the
-// next line.
+// Sets the value of the key in a line. kMalformed if the value continues
+// below it.
 IniResult SetValueAt(LineTable& lines, std::size_t line,
                      std::string_view value);
 

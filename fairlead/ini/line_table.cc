@@ -100,9 +100,17 @@ std::size_t LineTable::TextSize() const {
   return size;
 }
 
-bool LineTable::Continues(std::size_t line) const {
-  return reading_ == IniReading::kLive && line < size() &&
-         KindOf(line) == LineKind::kOther && IsIndented(TextOf(line));
+std::size_t LineTable::ContinuationAt(std::size_t line) const {
+  if (reading_ == IniReading::kRecords) return kNoLine;
+  const auto is_between = [this](std::size_t at) {
+    const LineKind kind = KindOf(at);
+    return kind == LineKind::kBlank || kind == LineKind::kComment ||
+           IsDisabled(at);
+  };
+  while (line < size() && is_between(line)) ++line;
+  const bool continues = line < size() && KindOf(line) == LineKind::kOther &&
+                         IsIndented(TextOf(line));
+  return continues ? line : kNoLine;
 }
 
 bool LineTable::CouldContinue(std::size_t line) const {

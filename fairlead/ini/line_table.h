@@ -45,9 +45,10 @@ class LineTable {
   std::string_view TextOf(std::size_t line) const;
   // Reads a line again: the table keeps only its kind.
   IniLine Read(std::size_t line) const;
-  // Returns whether the line, which is below a key or another such line,
-  // continues its value: the value is more than the line of the key holds.
-  bool Continues(std::size_t line) const;
+  // Returns the line that continues the value of a key above `line`, which is
+  // there or below blank lines and comments; kNoLine if the value is all in the
+  // key's line.
+  std::size_t ContinuationAt(std::size_t line) const;
   // Returns whether an indented line inserted here could continue the value
   // above it, which ends with a backslash.
   bool CouldContinue(std::size_t line) const;

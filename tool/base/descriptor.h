@@ -1,9 +1,13 @@
-// A descriptor that is closed at the end of its scope.
+// Opens files, and closes descriptors at the end of their scope.
 
 #ifndef FAIRLEAD_TOOL_BASE_DESCRIPTOR_H_
 #define FAIRLEAD_TOOL_BASE_DESCRIPTOR_H_
 
+#include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 namespace fairlead::tool {
 
@@ -23,6 +27,15 @@ class Descriptor {
  private:
   const int number_;
 };
+
+/// Opens a file as open() does, again if a signal interrupts the call.
+inline int OpenUninterrupted(const char* path, int flags, mode_t mode = 0) {
+  int descriptor = -1;
+  do {
+    descriptor = open(path, flags | O_CLOEXEC, mode);
+  } while (descriptor == -1 && errno == EINTR);
+  return descriptor;
+}
 
 }  // namespace fairlead::tool
 

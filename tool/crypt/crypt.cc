@@ -56,9 +56,10 @@ class Source {
   explicit Source(const Arguments& arguments)
       : name_(arguments.Has(kStdin) ? "standard input"
                                     : Quoted(arguments.Text(kFile))),
-        file_(arguments.Has(kStdin)
-                  ? dup(STDIN_FILENO)
-                  : open(arguments.Text(kFile).c_str(), O_RDONLY | O_CLOEXEC)) {
+        file_(
+            arguments.Has(kStdin)
+                ? dup(STDIN_FILENO)
+                : OpenUninterrupted(arguments.Text(kFile).c_str(), O_RDONLY)) {
     if (!file_.IsOpen() || fstat(file_.number(), &status_) == -1)
       throw Failure(kCannotRead,
                     Concat("cannot open ", name_, ": ", Reason(errno)));

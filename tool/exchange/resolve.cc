@@ -45,6 +45,7 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kDone, "success"},
     {kWrongUsage, "wrong usage"},
     {kNotResolved, "the host name was not resolved"},
+    {kNotConnected, "the thread for the time limit could not be started"},
     {kCannotWrite, "standard output cannot be written"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},

@@ -172,10 +172,16 @@ char CommentCharacter(const std::string& name) {
 ExitStatus Disable(const Arguments<kDisableUses>& arguments,
                    const Output& output) {
   const char mark = CommentCharacter(arguments.Text(kChar));
-  return EditPlace(arguments, output,
-                   [mark](IniDocument& document, const IniName& name) {
-                     return document.Disable(name, mark);
-                   });
+  return EditPlace(
+      arguments, output, [&](IniDocument& document, const IniName& name) {
+        const IniResult result = document.Disable(name, mark);
+        if (result.code == Code::kExists)
+          throw Failure(kAnswerIsNo,
+                        Concat("line ", result.line, " is a disabled section ",
+                               Quoted(name.section),
+                               ", which 'enable' would turn on as well"));
+        return result;
+      });
 }
 
 ExitStatus Comment(const Arguments<kCommentUses>& arguments,

@@ -3,8 +3,10 @@
 #include "tool/ini/ini_edit.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "fairlead/ini/file_edit.h"
@@ -47,7 +49,7 @@ bool IsPreview(const Arguments<kWritingFileUses>& arguments) {
 ExitStatus Preview(const Arguments<kWritingFileUses>& arguments,
                    const Output& output, const TextEdit& edit) {
   const std::string file = arguments.Text(kFile);
-  const std::optional<std::string> text = ReadFileIfAny(file);
+  const std::optional<std::string> text = TextToPreview(file);
   const std::string changed = edit(text);
   if (arguments.Has(kDryrun))
     Print(output, Format::kTextLines,
@@ -91,6 +93,14 @@ ExitStatus EditDocument(const Arguments<kEditingUses>& arguments,
   };
   Check(RewriteFile(file, rewrite, OptionsOf(arguments)), kRemedy);
   return kDone;
+}
+
+std::optional<std::string> TextToPreview(const std::string& file) {
+  std::error_code unknown;
+  if (std::filesystem::is_other(std::filesystem::status(file, unknown)))
+    throw Failure(kCannotWrite, Concat("cannot write ", Quoted(file),
+                                       ": it is not a regular file"));
+  return ReadFileIfAny(file);
 }
 
 void FailMissing(const std::string& file) {

@@ -38,6 +38,13 @@ using TextEdit =
 ExitStatus EditText(const Arguments<kWritingFileUses>& arguments,
                     const Output& output, const TextEdit& edit);
 
+/// Returns the text that an edit would change, or nothing if there is no file.
+/// Does not read a pipe or a device, which may have no end.
+///
+/// @throws Failure with kCannotWrite if it is not a regular file, as EditText()
+///     does; kCannotRead
+std::optional<std::string> TextToPreview(const std::string& file);
+
 /// Throws Failure with kCannotRead for a file that does not exist.
 [[noreturn]] void FailMissing(const std::string& file);
 

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -154,6 +155,38 @@ TEST_F(IniEditTest, OnlyAnEditInsideAMalformedLineIsRefused) {
             expected);
   EXPECT_EQ(Refusal(3, {"delete", "-section", "a", "-key", "x"}), expected);
   EXPECT_THAT(Refusal(3, {"disable", "-section", "a"}), HasSubstr(":2: "));
+}
+
+TEST_F(IniEditTest, RefusesToDisableASectionThatHasADisabledTwin) {
+  Write("[a]\nx=1\n# [a]\n");
+  EXPECT_EQ(Refusal(1, {"disable", "-section", "a"}),
+            "fairlead ini: line 3 is a disabled section 'a', which 'enable' "
+            "would turn on as well\n");
+}
+
+// Opening the pipe, or reading the device, would never end.
+TEST_F(IniEditTest, RefusesWhatIsNoRegularFile) {
+  const std::string pipe = folder_.path() + "/pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const Words set = {"ini", "set", "-section", "a", "-key", "x", "-value", "1"};
+  for (const std::string& path : {pipe, std::string("/dev/zero")})
+    for (const Words& words :
+         {set, set + Words{"-inplace"}, set + Words{"-check"},
+          set + Words{"-dryrun"}, Words{"ini", "create", "-dryrun"}}) {
+      const Outcome outcome = Fairlead(words + Words{"-file", path});
+      EXPECT_EQ(outcome.status, 23);
+      EXPECT_EQ(outcome.error, Concat("fairlead ini: cannot write '", path,
+                                      "': it is not a regular file\n"));
+    }
+}
+
+TEST_F(IniEditTest, SuggestsASpaceForAKeyThatBeginsWithAMinus) {
+  EXPECT_EQ(Refusal(2, {"delete", "-section", "a", "-key", "-x"}),
+            "fairlead ini: -key: a value cannot begin with '-'; write a space "
+            "before it\n");
+  Write("[a]\n-x=1\n");
+  Answer({"delete", "-section", "a", "-key", " -x"});
+  EXPECT_EQ(Text(), "[a]\n");
 }
 
 }  // namespace

@@ -95,6 +95,7 @@ constexpr auto kHasStatuses = std::to_array<Status>(
      {kAnswerIsNo, "it does not exist or is disabled, or there is no file"},
      kUsage,
      kMalformed,
+     kUnprinted,
      kUnread});
 
 constexpr auto kGetExamples = std::to_array<Example>({

@@ -17,7 +17,6 @@
 #include "tool/ini/ini_source.h"
 #include "tool/ini/ini_statuses.h"
 #include "tool/io/file_failure.h"
-#include "tool/io/read_file.h"
 
 namespace fairlead::tool::ini {
 namespace {
@@ -33,7 +32,7 @@ ExitStatus Create(const Arguments<kCreateUses>& arguments,
     return std::string();
   };
   if (arguments.Has(kDryrun))
-    create(ReadFileIfAny(file));
+    create(TextToPreview(file));
   else
     Check(EditFile(file, create));
   return kDone;
@@ -72,6 +71,7 @@ constexpr auto kCreateStatuses =
                            {kAnswerIsNo, "the file exists already"},
                            kUsage,
                            kUnwritten,
+                           kUnread,
                            kLocked});
 constexpr auto kNormalizeStatuses =
     EditStatuses("with -check: the edit would change the file");

@@ -55,7 +55,7 @@ void ReadPieces(int descriptor, const std::string& name, const TakePiece& take,
 }
 
 void ReadFilePieces(const std::string& path, const TakePiece& take) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const Descriptor file(OpenUninterrupted(path.c_str(), O_RDONLY));
   if (!file.IsOpen()) FailToOpen(path, errno);
   ReadPieces(file.number(), Quoted(path), take);
 }
@@ -74,7 +74,7 @@ std::string ReadFile(const std::string& path) {
 }
 
 std::optional<std::string> ReadFileIfAny(const std::string& path) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const Descriptor file(OpenUninterrupted(path.c_str(), O_RDONLY));
   if (file.IsOpen()) return ReadAll(file.number(), Quoted(path));
   if (errno == ENOENT) return std::nullopt;
   FailToOpen(path, errno);

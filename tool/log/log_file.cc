@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "tool/base/concat.h"
+#include "tool/base/descriptor.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 
@@ -30,10 +31,13 @@ constexpr mode_t kMode = 0666;  // Less the umask.
 // Opens the file. Writing zero bytes changes nothing but detects a full device.
 int Open(const std::string& path) {
   const int file =
-      open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kMode);
+      OpenUninterrupted(path.c_str(), O_WRONLY | O_APPEND | O_CREAT, kMode);
   if (file == -1) Fail("cannot open", path);
-  if (write(file, "", 0) == 0) return file;
-  const int error = errno;
+  int error = 0;
+  do {
+    error = write(file, "", 0) == 0 ? 0 : errno;
+  } while (error == EINTR);
+  if (error == 0) return file;
   close(file);
   errno = error;
   Fail("cannot write", path);
