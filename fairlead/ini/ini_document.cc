@@ -137,7 +137,7 @@ IniFound FindKey(const LineTable& lines, const IniName& name) {
   const Code code = internal::WhyMissing(lines, name);
   if (code != Code::kDisabled) return {.code = code};
   const auto disabled = find(Which::kDisabled);
-  return Choose(lines, {.section = name.section, .key = name.key},
+  return Choose(lines, name,
                 disabled.empty() ? find(Which::kInDisabledSection) : disabled,
                 Code::kDisabled);
 }

@@ -41,6 +41,12 @@ Style StyleOfKey(const LineTable& lines, std::size_t line) {
   std::size_t value = OffsetOf(read.value, text);
   if (read.value.empty())
     value = std::min(text.find_first_not_of(kSpaces, value), text.size());
+  if (read.value.empty() && value > 0 && text[value - 1] == '=') {
+    // The space after it has been trimmed.
+    const auto equals = text.substr(name_end, value - name_end);
+    return {.indentation = Indentation(text),
+            .equals = std::string(equals).append(equals, 0, equals.size() - 1)};
+  }
   return {.indentation = Indentation(text),
           .equals = std::string(text.substr(name_end, value - name_end))};
 }

@@ -59,6 +59,11 @@ ExitStatus Apply(const Arguments<kApplyUses>& arguments, const Output& output) {
       [&](IniDocument& document) { RunScript(script, name, document, file); });
 }
 
+struct Setting {
+  std::string value;
+  std::size_t deletions = 0;  // That it takes to delete the key.
+};
+
 // The keys of a document that count, in the order of the first of each name.
 class Settings {
  public:
@@ -69,21 +74,23 @@ class Settings {
     for (const IniEntry& entry : document) {
       if (entry.IsHeader() || (last_counts && entry.IsDisabled())) continue;
       Key key(entry.section, entry.key);
-      const auto [place, is_new] = values_.try_emplace(key, entry.value);
+      const auto [place, is_new] = settings_.try_emplace(std::move(key));
+      Setting& setting = place->second;
       if (is_new) order_.push_back(&place->first);
-      if (!is_new && last_counts) place->second = entry.value;
+      if (is_new || last_counts) setting.value = entry.value;
+      if (is_new || !last_counts) ++setting.deletions;
     }
   }
 
   const std::vector<const Key*>& order() const { return order_; }
 
-  const std::string* Find(const Key& key) const {
-    const auto place = values_.find(key);
-    return place == values_.end() ? nullptr : &place->second;
+  const Setting* Find(const Key& key) const {
+    const auto place = settings_.find(key);
+    return place == settings_.end() ? nullptr : &place->second;
   }
 
  private:
-  std::map<Key, std::string> values_;
+  std::map<Key, Setting> settings_;
   std::vector<const Key*> order_;
 };
 
@@ -92,17 +99,26 @@ Settings SettingsIn(const std::string& file, IniReading reading) {
 }
 
 std::string Row(std::string_view sign, const Settings::Key& key,
-                const std::string& value) {
-  return Concat(sign, "\t", key.first, "\t", key.second, "\t", value, "\n");
+                const Setting& setting) {
+  return Concat(sign, "\t", key.first, "\t", key.second, "\t", setting.value,
+                "\n");
+}
+
+// Returns the lines of a script that change the key.
+std::string EditsFor(const Settings::Key& key, const Setting* before,
+                     const Setting* after) {
+  if (after != nullptr)
+    return LineOfScript({"set", key.first, key.second, after->value});
+  std::string lines;
+  for (std::size_t i = 0; i < before->deletions; ++i)
+    lines += LineOfScript({"delete", key.first, key.second});
+  return lines;
 }
 
 // Returns the lines for a key whose value changes; either may be missing.
 std::string DifferenceOf(DiffFormat format, const Settings::Key& key,
-                         const std::string* before, const std::string* after) {
-  if (format == DiffFormat::kAsScript)
-    return after == nullptr
-               ? LineOfScript({"delete", key.first, key.second})
-               : LineOfScript({"set", key.first, key.second, *after});
+                         const Setting* before, const Setting* after) {
+  if (format == DiffFormat::kAsScript) return EditsFor(key, before, after);
   return Concat(before == nullptr ? "" : Row("-", key, *before),
                 after == nullptr ? "" : Row("+", key, *after));
 }
@@ -114,9 +130,9 @@ ExitStatus Diff(const Arguments<kDiffUses>& arguments, const Output& output) {
   const Settings after = SettingsIn(arguments.Text(kWith), reading);
   std::string lines;
   for (const Settings::Key* key : before.order()) {
-    const std::string* const old = before.Find(*key);
-    const std::string* const now = after.Find(*key);
-    if (now == nullptr || *now != *old)
+    const Setting* const old = before.Find(*key);
+    const Setting* const now = after.Find(*key);
+    if (now == nullptr || now->value != old->value)
       lines += DifferenceOf(format, *key, old, now);
   }
   for (const Settings::Key* key : after.order())
@@ -134,7 +150,8 @@ ExitStatus Merge(const Arguments<kMergeUses>& arguments, const Output& output) {
       arguments, output, Missing::kIsEmpty, [&](IniDocument& document) {
         for (const Settings::Key* key : from.order()) {
           const Place place = {.section = key->first, .key = key->second};
-          Require(document.Set(place.Name(), *from.Find(*key)), file, place);
+          Require(document.Set(place.Name(), from.Find(*key)->value), file,
+                  place);
         }
       });
 }

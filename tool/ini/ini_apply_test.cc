@@ -114,6 +114,17 @@ TEST_F(IniApplyTest, DiffComparesKeysAndValues) {
               HasSubstr("No such file"));
 }
 
+// Of duplicates, the store finds the first one.
+TEST_F(IniApplyTest, AScriptOfTheStoresReadingDeletesEveryDuplicate) {
+  Write("[a]\nk=1\n#k=2\nx=1\n");
+  const std::string other = Other("[a]\nx=1\n");
+  const Outcome script =
+      Run({"diff", "-records", "-with", other, "-format", "script"});
+  EXPECT_EQ(script.output, "delete a k\ndelete a k\n");
+  Answer({"apply", "-records", "-stdin"}, script.output);
+  EXPECT_EQ(Answer({"diff", "-records", "-with", other}), "");
+}
+
 TEST_F(IniApplyTest, MergeSetsTheKeysOfTheOtherFile) {
   Write(kFile);
   const std::string other = Other("[a]\nx=1\ny=5\n#n=6\n[c]\nk=1\nk=2\n");

@@ -145,12 +145,13 @@ ExitStatus List(const Arguments<kListUses>& arguments, const Output& output) {
   return kDone;
 }
 
+// `line` is that of the key, if the place is one.
 void ShowJson(const IniDocument& document, const std::optional<Place>& place,
-              const Output& output) {
+              std::size_t line, const Output& output) {
   JsonPrinter json(output);
   for (const IniEntry& entry : document) {
-    const bool is_in = !place || (entry.section == place->section &&
-                                  (!place->key || entry.key == *place->key));
+    const bool is_in = !place || (place->key ? entry.line == line
+                                             : entry.section == place->section);
     if (is_in) json.Add(Json(document, entry));
   }
   json.End();
@@ -160,13 +161,12 @@ ExitStatus Show(const Arguments<kShowUses>& arguments, const Output& output) {
   const IniDocument document = ReadDocument(arguments);
   std::optional<Place> place;
   if (arguments.Has(kSection)) place = PlaceOf(arguments);
-  if (place) {
-    const IniFound found = document.Find(place->Name());
-    if (!found) FailNotFound(found, *place);
-  }
+  IniFound found;
+  if (place) found = document.Find(place->Name());
+  if (place && !found) FailNotFound(found, *place);
   const auto format = arguments.Chosen<Format>(kShowFormat);
   if (format == Format::kJson) {
-    ShowJson(document, place, output);
+    ShowJson(document, place, found.entry.line, output);
   } else if (place) {
     Print(output, format, document.TextOf(place->Name()));
   } else {

@@ -57,6 +57,11 @@ TEST_F(IniShowTest, ADisabledKeyIsNotFound) {
   EXPECT_EQ(Answer({"sections", "-disabled"}), "a\nb\n");
   EXPECT_EQ(Answer({"keys", "-section", "a"}), "k\n");
   EXPECT_EQ(Answer({"keys", "-section", "a", "-disabled"}), "k\nk\noff\n");
+  Write("[a]\n#k=1\n#k=2\n");
+  EXPECT_EQ(
+      Answer({"get", "-section", "a", "-key", "k", "-disabled", "-index", "1"}),
+      "1\n");
+  Write("[a]\n#k=5\nk=1\n;off = 2\n# prose with off=3\n#[b]\n#x=1\n");
   // The store's reading.
   EXPECT_EQ(Answer({"get", "-records", "-section", "a", "-key", "k"}), "5\n");
   EXPECT_EQ(Answer({"list", "-records"}),
@@ -228,6 +233,10 @@ TEST_F(IniShowTest, Show) {
               HasSubstr("{\"section\":\"server\",\"disabled\":false,"
                         "\"comments\":\"# where it listens\\u000a\","
                         "\"line\":4},\n"));
+  EXPECT_EQ(Answer({"show", "-section", "server", "-key", "port", "-index", "1",
+                    "-format", "json"}),
+            "[\n{\"section\":\"server\",\"key\":\"port\",\"value\":\"7000\","
+            "\"disabled\":false,\"comments\":\"\",\"line\":5}\n]\n");
   EXPECT_EQ(Text(), kBox);
   Refusal(1, {"show", "-section", "none"});
   Refusal(2, {"show", "-format", "sh"});
