@@ -6,6 +6,7 @@
 #include <map>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tool/testing.h"
@@ -13,6 +14,9 @@
 namespace fairlead::tool {
 
 using Files = std::map<std::string, std::string>;  // Contents by name.
+
+// A content with this prefix means a symbolic link to the rest.
+inline constexpr std::string_view kLinkTo = "-> ";
 
 // What a failed command may leave behind.
 enum class Left {
@@ -27,6 +31,7 @@ struct Scenario {
   Files files = {};  // In the folder before the run.
   std::string input = {};
   Left left = Left::kOld;
+  int status = 0;  // Without a fault.
 };
 
 inline void PrintTo(const Scenario& scenario, std::ostream* out) {
@@ -35,6 +40,15 @@ inline void PrintTo(const Scenario& scenario, std::ostream* out) {
 
 inline const Files kBox = {
     {"box.ini", "; head\n[a]\nx=1\ny=2\n[b]\n# on z\nz=3\n;off=4\n"}};
+inline const Files kDoubled = {
+    {"box.ini", "[a]\nx=1\nx = 2\n\n[b]\n;[off]\n;y=1\n"}};
+inline const Files kTwo = {{"box.ini", "[a]\nx=1\ny=2\n"},
+                           {"other.ini", "[a]\nx=5\n[c]\nk=v\n"}};
+inline const Files kLinked = {{"box.ini", "-> real.ini"},
+                              {"real.ini", "[a]\nx=1\n"}};
+inline const Files kScripted = {
+    {"box.ini", "[a]\nx=1\ny=2\n[b]\nz=3\n"},
+    {"edits", "set a x 9\ndelete b\ncomment a y 'the y'\nadd n k v\n"}};
 inline const Files kProfile = {{"box.ini", "[p]\ntimeout=15\neol=crlf\n"}};
 inline const Files kPlain = {{"plain", std::string(100'000, 'p')}};
 
@@ -55,22 +69,74 @@ inline Words Encrypt(const Words& arguments) {
   return Words{"crypt", "encrypt", "-rc4", "secret"} + arguments;
 }
 
-inline const std::vector<Scenario> kScenarios = {
-    {"ini_set", Ini({"set", "-section", "a", "-key", "x", "-value", "9"}),
+inline const Words kSetX = {"set", "-section", "a", "-key", "x", "-value", "9"};
+inline const Words kInA = {"-section", "a"};
+inline const Words kKeyX = {"-section", "a", "-key", "x"};
+
+inline const std::vector<Scenario> kIniEdits = {
+    {"ini_set", Ini(kSetX), kBox},
+    {"ini_set_link", Ini(kSetX), kLinked},
+    {"ini_set_new_key", Ini(Words{"set", "-key", "k", "-value", "v"} + kInA),
      kBox},
-    {"ini_set_new", Ini({"set", "-section", "n", "-key", "k", "-value", "v"})},
-    {"ini_set_inplace",
-     Ini({"set", "-section", "a", "-key", "x", "-value", "9", "-inplace"}),
+    {"ini_set_new_section",
+     Ini({"set", "-section", "n", "-key", "k", "-value", "v"}), kBox},
+    {"ini_set_new", Ini(kSetX)},
+    {"ini_set_same", Ini({"set", "-section", "a", "-key", "x", "-value", "1"}),
      kBox},
+    {"ini_set_inplace", Ini(kSetX + Words{"-inplace"}), kBox},
+    {"ini_set_index", Ini(kSetX + Words{"-index", "1"}), kDoubled},
+    {"ini_set_records", Ini(kSetX + Words{"-records"}), kDoubled},
+    {"ini_set_check", Ini(kSetX + Words{"-check"}), kBox, {}, Left::kOld, 1},
+    {"ini_set_dryrun", Ini(kSetX + Words{"-dryrun"}), kBox},
     {"ini_set_stdin", Ini({"set", "-stdin"}), kBox, "a\tx\t9\nn\tk\tv\n"},
-    {"ini_delete", Ini({"delete", "-section", "a", "-key", "x"}), kBox},
-    {"ini_rename_key",
-     Ini({"rename", "-section", "a", "-key", "x", "-to", "xx"}), kBox},
+    {"ini_add_section", Ini({"add", "-section", "n"}), kBox},
+    {"ini_add_before",
+     Ini(Words{"add", "-key", "k", "-value", "v", "-before", "x"} + kInA),
+     kBox},
+    {"ini_delete", Ini(Words{"delete"} + kKeyX), kBox},
+    {"ini_delete_section", Ini(Words{"delete"} + kInA), kBox},
+    {"ini_delete_records", Ini(Words{"delete", "-records"} + kKeyX), kDoubled},
+    {"ini_delete_inplace", Ini(Words{"delete", "-inplace"} + kInA), kBox},
+    {"ini_delete_check", Ini({"delete", "-check", "-section", "none"}), kBox},
+    {"ini_enable", Ini({"enable", "-section", "off"}), kDoubled},
+    {"ini_disable", Ini(Words{"disable"} + kKeyX), kBox},
+    {"ini_disable_section", Ini(Words{"disable"} + kInA), kBox},
+    {"ini_disable_records", Ini(Words{"disable", "-records"} + kInA), kBox},
+    {"ini_comment", Ini(Words{"comment", "-text", "on x"} + kKeyX), kBox},
+    {"ini_rename", Ini(Words{"rename", "-to", "c"} + kInA), kBox},
+    {"ini_rename_key", Ini(Words{"rename", "-to", "xx"} + kKeyX), kBox},
+    {"ini_create", Ini({"create"})},
+    {"ini_normalize", Ini({"normalize"}), kDoubled},
+    {"ini_apply", Ini({"apply", "-script", "edits"}), kScripted},
+    {"ini_apply_stdin", Ini({"apply", "-stdin"}), kBox, "disable a\n"},
+    {"ini_apply_new", Ini({"apply", "-stdin"}), {}, "set n k v\n"},
+    {"ini_apply_inplace", Ini({"apply", "-script", "edits", "-inplace"}),
+     kScripted},
+    {"ini_apply_dryrun", Ini({"apply", "-script", "edits", "-dryrun"}),
+     kScripted},
+    {"ini_merge", Ini({"merge", "-from", "other.ini"}), kTwo},
+    {"ini_merge_records", Ini({"merge", "-from", "other.ini", "-records"}),
+     kTwo},
+};
+
+inline const std::vector<Scenario> kIniReaders = {
     {"ini_get", Ini({"get", "-section", "b", "-key", "z"}), kBox},
     {"ini_get_default",
      Ini({"get", "-section", "b", "-key", "z", "-default", "NONE"}), kBox},
+    {"ini_get_records",
+     Ini({"get", "-section", "b", "-key", "off", "-records"}), kBox},
     {"ini_list", Ini({"list"}), kBox},
+    {"ini_list_json", Ini({"list", "-format", "json", "-disabled"}), kBox},
+    {"ini_sections", Ini({"sections"}), kBox},
+    {"ini_keys", Ini(Words{"keys"} + kInA), kBox},
     {"ini_has", Ini({"has", "-section", "b", "-key", "z"}), kBox},
+    {"ini_show", Ini({"show"}), kBox},
+    {"ini_show_section", Ini(Words{"show"} + kInA), kBox},
+    {"ini_diff", Ini({"diff", "-with", "other.ini"}), kTwo, {}, Left::kOld, 1},
+    {"ini_diff_same", Ini({"diff", "-with", "box.ini"}), kTwo},
+};
+
+inline const std::vector<Scenario> kOthers = {
     {"send", Send({})},
     // The profile is saved before the exchange, which may fail later.
     {"send_saveprofile",
@@ -99,6 +165,13 @@ inline const std::vector<Scenario> kScenarios = {
     {"sum", {"sum", "-file", "plain"}, kPlain},
     {"help", {"help", "send"}},
 };
+
+inline std::vector<Scenario> Scenarios() {
+  std::vector<Scenario> all = kIniEdits;
+  all.insert(all.end(), kIniReaders.begin(), kIniReaders.end());
+  all.insert(all.end(), kOthers.begin(), kOthers.end());
+  return all;
+}
 
 }  // namespace fairlead::tool
 
