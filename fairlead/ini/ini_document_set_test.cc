@@ -277,7 +277,7 @@ TEST(IniDocumentSetTest, KeepsRealFiles) {
        "output_buffering = 4096\n;date.timezone =\n",
        Set({"PHP", "date.timezone"}, "UTC"),
        "; Default Value: 4096\n; http://php.net/output-buffering\n[PHP]\n"
-       "output_buffering = 4096\n;date.timezone =\ndate.timezone =UTC\n"},
+       "output_buffering = 4096\n;date.timezone =\ndate.timezone = UTC\n"},
       {"systemd",
        "[Service]\nExecStart=/bin/a \\\n    -x \\\n    -y\nType=idle\n",
        Set({"Service", "Type"}, "simple"),
