@@ -93,6 +93,18 @@ TEST_F(IniShowTest, AByteOrderMarkIsSkippedAndKept) {
   EXPECT_EQ(Text(), "\xef\xbb\xbf[a]\r\nx = 2\r\n");
 }
 
+TEST_F(IniShowTest, RefusesLineEndsOfCrAlone) {
+  Write("[a]\rx=1\r");
+  const std::string expected =
+      Concat("fairlead ini: '", Path(), R"(' has CR line ends; convert it: )",
+             R"(tr '\r' '\n' < ')", Path(), "' > NEW\n");
+  EXPECT_EQ(Refusal(3, {"list"}), expected);
+  EXPECT_EQ(Refusal(3, {"set", "-section", "a", "-key", "k", "-value", "1"}),
+            expected);
+  Write("x=1\r");
+  EXPECT_EQ(Answer({"get", "-section", "", "-key", "x"}), "1\n");
+}
+
 TEST_F(IniShowTest, RefusesWideEncodings) {
   using std::string_view_literals::operator""sv;
   struct Case {

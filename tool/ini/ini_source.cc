@@ -37,9 +37,22 @@ std::string_view WideEncoding(std::string_view text) {
   return "";
 }
 
+// Returns whether the lines end as they once did on other systems: then the
+// text would be one line.
+bool HasOnlyCarriageReturns(std::string_view text) {
+  return text.substr(0, text.size() - std::min<std::size_t>(text.size(), 1))
+                 .find('\r') != std::string_view::npos &&
+         text.find('\n') == std::string_view::npos;
+}
+
 }  // namespace
 
 void CheckEncoding(std::string_view text, std::string_view file) {
+  if (HasOnlyCarriageReturns(text))
+    throw Failure(kMalformedInput,
+                  Concat(Quoted(file),
+                         R"( has CR line ends; convert it: tr '\r' '\n' < )",
+                         ShellQuoted(file), " > NEW"));
   const std::string_view encoding = WideEncoding(text);
   if (encoding.empty()) return;
   throw Failure(

@@ -15,13 +15,14 @@ namespace fairlead::tool::ini {
 /// Returns the reading that -records chooses.
 IniReading ReadingOf(bool records);
 
-/// Throws Failure with kMalformedInput for text in UTF-16 or UTF-32.
+/// Throws Failure with kMalformedInput for text in UTF-16 or UTF-32, or with
+/// line ends of CR alone.
 void CheckEncoding(std::string_view text, std::string_view file);
 
 /// Returns the text as a document.
 ///
 /// @param file the name of the file in error messages
-/// @throws Failure with kMalformedInput for text in UTF-16 or UTF-32, and for a
+/// @throws Failure as CheckEncoding() does, and with kMalformedInput for a
 ///     header without ']'
 IniDocument Parsed(std::string text, std::string_view file,
                    IniReading reading = IniReading::kLive);
