@@ -222,6 +222,15 @@ std::string IniDocument::Comments(const IniEntry& entry) const {
   return comments;
 }
 
+std::string IniDocument::Continuation(const IniEntry& entry) const {
+  std::string text;
+  if (entry.line == 0 || entry.line > lines_->size()) return text;
+  const std::size_t end = internal::EndOfValue(*lines_, entry.line);
+  for (std::size_t line = entry.line; line < end; ++line)
+    text += lines_->TextOf(line);
+  return text;
+}
+
 std::string IniDocument::TextOf(const IniName& name) const {
   std::string text;
   for (const std::size_t line : LinesOf(*lines_, Trimmed(name)))

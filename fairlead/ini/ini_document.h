@@ -180,6 +180,10 @@ class FAIRLEAD_EXPORT IniDocument {
   /// reading up to a blank line, in the records reading up to the entry above.
   std::string Comments(const IniEntry& entry) const;
 
+  /// Returns the lines on which the value of an entry continues, as they are in
+  /// the text; "" if its own line holds it all, and in the records reading.
+  std::string Continuation(const IniEntry& entry) const;
+
   /// Returns the lines of a section or key and the comments above, as they are
   /// in the text; "" if it is not found.
   std::string TextOf(const IniName& name) const;

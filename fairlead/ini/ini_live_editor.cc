@@ -50,13 +50,6 @@ std::size_t EndOfTop(const LineTable& lines) {
   return CommentsBegin(lines, TopBlock(lines).end);
 }
 
-// Returns the first line from `line` on that would not continue a value above.
-std::size_t EndOfValue(const LineTable& lines, std::size_t line) {
-  std::size_t next = line;
-  while ((next = lines.ContinuationAt(line)) != kNoLine) line = next + 1;
-  return line;
-}
-
 // Returns the first active key or header from `line` on, or the size.
 std::size_t NextActive(const LineTable& lines, std::size_t line) {
   while (line < lines.size() &&

@@ -52,13 +52,30 @@ Style StyleOfKey(const LineTable& lines, std::size_t line) {
 }
 
 // Returns the nearest line of that kind above `line`, or else below; kNoLine if
-// there is none.
-std::size_t Nearest(const LineTable& lines, std::size_t line, LineKind kind) {
+std::size_t Above(const LineTable& lines, std::size_t line, LineKind kind) {
   for (std::size_t at = std::min(line, lines.size()); at > 0; --at)
     if (lines.KindOf(at - 1) == kind) return at - 1;
+  return kNoLine;
+}
+
+std::size_t Below(const LineTable& lines, std::size_t line, LineKind kind) {
   for (std::size_t at = line; at < lines.size(); ++at)
     if (lines.KindOf(at) == kind) return at;
   return kNoLine;
+}
+
+// there is none.
+std::size_t Nearest(const LineTable& lines, std::size_t line, LineKind kind) {
+  const std::size_t above = Above(lines, line, kind);
+  const std::size_t below = Below(lines, line, kind);
+  if (above == kNoLine) return below;
+  if (below == kNoLine) return above;
+  const auto is_cut_off = [&](std::size_t begin, std::size_t end) {
+    while (begin < end && lines.KindOf(begin) != LineKind::kHeader) ++begin;
+    return begin < end;
+  };
+  return is_cut_off(above + 1, line) && !is_cut_off(line, below) ? below
+                                                                 : above;
 }
 
 // An indented line below a value that ends with a backslash would be a part of
@@ -154,6 +171,12 @@ std::size_t PlaceOf(std::size_t index, std::size_t count,
                     std::size_t by_default) {
   if (index == 0) return count == 0 ? kNoLine : by_default;
   return index <= count ? index - 1 : kNoLine;
+}
+
+std::size_t EndOfValue(const LineTable& lines, std::size_t line) {
+  std::size_t next = line;
+  while ((next = lines.ContinuationAt(line)) != kNoLine) line = next + 1;
+  return line;
 }
 
 IniResult CheckValueEnd(const LineTable& lines, std::size_t line) {

@@ -28,6 +28,9 @@ std::string_view NewKeyFault(const IniName& name, std::string_view value);
 std::size_t PlaceOf(std::size_t index, std::size_t count,
                     std::size_t by_default);
 
+// Returns the first line from `line` on that would not continue a value above.
+std::size_t EndOfValue(const LineTable& lines, std::size_t line);
+
 // Returns kMalformed if the value of the key continues below its line.
 IniResult CheckValueEnd(const LineTable& lines, std::size_t line);
 

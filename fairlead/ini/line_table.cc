@@ -102,6 +102,8 @@ std::size_t LineTable::TextSize() const {
 
 std::size_t LineTable::ContinuationAt(std::size_t line) const {
   if (reading_ == IniReading::kRecords) return kNoLine;
+  if (line < size() && KindOf(line) == LineKind::kOther && CouldContinue(line))
+    return line;
   const auto is_between = [this](std::size_t at) {
     const LineKind kind = KindOf(at);
     return kind == LineKind::kBlank || kind == LineKind::kComment ||

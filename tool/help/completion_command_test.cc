@@ -55,7 +55,7 @@ TEST(CompletionCommandTest, BashCompletesASubcommand) {
       Completed("fairlead ini get -"),
       "-file -section -key -index -default -type -records -disabled -format "
       "-help\n");
-  EXPECT_EQ(Completed("fairlead ini create -"), "-file -dryrun -help\n");
+  EXPECT_EQ(Completed("fairlead ini create -"), "-file -dryrun -check -help\n");
   EXPECT_EQ(Completed("fairlead ini get -format j"), "json\n");
   EXPECT_EQ(Completed("fairlead ini show -format ''"), "text json\n");
   EXPECT_EQ(Completed("fairlead time now -form str"),

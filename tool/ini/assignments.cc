@@ -13,13 +13,69 @@
 namespace fairlead::tool {
 namespace {
 
-// Variables that change what a shell does, apart from those that begin with
-// "LD_", "BASH" or "ZSH".
-constexpr std::array<std::string_view, 18> kReserved = {
-    "PATH", "IFS",  "ENV",  "CDPATH",         "HOME",   "SHELL",
-    "PS1",  "PS2",  "PS4",  "PROMPT_COMMAND", "OPTIND", "SHELLOPTS",
-    "UID",  "EUID", "PPID", "GCONV_PATH",     "FPATH",  "fpath",
-};
+// Variables that change what sh, bash and the programs that they run do.
+constexpr auto kReserved = std::to_array<std::string_view>({
+    "CDPATH",
+    "DIRSTACK",
+    "ENV",
+    "EUID",
+    "EXECIGNORE",
+    "FIGNORE",
+    "FPATH",
+    "FUNCNAME",
+    "FUNCNEST",
+    "GCONV_PATH",
+    "GLOBIGNORE",
+    "GROUPS",
+    "HISTFILE",
+    "HOME",
+    "HOSTFILE",
+    "IFS",
+    "IGNOREEOF",
+    "INPUTRC",
+    "LINENO",
+    "LOCPATH",
+    "MAIL",
+    "MAILCHECK",
+    "MAILPATH",
+    "NLSPATH",
+    "NULLCMD",
+    "OLDPWD",
+    "OPTARG",
+    "OPTERR",
+    "OPTIND",
+    "PATH",
+    "PIPESTATUS",
+    "POSIXLY_CORRECT",
+    "PPID",
+    "PROMPT",
+    "PROMPT_COMMAND",
+    "PROMPT_DIRTRIM",
+    "PS0",
+    "PS1",
+    "PS2",
+    "PS3",
+    "PS4",
+    "PWD",
+    "PERL5LIB",
+    "PERL5OPT",
+    "PYTHONPATH",
+    "PYTHONSTARTUP",
+    "RANDOM",
+    "READNULLCMD",
+    "REPLY",
+    "SECONDS",
+    "SHELL",
+    "SHELLOPTS",
+    "SHLVL",
+    "SRANDOM",
+    "TIMEFORMAT",
+    "TMOUT",
+    "TMPDIR",
+    "UID",
+});
+constexpr auto kReservedPrefixes = std::to_array<std::string_view>(
+    {"BASH", "COMP_", "GIT_", "LD_", "LC_", "READLINE_", "ZSH"});
 
 bool IsLetterOrDigit(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
@@ -37,32 +93,45 @@ std::string Variable(std::string_view prefix, std::string_view key) {
 
 bool IsReserved(std::string_view name) {
   return std::ranges::find(kReserved, name) != kReserved.end() ||
-         name.starts_with("LD_") || name.starts_with("BASH") ||
-         name.starts_with("ZSH") ||
+         std::ranges::any_of(kReservedPrefixes,
+                             [name](std::string_view prefix) {
+                               return name.starts_with(prefix);
+                             }) ||
          std::ranges::all_of(name, [](char c) { return c == '_'; });
 }
 
 }  // namespace
 
-std::string Assignments::Line(std::string_view prefix, std::string_view key,
-                              std::string_view value) {
+void Assignments::Add(std::string_view prefix, std::string_view key,
+                      std::string_view value, bool replaces) {
   const std::string name = Variable(prefix, key);
   const std::string origin = Concat(prefix, "\n", key);
   const std::string spelled = Concat("key ", Quoted(key));
   if (IsReserved(name))
     throw Failure(kMalformedInput, Concat(spelled, " would set the variable ",
                                           name, ", which shells use"));
-  const auto [entry, is_new] = keys_.try_emplace(name, origin);
-  if (!is_new && entry->second != origin)
+  if (value.find('\0') != std::string_view::npos)
+    throw Failure(
+        kMalformedInput,
+        Concat(spelled, " has a zero byte, which no variable can hold"));
+  const auto [place, is_new] = places_.try_emplace(name, assignments_.size());
+  if (is_new) {
+    assignments_.push_back({name, origin, std::string(value)});
+    return;
+  }
+  Assignment& assignment = assignments_[place->second];
+  if (assignment.origin != origin)
     throw Failure(
         kMalformedInput,
         Concat(spelled, " and another key would both set the variable ", name));
-  if (value.find('\0') != std::string_view::npos)
-    throw Failure(kMalformedInput,
-                  Concat(spelled,
-                         " has a zero byte, which no variable can "
-                         "hold"));
-  return Concat(name, "=", ShellQuoted(value), "\n");
+  if (replaces) assignment.value = value;
+}
+
+std::string Assignments::Lines() const {
+  std::string lines;
+  for (const Assignment& assignment : assignments_)
+    lines += Concat(assignment.name, "=", ShellQuoted(assignment.value), "\n");
+  return lines;
 }
 
 }  // namespace fairlead::tool

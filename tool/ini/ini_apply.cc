@@ -1,7 +1,5 @@
 // The subcommands of `ini` that compare files, or make many edits at once.
 
-#include <unistd.h>
-
 #include <map>
 #include <optional>
 #include <string>
@@ -50,8 +48,7 @@ ExitStatus Apply(const Arguments<kApplyUses>& arguments, const Output& output) {
   const bool from_stdin = arguments.Has(kScriptStdin);
   const std::string name =
       from_stdin ? "standard input" : arguments.Text(kScript);
-  const std::string text =
-      from_stdin ? ReadAll(STDIN_FILENO, name) : ReadFile(name);
+  const std::string text = from_stdin ? StandardInput() : ReadFile(name);
   const std::vector<ScriptLine> script = ParseScript(text, name);
   const std::string file = arguments.Text(kFile);
   return EditDocument(
@@ -61,7 +58,13 @@ ExitStatus Apply(const Arguments<kApplyUses>& arguments, const Output& output) {
 
 struct Setting {
   std::string value;
+  std::string continuation;  // The rest of the value, on further lines.
+  std::size_t line = 0;
   std::size_t deletions = 0;  // That it takes to delete the key.
+
+  bool HasValueOf(const Setting& other) const {
+    return value == other.value && continuation == other.continuation;
+  }
 };
 
 // The keys of a document that count, in the order of the first of each name.
@@ -77,7 +80,11 @@ class Settings {
       const auto [place, is_new] = settings_.try_emplace(std::move(key));
       Setting& setting = place->second;
       if (is_new) order_.push_back(&place->first);
-      if (is_new || last_counts) setting.value = entry.value;
+      if (is_new || last_counts) {
+        setting.value = entry.value;
+        setting.continuation = document.Continuation(entry);
+        setting.line = entry.line;
+      }
       if (is_new || !last_counts) ++setting.deletions;
     }
   }
@@ -98,10 +105,18 @@ Settings SettingsIn(const std::string& file, IniReading reading) {
   return {Parsed(ReadFile(file), file, reading), reading};
 }
 
+// Throws if no edit can set or delete the key.
+void RequireOneLine(const Setting& setting, const std::string& file) {
+  if (!setting.continuation.empty())
+    FailMalformed(file, setting.line,
+                  "the value continues below this line, so no edit can set it");
+}
+
 std::string Row(std::string_view sign, const Settings::Key& key,
                 const Setting& setting) {
+  const bool continues = !setting.continuation.empty();
   return Concat(sign, "\t", key.first, "\t", key.second, "\t", setting.value,
-                "\n");
+                continues ? " ..." : "", "\n");
 }
 
 // Returns the lines of a script that change the key.
@@ -116,43 +131,71 @@ std::string EditsFor(const Settings::Key& key, const Setting* before,
 }
 
 // Returns the lines for a key whose value changes; either may be missing.
-std::string DifferenceOf(DiffFormat format, const Settings::Key& key,
-                         const Setting* before, const Setting* after) {
-  if (format == DiffFormat::kAsScript) return EditsFor(key, before, after);
+std::string RowsFor(const Settings::Key& key, const Setting* before,
+                    const Setting* after) {
   return Concat(before == nullptr ? "" : Row("-", key, *before),
                 after == nullptr ? "" : Row("+", key, *after));
 }
 
-ExitStatus Diff(const Arguments<kDiffUses>& arguments, const Output& output) {
-  const IniReading reading = ReadingOf(arguments.Has(kRecords));
-  const auto format = arguments.Chosen<DiffFormat>(kDiffFormat);
-  const Settings before = SettingsIn(arguments.Text(kFile), reading);
-  const Settings after = SettingsIn(arguments.Text(kWith), reading);
-  std::string lines;
+// Returns the keys whose values differ, those of `after` alone at the end.
+std::vector<const Settings::Key*> Differing(const Settings& before,
+                                            const Settings& after) {
+  std::vector<const Settings::Key*> keys;
   for (const Settings::Key* key : before.order()) {
-    const Setting* const old = before.Find(*key);
     const Setting* const now = after.Find(*key);
-    if (now == nullptr || now->value != old->value)
-      lines += DifferenceOf(format, *key, old, now);
+    if (now == nullptr || !now->HasValueOf(*before.Find(*key)))
+      keys.push_back(key);
   }
   for (const Settings::Key* key : after.order())
-    if (before.Find(*key) == nullptr)
-      lines += DifferenceOf(format, *key, nullptr, after.Find(*key));
+    if (before.Find(*key) == nullptr) keys.push_back(key);
+  return keys;
+}
+
+ExitStatus Diff(const Arguments<kDiffUses>& arguments, const Output& output) {
+  const IniReading reading = ReadingOf(arguments.Has(kRecords));
+  const std::string file = arguments.Text(kFile);
+  const std::string other = arguments.Text(kWith);
+  const Settings before = SettingsIn(file, reading);
+  const Settings after = SettingsIn(other, reading);
+  const bool script =
+      arguments.Chosen<DiffFormat>(kDiffFormat) == DiffFormat::kAsScript;
+  std::string lines;
+  for (const Settings::Key* key : Differing(before, after)) {
+    const Setting* const old = before.Find(*key);
+    const Setting* const now = after.Find(*key);
+    if (script && old != nullptr) RequireOneLine(*old, file);
+    if (script && now != nullptr) RequireOneLine(*now, other);
+    lines += script ? EditsFor(*key, old, now) : RowsFor(*key, old, now);
+  }
   Print(output, Format::kTextLines, lines);
   return lines.empty() ? kDone : kAnswerIsNo;
 }
 
+// Sets a key as the other file has it.
+void MergeKey(IniDocument& document, const std::string& file,
+              const Settings::Key& key, const Setting& setting,
+              const std::string& other) {
+  const Place place = {.section = key.first, .key = key.second};
+  const IniFound found = document.Find(place.Name());
+  if (found && setting.value == found.entry.value &&
+      setting.continuation == document.Continuation(found.entry))
+    return;
+  RequireOneLine(setting, other);
+  const IniResult result = document.Set(place.Name(), setting.value);
+  if (result.code == IniResult::Code::kInvalid)
+    FailMalformed(other, setting.line, result.reason);
+  Require(result, file, place);
+}
+
 ExitStatus Merge(const Arguments<kMergeUses>& arguments, const Output& output) {
   const IniReading reading = ReadingOf(arguments.Has(kRecords));
-  const Settings from = SettingsIn(arguments.Text(kFrom), reading);
+  const std::string other = arguments.Text(kFrom);
+  const Settings from = SettingsIn(other, reading);
   const std::string file = arguments.Text(kFile);
   return EditDocument(
       arguments, output, Missing::kIsEmpty, [&](IniDocument& document) {
-        for (const Settings::Key* key : from.order()) {
-          const Place place = {.section = key->first, .key = key->second};
-          Require(document.Set(place.Name(), from.Find(*key)->value), file,
-                  place);
-        }
+        for (const Settings::Key* key : from.order())
+          MergeKey(document, file, *key, *from.Find(*key), other);
       });
 }
 

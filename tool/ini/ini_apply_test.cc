@@ -114,6 +114,29 @@ TEST_F(IniApplyTest, DiffComparesKeysAndValues) {
               HasSubstr("No such file"));
 }
 
+TEST_F(IniApplyTest, DiffAndMergeSeeContinuedValues) {
+  Write("[a]\ndeps =\n    x\nk=1\n");
+  const std::string other = Other("[a]\ndeps =\n    y\nk=1\n");
+  const Outcome diff = Run({"diff", "-with", other});
+  EXPECT_EQ(diff.status, 1);
+  EXPECT_EQ(diff.output, "-\ta\tdeps\t ...\n+\ta\tdeps\t ...\n");
+  EXPECT_EQ(Refusal(3, {"diff", "-with", other, "-format", "script"}),
+            Concat("fairlead ini: ", Path(),
+                   ":2: the value continues below this line, so no edit can "
+                   "set it\n"));
+  EXPECT_EQ(Refusal(3, {"merge", "-from", other}),
+            Concat("fairlead ini: ", other,
+                   ":2: the value continues below this line, so no edit can "
+                   "set it\n"));
+  Other("[a]\ndeps =\n    x\nk=2\n");
+  Answer({"merge", "-from", other});
+  EXPECT_EQ(Text(), "[a]\ndeps =\n    x\nk=2\n");
+  Other("##x=1\n");
+  EXPECT_EQ(Refusal(3, {"merge", "-records", "-from", other}),
+            Concat("fairlead ini: ", other,
+                   ":1: a key cannot begin with '[', '#' or ';'\n"));
+}
+
 // Of duplicates, the store finds the first one.
 TEST_F(IniApplyTest, AScriptOfTheStoresReadingDeletesEveryDuplicate) {
   Write("[a]\nk=1\n#k=2\nx=1\n");

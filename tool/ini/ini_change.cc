@@ -1,7 +1,5 @@
 // The subcommands of `ini` that make one edit.
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <optional>
 #include <string>
@@ -18,7 +16,6 @@
 #include "tool/ini/ini_place.h"
 #include "tool/ini/ini_source.h"
 #include "tool/ini/ini_statuses.h"
-#include "tool/io/read_file.h"
 
 namespace fairlead::tool::ini {
 namespace {
@@ -84,7 +81,7 @@ void SetLine(IniDocument& document, std::string_view line, std::size_t number,
 }
 
 ExitStatus SetMany(const Arguments<kSetUses>& arguments, const Output& output) {
-  const std::string input = ReadAll(STDIN_FILENO, "standard input");
+  const std::string input = StandardInput();
   const std::string file = arguments.Text(kFile);
   return EditDocument(
       arguments, output, Missing::kIsEmpty, [&](IniDocument& document) {
@@ -152,11 +149,19 @@ ExitStatus Delete(const Arguments<kPlainUses>& arguments,
       });
 }
 
+[[noreturn]] void FailInDisabledSection(const std::string& section) {
+  throw Failure(kAnswerIsNo, Concat("the key is in section ", Quoted(section),
+                                    ", which is disabled: enable the section"));
+}
+
 ExitStatus Enable(const Arguments<kPlainUses>& arguments,
                   const Output& output) {
   return EditPlace(arguments, output,
                    [](IniDocument& document, const IniName& name) {
-                     return document.Enable(name);
+                     const IniResult result = document.Enable(name);
+                     if (result.code == Code::kDisabled)
+                       FailInDisabledSection(std::string(name.section));
+                     return result;
                    });
 }
 

@@ -124,8 +124,10 @@ TEST_F(IniCommandTest, EnableAndDisable) {
   EXPECT_EQ(Text(), ";[a]\n;x=1\n;;y=2\n# a note on z=3\n");
   EXPECT_EQ(Refusal(1, {"get", "-section", "a", "-key", "x"}),
             "fairlead ini: key 'x' in section 'a' is disabled\n");
-  EXPECT_EQ(Refusal(1, {"enable", "-section", "a", "-key", "x"}),
-            "fairlead ini: key 'x' in section 'a' is disabled\n");
+  EXPECT_EQ(
+      Refusal(1, {"enable", "-section", "a", "-key", "x"}),
+      "fairlead ini: the key is in section 'a', which is disabled: enable "
+      "the section\n");
   Answer({"enable", "-section", "a"});
   EXPECT_EQ(Text(), "[a]\nx=1\n;y=2\n# a note on z=3\n");
   Answer({"enable", "-section", "a", "-key", "y"});

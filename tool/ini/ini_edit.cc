@@ -78,6 +78,12 @@ ExitStatus EditDocument(const Arguments<kEditingUses>& arguments,
     edit(document);
     return document;
   };
+  if (arguments.Has(kCheck) && !arguments.Has(kDryrun)) {
+    std::optional<std::string> text = TextToPreview(file);
+    const bool is_new = !text;
+    const bool changes = edited(std::move(text)).IsEdited();
+    return is_new || changes ? kAnswerIsNo : kDone;
+  }
   if (IsPreview(arguments))
     return EditText(arguments, output,
                     [&](const std::optional<std::string>& text) {

@@ -122,6 +122,39 @@ TEST_F(IniEditTest, ABackupKeepsTheOldFile) {
             "fairlead ini: -backup: '/x' contains a '/'\n");
 }
 
+// As git and systemd continue a value: the next line need not be indented.
+TEST_F(IniEditTest, AValueThatEndsWithABackslashContinues) {
+  Write("[alias]\n\tlg = log \\\n--graph --all\n\tst = status\n");
+  for (const Words& edit :
+       {Words{"set", "-value", "log"}, Words{"delete"}, Words{"disable"}})
+    EXPECT_EQ(Refusal(3, edit + Words{"-section", "alias", "-key", "lg"}),
+              Concat("fairlead ini: ", Path(),
+                     ":3: the value continues on this line; the file was not "
+                     "changed\n"));
+  Answer({"set", "-section", "alias", "-key", "st", "-value", "status -s"});
+  EXPECT_EQ(Text(),
+            "[alias]\n\tlg = log \\\n--graph --all\n\tst = status -s\n");
+}
+
+TEST_F(IniEditTest, ANewKeyHasTheStyleOfItsSection) {
+  Write("[a]\n    k=1\n[b]\nj = 2\n");
+  Answer({"set", "-records", "-section", "b", "-key", "z", "-value", "3"});
+  EXPECT_EQ(Text(), "[a]\n    k=1\n[b]\nz = 3\nj = 2\n");
+}
+
+TEST_F(IniEditTest, CreateChecks) {
+  EXPECT_EQ(Run({"create", "-check"}).status, 1);
+  EXPECT_NE(access(Path().c_str(), F_OK), 0);
+  Write("");
+  EXPECT_EQ(Run({"create", "-check"}).status, 0);
+}
+
+TEST_F(IniEditTest, AnEmptyNewNameIsRefused) {
+  Write("[a]\n");
+  EXPECT_THAT(Refusal(2, {"rename", "-section", "a", "-to", ""}),
+              HasSubstr("-to"));
+}
+
 TEST_F(IniEditTest, NormalizeWritesOneLayout) {
   Write(kBox);
   Answer({"normalize"});

@@ -95,14 +95,14 @@ void PrintAssignments(const IniDocument& document,
                       const Arguments<kListUses>& arguments,
                       const Output& output) {
   const std::optional<std::string> section = SectionOf(arguments);
+  const bool first_counts = arguments.Has(kRecords);
   Assignments assignments;
-  std::string lines;
   ForEach(document, arguments, section, [&](const IniEntry& entry) {
     if (!entry.IsHeader())
-      lines += assignments.Line(section ? "" : entry.section, entry.key,
-                                entry.value);
+      assignments.Add(section ? "" : entry.section, entry.key, entry.value,
+                      !first_counts && !entry.IsDisabled());
   });
-  output.Write(lines);
+  output.Write(assignments.Lines());
 }
 
 void ListJson(const IniDocument& document,
@@ -212,10 +212,10 @@ constinit const Command kList = {
     .description =
         "Prints every key of the file, or of the section, in the order of the "
         "file. JSON also has the comments, the line and whether a key is "
-        "disabled. The format assign "
-        "prints KEY='VALUE' for the keys of a -section, else "
-        "SECTION_KEY='VALUE', with '_' for what a variable's name cannot "
-        "contain. It prints nothing, status 3, if a key would set a variable "
+        "disabled. The format assign, for sh and bash, prints KEY='VALUE' for "
+        "the keys of a -section, else SECTION_KEY='VALUE', with '_' for what a "
+        "variable's name cannot contain. It prints nothing, status 3, if a key "
+        "would set a variable "
         "that shells use, such as PATH, or two keys the same variable.",
     .action = ActionOf<kListUses, List>(),
     .examples = kListExamples,

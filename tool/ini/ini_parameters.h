@@ -73,7 +73,7 @@ inline constexpr Parameter kStdin = {
         "set all or none"};
 inline constexpr Parameter kTo = {.name = "to",
                                   .placeholder = "NEW",
-                                  .kind = Kind::kText,
+                                  .kind = Kind::kNonEmptyText,
                                   .group = Group::kWhat,
                                   .help = "the new name"};
 inline constexpr Parameter kText = {
@@ -164,7 +164,7 @@ inline constexpr Parameter kAssignFormat = {
     .group = Group::kOutput,
     .help =
         "lines with TABs, words quoted for a shell, JSON, a zero byte after "
-        "each text, or assignments for the eval of a shell",
+        "each text, or assignments for the eval of sh or bash",
     .choices = kFormatsAndAssign,
     .fallback = "text"};
 

@@ -82,6 +82,8 @@ TEST_F(IniShowTest, GetChecksTheType) {
   EXPECT_EQ(
       Refusal(3, get("t", "int")),
       Concat("fairlead ini: ", Path(), ":5: '1.5' is not a whole number\n"));
+  Write("[a]\ni=+-5\n");
+  Refusal(3, get("i", "int"));
   EXPECT_EQ(Refusal(3, get("none", "int") + Words{"-default", "x"}),
             "fairlead ini: -default: 'x' is not a whole number\n");
 }
@@ -105,6 +107,13 @@ TEST_F(IniShowTest, RefusesLineEndsOfCrAlone) {
   EXPECT_EQ(Answer({"get", "-section", "", "-key", "x"}), "1\n");
 }
 
+TEST_F(IniShowTest, KeepsZeroBytesOfOtherText) {
+  const std::string text = std::string("[a]\nk=x\0y\0z\nj=1\n", 18);
+  Write(text);
+  Answer({"set", "-section", "a", "-key", "j", "-value", "1"});
+  EXPECT_EQ(Text(), text);
+}
+
 TEST_F(IniShowTest, RefusesWideEncodings) {
   using std::string_view_literals::operator""sv;
   struct Case {
@@ -117,6 +126,9 @@ TEST_F(IniShowTest, RefusesWideEncodings) {
            {"[\0a\0]\0\n\0"sv, "UTF-16LE"},
            {"\0[\0a\0]\0\n"sv, "UTF-16BE"},
            {"\xff\xfe\0\0[\0\0\0"sv, "UTF-32"},
+           {"[\0\xe4\0]\0\n\0k\0\xf6\0=\0\xac\x20\x31\0"sv, "UTF-16LE"},
+           {"[\0\0\0a\0\0\0]\0\0\0"sv, "UTF-32LE"},
+           {"\0\0\0[\0\0\0a\0\0\0]"sv, "UTF-32BE"},
        }) {
     Write(c.text);
     const std::string expected =
@@ -205,6 +217,11 @@ TEST_F(IniShowTest, AShellCanEvaluateAssignments) {
             "fairlead ini: key 'PATH' would set the variable PATH, which "
             "shells use\n");
   EXPECT_EQ(Answer(list), "a_PATH='/tmp'\n");
+  Write("k=1\n#k=9\nk=2\n");
+  const Words top = list + Words{"-section", ""};
+  EXPECT_EQ(Answer(top), "k='2'\n");
+  EXPECT_EQ(Answer(top + Words{"-disabled"}), "k='2'\n");
+  EXPECT_EQ(Answer(top + Words{"-records"}), "k='1'\n");
   Write("[a]\nx y=1\nx-y=2\n");
   EXPECT_EQ(Refusal(3, list + Words{"-section", "a"}),
             "fairlead ini: key 'x-y' and another key would both set the "

@@ -2,6 +2,8 @@
 
 #include "tool/ini/ini_source.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -16,11 +18,29 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Returns whether every second byte, from `first` on, is zero, and no other.
-bool HasZeroAtEverySecond(std::string_view bytes, std::size_t first) {
-  for (std::size_t at = 0; at < bytes.size(); ++at)
-    if ((bytes[at] == '\0') != (at % 2 == first)) return false;
-  return bytes.size() >= 4;
+constexpr std::size_t kSample = 64;
+
+// Counts the zero bytes at the places that are `first` modulo `width`.
+std::size_t ZeroBytes(std::string_view bytes, std::size_t first,
+                      std::size_t width) {
+  std::size_t count = 0;
+  for (std::size_t at = first; at < bytes.size(); at += width)
+    if (bytes[at] == '\0') ++count;
+  return count;
+}
+
+// Guesses the encoding of text without a byte order mark: most of it is ASCII,
+// of which all bytes but one of each character are zero.
+std::string_view WideEncodingOfAscii(std::string_view bytes) {
+  const std::size_t half = (bytes.size() / 2 + 1) / 2;
+  const std::size_t even = ZeroBytes(bytes, 0, 2);
+  const std::size_t odd = ZeroBytes(bytes, 1, 2);
+  if (bytes.size() < 4) return "";
+  if (odd >= half && even == 0) return "UTF-16LE";
+  if (even >= half && odd == 0) return "UTF-16BE";
+  if (odd < half || even < half / 2) return "";
+  if (ZeroBytes(bytes, 0, 4) == 0) return "UTF-32LE";
+  return ZeroBytes(bytes, 3, 4) == 0 ? "UTF-32BE" : "";
 }
 
 // Returns the name of a wide encoding, as iconv knows it; "" for any other.
@@ -29,12 +49,7 @@ std::string_view WideEncoding(std::string_view text) {
   if (text.starts_with("\0\0\xfe\xff"sv)) return "UTF-32";
   if (text.starts_with("\xff\xfe")) return "UTF-16";
   if (text.starts_with("\xfe\xff")) return "UTF-16";
-  // Without a byte order mark, ASCII text has zero bytes all the same.
-  constexpr std::size_t kSample = 64;
-  const std::string_view sample = text.substr(0, kSample);
-  if (HasZeroAtEverySecond(sample, 1)) return "UTF-16LE";
-  if (HasZeroAtEverySecond(sample, 0)) return "UTF-16BE";
-  return "";
+  return WideEncodingOfAscii(text.substr(0, kSample));
 }
 
 // Returns whether the lines end as they once did on other systems: then the
@@ -77,6 +92,13 @@ IniDocument Parsed(std::string text, std::string_view file,
   if (const std::size_t line = document.UnclosedHeader())
     FailMalformed(file, line, "a header without ']'");
   return document;
+}
+
+std::string StandardInput() {
+  std::string text = ReadAll(STDIN_FILENO, "standard input");
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  if (text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
+  return text;
 }
 
 IniDocument ReadDocument(const Arguments<kSourceUses>& arguments) {

@@ -32,6 +32,11 @@ IniDocument Parsed(std::string text, std::string_view file,
 /// @throws Failure as Parsed() does, and with kCannotRead
 IniDocument ReadDocument(const Arguments<kSourceUses>& arguments);
 
+/// Returns all of standard input, without a byte order mark.
+///
+/// @throws Failure with kCannotRead
+std::string StandardInput();
+
 /// Throws Failure with kMalformedInput: "file:line: what".
 [[noreturn]] void FailMalformed(std::string_view file, std::size_t line,
                                 std::string_view what);

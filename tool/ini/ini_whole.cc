@@ -21,7 +21,7 @@
 namespace fairlead::tool::ini {
 namespace {
 
-constexpr auto kCreateUses = Uses(kFile, Optional(kDryrun));
+constexpr auto kCreateUses = Uses(kFile, Optional(kDryrun), Optional(kCheck));
 
 ExitStatus Create(const Arguments<kCreateUses>& arguments,
                   const Output& /*output*/) {
@@ -31,6 +31,7 @@ ExitStatus Create(const Arguments<kCreateUses>& arguments,
       throw Failure(kAnswerIsNo, Concat(Quoted(file), " already exists"));
     return std::string();
   };
+  if (arguments.Has(kCheck)) return TextToPreview(file) ? kDone : kAnswerIsNo;
   if (arguments.Has(kDryrun))
     create(TextToPreview(file));
   else
@@ -66,13 +67,13 @@ ExitStatus Normalize(const Arguments<kWritingFileUses>& arguments,
                   });
 }
 
-constexpr auto kCreateStatuses =
-    std::to_array<Status>({kSuccess,
-                           {kAnswerIsNo, "the file exists already"},
-                           kUsage,
-                           kUnwritten,
-                           kUnread,
-                           kLocked});
+constexpr auto kCreateStatuses = std::to_array<Status>(
+    {kSuccess,
+     {kAnswerIsNo, "the file exists already; with -check: it does not exist"},
+     kUsage,
+     kUnwritten,
+     kUnread,
+     kLocked});
 constexpr auto kNormalizeStatuses =
     EditStatuses("with -check: the edit would change the file");
 

@@ -108,7 +108,9 @@ bool SetLastKey(const char* file, const char* copy) {
   }
   if (key.empty()) return true;
   const IniResult result = document.Set({section, key}, "another value");
-  std::cout << static_cast<int>(result.code) << ' ' << result.line << '\n';
+  const bool is_malformed = result.code == IniResult::Code::kMalformed;
+  std::cout << (result.IsOk() ? "done" : is_malformed ? "malformed" : "refused")
+            << ' ' << result.line << '\n';
   return Write(copy, document.Text());
 }
 

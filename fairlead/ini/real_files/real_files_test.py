@@ -58,7 +58,7 @@ ESCAPES = {"b": "\b", "n": "\n", "t": "\t"}  # Git's.
 
 Record = collections.namedtuple("Record", "comments mark section key value")
 Entry = collections.namedtuple("Entry", "mark section key value counts")
-DONE, MALFORMED = "0", "7"  # Of IniResult::Code.
+DONE, MALFORMED = "done", "malformed"
 
 
 class Store:
