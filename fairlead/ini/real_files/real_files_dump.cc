@@ -108,9 +108,9 @@ bool SetLastKey(const char* file, const char* copy) {
   }
   if (key.empty()) return true;
   const IniResult result = document.Set({section, key}, "another value");
-  const bool is_malformed = result.code == IniResult::Code::kMalformed;
-  std::cout << (result.IsOk() ? "done" : is_malformed ? "malformed" : "refused")
-            << ' ' << result.line << '\n';
+  const char* outcome = result.IsOk() ? "done" : "refused";
+  if (result.code == IniResult::Code::kMalformed) outcome = "malformed";
+  std::cout << outcome << ' ' << result.line << '\n';
   return Write(copy, document.Text());
 }
 
