@@ -25,7 +25,7 @@ namespace {
 constexpr std::string_view kRemedy = " (-inplace overwrites the file itself)";
 
 std::string BackupSuffix(const Arguments<kWritingFileUses>& arguments) {
-  const std::string suffix = arguments.Text(kBackup);
+  std::string suffix = arguments.Text(kBackup);
   if (suffix.find('/') != std::string::npos)
     throw Failure(kWrongUsage,
                   Concat("-backup: ", Quoted(suffix), " contains a '/'"));
