@@ -4,12 +4,14 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <map>
 #include <memory>
 #include <random>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -87,6 +89,13 @@ struct FairleadAfresh {
 
   CIniFile ini;
   std::vector<CIniFile::Record>::iterator end;
+};
+
+struct FairleadRecord : Fairlead {
+  std::string Get(const std::string& section, const std::string& key) {
+    auto found = ini.GetRecord(key, section);
+    return found.empty() ? std::string() : std::move(found.front().Value);
+  }
 };
 
 #ifdef FAIRLEAD_PEER_SIMPLEINI
@@ -318,6 +327,19 @@ void BM_AtRandom(benchmark::State& state) {
   LookUpAll<Model>(state, settings);
 }
 
+// Prints a line of usual length for every second lookup, as random lookups do:
+// they cannot take less time.
+void BM_PrintAlone(benchmark::State& state) {
+  const QuietScope quiet;
+  constexpr std::string_view kLine =
+      "re-search: [server49/setting55] after [server493/setting499] "
+      "discovered 500000 from 500000; total searches=1000000\n";
+  const std::size_t lines = SampleOf(state).settings.size() / 2;
+  for (auto _ : state)
+    for (std::size_t i = 0; i < lines; ++i)
+      std::fwrite(kLine.data(), 1, kLine.size(), stdout);
+}
+
 void Lengths(benchmark::internal::Benchmark* benchmark) {
   benchmark->Arg(60)->Arg(1'000)->Arg(100'000);
 }
@@ -333,6 +355,13 @@ BENCHMARK(BM_AtRandom<FairleadAfresh>)
     ->Apply(Lengths);
 BENCHMARK(BM_AtRandom<Fairlead>)
     ->Name("IniAtRandom/fairlead_printing")
+    ->Apply(Lengths);
+BENCHMARK(BM_AtRandom<FairleadRecord>)
+    ->Name("IniAtRandom/fairlead_record_printing")
+    ->Apply(Lengths);
+BENCHMARK(BM_PrintAlone)->Name("IniAtRandom/print_alone")->Apply(Lengths);
+BENCHMARK(BM_InOrder<FairleadRecord>)
+    ->Name("IniInOrder/fairlead_record")
     ->Apply(Lengths);
 BENCHMARK(BM_ReadOne<Fairlead>)->Name("IniReadOne/fairlead")->Apply(Lengths);
 BENCHMARK(BM_InOrder<Fairlead>)->Name("IniInOrder/fairlead")->Apply(Lengths);

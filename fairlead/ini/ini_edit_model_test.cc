@@ -186,7 +186,7 @@ class IniLookupModelTest : public testing::Test {
 
   // Changes a field in both, as a program may between two lookups.
   void ChangeField(RandomSource& random) {
-    switch (random.Number(5)) {
+    switch (random.Number(6)) {
       case 0:
         plain_.loaded = ini_.loaded = !ini_.loaded;
         break;
@@ -195,6 +195,11 @@ class IniLookupModelTest : public testing::Test {
         break;
       case 2:
         plain_.last = ini_.lastLookup = "moved";
+        break;
+      case 3:
+        if (plain_.cursor == plain_.records.size()) break;
+        plain_.records[plain_.cursor].Value += "+";
+        ini_.cursor->Value += "+";
         break;
       default:
         plain_.cursor = random.Number(plain_.records.size() + 1);

@@ -269,7 +269,10 @@ class FAIRLEAD_EXPORT CIniFile {
                                       std::string_view key);
   FAIRLEAD_PRIVATE std::size_t FirstPlaceToLook() const;
   FAIRLEAD_PRIVATE void PrintReSearch(std::string_view section,
-                                      std::string_view key) const;
+                                      std::string_view key);
+  FAIRLEAD_PRIVATE void PrintTrace(std::string_view section,
+                                   std::string_view key, bool found,
+                                   std::string_view value);
   FAIRLEAD_PRIVATE void Remember(std::string_view section,
                                  std::string_view key);
 
@@ -290,6 +293,7 @@ class FAIRLEAD_EXPORT CIniFile {
  private:
   std::unique_ptr<Index> index_;  // Of *records_; never null.
   std::string next_lookup_;       // Buffer in which lastLookup is built.
+  std::string line_;              // Buffer in which a printed line is built.
 };
 
 }  // namespace fairlead

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <limits>
 #include <stdexcept>
@@ -187,6 +188,63 @@ TEST_F(IniLookupTest, CountersWrapAround) {
   EXPECT_EQ(PrintedBy({"k1"}),
             "re-search: [s/k1] after [] discovered -2147483648 from "
             "-2147483648; total searches=-2147483648\n");
+}
+
+// The buffer of a printed line grows and is used again.
+TEST_F(IniLookupTest, PrintsNamesOfAnyLength) {
+  const std::string section(300, 's');
+  const std::string key(5'000, 'k');
+  ini_.Load(Write("[" + section + "]\n" + key + "=1\nx=2\n"));
+  CapturedOutput output;
+  ini_.GetRecord("x", section);
+  ini_.GetRecord(key, section);
+  ini_.GetRecord("", section);
+  ini_.trace = true;
+  ini_.GetValueDef("", "", "d");
+  const std::string name = section + "/" + key;
+  EXPECT_EQ(output.Take(), "re-search: [" + name + "] after [" + section +
+                               "/x] discovered 1 from 1; total searches=2\n"
+                               "re-search: [" +
+                               section + "/] after [" + name +
+                               "] discovered 2 from 2; total searches=3\n"
+                               "[]  --> d\n");
+}
+
+TEST_F(IniLookupTest, PrintsInOrderWithTheProgram) {
+  LoadKeys(30);
+  ini_.GetRecord("k20", "s");
+  CapturedOutput output;
+  std::printf("before, ");
+  ini_.GetRecord("k2", "s");
+  std::printf("after\n");
+  EXPECT_EQ(output.Take(),
+            "before, re-search: [s/k2] after [s/k20] discovered 1 from 1; "
+            "total searches=2\nafter\n");
+}
+
+TEST_F(IniLookupTest, FindsAValueChangedThroughTheCursor) {
+  LoadKeys(30);
+  for (const char* value : {"one", "two", "a longer value than was loaded"}) {
+    ini_.cursor = first_ + 20;
+    ini_.cursor->Value = value;
+    EXPECT_EQ(ini_.GetValueDef("s", "k20", "d"), value);
+    EXPECT_EQ(ini_.GetRecord("k20", "s").at(0).Value, value);
+  }
+}
+
+// After many lookups, the header of t and the key below it are likely places.
+TEST_F(IniLookupTest, AnEarlierDuplicateGoesBeforeTheLikelyPlace) {
+  ini_.Load(Write("[s]\nk=1\na=2\n[t]\nk=3\n[s]\n[u]\nk=4\n[s]\nk=5\n"));
+  first_ = ini_.cursor - 10;
+  CapturedOutput output;
+  for (int i = 0; i < 10; ++i) ini_.GetRecord("k", "u");
+  EXPECT_EQ(ini_.cursor - first_, 7);
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "5");  // From 2, the place of a.
+  ini_.cursor = first_ + 7;
+  EXPECT_EQ(ini_.GetValueDef("u", "k", "d"), "4");
+  ini_.cursor = first_ + 6;                         // The search starts at 1.
+  EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "1");  // Not 5, at a likely place.
+  output.Take();
 }
 
 TEST_F(IniLookupTest, AValueIsReturnedEvenIfEmpty) {

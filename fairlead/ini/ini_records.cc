@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -15,7 +16,6 @@
 #include "fairlead/ini/open_file.h"
 #include "fairlead/ini/record_index.h"
 #include "fairlead/ini/record_reader.h"
-#include "fairlead/text/strings.h"
 #include "fairlead/text/trimmed.h"
 
 namespace fairlead {
@@ -73,6 +73,39 @@ void PutValue(std::string_view key, std::string_view value,
   else
     records.insert(of_section + 1, MakeRecord(section, key, value));
 }
+
+// A line for standard output, made without printf, which would take several
+// times as long: half of all random lookups print one. The buffer is kept, and
+// the line is printed with one call, as printf would.
+class OutputLine {
+ public:
+  OutputLine(std::string& buffer, std::size_t max_size) : buffer_(buffer) {
+    if (buffer.size() < max_size) buffer.resize(max_size);
+    end_ = buffer.data();
+  }
+
+  OutputLine& operator<<(std::string_view text) {
+    end_ = std::copy(text.begin(), text.end(), end_);
+    return *this;
+  }
+
+  OutputLine& operator<<(std::int32_t number) {
+    end_ = std::to_chars(end_, end_ + kMaxDigits, number).ptr;
+    return *this;
+  }
+
+  // Not checked, as the result of printf is not: a lookup cannot report it.
+  void Print() const {
+    const auto size = static_cast<std::size_t>(end_ - buffer_.data());
+    std::fwrite(buffer_.data(), 1, size, stdout);
+  }
+
+  static constexpr std::size_t kMaxDigits = sizeof("-2147483648") - 1;
+
+ private:
+  std::string& buffer_;
+  char* end_;
+};
 
 // Returns what `printf` prints of a text with "%s".
 std::string_view Printable(std::string_view text) {
@@ -154,8 +187,9 @@ std::vector<CIniFile::Record> CIniFile::GetRecord(
   if (!loaded) return {};
   const Record* const found = Find(section_name, key_name);
   Remember(section_name, key_name);
-  if (found == nullptr) return {};
-  return {*found};
+  std::vector<Record> copies;  // A list in braces would copy twice.
+  if (found != nullptr) copies.push_back(*found);
+  return copies;
 }
 
 // The default is taken by value, since it may refer to lastLookup. The names
@@ -164,13 +198,12 @@ std::string CIniFile::GetValueDef(std::string_view section_name,
                                   std::string_view key_name,
                                   std::string default_value) {
   const Record* const found = loaded ? Find(section_name, key_name) : nullptr;
-  if (found != nullptr) default_value = found->Value;
   if (trace) {
-    std::printf("[%s] %s %s> %s\n", std::string(section_name).c_str(),
-                std::string(key_name).c_str(), found != nullptr ? "==" : "--",
-                default_value.c_str());
+    PrintTrace(section_name, key_name, found != nullptr,
+               found != nullptr ? found->Value : default_value);
   }
   if (loaded) Remember(section_name, key_name);
+  if (found != nullptr) return found->Value;
   return default_value;
 }
 
@@ -197,21 +230,34 @@ std::size_t CIniFile::FirstPlaceToLook() const {
                                                     : place);
 }
 
-// Does not use printf, which is slower: half of all random lookups print this.
-void CIniFile::PrintReSearch(std::string_view section,
-                             std::string_view key) const {
-  std::string line("re-search: [");
-  line.reserve(section.size() + key.size() + lastLookup.size() + 100);
-  line.append(Printable(section)).append(1, '/').append(Printable(key));
-  line.append("] after [").append(Printable(lastLookup));
-  line.append("] discovered ").append(inttostr(rediscovered));
-  line.append(" from ").append(inttostr(researches));
-  line.append("; total searches=").append(inttostr(searches));
-  std::puts(line.c_str());
+void CIniFile::PrintReSearch(std::string_view section, std::string_view key) {
+  constexpr std::size_t kMaxRest =
+      sizeof("re-search: [/] after [] discovered  from ; total searches=\n") +
+      3 * OutputLine::kMaxDigits;
+  OutputLine line(line_,
+                  section.size() + key.size() + lastLookup.size() + kMaxRest);
+  line << "re-search: [" << Printable(section) << "/" << Printable(key)
+       << "] after [" << Printable(lastLookup) << "] discovered "
+       << rediscovered << " from " << researches
+       << "; total searches=" << searches << "\n";
+  line.Print();
+}
+
+void CIniFile::PrintTrace(std::string_view section, std::string_view key,
+                          bool found, std::string_view value) {
+  OutputLine line(
+      line_, section.size() + key.size() + value.size() + sizeof("[]  ==> \n"));
+  line << "[" << Printable(section) << "] " << Printable(key)
+       << (found ? " ==> " : " --> ") << Printable(value) << "\n";
+  line.Print();
 }
 
 void CIniFile::Remember(std::string_view section, std::string_view key) {
-  next_lookup_.assign(section).append(1, '/').append(key);
+  next_lookup_.resize(section.size() + 1 + key.size());
+  char* const end =
+      std::copy(section.begin(), section.end(), next_lookup_.data());
+  *end = '/';
+  std::copy(key.begin(), key.end(), end + 1);
   lastLookup.swap(next_lookup_);
 }
 

@@ -38,8 +38,10 @@ class FAIRLEAD_PRIVATE CIniFile::Index {
                    std::string_view key, std::size_t start);
   void BuildIndex(const std::vector<Record>& records);
   Slot& SlotOf(const std::vector<Record>& records, std::string_view section,
-               std::string_view key);
+               std::string_view key, std::size_t hash);
 
+  std::size_t LikelyPlace(const std::vector<Record>& records,
+                          std::string_view key) const;
   Answer LookUp(const std::vector<Record>& records, std::string_view section,
                 std::string_view key, std::size_t start);
 
