@@ -127,7 +127,7 @@ endfunction()
 # name.cc as a GoogleTest program; every test in it is one of ctest's. Labels:
 #   quick    all of them together take less than 30 seconds; the default
 #   slow     the others
-#   faults   one system call of the tool fails at a time, under strace
+#   faults   a system call of the tool fails, or it is killed there, under strace
 #   threads  run several threads; the target fairlead_thread_tests builds them
 #            for the thread sanitizer
 # OPTIMIZED is for a test whose own code computes for seconds.

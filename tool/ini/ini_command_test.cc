@@ -1,6 +1,5 @@
 // The command `ini` as a process: the subcommands that edit, and all statuses.
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -12,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "fairlead/ini/edit_lock.h"
 #include "tool/base/concat.h"
 #include "tool/base/descriptor.h"
 #include "tool/command/command.h"
@@ -319,17 +317,6 @@ TEST_F(IniCommandTest, ReportsFailedReadsAndWrites) {
       RunProgram({.arguments = Line({"sections"}), .output_is_broken = true})
           .status,
       23);
-}
-
-// Waits for the default limit.
-TEST_F(IniCommandTest, WaitsForAnotherEditUpToALimit) {
-  Write("[a]\nx=1\n");
-  const internal::Descriptor other(open(Path().c_str(), O_RDWR | O_CLOEXEC));
-  ASSERT_EQ(internal::TryToLock(other), 0);
-  EXPECT_EQ(Refusal(28, {"set", "-section", "a", "-key", "x", "-value", "2"}),
-            Concat("fairlead ini: waiting for another edit of '", Path(),
-                   "'\nfairlead ini: another edit of '", Path(),
-                   "' did not end in time: try again\n"));
 }
 
 TEST_F(IniCommandTest, ManyProcessesLoseNoSetting) {

@@ -1,5 +1,6 @@
 // Edits of one file by several processes at once.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <set>
@@ -8,7 +9,11 @@
 #include <thread>
 #include <vector>
 
+#include "fairlead/base/descriptor.h"
+#include "fairlead/ini/edit_lock.h"
+#include "fairlead/testing/sanitizers.h"
 #include "tool/base/concat.h"
+#include "tool/ini/ini_testing.h"
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
 
@@ -16,7 +21,7 @@ namespace fairlead::tool {
 namespace {
 
 constexpr int kEditors = 8;
-constexpr int kEdits = 200;
+constexpr int kEdits = kSanitized ? 20 : 200;
 
 std::string Key(int editor, int edit) {
   return Concat("key", editor, "_", edit);
@@ -52,6 +57,8 @@ void ExpectNoneLost(const MakeLaunch& make_launch) {
   EXPECT_EQ(Lines(ReadFile(file)), expected);
 }
 
+using IniManyEditsWaitTest = IniCommandTest;
+
 TEST(IniManyEditsTest, NoneOfSetIsLost) {
   ExpectNoneLost([](const std::string& file, const std::string& key) {
     return Launch{.arguments = {"ini", "set", "-file", file, "-section", "a",
@@ -64,6 +71,17 @@ TEST(IniManyEditsTest, NoneOfApplyIsLost) {
     return Launch{.arguments = {"ini", "apply", "-file", file, "-stdin"},
                   .input = Concat("set a ", key, " 1\n")};
   });
+}
+
+// Waits for the default limit.
+TEST_F(IniManyEditsWaitTest, WaitsForAnotherEditUpToALimit) {
+  Write("[a]\nx=1\n");
+  const internal::Descriptor other(open(Path().c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(internal::TryToLock(other), 0);
+  EXPECT_EQ(Refusal(28, {"set", "-section", "a", "-key", "x", "-value", "2"}),
+            Concat("fairlead ini: waiting for another edit of '", Path(),
+                   "'\nfairlead ini: another edit of '", Path(),
+                   "' did not end in time: try again\n"));
 }
 
 }  // namespace

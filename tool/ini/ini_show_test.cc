@@ -108,7 +108,7 @@ TEST_F(IniShowTest, RefusesLineEndsOfCrAlone) {
 }
 
 TEST_F(IniShowTest, KeepsZeroBytesOfOtherText) {
-  const std::string text = std::string("[a]\nk=x\0y\0z\nj=1\n", 18);
+  const std::string text = std::string("[a]\nk=x\0y\0z\nj=1\n", 16);
   Write(text);
   Answer({"set", "-section", "a", "-key", "j", "-value", "1"});
   EXPECT_EQ(Text(), text);
