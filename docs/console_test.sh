@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs the shell sessions that a page shows, its "console" blocks, in order and
+# Runs the commands that a page shows in its "console" blocks, in order and
 # in one folder, and compares what they print with the page. A line that begins
 # with "$ " is a command; those right below it that begin with "> " continue it.
 # The indented block below "The file `NAME`" is written to that file first.
@@ -12,7 +12,7 @@ mkdir "$folder/bin" "$folder/work"
 ln -s "$(realpath "$2")" "$folder/bin/fairlead"
 PATH="$folder/bin:$PATH"
 
-# Each session becomes a script that prints its commands before it runs them.
+# Each block becomes a script that prints its commands before it runs them.
 awk -v folder="$folder" '
   function finish() {
     if (command == "") return
@@ -39,7 +39,7 @@ awk -v folder="$folder" '
   { open = 0 }
 ' "$page" >"$folder/script"
 
-[ -s "$folder/expected" ] || { echo "$1 shows no session" >&2; exit 1; }
+[ -s "$folder/expected" ] || { echo "$1 shows no commands" >&2; exit 1; }
 cd "$folder/work"
 sh "$folder/script" >"$folder/output"
 diff "$folder/expected" "$folder/output"

@@ -13,7 +13,7 @@
 namespace fairlead::internal {
 
 // Returns the signals that end a process that does not handle them, sent by a
-// user, a session manager or a timer.
+// user, a login manager or a timer.
 sigset_t EndingSignals();
 
 // Write-locks one byte far beyond the end of the file, which must be open for

@@ -16,6 +16,7 @@ namespace fairlead::internal {
 // A new empty folder, removed with all its files at the end of its scope.
 class TempFolder {
  public:
+  // mkdtemp() replaces the six letters at the end.
   TempFolder()
       : path_(std::filesystem::temp_directory_path() / "fairlead.XXXXXX") {
     if (mkdtemp(path_.data()) == nullptr) std::abort();
