@@ -15,7 +15,7 @@
 #include "tool/help/help_text.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::commands_test {
 namespace {
 
 // Returns the commands and their subcommands.
@@ -164,4 +164,4 @@ TEST(CommandsTest, EveryExampleIsRight) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::commands_test

@@ -5,17 +5,18 @@
 // for all of them, a number for the sample with this seed. By default, a new
 // sample is drawn and its seed is printed.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <map>
 #include <mutex>
 #include <random>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -180,10 +181,10 @@ std::string ErrorOf(const Trial& run, const Trial& base,
 // may interrupt. Of the network's calls, the receive thread's are made with all
 // signals blocked; around the others, the handlers of the command end it.
 bool MayBeInterrupted(const std::string& trace) {
-  static const std::regex kInterrupted(
+  static const auto is_interrupted = testing::Matches(testing::ContainsRegex(
       "\\b((openat|read|write|pread64|pwrite64|ftruncate|fallocate|fsync|close|"
-      "dup2|poll)\\(|fcntl\\([0-9]+, F_OFD)[^\\n]*\\(INJECTED\\)");
-  return std::regex_search(trace, kInterrupted);
+      "dup2|poll)\\(|fcntl\\([0-9]+, F_OFD)[^\n]*\\(INJECTED\\)"));
+  return is_interrupted(trace);
 }
 
 constexpr const char* kErrors[] = {"EIO", "ENOSPC", "EMFILE", "ENOMEM",
@@ -205,17 +206,21 @@ struct Calls {
 // The program's first call checks whether standard input is open. The loader
 // makes no such call.
 std::map<std::string, Calls> CallsIn(const std::string& trace) {
-  static const std::regex kCall("([0-9]+) +([a-z0-9_]+)\\(.*");
   std::map<std::string, Calls> all;
   std::map<std::string, int> made;  // By thread and name.
   bool begun = false;
   std::istringstream lines(trace);
   for (std::string line; std::getline(lines, line);) {
-    std::smatch parts;
-    if (!std::regex_match(line, parts, kCall)) continue;
+    char thread[16];
+    char call[64];
+    int end = 0;
+    if (std::sscanf(line.c_str(), "%15[0-9] %63[a-z0-9_]%n", thread, call,
+                    &end) != 2 ||
+        line[static_cast<std::size_t>(end)] != '(')
+      continue;
     begun = begun || line.find(" fcntl(0, F_GETFD") != std::string::npos;
-    Calls& calls = all[parts[2]];
-    const int number = ++made[Concat(parts[1].str(), " ", parts[2].str())];
+    Calls& calls = all[call];
+    const int number = ++made[Concat(thread, " ", call)];
     if (begun)
       calls.program = std::max(calls.program, number - calls.loader);
     else

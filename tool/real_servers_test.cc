@@ -13,7 +13,7 @@
 
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::real_servers_test {
 namespace {
 
 using testing::HasSubstr;
@@ -153,4 +153,4 @@ TEST(RealServersTest, Nginx) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::real_servers_test

@@ -7,7 +7,7 @@
 
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::run_command_test {
 namespace {
 
 TEST(RunCommandTest, ReportsTooLittleMemory) {
@@ -26,4 +26,4 @@ TEST(RunCommandTest, ReportsTooLittleMemory) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::run_command_test

@@ -8,7 +8,7 @@
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::size_limit_test {
 namespace {
 
 using testing::HasSubstr;
@@ -79,4 +79,4 @@ TEST_F(SizeLimitTest, ReportsStandardOutput) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::size_limit_test

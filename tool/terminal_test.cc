@@ -7,7 +7,7 @@
 
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::terminal_test {
 namespace {
 
 using testing::HasSubstr;
@@ -161,4 +161,4 @@ TEST_F(TerminalTest, NoBarIsDrawnElsewhere) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::terminal_test

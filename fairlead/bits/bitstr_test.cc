@@ -20,7 +20,7 @@
 
 #include "fairlead/bits/move_bits_model.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::bitstr_test {
 namespace {
 
 using testing::Each;
@@ -256,4 +256,4 @@ TEST(BitstrTest, IsReadFromText) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::bitstr_test

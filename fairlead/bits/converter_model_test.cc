@@ -12,7 +12,7 @@
 
 #include "fairlead/bits/converter.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::converter_model_test {
 namespace {
 
 CBitstr RandomBits(std::mt19937& random) {
@@ -129,4 +129,4 @@ TEST(ConverterModelTest, ALongTextIsReadLikeAShortOne) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::converter_model_test

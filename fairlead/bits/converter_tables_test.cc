@@ -13,7 +13,7 @@
 #include "fairlead/bits/converter.h"
 #include "fairlead/bits/converter_model.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::converter_tables_test {
 namespace {
 
 constexpr std::size_t kMaxLength = 100;  // More than the 86 that hold 512 bits.
@@ -110,4 +110,4 @@ TEST(ConverterTablesTest, AChangedValueMayBeTooLarge) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::converter_tables_test

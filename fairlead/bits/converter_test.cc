@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-namespace fairlead {
+namespace fairlead::converter_test {
 namespace {
 
 using testing::Each;
@@ -445,4 +445,4 @@ TEST(ConverterTest, AChangedTableAffectsNeitherSkippedNorHighBytes) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::converter_test

@@ -14,7 +14,7 @@
 
 #include "fairlead/bits/crc.h"
 
-namespace fairlead {
+namespace fairlead::crc_runs_test {
 namespace {
 
 constexpr std::size_t kLong = 100'000;
@@ -251,4 +251,4 @@ TEST(CrcRunsTest, WithAFullUpperHalfOnlyTheLastValuesMatter) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::crc_runs_test

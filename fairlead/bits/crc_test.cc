@@ -12,7 +12,7 @@
 #include <string>
 #include <type_traits>
 
-namespace fairlead {
+namespace fairlead::crc_test {
 namespace {
 
 static_assert(std::is_aggregate_v<CCRC>);
@@ -270,4 +270,4 @@ TEST(CrcTest, TheCountWrapsAround) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::crc_test

@@ -14,12 +14,13 @@
 #include "fairlead/crypto/ciphers_testing.h"
 #include "fairlead/testing/sanitizers.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::aes_arrays_test {
 namespace {
 
 constexpr int kSizes[] = {128, 192, 256};
 
-INSTANTIATE_TEST_SUITE_P(Each, AesImplementationTest,
+using AesEachArraysTest = AesImplementationTest;
+INSTANTIATE_TEST_SUITE_P(Each, AesEachArraysTest,
                          testing::ValuesIn(AesImplementations().begin(),
                                            AesImplementations().end()),
                          ImplementationName);
@@ -27,7 +28,7 @@ INSTANTIATE_TEST_SUITE_P(Each, AesImplementationTest,
 // Returns the number of bytes processed for a length.
 int Touched(int length) { return length <= 0 ? 0 : (length + 15) / 16 * 16; }
 
-TEST_P(AesImplementationTest, ArraysAreWholeBlocksOfTheirLength) {
+TEST_P(AesEachArraysTest, ArraysAreWholeBlocksOfTheirLength) {
   EXPECT_EQ(Touched(16), 16);
   EXPECT_EQ(Touched(17), 32);
   constexpr std::size_t kGuard = 19;  // Odd: nothing is aligned.
@@ -58,7 +59,7 @@ TEST_P(AesImplementationTest, ArraysAreWholeBlocksOfTheirLength) {
   }
 }
 
-TEST_P(AesImplementationTest, ExtremeNegativeLengthsDoNothing) {
+TEST_P(AesEachArraysTest, ExtremeNegativeLengthsDoNothing) {
   const AES aes("key", 128);
   unsigned char byte = 'x';
   for (const int length : {0, -1, -15, -16, -17, INT_MIN, INT_MIN + 1}) {
@@ -70,7 +71,7 @@ TEST_P(AesImplementationTest, ExtremeNegativeLengthsDoNothing) {
   aes.DecodeArray(nullptr, -5);
 }
 
-TEST_P(AesImplementationTest, TransformsArraysAsTheTablesDo) {
+TEST_P(AesEachArraysTest, TransformsArraysAsTheTablesDo) {
   std::mt19937 random(73);
   for (int i = 0; i < 1000; ++i) {
     const int bits = kSizes[random() % 3];
@@ -142,4 +143,4 @@ TEST(AesArraysTest, TheMaximalLengthIsProcessedToItsEnd) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::aes_arrays_test

@@ -10,7 +10,7 @@
 
 #include "fairlead/crypto/aes.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::aes_tables_test {
 namespace {
 
 // Multiplication in GF(2^8), bit by bit.
@@ -102,4 +102,4 @@ TEST_F(AesTablesTest, TheRoundConstantsDouble) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::aes_tables_test

@@ -24,7 +24,7 @@
 #include "fairlead/crypto/aes_implementations.h"
 #include "fairlead/crypto/ciphers_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::aes_test {
 namespace {
 
 using testing::Each;
@@ -44,7 +44,8 @@ static_assert(std::is_same_v<decltype(aes_set_key(nullptr, nullptr, 0)), int>);
 
 constexpr int kSizes[] = {128, 192, 256};
 
-INSTANTIATE_TEST_SUITE_P(Each, AesImplementationTest,
+using AesEachTest = AesImplementationTest;
+INSTANTIATE_TEST_SUITE_P(Each, AesEachTest,
                          testing::ValuesIn(AesImplementations().begin(),
                                            AesImplementations().end()),
                          ImplementationName);
@@ -129,7 +130,7 @@ std::uint32_t Unmixed(std::uint32_t word) {
   return result;
 }
 
-TEST_P(AesImplementationTest, ExpandsTheKeysOfFips197) {
+TEST_P(AesEachTest, ExpandsTheKeysOfFips197) {
   for (const auto& words : kExpansions) {
     const std::size_t rounds = words.size() / 4 - 1;
     const Bytes key = KeyOf(words);
@@ -147,7 +148,7 @@ TEST_P(AesImplementationTest, ExpandsTheKeysOfFips197) {
 }
 
 // FIPS-197, Appendix C.1: the keys of the equivalent inverse cipher.
-TEST_P(AesImplementationTest, MakesTheDecryptionKeysOfFips197) {
+TEST_P(AesEachTest, MakesTheDecryptionKeysOfFips197) {
   const aes_context context =
       Keyed(FromHex("000102030405060708090a0b0c0d0e0f"));
   const std::uint32_t kFirst[] = {0x13111d7f, 0xe3944a17, 0xf307a78b,
@@ -157,7 +158,7 @@ TEST_P(AesImplementationTest, MakesTheDecryptionKeysOfFips197) {
                          std::begin(context.decKeys)));
 }
 
-TEST_P(AesImplementationTest, KeyingWritesOnlyTheWordsInUse) {
+TEST_P(AesEachTest, KeyingWritesOnlyTheWordsInUse) {
   for (const int bits : kSizes) {
     const aes_context context =
         Keyed(Bytes(static_cast<std::size_t>(bits) / 8, 7));
@@ -187,7 +188,7 @@ constexpr Example kExamples[] = {
      "00112233445566778899aabbccddeeff", "8ea2b7ca516745bfeafc49904b496089"},
 };
 
-TEST_P(AesImplementationTest, EncryptsAndDecryptsTheExamplesOfFips197) {
+TEST_P(AesEachTest, EncryptsAndDecryptsTheExamplesOfFips197) {
   for (const Example& example : kExamples) {
     SCOPED_TRACE(example.key);
     const Bytes key = FromHex(example.key);
@@ -206,7 +207,7 @@ TEST_P(AesImplementationTest, EncryptsAndDecryptsTheExamplesOfFips197) {
   }
 }
 
-TEST_P(AesImplementationTest, LeavesTheContextUntouchedForAnyOtherKeySize) {
+TEST_P(AesEachTest, LeavesTheContextUntouchedForAnyOtherKeySize) {
   const unsigned char key[32] = {1};
   for (const int bits : {0, 1, 16, 64, 127, 129, 160, 191, 193, 224, 255, 257,
                          512, -1, -128, -256, INT_MIN, INT_MAX}) {
@@ -230,7 +231,7 @@ Bytes Fingerprint(const Bytes& key) {
   return Encrypted(Keyed(key), FromHex("00112233445566778899aabbccddeeff"));
 }
 
-TEST_P(AesImplementationTest, PadsShortKeysWithZeros) {
+TEST_P(AesEachTest, PadsShortKeysWithZeros) {
   EXPECT_EQ(Fingerprint(AES("12345", 128)),
             Fingerprint(FromHex("31323334350000000000000000000000")));
   EXPECT_EQ(
@@ -248,7 +249,7 @@ TEST_P(AesImplementationTest, PadsShortKeysWithZeros) {
   }
 }
 
-TEST_P(AesImplementationTest, TruncatesLongKeys) {
+TEST_P(AesEachTest, TruncatesLongKeys) {
   const std::string key = "0123456789abcdefghijklmnopqrstuvwxyzABCD";
   ASSERT_EQ(key.size(), 40U);
   for (const int bits : kSizes)
@@ -257,7 +258,7 @@ TEST_P(AesImplementationTest, TruncatesLongKeys) {
   EXPECT_NE(Fingerprint(AES(key, 128)), Fingerprint(AES(key, 256)));
 }
 
-TEST_P(AesImplementationTest, TakesAContextByReference) {
+TEST_P(AesEachTest, TakesAContextByReference) {
   unsigned char key[32];
   for (unsigned char i = 0; i < 32; ++i) key[i] = i;
   aes_context there{};
@@ -275,12 +276,12 @@ TEST_P(AesImplementationTest, TakesAContextByReference) {
   EXPECT_EQ(std::memcmp(plain, key, 16), 0);
 }
 
-TEST_P(AesImplementationTest, TakesKeysWithZeroBytes) {
+TEST_P(AesEachTest, TakesKeysWithZeroBytes) {
   const Bytes key = FromHex("00ff00010002000300040005000600ff");
   EXPECT_EQ(Fingerprint(AES(AsText(key), 128)), Fingerprint(key));
 }
 
-TEST_P(AesImplementationTest, AnObjectOfAnInvalidKeySizeHoldsAnEmptyContext) {
+TEST_P(AesEachTest, AnObjectOfAnInvalidKeySizeHoldsAnEmptyContext) {
   const AES reference("", 0);
   const std::string key(5000, 'k');
   for (const int bits : {0, 7, 8, 64, 127, 129, 160, 255, 257, 320, 40000, -1,
@@ -296,8 +297,7 @@ TEST_P(AesImplementationTest, AnObjectOfAnInvalidKeySizeHoldsAnEmptyContext) {
   }
 }
 
-TEST_P(AesImplementationTest,
-       AnEmptyContextHasTheSameResultsInAllImplementations) {
+TEST_P(AesEachTest, AnEmptyContextHasTheSameResultsInAllImplementations) {
   Bytes encoded(400, 'd');
   Bytes decoded = encoded;
   const AES aes("key", 100);
@@ -326,7 +326,7 @@ constexpr RoundsCase kRoundsCases[] = {
 };
 
 // In a context filled by hand, or never, no key past the last one is read.
-TEST_P(AesImplementationTest, AnyNumberOfRoundsCountsAsAValidOne) {
+TEST_P(AesEachTest, AnyNumberOfRoundsCountsAsAValidOne) {
   const Bytes block = FromHex("00112233445566778899aabbccddeeff");
   aes_context expected = Keyed(Bytes(32, 7));
   aes_context context = expected;
@@ -340,7 +340,7 @@ TEST_P(AesImplementationTest, AnyNumberOfRoundsCountsAsAValidOne) {
 }
 
 // Objects can be copied, stored and compared byte by byte.
-TEST_P(AesImplementationTest, AnObjectIsZeroPastItsKeys) {
+TEST_P(AesEachTest, AnObjectIsZeroPastItsKeys) {
   for (const int bits : kSizes) {
     SCOPED_TRACE(bits);
     alignas(AES) std::array<unsigned char, sizeof(AES)> memory;
@@ -356,13 +356,13 @@ TEST_P(AesImplementationTest, AnObjectIsZeroPastItsKeys) {
   }
 }
 
-TEST_P(AesImplementationTest, CopiesAreKeyedAlike) {
+TEST_P(AesEachTest, CopiesAreKeyedAlike) {
   const AES aes("some key", 256);
   const AES copy = aes;
   EXPECT_EQ(Fingerprint(copy), Fingerprint(aes));
 }
 
-TEST_P(AesImplementationTest, FillsTheContextAsTheTablesDo) {
+TEST_P(AesEachTest, FillsTheContextAsTheTablesDo) {
   std::mt19937 random(72);
   for (int i = 0; i < 3000; ++i) {
     const Bytes key = RandomBytes(random, 16 + 8 * (random() % 3));
@@ -411,4 +411,4 @@ TEST(AesTest, AnImplementationIsAvailableIfTheKernelListsItsInstructions) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::aes_test

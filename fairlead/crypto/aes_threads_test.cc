@@ -10,7 +10,7 @@
 
 #include "fairlead/crypto/aes.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::aes_threads_test {
 namespace {
 
 constexpr int kThreads = 8;
@@ -69,4 +69,4 @@ TEST(AesThreadsTest, ManyThreadsMayShareAnObject) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::aes_threads_test

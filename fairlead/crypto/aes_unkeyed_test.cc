@@ -17,7 +17,7 @@
 
 #include "fairlead/crypto/aes.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::aes_unkeyed_test {
 namespace {
 
 // FIPS-197, Appendix C.1.
@@ -138,4 +138,4 @@ TEST_F(AesUnkeyedTest, ManyThreadsMayBeTheFirstToUseAContext) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::aes_unkeyed_test

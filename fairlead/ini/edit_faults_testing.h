@@ -5,9 +5,6 @@
 #ifndef FAIRLEAD_INI_EDIT_FAULTS_TESTING_H_
 #define FAIRLEAD_INI_EDIT_FAULTS_TESTING_H_
 
-// Hardened system headers define these calls inline.
-#undef _FORTIFY_SOURCE
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>

@@ -15,7 +15,7 @@
 
 #include "fairlead/ini/edit_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::file_attributes_test {
 namespace {
 
 // Returns an access control list in the format of the kernel.
@@ -112,4 +112,4 @@ TEST(FileAttributesTest, AnAttributeThatCannotBeKeptIsAnError) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::file_attributes_test

@@ -14,7 +14,7 @@
 #include "fairlead/ini/edit_testing.h"
 #include "fairlead/ini/file_edit.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::file_backup_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -227,4 +227,4 @@ TEST(FileBackupTest, AMessageHasNoControlBytes) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::file_backup_test

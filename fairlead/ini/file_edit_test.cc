@@ -19,7 +19,7 @@
 #include "fairlead/base/descriptor.h"
 #include "fairlead/ini/edit_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::file_edit_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -399,4 +399,4 @@ TEST(FileEditTest, ReportsAFileThatCannotBeRead) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::file_edit_test

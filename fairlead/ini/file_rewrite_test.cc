@@ -15,7 +15,7 @@
 #include "fairlead/ini/edit_testing.h"
 #include "fairlead/ini/file_edit.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::file_rewrite_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -176,4 +176,4 @@ TEST(FileRewriteTest, AFailureIsReportedWhenAllPiecesHaveCome) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::file_rewrite_test

@@ -7,7 +7,7 @@
 
 #include "fairlead/ini/ini_document_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_document_edit_test {
 namespace {
 
 using namespace std::literals;
@@ -294,4 +294,4 @@ TEST(IniDocumentEditTest, EditsBesideAnUnclosedHeader) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_document_edit_test

@@ -11,7 +11,7 @@
 
 #include "fairlead/testing/sanitizers.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_document_laws_test {
 namespace {
 
 using namespace std::string_literals;
@@ -127,4 +127,4 @@ INSTANTIATE_TEST_SUITE_P(Readings, DocumentLawsTest,
                          });
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_document_laws_test

@@ -6,7 +6,7 @@
 
 #include "fairlead/ini/ini_document_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_document_records_test {
 namespace {
 
 using namespace std::literals;
@@ -182,4 +182,4 @@ TEST(IniDocumentRecordsTest, RefusesToChangeOtherRecords) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_document_records_test

@@ -6,7 +6,7 @@
 
 #include "fairlead/ini/ini_document_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_document_set_test {
 namespace {
 
 using namespace std::literals;
@@ -293,4 +293,4 @@ TEST(IniDocumentSetTest, KeepsRealFiles) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_document_set_test

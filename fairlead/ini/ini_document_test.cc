@@ -12,7 +12,7 @@
 
 #include "fairlead/ini/ini_document_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_document_test {
 namespace {
 
 using namespace std::literals;
@@ -352,4 +352,4 @@ TEST(IniDocumentTest, TakesPartsOfItsText) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_document_test

@@ -15,7 +15,7 @@
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_edit_faults_test {
 namespace {
 
 constexpr char kText[] = " [s] \n#c\n k = v\n[t]\n;k=w";
@@ -191,4 +191,4 @@ TEST_F(IniEditFaultsTest, AFullDiskTruncatesTheFileAndIsNotReported) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_edit_faults_test

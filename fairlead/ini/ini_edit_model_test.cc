@@ -19,7 +19,7 @@
 #include "fairlead/testing/memory_file.h"
 #include "fairlead/testing/sanitizers.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_edit_model_test {
 namespace {
 
 constexpr int kSteps = kSanitized ? 10'000 : 100'000;
@@ -277,4 +277,4 @@ TEST_F(IniLookupModelTest, AgreesOnLongLists) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_edit_model_test

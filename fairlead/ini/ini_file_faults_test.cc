@@ -1,9 +1,6 @@
 // Tests of errors of system calls while loading and saving INI files: real
 // ones, and those that interposed calls simulate.
 
-// Hardened system headers define these calls inline.
-#undef _FORTIFY_SOURCE
-
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -14,7 +14,7 @@
 #include "fairlead/ini/ini_testing.h"
 #include "fairlead/testing/memory_file.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_file_model_test {
 namespace {
 
 using namespace std::string_literals;
@@ -178,4 +178,4 @@ TEST_F(IniFileModelTest, AgreesOnRandomFiles) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_file_model_test

@@ -14,7 +14,7 @@
 
 #include "fairlead/ini/ini_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_file_test {
 namespace {
 
 using namespace std::string_literals;
@@ -471,4 +471,4 @@ TEST(IniFileTypeTest, CannotBeCopied) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_file_test

@@ -14,7 +14,7 @@
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_lookup_test {
 namespace {
 
 using testing::ElementsAre;
@@ -347,4 +347,4 @@ TEST_F(IniLookupTest, LookupsDoNotTouchTheFile) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_lookup_test

@@ -9,7 +9,7 @@
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_records_test {
 namespace {
 
 using testing::ElementsAre;
@@ -319,4 +319,4 @@ TEST_F(IniRecordsTest, ReadingWritesNothing) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_records_test

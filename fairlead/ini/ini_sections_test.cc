@@ -10,7 +10,7 @@
 #include "fairlead/fairlead.h"
 #include "fairlead/ini/ini_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_sections_test {
 namespace {
 
 using testing::ElementsAre;
@@ -273,4 +273,4 @@ TEST_F(IniSectionsTest, OtherOperationsDoNotCreateAMissingFile) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_sections_test

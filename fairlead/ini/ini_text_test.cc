@@ -11,7 +11,7 @@
 
 #include "fairlead/ini/ini_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_text_test {
 namespace {
 
 using namespace std::literals;
@@ -128,4 +128,4 @@ TEST_F(IniTextFileTest, AgreesWithTheStore) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_text_test

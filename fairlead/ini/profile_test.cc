@@ -12,7 +12,7 @@
 #include "fairlead/fairlead.h"
 #include "fairlead/ini/ini_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::profile_test {
 namespace {
 
 using ProfileTest = IniTest;
@@ -116,4 +116,4 @@ TEST_F(ProfileTest, ARelativeNameIsRelativeToTheWorkingDirectory) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::profile_test

@@ -11,7 +11,7 @@
 #include "fairlead/ini/edit_testing.h"
 #include "fairlead/ini/file_edit.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::replacement_file_test {
 namespace {
 
 TEST(ReplacementFileTest, TheOldTextStaysUntilTheCommit) {
@@ -113,4 +113,4 @@ TEST(ReplacementFileTest, AHardLinkIsNotLost) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::replacement_file_test

@@ -1,9 +1,6 @@
 // Tests of the log when locking, standard output, opening the file or the
 // process fails. The program interposes pthread_mutex_lock, open and write.
 
-// Hardened system headers define these calls inline.
-#undef _FORTIFY_SOURCE
-
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>

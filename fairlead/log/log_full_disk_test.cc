@@ -20,7 +20,7 @@
 #include "fairlead/log/log_testing.h"
 #include "fairlead/testing/sanitizers.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::log_full_disk_test {
 namespace {
 
 using LogFullDiskTest = LogFolderTest;
@@ -271,4 +271,4 @@ TEST_F(LogFullDiskTest, WaitingLinesAreWrittenWhenASmallDiskHasRoomAgain) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::log_full_disk_test

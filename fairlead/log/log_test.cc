@@ -25,7 +25,7 @@
 #include "fairlead/log/log_testing.h"
 #include "fairlead/testing/sanitizers.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::log_test {
 namespace {
 
 using testing::ElementsAre;
@@ -481,4 +481,4 @@ TEST_F(LogTest, LinesOfManyThreadsAreWholeAndInOneOrder) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::log_test

@@ -10,7 +10,7 @@
 #include "fairlead/log/only_once.h"
 #include "fairlead/log/only_once_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::only_once_interval_test {
 namespace {
 
 struct EdgeCase {
@@ -147,4 +147,4 @@ TEST(OnlyOnceIntervalTest, AnIntervalAboveIntMaxIsNotTruncated) {
     std::string_view, int) = &COnlyOnce::Start;
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::only_once_interval_test

@@ -10,7 +10,7 @@
 #include "fairlead/log/only_once_testing.h"
 #include "fairlead/testing/sanitizers.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::only_once_keys_test {
 namespace {
 
 using namespace std::string_literals;
@@ -89,4 +89,4 @@ TEST(OnlyOnceKeysTest, TrackersAreIndependent) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::only_once_keys_test

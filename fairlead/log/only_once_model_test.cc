@@ -14,7 +14,7 @@
 #include "fairlead/log/only_once_testing.h"
 #include "fairlead/testing/sanitizers.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::only_once_model_test {
 namespace {
 
 using namespace std::string_literals;
@@ -151,4 +151,4 @@ TEST_F(OnlyOnceModelTest, AgreesOnRandomCalls) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::only_once_model_test

@@ -11,7 +11,7 @@
 
 #include "fairlead/log/only_once_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::only_once_test {
 namespace {
 
 static_assert(!std::is_copy_constructible_v<COnlyOnce>);
@@ -255,4 +255,4 @@ TEST(OnlyOnceTest, TheClockMayStepBack) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::only_once_test

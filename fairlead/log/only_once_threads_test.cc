@@ -12,7 +12,7 @@
 #include "fairlead/log/only_once_testing.h"
 #include "fairlead/testing/sanitizers.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::only_once_threads_test {
 namespace {
 
 constexpr int kThreads = 8;
@@ -95,4 +95,4 @@ TEST(OnlyOnceThreadsTest, ThreadsMayCallEverythingAtOnce) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::only_once_threads_test

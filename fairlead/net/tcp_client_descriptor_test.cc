@@ -17,7 +17,7 @@
 #include "fairlead/net/resolve.h"
 #include "fairlead/net/tcp_client.h"
 
-namespace fairlead {
+namespace fairlead::tcp_client_descriptor_test {
 namespace {
 
 using internal::CountDescriptors;
@@ -166,4 +166,4 @@ TEST(TcpClientDescriptorTest, IsClosedOnExec) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::tcp_client_descriptor_test

@@ -20,7 +20,7 @@
 #include "fairlead/net/tcp_client_calls_testing.h"
 #include "fairlead/testing/captured_output.h"
 
-namespace fairlead {
+namespace fairlead::tcp_client_faults_test {
 namespace {
 
 using internal::calls;
@@ -235,4 +235,4 @@ TEST_F(TcpClientFaultsTest, TerminateTellsThePeerNothingBeforeItCloses) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::tcp_client_faults_test

@@ -21,7 +21,7 @@
 #include "fairlead/net/tcp_client.h"
 #include "fairlead/net/tcp_client_calls_testing.h"
 
-namespace fairlead {
+namespace fairlead::tcp_client_send_faults_test {
 namespace {
 
 using internal::calls;
@@ -238,4 +238,4 @@ TEST_F(TcpClientSendFaultsTest, EndsWhereItsSocketIsForgotten) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::tcp_client_send_faults_test

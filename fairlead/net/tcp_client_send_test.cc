@@ -20,7 +20,7 @@
 #include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
 
-namespace fairlead {
+namespace fairlead::tcp_client_send_test {
 namespace {
 
 using internal::MessageOf;
@@ -327,4 +327,4 @@ TEST_F(TcpClientSigpipeTest, ReachesTheHandlerAfterASuccess) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::tcp_client_send_test

@@ -22,7 +22,7 @@
 #include "fairlead/testing/captured_output.h"
 #include "fairlead/text/strings.h"
 
-namespace fairlead {
+namespace fairlead::tcp_client_test {
 namespace {
 
 using internal::BodyOf;
@@ -369,4 +369,4 @@ TEST(TcpClientTest, MakesASocketWithoutConnecting) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::tcp_client_test

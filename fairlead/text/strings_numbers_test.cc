@@ -16,7 +16,7 @@
 #include "fairlead/text/strings.h"
 #include "fairlead/text/strings_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::strings_numbers_test {
 namespace {
 
 using namespace std::string_literals;  // Texts may hold zero bytes.
@@ -243,4 +243,4 @@ TEST(GetvalTest, AVeryLongNumberIsReadToItsEndWithoutOverflow) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::strings_numbers_test

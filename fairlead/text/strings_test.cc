@@ -18,7 +18,7 @@
 
 #include "fairlead/text/strings_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::strings_test {
 namespace {
 
 using namespace std::string_literals;       // Texts may hold zero bytes.
@@ -311,4 +311,4 @@ TEST(ParametersTest, StringsLiteralsAndViewsAreAccepted) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::strings_test

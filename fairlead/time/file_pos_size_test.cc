@@ -12,7 +12,7 @@
 #include "fairlead/time/file_pos_testing.h"
 #include "gtest/gtest.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::file_pos_size_test {
 namespace {
 
 struct TextCase {
@@ -163,4 +163,4 @@ TEST(FilePosSizeTest, NeverShowsASmallerOrAMuchLargerSize) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::file_pos_size_test

@@ -17,7 +17,7 @@
 #include "fairlead/time/file_pos_testing.h"
 #include "gtest/gtest.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::file_pos_test {
 namespace {
 
 static_assert(hexletters == "0123456789ABCDEF");
@@ -332,4 +332,4 @@ TEST(FilePosTest, LoadsRandomTexts) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::file_pos_test

@@ -13,7 +13,7 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::the_time_load_test {
 namespace {
 
 TEST(TheTimeLoadTest, LoadsDateAndTimeOrADateAlone) {
@@ -301,4 +301,4 @@ TEST(TheTimeLoadTest, RandomInstantsSurviveARoundTrip) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::the_time_load_test

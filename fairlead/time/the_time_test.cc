@@ -14,7 +14,7 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::the_time_test {
 namespace {
 
 static_assert(sizeof(TheTime) == sizeof(timespec));
@@ -374,4 +374,4 @@ TEST(TheTimeTest, TheFreeFunctionsReturnTheCurrentTime) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::the_time_test

@@ -17,7 +17,7 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
-namespace fairlead {
+namespace fairlead::time_of_day_test {
 namespace {
 
 constexpr unsigned kSeed = 20261114;
@@ -327,4 +327,4 @@ TEST(TimeOfDayTest, LoadsRandomTextsAsAStreamDoes) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::time_of_day_test

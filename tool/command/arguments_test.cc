@@ -14,7 +14,7 @@
 #include "tool/command/command.h"
 #include "tool/command/parameters.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::arguments_test {
 namespace {
 
 using testing::HasSubstr;
@@ -344,4 +344,4 @@ TEST(ArgumentsTest, OperandsFollowTheCommandInOrder) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::arguments_test

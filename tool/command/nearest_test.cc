@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace fairlead::tool {
+namespace fairlead::tool::nearest_test {
 namespace {
 
 struct DistanceCase {
@@ -55,4 +55,4 @@ TEST(NearestTest, OffersOnlyWhatIsNear) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::nearest_test

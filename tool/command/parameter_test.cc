@@ -10,7 +10,7 @@
 
 #include "tool/base/failure.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::parameter_test {
 namespace {
 
 enum class Colour { kRed, kGreen, kBlue };
@@ -165,4 +165,4 @@ TEST(ParameterTest, EveryGroupHasAHeading) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::parameter_test

@@ -11,7 +11,7 @@
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::usage_test {
 namespace {
 
 constexpr Parameter Named(std::string_view name) {
@@ -174,4 +174,4 @@ TEST(UsageTest, AConditionIsAParameterOrOneOfItsValues) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::usage_test

@@ -13,7 +13,7 @@
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::crypt_command_test {
 namespace {
 
 using namespace crypt_testing;
@@ -365,4 +365,4 @@ TEST(CryptCommandTest, DoesNotShowAMisplacedKey) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::crypt_command_test

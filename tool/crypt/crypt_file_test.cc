@@ -15,7 +15,7 @@
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::crypt_file_test {
 namespace {
 
 using namespace crypt_testing;
@@ -184,4 +184,4 @@ TEST(CryptFileTest, ASignalLeavesTheOldFileUnchanged) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::crypt_file_test

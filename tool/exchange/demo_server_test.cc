@@ -7,7 +7,7 @@
 
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::demo_server_test {
 namespace {
 
 using testing::HasSubstr;
@@ -63,4 +63,4 @@ TEST(DemoServerTest, AClientThatCannotBeServedDoesNotWait) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::demo_server_test

@@ -6,7 +6,7 @@
 
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::recv_command_test {
 namespace {
 
 TEST(RecvCommandTest, PrintsTheGreetingOfTheBuiltInServer) {
@@ -41,4 +41,4 @@ TEST(RecvCommandTest, NeedsAServer) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::recv_command_test

@@ -7,7 +7,7 @@
 
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::resolve_command_test {
 namespace {
 
 TEST(ResolveCommandTest, PrintsAddresses) {
@@ -21,4 +21,4 @@ TEST(ResolveCommandTest, PrintsAddresses) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::resolve_command_test

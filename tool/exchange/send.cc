@@ -25,7 +25,7 @@ constexpr auto kUses =
     Uses(OneOf(All(Expected(kHost), Expected(kPort)), kDemo),
          Optional(kSettings, kProfile, Optional(kSaveprofile)), kBodyUses,
          AtMostOne(kAes, kRc4, kCipherWithKey), kAesBits, kExchangeUses,
-         Optional(kLog, Optional(kCrlf)));
+         Optional(kLog, Optional(kLogCrlf)));
 
 // The plan of a send, with every argument checked. Making one reads the
 // profile and changes nothing.
@@ -38,7 +38,7 @@ class SendPlan {
         cipher(arguments),
         demo(arguments.Has(kDemo)),
         log(arguments.Text(kLog)),
-        crlf(arguments.Has(kCrlf)) {
+        crlf(arguments.Has(kLogCrlf)) {
     TakeFromProfile();
     for (const auto& [parameter, path] :
          {std::pair(&kKeyfile, arguments.Text(kKeyfile)),

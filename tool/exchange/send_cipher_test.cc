@@ -15,7 +15,7 @@
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::send_cipher_test {
 namespace {
 
 using testing::EndsWith;
@@ -431,4 +431,4 @@ TEST(SendCipherTest, ReportsAWrongUsage) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::send_cipher_test

@@ -21,7 +21,7 @@
 #include "tool/exchange/exchange_log.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::send_log_test {
 namespace {
 
 using testing::AllOf;
@@ -320,4 +320,4 @@ TEST_F(SendLogTest, ATruncatedFileIsReported) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::send_log_test

@@ -11,7 +11,7 @@
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::send_profile_test {
 namespace {
 
 using testing::HasSubstr;
@@ -147,4 +147,4 @@ TEST_F(SendProfileTest, ANewProfileIsValidated) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::send_profile_test

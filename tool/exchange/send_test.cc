@@ -7,7 +7,7 @@
 
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::send_test {
 namespace {
 
 using std::string_literals::operator""s;
@@ -274,4 +274,4 @@ TEST(SendTest, PrintsWhatArrivedBeforeATimeout) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::send_test

@@ -6,7 +6,7 @@
 
 #include <random>
 
-namespace fairlead::tool {
+namespace fairlead::tool::stop_rules_test {
 namespace {
 
 TEST(StopRulesTest, WithoutALimitNothingStops) {
@@ -85,4 +85,4 @@ TEST(StopRulesTest, AgreesWithASearchOfEverything) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::stop_rules_test

@@ -7,7 +7,7 @@
 
 #include <string>
 
-namespace fairlead::tool {
+namespace fairlead::tool::view_test {
 namespace {
 
 using std::string_literals::operator""s;
@@ -87,4 +87,4 @@ TEST(ViewTest, TheStampIsTheTimeOfReceipt) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::view_test

@@ -10,7 +10,7 @@
 #include "tool/help/completion_scripts.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::completion_command_test {
 namespace {
 
 using testing::HasSubstr;
@@ -93,4 +93,4 @@ TEST(CompletionCommandTest, ZshTakesItsScript) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::completion_command_test

@@ -10,7 +10,7 @@
 #include "tool/help/help_text.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::help_command_test {
 namespace {
 
 using testing::HasSubstr;
@@ -130,4 +130,4 @@ TEST(HelpCommandTest, ListsEveryParameterAndExample) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::help_command_test

@@ -11,7 +11,7 @@
 #include "tool/command/command_table.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::man_page_test {
 namespace {
 
 using testing::HasSubstr;
@@ -90,4 +90,4 @@ TEST(ManPageTest, ManFindsNoFaultInTheManPage) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::man_page_test

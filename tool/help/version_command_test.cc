@@ -5,7 +5,7 @@
 
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::version_command_test {
 namespace {
 
 TEST(VersionCommandTest, PrintsOneLine) {
@@ -17,4 +17,4 @@ TEST(VersionCommandTest, PrintsOneLine) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::version_command_test

@@ -10,7 +10,7 @@
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::difference_test {
 namespace {
 
 TEST(DifferenceTest, EqualTextsHaveNoDiff) {
@@ -99,4 +99,4 @@ TEST(DifferenceTest, PatchAppliesTheDiff) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::difference_test

@@ -8,7 +8,7 @@
 #include "tool/base/concat.h"
 #include "tool/ini/ini_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::ini_apply_test {
 namespace {
 
 using testing::HasSubstr;
@@ -160,4 +160,4 @@ TEST_F(IniApplyTest, MergeSetsTheKeysOfTheOtherFile) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::ini_apply_test

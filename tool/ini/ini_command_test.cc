@@ -17,7 +17,7 @@
 #include "tool/command/command_table.h"
 #include "tool/ini/ini_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::ini_command_test {
 namespace {
 
 using testing::EndsWith;
@@ -405,4 +405,4 @@ TEST_F(IniCommandTest, ItsExamplesRun) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::ini_command_test

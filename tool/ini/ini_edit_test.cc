@@ -11,7 +11,7 @@
 #include "tool/base/concat.h"
 #include "tool/ini/ini_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::ini_edit_test {
 namespace {
 
 using testing::EndsWith;
@@ -223,4 +223,4 @@ TEST_F(IniEditTest, SuggestsASpaceForAKeyThatBeginsWithAMinus) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::ini_edit_test

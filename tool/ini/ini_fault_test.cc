@@ -13,7 +13,7 @@
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::ini_fault_test {
 namespace {
 
 using IniFaultTest = StraceTest;
@@ -184,4 +184,4 @@ TEST_F(IniFaultTest, AFailedCallGivesNoWrongResult) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::ini_fault_test

@@ -11,7 +11,7 @@
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::ini_full_disk_test {
 namespace {
 
 constexpr char kOld[] = "[a]\nx=1\n";
@@ -96,4 +96,4 @@ TEST_F(IniFullDiskTest, CreatesNoPartOfAFile) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::ini_full_disk_test

@@ -14,7 +14,7 @@
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::ini_kill_test {
 namespace {
 
 // The calls that open, change, lock or rename a file.
@@ -197,4 +197,4 @@ TEST_F(IniKillTest, AnInterruptedCipherLeavesNothingBehind) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::ini_kill_test

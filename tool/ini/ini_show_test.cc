@@ -9,7 +9,7 @@
 #include "tool/base/concat.h"
 #include "tool/ini/ini_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::ini_show_test {
 namespace {
 
 using testing::EndsWith;
@@ -281,4 +281,4 @@ TEST_F(IniShowTest, ATerminalShowsNoControlBytes) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::ini_show_test

@@ -10,7 +10,7 @@
 
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::listing_test {
 namespace {
 
 using namespace std::string_literals;
@@ -50,4 +50,4 @@ TEST(ListingTest, AShellReadsBackItsWords) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::listing_test

@@ -13,7 +13,7 @@
 
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::output_test {
 namespace {
 
 // Commands whose data could be confused with a line of the library, and one
@@ -143,4 +143,4 @@ TEST(OutputDeathTest, DistinguishesAStopFromAWritableOutput) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::output_test

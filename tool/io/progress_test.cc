@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace fairlead::tool {
+namespace fairlead::tool::progress_test {
 namespace {
 
 TEST(ProgressTest, DrawsTheBar) {
@@ -19,4 +19,4 @@ TEST(ProgressTest, DrawsTheBar) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::progress_test

@@ -65,7 +65,7 @@ constexpr Parameter kOnce = {
         "time"};
 
 constexpr auto kUses =
-    Uses(kFile, Optional(kCrlf), Optional(kStamp), Optional(kOnce));
+    Uses(kFile, Optional(kLogCrlf), Optional(kStamp), Optional(kOnce));
 
 using Arguments = tool::Arguments<kUses>;
 
@@ -250,7 +250,7 @@ ExitStatus Log(const Arguments& arguments, const Output& output) {
   CheckInput(output);
   const Interruption interruption;
   OutputCopy copy(output, interruption);
-  LogFile file(arguments.Text(kFile), arguments.Has(kCrlf), &copy);
+  LogFile file(arguments.Text(kFile), arguments.Has(kLogCrlf), &copy);
   CheckFile(file, arguments.Text(kFile), output);
   LineLogger logger(file, arguments);
 

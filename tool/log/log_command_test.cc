@@ -14,7 +14,7 @@
 #include "tool/log/log_testing.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::log_command_test {
 namespace {
 
 using std::string_literals::operator""s;
@@ -244,4 +244,4 @@ TEST_F(LogCommandTest, ATerminalShowsNoControlBytes) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::log_command_test

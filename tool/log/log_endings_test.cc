@@ -17,7 +17,7 @@
 #include "tool/log/log_testing.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::log_endings_test {
 namespace {
 
 using std::string_literals::operator""s;
@@ -305,4 +305,4 @@ TEST_F(LogEndingsTest, ADeviceAndAPipeMayBeTheFile) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::log_endings_test

@@ -16,7 +16,7 @@
 
 namespace fairlead::tool {
 
-inline constexpr Parameter kCrlf = {
+inline constexpr Parameter kLogCrlf = {
     .name = "crlf",
     .kind = Kind::kSwitch,
     .group = Group::kLog,

@@ -16,7 +16,7 @@
 #include "tool/testing.h"
 #include "tool/values/code_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::code_command_test {
 namespace {
 
 using code_testing::Answer;
@@ -257,4 +257,4 @@ TEST(CodeCommandTest, HelpDocumentsTheOrderOfTheBits) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::code_command_test

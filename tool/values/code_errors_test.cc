@@ -10,7 +10,7 @@
 #include "tool/testing.h"
 #include "tool/values/code_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::code_errors_test {
 namespace {
 
 using code_testing::Answer;
@@ -247,4 +247,4 @@ TEST(CodeErrorsTest, ASubcommandAndItsParametersAreRequired) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::code_errors_test

@@ -10,7 +10,7 @@
 #include "tool/base/concat.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::size_command_test {
 namespace {
 
 using testing::EndsWith;
@@ -241,4 +241,4 @@ TEST(SizeCommandTest, AFullOutputIsAnError) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::size_command_test

@@ -12,7 +12,7 @@
 #include "tool/base/concat.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::sum_command_test {
 namespace {
 
 using testing::EndsWith;
@@ -243,4 +243,4 @@ TEST(SumCommandTest, HelpDocumentsTheLimits) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::sum_command_test

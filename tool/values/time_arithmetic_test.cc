@@ -10,7 +10,7 @@
 #include "tool/testing.h"
 #include "tool/values/time_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::time_arithmetic_test {
 namespace {
 
 using namespace time_testing;
@@ -226,4 +226,4 @@ TEST(TimeDiffTest, BothAreOfTheSameKind) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::time_arithmetic_test

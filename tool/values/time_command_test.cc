@@ -13,7 +13,7 @@
 #include "tool/testing.h"
 #include "tool/values/time_testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::time_command_test {
 namespace {
 
 using namespace time_testing;
@@ -272,4 +272,4 @@ TEST(TimeCommandTest, HelpListsEveryForm) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::time_command_test

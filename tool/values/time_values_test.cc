@@ -2,6 +2,7 @@
 
 #include "tool/values/time_values.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -11,12 +12,11 @@
 #include <ctime>
 #include <optional>
 #include <random>
-#include <regex>
 #include <string>
 
 #include "tool/base/failure.h"
 
-namespace fairlead::tool::time_command {
+namespace fairlead::tool::time_command::time_values_test {
 namespace {
 
 constexpr Parameter kText = {.name = "text",
@@ -46,8 +46,9 @@ std::optional<std::int64_t> MomentIn(const std::string& text) {
 }
 
 std::optional<std::int64_t> ExpectedTime(const std::string& text) {
-  static const std::regex form("([0-9]{1,10})(:[0-5]?[0-9])?(:[0-5]?[0-9])?");
-  if (!std::regex_match(text, form)) return std::nullopt;
+  static const auto has_form = testing::Matches(
+      testing::MatchesRegex("[0-9]{1,10}(:[0-5]?[0-9])?(:[0-5]?[0-9])?"));
+  if (!has_form(text)) return std::nullopt;
   long long a = 0;
   long long b = 0;
   long long c = 0;
@@ -69,8 +70,9 @@ bool IsDate(int year, int month, int day) {
 }
 
 bool IsMoment(const std::string& text) {
-  static const std::regex form("[0-9]{8}(x[0-9]{6})?");
-  if (!std::regex_match(text, form)) return false;
+  static const auto has_form =
+      testing::Matches(testing::MatchesRegex("[0-9]{8}(x[0-9]{6})?"));
+  if (!has_form(text)) return false;
   const auto field = [&](std::size_t at, std::size_t length) {
     return at < text.size() ? std::stoi(text.substr(at, length)) : 0;
   };
@@ -142,4 +144,4 @@ TEST_F(TimeValuesTest, LooksLikeStamp) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool::time_command
+}  // namespace fairlead::tool::time_command::time_values_test
