@@ -250,7 +250,7 @@ class FAIRLEAD_EXPORT CIniFile {
   /// of the list, where Load() left it, before each call.
   /// @par Cost
   /// The first lookups scan the list. Once they have visited as many records as
-  /// it holds, a hash index is built (50 to 80 bytes per record), and the cost
+  /// it holds, a hash index is built (24 to 40 bytes per record), and the cost
   /// depends only on the number of duplicates before the cursor.
   std::vector<Record> GetRecord(std::string_view key_name,
                                 std::string_view section_name);
