@@ -1,11 +1,13 @@
 // Lookups in the loaded list of an object.
 
+#include <sys/single_threaded.h>
+
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
+#include "fairlead/base/decimal.h"
 #include "fairlead/base/numbers.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/record_index.h"
@@ -32,22 +34,37 @@ class OutputLine {
   }
 
   OutputLine& operator<<(std::int32_t number) {
-    end_ = std::to_chars(end_, end_ + kMaxDigits, number).ptr;
+    end_ = internal::WriteDecimal(number, end_);
     return *this;
   }
 
   // Not checked, as the result of printf is not: a lookup cannot report it.
+  // With a single thread there is none to lock the stream against.
   void Print() const {
     const auto size = static_cast<std::size_t>(end_ - buffer_.data());
-    std::fwrite(buffer_.data(), 1, size, stdout);
+    if (__libc_single_threaded != 0)
+      fwrite_unlocked(buffer_.data(), 1, size, stdout);
+    else
+      std::fwrite(buffer_.data(), 1, size, stdout);
   }
-
-  static constexpr std::size_t kMaxDigits = sizeof("-2147483648") - 1;
 
  private:
   std::string& buffer_;
   char* end_;
 };
+
+// Sets a text to "section/key".
+void JoinNames(std::string_view section, std::string_view key,
+               std::string& text) {
+  text.resize(section.size() + 1 + key.size());
+  char* const end = std::copy(section.begin(), section.end(), text.data());
+  *end = '/';
+  std::copy(key.begin(), key.end(), end + 1);
+}
+
+bool HasZeroByte(std::string_view text) {
+  return text.find('\0') != std::string_view::npos;
+}
 
 // Returns what `printf` prints of a text with "%s".
 std::string_view Printable(std::string_view text) {
@@ -60,10 +77,9 @@ std::vector<CIniFile::Record> CIniFile::GetRecord(
     std::string_view key_name, std::string_view section_name) {
   if (!loaded) return {};
   const Record* const found = Find(section_name, key_name);
-  Remember(section_name, key_name);
-  std::vector<Record> copies;  // A list in braces would copy twice.
-  if (found != nullptr) copies.push_back(*found);
-  return copies;
+  lastLookup.swap(next_lookup_);
+  if (found == nullptr) return {};
+  return {found, found + 1};  // A list of records is copied twice.
 }
 
 // The default is taken by value, since it may refer to lastLookup. The names
@@ -76,13 +92,14 @@ std::string CIniFile::GetValueDef(std::string_view section_name,
     PrintTrace(section_name, key_name, found != nullptr,
                found != nullptr ? found->Value : default_value);
   }
-  if (loaded) Remember(section_name, key_name);
+  if (loaded) lastLookup.swap(next_lookup_);
   if (found != nullptr) return found->Value;
   return default_value;
 }
 
 const CIniFile::Record* CIniFile::Find(std::string_view section,
                                        std::string_view key) {
+  JoinNames(section, key, next_lookup_);
   const auto [place, again] =
       index_->Find(*records_, section, key, FirstPlaceToLook());
   const bool found = place != records_->size();
@@ -106,12 +123,15 @@ std::size_t CIniFile::FirstPlaceToLook() const {
 
 void CIniFile::PrintReSearch(std::string_view section, std::string_view key) {
   constexpr std::size_t kMaxRest =
-      sizeof("re-search: [/] after [] discovered  from ; total searches=\n") +
-      3 * OutputLine::kMaxDigits;
-  OutputLine line(line_,
-                  section.size() + key.size() + lastLookup.size() + kMaxRest);
-  line << "re-search: [" << Printable(section) << "/" << Printable(key)
-       << "] after [" << Printable(lastLookup) << "] discovered "
+      sizeof("re-search: [] after [] discovered  from ; total searches=\n") +
+      3 * internal::kMaxDecimal;
+  OutputLine line(line_, next_lookup_.size() + lastLookup.size() + kMaxRest);
+  line << "re-search: [";
+  if (HasZeroByte(next_lookup_))
+    line << Printable(section) << "/" << Printable(key);
+  else
+    line << next_lookup_;
+  line << "] after [" << Printable(lastLookup) << "] discovered "
        << rediscovered << " from " << researches
        << "; total searches=" << searches << "\n";
   line.Print();
@@ -124,15 +144,6 @@ void CIniFile::PrintTrace(std::string_view section, std::string_view key,
   line << "[" << Printable(section) << "] " << Printable(key)
        << (found ? " ==> " : " --> ") << Printable(value) << "\n";
   line.Print();
-}
-
-void CIniFile::Remember(std::string_view section, std::string_view key) {
-  next_lookup_.resize(section.size() + 1 + key.size());
-  char* const end =
-      std::copy(section.begin(), section.end(), next_lookup_.data());
-  *end = '/';
-  std::copy(key.begin(), key.end(), end + 1);
-  lastLookup.swap(next_lookup_);
 }
 
 }  // namespace fairlead
