@@ -315,8 +315,8 @@ TEST_F(IniIndexTest, IsBuiltOnceScansHaveVisitedAsManyRecordsAsThereAre) {
   EXPECT_EQ(BytesOf("k600"), 0U);  // Scans 601 records.
   EXPECT_EQ(BytesOf("k999"), 0U);  // 405 more, from 595 on: 1,006.
   const std::size_t index = BytesOf("k999");
-  EXPECT_GE(index, 48U * kKeys);
-  EXPECT_LE(index, 80U * kKeys);
+  EXPECT_GE(index, 24U * kKeys);
+  EXPECT_LE(index, 40U * kKeys);
   EXPECT_EQ(BytesOf("k998"), 0U);
   EXPECT_EQ(BytesOf("k997"), 0U);
 }

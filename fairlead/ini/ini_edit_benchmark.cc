@@ -392,7 +392,7 @@ FAIRLEAD_BENCHMARK(Glib, "glib", Lengths);
 FAIRLEAD_CHANGE_BENCHMARK(Glib, "glib", Lengths);
 #endif
 #ifdef FAIRLEAD_PEER_BOOST_PROPERTY_TREE
-FAIRLEAD_BENCHMARK(PropertyTree, "boost_property_tree", ShortLengths);
+FAIRLEAD_BENCHMARK(PropertyTree, "boost_property_tree", Lengths);
 FAIRLEAD_CHANGE_BENCHMARK(PropertyTree, "boost_property_tree", ShortLengths);
 #endif
 

@@ -250,7 +250,7 @@ class FAIRLEAD_EXPORT CIniFile {
   /// of the list, where Load() left it, before each call.
   /// @par Cost
   /// The first lookups scan the list. Once they have visited as many records as
-  /// it holds, a hash index is built (50 to 80 bytes per record), and the cost
+  /// it holds, a hash index is built (24 to 40 bytes per record), and the cost
   /// depends only on the number of duplicates before the cursor.
   std::vector<Record> GetRecord(std::string_view key_name,
                                 std::string_view section_name);
@@ -264,7 +264,7 @@ class FAIRLEAD_EXPORT CIniFile {
  private:
   class Index;
 
-  // Updates the statistics, except lastLookup.
+  // Updates the statistics, except lastLookup: its new text is next_lookup_.
   FAIRLEAD_PRIVATE const Record* Find(std::string_view section,
                                       std::string_view key);
   FAIRLEAD_PRIVATE std::size_t FirstPlaceToLook() const;
@@ -273,8 +273,6 @@ class FAIRLEAD_EXPORT CIniFile {
   FAIRLEAD_PRIVATE void PrintTrace(std::string_view section,
                                    std::string_view key, bool found,
                                    std::string_view value);
-  FAIRLEAD_PRIVATE void Remember(std::string_view section,
-                                 std::string_view key);
 
   // The order of the fields is kept for compatibility.
   std::unique_ptr<std::vector<Record>> records_;  // Never null.
@@ -292,7 +290,7 @@ class FAIRLEAD_EXPORT CIniFile {
 
  private:
   std::unique_ptr<Index> index_;  // Of *records_; never null.
-  std::string next_lookup_;       // Buffer in which lastLookup is built.
+  std::string next_lookup_;       // What lastLookup becomes, or was before.
   std::string line_;              // Buffer in which a printed line is built.
 };
 

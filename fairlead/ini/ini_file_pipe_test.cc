@@ -14,7 +14,7 @@
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::ini_file_pipe_test {
 namespace {
 
 using IniFilePipeTest = IniTest;
@@ -101,4 +101,4 @@ TEST_F(IniFilePipeTest, SaveResumesInterruptedCalls) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::ini_file_pipe_test

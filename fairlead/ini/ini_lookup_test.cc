@@ -3,12 +3,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <barrier>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <limits>
+#include <map>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "fairlead/ini/ini_file.h"
@@ -222,6 +227,37 @@ TEST_F(IniLookupTest, PrintsInOrderWithTheProgram) {
             "total searches=2\nafter\n");
 }
 
+// The stream is locked only if there are threads.
+TEST_F(IniLookupTest, LinesOfTwoThreadsStayWhole) {
+  constexpr int kLines = 100'000;
+  std::barrier start(2);
+  LoadKeys(30);
+  const auto print = [&] {
+    CIniFile ini;
+    ini.Load(Path());
+    start.arrive_and_wait();
+    for (int i = 0; i < kLines; ++i) {
+      ini.GetRecord("k20", "s");
+      ini.GetRecord("k2", "s");
+    }
+  };
+  CapturedOutput output;
+  std::thread other(print);
+  print();
+  other.join();
+  std::istringstream printed(output.Take());
+  std::map<std::string, int> lines;
+  for (std::string line; std::getline(printed, line);) ++lines[line];
+  EXPECT_EQ(lines.size(), std::size_t{kLines});
+  for (int i = 1; i <= kLines; ++i) {
+    const std::string n = std::to_string(i);
+    ASSERT_EQ(lines["re-search: [s/k2] after [s/k20] discovered " + n +
+                    " from " + n + "; total searches=" + std::to_string(2 * i)],
+              2)
+        << n;
+  }
+}
+
 TEST_F(IniLookupTest, FindsAValueChangedThroughTheCursor) {
   LoadKeys(30);
   for (const char* value : {"one", "two", "a longer value than was loaded"}) {
@@ -232,19 +268,41 @@ TEST_F(IniLookupTest, FindsAValueChangedThroughTheCursor) {
   }
 }
 
-// After many lookups, the header of t and the key below it are likely places.
+// After lookups in file order, the next record is a likely place: a header, or
+// the key below it.
 TEST_F(IniLookupTest, AnEarlierDuplicateGoesBeforeTheLikelyPlace) {
   ini_.Load(Write("[s]\nk=1\na=2\n[t]\nk=3\n[s]\n[u]\nk=4\n[s]\nk=5\n"));
   first_ = ini_.cursor - 10;
   CapturedOutput output;
   for (int i = 0; i < 10; ++i) ini_.GetRecord("k", "u");
   EXPECT_EQ(ini_.cursor - first_, 7);
+  const auto find_u = [this] {  // The header and its key, at 6 and 7.
+    ini_.GetRecord("", "u");
+    EXPECT_EQ(ini_.GetValueDef("u", "k", "d"), "4");
+  };
+  find_u();
   EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "5");  // From 2, the place of a.
-  ini_.cursor = first_ + 7;
-  EXPECT_EQ(ini_.GetValueDef("u", "k", "d"), "4");
+  find_u();
   ini_.cursor = first_ + 6;                         // The search starts at 1.
   EXPECT_EQ(ini_.GetValueDef("s", "k", "d"), "1");  // Not 5, at a likely place.
   output.Take();
+}
+
+TEST_F(IniLookupTest, ALikelyPlaceBeforeTheStartIsNotTaken) {
+  LoadKeys(30);
+  PrintedBy({"k28", "k28", "k5", "k6", "k7"});
+  ini_.cursor = first_ + 29;  // The search starts at 24, after k8.
+  EXPECT_EQ(PrintedBy({"k8"}),
+            "re-search: [s/k8] after [s/k7] discovered 2 from 2; "
+            "total searches=6\n");
+}
+
+TEST_F(IniLookupTest, TheEndOfTheListIsALikelyPlace) {
+  LoadKeys(30);
+  PrintedBy({"k28", "k28", "k29"});
+  EXPECT_EQ(PrintedBy({"none"}), "");
+  EXPECT_EQ(PrintedBy({"k29"}), "");
+  EXPECT_EQ(Statistics(), "0 of 1 of 5, s/k29");
 }
 
 TEST_F(IniLookupTest, AValueIsReturnedEvenIfEmpty) {
@@ -308,6 +366,29 @@ TEST_F(IniLookupTest, AZeroByteEndsATextInAPrintedLine) {
             "[s] k ==> a\n"
             "re-search: [s/k] after [s] discovered 1 from 2; "
             "total searches=4\n");
+}
+
+TEST_F(IniLookupTest, AZeroByteEndsANameInAPrintedLine) {
+  const std::string section("s\0t", 3);
+  const std::string key("k\0u", 3);
+  ini_.Load(Write("[" + section + "]\n" + key + "=1\n"));
+  CapturedOutput output;
+  ini_.GetRecord(key, section);
+  ini_.GetRecord("", section);
+  ini_.GetRecord(key, section);
+  ini_.GetRecord("", section);
+  EXPECT_EQ(output.Take(),
+            "re-search: [s/] after [s] discovered 1 from 1; "
+            "total searches=2\n"
+            "re-search: [s/] after [s] discovered 2 from 2; "
+            "total searches=4\n");
+  ini_.Load(Write("[]\n" + key + "=1\nx=2\n"));
+  CapturedOutput other;
+  ini_.GetRecord("x", "");
+  ini_.GetRecord(key, "");
+  EXPECT_EQ(other.Take(),
+            "re-search: [/k] after [/x] discovered 1 from 1; "
+            "total searches=2\n");
 }
 
 TEST_F(IniLookupTest, LoadingKeepsTrace) {

@@ -3,40 +3,62 @@
 #include "fairlead/ini/record_index.h"
 
 #include <bit>
-#include <functional>
+#include <limits>
 #include <string>
 
 namespace fairlead {
 namespace {
 
-std::size_t HashOf(std::string_view section, std::string_view key) {
-  constexpr std::hash<std::string_view> kHash;
-  return std::rotl(kHash(section), 1) ^ kHash(key);
-}
-
 // Compares the last byte first: similar keys mostly differ there.
-bool HasNames(const CIniFile::Record& record, std::string_view section,
-              std::string_view key) {
+inline bool HasNames(const CIniFile::Record& record, std::string_view section,
+                     std::string_view key) {
   return record.Key.size() == key.size() &&
          (key.empty() || record.Key.back() == key.back()) &&
          record.Key == key && record.Section == section;
 }
 
+std::uint64_t HashOf(const internal::HashSecret& secret,
+                     std::string_view section, std::string_view key) {
+  return std::rotl(internal::HashOfKey(section, secret), 1) ^
+         internal::HashOfKey(key, secret);
+}
+
 }  // namespace
+
+// Returns the place of the slot of these names, or of the free slot for them.
+inline std::size_t CIniFile::Index::SlotOf(const std::vector<Record>& records,
+                                           std::string_view section,
+                                           std::string_view key,
+                                           std::uint64_t hash) const {
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t at = hash & mask;
+  while (slots_[at].first != 0) {
+    if (slots_[at].hash == UpperBits(hash) &&
+        HasNames(records[slots_[at].first - 1], section, key))
+      break;
+    at = (at + 1) & mask;
+  }
+  return at;
+}
 
 CIniFile::Index::Answer CIniFile::Index::Find(
     const std::vector<Record>& records, std::string_view section,
     std::string_view key, std::size_t start) {
-  const std::size_t none = records.size();
-  if (slots_.empty() && scanned_ <= none) {
+  if (slots_.empty() && !BuildIndex(records)) {
+    const std::size_t none = records.size();
     const std::size_t place = Scan(records, section, key, start);
     if (place != none || start == 0) return {place, false};
     return {Scan(records, section, key, 0), true};
   }
-  if (slots_.empty()) BuildIndex(records);
-  const Answer answer = LookUp(records, section, key, start);
-  if (answer.place != none) likely_ = answer.place + 1;
-  return answer;
+  if (in_order_) {
+    const std::size_t likely = LikelyPlace(records, key);
+    if (likely >= start && likely < records.size() &&
+        HasNames(records[likely], section, key) && previous_[likely] <= start) {
+      likely_ = likely + 1;
+      return {likely, false};
+    }
+  }
+  return LookUp(records, section, key, start);
 }
 
 // Returns the place of the record that lookups in file order mostly want: the
@@ -52,18 +74,18 @@ CIniFile::Index::Answer CIniFile::Index::LookUp(
     const std::vector<Record>& records, std::string_view section,
     std::string_view key, std::size_t start) {
   const std::size_t none = records.size();
-  const std::size_t likely = LikelyPlace(records, key);
-  if (likely >= start && likely < none &&
-      HasNames(records[likely], section, key) && previous_[likely] <= start)
-    return {likely, false};
-
-  const std::size_t slot =
-      SlotOf(records, section, key, HashOf(section, key)).first;
-  const std::size_t first = slot == 0 ? none : slot - 1;
+  const Slot& slot =
+      slots_[SlotOf(records, section, key, HashOf(secret_, section, key))];
+  if (slot.first == 0) return {none, start != 0};
+  const std::size_t first = slot.first - 1;
   std::size_t place = first;
-  while (place < start) place = next_[place];
-  if (place != none || start == 0) return {place, false};
-  return {first, true};
+  if (slot.has_others != 0)
+    while (place < start) place = next_[place];
+  const bool again = place < start || place == none;
+  if (again) place = first;
+  in_order_ = place - likely_ <= 1;  // At it, or below a header there.
+  likely_ = place + 1;
+  return {place, again};
 }
 
 std::size_t CIniFile::Index::Scan(const std::vector<Record>& records,
@@ -76,33 +98,33 @@ std::size_t CIniFile::Index::Scan(const std::vector<Record>& records,
   return place;
 }
 
-void CIniFile::Index::BuildIndex(const std::vector<Record>& records) {
+// Builds the index if scans have cost as much; returns whether it is built.
+bool CIniFile::Index::BuildIndex(const std::vector<Record>& records) {
+  if (scanned_ <= records.size() ||
+      records.size() >= std::numeric_limits<Place>::max())
+    return false;
+  secret_ = internal::ProcessHashSecret();
   next_.resize(records.size());
   previous_.resize(records.size());
   slots_.resize(std::bit_ceil(2 * records.size() + 1));
   // Backwards, so that each slot ends up with the first record of its names.
-  for (std::size_t place = records.size(); place-- > 0;) {
-    const Record& record = records[place];
-    const std::size_t hash = HashOf(record.Section, record.Key);
-    Slot& slot = SlotOf(records, record.Section, record.Key, hash);
-    next_[place] = slot.first == 0 ? records.size() : slot.first - 1;
-    if (slot.first != 0) previous_[slot.first - 1] = place + 1;
-    slot = {hash, place + 1};
-  }
+  for (std::size_t at = records.size(); at-- > 0;) Add(records, at);
+  return true;
 }
 
-// Returns the slot of these names, or the free slot for them.
-CIniFile::Index::Slot& CIniFile::Index::SlotOf(
-    const std::vector<Record>& records, std::string_view section,
-    std::string_view key, std::size_t hash) {
-  std::size_t at = hash & (slots_.size() - 1);
-  while (slots_[at].first != 0) {
-    if (slots_[at].hash == hash &&
-        HasNames(records[slots_[at].first - 1], section, key))
-      break;
-    at = (at + 1) & (slots_.size() - 1);
-  }
-  return slots_[at];
+// Adds a record to the index, before all others that are in it.
+void CIniFile::Index::Add(const std::vector<Record>& records,
+                          std::size_t place) {
+  const Record& record = records[place];
+  const std::uint64_t hash = HashOf(secret_, record.Section, record.Key);
+  Slot& slot = slots_[SlotOf(records, record.Section, record.Key, hash)];
+  const bool has_others = slot.first != 0;
+  next_[place] =
+      static_cast<Place>(has_others ? slot.first - 1 : records.size());
+  if (has_others) previous_[slot.first - 1] = static_cast<Place>(place + 1);
+  slot = {.hash = UpperBits(hash) & 0x7fffffffU,
+          .has_others = has_others ? 1U : 0U,
+          .first = static_cast<Place>(place + 1)};
 }
 
 }  // namespace fairlead

@@ -4,8 +4,8 @@
 
 #include <utility>
 
+#include "fairlead/base/key_hash.h"
 #include "fairlead/base/numbers.h"
-#include "fairlead/log/key_hash.h"
 
 namespace fairlead {
 namespace {
@@ -24,9 +24,8 @@ __attribute__((noinline)) timespec Now() {
 
 // Returns the hash of a key; never 0, which marks a free slot.
 std::size_t Hash(std::string_view key) {
-  static const internal::HashSecret secret = internal::DrawHashSecret();
   constexpr std::uint64_t kTopBit = std::uint64_t{1} << 63U;
-  return internal::HashOfKey(key, secret) | kTopBit;
+  return internal::HashOfKey(key, internal::ProcessHashSecret()) | kTopBit;
 }
 
 bool StartWaveEnd(COnceItem& item, bool stopped) {

@@ -1,6 +1,6 @@
 // Tests of how evenly the hash distributes similar keys.
 
-#include "fairlead/log/key_hash.h"
+#include "fairlead/base/key_hash.h"
 
 #include <gtest/gtest.h>
 #include <sys/random.h>
@@ -118,6 +118,27 @@ TEST(KeyHashTest, TheHashDependsOnBothRandomNumbers) {
   const std::uint64_t hash = HashOfKey("key", secret);
   EXPECT_NE(HashOfKey("key", {other.start, secret.factor}), hash);
   EXPECT_NE(HashOfKey("key", {secret.start, other.factor}), hash);
+}
+
+TEST(KeyHashTest, TheSeedOfAProcessIsDrawnOnce) {
+  const HashSecret secret = ProcessHashSecret();
+  EXPECT_NE(secret.start, DrawHashSecret().start);
+  EXPECT_EQ(secret.start, ProcessHashSecret().start);
+  EXPECT_EQ(secret.factor, ProcessHashSecret().factor);
+}
+
+TEST(KeyHashTest, TheHashDependsOnEveryByte) {
+  const HashSecret secret = DrawHashSecret();
+  for (std::size_t size = 1; size <= 40; ++size) {
+    const std::string key(size, 'k');
+    std::set<std::uint64_t> hashes = {HashOfKey(key, secret)};
+    for (std::size_t at = 0; at < size; ++at) {
+      std::string other = key;
+      other[at] = 'j';
+      EXPECT_TRUE(hashes.insert(HashOfKey(other, secret)).second)
+          << "byte " << at << " of " << size;
+    }
+  }
 }
 
 // The hash reads overlapping bytes, which are the same for these.
