@@ -122,7 +122,7 @@ struct IniFound {
 /// and comments: such a value is read only up to there, and to set, delete or
 /// disable its key is kMalformed. So is an edit that would change what another
 /// line means: that would make an indented line continue a value, or move keys
-/// into another section.
+/// or lines that are no INI into another section.
 /// @par Errors
 /// Throws std::bad_alloc, and std::length_error when a text and all its edits
 /// reach 4 GiB; the document is then unchanged. Nothing else.

@@ -265,16 +265,41 @@ TEST(IniDocumentEditTest, RefusesToChangeOtherLines) {
        Disable({"s"}), Code::kMalformed, 4,
        "a line that is neither comment, header nor key=value cannot be "
        "disabled"},
+      {"disable a section with one below a disabled section",
+       "[s]\nk=1\n#[t]\n\njunk\n[u]\n", Disable({"s"}), Code::kMalformed, 5,
+       "a line that is neither comment, header nor key=value cannot be "
+       "disabled"},
+      {"delete a section with one below a disabled section",
+       "[r]\n[s]\nk=1\n#[t]\njunk\n[u]\n", Delete({"s"}), Code::kMalformed, 5,
+       "this line would be in another section"},
       {"disable a section that is disabled elsewhere", "[s]\nk=1\n[t]\n#[s]\n",
        Disable({"s"}), Code::kExists, 4},
       {"disable a key into a disabled section", "[s]\n#[t]\n#j=1\nk=1\n",
        Disable({"s", "k"}), Code::kMalformed, 2,
        "the key would be in this disabled section"},
+      {"add a section above another line", "[s]\nk=1\n#[t]\njunk\n[u]\n",
+       Add({"n"}, "", {.where = IniPlace::Where::kAfter, .name = "s"}),
+       Code::kMalformed, 4, "this line would be in the new section"},
+      {"enable a section above another line", "[s]\n#[t]\n#j=1\n\njunk\n[u]\n",
+       Enable({"t"}), Code::kMalformed, 5,
+       "this line would be in the enabled section"},
       {"enable a section above keys of another", "[s]\n#[t]\n#j=1\n\nk=1\n",
        Enable({"t"}), Code::kMalformed, 5,
        "this key would be in the enabled section"},
   };
   CheckRefusals(cases);
+}
+
+// Before the first header, such a line stays where it is.
+TEST(IniDocumentEditTest, LeavesOtherLinesBelowDisabledSections) {
+  const ChangeCase cases[] = {
+      {"disable", "k=1\n#[t]\njunk\n[u]\n", Disable({""}),
+       "#k=1\n#[t]\njunk\n[u]\n"},
+      {"delete", "k=1\n#[t]\njunk\n[u]\n", Delete({""}), "#[t]\njunk\n[u]\n"},
+      {"one of the next section", "[s]\nk=1\n#[t]\n[u]\njunk\n", Disable({"s"}),
+       "#[s]\n#k=1\n#[t]\n[u]\njunk\n"},
+  };
+  CheckChanges(cases);
 }
 
 // The other lines of a text with an unclosed header can be edited.

@@ -5,21 +5,19 @@
 #define FAIRLEAD_INI_INI_DOCUMENT_LAWS_H_
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "fairlead/ini/ini_document.h"
 #include "fairlead/ini/ini_document_model.h"
 #include "fairlead/ini/ini_text.h"
+#include "fairlead/ini/line_laws_testing.h"
 
 namespace fairlead::internal {
-
-// The names of the laws that are broken.
-using Faults = std::vector<std::string>;
 
 // What a text says besides the entries that a step is about.
 class DocumentFrame {
@@ -58,59 +56,6 @@ class DocumentFrame {
   std::vector<std::string> entries_;
 };
 
-inline std::vector<std::string> Lines(std::string_view text) {
-  std::vector<std::string> lines;
-  while (!text.empty()) {
-    const std::size_t length = std::min(text.find('\n'), text.size());
-    lines.emplace_back(text.substr(0, length + 1));
-    text.remove_prefix(std::min(length + 1, text.size()));
-  }
-  return lines;
-}
-
-// Returns whether two lines are equal, but for a newline at the end of a text
-// that one of them does not have.
-inline bool SameLine(std::string_view a, std::string_view b) {
-  if (a.size() > b.size()) std::swap(a, b);
-  return b.starts_with(a) &&
-         (a == b || (!a.ends_with('\n') && Stripped(b.substr(a.size())) == ""));
-}
-
-// The lines that only one of two texts has, by a longest common subsequence.
-struct LineDifference {
-  Faults removed;
-  Faults added;
-
-  LineDifference(std::string_view before, std::string_view after) {
-    constexpr std::string_view kMark = "\xef\xbb\xbf";
-    if (before.starts_with(kMark) && after.starts_with(kMark)) {
-      before.remove_prefix(kMark.size());
-      after.remove_prefix(kMark.size());
-    }
-    const auto a = Lines(before);
-    const auto b = Lines(after);
-    std::vector<std::vector<std::size_t>> common(
-        a.size() + 1, std::vector<std::size_t>(b.size() + 1));
-    for (std::size_t i = a.size(); i-- > 0;)
-      for (std::size_t j = b.size(); j-- > 0;)
-        common[i][j] = SameLine(a[i], b[j])
-                           ? common[i + 1][j + 1] + 1
-                           : std::max(common[i + 1][j], common[i][j + 1]);
-    std::size_t i = 0;
-    std::size_t j = 0;
-    while (i < a.size() || j < b.size()) {
-      if (i < a.size() && j < b.size() && SameLine(a[i], b[j])) {
-        ++i, ++j;
-      } else if (j == b.size() ||
-                 (i < a.size() && common[i + 1][j] >= common[i][j + 1])) {
-        removed.push_back(a[i++]);
-      } else {
-        added.push_back(b[j++]);
-      }
-    }
-  }
-};
-
 // Checks one step on one document.
 class DocumentLaws {
  public:
@@ -122,8 +67,9 @@ class DocumentLaws {
     CheckTable();
     if (result_.code != Code::kDone) return;
     CheckOthers();
-    CheckLines();
+    LineLaws(reading, step, before_, after_, faults_).Check();
     CheckUndo();
+    CheckTwice();
     if (reading == IniReading::kRecords) CheckRecords();
   }
 
@@ -187,52 +133,6 @@ class DocumentLaws {
            "other entries");
   }
 
-  // Only lines of the record change.
-  void CheckLines() {
-    const LineDifference difference(before_.Text(), after_.Text());
-    const std::size_t removed = difference.removed.size();
-    const std::size_t added = difference.added.size();
-    switch (step_.operation) {
-      case Operation::kSet:
-        return Expect(removed <= 1 && added >= 1 && added <= 3, "set lines");
-      case Operation::kAdd:
-        return Expect(removed == 0 && added >= 1 && added <= 3, "add lines");
-      case Operation::kDelete:
-        Expect(added == 0, "delete adds no line");
-        return CheckRemoved(difference.removed, before_.TextOf(Name()));
-      case Operation::kDisable:
-      case Operation::kRename:
-        Expect(removed == added, "lines are changed");
-        return CheckRemoved(difference.removed, before_.TextOf(Name()));
-      case Operation::kEnable:
-        Expect(removed == added, "lines are enabled");
-        return Expect(std::ranges::all_of(difference.removed, IsMarked),
-                      "disabled lines are enabled");
-      case Operation::kComment:
-        Expect(std::ranges::all_of(difference.removed, IsMarked) &&
-                   std::ranges::all_of(difference.added, IsMarked),
-               "comments only");
-    }
-  }
-
-  static bool IsMarked(const std::string& line) {
-    const std::string stripped = Stripped(line);
-    return !stripped.empty() && (stripped[0] == '#' || stripped[0] == ';');
-  }
-
-  void CheckRemoved(const Faults& removed, const std::string& record) {
-    if (step_.key && step_.index == 0 && IsLive()) return;  // All duplicates.
-    const auto own = Lines(record);
-    for (const std::string& line : removed)
-      Expect(Stripped(line).empty() ||
-                 (step_.operation == Operation::kDisable && IsMarked(line)) ||
-                 std::ranges::any_of(own,
-                                     [&](const std::string& mine) {
-                                       return SameLine(mine, line);
-                                     }),
-             "lines of the record only");
-  }
-
   void CheckUndo() {
     switch (step_.operation) {
       case Operation::kSet:
@@ -248,21 +148,41 @@ class DocumentLaws {
       case Operation::kRename:
         return CheckRename();
       case Operation::kComment:
-        return CheckUnchanged("comment twice");
+        return;
     }
   }
 
-  void CheckUnchanged(const char* law) {
+  // The same edit again finds its work done.
+  void CheckTwice() {
     IniDocument again = after_;
-    Expect(Perform(step_, again).code == Code::kUnchanged &&
-               again.Text() == after_.Text(),
-           law);
+    if (IsAboutNext()) return;
+    const Code code = Perform(step_, again).code;
+    Expect(again.Text() == after_.Text(), "twice, the same text");
+    if (step_.operation == Operation::kAdd)
+      return Expect(code == Code::kExists, "add twice");
+    if (step_.operation == Operation::kDelete ||
+        step_.operation == Operation::kRename)
+      return Expect(code != Code::kUnchanged, "the old name twice");
+    Expect(code == Code::kUnchanged, "twice, unchanged");
+  }
+
+  // Returns whether the name means another key than before, since the one that
+  // it meant is no longer counted.
+  bool IsAboutNext() const {
+    switch (step_.operation) {
+      case Operation::kDelete:
+        return after_.Find(Name()).code == Code::kDone;
+      case Operation::kEnable:
+      case Operation::kDisable:
+        return IsLive() && step_.index != 0;
+      default:
+        return false;
+    }
   }
 
   void CheckSet() {
     const IniFound found = after_.Find(Name());
     Expect(found && found.entry.value == Stripped(step_.text), "set, get");
-    CheckUnchanged("set twice");
   }
 
   void CheckAdd() {
@@ -276,7 +196,7 @@ class DocumentLaws {
     Expect(again.Delete(name).code == Code::kDone, "add, delete");
     const std::string text = before_.Text();
     Expect(again.Text().starts_with(text) &&
-               Stripped(again.Text().substr(text.size())) == "",
+               Stripped(again.Text().substr(text.size())).empty(),
            "add, delete is undone");
   }
 
@@ -286,40 +206,46 @@ class DocumentLaws {
     Expect(Count(after_) < Count(before_), "delete, count");
   }
 
+  bool IsOwn(const IniEntry& entry) const {
+    return entry.section == step_.section &&
+           (!step_.key || entry.key == Stripped(*step_.key));
+  }
+
   std::size_t Count(const IniDocument& document) const {
     std::size_t count = 0;
     for (const IniEntry& entry : document)
-      count += entry.section == step_.section &&
-               (!step_.key || entry.key == Stripped(*step_.key)) &&
-               (!IsLive() || !entry.IsDisabled());
+      if (IsOwn(entry) && (!IsLive() || !entry.IsDisabled())) ++count;
     return count;
   }
 
   std::size_t CountDisabled(const IniDocument& document) const {
     std::size_t count = 0;
     for (const IniEntry& entry : document)
-      count += entry.section == step_.section && entry.IsDisabled() &&
-               step_.key && entry.key == Stripped(*step_.key);
+      if (IsOwn(entry) && entry.IsDisabled()) ++count;
     return count;
+  }
+
+  // Returns whether Enable() turns on what Disable() has turned off, and no
+  // more: in the records reading, it turns on all that is disabled.
+  bool IsUndoneByEnable() const {
+    if (!IsLive()) return CountDisabled(before_) == 0;
+    return !step_.key || (Count(before_) == 1 && CountDisabled(before_) == 0);
   }
 
   void CheckDisable() {
     if (step_.index == 0 && IsLive())
       Expect(after_.Find(Name()).code == Code::kDisabled, "disable, find");
-    if (step_.key && (Count(before_) != 1 || CountDisabled(before_) != 0))
-      return;
-    if (!IsLive()) return;
+    if (!IsUndoneByEnable()) return;
+    IniName name = Name();
+    if (IsLive()) name.index = 0;
     IniDocument again = after_;
-    Expect(again.Enable({.section = Name().section, .key = Name().key}).code ==
-               Code::kDone,
-           "disable, enable");
+    Expect(again.Enable(name).code == Code::kDone, "disable, enable");
     Expect(again.Text() == before_.Text(), "disable, enable is undone");
   }
 
   void CheckEnable() {
     Expect(bool(after_.Find({.section = Name().section, .key = Name().key})),
            "enable, find");
-    if (step_.index == 0) CheckUnchanged("enable twice");
   }
 
   void CheckRename() {

@@ -118,6 +118,19 @@ struct RecordModel {
     return false;
   }
 
+  // Returns the comment lines that a text becomes.
+  static std::string AsComments(const std::string& text) {
+    std::string comments;
+    std::istringstream in(Stripped(text));
+    for (std::string line; std::getline(in, line);) {
+      line = Stripped(line);
+      if (line.empty()) line = "#";
+      const bool is_comment = line[0] == '#' || line[0] == ';';
+      comments += (is_comment ? "" : "# ") + line + '\n';
+    }
+    return comments;
+  }
+
  private:
   static constexpr char kGone = '\0';
 
@@ -160,18 +173,6 @@ struct RecordModel {
 
   static CIniFile::Record MakeHeader(const std::string& section) {
     return {"", ' ', section, "", ""};
-  }
-
-  static std::string AsComments(const std::string& text) {
-    std::string comments;
-    std::istringstream in(Stripped(text));
-    for (std::string line; std::getline(in, line);) {
-      line = Stripped(line);
-      if (line.empty()) line = "#";
-      const bool is_comment = line[0] == '#' || line[0] == ';';
-      comments += (is_comment ? "" : "# ") + line + '\n';
-    }
-    return comments;
   }
 };
 

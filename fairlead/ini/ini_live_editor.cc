@@ -60,6 +60,21 @@ std::size_t NextActive(const LineTable& lines, std::size_t line) {
   return line;
 }
 
+// Returns the first line from `begin` on that is neither comment, header nor
+// key, or kNoLine. Other programs may give it a meaning in its section.
+std::size_t FindOther(const LineTable& lines, std::size_t begin,
+                      std::size_t end) {
+  for (std::size_t line = begin; line < end; ++line)
+    if (lines.KindOf(line) == LineKind::kOther) return line;
+  return kNoLine;
+}
+
+// Returns the end of what is in another section once the header of the block is
+// gone: below its end, a disabled section.
+std::size_t EndOfEffect(const LineTable& lines, const Block& block) {
+  return block.header == kTop ? block.end : NextActive(lines, block.end);
+}
+
 bool IsBlankOrEdge(const LineTable& lines, std::size_t line) {
   return line >= lines.size() || lines.KindOf(line) == LineKind::kBlank;
 }
@@ -169,6 +184,9 @@ IniResult LiveEditor::AddSection(std::string_view section,
   const std::size_t line = LineFor(place);
   if (line == kTop) return {.code = Code::kNoHeader};
   if (line == kNoLine) return {.code = Code::kNoSection};
+  const std::size_t other = FindOther(lines_, line, NextActive(lines_, line));
+  if (other != kNoLine)
+    return Malformed(other, "this line would be in the new section");
   const std::size_t header = InsertHeader(lines_, line, section);
   const std::size_t below = header + 1;
   if (header > 0 && IsBlankOrEdge(lines_, header - 1) &&
@@ -194,6 +212,11 @@ IniResult LiveEditor::Delete(const IniName& name) {
 IniResult LiveEditor::DeleteSection(std::string_view section) {
   const auto blocks = ActiveBlocks(lines_, section);
   if (blocks.empty()) return {.code = WhyMissing(lines_, {section})};
+  for (const Block& block : blocks)
+    if (const std::size_t line =
+            FindOther(lines_, block.end, EndOfEffect(lines_, block));
+        line != kNoLine)
+      return Malformed(line, "this line would be in another section");
   for (std::size_t i = blocks.size(); i > 0; --i) DeleteBlock(blocks[i - 1]);
   return {};
 }
@@ -228,6 +251,9 @@ IniResult LiveEditor::EnableSection(std::string_view section) {
     const std::size_t next = NextActive(lines_, block.end);
     if (next < lines_.size() && lines_.KindOf(next) == LineKind::kKey)
       return Malformed(next, "this key would be in the enabled section");
+    if (const std::size_t other = FindOther(lines_, block.begin, next);
+        other != kNoLine && block.header != kTop)
+      return Malformed(other, "this line would be in the enabled section");
     for (std::size_t line = block.begin; line < block.end; ++line)
       EnableLine(lines_, line);
   }
@@ -260,11 +286,12 @@ IniResult LiveEditor::DisableSection(std::string_view section, char mark) {
   // Enabling would turn that one on, too.
   if (!disabled.empty()) return Exists(disabled.front().begin);
   for (const Block& block : blocks)
-    for (std::size_t line = block.begin; line < block.end; ++line)
-      if (lines_.KindOf(line) == LineKind::kOther)
-        return Malformed(line,
-                         "a line that is neither comment, header nor "
-                         "key=value cannot be disabled");
+    if (const std::size_t line =
+            FindOther(lines_, block.begin, EndOfEffect(lines_, block));
+        line != kNoLine)
+      return Malformed(line,
+                       "a line that is neither comment, header nor "
+                       "key=value cannot be disabled");
   for (const Block& block : blocks)
     for (std::size_t line = block.begin; line < block.end; ++line)
       DisableLine(lines_, line, mark);

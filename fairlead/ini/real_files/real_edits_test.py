@@ -1,11 +1,12 @@
 """Edits the configuration files of real programs with the command `fairlead`.
 
-    real_edits_test.py FAIRLEAD
+    real_edits_test.py FAIRLEAD LAWS
 
 Takes the INI files of this machine and of the packages of real_files_test.py.
 Sets the first key of each to a new value, then the last: one line may change,
 and Python's configparser must read the rest as before. Disables and enables
-every section: the bytes must be the same again.
+every section: the bytes must be the same again. Meanwhile, LAWS
+(real_files_laws) makes all kinds of edits.
 """
 
 import collections
@@ -18,6 +19,7 @@ import subprocess
 import sys
 import tempfile
 
+import real_files_test
 from real_files_test import ENCODING, fetch
 
 ROOTS = "/etc", "/usr/lib", "/usr/share"
@@ -28,6 +30,7 @@ FILE_NAMES = re.compile(r"""
            | timer)
     """, re.VERBOSE)
 MAX_SIZE = 200 * 1024
+SEED = "20411"  # Of real_files_laws.
 MIN_FILES = 291
 MIN_EDITED = 0.979  # Of the files, first and last key: 285 of 291.
 
@@ -190,7 +193,7 @@ class Edits:
             self.counts["sections the same"] += 1
 
     def report(self):
-        """Prints the counts and the failures; returns whether there were any."""
+        """Prints the counts and the failures."""
         for name, count in sorted(self.counts.items()):
             print(f"{count:6}  {name}")
         print("refusals:")
@@ -207,19 +210,34 @@ class Edits:
         print(f"{len(self.failures):6}  wrong")
         for failure in self.failures:
             print(failure, file=sys.stderr)
-        return bool(self.failures)
 
 
-def main(fairlead):
+def start(laws, files):
+    """Starts real_files_laws for the files."""
+    names = tempfile.TemporaryFile()
+    names.writelines(os.fsencode(path) + b"\n" for path in files)
+    names.seek(0)
+    return subprocess.Popen([pathlib.Path(laws).resolve(), SEED], stdin=names,
+                            stdout=subprocess.DEVNULL)
+
+
+def main(fairlead, laws):
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         edits = Edits(pathlib.Path(fairlead).resolve(), folder)
-        roots = [pathlib.Path(root) for root in ROOTS] + [fetch(folder)]
+        fetched = fetch(folder)
+        roots = [pathlib.Path(root) for root in ROOTS] + [fetched]
         files = sorted(path for root in roots for path in root.rglob("*")
                        if is_ini(path))
-        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-            list(pool.map(edits.check, range(len(files)), files))
-    return edits.report()
+        others = filter(real_files_test.is_ini, fetched.rglob("*"))
+        with start(laws, sorted({*files, *others})) as process:
+            workers = os.cpu_count()
+            with concurrent.futures.ThreadPoolExecutor(workers) as pool:
+                list(pool.map(edits.check, range(len(files)), files))
+        edits.report()
+        if process.returncode != 0:
+            edits.failures.append(f"{laws}: status {process.returncode}")
+    return bool(edits.failures)
 
 
 if __name__ == "__main__":

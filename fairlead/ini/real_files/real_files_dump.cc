@@ -11,19 +11,32 @@
 //                                   counts for its name, as a line of JSON
 //   real_files_dump set FILE COPY   sets the last key; writes the text, prints
 //                                   the number of the result and its line
+//   real_files_dump read -          reads names of files, a line each, from
+//                                   standard input; prints for each a line of
+//                                   JSON with what "live" prints
+//   real_files_dump edit -          reads edits, six lines each: a file, a
+//   copy,
+//                                   the name of the operation, the section, the
+//                                   key or nothing, the text; writes the copies
+//                                   and prints what came of each edit
 //
 // JSON has no bytes: bytes above 127 are printed as Python's "surrogateescape"
 // does, 0xe4 as "\udce4".
 
+#include <array>
+#include <cstddef>
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "fairlead/ini/ini_document.h"
+#include "fairlead/ini/ini_document_model.h"
 #include "fairlead/ini/ini_file.h"
 
 namespace {
@@ -86,15 +99,61 @@ bool CopyText(const char* file, const char* copy) {
          Write(copy, text);
 }
 
-void PrintEntries(const char* file) {
+// Returns each entry as a list in JSON.
+std::vector<std::string> EntriesOf(const char* file) {
   const IniDocument document(TextOf(file));
+  std::vector<std::string> entries;
   for (const IniEntry& entry : document) {
     const auto value = document.Value(entry.section, entry.key);
-    std::cout << '[' << Quoted({&entry.mark, 1}) << ", "
-              << Quoted(entry.section) << ", " << Quoted(entry.key) << ", "
-              << Quoted(entry.value) << ", " << Quoted(value.value_or(""))
-              << "]\n";
+    entries.push_back('[' + Quoted({&entry.mark, 1}) + ", " +
+                      Quoted(entry.section) + ", " + Quoted(entry.key) + ", " +
+                      Quoted(entry.value) + ", " + Quoted(value.value_or("")) +
+                      ']');
   }
+  return entries;
+}
+
+void PrintEntries(const char* file) {
+  for (const std::string& entry : EntriesOf(file)) std::cout << entry << '\n';
+}
+
+void ReadFiles() {
+  for (std::string file; std::getline(std::cin, file);) {
+    const char* separator = "";
+    std::cout << '[';
+    for (const std::string& entry : EntriesOf(file.c_str()))
+      std::cout << std::exchange(separator, ", ") << entry;
+    std::cout << "]\n";
+  }
+}
+
+const char* OutcomeOf(const IniResult& result) {
+  if (result.code == IniResult::Code::kDone) return "done";
+  return result.IsOk() ? "unchanged" : "refused";
+}
+
+bool EditFiles() {
+  using enum fairlead::internal::DocumentOperation;
+  const std::map<std::string, fairlead::internal::DocumentOperation>
+      operations = {{"set", kSet},         {"add", kAdd},
+                    {"delete", kDelete},   {"enable", kEnable},
+                    {"disable", kDisable}, {"rename", kRename},
+                    {"comment", kComment}};
+  std::array<std::string, 6> lines;
+  while (std::getline(std::cin, lines[0])) {
+    for (std::size_t i = 1; i < lines.size(); ++i)
+      if (!std::getline(std::cin, lines[i])) return false;
+    const auto& [file, copy, operation, section, key, text] = lines;
+    fairlead::internal::DocumentStep step;
+    step.operation = operations.at(operation);
+    step.section = section;
+    if (!key.empty()) step.key = key;
+    step.text = text;
+    IniDocument document(TextOf(file.c_str()));
+    std::cout << OutcomeOf(Perform(step, document)) << '\n';
+    if (!Write(copy.c_str(), document.Text())) return false;
+  }
+  return true;
 }
 
 bool SetLastKey(const char* file, const char* copy) {
@@ -128,7 +187,10 @@ bool Run(const std::vector<const char*>& arguments) {
   if (command == "load") PrintRecords(arguments[2]);
   if (command == "values") PrintValues(arguments[2]);
   if (command == "live") PrintEntries(arguments[2]);
-  return command == "load" || command == "values" || command == "live";
+  if (command == "read") ReadFiles();
+  if (command == "edit") return EditFiles();
+  return command == "load" || command == "values" || command == "live" ||
+         command == "read";
 }
 
 }  // namespace

@@ -9,6 +9,7 @@ the last key of each file. The test fails if a difference has none of the causes
 in RULES.
 """
 
+import codecs
 import collections
 import configparser
 import json
@@ -82,6 +83,17 @@ class Store:
         return [Entry(*json.loads(line))
                 for line in self.run("live").splitlines()]
 
+    def entries_of(self, paths):
+        """Returns the entries of each file; for a store without a path."""
+        text = "".join(f"{path}\n" for path in paths)
+        return [[Entry(*entry) for entry in json.loads(line)]
+                for line in self.run("read", text=text).splitlines()]
+
+    def edit(self, edits):
+        """Edits files, and returns what came of it; see real_files_dump."""
+        lines = [f"{line}\n" for edit in edits for line in edit]
+        return self.run("edit", text="".join(lines)).splitlines()
+
     def values(self, places):
         """Returns GetValue() for each section and key, in a dictionary."""
         text = "".join(f"{section}\n{key}\n" for section, key in places)
@@ -92,8 +104,12 @@ class Store:
 class PythonReader:
     """A file as configparser reads it: values by section and key."""
 
+    # The second one for a line that continues a key without =.
+    Error = configparser.Error, AttributeError
+
     def __init__(self, path):
-        text = path.read_bytes().decode(*ENCODING)
+        data = path.read_bytes().removeprefix(codecs.BOM_UTF8)
+        text = data.decode(*ENCODING)
         lists = []
 
         class Options(dict):  # Also keeps values that are replaced.
