@@ -16,6 +16,7 @@
 #include "fairlead/ini/profile.h"
 #include "fairlead/log/log.h"
 #include "fairlead/log/only_once.h"
+#include "fairlead/net/exchange.h"
 #include "fairlead/net/resolve.h"
 #include "fairlead/net/tcp_client.h"
 #include "fairlead/text/strings.h"

@@ -104,6 +104,8 @@ class Listener {
     return *this;
   }
 
+  int number() const { return socket_.number(); }
+
   Socket Accept() const {
     return Socket(accept4(socket_.number(), nullptr, nullptr, SOCK_CLOEXEC));
   }

@@ -157,6 +157,7 @@ void CTCPClient::Terminate() {
     running_ = false;
   }
   messageCv.notify_one();
+  EndWaitForRoom();
   WakeRecvThread();
   {
     std::unique_lock<std::mutex> lock(stateMutex_);
@@ -169,6 +170,14 @@ void CTCPClient::Terminate() {
 void CTCPClient::Close() {
   Terminate();
   CloseMainSock();  // Kept for compatibility: Terminate() has closed it.
+}
+
+// The lock keeps this from coming between the receive thread's look at the
+// queue and its sleep.
+void CTCPClient::EndWaitForRoom() {
+  if (queueLimit_ == 0) return;
+  const std::lock_guard<std::mutex> lock(queueMutex);
+  roomCv_.notify_all();
 }
 
 // Shutting down the reading half makes the socket readable at once and sends
@@ -194,6 +203,7 @@ void CTCPClient::LeaveToParent() {
   std::construct_at(&stateMutex_);
   std::construct_at(&threadCv_);
   std::construct_at(&messageCv);
+  std::construct_at(&roomCv_);
   std::construct_at(&recvThread_);
   running_ = false;
   mainSockUses_ = 0;
@@ -207,14 +217,24 @@ std::int32_t CTCPClient::RecvThread() {
   try {
     Receive();
   } catch (...) {  // No memory, or no lock: as if a receive had failed.
+    receiveError_ = ENOMEM;
     CloseMainSock();
   }
-  messageCv.notify_one();
+  NotifyEnd();
 
   const std::lock_guard<std::mutex> lock(stateMutex_);
   recvThread_.detach();
   threadCv_.notify_all();
   return 0;
+}
+
+// An exchange waits without a limit, so a notification must not be lost;
+// without one, messageCv is notified as ever.
+void CTCPClient::NotifyEnd() {
+  if (queueLimit_ > 0) {
+    const std::lock_guard<std::mutex> lock(queueMutex);
+  }
+  messageCv.notify_one();
 }
 
 void CTCPClient::Receive() {
@@ -233,6 +253,7 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
   const int sock = mainSock_;
   const int ready = sock == 0 ? -1 : WaitForInput(sock, read_set);
   if (ready == -1) {
+    receiveError_ = sock == 0 ? ENOTCONN : errno;
     mainSock_ = 0;  // Kept for compatibility: abandoned, not closed.
     return false;
   }
@@ -242,6 +263,7 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
   }
   const ssize_t received = recv(sock, message.data, kMaxReceived, 0);
   if (received <= 0) {
+    receiveError_ = received == 0 ? 0 : errno;
     CloseMainSock();
     return false;
   }
@@ -254,7 +276,10 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
 // Timestamps and queues a message. Kept for compatibility: two notifications.
 void CTCPClient::Enqueue(CTCPMessage& message) {
   {
-    const std::lock_guard<std::mutex> lock(queueMutex);
+    std::unique_lock<std::mutex> lock(queueMutex);
+    if (queueLimit_ > 0)
+      roomCv_.wait(lock,
+                   [&] { return queue_.size() < queueLimit_ || !running_; });
     message.addr = peer_.addr;
     message.time = TheTime();
     queue_.push_back(message);

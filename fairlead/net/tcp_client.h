@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -19,6 +20,10 @@
 #include "fairlead/time/the_time.h"
 
 namespace fairlead {
+
+namespace internal {
+class ExchangeConnection;
+}
 
 /// An IPv4 endpoint: where a server listens. Plain value.
 struct NetClient {
@@ -161,6 +166,8 @@ class FAIRLEAD_EXPORT CTCPClient {
                                     std::vector<fd_set>& read_set);
   FAIRLEAD_PRIVATE void Enqueue(CTCPMessage& message);
   FAIRLEAD_PRIVATE void CloseMainSock();
+  FAIRLEAD_PRIVATE void EndWaitForRoom();
+  FAIRLEAD_PRIVATE void NotifyEnd();
 
   std::condition_variable threadCv_;  // With stateMutex_: the thread has ended.
   std::thread recvThread_;  // Guarded by stateMutex_; empty if none runs.
@@ -176,6 +183,13 @@ class FAIRLEAD_EXPORT CTCPClient {
  private:
   std::atomic<std::int32_t> mainSockUses_ = 0;  // See CloseMainSock().
   std::atomic<pid_t> owner_ = 0;  // The process that connected; 0: closed.
+
+  // Of an Exchange, which bounds the queue and asks why receiving ended.
+  friend class internal::ExchangeConnection;
+  static constexpr int kReceiving = -1;
+  std::size_t queueLimit_ = 0;  // Of messages; 0: none. Set before the thread.
+  std::condition_variable roomCv_;  // With queueMutex: the queue has room.
+  std::atomic<int> receiveError_ = kReceiving;  // 0: the peer has closed.
 };
 
 }  // namespace fairlead

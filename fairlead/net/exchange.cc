@@ -1,0 +1,341 @@
+// Exchanges: the connection, and the loop that sends, receives and watches the
+// time.
+
+#include "fairlead/net/exchange.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+
+#include <cerrno>
+#include <chrono>
+#include <deque>
+#include <iterator>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "fairlead/net/deadline.h"
+#include "fairlead/net/exchange_connection.h"
+#include "fairlead/net/exchange_sender.h"
+#include "fairlead/net/name_lookup.h"
+
+namespace fairlead {
+
+using internal::Deadline;
+using internal::DeadlineAfter;
+using internal::Earlier;
+using internal::ExchangeSender;
+using internal::HasPassed;
+using std::chrono::steady_clock;
+using Kind = ExchangeEvent::Kind;
+using Progress = ExchangeSender::Progress;
+using Status = ExchangeSender::Status;
+
+namespace {
+
+// How long the last bytes of a peer that takes no more may take to arrive.
+constexpr std::chrono::seconds kMaxDrainAfterError{2};
+
+bool IsReset(int error) {
+  return error == ECONNRESET || error == EPIPE || error == ENOTCONN;
+}
+
+bool HasFailed(const Progress& sending) {
+  return sending.status == Status::kSendFailed ||
+         sending.status == Status::kInputFailed;
+}
+
+std::string SystemText(int error) {
+  return std::error_code(error, std::generic_category()).message();
+}
+
+std::string_view Doing(ExchangePhase phase) {
+  switch (phase) {
+    case ExchangePhase::kResolving:
+      return "resolving the name";
+    case ExchangePhase::kConnecting:
+      return "connecting";
+    case ExchangePhase::kReading:
+      return "reading what is to be sent";
+    case ExchangePhase::kSending:
+      return "sending";
+    case ExchangePhase::kReceiving:
+      break;
+  }
+  return "receiving";
+}
+
+std::string FailureText(ExchangePhase phase, int error) {
+  switch (phase) {
+    case ExchangePhase::kResolving:
+      return std::string("the name was not resolved: ") +
+             (error == 0 ? "it has no IPv4 address" : gai_strerror(error));
+    case ExchangePhase::kConnecting:
+      return "not connected: " + SystemText(error);
+    default:
+      return std::string(Doing(phase)) + " failed: " + SystemText(error);
+  }
+}
+
+}  // namespace
+
+std::string ExchangeResult::Text() const {
+  switch (end) {
+    case ExchangeEnd::kDone:
+      return "done";
+    case ExchangeEnd::kPeerClosed:
+      return "the peer closed";
+    case ExchangeEnd::kPeerReset:
+      return "the peer reset the connection";
+    case ExchangeEnd::kSilence:
+      return phase == ExchangePhase::kReceiving ? "the peer was silent"
+                                                : "the peer did not read";
+    case ExchangeEnd::kTimeOver:
+      return "the time is over while " + std::string(Doing(phase));
+    case ExchangeEnd::kFailed:
+      break;
+  }
+  return FailureText(phase, error);
+}
+
+class Exchange::State {
+ public:
+  explicit State(ExchangeOptions options) : options_(std::move(options)) {}
+
+  ExchangeResult Connect(const std::string& host, std::uint16_t port);
+  void Close();
+
+  template <typename Source>
+  ExchangeResult Converse(const Source& source, const Sink& sink) {
+    last_ = steady_clock::now();
+    close_told_ = false;
+    const std::uint64_t before = result_.sent;
+    ExchangeSender sender(connection_, source, options_.half_close);
+    return Converse(sender, before, sink);
+  }
+
+ private:
+  ExchangeResult ConnectToAny(const std::vector<in_addr>& addresses,
+                              std::uint16_t port);
+  int ConnectTo(in_addr address, std::uint16_t port);
+  ExchangeResult Converse(ExchangeSender& sender, std::uint64_t sent_before,
+                          const Sink& sink);
+  void Note(const Progress& sending, std::uint64_t sent_before);
+  bool Take(const Sink& sink, bool may_end);
+  std::optional<ExchangeEnd> Ending(const Progress& sending, bool receiving,
+                                    bool enough, const Sink& sink);
+  std::optional<ExchangeEnd> EndOfReceiving(const Progress& sending,
+                                            const Sink& sink);
+  std::optional<ExchangeEnd> EndOfTime(const Progress& sending,
+                                       bool receiving) const;
+  Deadline IdleDeadline(const Progress& sending, bool receiving) const;
+  ExchangeResult End(ExchangeEnd end, ExchangePhase phase, int error = 0);
+  void Tell(const ExchangeEvent& event) const {
+    if (options_.on_event) options_.on_event(event);
+  }
+
+  ExchangeOptions options_;
+  internal::ExchangeConnection connection_;
+  Deadline end_of_time_;
+  steady_clock::time_point last_;     // When a byte last went or came.
+  std::deque<CTCPMessage> received_;  // Taken from the queue; oldest first.
+  bool close_told_ = false;           // To the sink.
+  ExchangeResult result_;
+};
+
+ExchangeResult Exchange::State::End(ExchangeEnd end, ExchangePhase phase,
+                                    int error) {
+  result_.end = end;
+  result_.phase = phase;
+  result_.error = error;
+  return result_;
+}
+
+ExchangeResult Exchange::State::Connect(const std::string& host,
+                                        std::uint16_t port) {
+  Close();
+  result_ = {};
+  end_of_time_ = DeadlineAfter(steady_clock::now(), options_.limits.total);
+  const auto found = internal::LookUpName(host, end_of_time_);
+  if (!found) return End(ExchangeEnd::kTimeOver, ExchangePhase::kResolving);
+  if (found->addresses.empty())
+    return End(ExchangeEnd::kFailed, ExchangePhase::kResolving, found->error);
+  for (const in_addr address : found->addresses)
+    Tell({.kind = Kind::kResolved, .address = internal::Dotted(address)});
+  return ConnectToAny(found->addresses, port);
+}
+
+ExchangeResult Exchange::State::ConnectToAny(
+    const std::vector<in_addr>& addresses, std::uint16_t port) {
+  int error = 0;
+  for (const in_addr address : addresses) {
+    result_.address = internal::Dotted(address);
+    Tell({.kind = Kind::kConnecting, .address = result_.address});
+    error = ConnectTo(address, port);
+    if (error == 0) {
+      Tell({.kind = Kind::kConnected, .address = result_.address});
+      return End(ExchangeEnd::kDone, ExchangePhase::kConnecting);
+    }
+    Tell({.kind = Kind::kNotConnected,
+          .address = result_.address,
+          .error = error});
+    if (HasPassed(end_of_time_))
+      return End(ExchangeEnd::kTimeOver, ExchangePhase::kConnecting);
+  }
+  return End(ExchangeEnd::kFailed, ExchangePhase::kConnecting, error);
+}
+
+int Exchange::State::ConnectTo(in_addr address, std::uint16_t port) {
+  sockaddr_in endpoint = {};
+  endpoint.sin_family = AF_INET;
+  endpoint.sin_port = htons(port);
+  endpoint.sin_addr = address;
+  return connection_.Open(
+      endpoint, Earlier(end_of_time_, DeadlineAfter(steady_clock::now(),
+                                                    options_.limits.connect)));
+}
+
+void Exchange::State::Close() {
+  connection_.Close();
+  received_.clear();
+}
+
+// Each pass looks at the states before it takes what they announce: bytes that
+// came before the end are in the queue once the end is seen.
+ExchangeResult Exchange::State::Converse(ExchangeSender& sender,
+                                         std::uint64_t sent_before,
+                                         const Sink& sink) {
+  for (bool enough = false;;) {
+    const Progress sending = sender.progress();
+    const bool receiving = connection_.IsReceiving();
+    Note(sending, sent_before);
+    enough = Take(sink, sending.status != Status::kSending) || enough;
+    if (const auto end = Ending(sending, receiving, enough, sink)) {
+      const bool done = sending.status == Status::kDone;
+      if (*end != ExchangeEnd::kFailed && *end != ExchangeEnd::kPeerReset)
+        return End(*end,
+                   done ? ExchangePhase::kReceiving : ExchangePhase::kSending);
+      if (!HasFailed(sending))
+        return End(*end, ExchangePhase::kReceiving, connection_.ReceiveError());
+      return End(*end,
+                 sending.status == Status::kInputFailed
+                     ? ExchangePhase::kReading
+                     : ExchangePhase::kSending,
+                 sending.error);
+    }
+    connection_.Wait(Earlier(end_of_time_, IdleDeadline(sending, receiving)),
+                     [&] {
+                       return sender.HasChanged(sending) ||
+                              connection_.IsReceiving() != receiving;
+                     });
+  }
+}
+
+void Exchange::State::Note(const Progress& sending, std::uint64_t sent_before) {
+  const std::uint64_t sent = sent_before + sending.sent;
+  if (sent == result_.sent) return;
+  result_.sent = sent;
+  last_ = steady_clock::now();
+  Tell({.kind = Kind::kSent, .sent = sent});
+}
+
+// Gives what was received to the sink; returns whether it has enough. Then the
+// rest stays, if the exchange may end now. No sink has enough at once.
+bool Exchange::State::Take(const Sink& sink, bool may_end) {
+  if (!sink) return true;
+  auto taken = connection_.TakeMessages();
+  if (received_.empty())
+    received_ = std::move(taken);
+  else
+    std::move(taken.begin(), taken.end(), std::back_inserter(received_));
+  bool enough = false;
+  while (!received_.empty() && !(enough && may_end)) {
+    const CTCPMessage message = received_.front();
+    received_.pop_front();
+    const auto size = static_cast<std::size_t>(message.len);
+    result_.received += size;
+    enough = sink({reinterpret_cast<const char*>(message.data), size},
+                  message.time) ||
+             enough;
+    last_ = steady_clock::now();
+  }
+  return enough;
+}
+
+std::optional<ExchangeEnd> Exchange::State::Ending(const Progress& sending,
+                                                   bool receiving, bool enough,
+                                                   const Sink& sink) {
+  if (enough && sending.status != Status::kSending && !HasFailed(sending))
+    return ExchangeEnd::kDone;
+  if (sending.status == Status::kInputFailed) return ExchangeEnd::kFailed;
+  if (!receiving) return EndOfReceiving(sending, sink);
+  return EndOfTime(sending, receiving);
+}
+
+// A reset that the sender meets first looks like an orderly end to the receive
+// thread.
+std::optional<ExchangeEnd> Exchange::State::EndOfReceiving(
+    const Progress& sending, const Sink& sink) {
+  if (const int error = connection_.ReceiveError(); error != 0)
+    return IsReset(error) ? ExchangeEnd::kPeerReset : ExchangeEnd::kFailed;
+  if (HasFailed(sending))
+    return IsReset(sending.error) ? ExchangeEnd::kPeerReset
+                                  : ExchangeEnd::kFailed;
+  if (sending.status == Status::kDone) return ExchangeEnd::kPeerClosed;
+  if (!std::exchange(close_told_, true)) {
+    Tell({.kind = Kind::kPeerClosed});
+    if (sink && sink({}, TheTime())) return ExchangeEnd::kPeerClosed;
+  }
+  return EndOfTime(sending, false);
+}
+
+std::optional<ExchangeEnd> Exchange::State::EndOfTime(const Progress& sending,
+                                                      bool receiving) const {
+  if (HasPassed(end_of_time_)) return ExchangeEnd::kTimeOver;
+  if (!HasPassed(IdleDeadline(sending, receiving))) return std::nullopt;
+  if (HasFailed(sending))
+    return IsReset(sending.error) ? ExchangeEnd::kPeerReset
+                                  : ExchangeEnd::kFailed;
+  return receiving ? ExchangeEnd::kSilence : ExchangeEnd::kPeerClosed;
+}
+
+// Once sending has failed, only what the peer sent before is awaited.
+Deadline Exchange::State::IdleDeadline(const Progress& sending,
+                                       bool receiving) const {
+  if (HasFailed(sending)) return DeadlineAfter(last_, kMaxDrainAfterError);
+  if (sending.status == Status::kWaitingForInput && receiving)
+    return std::nullopt;
+  return DeadlineAfter(last_, options_.limits.idle);
+}
+
+Exchange::Exchange(ExchangeOptions options)
+    : state_(std::make_unique<State>(std::move(options))) {}
+
+Exchange::~Exchange() = default;
+Exchange::Exchange(Exchange&& other) noexcept = default;
+Exchange& Exchange::operator=(Exchange&& other) noexcept = default;
+
+ExchangeResult Exchange::Connect(const std::string& host, std::uint16_t port) {
+  return state_->Connect(host, port);
+}
+
+ExchangeResult Exchange::Converse(std::string_view body, const Sink& sink) {
+  return state_->Converse(body, sink);
+}
+
+ExchangeResult Exchange::Converse(const ExchangeInput& input,
+                                  const Sink& sink) {
+  return state_->Converse(input, sink);
+}
+
+void Exchange::Close() { state_->Close(); }
+
+ExchangeResult Exchange::Run(const std::string& host, std::uint16_t port,
+                             std::string_view body, const Sink& sink) {
+  ExchangeResult result = Connect(host, port);
+  if (result) result = Converse(body, sink);
+  Close();
+  return result;
+}
+
+}  // namespace fairlead

@@ -1,0 +1,108 @@
+// The private side of a CTCPClient that an exchange uses.
+
+#include "fairlead/net/exchange_connection.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <system_error>
+#include <utility>
+
+namespace fairlead::internal {
+namespace {
+
+// About 1 MB of messages; as many may be with the exchange.
+constexpr std::size_t kMaxWaiting =
+    (std::size_t{1} << 20) / sizeof(CTCPMessage);
+
+int SetBlocking(int sock, bool blocking) {
+  const int flags = fcntl(sock, F_GETFL);
+  if (flags == -1) return errno;
+  const int wanted = blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK;
+  return fcntl(sock, F_SETFL, wanted) == -1 ? errno : 0;
+}
+
+// Waits until a connection is made or refused.
+int AwaitConnection(int sock, Deadline deadline) {
+  pollfd writable = {.fd = sock, .events = POLLOUT, .revents = 0};
+  for (;;) {
+    const int ready = poll(&writable, 1, PollTimeout(deadline));
+    if (ready == -1 && errno != EINTR) return errno;
+    if (ready > 0) break;
+    if (HasPassed(deadline)) return ETIMEDOUT;
+  }
+  int error = 0;
+  socklen_t size = sizeof(error);
+  if (getsockopt(sock, SOL_SOCKET, SO_ERROR, &error, &size) == -1) return errno;
+  return error;
+}
+
+// A connect that a signal interrupts goes on by itself.
+int ConnectSocket(int sock, const sockaddr_in& address, Deadline deadline) {
+  if (const int error = SetBlocking(sock, false)) return error;
+  if (connect(sock, reinterpret_cast<const sockaddr*>(&address),
+              sizeof(address)) == -1) {
+    if (errno != EINPROGRESS && errno != EINTR) return errno;
+    if (const int error = AwaitConnection(sock, deadline)) return error;
+  }
+  return SetBlocking(sock, true);
+}
+
+}  // namespace
+
+int ExchangeConnection::Open(const sockaddr_in& address, Deadline deadline) {
+  Close();
+  const int error = Connect(address, deadline);
+  if (error != 0) Close();
+  return error;
+}
+
+int ExchangeConnection::Connect(const sockaddr_in& address, Deadline deadline) {
+  client_.owner_ = getpid();
+  client_.peer_.addr = address;
+  if (!client_.CreateMainSock()) return errno;
+  if (const int error = ConnectSocket(client_.mainSock_, address, deadline))
+    return error;
+  descriptor_.Reset(
+      fcntl(client_.mainSock_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  return descriptor_.IsOpen() ? Start() : errno;
+}
+
+int ExchangeConnection::Start() try {
+  client_.queueLimit_ = kMaxWaiting;
+  client_.receiveError_ = CTCPClient::kReceiving;
+  client_.StartRecvThread();
+  return 0;
+} catch (const std::system_error& error) {
+  return error.code().value();
+}
+
+bool ExchangeConnection::IsReceiving() const {
+  return client_.receiveError_ == CTCPClient::kReceiving;
+}
+
+int ExchangeConnection::ReceiveError() const { return client_.receiveError_; }
+
+std::deque<CTCPMessage> ExchangeConnection::TakeMessages() {
+  const std::lock_guard lock(client_.queueMutex);
+  client_.roomCv_.notify_one();
+  return std::exchange(client_.queue_, {});
+}
+
+// With the lock, it cannot come between the look and the sleep of Wait().
+void ExchangeConnection::Notify() {
+  const std::lock_guard lock(client_.queueMutex);
+  client_.messageCv.notify_one();
+}
+
+void ExchangeConnection::Close() {
+  client_.Close();
+  client_.queue_.clear();
+  descriptor_.Reset();
+}
+
+}  // namespace fairlead::internal

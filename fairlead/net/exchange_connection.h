@@ -1,0 +1,63 @@
+// A connected CTCPClient as an exchange uses it: with a bounded queue, a limit
+// of time for connecting, and the reason why receiving ended. Not installed.
+
+#ifndef FAIRLEAD_NET_EXCHANGE_CONNECTION_H_
+#define FAIRLEAD_NET_EXCHANGE_CONNECTION_H_
+
+#include <netinet/in.h>
+
+#include <deque>
+#include <mutex>
+
+#include "fairlead/base/descriptor.h"
+#include "fairlead/net/deadline.h"
+#include "fairlead/net/tcp_client.h"
+
+namespace fairlead::internal {
+
+class ExchangeConnection {
+ public:
+  // Connects to an address; returns 0 or the error, ETIMEDOUT at the deadline.
+  int Open(const sockaddr_in& address, Deadline deadline);
+
+  // Returns whether the receive thread still receives. Once it does not, all it
+  // has received is in the queue.
+  bool IsReceiving() const;
+
+  // Returns why receiving ended: 0 if the peer closed, or the error.
+  int ReceiveError() const;
+
+  // Removes all messages from the queue.
+  std::deque<CTCPMessage> TakeMessages();
+
+  // Waits until `is_news` is true, a message waits, or the deadline has passed.
+  template <typename Predicate>
+  void Wait(Deadline deadline, Predicate is_news) {
+    std::unique_lock lock(client_.queueMutex);
+    const auto awaited = [&] { return !client_.queue_.empty() || is_news(); };
+    if (deadline)
+      client_.messageCv.wait_until(lock, *deadline, awaited);
+    else
+      client_.messageCv.wait(lock, awaited);
+  }
+
+  // Ends a Wait() whose `is_news` has become true. Any thread.
+  void Notify();
+
+  // The descriptor to send on. It is open until Close(), also while the
+  // client's own is closed by the receive thread.
+  int descriptor() const { return descriptor_.number(); }
+
+  void Close();
+
+ private:
+  int Connect(const sockaddr_in& address, Deadline deadline);
+  int Start();
+
+  CTCPClient client_;
+  Descriptor descriptor_;
+};
+
+}  // namespace fairlead::internal
+
+#endif  // FAIRLEAD_NET_EXCHANGE_CONNECTION_H_

@@ -1,0 +1,172 @@
+// The sending half of an exchange.
+
+#include "fairlead/net/exchange_sender.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include "fairlead/base/blocked_signals.h"
+
+namespace fairlead::internal {
+namespace {
+
+constexpr std::size_t kInputBuffer = std::size_t{64} << 10;
+
+// Waits until a descriptor is ready for `events`, or has failed. Returns 0, the
+// error, or ECANCELED if `stop` is readable.
+int AwaitReady(int descriptor, short events, int stop, int timeout = -1) {
+  std::array<pollfd, 2> files = {{{descriptor, events, 0}, {stop, POLLIN, 0}}};
+  const int ready =
+      Uninterrupted([&] { return poll(files.data(), files.size(), timeout); });
+  if (ready == -1) return errno;
+  if (files[1].revents != 0) return ECANCELED;
+  return files[0].revents != 0 ? 0 : EAGAIN;
+}
+
+}  // namespace
+
+ExchangeSender::ExchangeSender(ExchangeConnection& connection,
+                               std::string_view body, bool half_close)
+    : connection_(connection), half_close_(half_close) {
+  if (!SendAtOnce(body)) return;
+  if (body.empty())
+    Finish();
+  else
+    StartThread([this, body] {
+      if (SendAll(body)) Finish();
+    });
+}
+
+ExchangeSender::ExchangeSender(ExchangeConnection& connection,
+                               const ExchangeInput& input, bool half_close)
+    : connection_(connection), half_close_(half_close) {
+  StartThread([this, &input] { SendInput(input); });
+}
+
+ExchangeSender::~ExchangeSender() {
+  if (!thread_.joinable()) return;
+  const std::uint64_t one = 1;
+  // An event descriptor takes a first 1 always.
+  [[maybe_unused]] const ssize_t written =
+      write(stop_.number(), &one, sizeof(one));
+  thread_.join();
+}
+
+template <typename Work>
+void ExchangeSender::StartThread(Work work) {
+  stop_.Reset(MoveAboveStandardStreams(eventfd(0, EFD_CLOEXEC)));
+  if (!stop_.IsOpen()) {
+    Fail(Status::kSendFailed, errno);
+    return;
+  }
+  try {
+    const BlockedSignals blocked(AllSignals());
+    thread_ = std::thread(std::move(work));
+  } catch (const std::system_error& error) {
+    Fail(Status::kSendFailed, error.code().value());
+  }
+}
+
+ExchangeSender::Progress ExchangeSender::progress() const {
+  const std::uint32_t news = news_;  // Before the rest, which it announces.
+  const Status status = status_;
+  return {.status = status, .error = error_, .sent = sent_, .news = news};
+}
+
+// Sends what the system takes without waiting, and removes it from `bytes`.
+// Returns false if the connection fails.
+bool ExchangeSender::SendAtOnce(std::string_view& bytes) {
+  while (!bytes.empty()) {
+    const ssize_t sent = Uninterrupted([&] {
+      return send(connection_.descriptor(), bytes.data(), bytes.size(),
+                  MSG_DONTWAIT | MSG_NOSIGNAL);
+    });
+    if (sent == -1 && errno == EAGAIN) return true;
+    if (sent == -1) return Fail(Status::kSendFailed, errno);
+    bytes.remove_prefix(static_cast<std::size_t>(sent));
+    sent_ += static_cast<std::uint64_t>(sent);
+    TellNews();
+  }
+  return true;
+}
+
+bool ExchangeSender::SendAll(std::string_view bytes) {
+  while (SendAtOnce(bytes)) {
+    if (bytes.empty()) return true;
+    if (!AwaitPeer()) return false;
+  }
+  return false;
+}
+
+bool ExchangeSender::AwaitPeer() {
+  const int error =
+      AwaitReady(connection_.descriptor(), POLLOUT, stop_.number());
+  return error == 0 || Fail(Status::kSendFailed, error);
+}
+
+void ExchangeSender::SendInput(const ExchangeInput& input) {
+  const auto buffer = std::unique_ptr<char[]>(  // NOLINT(*-avoid-c-arrays)
+      new (std::nothrow) char[kInputBuffer]);
+  if (buffer == nullptr) {
+    Fail(Status::kInputFailed, ENOMEM);
+    return;
+  }
+  while (AwaitInput(input.descriptor)) {
+    const ssize_t count = read(input.descriptor, buffer.get(), kInputBuffer);
+    if (count == -1 && (errno == EINTR || errno == EAGAIN)) continue;
+    if (count == -1) {
+      Fail(Status::kInputFailed, errno);
+      return;
+    }
+    std::string_view bytes(buffer.get(), static_cast<std::size_t>(count));
+    if (input.filter) bytes = input.filter(bytes, count == 0);
+    if (!SendAll(bytes)) return;
+    if (count == 0) return Finish();
+  }
+}
+
+// Says that the input has nothing to send only if it must be waited for.
+bool ExchangeSender::AwaitInput(int descriptor) {
+  int error = AwaitReady(descriptor, POLLIN, stop_.number(), 0);
+  if (error == EAGAIN) {
+    Set(Status::kWaitingForInput);
+    error = AwaitReady(descriptor, POLLIN, stop_.number());
+    if (error == 0) Set(Status::kSending);
+  }
+  return error == 0 || Fail(Status::kInputFailed, error);
+}
+
+void ExchangeSender::Finish() {
+  if (half_close_ && shutdown(connection_.descriptor(), SHUT_WR) == -1)
+    Fail(Status::kSendFailed, errno);
+  else
+    Set(Status::kDone);
+}
+
+bool ExchangeSender::Fail(Status status, int error) {
+  error_ = error;
+  Set(status);
+  return false;
+}
+
+void ExchangeSender::Set(Status status) {
+  status_ = status;
+  TellNews();
+}
+
+void ExchangeSender::TellNews() {
+  ++news_;
+  connection_.Notify();
+}
+
+}  // namespace fairlead::internal

@@ -1,0 +1,99 @@
+// The look-up of host names, which the system gives no limit of time.
+
+#include "fairlead/net/name_lookup.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+
+#include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "fairlead/base/blocked_signals.h"
+
+namespace fairlead::internal {
+namespace {
+
+NameLookup LookUp(const std::string& host, int flags) {
+  addrinfo wanted = {};
+  wanted.ai_flags = flags;
+  wanted.ai_family = AF_INET;
+  wanted.ai_socktype = SOCK_STREAM;
+  addrinfo* list = nullptr;
+  NameLookup found;
+  found.error = getaddrinfo(host.c_str(), nullptr, &wanted, &list);
+  if (found.error != 0) return found;
+  const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list,
+                                                                 &freeaddrinfo);
+  for (const addrinfo* entry = list; entry; entry = entry->ai_next) {
+    const in_addr address =
+        reinterpret_cast<const sockaddr_in*>(entry->ai_addr)->sin_addr;
+    const bool known = std::ranges::any_of(
+        found.addresses, [&](in_addr a) { return a.s_addr == address.s_addr; });
+    if (!known) found.addresses.push_back(address);
+  }
+  return found;
+}
+
+// What a look-up's thread and the one that waits for it share. The thread keeps
+// it alive if nobody waits any more.
+class SharedLookup {
+ public:
+  void Set(NameLookup found) {
+    const std::lock_guard lock(mutex_);
+    found_ = std::move(found);
+    found_cv_.notify_one();
+  }
+
+  std::optional<NameLookup> WaitUntil(Deadline deadline) {
+    std::unique_lock lock(mutex_);
+    const auto is_there = [this] { return found_.has_value(); };
+    if (deadline)
+      found_cv_.wait_until(lock, *deadline, is_there);
+    else
+      found_cv_.wait(lock, is_there);
+    return std::move(found_);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable found_cv_;
+  std::optional<NameLookup> found_;  // Guarded by mutex_.
+};
+
+NameLookup LookUpWithoutThrowing(const std::string& host) noexcept try {
+  return LookUp(host, 0);
+} catch (...) {
+  return {.error = EAI_MEMORY, .addresses = {}};
+}
+
+}  // namespace
+
+std::optional<NameLookup> LookUpName(const std::string& host,
+                                     Deadline deadline) {
+  NameLookup found = LookUp(host, AI_NUMERICHOST);
+  if (found.error != EAI_NONAME) return found;
+  const auto shared = std::make_shared<SharedLookup>();
+  try {
+    const BlockedSignals blocked(AllSignals());
+    std::thread([shared, host] {
+      shared->Set(LookUpWithoutThrowing(host));
+    }).detach();
+  } catch (const std::system_error&) {
+    return NameLookup{.error = EAI_AGAIN, .addresses = {}};
+  }
+  return shared->WaitUntil(deadline);
+}
+
+std::string Dotted(in_addr address) {
+  std::array<char, INET_ADDRSTRLEN> text{};
+  inet_ntop(AF_INET, &address, text.data(), text.size());
+  return text.data();
+}
+
+}  // namespace fairlead::internal
