@@ -45,11 +45,7 @@ std::string Checked(const Arguments<kGetUses>& arguments, std::string value,
 std::string Formatted(const Arguments<kGetUses>& arguments,
                       const std::string& key, const std::string& value) {
   const auto format = arguments.Chosen<Format>(kAssignFormat);
-  if (format == Format::kAssign) {
-    Assignments assignments;
-    assignments.Add("", key, value, true);
-    return assignments.Lines();
-  }
+  if (format == Format::kAssign) return Assignment("", key, value);
   if (format == Format::kJson && arguments.Has(kType))
     return Concat(value, "\n");
   return Single(format, value);
