@@ -56,7 +56,7 @@ ExitStatus Apply(const Arguments<kApplyUses>& arguments, const Output& output) {
 }
 
 IniDocument ReadOther(const std::string& file, IniReading reading) {
-  return Parsed(ReadFile(file), file, reading);
+  return ParsedWithWarning(ReadFile(file), file, reading);
 }
 
 // Throws if no edit can set or delete the key.

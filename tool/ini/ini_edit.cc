@@ -109,7 +109,8 @@ ExitStatus EditDocument(const Arguments<kEditingUses>& arguments,
   const IniReading reading = ReadingOf(arguments.Has(kRecords));
   return EditText(arguments, output, [&](std::optional<std::string> text) {
     if (!text && missing == Missing::kFails) FailMissing(file);
-    IniDocument document = Parsed(std::move(text).value_or(""), file, reading);
+    IniDocument document =
+        ParsedWithWarning(std::move(text).value_or(""), file, reading);
     edit(document);
     return std::make_unique<EditedDocument>(std::move(document));
   });

@@ -28,7 +28,7 @@ using Edit = std::function<void(IniDocument& document)>;
 /// say.
 ///
 /// @return kAnswerIsNo with -check if the edit would change the file
-/// @throws Failure as the edit, Parsed() and RewriteFile() do
+/// @throws Failure as the edit, ParsedWithWarning() and RewriteFile() do
 ExitStatus EditDocument(const Arguments<kEditingUses>& arguments,
                         const Output& output, Missing missing,
                         const Edit& edit);

@@ -57,8 +57,8 @@ ExitStatus Get(const Arguments<kGetUses>& arguments, const Output& output) {
   const bool has_default = arguments.Has(kDefault);
   std::optional<std::string> text =
       has_default ? ReadFileIfAny(file) : ReadFile(file);
-  const IniDocument document = Parsed(std::move(text).value_or(""), file,
-                                      ReadingOf(arguments.Has(kRecords)));
+  const IniDocument document = ParsedWithWarning(
+      std::move(text).value_or(""), file, ReadingOf(arguments.Has(kRecords)));
   const IniFound found = FindIn(document, arguments, place);
   if (!found && !has_default) FailNotFound(found, place);
   const std::string value =
@@ -75,8 +75,8 @@ ExitStatus Has(const Arguments<kHasUses>& arguments, const Output& /*output*/) {
   const Place place = PlaceOf(arguments);
   std::optional<std::string> text = ReadFileIfAny(file);
   if (!text) return kAnswerIsNo;
-  const IniDocument document =
-      Parsed(*std::move(text), file, ReadingOf(arguments.Has(kRecords)));
+  const IniDocument document = ParsedWithWarning(
+      *std::move(text), file, ReadingOf(arguments.Has(kRecords)));
   const IniFound found = FindIn(document, arguments, place);
   if (found.code == IniResult::Code::kDisabled) FailNotFound(found, place);
   return found ? kDone : kAnswerIsNo;
