@@ -244,6 +244,7 @@ std::size_t UnclosedHeader(const LineTable& lines, std::string_view section) {
 
 std::vector<Ambiguity> Ambiguities(const LineTable& lines) {
   std::vector<Ambiguity> found;
+  if (!lines.has_unclosed()) return found;
   std::size_t key =
       kNoLine;  // The last line that an indented one can continue.
   for (std::size_t line = 0; line < lines.size(); ++line) {
