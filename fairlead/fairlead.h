@@ -12,6 +12,7 @@
 #include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_document.h"
 #include "fairlead/ini/ini_file.h"
+#include "fairlead/ini/ini_keys.h"
 #include "fairlead/ini/ini_text.h"
 #include "fairlead/ini/profile.h"
 #include "fairlead/log/log.h"

@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <thread>
@@ -22,6 +21,7 @@
 #include "fairlead/ini/new_file.h"
 #include "fairlead/ini/open_file.h"
 #include "fairlead/ini/overwrite.h"
+#include "fairlead/ini/text_journal.h"
 
 namespace fairlead::internal {
 namespace {
@@ -224,16 +224,12 @@ std::optional<FileResult> Edit::Replace(const Descriptor& file,
   return Commit(file, then, [&] { return replacement.Rename(); });
 }
 
-// The old text is read again when the caller's copy is gone.
+// The old text is read again when the caller's is gone.
 std::optional<FileResult> Edit::OverwriteBy(const Descriptor& file,
                                             const struct stat& then,
                                             std::string old_text) {
-  const std::size_t likely_size = old_text.size() + old_text.size() / 8;
-  std::string text;
-  const auto write = [&](std::string_view piece) {
-    if (text.empty()) text.reserve(std::max(likely_size, piece.size()));
-    text += piece;
-  };
+  TextJournal text(file, old_text);
+  const auto write = [&](std::string_view piece) { text.Append(piece); };
   if (!rewrite_(std::move(old_text), write)) return FileResult();
 
   std::string old;
@@ -343,7 +339,7 @@ FileResult EditFile(const std::string& path, const FileChange& change,
                                  const PieceWriter& write) {
     const std::optional<std::string> text = change(old_text);
     if (!text || text == old_text) return false;
-    old_text.reset();  // In place, the new text is copied.
+    old_text.reset();  // In place, what is new is copied.
     write(*text);
     return true;
   };

@@ -161,8 +161,10 @@ FAIRLEAD_EXPORT FileResult EditFile(const std::string& path,
 /// copy, and the pieces to the new file. So an edit needs the memory of one
 /// text, and what `rewrite` needs. Writes the text even if it is equal.
 ///
-/// In place, it needs one text more: the pieces are collected until `rewrite`
-/// returns, and then the old text is read again, in case writing fails.
+/// In place, it also needs the memory of the new pieces, which are collected
+/// until `rewrite` returns; then the old text is read again, in case writing
+/// fails. Unchanged parts of `old_text` are not new where they were in memory:
+/// moving a long string keeps them there.
 FAIRLEAD_EXPORT FileResult RewriteFile(const std::string& path,
                                        const FileRewrite& rewrite,
                                        const FileEditOptions& options = {});

@@ -87,7 +87,7 @@ TEST_F(FileMemoryTest, AReplacementNeedsOneText) {
               kSize + kRest);
 }
 
-TEST_F(FileMemoryTest, InPlaceNeedsOneTextMore) {
+TEST_F(FileMemoryTest, InPlaceNeedsOneTextToo) {
   for (const char* const suffix : {"", "~"})
     EXPECT_LE(PeakOf([&] {
                 EXPECT_EQ(
@@ -95,7 +95,21 @@ TEST_F(FileMemoryTest, InPlaceNeedsOneTextMore) {
                                 {.in_place = true, .backup_suffix = suffix}),
                     kWritten);
               }),
-              2 * kSize + kSize / 8 + kRest);
+              kSize + 2 * kRest);
+}
+
+TEST_F(FileMemoryTest, InPlaceAWhollyNewTextIsOneMore) {
+  const auto rewrite = [](const std::optional<std::string>& text,
+                          const PieceWriter& write) {
+    for (std::size_t at = 0; at < text->size(); at += 50)
+      write(std::string(50, 'y'));
+    return true;
+  };
+  EXPECT_LE(PeakOf([&] {
+              EXPECT_EQ(RewriteFile(path_, rewrite, {.in_place = true}),
+                        kWritten);
+            }),
+            2 * kSize + kSize / 8 + 2 * kRest);
 }
 
 TEST_F(FileMemoryTest, EditFileNeedsBothTexts) {

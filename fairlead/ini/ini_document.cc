@@ -2,6 +2,7 @@
 
 #include "fairlead/ini/ini_document.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "fairlead/ini/ini_editors.h"
@@ -15,29 +16,14 @@ namespace {
 
 using internal::Block;
 using internal::Code;
+using internal::EntryAt;
 using internal::kNoLine;
 using internal::kNowhere;
 using internal::kTop;
-using internal::LineKind;
 using internal::LineTable;
 using internal::LineWalk;
 using internal::TrimmedLine;
 using internal::Which;
-
-std::string_view SectionName(const LineTable& lines, std::size_t header) {
-  return header >= lines.size() ? "" : lines.Read(header).name;
-}
-
-// Returns the entry in a line; `header` is that of its section.
-IniEntry EntryAt(const LineTable& lines, std::size_t line, std::size_t header) {
-  const internal::IniLine read = lines.Read(line);
-  IniEntry entry = {.section = SectionName(lines, header),
-                    .mark = read.mark,
-                    .line = line + 1};
-  if (read.kind == LineKind::kKey) entry.key = read.name;
-  entry.value = read.value;
-  return entry;
-}
 
 IniName Trimmed(const IniName& name) {
   IniName trimmed = name;
@@ -47,51 +33,6 @@ IniName Trimmed(const IniName& name) {
 
 IniResult Invalid(std::string_view reason) {
   return {.code = Code::kInvalid, .reason = reason};
-}
-
-// Makes an edit with the editor of the document's reading.
-template <typename Edit>
-IniResult EditLines(LineTable& lines, Edit edit) {
-  if (lines.reading() == IniReading::kLive)
-    return edit(internal::LiveEditor(lines));
-  const std::size_t line = internal::UnclosedHeader(lines);
-  if (line != kNoLine)
-    return {.code = Code::kMalformed,
-            .line = line + 1,
-            .reason = "a header without ']'"};
-  return edit(internal::RecordEditor(lines));
-}
-
-// Makes an edit as a whole, or undoes it, also if it throws.
-template <typename Edit>
-IniResult EditWith(LineTable& lines, Edit edit) {
-  struct Undoing {
-    LineTable& lines;
-    ~Undoing() { lines.Undo(); }
-  } const undoing{lines};
-  const IniResult result = EditLines(lines, edit);
-  if (result.code != Code::kDone) return result;
-  const std::size_t line = lines.Keep();
-  if (line == kNoLine) return result;
-  return {.code = Code::kMalformed,
-          .line = line + 1,
-          .reason = "a value above, ending with '\\', would continue here"};
-}
-
-// The same for new lines. Their text is copied, since it may be a part of the
-// document that the edit moves.
-template <typename Edit>
-IniResult EditNew(LineTable& lines, const IniName& name, std::string_view value,
-                  Edit edit) {
-  if (const auto fault = internal::NewKeyFault(Trimmed(name), value);
-      !fault.empty())
-    return Invalid(fault);
-  const std::string section(name.section);
-  const std::string key(TrimmedLine(name.key.value_or("")));
-  const std::string text(TrimmedLine(value));
-  IniName copy = {.section = section, .index = name.index};
-  if (name.key) copy.key = key;
-  return EditWith(lines, [&](auto editor) { return edit(editor, copy, text); });
 }
 
 // Returns the code for a section of which `header` is the first line.
@@ -112,6 +53,80 @@ IniFound FindSection(const LineTable& lines, std::string_view section) {
   const auto disabled = internal::DisabledBlocks(lines, section);
   if (disabled.empty()) return {.code = Code::kNoSection};
   return FoundAt(lines, disabled.front().header, Code::kDisabled);
+}
+
+// Returns the header without `]` that has the name of the section, if there is
+// no other one; or kNoLine.
+std::size_t OnlyUnclosedHeader(const LineTable& lines,
+                               std::string_view section) {
+  if (section.empty()) return kNoLine;
+  const std::size_t line = internal::UnclosedHeader(lines, section);
+  const bool is_only =
+      line != kNoLine && FindSection(lines, section).code == Code::kNoSection;
+  return is_only ? line : kNoLine;
+}
+
+IniResult Malformed(std::size_t line, std::string_view reason) {
+  return {.code = Code::kMalformed, .line = line + 1, .reason = reason};
+}
+
+// Makes an edit in the live reading. What an indented header without `]` may be
+// a part of must stay above it.
+template <typename Edit>
+IniResult EditLive(LineTable& lines, Edit edit) {
+  const auto before = internal::Ambiguities(lines);
+  const IniResult result = edit(internal::LiveEditor(lines));
+  if (before.empty() || result.code != Code::kDone) return result;
+  const auto after = internal::Ambiguities(lines);
+  const auto [old, now] = std::ranges::mismatch(
+      before, after, {}, &internal::Ambiguity::key, &internal::Ambiguity::key);
+  return old == before.end() && now == after.end()
+             ? result
+             : Malformed(old == before.end() ? before.back().line : old->line,
+                         "a value above may continue on this header without "
+                         "']'");
+}
+
+// Makes an edit of a section with the editor of the document's reading.
+template <typename Edit>
+IniResult EditLines(LineTable& lines, std::string_view section, Edit edit) {
+  const bool live = lines.reading() == IniReading::kLive;
+  const std::size_t line = live ? OnlyUnclosedHeader(lines, section)
+                                : internal::UnclosedHeader(lines);
+  if (line != kNoLine) return Malformed(line, "a header without ']'");
+  return live ? EditLive(lines, edit) : edit(internal::RecordEditor(lines));
+}
+
+// Makes an edit as a whole, or undoes it, also if it throws.
+template <typename Edit>
+IniResult EditWith(LineTable& lines, const IniName& name, Edit edit) {
+  struct Undoing {
+    LineTable& lines;
+    ~Undoing() { lines.Undo(); }
+  } const undoing{lines};
+  const IniResult result = EditLines(lines, name.section, edit);
+  if (result.code != Code::kDone) return result;
+  const std::size_t line = lines.Keep();
+  if (line == kNoLine) return result;
+  return Malformed(line,
+                   "a value above, ending with '\\', would continue here");
+}
+
+// The same for new lines. Their text is copied, since it may be a part of the
+// document that the edit moves.
+template <typename Edit>
+IniResult EditNew(LineTable& lines, const IniName& name, std::string_view value,
+                  Edit edit) {
+  if (const auto fault = internal::NewKeyFault(Trimmed(name), value);
+      !fault.empty())
+    return Invalid(fault);
+  const std::string section(name.section);
+  const std::string key(TrimmedLine(name.key.value_or("")));
+  const std::string text(TrimmedLine(value));
+  IniName copy = {.section = section, .index = name.index};
+  if (name.key) copy.key = key;
+  return EditWith(lines, copy,
+                  [&](auto editor) { return edit(editor, copy, text); });
 }
 
 // Returns the key among those in the lines that the name's index means.
@@ -199,6 +214,10 @@ void IniDocument::ForEachPiece(
   lines_->ForEachPiece(take);
 }
 
+std::string_view IniDocument::OriginalText() const noexcept {
+  return lines_->original();
+}
+
 bool IniDocument::IsEdited() const noexcept { return lines_->edited(); }
 
 IniFound IniDocument::Find(const IniName& name) const {
@@ -233,9 +252,15 @@ std::string IniDocument::Continuation(const IniEntry& entry) const {
 
 std::string IniDocument::TextOf(const IniName& name) const {
   std::string text;
-  for (const std::size_t line : LinesOf(*lines_, Trimmed(name)))
-    text += lines_->TextOf(line);
+  ForEachLineOf(name, [&text](std::string_view line) { text += line; });
   return text;
+}
+
+void IniDocument::ForEachLineOf(
+    const IniName& name,
+    const std::function<void(std::string_view)>& take) const {
+  for (const std::size_t line : LinesOf(*lines_, Trimmed(name)))
+    take(lines_->TextOf(line));
 }
 
 std::size_t IniDocument::UnclosedHeader() const {
@@ -259,19 +284,19 @@ IniResult IniDocument::Add(const IniName& name, std::string_view value,
 }
 
 IniResult IniDocument::Delete(const IniName& name) {
-  return EditWith(*lines_,
+  return EditWith(*lines_, name,
                   [&](auto editor) { return editor.Delete(Trimmed(name)); });
 }
 
 IniResult IniDocument::Enable(const IniName& name) {
-  return EditWith(*lines_,
+  return EditWith(*lines_, name,
                   [&](auto editor) { return editor.Enable(Trimmed(name)); });
 }
 
 IniResult IniDocument::Disable(const IniName& name, char mark) {
   if (!internal::IsCommentCharacter(mark))
     return Invalid("a comment character is '#' or ';'");
-  return EditWith(*lines_, [&](auto editor) {
+  return EditWith(*lines_, name, [&](auto editor) {
     return editor.Disable(Trimmed(name), mark);
   });
 }
@@ -282,12 +307,13 @@ IniResult IniDocument::Rename(const IniName& name, std::string_view new_name) {
                                           : internal::SectionFault(new_name);
   if (!fault.empty()) return Invalid(fault);
   const std::string copy(new_name);  // It may be a part of the text.
-  return EditWith(
-      *lines_, [&](auto editor) { return editor.Rename(Trimmed(name), copy); });
+  return EditWith(*lines_, name, [&](auto editor) {
+    return editor.Rename(Trimmed(name), copy);
+  });
 }
 
 IniResult IniDocument::Comment(const IniName& name, std::string_view comments) {
-  return EditWith(*lines_, [&](auto editor) {
+  return EditWith(*lines_, name, [&](auto editor) {
     return editor.Comment(Trimmed(name), comments);
   });
 }

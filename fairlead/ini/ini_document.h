@@ -15,6 +15,8 @@
 
 namespace fairlead {
 
+class IniKeys;
+
 namespace internal {
 class LineTable;
 }
@@ -156,7 +158,13 @@ class FAIRLEAD_EXPORT IniDocument {
   /// Returns the text.
   std::string Text() const;
 
-  /// Passes the text on in pieces, without a copy of the whole.
+  /// Returns the text that the constructor got. The view is valid as long as
+  /// the document.
+  std::string_view OriginalText() const noexcept;
+
+  /// Passes the text on in pieces, without a copy of the whole. Each is whole
+  /// lines, or the byte order mark; lines that no edit has changed are passed
+  /// as parts of OriginalText().
   void ForEachPiece(
       const std::function<void(std::string_view piece)>& take) const;
 
@@ -188,9 +196,16 @@ class FAIRLEAD_EXPORT IniDocument {
   /// in the text; "" if it is not found.
   std::string TextOf(const IniName& name) const;
 
+  /// Passes the same text on line by line, without a copy of the whole.
+  void ForEachLineOf(
+      const IniName& name,
+      const std::function<void(std::string_view line)>& take) const;
+
   /// Returns the number of the first header without `]`, or 0. In the live
-  /// reading, the keys below it belong to no section. In the records reading,
-  /// what follows is not read, and no edit is possible: kMalformed.
+  /// reading, the keys below it belong to no section, and kMalformed are edits
+  /// of a section of its name that no other header has, and of a key whose
+  /// value an indented one may continue. In the records reading, what follows
+  /// is not read, and no edit is possible: kMalformed.
   std::size_t UnclosedHeader() const;
 
   /// Sets the value of a key. Creates the key and the section if there are
@@ -228,6 +243,8 @@ class FAIRLEAD_EXPORT IniDocument {
   IniResult Comment(const IniName& name, std::string_view comments);
 
  private:
+  friend class IniKeys;
+
   std::unique_ptr<internal::LineTable> lines_;  // Null only when moved from.
 };
 

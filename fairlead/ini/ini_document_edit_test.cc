@@ -312,10 +312,68 @@ TEST(IniDocumentEditTest, EditsBesideAnUnclosedHeader) {
   };
   CheckChanges(cases);
   const RefusalCase refusals[] = {
-      {"its keys", text, Delete({"open", "j"}), Code::kNoSection},
       {"not of the section above", text, Delete({"s", "j"}), Code::kNoKey},
+      {"not of its part", text, Delete({"ope", "j"}), Code::kNoSection},
   };
   CheckRefusals(refusals);
+}
+
+// A second section of the name would leave the first one as it is.
+TEST(IniDocumentEditTest, RefusesTheSectionOfAnUnclosedHeader) {
+  constexpr const char* kReason = "a header without ']'";
+  const std::string text = "[s]\nk=1\n[ open \nj=2\n";
+  const RefusalCase refusals[] = {
+      {"set", text, Set({"open", "j"}, "3"), Code::kMalformed, 3, kReason},
+      {"set a new key", text, Set({"open", "n"}, "3"), Code::kMalformed, 3,
+       kReason},
+      {"with spaces", text, Set({" open", "j"}, "3"), Code::kMalformed, 3,
+       kReason},
+      {"add", text, Add({"open"}), Code::kMalformed, 3, kReason},
+      {"delete", text, Delete({"open"}), Code::kMalformed, 3, kReason},
+      {"delete a key", text, Delete({"open", "j"}), Code::kMalformed, 3,
+       kReason},
+      {"enable", text, Enable({"open"}), Code::kMalformed, 3, kReason},
+      {"disable", text, Disable({"open"}), Code::kMalformed, 3, kReason},
+      {"rename", text, Rename({"open"}, "t"), Code::kMalformed, 3, kReason},
+      {"comment", text, Comment({"open"}, "c"), Code::kMalformed, 3, kReason},
+  };
+  CheckRefusals(refusals);
+  const ChangeCase cases[] = {
+      {"but not of one that exists too", "[open\nj=2\n[open]\nk=1\n",
+       Set({"open", "k"}, "3"), "[open\nj=2\n[open]\nk=3\n"},
+      {"nor the one without a name", "[\n[s]\n", Set({"", "k"}, "3"),
+       "k=3\n[\n[s]\n"},
+  };
+  CheckChanges(cases);
+}
+
+// It may be a line of a list, such as `hosts =`, `  [a,` and `  b]`.
+TEST(IniDocumentEditTest, RefusesTheValueThatAnUnclosedHeaderMayContinue) {
+  constexpr const char* kReason =
+      "a value above may continue on this header without ']'";
+  const std::string text = "[s]\nj=1\n[t]\nk =\n\n# c\n  [a,\n  b\nl=2\n";
+  const RefusalCase refusals[] = {
+      {"set", text, Set({"t", "k"}, "3"), Code::kMalformed, 7, kReason},
+      {"delete", text, Delete({"t", "k"}), Code::kMalformed, 7, kReason},
+      {"disable", text, Disable({"t", "k"}), Code::kMalformed, 7, kReason},
+      {"a key between", text, Set({"t", "n"}, "3"), Code::kMalformed, 7,
+       kReason},
+      {"delete the section", text, Delete({"t"}), Code::kMalformed, 7, kReason},
+      {"disable the section", text, Disable({"t"}), Code::kMalformed, 7,
+       kReason},
+  };
+  CheckRefusals(refusals);
+  const ChangeCase cases[] = {
+      {"but not another key", text, Set({"s", "j"}, "3"),
+       "[s]\nj=3\n[t]\nk =\n\n# c\n  [a,\n  b\nl=2\n"},
+      {"nor the section above", text, Delete({"s"}),
+       "[t]\nk =\n\n# c\n  [a,\n  b\nl=2\n"},
+      {"nor one that is not indented", "k=1\n[a,\n", Set({"", "k"}, "3"),
+       "k=3\n[a,\n"},
+      {"nor one below a header", "k=1\n[s]\n  [a,\n", Set({"", "k"}, "3"),
+       "k=3\n[s]\n  [a,\n"},
+  };
+  CheckChanges(cases);
 }
 
 }  // namespace

@@ -125,8 +125,8 @@ TEST(IniDocumentSetTest, AddsASectionAtTheEnd) {
        "#[u]\n#k=1\n[u]\nk=3\n"},
       {"with blanks in its name", "", Add({" u "}), "[ u ]\n"},
       {"with an empty name", "[s]\n", Add({""}), "[s]\n[]\n"},
-      {"below an unclosed header", "[open\nk=1\n", Set({"open", "k"}, "2"),
-       "[open\nk=1\n[open]\nk=2\n"},
+      {"below an unclosed header", "[open\nk=1\n", Set({"s", "k"}, "2"),
+       "[open\nk=1\n[s]\nk=2\n"},
   };
   CheckChanges(cases);
 }

@@ -275,6 +275,10 @@ TEST(IniDocumentTest, ReturnsTheTextOfARecord) {
   const IniDocument records(text, IniReading::kRecords);
   EXPECT_EQ(records.TextOf({"s", "k"}), "# b\nk=2\n");
   EXPECT_EQ(records.TextOf({"t"}), "# c\n[t]\n");
+  std::vector<std::string> lines;
+  records.ForEachLineOf(
+      {"t"}, [&lines](std::string_view line) { lines.emplace_back(line); });
+  EXPECT_EQ(lines, (std::vector<std::string>{"# c\n", "[t]\n"}));
   EXPECT_EQ(records.TextOf({"s"}), "[s]\n# b\nk=2\nj=3\n[s]\nk=4");
 }
 
@@ -290,6 +294,22 @@ TEST(IniDocumentTest, FindsTheUnclosedHeader) {
   EXPECT_EQ(records.Value("t", "j"), std::nullopt);
   EXPECT_EQ(RowsOf(text, IniReading::kRecords).size(), 1U);
   EXPECT_EQ(IniDocument("[s]\n").UnclosedHeader(), 0U);
+}
+
+TEST(IniDocumentTest, PassesUnchangedLinesAsPartsOfTheOriginalText) {
+  const std::string text = "\xef\xbb\xbf[s]\nk=1\nj=2\n";
+  IniDocument document(text);
+  document.Set({"s", "k"}, "3");
+  EXPECT_EQ(document.OriginalText(), text);
+  const std::string_view original = document.OriginalText();
+  std::vector<std::string> parts;
+  document.ForEachPiece([&](std::string_view piece) {
+    const bool is_part = piece.data() >= original.data() &&
+                         piece.data() < original.data() + original.size();
+    parts.push_back((is_part ? "old " : "new ") + std::string(piece));
+  });
+  EXPECT_EQ(parts, (std::vector<std::string>{"old \xef\xbb\xbf", "old [s]\n",
+                                             "new k=3\n", "old j=2\n"}));
 }
 
 TEST(IniDocumentTest, IsAValue) {

@@ -11,14 +11,38 @@
 namespace fairlead {
 namespace internal {
 
-void AppendLines(const CIniFile::Record& record, std::string& text) {
-  text += record.Comments;
-  if (record.Commented != ' ') text += record.Commented;
-  if (record.Key.empty()) {
-    text.append(1, '[').append(record.Section).append("]\n");
+namespace {
+
+struct RecordView {
+  std::string_view comments;
+  char commented;
+  std::string_view section;
+  std::string_view key;
+  std::string_view value;
+};
+
+void AppendLines(const RecordView& record, std::string& text) {
+  text += record.comments;
+  if (record.commented != ' ') text += record.commented;
+  if (record.key.empty()) {
+    text.append(1, '[').append(record.section).append("]\n");
     return;
   }
-  text.append(record.Key).append(1, '=').append(record.Value).append(1, '\n');
+  text.append(record.key).append(1, '=').append(record.value).append(1, '\n');
+}
+
+}  // namespace
+
+void AppendLines(const CIniFile::Record& record, std::string& text) {
+  AppendLines(RecordView{record.Comments, record.Commented, record.Section,
+                         record.Key, record.Value},
+              text);
+}
+
+void AppendLines(const RecordReader& reader, std::string& text) {
+  AppendLines(RecordView{reader.Comments(), reader.Commented(),
+                         reader.Section(), reader.Key(), reader.Value()},
+              text);
 }
 
 void Append(const RecordReader& reader,
@@ -58,7 +82,7 @@ std::string_view LossOf(std::string_view line, const IniLine& read) {
 }
 
 // Checks the lines; returns the part of the text before a header without `]`.
-std::string_view CheckLines(std::string_view text, IniRecords& result) {
+std::string_view CheckLines(std::string_view text, IniDamage& result) {
   std::size_t number = 0;
   for (std::size_t at = 0; at < text.size();) {
     ++number;
@@ -94,6 +118,27 @@ std::string TextFromRecords(const std::vector<CIniFile::Record>& records) {
   for (const CIniFile::Record& record : records)
     internal::AppendLines(record, text);
   return text;
+}
+
+IniDamage DamageOf(std::string_view text) {
+  IniDamage damage;
+  CheckLines(text, damage);
+  return damage;
+}
+
+void NormalizeText(std::string_view text,
+                   const std::function<void(std::string_view)>& take) {
+  IniDamage damage;
+  internal::RecordReader reader(CheckLines(text, damage));
+  std::string lines;
+  for (std::string_view rest = reader.Rest(); reader.Next();
+       rest = reader.Rest()) {
+    lines.clear();
+    internal::AppendLines(reader, lines);
+    const auto source = rest.substr(0, rest.size() - reader.Rest().size());
+    take(lines == source ? source : lines);
+  }
+  take(reader.Comments());
 }
 
 }  // namespace fairlead

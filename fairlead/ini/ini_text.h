@@ -4,6 +4,7 @@
 #define FAIRLEAD_INI_INI_TEXT_H_
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,13 +14,8 @@
 
 namespace fairlead {
 
-/// What RecordsFromText() reads.
-struct IniRecords {
-  /// What CIniFile::Load() would read from a file with this text: all records,
-  /// or those before a header without `]`.
-  std::vector<CIniFile::Record> records;
-  /// The comment lines below the last record, LF each: no record has them.
-  std::string comments_at_end;
+/// What the records of a text leave out.
+struct IniDamage {
   /// The number, from 1, of the header without `]` that ended the reading; 0 if
   /// there is none. CIniFile::Load() would have thrown there.
   std::size_t unclosed_header = 0;
@@ -28,6 +24,15 @@ struct IniRecords {
   std::size_t lossy_line = 0;
   /// What is wrong with that line, a static clause; "" if there is none.
   std::string_view loss = {};
+};
+
+/// What RecordsFromText() reads.
+struct IniRecords : IniDamage {
+  /// What CIniFile::Load() would read from a file with this text: all records,
+  /// or those before a header without `]`.
+  std::vector<CIniFile::Record> records;
+  /// The comment lines below the last record, LF each: no record has them.
+  std::string comments_at_end;
 };
 
 /// Reads the records of a text; any bytes will do. Throws std::bad_alloc only.
@@ -44,6 +49,16 @@ FAIRLEAD_EXPORT IniRecords RecordsFromText(std::string_view text);
 /// @endcode
 FAIRLEAD_EXPORT std::string TextFromRecords(
     const std::vector<CIniFile::Record>& records);
+
+/// Checks a text without reading its records: takes no memory.
+FAIRLEAD_EXPORT IniDamage DamageOf(std::string_view text);
+
+/// Passes on in pieces what TextFromRecords() returns for the records of a
+/// text, and then its comments at the end. Needs the memory of one record. One
+/// that is written so already is passed on as a part of the text.
+FAIRLEAD_EXPORT void NormalizeText(
+    std::string_view text,
+    const std::function<void(std::string_view piece)>& take);
 
 }  // namespace fairlead
 

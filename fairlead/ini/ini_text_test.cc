@@ -127,5 +127,44 @@ TEST_F(IniTextFileTest, AgreesWithTheStore) {
   }
 }
 
+struct NormalCase {
+  const char* what;
+  std::string text;
+  std::string normal;
+};
+
+TEST(IniTextTest, NormalizesInPieces) {
+  const NormalCase cases[] = {
+      {"nothing", "", ""},
+      {"blank lines", "\n \n", ""},
+      {"every kind", " #a\r\n\n[s ] x\n# k = v\n;[t]\njunk\n #end",
+       "#a\n[s ]\n#k=v\n;[t]\n[]\n#end\n"},
+      {"up to an unclosed header", "k = 1\n[open\nj=1\n", "k=1\n"},
+  };
+  for (const NormalCase& c : cases) {
+    SCOPED_TRACE(c.what);
+    std::string normal;
+    NormalizeText(c.text, [&](std::string_view piece) { normal += piece; });
+    EXPECT_EQ(normal, c.normal);
+    const IniRecords read = RecordsFromText(c.text);
+    EXPECT_EQ(normal, TextFromRecords(read.records) + read.comments_at_end);
+    const IniDamage damage = DamageOf(c.text);
+    EXPECT_EQ(damage.unclosed_header, read.unclosed_header);
+    EXPECT_EQ(damage.lossy_line, read.lossy_line);
+    EXPECT_EQ(damage.loss, read.loss);
+  }
+}
+
+// So an edit in place need not copy it, and a diff finds it quickly.
+TEST(IniTextTest, WhatIsNormalIsPassedAsAPartOfTheText) {
+  const std::string text = "[s]\n# c\nk=1\nj = 2\n";
+  std::string parts;
+  NormalizeText(text, [&](std::string_view piece) {
+    if (piece.data() >= text.data() && piece.data() < &text.back())
+      parts += piece;
+  });
+  EXPECT_EQ(parts, "[s]\n# c\nk=1\n");
+}
+
 }  // namespace
 }  // namespace fairlead::internal::ini_text_test

@@ -15,7 +15,7 @@
 #include "fairlead/ini/edit_lock.h"
 #include "fairlead/ini/edit_testing.h"
 
-namespace fairlead::internal {
+namespace fairlead::internal::leftovers_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -128,4 +128,4 @@ TEST(LeftoversTest, KeepsTheFilesOfOtherUsers) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::leftovers_test

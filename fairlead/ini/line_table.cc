@@ -25,10 +25,6 @@ bool IsActive(const IniLine& line) {
           line.kind == LineKind::kUnclosedHeader);
 }
 
-bool IsIndented(std::string_view line) {
-  return line.starts_with(' ') || line.starts_with('\t');
-}
-
 // Returns whether the line ends with a backslash, as a value does that goes on
 // in the next line.
 bool EndsWithBackslash(std::string_view line) {
@@ -64,9 +60,9 @@ LineTable::LineTable(std::string text, IniReading reading)
 }
 
 std::string_view LineTable::ByteOrderMark() const {
-  return reading_ == IniReading::kLive && text_.starts_with(kUtf8Mark)
-             ? kUtf8Mark
-             : "";
+  const bool has_mark =
+      reading_ == IniReading::kLive && text_.starts_with(kUtf8Mark);
+  return std::string_view(text_).substr(0, has_mark ? kUtf8Mark.size() : 0);
 }
 
 std::string_view LineTable::BytesAt(std::size_t begin, std::size_t size) const {
@@ -77,6 +73,10 @@ std::string_view LineTable::BytesAt(std::size_t begin, std::size_t size) const {
 
 std::string_view LineTable::TextOf(std::size_t line) const {
   return BytesAt(lines_[line].begin, lines_[line].size);
+}
+
+bool LineTable::IsIndented(std::size_t line) const {
+  return TextOf(line).starts_with(' ') || TextOf(line).starts_with('\t');
 }
 
 IniLine LineTable::Read(std::size_t line) const {
@@ -110,8 +110,8 @@ std::size_t LineTable::ContinuationAt(std::size_t line) const {
            IsDisabled(at);
   };
   while (line < size() && is_between(line)) ++line;
-  const bool continues = line < size() && KindOf(line) == LineKind::kOther &&
-                         IsIndented(TextOf(line));
+  const bool continues =
+      line < size() && KindOf(line) == LineKind::kOther && IsIndented(line);
   return continues ? line : kNoLine;
 }
 
@@ -121,11 +121,11 @@ bool LineTable::CouldContinue(std::size_t line) const {
 }
 
 bool LineTable::IsSwallowed(std::size_t line) const {
-  if (line == 0 || !IsIndented(TextOf(line))) return false;
+  if (line == 0 || !IsIndented(line)) return false;
   const std::size_t above = line - 1;
   const bool in_value =
       (KindOf(above) == LineKind::kKey && !IsDisabled(above)) ||
-      (KindOf(above) == LineKind::kOther && IsIndented(TextOf(above)));
+      (KindOf(above) == LineKind::kOther && IsIndented(above));
   return in_value && EndsWithBackslash(TextOf(above));
 }
 
@@ -137,6 +137,7 @@ void LineTable::Classify(std::size_t line) {
                                         (IsActive(read) && IsSwallowed(line))))
     read = {.kind = LineKind::kOther};
   entry.kind = read.kind;
+  has_unclosed_ |= read.kind == LineKind::kUnclosedHeader;
   entry.disabled = read.mark != ' ';
   entry.hash = HashOf(read.name);
 }

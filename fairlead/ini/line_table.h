@@ -34,6 +34,10 @@ class LineTable {
 
   IniReading reading() const { return reading_; }
   bool edited() const { return edited_; }
+  // Returns the text that the constructor got.
+  std::string_view original() const { return text_; }
+  // Returns whether there can be a header without `]`.
+  bool has_unclosed() const { return has_unclosed_; }
   std::size_t size() const { return lines_.size(); }
 
   LineKind KindOf(std::size_t line) const { return lines_[line].kind; }
@@ -41,8 +45,12 @@ class LineTable {
   // Of the name of a key or header, which must be closed.
   std::uint32_t HashAt(std::size_t line) const { return lines_[line].hash; }
 
+  // Returns a number that no other line has, and a changed one no longer.
+  std::uint32_t IdOf(std::size_t line) const { return lines_[line].begin; }
+
   // Returns a line. The view is valid until the next edit.
   std::string_view TextOf(std::size_t line) const;
+  bool IsIndented(std::size_t line) const;
   // Reads a line again: the table keeps only its kind.
   IniLine Read(std::size_t line) const;
   // Returns the line that continues the value of a key above `line`, which is
@@ -119,6 +127,7 @@ class LineTable {
 
   IniReading reading_;
   bool edited_ = false;
+  bool has_unclosed_ = false;
   std::string text_;
   std::string added_;     // The lines that edits have made,
   std::size_t kept_ = 0;  // and the size of those that were kept.

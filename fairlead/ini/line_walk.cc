@@ -40,6 +40,17 @@ void Extend(Block& block, const LineWalk& walk) {
 
 }  // namespace
 
+IniEntry EntryAt(const LineTable& lines, std::size_t line, std::size_t header) {
+  const IniLine read = lines.Read(line);
+  IniEntry entry = {
+      .section = header >= lines.size() ? "" : lines.Read(header).name,
+      .mark = read.mark,
+      .line = line + 1};
+  if (read.kind == LineKind::kKey) entry.key = read.name;
+  entry.value = read.value;
+  return entry;
+}
+
 bool LineWalk::IsEntry() const {
   const LineKind kind = Kind();
   if (kind == LineKind::kHeader || kind == LineKind::kKey) return true;
@@ -215,9 +226,38 @@ std::size_t EndOfBlock(const LineTable& lines, const Block& block) {
 }
 
 std::size_t UnclosedHeader(const LineTable& lines) {
+  if (!lines.has_unclosed()) return kNoLine;
   for (std::size_t line = 0; line < lines.size(); ++line)
     if (lines.KindOf(line) == LineKind::kUnclosedHeader) return line;
   return kNoLine;
+}
+
+std::size_t UnclosedHeader(const LineTable& lines, std::string_view section) {
+  if (!lines.has_unclosed()) return kNoLine;
+  const std::string_view name = TrimmedLine(section);
+  for (std::size_t line = 0; line < lines.size(); ++line)
+    if (lines.KindOf(line) == LineKind::kUnclosedHeader &&
+        lines.HashAt(line) == HashOf(name) && lines.Read(line).name == name)
+      return line;
+  return kNoLine;
+}
+
+std::vector<Ambiguity> Ambiguities(const LineTable& lines) {
+  std::vector<Ambiguity> found;
+  if (!lines.has_unclosed()) return found;
+  std::size_t key =
+      kNoLine;  // The last line that an indented one can continue.
+  for (std::size_t line = 0; line < lines.size(); ++line) {
+    const LineKind kind = lines.KindOf(line);
+    const bool is_unclosed = kind == LineKind::kUnclosedHeader;
+    if (lines.IsDisabled(line)) continue;
+    if (kind == LineKind::kKey) key = line;
+    if (kind == LineKind::kHeader || (is_unclosed && !lines.IsIndented(line)))
+      key = kNoLine;
+    if (is_unclosed && key != kNoLine)
+      found.push_back({.line = line, .key = lines.IdOf(key)});
+  }
+  return found;
 }
 
 }  // namespace fairlead::internal

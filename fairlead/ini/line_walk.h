@@ -69,6 +69,9 @@ inline bool LineWalk::NextRecords() {
   return kind != LineKind::kUnclosedHeader;
 }
 
+// Returns the entry in a line; `header` is that of its section.
+IniEntry EntryAt(const LineTable& lines, std::size_t line, std::size_t header);
+
 // A name to look for.
 struct Wanted {
   std::string_view name;
@@ -150,6 +153,18 @@ std::size_t EndOfBlock(const LineTable& lines, const Block& block);
 
 // Returns the first header without `]`, or kNoLine.
 std::size_t UnclosedHeader(const LineTable& lines);
+
+// Returns the first header without `]` that has the name, or kNoLine.
+std::size_t UnclosedHeader(const LineTable& lines, std::string_view section);
+
+// An indented header without `]`, and the key above of which it may be a part.
+struct Ambiguity {
+  std::size_t line;
+  std::uint32_t key;  // LineTable::IdOf() it.
+};
+
+// Returns all of them; for the live reading.
+std::vector<Ambiguity> Ambiguities(const LineTable& lines);
 
 }  // namespace fairlead::internal
 

@@ -48,10 +48,6 @@ FileResult SyncFolder(const Descriptor& folder) {
   return result;
 }
 
-// What is written at once. A system call costs about as much as copying this
-// much.
-constexpr std::size_t kBufferSize = std::size_t{1} << 16;
-
 }  // namespace
 
 int Sync(const Descriptor& file) {
@@ -120,33 +116,13 @@ int NewFile::OpenHidden(mode_t mode) {
 }
 
 FileResult NewFile::Write(std::string_view text) {
-  if (buffer_.size() + text.size() <= kBufferSize) {
-    buffer_ += text;
-    return {};
-  }
-  int error = Flush();
-  if (error == 0) error = Append(text);
-  return WriteResult(error);
-}
-
-int NewFile::Flush() {
-  const int error = Append(buffer_);
-  buffer_.clear();
-  return error;
-}
-
-int NewFile::Append(std::string_view text) {
-  const BlockedSignal limit(SIGXFSZ);
-  const int error = WriteAllAt(file_.number(), text, size_);
-  if (error == EFBIG) limit.Discard();
-  size_ += static_cast<off_t>(text.size());
-  return error;
+  return WriteResult(writer_.Write(file_, text));
 }
 
 // Copies the attributes after the last write: writing clears the set-user-ID
 // bits.
 FileResult NewFile::Finish() {
-  if (const int error = Flush()) return WriteResult(error);
+  if (const int error = writer_.Flush(file_)) return WriteResult(error);
   if (old_ != nullptr) {
     FileResult result = CopyAttributes(*old_, file_);
     if (!result.Succeeded()) return result;

@@ -10,6 +10,7 @@
 
 #include "fairlead/base/descriptor.h"
 #include "fairlead/ini/file_edit.h"
+#include "fairlead/ini/text_writer.h"
 
 namespace fairlead::internal {
 
@@ -68,8 +69,6 @@ class NewFile {
   bool IsHidden() const { return !path_.empty(); }
 
  private:
-  int Flush();
-  int Append(std::string_view text);
   int OpenUnnamed(mode_t mode);
   int OpenHidden(mode_t mode);
   int GiveHiddenName();
@@ -81,8 +80,7 @@ class NewFile {
   const Descriptor* const old_;
   std::string path_;  // The hidden path; "" while unnamed.
   Descriptor file_;
-  std::string buffer_;
-  off_t size_ = 0;  // Of the file, without the buffer.
+  TextWriter writer_;
 };
 
 }  // namespace fairlead::internal

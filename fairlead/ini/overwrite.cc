@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <string>
 #include <tuple>
 
@@ -15,35 +16,50 @@
 #include "fairlead/ini/edit_lock.h"
 #include "fairlead/ini/file_results.h"
 #include "fairlead/ini/new_file.h"
+#include "fairlead/ini/text_writer.h"
 
 namespace fairlead::internal {
 namespace {
 
-// Allocates disk space for the text without changing the file's size. Succeeds
+// Allocates disk space for a text without changing the file's size. Succeeds
 // if the file system does not support this: then writing will show. Returns 0
 // or the error.
-int Reserve(const Descriptor& file, std::string_view text) {
-  const auto size = static_cast<off_t>(text.size());
-  const int result = Uninterrupted(
-      [&] { return fallocate(file.number(), FALLOC_FL_KEEP_SIZE, 0, size); });
+int Reserve(const Descriptor& file, std::size_t size) {
+  const int result = Uninterrupted([&] {
+    return fallocate(file.number(), FALLOC_FL_KEEP_SIZE, 0,
+                     static_cast<off_t>(size));
+  });
   return result == 0 || errno == EOPNOTSUPP || errno == ENOSYS ? 0 : errno;
 }
 
-int Truncate(const Descriptor& file, std::string_view text) {
-  const auto size = static_cast<off_t>(text.size());
-  const int result =
-      Uninterrupted([&] { return ftruncate(file.number(), size); });
+int Truncate(const Descriptor& file, std::size_t size) {
+  const int result = Uninterrupted(
+      [&] { return ftruncate(file.number(), static_cast<off_t>(size)); });
   return result == 0 ? 0 : errno;
 }
 
-// Replaces the content of the file and syncs it. Returns 0 or the error.
-int SetContent(const Descriptor& file, std::string_view text) {
-  if (const int error = WriteAllAt(file.number(), text, 0)) return error;
+// Gives the written file its size and syncs it. Returns 0 or the error.
+int Complete(const Descriptor& file, std::size_t size) {
   struct stat now = {};
   if (fstat(file.number(), &now) == -1) return errno;
-  if (now.st_size != static_cast<off_t>(text.size()))
-    if (const int error = Truncate(file, text)) return error;
+  if (now.st_size != static_cast<off_t>(size))
+    if (const int error = Truncate(file, size)) return error;
   return Sync(file);
+}
+
+int WriteNew(const Descriptor& file, std::string_view old_text,
+             const TextJournal& new_text, TextWriter& writer) {
+  const auto write = [&](std::string_view piece) {
+    return writer.Write(file, piece);
+  };
+  if (const int error = new_text.ForEachPiece(old_text, write)) return error;
+  if (const int error = writer.Flush(file)) return error;
+  return Complete(file, new_text.size());
+}
+
+int Restore(const Descriptor& file, std::string_view old_text) {
+  const int error = WriteAllAt(file.number(), old_text, 0);
+  return error == 0 ? Complete(file, old_text.size()) : error;
 }
 
 FileResult FailureToRestore(int error, int restore_error) {
@@ -63,19 +79,21 @@ FileResult FailureToRestore(int error, int restore_error) {
 // first. At the end, what was reserved is freed; if that fails, nothing is
 // lost.
 FileResult Overwrite(const Descriptor& file, std::string_view old_text,
-                     std::string_view new_text) {
+                     const TextJournal& new_text) {
+  TextWriter writer;  // Allocates before anything is written.
   const BlockedSignals blocked(EndingSignals());
   const BlockedSignal limit(SIGXFSZ);
-  int error = new_text.size() > old_text.size() ? Reserve(file, new_text) : 0;
+  int error =
+      new_text.size() > old_text.size() ? Reserve(file, new_text.size()) : 0;
   const bool has_space = error == 0;
-  if (has_space) error = SetContent(file, new_text);
+  if (has_space) error = WriteNew(file, old_text, new_text, writer);
   if (error == 0) {
     FileResult result;
     result.state = FileState::kNew;
     return result;
   }
-  const int restore_error = has_space ? SetContent(file, old_text) : 0;
-  std::ignore = Truncate(file, old_text);
+  const int restore_error = has_space ? Restore(file, old_text) : 0;
+  std::ignore = Truncate(file, old_text.size());
   if (error == EFBIG) limit.Discard();
   return restore_error == 0 ? WriteResult(error)
                             : FailureToRestore(error, restore_error);

@@ -7,13 +7,14 @@
 
 #include "fairlead/base/descriptor.h"
 #include "fairlead/ini/file_edit.h"
+#include "fairlead/ini/text_journal.h"
 
 namespace fairlead::internal {
 
 // Replaces the old text of an open file and syncs it, with EndingSignals()
 // blocked. Restores the old text if writing fails. The result has no path.
 FileResult Overwrite(const Descriptor& file, std::string_view old_text,
-                     std::string_view new_text);
+                     const TextJournal& new_text);
 
 }  // namespace fairlead::internal
 

@@ -20,6 +20,9 @@ class RecordReader {
   // std::out_of_range at a header without `]`.
   bool Next();
 
+  // Returns the text below what has been read.
+  std::string_view Rest() const { return rest_; }
+
   // The current record, valid until Next() is called. All but the comments
   // refer to the text.
   std::string_view Comments() const { return comments_; }

@@ -13,6 +13,7 @@ namespace fairlead::internal {
 
 // Appends the lines of a record in a file.
 void AppendLines(const CIniFile::Record& record, std::string& text);
+void AppendLines(const RecordReader& reader, std::string& text);
 
 // Appends the current record of a reader.
 void Append(const RecordReader& reader, std::vector<CIniFile::Record>& content);

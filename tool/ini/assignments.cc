@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
@@ -91,6 +92,14 @@ std::string Variable(std::string_view prefix, std::string_view key) {
   return begins_with_digit ? Concat("_", name) : name;
 }
 
+std::uint32_t HashOf(std::string_view name) {
+  return static_cast<std::uint32_t>(std::hash<std::string_view>()(name));
+}
+
+std::string Spelled(std::string_view key) {
+  return Concat("key ", Quoted(key));
+}
+
 bool IsReserved(std::string_view name) {
   return std::ranges::find(kReserved, name) != kReserved.end() ||
          std::ranges::any_of(kReservedPrefixes,
@@ -100,38 +109,62 @@ bool IsReserved(std::string_view name) {
          std::ranges::all_of(name, [](char c) { return c == '_'; });
 }
 
-}  // namespace
-
-void Assignments::Add(std::string_view prefix, std::string_view key,
-                      std::string_view value, bool replaces) {
-  const std::string name = Variable(prefix, key);
-  const std::string origin = Concat(prefix, "\n", key);
-  const std::string spelled = Concat("key ", Quoted(key));
+// Throws for a variable that must not be set, or not to this value.
+void CheckVariable(std::string_view name, std::string_view key,
+                   std::string_view value) {
   if (IsReserved(name))
-    throw Failure(kMalformedInput, Concat(spelled, " would set the variable ",
-                                          name, ", which shells use"));
+    throw Failure(kMalformedInput,
+                  Concat(Spelled(key), " would set the variable ", name,
+                         ", which shells use"));
   if (value.find('\0') != std::string_view::npos)
     throw Failure(
         kMalformedInput,
-        Concat(spelled, " has a zero byte, which no variable can hold"));
-  const auto [place, is_new] = places_.try_emplace(name, assignments_.size());
-  if (is_new) {
-    assignments_.push_back({name, origin, std::string(value)});
-    return;
-  }
-  Assignment& assignment = assignments_[place->second];
-  if (assignment.origin != origin)
-    throw Failure(
-        kMalformedInput,
-        Concat(spelled, " and another key would both set the variable ", name));
-  if (replaces) assignment.value = value;
+        Concat(Spelled(key), " has a zero byte, which no variable can hold"));
 }
 
-std::string Assignments::Lines() const {
-  std::string lines;
-  for (const Assignment& assignment : assignments_)
-    lines += Concat(assignment.name, "=", ShellQuoted(assignment.value), "\n");
-  return lines;
+}  // namespace
+
+std::string Assignment(std::string_view prefix, std::string_view key,
+                       std::string_view value) {
+  const std::string name = Variable(prefix, key);
+  CheckVariable(name, key, value);
+  return Concat(name, "=", ShellQuoted(value), "\n");
+}
+
+void CheckAssignment(std::string_view prefix, std::string_view key,
+                     std::string_view value) {
+  CheckVariable(Variable(prefix, key), key, value);
+}
+
+void SharedVariables::Add(std::string_view prefix, std::string_view key) {
+  hashes_.push_back(HashOf(Variable(prefix, key)));
+}
+
+void SharedVariables::Check(std::string_view prefix, std::string_view key) {
+  if (!is_complete_) KeepShared();
+  const std::string name = Variable(prefix, key);
+  if (!std::ranges::binary_search(hashes_, HashOf(name))) return;
+  const std::string origin = Concat(prefix, "\n", key);
+  const auto [place, is_new] = origins_.try_emplace(name, origin);
+  if (!is_new && place->second != origin)
+    throw Failure(kMalformedInput, Concat(Spelled(key),
+                                          " and another key would both set the "
+                                          "variable ",
+                                          name));
+}
+
+void SharedVariables::KeepShared() {
+  is_complete_ = true;
+  std::ranges::sort(hashes_);
+  auto end = hashes_.begin();
+  for (auto at = std::ranges::adjacent_find(hashes_); at != hashes_.end();
+       at = std::adjacent_find(at, hashes_.end())) {
+    const std::uint32_t hash = *at;
+    at = std::find_if(at, hashes_.end(),
+                      [hash](std::uint32_t other) { return other != hash; });
+    *end++ = hash;
+  }
+  hashes_.erase(end, hashes_.end());
 }
 
 }  // namespace fairlead::tool

@@ -4,7 +4,7 @@
 #define FAIRLEAD_TOOL_INI_ASSIGNMENTS_H_
 
 #include <cstddef>
-#include <functional>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -12,34 +12,43 @@
 
 namespace fairlead::tool {
 
-/// Makes a line `name='value'` of each key, for sh and bash. Evaluating the
-/// lines only sets these variables: a value is quoted, and a name that would
-/// change how the shell finds or runs programs, such as PATH, is refused.
-class Assignments {
- public:
-  /// Adds a key. In the name of its variable, characters that no variable can
-  /// have become '_'.
-  ///
-  /// @param prefix goes before the key, with a '_'; or ""
-  /// @param replaces whether the value replaces that of an earlier key of the
-  ///     same name
-  /// @throws Failure with kMalformedInput for a name that is refused, that two
-  ///     different keys would share, and for a value with a zero byte
-  void Add(std::string_view prefix, std::string_view key,
-           std::string_view value, bool replaces);
+/// Returns the line `name='value'` of a key, for sh and bash. Evaluating it
+/// only sets this variable: the value is quoted, and a name that would change
+/// how the shell finds or runs programs, such as PATH, is refused. In the name,
+/// characters that no variable can have become '_'.
+///
+/// @param prefix goes before the key, with a '_'; or ""
+/// @throws Failure with kMalformedInput for a name that is refused, and for a
+///     value with a zero byte
+std::string Assignment(std::string_view prefix, std::string_view key,
+                       std::string_view value);
 
-  /// Returns the lines, in the order of the first key of each name.
-  std::string Lines() const;
+/// Throws what Assignment() does.
+void CheckAssignment(std::string_view prefix, std::string_view key,
+                     std::string_view value);
+
+/// Finds two keys whose assignments would set the same variable. Notes four
+/// bytes per key.
+class SharedVariables {
+ public:
+  /// @param keys how many there will be at most
+  explicit SharedVariables(std::size_t keys) { hashes_.reserve(keys); }
+
+  /// Notes a key. Call it once for each, before the first Check().
+  void Add(std::string_view prefix, std::string_view key);
+
+  /// Checks a key that was added.
+  ///
+  /// @throws Failure with kMalformedInput if another one, which was checked
+  ///     before, has the same variable
+  void Check(std::string_view prefix, std::string_view key);
 
  private:
-  struct Assignment {
-    std::string name;
-    std::string origin;  // The prefix and the key.
-    std::string value;
-  };
+  void KeepShared();
 
-  std::vector<Assignment> assignments_;
-  std::map<std::string, std::size_t, std::less<>> places_;  // By name.
+  std::vector<std::uint32_t> hashes_;  // Then only those that two keys have.
+  bool is_complete_ = false;
+  std::map<std::string, std::string> origins_;  // Of their variables.
 };
 
 }  // namespace fairlead::tool

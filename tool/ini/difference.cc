@@ -3,10 +3,10 @@
 #include "tool/ini/difference.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
-#include <vector>
+#include <utility>
 
 #include "tool/base/concat.h"
 
@@ -17,27 +17,50 @@ using Lines = std::vector<std::string_view>;
 
 constexpr std::size_t kContext = 3;
 constexpr std::size_t kMaxPairs = 4'000'000;
+constexpr std::size_t kPiece = 65536;
+constexpr std::size_t kNowhere = std::string_view::npos;
 
-// One line of the difference: ' ' common, '-' removed, '+' added.
-struct Step {
-  char sign;
-  std::string_view line;
-};
-
-// Splits the text into lines that keep their LF; the last may lack one.
-Lines Split(std::string_view text) {
-  Lines lines;
-  while (!text.empty()) {
-    const std::size_t length = std::min(text.find('\n'), text.size() - 1) + 1;
-    lines.push_back(text.substr(0, length));
-    text.remove_prefix(length);
-  }
-  return lines;
+// Returns the length of the first line, with its LF; the last may lack one.
+std::size_t FirstLine(std::string_view text) {
+  return std::min(text.find('\n'), text.size() - 1) + 1;
 }
 
-void Append(std::vector<Step>& steps, char sign,
-            std::span<const std::string_view> lines) {
-  for (const std::string_view line : lines) steps.push_back({sign, line});
+std::size_t CountLines(std::string_view text) {
+  const auto newlines =
+      static_cast<std::size_t>(std::ranges::count(text, '\n'));
+  return newlines + (text.empty() || text.ends_with('\n') ? 0 : 1);
+}
+
+// Returns the lines at the beginning, at most `count`.
+std::string_view FirstLines(std::string_view text, std::size_t count) {
+  std::size_t end = 0;
+  for (; count > 0 && end < text.size(); --count)
+    end += FirstLine(text.substr(end));
+  return text.substr(0, end);
+}
+
+// Returns the lines at the end, at most `count`.
+std::string_view LastLines(std::string_view text, std::size_t count) {
+  std::size_t begin = text.size();
+  for (; count > 0 && begin > 0; --count)
+    begin = begin == 1 ? 0 : text.rfind('\n', begin - 2) + 1;
+  return text.substr(begin);
+}
+
+void Split(std::string_view text, Lines& lines) {
+  for (; !text.empty(); text.remove_prefix(lines.back().size()))
+    lines.push_back(text.substr(0, FirstLine(text)));
+}
+
+// Appends new lines to strings of a size that is not wasteful to grow.
+void Append(std::string_view lines, std::vector<std::string>& added) {
+  const bool fits =
+      !added.empty() && (added.back().size() + lines.size() <= kPiece ||
+                         !added.back().ends_with('\n'));
+  if (fits)
+    added.back() += lines;
+  else
+    added.emplace_back(lines);
 }
 
 // The lengths of the longest common subsequences of all suffixes of two lists.
@@ -63,124 +86,137 @@ class CommonLengths {
   std::vector<std::uint32_t> lengths_;
 };
 
-void AppendChanged(std::vector<Step>& steps,
-                   std::span<const std::string_view> before,
-                   std::span<const std::string_view> after) {
-  std::size_t i = 0;
-  std::size_t j = 0;
-  if ((before.size() + 1) * (after.size() + 1) <= kMaxPairs) {
-    const CommonLengths common(before, after);
-    while (i < before.size() && j < after.size()) {
-      if (before[i] == after[j]) {
-        steps.push_back({' ', before[i++]});
-        ++j;
-      } else if (common.At(i + 1, j) >= common.At(i, j + 1)) {
-        steps.push_back({'-', before[i++]});
-      } else {
-        steps.push_back({'+', after[j++]});
-      }
-    }
-  }
-  Append(steps, '-', before.subspan(i));
-  Append(steps, '+', after.subspan(j));
-}
-
-std::vector<Step> Steps(const Lines& old_lines, const Lines& new_lines) {
-  std::span<const std::string_view> before = old_lines;
-  std::span<const std::string_view> after = new_lines;
-  const auto first = std::ranges::mismatch(before, after);
-  const auto head = static_cast<std::size_t>(first.in1 - before.begin());
-  std::size_t tail = 0;
-  while (tail < std::min(before.size(), after.size()) - head &&
-         before[before.size() - 1 - tail] == after[after.size() - 1 - tail])
-    ++tail;
-
-  std::vector<Step> steps;
-  Append(steps, ' ', before.first(head));
-  AppendChanged(steps, before.subspan(head, before.size() - head - tail),
-                after.subspan(head, after.size() - head - tail));
-  Append(steps, ' ', before.last(tail));
-  return steps;
-}
-
-bool IsChange(const Step& step) { return step.sign != ' '; }
-
 // Returns "12,3": the first line and the number of lines. If there are none,
 // the first is the line before them.
 std::string Range(std::size_t first, std::size_t count) {
   return Concat(count == 0 ? first - 1 : first, ",", count);
 }
 
-std::string Shown(const Step& step) {
-  std::string text = Concat(std::string_view(&step.sign, 1), step.line);
-  if (!text.ends_with('\n')) text += "\n\\ No newline at end of file\n";
-  return text;
-}
-
-// Groups the steps into hunks, counting the lines of both texts.
-class Hunks {
- public:
-  explicit Hunks(std::span<const Step> steps) : steps_(steps) {}
-
-  std::string Text() {
-    std::string text;
-    while (true) {
-      const std::size_t change = NextChange(at_);
-      if (change == steps_.size()) return text;
-      MoveTo(std::max(at_, change - std::min(change, kContext)));
-      text += Hunk(End(change));
-    }
-  }
-
- private:
-  std::size_t NextChange(std::size_t from) const {
-    const auto rest = steps_.subspan(from);
-    return from + static_cast<std::size_t>(
-                      std::ranges::find_if(rest, IsChange) - rest.begin());
-  }
-
-  // Returns the end of the hunk with this change. Changes whose contexts touch
-  // share a hunk.
-  std::size_t End(std::size_t change) const {
-    std::size_t next = change;
-    while (next < steps_.size() && next <= change + 2 * kContext + 1) {
-      change = next;
-      next = NextChange(change + 1);
-    }
-    return std::min(change + kContext + 1, steps_.size());
-  }
-
-  void MoveTo(std::size_t end) {
-    for (; at_ < end; ++at_) {
-      if (steps_[at_].sign != '+') ++old_line_;
-      if (steps_[at_].sign != '-') ++new_line_;
-    }
-  }
-
-  std::string Hunk(std::size_t end) {
-    const std::size_t old_first = old_line_;
-    const std::size_t new_first = new_line_;
-    std::string lines;
-    for (const Step& step : steps_.subspan(at_, end - at_))
-      lines += Shown(step);
-    MoveTo(end);
-    return Concat("@@ -", Range(old_first, old_line_ - old_first), " +",
-                  Range(new_first, new_line_ - new_first), " @@\n", lines);
-  }
-
-  std::span<const Step> steps_;
-  std::size_t at_ = 0;
-  std::size_t old_line_ = 1;
-  std::size_t new_line_ = 1;
-};
-
 }  // namespace
 
-std::string Difference(std::string_view name, std::string_view before,
-                       std::string_view after) {
-  if (before == after) return "";
-  const std::vector<Step> steps = Steps(Split(before), Split(after));
-  return Concat("--- ", name, "\n+++ ", name, "\n", Hunks(steps).Text());
+// Returns the place of a common part: of whole lines below the last one. Lines
+// below a byte order mark are not whole without it, unless it is common too.
+std::size_t Difference::PlaceOf(std::string_view piece) const {
+  const std::less<> is_before;
+  const char* const end = before_.data() + before_.size();
+  if (is_before(piece.data(), before_.data()) ||
+      is_before(end, piece.data() + piece.size()))
+    return kNowhere;
+  const auto place = static_cast<std::size_t>(piece.data() - before_.data());
+  const bool has_end =
+      piece.ends_with('\n') || place + piece.size() == before_.size();
+  if (place < common_end_ || !has_end) return kNowhere;
+  const bool follows_line = added_.empty() || added_.back().ends_with('\n') ||
+                            added_.back() == Old(common_end_, place);
+  return follows_line ? place : kNowhere;
+}
+
+void Difference::Take(std::string_view piece) {
+  if (piece.empty()) return;
+  if (const std::size_t place = PlaceOf(piece); place != kNowhere) {
+    EndChange(place);
+    common_end_ = place + piece.size();
+    return;
+  }
+  Append(piece, added_);
+}
+
+bool Difference::Finish() {
+  EndChange(before_.size());
+  if (!hunk_.empty()) WriteHunk();
+  return differ_;
+}
+
+void Difference::EndChange(std::size_t end) {
+  if (end == common_end_ && added_.empty()) return;
+  Change change = {common_end_, end, std::exchange(added_, {})};
+  std::size_t count = 0;
+  for (const std::string& lines : change.added) count += CountLines(lines);
+  const std::size_t removed = CountLines(Old(change.begin, end));
+  const bool is_small = (removed + 1) * (count + 1) <= kMaxPairs;
+  if (removed > 0 && count > 0 && is_small)
+    Refine(change);
+  else
+    AddChange(std::move(change));
+}
+
+// Adds the parts of a change that have no common lines.
+void Difference::Refine(const Change& change) {
+  Lines before;
+  Lines after;
+  Split(Old(change.begin, change.end), before);
+  for (const std::string& lines : change.added) Split(lines, after);
+  const CommonLengths common(before, after);
+  Change part = {change.begin, change.begin, {}};
+  std::size_t j = 0;
+  for (std::size_t i = 0; i < before.size() || j < after.size();) {
+    const bool has_both = i < before.size() && j < after.size();
+    if (has_both && before[i] == after[j]) {
+      const std::size_t next = part.end + before[i++].size();
+      ++j;
+      AddChange(std::exchange(part, {next, next, {}}));
+    } else if (j == after.size() ||
+               (has_both && common.At(i + 1, j) >= common.At(i, j + 1))) {
+      part.end += before[i++].size();
+    } else {
+      Append(after[j++], part.added);
+    }
+  }
+  AddChange(std::move(part));
+}
+
+// Changes whose contexts touch share a hunk.
+void Difference::AddChange(Change change) {
+  if (change.begin == change.end && change.added.empty()) return;
+  if (!hunk_.empty()) {
+    const std::string_view between = Old(hunk_.back().end, change.begin);
+    if (FirstLines(between, 2 * kContext).size() < between.size()) WriteHunk();
+  }
+  for (std::string& lines : change.added) lines.shrink_to_fit();
+  hunk_.push_back(std::move(change));
+}
+
+void Difference::WriteHunk() {
+  const std::string_view above = Old(written_, hunk_.front().begin);
+  const std::string_view below = before_.substr(hunk_.back().end);
+  const std::size_t begin =
+      hunk_.front().begin - LastLines(above, kContext).size();
+  const std::size_t end = hunk_.back().end + FirstLines(below, kContext).size();
+  const std::size_t skipped = CountLines(Old(written_, begin));
+  const std::size_t old_count = CountLines(Old(begin, end));
+  std::size_t new_count = old_count;
+  for (const Change& change : hunk_) {
+    for (const std::string& lines : change.added)
+      new_count += CountLines(lines);
+    new_count -= CountLines(Old(change.begin, change.end));
+  }
+  old_line_ += skipped;
+  new_line_ += skipped;
+  if (!std::exchange(differ_, true))
+    write_(Concat("--- ", name_, "\n+++ ", name_, "\n"));
+  write_(Concat("@@ -", Range(old_line_, old_count), " +",
+                Range(new_line_, new_count), " @@\n"));
+  for (std::size_t at = begin; const Change& change : hunk_) {
+    WriteLines(' ', Old(at, change.begin));
+    WriteLines('-', Old(change.begin, change.end));
+    for (const std::string& lines : change.added) WriteLines('+', lines);
+    at = change.end;
+  }
+  WriteLines(' ', Old(hunk_.back().end, end));
+  old_line_ += old_count;
+  new_line_ += new_count;
+  written_ = end;
+  hunk_.clear();
+}
+
+void Difference::WriteLines(char sign, std::string_view lines) {
+  while (!lines.empty()) {
+    const std::string_view line = lines.substr(0, FirstLine(lines));
+    write_({&sign, 1});
+    write_(line);
+    if (!line.ends_with('\n')) write_("\n\\ No newline at end of file\n");
+    lines.remove_prefix(line.size());
+  }
 }
 
 }  // namespace fairlead::tool

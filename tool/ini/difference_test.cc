@@ -4,8 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
 
 #include "tool/io/read_file.h"
 #include "tool/testing.h"
@@ -13,38 +18,50 @@
 namespace fairlead::tool::difference_test {
 namespace {
 
+// Returns the diff of a text and a new one in two pieces.
+std::string DifferenceOf(std::string_view before, std::string_view after) {
+  std::string text;
+  Difference difference("f", before,
+                        [&text](std::string_view piece) { text += piece; });
+  const std::size_t middle = after.find('\n') + 1;
+  difference.Take(after.substr(0, middle));
+  difference.Take(after.substr(middle));
+  EXPECT_EQ(difference.Finish(), before != after);
+  return text;
+}
+
 TEST(DifferenceTest, EqualTextsHaveNoDiff) {
-  EXPECT_EQ(Difference("f", "", ""), "");
-  EXPECT_EQ(Difference("f", "a\nb", "a\nb"), "");
+  EXPECT_EQ(DifferenceOf("", ""), "");
+  EXPECT_EQ(DifferenceOf("a\nb", "a\nb"), "");
 }
 
 TEST(DifferenceTest, ShowsLinesAroundAChange) {
-  EXPECT_EQ(Difference("f", "1\n2\n3\n4\n5\n6\n7\n8\n9\n",
-                       "1\n2\n3\n4\nx\n6\n7\n8\n9\n"),
+  EXPECT_EQ(DifferenceOf("1\n2\n3\n4\n5\n6\n7\n8\n9\n",
+                         "1\n2\n3\n4\nx\n6\n7\n8\n9\n"),
             "--- f\n+++ f\n@@ -2,7 +2,7 @@\n 2\n 3\n 4\n-5\n+x\n 6\n 7\n 8\n");
 }
 
 TEST(DifferenceTest, BeginsFromNothingAndEndsWithNothing) {
-  EXPECT_EQ(Difference("f", "", "a\nb\n"),
+  EXPECT_EQ(DifferenceOf("", "a\nb\n"),
             "--- f\n+++ f\n@@ -0,0 +1,2 @@\n+a\n+b\n");
-  EXPECT_EQ(Difference("f", "a\n", ""), "--- f\n+++ f\n@@ -1,1 +0,0 @@\n-a\n");
+  EXPECT_EQ(DifferenceOf("a\n", ""), "--- f\n+++ f\n@@ -1,1 +0,0 @@\n-a\n");
 }
 
 TEST(DifferenceTest, ReportsAMissingFinalNewline) {
-  EXPECT_EQ(Difference("f", "a", "a\n"),
+  EXPECT_EQ(DifferenceOf("a", "a\n"),
             "--- f\n+++ f\n@@ -1,1 +1,1 @@\n-a\n\\ No newline at end of file\n"
             "+a\n");
 }
 
 TEST(DifferenceTest, NearChangesShareAHunk) {
-  const std::string far = Difference("f", "a\n1\n2\n3\n4\n5\n6\n7\nb\n",
-                                     "x\n1\n2\n3\n4\n5\n6\n7\ny\n");
+  const std::string far = DifferenceOf("a\n1\n2\n3\n4\n5\n6\n7\nb\n",
+                                       "x\n1\n2\n3\n4\n5\n6\n7\ny\n");
   EXPECT_EQ(far,
             "--- f\n+++ f\n"
             "@@ -1,4 +1,4 @@\n-a\n+x\n 1\n 2\n 3\n"
             "@@ -6,4 +6,4 @@\n 5\n 6\n 7\n-b\n+y\n");
   const std::string near =
-      Difference("f", "a\n1\n2\n3\n4\n5\n6\nb\n", "x\n1\n2\n3\n4\n5\n6\ny\n");
+      DifferenceOf("a\n1\n2\n3\n4\n5\n6\nb\n", "x\n1\n2\n3\n4\n5\n6\ny\n");
   EXPECT_EQ(near,
             "--- f\n+++ f\n@@ -1,8 +1,8 @@\n"
             "-a\n+x\n 1\n 2\n 3\n 4\n 5\n 6\n-b\n+y\n");
@@ -57,9 +74,76 @@ TEST(DifferenceTest, ManyChangedLinesAreShownAsReplaced) {
     before += std::to_string(i) + "\n";
     after += std::to_string(-i - 1) + "\n";
   }
-  const std::string text = Difference("f", before, after);
+  const std::string text = DifferenceOf(before, after);
   EXPECT_EQ(text.substr(0, 42),
             "--- f\n+++ f\n@@ -1,3000 +1,3000 @@\n-0\n-1\n-2");
+}
+
+// Returns the diff of a text of these lines and a new one, which has the old
+// lines of these numbers as parts of the old one, and texts.
+std::string DifferenceInPieces(
+    std::string_view before,
+    const std::vector<std::variant<std::size_t, std::string>>& pieces) {
+  std::string text;
+  Difference difference("f", before,
+                        [&text](std::string_view piece) { text += piece; });
+  for (const auto& piece : pieces) {
+    if (const auto* const added = std::get_if<std::string>(&piece)) {
+      difference.Take(*added);
+      continue;
+    }
+    std::string_view rest = before;
+    for (auto line = std::get<std::size_t>(piece); line > 1; --line)
+      rest.remove_prefix(rest.find('\n') + 1);
+    difference.Take(
+        rest.substr(0, std::min(rest.find('\n'), rest.size() - 1) + 1));
+  }
+  difference.Finish();
+  return text;
+}
+
+TEST(DifferenceTest, TakesPartsOfTheOldText) {
+  const std::string_view before = "1\n2\n3\n4\n5\n6\n7\n8\n9";
+  const auto part = [](std::size_t line) { return line; };
+  EXPECT_EQ(
+      DifferenceInPieces(before, {part(1), part(2), part(3), part(4), part(5),
+                                  part(6), part(7), part(8), part(9)}),
+      "");
+  EXPECT_EQ(
+      DifferenceInPieces(before, {"x\n", part(2), part(3), part(4), part(5),
+                                  part(6), part(7), part(8), part(9)}),
+      "--- f\n+++ f\n@@ -1,4 +1,4 @@\n-1\n+x\n 2\n 3\n 4\n");
+  EXPECT_EQ(DifferenceInPieces(before, {part(1), part(2), part(3), part(4),
+                                        part(5), part(6), part(7), part(8)}),
+            "--- f\n+++ f\n@@ -6,4 +6,3 @@\n 6\n 7\n 8\n-9\n"
+            "\\ No newline at end of file\n");
+  // A piece that is equal, or one that is out of order.
+  EXPECT_EQ(DifferenceInPieces(before, {part(1), "2\n3\n4\n5\n6\n7\n8\n9"}),
+            "");
+  EXPECT_EQ(DifferenceInPieces("1\n2\n", {part(2), part(1)}),
+            "--- f\n+++ f\n@@ -1,2 +1,2 @@\n-1\n 2\n+1\n");
+}
+
+TEST(DifferenceTest, AByteOrderMarkIsAPartOfItsLine) {
+  const std::string_view before =
+      "\xef\xbb\xbf"
+      "1\n2\n";
+  for (const auto& [line, expected] :
+       {std::pair{"1\n", ""},
+        {"x\n",
+         "--- f\n+++ f\n@@ -1,2 +1,2 @@\n-\xef\xbb\xbf"
+         "1\n+\xef\xbb\xbf"
+         "x\n 2\n"}}) {
+    std::string text;
+    Difference difference("f", before,
+                          [&text](std::string_view piece) { text += piece; });
+    difference.Take(before.substr(0, 3));
+    difference.Take(line == std::string_view("1\n") ? before.substr(3, 2)
+                                                    : line);
+    difference.Take(before.substr(5));
+    EXPECT_EQ(difference.Finish(), *expected != '\0');
+    EXPECT_EQ(text, expected);
+  }
 }
 
 std::string RandomText(std::mt19937& random) {
@@ -90,7 +174,7 @@ TEST(DifferenceTest, PatchAppliesTheDiff) {
       continue;  // patch deletes empty files.
     const TempFolder folder;
     folder.File("f", before);
-    const std::string changes = Difference("f", before, after);
+    const std::string changes = DifferenceOf(before, after);
     SCOPED_TRACE(changes);
     const Outcome outcome = patch(folder, changes);
     ASSERT_EQ(outcome.status, 0) << outcome.output << outcome.error;

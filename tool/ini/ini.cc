@@ -58,7 +58,11 @@ constinit const Command kIniCommand = {
         "-disabled. Other comments are only comments. Names are "
         "case-sensitive. If a key occurs several times, the last one counts. "
         "Sections of the same name are one section. With -records, a file is "
-        "read as the library's CIniFile reads it.",
+        "read as the library's CIniFile reads it.\n"
+        "A header without ']' is reported as a warning with its line. The keys "
+        "below it belong to no section and are not found; the other lines can "
+        "be read and edited. With -records, and by 'normalize', such a file is "
+        "refused.",
     .examples = ini::kExamples,
     .statuses = ini::kStatuses,
     .subcommands = ini::kSubcommands,

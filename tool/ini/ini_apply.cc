@@ -1,12 +1,11 @@
 // The subcommands of `ini` that compare files, or make many edits at once.
 
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
+#include "fairlead/ini/ini_keys.h"
 #include "tool/base/concat.h"
 #include "tool/command/command_table.h"
 #include "tool/ini/edit_script.h"
@@ -56,146 +55,158 @@ ExitStatus Apply(const Arguments<kApplyUses>& arguments, const Output& output) {
       [&](IniDocument& document) { RunScript(script, name, document, file); });
 }
 
-struct Setting {
-  std::string value;
-  std::string continuation;  // The rest of the value, on further lines.
-  std::size_t line = 0;
-  std::size_t deletions = 0;  // That it takes to delete the key.
-
-  bool HasValueOf(const Setting& other) const {
-    return value == other.value && continuation == other.continuation;
-  }
-};
-
-// The keys of a document that count, in the order of the first of each name.
-class Settings {
- public:
-  using Key = std::pair<std::string, std::string>;  // Section and key.
-
-  Settings(const IniDocument& document, IniReading reading) {
-    const bool last_counts = reading == IniReading::kLive;
-    for (const IniEntry& entry : document) {
-      if (entry.IsHeader() || (last_counts && entry.IsDisabled())) continue;
-      Key key(entry.section, entry.key);
-      const auto [place, is_new] = settings_.try_emplace(std::move(key));
-      Setting& setting = place->second;
-      if (is_new) order_.push_back(&place->first);
-      if (is_new || last_counts) {
-        setting.value = entry.value;
-        setting.continuation = document.Continuation(entry);
-        setting.line = entry.line;
-      }
-      if (is_new || !last_counts) ++setting.deletions;
-    }
-  }
-
-  const std::vector<const Key*>& order() const { return order_; }
-
-  const Setting* Find(const Key& key) const {
-    const auto place = settings_.find(key);
-    return place == settings_.end() ? nullptr : &place->second;
-  }
-
- private:
-  std::map<Key, Setting> settings_;
-  std::vector<const Key*> order_;
-};
-
-Settings SettingsIn(const std::string& file, IniReading reading) {
-  return {Parsed(ReadFile(file), file, reading), reading};
+IniDocument ReadOther(const std::string& file, IniReading reading) {
+  return ParsedWithWarning(ReadFile(file), file, reading);
 }
 
 // Throws if no edit can set or delete the key.
-void RequireOneLine(const Setting& setting, const std::string& file) {
-  if (!setting.continuation.empty())
-    FailMalformed(file, setting.line,
+void RequireOneLine(const IniDocument& document, const IniEntry& key,
+                    const std::string& file) {
+  if (!document.Continuation(key).empty())
+    FailMalformed(file, key.line,
                   "the value continues below this line, so no edit can set it");
 }
 
-std::string Row(std::string_view sign, const Settings::Key& key,
-                const Setting& setting) {
-  const bool continues = !setting.continuation.empty();
-  return Concat(sign, "\t", key.first, "\t", key.second, "\t", setting.value,
+// One of the files that are compared.
+struct Side {
+  Side(const std::string& name, IniReading reading)
+      : file(name), document(ReadOther(name, reading)), keys(document) {}
+
+  std::optional<IniEntry> Find(const IniEntry& key) const {
+    return keys.Find(key.section, key.key);
+  }
+
+  const std::string file;
+  const IniDocument document;
+  const IniKeys keys;
+};
+
+bool HaveSameValue(const IniDocument& a, const IniEntry& in_a,
+                   const IniDocument& b, const IniEntry& in_b) {
+  return in_a.value == in_b.value &&
+         a.Continuation(in_a) == b.Continuation(in_b);
+}
+
+// A key whose value differs, as each side has it.
+struct Differing {
+  std::optional<IniEntry> before;
+  std::optional<IniEntry> after;
+};
+
+// Calls `use` for each key that differs, those of `after` alone at the end.
+template <typename Use>
+void ForEachDifference(const Side& before, const Side& after, Use use) {
+  for (const IniEntry& entry : before.document) {
+    if (!before.keys.IsFirst(entry)) continue;
+    const auto old = before.Find(entry);
+    const auto now = after.Find(entry);
+    if (!now || !HaveSameValue(before.document, *old, after.document, *now))
+      use(Differing{old, now});
+  }
+  for (const IniEntry& entry : after.document)
+    if (after.keys.IsFirst(entry) && !before.Find(entry))
+      use(Differing{{}, after.Find(entry)});
+}
+
+std::string Row(std::string_view sign, const IniDocument& document,
+                const IniEntry& key) {
+  const bool continues = !document.Continuation(key).empty();
+  return Concat(sign, "\t", key.section, "\t", key.key, "\t", key.value,
                 continues ? " ..." : "", "\n");
 }
 
-// Returns the lines of a script that change the key.
-std::string EditsFor(const Settings::Key& key, const Setting* before,
-                     const Setting* after) {
-  if (after != nullptr)
-    return LineOfScript({"set", key.first, key.second, after->value});
-  std::string lines;
-  for (std::size_t i = 0; i < before->deletions; ++i)
-    lines += LineOfScript({"delete", key.first, key.second});
-  return lines;
+bool PrintRows(const Side& before, const Side& after, const Output& output) {
+  Printer rows(output, Format::kTextLines);
+  bool differ = false;
+  ForEachDifference(before, after, [&](const Differing& key) {
+    differ = true;
+    if (key.before) rows.Add(Row("-", before.document, *key.before));
+    if (key.after) rows.Add(Row("+", after.document, *key.after));
+  });
+  rows.Flush();
+  return differ;
 }
 
-// Returns the lines for a key whose value changes; either may be missing.
-std::string RowsFor(const Settings::Key& key, const Setting* before,
-                    const Setting* after) {
-  return Concat(before == nullptr ? "" : Row("-", key, *before),
-                after == nullptr ? "" : Row("+", key, *after));
-}
-
-// Returns the keys whose values differ, those of `after` alone at the end.
-std::vector<const Settings::Key*> Differing(const Settings& before,
-                                            const Settings& after) {
-  std::vector<const Settings::Key*> keys;
-  for (const Settings::Key* key : before.order()) {
-    const Setting* const now = after.Find(*key);
-    if (now == nullptr || !now->HasValueOf(*before.Find(*key)))
-      keys.push_back(key);
-  }
-  for (const Settings::Key* key : after.order())
-    if (before.Find(*key) == nullptr) keys.push_back(key);
-  return keys;
+// Prints a script of edits, if edits can be made of all differences. In the
+// records reading, each of several keys of one name is deleted.
+bool PrintScript(const Side& before, const Side& after, IniReading reading,
+                 const Output& output) {
+  bool differ = false;
+  ForEachDifference(before, after, [&](const Differing& key) {
+    differ = true;
+    if (key.before) RequireOneLine(before.document, *key.before, before.file);
+    if (key.after) RequireOneLine(after.document, *key.after, after.file);
+  });
+  Printer lines(output, Format::kTextLines);
+  const auto print = [&lines](const std::vector<std::string>& words) {
+    lines.Add(LineOfScript(words));
+  };
+  ForEachDifference(before, after, [&](const Differing& key) {
+    if (key.after)
+      print({"set", std::string(key.after->section),
+             std::string(key.after->key), std::string(key.after->value)});
+    else
+      print({"delete", std::string(key.before->section),
+             std::string(key.before->key)});
+  });
+  if (reading == IniReading::kRecords)
+    for (const IniEntry& entry : before.document)
+      if (!entry.IsHeader() && !before.keys.IsFirst(entry) &&
+          !after.Find(entry))
+        print({"delete", std::string(entry.section), std::string(entry.key)});
+  lines.Flush();
+  return differ;
 }
 
 ExitStatus Diff(const Arguments<kDiffUses>& arguments, const Output& output) {
   const IniReading reading = ReadingOf(arguments.Has(kRecords));
-  const std::string file = arguments.Text(kFile);
-  const std::string other = arguments.Text(kWith);
-  const Settings before = SettingsIn(file, reading);
-  const Settings after = SettingsIn(other, reading);
-  const bool script =
-      arguments.Chosen<DiffFormat>(kDiffFormat) == DiffFormat::kAsScript;
-  std::string lines;
-  for (const Settings::Key* key : Differing(before, after)) {
-    const Setting* const old = before.Find(*key);
-    const Setting* const now = after.Find(*key);
-    if (script && old != nullptr) RequireOneLine(*old, file);
-    if (script && now != nullptr) RequireOneLine(*now, other);
-    lines += script ? EditsFor(*key, old, now) : RowsFor(*key, old, now);
+  const Side before(arguments.Text(kFile), reading);
+  const Side after(arguments.Text(kWith), reading);
+  const bool differ =
+      arguments.Chosen<DiffFormat>(kDiffFormat) == DiffFormat::kAsScript
+          ? PrintScript(before, after, reading, output)
+          : PrintRows(before, after, output);
+  return differ ? kAnswerIsNo : kDone;
+}
+
+// Returns which of the keys that count in the other file, in their order, have
+// another value there. Its index must be gone before the first edit.
+std::vector<bool> DifferingKeys(const IniDocument& document,
+                                const Side& other) {
+  const IniKeys keys(document);
+  std::vector<bool> differ;
+  for (const IniEntry& entry : other.document) {
+    if (!other.keys.IsFirst(entry)) continue;
+    const auto here = keys.Find(entry.section, entry.key);
+    differ.push_back(!here || !HaveSameValue(document, *here, other.document,
+                                             *other.Find(entry)));
   }
-  Print(output, Format::kTextLines, lines);
-  return lines.empty() ? kDone : kAnswerIsNo;
+  return differ;
 }
 
 // Sets a key as the other file has it.
 void MergeKey(IniDocument& document, const std::string& file,
-              const Settings::Key& key, const Setting& setting,
-              const std::string& other) {
-  const Place place = {.section = key.first, .key = key.second};
-  const IniFound found = document.Find(place.Name());
-  if (found && setting.value == found.entry.value &&
-      setting.continuation == document.Continuation(found.entry))
-    return;
-  RequireOneLine(setting, other);
-  const IniResult result = document.Set(place.Name(), setting.value);
+              const IniEntry& key, const Side& other) {
+  const Place place = {.section = std::string(key.section),
+                       .key = std::string(key.key)};
+  RequireOneLine(other.document, key, other.file);
+  const IniResult result = document.Set(place.Name(), key.value);
   if (result.code == IniResult::Code::kInvalid)
-    FailMalformed(other, setting.line, result.reason);
+    FailMalformed(other.file, key.line, result.reason);
   Require(result, file, place);
 }
 
 ExitStatus Merge(const Arguments<kMergeUses>& arguments, const Output& output) {
   const IniReading reading = ReadingOf(arguments.Has(kRecords));
-  const std::string other = arguments.Text(kFrom);
-  const Settings from = SettingsIn(other, reading);
+  const Side other(arguments.Text(kFrom), reading);
   const std::string file = arguments.Text(kFile);
   return EditDocument(
       arguments, output, Missing::kIsEmpty, [&](IniDocument& document) {
-        for (const Settings::Key* key : from.order())
-          MergeKey(document, file, *key, *from.Find(*key), other);
+        const std::vector<bool> differ = DifferingKeys(document, other);
+        auto differs = differ.begin();
+        for (const IniEntry& entry : other.document)
+          if (other.keys.IsFirst(entry) && *differs++)
+            MergeKey(document, file, *other.Find(entry), other);
       });
 }
 

@@ -275,22 +275,6 @@ TEST_F(IniCommandTest, ADryRunPrintsTheDiffAndWritesNothing) {
   Refusal(1, {"delete", "-section", "z", "-dryrun"});
 }
 
-TEST_F(IniCommandTest, ReportsTheLineOfAMalformedFile) {
-  Write("[a]\nx=1\n[open\n#y=2\n");
-  const std::string expected =
-      Concat("fairlead ini: ", Path(), ":3: a header without ']'");
-  for (const Words& edit : kEdits) {
-    EXPECT_THAT(Refusal(3, edit), HasSubstr(expected));
-    EXPECT_THAT(Refusal(3, edit + Words{"-inplace"}), HasSubstr(expected));
-    EXPECT_THAT(Refusal(3, edit + Words{"-dryrun"}), HasSubstr(expected));
-  }
-  for (const Words& look :
-       {Words{"get", "-section", "a", "-key", "x"}, Words{"list"},
-        Words{"sections"}, Words{"keys", "-section", "a"}, Words{"show"},
-        Words{"has", "-section", "a"}})
-    EXPECT_EQ(Refusal(3, look), expected + "\n");
-}
-
 TEST_F(IniCommandTest, InPlaceKeepsTheFileItself) {
   for (const Words& edit : kEdits) {
     Write("[a]\nx=1\n#y=2\n");

@@ -4,12 +4,9 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <optional>
-#include <string>
 #include <system_error>
 #include <utility>
 
-#include "fairlead/ini/file_edit.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
@@ -45,17 +42,47 @@ bool IsPreview(const Arguments<kWritingFileUses>& arguments) {
   return arguments.Has(kDryrun) || arguments.Has(kCheck);
 }
 
+// Prints the changes as a diff. Returns whether there are any.
+bool PrintDifference(const std::string& file, const EditedText& text,
+                     const Output& output) {
+  Printer printer(output, Format::kTextLines);
+  Difference difference(
+      file, text.OldText(),
+      [&printer](std::string_view piece) { printer.Add(piece); });
+  text.ForEachPiece(
+      [&difference](std::string_view piece) { difference.Take(piece); });
+  const bool differ = difference.Finish();
+  printer.Flush();
+  return differ;
+}
+
 // Shows what the edit would do, and writes nothing.
 ExitStatus Preview(const Arguments<kWritingFileUses>& arguments,
                    const Output& output, const TextEdit& edit) {
   const std::string file = arguments.Text(kFile);
-  const std::optional<std::string> text = TextToPreview(file);
-  const std::string changed = edit(text);
-  if (arguments.Has(kDryrun))
-    Print(output, Format::kTextLines,
-          Difference(file, text.value_or(""), changed));
-  return arguments.Has(kCheck) && changed != text ? kAnswerIsNo : kDone;
+  std::optional<std::string> old_text = TextToPreview(file);
+  const bool is_new = !old_text;
+  const auto text = edit(std::move(old_text));
+  const bool differ = arguments.Has(kDryrun)
+                          ? PrintDifference(file, *text, output)
+                          : text->IsEdited();
+  return arguments.Has(kCheck) && (is_new || differ) ? kAnswerIsNo : kDone;
 }
+
+class EditedDocument : public EditedText {
+ public:
+  explicit EditedDocument(IniDocument document)
+      : document_(std::move(document)) {}
+
+  std::string_view OldText() const override { return document_.OriginalText(); }
+  bool IsEdited() const override { return document_.IsEdited(); }
+  void ForEachPiece(const PieceWriter& take) const override {
+    document_.ForEachPiece(take);
+  }
+
+ private:
+  const IniDocument document_;
+};
 
 }  // namespace
 
@@ -63,7 +90,15 @@ ExitStatus EditText(const Arguments<kWritingFileUses>& arguments,
                     const Output& output, const TextEdit& edit) {
   const FileEditOptions options = OptionsOf(arguments);
   if (IsPreview(arguments)) return Preview(arguments, output, edit);
-  Check(EditFile(arguments.Text(kFile), edit, options), kRemedy);
+  const auto rewrite = [&edit](std::optional<std::string> old_text,
+                               const PieceWriter& write) {
+    const bool is_new = !old_text;
+    const auto text = edit(std::move(old_text));
+    if (!is_new && !text->IsEdited()) return false;
+    text->ForEachPiece(write);
+    return true;
+  };
+  Check(RewriteFile(arguments.Text(kFile), rewrite, options), kRemedy);
   return kDone;
 }
 
@@ -72,33 +107,13 @@ ExitStatus EditDocument(const Arguments<kEditingUses>& arguments,
                         const Edit& edit) {
   const std::string file = arguments.Text(kFile);
   const IniReading reading = ReadingOf(arguments.Has(kRecords));
-  const auto edited = [&](std::optional<std::string> text) {
+  return EditText(arguments, output, [&](std::optional<std::string> text) {
     if (!text && missing == Missing::kFails) FailMissing(file);
-    IniDocument document = Parsed(std::move(text).value_or(""), file, reading);
+    IniDocument document =
+        ParsedWithWarning(std::move(text).value_or(""), file, reading);
     edit(document);
-    return document;
-  };
-  if (arguments.Has(kCheck) && !arguments.Has(kDryrun)) {
-    std::optional<std::string> text = TextToPreview(file);
-    const bool is_new = !text;
-    const bool changes = edited(std::move(text)).IsEdited();
-    return is_new || changes ? kAnswerIsNo : kDone;
-  }
-  if (IsPreview(arguments))
-    return EditText(arguments, output,
-                    [&](const std::optional<std::string>& text) {
-                      return edited(text).Text();
-                    });
-  const auto rewrite = [&](std::optional<std::string> text,
-                           const PieceWriter& write) {
-    const bool is_new = !text;
-    const IniDocument document = edited(std::move(text));
-    if (!is_new && !document.IsEdited()) return false;
-    document.ForEachPiece(write);
-    return true;
-  };
-  Check(RewriteFile(file, rewrite, OptionsOf(arguments)), kRemedy);
-  return kDone;
+    return std::make_unique<EditedDocument>(std::move(document));
+  });
 }
 
 std::optional<std::string> TextToPreview(const std::string& file) {

@@ -4,9 +4,12 @@
 #define FAIRLEAD_TOOL_INI_INI_EDIT_H_
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
+#include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_document.h"
 #include "tool/base/exit_status.h"
 #include "tool/command/arguments.h"
@@ -25,16 +28,30 @@ using Edit = std::function<void(IniDocument& document)>;
 /// say.
 ///
 /// @return kAnswerIsNo with -check if the edit would change the file
-/// @throws Failure as the edit, Parsed() and EditFile() do
+/// @throws Failure as the edit, ParsedWithWarning() and RewriteFile() do
 ExitStatus EditDocument(const Arguments<kEditingUses>& arguments,
                         const Output& output, Missing missing,
                         const Edit& edit);
 
-/// Edits the text, a missing file being an empty one, and returns the new one.
-using TextEdit =
-    std::function<std::string(const std::optional<std::string>& text)>;
+/// The text of a file, and the one that an edit makes of it.
+class EditedText {
+ public:
+  EditedText() = default;
+  EditedText(const EditedText&) = delete;
+  EditedText& operator=(const EditedText&) = delete;
+  virtual ~EditedText() = default;
 
-/// Does the same without a document.
+  virtual std::string_view OldText() const = 0;
+  virtual bool IsEdited() const = 0;
+  /// Passes the new text on. What is not new are parts of OldText().
+  virtual void ForEachPiece(const PieceWriter& take) const = 0;
+};
+
+/// Edits the text; nothing is that of a file that does not exist.
+using TextEdit =
+    std::function<std::unique_ptr<EditedText>(std::optional<std::string> text)>;
+
+/// Does the same as EditDocument() with any text.
 ExitStatus EditText(const Arguments<kWritingFileUses>& arguments,
                     const Output& output, const TextEdit& edit);
 

@@ -45,11 +45,7 @@ std::string Checked(const Arguments<kGetUses>& arguments, std::string value,
 std::string Formatted(const Arguments<kGetUses>& arguments,
                       const std::string& key, const std::string& value) {
   const auto format = arguments.Chosen<Format>(kAssignFormat);
-  if (format == Format::kAssign) {
-    Assignments assignments;
-    assignments.Add("", key, value, true);
-    return assignments.Lines();
-  }
+  if (format == Format::kAssign) return Assignment("", key, value);
   if (format == Format::kJson && arguments.Has(kType))
     return Concat(value, "\n");
   return Single(format, value);
@@ -61,8 +57,8 @@ ExitStatus Get(const Arguments<kGetUses>& arguments, const Output& output) {
   const bool has_default = arguments.Has(kDefault);
   std::optional<std::string> text =
       has_default ? ReadFileIfAny(file) : ReadFile(file);
-  const IniDocument document = Parsed(std::move(text).value_or(""), file,
-                                      ReadingOf(arguments.Has(kRecords)));
+  const IniDocument document = ParsedWithWarning(
+      std::move(text).value_or(""), file, ReadingOf(arguments.Has(kRecords)));
   const IniFound found = FindIn(document, arguments, place);
   if (!found && !has_default) FailNotFound(found, place);
   const std::string value =
@@ -79,8 +75,8 @@ ExitStatus Has(const Arguments<kHasUses>& arguments, const Output& /*output*/) {
   const Place place = PlaceOf(arguments);
   std::optional<std::string> text = ReadFileIfAny(file);
   if (!text) return kAnswerIsNo;
-  const IniDocument document =
-      Parsed(*std::move(text), file, ReadingOf(arguments.Has(kRecords)));
+  const IniDocument document = ParsedWithWarning(
+      *std::move(text), file, ReadingOf(arguments.Has(kRecords)));
   const IniFound found = FindIn(document, arguments, place);
   if (found.code == IniResult::Code::kDisabled) FailNotFound(found, place);
   return found ? kDone : kAnswerIsNo;

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "fairlead/ini/ini_keys.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
@@ -42,48 +42,24 @@ constexpr auto kShowUses =
 ExitStatus Sections(const Arguments<kSectionsUses>& arguments,
                     const Output& output) {
   const IniDocument document = ReadDocument(arguments);
-  std::vector<std::string> names;
-  ForEach(document, arguments, std::nullopt, [&](const IniEntry& entry) {
-    if (entry.IsHeader()) names.emplace_back(entry.section);
+  ListPrinter names(output, arguments.Chosen<Format>(kFormat));
+  ForEach(document, arguments, std::nullopt, [&names](const IniEntry& entry) {
+    if (entry.IsHeader()) names.Add(entry.section);
   });
-  const auto format = arguments.Chosen<Format>(kFormat);
-  Print(output, format, tool::List(format, names));
+  names.End();
   return kDone;
 }
 
 ExitStatus Keys(const Arguments<kKeysUses>& arguments, const Output& output) {
   const IniDocument document = ReadDocument(arguments);
-  std::vector<std::string> keys;
+  ListPrinter keys(output, arguments.Chosen<Format>(kFormat));
   ForEach(document, arguments, arguments.Text(kSection),
-          [&](const IniEntry& entry) {
-            if (!entry.IsHeader()) keys.emplace_back(entry.key);
+          [&keys](const IniEntry& entry) {
+            if (!entry.IsHeader()) keys.Add(entry.key);
           });
-  const auto format = arguments.Chosen<Format>(kFormat);
-  Print(output, format, tool::List(format, keys));
+  keys.End();
   return kDone;
 }
-
-// Prints objects as an array, one a line.
-class JsonPrinter {
- public:
-  explicit JsonPrinter(const Output& output)
-      : printer_(output, Format::kJson) {}
-
-  void Add(std::string_view object) {
-    printer_.Add(is_empty_ ? "[\n" : ",\n");
-    printer_.Add(object);
-    is_empty_ = false;
-  }
-
-  void End() {
-    printer_.Add(is_empty_ ? "[]\n" : "\n]\n");
-    printer_.Flush();
-  }
-
- private:
-  Printer printer_;
-  bool is_empty_ = true;
-};
 
 std::optional<std::string> SectionOf(const Arguments<kListUses>& arguments) {
   if (!arguments.Has(kSection)) return std::nullopt;
@@ -95,22 +71,40 @@ void PrintAssignments(const IniDocument& document,
                       const Arguments<kListUses>& arguments,
                       const Output& output) {
   const std::optional<std::string> section = SectionOf(arguments);
-  const bool first_counts = arguments.Has(kRecords);
-  Assignments assignments;
+  const IniKeys keys(document, arguments.Has(kDisabled)
+                                   ? IniKeys::Which::kDisabledToo
+                                   : IniKeys::Which::kCounting);
+  const auto prefix = [&section](const IniEntry& entry) {
+    return section ? "" : entry.section;
+  };
+  const auto for_each_name = [&](const auto& use) {
+    ForEach(document, arguments, section, [&](const IniEntry& entry) {
+      if (keys.IsFirst(entry)) use(entry);
+    });
+  };
+  SharedVariables variables(keys.size());
   ForEach(document, arguments, section, [&](const IniEntry& entry) {
-    if (!entry.IsHeader())
-      assignments.Add(section ? "" : entry.section, entry.key, entry.value,
-                      !first_counts && !entry.IsDisabled());
+    if (entry.IsHeader()) return;
+    CheckAssignment(prefix(entry), entry.key, entry.value);
+    if (keys.IsFirst(entry)) variables.Add(prefix(entry), entry.key);
   });
-  output.Write(assignments.Lines());
+  for_each_name([&](const IniEntry& entry) {
+    variables.Check(prefix(entry), entry.key);
+  });
+  Printer lines(output, Format::kAssign);
+  for_each_name([&](const IniEntry& entry) {
+    lines.Add(Assignment(prefix(entry), entry.key,
+                         keys.Find(entry.section, entry.key)->value));
+  });
+  lines.Flush();
 }
 
 void ListJson(const IniDocument& document,
               const Arguments<kListUses>& arguments, const Output& output) {
-  JsonPrinter json(output);
+  ListPrinter json(output, Format::kJson);
   ForEach(document, arguments, SectionOf(arguments),
           [&](const IniEntry& entry) {
-            if (!entry.IsHeader()) json.Add(Json(document, entry));
+            if (!entry.IsHeader()) json.AddJson(Json(document, entry));
           });
   json.End();
 }
@@ -148,11 +142,11 @@ ExitStatus List(const Arguments<kListUses>& arguments, const Output& output) {
 // `line` is that of the key, if the place is one.
 void ShowJson(const IniDocument& document, const std::optional<Place>& place,
               std::size_t line, const Output& output) {
-  JsonPrinter json(output);
+  ListPrinter json(output, Format::kJson);
   for (const IniEntry& entry : document) {
     const bool is_in = !place || (place->key ? entry.line == line
                                              : entry.section == place->section);
-    if (is_in) json.Add(Json(document, entry));
+    if (is_in) json.AddJson(Json(document, entry));
   }
   json.End();
 }
@@ -168,7 +162,10 @@ ExitStatus Show(const Arguments<kShowUses>& arguments, const Output& output) {
   if (format == Format::kJson) {
     ShowJson(document, place, found.entry.line, output);
   } else if (place) {
-    Print(output, format, document.TextOf(place->Name()));
+    Printer lines(output, format);
+    document.ForEachLineOf(
+        place->Name(), [&lines](std::string_view line) { lines.Add(line); });
+    lines.Flush();
   } else {
     document.ForEachPiece(
         [&](std::string_view piece) { Print(output, format, piece); });

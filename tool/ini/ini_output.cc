@@ -25,6 +25,26 @@ void Printer::Flush() {
   text_.clear();
 }
 
+void ListPrinter::Add(std::string_view text) {
+  if (format_ == Format::kJson) return AddJson(JsonString(text));
+  if (format_ != Format::kShell) return printer_.Add(Single(format_, text));
+  printer_.Add(is_empty_ ? "" : " ");
+  printer_.Add(ShellQuoted(text));
+  is_empty_ = false;
+}
+
+void ListPrinter::AddJson(std::string_view value) {
+  printer_.Add(is_empty_ ? "[\n" : ",\n");
+  printer_.Add(value);
+  is_empty_ = false;
+}
+
+void ListPrinter::End() {
+  if (format_ == Format::kJson) printer_.Add(is_empty_ ? "[]\n" : "\n]\n");
+  if (format_ == Format::kShell) printer_.Add("\n");
+  printer_.Flush();
+}
+
 std::string Json(const IniDocument& document, const IniEntry& entry) {
   std::string value = Concat(R"({"section":)", JsonString(entry.section));
   if (!entry.IsHeader())

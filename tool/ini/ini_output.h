@@ -31,6 +31,25 @@ class Printer {
   std::string text_;
 };
 
+/// Prints a list: one text per row, but one line for kShell and an array, one
+/// value per line, for kJson.
+class ListPrinter {
+ public:
+  ListPrinter(const Output& output, Format format)
+      : format_(format), printer_(output, format) {}
+
+  void Add(std::string_view text);
+  /// Adds a JSON value.
+  void AddJson(std::string_view value);
+  /// Call it once, behind the last text.
+  void End();
+
+ private:
+  const Format format_;
+  Printer printer_;
+  bool is_empty_ = true;
+};
+
 /// Returns the entry as a JSON object.
 std::string Json(const IniDocument& document, const IniEntry& entry);
 

@@ -11,6 +11,7 @@
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/ini/listing.h"
+#include "tool/io/output.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool::ini {
@@ -94,6 +95,19 @@ IniDocument Parsed(std::string text, std::string_view file,
   return document;
 }
 
+IniDocument ParsedWithWarning(std::string text, std::string_view file,
+                              IniReading reading) {
+  if (reading == IniReading::kRecords)
+    return Parsed(std::move(text), file, reading);
+  CheckEncoding(text, file);
+  IniDocument document(std::move(text));
+  if (const std::size_t line = document.UnclosedHeader())
+    PrintNote("ini", Concat("warning: ", Visible(file), ":", line,
+                            ": a header without ']'; the keys below it belong "
+                            "to no section"));
+  return document;
+}
+
 std::string StandardInput() {
   std::string text = ReadAll(STDIN_FILENO, "standard input");
   constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
@@ -103,7 +117,8 @@ std::string StandardInput() {
 
 IniDocument ReadDocument(const Arguments<kSourceUses>& arguments) {
   const std::string file = arguments.Text(kFile);
-  return Parsed(ReadFile(file), file, ReadingOf(arguments.Has(kRecords)));
+  return ParsedWithWarning(ReadFile(file), file,
+                           ReadingOf(arguments.Has(kRecords)));
 }
 
 }  // namespace fairlead::tool::ini

@@ -27,9 +27,17 @@ void CheckEncoding(std::string_view text, std::string_view file);
 IniDocument Parsed(std::string text, std::string_view file,
                    IniReading reading = IniReading::kLive);
 
+/// Returns the text as a document. In the live reading, one warning names the
+/// first header without ']': what is elsewhere can be read and edited.
+///
+/// @throws Failure as Parsed() does, for a header without ']' only in the
+///     records reading
+IniDocument ParsedWithWarning(std::string text, std::string_view file,
+                              IniReading reading);
+
 /// Reads the file that -file names.
 ///
-/// @throws Failure as Parsed() does, and with kCannotRead
+/// @throws Failure as ParsedWithWarning() does, and with kCannotRead
 IniDocument ReadDocument(const Arguments<kSourceUses>& arguments);
 
 /// Returns all of standard input, without a byte order mark.

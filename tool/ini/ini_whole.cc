@@ -1,9 +1,11 @@
 // The subcommands of `ini` that write whole files.
 
-#include <cerrno>
+#include <algorithm>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_text.h"
@@ -39,32 +41,58 @@ ExitStatus Create(const Arguments<kCreateUses>& arguments,
   return kDone;
 }
 
-// Returns the text as the record store would write it.
-std::string Normalized(std::string_view text, const std::string& file) {
-  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-  CheckEncoding(text, file);
-  const bool has_mark = text.starts_with(kByteOrderMark);
-  if (has_mark) text.remove_prefix(kByteOrderMark.size());
-  const IniRecords read = RecordsFromText(text);
-  if (read.unclosed_header != 0)
-    FailMalformed(file, read.unclosed_header, "a header without ']'");
-  if (read.lossy_line != 0)
-    FailMalformed(file, read.lossy_line,
-                  Concat(read.loss,
-                         "; it would be lost, so the file was not "
-                         "changed"));
-  return Concat(has_mark ? kByteOrderMark : "", TextFromRecords(read.records),
-                read.comments_at_end);
-}
+// A text, and how the record store would write it.
+class NormalizedText : public EditedText {
+ public:
+  NormalizedText(std::string text, const std::string& file)
+      : text_(std::move(text)), has_mark_(text_.starts_with(kByteOrderMark)) {
+    CheckEncoding(text_, file);
+    const IniDamage damage = DamageOf(Records());
+    if (damage.unclosed_header != 0)
+      FailMalformed(file, damage.unclosed_header, "a header without ']'");
+    if (damage.lossy_line != 0)
+      FailMalformed(file, damage.lossy_line,
+                    Concat(damage.loss,
+                           "; it would be lost, so the file was not "
+                           "changed"));
+  }
+
+  std::string_view OldText() const override { return text_; }
+
+  bool IsEdited() const override {
+    std::string_view rest = text_;
+    bool is_same = true;
+    ForEachPiece([&](std::string_view piece) {
+      is_same = is_same && rest.starts_with(piece);
+      rest.remove_prefix(std::min(piece.size(), rest.size()));
+    });
+    return !is_same || !rest.empty();
+  }
+
+  void ForEachPiece(const PieceWriter& take) const override {
+    if (has_mark_) take(kByteOrderMark);
+    NormalizeText(Records(), take);
+  }
+
+ private:
+  static constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+
+  std::string_view Records() const {
+    return std::string_view(text_).substr(has_mark_ ? kByteOrderMark.size()
+                                                    : 0);
+  }
+
+  const std::string text_;
+  const bool has_mark_;
+};
 
 ExitStatus Normalize(const Arguments<kWritingFileUses>& arguments,
                      const Output& output) {
   const std::string file = arguments.Text(kFile);
-  return EditText(arguments, output,
-                  [&file](const std::optional<std::string>& text) {
-                    if (!text) FailMissing(file);
-                    return Normalized(*text, file);
-                  });
+  return EditText(arguments, output, [&file](std::optional<std::string> text) {
+    if (!text) FailMissing(file);
+    return std::make_unique<NormalizedText>(*std::move(text), file);
+  });
 }
 
 constexpr auto kCreateStatuses = std::to_array<Status>(

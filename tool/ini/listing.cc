@@ -2,8 +2,6 @@
 
 #include "tool/ini/listing.h"
 
-#include <algorithm>
-
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 
@@ -40,34 +38,10 @@ void AppendRow(Format format, std::span<const std::string_view> texts,
   if (format != Format::kNul) lines += '\n';
 }
 
-std::string List(Format format, const std::vector<std::string>& texts) {
-  if (format == Format::kJson) {
-    std::vector<std::string> values(texts.size());
-    std::ranges::transform(texts, values.begin(), JsonString);
-    return JsonArray(values);
-  }
-  std::string lines;
-  if (format == Format::kShell) {
-    const std::vector<std::string_view> row(texts.begin(), texts.end());
-    AppendRow(format, row, lines);
-    return lines;
-  }
-  for (const std::string& text : texts) lines += Single(format, text);
-  return lines;
-}
-
 std::string Single(Format format, std::string_view text) {
   std::string lines;
   AppendRow(format, {&text, 1}, lines);
   return lines;
-}
-
-std::string JsonArray(const std::vector<std::string>& values) {
-  if (values.empty()) return "[]\n";
-  std::string text = "[\n";
-  for (const std::string& value : values)
-    text.append(text.size() > 2 ? ",\n" : "").append(value);
-  return text + "\n]\n";
 }
 
 // In single quotes, only the single quote is special.

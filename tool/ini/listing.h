@@ -7,7 +7,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "tool/command/parameter.h"
 
@@ -36,15 +35,8 @@ inline constexpr auto kFormatsAndAssign = std::to_array<Choice>({
 void AppendRow(Format format, std::span<const std::string_view> texts,
                std::string& lines);
 
-/// Formats a list: one text per row, but one line for kShell and a JSON array
-/// for kJson.
-std::string List(Format format, const std::vector<std::string>& texts);
-
 /// Formats one text.
 std::string Single(Format format, std::string_view text);
-
-/// Returns the JSON values as an array, one value per line.
-std::string JsonArray(const std::vector<std::string>& values);
 
 /// Returns the text in single quotes for a shell.
 std::string ShellQuoted(std::string_view text);

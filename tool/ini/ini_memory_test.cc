@@ -1,0 +1,84 @@
+// The memory that the subcommands of `ini` need for a large file: twice its
+// text.
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "tool/ini/ini_testing.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr std::size_t kSections = 10'000;
+constexpr std::size_t kKeys = 50;
+constexpr std::size_t kProgram = 9'000'000;  // Without a file; and unused.
+
+class IniMemoryTest : public IniCommandTest {
+ protected:
+  // Writes lines of some 40 bytes. The memory of this process counts too: that
+  // of a program begins as a copy of it.
+  static void WriteLargeFile(const std::string& path) {
+    std::ofstream file(path);
+    for (std::size_t i = 0; i < kSections; ++i) {
+      file << "[section number " << i << "]\n";
+      for (std::size_t j = 0; j < kKeys; ++j)
+        file << "key" << i << '_' << j << " = a value of some thirty bytes\n";
+    }
+    ASSERT_TRUE(file.flush());
+  }
+
+  // Runs the command on the large file. Expects the memory of `texts` such
+  // files, which is at least that of all commands before.
+  void ExpectMemory(const Words& words, std::size_t texts) const {
+    SCOPED_TRACE(OneLine(words.at(0) + " " + words.back()));
+    const std::size_t size = std::filesystem::file_size(Path());
+    Launch launch = {.arguments = Line(words),
+                     .output_path = folder_.File("out", "")};
+    const Outcome outcome = RunProgram(launch);
+    EXPECT_LE(outcome.status, 1) << outcome.error;
+    rusage usage = {};
+    ASSERT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
+    EXPECT_LE(static_cast<std::size_t>(usage.ru_maxrss) * 1024,
+              texts * size + kProgram);
+  }
+};
+
+TEST_F(IniMemoryTest, IsAtMostTwiceTheText) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers need memory too";
+  WriteLargeFile(Path());
+  const Words place = {"-section", "section number 7", "-key", "key7_3"};
+  const Words set = Words{"set", "-value", "new"} + place;
+  for (const Words& words :
+       {Words{"get"} + place, Words{"has"} + place, Words{"list"},
+        Words{"list", "-records"}, Words{"list", "-format", "json"},
+        Words{"list", "-format", "assign"}, Words{"sections"},
+        Words{"show", "-format", "json"}, set + Words{"-check"},
+        set + Words{"-dryrun"}, set + Words{"-inplace"},
+        Words{"delete"} + place, Words{"disable"} + place,
+        Words{"normalize", "-check"}, Words{"normalize", "-dryrun"},
+        Words{"normalize", "-inplace"}})
+    ExpectMemory(words, 2);
+  WriteLargeFile(Path());
+  ExpectMemory({"normalize"}, 2);
+}
+
+TEST_F(IniMemoryTest, IsAtMostTwiceTheTextsOfTwoFiles) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers need memory too";
+  WriteLargeFile(Path());
+  const std::string other = folder_.path() + "/other";
+  WriteLargeFile(other);
+  std::ofstream(other, std::ios::app) << "[new]\nk=1\n";
+  for (const Words& words : {Words{"diff", "-with", other},
+                             Words{"diff", "-format", "script", "-with", other},
+                             Words{"merge", "-dryrun", "-from", other},
+                             Words{"merge", "-from", other}})
+    ExpectMemory(words, 4);
+}
+
+}  // namespace
+}  // namespace fairlead::tool
