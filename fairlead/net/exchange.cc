@@ -45,6 +45,30 @@ bool HasFailed(const Progress& sending) {
          sending.status == Status::kInputFailed;
 }
 
+struct Ending {
+  ExchangeEnd end;
+  ExchangePhase phase;
+  int error = 0;
+};
+
+// The system tells of one reset in different words, by who asks first.
+Ending Failure(ExchangePhase phase, int error) {
+  if (IsReset(error)) return {ExchangeEnd::kPeerReset, phase, ECONNRESET};
+  return {ExchangeEnd::kFailed, phase, error};
+}
+
+Ending FailureOf(const Progress& sending) {
+  return Failure(sending.status == Status::kInputFailed
+                     ? ExchangePhase::kReading
+                     : ExchangePhase::kSending,
+                 sending.error);
+}
+
+ExchangePhase PhaseOf(const Progress& sending) {
+  return sending.status == Status::kDone ? ExchangePhase::kReceiving
+                                         : ExchangePhase::kSending;
+}
+
 std::string SystemText(int error) {
   return std::error_code(error, std::generic_category()).message();
 }
@@ -109,6 +133,7 @@ class Exchange::State {
   ExchangeResult Converse(const Source& source, const Sink& sink) {
     last_ = steady_clock::now();
     close_told_ = false;
+    ends_with_peer_ = false;
     const std::uint64_t before = result_.sent;
     ExchangeSender sender(connection_, source, options_.half_close);
     return Converse(sender, before, sink);
@@ -122,12 +147,13 @@ class Exchange::State {
                           const Sink& sink);
   void Note(const Progress& sending, std::uint64_t sent_before);
   bool Take(const Sink& sink, bool may_end);
-  std::optional<ExchangeEnd> Ending(const Progress& sending, bool receiving,
-                                    bool enough, const Sink& sink);
-  std::optional<ExchangeEnd> EndOfReceiving(const Progress& sending,
-                                            const Sink& sink);
-  std::optional<ExchangeEnd> EndOfTime(const Progress& sending,
-                                       bool receiving) const;
+  std::optional<Ending> EndingOf(const Progress& sending, bool receiving,
+                                 bool enough, const Sink& sink);
+  std::optional<Ending> EndOfReceiving(const Progress& sending,
+                                       const Sink& sink);
+  Ending EndOfBoth();
+  std::optional<Ending> EndOfTime(const Progress& sending,
+                                  bool receiving) const;
   Deadline IdleDeadline(const Progress& sending, bool receiving) const;
   ExchangeResult End(ExchangeEnd end, ExchangePhase phase, int error = 0);
   void Tell(const ExchangeEvent& event) const {
@@ -139,7 +165,8 @@ class Exchange::State {
   Deadline end_of_time_;
   steady_clock::time_point last_;     // When a byte last went or came.
   std::deque<CTCPMessage> received_;  // Taken from the queue; oldest first.
-  bool close_told_ = false;           // To the sink.
+  bool close_told_ = false;           // To the sink,
+  bool ends_with_peer_ = false;       // which ends a quiet input then.
   ExchangeResult result_;
 };
 
@@ -210,22 +237,15 @@ ExchangeResult Exchange::State::Converse(ExchangeSender& sender,
     const bool receiving = connection_.IsReceiving();
     Note(sending, sent_before);
     enough = Take(sink, sending.status != Status::kSending) || enough;
-    if (const auto end = Ending(sending, receiving, enough, sink)) {
-      const bool done = sending.status == Status::kDone;
-      if (*end != ExchangeEnd::kFailed && *end != ExchangeEnd::kPeerReset)
-        return End(*end,
-                   done ? ExchangePhase::kReceiving : ExchangePhase::kSending);
-      if (!HasFailed(sending))
-        return End(*end, ExchangePhase::kReceiving, connection_.ReceiveError());
-      return End(*end,
-                 sending.status == Status::kInputFailed
-                     ? ExchangePhase::kReading
-                     : ExchangePhase::kSending,
-                 sending.error);
+    if (const auto ending = EndingOf(sending, receiving, enough, sink)) {
+      result_.end = ending->end;
+      result_.phase = ending->phase;
+      result_.error = ending->error;
+      return result_;
     }
     connection_.Wait(Earlier(end_of_time_, IdleDeadline(sending, receiving)),
-                     [&] {
-                       return sender.HasChanged(sending) ||
+                     [&](bool any) {
+                       return (any && sink) || sender.HasChanged(sending) ||
                               connection_.IsReceiving() != receiving;
                      });
   }
@@ -262,41 +282,52 @@ bool Exchange::State::Take(const Sink& sink, bool may_end) {
   return enough;
 }
 
-std::optional<ExchangeEnd> Exchange::State::Ending(const Progress& sending,
-                                                   bool receiving, bool enough,
-                                                   const Sink& sink) {
+std::optional<Ending> Exchange::State::EndingOf(const Progress& sending,
+                                                bool receiving, bool enough,
+                                                const Sink& sink) {
   if (enough && sending.status != Status::kSending && !HasFailed(sending))
-    return ExchangeEnd::kDone;
-  if (sending.status == Status::kInputFailed) return ExchangeEnd::kFailed;
+    return Ending{ExchangeEnd::kDone, PhaseOf(sending)};
+  if (sending.status == Status::kInputFailed) return FailureOf(sending);
   if (!receiving) return EndOfReceiving(sending, sink);
   return EndOfTime(sending, receiving);
 }
 
 // A reset that the sender meets first looks like an orderly end to the receive
 // thread.
-std::optional<ExchangeEnd> Exchange::State::EndOfReceiving(
-    const Progress& sending, const Sink& sink) {
+std::optional<Ending> Exchange::State::EndOfReceiving(const Progress& sending,
+                                                      const Sink& sink) {
   if (const int error = connection_.ReceiveError(); error != 0)
-    return IsReset(error) ? ExchangeEnd::kPeerReset : ExchangeEnd::kFailed;
-  if (HasFailed(sending))
-    return IsReset(sending.error) ? ExchangeEnd::kPeerReset
-                                  : ExchangeEnd::kFailed;
-  if (sending.status == Status::kDone) return ExchangeEnd::kPeerClosed;
+    return Failure(ExchangePhase::kReceiving, error);
+  if (HasFailed(sending)) return FailureOf(sending);
+  if (sending.status == Status::kDone) return EndOfBoth();
   if (!std::exchange(close_told_, true)) {
     Tell({.kind = Kind::kPeerClosed});
-    if (sink && sink({}, TheTime())) return ExchangeEnd::kPeerClosed;
+    ends_with_peer_ = sink && sink({}, TheTime());
   }
+  if (ends_with_peer_ && sending.status == Status::kWaitingForInput)
+    return Ending{ExchangeEnd::kPeerClosed, ExchangePhase::kSending};
   return EndOfTime(sending, false);
 }
 
-std::optional<ExchangeEnd> Exchange::State::EndOfTime(const Progress& sending,
-                                                      bool receiving) const {
-  if (HasPassed(end_of_time_)) return ExchangeEnd::kTimeOver;
+// A peer that has closed resets the connection when more arrives: its end is
+// orderly once it has acknowledged everything.
+Ending Exchange::State::EndOfBoth() {
+  const Deadline idle =
+      DeadlineAfter(steady_clock::now(), options_.limits.idle);
+  const int error =
+      connection_.AwaitAcknowledgement(Earlier(end_of_time_, idle));
+  if (error != 0) return Failure(ExchangePhase::kReceiving, error);
+  return {ExchangeEnd::kPeerClosed, ExchangePhase::kReceiving};
+}
+
+std::optional<Ending> Exchange::State::EndOfTime(const Progress& sending,
+                                                 bool receiving) const {
+  const ExchangePhase phase = PhaseOf(sending);
+  if (HasPassed(end_of_time_)) return Ending{ExchangeEnd::kTimeOver, phase};
   if (!HasPassed(IdleDeadline(sending, receiving))) return std::nullopt;
-  if (HasFailed(sending))
-    return IsReset(sending.error) ? ExchangeEnd::kPeerReset
-                                  : ExchangeEnd::kFailed;
-  return receiving ? ExchangeEnd::kSilence : ExchangeEnd::kPeerClosed;
+  if (HasFailed(sending)) return FailureOf(sending);
+  return Ending{receiving ? ExchangeEnd::kSilence : ExchangeEnd::kPeerClosed,
+                phase};
 }
 
 // Once sending has failed, only what the peer sent before is awaited.

@@ -132,8 +132,8 @@ struct ExchangeOptions {
 class FAIRLEAD_EXPORT Exchange {
  public:
   /// Takes what was received, and when; returns whether that is enough. Bytes
-  /// come in the order sent, cut anywhere. A call without bytes says that the
-  /// peer sends no more while there is input left to send; true ends it.
+  /// come in the order sent, cut anywhere. One call without bytes says that the
+  /// peer sends no more, if not all was sent yet; true then ends a quiet input.
   using Sink =
       std::function<bool(std::string_view bytes, const TheTime& received)>;
 

@@ -3,7 +3,9 @@
 #include "fairlead/net/exchange_connection.h"
 
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -26,7 +28,16 @@ int SetBlocking(int sock, bool blocking) {
   return fcntl(sock, F_SETFL, wanted) == -1 ? errno : 0;
 }
 
-// Waits until a connection is made or refused.
+// Returns the error of the socket, which the system then forgets.
+int SocketError(int sock) {
+  int error = 0;
+  socklen_t size = sizeof(error);
+  if (getsockopt(sock, SOL_SOCKET, SO_ERROR, &error, &size) == -1) return errno;
+  return error;
+}
+
+// Waits until a connection is made or refused. One that the peer has reset since
+// was made: what came before is still to be received.
 int AwaitConnection(int sock, Deadline deadline) {
   pollfd writable = {.fd = sock, .events = POLLOUT, .revents = 0};
   for (;;) {
@@ -35,10 +46,8 @@ int AwaitConnection(int sock, Deadline deadline) {
     if (ready > 0) break;
     if (HasPassed(deadline)) return ETIMEDOUT;
   }
-  int error = 0;
-  socklen_t size = sizeof(error);
-  if (getsockopt(sock, SOL_SOCKET, SO_ERROR, &error, &size) == -1) return errno;
-  return error;
+  const int error = SocketError(sock);
+  return error == ECONNRESET ? 0 : error;
 }
 
 // A connect that a signal interrupts goes on by itself.
@@ -86,6 +95,20 @@ bool ExchangeConnection::IsReceiving() const {
 }
 
 int ExchangeConnection::ReceiveError() const { return client_.receiveError_; }
+
+// Nothing tells of an acknowledgement, so it is asked for.
+int ExchangeConnection::AwaitAcknowledgement(Deadline deadline) {
+  constexpr std::chrono::milliseconds kBetween{1};
+  for (;;) {
+    int unacknowledged = 0;
+    if (ioctl(descriptor(), SIOCOUTQ, &unacknowledged) == -1) return errno;
+    const int error = SocketError(descriptor());
+    if (error != 0 || unacknowledged == 0 || HasPassed(deadline)) return error;
+    pollfd failed = {.fd = descriptor(), .events = 0, .revents = 0};
+    if (poll(&failed, 1, kBetween.count()) == -1 && errno != EINTR)
+      return errno;
+  }
+}
 
 std::deque<CTCPMessage> ExchangeConnection::TakeMessages() {
   const std::lock_guard lock(client_.queueMutex);

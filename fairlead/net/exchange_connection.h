@@ -27,14 +27,20 @@ class ExchangeConnection {
   // Returns why receiving ended: 0 if the peer closed, or the error.
   int ReceiveError() const;
 
+  // After the peer has closed: waits until it has acknowledged all that was
+  // sent. Returns 0, also at the deadline, or the error, such as that of a
+  // reset.
+  int AwaitAcknowledgement(Deadline deadline);
+
   // Removes all messages from the queue.
   std::deque<CTCPMessage> TakeMessages();
 
-  // Waits until `is_news` is true, a message waits, or the deadline has passed.
+  // Waits until `is_news` is true, or the deadline has passed. It is told
+  // whether any message waits.
   template <typename Predicate>
   void Wait(Deadline deadline, Predicate is_news) {
     std::unique_lock lock(client_.queueMutex);
-    const auto awaited = [&] { return !client_.queue_.empty() || is_news(); };
+    const auto awaited = [&] { return is_news(!client_.queue_.empty()); };
     if (deadline)
       client_.messageCv.wait_until(lock, *deadline, awaited);
     else
