@@ -36,8 +36,7 @@ int SocketError(int sock) {
   return error;
 }
 
-// Waits until a connection is made or refused. One that the peer has reset since
-// was made: what came before is still to be received.
+// Waits until a connection is made or refused.
 int AwaitConnection(int sock, Deadline deadline) {
   pollfd writable = {.fd = sock, .events = POLLOUT, .revents = 0};
   for (;;) {
@@ -46,19 +45,17 @@ int AwaitConnection(int sock, Deadline deadline) {
     if (ready > 0) break;
     if (HasPassed(deadline)) return ETIMEDOUT;
   }
-  const int error = SocketError(sock);
-  return error == ECONNRESET ? 0 : error;
+  return SocketError(sock);
 }
 
 // A connect that a signal interrupts goes on by itself.
 int ConnectSocket(int sock, const sockaddr_in& address, Deadline deadline) {
   if (const int error = SetBlocking(sock, false)) return error;
   if (connect(sock, reinterpret_cast<const sockaddr*>(&address),
-              sizeof(address)) == -1) {
-    if (errno != EINPROGRESS && errno != EINTR) return errno;
-    if (const int error = AwaitConnection(sock, deadline)) return error;
-  }
-  return SetBlocking(sock, true);
+              sizeof(address)) == 0)
+    return 0;
+  if (errno != EINPROGRESS && errno != EINTR) return errno;
+  return AwaitConnection(sock, deadline);
 }
 
 }  // namespace
@@ -74,8 +71,9 @@ int ExchangeConnection::Connect(const sockaddr_in& address, Deadline deadline) {
   client_.owner_ = getpid();
   client_.peer_.addr = address;
   if (!client_.CreateMainSock()) return errno;
-  if (const int error = ConnectSocket(client_.mainSock_, address, deadline))
-    return error;
+  reset_ = ConnectSocket(client_.mainSock_, address, deadline);
+  if (reset_ != 0 && reset_ != ECONNRESET) return reset_;
+  if (const int error = SetBlocking(client_.mainSock_, true)) return error;
   descriptor_.Reset(
       fcntl(client_.mainSock_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   return descriptor_.IsOpen() ? Start() : errno;
@@ -94,7 +92,10 @@ bool ExchangeConnection::IsReceiving() const {
   return client_.receiveError_ == CTCPClient::kReceiving;
 }
 
-int ExchangeConnection::ReceiveError() const { return client_.receiveError_; }
+int ExchangeConnection::ReceiveError() const {
+  const int error = client_.receiveError_;
+  return error == 0 ? reset_ : error;
+}
 
 // Nothing tells of an acknowledgement, so it is asked for.
 int ExchangeConnection::AwaitAcknowledgement(Deadline deadline) {

@@ -62,6 +62,10 @@ class ExchangeConnection {
 
   CTCPClient client_;
   Descriptor descriptor_;
+
+  // ECONNRESET if the peer reset the connection while it was made, else 0. What
+  // came before is still to be received; the system tells of a reset once.
+  int reset_ = 0;
 };
 
 }  // namespace fairlead::internal
