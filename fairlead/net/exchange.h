@@ -89,9 +89,11 @@ struct ExchangeInput {
 
   /// Returns what is sent for `bytes`, for example encrypted; it stays valid
   /// until the next call. At the end of the input it is called once more with
-  /// `at_end`. Called on another thread; must not throw. Empty: sent as is.
-  std::function<std::string_view(std::string_view bytes, bool at_end)> filter =
-      {};
+  /// `at_end`. Nothing ends the exchange: kFailed in kReading, with ECANCELED.
+  /// Called on another thread; must not throw. Empty: sent as is.
+  std::function<std::optional<std::string_view>(std::string_view bytes,
+                                                bool at_end)>
+      filter = {};
 };
 
 struct ExchangeOptions {

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -128,9 +129,15 @@ void ExchangeSender::SendInput(const ExchangeInput& input) {
       Fail(Status::kInputFailed, errno);
       return;
     }
-    std::string_view bytes(buffer.get(), static_cast<std::size_t>(count));
-    if (input.filter) bytes = input.filter(bytes, count == 0);
-    if (!SendAll(bytes)) return;
+    const std::string_view read_now(buffer.get(),
+                                    static_cast<std::size_t>(count));
+    const std::optional<std::string_view> bytes =
+        input.filter ? input.filter(read_now, count == 0) : read_now;
+    if (!bytes) {
+      Fail(Status::kInputFailed, ECANCELED);
+      return;
+    }
+    if (!SendAll(*bytes)) return;
     if (count == 0) return Finish();
   }
 }

@@ -16,12 +16,14 @@
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "fairlead/net/host_lookup.h"
 #include "fairlead/net/loopback_testing.h"
 
 namespace fairlead::internal::exchange_test {
@@ -538,6 +540,26 @@ TEST(ExchangeTest, AnInputThatCannotBeReadIsAFailure) {
             "reading what is to be sent failed: Bad file descriptor");
 }
 
+TEST(ExchangeTest, AFilterCanEndIt) {
+  Pipe input;
+  input.Write("abc");
+  Server server([](Socket& peer) { EXPECT_TRUE(peer.ReceiveEnd()); });
+  Exchange exchange({.limits = kPatient});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  Reply reply;
+  const ExchangeResult result = exchange.Converse(
+      ExchangeInput{
+          .descriptor = input.ends[0],
+          .filter = [](auto, bool) -> std::optional<std::string_view> {
+            return std::nullopt;
+          }},
+      reply.UntilTheEnd());
+  EXPECT_EQ(result.end, ExchangeEnd::kFailed);
+  EXPECT_EQ(result.phase, ExchangePhase::kReading);
+  EXPECT_EQ(result.error, ECANCELED);
+  EXPECT_EQ(result.sent, 0u);
+}
+
 TEST(ExchangeTest, WhatTheSinkThrowsReachesTheCaller) {
   const std::string large(30 << 20, 'x');
   Server server([](Socket& peer) {
@@ -592,6 +614,20 @@ TEST(ExchangeTest, ClosesWhileAFloodIsHeldBack) {
       return true;
     }));
   }
+}
+
+TEST(HostLookupTest, AnswersByValue) {
+  const HostLookup local = LookUpHost("localhost", 60s);
+  EXPECT_FALSE(local.timed_out);
+  EXPECT_EQ(local.error, 0);
+  EXPECT_THAT(local.addresses, testing::ElementsAre("127.0.0.1"));
+  EXPECT_THAT(LookUpHost("127.0.0.9").addresses,
+              testing::ElementsAre("127.0.0.9"));
+  EXPECT_THAT(LookUpHost(std::string("127.0.0.8\0x", 11)).addresses,
+              testing::ElementsAre("127.0.0.8"));
+  const HostLookup unknown = LookUpHost("no such host");
+  EXPECT_NE(unknown.error, 0);
+  EXPECT_THAT(unknown.addresses, testing::IsEmpty());
 }
 
 TEST(ExchangeTest, PrintsNothing) {

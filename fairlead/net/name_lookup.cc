@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -15,6 +16,7 @@
 #include <utility>
 
 #include "fairlead/base/blocked_signals.h"
+#include "fairlead/net/host_lookup.h"
 
 namespace fairlead::internal {
 namespace {
@@ -97,3 +99,19 @@ std::string Dotted(in_addr address) {
 }
 
 }  // namespace fairlead::internal
+
+namespace fairlead {
+
+HostLookup LookUpHost(const std::string& host,
+                      std::optional<std::chrono::milliseconds> limit) {
+  const auto found = internal::LookUpName(
+      host, internal::DeadlineAfter(std::chrono::steady_clock::now(), limit));
+  HostLookup lookup = {.timed_out = !found, .error = 0, .addresses = {}};
+  if (!found) return lookup;
+  lookup.error = found->error;
+  for (const in_addr address : found->addresses)
+    lookup.addresses.push_back(internal::Dotted(address));
+  return lookup;
+}
+
+}  // namespace fairlead

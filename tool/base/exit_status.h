@@ -15,6 +15,7 @@ enum ExitStatus : int {
   kMalformedInput = 3,
   kNotResolved = 6,
   kNotConnected = 7,
+  kCutShort = 18,
   kCannotWrite = 23,
   kCannotRead = 26,
   kTimeIsOver = 28,
@@ -22,7 +23,6 @@ enum ExitStatus : int {
   kSendingFailed = 55,
   kReceivingFailed = 56,
   kInterrupted = 130,  ///< Set by a shell, when SIGINT has ended the process.
-  kSilentlyNotResolved = 255,
 };
 
 /// What the status means in general; a command's own table says what it means
@@ -41,6 +41,8 @@ constexpr std::string_view Meaning(ExitStatus status) {
       return "the host name was not resolved";
     case kNotConnected:
       return "no connection could be made";
+    case kCutShort:
+      return "less was received than asked for";
     case kCannotWrite:
       return "standard output or a file cannot be written";
     case kCannotRead:
@@ -55,8 +57,6 @@ constexpr std::string_view Meaning(ExitStatus status) {
       return "receiving failed";
     case kInterrupted:
       return "interrupted by Ctrl-C (SIGINT)";
-    case kSilentlyNotResolved:
-      return "the host name was not resolved, with -quiet";
   }
   return {};
 }

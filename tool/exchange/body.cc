@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 
 #include "fairlead/bits/crc.h"
 #include "fairlead/text/strings.h"
@@ -24,19 +25,6 @@ std::string ReadSource(const BodyPlan& plan) {
   if (plan.bytes) return *plan.bytes;
   if (!plan.file.empty()) return ReadFile(plan.file);
   return ReadAll(STDIN_FILENO, "standard input");
-}
-
-// Returns the checksum of the bytes, the highest byte first.
-std::string Checksum(std::string_view bytes, int rotation) {
-  CCRC crc{.rotation = rotation};
-  for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), kPart)))
-    // unsigned char may alias any object.
-    crc.AddArr(reinterpret_cast<const unsigned char*>(bytes.data()),
-               static_cast<int>(std::min(bytes.size(), kPart)));
-  std::string checksum;
-  for (int shift = 56; shift >= 0; shift -= 8)
-    checksum += static_cast<char>(crc.ReadCRC() >> shift);
-  return checksum;
 }
 
 std::string_view BytesOf(LineEnd eol) {
@@ -63,24 +51,49 @@ std::string AsPascalString(const std::string& body) {
 
 }  // namespace
 
+void AddTo(CCRC& sum, std::string_view bytes) {
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), kPart)))
+    // unsigned char may alias any object.
+    sum.AddArr(reinterpret_cast<const unsigned char*>(bytes.data()),
+               static_cast<int>(std::min(bytes.size(), kPart)));
+}
+
+std::string ChecksumOf(CCRC& sum) {
+  const std::uint64_t value = sum.ReadCRC();
+  std::string checksum;
+  for (int shift = 56; shift >= 0; shift -= 8)
+    checksum += static_cast<char>(value >> shift);
+  return checksum;
+}
+
+std::string Completed(const BodyPlan& plan, std::string message) {
+  if (plan.rotation) {
+    CCRC sum{.rotation = *plan.rotation};
+    AddTo(sum, message);
+    message += ChecksumOf(sum);
+  }
+  message += plan.line_end;
+  return plan.pascal ? AsPascalString(message) : message;
+}
+
 BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol) {
   BodyPlan plan;
   if (arguments.Has(kText))
     plan.bytes = Unescaped(arguments.Text(kText), kText.name);
   else if (arguments.Has(kHex))
     plan.bytes = FromHex(arguments.Text(kHex), kHex.name);
+  else if (arguments.Has(kNone))
+    plan.bytes = "";
   plan.file = arguments.Text(kFile);
   if (arguments.Has(kSum)) plan.rotation = arguments.Number(kSum);
   plan.line_end = BytesOf(eol);
   plan.pascal = arguments.Has(kPascal);
+  plan.per_line = arguments.Has(kPerline);
   return plan;
 }
 
 std::string ReadBody(const BodyPlan& plan) {
-  std::string body = ReadSource(plan);
-  if (plan.rotation) body += Checksum(body, *plan.rotation);
-  body += plan.line_end;
-  return plan.pascal ? AsPascalString(body) : body;
+  return Completed(plan, ReadSource(plan));
 }
 
 }  // namespace fairlead::tool

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "fairlead/bits/crc.h"
 #include "tool/command/arguments.h"
 #include "tool/command/parameters.h"
 
@@ -21,6 +22,11 @@ inline constexpr auto kLineEnds = std::to_array<Choice>({
     {LineEnd::kCrlf, "crlf"},
 });
 
+inline constexpr Parameter kNone = {
+    .name = "none",
+    .kind = Kind::kSwitch,
+    .group = Group::kWhat,
+    .help = "only connect and close: is the port open?"};
 inline constexpr Parameter kSum = {
     .name = "sum",
     .placeholder = "ROTATION",
@@ -42,9 +48,17 @@ inline constexpr Parameter kPascal = {
     .group = Group::kWhat,
     .help = "prepend one byte with the length of all of the above, up to 255"};
 
-inline constexpr auto kBodyUses =
-    Uses(OneOf(kText, kHex, kFile, kStdin), Optional(kSum), Optional(kEol),
-         Optional(kPascal));
+inline constexpr Parameter kPerline = {
+    .name = "perline",
+    .kind = Kind::kSwitch,
+    .group = Group::kWhat,
+    .help =
+        "each line is a message, without its newline: -sum, -eol, -pascal and "
+        "the padding of AES apply to each"};
+
+inline constexpr auto kBodyUses = Uses(
+    OneOf(kText, kHex, kFile, kStdin, kNone), Optional(kSum), Optional(kEol),
+    Optional(kPascal), OnlyWith(kPerline, When(kFile), When(kStdin)));
 
 /// Where the bytes of a body come from, and what is added to them.
 struct BodyPlan {
@@ -53,6 +67,10 @@ struct BodyPlan {
   std::optional<int> rotation;       ///< Of the checksum, if one is appended.
   std::string_view line_end;
   bool pascal = false;
+  bool per_line = false;
+
+  /// Returns whether the body can be sent while it is read.
+  bool IsStreamed() const { return !bytes && (per_line || !pascal); }
 };
 
 /// Returns the body that the arguments describe.
@@ -60,6 +78,17 @@ struct BodyPlan {
 /// @param eol the choice of -eol, which may come from elsewhere
 /// @throws Failure with kWrongUsage for malformed text or digits
 BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol);
+
+/// Counts bytes for a checksum.
+void AddTo(CCRC& sum, std::string_view bytes);
+
+/// Returns the checksum as it is sent: 8 bytes, the highest first.
+std::string ChecksumOf(CCRC& sum);
+
+/// Returns the message with what the plan adds to it.
+///
+/// @throws Failure with kWrongUsage for one that is too long for -pascal
+std::string Completed(const BodyPlan& plan, std::string message);
 
 /// Returns the bytes of the body, read from their source.
 ///

@@ -7,9 +7,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <string_view>
 #include <utility>
 
@@ -61,24 +61,22 @@ bool SendAll(int connection, std::string_view bytes) {
   return true;
 }
 
-// Echoes `left` bytes, or until the client disconnects.
-void Echo(int connection, std::size_t left) {
+// Echoes until the client sends no more.
+void Echo(int connection) {
   std::array<char, 16384> buffer{};
-  while (left > 0) {
-    const ssize_t got =
-        recv(connection, buffer.data(), std::min(left, buffer.size()), 0);
+  for (;;) {
+    const ssize_t got = recv(connection, buffer.data(), buffer.size(), 0);
     if (got <= 0) return;
-    const auto count = static_cast<std::size_t>(got);
-    if (!SendAll(connection, {buffer.data(), count})) return;
-    left -= count;
+    if (!SendAll(connection, {buffer.data(), static_cast<std::size_t>(got)}))
+      return;
   }
 }
 
 }  // namespace
 
-DemoServer::DemoServer(std::string greeting, std::size_t echoed)
+DemoServer::DemoServer(std::string greeting, bool echoes)
     : greeting_(std::move(greeting)),
-      echoed_(echoed),
+      echoes_(echoes),
       listener_(Listen()),
       port_(PortOf(listener_)),
       thread_([this] { Serve(); }) {}
@@ -97,7 +95,7 @@ void DemoServer::Serve() const {
     shutdown(listener_, SHUT_RDWR);
     return;
   }
-  if (SendAll(connection, greeting_)) Echo(connection, echoed_);
+  if (SendAll(connection, greeting_) && echoes_) Echo(connection);
   close(connection);
 }
 

@@ -46,26 +46,37 @@ inline constexpr Parameter kIdle = {.name = "idle",
                                     .help = "stop after SECONDS without data",
                                     .range = kTimeRange,
                                     .fallback = "5"};
+inline constexpr Parameter kConnecttimeout = {
+    .name = "connecttimeout",
+    .placeholder = "SECONDS",
+    .kind = Kind::kNumber,
+    .group = Group::kHowLong,
+    .help = "give up on an address after SECONDS, and try the next",
+    .range = kTimeRange};
 inline constexpr Parameter kMessages = {
     .name = "messages",
     .placeholder = "N",
     .kind = Kind::kNumber,
     .group = Group::kHowLong,
-    .help = "stop after N received messages",
+    .help = "stop after N received messages; status 18 if fewer come",
     .range = kCountRange};
 inline constexpr Parameter kBytes = {
     .name = "bytes",
     .placeholder = "N",
     .kind = Kind::kNumber,
     .group = Group::kHowLong,
-    .help = "stop after the message that contains the Nth byte",
+    .help =
+        "stop after the message that contains the Nth byte; status 18 "
+        "if fewer come",
     .range = kCountRange};
 inline constexpr Parameter kLines = {
     .name = "lines",
     .placeholder = "N",
     .kind = Kind::kNumber,
     .group = Group::kHowLong,
-    .help = "stop after the message that contains the Nth newline",
+    .help =
+        "stop after the message that contains the Nth newline; status "
+        "18 if fewer come",
     .range = kCountRange};
 inline constexpr Parameter kUntil = {
     .name = "until",
@@ -98,15 +109,19 @@ inline constexpr Parameter kQuiet = {
     .name = "quiet",
     .kind = Kind::kSwitch,
     .group = Group::kOutput,
-    .help =
-        "print errors only, and no progress bar; if the name is not resolved, "
-        "print -33 first and exit with status 255"};
+    .help = "print no progress bar and no steps, only errors"};
+inline constexpr Parameter kVerbose = {
+    .name = "verbose",
+    .kind = Kind::kSwitch,
+    .group = Group::kOutput,
+    .help = "tell each step on standard error"};
 
 /// What `send` and `recv` both take, besides the server; read by
 /// ReadSettings().
-inline constexpr auto kExchangeUses = Uses(
-    Optional(kTimeout), Optional(kIdle), Optional(kMessages), Optional(kBytes),
-    Optional(kLines), Optional(kUntil), Optional(kView), Optional(kQuiet));
+inline constexpr auto kExchangeUses =
+    Uses(Optional(kTimeout), Optional(kConnecttimeout), Optional(kIdle),
+         Optional(kMessages), Optional(kBytes), Optional(kLines),
+         Optional(kUntil), Optional(kView), AtMostOne(kQuiet, kVerbose));
 
 }  // namespace fairlead::tool
 

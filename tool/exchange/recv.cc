@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "tool/command/command_table.h"
+#include "tool/exchange/conversation.h"
 #include "tool/exchange/demo_server.h"
-#include "tool/exchange/exchange.h"
 
 namespace fairlead::tool {
 namespace {
@@ -13,21 +13,21 @@ namespace {
 constexpr auto kUses = Uses(OneOf(All(kHost, kPort), kDemo), kExchangeUses);
 
 ExitStatus Recv(const Arguments<kUses>& arguments, const Output& output) {
-  ExchangeSettings settings = ReadSettings(arguments);
+  ConversationSettings settings = ReadSettings(arguments);
   settings.host = arguments.Has(kDemo) ? "127.0.0.1" : arguments.Text(kHost);
   settings.port = arguments.Number(kPort);
-  ApplyQuiet(settings.quiet);
+  SetQuiet(settings.quiet);
   TimeLimit limit(settings.command, settings.timeout);
 
   std::optional<DemoServer> demo;
   if (arguments.Has(kDemo))
-    settings.port = demo.emplace("fairlead at your service\r\n", 0).port();
+    settings.port = demo.emplace("fairlead at your service\r\n", false).port();
 
-  Exchange exchange(settings, limit, output, nullptr);
-  exchange.Connect();
-  exchange.Drain();
-  exchange.Close();
-  exchange.CheckOutcome();
+  Conversation conversation(settings, limit, output, nullptr);
+  conversation.Connect();
+  conversation.Converse("");
+  conversation.Close();
+  conversation.CheckOutcome();
   return kDone;
 }
 
@@ -38,18 +38,19 @@ constexpr auto kExamples = std::to_array<Example>({
 });
 
 constexpr auto kStatuses = std::to_array<Status>({
-    {kDone, "success: something was received"},
+    {kDone,
+     "success: the rules -messages, -bytes, -lines or -until are met, or "
+     "without any, something was received"},
     {kAnswerIsNo, "the text of -until was not received"},
     {kWrongUsage, "wrong usage"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
+    {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
     {kCannotWrite, "standard output cannot be written"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
-    {kReceivingFailed,
-     "receiving failed, for example because the peer reset the connection"},
+    {kReceivingFailed, "the server reset the connection, or receiving failed"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
-    {kSilentlyNotResolved, "the host name was not resolved, with -quiet"},
 });
 
 }  // namespace
@@ -58,10 +59,16 @@ constinit const Command kRecvCommand = {
     .name = "recv",
     .summary = "connect and print what the server sends",
     .description =
-        "Resolves the name, connects, prints what is received to standard "
-        "output, and closes. Sends nothing. Stops when the server closes, when "
-        "it has sent nothing for the time of -idle, or when -messages, -bytes, "
-        "-lines or -until is met. A received message is never cut.",
+        "Resolves the name, connects to the first of its addresses that "
+        "answers, prints what is received to standard output, and closes. "
+        "Sends "
+        "nothing. Prints nothing else: -verbose tells the steps. Stops when "
+        "the "
+        "server closes, when it has sent nothing for the time of -idle, or "
+        "when "
+        "-messages, -bytes, -lines or -until is met. A received message is "
+        "never "
+        "cut.",
     .action = ActionOf<kUses, Recv>(),
     .examples = kExamples,
     .statuses = kStatuses,

@@ -1,16 +1,14 @@
 // The command `resolve`: the addresses of a name.
 
-#include "fairlead/net/resolve.h"
-
 #include <array>
 #include <string>
-#include <vector>
 
+#include "fairlead/net/host_lookup.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/command/command_table.h"
-#include "tool/exchange/exchange.h"
+#include "tool/exchange/conversation.h"
 #include "tool/exchange/parameters.h"
 #include "tool/exchange/time_limit.h"
 
@@ -20,25 +18,24 @@ namespace {
 constexpr auto kUses = Uses(kHost, Optional(kTimeout), Optional(kQuiet));
 
 ExitStatus Resolve(const Arguments<kUses>& arguments, const Output& output) {
-  ApplyQuiet(arguments.Has(kQuiet));
   const std::string host = arguments.Text(kHost);
   TimeLimit limit("resolve", arguments.Number(kTimeout));
   limit.Enter(Concat("resolving ", Quoted(host)));
 
-  const std::vector<std::string> addresses = resolveDnsFull(host);
-  if (addresses.empty())
-    throw Failure(kNotResolved,
-                  Concat("no IPv4 address is known for ", Quoted(host)));
+  const HostLookup found = LookUpHost(host);
+  if (found.addresses.empty())
+    throw Failure(kNotResolved, NotResolved(host, found.error));
   std::string lines;
-  for (const std::string& address : addresses) lines += Concat(address, "\n");
+  for (const std::string& address : found.addresses)
+    lines += Concat(address, "\n");
   output.Write(lines);
   return kDone;
 }
 
 constexpr auto kExamples = std::to_array<Example>({
     {"fairlead resolve -host localhost", "Prints 127.0.0.1."},
-    {"fairlead resolve -host example.org -quiet -timeout 5",
-     "Prints only the addresses, within five seconds."},
+    {"fairlead resolve -host example.org -timeout 5",
+     "Prints its addresses, within five seconds."},
 });
 
 constexpr auto kStatuses = std::to_array<Status>({
@@ -49,7 +46,6 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kCannotWrite, "standard output cannot be written"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
-    {kSilentlyNotResolved, "the host name was not resolved, with -quiet"},
 });
 
 }  // namespace

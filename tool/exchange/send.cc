@@ -1,6 +1,7 @@
 // The command `send`: a body to a server, and the server's reply.
 
 #include <array>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,19 +14,35 @@
 #include "tool/command/same_file.h"
 #include "tool/crypt/cipher.h"
 #include "tool/exchange/body.h"
+#include "tool/exchange/body_stream.h"
+#include "tool/exchange/conversation.h"
 #include "tool/exchange/demo_server.h"
-#include "tool/exchange/exchange.h"
 #include "tool/exchange/exchange_log.h"
 #include "tool/exchange/send_profile.h"
+#include "tool/io/read_file.h"
 
 namespace fairlead::tool {
 namespace {
 
+enum class HalfClose { kOn, kOff };
+
+constexpr auto kHalfCloses =
+    std::to_array<Choice>({{HalfClose::kOn, "on"}, {HalfClose::kOff, "off"}});
+
+constexpr Parameter kHalfclose = {
+    .name = "halfclose",
+    .kind = Kind::kChoice,
+    .group = Group::kWhat,
+    .help =
+        "close the sending direction after the body, so that the server sees "
+        "its end; the default is on with -stdin and -demo, else off",
+    .choices = kHalfCloses};
+
 constexpr auto kUses =
     Uses(OneOf(All(Expected(kHost), Expected(kPort)), kDemo),
          Optional(kSettings, kProfile, Optional(kSaveprofile)), kBodyUses,
-         AtMostOne(kAes, kRc4, kCipherWithKey), kAesBits, kExchangeUses,
-         Optional(kLog, Optional(kLogCrlf)));
+         Optional(kHalfclose), AtMostOne(kAes, kRc4, kCipherWithKey), kAesBits,
+         kExchangeUses, Optional(kLog, Optional(kLogCrlf)));
 
 // The plan of a send, with every argument checked. Making one reads the
 // profile and changes nothing.
@@ -37,8 +54,13 @@ class SendPlan {
         body(ParseBody(arguments, profile.Chosen<LineEnd>(kEol))),
         cipher(arguments),
         demo(arguments.Has(kDemo)),
+        only_connects(arguments.Has(kNone)),
         log(arguments.Text(kLog)),
         crlf(arguments.Has(kLogCrlf)) {
+    settings.half_close =
+        arguments.Has(kHalfclose)
+            ? arguments.Chosen<HalfClose>(kHalfclose) == HalfClose::kOn
+            : demo || arguments.Has(kStdin);
     TakeFromProfile();
     for (const auto& [parameter, path] :
          {std::pair(&kKeyfile, arguments.Text(kKeyfile)),
@@ -48,17 +70,18 @@ class SendPlan {
   }
 
   const Profile profile;
-  ExchangeSettings settings;
+  ConversationSettings settings;
   const BodyPlan body;
   const Arguments<kCipherUses> cipher;
   const bool demo;
+  const bool only_connects;
   const std::string log;  // The file of -log; empty for none.
   const bool crlf;
 
  private:
   void TakeFromProfile() {
     settings.timeout = profile.Number(kTimeout);
-    settings.idle = profile.Number(kIdle);
+    settings.limits.idle = std::chrono::seconds(profile.Number(kIdle));
     settings.view = profile.Chosen<View>(kView);
     settings.host = demo ? "127.0.0.1" : Needed(kHost);
     settings.port = demo ? 0 : static_cast<int>(NumberIn(Needed(kPort)));
@@ -71,32 +94,60 @@ class SendPlan {
   }
 };
 
-// What the log has of the end of an exchange that failed.
+// What the log has of the end of a conversation that failed.
 std::string Failed(std::string_view why) { return Concat("failed: ", why); }
 
-// Returns the body as it is sent; zero bytes may pad its last block.
-std::string Encrypted(const CipherKey& key, std::string_view body) {
-  CipherStream cipher(key, Direction::kEncrypt);
-  std::string text(cipher.Take(body));
-  if (const std::size_t padding = cipher.lacking(); padding > 0) {
-    text += cipher.Fill();
+void NotePadding(const SendPlan& plan, std::size_t padding) {
+  if (plan.settings.verbose && padding > 0)
     PrintNote("send", PaddingNote(padding));
-  }
+}
+
+void SendStream(const SendPlan& plan, Conversation& conversation,
+                const Input& file) {
+  BodyStream stream(plan.body, plan.settings.cipher);
+  const ExchangeInput input = {
+      .descriptor = file.descriptor(),
+      .filter = [&](std::string_view bytes, bool at_end) {
+        return stream.Take(bytes, at_end);
+      }};
+  conversation.Converse(input, file.size());
+  conversation.Close();
+  if (!stream.problem().empty()) throw Failure(kWrongUsage, stream.problem());
+  NotePadding(plan, stream.padding());
+  conversation.CheckOutcome(file.name());
+}
+
+// Returns the body as it is sent; zero bytes may pad its last block.
+std::string Encrypted(const SendPlan& plan, std::string body) {
+  if (!plan.settings.cipher) return body;
+  CipherStream cipher(*plan.settings.cipher, Direction::kEncrypt);
+  std::string text(cipher.Take(body));
+  NotePadding(plan, cipher.lacking());
+  text += cipher.Fill();
   return text;
 }
 
-void Run(Exchange& exchange, std::string_view body) {
-  exchange.Connect();
-  exchange.Send(body);
-  exchange.Drain();
-  exchange.Close();
-  exchange.CheckOutcome();
+// What is read before there is a connection is found missing before, too.
+void Run(const SendPlan& plan, Conversation& conversation, TimeLimit& limit) {
+  if (plan.body.IsStreamed()) {
+    const Input file(plan.body.file);
+    conversation.Connect();
+    return SendStream(plan, conversation, file);
+  }
+  limit.Enter("reading the body");
+  const std::string body = Encrypted(plan, ReadBody(plan.body));
+  conversation.Connect();
+  if (!plan.only_connects) conversation.Converse(body);
+  conversation.Close();
+  if (!plan.only_connects) conversation.CheckOutcome();
 }
 
-// Runs the exchange. The log, if there is one, gets the reason of a failure.
-void RunLogged(Exchange& exchange, std::string_view body, ExchangeLog* log) {
+// Runs the conversation. The log, if there is one, gets the reason of a
+// failure.
+void RunLogged(const SendPlan& plan, Conversation& conversation,
+               TimeLimit& limit, ExchangeLog* log) {
   try {
-    Run(exchange, body);
+    Run(plan, conversation, limit);
   } catch (const Failure& failure) {
     if (log != nullptr) log->Add(Failed(failure.what()));
     throw;
@@ -114,28 +165,20 @@ std::unique_ptr<ExchangeLog> OpenLog(const SendPlan& plan, TimeLimit& limit) {
   return log;
 }
 
-// Returns the body as it is sent, and reads the key.
-std::string PreparedBody(SendPlan& plan, TimeLimit& limit) {
-  limit.Enter("reading the key");
-  plan.settings.cipher = ReadCipherKey(plan.cipher);
-  limit.Enter("reading the body");
-  std::string body = ReadBody(plan.body);
-  return plan.settings.cipher ? Encrypted(*plan.settings.cipher, body) : body;
-}
-
 ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {
   SendPlan plan(arguments);
-  ApplyQuiet(plan.settings.quiet);
+  SetQuiet(plan.settings.quiet);
   plan.profile.Save();
   std::unique_ptr<ExchangeLog> log;  // Outlives the clock that writes to it.
   TimeLimit limit(plan.settings.command, plan.settings.timeout);
   log = OpenLog(plan, limit);
-  const std::string body = PreparedBody(plan, limit);
+  limit.Enter("reading the key");
+  plan.settings.cipher = ReadCipherKey(plan.cipher);
 
   std::optional<DemoServer> demo;
-  if (plan.demo) plan.settings.port = demo.emplace("", body.size()).port();
-  Exchange exchange(plan.settings, limit, output, log.get());
-  RunLogged(exchange, body, log.get());
+  if (plan.demo) plan.settings.port = demo.emplace("", true).port();
+  Conversation conversation(plan.settings, limit, output, log.get());
+  RunLogged(plan, conversation, limit, log.get());
   return kDone;
 }
 
@@ -154,10 +197,16 @@ constexpr auto kExamples = std::to_array<Example>({
      "Prints the bytes of hello, and after them the 8 of its checksum."},
     {"fairlead send -host localhost -port 7000 -text hello -log box.log",
      "Appends to box.log when it connected, sent, received and closed."},
+    {"fairlead send -host localhost -port 7000 -stdin",
+     "Sends what is typed and prints the answers, until Ctrl-D."},
+    {"fairlead send -host localhost -port 7000 -none",
+     "Tells by its status whether the port is open."},
 });
 
 constexpr auto kStatuses = std::to_array<Status>({
-    {kDone, "success: something was received"},
+    {kDone,
+     "success: the rules -messages, -bytes, -lines or -until are met, or "
+     "without any, something was received"},
     {kAnswerIsNo,
      "the text of -until was not received, or the settings file has no such "
      "section"},
@@ -165,16 +214,15 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kMalformedInput, "the settings file or the key file is malformed"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
+    {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
     {kCannotWrite,
      "standard output, the log or the settings cannot be written"},
     {kCannotRead, "the body, the key or the settings cannot be read"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
-    {kSendingFailed, "sending failed"},
-    {kReceivingFailed,
-     "receiving failed, for example because the peer reset the connection"},
+    {kSendingFailed, "sending failed, or the server did not read"},
+    {kReceivingFailed, "the server reset the connection, or receiving failed"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
-    {kSilentlyNotResolved, "the host name was not resolved, with -quiet"},
 });
 
 }  // namespace
@@ -183,18 +231,21 @@ constinit const Command kSendCommand = {
     .name = "send",
     .summary = "send a body to a server and print the reply",
     .description =
-        "Resolves the name, connects, sends the body, prints the reply to "
-        "standard output, and closes. Stops when the server closes, when it "
-        "has sent nothing for the time of -idle, or when -messages, -bytes, "
-        "-lines or -until is met. A received message is never cut. A body of "
-        "more than 1800 bytes is sent as several messages, in order. A cipher "
-        "encrypts everything sent, including -sum, -eol and -pascal, and "
-        "decrypts what is received before it is counted and printed. AES pads "
-        "the last block sent with zero bytes and prints a note; padding in "
-        "replies is not removed, and a reply that ends within a block is "
-        "status 56. RC4 uses the same key stream in both directions, so it "
-        "hides nothing from someone who reads both. No cipher detects a wrong "
-        "key or modified data.",
+        "Resolves the name, connects to the first of its addresses that "
+        "answers, sends the body, prints the reply to standard output, and "
+        "closes. Prints nothing else: -verbose tells the steps. Stops when the "
+        "server closes, when nothing passes for the time of -idle, or when "
+        "-messages, -bytes, -lines or -until is met and all is sent. A "
+        "received "
+        "message is never cut. A file and standard input are sent while they "
+        "are read, and what comes meanwhile is printed. A cipher encrypts "
+        "everything sent, including -sum, -eol and -pascal, and decrypts what "
+        "is received before it is counted and printed. AES pads the last block "
+        "sent with zero bytes; padding in replies is not removed, and a reply "
+        "that ends within a block is status 56. RC4 uses the same key stream "
+        "in "
+        "both directions, so it hides nothing from someone who reads both. No "
+        "cipher detects a wrong key or modified data.",
     .action = ActionOf<kUses, Send>(),
     .examples = kExamples,
     .statuses = kStatuses,

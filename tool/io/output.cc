@@ -129,6 +129,13 @@ void Output::Write(std::string_view bytes) const {
   if (!WriteAll(descriptor_, bytes)) FailToWrite(errno);
 }
 
+void Output::End() const {
+  const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (nothing == -1) return;
+  dup3(nothing, descriptor_, O_CLOEXEC);
+  close(nothing);
+}
+
 bool Output::AwaitWritable(int stop) const {
   std::array<pollfd, 2> waits = {
       pollfd{.fd = descriptor_, .events = POLLOUT, .revents = 0},

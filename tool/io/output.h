@@ -38,6 +38,10 @@ class Output {
   /// @throws Failure with kCannotWrite
   void Write(std::string_view bytes) const;
 
+  /// Closes standard output, so that its reader sees the end. What is written
+  /// later is dropped. Does nothing if that fails.
+  void End() const;
+
   /// Waits until some bytes can be written: a page for a pipe.
   ///
   /// @return false if the descriptor `stop` becomes readable first

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -37,6 +38,22 @@ void AwaitInput(int descriptor, const std::string& name) {
 }
 
 }  // namespace
+
+Input::Input(const std::string& path)
+    : name_(path.empty() ? "standard input" : Quoted(path)),
+      file_(path.empty() ? -1 : OpenUninterrupted(path.c_str(), O_RDONLY)) {
+  if (path.empty()) return;
+  struct stat status = {};
+  if (!file_.IsOpen()) FailToOpen(path, errno);
+  if (fstat(file_.number(), &status) == -1) FailToRead(name_, errno);
+  if (S_ISDIR(status.st_mode)) FailToRead(name_, EISDIR);
+  if (S_ISREG(status.st_mode))
+    size_ = static_cast<std::uint64_t>(status.st_size);
+}
+
+int Input::descriptor() const {
+  return file_.IsOpen() ? file_.number() : STDIN_FILENO;
+}
 
 void ReadPieces(int descriptor, const std::string& name, const TakePiece& take,
                 const std::function<void()>& await) {

@@ -3,12 +3,36 @@
 #ifndef FAIRLEAD_TOOL_IO_READ_FILE_H_
 #define FAIRLEAD_TOOL_IO_READ_FILE_H_
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "tool/base/descriptor.h"
+
 namespace fairlead::tool {
+
+/// An input that others read: an open file, or standard input.
+class Input {
+ public:
+  /// @param path "" for standard input
+  /// @throws Failure with kCannotRead, also for a folder
+  explicit Input(const std::string& path);
+
+  int descriptor() const;
+
+  /// Returns its name for messages.
+  const std::string& name() const { return name_; }
+
+  /// Returns how many bytes it has; 0 if that is unknown.
+  std::uint64_t size() const { return size_; }
+
+ private:
+  std::string name_;
+  Descriptor file_;
+  std::uint64_t size_ = 0;
+};
 
 /// Receives the next bytes, which are valid only during the call.
 using TakePiece = std::function<void(std::string_view piece)>;

@@ -1,12 +1,12 @@
 // Tests of the rules that end an exchange.
 
-#include "tool/exchange/stop_rules.h"
+#include "fairlead/net/stop_rules.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 
-namespace fairlead::tool::stop_rules_test {
+namespace fairlead::stop_rules_test {
 namespace {
 
 TEST(StopRulesTest, WithoutALimitNothingStops) {
@@ -42,6 +42,22 @@ TEST(StopRulesTest, TheFirstRuleMetStops) {
   StopRules rules({.messages = 9, .bytes = 100, .lines = 1, .until = "x"});
   EXPECT_TRUE(rules.Take("\n"));
   EXPECT_TRUE(rules.UntilIsMissing());
+}
+
+TEST(StopRulesTest, TellsHowFarEachCountHasCome) {
+  StopRules none({});
+  EXPECT_EQ(none.Missing(), "");
+  StopRules until({.until = "x"});
+  EXPECT_EQ(until.Missing(), "");
+  StopRules rules({.messages = 2, .bytes = 10, .lines = 1, .until = "xyz"});
+  EXPECT_EQ(rules.Missing(), "0 of 2 messages, 0 of 10 bytes, 0 of 1 line");
+  rules.Take("abc");
+  EXPECT_FALSE(rules.IsMet());
+  EXPECT_EQ(rules.Missing(), "1 of 2 messages, 3 of 10 bytes, 0 of 1 line");
+  rules.Take("\n");
+  EXPECT_TRUE(rules.IsMet());
+  EXPECT_EQ(rules.Missing(), "");
+  EXPECT_TRUE(rules.Take(""));
 }
 
 TEST(StopRulesTest, FindsATextThatSpansMessages) {
@@ -85,4 +101,4 @@ TEST(StopRulesTest, AgreesWithASearchOfEverything) {
 }
 
 }  // namespace
-}  // namespace fairlead::tool::stop_rules_test
+}  // namespace fairlead::stop_rules_test

@@ -1,0 +1,252 @@
+// Converses with a server and prints what is received.
+
+#include "tool/exchange/conversation.h"
+
+#include <netdb.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/command/command.h"
+#include "tool/exchange/view.h"
+#include "tool/io/progress.h"
+
+namespace fairlead::tool {
+namespace {
+
+using Step = ExchangeEvent::Kind;
+
+// Returns a clause such as "idle for 500 ms" needs.
+std::string Seconds(ExchangeLimits::Limit limit) {
+  const auto count = limit.value_or(std::chrono::milliseconds(0)).count();
+  return count % 1000 == 0 ? Concat(count / 1000, " s") : Concat(count, " ms");
+}
+
+std::string Bytes(std::uint64_t count) {
+  return Concat(count, count == 1 ? " byte" : " bytes");
+}
+
+ExchangeLimits LimitsOf(const Arguments<kExchangeUses>& arguments) {
+  ExchangeLimits limits = {
+      .total = std::nullopt,
+      .connect = std::nullopt,
+      .idle = std::chrono::seconds(arguments.Number(kIdle))};
+  if (arguments.Has(kConnecttimeout))
+    limits.connect = std::chrono::seconds(arguments.Number(kConnecttimeout));
+  return limits;
+}
+
+}  // namespace
+
+std::string NotResolved(std::string_view host, int error) {
+  return Concat("no IPv4 address is known for ", Quoted(host), ": ",
+                error == 0 ? "it has none" : gai_strerror(error));
+}
+
+ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments) {
+  return {.command = std::string(TopName(arguments.parsed().command())),
+          .host = {},
+          .timeout = arguments.Number(kTimeout),
+          .limits = LimitsOf(arguments),
+          .stop = {.messages = arguments.Number(kMessages),
+                   .bytes = arguments.Number(kBytes),
+                   .lines = arguments.Number(kLines),
+                   .until = Unescaped(arguments.Text(kUntil), kUntil.name)},
+          .view = arguments.Chosen<View>(kView),
+          .quiet = arguments.Has(kQuiet),
+          .verbose = arguments.Has(kVerbose),
+          .cipher = {}};
+}
+
+Conversation::Conversation(const ConversationSettings& settings,
+                           TimeLimit& limit, const Output& output,
+                           ExchangeLog* log)
+    : settings_(settings),
+      limit_(limit),
+      output_(output),
+      log_(log),
+      rules_(settings.stop),
+      exchange_({.limits = settings.limits,
+                 .half_close = settings.half_close,
+                 .on_event = [this](const ExchangeEvent& event) {
+                   OnEvent(event);
+                 }}) {
+  if (settings.cipher)
+    decryption_.emplace(*settings.cipher, Direction::kDecrypt);
+}
+
+void Conversation::Log(std::string_view event) {
+  if (log_ != nullptr) log_->Add(event);
+}
+
+// Logs a step, and prints it with -verbose.
+void Conversation::Tell(std::string_view event) {
+  Log(event);
+  if (settings_.verbose) PrintNote(settings_.command, event);
+}
+
+std::string Conversation::Place(std::string_view address) const {
+  return Concat(address, " port ", settings_.port);
+}
+
+void Conversation::OnEvent(const ExchangeEvent& event) {
+  switch (event.kind) {
+    case Step::kResolved:
+      return Tell(
+          Concat("resolved ", Shown(settings_.host), ": ", event.address));
+    case Step::kConnecting:
+      return limit_.Enter(Concat("connecting to ", Place(event.address)));
+    case Step::kNotConnected:
+      refused_ += Concat(refused_.empty() ? "" : "; ", Place(event.address),
+                         ": ", ErrorText(event.error));
+      return Tell(Concat("no connection to ", Place(event.address), ": ",
+                         ErrorText(event.error)));
+    case Step::kConnected:
+      return Tell(Concat("connected to ", event.address, ":", settings_.port));
+    case Step::kSent:
+      return OnSent(event.sent);
+    case Step::kPeerClosed:
+      return Tell("the peer sends no more");
+  }
+}
+
+void Conversation::OnSent(std::uint64_t sent) {
+  if (sent < total_)
+    limit_.Enter(Concat("sending: ", sent, " of ", Bytes(total_)));
+  else
+    limit_.Enter("waiting for the peer");
+}
+
+void Conversation::Connect() {
+  limit_.Enter(Concat("resolving ", Quoted(settings_.host)));
+  Log(Concat("resolving ", Shown(settings_.host)));
+  result_ = exchange_.Connect(settings_.host,
+                              static_cast<std::uint16_t>(settings_.port));
+  if (!result_) FailToConnect();
+}
+
+void Conversation::FailToConnect() const {
+  if (result_.phase == ExchangePhase::kResolving)
+    throw Failure(kNotResolved, NotResolved(settings_.host, result_.error));
+  throw Failure(kNotConnected, Concat("cannot connect to ", refused_));
+}
+
+template <typename Source>
+void Conversation::Run(const Source& source, std::uint64_t size) {
+  total_ = size;
+  OnSent(0);
+  result_ = exchange_.Converse(
+      source, [this](std::string_view bytes, const TheTime& time) {
+        return bytes.empty() ? TakeEnd() : Take(bytes, time);
+      });
+}
+
+void Conversation::Converse(std::string_view body) { Run(body, body.size()); }
+
+void Conversation::Converse(const ExchangeInput& input, std::uint64_t size) {
+  Run(input, size);
+}
+
+// Prints and counts what was received, decrypted as far as there are whole
+// blocks. Returns whether a stop rule is met.
+bool Conversation::Take(std::string_view bytes, const TheTime& time) {
+  Log(Concat("received ", Bytes(bytes.size())));
+  if (decryption_) bytes = decryption_->Take(bytes);
+  if (bytes.empty()) return false;
+  const bool raw = settings_.view == View::kRaw && !output_.screen().terminal;
+  if (raw)
+    output_.Write(bytes);
+  else
+    output_.Write(Rendered(bytes, time, settings_.view, output_.screen()));
+  return rules_.Take(bytes);
+}
+
+// The reader of our output sees the end, though there is input left to send. At
+// a terminal nobody would know that there is nobody to type for.
+bool Conversation::TakeEnd() {
+  output_.End();
+  return isatty(STDIN_FILENO) == 1;
+}
+
+std::size_t Conversation::Undecrypted() const {
+  return decryption_ ? decryption_->waiting() : 0;
+}
+
+std::string Conversation::HowMuch() const {
+  return total_ == 0 ? Bytes(result_.sent)
+                     : Concat(result_.sent, " of ", Bytes(total_));
+}
+
+std::string Conversation::Ending() const {
+  switch (result_.end) {
+    case ExchangeEnd::kDone:
+      return "enough was received";
+    case ExchangeEnd::kSilence:
+      return Concat(result_.Text(), " for ", Seconds(settings_.limits.idle));
+    default:
+      return result_.Text();
+  }
+}
+
+void Conversation::Close() {
+  exchange_.Close();
+  Log(Concat("sent ", Bytes(result_.sent)));
+  Log(Ending());
+  Log(Concat("closed: ", result_.sent, " bytes sent, ", result_.received,
+             " received"));
+  if (!settings_.verbose) return;
+  PrintNote(settings_.command,
+            Concat(Bytes(result_.sent), " sent, ", result_.received,
+                   " received; ", Ending()));
+  if (result_ && Undecrypted() > 0)
+    PrintNote(settings_.command,
+              Concat("discarded ", Undecrypted(),
+                     " trailing bytes of an incomplete cipher block"));
+}
+
+void Conversation::CheckOutcome(std::string_view input) const {
+  CheckExchange(input);
+  CheckReceived();
+}
+
+void Conversation::CheckExchange(std::string_view input) const {
+  const bool sending = result_.phase == ExchangePhase::kSending;
+  if (result_.end == ExchangeEnd::kPeerReset)
+    throw Failure(
+        kReceivingFailed,
+        Concat("the peer reset the connection after ", HowMuch(),
+               " were sent and ", Bytes(result_.received), " received"));
+  if (result_.end == ExchangeEnd::kFailed &&
+      result_.phase == ExchangePhase::kReading)
+    throw Failure(kCannotRead, Concat("cannot read ", input, ": ",
+                                      ErrorText(result_.error)));
+  if (sending && (result_.end == ExchangeEnd::kFailed ||
+                  result_.end == ExchangeEnd::kSilence))
+    throw Failure(
+        kSendingFailed,
+        Concat("sending failed after ", HowMuch(), ": ",
+               result_.error != 0 ? ErrorText(result_.error) : Ending()));
+  if (result_.end == ExchangeEnd::kFailed)
+    throw Failure(kReceivingFailed, result_.Text());
+}
+
+void Conversation::CheckReceived() const {
+  if (result_.received == 0)
+    throw Failure(kNothingAnswered, Concat("nothing was answered: ", Ending()));
+  if (!result_ && Undecrypted() > 0)
+    throw Failure(
+        kReceivingFailed,
+        Concat("receiving failed: the last ", Undecrypted(),
+               " bytes are an incomplete block of ", CipherStream::kBlock,
+               ", which AES cannot decrypt; ", Ending()));
+  if (rules_.UntilIsMissing())
+    throw Failure(kAnswerIsNo,
+                  Concat("the text of -until did not come: ", Ending()));
+  if (const std::string missing = rules_.Missing(); !missing.empty())
+    throw Failure(kCutShort, Concat("cut short: ", missing, "; ", Ending()));
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,104 @@
+// A conversation with a server, as `send` and `recv` show it: with a log, stop
+// rules, views and exit statuses.
+
+#ifndef FAIRLEAD_TOOL_EXCHANGE_CONVERSATION_H_
+#define FAIRLEAD_TOOL_EXCHANGE_CONVERSATION_H_
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "fairlead/net/exchange.h"
+#include "fairlead/net/stop_rules.h"
+#include "tool/command/arguments.h"
+#include "tool/crypt/cipher.h"
+#include "tool/exchange/exchange_log.h"
+#include "tool/exchange/parameters.h"
+#include "tool/exchange/time_limit.h"
+#include "tool/io/output.h"
+
+namespace fairlead::tool {
+
+/// With which server to converse, for how long, and how to show what comes.
+struct ConversationSettings {
+  std::string command;  ///< For messages.
+  std::string host;
+  int port = 0;  ///< Still 0 with -demo.
+  int timeout = 0;
+  ExchangeLimits
+      limits;  ///< Without the total: the time limit ends the process.
+  bool half_close = false;
+  StopLimits stop;
+  View view = View::kRaw;
+  bool quiet = false;
+  bool verbose = false;
+  std::optional<CipherKey> cipher;  ///< That decrypts what is received.
+};
+
+/// Returns the message for a name that was not resolved.
+///
+/// @param error a result of getaddrinfo
+std::string NotResolved(std::string_view host, int error);
+
+/// Returns the settings that the arguments give, without a server.
+///
+/// @throws Failure with kWrongUsage for a malformed -until
+ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments);
+
+/// The steps of a conversation. Call each once, in this order. Each throws a
+/// Failure with its own status.
+class Conversation {
+ public:
+  /// @param log null for none; all four outlive the object
+  Conversation(const ConversationSettings& settings, TimeLimit& limit,
+               const Output& output, ExchangeLog* log);
+
+  void Connect();
+
+  /// Sends the body, or the input, of which `size` bytes are known or none, and
+  /// prints what is received, until a stop rule is met, the peer closes, or
+  /// nothing passes for the idle time.
+  void Converse(std::string_view body);
+  void Converse(const ExchangeInput& input, std::uint64_t size);
+
+  void Close();
+
+  /// Throws if not everything was sent or received.
+  ///
+  /// @param input the name of the input, for messages
+  void CheckOutcome(std::string_view input = {}) const;
+
+ private:
+  void OnEvent(const ExchangeEvent& event);
+  void OnSent(std::uint64_t sent);
+  template <typename Source>
+  void Run(const Source& source, std::uint64_t size);
+  bool Take(std::string_view bytes, const TheTime& time);
+  bool TakeEnd();
+  std::size_t Undecrypted() const;
+  std::string Place(std::string_view address) const;
+  std::string HowMuch() const;
+  std::string Ending() const;
+  [[noreturn]] void FailToConnect() const;
+  void CheckExchange(std::string_view input) const;
+  void CheckReceived() const;
+  void Log(std::string_view event);
+  void Tell(std::string_view event);
+
+  const ConversationSettings& settings_;
+  TimeLimit& limit_;
+  const Output& output_;
+  ExchangeLog* const log_;
+  StopRules rules_;
+  std::optional<CipherStream> decryption_;
+  std::string refused_;      // The addresses that failed, and why.
+  std::uint64_t total_ = 0;  // Bytes to send; 0 if unknown.
+  ExchangeResult result_;
+  Exchange exchange_;
+};
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_EXCHANGE_CONVERSATION_H_
