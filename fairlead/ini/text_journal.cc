@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <bit>
 
 namespace fairlead::internal {
 namespace {
@@ -13,7 +12,7 @@ namespace {
 constexpr std::size_t kBlockSize = std::size_t{1} << 16;
 
 std::uintptr_t AddressOf(std::string_view text) {
-  return std::bit_cast<std::uintptr_t>(text.data());
+  return reinterpret_cast<std::uintptr_t>(text.data());
 }
 
 }  // namespace
