@@ -116,8 +116,11 @@ void Conversation::OnEvent(const ExchangeEvent& event) {
 void Conversation::OnSent(std::uint64_t sent) {
   if (sent < total_)
     limit_.Enter(Concat("sending: ", sent, " of ", Bytes(total_)));
-  else
+  else if (source_.empty())
     limit_.Enter("waiting for the peer");
+  else
+    limit_.Enter(Concat("waiting for ", source_, " or the peer"));
+  if (sent == total_ && source_.empty()) Log(Concat("sent ", Bytes(sent)));
 }
 
 void Conversation::Connect() {
@@ -135,8 +138,7 @@ void Conversation::FailToConnect() const {
 }
 
 template <typename Source>
-void Conversation::Run(const Source& source, std::uint64_t size) {
-  total_ = size;
+void Conversation::Run(const Source& source) {
   OnSent(0);
   result_ = exchange_.Converse(
       source, [this](std::string_view bytes, const TheTime& time) {
@@ -144,10 +146,16 @@ void Conversation::Run(const Source& source, std::uint64_t size) {
       });
 }
 
-void Conversation::Converse(std::string_view body) { Run(body, body.size()); }
+void Conversation::Converse(std::string_view body) {
+  total_ = body.size();
+  Run(body);
+}
 
-void Conversation::Converse(const ExchangeInput& input, std::uint64_t size) {
-  Run(input, size);
+void Conversation::Converse(const ExchangeInput& input, const Input& source) {
+  total_ = source.size();
+  source_ = source.name();
+  Run(input);
+  Log(Concat("sent ", Bytes(result_.sent)));
 }
 
 // Prints and counts what was received, decrypted as far as there are whole
@@ -193,35 +201,36 @@ std::string Conversation::Ending() const {
 
 void Conversation::Close() {
   exchange_.Close();
-  Log(Concat("sent ", Bytes(result_.sent)));
   Log(Ending());
   Log(Concat("closed: ", result_.sent, " bytes sent, ", result_.received,
              " received"));
-  if (!settings_.verbose) return;
+}
+
+void Conversation::CheckOutcome() const {
+  CheckExchange();
+  CheckReceived();
+  if (settings_.verbose) TellSuccess();
+}
+
+void Conversation::TellSuccess() const {
   PrintNote(settings_.command,
             Concat(Bytes(result_.sent), " sent, ", result_.received,
                    " received; ", Ending()));
-  if (result_ && Undecrypted() > 0)
+  if (Undecrypted() > 0)
     PrintNote(settings_.command,
               Concat("discarded ", Undecrypted(),
                      " trailing bytes of an incomplete cipher block"));
 }
 
-void Conversation::CheckOutcome(std::string_view input) const {
-  CheckExchange(input);
-  CheckReceived();
-}
-
-void Conversation::CheckExchange(std::string_view input) const {
+void Conversation::CheckExchange() const {
   const bool sending = result_.phase == ExchangePhase::kSending;
   if (result_.end == ExchangeEnd::kPeerReset)
-    throw Failure(
-        kReceivingFailed,
-        Concat("the peer reset the connection after ", HowMuch(),
-               " were sent and ", Bytes(result_.received), " received"));
+    throw Failure(kReceivingFailed,
+                  Concat("the peer reset the connection: ", HowMuch(),
+                         " sent, ", Bytes(result_.received), " received"));
   if (result_.end == ExchangeEnd::kFailed &&
       result_.phase == ExchangePhase::kReading)
-    throw Failure(kCannotRead, Concat("cannot read ", input, ": ",
+    throw Failure(kCannotRead, Concat("cannot read ", source_, ": ",
                                       ErrorText(result_.error)));
   if (sending && (result_.end == ExchangeEnd::kFailed ||
                   result_.end == ExchangeEnd::kSilence))

@@ -18,6 +18,7 @@
 #include "tool/exchange/parameters.h"
 #include "tool/exchange/time_limit.h"
 #include "tool/io/output.h"
+#include "tool/io/read_file.h"
 
 namespace fairlead::tool {
 
@@ -57,24 +58,22 @@ class Conversation {
 
   void Connect();
 
-  /// Sends the body, or the input, of which `size` bytes are known or none, and
-  /// prints what is received, until a stop rule is met, the peer closes, or
-  /// nothing passes for the idle time.
+  /// Sends the body, or what is read from the source, and prints what is
+  /// received, until a stop rule is met, the peer closes, or nothing passes for
+  /// the idle time.
   void Converse(std::string_view body);
-  void Converse(const ExchangeInput& input, std::uint64_t size);
+  void Converse(const ExchangeInput& input, const Input& source);
 
   void Close();
 
   /// Throws if not everything was sent or received.
-  ///
-  /// @param input the name of the input, for messages
-  void CheckOutcome(std::string_view input = {}) const;
+  void CheckOutcome() const;
 
  private:
   void OnEvent(const ExchangeEvent& event);
   void OnSent(std::uint64_t sent);
   template <typename Source>
-  void Run(const Source& source, std::uint64_t size);
+  void Run(const Source& source);
   bool Take(std::string_view bytes, const TheTime& time);
   bool TakeEnd();
   std::size_t Undecrypted() const;
@@ -82,8 +81,9 @@ class Conversation {
   std::string HowMuch() const;
   std::string Ending() const;
   [[noreturn]] void FailToConnect() const;
-  void CheckExchange(std::string_view input) const;
+  void CheckExchange() const;
   void CheckReceived() const;
+  void TellSuccess() const;
   void Log(std::string_view event);
   void Tell(std::string_view event);
 
@@ -95,6 +95,7 @@ class Conversation {
   std::optional<CipherStream> decryption_;
   std::string refused_;      // The addresses that failed, and why.
   std::uint64_t total_ = 0;  // Bytes to send; 0 if unknown.
+  std::string source_;       // Its name, if they are read meanwhile.
   ExchangeResult result_;
   Exchange exchange_;
 };

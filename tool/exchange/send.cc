@@ -110,11 +110,11 @@ void SendStream(const SendPlan& plan, Conversation& conversation,
       .filter = [&](std::string_view bytes, bool at_end) {
         return stream.Take(bytes, at_end);
       }};
-  conversation.Converse(input, file.size());
+  conversation.Converse(input, file);
   conversation.Close();
   if (!stream.problem().empty()) throw Failure(kWrongUsage, stream.problem());
   NotePadding(plan, stream.padding());
-  conversation.CheckOutcome(file.name());
+  conversation.CheckOutcome();
 }
 
 // Returns the body as it is sent; zero bytes may pad its last block.

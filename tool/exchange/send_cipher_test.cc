@@ -132,20 +132,19 @@ TEST(SendCipherTest, LongAnswersAreDecryptedCompletely) {
 }
 
 TEST(SendCipherTest, TheDemoEchoesThePadding) {
-  const Outcome aes = Fairlead(Words{"send", "-demo", "-text", "hello"} +
-                               kAes128.Arguments() + kForever);
+  const Outcome aes =
+      Fairlead(Words{"send", "-demo", "-text", "hello", "-verbose"} +
+               kAes128.Arguments() + kForever);
   EXPECT_EQ(aes.output, Padded("hello"));
   EXPECT_EQ(aes.status, 0);
-  EXPECT_EQ(aes.error,
-            "fairlead send: padded the last AES block with 11 zero bytes\n"
-            "dns resolved: 127.0.0.1\n"
-            "fairlead send: 16 bytes sent, 16 received; the peer closed\n");
+  EXPECT_THAT(
+      aes.error,
+      testing::StartsWith(
+          "fairlead send: padded the last AES block with 11 zero bytes\n"));
   const Outcome rc4 = Fairlead(Words{"send", "-demo", "-text", "hello"} +
                                kRc4Peer.Arguments() + kForever);
   EXPECT_EQ(rc4.output, "hello");
-  EXPECT_EQ(rc4.error,
-            "dns resolved: 127.0.0.1\n"
-            "fairlead send: 5 bytes sent, 5 received; the peer closed\n");
+  EXPECT_EQ(rc4.error, "");
 }
 
 // Waits for a line of the log, after which `send` has the bytes.
@@ -165,7 +164,7 @@ TEST(SendCipherTest, RepliesMayBeSplitAnywhere) {
         Receive(connection, peer.SizeOf(1));
         const std::string text = peer.Encrypted(answer);
         SendAll(connection, text.substr(0, cut));
-        AwaitInLog(log, "received " + std::to_string(cut) + " bytes");
+        AwaitInLog(log, "received " + std::to_string(cut) + " byte");
         SendAll(connection, text.substr(cut));
       });
       const Outcome outcome =
@@ -247,7 +246,8 @@ TEST(SendCipherTest, RulesSeeTheDecryptedBytes) {
 
 TEST(SendCipherTest, AnIncompleteBlockAfterTheMatchIsDiscarded) {
   const std::string text = kAes128.Encrypted("sixteen letters!") + "12345";
-  const Outcome outcome = StoppedBy(kAes128, text, {"-until", "letters"});
+  const Outcome outcome =
+      StoppedBy(kAes128, text, {"-until", "letters", "-verbose"});
   EXPECT_EQ(outcome.output, "sixteen letters!");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_THAT(

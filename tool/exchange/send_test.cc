@@ -46,9 +46,27 @@ TEST(SendTest, TheDemoEchoesAndEndsAtOnce) {
       Fairlead(Words{"send", "-demo", "-text", "hello"} + kForever);
   EXPECT_EQ(outcome.output, "hello");
   EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.error, "");
+}
+
+TEST(SendTest, VerboseTellsTheSteps) {
+  ScriptedServer server([](int connection) {
+    Receive(connection, 1);
+    SendAll(connection, "hi");
+  });
+  const std::string port = std::to_string(server.port());
+  const Outcome outcome =
+      Fairlead(Words{"send", "-host", "localhost", "-port", port, "-text", "x",
+                     "-halfclose", "on", "-verbose"} +
+               kForever);
+  EXPECT_EQ(outcome.output, "hi");
+  EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.error,
-            "dns resolved: 127.0.0.1\n"
-            "fairlead send: 5 bytes sent, 5 received; the peer closed\n");
+            "fairlead send: resolved localhost: 127.0.0.1\n"
+            "fairlead send: connected to 127.0.0.1:" +
+                port +
+                "\n"
+                "fairlead send: 1 byte sent, 2 received; the peer closed\n");
 }
 
 TEST(SendTest, QuietPrintsNoNotes) {
@@ -66,7 +84,7 @@ TEST(SendTest, ResolvesAName) {
                      std::to_string(server.port()), "-text", ""} +
                kForever);
   EXPECT_EQ(outcome.output, "hi");
-  EXPECT_THAT(outcome.error, HasSubstr("dns resolved: 127.0.0.1\n"));
+  EXPECT_EQ(outcome.error, "");
 }
 
 TEST(SendTest, TextHasEscapes) {
@@ -141,9 +159,7 @@ TEST(SendTest, FiveMegabytesComeBackByteForByte) {
                   .input = bytes});
   EXPECT_EQ(outcome.status, 0) << outcome.error;
   EXPECT_TRUE(outcome.output == bytes);
-  EXPECT_THAT(outcome.error,
-              EndsWith("5000000 bytes sent, 5000000 received; the peer "
-                       "closed\n"));
+  EXPECT_EQ(outcome.error, "");
 }
 
 TEST(SendTest, PrintsWhatArrivedBeforeThePeerClosed) {
@@ -164,7 +180,7 @@ TEST(SendTest, EndsWhenThePeerIsSilent) {
       Fairlead(server.Arguments("send") + Words{"-text", "ping", "-idle", "1"});
   EXPECT_EQ(outcome.output, "ping");
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_THAT(outcome.error, HasSubstr("the peer was silent"));
+  EXPECT_EQ(outcome.error, "");
 }
 
 // The peer replies at once and stays connected: only the stop rule ends the
@@ -187,7 +203,7 @@ TEST(SendTest, EachRuleStops) {
     const Outcome outcome = StoppedBy(rule);
     EXPECT_EQ(outcome.output, "a\nb\nc");
     EXPECT_EQ(outcome.status, 0) << outcome.error;
-    EXPECT_THAT(outcome.error, HasSubstr("enough was received"));
+    EXPECT_EQ(outcome.error, "");
   }
 }
 
