@@ -272,7 +272,7 @@ TEST(SendStreamTest, EachLineIsAMessage) {
   const auto send = [&](const Words& more, const std::string& input) {
     ScriptedServer server([&](int connection) {
       received = ReceiveAll(connection);
-      SendAll(connection, "ok");
+      SendAll(connection, "a block of bytes");
     });
     const Outcome outcome =
         RunProgram({.arguments = server.Arguments("send") +
