@@ -18,11 +18,11 @@ TEST(RunCommandTest, ReportsTooLittleMemory) {
   std::filesystem::resize_file(path, 1'000'000'000);
   const Outcome outcome = RunProgram(
       {.arguments = {"-c", "ulimit -v 250000 && exec \"$0\" \"$@\"",
-                     FAIRLEAD_PROGRAM, "send", "-demo", "-file", path},
+                     FAIRLEAD_PROGRAM, "ini", "sections", "-file", path},
        .program = "/bin/sh"});
   EXPECT_EQ(outcome.status, 26);
   EXPECT_EQ(outcome.output, "");
-  EXPECT_EQ(outcome.error, "fairlead send: not enough memory for the input\n");
+  EXPECT_EQ(outcome.error, "fairlead ini: not enough memory for the input\n");
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ struct Ending {
   int error = 0;
 };
 
-// The system tells of one reset in different words, by who asks first.
+// The system reports one reset by different errors, by who asks first.
 Ending Failure(ExchangePhase phase, int error) {
   if (IsReset(error)) return {ExchangeEnd::kPeerReset, phase, ECONNRESET};
   return {ExchangeEnd::kFailed, phase, error};

@@ -67,7 +67,7 @@ struct FAIRLEAD_EXPORT ExchangeResult {
   std::string Text() const;
 };
 
-/// A step that an exchange tells of while it runs.
+/// A step of an exchange, reported while it runs.
 struct ExchangeEvent {
   enum class Kind {
     kResolved,      ///< The name has this address; told for each.

@@ -97,7 +97,7 @@ int ExchangeConnection::ReceiveError() const {
   return error == 0 ? reset_ : error;
 }
 
-// Nothing tells of an acknowledgement, so it is asked for.
+// No event reports an acknowledgement, so it is asked for.
 int ExchangeConnection::AwaitAcknowledgement(Deadline deadline) {
   constexpr std::chrono::milliseconds kBetween{1};
   for (;;) {

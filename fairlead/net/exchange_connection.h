@@ -35,7 +35,7 @@ class ExchangeConnection {
   // Removes all messages from the queue.
   std::deque<CTCPMessage> TakeMessages();
 
-  // Waits until `is_news` is true, or the deadline has passed. It is told
+  // Waits until `is_news` is true, or the deadline has passed. It gets
   // whether any message waits.
   template <typename Predicate>
   void Wait(Deadline deadline, Predicate is_news) {
@@ -64,7 +64,7 @@ class ExchangeConnection {
   Descriptor descriptor_;
 
   // ECONNRESET if the peer reset the connection while it was made, else 0. What
-  // came before is still to be received; the system tells of a reset once.
+  // came before is still to be received; the system reports a reset once.
   int reset_ = 0;
 };
 
