@@ -102,8 +102,10 @@ void ExpectSound(const Parameter& parameter) {
   EXPECT_EQ(parameter.choices.empty(), parameter.kind != Kind::kChoice);
   EXPECT_FALSE(parameter.help.empty());
   EXPECT_FALSE(parameter.help.ends_with('.'));
-  EXPECT_EQ(parameter.range.least < parameter.range.most,
-            parameter.kind == Kind::kNumber);
+  EXPECT_EQ(
+      parameter.range.least < parameter.range.most,
+      parameter.kind == Kind::kNumber || parameter.kind == Kind::kDuration);
+  EXPECT_TRUE(!parameter.or_none || parameter.kind == Kind::kDuration);
   if (!parameter.fallback.empty()) {
     EXPECT_NO_THROW(CheckValue(parameter, parameter.fallback));
   }

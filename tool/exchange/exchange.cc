@@ -61,8 +61,8 @@ std::string Resolve(const std::string& host) {
 ExchangeSettings ReadSettings(const Arguments<kExchangeUses>& arguments) {
   return {.command = std::string(TopName(arguments.parsed().command())),
           .host = {},
-          .timeout = arguments.Number(kTimeout),
-          .idle = arguments.Number(kIdle),
+          .timeout = arguments.Duration(kTimeout),
+          .idle = arguments.Duration(kIdle),
           .limits = {.messages = arguments.Number(kMessages),
                      .bytes = arguments.Number(kBytes),
                      .lines = arguments.Number(kLines),
@@ -150,7 +150,6 @@ void Exchange::FailToSend(std::size_t sent, std::size_t total) {
 // nothing is lost: what came before the close is then in the queue.
 void Exchange::Drain() {
   limit_.Enter("waiting for the peer");
-  const std::chrono::seconds idle(settings_.idle);
   auto last = steady_clock::now();
   while (true) {
     const bool open = IsOpen();
@@ -169,7 +168,7 @@ void Exchange::Drain() {
       last = steady_clock::now();
       continue;
     }
-    if (steady_clock::now() - last >= idle)
+    if (settings_.idle && steady_clock::now() - last >= *settings_.idle)
       return EndDraining("the peer was silent",
                          "stopped because the peer was silent");
     AwaitMessage();

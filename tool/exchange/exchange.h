@@ -3,6 +3,7 @@
 #ifndef FAIRLEAD_TOOL_EXCHANGE_EXCHANGE_H_
 #define FAIRLEAD_TOOL_EXCHANGE_EXCHANGE_H_
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,9 +23,9 @@ namespace fairlead::tool {
 struct ExchangeSettings {
   std::string command;  ///< For messages.
   std::string host;
-  int port = 0;  ///< Still 0 with -demo.
-  int timeout = 0;
-  int idle = 0;
+  int port = 0;                                      ///< Still 0 with -demo.
+  std::optional<std::chrono::milliseconds> timeout;  ///< None: for ever.
+  std::optional<std::chrono::milliseconds> idle;     ///< None: for ever.
   StopRules::Limits limits;
   View view = View::kRaw;
   bool quiet = false;

@@ -22,7 +22,7 @@ constexpr auto kUses = Uses(kHost, Optional(kTimeout), Optional(kQuiet));
 ExitStatus Resolve(const Arguments<kUses>& arguments, const Output& output) {
   ApplyQuiet(arguments.Has(kQuiet));
   const std::string host = arguments.Text(kHost);
-  TimeLimit limit("resolve", arguments.Number(kTimeout));
+  TimeLimit limit("resolve", arguments.Duration(kTimeout));
   limit.Enter(Concat("resolving ", Quoted(host)));
 
   const std::vector<std::string> addresses = resolveDnsFull(host);

@@ -88,6 +88,21 @@ TEST(HelpCommandTest, ShowsRangesDefaultsAndChoices) {
                         "above 24\n"));
 }
 
+TEST(HelpCommandTest, ExplainsDurations) {
+  const std::string forms =
+      "\nTIME is a number of seconds, such as 30 or 0.5, or has a unit: 500ms, "
+      "30s, 2m,\n1h, 1d.\n\nExit status:\n";
+  for (const char* const name : {"send", "recv", "resolve"}) {
+    const std::string help = Fairlead({"help", name}).output;
+    EXPECT_THAT(
+        help, HasSubstr("  -timeout TIME      total time limit, including name "
+                        "resolution [1ms..365d or\n                     none] "
+                        "(default 30)\n"));
+    EXPECT_THAT(help, HasSubstr(forms));
+  }
+  EXPECT_THAT(Fairlead({"help", "log"}).output, Not(HasSubstr("TIME is")));
+}
+
 TEST(HelpCommandTest, HasTheStatusesOfTheCommand) {
   EXPECT_THAT(Fairlead({"help", "recv"}).output,
               HasSubstr("\n  1    the text of -until was not received\n"));
