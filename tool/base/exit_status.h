@@ -22,6 +22,7 @@ enum ExitStatus : int {
   kSendingFailed = 55,
   kReceivingFailed = 56,
   kInterrupted = 130,  ///< Set by a shell, when SIGINT has ended the process.
+  kReaderGone = 141,   ///< As a shell shows the end by SIGPIPE.
   kSilentlyNotResolved = 255,
 };
 
@@ -55,6 +56,9 @@ constexpr std::string_view Meaning(ExitStatus status) {
       return "receiving failed";
     case kInterrupted:
       return "interrupted by Ctrl-C (SIGINT)";
+    case kReaderGone:
+      return "the reader of standard output has ended, as in '| head -1'; "
+             "without a message";
     case kSilentlyNotResolved:
       return "the host name was not resolved, with -quiet";
   }

@@ -46,7 +46,7 @@ std::optional<Parts> Split(std::string_view text) {
       std::min(text.find_first_not_of("0123456789."), text.size());
   const std::string_view number = text.substr(0, end);
   const std::string_view name = end == text.size() ? "s" : text.substr(end);
-  const auto unit = std::ranges::find(kUnits, name, &Unit::name);
+  const auto* const unit = std::ranges::find(kUnits, name, &Unit::name);
   const std::size_t point = number.find('.');
   const std::string_view fraction =
       point == std::string_view::npos ? "0" : number.substr(point + 1);

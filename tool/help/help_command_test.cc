@@ -111,6 +111,11 @@ TEST(HelpCommandTest, HasTheStatusesOfTheCommand) {
       HasSubstr(
           "\n  1    not found, disabled, different, or already exists\n"));
   EXPECT_THAT(Fairlead({"help", "size"}).output, Not(HasSubstr("130")));
+  for (const char* const name : {"send", "size", "help", "ini"})
+    EXPECT_THAT(
+        Fairlead({"help", name}).output,
+        HasSubstr("\n  141  the reader of standard output has ended, as "
+                  "in '| head -1'; without a\n       message\n"));
 }
 
 TEST(HelpCommandTest, FitsATerminal) {

@@ -106,7 +106,7 @@ std::string DurationList(const Command& command) {
 
 std::string StatusList(const Command& command) {
   std::string text = "\nExit status:\n";
-  for (const auto& [status, meaning] : command.statuses)
+  for (const auto& [status, meaning] : StatusesOf(command))
     text += Entry(Concat(static_cast<int>(status)), 7, meaning);
   return text;
 }

@@ -110,7 +110,7 @@ std::string Summaries() {
 std::string StatusList() {
   std::set<ExitStatus> statuses;
   for (const Command* const command : Commands())
-    for (const Status& status : command->statuses)
+    for (const Status& status : StatusesOf(*command))
       statuses.insert(status.status);
 
   std::string text;
