@@ -69,6 +69,17 @@ TEST(CommandsTest, EveryStatusHasAMeaning) {
   }
 }
 
+TEST(CommandsTest, EveryCommandHasTheStatusOfAMissingReader) {
+  for (const Command* const command : All()) {
+    SCOPED_TRACE(FullName(*command));
+    const std::vector<Status> statuses = StatusesOf(*command);
+    EXPECT_EQ(statuses.size(), command->statuses.size() + 1);
+    EXPECT_TRUE(std::ranges::is_sorted(statuses, std::ranges::less_equal(),
+                                       &Status::status));
+    EXPECT_EQ(std::ranges::count(statuses, kReaderGone, &Status::status), 1);
+  }
+}
+
 TEST(CommandsTest, OnlyACommandThatWaitsCanBeInterrupted) {
   const auto listed = [](std::string_view name) {
     return std::ranges::find(FindCommand(name)->statuses, kInterrupted,
@@ -102,8 +113,10 @@ void ExpectSound(const Parameter& parameter) {
   EXPECT_EQ(parameter.choices.empty(), parameter.kind != Kind::kChoice);
   EXPECT_FALSE(parameter.help.empty());
   EXPECT_FALSE(parameter.help.ends_with('.'));
-  EXPECT_EQ(parameter.range.least < parameter.range.most,
-            parameter.kind == Kind::kNumber);
+  EXPECT_EQ(
+      parameter.range.least < parameter.range.most,
+      parameter.kind == Kind::kNumber || parameter.kind == Kind::kDuration);
+  EXPECT_TRUE(!parameter.or_none || parameter.kind == Kind::kDuration);
   if (!parameter.fallback.empty()) {
     EXPECT_NO_THROW(CheckValue(parameter, parameter.fallback));
   }
@@ -137,22 +150,30 @@ const Command& CommandOf(Words& words) {
   return KnownSubcommand(command, words.at(0));
 }
 
-// Runs the examples that need no server and no file. Of the others, checks the
-// arguments. What follows a '>' is for the shell.
+// Returns whether the example needs no server and no file.
+bool RunsAnywhere(const Words& words) {
+  return std::ranges::none_of(words, [](const std::string& word) {
+    return word == "-host" || word == "-file" || word == "-settings";
+  });
+}
+
+// Runs the examples that run anywhere, with and without a reader of their
+// output. Of the others, checks the arguments. What follows a '>' is for the
+// shell.
 TEST(CommandsTest, EveryExampleIsRight) {
   for (const Command* const command : All()) {
     for (const Example& example : command->examples) {
       SCOPED_TRACE(example.line);
       Words words = Split(example.line.substr(0, example.line.find(" >")));
       words.erase(words.begin());
-      const bool runs_anywhere =
-          std::ranges::none_of(words, [](const std::string& word) {
-            return word == "-host" || word == "-file" || word == "-settings";
-          });
-      if (runs_anywhere) {
+      if (RunsAnywhere(words)) {
         const Outcome outcome = Fairlead(words);
         EXPECT_EQ(outcome.status, 0) << outcome.error;
         EXPECT_NE(outcome.output, "");
+        const Outcome unread =
+            RunProgram({.arguments = words, .output_is_broken = true});
+        EXPECT_EQ(unread.status, 141);
+        EXPECT_EQ(unread.error.find("fairlead"), std::string::npos);
         continue;
       }
       const Command& called = CommandOf(words);

@@ -10,8 +10,10 @@
 #include <functional>
 #include <future>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "tool/base/concat.h"
 #include "tool/help/man_page.h"
 #include "tool/testing.h"
 
@@ -20,6 +22,7 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 const Words kForever = {"-idle", "86400", "-timeout", "86400"};
@@ -72,6 +75,11 @@ TEST(EndingsTest, ReportsAWrongUsage) {
   ExpectRefused({"send", "-host", "x", "-port", "70000"},
                 "fairlead send: -port: 70000 is out of range (expected 1 to "
                 "65535)\n");
+  ExpectRefused({"recv", "-demo", "-idle", "5x"},
+                "fairlead recv: -idle: '5x' is not a time (expected 1ms to "
+                "365d: 30 or 0.5 for seconds, 500ms, 2m, 1h, 1d, or none)\n");
+  ExpectRefused({"resolve", "-host", "x", "-timeout", "366d"},
+                "fairlead resolve: -timeout: '366d' is out of range");
   ExpectRefused({"send", "-host=x"},
                 "fairlead send: unknown option -host=...; write -host NAME\n");
   ExpectRefused({"send", "-demo", "-text", "x", "-hex", "00"},
@@ -158,15 +166,30 @@ TEST(EndingsTest, AFailedStandardOutput) {
 
     const Outcome broken =
         RunProgram({.arguments = arguments, .output_is_broken = true});
-    EXPECT_EQ(broken.status, 23);
-    EXPECT_THAT(broken.error,
-                HasSubstr("cannot write standard output: Broken pipe"));
+    EXPECT_EQ(broken.status, 141);
+    EXPECT_THAT(broken.error, Not(HasSubstr("fairlead")));
 
     const Outcome closed = RunProgram({.arguments = arguments, .closed = {1}});
     EXPECT_EQ(closed.status, 23);
     EXPECT_THAT(closed.error,
                 HasSubstr("cannot write standard output: Bad file descriptor"));
   }
+}
+
+// The output does not fit into the pipe, so it is still being written when the
+// reader ends.
+TEST(EndingsTest, AReaderThatEndsEndsItQuietly) {
+  const TempFolder folder;
+  std::string text = "[a]\n";
+  for (int i = 0; i < 100'000; ++i) text += "key=value\n";
+  const Outcome outcome = RunProgram(
+      {.arguments = {"-c",
+                     "{ \"$0\" ini show -file \"$1\"; echo status $? >&2; } | "
+                     "head -1",
+                     FAIRLEAD_PROGRAM, folder.File("long.ini", text)},
+       .program = "/bin/sh"});
+  EXPECT_EQ(outcome.output, "[a]\n");
+  EXPECT_EQ(outcome.error, "status 141\n");
 }
 
 TEST(EndingsTest, AnUnreadableBody) {
@@ -204,6 +227,31 @@ TEST(EndingsTest, TimesOutWhileWaiting) {
   EXPECT_EQ(outcome.error,
             "fairlead send: timed out after 1 s while waiting for the peer; "
             "increase -timeout\n");
+}
+
+TEST(EndingsTest, TimesOutAfterAPartOfASecond) {
+  for (const auto& [limit, shown] :
+       {std::pair{"50ms", "50 ms"}, {"0.05", "50 ms"}, {"1.005", "1.005 s"}}) {
+    ScriptedServer server([](int connection) { ReceiveAll(connection); });
+    const Outcome outcome =
+        Fairlead(server.Arguments("recv") + Words{"-timeout", limit});
+    EXPECT_EQ(outcome.status, 28);
+    EXPECT_THAT(
+        outcome.error,
+        HasSubstr(Concat("fairlead recv: timed out after ", shown, " while ")));
+  }
+}
+
+TEST(EndingsTest, NoTimeLimitAndNoIdleTime) {
+  ScriptedServer server([](int connection) { SendAll(connection, "x"); });
+  const Outcome outcome =
+      Fairlead(server.Arguments("recv") +
+               Words{"-timeout", "none", "-idle", "none", "-quiet"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output, "x");
+  EXPECT_EQ(
+      Fairlead({"resolve", "-host", "127.0.0.1", "-timeout", "none"}).output,
+      "127.0.0.1\n");
 }
 
 // A peer that never stops is not silent: only the time limit ends this.

@@ -109,7 +109,7 @@ ExitStatus RunCommand(std::span<char* const> arguments) {
     name = command.name;
     return Run(command, arguments, output);
   } catch (const Failure& failure) {
-    PrintError(name, failure.what());
+    if (failure.status() != kReaderGone) PrintError(name, failure.what());
     return failure.status();
   } catch (const std::bad_alloc&) {
     PrintError(name, "not enough memory for the input");

@@ -23,6 +23,7 @@ enum ExitStatus : int {
   kSendingFailed = 55,
   kReceivingFailed = 56,
   kInterrupted = 130,  ///< Set by a shell, when SIGINT has ended the process.
+  kReaderGone = 141,   ///< As a shell shows the end by SIGPIPE.
 };
 
 /// What the status means in general; a command's own table says what it means
@@ -57,6 +58,9 @@ constexpr std::string_view Meaning(ExitStatus status) {
       return "receiving failed";
     case kInterrupted:
       return "interrupted by Ctrl-C (SIGINT)";
+    case kReaderGone:
+      return "the reader of standard output has ended, as in '| head -1'; "
+             "without a message";
   }
   return {};
 }

@@ -3,13 +3,16 @@
 #ifndef FAIRLEAD_TOOL_COMMAND_ARGUMENTS_H_
 #define FAIRLEAD_TOOL_COMMAND_ARGUMENTS_H_
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "fairlead/cmdline/simple_cmd_line.h"
+#include "tool/command/duration.h"
 #include "tool/command/uses.h"
 
 namespace fairlead::tool {
@@ -68,6 +71,9 @@ void ParameterIsNotListed();
 /// for, or its default is none of them.
 void ChoicesDoNotMatch();
 
+/// Likewise: the parameter's kind is not the one that is asked for.
+void KindDoesNotMatch();
+
 /// The arguments of a command as one table lists them.
 ///
 /// Asking for a parameter that the table does not list does not compile. A view
@@ -100,6 +106,18 @@ class Arguments {
     }
   };
 
+  /// A parameter of the table and of that kind.
+  template <Kind kKind>
+  class ListedKind : public Listed {
+   public:
+    // NOLINTNEXTLINE(google-explicit-constructor): callers name the parameter.
+    consteval ListedKind(const Parameter& parameter) : Listed(parameter) {
+      if (parameter.kind != kKind) KindDoesNotMatch();
+    }
+  };
+  using ListedNumber = ListedKind<Kind::kNumber>;
+  using ListedDuration = ListedKind<Kind::kDuration>;
+
   explicit Arguments(const ParsedArguments& parsed) : parsed_(&parsed) {}
 
   template <const auto& kLarger>
@@ -125,12 +143,18 @@ class Arguments {
 
   /// Returns the number given, or else the default, or else 0. For a range that
   /// an `int` holds.
-  int Number(Listed parameter) const {
+  int Number(ListedNumber parameter) const {
     return static_cast<int>(WideNumber(parameter));
   }
 
-  std::uint64_t WideNumber(Listed parameter) const {
+  std::uint64_t WideNumber(ListedNumber parameter) const {
     return NumberIn(parsed_->Text(*parameter));
+  }
+
+  /// Returns the duration given, or else the default; nothing for no limit.
+  std::optional<std::chrono::milliseconds> Duration(
+      ListedDuration parameter) const {
+    return DurationIn(parsed_->Text(*parameter));
   }
 
   const ParsedArguments& parsed() const { return *parsed_; }

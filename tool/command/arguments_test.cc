@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <concepts>
 #include <optional>
 #include <string>
@@ -64,6 +65,14 @@ constexpr Parameter kCount = {.name = "count",
                               .group = Group::kWhat,
                               .help = "a count",
                               .range = {.least = 0, .most = UINT64_MAX}};
+constexpr Parameter kIdle = {.name = "idle",
+                             .placeholder = "TIME",
+                             .kind = Kind::kDuration,
+                             .group = Group::kHowLong,
+                             .help = "a time",
+                             .range = {.least = 1, .most = 3'600'000},
+                             .or_none = true,
+                             .fallback = "5"};
 constexpr Parameter kEol = {.name = "eol",
                             .kind = Kind::kChoice,
                             .group = Group::kWhat,
@@ -79,8 +88,9 @@ constexpr Parameter kStranger = {.name = "stranger",
                                  .group = Group::kWhat,
                                  .help = "in no table"};
 
-constexpr auto kUses = Uses(Optional(kName), Optional(kPath), Optional(kPort),
-                            Optional(kCount), Optional(kEol), Optional(kLoud));
+constexpr auto kUses =
+    Uses(Optional(kName), Optional(kPath), Optional(kPort), Optional(kCount),
+         Optional(kIdle), Optional(kEol), Optional(kLoud));
 constexpr auto kPortUses = Uses(Optional(kPort), Optional(kLoud));
 constexpr auto kOperandUses =
     Uses(Optional(kShell, Optional(kTopic)), Optional(kLoud), Optional(kName));
@@ -156,6 +166,22 @@ TEST(ArgumentsTest, AWideNumberKeepsItsBits) {
   EXPECT_EQ(Refusal({"-count", "18446744073709551616"}),
             "-count: 18446744073709551616 is out of range (expected 0 to "
             "18446744073709551615)");
+}
+
+// arguments_misread.cc shows that a duration as a number does not compile.
+TEST(ArgumentsTest, ADurationIsInMillisecondsOrNone) {
+  const auto duration = [](const std::vector<std::string>& words) {
+    return Arguments<kUses>(*Parsed(words)).Duration(kIdle);
+  };
+  using std::chrono::milliseconds;
+  EXPECT_EQ(duration({}), milliseconds(5000));
+  EXPECT_EQ(duration({"-idle", "500ms"}), milliseconds(500));
+  EXPECT_EQ(duration({"-idle", "0.25"}), milliseconds(250));
+  EXPECT_EQ(duration({"-idle", "1h"}), milliseconds(3'600'000));
+  EXPECT_EQ(duration({"-idle", "none"}), std::nullopt);
+  EXPECT_EQ(Refusal({"-idle", "2h"}),
+            "-idle: '2h' is out of range (expected 1ms to 1h: 30 or 0.5 for "
+            "seconds, 500ms, 2m, 1h, 1d, or none)");
 }
 
 // arguments_unlisted.cc shows that no other parameter compiles.

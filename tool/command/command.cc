@@ -3,6 +3,7 @@
 #include "tool/command/command.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "tool/base/concat.h"
 #include "tool/command/parameters.h"
@@ -52,6 +53,15 @@ Parameters ParametersOf(const Command& command) {
                               : Shared(command.subcommands);
   parameters.push_back(&kHelp);
   return parameters;
+}
+
+std::vector<Status> StatusesOf(const Command& command) {
+  std::vector<Status> statuses(command.statuses.begin(),
+                               command.statuses.end());
+  const auto place = std::ranges::lower_bound(statuses, kReaderGone,
+                                              std::less(), &Status::status);
+  statuses.insert(place, {kReaderGone, Meaning(kReaderGone)});
+  return statuses;
 }
 
 const Parameter* FindParameter(const Command& command, std::string_view name) {

@@ -51,7 +51,7 @@ struct Command {
   std::string_view description = {};  ///< Sentences.
   Action action = {};                 ///< Empty for one that has subcommands.
   std::span<const Example> examples = {};
-  std::span<const Status> statuses = {};
+  std::span<const Status> statuses = {};  ///< Without kReaderGone.
   std::span<const Command* const> subcommands = {};
 };
 
@@ -64,6 +64,10 @@ std::string_view TopName(const Command& command);
 /// Returns the parameters that the command takes, each once, -help included; of
 /// a command with subcommands, those that all of them take.
 std::vector<const Parameter*> ParametersOf(const Command& command);
+
+/// Returns the command's statuses, and kReaderGone, which every command has, in
+/// rising order.
+std::vector<Status> StatusesOf(const Command& command);
 
 /// Returns the command's parameter of that name, or null.
 const Parameter* FindParameter(const Command& command, std::string_view name);

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <chrono>
 #include <system_error>
+#include <variant>
 #include <vector>
 
 #include "fairlead/text/strings.h"
@@ -13,6 +15,7 @@
 #include "tool/base/digits.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
+#include "tool/command/duration.h"
 
 namespace fairlead::tool {
 namespace {
@@ -56,6 +59,38 @@ void CheckNumber(const Parameter& parameter, std::string_view value) {
   if (error != std::errc() || number < parameter.range.least ||
       number > parameter.range.most)
     Fail(Concat(prefix, Shown(value), " is out of range", expected));
+}
+
+std::string DurationBound(std::uint64_t bound) {
+  return DurationArgument(std::chrono::milliseconds(bound));
+}
+
+// Returns what the value is not, or "" if it is a duration in the range.
+std::string_view DurationFault(const Range& range, std::string_view value) {
+  const bool negative = value.starts_with('-');
+  const auto read = ReadDuration(value.substr(negative ? 1 : 0));
+  if (const auto* const error = std::get_if<DurationError>(&read)) {
+    if (*error == DurationError::kMalformed) return "is not a time";
+    if (*error == DurationError::kTooFine)
+      return "is not a whole number of milliseconds";
+    return "is out of range";
+  }
+  const auto count = static_cast<std::uint64_t>(
+      std::get<std::chrono::milliseconds>(read).count());
+  return negative || count < range.least || count > range.most
+             ? "is out of range"
+             : "";
+}
+
+void CheckDuration(const Parameter& parameter, std::string_view value) {
+  if (parameter.or_none && value == kNoLimit) return;
+  const std::string_view fault = DurationFault(parameter.range, value);
+  if (!fault.empty())
+    Fail(Concat(Prefix(parameter), Quoted(value), " ", fault, " (expected ",
+                DurationBound(parameter.range.least), " to ",
+                DurationBound(parameter.range.most),
+                ": 30 or 0.5 for seconds, 500ms, 2m, 1h, 1d",
+                parameter.or_none ? ", or none)" : ")"));
 }
 
 std::vector<std::string_view> NamesOf(std::span<const Choice> choices) {
@@ -120,14 +155,15 @@ std::string Spelling(const Parameter& parameter) {
   return Concat("-", parameter.name, value.empty() ? "" : " ", value);
 }
 
-std::string Spelled(const Range& range) {
-  return Concat("[", range.least, "..", range.most, "]");
-}
-
 std::string Explanation(const Parameter& parameter) {
   std::string text(parameter.help);
   if (parameter.kind == Kind::kNumber)
-    text += Concat(" ", Spelled(parameter.range));
+    text +=
+        Concat(" [", parameter.range.least, "..", parameter.range.most, "]");
+  if (parameter.kind == Kind::kDuration)
+    text += Concat(" [", DurationBound(parameter.range.least), "..",
+                   DurationBound(parameter.range.most),
+                   parameter.or_none ? " or none]" : "]");
   if (!parameter.fallback.empty())
     text += Concat(" (default ", parameter.fallback, ")");
   return text;
@@ -147,6 +183,8 @@ void CheckValue(const Parameter& parameter, std::string_view value) {
       return CheckSwitch(parameter, value);
     case Kind::kNumber:
       return CheckNumber(parameter, value);
+    case Kind::kDuration:
+      return CheckDuration(parameter, value);
     case Kind::kChoice:
       ChoiceNamed(parameter, value);
       return;

@@ -22,6 +22,7 @@ enum class Kind {
   kNonEmptyText,  ///< any text but the empty one
   kFile,          ///< the path of a file
   kNumber,        ///< decimal digits, within `range`
+  kDuration,      ///< a time such as 30, 0.5 or 2m, within `range`
   kChoice,        ///< one of `choices`
   kCommand,       ///< the name of a command
   kSubcommand,    ///< the name of a subcommand of the command before it
@@ -79,7 +80,7 @@ struct Choice {
   const char* enumeration;
 };
 
-/// The numbers that a parameter accepts.
+/// The numbers that a parameter accepts; of a duration, the milliseconds.
 struct Range {
   std::uint64_t least = 0;
   std::uint64_t most = 0;
@@ -100,6 +101,7 @@ struct Parameter {
   Group group;
   std::string_view help;  ///< A clause, without a full stop.
   Range range = {};
+  bool or_none = false;  ///< A duration may be "none", for no limit.
   std::span<const Choice> choices = {};
   std::string_view fallback = {};  ///< The default; empty for none.
   /// How to pass a value that begins with '-', which none can: an imperative.
@@ -113,11 +115,9 @@ std::string Placeholder(const Parameter& parameter);
 /// Returns "-port N", "-stdin", or for an operand the placeholder alone.
 std::string Spelling(const Parameter& parameter);
 
-/// Returns the help with the range and the default after it.
+/// Returns the help with the range and the default after it, as in
+/// "the port [1..65535] (default 7000)".
 std::string Explanation(const Parameter& parameter);
-
-/// Returns "[1..65535]".
-std::string Spelled(const Range& range);
 
 /// Returns whether the parameter accepts the name, as one of its choices.
 constexpr bool HasChoice(const Parameter& parameter, std::string_view name) {

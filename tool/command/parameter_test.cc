@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "tool/base/concat.h"
 #include "tool/base/failure.h"
 
 namespace fairlead::tool::parameter_test {
@@ -43,6 +44,20 @@ constexpr Parameter kAny = {.name = "any",
                             .group = Group::kWhere,
                             .help = "a number",
                             .range = kNaturalInt};
+constexpr Parameter kIdle = {.name = "idle",
+                             .placeholder = "TIME",
+                             .kind = Kind::kDuration,
+                             .group = Group::kHowLong,
+                             .help = "the idle time",
+                             .range = {.least = 1, .most = 86'400'000},
+                             .or_none = true,
+                             .fallback = "5"};
+constexpr Parameter kDelay = {.name = "delay",
+                              .placeholder = "TIME",
+                              .kind = Kind::kDuration,
+                              .group = Group::kHowLong,
+                              .help = "the delay",
+                              .range = {.least = 0, .most = 90'000}};
 constexpr Parameter kFast = {.name = "fast",
                              .kind = Kind::kSwitch,
                              .group = Group::kHow,
@@ -57,6 +72,7 @@ TEST(ParameterTest, IsSpelledAsOnTheCommandLine) {
   EXPECT_EQ(Spelling(kColour), "-colour red|green|blue");
   EXPECT_EQ(Spelling(kPort), "-port N");
   EXPECT_EQ(Spelling(kFast), "-fast");
+  EXPECT_EQ(Spelling(kIdle), "-idle TIME");
   EXPECT_EQ(Spelling(kTopic), "TOPIC");
 }
 
@@ -65,6 +81,8 @@ TEST(ParameterTest, IsExplainedWithRangeAndDefault) {
   EXPECT_EQ(Explanation(kPort), "the port [1..65535] (default 7000)");
   EXPECT_EQ(Explanation(kAny), "a number [0..2147483647]");
   EXPECT_EQ(Explanation(kFast), "hurry");
+  EXPECT_EQ(Explanation(kIdle), "the idle time [1ms..1d or none] (default 5)");
+  EXPECT_EQ(Explanation(kDelay), "the delay [0..90s]");
 }
 
 std::string Refusal(const Parameter& parameter, std::string_view value) {
@@ -106,6 +124,52 @@ TEST(ParameterTest, ANumberIsAnIntegerInItsRange) {
     SCOPED_TRACE(c.text);
     EXPECT_EQ(Refusal(kPort, c.text), c.refusal);
   }
+}
+
+struct DurationCase {
+  const char* text;
+  const char* fault;
+};
+
+constexpr DurationCase kDurationCases[] = {
+    {"1ms", ""},
+    {"0.001", ""},
+    {"1d", ""},
+    {"24h", ""},
+    {"86400", ""},
+    {"none", ""},
+    {"0", "is out of range"},
+    {"0ms", "is out of range"},
+    {"86400001ms", "is out of range"},
+    {"1.01d", "is out of range"},
+    {"-5", "is out of range"},
+    {"99999999999999999999d", "is out of range"},
+    {"0.0005", "is not a whole number of milliseconds"},
+    {"1.5ms", "is not a whole number of milliseconds"},
+    {"", "is not a time"},
+    {"-", "is not a time"},
+    {"NONE", "is not a time"},
+    {"5 s", "is not a time"},
+    {" 5", "is not a time"},
+    {"5w", "is not a time"},
+};
+
+TEST(ParameterTest, ADurationIsATimeInItsRange) {
+  for (const auto& [text, fault] : kDurationCases) {
+    const std::string refusal =
+        Concat("-idle: '", text, "' ", fault,
+               " (expected 1ms to 1d: 30 or 0.5 for seconds, 500ms, 2m, 1h, "
+               "1d, or none)");
+    EXPECT_EQ(Refusal(kIdle, text), *fault == 0 ? "accepted" : refusal);
+  }
+}
+
+TEST(ParameterTest, NoneIsADurationOnlyWhereItIsAllowed) {
+  EXPECT_EQ(Refusal(kDelay, "0"), "accepted");
+  EXPECT_EQ(Refusal(kDelay, "1.5m"), "accepted");
+  EXPECT_EQ(Refusal(kDelay, "none"),
+            "-delay: 'none' is not a time (expected 0 to 90s: 30 or 0.5 for "
+            "seconds, 500ms, 2m, 1h, 1d)");
 }
 
 TEST(ParameterTest, AChoiceIsOneOfItsNames) {

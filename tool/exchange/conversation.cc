@@ -11,6 +11,7 @@
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/command/command.h"
+#include "tool/command/duration.h"
 #include "tool/exchange/view.h"
 #include "tool/io/progress.h"
 
@@ -19,24 +20,14 @@ namespace {
 
 using Step = ExchangeEvent::Kind;
 
-// Returns a clause such as "idle for 500 ms" needs.
-std::string Seconds(ExchangeLimits::Limit limit) {
-  const auto count = limit.value_or(std::chrono::milliseconds(0)).count();
-  return count % 1000 == 0 ? Concat(count / 1000, " s") : Concat(count, " ms");
-}
-
 std::string Bytes(std::uint64_t count) {
   return Concat(count, count == 1 ? " byte" : " bytes");
 }
 
 ExchangeLimits LimitsOf(const Arguments<kExchangeUses>& arguments) {
-  ExchangeLimits limits = {
-      .total = std::nullopt,
-      .connect = std::nullopt,
-      .idle = std::chrono::seconds(arguments.Number(kIdle))};
-  if (arguments.Has(kConnecttimeout))
-    limits.connect = std::chrono::seconds(arguments.Number(kConnecttimeout));
-  return limits;
+  return {.total = std::nullopt,
+          .connect = arguments.Duration(kConnecttimeout),
+          .idle = arguments.Duration(kIdle)};
 }
 
 }  // namespace
@@ -49,7 +40,7 @@ std::string NotResolved(std::string_view host, int error) {
 ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments) {
   return {.command = std::string(TopName(arguments.parsed().command())),
           .host = {},
-          .timeout = arguments.Number(kTimeout),
+          .timeout = arguments.Duration(kTimeout),
           .limits = LimitsOf(arguments),
           .stop = {.messages = arguments.Number(kMessages),
                    .bytes = arguments.Number(kBytes),
@@ -193,7 +184,8 @@ std::string Conversation::Ending() const {
     case ExchangeEnd::kDone:
       return "enough was received";
     case ExchangeEnd::kSilence:
-      return Concat(result_.Text(), " for ", Seconds(settings_.limits.idle));
+      return Concat(result_.Text(), " for ",
+                    DurationText(*settings_.limits.idle));
     default:
       return result_.Text();
   }

@@ -27,7 +27,7 @@ struct ConversationSettings {
   std::string command;  ///< For messages.
   std::string host;
   int port = 0;  ///< Still 0 with -demo.
-  int timeout = 0;
+  ExchangeLimits::Limit timeout;
   ExchangeLimits
       limits;  ///< Without the total: the time limit ends the process.
   bool half_close = false;

@@ -10,7 +10,8 @@
 
 namespace fairlead::tool {
 
-inline constexpr Range kTimeRange = {.least = 1, .most = 86400};  // A day.
+/// In milliseconds, up to a year.
+inline constexpr Range kTimeRange = {.least = 1, .most = 31'536'000'000};
 inline constexpr Range kCountRange = {.least = 1, .most = INT_MAX};
 
 inline constexpr Parameter kHost = {
@@ -33,25 +34,27 @@ inline constexpr Parameter kDemo = {
 
 inline constexpr Parameter kTimeout = {
     .name = "timeout",
-    .placeholder = "SECONDS",
-    .kind = Kind::kNumber,
+    .placeholder = "TIME",
+    .kind = Kind::kDuration,
     .group = Group::kHowLong,
     .help = "total time limit, including name resolution",
     .range = kTimeRange,
+    .or_none = true,
     .fallback = "30"};
 inline constexpr Parameter kIdle = {.name = "idle",
-                                    .placeholder = "SECONDS",
-                                    .kind = Kind::kNumber,
+                                    .placeholder = "TIME",
+                                    .kind = Kind::kDuration,
                                     .group = Group::kHowLong,
-                                    .help = "stop after SECONDS without data",
+                                    .help = "stop after TIME without data",
                                     .range = kTimeRange,
+                                    .or_none = true,
                                     .fallback = "5"};
 inline constexpr Parameter kConnecttimeout = {
     .name = "connecttimeout",
-    .placeholder = "SECONDS",
-    .kind = Kind::kNumber,
+    .placeholder = "TIME",
+    .kind = Kind::kDuration,
     .group = Group::kHowLong,
-    .help = "give up on an address after SECONDS, and try the next",
+    .help = "give up on an address after TIME, and try the next",
     .range = kTimeRange};
 inline constexpr Parameter kMessages = {
     .name = "messages",

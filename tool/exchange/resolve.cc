@@ -19,7 +19,7 @@ constexpr auto kUses = Uses(kHost, Optional(kTimeout), Optional(kQuiet));
 
 ExitStatus Resolve(const Arguments<kUses>& arguments, const Output& output) {
   const std::string host = arguments.Text(kHost);
-  TimeLimit limit("resolve", arguments.Number(kTimeout));
+  TimeLimit limit("resolve", arguments.Duration(kTimeout));
   limit.Enter(Concat("resolving ", Quoted(host)));
 
   const HostLookup found = LookUpHost(host);

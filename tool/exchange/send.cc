@@ -80,8 +80,8 @@ class SendPlan {
 
  private:
   void TakeFromProfile() {
-    settings.timeout = profile.Number(kTimeout);
-    settings.limits.idle = std::chrono::seconds(profile.Number(kIdle));
+    settings.timeout = profile.Duration(kTimeout);
+    settings.limits.idle = profile.Duration(kIdle);
     settings.view = profile.Chosen<View>(kView);
     settings.host = demo ? "127.0.0.1" : Needed(kHost);
     settings.port = demo ? 0 : static_cast<int>(NumberIn(Needed(kPort)));

@@ -8,7 +8,6 @@
 
 #include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_document.h"
-#include "fairlead/text/strings.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
@@ -84,12 +83,9 @@ std::string Profile::Text(Listed parameter) const {
   return value.empty() ? std::string(parameter->fallback) : value;
 }
 
-int Profile::Number(Listed parameter) const {
-  const int number = arguments_.Number(parameter);
-  if (arguments_.Has(parameter) || !document_ || InFile(*parameter).empty())
-    return number;
-  int value = 0;
-  return getval<int>(InFile(*parameter), value) ? value : number;
+std::optional<std::chrono::milliseconds> Profile::Duration(
+    Arguments<kProfileUses>::ListedDuration parameter) const {
+  return DurationIn(Text(parameter));
 }
 
 void Profile::Save() const {
@@ -109,9 +105,9 @@ void Profile::Save() const {
 void Profile::WriteGiven(IniDocument& document) const {
   for (const Listed& parameter : kKept) {
     if (!arguments_.Has(parameter)) continue;
-    const std::string text = parameter->kind == Kind::kNumber
-                                 ? Concat(arguments_.Number(parameter))
-                                 : arguments_.Text(parameter);
+    const std::string given = arguments_.Text(parameter);
+    const std::string text =
+        parameter->kind == Kind::kNumber ? Concat(NumberIn(given)) : given;
     const ini::Place place = {.section = section_,
                               .key = std::string(parameter->name)};
     ini::Require(document.Set(place.Name(), text), file_, place);

@@ -3,6 +3,7 @@
 #ifndef FAIRLEAD_TOOL_EXCHANGE_SEND_PROFILE_H_
 #define FAIRLEAD_TOOL_EXCHANGE_SEND_PROFILE_H_
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -65,7 +66,8 @@ class Profile {
       Arguments<kProfileUses>::ListedChoice<Enumeration> parameter) const {
     return ValueNamed<Enumeration>(*parameter, Text(parameter));
   }
-  int Number(Listed parameter) const;
+  std::optional<std::chrono::milliseconds> Duration(
+      Arguments<kProfileUses>::ListedDuration parameter) const;
 
   /// With -saveprofile, writes what was given into the file, all or nothing.
   ///

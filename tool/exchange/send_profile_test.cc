@@ -63,6 +63,15 @@ TEST_F(SendProfileTest, TimesInTheFileAreUsed) {
   EXPECT_EQ(Send({}).status, 52);
 }
 
+TEST_F(SendProfileTest, ADurationInTheFileHasItsUnit) {
+  ScriptedServer server([](int connection) { ReceiveAll(connection); });
+  Write(Concat("[server]\nhost=127.0.0.1\nport=", server.port(),
+               "\nidle=none\ntimeout=40ms\n"));
+  const Outcome outcome = Send({});
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_THAT(outcome.error, HasSubstr("timed out after 40 ms while "));
+}
+
 TEST_F(SendProfileTest, ADemoNeedsNoServerInTheFile) {
   Write("[server]\nhost=nowhere.invalid\nport=1\neol=lf\n");
   const Outcome outcome = Send({"-demo"});
@@ -79,8 +88,11 @@ TEST_F(SendProfileTest, AWrongValueIsNamed) {
            Case{"port=70000",
                 "-port: 70000 is out of range (expected 1 to 65535)"},
            {"port=x", "-port: 'x' is not an integer"},
-           {"idle=0", "-idle: 0 is out of range (expected 1 to 86400)"},
-           {"timeout=-1", "-timeout: -1 is out of range (expected 1 to 86400)"},
+           {"idle=0",
+            "-idle: '0' is out of range (expected 1ms to 365d: 30 or 0.5 for "
+            "seconds, 500ms, 2m, 1h, 1d, or none)"},
+           {"timeout=-1", "-timeout: '-1' is out of range"},
+           {"timeout=1x", "-timeout: '1x' is not a time"},
            {"eol=cr", "-eol: 'cr' is not valid; choose none, lf or crlf"},
            {"view=all",
             "-view: 'all' is not valid; choose raw, text, hex, dump or json"},
@@ -120,6 +132,8 @@ TEST_F(SendProfileTest, SavesTheGivenParameters) {
   EXPECT_EQ(first.error, "");
   EXPECT_EQ(first.output, "hi");
   EXPECT_EQ(Text(), "[server]\nidle=7\n");
+  Send({"-saveprofile", "-demo", "-idle", "none", "-timeout", "1.5m"});
+  EXPECT_EQ(Text(), "[server]\nidle=none\ntimeout=1.5m\n");
 
   Write("# mine\n[server]\n;eol=lf\n[other]\nport=1\n# the end\n");
   const std::string port = std::to_string(ClosedPort());

@@ -5,11 +5,11 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <utility>
 
 #include "tool/base/concat.h"
 #include "tool/base/exit_status.h"
+#include "tool/command/duration.h"
 #include "tool/io/output.h"
 
 namespace fairlead::tool {
@@ -23,10 +23,11 @@ bool StderrIsWritable() {
 
 }  // namespace
 
-TimeLimit::TimeLimit(std::string command, int seconds)
-    : command_(std::move(command)),
-      seconds_(seconds),
-      thread_([this] { Run(); }) {}
+TimeLimit::TimeLimit(std::string command,
+                     std::optional<std::chrono::milliseconds> limit)
+    : command_(std::move(command)) {
+  if (limit) thread_ = std::thread([this, limit] { Run(*limit); });
+}
 
 TimeLimit::~TimeLimit() {
   {
@@ -34,7 +35,7 @@ TimeLimit::~TimeLimit() {
     ended_ = true;
   }
   ended_cv_.notify_one();
-  thread_.join();
+  if (thread_.joinable()) thread_.join();
 }
 
 void TimeLimit::Enter(std::string stage) {
@@ -49,13 +50,11 @@ void TimeLimit::OnTimeout(
 }
 
 // Calls _exit(), because a destructor could block on what timed out.
-void TimeLimit::Run() {
+void TimeLimit::Run(std::chrono::milliseconds limit) {
   std::unique_lock lock(mutex_);
-  if (ended_cv_.wait_for(lock, std::chrono::seconds(seconds_),
-                         [this] { return ended_; }))
-    return;
-  const std::string message = Concat("timed out after ", seconds_, " s while ",
-                                     stage_, "; increase -timeout");
+  if (ended_cv_.wait_for(lock, limit, [this] { return ended_; })) return;
+  const std::string message = Concat("timed out after ", DurationText(limit),
+                                     " while ", stage_, "; increase -timeout");
   if (on_timeout_) on_timeout_(message);
   if (StderrIsWritable()) PrintError(command_, message);
   _exit(kTimeIsOver);

@@ -3,9 +3,11 @@
 #ifndef FAIRLEAD_TOOL_EXCHANGE_TIME_LIMIT_H_
 #define FAIRLEAD_TOOL_EXCHANGE_TIME_LIMIT_H_
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -19,7 +21,9 @@ namespace fairlead::tool {
 /// whatever the others wait for. No data is lost, because output is unbuffered.
 class TimeLimit {
  public:
-  TimeLimit(std::string command, int seconds);
+  /// @param limit `std::nullopt` for none
+  TimeLimit(std::string command,
+            std::optional<std::chrono::milliseconds> limit);
   TimeLimit(const TimeLimit&) = delete;
   TimeLimit& operator=(const TimeLimit&) = delete;
 
@@ -35,16 +39,15 @@ class TimeLimit {
   void OnTimeout(std::function<void(std::string_view message)> callback);
 
  private:
-  void Run();
+  void Run(std::chrono::milliseconds limit);
 
   const std::string command_;  // Set once.
-  const int seconds_;          // Set once.
   std::mutex mutex_;
   std::condition_variable ended_cv_;
   bool ended_ = false;                                // Guarded by mutex_.
   std::string stage_ = "preparing";                   // Guarded by mutex_.
   std::function<void(std::string_view)> on_timeout_;  // Guarded by mutex_.
-  std::thread thread_;  // Last: it starts when the rest is initialized.
+  std::thread thread_;  // Joinable if there is a limit.
 };
 
 }  // namespace fairlead::tool

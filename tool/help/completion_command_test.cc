@@ -44,6 +44,7 @@ TEST(CompletionCommandTest, BashCompletes) {
   EXPECT_EQ(Completed("fairlead send -quiet -vi"), "-view\n");
   EXPECT_EQ(Completed("fairlead send -eol ''"), "none lf crlf\n");
   EXPECT_EQ(Completed("fairlead send -port ''"), "\n");
+  EXPECT_EQ(Completed("fairlead send -timeout ''"), "none\n");
   EXPECT_EQ(Completed("fairlead send -file /dev/nul"), "/dev/null\n");
   EXPECT_EQ(Completed("fairlead completion z"), "zsh\n");
 }
@@ -81,6 +82,12 @@ TEST(CompletionCommandTest, ZshOffersPerSubcommand) {
   EXPECT_THAT(get, HasSubstr("'-format["));
   EXPECT_THAT(get, HasSubstr(":format:(text sh json nul assign)'"));
   EXPECT_THAT(get, Not(HasSubstr("'-value[")));
+}
+
+TEST(CompletionCommandTest, ZshOffersNoLimit) {
+  EXPECT_THAT(ZshCompletion(),
+              HasSubstr("'-idle[stop after TIME without data \\[1ms..365d or "
+                        "none\\] (default 5)]:TIME:(none)'"));
 }
 
 TEST(CompletionCommandTest, ZshTakesItsScript) {

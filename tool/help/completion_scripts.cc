@@ -7,6 +7,7 @@
 
 #include "tool/base/concat.h"
 #include "tool/command/command_table.h"
+#include "tool/command/duration.h"
 
 namespace fairlead::tool {
 namespace {
@@ -40,8 +41,9 @@ std::string NamesOf(std::span<const Choice> choices) {
 
 // Returns what can be typed for the value, or "" if that is not known.
 std::string ValuesOf(const Parameter& parameter) {
-  return parameter.kind == Kind::kCommand ? NamesOf(Commands())
-                                          : NamesOf(parameter.choices);
+  if (parameter.kind == Kind::kCommand) return NamesOf(Commands());
+  if (parameter.or_none) return std::string(kNoLimit);
+  return NamesOf(parameter.choices);
 }
 
 // Returns a clause of a `case` for each command that has subcommands.

@@ -88,6 +88,21 @@ TEST(HelpCommandTest, ShowsRangesDefaultsAndChoices) {
                         "above 24\n"));
 }
 
+TEST(HelpCommandTest, ExplainsDurations) {
+  const std::string forms =
+      "\nTIME is a number of seconds, such as 30 or 0.5, or has a unit: 500ms, "
+      "30s, 2m,\n1h, 1d.\n\nExit status:\n";
+  for (const char* const name : {"send", "recv", "resolve"}) {
+    const std::string help = Fairlead({"help", name}).output;
+    EXPECT_THAT(
+        help, HasSubstr("  -timeout TIME      total time limit, including name "
+                        "resolution [1ms..365d or\n                     none] "
+                        "(default 30)\n"));
+    EXPECT_THAT(help, HasSubstr(forms));
+  }
+  EXPECT_THAT(Fairlead({"help", "log"}).output, Not(HasSubstr("TIME is")));
+}
+
 TEST(HelpCommandTest, HasTheStatusesOfTheCommand) {
   EXPECT_THAT(Fairlead({"help", "recv"}).output,
               HasSubstr("\n  1    the text of -until was not received\n"));
@@ -96,6 +111,11 @@ TEST(HelpCommandTest, HasTheStatusesOfTheCommand) {
       HasSubstr(
           "\n  1    not found, disabled, different, or already exists\n"));
   EXPECT_THAT(Fairlead({"help", "size"}).output, Not(HasSubstr("130")));
+  for (const char* const name : {"send", "size", "help", "ini"})
+    EXPECT_THAT(
+        Fairlead({"help", name}).output,
+        HasSubstr("\n  141  the reader of standard output has ended, as "
+                  "in '| head -1'; without a\n       message\n"));
 }
 
 TEST(HelpCommandTest, FitsATerminal) {

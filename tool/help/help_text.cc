@@ -7,6 +7,7 @@
 
 #include "tool/base/concat.h"
 #include "tool/command/command_table.h"
+#include "tool/command/duration.h"
 #include "tool/command/usage.h"
 
 namespace fairlead::tool {
@@ -92,9 +93,20 @@ std::string ParameterList(const Command& command) {
   return text;
 }
 
+// Returns the forms of a duration if the command takes one.
+std::string DurationList(const Command& command) {
+  if (std::ranges::none_of(ParametersOf(command), [](const Parameter* p) {
+        return p->kind == Kind::kDuration;
+      }))
+    return "";
+  std::string text = "\n";
+  AppendWrapped(text, 0, kDurationForms);
+  return text;
+}
+
 std::string StatusList(const Command& command) {
   std::string text = "\nExit status:\n";
-  for (const auto& [status, meaning] : command.statuses)
+  for (const auto& [status, meaning] : StatusesOf(command))
     text += Entry(Concat(static_cast<int>(status)), 7, meaning);
   return text;
 }
@@ -129,7 +141,7 @@ std::string CommandHelp(const Command& command) {
   text += ExampleList(command) + "\n";
   AppendWrapped(text, 0, command.description);
   return text + SubcommandList(command) + ParameterList(command) +
-         StatusList(command);
+         DurationList(command) + StatusList(command);
 }
 
 }  // namespace fairlead::tool

@@ -7,6 +7,7 @@
 
 #include "tool/base/concat.h"
 #include "tool/command/command_table.h"
+#include "tool/command/duration.h"
 #include "tool/command/usage.h"
 #include "tool/help/help_text.h"
 
@@ -109,7 +110,7 @@ std::string Summaries() {
 std::string StatusList() {
   std::set<ExitStatus> statuses;
   for (const Command* const command : Commands())
-    for (const Status& status : command->statuses)
+    for (const Status& status : StatusesOf(*command))
       statuses.insert(status.status);
 
   std::string text;
@@ -152,8 +153,8 @@ constexpr std::string_view kEnvironment =
 
 std::string ManPage() {
   return Concat(TitleLine(), kOpening, Summaries(), ".PP\n", Roff(kConventions),
-                "\n.SH COMMANDS\n", Sections(), ".SH EXIT STATUS\n",
-                StatusList(), kEnvironment);
+                "\n.PP\n", Roff(kDurationForms), "\n.SH COMMANDS\n", Sections(),
+                ".SH EXIT STATUS\n", StatusList(), kEnvironment);
 }
 
 }  // namespace fairlead::tool

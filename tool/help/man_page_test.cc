@@ -57,6 +57,19 @@ TEST(ManPageTest, SumsUpTheStatuses) {
   EXPECT_THAT(page, HasSubstr("\n.B 1\nthe answer is no.\n"));
   EXPECT_THAT(page, HasSubstr("\n.B 28\na time limit was reached.\n"));
   EXPECT_THAT(page, HasSubstr("\n.B 130\ninterrupted by Ctrl\\-C (SIGINT).\n"));
+  EXPECT_THAT(page,
+              HasSubstr("\n.B 141\nthe reader of standard output has ended, as "
+                        "in \\(aq| head \\-1\\(aq; without a message.\n"));
+}
+
+TEST(ManPageTest, ExplainsDurations) {
+  const std::string page = ManPage();
+  EXPECT_THAT(page,
+              HasSubstr("\n.PP\nTIME is a number of seconds, such as 30 or "
+                        "0.5, or has a unit: 500ms, 30s, 2m, 1h, 1d.\n"));
+  EXPECT_THAT(page,
+              HasSubstr("\n.BI \\-idle \" TIME\"\nstop after TIME without "
+                        "data [1ms..365d or none] (default 5).\n"));
 }
 
 bool IsInstalled(const std::string& program) {

@@ -298,9 +298,13 @@ TEST_F(IniCommandTest, ReportsFailedReadsAndWrites) {
       23);
   Write("[a]\n");
   EXPECT_EQ(
-      RunProgram({.arguments = Line({"sections"}), .output_is_broken = true})
+      RunProgram({.arguments = Line({"sections"}), .output_path = "/dev/full"})
           .status,
       23);
+  EXPECT_EQ(
+      RunProgram({.arguments = Line({"sections"}), .output_is_broken = true})
+          .status,
+      141);
 }
 
 TEST_F(IniCommandTest, ManyProcessesLoseNoSetting) {

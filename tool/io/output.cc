@@ -31,7 +31,7 @@ std::atomic<bool> bar_is_drawn = false;
 std::atomic<bool> data_line_is_open = false;  // No newline yet.
 
 [[noreturn]] void FailToWrite(int error) {
-  throw Failure(kCannotWrite,
+  throw Failure(error == EPIPE ? kReaderGone : kCannotWrite,
                 Concat("cannot write standard output: ", ErrorText(error)));
 }
 

@@ -22,7 +22,8 @@ struct Screen {
 /// points descriptor 1 at standard error. It also opens /dev/null in the
 /// opposite mode for each standard descriptor that is closed: no file or socket
 /// then reuses its number, and using it fails. It ignores SIGPIPE and SIGXFSZ,
-/// so that a closed pipe and a limit on file sizes are reported as errors.
+/// so that a command can finish its work when a pipe is closed, and a limit on
+/// file sizes is reported as an error.
 ///
 /// Create at most one per process.
 class Output {
@@ -35,7 +36,8 @@ class Output {
 
   /// Writes all the bytes, unbuffered.
   ///
-  /// @throws Failure with kCannotWrite
+  /// @throws Failure with kReaderGone if the pipe has no reader; with
+  ///     kCannotWrite for any other error
   void Write(std::string_view bytes) const;
 
   /// Closes standard output, so that its reader sees the end. What is written

@@ -86,7 +86,7 @@ double Seconds(std::string_view text) {
 
 // Writes CLog's copy to standard output. A stream swallows exceptions of its
 // buffer, so the first failure is kept. If the output blocks, a signal ends the
-// wait, and only the file gets the rest.
+// wait. If the reader is gone, only the file gets the rest.
 class OutputCopy : public std::streambuf {
  public:
   OutputCopy(const Output& output, const Interruption& interruption)
@@ -94,9 +94,15 @@ class OutputCopy : public std::streambuf {
 
   const std::optional<Failure>& failure() const { return failure_; }
 
+  // Returns whether the lines that are not read yet can be logged too.
+  bool MayContinue() const {
+    return !failure_ || failure_->status() == kReaderGone;
+  }
+
  private:
   std::streamsize xsputn(const char* text, std::streamsize size) override {
     const std::string_view bytes(text, static_cast<std::size_t>(size));
+    if (failure_) return 0;
     try {
       if (!output_.AwaitWritable(interruption_.descriptor())) return 0;
       output_.Write(output_.screen().terminal ? Visible(bytes)
@@ -201,12 +207,13 @@ Input AwaitInput(const Interruption& interruption, int wait) {
   return waits[0].revents != 0 ? Input::kReady : Input::kNotReady;
 }
 
-// Logs until the input ends, a signal arrives or standard output fails. Returns
-// 0 or the error of a failed poll or read.
+// Logs until the input ends, a signal arrives or standard output fails; without
+// its reader, only the file gets the lines. Returns 0 or the error of a failed
+// poll or read.
 int LogLines(LineLogger& logger, const Interruption& interruption,
              const OutputCopy& copy) {
   std::vector<char> buffer(kBufferSize);
-  while (!Interruption::HasCome() && !copy.failure()) {
+  while (!Interruption::HasCome() && copy.MayContinue()) {
     const Input input = AwaitInput(interruption, logger.Wait());
     if (input == Input::kFailed) return errno;
     logger.ReportEnded();
@@ -259,11 +266,12 @@ ExitStatus Log(const Arguments& arguments, const Output& output) {
   const std::string missing = file.Missing();
   if (!missing.empty()) PrintError("log", missing);
   if (Interruption::HasCome()) Interruption::End();
-  if (copy.failure()) throw Failure(*copy.failure());
+  if (!copy.MayContinue()) throw Failure(*copy.failure());
   if (error != 0)
     throw Failure(kCannotRead,
                   Concat("cannot read standard input: ", ErrorText(error)));
-  return missing.empty() ? kDone : kCannotWrite;
+  if (!missing.empty()) return kCannotWrite;
+  return copy.failure() ? kReaderGone : kDone;
 }
 
 constexpr auto kExamples = std::to_array<Example>({
@@ -298,7 +306,9 @@ constinit const Command kLogCommand = {
         "different files. Several processes may append to one file: no line is "
         "lost or torn. Ends with its input, with the first line that standard "
         "output does not accept, and on Ctrl-C, SIGTERM or SIGHUP: then the "
-        "file has what was read, and suppressed repeats are counted. Lines "
+        "file has what was read, and suppressed repeats are counted. If "
+        "only the reader of standard output ends, as in '| head -1', the file "
+        "still gets every line up to the end of the input. Lines "
         "that cannot be written to the file, for example because the disk is "
         "full, wait in memory (up to 64 KiB) and are retried; at the end, a "
         "message reports how many bytes are missing, except for a pipe or a "

@@ -225,10 +225,13 @@ TEST_F(LogCommandTest, HelpDocumentsWhatCanBeMissing) {
   const std::string help = Fairlead({"log", "-help"}).output;
   for (const char* const text :
        {"-file FILE", "-crlf", "-stamp bracket|plain|none", "(default bracket)",
-        "-once SECONDS", "Ctrl-C", "bytes are missing",
-        "no line is lost or torn", "stay in memory", "\n  23 ", "\n  26 ",
-        "\n  130 "})
+        "-once SECONDS", "Ctrl-C", "\n  23 ", "\n  26 ", "\n  130 ",
+        "\n  141 "})
     EXPECT_THAT(help, HasSubstr(text));
+  for (const char* const text :
+       {"bytes are missing", "no line is lost or torn", "stay in memory",
+        "the file still gets every line up to the end of the input"})
+    EXPECT_THAT(OneLine(help), HasSubstr(text));
   EXPECT_THAT(ManPage(), HasSubstr("\n.SS log\n"));
 }
 

@@ -125,16 +125,50 @@ TEST_F(LogEndingsTest, ASignalEndsItWhileTheFileBlocks) {
   close(pipe);
 }
 
-TEST_F(LogEndingsTest, AClosedPipeEndsItAfterAllIsLogged) {
+// The input is longer than what is read at once.
+TEST_F(LogEndingsTest, TheFileGetsAllLinesWithoutAReaderOfTheOutput) {
+  const std::string text = LinesOf('r', 5000);
+  ASSERT_GT(text.size(), 200'000U);
+  const Outcome outcome =
+      RunProgram({.arguments = Arguments({"-stamp", "none"}),
+                  .input = text,
+                  .output_is_broken = true});
+  EXPECT_EQ(outcome.status, 141);
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_TRUE(File() == text);
+}
+
+TEST_F(LogEndingsTest, RepeatsAreCountedWithoutAReaderOfTheOutput) {
   const Outcome outcome =
       RunProgram({.arguments = Arguments({"-stamp", "none", "-once", "3600"}),
                   .input = "a\nb\na\nc",
-                  .input_stays_open = true,
                   .output_is_broken = true});
-  EXPECT_EQ(outcome.status, 23);
-  EXPECT_EQ(outcome.error,
-            "fairlead log: cannot write standard output: Broken pipe\n");
+  EXPECT_EQ(outcome.status, 141);
+  EXPECT_EQ(outcome.error, "");
   EXPECT_EQ(File(), "a\nb\nc\nrepeated 1 time: a\n");
+}
+
+TEST_F(LogEndingsTest, ReportsMissingBytesWithoutAReaderOfTheOutput) {
+  const std::string text = LinesOf('m', 400);
+  const Outcome full =
+      RunProgram({.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"",
+                                     FAIRLEAD_PROGRAM} +
+                               Arguments({"-stamp", "none"}),
+                  .input = text,
+                  .output_is_broken = true,
+                  .program = "/bin/sh"});
+  EXPECT_EQ(full.status, 23);
+  EXPECT_THAT(full.error, HasSubstr("are missing: the disk is full"));
+}
+
+TEST_F(LogEndingsTest, ASignalEndsItWithoutAReaderOfTheOutput) {
+  Process process({.arguments = Arguments({"-stamp", "none"}),
+                   .input = "a\n",
+                   .input_stays_open = true,
+                   .output_is_broken = true});
+  AwaitFile("a\n");
+  kill(process.pid(), SIGTERM);
+  EXPECT_EQ(process.Wait().signal, SIGTERM);
 }
 
 TEST_F(LogEndingsTest, AFullOutputEndsIt) {
