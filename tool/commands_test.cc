@@ -75,7 +75,8 @@ TEST(CommandsTest, OnlyACommandThatWaitsCanBeInterrupted) {
                              &Status::status) !=
            FindCommand(name)->statuses.end();
   };
-  for (const char* const name : {"send", "recv", "resolve", "log", "crypt"})
+  for (const char* const name :
+       {"send", "recv", "listen", "resolve", "log", "crypt"})
     EXPECT_TRUE(listed(name)) << name;
   for (const char* const name : {"time", "size", "code", "help", "version"})
     EXPECT_FALSE(listed(name)) << name;
@@ -147,7 +148,8 @@ TEST(CommandsTest, EveryExampleIsRight) {
       words.erase(words.begin());
       const bool runs_anywhere =
           std::ranges::none_of(words, [](const std::string& word) {
-            return word == "-host" || word == "-file" || word == "-settings";
+            return word == "-host" || word == "-port" || word == "-file" ||
+                   word == "-settings";
           });
       if (runs_anywhere) {
         const Outcome outcome = Fairlead(words);
