@@ -7,6 +7,9 @@
 #include <string>
 #include <thread>
 
+#include "tool/base/descriptor.h"
+#include "tool/exchange/listener.h"
+
 namespace fairlead::tool {
 
 /// Serves one client on a free loopback port: sends the greeting, echoes up to
@@ -18,19 +21,17 @@ class DemoServer {
   DemoServer(const DemoServer&) = delete;
   DemoServer& operator=(const DemoServer&) = delete;
 
-  /// Waits for the server's thread. Close the client's connection first.
+  /// Ends the service, and the connection.
   ~DemoServer();
 
-  int port() const { return port_; }
+  int port() const { return listener_.port(); }
 
  private:
-  void Serve() const;
+  void Serve();
 
-  const std::string greeting_;
-  const std::size_t echoed_;
-  int listener_;
-  int port_;
-  std::thread thread_;  // Last: it starts when the rest is initialized.
+  Listener listener_;
+  const Descriptor stop_;  // An eventfd.
+  std::thread thread_;     // Last: it starts when the rest is initialized.
 };
 
 }  // namespace fairlead::tool
