@@ -86,7 +86,8 @@ TEST(CommandsTest, OnlyACommandThatWaitsCanBeInterrupted) {
                              &Status::status) !=
            FindCommand(name)->statuses.end();
   };
-  for (const char* const name : {"send", "recv", "resolve", "log", "crypt"})
+  for (const char* const name :
+       {"send", "recv", "listen", "resolve", "log", "crypt"})
     EXPECT_TRUE(listed(name)) << name;
   for (const char* const name : {"time", "size", "code", "help", "version"})
     EXPECT_FALSE(listed(name)) << name;
@@ -153,7 +154,8 @@ const Command& CommandOf(Words& words) {
 // Returns whether the example needs no server and no file.
 bool RunsAnywhere(const Words& words) {
   return std::ranges::none_of(words, [](const std::string& word) {
-    return word == "-host" || word == "-file" || word == "-settings";
+    return word == "-host" || word == "-port" || word == "-file" ||
+           word == "-settings";
   });
 }
 

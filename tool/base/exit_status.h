@@ -19,6 +19,7 @@ enum ExitStatus : int {
   kCannotWrite = 23,
   kCannotRead = 26,
   kTimeIsOver = 28,
+  kAddressInUse = 48,
   kNothingAnswered = 52,
   kSendingFailed = 55,
   kReceivingFailed = 56,
@@ -50,6 +51,8 @@ constexpr std::string_view Meaning(ExitStatus status) {
       return "standard input or a file cannot be read";
     case kTimeIsOver:
       return "a time limit was reached";
+    case kAddressInUse:
+      return "the address is in use";
     case kNothingAnswered:
       return "connected, but received nothing";
     case kSendingFailed:

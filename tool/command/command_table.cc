@@ -17,10 +17,10 @@ namespace fairlead::tool {
 namespace {
 
 constexpr std::array kCommands = {
-    &kSendCommand,       &kRecvCommand,  &kResolveCommand, &kIniCommand,
-    &kLogCommand,        &kTimeCommand,  &kSizeCommand,    &kCodeCommand,
-    &kSumCommand,        &kCryptCommand, &kHelpCommand,    &kVersionCommand,
-    &kCompletionCommand,
+    &kSendCommand,    &kRecvCommand,       &kListenCommand, &kResolveCommand,
+    &kIniCommand,     &kLogCommand,        &kTimeCommand,   &kSizeCommand,
+    &kCodeCommand,    &kSumCommand,        &kCryptCommand,  &kHelpCommand,
+    &kVersionCommand, &kCompletionCommand,
 };
 
 const Command* Find(std::span<const Command* const> commands,

@@ -12,6 +12,7 @@ namespace fairlead::tool {
 
 extern const Command kSendCommand;
 extern const Command kRecvCommand;
+extern const Command kListenCommand;
 extern const Command kResolveCommand;
 extern const Command kIniCommand;
 extern const Command kLogCommand;

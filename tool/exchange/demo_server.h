@@ -3,34 +3,36 @@
 #ifndef FAIRLEAD_TOOL_EXCHANGE_DEMO_SERVER_H_
 #define FAIRLEAD_TOOL_EXCHANGE_DEMO_SERVER_H_
 
+#include <cstddef>
 #include <string>
 #include <thread>
 
+#include "tool/base/descriptor.h"
+#include "tool/exchange/listener.h"
+
 namespace fairlead::tool {
 
-/// Serves one client on a free loopback port: sends the greeting, echoes until
-/// the client sends no more if it is to, and closes. If accept(2) fails, the
-/// client sees a reset.
+/// Serves one client on a free loopback port: sends the greeting, echoes up to
+/// `echoed` bytes until the client sends no more, and closes. If accept(2)
+/// fails, the client sees a reset.
 class DemoServer {
  public:
   /// @throws Failure with kNotConnected if it cannot listen
-  DemoServer(std::string greeting, bool echoes);
+  DemoServer(std::string greeting, std::size_t echoed);
   DemoServer(const DemoServer&) = delete;
   DemoServer& operator=(const DemoServer&) = delete;
 
-  /// Waits for the server's thread. Close the client's connection first.
+  /// Ends the service, and the connection.
   ~DemoServer();
 
-  int port() const { return port_; }
+  int port() const { return listener_.port(); }
 
  private:
-  void Serve() const;
+  void Serve();
 
-  const std::string greeting_;
-  const bool echoes_;
-  int listener_;
-  int port_;
-  std::thread thread_;  // Last: it starts when the rest is initialized.
+  Listener listener_;
+  const Descriptor stop_;  // An eventfd.
+  std::thread thread_;     // Last: it starts when the rest is initialized.
 };
 
 }  // namespace fairlead::tool

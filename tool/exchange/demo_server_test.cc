@@ -1,8 +1,12 @@
-// The server of -demo when system calls fail.
+// The server of -demo: its end, and system calls that fail.
+
+#include "tool/exchange/demo_server.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <optional>
 #include <string>
 
 #include "tool/testing.h"
@@ -14,6 +18,30 @@ using testing::HasSubstr;
 
 const Words kSend = {FAIRLEAD_PROGRAM, "send",  "-demo",    "-text", "x",
                      "-idle",          "86400", "-timeout", "50"};
+
+TEST(DemoServerTest, EndsWithoutAClient) {
+  const DemoServer server("hello", 5);
+  EXPECT_GT(server.port(), 0);
+}
+
+TEST(DemoServerTest, EndsWhileItsClientIsConnected) {
+  std::optional<DemoServer> server(std::in_place, "hello", 5);
+  const int client = ConnectToPort(server->port());
+  EXPECT_EQ(Receive(client, 5), "hello");
+  SendAll(client, "echo");
+  EXPECT_EQ(Receive(client, 4), "echo");
+  server.reset();
+  EXPECT_EQ(ReceiveAll(client), "");
+  close(client);
+}
+
+TEST(DemoServerTest, ClosesAfterTheLastByteOfItsEcho) {
+  const DemoServer server("", 3);
+  const int client = ConnectToPort(server.port());
+  SendAll(client, "abc");
+  EXPECT_EQ(ReceiveAll(client), "abc");
+  close(client);
+}
 
 // Allows the three standard streams and the duplicate of standard output.
 TEST(DemoServerTest, WithoutADescriptorItCannotListen) {
@@ -55,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, DemoServerFaultTest,
 TEST(DemoServerTest, AClientThatCannotBeServedDoesNotWait) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
   const Outcome outcome =
-      RunProgram({.arguments = WithFault("accept:error=EMFILE") + kSend,
+      RunProgram({.arguments = WithFault("accept4:error=EMFILE") + kSend,
                   .environment = {"ASAN_OPTIONS=detect_leaks=0"},
                   .program = "strace"});
   EXPECT_THAT(outcome.status, testing::AnyOf(7, 52, 55, 56)) << outcome.error;

@@ -21,7 +21,7 @@ ExitStatus Recv(const Arguments<kUses>& arguments, const Output& output) {
 
   std::optional<DemoServer> demo;
   if (arguments.Has(kDemo))
-    settings.port = demo.emplace("fairlead at your service\r\n", false).port();
+    settings.port = demo.emplace("fairlead at your service\r\n", 0).port();
 
   Conversation conversation(settings, limit, output, nullptr);
   conversation.Connect();

@@ -176,7 +176,8 @@ ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {
   plan.settings.cipher = ReadCipherKey(plan.cipher);
 
   std::optional<DemoServer> demo;
-  if (plan.demo) plan.settings.port = demo.emplace("", true).port();
+  if (plan.demo)
+    plan.settings.port = demo.emplace("", ListenerSettings::kUnlimited).port();
   Conversation conversation(plan.settings, limit, output, log.get());
   RunLogged(plan, conversation, limit, log.get());
   return kDone;

@@ -1,0 +1,311 @@
+// The command `listen`: a small TCP server.
+
+#include <arpa/inet.h>
+
+#include <array>
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "fairlead/time/the_time.h"
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/base/reason.h"
+#include "tool/command/command_table.h"
+#include "tool/command/same_file.h"
+#include "tool/exchange/exchange_log.h"
+#include "tool/exchange/listener.h"
+#include "tool/exchange/parameters.h"
+#include "tool/exchange/time_limit.h"
+#include "tool/exchange/view.h"
+#include "tool/io/output.h"
+#include "tool/io/read_file.h"
+
+namespace fairlead::tool::listening {
+namespace {
+
+constexpr std::string_view kCommand = "listen";
+
+constexpr Parameter kPort = {
+    .name = "port",
+    .placeholder = "N",
+    .kind = Kind::kNumber,
+    .group = Group::kWhere,
+    .help = "the port to listen on; 0 takes a free one and prints it",
+    .range = {.least = 0, .most = 65535}};
+constexpr Parameter kAddress = {
+    .name = "address",
+    .placeholder = "A",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kWhere,
+    .help =
+        "the dotted IPv4 address to listen on; 0.0.0.0 for all addresses of "
+        "this machine, which other machines can then reach",
+    .fallback = "127.0.0.1"};
+constexpr Parameter kReply = {
+    .name = "reply",
+    .placeholder = "TEXT",
+    .kind = Kind::kText,
+    .group = Group::kWhat,
+    .help =
+        R"(send TEXT, with the escapes \r \n \t \\ \xHH, to each peer once it )"
+        "connects",
+    .remedy = kEscapeDash};
+constexpr Parameter kReplyfile = {
+    .name = "replyfile",
+    .placeholder = "FILE",
+    .kind = Kind::kFile,
+    .group = Group::kWhat,
+    .help =
+        "send the bytes of FILE instead, as they are when listening begins"};
+constexpr Parameter kEcho = {.name = "echo",
+                             .kind = Kind::kSwitch,
+                             .group = Group::kWhat,
+                             .help = "send each peer what it sends"};
+constexpr Parameter kCount = {
+    .name = "count",
+    .placeholder = "N",
+    .kind = Kind::kNumber,
+    .group = Group::kHowLong,
+    .help = "end after N connections have ended; refuse later ones",
+    .range = kCountRange,
+    .fallback = "1"};
+constexpr Parameter kKeepopen = {
+    .name = "keepopen",
+    .kind = Kind::kSwitch,
+    .group = Group::kHowLong,
+    .help = "serve for ever; -timeout then has no default"};
+constexpr Parameter kQuiet = {
+    .name = "quiet",
+    .kind = Kind::kSwitch,
+    .group = Group::kOutput,
+    .help = "do not report connections that broke; port 0 is printed anyway"};
+
+constexpr auto kUses =
+    Uses(kPort, Optional(kAddress), AtMostOne(kReply, kReplyfile, kEcho),
+         AtMostOne(kCount, kKeepopen), Optional(kTimeout), Optional(kView),
+         Optional(kQuiet), Optional(kLog, Optional(kLogCrlf)));
+
+using Arguments = tool::Arguments<kUses>;
+
+// "127.0.0.1 port 7000"
+std::string Place(std::string_view address, int port) {
+  return Concat(address, " port ", port);
+}
+
+in_addr ParseAddress(const std::string& text) {
+  in_addr address{};
+  if (inet_pton(AF_INET, text.c_str(), &address) == 1) return address;
+  throw Failure(kWrongUsage,
+                Concat("-address: ", Quoted(text),
+                       " is not a dotted IPv4 address, such as 127.0.0.1"));
+}
+
+std::string_view RemedyFor(int error) {
+  switch (error) {
+    case EADDRINUSE:
+      return "; choose another port, or 0 for a free one";
+    case EADDRNOTAVAIL:
+      return "; choose an address of this machine, or 0.0.0.0 for all of them";
+    case EACCES:
+      return "; choose a port above 1023";
+    default:
+      return "";
+  }
+}
+
+[[noreturn]] void FailToListen(const std::string& place, int error) {
+  throw Failure(error == EADDRINUSE ? kAddressInUse : kNotConnected,
+                Concat("cannot listen on ", place, ": ", Reason(error),
+                       RemedyFor(error)));
+}
+
+// What the log has of the end of a command that failed.
+std::string Failed(std::string_view why) { return Concat("failed: ", why); }
+
+// The time limit and the log, if they are asked for.
+class Watch {
+ public:
+  explicit Watch(const Arguments& arguments) {
+    if (arguments.Has(kTimeout) || !arguments.Has(kKeepopen))
+      limit_.emplace(std::string(kCommand), arguments.Duration(kTimeout));
+    if (!arguments.Has(kLog)) return;
+    Enter("opening the log");
+    log_.emplace(arguments.Text(kLog), arguments.Has(kLogCrlf));
+    if (limit_)
+      limit_->OnTimeout(
+          [this](std::string_view text) { log_->AddAtOnce(Failed(text)); });
+  }
+
+  // Sets what the process is doing, for the message on timeout.
+  void Enter(const std::string& stage) {
+    if (limit_) limit_->Enter(stage);
+  }
+
+  void Log(const std::string& event) {
+    if (log_) log_->Add(event);
+  }
+
+  void CheckLog() const {
+    if (log_) log_->Check();
+  }
+
+ private:
+  std::optional<ExchangeLog> log_;  // Outlives the clock that writes to it.
+  std::optional<TimeLimit> limit_;
+};
+
+// Prints what is received, and reports the rest.
+class Report : public ListenerEvents {
+ public:
+  Report(const Output& output, View view, std::string place, Watch& watch)
+      : output_(output), view_(view), place_(std::move(place)), watch_(watch) {
+    watch_.Log(Concat("listening on ", place_));
+    EnterStage();
+  }
+
+ private:
+  void EnterStage() {
+    watch_.Enter(open_ == 0 ? Concat("waiting for a peer on ", place_)
+                            : Concat("serving ", open_,
+                                     open_ == 1 ? " peer" : " peers"));
+  }
+
+  void Connected(const PeerAccount& peer) override {
+    ++open_;
+    EnterStage();
+    watch_.Log(Concat("connected ", peer.name));
+  }
+
+  void Received(const PeerAccount& peer, std::string_view bytes) override {
+    watch_.Log(Concat("received ", bytes.size(), " bytes from ", peer.name));
+    output_.Write(Rendered(bytes, TheTime(), view_, output_.screen()));
+  }
+
+  void Ended(const PeerAccount& peer, int error) override {
+    --open_;
+    EnterStage();
+    const std::string why = error == 0 ? "" : Concat(", ", ErrorText(error));
+    watch_.Log(Concat("closed ", peer.name, ": ", peer.received,
+                      " bytes received, ", peer.sent, " sent", why));
+    if (error != 0)
+      PrintNote(kCommand, Concat(peer.name, ": ", ErrorText(error)));
+  }
+
+  void Exhausted(int error) override {
+    const std::string text = Concat(
+        "a peer has to wait until another connection ends: ", Reason(error));
+    watch_.Log(text);
+    PrintNote(kCommand, text);
+  }
+
+  const Output& output_;
+  const View view_;
+  const std::string place_;
+  Watch& watch_;
+  int open_ = 0;
+};
+
+ListenerSettings Settings(const Arguments& arguments, Watch& watch) {
+  watch.Enter("reading the reply");
+  ListenerSettings settings{.echo = arguments.Has(kEcho)};
+  if (arguments.Has(kReply))
+    settings.reply = Unescaped(arguments.Text(kReply), kReply.name);
+  if (arguments.Has(kReplyfile))
+    settings.reply = ReadFile(arguments.Text(kReplyfile));
+  if (!arguments.Has(kKeepopen))
+    settings.count = static_cast<std::size_t>(arguments.Number(kCount));
+  return settings;
+}
+
+void Serve(Listener& listener, Report& report) {
+  try {
+    listener.Serve(report, -1);
+  } catch (const std::system_error& error) {
+    throw Failure(kReceivingFailed,
+                  Concat("cannot serve peers: ", Reason(error.code().value())));
+  }
+}
+
+void Run(const Arguments& arguments, const Output& output, Watch& watch) {
+  const std::string address = arguments.Text(kAddress);
+  const int port = arguments.Number(kPort);
+  std::optional<Listener> listener;
+  try {
+    listener.emplace(ParseAddress(address), port, Settings(arguments, watch));
+  } catch (const std::system_error& error) {
+    FailToListen(Place(address, port), error.code().value());
+  }
+  const std::string place = Place(address, listener->port());
+  Report report(output, arguments.Chosen<View>(kView), place, watch);
+  if (port == 0) PrintError(kCommand, Concat("listening on ", place));
+  Serve(*listener, report);
+}
+
+ExitStatus Listen(const Arguments& arguments, const Output& output) {
+  ParseAddress(arguments.Text(kAddress));
+  Unescaped(arguments.Text(kReply), kReply.name);
+  CheckDistinct(arguments, kLog, kReplyfile);
+  SetQuiet(arguments.Has(kQuiet));
+  Watch watch(arguments);
+  try {
+    Run(arguments, output, watch);
+  } catch (const Failure& failure) {
+    watch.Log(Failed(failure.what()));
+    throw;
+  }
+  watch.CheckLog();
+  return kDone;
+}
+
+constexpr auto kExamples = std::to_array<Example>({
+    {"fairlead listen -port 7000 -view dump",
+     "Prints what one client sends, as a hex dump."},
+    {R"(fairlead listen -port 7000 -reply 'ready\r\n' -keepopen)",
+     "Greets every client until Ctrl-C ends it."},
+    {"fairlead listen -port 0 -echo -count 2",
+     "Prints the number of a free port, and echoes two connections."},
+    {"fairlead listen -port 7000 -address 0.0.0.0 -log box.log",
+     "Waits for a device on the network, and logs what happens."},
+});
+
+constexpr auto kStatuses = std::to_array<Status>({
+    {kDone, "success: the connections of -count have ended, in any way"},
+    {kWrongUsage, "wrong usage"},
+    {kNotConnected, "the address or the port cannot be listened on"},
+    {kCannotWrite, "standard output or the log cannot be written"},
+    {kCannotRead, "the file of -replyfile cannot be read"},
+    {kTimeIsOver, "the time limit of -timeout was reached"},
+    {kAddressInUse, "another server listens on the port"},
+    {kReceivingFailed, "the system does not let it serve its peers"},
+    {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
+});
+
+}  // namespace
+}  // namespace fairlead::tool::listening
+
+namespace fairlead::tool {
+
+constinit const Command kListenCommand = {
+    .name = "listen",
+    .summary = "accept connections and print what the peers send",
+    .description =
+        "A small TCP server, to try a client or to answer a device that "
+        "connects. Serves any number of peers at once and prints what they "
+        "send to standard output, as it comes. A connection ends when the peer "
+        "closes it, or closes its sending half and has been sent everything; a "
+        "connection that breaks is reported on standard error and counts as "
+        "ended. A peer that does not read its echo is not read either. With "
+        "-port 0, the first line on standard error is 'fairlead listen: "
+        "listening on 127.0.0.1 port 40123', also with -quiet. Connections of "
+        "this machine alone are accepted unless -address is given.",
+    .action = ActionOf<listening::kUses, listening::Listen>(),
+    .examples = listening::kExamples,
+    .statuses = listening::kStatuses,
+};
+
+}  // namespace fairlead::tool

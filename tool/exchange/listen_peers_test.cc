@@ -1,0 +1,203 @@
+// The peers of the command `listen`: several at once, slow ones, resets.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <string>
+#include <thread>
+
+#include "tool/exchange/listen_testing.h"
+#include "tool/testing.h"
+
+namespace fairlead::tool::listen_peers_test {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+using Server = ListenProcess;
+using Peer = ListenPeer;
+
+const Words kForever = {"-timeout", "86400"};
+
+TEST(ListenPeersTest, TwoPeersAreServedInTurns) {
+  Server server(Words{"-echo", "-count", "2"} + kForever);
+  Peer a(server);
+  EXPECT_EQ(a.Echoed("a1 "), "a1 ");
+  Peer b(server);
+  EXPECT_EQ(b.Echoed("b1 "), "b1 ");
+  EXPECT_EQ(a.Echoed("a2 "), "a2 ");
+  EXPECT_EQ(b.Echoed("b2 "), "b2 ");
+  a.Close();
+  EXPECT_EQ(b.Echoed("b3"), "b3");
+  b.Close();
+  const Outcome outcome = server.Wait();
+  EXPECT_EQ(outcome.output, "a1 b1 a2 b2 b3");
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(ListenPeersTest, ConnectionsAfterTheLastAreRefused) {
+  Server server(Words{"-echo", "-count", "1"} + kForever);
+  Peer only(server);
+  EXPECT_EQ(only.Echoed("x"), "x");
+  EXPECT_EQ(ConnectToPort(server.port()), -1);
+  only.Close();
+  EXPECT_EQ(server.Wait().status, 0);
+}
+
+TEST(ListenPeersTest, FiveMegabytesComeBackByteForByte) {
+  const std::string bytes = RandomBytes(5'000'000);
+  Server server(Words{"-echo"} + kForever);
+  std::thread client([&] {
+    const Peer peer(server);
+    std::thread sender([&] {
+      peer.Send(bytes);
+      peer.EndSending();
+    });
+    EXPECT_TRUE(peer.GetAll() == bytes);
+    sender.join();
+  });
+  const Outcome outcome = server.Wait();
+  client.join();
+  EXPECT_TRUE(outcome.output == bytes);
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+// Sends without waiting until the server has read nothing more in twenty of its
+// rounds; `other` takes part in each. Returns how many bytes were sent, at most
+// `limit` and a few more.
+std::size_t SentUntilHeldBack(const Peer& peer, const Peer& other,
+                              std::size_t limit) {
+  const std::string bytes(65536, 'x');
+  std::size_t sent = 0;
+  for (int idle = 0; idle < 20 && sent < limit;) {
+    const ssize_t now = send(peer.socket(), bytes.data(), bytes.size(),
+                             MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (now > 0) {
+      sent += static_cast<std::size_t>(now);
+      idle = 0;
+      continue;
+    }
+    EXPECT_EQ(other.Echoed("o"), "o");
+    ++idle;
+  }
+  return sent;
+}
+
+// The buffers of the system hold about 10 MB.
+TEST(ListenPeersTest, APeerThatDoesNotReadIsHeldBackAndDelaysNobody) {
+  constexpr std::size_t kLimit = 100'000'000;
+  Server server(Words{"-echo", "-count", "2"} + kForever, "",
+                {.output_path = "/dev/null"});
+  Peer slow(server);
+  Peer other(server);
+  const std::size_t sent = SentUntilHeldBack(slow, other, kLimit);
+  EXPECT_GT(sent, 0U);
+  EXPECT_LT(sent, kLimit);
+  EXPECT_TRUE(slow.Get(sent) == std::string(sent, 'x'));
+  slow.Close();
+  other.Close();
+  const Outcome outcome = server.Wait();
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(ListenPeersTest, AResetIsReportedAndCountsAsAnEnd) {
+  Server server(Words{"-echo", "-count", "2"} + kForever);
+  Peer first(server);
+  EXPECT_EQ(first.Echoed("a"), "a");
+  Reset(first.socket());
+  first.Close();
+  Peer second(server);
+  EXPECT_EQ(second.Echoed("b"), "b");
+  second.Close();
+  const Outcome outcome = server.Wait();
+  EXPECT_EQ(outcome.output, "ab");
+  EXPECT_THAT(outcome.error,
+              MatchesRegex("fairlead listen: 127\\.0\\.0\\.1:[0-9]+: "
+                           "Connection reset by peer\n"));
+  EXPECT_EQ(outcome.status, 0);
+}
+
+// The echo breaks first, with bytes of the peer still unread.
+TEST(ListenPeersTest, AResetWhileTheEchoWaitsEndsNobodyElse) {
+  Server server(Words{"-echo", "-count", "2"} + kForever, "",
+                {.output_path = "/dev/null"});
+  Peer slow(server);
+  Peer other(server);
+  SentUntilHeldBack(slow, other, 100'000'000);
+  Reset(slow.socket());
+  slow.Close();
+  EXPECT_EQ(other.Echoed("still here"), "still here");
+  other.Close();
+  const Outcome outcome = server.Wait();
+  EXPECT_THAT(outcome.error,
+              MatchesRegex("fairlead listen: [0-9.:]+: Connection reset by "
+                           "peer\n"));
+  EXPECT_EQ(outcome.status, 0);
+}
+
+// Descriptors suffice for one connection: 0 to 3 are the streams, 4 listens.
+TEST(ListenPeersTest, WithoutADescriptorAPeerWaitsForAnotherToEnd) {
+  if (kSanitized) GTEST_SKIP() << "a sanitizer needs more descriptors";
+  Server server(Words{"-echo", "-count", "3"} + kForever, "ulimit -n 6; ");
+  Peer first(server);
+  EXPECT_EQ(first.Echoed("1"), "1");
+  Peer second(server);
+  EXPECT_EQ(first.Echoed("1"), "1");
+  first.Close();
+  EXPECT_EQ(second.Echoed("2"), "2");
+  Peer third(server);
+  EXPECT_EQ(second.Echoed("2"), "2");
+  second.Close();
+  EXPECT_EQ(third.Echoed("3"), "3");
+  third.Close();
+  const Outcome outcome = server.Wait();
+  EXPECT_EQ(outcome.output, "11223");
+  EXPECT_EQ(outcome.error,
+            "fairlead listen: a peer has to wait until another connection "
+            "ends: Too many open files (raise 'ulimit -n')\n");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(ListenPeersTest, WithoutADescriptorForTheOnlyPeerItFails) {
+  if (kSanitized) GTEST_SKIP() << "a sanitizer needs more descriptors";
+  Server server(kForever, "ulimit -n 5; ");
+  const Peer peer(server);
+  const Outcome outcome = server.Wait();
+  EXPECT_EQ(outcome.status, 56);
+  EXPECT_EQ(outcome.error,
+            "fairlead listen: cannot serve peers: Too many open files (raise "
+            "'ulimit -n')\n");
+}
+
+// Injects a fault into a server without a peer.
+Outcome WithFaultIn(const std::string& fault) {
+  return RunProgram(
+      {.arguments =
+           WithFault(fault) + Words{FAIRLEAD_PROGRAM, "listen", "-port", "0"},
+       .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+       .program = "strace"});
+}
+
+TEST(ListenPeersTest, AFailedCallIsReported) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  const Outcome polled = WithFaultIn("poll:error=ENOMEM");
+  EXPECT_EQ(polled.status, 56);
+  EXPECT_THAT(polled.error,
+              HasSubstr("fairlead listen: cannot serve peers: Cannot allocate "
+                        "memory\n"));
+  for (const char* const call : {"bind", "listen", "getsockname"}) {
+    const Outcome opened = WithFaultIn(call + std::string(":error=EACCES"));
+    EXPECT_EQ(opened.status, 7);
+    EXPECT_EQ(opened.error,
+              "fairlead listen: cannot listen on 127.0.0.1 port 0: Permission "
+              "denied; choose a port above 1023\n");
+  }
+}
+
+}  // namespace
+}  // namespace fairlead::tool::listen_peers_test

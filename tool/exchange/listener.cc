@@ -1,0 +1,236 @@
+// Serves peers in one poll loop. No call but poll() waits.
+
+#include "tool/exchange/listener.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "tool/base/concat.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr std::size_t kBufferSize = 65536;
+constexpr std::size_t kMostWaiting = 65536;
+
+[[noreturn]] void Fail(int error) {
+  throw std::system_error(error, std::generic_category());
+}
+
+void Check(int result) {
+  if (result == -1) Fail(errno);
+}
+
+// The socket API takes every address family as this type.
+sockaddr* Generic(sockaddr_in& address) {
+  return reinterpret_cast<sockaddr*>(&address);
+}
+
+int NewSocket() {
+  const int created =
+      socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  Check(created);
+  return created;
+}
+
+int BoundPort(int listener) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  Check(getsockname(listener, Generic(address), &size));
+  return ntohs(address.sin_port);
+}
+
+// Returns the port. One that is given can be used again as soon as its last
+// server has ended; a free one must not be such a port, or listen() could fail.
+int Listen(int listener, in_addr address, int port) {
+  const int reuse = port == 0 ? 0 : 1;
+  Check(setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse));
+  sockaddr_in place{};
+  place.sin_family = AF_INET;
+  place.sin_addr = address;
+  place.sin_port = htons(static_cast<std::uint16_t>(port));
+  Check(bind(listener, Generic(place), sizeof place));
+  Check(listen(listener, SOMAXCONN));
+  return BoundPort(listener);
+}
+
+std::string NameOf(const sockaddr_in& peer) {
+  std::array<char, INET_ADDRSTRLEN> address{};
+  inet_ntop(AF_INET, &peer.sin_addr, address.data(), address.size());
+  return Concat(address.data(), ":", ntohs(peer.sin_port));
+}
+
+bool IsExhaustion(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS ||
+         error == ENOMEM;
+}
+
+// accept() also reports what happened to the one connection, which is gone, or
+// that the firewall refuses it.
+bool ConcernsOneConnection(int error) {
+  constexpr std::array kErrors = {
+      EAGAIN,      EINTR,  ECONNABORTED, EPROTO,       ENETDOWN,    EPERM,
+      ENOPROTOOPT, ENONET, EHOSTDOWN,    EHOSTUNREACH, ENETUNREACH, EOPNOTSUPP};
+  return std::ranges::find(kErrors, error) != kErrors.end();
+}
+
+bool IsTransient(int error) { return error == EAGAIN || error == EINTR; }
+
+}  // namespace
+
+// One connection, which it serves as far as that is possible without waiting.
+class Listener::Connection {
+ public:
+  Connection(int socket, std::string name, const ListenerSettings& settings)
+      : socket_(socket),
+        peer_{.name = std::move(name)},
+        reply_(settings.reply),
+        echoes_(settings.echo),
+        left_(settings.bytes) {}
+
+  const PeerAccount& peer() const { return peer_; }
+  int error() const { return error_; }
+  bool HasEnded() const { return left_ == 0 && !HasWaiting(); }
+
+  // Never without events: a broken connection would make poll() return at once,
+  // again and again.
+  pollfd Wait() const {
+    const int events = (IsRead() ? POLLIN : 0) | (HasWaiting() ? POLLOUT : 0);
+    return {.fd = socket_.number(),
+            .events = static_cast<short>(events),
+            .revents = 0};
+  }
+
+  void Serve(int happened, std::vector<char>& buffer, ListenerEvents& events) {
+    if (IsRead() && (happened & ~POLLOUT) != 0) Read(buffer, events);
+    if (HasWaiting()) Write();
+  }
+
+ private:
+  bool HasWaiting() const { return !reply_.empty() || !echo_.empty(); }
+
+  // The reply is not copied, so it may wait without being counted: its peer may
+  // send all it has before it reads.
+  bool IsRead() const { return left_ > 0 && echo_.size() <= kMostWaiting; }
+
+  void Read(std::vector<char>& buffer, ListenerEvents& events) {
+    const ssize_t got = recv(socket_.number(), buffer.data(),
+                             std::min(buffer.size(), left_), 0);
+    if (got > 0)
+      return Take({buffer.data(), static_cast<std::size_t>(got)}, events);
+    if (got == -1 && IsTransient(errno)) return;
+    left_ = 0;
+    if (got == -1) Break(errno);
+  }
+
+  void Take(std::string_view bytes, ListenerEvents& events) {
+    if (left_ != ListenerSettings::kUnlimited) left_ -= bytes.size();
+    peer_.received += bytes.size();
+    if (echoes_) echo_ += bytes;
+    events.Received(peer_, bytes);
+  }
+
+  // Once per turn, so that a peer that reads fast leaves the others theirs.
+  void Write() {
+    if (reply_.empty())
+      echo_.erase(0, Sent(echo_));
+    else
+      reply_.remove_prefix(Sent(reply_));
+  }
+
+  // Returns how many bytes were sent; none of them wait after a failure.
+  std::size_t Sent(std::string_view bytes) {
+    const ssize_t sent =
+        send(socket_.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent == -1) {
+      if (!IsTransient(errno)) Break(errno);
+      return 0;
+    }
+    peer_.sent += static_cast<std::size_t>(sent);
+    return static_cast<std::size_t>(sent);
+  }
+
+  // Sends nothing more. What the peer sent before is still read, up to its end.
+  // The peer must see the end too if only this side has failed.
+  void Break(int error) {
+    if (error_ == 0) error_ = error == EPIPE ? ECONNRESET : error;
+    reply_ = {};
+    echo_.clear();
+    echoes_ = false;
+    shutdown(socket_.number(), SHUT_WR);
+  }
+
+  const Descriptor socket_;
+  PeerAccount peer_;
+  std::string_view reply_;  // What of it is not sent yet.
+  std::string echo_;        // Received, and not sent back yet.
+  bool echoes_;
+  std::size_t left_;  // Bytes to receive; 0 also after the peer's end.
+  int error_ = 0;
+};
+
+Listener::Listener(in_addr address, int port, ListenerSettings settings)
+    : settings_(std::move(settings)),
+      socket_(std::in_place, NewSocket()),
+      port_(Listen(socket_->number(), address, port)),
+      buffer_(kBufferSize) {}
+
+Listener::~Listener() = default;
+
+void Listener::Serve(ListenerEvents& events, int stop) {
+  std::vector<pollfd> waits;
+  while (socket_ || !connections_.empty()) {
+    waits = {{.fd = stop, .events = POLLIN, .revents = 0},
+             {.fd = Accepts() ? socket_->number() : -1,
+              .events = POLLIN,
+              .revents = 0}};
+    const std::size_t before = waits.size();
+    for (const auto& connection : connections_)
+      waits.push_back(connection->Wait());
+    while (poll(waits.data(), waits.size(), -1) == -1)
+      if (errno != EINTR) Fail(errno);
+    if (waits[0].revents != 0) return;
+    if (waits[1].revents != 0) Accept(events);
+    for (std::size_t i = before; i < waits.size(); ++i)
+      if (waits[i].revents != 0)
+        connections_[i - before]->Serve(waits[i].revents, buffer_, events);
+    RemoveEnded(events);
+  }
+}
+
+void Listener::Accept(ListenerEvents& events) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  const int socket = accept4(socket_->number(), Generic(address), &size,
+                             SOCK_CLOEXEC | SOCK_NONBLOCK);
+  if (socket == -1) return PassOver(errno, events);
+  connections_.push_back(
+      std::make_unique<Connection>(socket, NameOf(address), settings_));
+  if (++accepted_ == settings_.count) Close();
+  events.Connected(connections_.back()->peer());
+}
+
+void Listener::PassOver(int error, ListenerEvents& events) {
+  if (ConcernsOneConnection(error)) return;
+  if (!IsExhaustion(error) || connections_.empty()) Fail(error);
+  exhausted_ = true;
+  if (!std::exchange(exhaustion_is_reported_, true)) events.Exhausted(error);
+}
+
+void Listener::RemoveEnded(ListenerEvents& events) {
+  std::erase_if(connections_, [this, &events](const auto& connection) {
+    if (!connection->HasEnded()) return false;
+    events.Ended(connection->peer(), connection->error());
+    exhausted_ = false;
+    return true;
+  });
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,110 @@
+// A TCP server for any number of peers, on one thread.
+
+#ifndef FAIRLEAD_TOOL_EXCHANGE_LISTENER_H_
+#define FAIRLEAD_TOOL_EXCHANGE_LISTENER_H_
+
+#include <netinet/in.h>
+
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tool/base/descriptor.h"
+
+namespace fairlead::tool {
+
+/// How a Listener serves its peers.
+struct ListenerSettings {
+  static constexpr auto kUnlimited = std::numeric_limits<std::size_t>::max();
+
+  std::string reply = {};          ///< Sent to each peer once it connects.
+  bool echo = false;               ///< Whether each peer is sent what it sends.
+  std::size_t bytes = kUnlimited;  ///< To receive from each peer, which is then
+                                   ///< disconnected.
+  std::size_t count = kUnlimited;  ///< Connections to accept; later ones are
+                                   ///< refused.
+};
+
+/// One peer, and the bytes exchanged with it so far.
+struct PeerAccount {
+  std::string name;  ///< "127.0.0.1:40123".
+  std::size_t received = 0;
+  std::size_t sent = 0;
+};
+
+/// Receives the events of a Listener, on the thread of Serve(). What it throws
+/// leaves Serve().
+class ListenerEvents {
+ public:
+  ListenerEvents() = default;
+  ListenerEvents(const ListenerEvents&) = delete;
+  ListenerEvents& operator=(const ListenerEvents&) = delete;
+  virtual ~ListenerEvents() = default;
+
+  virtual void Connected(const PeerAccount& /*peer*/) {}
+  virtual void Received(const PeerAccount& /*peer*/,
+                        std::string_view /*bytes*/) {}
+
+  /// @param error 0, or why the connection broke: ECONNRESET if the peer reset
+  ///     it
+  virtual void Ended(const PeerAccount& /*peer*/, int /*error*/) {}
+
+  /// The system lacks descriptors or memory for another connection, which waits
+  /// until one of the others has ended. Called once.
+  virtual void Exhausted(int /*error*/) {}
+};
+
+/// Serves any number of peers at once. None of them holds up the others.
+///
+/// A connection ends when it breaks, or when everything has been sent and the
+/// peer has closed its sending half or sent all the bytes of the settings. From
+/// a peer that does not read its echo, no more is read while 64 KiB of it wait,
+/// so a peer costs at most 128 KiB of memory.
+class Listener {
+ public:
+  /// Listens. The system completes connections even before Serve().
+  ///
+  /// @param port 0 for a free one
+  /// @throws std::system_error
+  Listener(in_addr address, int port, ListenerSettings settings);
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+  ~Listener();
+
+  int port() const { return port_; }
+
+  /// Serves until the last of the settings' connections has ended.
+  ///
+  /// @param stop a descriptor that ends this when it becomes readable, or -1
+  /// @throws std::system_error if the system fails, or lacks descriptors or
+  ///     memory for the only connection
+  void Serve(ListenerEvents& events, int stop);
+
+  /// Resets the connections that are not accepted yet, and refuses others.
+  void Close() { socket_.reset(); }
+
+ private:
+  class Connection;
+
+  bool Accepts() const { return socket_ && !exhausted_; }
+  void Accept(ListenerEvents& events);
+  void PassOver(int error, ListenerEvents& events);
+  void RemoveEnded(ListenerEvents& events);
+
+  const ListenerSettings settings_;
+  std::optional<Descriptor> socket_;  // Empty when no more are accepted.
+  const int port_;
+  std::size_t accepted_ = 0;
+  bool exhausted_ = false;  // Another connection has to end first.
+  bool exhaustion_is_reported_ = false;
+  std::vector<std::unique_ptr<Connection>> connections_;
+  std::vector<char> buffer_;  // For what is received.
+};
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_EXCHANGE_LISTENER_H_
