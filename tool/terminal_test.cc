@@ -92,67 +92,66 @@ std::string Seen(const Words& arguments, const std::string& input = "") {
 }
 
 TEST_F(TerminalTest, MessagesBeginBelowTheReply) {
-  EXPECT_EQ(Seen({"send", "-demo", "-text", "hello"}),
-            "dns resolved: 127.0.0.1\n"
+  EXPECT_EQ(Seen({"send", "-demo", "-text", "hello"}), "hello");
+  EXPECT_EQ(Seen({"send", "-demo", "-text", "hello", "-lines", "1"}),
             "hello\n"
-            "fairlead send: 5 bytes sent, 5 received; the peer closed\n");
+            "fairlead send: cut short: 0 of 1 line; the peer closed\n");
 }
 
 TEST_F(TerminalTest, NoEmptyLineFollowsACompleteReply) {
-  EXPECT_EQ(Seen({"send", "-demo", "-text", "hello", "-eol", "lf"}),
-            "dns resolved: 127.0.0.1\n"
-            "hello\n"
-            "fairlead send: 6 bytes sent, 6 received; the peer closed\n");
+  EXPECT_EQ(
+      Seen({"send", "-demo", "-text", "hello", "-eol", "lf", "-lines", "2"}),
+      "hello\n"
+      "fairlead send: cut short: 1 of 2 lines; the peer closed\n");
   EXPECT_EQ(Seen({"send"}).find_first_of("\r\n\033"),
             Seen({"send"}).size() - 1);
 }
 
 TEST_F(TerminalTest, ARedirectedReplyDoesNotChangeTheMessages) {
-  const Outcome words =
-      RunProgram({.arguments = {"send", "-demo", "-text", "x"},
-                  .error_is_terminal = true,
-                  .environment = {"NO_COLOR=1"}});
+  const Words arguments = {"send", "-demo", "-text", "x", "-lines", "1"};
+  const Outcome words = RunProgram({.arguments = arguments,
+                                    .error_is_terminal = true,
+                                    .environment = {"NO_COLOR=1"}});
   EXPECT_EQ(words.error,
-            "dns resolved: 127.0.0.1\n"
-            "fairlead send: 1 bytes sent, 1 received; the peer closed\n");
-  const Outcome data = RunProgram({.arguments = {"send", "-demo", "-text", "x"},
-                                   .output_is_terminal = true});
+            "fairlead send: cut short: 0 of 1 line; the peer closed\n");
+  const Outcome data =
+      RunProgram({.arguments = arguments, .output_is_terminal = true});
   EXPECT_EQ(data.error, words.error);
 }
 
 // The reply arrives while the bar is drawn, and replaces it.
 TEST_F(TerminalTest, AnAnswerToABrokenSendReplacesTheBar) {
   ScriptedServer server([](int connection) {
+    Receive(connection, 1'000'000);
     SendAll(connection, "no room");
     Receive(connection, 1'000'000);
     Reset(connection);
   });
-  EXPECT_THAT(Seen(server.Arguments("send") + Words{"-stdin"},
-                   std::string(20'000'000, 'x')),
-              HasSubstr(" MB\033[K\r\033[Kno room\nfairlead send: sending"));
+  const TempFolder folder;
+  const std::string body = folder.File("body", std::string(20'000'000, 'x'));
+  EXPECT_THAT(Seen(server.Arguments("send") + Words{"-file", body}),
+              HasSubstr("\r\033[Kno room\nfairlead send: the peer reset"));
 }
 
 TEST_F(TerminalTest, ALongSendDrawsAndErasesABar) {
-  const std::string body(1'000'000, 'x');
-  const Outcome outcome = RunProgram({.arguments = {"send", "-demo", "-stdin"},
-                                      .input = body,
-                                      .error_is_terminal = true});
-  EXPECT_TRUE(outcome.output == body);
+  const TempFolder folder;
+  const std::string body = folder.File("body", std::string(1'000'000, 'x'));
+  ScriptedServer server([](int connection) { Receive(connection, 1'000'000); });
+  const Outcome outcome =
+      RunProgram({.arguments = server.Arguments("send") + Words{"-file", body},
+                  .error_is_terminal = true});
   EXPECT_THAT(outcome.error,
-              HasSubstr("\r[##########          ]  50% of 1.0 MB"));
-  EXPECT_THAT(outcome.error,
-              HasSubstr("100% of 1.0 MB\033[K\r\033[K\033[1mfairlead"));
+              HasSubstr("] 100% of 1.0 MB\033[K\r\033[K\033[1mfairlead"));
 }
 
 TEST_F(TerminalTest, NoBarIsDrawnElsewhere) {
-  const std::string body(1'000'000, 'x');
+  const TempFolder folder;
+  const std::string body = folder.File("body", std::string(1'000'000, 'x'));
   const Outcome quiet =
-      RunProgram({.arguments = {"send", "-demo", "-stdin", "-quiet"},
-                  .input = body,
+      RunProgram({.arguments = {"send", "-demo", "-file", body, "-quiet"},
                   .error_is_terminal = true});
   EXPECT_EQ(quiet.error, "");
-  const Outcome pipe =
-      RunProgram({.arguments = {"send", "-demo", "-stdin"}, .input = body});
+  const Outcome pipe = Fairlead({"send", "-demo", "-file", body});
   EXPECT_THAT(pipe.error, Not(HasSubstr("%")));
   const Outcome small = RunProgram(
       {.arguments = {"send", "-demo", "-text", std::string(1800, 'x')},

@@ -13,12 +13,14 @@
 #include "tool/command/command.h"
 #include "tool/command/duration.h"
 #include "tool/exchange/view.h"
-#include "tool/io/progress.h"
 
 namespace fairlead::tool {
 namespace {
 
 using Step = ExchangeEvent::Kind;
+
+// A body that is longer has a progress bar.
+constexpr std::uint64_t kLongBody = 10'000;
 
 std::string Bytes(std::uint64_t count) {
   return Concat(count, count == 1 ? " byte" : " bytes");
@@ -111,6 +113,7 @@ void Conversation::OnSent(std::uint64_t sent) {
     limit_.Enter("waiting for the peer");
   else
     limit_.Enter(Concat("waiting for ", source_, " or the peer"));
+  if (progress_) progress_->Show(sent);
   if (sent == total_ && source_.empty()) Log(Concat("sent ", Bytes(sent)));
 }
 
@@ -130,11 +133,13 @@ void Conversation::FailToConnect() const {
 
 template <typename Source>
 void Conversation::Run(const Source& source) {
+  if (total_ > kLongBody) progress_.emplace(total_);
   OnSent(0);
   result_ = exchange_.Converse(
       source, [this](std::string_view bytes, const TheTime& time) {
         return bytes.empty() ? TakeEnd() : Take(bytes, time);
       });
+  progress_.reset();
 }
 
 void Conversation::Converse(std::string_view body) {
@@ -150,8 +155,9 @@ void Conversation::Converse(const ExchangeInput& input, const Input& source) {
 }
 
 // Prints and counts what was received, decrypted as far as there are whole
-// blocks. Returns whether a stop rule is met.
+// blocks; a bar would be drawn over it. Returns whether a stop rule is met.
 bool Conversation::Take(std::string_view bytes, const TheTime& time) {
+  progress_.reset();
   Log(Concat("received ", Bytes(bytes.size())));
   if (decryption_) bytes = decryption_->Take(bytes);
   if (bytes.empty()) return false;

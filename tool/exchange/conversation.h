@@ -18,6 +18,7 @@
 #include "tool/exchange/parameters.h"
 #include "tool/exchange/time_limit.h"
 #include "tool/io/output.h"
+#include "tool/io/progress.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool {
@@ -93,9 +94,10 @@ class Conversation {
   ExchangeLog* const log_;
   StopRules rules_;
   std::optional<CipherStream> decryption_;
-  std::string refused_;      // The addresses that failed, and why.
-  std::uint64_t total_ = 0;  // Bytes to send; 0 if unknown.
-  std::string source_;       // Its name, if they are read meanwhile.
+  std::string refused_;               // The addresses that failed, and why.
+  std::uint64_t total_ = 0;           // Bytes to send; 0 if unknown.
+  std::string source_;                // Its name, if they are read meanwhile.
+  std::optional<Progress> progress_;  // Of a long body.
   ExchangeResult result_;
   Exchange exchange_;
 };
