@@ -6,8 +6,10 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -50,6 +52,48 @@ class Server {
   Listener listener_ = std::move(Listener().Listen());
   std::thread thread_;
 };
+
+// A server that serves connections one after another, each on the same thread,
+// until it is destroyed.
+class SerialServer {
+ public:
+  explicit SerialServer(std::function<void(Socket&)> serve)
+      : thread_([this, serve = std::move(serve)] {
+          for (;;) {
+            Socket peer = listener_.Accept();
+            if (peer.number() == -1) return;
+            serve(peer);
+          }
+        }) {}
+  ~SerialServer() {
+    shutdown(listener_.number(), SHUT_RDWR);  // Ends the wait in Accept().
+    thread_.join();
+  }
+  SerialServer(const SerialServer&) = delete;
+  SerialServer& operator=(const SerialServer&) = delete;
+
+  std::uint16_t port() const { return PortOf(listener_); }
+
+ private:
+  Listener listener_ = std::move(Listener().Listen());
+  std::thread thread_;
+};
+
+// Reads to the end of a line or of what is sent, says "ok" and, after a line,
+// waits for the client's end.
+inline void AnswerOk(Socket& peer) {
+  std::array<char, 65536> buffer{};
+  for (;;) {
+    const ssize_t count = recv(peer.number(), buffer.data(), buffer.size(), 0);
+    if (count < 0) return;
+    const bool line =
+        count > 0 && buffer[static_cast<std::size_t>(count) - 1] == '\n';
+    if (count > 0 && !line) continue;
+    peer.Send("ok\n");
+    if (line) peer.ReceiveEnd();
+    return;
+  }
+}
 
 // Collects what comes until it is `enough` bytes.
 struct Reply {
