@@ -110,7 +110,7 @@ int ExchangeConnection::ReceiveError() const {
 // No call waits for an acknowledgement, so it is asked for. In between this
 // sleeps: once both directions are closed, a poll of the socket would return at
 // once.
-int ExchangeConnection::AwaitAcknowledgement(Deadline deadline) {
+int ExchangeConnection::AwaitAcknowledgement(Deadline deadline) const {
   constexpr int kLongestSleep = 32;  // In milliseconds.
   for (int sleep = 1;; sleep = std::min(sleep * 2, kLongestSleep)) {
     int unacknowledged = 0;

@@ -41,7 +41,7 @@ class ExchangeConnection {
   // After the peer has closed: waits until it has acknowledged all that was
   // sent. Returns 0, also at the deadline, or the error, such as that of a
   // reset.
-  int AwaitAcknowledgement(Deadline deadline);
+  int AwaitAcknowledgement(Deadline deadline) const;
 
   // Removes all messages from the queue.
   std::deque<CTCPMessage> TakeMessages();
