@@ -208,7 +208,12 @@ proctype RecvThread(byte connection) {
      :: skip /* input, or the peer's end, or both */
      :: skip -> atomic { readShut[sock] || file[sock] != seen -> UseDescriptor() }
      :: Touch(); goto next /* nothing for 3 seconds: messageCv */
-     :: atomic { Touch(); mainSock = 0; abandoned[sock] = true; break } /* select fails */
+     /* select fails */
+#ifdef QUEUE_LIMIT
+     :: CloseMainSock(); break
+#else
+     :: atomic { Touch(); mainSock = 0; abandoned[sock] = true; break }
+#endif
      fi;
      UseDescriptor(); /* recv */
      if

@@ -63,8 +63,7 @@ Ending FailureOf(const Progress& sending) {
   return Failure(ExchangePhase::kSending, sending.error);
 }
 
-// Returns whether it ends the exchange at once. After a reset, what the peer
-// sent before is still to be received.
+// After a reset, what the peer sent before is still to be received.
 bool HasFailedForGood(const Progress& sending) {
   return HasFailed(sending) &&
          (sending.status == Status::kInputFailed || !IsReset(sending.error));
@@ -282,9 +281,8 @@ void Exchange::State::Note(const Progress& sending, std::uint64_t sent_before) {
 }
 
 // Gives what was received to the sink; returns whether it has enough. Then the
-// rest stays, if the exchange may end now. No sink has enough at once. More is
-// taken from the queue only if nothing is left: else many short turns would
-// take without a limit.
+// rest stays, if the exchange may end now. No sink has enough at once. The
+// queue is left alone while anything is left, or many turns would take it all.
 bool Exchange::State::Take(const Sink& sink, bool may_end, bool enough) {
   if (!sink) return true;
   enough = Give(sink, may_end, enough);

@@ -130,7 +130,7 @@ struct ExchangeOptions {
 ///       reply += bytes;
 ///       return reply.ends_with('\n');  // One line is enough.
 ///     });
-/// if (!result) std::cerr << result.Text() << '\n';
+/// if (!result) std::fprintf(stderr, "%s\n", result.Text().c_str());
 /// @endcode
 class FAIRLEAD_EXPORT Exchange {
  public:
