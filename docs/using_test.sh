@@ -3,12 +3,23 @@
 # usage: using_test.sh PROGRAM
 set -eu
 program=$(realpath "$1")
+server=$(realpath "$(dirname "$0")/../examples/line_server.py")
 folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
+served=
+trap '[ -z "$served" ] || kill "$served" 2>/dev/null || true; rm -rf "$folder"' EXIT
 cd "$folder"
 printf '# mine\n\n[server]\n  port = 80\n  #tls = on\n' >box.ini
+printf 'a line\r\nand more\r\n' >lines.txt
+"$server" server.ini &
+served=$!
+until [ -e server.ini ] || ! kill -0 "$served"; do sleep 0.05; done
 "$program" >output 2>errors
 printf '[server]\nport=7000\n' | diff - tool.ini
 printf '# mine\n\n[server]\n  port = 7000\n  #tls = on\n' | diff - box.ini
-echo 'line 5: tls is off' | diff - output
+{
+  printf 'line 5: tls is off\n'
+  printf '250 HELO tool\r\n'
+  printf '250 HELO tool\r\n250 QUIT\r\n'
+  printf '250 a line\r\n250 and more\r\n'
+} | diff - output
 diff /dev/null errors

@@ -3,8 +3,9 @@
 //     exchange -host localhost -port 6379 -text PING
 //
 // A complete small client: it parses its arguments, resolves a name, connects,
-// sends a message and waits at most five seconds for a line. Its exit statuses
-// are those of `fairlead send`.
+// sends a line and waits at most five seconds for another. An Exchange does all
+// of this; with -bare, a CTCPClient is used without it. The exit statuses are
+// those of `fairlead send`.
 
 #include <arpa/inet.h>
 #include <fairlead/fairlead.h>
@@ -22,19 +23,48 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-// Fills in a message with a line for the first address of the host.
-bool MakeMessage(const fairlead::CSimpleCmdLine& args,
-                 fairlead::CTCPMessage& message) {
-  const std::vector<std::string> addresses =
-      fairlead::resolveDnsFull(args.GetStrParam("host", "localhost"));
-  const std::string line = args.GetStrParam("text", "PING") + "\r\n";
-  if (addresses.empty() || line.size() > sizeof message.data) return false;
+struct Request {
+  std::string host;
+  std::uint16_t port;
+  std::string line;
+};
 
+int StatusOf(const fairlead::ExchangeResult& result) {
+  if (result) return 0;
+  switch (result.phase) {
+    case fairlead::ExchangePhase::kResolving:
+      return 6;
+    case fairlead::ExchangePhase::kConnecting:
+      return 7;
+    default:
+      return result.received == 0 ? 52 : 56;
+  }
+}
+
+int AskWithExchange(const Request& request) {
+  fairlead::ExchangeOptions options;
+  options.limits.total = 5s;
+  fairlead::Exchange exchange(options);
+  const fairlead::ExchangeResult result =
+      exchange.Run(request.host, request.port, request.line,
+                   [](std::string_view bytes, const auto& /*received*/) {
+                     std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+                     return bytes.find('\n') != std::string_view::npos;
+                   });
+  if (!result) std::fprintf(stderr, "%s\n", result.Text().c_str());
+  return StatusOf(result);
+}
+
+// Fills in a message for the first address of the host.
+bool MakeMessage(const Request& request, fairlead::CTCPMessage& message) {
+  const std::vector<std::string> addresses =
+      fairlead::resolveDnsFull(request.host);
+  if (addresses.empty() || request.line.size() > sizeof message.data)
+    return false;
   message.addr.sin_addr.s_addr = inet_addr(addresses.front().c_str());
-  message.addr.sin_port =
-      htons(static_cast<std::uint16_t>(args.GetIntParam("port", 6379)));
-  std::copy(line.begin(), line.end(), message.data);
-  message.len = static_cast<int>(line.size());
+  message.addr.sin_port = htons(request.port);
+  std::copy(request.line.begin(), request.line.end(), message.data);
+  message.len = static_cast<int>(request.line.size());
   return true;
 }
 
@@ -55,18 +85,27 @@ bool PrintOneLine(fairlead::CTCPClient& client, Clock::time_point deadline) {
   return false;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int AskWithClient(const Request& request) {
   fairlead::silent = false;
-  const fairlead::CSimpleCmdLine args(argc, argv);
-  fairlead::CTCPMessage request;
-  if (!MakeMessage(args, request)) return 6;
+  fairlead::CTCPMessage message;
+  if (!MakeMessage(request, message)) return 6;
 
   fairlead::CTCPClient client;
-  if (!client.ConnectTo(&request)) return 7;
-  if (!client.SendMsg(&request)) return 55;
+  if (!client.ConnectTo(&message)) return 7;
+  if (!client.SendMsg(&message)) return 55;
   const bool answered = PrintOneLine(client, Clock::now() + 5s);
   client.Close();
   return answered ? 0 : 52;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const fairlead::CSimpleCmdLine args(argc, argv);
+  const Request request = {
+      .host = args.GetStrParam("host", "localhost"),
+      .port = static_cast<std::uint16_t>(args.GetIntParam("port", 6379)),
+      .line = args.GetStrParam("text", "PING") + "\r\n"};
+  return args.PresentParam("bare") ? AskWithClient(request)
+                                   : AskWithExchange(request);
 }

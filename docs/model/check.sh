@@ -65,17 +65,20 @@ breaks() {  # breaks MUTANT PROPERTY KIND OPTIONS [DEFINITION…]
 # A mutant may break several properties: -E looks for assertions alone, -A for
 # deadlocks alone.
 asserts() { breaks "$1" "assertion violated .*$2" "$safety" -E; }
-deadlocks() { breaks "$1" 'invalid end state' "$safety" -A; }
+deadlocks() { breaks "$1" 'invalid end state' "$safety" -A "${@:2}"; }
 starves() { breaks "$1" 'acceptance cycle' "$liveness" '-a -f' -DCONNECTIONS=1; }
 
 holds "$safety" '' -DCONNECTIONS=2 -DSENDERS=1
 holds "$safety" '' -DCONNECTIONS=1 -DSENDERS=2
+holds "$safety" '' -DCONNECTIONS=2 -DSENDERS=1 -DQUEUE_LIMIT=1
 holds "$liveness" '-a -f' -DCONNECTIONS=1 -DSENDERS=1
 
 deadlocks NO_WAKE
 deadlocks NOTIFY_EARLY
 deadlocks DETACH_UNLOCKED
 deadlocks NO_SHUTDOWN
+deadlocks NO_END_OF_WAIT -DQUEUE_LIMIT=1
+deadlocks NOTIFY_UNLOCKED -DQUEUE_LIMIT=1
 asserts NOTIFY_LATE 'thread_inside==0'
 asserts STORE_UNLOCKED 'handle==connection'
 asserts CLOSE_EARLY 'file\[sock\]==seen'

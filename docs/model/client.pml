@@ -26,6 +26,10 @@ byte mainSock;    /* 0: none */
 byte uses;        /* mainSockUses_ */
 bool waiting[2];  /* who sleeps in threadCv_ */
 bool sleeping;    /* whether CloseMainSock() sleeps in mainSockUses_.wait() */
+#ifdef QUEUE_LIMIT
+byte queued;      /* messages in queue_ */
+bool awaitsRoom;  /* whether the receive thread sleeps in roomCv_ */
+#endif
 
 /* The system. An abandoned socket keeps its number for good. */
 byte file[CONNECTIONS + 1];       /* the socket's connection; 0: closed */
@@ -107,6 +111,33 @@ inline WakeRecvThread() {
   EndUse()
 }
 
+#ifdef QUEUE_LIMIT
+inline NotifyRoomCv() { atomic { Touch(); awaitsRoom = false } }
+
+inline EndWaitForRoom() {
+#ifdef NOTIFY_UNLOCKED
+  NotifyRoomCv()
+#else
+  Lock(queueMutex);
+#ifndef NO_END_OF_WAIT
+  NotifyRoomCv();
+#endif
+  Unlock(queueMutex)
+#endif
+}
+
+/* With queueMutex. */
+inline WaitForRoom() {
+  do
+  :: atomic { queued < QUEUE_LIMIT || !running -> Touch(); break }
+  :: atomic { queued >= QUEUE_LIMIT && running -> Touch() };
+     atomic { awaitsRoom = true; Unlock(queueMutex) };  /* roomCv_.wait */
+     !awaitsRoom;
+     Lock(queueMutex)
+  od
+}
+#endif
+
 inline WaitForThread(me) {
   Lock(stateMutex);
   do
@@ -121,6 +152,9 @@ inline WaitForThread(me) {
 
 inline Terminate(me) {
   atomic { Lock(stateMutex); running = false; Unlock(stateMutex) };
+#ifdef QUEUE_LIMIT
+  EndWaitForRoom();
+#endif
 #ifndef NO_WAKE
   WakeRecvThread();
 #endif
@@ -146,7 +180,13 @@ inline Enqueue() {
 #ifndef QUEUE_UNLOCKED
   Lock(queueMutex);
 #endif
+#ifdef QUEUE_LIMIT
+  WaitForRoom();
+#endif
   atomic { Touch(); queue_users++; assert(queue_users == 1) };
+#ifdef QUEUE_LIMIT
+  atomic { assert(queued < QUEUE_LIMIT || !running); queued++ };
+#endif
   queue_users--;
 #ifndef QUEUE_UNLOCKED
   Unlock(queueMutex);
@@ -168,7 +208,12 @@ proctype RecvThread(byte connection) {
      :: skip /* input, or the peer's end, or both */
      :: skip -> atomic { readShut[sock] || file[sock] != seen -> UseDescriptor() }
      :: Touch(); goto next /* nothing for 3 seconds: messageCv */
-     :: atomic { Touch(); mainSock = 0; abandoned[sock] = true; break } /* select fails */
+     /* select fails */
+#ifdef QUEUE_LIMIT
+     :: CloseMainSock(); break
+#else
+     :: atomic { Touch(); mainSock = 0; abandoned[sock] = true; break }
+#endif
      fi;
      UseDescriptor(); /* recv */
      if
@@ -178,6 +223,9 @@ proctype RecvThread(byte connection) {
 next:
      sock = 0; seen = 0
   od;
+#ifdef QUEUE_LIMIT
+  atomic { Lock(queueMutex); Unlock(queueMutex) }; /* NotifyEnd() */
+#endif
   Touch(); /* messageCv */
 #ifdef NOTIFY_EARLY
   NotifyThreadCv();
@@ -241,6 +289,20 @@ inline MessagesCount() {
   Unlock(queueMutex)
 }
 
+#ifdef QUEUE_LIMIT
+/* The owner takes all messages, any number of times. */
+inline TakeMessages() {
+  do
+  :: break
+  :: Lock(queueMutex);
+     NotifyRoomCv();
+     atomic { Touch(); queue_users++; assert(queue_users == 1) };
+     atomic { queued = 0; queue_users-- };
+     Unlock(queueMutex)
+  od
+}
+#endif
+
 /* Any number of SendMsg() at any time before the destructor. */
 inline SendOnSocket() {
 #ifdef READ_BEFORE_COUNT
@@ -298,12 +360,19 @@ active proctype Owner() {
      connection++;
      ConnectTo();
      atomic { otherReturned = false; run Other() };
+#ifdef QUEUE_LIMIT
+     TakeMessages();
+#else
      MessagesCount();
+#endif
      if
      :: Terminate(OWNER); CloseMainSock() /* Close() */
      :: connection == CONNECTIONS /* the destructor ends it */
      fi;
-     otherReturned
+     otherReturned;
+#ifdef QUEUE_LIMIT
+     queued = 0 /* its Close() clears the queue */
+#endif
   od;
   sendersReturned == SENDERS;
   Terminate(OWNER);

@@ -13,12 +13,16 @@ namespace fairlead::internal {
 // None: never.
 using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
+// A negative limit counts as 0. One too long for the clock is none: it is
+// compared in milliseconds, as its nanoseconds may not fit.
 inline Deadline DeadlineAfter(std::chrono::steady_clock::time_point start,
                               std::optional<std::chrono::milliseconds> limit) {
-  using std::chrono::steady_clock;
-  if (!limit || *limit > steady_clock::time_point::max() - start)
-    return std::nullopt;
-  return start + *limit;
+  using std::chrono::milliseconds;
+  if (!limit) return std::nullopt;
+  const auto longest = std::chrono::floor<milliseconds>(
+      std::chrono::steady_clock::time_point::max() - start);
+  if (*limit > longest) return std::nullopt;
+  return start + std::max(*limit, milliseconds(0));
 }
 
 inline Deadline Earlier(Deadline a, Deadline b) {

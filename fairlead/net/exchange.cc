@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <chrono>
 #include <deque>
-#include <iterator>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -51,18 +50,33 @@ struct Ending {
   int error = 0;
 };
 
-// The system reports one reset by different errors, by who asks first.
+// The system reports one reset as different errors, by who asks first.
 Ending Failure(ExchangePhase phase, int error) {
   if (IsReset(error)) return {ExchangeEnd::kPeerReset, phase, ECONNRESET};
   return {ExchangeEnd::kFailed, phase, error};
 }
 
+// An input may be a socket too: its reset is not the peer's.
 Ending FailureOf(const Progress& sending) {
-  return Failure(sending.status == Status::kInputFailed
-                     ? ExchangePhase::kReading
-                     : ExchangePhase::kSending,
-                 sending.error);
+  if (sending.status == Status::kInputFailed)
+    return {ExchangeEnd::kFailed, ExchangePhase::kReading, sending.error};
+  return Failure(ExchangePhase::kSending, sending.error);
 }
+
+// After a reset, what the peer sent before is still to be received.
+bool HasFailedForGood(const Progress& sending) {
+  return HasFailed(sending) &&
+         (sending.status == Status::kInputFailed || !IsReset(sending.error));
+}
+
+// Returns whether the exchange may end if the sink has enough.
+bool MayEnd(const Progress& sending) {
+  return sending.status == Status::kDone ||
+         sending.status == Status::kWaitingForInput;
+}
+
+bool HasBytes(std::string_view body) { return !body.empty(); }
+bool HasBytes(const ExchangeInput& /*input*/) { return true; }
 
 ExchangePhase PhaseOf(const Progress& sending) {
   return sending.status == Status::kDone ? ExchangePhase::kReceiving
@@ -131,6 +145,10 @@ class Exchange::State {
 
   template <typename Source>
   ExchangeResult Converse(const Source& source, const Sink& sink) {
+    if (!connection_.IsOpen())
+      return End(ExchangeEnd::kFailed, ExchangePhase::kSending, ENOTCONN);
+    if (connection_.HasFinishedSending() && HasBytes(source))
+      return End(ExchangeEnd::kFailed, ExchangePhase::kSending, EPIPE);
     last_ = steady_clock::now();
     close_told_ = false;
     ends_with_peer_ = false;
@@ -146,7 +164,8 @@ class Exchange::State {
   ExchangeResult Converse(ExchangeSender& sender, std::uint64_t sent_before,
                           const Sink& sink);
   void Note(const Progress& sending, std::uint64_t sent_before);
-  bool Take(const Sink& sink, bool may_end);
+  bool Take(const Sink& sink, bool may_end, bool enough);
+  bool Give(const Sink& sink, bool may_end, bool enough);
   std::optional<Ending> EndingOf(const Progress& sending, bool receiving,
                                  bool enough, const Sink& sink);
   std::optional<Ending> EndOfReceiving(const Progress& sending,
@@ -236,12 +255,14 @@ ExchangeResult Exchange::State::Converse(ExchangeSender& sender,
     const Progress sending = sender.progress();
     const bool receiving = connection_.IsReceiving();
     Note(sending, sent_before);
-    enough = Take(sink, sending.status != Status::kSending) || enough;
-    if (const auto ending = EndingOf(sending, receiving, enough, sink)) {
-      result_.end = ending->end;
-      result_.phase = ending->phase;
-      result_.error = ending->error;
-      return result_;
+    enough = Take(sink, MayEnd(sending), enough);
+    const auto ending = EndingOf(sending, receiving, enough, sink);
+    if (ending &&
+        (sending.status != Status::kWaitingForInput || sender.StopWaiting())) {
+      sender.Stop();
+      Note(sender.progress(), sent_before);
+      if (ending->end == ExchangeEnd::kPeerReset) connection_.NoteReset();
+      return End(ending->end, ending->phase, ending->error);
     }
     connection_.Wait(Earlier(end_of_time_, IdleDeadline(sending, receiving)),
                      [&](bool any) {
@@ -260,16 +281,20 @@ void Exchange::State::Note(const Progress& sending, std::uint64_t sent_before) {
 }
 
 // Gives what was received to the sink; returns whether it has enough. Then the
-// rest stays, if the exchange may end now. No sink has enough at once.
-bool Exchange::State::Take(const Sink& sink, bool may_end) {
+// rest stays, if the exchange may end now. No sink has enough at once. The
+// queue is left alone while anything is left, or many turns would take it all.
+bool Exchange::State::Take(const Sink& sink, bool may_end, bool enough) {
   if (!sink) return true;
-  auto taken = connection_.TakeMessages();
-  if (received_.empty())
-    received_ = std::move(taken);
-  else
-    std::move(taken.begin(), taken.end(), std::back_inserter(received_));
-  bool enough = false;
-  while (!received_.empty() && !(enough && may_end)) {
+  enough = Give(sink, may_end, enough);
+  if (!received_.empty() || (enough && may_end)) return enough;
+  received_ = connection_.TakeMessages();
+  return Give(sink, may_end, enough);
+}
+
+// A sink may take long, so it is not called again once the time is over.
+bool Exchange::State::Give(const Sink& sink, bool may_end, bool enough) {
+  for (bool over = false; !received_.empty() && !over && !(enough && may_end);
+       over = end_of_time_ && last_ >= *end_of_time_) {
     const CTCPMessage message = received_.front();
     received_.pop_front();
     const auto size = static_cast<std::size_t>(message.len);
@@ -285,9 +310,10 @@ bool Exchange::State::Take(const Sink& sink, bool may_end) {
 std::optional<Ending> Exchange::State::EndingOf(const Progress& sending,
                                                 bool receiving, bool enough,
                                                 const Sink& sink) {
-  if (enough && sending.status != Status::kSending && !HasFailed(sending))
+  if (enough && MayEnd(sending))
     return Ending{ExchangeEnd::kDone, PhaseOf(sending)};
-  if (sending.status == Status::kInputFailed) return FailureOf(sending);
+  if (HasFailedForGood(sending)) return FailureOf(sending);
+  if (!received_.empty()) return EndOfTime(sending, receiving);
   if (!receiving) return EndOfReceiving(sending, sink);
   return EndOfTime(sending, receiving);
 }

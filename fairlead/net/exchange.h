@@ -67,7 +67,7 @@ struct FAIRLEAD_EXPORT ExchangeResult {
   std::string Text() const;
 };
 
-/// A step of an exchange, reported while it runs.
+/// A step that an exchange reports while it runs.
 struct ExchangeEvent {
   enum class Kind {
     kResolved,      ///< The name has this address; told for each.
@@ -120,7 +120,10 @@ struct ExchangeOptions {
 /// Failures are results. std::bad_alloc is thrown, and what a callback throws;
 /// the exchange can then be closed.
 /// @par Thread safety
-/// An object belongs to one thread. Several objects are independent.
+/// An object belongs to one thread, and its callbacks must not call it. Several
+/// objects are independent. In a child of fork(), which must not come from a
+/// callback, only Close(), Connect() and the destructor may be called; the
+/// connection stays the parent's.
 /// @par Example
 /// @code
 /// std::string reply;
@@ -129,7 +132,7 @@ struct ExchangeOptions {
 ///       reply += bytes;
 ///       return reply.ends_with('\n');  // One line is enough.
 ///     });
-/// if (!result) std::cerr << result.Text() << '\n';
+/// if (!result) std::fprintf(stderr, "%s\n", result.Text().c_str());
 /// @endcode
 class FAIRLEAD_EXPORT Exchange {
  public:
@@ -158,11 +161,12 @@ class FAIRLEAD_EXPORT Exchange {
   /// Sends the body and gives what comes to the sink, until all is sent and the
   /// sink has enough, or until the exchange ends otherwise. What came after
   /// "enough" is kept for the next call. Without a sink it only sends, and
-  /// takes nothing. Needs a connection.
+  /// takes nothing. Without a connection the error is ENOTCONN; for bytes to be
+  /// sent after a half-close, EPIPE.
   ExchangeResult Converse(std::string_view body, const Sink& sink);
 
   /// The same with bytes that come from a descriptor. If the sink has enough
-  /// while the input has nothing to send, it ends.
+  /// while the input has nothing to send, it ends, and takes no more from it.
   ExchangeResult Converse(const ExchangeInput& input, const Sink& sink);
 
   /// Closes the connection; what was received and not taken is discarded.

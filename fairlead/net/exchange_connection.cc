@@ -9,7 +9,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <system_error>
 #include <utility>
@@ -71,6 +73,7 @@ int ExchangeConnection::Connect(const sockaddr_in& address, Deadline deadline) {
   client_.owner_ = getpid();
   client_.peer_.addr = address;
   if (!client_.CreateMainSock()) return errno;
+  finished_ = false;
   reset_ = ConnectSocket(client_.mainSock_, address, deadline);
   if (reset_ != 0 && reset_ != ECONNRESET) return reset_;
   if (const int error = SetBlocking(client_.mainSock_, true)) return error;
@@ -88,6 +91,13 @@ int ExchangeConnection::Start() try {
   return error.code().value();
 }
 
+// A second shutdown would fail once both directions are closed.
+int ExchangeConnection::FinishSending() {
+  if (!finished_ && shutdown(descriptor(), SHUT_WR) == -1) return errno;
+  finished_ = true;
+  return 0;
+}
+
 bool ExchangeConnection::IsReceiving() const {
   return client_.receiveError_ == CTCPClient::kReceiving;
 }
@@ -97,16 +107,20 @@ int ExchangeConnection::ReceiveError() const {
   return error == 0 ? reset_ : error;
 }
 
-// No event reports an acknowledgement, so it is asked for.
-int ExchangeConnection::AwaitAcknowledgement(Deadline deadline) {
-  constexpr std::chrono::milliseconds kBetween{1};
-  for (;;) {
+// No call waits for an acknowledgement, so it is asked for. In between this
+// sleeps: once both directions are closed, a poll of the socket would return at
+// once.
+int ExchangeConnection::AwaitAcknowledgement(Deadline deadline) const {
+  constexpr int kLongestSleep = 32;  // In milliseconds.
+  for (int sleep = 1;; sleep = std::min(sleep * 2, kLongestSleep)) {
     int unacknowledged = 0;
     if (ioctl(descriptor(), SIOCOUTQ, &unacknowledged) == -1) return errno;
     const int error = SocketError(descriptor());
     if (error != 0 || unacknowledged == 0 || HasPassed(deadline)) return error;
-    pollfd failed = {.fd = descriptor(), .events = 0, .revents = 0};
-    if (poll(&failed, 1, kBetween.count()) == -1 && errno != EINTR)
+    const Deadline next = DeadlineAfter(std::chrono::steady_clock::now(),
+                                        std::chrono::milliseconds(sleep));
+    if (poll(nullptr, 0, PollTimeout(Earlier(next, deadline))) == -1 &&
+        errno != EINTR)
       return errno;
   }
 }

@@ -6,6 +6,7 @@
 
 #include <netinet/in.h>
 
+#include <cerrno>
 #include <deque>
 #include <mutex>
 
@@ -20,6 +21,12 @@ class ExchangeConnection {
   // Connects to an address; returns 0 or the error, ETIMEDOUT at the deadline.
   int Open(const sockaddr_in& address, Deadline deadline);
 
+  bool IsOpen() const { return descriptor_.IsOpen(); }
+
+  // Closes the sending direction, once. Returns 0 or the error.
+  int FinishSending();
+  bool HasFinishedSending() const { return finished_; }
+
   // Returns whether the receive thread still receives. Once it does not, all it
   // has received is in the queue.
   bool IsReceiving() const;
@@ -27,16 +34,20 @@ class ExchangeConnection {
   // Returns why receiving ended: 0 if the peer closed, or the error.
   int ReceiveError() const;
 
+  // Makes ReceiveError() return a reset that a send met: the system reports it
+  // once.
+  void NoteReset() { reset_ = ECONNRESET; }
+
   // After the peer has closed: waits until it has acknowledged all that was
   // sent. Returns 0, also at the deadline, or the error, such as that of a
   // reset.
-  int AwaitAcknowledgement(Deadline deadline);
+  int AwaitAcknowledgement(Deadline deadline) const;
 
   // Removes all messages from the queue.
   std::deque<CTCPMessage> TakeMessages();
 
-  // Waits until `is_news` is true, or the deadline has passed. It gets
-  // whether any message waits.
+  // Waits until `is_news` returns true, or the deadline has passed. It is
+  // passed whether any message waits.
   template <typename Predicate>
   void Wait(Deadline deadline, Predicate is_news) {
     std::unique_lock lock(client_.queueMutex);
@@ -63,9 +74,10 @@ class ExchangeConnection {
   CTCPClient client_;
   Descriptor descriptor_;
 
-  // ECONNRESET if the peer reset the connection while it was made, else 0. What
-  // came before is still to be received; the system reports a reset once.
+  // ECONNRESET if the peer reset the connection while it was made, or a send
+  // met a reset; else 0. What came before is still to be received.
   int reset_ = 0;
+  bool finished_ = false;  // The sending direction is closed.
 };
 
 }  // namespace fairlead::internal

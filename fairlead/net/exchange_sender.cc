@@ -23,6 +23,9 @@ namespace {
 
 constexpr std::size_t kInputBuffer = std::size_t{64} << 10;
 
+// Of a body, between two looks at whether to stop.
+constexpr std::size_t kMaxPiece = std::size_t{256} << 10;
+
 // Waits until a descriptor is ready for `events`, or has failed. Returns 0, the
 // error, or ECANCELED if `stop` is readable.
 int AwaitReady(int descriptor, short events, int stop, int timeout = -1) {
@@ -39,7 +42,7 @@ int AwaitReady(int descriptor, short events, int stop, int timeout = -1) {
 ExchangeSender::ExchangeSender(ExchangeConnection& connection,
                                std::string_view body, bool half_close)
     : connection_(connection), half_close_(half_close) {
-  if (!SendAtOnce(body)) return;
+  if (!body.empty() && !SendPiece(body)) return;
   if (body.empty())
     Finish();
   else
@@ -54,7 +57,14 @@ ExchangeSender::ExchangeSender(ExchangeConnection& connection,
   StartThread([this, &input] { SendInput(input); });
 }
 
-ExchangeSender::~ExchangeSender() {
+ExchangeSender::~ExchangeSender() { Stop(); }
+
+bool ExchangeSender::StopWaiting() {
+  Status waiting = Status::kWaitingForInput;
+  return status_.compare_exchange_strong(waiting, Status::kStopped);
+}
+
+void ExchangeSender::Stop() {
   if (!thread_.joinable()) return;
   const std::uint64_t one = 1;
   // An event descriptor takes a first 1 always.
@@ -84,29 +94,27 @@ ExchangeSender::Progress ExchangeSender::progress() const {
   return {.status = status, .error = error_, .sent = sent_, .news = news};
 }
 
-// Sends what the system takes without waiting, and removes it from `bytes`.
-// Returns false if the connection fails.
-bool ExchangeSender::SendAtOnce(std::string_view& bytes) {
-  while (!bytes.empty()) {
-    const ssize_t sent = Uninterrupted([&] {
-      return send(connection_.descriptor(), bytes.data(), bytes.size(),
-                  MSG_DONTWAIT | MSG_NOSIGNAL);
-    });
-    if (sent == -1 && errno == EAGAIN) return true;
-    if (sent == -1) return Fail(Status::kSendFailed, errno);
-    bytes.remove_prefix(static_cast<std::size_t>(sent));
-    sent_ += static_cast<std::uint64_t>(sent);
-    TellNews();
-  }
+// Sends what the system takes of a piece without waiting, and removes it from
+// `bytes`. Returns false if the connection fails.
+bool ExchangeSender::SendPiece(std::string_view& bytes) {
+  const std::string_view piece = bytes.substr(0, kMaxPiece);
+  const ssize_t sent = Uninterrupted([&] {
+    return send(connection_.descriptor(), piece.data(), piece.size(),
+                MSG_DONTWAIT | MSG_NOSIGNAL);
+  });
+  if (sent == -1 && errno == EAGAIN) return true;
+  if (sent == -1) return Fail(Status::kSendFailed, errno);
+  bytes.remove_prefix(static_cast<std::size_t>(sent));
+  sent_ += static_cast<std::uint64_t>(sent);
+  TellNews();
   return true;
 }
 
+// Waits before each piece, as the wait can be stopped.
 bool ExchangeSender::SendAll(std::string_view bytes) {
-  while (SendAtOnce(bytes)) {
-    if (bytes.empty()) return true;
-    if (!AwaitPeer()) return false;
-  }
-  return false;
+  while (!bytes.empty())
+    if (!AwaitPeer() || !SendPiece(bytes)) return false;
+  return true;
 }
 
 bool ExchangeSender::AwaitPeer() {
@@ -144,18 +152,28 @@ void ExchangeSender::SendInput(const ExchangeInput& input) {
 
 // Says that the input has nothing to send only if it must be waited for.
 bool ExchangeSender::AwaitInput(int descriptor) {
+  if (descriptor < 0) return Fail(Status::kInputFailed, EBADF);
   int error = AwaitReady(descriptor, POLLIN, stop_.number(), 0);
   if (error == EAGAIN) {
     Set(Status::kWaitingForInput);
     error = AwaitReady(descriptor, POLLIN, stop_.number());
-    if (error == 0) Set(Status::kSending);
+    if (error == 0 && !EndWaiting()) return false;
   }
   return error == 0 || Fail(Status::kInputFailed, error);
 }
 
+// Returns false if StopWaiting() came first.
+bool ExchangeSender::EndWaiting() {
+  Status waiting = Status::kWaitingForInput;
+  if (!status_.compare_exchange_strong(waiting, Status::kSending)) return false;
+  TellNews();
+  return true;
+}
+
 void ExchangeSender::Finish() {
-  if (half_close_ && shutdown(connection_.descriptor(), SHUT_WR) == -1)
-    Fail(Status::kSendFailed, errno);
+  const int error = half_close_ ? connection_.FinishSending() : 0;
+  if (error != 0)
+    Fail(Status::kSendFailed, error);
   else
     Set(Status::kDone);
 }

@@ -23,6 +23,7 @@ class ExchangeSender {
     kDone,
     kSendFailed,
     kInputFailed,
+    kStopped,
   };
 
   struct Progress {
@@ -40,11 +41,18 @@ class ExchangeSender {
   ExchangeSender(ExchangeConnection& connection, const ExchangeInput& input,
                  bool half_close);
 
-  ~ExchangeSender();  // Ends the thread.
+  ~ExchangeSender();  // Calls Stop().
   ExchangeSender(const ExchangeSender&) = delete;
   ExchangeSender& operator=(const ExchangeSender&) = delete;
 
   Progress progress() const;
+
+  // Ends a wait for the input: what comes later stays there. Returns false if
+  // something has come before.
+  bool StopWaiting();
+
+  // Ends the thread, wherever it is; progress() is final then.
+  void Stop();
 
   // Returns whether anything has changed since.
   bool HasChanged(const Progress& since) const { return news_ != since.news; }
@@ -52,10 +60,11 @@ class ExchangeSender {
  private:
   template <typename Work>
   void StartThread(Work work);
-  bool SendAtOnce(std::string_view& bytes);
+  bool SendPiece(std::string_view& bytes);
   bool SendAll(std::string_view bytes);
   void SendInput(const ExchangeInput& input);
   bool AwaitInput(int descriptor);
+  bool EndWaiting();
   void Finish();
   bool AwaitPeer();
   bool Fail(Status status, int error);

@@ -23,6 +23,7 @@
 #include <utility>
 #include <vector>
 
+#include "fairlead/net/exchange_testing.h"
 #include "fairlead/net/host_lookup.h"
 #include "fairlead/net/loopback_testing.h"
 
@@ -32,68 +33,6 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 using Kind = ExchangeEvent::Kind;
-
-// Limits that no test reaches unless it is about them.
-constexpr ExchangeLimits kPatient = {.total = 60s, .connect = {}, .idle = 60s};
-
-std::uint16_t PortOf(const Listener& listener) {
-  return ntohs(listener.endpoint().addr.sin_port);
-}
-
-// A server that serves one connection on a thread.
-class Server {
- public:
-  explicit Server(std::function<void(Socket&)> serve)
-      : thread_([this, serve = std::move(serve)] {
-          Socket peer = listener_.Accept();
-          serve(peer);
-        }) {}
-  ~Server() { thread_.join(); }
-  Server(const Server&) = delete;
-  Server& operator=(const Server&) = delete;
-
-  std::uint16_t port() const { return PortOf(listener_); }
-
- private:
-  Listener listener_ = std::move(Listener().Listen());
-  std::thread thread_;
-};
-
-// Collects what comes until it is `enough` bytes.
-struct Reply {
-  Exchange::Sink Until(std::size_t enough) {
-    return [this, enough](std::string_view bytes, const TheTime&) {
-      text += bytes;
-      return text.size() >= enough;
-    };
-  }
-  Exchange::Sink UntilTheEnd() { return Until(std::string::npos); }
-
-  std::string text;
-};
-
-// A pipe whose reading end is an input.
-struct Pipe {
-  Pipe() {
-    if (pipe(ends) != 0) std::abort();
-  }
-  ~Pipe() {
-    close(ends[0]);
-    CloseWriting();
-  }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-
-  void Write(std::string_view text) const {
-    EXPECT_EQ(write(ends[1], text.data(), text.size()),
-              static_cast<ssize_t>(text.size()));
-  }
-  void CloseWriting() {
-    if (ends[1] != -1) close(std::exchange(ends[1], -1));
-  }
-
-  int ends[2] = {-1, -1};
-};
 
 TEST(ExchangeTest, SendsAndReceivesUntilTheSinkHasEnough) {
   Server server([](Socket& peer) {

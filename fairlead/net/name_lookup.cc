@@ -32,7 +32,7 @@ NameLookup LookUp(const std::string& host, int flags) {
   if (found.error != 0) return found;
   const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list,
                                                                  &freeaddrinfo);
-  for (const addrinfo* entry = list; entry; entry = entry->ai_next) {
+  for (const addrinfo* entry = list; entry != nullptr; entry = entry->ai_next) {
     const in_addr address =
         reinterpret_cast<const sockaddr_in*>(entry->ai_addr)->sin_addr;
     const bool known = std::ranges::any_of(

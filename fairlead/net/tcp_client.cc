@@ -254,6 +254,7 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
   const int ready = sock == 0 ? -1 : WaitForInput(sock, read_set);
   if (ready == -1) {
     receiveError_ = sock == 0 ? ENOTCONN : errno;
+    if (queueLimit_ > 0) CloseMainSock();  // Of an exchange.
     mainSock_ = 0;  // Kept for compatibility: abandoned, not closed.
     return false;
   }
