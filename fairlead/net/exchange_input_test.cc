@@ -1,0 +1,153 @@
+// Tests of exchanges that send what comes from a descriptor.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "fairlead/net/exchange.h"
+#include "fairlead/net/exchange_testing.h"
+#include "fairlead/net/loopback_testing.h"
+
+namespace fairlead::internal::exchange_input_test {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ExchangeInputTest, SendsAnInputAsItComes) {
+  Pipe input;
+  input.Write("first");
+  Server server([&](Socket& peer) {
+    EXPECT_EQ(peer.Receive(5), "first");
+    peer.Send("1");
+    EXPECT_EQ(peer.Receive(6), "second");
+    EXPECT_TRUE(peer.ReceiveEnd());
+    peer.Send("2");
+  });
+  Exchange exchange({.limits = kPatient, .half_close = true});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  std::string reply;
+  const ExchangeResult result =
+      exchange.Converse(ExchangeInput{.descriptor = input.ends[0]},
+                        [&](std::string_view bytes, const TheTime&) {
+                          reply += bytes;
+                          if (reply == "1") {
+                            input.Write("second");
+                            input.CloseWriting();
+                          }
+                          return false;
+                        });
+  EXPECT_EQ(result.end, ExchangeEnd::kPeerClosed);
+  EXPECT_EQ(reply, "12");
+  EXPECT_EQ(result.sent, 11u);
+}
+
+TEST(ExchangeInputTest, AFilterChangesWhatIsSent) {
+  Pipe input;
+  input.Write("abc");
+  input.CloseWriting();
+  Server server([&](Socket& peer) { EXPECT_EQ(peer.Receive(9), "<abc><>!"); });
+  std::string filtered;
+  const ExchangeInput source = {
+      .descriptor = input.ends[0],
+      .filter = [&](std::string_view bytes, bool at_end) {
+        filtered = "<" + std::string(bytes) + ">" + (at_end ? "!" : "");
+        return std::string_view(filtered);
+      }};
+  Exchange exchange({.limits = kPatient, .half_close = true});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  Reply reply;
+  EXPECT_EQ(exchange.Converse(source, reply.UntilTheEnd()).end,
+            ExchangeEnd::kPeerClosed);
+}
+
+// A quiet input is not the peer's silence, and does not keep the sink's end
+// from being the end.
+TEST(ExchangeInputTest, AQuietInputIsNotSilence) {
+  Pipe input;
+  Server server([&](Socket& peer) {
+    std::this_thread::sleep_for(300ms);
+    peer.Send("late");
+    peer.ReceiveEnd();
+  });
+  Exchange exchange({.limits = {.total = 60s, .idle = 50ms}});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  Reply reply;
+  EXPECT_TRUE(exchange.Converse(ExchangeInput{.descriptor = input.ends[0]},
+                                reply.Until(4)));
+  EXPECT_EQ(reply.text, "late");
+}
+
+TEST(ExchangeInputTest, TheSinkDecidesWhetherAClosedPeerIsTheEndOfAQuietInput) {
+  for (const bool ends : {true, false}) {
+    Pipe input;
+    std::string read;
+    {
+      Server server([&](Socket& peer) {
+        peer.Send("bye");
+        shutdown(peer.number(), SHUT_WR);
+        read = peer.Receive(100);
+      });
+      Exchange exchange({.limits = kPatient, .half_close = true});
+      ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+      int closed = 0;
+      const ExchangeResult result =
+          exchange.Converse(ExchangeInput{.descriptor = input.ends[0]},
+                            [&](std::string_view bytes, const TheTime&) {
+                              if (!bytes.empty()) return false;
+                              ++closed;
+                              if (ends) return true;
+                              input.Write("more");
+                              input.CloseWriting();
+                              return false;
+                            });
+      EXPECT_EQ(result.end, ExchangeEnd::kPeerClosed);
+      EXPECT_EQ(closed, 1);
+    }
+    EXPECT_EQ(read, ends ? "" : "more");
+  }
+}
+
+TEST(ExchangeInputTest, AnInputThatCannotBeReadIsAFailure) {
+  Server server([](Socket& peer) { peer.ReceiveEnd(); });
+  Exchange exchange({.limits = kPatient});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  Reply reply;
+  const ExchangeResult result =
+      exchange.Converse(ExchangeInput{.descriptor = 999}, reply.UntilTheEnd());
+  EXPECT_EQ(result.end, ExchangeEnd::kFailed);
+  EXPECT_EQ(result.phase, ExchangePhase::kReading);
+  EXPECT_EQ(result.error, EBADF);
+  EXPECT_EQ(result.Text(),
+            "reading what is to be sent failed: Bad file descriptor");
+}
+
+TEST(ExchangeInputTest, AFilterCanEndIt) {
+  Pipe input;
+  input.Write("abc");
+  Server server([](Socket& peer) { EXPECT_TRUE(peer.ReceiveEnd()); });
+  Exchange exchange({.limits = kPatient});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  Reply reply;
+  const ExchangeResult result = exchange.Converse(
+      ExchangeInput{
+          .descriptor = input.ends[0],
+          .filter = [](auto, bool) -> std::optional<std::string_view> {
+            return std::nullopt;
+          }},
+      reply.UntilTheEnd());
+  EXPECT_EQ(result.end, ExchangeEnd::kFailed);
+  EXPECT_EQ(result.phase, ExchangePhase::kReading);
+  EXPECT_EQ(result.error, ECANCELED);
+  EXPECT_EQ(result.sent, 0u);
+}
+
+}  // namespace
+}  // namespace fairlead::internal::exchange_input_test
