@@ -177,7 +177,7 @@ class FAIRLEAD_EXPORT Exchange {
                      std::string_view body, const Sink& sink);
 
  private:
-  class State;
+  class FAIRLEAD_PRIVATE State;
   std::unique_ptr<State> state_;
 };
 
