@@ -130,9 +130,8 @@ IniLine LineTable::Read(std::size_t line) const {
   for (std::string_view* const part : {&read.name, &read.value})
     if (part->data() != nullptr)
       *part = source.substr(
-          source.size() -
-              static_cast<std::size_t>(text.data() + text.size() -
-                                       part->data()),
+          source.size() - static_cast<std::size_t>(text.data() + text.size() -
+                                                   part->data()),
           part->size());
   return read;
 }

@@ -101,9 +101,8 @@ class LineTable {
   void Insert(std::size_t line, std::string_view text);
   void Replace(std::size_t line, std::string_view text);
   void Erase(std::size_t begin, std::size_t end);
-  // Removes bytes from the first one on that is not blank, and puts comment
-  // characters there. Keeps no copy of the line, unless its marks are changed
-  // for the second time.
+  // Replaces `removed` bytes, from the first one on that is not blank, by
+  // comment characters. Copies the line only if its marks were changed before.
   void ChangeMarks(std::size_t line, std::size_t removed,
                    std::string_view marks);
 
