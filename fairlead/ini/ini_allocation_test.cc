@@ -276,6 +276,42 @@ TEST(IniDocumentAllocationTest, AFailureLeavesTheDocument) {
   }
 }
 
+// A key that is disabled already gets its second comment character in a copy.
+TEST(IniDocumentAllocationTest, AFailureLeavesAnEditedDocument) {
+  for (const IniReading reading : {IniReading::kLive, IniReading::kRecords}) {
+    IniDocument disabled(DocumentText(), reading);
+    ASSERT_EQ(disabled.Disable({kSection, kKey, 1}).code,
+              IniResult::Code::kDone);
+    const std::string text = disabled.Text();
+    const std::string entries = EntriesOf(disabled);
+    const auto disable = [](auto& d) { return d.Disable({kSection}, ';'); };
+    End end = End::kBadAlloc;
+    for (int n = 0; end != End::kDone; ++n) {
+      SCOPED_TRACE(testing::Message() << "allocation " << n);
+      IniDocument document = disabled;
+      end = ActWithFailure([&] { disable(document); }, n, true);
+      ASSERT_EQ(document.Text() == text, end == End::kBadAlloc);
+      ASSERT_EQ(EntriesOf(document) == entries, end == End::kBadAlloc);
+    }
+  }
+}
+
+// The lines are so short that a copy for the time of a call needs no memory.
+TEST(IniDocumentAllocationTest, CopiesNoLineThatItDisablesOrEnables) {
+  constexpr std::size_t kLines = 100'000;
+  std::string text;
+  for (std::size_t i = 0; i < kLines; i += 2) text += " #k=v\n# prose\n";
+  IniDocument document(text);
+  const std::size_t before = allocations.bytes;
+  ASSERT_EQ(document.Enable({""}).code, IniResult::Code::kDone);
+  EXPECT_LT(allocations.bytes - before, kLines);
+  IniDocument active(document.Text());
+  const std::size_t made = allocations.bytes;
+  ASSERT_EQ(active.Disable({""}).code, IniResult::Code::kDone);
+  EXPECT_LT(allocations.bytes - made, kLines);
+  EXPECT_EQ(active.Text(), text);
+}
+
 TEST(IniDocumentAllocationTest, TakesSixteenBytesForALine) {
   constexpr std::size_t kLines = 100'000;
   std::string text;

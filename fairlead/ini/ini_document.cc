@@ -259,8 +259,9 @@ std::string IniDocument::TextOf(const IniName& name) const {
 void IniDocument::ForEachLineOf(
     const IniName& name,
     const std::function<void(std::string_view)>& take) const {
+  std::string buffer;
   for (const std::size_t line : LinesOf(*lines_, Trimmed(name)))
-    take(lines_->TextOf(line));
+    take(lines_->ViewOf(line, buffer));
 }
 
 std::size_t IniDocument::UnclosedHeader() const {

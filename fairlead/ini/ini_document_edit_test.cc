@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "fairlead/ini/ini_document_testing.h"
 
@@ -288,6 +289,67 @@ TEST(IniDocumentEditTest, RefusesToChangeOtherLines) {
        "this key would be in the enabled section"},
   };
   CheckRefusals(cases);
+}
+
+// Makes the edits one after the other; all but the last one must be done.
+DocumentEdit InTurn(const std::vector<DocumentEdit>& edits) {
+  return [=](IniDocument& document) {
+    IniResult result;
+    for (const DocumentEdit& edit : edits) {
+      EXPECT_EQ(result.code, Code::kDone);
+      result = edit(document);
+    }
+    return result;
+  };
+}
+
+// The first edit of marks is noted, the second one makes a copy.
+TEST(IniDocumentEditTest, EditsTheSameLineAgain) {
+  const std::string text = "[s]\n  k = 1 \r\n  a b=2";
+  const ChangeCase cases[] = {
+      {"disable twice", text, InTurn({Disable({"s", "k"}), Disable({"s"})}),
+       "#[s]\n  ##k = 1 \r\n  #;a b=2"},
+      {"with the other character", text,
+       InTurn({Disable({"s", "k"}, ';'), Disable({"s"})}),
+       "#[s]\n  #;k = 1 \r\n  #;a b=2"},
+      {"disable twice, enable", text,
+       InTurn({Disable({"s", "k"}), Disable({"s"}), Enable({"s"})}),
+       "[s]\n  #k = 1 \r\n  a b=2"},
+      {"disable, enable, disable", text,
+       InTurn({Disable({"s"}), Enable({"s"}), Disable({"s"}, ';')}),
+       ";[s]\n  ;k = 1 \r\n  ;#a b=2"},
+      {"enable, set", "#[s]\n  # \tk = 1 \r\n",
+       InTurn({Enable({"s"}), Set({"s", "k"}, "22")}), "[s]\n  k = 22 \r\n"},
+      {"enable, rename", "#[s]\n  # \tk = 1 \r\n",
+       InTurn({Enable({"s"}), Rename({"s", "k"}, "long"), Rename({"s"}, "t")}),
+       "[t]\n  long = 1 \r\n"},
+      {"enable, disable", "  # \tk = 1\n",
+       InTurn({Enable({"", "k"}), Disable({"", "k"}, ';')}), "  ;k = 1\n"},
+      {"set, disable, delete", "[s]\nk=1\n[t]\n",
+       InTurn({Set({"s", "k"}, "2"), Disable({"s", "k"}), Delete({"s"})}),
+       "[t]\n"},
+      {"disable, add in the same style", "  k : = 1\n",
+       InTurn({Disable({"", "k :"}), Set({"", "k :"}, "2")}),
+       "  #;k : = 1\n  k : = 2\n"},
+      {"disable, add behind it", "k = 1",
+       InTurn({Disable({"", "k"}), Add({"", "k"}, "2")}), "#k = 1\nk = 2"},
+      {"enable, comment", "\t# k=1\r\n",
+       InTurn({Enable({"", "k"}), Comment({"", "k"}, "c")}),
+       "\t# c\r\n\tk=1\r\n"},
+      {"blanks of any number", "#" + std::string(254, ' ') + "k=1\n",
+       Enable({"", "k"}), "k=1\n"},
+      {"of more", "#" + std::string(255, ' ') + "k=1\n", Enable({"", "k"}),
+       "k=1\n"},
+  };
+  CheckChanges(cases);
+}
+
+// One between those of the refused edit.
+TEST(IniDocumentEditTest, ARefusalLeavesTheMarksOfAnEarlierEdit) {
+  IniDocument document("[s]\nk=1\nj=2\n#[t]\n#i=3\nk=4\n");
+  EXPECT_EQ(document.Disable({"s", "j"}).code, Code::kDone);
+  EXPECT_EQ(document.Disable({"s", "k"}).code, Code::kMalformed);
+  EXPECT_EQ(document.Text(), "[s]\nk=1\n#j=2\n#[t]\n#i=3\nk=4\n");
 }
 
 // Before the first header, such a line stays where it is.

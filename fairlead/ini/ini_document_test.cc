@@ -312,6 +312,35 @@ TEST(IniDocumentTest, PassesUnchangedLinesAsPartsOfTheOriginalText) {
                                              "new k=3\n", "old j=2\n"}));
 }
 
+TEST(IniDocumentTest, PassesDisabledLinesOnTogether) {
+  const std::string begin = "[s]\nk=1\n";
+  IniDocument document(begin + "\n; c\n" + begin + "[t]\n");
+  document.Disable({"s"});
+  std::vector<std::string> parts;
+  document.ForEachPiece(
+      [&](std::string_view piece) { parts.emplace_back(piece); });
+  EXPECT_EQ(parts, (std::vector<std::string>{"#[s]\n#k=1\n", "\n; c\n",
+                                             "#[s]\n#k=1\n", "[t]\n"}));
+}
+
+// The views are those of the text as it is now.
+TEST(IniDocumentTest, ReadsDisabledLines) {
+  IniDocument document("[s]\n# c\n  a b = 1 \n[t]\n  #; c d= 2\n#j =\n");
+  document.Disable({"s"}, ';');
+  const IniFound key = document.Find({.section = "s", .key = "a b"});
+  EXPECT_EQ(key.code, IniResult::Code::kDisabled);
+  EXPECT_EQ(key.entry.section, "s");
+  EXPECT_EQ(key.entry.key, "a b");
+  EXPECT_EQ(key.entry.value, "1");
+  EXPECT_EQ(key.entry.mark, ';');
+  EXPECT_EQ(document.Comments(key.entry), "# c\n");
+  document.Enable({"t", "j"});
+  EXPECT_EQ(document.Value("t", "j"), "");
+  EXPECT_EQ(document.TextOf({.section = "t"}), "[t]\n  #; c d= 2\nj =\n");
+  EXPECT_EQ(document.Text(),
+            ";[s]\n# c\n  ;#a b = 1 \n[t]\n  #; c d= 2\nj =\n");
+}
+
 TEST(IniDocumentTest, IsAValue) {
   static_assert(std::is_nothrow_move_constructible_v<IniDocument>);
   static_assert(std::is_nothrow_move_assignable_v<IniDocument>);

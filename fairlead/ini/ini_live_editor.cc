@@ -41,7 +41,7 @@ bool DisableLine(LineTable& lines, std::size_t line, char mark) {
                       !lines.IsDisabled(line);
   if (!active && !CanEnable(lines.TextOf(line))) return false;
   const std::size_t count = active ? MarksFor(lines.Read(line)) : 1;
-  MarkAt(lines, line, MarksOf(mark, count));
+  lines.ChangeMarks(line, 0, MarksOf(mark, count));
   return true;
 }
 

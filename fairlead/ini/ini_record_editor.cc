@@ -27,13 +27,7 @@ bool IsHeader(const LineTable& lines, std::size_t line) {
 bool MarkWith(LineTable& lines, std::size_t line, char mark) {
   const char old = lines.Read(line).mark;
   if (old == mark) return false;
-  if (old == ' ') {
-    MarkAt(lines, line, {&mark, 1});
-    return true;
-  }
-  std::string text(lines.TextOf(line));
-  text[text.find(old)] = mark;
-  lines.Replace(line, text);
+  lines.ChangeMarks(line, old == ' ' ? 0 : 1, {&mark, 1});
   return true;
 }
 

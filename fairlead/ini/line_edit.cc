@@ -35,8 +35,9 @@ std::string Indentation(std::string_view line) {
 
 // Returns the style of a key's line, disabled or not.
 Style StyleOfKey(const LineTable& lines, std::size_t line) {
-  const std::string_view text = lines.TextOf(line);
-  const IniLine read = lines.Read(line);
+  std::string buffer;
+  const std::string_view text = lines.ViewOf(line, buffer);
+  const IniLine read = lines.Read(line, text);
   const std::size_t name_end = OffsetOf(read.name, text) + read.name.size();
   std::size_t value = OffsetOf(read.value, text);
   if (read.value.empty())
@@ -189,15 +190,15 @@ IniResult CheckValueEnd(const LineTable& lines, std::size_t line) {
 
 IniResult SetValueAt(LineTable& lines, std::size_t line,
                      std::string_view value) {
-  const IniLine read = lines.Read(line);
+  std::string changed = lines.TextOf(line);
+  const std::string_view text = changed;
+  const IniLine read = lines.Read(line, text);
   if (read.value == value) return {.code = Code::kUnchanged};
   if (const IniResult result = CheckValueEnd(lines, line); !result.IsOk())
     return result;
-  const std::string_view text = lines.TextOf(line);
   std::size_t begin = OffsetOf(read.value, text);
   if (read.value.empty())
     begin = std::min(text.find_first_not_of(kSpaces, begin), text.size());
-  std::string changed(text);
   changed.replace(begin, read.value.size(), value);
   lines.Replace(line, changed);
   return {};
@@ -213,25 +214,18 @@ void EraseLines(LineTable& lines, const std::vector<std::size_t>& gone) {
 }
 
 void RenameAt(LineTable& lines, std::size_t line, std::string_view new_name) {
-  const IniLine read = lines.Read(line);
-  std::string text(lines.TextOf(line));
-  text.replace(OffsetOf(read.name, lines.TextOf(line)), read.name.size(),
-               new_name);
-  lines.Replace(line, text);
-}
-
-void MarkAt(LineTable& lines, std::size_t line, std::string_view marks) {
-  std::string text(lines.TextOf(line));
-  text.insert(text.find_first_not_of(kBlanks), marks);
+  std::string text = lines.TextOf(line);
+  const std::string_view name = lines.Read(line, text).name;
+  text.replace(OffsetOf(name, text), name.size(), new_name);
   lines.Replace(line, text);
 }
 
 void UnmarkAt(LineTable& lines, std::size_t line, std::size_t count) {
-  std::string text(lines.TextOf(line));
+  std::string buffer;
+  const std::string_view text = lines.ViewOf(line, buffer);
   const std::size_t begin = text.find_first_not_of(kBlanks);
-  text.erase(begin, count);
-  text.erase(begin, text.find_first_not_of(kBlanks, begin) - begin);
-  lines.Replace(line, text);
+  const std::size_t end = text.find_first_not_of(kBlanks, begin + count);
+  lines.ChangeMarks(line, std::min(end, text.size()) - begin, "");
 }
 
 void InsertKey(LineTable& lines, std::size_t line, std::size_t model,

@@ -45,9 +45,6 @@ void EraseLines(LineTable& lines, const std::vector<std::size_t>& gone);
 // Changes the name in the line of a header or a key.
 void RenameAt(LineTable& lines, std::size_t line, std::string_view new_name);
 
-// Puts the characters before the first one that is not blank.
-void MarkAt(LineTable& lines, std::size_t line, std::string_view marks);
-
 // Removes the first `count` characters that are not blank, and the blanks
 // behind them.
 void UnmarkAt(LineTable& lines, std::size_t line, std::size_t count);

@@ -3,12 +3,22 @@
 #include "fairlead/ini/line_table.h"
 
 #include <algorithm>
+#include <array>
+#include <functional>
 #include <limits>
 #include <stdexcept>
 #include <utility>
 
 namespace fairlead::internal {
 namespace {
+
+// The comment characters that a line can have without a copy of it.
+constexpr std::array<std::string_view, 5> kMarks = {"", "#", ";", "#;", ";#"};
+
+// Returns where the marks of a line are, or would be.
+std::size_t MarksBegin(std::string_view line) {
+  return std::min(line.find_first_not_of(" \t\r"), line.size());
+}
 
 void CheckSize(std::size_t size) {
   if (size > std::numeric_limits<std::uint32_t>::max())
@@ -71,32 +81,86 @@ std::string_view LineTable::BytesAt(std::size_t begin, std::size_t size) const {
              : std::string_view(added_).substr(begin - text_.size(), size);
 }
 
-std::string_view LineTable::TextOf(std::size_t line) const {
+std::string_view LineTable::SourceOf(std::size_t line) const {
   return BytesAt(lines_[line].begin, lines_[line].size);
 }
 
+std::string_view LineTable::PieceAt(std::size_t& line) const {
+  const std::uint32_t begin = lines_[line].begin;
+  std::uint32_t end = begin;
+  while (line < size() && lines_[line].begin == end &&
+         !lines_[line].HasNewMarks() && (end == begin || end != text_.size()))
+    end += lines_[line++].size;
+  return BytesAt(begin, end - begin);
+}
+
+void LineTable::AppendMarked(std::size_t line, std::string& text) const {
+  const std::string_view source = SourceOf(line);
+  const std::size_t marks = MarksBegin(source);
+  text.append(source.substr(0, marks))
+      .append(kMarks[lines_[line].marks])
+      .append(source.substr(marks + lines_[line].removed));
+}
+
+std::string_view LineTable::ViewOf(std::size_t line,
+                                   std::string& buffer) const {
+  if (!lines_[line].HasNewMarks()) return SourceOf(line);
+  buffer.clear();
+  AppendMarked(line, buffer);
+  return buffer;
+}
+
+std::string LineTable::TextOf(std::size_t line) const {
+  std::string buffer;
+  return std::string(ViewOf(line, buffer));
+}
+
+// No change of marks is before or in the indentation.
 bool LineTable::IsIndented(std::size_t line) const {
-  return TextOf(line).starts_with(' ') || TextOf(line).starts_with('\t');
+  return SourceOf(line).starts_with(' ') || SourceOf(line).starts_with('\t');
 }
 
 IniLine LineTable::Read(std::size_t line) const {
-  if (reading_ == IniReading::kRecords) return ReadRecordLine(TextOf(line));
-  if (KindOf(line) == LineKind::kOther) return {.kind = LineKind::kOther};
-  return ReadLiveLine(TextOf(line));
+  std::string buffer;
+  const std::string_view text = ViewOf(line, buffer);
+  IniLine read = Read(line, text);
+  if (!lines_[line].HasNewMarks()) return read;
+  // What follows the marks is in the source too, as far from the end.
+  const std::string_view source = SourceOf(line);
+  for (std::string_view* const part : {&read.name, &read.value})
+    if (part->data() != nullptr)
+      *part = source.substr(
+          source.size() - static_cast<std::size_t>(text.data() + text.size() -
+                                                   part->data()),
+          part->size());
+  return read;
+}
+
+IniLine LineTable::Read(std::size_t line, std::string_view text) const {
+  const bool is_other =
+      reading_ == IniReading::kLive && KindOf(line) == LineKind::kOther;
+  return is_other ? IniLine{.kind = LineKind::kOther} : ReadAlone(text);
+}
+
+// Reads a line as if there were none above it.
+IniLine LineTable::ReadAlone(std::string_view text) const {
+  return reading_ == IniReading::kRecords ? ReadRecordLine(text)
+                                          : ReadLiveLine(text);
 }
 
 std::string_view LineTable::NewlineOf(std::size_t line) const {
   for (const std::size_t model : {line, std::size_t{0}}) {
     if (model >= size()) continue;
-    if (TextOf(model).ends_with("\r\n")) return "\r\n";
-    if (TextOf(model).ends_with("\n")) return "\n";
+    if (SourceOf(model).ends_with("\r\n")) return "\r\n";
+    if (SourceOf(model).ends_with("\n")) return "\n";
   }
   return "\n";
 }
 
 std::size_t LineTable::TextSize() const {
   std::size_t size = ByteOrderMark().size();
-  for (const Line& line : lines_) size += line.size;
+  for (const Line& line : lines_)
+    size += line.size + kMarks[line.marks].size() - line.removed;
   return size;
 }
 
@@ -117,7 +181,7 @@ std::size_t LineTable::ContinuationAt(std::size_t line) const {
 
 bool LineTable::CouldContinue(std::size_t line) const {
   return reading_ == IniReading::kLive && line > 0 &&
-         EndsWithBackslash(TextOf(line - 1));
+         EndsWithBackslash(SourceOf(line - 1));
 }
 
 bool LineTable::IsSwallowed(std::size_t line) const {
@@ -126,20 +190,23 @@ bool LineTable::IsSwallowed(std::size_t line) const {
   const bool in_value =
       (KindOf(above) == LineKind::kKey && !IsDisabled(above)) ||
       (KindOf(above) == LineKind::kOther && IsIndented(above));
-  return in_value && EndsWithBackslash(TextOf(above));
+  return in_value && EndsWithBackslash(SourceOf(above));
 }
 
 void LineTable::Classify(std::size_t line) {
-  Line& entry = lines_[line];
-  IniLine read = reading_ == IniReading::kRecords ? ReadRecordLine(TextOf(line))
-                                                  : ReadLiveLine(TextOf(line));
+  std::string buffer;
+  IniLine read = ReadAlone(ViewOf(line, buffer));
   if (reading_ == IniReading::kLive && (read.kind == LineKind::kKeyless ||
                                         (IsActive(read) && IsSwallowed(line))))
     read = {.kind = LineKind::kOther};
-  entry.kind = read.kind;
   has_unclosed_ |= read.kind == LineKind::kUnclosedHeader;
-  entry.disabled = read.mark != ' ';
-  entry.hash = HashOf(read.name);
+  SetMeaning(lines_[line], read);
+}
+
+void LineTable::SetMeaning(Line& line, const IniLine& read) {
+  line.kind = read.kind;
+  line.disabled = read.mark != ' ';
+  line.hash = HashOf(read.name);
 }
 
 // Finds a conflict with the line below a change: the value above it may end
@@ -172,10 +239,25 @@ void LineTable::Note(std::size_t begin, std::size_t end, std::size_t inserted) {
   changes_.back().erased = end - begin;
 }
 
+// Notes a change of marks. One note is enough for all lines of a section: those
+// between them have no new marks.
+void LineTable::NoteMarks(std::size_t line) {
+  if (!changes_.empty() && changes_.back().marked != 0) {
+    Change& last = changes_.back();
+    const std::size_t end = last.line + last.marked;
+    if (end <= line &&
+        std::none_of(At(end), At(line), std::mem_fn(&Line::HasNewMarks))) {
+      last.marked = line + 1 - last.line;
+      return;
+    }
+  }
+  changes_.push_back({.line = line, .inserted = 0, .erased = 0, .marked = 1});
+}
+
 void LineTable::Insert(std::size_t line, std::string_view text) {
-  if (line == size() && line > 0 && !TextOf(line - 1).ends_with('\n')) {
+  if (line == size() && line > 0 && !SourceOf(line - 1).ends_with('\n')) {
     const std::string_view newline = text.ends_with("\r\n") ? "\r\n" : "\n";
-    Replace(line - 1, std::string(TextOf(line - 1)).append(newline));
+    Replace(line - 1, TextOf(line - 1).append(newline));
     text.remove_suffix(newline.size());
   }
   const Line added = Added(text);
@@ -191,6 +273,35 @@ void LineTable::Replace(std::size_t line, std::string_view text) {
   const Line old = lines_[line];
   Note(line, line + 1, 1);
   lines_[line] = added;
+  CheckChanged(line, old);
+}
+
+// Returns whether the line can have the marks without a copy. Undo() reads it
+// again without those above it, so their meaning must not be its own.
+bool LineTable::CanTake(std::size_t line, std::size_t removed,
+                        std::string_view marks) const {
+  return !lines_[line].HasNewMarks() && KindOf(line) != LineKind::kOther &&
+         removed <= std::numeric_limits<std::uint8_t>::max() &&
+         std::ranges::find(kMarks, marks) != kMarks.end();
+}
+
+void LineTable::ChangeMarks(std::size_t line, std::size_t removed,
+                            std::string_view marks) {
+  if (!CanTake(line, removed, marks)) {
+    std::string text = TextOf(line);
+    Replace(line, text.replace(MarksBegin(text), removed, marks));
+    return;
+  }
+  const Line old = lines_[line];
+  NoteMarks(line);
+  lines_[line].removed = static_cast<std::uint8_t>(removed);
+  lines_[line].marks = static_cast<std::uint8_t>(
+      std::ranges::find(kMarks, marks) - kMarks.begin());
+  CheckChanged(line, old);
+}
+
+// Classifies a changed line, and finds conflicts.
+void LineTable::CheckChanged(std::size_t line, const Line& old) {
   Classify(line);
   if ((KindOf(line) == LineKind::kOther) != (old.kind == LineKind::kOther))
     conflict_ = old.begin;
@@ -220,7 +331,8 @@ std::size_t LineTable::Keep() {
 // Needs no memory: the vector of lines never gets smaller.
 void LineTable::Undo() noexcept {
   for (; !changes_.empty(); changes_.pop_back()) {
-    const auto [line, inserted, erased] = changes_.back();
+    const auto [line, inserted, erased, marked] = changes_.back();
+    RestoreMarks(line, line + marked);
     const std::size_t same = std::min(inserted, erased);
     const auto old = erased_.end() - static_cast<std::ptrdiff_t>(erased);
     const auto rest = old + static_cast<std::ptrdiff_t>(same);
@@ -232,6 +344,15 @@ void LineTable::Undo() noexcept {
   erased_.clear();
   added_.resize(kept_);
   conflict_.reset();
+}
+
+void LineTable::RestoreMarks(std::size_t begin, std::size_t end) noexcept {
+  for (std::size_t line = begin; line < end; ++line) {
+    if (!lines_[line].HasNewMarks()) continue;
+    lines_[line].removed = 0;
+    lines_[line].marks = 0;
+    SetMeaning(lines_[line], ReadAlone(SourceOf(line)));
+  }
 }
 
 }  // namespace fairlead::internal

@@ -24,7 +24,8 @@ inline constexpr std::string_view kUtf8Mark = "\xef\xbb\xbf";
 std::uint32_t HashOf(std::string_view name);
 
 // The lines of a text, each with what it means. Sixteen bytes for a line: a
-// large file must not take several times its size.
+// large file must not take several times its size, also when every line of it
+// is disabled or enabled.
 //
 // A line is numbered from 0 and includes its newline.
 class LineTable {
@@ -45,14 +46,19 @@ class LineTable {
   // Of the name of a key or header, which must be closed.
   std::uint32_t HashAt(std::size_t line) const { return lines_[line].hash; }
 
-  // Returns a number that no other line has, and a changed one no longer.
+  // Returns a number that no other line has. Replace() changes it.
   std::uint32_t IdOf(std::size_t line) const { return lines_[line].begin; }
 
-  // Returns a line. The view is valid until the next edit.
-  std::string_view TextOf(std::size_t line) const;
+  // Returns a copy of a line.
+  std::string TextOf(std::size_t line) const;
+  // Returns a line without a copy if it is in one piece, or else in the buffer.
+  // The view is valid until the next edit.
+  std::string_view ViewOf(std::size_t line, std::string& buffer) const;
   bool IsIndented(std::size_t line) const;
-  // Reads a line again: the table keeps only its kind.
+  // Reads a line again: the table keeps only its kind. The views are valid
+  // until the next edit, or as long as `text`, which is that of the line.
   IniLine Read(std::size_t line) const;
+  IniLine Read(std::size_t line, std::string_view text) const;
   // Returns the line that continues the value of a key above `line`, which is
   // there or below blank lines and comments; kNoLine if the value is all in the
   // key's line.
@@ -68,17 +74,22 @@ class LineTable {
 
   std::size_t TextSize() const;
 
-  // Passes the text on in pieces that are as long as possible.
+  // Passes the text on in pieces that are as long as possible, or for lines
+  // with changed marks, as a buffer.
   template <typename Take>
   void ForEachPiece(Take take) const {
     if (!ByteOrderMark().empty()) take(ByteOrderMark());
+    std::string buffer;
     for (std::size_t line = 0; line < lines_.size();) {
-      const std::uint32_t begin = lines_[line].begin;
-      std::uint32_t end = begin;
-      while (line < lines_.size() && lines_[line].begin == end &&
-             (end == begin || end != text_.size()))
-        end += lines_[line++].size;
-      take(BytesAt(begin, end - begin));
+      if (!lines_[line].HasNewMarks()) {
+        take(PieceAt(line));
+        continue;
+      }
+      buffer.clear();
+      while (line < lines_.size() && lines_[line].HasNewMarks() &&
+             buffer.size() < kBufferSize)
+        AppendMarked(line++, buffer);
+      take(std::string_view(buffer));
     }
   }
 
@@ -90,6 +101,10 @@ class LineTable {
   void Insert(std::size_t line, std::string_view text);
   void Replace(std::size_t line, std::string_view text);
   void Erase(std::size_t begin, std::size_t end);
+  // Replaces `removed` bytes, from the first one on that is not blank, by
+  // comment characters. Copies the line only if its marks were changed before.
+  void ChangeMarks(std::size_t line, std::size_t removed,
+                   std::string_view marks);
 
   // Ends an edit. One that changes what another line means, because a value
   // above that line ends with a backslash, is undone: returns that line.
@@ -99,19 +114,29 @@ class LineTable {
 
  private:
   struct Line {
+    bool HasNewMarks() const { return removed != 0 || marks != 0; }
+
     std::uint32_t begin;  // In text_, or in added_ behind it.
-    std::uint32_t size;
+    std::uint32_t size;   // There.
     std::uint32_t hash;
     LineKind kind;
     bool disabled;
+    // From the first byte on that is not blank:
+    std::uint8_t removed = 0;  // this many bytes,
+    std::uint8_t marks = 0;    // for which the line has these of kMarks.
   };
 
-  // Lines that are inserted in place of others, the last ones in erased_.
+  // Lines that are inserted in place of others, the last ones in erased_; or
+  // lines among which those with new marks have got them.
   struct Change {
     std::size_t line;
     std::size_t inserted;
     std::size_t erased;
+    std::size_t marked = 0;
   };
+
+  // About as much as is written at once.
+  static constexpr std::size_t kBufferSize = std::size_t{1} << 16;
 
   auto At(std::size_t line) {
     return lines_.begin() + static_cast<std::ptrdiff_t>(line);
@@ -120,9 +145,21 @@ class LineTable {
   // indented: an active key or header there is a part of the value.
   bool IsSwallowed(std::size_t line) const;
   std::string_view BytesAt(std::size_t begin, std::size_t size) const;
+  // Returns the bytes of a line without its new marks.
+  std::string_view SourceOf(std::size_t line) const;
+  // Returns the longest piece that begins with a line. `line` becomes the next.
+  std::string_view PieceAt(std::size_t& line) const;
+  void AppendMarked(std::size_t line, std::string& text) const;
+  bool CanTake(std::size_t line, std::size_t removed,
+               std::string_view marks) const;
   Line Added(std::string_view text);
   void Note(std::size_t begin, std::size_t end, std::size_t inserted);
+  void NoteMarks(std::size_t line);
+  void RestoreMarks(std::size_t begin, std::size_t end) noexcept;
+  IniLine ReadAlone(std::string_view text) const;
+  static void SetMeaning(Line& line, const IniLine& read);
   void Classify(std::size_t line);
+  void CheckChanged(std::size_t line, const Line& old);
   void CheckBelow(std::size_t line);
 
   IniReading reading_;

@@ -32,6 +32,15 @@ class IniMemoryTest : public IniCommandTest {
     ASSERT_TRUE(file.flush());
   }
 
+  // Writes one section with lines of 30 bytes.
+  static void WriteOneSection(const std::string& path) {
+    std::ofstream file(path);
+    file << "[s]\n";
+    for (std::size_t i = 1'000'000; i < 2'000'000; ++i)
+      file << "key" << i << " = a value, some text\n";
+    ASSERT_TRUE(file.flush());
+  }
+
   // Runs the command on the large file. Expects the memory of `texts` such
   // files, which is at least that of all commands before.
   void ExpectMemory(const Words& words, std::size_t texts) const {
@@ -65,6 +74,18 @@ TEST_F(IniMemoryTest, IsAtMostTwiceTheText) {
     ExpectMemory(words, 2);
   WriteLargeFile(Path());
   ExpectMemory({"normalize"}, 2);
+}
+
+TEST_F(IniMemoryTest, IsAtMostTwiceTheTextIfEveryLineChanges) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers need memory too";
+  WriteOneSection(Path());
+  const Words place = {"-section", "s"};
+  for (const Words& words : {Words{"disable"} + place, Words{"enable"} + place,
+                             Words{"disable", "-records"} + place,
+                             Words{"disable", "-char", ";", "-records"} + place,
+                             Words{"enable", "-records"} + place,
+                             Words{"disable", "-check"} + place})
+    ExpectMemory(words, 2);
 }
 
 TEST_F(IniMemoryTest, IsAtMostTwiceTheTextsOfTwoFiles) {
