@@ -181,10 +181,12 @@ std::vector<std::size_t> LinesOf(const LineTable& lines, const IniName& name) {
       AppendRecord(lines, line, all);
     return all;
   }
-  for (const Block& block : internal::ActiveBlocks(lines, name.section))
-    for (std::size_t line = internal::BeginOfBlock(lines, block);
-         line < internal::EndOfBlock(lines, block); ++line)
-      all.push_back(line);
+  for (const Block& block : internal::ActiveBlocks(lines, name.section)) {
+    const std::size_t begin = internal::BeginOfBlock(lines, block);
+    const std::size_t end = internal::EndOfBlock(lines, block);
+    if (all.empty()) all.reserve(end - begin);  // Mostly it is the only one.
+    for (std::size_t line = begin; line < end; ++line) all.push_back(line);
+  }
   return all;
 }
 
