@@ -23,7 +23,9 @@ namespace fairlead {
 /// A new text is written to an unnamed file in the folder of the old one. It
 /// gets the owner, the access control list, the extended attributes and the
 /// mode of the old one, is synced to the disk and is renamed over the old one;
-/// then the folder is synced. If something cannot be kept, nothing is changed.
+/// then the folder is synced, if it may be read. If something cannot be kept,
+/// nothing is changed; signatures of integrity (security.ima, security.evm) are
+/// left out, as they are of the old text.
 /// A file that did not exist gets the mode 0666 less the umask. Symbolic links
 /// are followed, except those that others put into a folder like /tmp. Only
 /// regular files are written; a pipe or a device is refused without waiting.
@@ -37,7 +39,7 @@ namespace fairlead {
 /// thread while a file has a temporary name, `.fairlead.PID.N` or
 /// `.fairlead.lock`, in the folder; other threads must block them themselves.
 /// Only a process killed in that moment leaves such a file, which the next edit
-/// in that folder deletes. On a file system without unnamed files (O_TMPFILE)
+/// that writes in that folder, by the same user, deletes. On a file system without unnamed files (O_TMPFILE)
 /// the new file has such a name from the first piece on; edits then block the
 /// signals, a ReplacementFile does not. An edit in place blocks them while it
 /// copies the backup and writes.
@@ -47,8 +49,8 @@ namespace fairlead {
 /// destroy its parent's objects: that would delete the parent's hidden file.
 /// @par Cost
 /// EditFile() holds both texts in memory, RewriteFile() one. An edit that
-/// writes waits for the disk twice, or three times with a backup, and reads the
-/// folder.
+/// writes waits for the disk twice, once in place, and once more for a backup;
+/// it reads the folder.
 /// @par Example
 /// @code
 /// using namespace fairlead;
@@ -152,7 +154,8 @@ struct FileEditOptions {
 ///
 /// Locks the file against other edits, so that none is lost. A process that may
 /// only read the file cannot block an edit for longer than the time limit.
-/// flock(2) locks have no effect.
+/// flock(2) locks have no effect. Where the folder cannot be written and a reader
+/// keeps the file locked, an edit in place goes on after the limit without.
 FAIRLEAD_EXPORT FileResult EditFile(const std::string& path,
                                     const FileChange& change,
                                     const FileEditOptions& options = {});

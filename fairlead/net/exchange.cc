@@ -136,9 +136,14 @@ std::string ExchangeResult::Text() const {
   return FailureText(phase, error);
 }
 
-class Exchange::State {
+namespace internal {
+
+class ExchangeState {
  public:
-  explicit State(ExchangeOptions options) : options_(std::move(options)) {}
+  using Sink = Exchange::Sink;
+
+  explicit ExchangeState(ExchangeOptions options)
+      : options_(std::move(options)) {}
 
   ExchangeResult Connect(const std::string& host, std::uint16_t port);
   void Close();
@@ -189,16 +194,16 @@ class Exchange::State {
   ExchangeResult result_;
 };
 
-ExchangeResult Exchange::State::End(ExchangeEnd end, ExchangePhase phase,
-                                    int error) {
+ExchangeResult ExchangeState::End(ExchangeEnd end, ExchangePhase phase,
+                                  int error) {
   result_.end = end;
   result_.phase = phase;
   result_.error = error;
   return result_;
 }
 
-ExchangeResult Exchange::State::Connect(const std::string& host,
-                                        std::uint16_t port) {
+ExchangeResult ExchangeState::Connect(const std::string& host,
+                                      std::uint16_t port) {
   Close();
   result_ = {};
   end_of_time_ = DeadlineAfter(steady_clock::now(), options_.limits.total);
@@ -211,7 +216,7 @@ ExchangeResult Exchange::State::Connect(const std::string& host,
   return ConnectToAny(found->addresses, port);
 }
 
-ExchangeResult Exchange::State::ConnectToAny(
+ExchangeResult ExchangeState::ConnectToAny(
     const std::vector<in_addr>& addresses, std::uint16_t port) {
   int error = 0;
   for (const in_addr address : addresses) {
@@ -231,7 +236,7 @@ ExchangeResult Exchange::State::ConnectToAny(
   return End(ExchangeEnd::kFailed, ExchangePhase::kConnecting, error);
 }
 
-int Exchange::State::ConnectTo(in_addr address, std::uint16_t port) {
+int ExchangeState::ConnectTo(in_addr address, std::uint16_t port) {
   sockaddr_in endpoint = {};
   endpoint.sin_family = AF_INET;
   endpoint.sin_port = htons(port);
@@ -241,16 +246,16 @@ int Exchange::State::ConnectTo(in_addr address, std::uint16_t port) {
                                                     options_.limits.connect)));
 }
 
-void Exchange::State::Close() {
+void ExchangeState::Close() {
   connection_.Close();
   received_.clear();
 }
 
 // Each pass looks at the states before it takes what they announce: bytes that
 // came before the end are in the queue once the end is seen.
-ExchangeResult Exchange::State::Converse(ExchangeSender& sender,
-                                         std::uint64_t sent_before,
-                                         const Sink& sink) {
+ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
+                                       std::uint64_t sent_before,
+                                       const Sink& sink) {
   for (bool enough = false;;) {
     const Progress sending = sender.progress();
     const bool receiving = connection_.IsReceiving();
@@ -272,7 +277,7 @@ ExchangeResult Exchange::State::Converse(ExchangeSender& sender,
   }
 }
 
-void Exchange::State::Note(const Progress& sending, std::uint64_t sent_before) {
+void ExchangeState::Note(const Progress& sending, std::uint64_t sent_before) {
   const std::uint64_t sent = sent_before + sending.sent;
   if (sent == result_.sent) return;
   result_.sent = sent;
@@ -283,7 +288,7 @@ void Exchange::State::Note(const Progress& sending, std::uint64_t sent_before) {
 // Gives what was received to the sink; returns whether it has enough. Then the
 // rest stays, if the exchange may end now. No sink has enough at once. The
 // queue is left alone while anything is left, or many turns would take it all.
-bool Exchange::State::Take(const Sink& sink, bool may_end, bool enough) {
+bool ExchangeState::Take(const Sink& sink, bool may_end, bool enough) {
   if (!sink) return true;
   enough = Give(sink, may_end, enough);
   if (!received_.empty() || (enough && may_end)) return enough;
@@ -292,7 +297,7 @@ bool Exchange::State::Take(const Sink& sink, bool may_end, bool enough) {
 }
 
 // A sink may take long, so it is not called again once the time is over.
-bool Exchange::State::Give(const Sink& sink, bool may_end, bool enough) {
+bool ExchangeState::Give(const Sink& sink, bool may_end, bool enough) {
   for (bool over = false; !received_.empty() && !over && !(enough && may_end);
        over = end_of_time_ && last_ >= *end_of_time_) {
     const CTCPMessage message = received_.front();
@@ -307,9 +312,9 @@ bool Exchange::State::Give(const Sink& sink, bool may_end, bool enough) {
   return enough;
 }
 
-std::optional<Ending> Exchange::State::EndingOf(const Progress& sending,
-                                                bool receiving, bool enough,
-                                                const Sink& sink) {
+std::optional<Ending> ExchangeState::EndingOf(const Progress& sending,
+                                              bool receiving, bool enough,
+                                              const Sink& sink) {
   if (enough && MayEnd(sending))
     return Ending{ExchangeEnd::kDone, PhaseOf(sending)};
   if (HasFailedForGood(sending)) return FailureOf(sending);
@@ -320,8 +325,8 @@ std::optional<Ending> Exchange::State::EndingOf(const Progress& sending,
 
 // A reset that the sender meets first looks like an orderly end to the receive
 // thread.
-std::optional<Ending> Exchange::State::EndOfReceiving(const Progress& sending,
-                                                      const Sink& sink) {
+std::optional<Ending> ExchangeState::EndOfReceiving(const Progress& sending,
+                                                    const Sink& sink) {
   if (const int error = connection_.ReceiveError(); error != 0)
     return Failure(ExchangePhase::kReceiving, error);
   if (HasFailed(sending)) return FailureOf(sending);
@@ -337,7 +342,7 @@ std::optional<Ending> Exchange::State::EndOfReceiving(const Progress& sending,
 
 // A peer that has closed resets the connection when more arrives: its end is
 // orderly once it has acknowledged everything.
-Ending Exchange::State::EndOfBoth() {
+Ending ExchangeState::EndOfBoth() {
   const Deadline idle =
       DeadlineAfter(steady_clock::now(), options_.limits.idle);
   const int error =
@@ -346,8 +351,8 @@ Ending Exchange::State::EndOfBoth() {
   return {ExchangeEnd::kPeerClosed, ExchangePhase::kReceiving};
 }
 
-std::optional<Ending> Exchange::State::EndOfTime(const Progress& sending,
-                                                 bool receiving) const {
+std::optional<Ending> ExchangeState::EndOfTime(const Progress& sending,
+                                               bool receiving) const {
   const ExchangePhase phase = PhaseOf(sending);
   if (HasPassed(end_of_time_)) return Ending{ExchangeEnd::kTimeOver, phase};
   if (!HasPassed(IdleDeadline(sending, receiving))) return std::nullopt;
@@ -357,16 +362,18 @@ std::optional<Ending> Exchange::State::EndOfTime(const Progress& sending,
 }
 
 // Once sending has failed, only what the peer sent before is awaited.
-Deadline Exchange::State::IdleDeadline(const Progress& sending,
-                                       bool receiving) const {
+Deadline ExchangeState::IdleDeadline(const Progress& sending,
+                                     bool receiving) const {
   if (HasFailed(sending)) return DeadlineAfter(last_, kMaxDrainAfterError);
   if (sending.status == Status::kWaitingForInput && receiving)
     return std::nullopt;
   return DeadlineAfter(last_, options_.limits.idle);
 }
 
+}  // namespace internal
+
 Exchange::Exchange(ExchangeOptions options)
-    : state_(std::make_unique<State>(std::move(options))) {}
+    : state_(std::make_unique<internal::ExchangeState>(std::move(options))) {}
 
 Exchange::~Exchange() = default;
 Exchange::Exchange(Exchange&& other) noexcept = default;

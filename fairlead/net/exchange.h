@@ -17,6 +17,10 @@
 
 namespace fairlead {
 
+namespace internal {
+class ExchangeState;
+}
+
 /// Why a step of an exchange ended.
 enum class ExchangeEnd {
   kDone,        ///< It did what it was to do, and the connection stands.
@@ -177,8 +181,7 @@ class FAIRLEAD_EXPORT Exchange {
                      std::string_view body, const Sink& sink);
 
  private:
-  class FAIRLEAD_PRIVATE State;
-  std::unique_ptr<State> state_;
+  std::unique_ptr<internal::ExchangeState> state_;
 };
 
 }  // namespace fairlead

@@ -268,10 +268,10 @@ TEST(SendStreamTest, ResidentMemoryStaysBelow20Megabytes) {
 }
 
 TEST(SendStreamTest, EachLineIsAMessage) {
-  std::string received;
-  const auto send = [&](const Words& more, const std::string& input) {
+  const auto send = [](const Words& more, const std::string& input) {
+    std::promise<std::string> received;
     ScriptedServer server([&](int connection) {
-      received = ReceiveAll(connection);
+      received.set_value(ReceiveAll(connection));
       SendAll(connection, "a block of bytes");
     });
     const Outcome outcome =
@@ -280,7 +280,7 @@ TEST(SendStreamTest, EachLineIsAMessage) {
                     .input = input});
     EXPECT_EQ(outcome.output.size(), 16U);
     EXPECT_EQ(outcome.status, 0) << outcome.error;
-    return received;
+    return received.get_future().get();
   };
   EXPECT_EQ(send({"-eol", "crlf"}, "a\nbc\n"), "a\r\nbc\r\n");
   EXPECT_EQ(send({"-eol", "lf"}, "a\n\nlast"), "a\n\nlast\n");

@@ -19,8 +19,9 @@ namespace {
 
 // The calls that open, change, lock or rename a file.
 constexpr const char* kCalls[] = {
-    "openat", "write",  "pwrite64", "read",       "/^rename", "fsync",
-    "fchmod", "linkat", "fcntl",    "exit_group", "close",
+    "openat",    "write",     "pwrite64",  "read",       "/^rename", "fsync",
+    "fchmod",    "linkat",    "fcntl",     "exit_group", "close",    "/^unlink",
+    "ftruncate", "fallocate", "fsetxattr", "fchown",
 };
 
 using IniKillTest = StraceTest;
