@@ -39,10 +39,10 @@ namespace fairlead {
 /// thread while a file has a temporary name, `.fairlead.PID.N` or
 /// `.fairlead.lock`, in the folder; other threads must block them themselves.
 /// Only a process killed in that moment leaves such a file, which the next edit
-/// that writes in that folder, by the same user, deletes. On a file system without unnamed files (O_TMPFILE)
-/// the new file has such a name from the first piece on; edits then block the
-/// signals, a ReplacementFile does not. An edit in place blocks them while it
-/// copies the backup and writes.
+/// that writes in that folder, by the same user, deletes. On a file system
+/// without unnamed files (O_TMPFILE) the new file has such a name from the
+/// first piece on; edits then block the signals, a ReplacementFile does not. An
+/// edit in place blocks them while it copies the backup and writes.
 /// @par Threads and fork
 /// All functions may run in any thread, also for the same file; an object is
 /// for one thread. A forked child does not prolong the lock, and must not
@@ -154,8 +154,9 @@ struct FileEditOptions {
 ///
 /// Locks the file against other edits, so that none is lost. A process that may
 /// only read the file cannot block an edit for longer than the time limit.
-/// flock(2) locks have no effect. Where the folder cannot be written and a reader
-/// keeps the file locked, an edit in place goes on after the limit without.
+/// flock(2) locks have no effect. Where the folder cannot be written and a
+/// reader keeps the file locked, an edit in place goes on after the limit
+/// without.
 FAIRLEAD_EXPORT FileResult EditFile(const std::string& path,
                                     const FileChange& change,
                                     const FileEditOptions& options = {});
