@@ -21,10 +21,7 @@
 namespace fairlead {
 
 using internal::Deadline;
-using internal::DeadlineAfter;
-using internal::Earlier;
 using internal::ExchangeSender;
-using internal::HasPassed;
 using std::chrono::steady_clock;
 using Kind = ExchangeEvent::Kind;
 using Progress = ExchangeSender::Progress;
