@@ -182,7 +182,7 @@ class ExchangeState {
   }
 
   ExchangeOptions options_;
-  internal::ExchangeConnection connection_;
+  ExchangeConnection connection_;
   Deadline end_of_time_;
   steady_clock::time_point last_;     // When a byte last went or came.
   std::deque<CTCPMessage> received_;  // Taken from the queue; oldest first.
@@ -204,12 +204,12 @@ ExchangeResult ExchangeState::Connect(const std::string& host,
   Close();
   result_ = {};
   end_of_time_ = DeadlineAfter(steady_clock::now(), options_.limits.total);
-  const auto found = internal::LookUpName(host, end_of_time_);
+  const auto found = LookUpName(host, end_of_time_);
   if (!found) return End(ExchangeEnd::kTimeOver, ExchangePhase::kResolving);
   if (found->addresses.empty())
     return End(ExchangeEnd::kFailed, ExchangePhase::kResolving, found->error);
   for (const in_addr address : found->addresses)
-    Tell({.kind = Kind::kResolved, .address = internal::Dotted(address)});
+    Tell({.kind = Kind::kResolved, .address = Dotted(address)});
   return ConnectToAny(found->addresses, port);
 }
 
@@ -217,7 +217,7 @@ ExchangeResult ExchangeState::ConnectToAny(
     const std::vector<in_addr>& addresses, std::uint16_t port) {
   int error = 0;
   for (const in_addr address : addresses) {
-    result_.address = internal::Dotted(address);
+    result_.address = Dotted(address);
     Tell({.kind = Kind::kConnecting, .address = result_.address});
     error = ConnectTo(address, port);
     if (error == 0) {
@@ -348,14 +348,19 @@ Ending ExchangeState::EndOfBoth() {
   return {ExchangeEnd::kPeerClosed, ExchangePhase::kReceiving};
 }
 
+// A peer that has closed its sending direction and does not read either is
+// silent: not all was sent.
 std::optional<Ending> ExchangeState::EndOfTime(const Progress& sending,
                                                bool receiving) const {
   const ExchangePhase phase = PhaseOf(sending);
   if (HasPassed(end_of_time_)) return Ending{ExchangeEnd::kTimeOver, phase};
   if (!HasPassed(IdleDeadline(sending, receiving))) return std::nullopt;
   if (HasFailed(sending)) return FailureOf(sending);
-  return Ending{receiving ? ExchangeEnd::kSilence : ExchangeEnd::kPeerClosed,
-                phase};
+  const bool only_input_waits =
+      !receiving && sending.status == Status::kWaitingForInput;
+  return Ending{
+      only_input_waits ? ExchangeEnd::kPeerClosed : ExchangeEnd::kSilence,
+      phase};
 }
 
 // Once sending has failed, only what the peer sent before is awaited.

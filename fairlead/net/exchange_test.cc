@@ -240,6 +240,27 @@ TEST(ExchangeTest, APeerThatDoesNotReadEndsIt) {
   EXPECT_LT(result.sent, large.size());
 }
 
+// It has closed its sending direction: that must not pass for the end.
+TEST(ExchangeTest, APeerThatSendsNoMoreAndDoesNotReadEndsIt) {
+  const std::string large(30 << 20, 'x');
+  Pipe done;
+  Server server([&](Socket& peer) {
+    peer.Send("bye");
+    shutdown(peer.number(), SHUT_WR);
+    char byte = 0;
+    EXPECT_EQ(read(done.ends[0], &byte, 1), 1);
+  });
+  Reply reply;
+  const ExchangeResult result =
+      Exchange({.limits = {.total = 60s, .idle = 200ms}})
+          .Run("127.0.0.1", server.port(), large, reply.UntilTheEnd());
+  done.Write("x");
+  EXPECT_EQ(result.end, ExchangeEnd::kSilence);
+  EXPECT_EQ(result.phase, ExchangePhase::kSending);
+  EXPECT_EQ(reply.text, "bye");
+  EXPECT_LT(result.sent, large.size());
+}
+
 // The client's own sends give up after two seconds.
 TEST(ExchangeTest, WaitsForAPeerThatPausesForLonger) {
   const std::string large(20 << 20, 'x');

@@ -2,7 +2,6 @@
 
 #include "tool/exchange/body_stream.h"
 
-#include <exception>
 #include <utility>
 
 namespace fairlead::tool {
@@ -21,8 +20,8 @@ std::optional<std::string_view> BodyStream::Take(std::string_view bytes,
   else
     TakeWhole(bytes, at_end);
   return sent_;
-} catch (const std::exception& error) {
-  problem_ = error.what();
+} catch (...) {  // On the sending thread, which must not end the process.
+  problem_ = std::current_exception();
   return std::nullopt;
 }
 

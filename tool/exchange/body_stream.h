@@ -4,6 +4,7 @@
 #define FAIRLEAD_TOOL_EXCHANGE_BODY_STREAM_H_
 
 #include <cstddef>
+#include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,15 +23,19 @@ class BodyStream {
   BodyStream(const BodyPlan& plan, const std::optional<CipherKey>& key);
 
   /// Returns what is sent for the bytes, or nothing if that cannot be: see
-  /// problem(). Valid until the next call.
+  /// Check(). Valid until the next call.
   std::optional<std::string_view> Take(std::string_view bytes,
                                        bool at_end) noexcept;
 
   /// Returns how many zero bytes padded the last message.
   std::size_t padding() const { return padding_; }
 
-  /// Returns why Take() returned nothing.
-  const std::string& problem() const { return problem_; }
+  /// Throws what Take() met when it returned nothing.
+  ///
+  /// @throws Failure with kWrongUsage for a line that is too long for -pascal
+  void Check() const {
+    if (problem_) std::rethrow_exception(problem_);
+  }
 
  private:
   void TakeWhole(std::string_view bytes, bool at_end);
@@ -45,7 +50,7 @@ class BodyStream {
   std::string line_;  // Begun.
   std::size_t padding_ = 0;
   std::string sent_;  // What Take() returns.
-  std::string problem_;
+  std::exception_ptr problem_;
 };
 
 }  // namespace fairlead::tool

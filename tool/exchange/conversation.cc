@@ -188,7 +188,9 @@ std::string Conversation::HowMuch() const {
 std::string Conversation::Ending() const {
   switch (result_.end) {
     case ExchangeEnd::kDone:
-      return "enough was received";
+      return result_.phase == ExchangePhase::kConnecting
+                 ? "only connected"
+                 : "enough was received";
     case ExchangeEnd::kSilence:
       return Concat(result_.Text(), " for ",
                     DurationText(*settings_.limits.idle));

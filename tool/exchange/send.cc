@@ -112,7 +112,7 @@ void SendStream(const SendPlan& plan, Conversation& conversation,
       }};
   conversation.Converse(input, file);
   conversation.Close();
-  if (!stream.problem().empty()) throw Failure(kWrongUsage, stream.problem());
+  stream.Check();
   NotePadding(plan, stream.padding());
   conversation.CheckOutcome();
 }

@@ -152,6 +152,13 @@ TEST_F(SendLogTest, LogsWhyTheExchangeStopped) {
   EXPECT_THAT(Events(), Contains("the peer was silent for 1 s"));
 }
 
+TEST_F(SendLogTest, LogsThatItOnlyConnected) {
+  ScriptedServer server([](int connection) { ReceiveAll(connection); });
+  EXPECT_EQ(Fairlead(server.Arguments("send") + Words{"-none"} + Log()).status,
+            0);
+  EXPECT_THAT(Events(), Contains("only connected"));
+}
+
 TEST_F(SendLogTest, LogsWhatFailed) {
   const auto last = [this](const Words& arguments) {
     std::filesystem::remove(path_);
