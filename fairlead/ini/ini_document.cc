@@ -22,6 +22,7 @@ using internal::kNowhere;
 using internal::kTop;
 using internal::LineTable;
 using internal::LineWalk;
+using internal::Malformed;
 using internal::TrimmedLine;
 using internal::Which;
 
@@ -64,10 +65,6 @@ std::size_t OnlyUnclosedHeader(const LineTable& lines,
   const bool is_only =
       line != kNoLine && FindSection(lines, section).code == Code::kNoSection;
   return is_only ? line : kNoLine;
-}
-
-IniResult Malformed(std::size_t line, std::string_view reason) {
-  return {.code = Code::kMalformed, .line = line + 1, .reason = reason};
 }
 
 // Makes an edit in the live reading. What an indented header without `]` may be

@@ -17,14 +17,6 @@ std::string MarksOf(char mark, std::size_t count) {
   return {marks.data(), count};
 }
 
-IniResult Exists(std::size_t line) {
-  return {.code = Code::kExists, .line = line + 1};
-}
-
-IniResult Malformed(std::size_t line, std::string_view reason) {
-  return {.code = Code::kMalformed, .line = line + 1, .reason = reason};
-}
-
 // Removes the comment characters of one Disable() from a line, if it has any.
 bool EnableLine(LineTable& lines, std::size_t line) {
   if (!CanEnable(lines.TextOf(line))) return false;

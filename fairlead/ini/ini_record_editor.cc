@@ -11,14 +11,6 @@
 namespace fairlead::internal {
 namespace {
 
-IniResult Exists(std::size_t line) {
-  return {.code = Code::kExists, .line = line + 1};
-}
-
-IniResult Malformed(std::size_t line, std::string_view reason) {
-  return {.code = Code::kMalformed, .line = line + 1, .reason = reason};
-}
-
 bool IsHeader(const LineTable& lines, std::size_t line) {
   return lines.KindOf(line) == LineKind::kHeader;
 }

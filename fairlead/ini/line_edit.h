@@ -15,6 +15,14 @@ namespace fairlead::internal {
 
 using Code = IniResult::Code;
 
+// The results of an edit that cannot be made because of the line.
+inline IniResult Exists(std::size_t line) {
+  return {.code = Code::kExists, .line = line + 1};
+}
+inline IniResult Malformed(std::size_t line, std::string_view reason) {
+  return {.code = Code::kMalformed, .line = line + 1, .reason = reason};
+}
+
 // Each returns why a line cannot hold the trimmed text, or "".
 std::string_view SectionFault(std::string_view section);
 std::string_view KeyFault(std::string_view key);

@@ -192,19 +192,18 @@ std::size_t HeaderOf(const LineTable& lines, std::size_t key) {
 }
 
 IniResult::Code WhyMissing(const LineTable& lines, const IniName& name) {
-  using Code = IniResult::Code;
+  using enum IniResult::Code;
   if (IsRecords(lines))
-    return RecordLines(lines, name.section).empty() ? Code::kNoSection
-                                                    : Code::kNoKey;
+    return RecordLines(lines, name.section).empty() ? kNoSection : kNoKey;
   if (name.key) {
     const auto keys = KeyLines(lines, name.section, *name.key, Which::kAny);
     for (const std::size_t key : keys)
-      if (!lines.IsDisabled(key)) return Code::kNoKey;
-    if (!keys.empty()) return Code::kDisabled;
+      if (!lines.IsDisabled(key)) return kNoKey;
+    if (!keys.empty()) return kDisabled;
   }
-  if (!ActiveBlocks(lines, name.section).empty()) return Code::kNoKey;
-  if (DisabledBlocks(lines, name.section).empty()) return Code::kNoSection;
-  return name.key ? Code::kNoKey : Code::kDisabled;
+  if (!ActiveBlocks(lines, name.section).empty()) return kNoKey;
+  if (DisabledBlocks(lines, name.section).empty()) return kNoSection;
+  return name.key ? kNoKey : kDisabled;
 }
 
 std::size_t BeginOfBlock(const LineTable& lines, const Block& block) {

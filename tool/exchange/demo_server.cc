@@ -16,7 +16,7 @@
 namespace fairlead::tool {
 namespace {
 
-[[noreturn]] void Fail(int error) {
+[[noreturn]] void FailToServe(int error) {
   throw Failure(kNotConnected,
                 Concat("the demo server cannot listen: ", ErrorText(error)));
 }
@@ -24,12 +24,12 @@ namespace {
 Listener Opened(ListenerSettings settings) try {
   return Listener({.s_addr = htonl(INADDR_LOOPBACK)}, 0, std::move(settings));
 } catch (const std::system_error& error) {
-  Fail(error.code().value());
+  FailToServe(error.code().value());
 }
 
 int NewEvent() {
   const int event = eventfd(0, EFD_CLOEXEC);
-  if (event == -1) Fail(errno);
+  if (event == -1) FailToServe(errno);
   return event;
 }
 

@@ -32,7 +32,7 @@ std::string NamesOf(CommandList commands) {
   return names;
 }
 
-std::string NamesOf(std::span<const Choice> choices) {
+std::string ChoiceNames(std::span<const Choice> choices) {
   std::string names;
   for (const Choice& choice : choices)
     names.append(names.empty() ? "" : " ").append(choice.name);
@@ -43,7 +43,7 @@ std::string NamesOf(std::span<const Choice> choices) {
 std::string ValuesOf(const Parameter& parameter) {
   if (parameter.kind == Kind::kCommand) return NamesOf(Commands());
   if (parameter.or_none) return std::string(kNoLimit);
-  return NamesOf(parameter.choices);
+  return ChoiceNames(parameter.choices);
 }
 
 // Returns a clause of a `case` for each command that has subcommands.

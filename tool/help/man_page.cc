@@ -67,7 +67,7 @@ std::string ChoiceList(const Parameter& parameter) {
   return text.empty() ? "" : Concat(".RS\n", text, ".RE\n");
 }
 
-std::string ExampleList(const Command& command) {
+std::string RoffExamples(const Command& command) {
   std::string text;
   for (const Example& example : command.examples)
     text += Concat(".PP\n", Roff(example.meaning), "\n.PP\n.nf\n.RS 4\n",
@@ -85,7 +85,7 @@ std::string Section(const Command& command) {
   text += Concat(".PP\n", Roff(command.description), "\n");
   for (const Parameter* const parameter : ParametersOf(command))
     text += Tagged(*parameter) + ChoiceList(*parameter);
-  return text + ExampleList(command);
+  return text + RoffExamples(command);
 }
 
 std::string Sections() {

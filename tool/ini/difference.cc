@@ -88,7 +88,7 @@ class CommonLengths {
 
 // Returns "12,3": the first line and the number of lines. If there are none,
 // the first is the line before them.
-std::string Range(std::size_t first, std::size_t count) {
+std::string LineRange(std::size_t first, std::size_t count) {
   return Concat(count == 0 ? first - 1 : first, ",", count);
 }
 
@@ -194,8 +194,8 @@ void Difference::WriteHunk() {
   new_line_ += skipped;
   if (!std::exchange(differ_, true))
     write_(Concat("--- ", name_, "\n+++ ", name_, "\n"));
-  write_(Concat("@@ -", Range(old_line_, old_count), " +",
-                Range(new_line_, new_count), " @@\n"));
+  write_(Concat("@@ -", LineRange(old_line_, old_count), " +",
+                LineRange(new_line_, new_count), " @@\n"));
   for (std::size_t at = begin; const Change& change : hunk_) {
     WriteLines(' ', Old(at, change.begin));
     WriteLines('-', Old(change.begin, change.end));

@@ -20,8 +20,6 @@
 namespace fairlead::tool::ini {
 namespace {
 
-using Code = IniResult::Code;
-
 constexpr auto kEditing = Uses(Optional(kRecords), kWritingUses);
 constexpr auto kOneOrAll = Optional(kKey, Optional(kIndex));
 

@@ -25,8 +25,7 @@ std::string Spelled(const Place& place) {
                    : section;
 }
 
-std::string WhyNotFound(IniResult::Code code, const Place& place) {
-  using Code = IniResult::Code;
+std::string WhyNotFound(Code code, const Place& place) {
   if (code == Code::kDisabled) return Concat(Spelled(place), " is disabled");
   const Place missing =
       code == Code::kNoSection ? Place{.section = place.section} : place;
@@ -42,7 +41,6 @@ std::string WhyNotFound(IniResult::Code code, const Place& place) {
 
 void Require(const IniResult& result, const std::string& file,
              const Place& place, const Place& to) {
-  using Code = IniResult::Code;
   switch (result.code) {
     case Code::kDone:
     case Code::kUnchanged:

@@ -13,6 +13,8 @@
 
 namespace fairlead::tool::ini {
 
+using Code = IniResult::Code;
+
 /// A section, or a key in it.
 struct Place {
   std::string section;
@@ -32,7 +34,7 @@ std::string Spelled(const Place& place);
 
 /// Returns why there is no such place, for a search or an edit that found none:
 /// "there is no section 'server'".
-std::string WhyNotFound(IniResult::Code code, const Place& place);
+std::string WhyNotFound(Code code, const Place& place);
 
 /// Throws for a result that is not IsOk().
 ///
