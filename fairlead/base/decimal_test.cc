@@ -10,7 +10,7 @@
 #include <random>
 #include <string>
 
-namespace fairlead::internal {
+namespace fairlead::internal::decimal_test {
 namespace {
 
 // Returns the text of a number. Fails if a byte beyond kMaxDecimal changes.
@@ -55,4 +55,4 @@ TEST(DecimalTest, WritesRandomNumbersAsToString) {
 }
 
 }  // namespace
-}  // namespace fairlead::internal
+}  // namespace fairlead::internal::decimal_test

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <utility>
 
+#include "fairlead/base/count_byte.h"
 #include "fairlead/ini/ini_text.h"
 #include "fairlead/ini/open_file.h"
 #include "fairlead/ini/record_index.h"
@@ -30,9 +31,7 @@ constexpr char kActive = ' ';
 // than a multiple of the text's size, since lines may be empty.
 std::size_t ExpectedRecords(std::string_view text) {
   constexpr std::size_t kMaxExpansion = 8;
-  const auto lines =
-      static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
-  return std::min(lines,
+  return std::min(internal::CountByte(text, '\n') + 1,
                   text.size() * kMaxExpansion / sizeof(CIniFile::Record));
 }
 

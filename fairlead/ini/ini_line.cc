@@ -19,20 +19,25 @@ std::string_view TrimmedValue(std::string_view text) {
   return rest.empty() ? rest : TrimmedLine(rest);
 }
 
-IniLine ReadHeader(std::string_view after_bracket) {
+IniLine ReadHeader(std::string_view after_bracket, char mark) {
   const std::size_t end = after_bracket.find(']');
   if (end == std::string_view::npos)
     return {.kind = LineKind::kUnclosedHeader,
+            .mark = mark,
             .name = TrimmedLine(after_bracket)};
-  return {.kind = LineKind::kHeader, .name = after_bracket.substr(0, end)};
+  return {.kind = LineKind::kHeader,
+          .mark = mark,
+          .name = after_bracket.substr(0, end)};
 }
 
-// Reads a trimmed line that is neither empty nor a comment.
-IniLine ReadActiveLine(std::string_view line) {
-  if (line.front() == '[') return ReadHeader(line.substr(1));
+// Reads a trimmed line that is neither empty nor a comment, behind its mark.
+IniLine ReadActiveLine(std::string_view line, char mark = ' ') {
+  if (line.front() == '[') return ReadHeader(line.substr(1), mark);
   const std::size_t equals = line.find('=');
-  if (equals == std::string_view::npos) return {.kind = LineKind::kOther};
+  if (equals == std::string_view::npos)
+    return {.kind = LineKind::kOther, .mark = mark};
   return {.kind = equals == 0 ? LineKind::kKeyless : LineKind::kKey,
+          .mark = mark,
           .name = TrimmedLine(line.substr(0, equals)),
           .value = TrimmedValue(line.substr(equals + 1))};
 }
@@ -96,9 +101,7 @@ IniLine ReadRecordLine(std::string_view line) {
     mark = line.front();
     line = TrimmedLine(line.substr(1));
   }
-  IniLine read = ReadActiveLine(line);
-  read.mark = mark;
-  return read;
+  return ReadActiveLine(line, mark);
 }
 
 IniLine ReadLiveLine(std::string_view line) {

@@ -17,8 +17,9 @@ constexpr bool IsBlank(char c) {
 
 constexpr bool IsCommentCharacter(char c) { return c == '#' || c == ';'; }
 
+// Not through a pointer to IsBlank, which compilers call for each character.
 inline std::string_view TrimmedLine(std::string_view text) {
-  return Trimmed(text, IsBlank);
+  return Trimmed(text, [](char c) { return IsBlank(c); });
 }
 
 enum class LineKind : std::uint8_t {

@@ -21,14 +21,26 @@ struct RecordView {
   std::string_view value;
 };
 
+// Appends in one step, as a file is saved record by record.
 void AppendLines(const RecordView& record, std::string& text) {
-  text += record.comments;
-  if (record.commented != ' ') text += record.commented;
-  if (record.key.empty()) {
-    text.append(1, '[').append(record.section).append("]\n");
-    return;
-  }
-  text.append(record.key).append(1, '=').append(record.value).append(1, '\n');
+  const bool disabled = record.commented != ' ';
+  const bool header = record.key.empty();
+  const std::size_t names =
+      header ? record.section.size() : record.key.size() + record.value.size();
+  const std::size_t before = text.size();
+  text.resize(before + record.comments.size() + (disabled ? 1 : 0) + names +
+              (header ? sizeof("[]\n") : sizeof("=\n")) - 1);
+  char* at = text.data() + before;
+  const auto append = [&at](std::string_view part) {
+    at = std::copy(part.begin(), part.end(), at);
+  };
+  append(record.comments);
+  if (disabled) *at++ = record.commented;
+  if (header) *at++ = '[';
+  append(header ? record.section : record.key);
+  *at++ = header ? ']' : '=';
+  if (!header) append(record.value);
+  *at = '\n';
 }
 
 }  // namespace
@@ -47,12 +59,11 @@ void AppendLines(const RecordReader& reader, std::string& text) {
 
 void Append(const RecordReader& reader,
             std::vector<CIniFile::Record>& content) {
-  CIniFile::Record& record = content.emplace_back();
-  record.Comments = reader.Comments();
-  record.Commented = reader.Commented();
-  record.Section = reader.Section();
-  record.Key = reader.Key();
-  record.Value = reader.Value();
+  content.push_back({.Comments = std::string(reader.Comments()),
+                     .Commented = reader.Commented(),
+                     .Section = std::string(reader.Section()),
+                     .Key = std::string(reader.Key()),
+                     .Value = std::string(reader.Value())});
 }
 
 }  // namespace internal

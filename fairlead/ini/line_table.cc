@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "fairlead/base/count_byte.h"
+
 namespace fairlead::internal {
 namespace {
 
@@ -54,8 +56,7 @@ std::uint32_t HashOf(std::string_view name) {
 LineTable::LineTable(std::string text, IniReading reading)
     : reading_(reading), text_(std::move(text)) {
   CheckSize(text_.size());
-  const auto newlines = std::ranges::count(text_, '\n');
-  lines_.reserve(WithSpare(static_cast<std::size_t>(newlines)));
+  lines_.reserve(WithSpare(CountByte(text_, '\n')));
   for (std::size_t at = ByteOrderMark().size(); at < text_.size();) {
     const std::size_t end =
         std::min(text_.find('\n', at), text_.size() - 1) + 1;

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "fairlead/base/count_byte.h"
+
 namespace fairlead {
 namespace {
 
@@ -27,7 +29,8 @@ StopRules::StopRules(StopLimits limits) : limits_(std::move(limits)) {}
 bool StopRules::Take(std::string_view piece) {
   ++messages_;
   bytes_ += static_cast<std::int64_t>(piece.size());
-  lines_ += std::ranges::count(piece, '\n');
+  if (limits_.lines > 0)
+    lines_ += static_cast<std::int64_t>(internal::CountByte(piece, '\n'));
   seen_ = seen_ || Completes(piece);
   return IsMet();
 }

@@ -8,6 +8,7 @@
 #include <span>
 #include <utility>
 
+#include "fairlead/base/count_byte.h"
 #include "tool/base/concat.h"
 
 namespace fairlead::tool {
@@ -26,9 +27,7 @@ std::size_t FirstLine(std::string_view text) {
 }
 
 std::size_t CountLines(std::string_view text) {
-  const auto newlines =
-      static_cast<std::size_t>(std::ranges::count(text, '\n'));
-  return newlines + (text.empty() || text.ends_with('\n') ? 0 : 1);
+  return internal::CountByte(text, '\n') + (text.empty() || text.ends_with('\n') ? 0 : 1);
 }
 
 // Returns the lines at the beginning, at most `count`.
