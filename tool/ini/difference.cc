@@ -27,7 +27,8 @@ std::size_t FirstLine(std::string_view text) {
 }
 
 std::size_t CountLines(std::string_view text) {
-  return internal::CountByte(text, '\n') + (text.empty() || text.ends_with('\n') ? 0 : 1);
+  return internal::CountByte(text, '\n') +
+         (text.empty() || text.ends_with('\n') ? 0 : 1);
 }
 
 // Returns the lines at the beginning, at most `count`.
