@@ -27,7 +27,7 @@ StopRules::StopRules(StopLimits limits) : limits_(std::move(limits)) {}
 bool StopRules::Take(std::string_view piece) {
   ++messages_;
   bytes_ += static_cast<std::int64_t>(piece.size());
-  lines_ += std::ranges::count(piece, '\n');
+  if (limits_.lines > 0) lines_ += std::ranges::count(piece, '\n');
   seen_ = seen_ || Completes(piece);
   return IsMet();
 }
