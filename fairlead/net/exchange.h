@@ -118,8 +118,8 @@ struct ExchangeOptions {
 /// Close(); Run() is all three. Each returns why it ended. Nothing is printed,
 /// and the process never ended.
 /// @par Memory
-/// At most 2 MB of received bytes wait for the sink: a peer that sends faster
-/// than the sink takes is held back. A body is not copied.
+/// A connection has a buffer of 253 KB for what was received: a peer that sends
+/// faster than the sink takes is held back. A body is not copied.
 /// @par Errors
 /// Failures are results. std::bad_alloc is thrown, and what a callback throws;
 /// the exchange can then be closed.

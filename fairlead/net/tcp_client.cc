@@ -13,11 +13,13 @@
 #include <cstddef>
 #include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "fairlead/base/blocked_signals.h"
 #include "fairlead/base/descriptor.h"
 #include "fairlead/net/peer_label.h"
+#include "fairlead/net/receive_buffer.h"
 
 namespace fairlead {
 namespace {
@@ -157,7 +159,7 @@ void CTCPClient::Terminate() {
     running_ = false;
   }
   messageCv.notify_one();
-  EndWaitForRoom();
+  if (buffer_ != nullptr) buffer_->Stop();
   WakeRecvThread();
   {
     std::unique_lock<std::mutex> lock(stateMutex_);
@@ -170,14 +172,6 @@ void CTCPClient::Terminate() {
 void CTCPClient::Close() {
   Terminate();
   CloseMainSock();  // Kept for compatibility: Terminate() has closed it.
-}
-
-// The lock keeps this from coming between the receive thread's look at the
-// queue and its sleep.
-void CTCPClient::EndWaitForRoom() {
-  if (queueLimit_ == 0) return;
-  const std::lock_guard<std::mutex> lock(queueMutex);
-  roomCv_.notify_all();
 }
 
 // Shutting down the reading half makes the socket readable at once and sends
@@ -203,7 +197,6 @@ void CTCPClient::LeaveToParent() {
   std::construct_at(&stateMutex_);
   std::construct_at(&threadCv_);
   std::construct_at(&messageCv);
-  std::construct_at(&roomCv_);
   std::construct_at(&recvThread_);
   running_ = false;
   mainSockUses_ = 0;
@@ -215,12 +208,16 @@ void CTCPClient::LeaveToParent() {
 // handle, and the mutex that guards it is the last thing this thread touches.
 std::int32_t CTCPClient::RecvThread() {
   try {
-    Receive();
+    if (buffer_ != nullptr)
+      ReceiveInto(*buffer_);
+    else
+      Receive();
   } catch (...) {  // No memory, or no lock: as if a receive had failed.
     receiveError_ = ENOMEM;
     CloseMainSock();
   }
-  NotifyEnd();
+  messageCv.notify_one();
+  if (buffer_ != nullptr) buffer_->Notify();
 
   const std::lock_guard<std::mutex> lock(stateMutex_);
   recvThread_.detach();
@@ -228,13 +225,25 @@ std::int32_t CTCPClient::RecvThread() {
   return 0;
 }
 
-// An exchange waits without a limit, so a notification must not be lost;
-// without one, messageCv is notified as ever.
-void CTCPClient::NotifyEnd() {
-  if (queueLimit_ > 0) {
-    const std::lock_guard<std::mutex> lock(queueMutex);
+// Needs no select before each receive: Terminate() stops the buffer and makes
+// the socket readable. Should the system refuse that, the time-out of a receive
+// ends the wait.
+void CTCPClient::ReceiveInto(internal::ReceiveBuffer& buffer) {
+  const int sock = mainSock_;
+  setsockopt(sock, SOL_SOCKET, SO_RCVTIMEO, &kInputTimeout,
+             sizeof(kInputTimeout));
+  for (;;) {
+    const std::span<char> room = buffer.AwaitRoom();
+    if (room.empty()) return;
+    const ssize_t received = recv(sock, room.data(), room.size(), 0);
+    if (received > 0) {
+      buffer.Add(static_cast<std::size_t>(received));
+    } else if (received == 0 || (errno != EAGAIN && errno != EINTR)) {
+      receiveError_ = received == 0 ? 0 : errno;
+      CloseMainSock();
+      return;
+    }
   }
-  messageCv.notify_one();
 }
 
 void CTCPClient::Receive() {
@@ -253,8 +262,6 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
   const int sock = mainSock_;
   const int ready = sock == 0 ? -1 : WaitForInput(sock, read_set);
   if (ready == -1) {
-    receiveError_ = sock == 0 ? ENOTCONN : errno;
-    if (queueLimit_ > 0) CloseMainSock();  // Of an exchange.
     mainSock_ = 0;  // Kept for compatibility: abandoned, not closed.
     return false;
   }
@@ -264,7 +271,6 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
   }
   const ssize_t received = recv(sock, message.data, kMaxReceived, 0);
   if (received <= 0) {
-    receiveError_ = received == 0 ? 0 : errno;
     CloseMainSock();
     return false;
   }
@@ -277,10 +283,7 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
 // Timestamps and queues a message. Kept for compatibility: two notifications.
 void CTCPClient::Enqueue(CTCPMessage& message) {
   {
-    std::unique_lock<std::mutex> lock(queueMutex);
-    if (queueLimit_ > 0)
-      roomCv_.wait(lock,
-                   [&] { return queue_.size() < queueLimit_ || !running_; });
+    const std::lock_guard<std::mutex> lock(queueMutex);
     message.addr = peer_.addr;
     message.time = TheTime();
     queue_.push_back(message);
