@@ -3,6 +3,7 @@
 #include "fairlead/net/tcp_client.h"
 
 #include <pthread.h>
+#include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -25,7 +26,7 @@ namespace fairlead {
 namespace {
 
 // Deliberately four bytes less than the body of a message holds.
-constexpr std::size_t kMaxReceived = 1796;
+constexpr std::int32_t kMaxReceived = 1796;
 constexpr std::size_t kMaxSent = sizeof(CTCPMessage::data);
 constexpr timeval kInputTimeout = {3, 0};
 constexpr timeval kSocketTimeout = {2, 0};
@@ -57,12 +58,29 @@ ssize_t SendWithoutSigpipe(int sock, const CTCPMessage& message) {
 // Waits up to 3 seconds until `sock` has input; returns what select does. The
 // set is as long as the descriptor requires: select accepts consecutive fd_sets
 // as one long set.
-int WaitForInput(int sock, std::vector<fd_set>& read_set) {
+int Select(int sock, std::vector<fd_set>& read_set) {
   const int last = sock / FD_SETSIZE;
   read_set.assign(static_cast<std::size_t>(last) + 1, fd_set{});
   FD_SET(sock % FD_SETSIZE, &read_set.back());
   timeval wait = kInputTimeout;
   return select(sock + 1, read_set.data(), nullptr, nullptr, &wait);
+}
+
+// Returns whether the receive of a message is known to have left input: then
+// there is nothing to wait for. Only a full message leaves any. A select would
+// find it too, and costs more.
+bool LeftInput(int sock, const CTCPMessage& message) {
+  int waiting = 0;
+  return message.len == kMaxReceived && ioctl(sock, FIONREAD, &waiting) == 0 &&
+         waiting > 0;
+}
+
+// Waits for what comes after `last`; returns what select does, and -1 without a
+// socket.
+int WaitForInput(int sock, const CTCPMessage& last,
+                 std::vector<fd_set>& read_set) {
+  if (sock == 0) return -1;
+  return LeftInput(sock, last) ? 1 : Select(sock, read_set);
 }
 
 }  // namespace
@@ -260,7 +278,7 @@ void CTCPClient::Receive() {
 bool CTCPClient::ReceiveOnce(CTCPMessage& message,
                              std::vector<fd_set>& read_set) {
   const int sock = mainSock_;
-  const int ready = sock == 0 ? -1 : WaitForInput(sock, read_set);
+  const int ready = WaitForInput(sock, message, read_set);
   if (ready == -1) {
     mainSock_ = 0;  // Kept for compatibility: abandoned, not closed.
     return false;
