@@ -4,7 +4,6 @@
 #include "fairlead/net/exchange.h"
 
 #include <arpa/inet.h>
-#include <netdb.h>
 
 #include <cerrno>
 #include <chrono>
@@ -103,15 +102,16 @@ std::string_view Doing(ExchangePhase phase) {
   return "receiving";
 }
 
-std::string FailureText(ExchangePhase phase, int error) {
-  switch (phase) {
+std::string FailureText(const ExchangeResult& result) {
+  switch (result.phase) {
     case ExchangePhase::kResolving:
-      return std::string("the name was not resolved: ") +
-             (error == 0 ? "it has no IPv4 address" : gai_strerror(error));
+      return "the name was not resolved: " +
+             internal::LookupErrorText(result.error, result.system_error);
     case ExchangePhase::kConnecting:
-      return "not connected: " + SystemText(error);
+      return "not connected: " + SystemText(result.error);
     default:
-      return std::string(Doing(phase)) + " failed: " + SystemText(error);
+      return std::string(Doing(result.phase)) +
+             " failed: " + SystemText(result.error);
   }
 }
 
@@ -133,7 +133,7 @@ std::string ExchangeResult::Text() const {
     case ExchangeEnd::kFailed:
       break;
   }
-  return FailureText(phase, error);
+  return FailureText(*this);
 }
 
 namespace internal {
@@ -207,6 +207,7 @@ ExchangeResult ExchangeState::Connect(const std::string& host,
   end_of_time_ = DeadlineAfter(steady_clock::now(), options_.limits.total);
   const auto found = LookUpName(host, end_of_time_);
   if (!found) return End(ExchangeEnd::kTimeOver, ExchangePhase::kResolving);
+  result_.system_error = found->system_error;
   if (found->addresses.empty())
     return End(ExchangeEnd::kFailed, ExchangePhase::kResolving, found->error);
   for (const in_addr address : found->addresses)

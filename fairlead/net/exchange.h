@@ -60,6 +60,7 @@ struct FAIRLEAD_EXPORT ExchangeResult {
   /// POSIX `errno` for kFailed and kPeerReset, or a result of `getaddrinfo` if
   /// the phase is kResolving; else 0.
   int error = 0;
+  int system_error = 0;        ///< `errno` of a look-up's EAI_SYSTEM; else 0.
   std::string address;         ///< The last one tried, dotted; empty if none.
   std::uint64_t sent = 0;      ///< Bytes the system took since Connect().
   std::uint64_t received = 0;  ///< Bytes given to the sink since Connect().
