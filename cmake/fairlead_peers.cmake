@@ -24,6 +24,7 @@ set(fairlead_peer_header_boost_property_tree boost/property_tree/ini_parser.hpp)
 set(fairlead_peer_header_cli11 CLI/CLI.hpp)
 set(fairlead_peer_header_cxxopts cxxopts.hpp)
 set(fairlead_peer_header_iniparser iniparser/iniparser.h iniparser)
+set(fairlead_peer_header_poco Poco/Net/StreamSocket.h PocoNet PocoFoundation)
 set(fairlead_peer_header_tclap tclap/CmdLine.h)
 
 # fairlead_find_peer(peer result)

@@ -64,21 +64,21 @@ breaks() {  # breaks MUTANT PROPERTY KIND OPTIONS [DEFINITION…]
 
 # A mutant may break several properties: -E looks for assertions alone, -A for
 # deadlocks alone.
-asserts() { breaks "$1" "assertion violated .*$2" "$safety" -E; }
+asserts() { breaks "$1" "assertion violated .*$2" "$safety" -E "${@:3}"; }
 deadlocks() { breaks "$1" 'invalid end state' "$safety" -A "${@:2}"; }
 starves() { breaks "$1" 'acceptance cycle' "$liveness" '-a -f' -DCONNECTIONS=1; }
 
 holds "$safety" '' -DCONNECTIONS=2 -DSENDERS=1
 holds "$safety" '' -DCONNECTIONS=1 -DSENDERS=2
-holds "$safety" '' -DCONNECTIONS=2 -DSENDERS=1 -DQUEUE_LIMIT=1
+holds "$safety" '' -DCONNECTIONS=2 -DSENDERS=1 -DBUFFER=1
 holds "$liveness" '-a -f' -DCONNECTIONS=1 -DSENDERS=1
 
 deadlocks NO_WAKE
 deadlocks NOTIFY_EARLY
 deadlocks DETACH_UNLOCKED
 deadlocks NO_SHUTDOWN
-deadlocks NO_END_OF_WAIT -DQUEUE_LIMIT=1
-deadlocks NOTIFY_UNLOCKED -DQUEUE_LIMIT=1
+deadlocks NO_END_OF_WAIT -DBUFFER=1
+deadlocks STOP_UNLOCKED -DBUFFER=1
 asserts NOTIFY_LATE 'thread_inside==0'
 asserts STORE_UNLOCKED 'handle==connection'
 asserts CLOSE_EARLY 'file\[sock\]==seen'
@@ -86,4 +86,5 @@ asserts READ_THEN_CLEAR 'file\[sock\]==seen'
 asserts READ_BEFORE_COUNT 'file\[sock\]==seen'
 asserts NO_WAIT_FOR_USES 'file\[sock\]==seen'
 asserts QUEUE_UNLOCKED 'queue_users==1'
+asserts FREE_EARLY 'buffer_alive' -DBUFFER=1
 starves NO_EARLY_LOOK

@@ -25,10 +25,16 @@ byte handle;      /* recvThread_: the connection of its thread; 0: empty */
 byte mainSock;    /* 0: none */
 byte uses;        /* mainSockUses_ */
 bool waiting[2];  /* who sleeps in threadCv_ */
+#ifdef BUFFER
+bool buffer;      /* buffer_ is set */
+#endif
 bool sleeping;    /* whether CloseMainSock() sleeps in mainSockUses_.wait() */
-#ifdef QUEUE_LIMIT
-byte queued;      /* messages in queue_ */
-bool awaitsRoom;  /* whether the receive thread sleeps in roomCv_ */
+#ifdef BUFFER
+/* The members of the ReceiveBuffer of an exchange, which holds so many receives. */
+bool bufferMutex;
+bool stopped;
+byte chunks;
+bool awaitsRoom;  /* whether the receive thread sleeps in room_cv_ */
 #endif
 
 /* The system. An abandoned socket keeps its number for good. */
@@ -41,10 +47,13 @@ bool abandoned[CONNECTIONS + 1];
 bool client_alive = true;
 byte thread_inside;  /* the connection whose thread may touch the client */
 byte queue_users;
+bool buffer_alive;
 bool otherReturned = true;
 byte sendersReturned;
 
 inline Touch() { assert(client_alive) }
+
+inline TouchBuffer() { assert(buffer_alive) }
 
 inline Lock(mutex) { atomic { !mutex -> Touch(); mutex = true } }
 
@@ -111,30 +120,45 @@ inline WakeRecvThread() {
   EndUse()
 }
 
-#ifdef QUEUE_LIMIT
-inline NotifyRoomCv() { atomic { Touch(); awaitsRoom = false } }
+#ifdef BUFFER
+inline LockBuffer() { atomic { !bufferMutex -> TouchBuffer(); bufferMutex = true } }
 
-inline EndWaitForRoom() {
-#ifdef NOTIFY_UNLOCKED
+inline UnlockBuffer() { atomic { TouchBuffer(); bufferMutex = false } }
+
+inline NotifyRoomCv() { atomic { TouchBuffer(); awaitsRoom = false } }
+
+inline Stop() {
+#ifdef STOP_UNLOCKED
+  atomic { TouchBuffer(); stopped = true };
   NotifyRoomCv()
 #else
-  Lock(queueMutex);
+  LockBuffer();
+  atomic { TouchBuffer(); stopped = true };
 #ifndef NO_END_OF_WAIT
   NotifyRoomCv();
 #endif
-  Unlock(queueMutex)
+  UnlockBuffer()
 #endif
 }
 
-/* With queueMutex. */
-inline WaitForRoom() {
+/* Ends with the mutex released. */
+inline AwaitRoom() {
+  LockBuffer();
   do
-  :: atomic { queued < QUEUE_LIMIT || !running -> Touch(); break }
-  :: atomic { queued >= QUEUE_LIMIT && running -> Touch() };
-     atomic { awaitsRoom = true; Unlock(queueMutex) };  /* roomCv_.wait */
+  :: atomic { chunks < BUFFER || stopped -> TouchBuffer(); break }
+  :: atomic { chunks >= BUFFER && !stopped -> TouchBuffer() };
+     atomic { awaitsRoom = true; UnlockBuffer() };  /* room_cv_.wait */
      !awaitsRoom;
-     Lock(queueMutex)
-  od
+     LockBuffer()
+  od;
+  atomic { stop = stopped; UnlockBuffer() }
+}
+
+inline Add() {
+  LockBuffer();
+  atomic { TouchBuffer(); assert(chunks < BUFFER); chunks++ };
+  UnlockBuffer();
+  TouchBuffer() /* news_cv_ */
 }
 #endif
 
@@ -152,8 +176,12 @@ inline WaitForThread(me) {
 
 inline Terminate(me) {
   atomic { Lock(stateMutex); running = false; Unlock(stateMutex) };
-#ifdef QUEUE_LIMIT
-  EndWaitForRoom();
+#ifdef BUFFER
+  if
+  :: atomic { buffer -> Touch() };
+     Stop()
+  :: atomic { !buffer -> Touch() }
+  fi;
 #endif
 #ifndef NO_WAKE
   WakeRecvThread();
@@ -180,13 +208,7 @@ inline Enqueue() {
 #ifndef QUEUE_UNLOCKED
   Lock(queueMutex);
 #endif
-#ifdef QUEUE_LIMIT
-  WaitForRoom();
-#endif
   atomic { Touch(); queue_users++; assert(queue_users == 1) };
-#ifdef QUEUE_LIMIT
-  atomic { assert(queued < QUEUE_LIMIT || !running); queued++ };
-#endif
   queue_users--;
 #ifndef QUEUE_UNLOCKED
   Unlock(queueMutex);
@@ -196,6 +218,29 @@ inline Enqueue() {
 
 proctype RecvThread(byte connection) {
   byte sock, seen, count;
+#ifdef BUFFER
+  bool stop;
+  ReadMainSock(); /* ReceiveInto() */
+  do
+  :: AwaitRoom();
+     if
+     :: stop -> break
+     :: else -> UseDescriptor() /* recv begins */
+     fi;
+     if
+     :: skip /* input, or the peer's end, or both */
+     :: skip -> atomic { readShut[sock] || file[sock] != seen -> UseDescriptor() }
+     :: skip -> goto next /* nothing for 3 seconds */
+     fi;
+     UseDescriptor();
+     if
+     :: Add()
+     :: CloseMainSock(); break /* the peer's end, a failure, an exception */
+     fi;
+next:
+     skip
+  od;
+#else
   do
   :: atomic { !running -> Touch(); break }
   :: atomic { running -> Touch() };
@@ -209,11 +254,7 @@ proctype RecvThread(byte connection) {
      :: skip -> atomic { readShut[sock] || file[sock] != seen -> UseDescriptor() }
      :: Touch(); goto next /* nothing for 3 seconds: messageCv */
      /* select fails */
-#ifdef QUEUE_LIMIT
-     :: CloseMainSock(); break
-#else
      :: atomic { Touch(); mainSock = 0; abandoned[sock] = true; break }
-#endif
      fi;
      UseDescriptor(); /* recv */
      if
@@ -223,10 +264,11 @@ proctype RecvThread(byte connection) {
 next:
      sock = 0; seen = 0
   od;
-#ifdef QUEUE_LIMIT
-  atomic { Lock(queueMutex); Unlock(queueMutex) }; /* NotifyEnd() */
 #endif
   Touch(); /* messageCv */
+#ifdef BUFFER
+  atomic { LockBuffer(); UnlockBuffer() }; /* Notify() */
+#endif
 #ifdef NOTIFY_EARLY
   NotifyThreadCv();
 #endif
@@ -278,7 +320,11 @@ inline ConnectTo() {
   CreateMainSock();
   if
   :: skip /* no connection: the socket stays until Close() */
-  :: StartRecvThread()
+  ::
+#ifdef BUFFER
+     atomic { buffer_alive = true; chunks = 0; stopped = false; buffer = true };
+#endif
+     StartRecvThread()
   fi
 }
 
@@ -289,16 +335,14 @@ inline MessagesCount() {
   Unlock(queueMutex)
 }
 
-#ifdef QUEUE_LIMIT
-/* The owner takes all messages, any number of times. */
-inline TakeMessages() {
+#ifdef BUFFER
+/* The exchange drops what it has taken, any number of times. */
+inline Next() {
   do
   :: break
-  :: Lock(queueMutex);
-     NotifyRoomCv();
-     atomic { Touch(); queue_users++; assert(queue_users == 1) };
-     atomic { queued = 0; queue_users-- };
-     Unlock(queueMutex)
+  :: atomic { buffer -> LockBuffer() };
+     atomic { chunks = 0; NotifyRoomCv() };
+     UnlockBuffer()
   od
 }
 #endif
@@ -360,19 +404,24 @@ active proctype Owner() {
      connection++;
      ConnectTo();
      atomic { otherReturned = false; run Other() };
-#ifdef QUEUE_LIMIT
-     TakeMessages();
+#ifdef BUFFER
+     Next();
+#ifdef FREE_EARLY
+     atomic { buffer_alive = false };
+#endif
 #else
      MessagesCount();
 #endif
      if
-     :: Terminate(OWNER); CloseMainSock() /* Close() */
+     :: Terminate(OWNER);
+        CloseMainSock(); /* Close() */
+        otherReturned;
+#ifdef BUFFER
+        atomic { buffer = false; buffer_alive = false }
+#endif
      :: connection == CONNECTIONS /* the destructor ends it */
      fi;
-     otherReturned;
-#ifdef QUEUE_LIMIT
-     queued = 0 /* its Close() clears the queue */
-#endif
+     otherReturned
   od;
   sendersReturned == SENDERS;
   Terminate(OWNER);

@@ -4,11 +4,10 @@
 #include "fairlead/net/exchange.h"
 
 #include <arpa/inet.h>
-#include <netdb.h>
 
 #include <cerrno>
 #include <chrono>
-#include <deque>
+#include <cstddef>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -31,6 +30,9 @@ namespace {
 
 // How long the last bytes of a peer that takes no more may take to arrive.
 constexpr std::chrono::seconds kMaxDrainAfterError{2};
+
+// How many bytes the sink is given before other events are looked at again.
+constexpr std::size_t kMaxTaken = std::size_t{256} << 10;
 
 bool IsReset(int error) {
   return error == ECONNRESET || error == EPIPE || error == ENOTCONN;
@@ -100,15 +102,16 @@ std::string_view Doing(ExchangePhase phase) {
   return "receiving";
 }
 
-std::string FailureText(ExchangePhase phase, int error) {
-  switch (phase) {
+std::string FailureText(const ExchangeResult& result) {
+  switch (result.phase) {
     case ExchangePhase::kResolving:
-      return std::string("the name was not resolved: ") +
-             (error == 0 ? "it has no IPv4 address" : gai_strerror(error));
+      return "the name was not resolved: " +
+             internal::LookupErrorText(result.error, result.system_error);
     case ExchangePhase::kConnecting:
-      return "not connected: " + SystemText(error);
+      return "not connected: " + SystemText(result.error);
     default:
-      return std::string(Doing(phase)) + " failed: " + SystemText(error);
+      return std::string(Doing(result.phase)) +
+             " failed: " + SystemText(result.error);
   }
 }
 
@@ -130,7 +133,7 @@ std::string ExchangeResult::Text() const {
     case ExchangeEnd::kFailed:
       break;
   }
-  return FailureText(phase, error);
+  return FailureText(*this);
 }
 
 namespace internal {
@@ -167,7 +170,6 @@ class ExchangeState {
                           const Sink& sink);
   void Note(const Progress& sending, std::uint64_t sent_before);
   bool Take(const Sink& sink, bool may_end, bool enough);
-  bool Give(const Sink& sink, bool may_end, bool enough);
   std::optional<Ending> EndingOf(const Progress& sending, bool receiving,
                                  bool enough, const Sink& sink);
   std::optional<Ending> EndOfReceiving(const Progress& sending,
@@ -184,10 +186,9 @@ class ExchangeState {
   ExchangeOptions options_;
   ExchangeConnection connection_;
   Deadline end_of_time_;
-  steady_clock::time_point last_;     // When a byte last went or came.
-  std::deque<CTCPMessage> received_;  // Taken from the queue; oldest first.
-  bool close_told_ = false;           // To the sink,
-  bool ends_with_peer_ = false;       // which ends a quiet input then.
+  steady_clock::time_point last_;  // When a byte last went or came.
+  bool close_told_ = false;        // To the sink,
+  bool ends_with_peer_ = false;    // which ends a quiet input then.
   ExchangeResult result_;
 };
 
@@ -206,6 +207,7 @@ ExchangeResult ExchangeState::Connect(const std::string& host,
   end_of_time_ = DeadlineAfter(steady_clock::now(), options_.limits.total);
   const auto found = LookUpName(host, end_of_time_);
   if (!found) return End(ExchangeEnd::kTimeOver, ExchangePhase::kResolving);
+  result_.system_error = found->system_error;
   if (found->addresses.empty())
     return End(ExchangeEnd::kFailed, ExchangePhase::kResolving, found->error);
   for (const in_addr address : found->addresses)
@@ -243,13 +245,10 @@ int ExchangeState::ConnectTo(in_addr address, std::uint16_t port) {
                                                     options_.limits.connect)));
 }
 
-void ExchangeState::Close() {
-  connection_.Close();
-  received_.clear();
-}
+void ExchangeState::Close() { connection_.Close(); }
 
 // Each pass looks at the states before it takes what they announce: bytes that
-// came before the end are in the queue once the end is seen.
+// came before the end are in the buffer once the end is seen.
 ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
                                        std::uint64_t sent_before,
                                        const Sink& sink) {
@@ -266,11 +265,11 @@ ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
       if (ending->end == ExchangeEnd::kPeerReset) connection_.NoteReset();
       return End(ending->end, ending->phase, ending->error);
     }
-    connection_.Wait(Earlier(end_of_time_, IdleDeadline(sending, receiving)),
-                     [&](bool any) {
-                       return (any && sink) || sender.HasChanged(sending) ||
-                              connection_.IsReceiving() != receiving;
-                     });
+    connection_.buffer().Wait(
+        Earlier(end_of_time_, IdleDeadline(sending, receiving)), [&](bool any) {
+          return (any && sink) || sender.HasChanged(sending) ||
+                 connection_.IsReceiving() != receiving;
+        });
   }
 }
 
@@ -282,29 +281,22 @@ void ExchangeState::Note(const Progress& sending, std::uint64_t sent_before) {
   Tell({.kind = Kind::kSent, .sent = sent});
 }
 
-// Gives what was received to the sink; returns whether it has enough. Then the
-// rest stays, if the exchange may end now. No sink has enough at once. The
-// queue is left alone while anything is left, or many turns would take it all.
+// Gives what was received to the sink, up to about kMaxTaken bytes; returns
+// whether it has enough. Then the rest stays, if the exchange may end now. No
+// sink has enough at once. A sink may take long, so it is not called again once
+// the time is over.
 bool ExchangeState::Take(const Sink& sink, bool may_end, bool enough) {
   if (!sink) return true;
-  enough = Give(sink, may_end, enough);
-  if (!received_.empty() || (enough && may_end)) return enough;
-  received_ = connection_.TakeMessages();
-  return Give(sink, may_end, enough);
-}
-
-// A sink may take long, so it is not called again once the time is over.
-bool ExchangeState::Give(const Sink& sink, bool may_end, bool enough) {
-  for (bool over = false; !received_.empty() && !over && !(enough && may_end);
-       over = end_of_time_ && last_ >= *end_of_time_) {
-    const CTCPMessage message = received_.front();
-    received_.pop_front();
-    const auto size = static_cast<std::size_t>(message.len);
-    result_.received += size;
-    enough = sink({reinterpret_cast<const char*>(message.data), size},
-                  message.time) ||
-             enough;
+  bool over = false;
+  for (std::size_t taken = 0; taken < kMaxTaken && !over;) {
+    if (enough && may_end) break;
+    const auto piece = connection_.buffer().Next();
+    if (!piece) break;
+    taken += piece->bytes.size();
+    result_.received += piece->bytes.size();
+    enough = sink(piece->bytes, piece->time) || enough;
     last_ = steady_clock::now();
+    over = end_of_time_ && last_ >= *end_of_time_;
   }
   return enough;
 }
@@ -315,7 +307,8 @@ std::optional<Ending> ExchangeState::EndingOf(const Progress& sending,
   if (enough && MayEnd(sending))
     return Ending{ExchangeEnd::kDone, PhaseOf(sending)};
   if (HasFailedForGood(sending)) return FailureOf(sending);
-  if (!received_.empty()) return EndOfTime(sending, receiving);
+  if (sink && connection_.buffer().HasPieces())
+    return EndOfTime(sending, receiving);
   if (!receiving) return EndOfReceiving(sending, sink);
   return EndOfTime(sending, receiving);
 }

@@ -60,6 +60,7 @@ struct FAIRLEAD_EXPORT ExchangeResult {
   /// POSIX `errno` for kFailed and kPeerReset, or a result of `getaddrinfo` if
   /// the phase is kResolving; else 0.
   int error = 0;
+  int system_error = 0;        ///< `errno` of a look-up's EAI_SYSTEM; else 0.
   std::string address;         ///< The last one tried, dotted; empty if none.
   std::uint64_t sent = 0;      ///< Bytes the system took since Connect().
   std::uint64_t received = 0;  ///< Bytes given to the sink since Connect().
@@ -118,8 +119,8 @@ struct ExchangeOptions {
 /// Close(); Run() is all three. Each returns why it ended. Nothing is printed,
 /// and the process never ended.
 /// @par Memory
-/// At most 2 MB of received bytes wait for the sink: a peer that sends faster
-/// than the sink takes is held back. A body is not copied.
+/// A connection has a buffer of 253 KB for what was received: a peer that sends
+/// faster than the sink takes is held back. A body is not copied.
 /// @par Errors
 /// Failures are results. std::bad_alloc is thrown, and what a callback throws;
 /// the exchange can then be closed.

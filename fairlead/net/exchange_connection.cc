@@ -12,16 +12,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstddef>
 #include <system_error>
-#include <utility>
 
 namespace fairlead::internal {
 namespace {
-
-// About 1 MB of messages; as many may be with the exchange.
-constexpr std::size_t kMaxWaiting =
-    (std::size_t{1} << 20) / sizeof(CTCPMessage);
 
 int SetBlocking(int sock, bool blocking) {
   const int flags = fcntl(sock, F_GETFL);
@@ -83,7 +77,8 @@ int ExchangeConnection::Connect(const sockaddr_in& address, Deadline deadline) {
 }
 
 int ExchangeConnection::Start() try {
-  client_.queueLimit_ = kMaxWaiting;
+  buffer_ = std::make_unique<ReceiveBuffer>();
+  client_.buffer_ = buffer_.get();
   client_.receiveError_ = CTCPClient::kReceiving;
   client_.StartRecvThread();
   return 0;
@@ -125,21 +120,14 @@ int ExchangeConnection::AwaitAcknowledgement(Deadline deadline) const {
   }
 }
 
-std::deque<CTCPMessage> ExchangeConnection::TakeMessages() {
-  const std::lock_guard lock(client_.queueMutex);
-  client_.roomCv_.notify_one();
-  return std::exchange(client_.queue_, {});
-}
-
-// With the lock, it cannot come between the look and the sleep of Wait().
-void ExchangeConnection::Notify() {
-  const std::lock_guard lock(client_.queueMutex);
-  client_.messageCv.notify_one();
-}
-
+// In a child of fork(), the parent's receive thread may have been using the
+// buffer: it is leaked, as it may be locked and half changed.
 void ExchangeConnection::Close() {
+  const pid_t owner = client_.owner_;
   client_.Close();
-  client_.queue_.clear();
+  client_.buffer_ = nullptr;
+  if (owner != 0 && owner != getpid()) (void)buffer_.release();
+  buffer_.reset();
   descriptor_.Reset();
 }
 

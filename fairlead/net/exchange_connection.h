@@ -1,4 +1,4 @@
-// A connected CTCPClient as an exchange uses it: with a bounded queue, a limit
+// A connected CTCPClient as an exchange uses it: with a bounded buffer, a limit
 // of time for connecting, and the reason why receiving ended. Not installed.
 
 #ifndef FAIRLEAD_NET_EXCHANGE_CONNECTION_H_
@@ -7,17 +7,22 @@
 #include <netinet/in.h>
 
 #include <cerrno>
-#include <deque>
-#include <mutex>
+#include <memory>
 
 #include "fairlead/base/descriptor.h"
 #include "fairlead/net/deadline.h"
+#include "fairlead/net/receive_buffer.h"
 #include "fairlead/net/tcp_client.h"
 
 namespace fairlead::internal {
 
 class ExchangeConnection {
  public:
+  ExchangeConnection() = default;
+  ~ExchangeConnection() { Close(); }
+  ExchangeConnection(const ExchangeConnection&) = delete;
+  ExchangeConnection& operator=(const ExchangeConnection&) = delete;
+
   // Connects to an address; returns 0 or the error, ETIMEDOUT at the deadline.
   int Open(const sockaddr_in& address, Deadline deadline);
 
@@ -28,7 +33,7 @@ class ExchangeConnection {
   bool HasFinishedSending() const { return finished_; }
 
   // Returns whether the receive thread still receives. Once it does not, all it
-  // has received is in the queue.
+  // has received is in the buffer.
   bool IsReceiving() const;
 
   // Returns why receiving ended: 0 if the peer closed, or the error.
@@ -43,23 +48,8 @@ class ExchangeConnection {
   // reset.
   int AwaitAcknowledgement(Deadline deadline) const;
 
-  // Removes all messages from the queue.
-  std::deque<CTCPMessage> TakeMessages();
-
-  // Waits until `is_news` returns true, or the deadline has passed. It is
-  // passed whether any message waits.
-  template <typename Predicate>
-  void Wait(Deadline deadline, Predicate is_news) {
-    std::unique_lock lock(client_.queueMutex);
-    const auto awaited = [&] { return is_news(!client_.queue_.empty()); };
-    if (deadline)
-      client_.messageCv.wait_until(lock, *deadline, awaited);
-    else
-      client_.messageCv.wait(lock, awaited);
-  }
-
-  // Ends a Wait() whose `is_news` has become true. Any thread.
-  void Notify();
+  // What was received; only while IsOpen().
+  ReceiveBuffer& buffer() { return *buffer_; }
 
   // The descriptor to send on. It is open until Close(), also while the
   // client's own is closed by the receive thread.
@@ -71,6 +61,7 @@ class ExchangeConnection {
   int Connect(const sockaddr_in& address, Deadline deadline);
   int Start();
 
+  std::unique_ptr<ReceiveBuffer> buffer_;
   CTCPClient client_;
   Descriptor descriptor_;
 

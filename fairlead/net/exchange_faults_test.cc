@@ -9,7 +9,6 @@
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
-#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -41,7 +40,7 @@ enum class Call {
   kFcntl,
   kEventfd,
   kRecv,
-  kSelect,
+  kSetsockopt,
   kGetsockopt,
   kIoctl,
   kThread,
@@ -138,10 +137,10 @@ ssize_t OwnRecv(int sock, void* data, std::size_t size, int flags) {
   return FAIRLEAD_SYSTEM(recv)(sock, data, size, flags);
 }
 
-FAIRLEAD_EXPORT int select(int end, fd_set* read, fd_set* write, fd_set* error,
-                           timeval* limit) {
-  if (Fails(Call::kSelect)) return -1;
-  return FAIRLEAD_SYSTEM(select)(end, read, write, error, limit);
+FAIRLEAD_EXPORT int setsockopt(int sock, int level, int name, const void* value,
+                               socklen_t size) noexcept {
+  if (Fails(Call::kSetsockopt)) return -1;
+  return FAIRLEAD_SYSTEM(setsockopt)(sock, level, name, value, size);
 }
 
 FAIRLEAD_EXPORT int getsockopt(int sock, int level, int name, void* value,
@@ -230,7 +229,7 @@ const Kind kKinds[] = {
 
 constexpr Call kCalls[] = {
     Call::kSocket, Call::kConnect, Call::kPoll,     Call::kSend,
-    Call::kFcntl,  Call::kEventfd, Call::kRecv,     Call::kSelect,
+    Call::kFcntl,  Call::kEventfd, Call::kRecv,     Call::kSetsockopt,
     Call::kIoctl,  Call::kThread,  Call::kShutdown, Call::kGetsockopt,
 };
 
@@ -301,7 +300,8 @@ TEST_F(ExchangeFaultsTest, EachFailureIsAValue) {
 }
 
 TEST_F(ExchangeFaultsTest, AnInterruptionEndsNothing) {
-  for (const Call call : {Call::kConnect, Call::kPoll, Call::kSend})
+  for (const Call call :
+       {Call::kConnect, Call::kPoll, Call::kSend, Call::kRecv})
     for (const Kind& kind : kKinds)
       for (int before = 0; before < 100; ++before) {
         SCOPED_TRACE(testing::Message() << kind.name << " " << before);

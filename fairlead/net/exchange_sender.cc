@@ -191,7 +191,7 @@ void ExchangeSender::Set(Status status) {
 
 void ExchangeSender::TellNews() {
   ++news_;
-  connection_.Notify();
+  connection_.buffer().Notify();
 }
 
 }  // namespace fairlead::internal

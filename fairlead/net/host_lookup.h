@@ -16,6 +16,7 @@ namespace fairlead {
 struct HostLookup {
   bool timed_out = false;
   int error = 0;  ///< A result of `getaddrinfo` (POSIX); 0 if it succeeded.
+  int system_error = 0;  ///< POSIX `errno` if `error` is EAI_SYSTEM; else 0.
   std::vector<std::string> addresses;  ///< IPv4, dotted, each once.
 };
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -29,6 +30,7 @@ NameLookup LookUp(const std::string& host, int flags) {
   addrinfo* list = nullptr;
   NameLookup found;
   found.error = getaddrinfo(host.c_str(), nullptr, &wanted, &list);
+  if (found.error == EAI_SYSTEM) found.system_error = errno;
   if (found.error != 0) return found;
   const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list,
                                                                  &freeaddrinfo);
@@ -71,7 +73,7 @@ class SharedLookup {
 NameLookup LookUpWithoutThrowing(const std::string& host) noexcept try {
   return LookUp(host, 0);
 } catch (...) {
-  return {.error = EAI_MEMORY, .addresses = {}};
+  return {.error = EAI_MEMORY, .system_error = 0, .addresses = {}};
 }
 
 }  // namespace
@@ -87,9 +89,15 @@ std::optional<NameLookup> LookUpName(const std::string& host,
       shared->Set(LookUpWithoutThrowing(host));
     }).detach();
   } catch (const std::system_error&) {
-    return NameLookup{.error = EAI_AGAIN, .addresses = {}};
+    return NameLookup{.error = EAI_AGAIN, .system_error = 0, .addresses = {}};
   }
   return shared->WaitUntil(deadline);
+}
+
+std::string LookupErrorText(int error, int system_error) {
+  if (error == 0) return "it has no IPv4 address";
+  if (error != EAI_SYSTEM) return gai_strerror(error);
+  return std::error_code(system_error, std::generic_category()).message();
 }
 
 std::string Dotted(in_addr address) {
@@ -106,9 +114,11 @@ HostLookup LookUpHost(const std::string& host,
                       std::optional<std::chrono::milliseconds> limit) {
   const auto found = internal::LookUpName(
       host, internal::DeadlineAfter(std::chrono::steady_clock::now(), limit));
-  HostLookup lookup = {.timed_out = !found, .error = 0, .addresses = {}};
+  HostLookup lookup = {
+      .timed_out = !found, .error = 0, .system_error = 0, .addresses = {}};
   if (!found) return lookup;
   lookup.error = found->error;
+  lookup.system_error = found->system_error;
   for (const in_addr address : found->addresses)
     lookup.addresses.push_back(internal::Dotted(address));
   return lookup;

@@ -14,7 +14,8 @@
 namespace fairlead::internal {
 
 struct NameLookup {
-  int error = 0;  // Of getaddrinfo.
+  int error = 0;         // Of getaddrinfo.
+  int system_error = 0;  // The errno of an EAI_SYSTEM.
   std::vector<in_addr> addresses;
 };
 
@@ -22,6 +23,9 @@ struct NameLookup {
 // The look-up of a name then goes on in a thread of its own.
 std::optional<NameLookup> LookUpName(const std::string& host,
                                      Deadline deadline);
+
+// Returns why a look-up gave no address; the error is that of getaddrinfo.
+std::string LookupErrorText(int error, int system_error);
 
 // Returns the address as a dotted text.
 std::string Dotted(in_addr address);

@@ -61,7 +61,7 @@ class FAIRLEAD_EXPORT StopRules {
   StopLimits limits_;
   std::int64_t messages_ = 0;
   std::int64_t bytes_ = 0;
-  std::int64_t lines_ = 0;
+  std::int64_t lines_ = 0;  // Counted only if they are limited.
   bool seen_ = false;
   std::string tail_;  // The last bytes, where the text may have begun.
 };

@@ -3,6 +3,7 @@
 #include "fairlead/net/tcp_client.h"
 
 #include <pthread.h>
+#include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -13,17 +14,19 @@
 #include <cstddef>
 #include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "fairlead/base/blocked_signals.h"
 #include "fairlead/base/descriptor.h"
 #include "fairlead/net/peer_label.h"
+#include "fairlead/net/receive_buffer.h"
 
 namespace fairlead {
 namespace {
 
 // Deliberately four bytes less than the body of a message holds.
-constexpr std::size_t kMaxReceived = 1796;
+constexpr std::int32_t kMaxReceived = 1796;
 constexpr std::size_t kMaxSent = sizeof(CTCPMessage::data);
 constexpr timeval kInputTimeout = {3, 0};
 constexpr timeval kSocketTimeout = {2, 0};
@@ -55,12 +58,29 @@ ssize_t SendWithoutSigpipe(int sock, const CTCPMessage& message) {
 // Waits up to 3 seconds until `sock` has input; returns what select does. The
 // set is as long as the descriptor requires: select accepts consecutive fd_sets
 // as one long set.
-int WaitForInput(int sock, std::vector<fd_set>& read_set) {
+int Select(int sock, std::vector<fd_set>& read_set) {
   const int last = sock / FD_SETSIZE;
   read_set.assign(static_cast<std::size_t>(last) + 1, fd_set{});
   FD_SET(sock % FD_SETSIZE, &read_set.back());
   timeval wait = kInputTimeout;
   return select(sock + 1, read_set.data(), nullptr, nullptr, &wait);
+}
+
+// Returns whether the receive of a message is known to have left input: then
+// there is nothing to wait for. Only a full message leaves any. A select would
+// find it too, and costs more.
+bool LeftInput(int sock, const CTCPMessage& message) {
+  int waiting = 0;
+  return message.len == kMaxReceived && ioctl(sock, FIONREAD, &waiting) == 0 &&
+         waiting > 0;
+}
+
+// Waits for what comes after `last`; returns what select does, and -1 without a
+// socket.
+int WaitForInput(int sock, const CTCPMessage& last,
+                 std::vector<fd_set>& read_set) {
+  if (sock == 0) return -1;
+  return LeftInput(sock, last) ? 1 : Select(sock, read_set);
 }
 
 }  // namespace
@@ -157,7 +177,7 @@ void CTCPClient::Terminate() {
     running_ = false;
   }
   messageCv.notify_one();
-  EndWaitForRoom();
+  if (buffer_ != nullptr) buffer_->Stop();
   WakeRecvThread();
   {
     std::unique_lock<std::mutex> lock(stateMutex_);
@@ -170,14 +190,6 @@ void CTCPClient::Terminate() {
 void CTCPClient::Close() {
   Terminate();
   CloseMainSock();  // Kept for compatibility: Terminate() has closed it.
-}
-
-// The lock keeps this from coming between the receive thread's look at the
-// queue and its sleep.
-void CTCPClient::EndWaitForRoom() {
-  if (queueLimit_ == 0) return;
-  const std::lock_guard<std::mutex> lock(queueMutex);
-  roomCv_.notify_all();
 }
 
 // Shutting down the reading half makes the socket readable at once and sends
@@ -203,7 +215,6 @@ void CTCPClient::LeaveToParent() {
   std::construct_at(&stateMutex_);
   std::construct_at(&threadCv_);
   std::construct_at(&messageCv);
-  std::construct_at(&roomCv_);
   std::construct_at(&recvThread_);
   running_ = false;
   mainSockUses_ = 0;
@@ -215,12 +226,16 @@ void CTCPClient::LeaveToParent() {
 // handle, and the mutex that guards it is the last thing this thread touches.
 std::int32_t CTCPClient::RecvThread() {
   try {
-    Receive();
+    if (buffer_ != nullptr)
+      ReceiveInto(*buffer_);
+    else
+      Receive();
   } catch (...) {  // No memory, or no lock: as if a receive had failed.
     receiveError_ = ENOMEM;
     CloseMainSock();
   }
-  NotifyEnd();
+  messageCv.notify_one();
+  if (buffer_ != nullptr) buffer_->Notify();
 
   const std::lock_guard<std::mutex> lock(stateMutex_);
   recvThread_.detach();
@@ -228,13 +243,25 @@ std::int32_t CTCPClient::RecvThread() {
   return 0;
 }
 
-// An exchange waits without a limit, so a notification must not be lost;
-// without one, messageCv is notified as ever.
-void CTCPClient::NotifyEnd() {
-  if (queueLimit_ > 0) {
-    const std::lock_guard<std::mutex> lock(queueMutex);
+// Needs no select before each receive: Terminate() stops the buffer and makes
+// the socket readable. Should the system refuse that, the time-out of a receive
+// ends the wait.
+void CTCPClient::ReceiveInto(internal::ReceiveBuffer& buffer) {
+  const int sock = mainSock_;
+  setsockopt(sock, SOL_SOCKET, SO_RCVTIMEO, &kInputTimeout,
+             sizeof(kInputTimeout));
+  for (;;) {
+    const std::span<char> room = buffer.AwaitRoom();
+    if (room.empty()) return;
+    const ssize_t received = recv(sock, room.data(), room.size(), 0);
+    if (received > 0) {
+      buffer.Add(static_cast<std::size_t>(received));
+    } else if (received == 0 || (errno != EAGAIN && errno != EINTR)) {
+      receiveError_ = received == 0 ? 0 : errno;
+      CloseMainSock();
+      return;
+    }
   }
-  messageCv.notify_one();
 }
 
 void CTCPClient::Receive() {
@@ -251,10 +278,8 @@ void CTCPClient::Receive() {
 bool CTCPClient::ReceiveOnce(CTCPMessage& message,
                              std::vector<fd_set>& read_set) {
   const int sock = mainSock_;
-  const int ready = sock == 0 ? -1 : WaitForInput(sock, read_set);
+  const int ready = WaitForInput(sock, message, read_set);
   if (ready == -1) {
-    receiveError_ = sock == 0 ? ENOTCONN : errno;
-    if (queueLimit_ > 0) CloseMainSock();  // Of an exchange.
     mainSock_ = 0;  // Kept for compatibility: abandoned, not closed.
     return false;
   }
@@ -264,7 +289,6 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
   }
   const ssize_t received = recv(sock, message.data, kMaxReceived, 0);
   if (received <= 0) {
-    receiveError_ = received == 0 ? 0 : errno;
     CloseMainSock();
     return false;
   }
@@ -277,10 +301,7 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
 // Timestamps and queues a message. Kept for compatibility: two notifications.
 void CTCPClient::Enqueue(CTCPMessage& message) {
   {
-    std::unique_lock<std::mutex> lock(queueMutex);
-    if (queueLimit_ > 0)
-      roomCv_.wait(lock,
-                   [&] { return queue_.size() < queueLimit_ || !running_; });
+    const std::lock_guard<std::mutex> lock(queueMutex);
     message.addr = peer_.addr;
     message.time = TheTime();
     queue_.push_back(message);

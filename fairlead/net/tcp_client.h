@@ -23,7 +23,8 @@ namespace fairlead {
 
 namespace internal {
 class ExchangeConnection;
-}
+class ReceiveBuffer;
+}  // namespace internal
 
 /// An IPv4 endpoint: where a server listens. Plain value.
 struct NetClient {
@@ -166,8 +167,7 @@ class FAIRLEAD_EXPORT CTCPClient {
                                     std::vector<fd_set>& read_set);
   FAIRLEAD_PRIVATE void Enqueue(CTCPMessage& message);
   FAIRLEAD_PRIVATE void CloseMainSock();
-  FAIRLEAD_PRIVATE void EndWaitForRoom();
-  FAIRLEAD_PRIVATE void NotifyEnd();
+  FAIRLEAD_PRIVATE void ReceiveInto(internal::ReceiveBuffer& buffer);
 
   std::condition_variable threadCv_;  // With stateMutex_: the thread has ended.
   std::thread recvThread_;  // Guarded by stateMutex_; empty if none runs.
@@ -184,11 +184,11 @@ class FAIRLEAD_EXPORT CTCPClient {
   std::atomic<std::int32_t> mainSockUses_ = 0;  // See CloseMainSock().
   std::atomic<pid_t> owner_ = 0;  // The process that connected; 0: closed.
 
-  // Of an Exchange, which bounds the queue and asks why receiving ended.
+  // Of an Exchange, which has a buffer of its own instead of the queue and asks
+  // why receiving ended.
   friend class internal::ExchangeConnection;
   static constexpr int kReceiving = -1;
-  std::size_t queueLimit_ = 0;  // Of messages; 0: none. Set before the thread.
-  std::condition_variable roomCv_;  // With queueMutex: the queue has room.
+  internal::ReceiveBuffer* buffer_ = nullptr;   // Set before the thread starts.
   std::atomic<int> receiveError_ = kReceiving;  // 0: the peer has closed.
 };
 

@@ -1,6 +1,6 @@
-// The client beside a bare socket, without thread or queue, and beside Asio
-// with a thread that feeds a queue. The servers are threads of this process, on
-// the loopback interface.
+// The client beside a bare socket, without thread or queue, and beside a bare
+// socket, Asio and POCO with a thread that feeds a queue. The servers are
+// threads of this process, on the loopback interface.
 
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
@@ -11,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <deque>
 #include <mutex>
@@ -24,6 +25,11 @@
 #include <asio.hpp>
 #endif
 
+#ifdef FAIRLEAD_PEER_POCO
+#include <Poco/Net/SocketAddress.h>
+#include <Poco/Net/StreamSocket.h>
+#endif
+
 namespace {
 
 using fairlead::CTCPClient;
@@ -35,7 +41,7 @@ using fairlead::internal::Socket;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kPiece = 1796;
-constexpr std::size_t kFlood = kPiece * 2048;
+constexpr std::size_t kFloodMessages = 2048;
 
 void Check(bool holds) {
   if (!holds) std::abort();
@@ -56,11 +62,14 @@ class FairleadClient {
     return Receive();
   }
 
+  // Nobody else pops, so the messages that were counted are there.
   std::size_t Receive() {
-    while (client_.MessagesCount() == 0) {
+    if (count_ == 0) count_ = client_.MessagesCount();
+    for (; count_ == 0; count_ = client_.MessagesCount()) {
       std::unique_lock<std::mutex> lock(client_.queueMutex);
       client_.messageCv.wait_for(lock, std::chrono::microseconds(200));
     }
+    --count_;
     return static_cast<std::size_t>(client_.PopMessage().len);
   }
 
@@ -68,21 +77,38 @@ class FairleadClient {
 
  private:
   CTCPClient client_;
+  std::int32_t count_ = 0;  // Of messages that wait.
 };
 
-class BareClient {
+class BareTransport {
  public:
-  explicit BareClient(const NetClient& server)
+  explicit BareTransport(const NetClient& server)
       : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
     Check(connect(socket_.number(),
                   reinterpret_cast<const sockaddr*>(&server.addr),
                   sizeof(server.addr)) == 0);
   }
-
   void Send(const CTCPMessage& message) {
     Check(send(socket_.number(), message.data,
                static_cast<std::size_t>(message.len), MSG_NOSIGNAL) > 0);
   }
+  // Returns 0 at the end and after a failure.
+  std::size_t Receive(CTCPMessage& message) {
+    const ssize_t received = recv(socket_.number(), message.data, kPiece, 0);
+    return received > 0 ? static_cast<std::size_t>(received) : 0;
+  }
+  void Shutdown() { shutdown(socket_.number(), SHUT_RD); }
+  void Close() { socket_.Close(); }
+
+ private:
+  Socket socket_;
+};
+
+class BareClient {
+ public:
+  explicit BareClient(const NetClient& server) : transport_(server) {}
+
+  void Send(const CTCPMessage& message) { transport_.Send(message); }
 
   std::size_t Exchange(const CTCPMessage& request) {
     Send(request);
@@ -90,17 +116,104 @@ class BareClient {
   }
 
   std::size_t Receive() {
-    const ssize_t received = recv(socket_.number(), message_.data, kPiece, 0);
+    const std::size_t received = transport_.Receive(message_);
     Check(received > 0);
-    return static_cast<std::size_t>(received);
+    return received;
   }
 
-  void Close() { socket_.Close(); }
+  void Close() { transport_.Close(); }
 
  private:
-  Socket socket_;
+  BareTransport transport_;
   CTCPMessage message_;
 };
+
+// The least that a client with a receive thread needs.
+class MessageQueue {
+ public:
+  void Push(CTCPMessage& message, std::size_t received) {
+    message.len = static_cast<std::int32_t>(received);
+    message.time = fairlead::TheTime();
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      queue_.push_back(message);
+    }
+    queued_.notify_one();
+  }
+
+  // Waits for a message. Returns its length.
+  std::size_t Pop() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    queued_.wait(lock, [this] { return !queue_.empty(); });
+    const CTCPMessage message = queue_.front();
+    queue_.pop_front();
+    return static_cast<std::size_t>(message.len);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable queued_;
+  std::deque<CTCPMessage> queue_;
+};
+
+// A blocking socket whose thread feeds a queue.
+template <typename Transport>
+class QueueClient {
+ public:
+  explicit QueueClient(const NetClient& server) : transport_(server) {
+    thread_ = std::thread([this] {
+      CTCPMessage message;
+      while (const std::size_t received = transport_.Receive(message))
+        queue_.Push(message, received);
+    });
+  }
+  ~QueueClient() { Close(); }
+  QueueClient(const QueueClient&) = delete;
+  QueueClient& operator=(const QueueClient&) = delete;
+
+  std::size_t Exchange(const CTCPMessage& request) {
+    transport_.Send(request);
+    return Receive();
+  }
+
+  std::size_t Receive() { return queue_.Pop(); }
+
+  void Close() {
+    if (!thread_.joinable()) return;
+    transport_.Shutdown();
+    thread_.join();
+    transport_.Close();
+  }
+
+ private:
+  Transport transport_;
+  MessageQueue queue_;
+  std::thread thread_;
+};
+
+#ifdef FAIRLEAD_PEER_POCO
+class PocoTransport {
+ public:
+  explicit PocoTransport(const NetClient& server)
+      : socket_(Poco::Net::SocketAddress(
+            reinterpret_cast<const sockaddr*>(&server.addr),
+            sizeof(server.addr))) {}
+  void Send(const CTCPMessage& message) {
+    Check(socket_.sendBytes(message.data, message.len) == message.len);
+  }
+  std::size_t Receive(CTCPMessage& message) try {
+    return static_cast<std::size_t>(
+        socket_.receiveBytes(message.data, static_cast<int>(kPiece)));
+  } catch (const Poco::Exception&) {
+    return 0;
+  }
+  void Shutdown() { socket_.shutdownReceive(); }
+  void Close() { socket_.close(); }
+
+ private:
+  Poco::Net::StreamSocket socket_;
+};
+#endif
 
 #ifdef FAIRLEAD_PEER_ASIO
 class AsioClient {
@@ -121,13 +234,7 @@ class AsioClient {
     return Receive();
   }
 
-  std::size_t Receive() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    queued_.wait(lock, [this] { return !queue_.empty(); });
-    const CTCPMessage message = queue_.front();
-    queue_.pop_front();
-    return static_cast<std::size_t>(message.len);
-  }
+  std::size_t Receive() { return queue_.Pop(); }
 
   void Close() {
     if (!thread_.joinable()) return;
@@ -142,13 +249,7 @@ class AsioClient {
         asio::buffer(message_.data, kPiece),
         [this](const asio::error_code& error, std::size_t received) {
           if (error) return;
-          message_.len = static_cast<std::int32_t>(received);
-          message_.time = fairlead::TheTime();
-          {
-            const std::lock_guard<std::mutex> lock(mutex_);
-            queue_.push_back(message_);
-          }
-          queued_.notify_one();
+          queue_.Push(message_, received);
           StartReceive();
         });
   }
@@ -156,9 +257,7 @@ class AsioClient {
   asio::io_context context_;
   asio::ip::tcp::socket socket_;
   CTCPMessage message_;
-  std::mutex mutex_;
-  std::condition_variable queued_;
-  std::deque<CTCPMessage> queue_;
+  MessageQueue queue_;
   std::thread thread_;
 };
 #endif
@@ -185,25 +284,26 @@ void RoundTrip(benchmark::State& state) {
   server.join();
 }
 
-// A few megabytes from the server, one message at a time.
+// Messages from the server, each of `state.range(0)` bytes and sent by itself.
 template <typename Client>
 void Flood(benchmark::State& state) {
   const Listener listener = std::move(Listener().Listen());
+  const auto size = static_cast<std::size_t>(state.range(0));
+  const std::size_t all = size * kFloodMessages;
   const CTCPMessage go = MessageOf("x");
   std::thread server([&] {
     const Socket peer = listener.Accept();
-    const std::string bytes(kFlood, 'x');
-    while (peer.Receive(1) == "x" && peer.Send(bytes)) {
-    }
+    const std::string bytes(size, 'x');
+    while (peer.Receive(1) == "x")
+      for (std::size_t i = 0; i < kFloodMessages; ++i) Check(peer.Send(bytes));
   });
   Client client(listener.endpoint());
   for (auto _ : state) {
     std::size_t received = client.Exchange(go);
-    while (received < kFlood) received += client.Receive();
-    Check(received == kFlood);
+    while (received < all) received += client.Receive();
+    Check(received == all);
   }
-  state.SetBytesProcessed(state.iterations() *
-                          static_cast<std::int64_t>(kFlood));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(all));
   client.Close();
   server.join();
 }
@@ -278,6 +378,8 @@ void Register(const std::string& competitor) {
       ->Arg(1796)
       ->UseRealTime();
   RegisterBenchmark(("TcpFlood/" + competitor).c_str(), &Flood<Client>)
+      ->Arg(100)
+      ->Arg(1796)
       ->UseRealTime();
   RegisterBenchmark(("TcpConnectAndClose/" + competitor).c_str(),
                     &ConnectAndClose<Client>)
@@ -290,8 +392,12 @@ void Register(const std::string& competitor) {
 const bool kRegistered = [] {
   Register<FairleadClient>("fairlead");
   Register<BareClient>("bare_socket");
+  Register<QueueClient<BareTransport>>("thread_and_queue");
 #ifdef FAIRLEAD_PEER_ASIO
   Register<AsioClient>("asio");
+#endif
+#ifdef FAIRLEAD_PEER_POCO
+  Register<QueueClient<PocoTransport>>("poco");
 #endif
   benchmark::RegisterBenchmark("TcpTenIdleSeconds/fairlead",
                                &TenIdleSeconds<FairleadClient>)

@@ -8,11 +8,13 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstddef>
 #include <functional>
 
@@ -31,6 +33,7 @@ struct Calls {
   std::function<ssize_t(int, void*, std::size_t, int)> recv;
   std::function<ssize_t(int, const void*, std::size_t, int)> send;
   std::function<int(int, int)> shutdown;
+  std::function<int(int, unsigned long, void*)> ioctl;
   std::function<int(int)> close;
 };
 inline Calls calls;
@@ -103,6 +106,16 @@ int shutdown(int sock, int how) noexcept {
   using fairlead::internal::calls;
   if (calls.shutdown) return calls.shutdown(sock, how);
   return FAIRLEAD_SYSTEM(shutdown)(sock, how);
+}
+
+int ioctl(int descriptor, unsigned long request, ...) noexcept {
+  using fairlead::internal::calls;
+  std::va_list arguments;
+  va_start(arguments, request);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  if (calls.ioctl) return calls.ioctl(descriptor, request, argument);
+  return FAIRLEAD_SYSTEM(ioctl)(descriptor, request, argument);
 }
 
 int close(int descriptor) {

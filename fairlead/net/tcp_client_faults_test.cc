@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <cstddef>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -165,6 +167,58 @@ TEST_F(TcpClientFaultsTest, WaitsAndReceivesAsItPromises) {
     ASSERT_TRUE(WaitForMessages(pair.client, i));
   }
   EXPECT_GE(passes, 5);
+}
+
+class TcpClientFloodTest : public TcpClientFaultsTest {
+ protected:
+  TcpClientFloodTest() { NoteSocket(); }
+
+  // Makes the receive thread wait until so many bytes have come.
+  void ReceiveOnceThereAre(int bytes) {
+    calls.select = [this, bytes](int end, fd_set* read, fd_set*, fd_set*,
+                                 timeval* limit) {
+      for (int waiting = 0; waits_ == 0 && waiting < bytes;)
+        FAIRLEAD_SYSTEM(ioctl)(sock_, FIONREAD, &waiting);
+      ++waits_;
+      return FAIRLEAD_SYSTEM(select)(end, read, nullptr, nullptr, limit);
+    };
+  }
+
+  std::atomic<int> waits_ = 0;
+};
+
+// The second wait is the one for more.
+TEST_F(TcpClientFloodTest, NeedsOneWaitForFullMessages) {
+  ReceiveOnceThereAre(10 * 1796);
+  Pair pair;
+  ASSERT_TRUE(pair.peer.Send(std::string(10 * 1796, 'x')));
+  ASSERT_TRUE(WaitForMessages(pair.client, 10));
+  EXPECT_LE(waits_, 2);
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(pair.client.PopMessage().len, 1796);
+}
+
+// After a message that is not full, the client waits as ever.
+TEST_F(TcpClientFloodTest, AsksForMoreAfterAFullMessageOnly) {
+  std::atomic<int> asked = 0;
+  calls.ioctl = [&](int descriptor, unsigned long request, void* argument) {
+    if (descriptor == sock_) ++asked;
+    return FAIRLEAD_SYSTEM(ioctl)(descriptor, request, argument);
+  };
+  Pair pair;
+  ASSERT_TRUE(pair.peer.Send(std::string(1795, 'x')));
+  ASSERT_TRUE(WaitForMessages(pair.client, 1));
+  ASSERT_TRUE(pair.peer.Send("x"));
+  ASSERT_TRUE(WaitForMessages(pair.client, 2));
+  EXPECT_EQ(asked, 0);
+}
+
+TEST_F(TcpClientFloodTest, WaitsWhereTheSystemDoesNotSayHowMuchThereIs) {
+  ReceiveOnceThereAre(10 * 1796);
+  calls.ioctl = [](int, unsigned long, void*) { return Fail(EINVAL); };
+  Pair pair;
+  ASSERT_TRUE(pair.peer.Send(std::string(10 * 1796, 'x')));
+  ASSERT_TRUE(WaitForMessages(pair.client, 10));
+  EXPECT_GE(waits_, 10);
 }
 
 // The 3 seconds pass in no time, and nothing ever comes.
