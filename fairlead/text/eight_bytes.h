@@ -60,10 +60,6 @@ constexpr std::uint32_t NumberOf(std::uint64_t values) {
   return static_cast<std::uint32_t>(values * 10'000 + (values >> 32U));
 }
 
-constexpr bool HasZeroByte(std::uint64_t bytes) {
-  return ((bytes - EightTimes(1)) & ~bytes & EightTimes(0x80)) != 0;
-}
-
 // Returns the bytes with the letters from kFirst, which is 'a' or 'A', in the
 // other case. Bytes above 127 are no letters.
 template <char kFirst>

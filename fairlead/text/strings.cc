@@ -14,6 +14,7 @@
 
 #include "fairlead/base/decimal.h"
 #include "fairlead/text/eight_bytes.h"
+#include "fairlead/text/few_bytes.h"
 #include "fairlead/text/trimmed.h"
 
 namespace fairlead {
@@ -79,7 +80,10 @@ std::string Decimal(std::int64_t number, std::size_t width) {
 }
 
 // Whitespace of the classic locale, independent of setlocale.
-bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+bool IsSpace(char c) {
+  if (static_cast<unsigned char>(c) > ' ') return false;  // Most bytes are.
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -130,34 +134,29 @@ std::string Mapped(std::string_view text, const std::int32_t* table) {
   return mapped;
 }
 
-// A set of one to eight bytes in a word, the first one repeated.
-class FewBytes {
- public:
-  static constexpr std::size_t kMost = 8;
-
-  explicit FewBytes(std::string_view set)
-      : bytes_(internal::FirstBytes(set.data(), set.size())) {
-    if (set.size() < kMost)
-      bytes_ |= internal::EightTimes(static_cast<unsigned char>(set[0]))
-                << 8U * set.size();
+// The part of `text` that a trim keeps. Most ends are decided at once: a loop
+// would end where the processor does not expect it.
+std::string_view TrimmedOfFew(std::string_view text,
+                              const internal::FewBytes& few, int mode) {
+  if (text.size() >= 8) {
+    const auto [leading, trailing] = few.CountAtEnds(text);
+    if (leading < 8 && trailing < 8) {
+      if (mode != 1) text.remove_suffix(static_cast<std::size_t>(trailing));
+      if (mode < 2) text.remove_prefix(static_cast<std::size_t>(leading));
+      return text;
+    }
   }
+  return internal::Trimmed(
+      text, [few](char c) { return few.Has(c); }, mode);
+}
 
-  bool Has(char c) const {
-    return internal::HasZeroByte(
-        bytes_ ^ internal::EightTimes(static_cast<unsigned char>(c)));
-  }
-
- private:
-  std::uint64_t bytes_;
-};
-
-// The part of `text` that a trim keeps.
 std::string_view Trimmed(std::string_view text, std::string_view set,
                          int mode) {
-  if (!set.empty() && set.size() <= FewBytes::kMost)
-    return internal::Trimmed(
-        text, [few = FewBytes(set)](char c) { return few.Has(c); }, mode);
-  const auto in_set = [set](char c) { return set.find(c) != set.npos; };
+  if (!set.empty() && set.size() <= internal::FewBytes::kMost)
+    return TrimmedOfFew(text, internal::FewBytes(set), mode);
+  const auto in_set = [set](char c) {
+    return set.find(c) != std::string_view::npos;
+  };
   return internal::Trimmed(text, in_set, mode);
 }
 
