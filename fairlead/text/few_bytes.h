@@ -11,7 +11,7 @@
 #include <string_view>
 #include <utility>
 
-#include "fairlead/text/eight_bytes.h"
+#include "fairlead/base/eight_bytes.h"
 
 namespace fairlead::internal {
 

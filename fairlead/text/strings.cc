@@ -13,7 +13,7 @@
 #include <cstring>
 
 #include "fairlead/base/decimal.h"
-#include "fairlead/text/eight_bytes.h"
+#include "fairlead/base/eight_bytes.h"
 #include "fairlead/text/few_bytes.h"
 #include "fairlead/text/trimmed.h"
 

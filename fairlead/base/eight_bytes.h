@@ -1,8 +1,8 @@
 // Text in words of eight bytes: numbers and case without a step for every
 // byte. Not installed.
 
-#ifndef FAIRLEAD_TEXT_EIGHT_BYTES_H_
-#define FAIRLEAD_TEXT_EIGHT_BYTES_H_
+#ifndef FAIRLEAD_BASE_EIGHT_BYTES_H_
+#define FAIRLEAD_BASE_EIGHT_BYTES_H_
 
 #include <bit>
 #include <cstddef>
@@ -13,7 +13,7 @@ namespace fairlead::internal {
 
 // A word with the same byte eight times.
 constexpr std::uint64_t EightTimes(unsigned char byte) {
-  return 0x0101'0101'0101'0101 * byte;
+  return std::uint64_t{0x0101'0101'0101'0101} * byte;
 }
 
 template <typename Word>
@@ -74,4 +74,4 @@ constexpr std::uint64_t OtherCase(std::uint64_t bytes) {
 
 }  // namespace fairlead::internal
 
-#endif  // FAIRLEAD_TEXT_EIGHT_BYTES_H_
+#endif  // FAIRLEAD_BASE_EIGHT_BYTES_H_
