@@ -46,12 +46,13 @@ std::string WithCarriageReturns(std::string_view text) {
 }
 
 // Flushes both buffers of standard output: after sync_with_stdio(false),
-// std::cout has one of its own, and the library prints through stdio.
+// std::cout has one of its own, and the library prints through stdio. Usually
+// they are one, and the second is empty then.
 void WriteToStandardOutput(std::string_view text, bool flush) {
   std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
   if (!flush) return;
   std::cout.flush();
-  std::fflush(stdout);
+  if (__fpending(stdout) != 0) std::fflush(stdout);
 }
 
 // The same while there is a limit on the size of files. What the limit refuses
