@@ -1,6 +1,7 @@
 # Finds the peers of the benchmarks. None of them is needed to build.
 
 # By pkg-config module:
+set(fairlead_peer_module_absl_flat_hash_map absl_flat_hash_map)
 set(fairlead_peer_module_absl_str_format absl_str_format)
 set(fairlead_peer_module_absl_strings absl_strings)
 set(fairlead_peer_module_absl_time absl_time)

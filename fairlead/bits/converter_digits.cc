@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "fairlead/base/eight_bytes.h"
 #include "fairlead/bits/converter_modes.h"
 #include "fairlead/bits/converter_sixteens.h"
 
@@ -44,7 +45,26 @@ struct Joined {
   }
 };
 
-constexpr std::uint64_t kTopBits = 0x8080808080808080U;
+constexpr std::uint64_t kTopBits = EightTimes(0x80);
+
+// Combines eight digits, the first one in the lowest byte, into one word.
+// Returns false if one is not ASCII or has no value of `kBits` bits.
+template <std::size_t kBits>
+[[gnu::always_inline]] inline bool JoinEight(const CConverter& converter,
+                                             std::uint64_t digits,
+                                             std::uint64_t& word) {
+  Joined eight;
+  eight.Add(converter, digits & 0xFFU, 0);
+  eight.Add(converter, digits >> 8U & 0xFFU, kBits);
+  eight.Add(converter, digits >> 16U & 0xFFU, kBits * 2);
+  eight.Add(converter, digits >> 24U & 0xFFU, kBits * 3);
+  eight.Add(converter, digits >> 32U & 0xFFU, kBits * 4);
+  eight.Add(converter, digits >> 40U & 0xFFU, kBits * 5);
+  eight.Add(converter, digits >> 48U & 0xFFU, kBits * 6);
+  eight.Add(converter, digits >> 56U, kBits * 7);
+  word = eight.word;
+  return (digits & kTopBits) == 0 && eight.seen >> kBits == 0;
+}
 
 // Reads eight digits at a time, which fill whole bytes, from index `at` until
 // fewer are left or one has no value of `kBits` bits. Returns the index of the
@@ -54,39 +74,27 @@ std::size_t ReadEights(const CConverter& converter, std::string_view text,
                        std::size_t at, unsigned char* bytes) {
   for (std::size_t byte = at / 8 * kBits;
        at + 8 <= text.size() && byte < kDataBytes; at += 8, byte += kBits) {
-    std::uint64_t digits = 0;
-    std::memcpy(&digits, &text[at], sizeof(digits));
-    if ((digits & kTopBits) != 0) break;
-    Joined eight;
-    eight.Add(converter, digits & 0xFFU, 0);
-    eight.Add(converter, digits >> 8U & 0xFFU, kBits);
-    eight.Add(converter, digits >> 16U & 0xFFU, kBits * 2);
-    eight.Add(converter, digits >> 24U & 0xFFU, kBits * 3);
-    eight.Add(converter, digits >> 32U & 0xFFU, kBits * 4);
-    eight.Add(converter, digits >> 40U & 0xFFU, kBits * 5);
-    eight.Add(converter, digits >> 48U & 0xFFU, kBits * 6);
-    eight.Add(converter, digits >> 56U, kBits * 7);
-    if (eight.seen >> kBits != 0) break;
-    Store(bytes, byte, eight.word);
+    std::uint64_t word = 0;
+    if (!JoinEight<kBits>(converter, LoadBytes<std::uint64_t>(&text[at]), word))
+      break;
+    Store(bytes, byte, word);
   }
   return at;
 }
 
-// Reads up to seven digits. Returns false if one has no value of `kBits` bits.
+// Reads one to seven digits, as eight of which the last ones repeat the first:
+// a loop would end where the processor does not expect it. Returns false if one
+// has no value of `kBits` bits.
 template <std::size_t kBits>
 bool ReadFew(const CConverter& converter, std::string_view text,
              unsigned char* bytes, std::size_t byte) {
-  Joined few;
-  unsigned int characters = 0;
-  std::size_t filled = 0;
-  for (const char digit : text) {
-    const auto index = static_cast<unsigned char>(digit);
-    characters |= index;
-    few.Add(converter, index, filled);
-    filled += kBits;
-  }
-  Store(bytes, byte, few.word);
-  return characters <= 0x7F && few.seen >> kBits == 0;
+  const std::uint64_t digits = FirstBytes(text.data(), text.size()) |
+                               EightTimes(static_cast<unsigned char>(text[0]))
+                                   << 8U * text.size();
+  std::uint64_t word = 0;
+  if (!JoinEight<kBits>(converter, digits, word)) return false;
+  Store(bytes, byte, word & ((std::uint64_t{1} << kBits * text.size()) - 1));
+  return true;
 }
 
 // Reads a text if it has the right number of digits and nothing to skip.

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "fairlead/bits/bitstr.h"
 
@@ -23,33 +24,43 @@ bool Fits(std::size_t byte) { return byte + sizeof(__m128i) <= kDataBytes; }
 
 bool HasSsse3() { return static_cast<bool>(__builtin_cpu_supports("ssse3")); }
 
-FAIRLEAD_SSSE3 __m128i Load(const void* data) {
+FAIRLEAD_SSSE3 inline __m128i Load(const void* data) {
   return _mm_loadu_si128(static_cast<const __m128i*>(data));
 }
 
-FAIRLEAD_SSSE3 void Store(void* data, __m128i vector) {
+FAIRLEAD_SSSE3 inline void Store(void* data, __m128i vector) {
   _mm_storeu_si128(static_cast<__m128i*>(data), vector);
 }
 
-// Looks up sixteen table entries, with indexes from 16 * kFirst to 16 * kEnd
-// - 1. A shuffle covers sixteen entries and returns zero for an index above
-// 0x7F: indexes outside the current part are raised above it.
-template <std::size_t kFirst, std::size_t kEnd>
-FAIRLEAD_SSSE3 __m128i LookUp(const void* table, __m128i index) {
+// Looks up sixteen entries in a part of a table, those with indexes from 16 *
+// kPart on. A shuffle covers sixteen entries and returns zero for an index
+// above 0x7F: indexes outside the part are raised above it.
+template <std::size_t kPart>
+[[gnu::always_inline]] FAIRLEAD_SSSE3 inline __m128i LookUpPart(
+    const void* table, __m128i index) {
+  const auto* const entries = static_cast<const char*>(table) + 16 * kPart;
+  const __m128i within =
+      _mm_xor_si128(index, _mm_set1_epi8(static_cast<char>(16 * kPart)));
+  const __m128i raised = _mm_adds_epu8(within, _mm_set1_epi8(0x70));
+  return _mm_shuffle_epi8(Load(entries), raised);
+}
+
+// Looks up sixteen entries in some parts of a table. The parts are a pack, not
+// a loop, so that each has its constants at every level of optimization.
+template <std::size_t... kPart>
+[[gnu::always_inline]] FAIRLEAD_SSSE3 inline __m128i LookUp(
+    const void* table, __m128i index, std::index_sequence<kPart...> /*parts*/) {
   __m128i found = _mm_setzero_si128();
-  for (std::size_t part = kFirst; part < kEnd; ++part) {
-    const auto* const entries = static_cast<const char*>(table) + 16 * part;
-    const __m128i within =
-        _mm_xor_si128(index, _mm_set1_epi8(static_cast<char>(16 * part)));
-    const __m128i raised = _mm_adds_epu8(within, _mm_set1_epi8(0x70));
-    found = _mm_or_si128(found, _mm_shuffle_epi8(Load(entries), raised));
-  }
+  ((found = _mm_or_si128(found, LookUpPart<kPart>(table, index))), ...);
   return found;
 }
 
+using ValueParts = std::make_index_sequence<4>;            // Values below 64.
+using AsciiParts = std::index_sequence<2, 3, 4, 5, 6, 7>;  // From a space on.
+
 // Splits twelve bytes into sixteen values: every three bytes into four. The
 // first value starts at bit `first`, 0 to 7, of the first byte.
-FAIRLEAD_SSSE3 __m128i Spread(__m128i bytes, std::size_t first) {
+FAIRLEAD_SSSE3 inline __m128i Spread(__m128i bytes, std::size_t first) {
   const __m128i fours = _mm_shuffle_epi8(
       bytes, _mm_setr_epi8(0, 1, 2, 3, 3, 4, 5, 6, 6, 7, 8, 9, 9, 10, 11, 12));
   const __m128i threes =
@@ -63,7 +74,7 @@ FAIRLEAD_SSSE3 __m128i Spread(__m128i bytes, std::size_t first) {
 }
 
 // The inverse of Spread(); the last four bytes are zero.
-FAIRLEAD_SSSE3 __m128i Join(__m128i values) {
+FAIRLEAD_SSSE3 inline __m128i Join(__m128i values) {
   const __m128i twelves = _mm_maddubs_epi16(values, _mm_set1_epi16(0x4001));
   const __m128i threes = _mm_madd_epi16(twelves, _mm_set1_epi32(0x10000001));
   return _mm_shuffle_epi8(threes, _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12,
@@ -72,7 +83,7 @@ FAIRLEAD_SSSE3 __m128i Join(__m128i values) {
 
 // Drops the first `count` values and moves the others to the front, followed by
 // zeros.
-FAIRLEAD_SSSE3 __m128i Drop(__m128i values, std::size_t count) {
+FAIRLEAD_SSSE3 inline __m128i Drop(__m128i values, std::size_t count) {
   alignas(32) static constexpr std::array<signed char, 32> kFrom = {
       0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,
       -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
@@ -86,21 +97,21 @@ FAIRLEAD_SSSE3 std::size_t Write(const CConverter& converter,
   std::size_t at = 0;
   std::size_t byte = 0;
   for (; at + kDigits <= size && Fits(byte); at += kDigits, byte += kFilled)
-    Store(out + at, LookUp<0, 4>(table, Spread(Load(bytes + byte), 0)));
+    Store(out + at, LookUp(table, Spread(Load(bytes + byte), 0), ValueParts()));
   // The last sixteen overlap those already written.
   const std::size_t bit = (size - kDigits) * 6;
   if (at == size || !Fits(bit / 8)) return at;
   Store(out + size - kDigits,
-        LookUp<0, 4>(table, Spread(Load(bytes + bit / 8), bit % 8)));
+        LookUp(table, Spread(Load(bytes + bit / 8), bit % 8), ValueParts()));
   return size;
 }
 
 // Reads sixteen values. Returns false if one has more than six bits or a digit
 // is not printable ASCII.
-FAIRLEAD_SSSE3 bool Values(const CConverter& converter, const char* text,
-                           __m128i& values) {
+FAIRLEAD_SSSE3 inline bool Values(const CConverter& converter, const char* text,
+                                  __m128i& values) {
   const __m128i digits = Load(text);
-  values = LookUp<2, 8>(converter.reverse, digits);
+  values = LookUp(converter.reverse, digits, AsciiParts());
   // The comparison is signed: bytes above 0x7F are less than a space, too.
   const __m128i unlisted = _mm_cmplt_epi8(digits, _mm_set1_epi8(' '));
   // Only top bits are tested. Values above 0x7F have theirs set; `large` sets

@@ -3,19 +3,42 @@
 #include "fairlead/cmdline/simple_cmd_line.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cctype>
+#include <cstdint>
 #include <span>
 #include <utility>
 
+#include "fairlead/base/key_hash.h"
 #include "fairlead/text/strings.h"
 
 namespace fairlead {
 namespace {
 
-// The bytes of all arguments, and one more for each.
-std::size_t TotalSize(std::span<const char* const> arguments) {
-  std::size_t size = 0;
-  for (const std::string_view argument : arguments) size += argument.size() + 1;
-  return size;
+// Up to this many parameters are looked up one by one.
+constexpr std::size_t kShortTable = 32;
+// What the short table leaves of its memory.
+constexpr std::size_t kShortBytes = 700;
+// Most names are no longer.
+constexpr std::size_t kShortName = 32;
+
+// Writes `text` to `out` in lower case, as MakeLower() does.
+void Lower(std::string_view text, char* out) {
+  const std::int32_t* const table = *__ctype_tolower_loc();
+  for (const char c : text)
+    *out++ = static_cast<char>(table[static_cast<signed char>(c)]);
+}
+
+// Returns a number that differs only if the names do, from their first and last
+// bytes, so that a lookup compares few texts.
+std::uint64_t Tag(std::string_view name) {
+  if (name.size() < 8)
+    return internal::ShortText(name.data(), name.size()) ^ name.size() << 56U;
+  const char* const last = name.data() + name.size() - 8;
+  return internal::LoadWord<std::uint64_t>(name.data()) ^
+         std::rotl(internal::LoadWord<std::uint64_t>(last), 1) ^
+         std::uint64_t{name.size()} << 56U;
 }
 
 // Removes the first word and the spaces before it from `text`.
@@ -29,54 +52,60 @@ std::string_view NextWord(std::string_view& text) {
 }  // namespace
 
 // The arguments are stored one after the other, with a space before each, so
-// that a value of several arguments is one contiguous view.
+// that a value of several arguments is one run of bytes.
 CSimpleCmdLine::CSimpleCmdLine(int argc, const char* const* argv) {
   if (argc < 2) return;
   const std::span arguments(argv + 1, static_cast<std::size_t>(argc) - 1);
-  bytes_.reserve(TotalSize(arguments));
   table_.reserve(arguments.size());
+  bytes_.reserve(kShortBytes);
 
   bool waiting = false;  // The last name has no value yet.
   for (const std::string_view argument : arguments) {
-    const std::string_view space = Keep(" ");
+    const Part space = {.at = bytes_.size(), .size = 0};
+    bytes_.push_back(' ');
     if (argument.starts_with('-')) {
-      Add(Keep(ToLower(argument)).substr(1));
+      Add(KeepLower(argument.substr(1)));
       waiting = true;
       continue;
     }
-    if (table_.empty()) Add(space.substr(0, 0));
-    const std::string_view word = Keep(argument);
-    std::string_view& value = table_.back().value;
-    value = waiting ? word : std::string_view(value.begin(), word.end());
+    if (table_.empty()) Add(space);
+    const Part word = Keep(argument);
+    Part& value = table_.back().value;
+    if (waiting) value.at = word.at;
+    value.size = bytes_.size() - value.at;
     waiting = false;
   }
-  SortTable();
+  SortLongTable();
 }
 
-CSimpleCmdLine::CSimpleCmdLine(std::string line)
-    : line_(std::move(line)), bytes_(ToLower(line_)) {
+CSimpleCmdLine::CSimpleCmdLine(std::string line) : line_(std::move(line)) {
+  const std::string_view text = Text(KeepLower(line_));
+  const auto part = [text](std::string_view word) {
+    return Part{static_cast<std::size_t>(word.data() - text.data()),
+                word.size()};
+  };
   bool waiting = false;  // The last name takes the next word as its value.
   bool bare = false;     // A bare word came after the last non-empty name, so
                          // an empty name takes no value.
-  std::string_view rest = bytes_;
+  std::string_view rest = text;
   for (std::string_view word = NextWord(rest); !word.empty();
        word = NextWord(rest)) {
     const std::size_t dash = word.find('-');
     const std::string_view head = word.substr(0, dash);
-    if (waiting) table_.back().value = head;
+    if (waiting) table_.back().value = part(head);
     if (!waiting && !head.empty()) bare = true;
 
     if (dash == std::string_view::npos) {
-      if (!waiting) Add(word);
+      if (!waiting) Add(part(word));
       waiting = false;
     } else {
       const std::string_view name = word.substr(dash + 1);
-      Add(name);
+      Add(part(name));
       bare = bare && name.empty();
       waiting = !bare;
     }
   }
-  SortTable();
+  SortLongTable();
 }
 
 std::string CSimpleCmdLine::GetExe(std::string_view path) {
@@ -102,14 +131,14 @@ std::string CSimpleCmdLine::GetStrParam(std::string_view name) const {
 std::string CSimpleCmdLine::GetStrParam(std::string_view name,
                                         std::string_view fallback) const {
   const Parameter* const found = Find(name);
-  return std::string(found != nullptr ? found->value : fallback);
+  return std::string(found != nullptr ? Text(found->value) : fallback);
 }
 
 int CSimpleCmdLine::GetIntParam(std::string_view name, int fallback) const {
   const Parameter* const found = Find(name);
   if (found == nullptr) return fallback;
   int number = 0;
-  getval(found->value, number, fallback);
+  getval(Text(found->value), number, fallback);
   return number;
 }
 
@@ -121,37 +150,67 @@ void CSimpleCmdLine::getval(std::string_view text, int& target, int fallback) {
   fairlead::getval<int, int>(text, target, fallback);
 }
 
-std::string_view CSimpleCmdLine::Keep(std::string_view text) {
+std::string_view CSimpleCmdLine::Text(Part part) const {
+  return {bytes_.data() + part.at, part.size};
+}
+
+CSimpleCmdLine::Part CSimpleCmdLine::Keep(std::string_view text) {
+  const std::size_t at = bytes_.size();
   bytes_ += text;
-  return std::string_view(bytes_).substr(bytes_.size() - text.size());
+  return {.at = at, .size = text.size()};
+}
+
+CSimpleCmdLine::Part CSimpleCmdLine::KeepLower(std::string_view text) {
+  const Part part = Keep(text);
+  Lower(text, bytes_.data() + part.at);
+  return part;
 }
 
 // The value is empty and begins right after the name, where it can grow.
-void CSimpleCmdLine::Add(std::string_view name) {
-  table_.push_back({.name = name, .value = name.substr(name.size())});
+void CSimpleCmdLine::Add(Part name) {
+  table_.push_back({.tag = Tag(Text(name)),
+                    .name = name,
+                    .value = {.at = name.at + name.size, .size = 0}});
 }
 
-// Of parameters with one name, the last one wins: names are stored in the order
-// given, so the one with the highest address.
-void CSimpleCmdLine::SortTable() {
-  std::ranges::sort(table_, [](const Parameter& a, const Parameter& b) {
-    const int order = a.name.compare(b.name);
-    return order != 0 ? order < 0 : a.name.data() < b.name.data();
+// Names are stored in the order given: of equal ones, the last has the highest
+// position.
+void CSimpleCmdLine::SortLongTable() {
+  if (table_.size() <= kShortTable) return;
+  std::ranges::sort(table_, [this](const Parameter& a, const Parameter& b) {
+    if (a.tag != b.tag) return a.tag < b.tag;
+    const int order = Text(a.name).compare(Text(b.name));
+    return order != 0 ? order < 0 : a.name.at < b.name.at;
   });
-  const auto same_name = [](const Parameter& a, const Parameter& b) {
-    return a.name == b.name;
-  };
-  const auto first =
-      std::unique(table_.rbegin(), table_.rend(), same_name).base();
-  table_.erase(table_.begin(), first);
 }
 
 const CSimpleCmdLine::Parameter* CSimpleCmdLine::Find(
     std::string_view name) const {
-  const std::string key = ToLower(name);
-  const auto found =
-      std::ranges::lower_bound(table_, key, {}, &Parameter::name);
-  return found != table_.end() && found->name == key ? &*found : nullptr;
+  std::array<char, kShortName> lower;  // Not cleared, which would take longer.
+  if (name.size() > lower.size()) return FindLower(ToLower(name));
+  Lower(name, lower.data());
+  return FindLower({lower.data(), name.size()});
+}
+
+const CSimpleCmdLine::Parameter* CSimpleCmdLine::FindLower(
+    std::string_view name) const {
+  const std::uint64_t tag = Tag(name);
+  if (table_.size() > kShortTable) return FindInLongTable(tag, name);
+  for (auto at = table_.rbegin(); at != table_.rend(); ++at)
+    if (at->tag == tag && Text(at->name) == name) return &*at;
+  return nullptr;
+}
+
+const CSimpleCmdLine::Parameter* CSimpleCmdLine::FindInLongTable(
+    std::uint64_t tag, std::string_view name) const {
+  const auto after = std::partition_point(
+      table_.begin(), table_.end(), [&](const Parameter& parameter) {
+        return parameter.tag != tag ? parameter.tag < tag
+                                    : Text(parameter.name) <= name;
+      });
+  if (after == table_.begin()) return nullptr;
+  const Parameter& last = after[-1];
+  return last.tag == tag && Text(last.name) == name ? &last : nullptr;
 }
 
 }  // namespace fairlead

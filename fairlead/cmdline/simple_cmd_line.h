@@ -3,6 +3,10 @@
 #ifndef FAIRLEAD_CMDLINE_SIMPLE_CMD_LINE_H_
 #define FAIRLEAD_CMDLINE_SIMPLE_CMD_LINE_H_
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,7 +31,10 @@ namespace fairlead {
 /// A value cannot begin with '-': "-n -5" is two parameters. No input is
 /// malformed; only a failed allocation throws. Threads may share an object, and
 /// `fork()` copies it.
-/// Construction is linear in the text and n log n in the parameters.
+/// @par Cost
+/// Construction is linear in the text and n log n in the parameters. Up to 32
+/// arguments of 600 bytes together are kept without an allocation. A lookup
+/// visits every parameter if there are up to 32, else log n of them.
 /// @par Example
 /// @code
 /// const char* const words[] = {"tool", "-Host", "Example", "-port", "7000"};
@@ -101,19 +108,35 @@ class FAIRLEAD_EXPORT CSimpleCmdLine {
   static void getval(std::string_view text, int& target, int fallback);
 
  private:
+  // A run of bytes_, which may move while it grows.
+  struct Part {
+    std::size_t at;
+    std::size_t size;
+  };
   struct Parameter {
-    std::string_view name;  // In lower case, without its '-'.
-    std::string_view value;
+    std::uint64_t tag;  // Of the name: equal names have equal tags.
+    Part name;          // In lower case, without its '-'.
+    Part value;
   };
 
-  FAIRLEAD_PRIVATE std::string_view Keep(std::string_view text);
-  FAIRLEAD_PRIVATE void Add(std::string_view name);
-  FAIRLEAD_PRIVATE void SortTable();
+  FAIRLEAD_PRIVATE std::string_view Text(Part part) const;
+  FAIRLEAD_PRIVATE Part Keep(std::string_view text);
+  FAIRLEAD_PRIVATE Part KeepLower(std::string_view text);
+  FAIRLEAD_PRIVATE void Add(Part name);
+  FAIRLEAD_PRIVATE void SortLongTable();
   FAIRLEAD_PRIVATE const Parameter* Find(std::string_view name) const;
+  FAIRLEAD_PRIVATE const Parameter* FindLower(std::string_view name) const;
+  FAIRLEAD_PRIVATE const Parameter* FindInLongTable(
+      std::uint64_t tag, std::string_view name) const;
 
-  const std::string line_;        // As passed; "" for an argument vector.
-  std::string bytes_;             // Holds all names and values; stays in place.
-  std::vector<Parameter> table_;  // Sorted by name.
+  const std::string line_;  // As passed; "" for an argument vector.
+  // Holds the table and the bytes, if they are not long. Not cleared first.
+  alignas(Parameter) std::array<std::byte, 2048> short_table_;
+  std::pmr::monotonic_buffer_resource memory_{short_table_.data(),
+                                              short_table_.size()};
+  std::pmr::string bytes_{&memory_};  // All names and values.
+  // In the order given; by name if there are many. The last of a name counts.
+  std::pmr::vector<Parameter> table_{&memory_};
 };
 
 }  // namespace fairlead

@@ -1,5 +1,6 @@
 // The parser beside other libraries at a program's start: 20 arguments, 10
-// lookups. Every round sets up the parser, parses and looks up, as main() does.
+// lookups. Every round sets up the parser, parses and looks up, as main() does;
+// LookUpTen only looks up.
 
 #include <benchmark/benchmark.h>
 #include <getopt.h>
@@ -91,8 +92,19 @@ void StartUp(benchmark::State& state, const char* dashes,
     benchmark::DoNotOptimize(parse(arguments.argc(), arguments.argv()));
 }
 
-Settings ParseFairlead(int argc, char** argv) {
-  const fairlead::CSimpleCmdLine args(argc, argv);
+// The lookups alone.
+template <typename Table>
+void LookUp(benchmark::State& state, const Table& table,
+            Settings (*look_up)(const Table& table)) {
+  if (look_up(table) != Expected()) {
+    state.SkipWithError("wrong result");
+    return;
+  }
+  for ([[maybe_unused]] auto _ : state)
+    benchmark::DoNotOptimize(look_up(table));
+}
+
+Settings LookUpFairlead(const fairlead::CSimpleCmdLine& args) {
   return {.host = args.GetStrParam("host", "localhost"),
           .text = args.GetStrParam("text", ""),
           .profile = args.GetStrParam("profile", ""),
@@ -104,26 +116,98 @@ Settings ParseFairlead(int argc, char** argv) {
           .verbose = args.PresentParam("verbose"),
           .quiet = args.PresentParam("quiet")};
 }
+
+Settings ParseFairlead(int argc, char** argv) {
+  return LookUpFairlead(fairlead::CSimpleCmdLine(argc, argv));
+}
 BENCHMARK_CAPTURE(StartUp, fairlead, "-", ParseFairlead);
 
+void LookUpTen(benchmark::State& state) {
+  Arguments arguments("-");
+  const fairlead::CSimpleCmdLine args(arguments.argc(), arguments.argv());
+  LookUp(state, args, LookUpFairlead);
+}
+BENCHMARK(LookUpTen)->Name("LookUpTen/fairlead");
+
+constexpr option kOptions[] = {{"host", required_argument, nullptr, 0},
+                               {"port", required_argument, nullptr, 0},
+                               {"text", required_argument, nullptr, 0},
+                               {"profile", required_argument, nullptr, 0},
+                               {"timeout", required_argument, nullptr, 0},
+                               {"idle", required_argument, nullptr, 0},
+                               {"until", required_argument, nullptr, 0},
+                               {"view", required_argument, nullptr, 0},
+                               {"eol", required_argument, nullptr, 0},
+                               {"log", required_argument, nullptr, 0},
+                               {"verbose", no_argument, nullptr, 0},
+                               {"quiet", no_argument, nullptr, 0},
+                               {"crlf", no_argument, nullptr, 0},
+                               {"dryrun", no_argument, nullptr, 0},
+                               {"demo", no_argument, nullptr, 0},
+                               {nullptr, 0, nullptr, 0}};
+
+Settings Defaults() {
+  return {.host = "localhost",
+          .text = "",
+          .profile = "",
+          .log = "none",
+          .until = "",
+          .port = 1,
+          .timeout = 30,
+          .idle = 5,
+          .verbose = false,
+          .quiet = false};
+}
+
+int Number(const char* text) {
+  return static_cast<int>(std::strtol(text, nullptr, 10));
+}
+
+// Fills the settings at once, as a program that knows all of its options can.
 Settings ParseGetoptLong(int argc, char** argv) {
-  static constexpr option kOptions[] = {
-      {"host", required_argument, nullptr, 0},
-      {"port", required_argument, nullptr, 0},
-      {"text", required_argument, nullptr, 0},
-      {"profile", required_argument, nullptr, 0},
-      {"timeout", required_argument, nullptr, 0},
-      {"idle", required_argument, nullptr, 0},
-      {"until", required_argument, nullptr, 0},
-      {"view", required_argument, nullptr, 0},
-      {"eol", required_argument, nullptr, 0},
-      {"log", required_argument, nullptr, 0},
-      {"verbose", no_argument, nullptr, 0},
-      {"quiet", no_argument, nullptr, 0},
-      {"crlf", no_argument, nullptr, 0},
-      {"dryrun", no_argument, nullptr, 0},
-      {"demo", no_argument, nullptr, 0},
-      {nullptr, 0, nullptr, 0}};
+  Settings settings = Defaults();
+  std::string view;
+  std::string eol;
+  std::string* const texts[] = {&settings.host,    nullptr, &settings.text,
+                                &settings.profile, nullptr, nullptr,
+                                &settings.until,   &view,   &eol,
+                                &settings.log};
+  bool ignored = false;
+  optind = 0;  // Resets getopt.
+  int index = 0;
+  while (getopt_long(argc, argv, "", kOptions, &index) == 0) {
+    switch (index) {
+      case 1:
+        settings.port = Number(optarg);
+        break;
+      case 4:
+        settings.timeout = Number(optarg);
+        break;
+      case 5:
+        settings.idle = Number(optarg);
+        break;
+      case 10:
+        settings.verbose = true;
+        break;
+      case 11:
+        settings.quiet = true;
+        break;
+      case 12:
+      case 13:
+      case 14:
+        ignored = true;
+        break;
+      default:
+        *texts[index] = optarg;
+    }
+  }
+  benchmark::DoNotOptimize(ignored);
+  return settings;
+}
+BENCHMARK_CAPTURE(StartUp, getopt_long, "--", ParseGetoptLong);
+
+// Keeps what was given, for lookups by name.
+Settings ParseGetoptLongIntoMap(int argc, char** argv) {
   std::map<std::string, std::string> table;
   optind = 0;  // Resets getopt.
   int index = 0;
@@ -136,9 +220,7 @@ Settings ParseGetoptLong(int argc, char** argv) {
   };
   const auto number = [&table](const char* name, int fallback) {
     const auto found = table.find(name);
-    return found == table.end() ? fallback
-                                : static_cast<int>(std::strtol(
-                                      found->second.c_str(), nullptr, 10));
+    return found == table.end() ? fallback : Number(found->second.c_str());
   };
   return {.host = text("host", "localhost"),
           .text = text("text", ""),
@@ -151,20 +233,11 @@ Settings ParseGetoptLong(int argc, char** argv) {
           .verbose = table.contains("verbose"),
           .quiet = table.contains("quiet")};
 }
-BENCHMARK_CAPTURE(StartUp, getopt_long, "--", ParseGetoptLong);
+BENCHMARK_CAPTURE(StartUp, getopt_long_map, "--", ParseGetoptLongIntoMap);
 
 #ifdef FAIRLEAD_PEER_CLI11
 Settings ParseCli11(int argc, char** argv) {
-  Settings settings{.host = "localhost",
-                    .text = "",
-                    .profile = "",
-                    .log = "none",
-                    .until = "",
-                    .port = 1,
-                    .timeout = 30,
-                    .idle = 5,
-                    .verbose = false,
-                    .quiet = false};
+  Settings settings = Defaults();
   std::string view;
   std::string eol;
   bool crlf = false;
@@ -259,7 +332,9 @@ BENCHMARK_CAPTURE(StartUp, tclap, "--", ParseTclap);
 #endif
 
 #ifdef FAIRLEAD_PEER_BOOST_PROGRAM_OPTIONS
-Settings ParseBoost(int argc, char** argv) {
+using BoostTable = boost::program_options::variables_map;
+
+BoostTable BoostTableOf(int argc, char** argv) {
   namespace po = boost::program_options;
   const auto text = [](const char* fallback) {
     return po::value<std::string>()->default_value(fallback);
@@ -273,8 +348,12 @@ Settings ParseBoost(int argc, char** argv) {
       "idle", number(5))("until", text(""))("view", text(""))("eol", text(""))(
       "log", text("none"))("verbose", "")("quiet", "")("crlf", "")(
       "dryrun", "")("demo", "");
-  po::variables_map table;
+  BoostTable table;
   po::store(po::parse_command_line(argc, argv, options), table);
+  return table;
+}
+
+Settings LookUpBoost(const BoostTable& table) {
   return {.host = table["host"].as<std::string>(),
           .text = table["text"].as<std::string>(),
           .profile = table["profile"].as<std::string>(),
@@ -286,7 +365,17 @@ Settings ParseBoost(int argc, char** argv) {
           .verbose = table.count("verbose") != 0,
           .quiet = table.count("quiet") != 0};
 }
+
+Settings ParseBoost(int argc, char** argv) {
+  return LookUpBoost(BoostTableOf(argc, argv));
+}
 BENCHMARK_CAPTURE(StartUp, boost_program_options, "--", ParseBoost);
+
+void LookUpTenBoost(benchmark::State& state) {
+  Arguments arguments("--");
+  LookUp(state, BoostTableOf(arguments.argc(), arguments.argv()), LookUpBoost);
+}
+BENCHMARK(LookUpTenBoost)->Name("LookUpTen/boost_program_options");
 #endif
 
 }  // namespace

@@ -377,5 +377,32 @@ TEST(ModelTest, RandomArgumentsAgree) {
   }
 }
 
+// Names that differ little: in one byte, in the length, or not at all.
+std::string SimilarName(std::mt19937& random) {
+  const std::string name = "-first" + RandomText(random, "aAb", 4) + "last";
+  return name.substr(0, 1 + random() % name.size());
+}
+
+// Tables of up to 80 parameters: above 32, they are sorted.
+TEST(ModelTest, RandomLongTablesAgree) {
+  std::mt19937 random(23);
+  for (int i = 0; i < 2'000; ++i) {
+    std::vector<std::string> texts(random() % 80);
+    std::set<std::string> names = {""};
+    for (std::string& text : texts) {
+      text = random() % 4 == 0 ? "Value" : SimilarName(random);
+      names.insert(LowerText(text.substr(1)));
+      names.insert(LowerText(SimilarName(random).substr(1)));
+    }
+    const ParameterTable table = TableOfArguments(texts);
+    texts.insert(texts.begin(), "p");
+    Arguments arguments(texts);
+    const CSimpleCmdLine args(arguments.argc(), arguments.argv());
+    ASSERT_EQ(FirstDifference(args, table, names), "")
+        << "seed 23, round " << i << ", arguments "
+        << testing::PrintToString(texts);
+  }
+}
+
 }  // namespace
 }  // namespace fairlead::internal

@@ -26,7 +26,7 @@ const AesImplementation& Implementation();
 
 // Builds the tables, then calls the implementation chosen for this machine.
 template <auto kOperation>
-constexpr auto kPrepareAnd = [](auto... arguments) {
+constexpr auto kPrepareAnd = [](auto... arguments) noexcept {
   aes_gen_tables();
   (Implementation().*kOperation)(arguments...);
 };

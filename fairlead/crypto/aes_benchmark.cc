@@ -7,8 +7,33 @@
 namespace fairlead::internal {
 namespace {
 
+struct Fastest {
+  static constexpr char kName[] = "fairlead";
+  static const AesImplementation& Implementation() {
+    return FastestAesImplementation();
+  }
+};
+
+// What a processor without AVX-512, and one without wide registers, uses.
+struct Wide {
+  static constexpr char kName[] = "fairlead_256_bits";
+  static const AesImplementation& Implementation() { return kAesVectors256; }
+};
+struct Narrow {
+  static constexpr char kName[] = "fairlead_128_bits";
+  static const AesImplementation& Implementation() { return kAesInstructions; }
+};
+
+template <class Choice>
+void RegisterIfAvailable() {
+  if (Choice::Implementation().available())
+    RegisterAesBenchmarks<FairleadAes<Choice>>();
+}
+
 const bool registered = [] {
-  RegisterAesBenchmarks<Fairlead>();
+  RegisterIfAvailable<Fastest>();
+  RegisterIfAvailable<Wide>();
+  RegisterIfAvailable<Narrow>();
 #ifdef FAIRLEAD_PEER_OPENSSL
   RegisterAesBenchmarks<OpenSsl>();
 #endif

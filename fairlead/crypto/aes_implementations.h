@@ -17,12 +17,14 @@ namespace fairlead::internal {
 // The tables must have been built. An unkeyed context is safe to use: up to 10
 // rounds count as 10, 11 as 12, and 13 or more as 14.
 struct AesImplementation {
+  // None throws, so that the public functions, which do not either, end in a
+  // jump to them.
   using SetKey = void (*)(aes_context* ctx, const unsigned char* key,
-                          std::int32_t rounds);
+                          std::int32_t rounds) noexcept;
   using Block = void (*)(const aes_context* ctx, const unsigned char* input,
-                         unsigned char* output);
+                         unsigned char* output) noexcept;
   using Blocks = void (*)(const aes_context* ctx, unsigned char* data,
-                          std::size_t blocks);
+                          std::size_t blocks) noexcept;
 
   const char* name;
   bool (*available)();  // Whether processor and operating system support it.

@@ -112,7 +112,7 @@ FAIRLEAD_AES_TARGET void Expand256(aes_context* ctx,
 
 FAIRLEAD_AES_TARGET void AesInstructions::SetKey(aes_context* ctx,
                                                  const unsigned char* key,
-                                                 std::int32_t rounds) {
+                                                 std::int32_t rounds) noexcept {
   if (rounds == 10) Expand128(ctx, key);
   if (rounds == 12) Expand192(ctx, key);
   if (rounds == 14) Expand256(ctx, key);
@@ -120,24 +120,24 @@ FAIRLEAD_AES_TARGET void AesInstructions::SetKey(aes_context* ctx,
 }
 
 FAIRLEAD_AES_TARGET void AesInstructions::EncryptBlock(
-    const aes_context* ctx, const unsigned char* input, unsigned char* output) {
+    const aes_context* ctx, const unsigned char* input,
+    unsigned char* output) noexcept {
   ProcessVectors<Lanes, true, 1>(ctx->encKeys, ctx->rounds, input, output);
 }
 
 FAIRLEAD_AES_TARGET void AesInstructions::DecryptBlock(
-    const aes_context* ctx, const unsigned char* input, unsigned char* output) {
+    const aes_context* ctx, const unsigned char* input,
+    unsigned char* output) noexcept {
   ProcessVectors<Lanes, false, 1>(ctx->decKeys, ctx->rounds, input, output);
 }
 
-FAIRLEAD_AES_TARGET void AesInstructions::EncryptBlocks(const aes_context* ctx,
-                                                        unsigned char* data,
-                                                        std::size_t blocks) {
+FAIRLEAD_AES_TARGET void AesInstructions::EncryptBlocks(
+    const aes_context* ctx, unsigned char* data, std::size_t blocks) noexcept {
   ProcessBlocks<Lanes, true>(ctx->encKeys, ctx->rounds, data, blocks);
 }
 
-FAIRLEAD_AES_TARGET void AesInstructions::DecryptBlocks(const aes_context* ctx,
-                                                        unsigned char* data,
-                                                        std::size_t blocks) {
+FAIRLEAD_AES_TARGET void AesInstructions::DecryptBlocks(
+    const aes_context* ctx, unsigned char* data, std::size_t blocks) noexcept {
   ProcessBlocks<Lanes, false>(ctx->decKeys, ctx->rounds, data, blocks);
 }
 

@@ -14,15 +14,15 @@ namespace fairlead::internal {
 // The operations of kAesInstructions, which wider implementations use, too.
 struct AesInstructions {
   static void SetKey(aes_context* ctx, const unsigned char* key,
-                     std::int32_t rounds);
+                     std::int32_t rounds) noexcept;
   static void EncryptBlock(const aes_context* ctx, const unsigned char* input,
-                           unsigned char* output);
+                           unsigned char* output) noexcept;
   static void DecryptBlock(const aes_context* ctx, const unsigned char* input,
-                           unsigned char* output);
+                           unsigned char* output) noexcept;
   static void EncryptBlocks(const aes_context* ctx, unsigned char* data,
-                            std::size_t blocks);
+                            std::size_t blocks) noexcept;
   static void DecryptBlocks(const aes_context* ctx, unsigned char* data,
-                            std::size_t blocks);
+                            std::size_t blocks) noexcept;
 };
 
 }  // namespace fairlead::internal

@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 namespace fairlead::internal {
 
@@ -54,46 +55,74 @@ struct BlockLanes {
 // Enough vectors in flight hide the latency of a round.
 constexpr std::size_t kMaxVectors = 8;
 
-// Applies `kRounds` rounds, none of them the last, to all vectors of an array.
-template <class Lanes, bool kEncrypt, int kRounds, class State>
+// The functions below take the indices of vectors and of rounds as packs, so
+// that the vectors are in registers whatever the level of optimization: a loop
+// that is not unrolled keeps them in memory.
+
+// Loads vectors and adds the first round key.
+template <class Lanes, class State, std::size_t... kVector>
+[[gnu::always_inline]] FAIRLEAD_AES_TARGET inline void LoadVectors(
+    State& state, const std::uint32_t* key, const unsigned char* input,
+    std::index_sequence<kVector...> /*vectors*/) {
+  constexpr std::size_t kBytes = 16 * Lanes::kBlocks;
+  const typename Lanes::Vector first = Lanes::Key(key);
+  ((state[kVector] = Lanes::Xor(Lanes::Load(input + kBytes * kVector), first)),
+   ...);
+}
+
+// Applies one round, which is not the last, to all vectors.
+template <class Lanes, bool kEncrypt, class State, std::size_t... kVector>
+[[gnu::always_inline]] FAIRLEAD_AES_TARGET inline void ProcessRound(
+    State& state, const std::uint32_t* key,
+    std::index_sequence<kVector...> /*vectors*/) {
+  const typename Lanes::Vector next = Lanes::Key(key);
+  ((state[kVector] = Lanes::template Round<kEncrypt>(state[kVector], next)),
+   ...);
+}
+
+// Applies as many rounds, none of them the last, as the pack has indices.
+template <class Lanes, bool kEncrypt, class State, class Vectors,
+          std::size_t... kRound>
 [[gnu::always_inline]] FAIRLEAD_AES_TARGET inline void ProcessRounds(
-    State& state, const std::uint32_t* keys) {
-  for (int round = 0; round < kRounds; ++round, keys += 4) {
-    const typename Lanes::Vector key = Lanes::Key(keys);
-    for (auto& vector : state)
-      vector = Lanes::template Round<kEncrypt>(vector, key);
-  }
+    State& state, const std::uint32_t* keys, Vectors vectors,
+    std::index_sequence<kRound...> /*rounds*/) {
+  (ProcessRound<Lanes, kEncrypt>(state, keys + 4 * kRound, vectors), ...);
+}
+
+// Applies the last round and stores the vectors.
+template <class Lanes, bool kEncrypt, class State, std::size_t... kVector>
+[[gnu::always_inline]] FAIRLEAD_AES_TARGET inline void StoreVectors(
+    const State& state, const std::uint32_t* key, unsigned char* output,
+    std::index_sequence<kVector...> /*vectors*/) {
+  constexpr std::size_t kBytes = 16 * Lanes::kBlocks;
+  const typename Lanes::Vector last = Lanes::Key(key);
+  (Lanes::Store(output + kBytes * kVector,
+                Lanes::template LastRound<kEncrypt>(state[kVector], last)),
+   ...);
 }
 
 template <class Lanes, bool kEncrypt, std::size_t kVectors>
-FAIRLEAD_AES_TARGET inline void ProcessVectors(const std::uint32_t* keys,
-                                               std::int32_t rounds,
-                                               const unsigned char* input,
-                                               unsigned char* output) {
-  constexpr std::size_t kBytes = 16 * Lanes::kBlocks;
+[[gnu::always_inline]] FAIRLEAD_AES_TARGET inline void ProcessVectors(
+    const std::uint32_t* keys, std::int32_t rounds, const unsigned char* input,
+    unsigned char* output) {
+  constexpr std::make_index_sequence<kVectors> kAll;
+  constexpr std::make_index_sequence<9> kNine;
+  constexpr std::make_index_sequence<2> kTwo;
   // Compilers warn about vectors in a std::array.
   // NOLINTNEXTLINE(modernize-avoid-c-arrays)
   typename Lanes::Vector state[kVectors];
-  typename Lanes::Vector key = Lanes::Key(keys);
-  for (std::size_t i = 0; i < kVectors; ++i)
-    state[i] = Lanes::Xor(Lanes::Load(input + kBytes * i), key);
-
-  // Constant numbers of rounds are unrolled.
-  ProcessRounds<Lanes, kEncrypt, 9>(state, keys + 4);
+  LoadVectors<Lanes>(state, keys, input, kAll);
+  ProcessRounds<Lanes, kEncrypt>(state, keys + 4, kAll, kNine);
   keys += 40;
   if (rounds > 10) {
-    ProcessRounds<Lanes, kEncrypt, 2>(state, keys);
+    ProcessRounds<Lanes, kEncrypt>(state, keys, kAll, kTwo);
     keys += 8;
   }
   if (rounds > 12) {
-    ProcessRounds<Lanes, kEncrypt, 2>(state, keys);
+    ProcessRounds<Lanes, kEncrypt>(state, keys, kAll, kTwo);
     keys += 8;
   }
-
-  key = Lanes::Key(keys);
-  for (std::size_t i = 0; i < kVectors; ++i)
-    Lanes::Store(output + kBytes * i,
-                 Lanes::template LastRound<kEncrypt>(state[i], key));
+  StoreVectors<Lanes, kEncrypt>(state, keys, output, kAll);
 }
 
 // Processes all whole vectors, in groups of `kVectors`, then of half as many

@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "fairlead/crypto/aes.h"
+#include "fairlead/crypto/aes_implementations.h"
 
 #ifdef FAIRLEAD_PEER_OPENSSL
 #include <openssl/evp.h>
@@ -38,10 +39,15 @@ inline const unsigned char* KeyBytes(std::string_view key) {
   return reinterpret_cast<const unsigned char*>(key.data());
 }
 
-class Fairlead {
+// fairlead with one of its implementations, and a name for it.
+template <class Choice>
+class FairleadAes {
  public:
-  static constexpr char kName[] = "fairlead";
-  explicit Fairlead(std::string_view key) { SetKey(key); }
+  static constexpr const char* kName = Choice::kName;
+  explicit FairleadAes(std::string_view key) {
+    UseAesImplementation(Choice::Implementation());
+    SetKey(key);
+  }
   void SetKey(std::string_view key) {
     aes_.emplace(key, static_cast<int>(key.size()) * 8);
   }

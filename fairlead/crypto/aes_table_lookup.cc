@@ -95,22 +95,22 @@ void Process(const std::uint32_t* keys, std::int32_t rounds,
 }
 
 void EncryptBlock(const aes_context* ctx, const unsigned char* input,
-                  unsigned char* output) {
+                  unsigned char* output) noexcept {
   Process<Encryption>(ctx->encKeys, ctx->rounds, input, output);
 }
 
 void DecryptBlock(const aes_context* ctx, const unsigned char* input,
-                  unsigned char* output) {
+                  unsigned char* output) noexcept {
   Process<Decryption>(ctx->decKeys, ctx->rounds, input, output);
 }
 
 void EncryptBlocks(const aes_context* ctx, unsigned char* data,
-                   std::size_t blocks) {
+                   std::size_t blocks) noexcept {
   for (; blocks > 0; --blocks, data += 16) EncryptBlock(ctx, data, data);
 }
 
 void DecryptBlocks(const aes_context* ctx, unsigned char* data,
-                   std::size_t blocks) {
+                   std::size_t blocks) noexcept {
   for (; blocks > 0; --blocks, data += 16) DecryptBlock(ctx, data, data);
 }
 
@@ -132,7 +132,8 @@ std::uint32_t Unmix(std::uint32_t word) {
          KT3[Byte3(word)];
 }
 
-void SetKey(aes_context* ctx, const unsigned char* key, std::int32_t rounds) {
+void SetKey(aes_context* ctx, const unsigned char* key,
+            std::int32_t rounds) noexcept {
   const auto last = static_cast<unsigned>(rounds);
   const unsigned key_words = last - 6;
   std::uint32_t* const enc = ctx->encKeys;

@@ -24,9 +24,13 @@ constexpr char kVariable[] = "OPENSSL_ia32cap";
   execv("/proc/self/exe", argv);
 }
 
+struct Tables {
+  static constexpr char kName[] = "fairlead";
+  static const AesImplementation& Implementation() { return kAesTables; }
+};
+
 const bool registered = [] {
-  UseAesImplementation(kAesTables);
-  RegisterAesBenchmarks<Fairlead>();
+  RegisterAesBenchmarks<FairleadAes<Tables>>();
 #ifdef FAIRLEAD_PEER_OPENSSL
   RegisterAesBenchmarks<OpenSsl>();
 #endif

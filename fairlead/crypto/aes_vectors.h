@@ -20,19 +20,19 @@ template <class Lanes, class Block>
 struct VectorOperations {
   FAIRLEAD_AES_TARGET static void EncryptBlock(const aes_context* ctx,
                                                const unsigned char* input,
-                                               unsigned char* output) {
+                                               unsigned char* output) noexcept {
     ProcessVectors<Block, true, 1>(ctx->encKeys, ctx->rounds, input, output);
   }
 
   FAIRLEAD_AES_TARGET static void DecryptBlock(const aes_context* ctx,
                                                const unsigned char* input,
-                                               unsigned char* output) {
+                                               unsigned char* output) noexcept {
     ProcessVectors<Block, false, 1>(ctx->decKeys, ctx->rounds, input, output);
   }
 
   FAIRLEAD_AES_TARGET static void EncryptBlocks(const aes_context* ctx,
                                                 unsigned char* data,
-                                                std::size_t blocks) {
+                                                std::size_t blocks) noexcept {
     const std::size_t done =
         ProcessBlocks<Lanes, true>(ctx->encKeys, ctx->rounds, data, blocks);
     AesInstructions::EncryptBlocks(ctx, data + 16 * done, blocks - done);
@@ -40,7 +40,7 @@ struct VectorOperations {
 
   FAIRLEAD_AES_TARGET static void DecryptBlocks(const aes_context* ctx,
                                                 unsigned char* data,
-                                                std::size_t blocks) {
+                                                std::size_t blocks) noexcept {
     const std::size_t done =
         ProcessBlocks<Lanes, false>(ctx->decKeys, ctx->rounds, data, blocks);
     AesInstructions::DecryptBlocks(ctx, data + 16 * done, blocks - done);

@@ -10,6 +10,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iostream>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -101,6 +103,50 @@ class BareWrites {
  private:
   std::mutex mutex_;
   const int file_;
+  const std::string line_ = std::string(kText) + "\n";
+};
+
+// What most programs write by hand: two stdio files, flushed after every line.
+class Stdio {
+ public:
+  static constexpr int kDescriptor = STDOUT_FILENO;
+  explicit Stdio(const std::string& name)
+      : file_(std::fopen(name.c_str(), "a")) {
+    if (file_ == nullptr) std::abort();
+  }
+  ~Stdio() { std::fclose(file_); }
+  Stdio(const Stdio&) = delete;
+  Stdio& operator=(const Stdio&) = delete;
+
+  void Write() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (std::FILE* const file : {file_, stdout}) {
+      std::fwrite(line_.data(), 1, line_.size(), file);
+      std::fflush(file);
+    }
+  }
+
+ private:
+  std::mutex mutex_;
+  std::FILE* const file_;
+  const std::string line_ = std::string(kText) + "\n";
+};
+
+// The same with streams.
+class Iostream {
+ public:
+  static constexpr int kDescriptor = STDOUT_FILENO;
+  explicit Iostream(const std::string& name) : file_(name, std::ios::app) {}
+
+  void Write() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    file_ << line_ << std::flush;
+    std::cout << line_ << std::flush;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::ofstream file_;
   const std::string line_ = std::string(kText) + "\n";
 };
 
@@ -222,6 +268,8 @@ bool Enter(const char* name) {
 [[maybe_unused]] const bool kEntered[] = {
     Enter<Fairlead>("LogLine/fairlead"),
     Enter<BareWrites>("LogLine/bare_writes"),
+    Enter<Stdio>("LogLine/stdio"),
+    Enter<Iostream>("LogLine/iostream"),
 #ifdef FAIRLEAD_PEER_SPDLOG
     Enter<Spdlog<OneLock>>("LogLine/spdlog"),
     Enter<Spdlog<TwoLocks>>("LogLine/spdlog_in_any_order"),

@@ -232,6 +232,26 @@ TEST_F(LogFaultsTest, TheFileIsWrittenWhenStandardOutputIsFull) {
   EXPECT_EQ(ReadFile(Name()), NumberedLines(1000));
 }
 
+TEST_F(LogFaultsTest, AFullStandardOutputSetsTheErrorOfTheStream) {
+  const int status = StatusOfChild(OutputName(), [this] {
+    const int full = open("/dev/full", O_WRONLY);
+    if (full < 0 || dup2(full, STDOUT_FILENO) < 0) _exit(1);
+    CLog log(Name(), false);
+    if (!std::cout.good()) _exit(2);
+    log << "line\n";
+    if (!std::cout.bad()) _exit(3);
+    std::cout.clear();
+    std::cout.exceptions(std::ios::badbit);
+    try {
+      log << "line\n";
+      _exit(4);
+    } catch (const std::ios_base::failure&) {
+    }
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(ReadFile(Name()), "line\nline\n");
+}
+
 TEST_F(LogFaultsTest, TheFileIsWrittenWhenStandardOutputIsClosed) {
   const int status = StatusOfChild(OutputName(), [this] {
     close(STDOUT_FILENO);

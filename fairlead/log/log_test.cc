@@ -290,6 +290,20 @@ TEST_F(LogTest, WritesToTheStreamThatStandardOutputIs) {
   EXPECT_EQ(ReadFile(Name()), "abc\n");
 }
 
+TEST_F(LogTest, FlushesTheStreamThatStandardOutputIsTiedTo) {
+  RecordingBuffer buffer;
+  std::ostream tied(&buffer);
+  {
+    const StandardOutputTo output(OutputName());
+    CLog log(Name(), false);
+    std::ostream* const before = std::cout.tie(&tied);
+    log << "abc\n";
+    std::cout.tie(before);
+  }
+  EXPECT_GE(buffer.syncs, 1);
+  EXPECT_EQ(Now(), (Contents{"abc\n", "abc\n"}));
+}
+
 // Returns how many times this process has called `write`, or nothing if the
 // system does not count.
 std::optional<std::int64_t> CallsOfWrite() {

@@ -18,6 +18,10 @@
 
 #include "fairlead/log/only_once.h"
 
+#ifdef FAIRLEAD_PEER_ABSL_FLAT_HASH_MAP
+#include <absl/container/flat_hash_map.h>
+#endif
+
 namespace {
 
 constexpr double kInterval = 1e9;  // Within it, every result is false.
@@ -42,7 +46,8 @@ class Fairlead {
   fairlead::COnlyOnce once_{fairlead::OnceThrottle};
 };
 
-class UnorderedMap {
+template <typename Map>
+class Handwritten {
  public:
   bool Start(const std::string& key, double interval) {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -56,8 +61,13 @@ class UnorderedMap {
 
  private:
   std::mutex mutex_;
-  std::unordered_map<std::string, timespec> stamps_;
+  Map stamps_;
 };
+
+using UnorderedMap = Handwritten<std::unordered_map<std::string, timespec>>;
+#ifdef FAIRLEAD_PEER_ABSL_FLAT_HASH_MAP
+using AbslMap = Handwritten<absl::flat_hash_map<std::string, timespec>>;
+#endif
 
 // Decides nothing.
 class ClockAndMutex {
@@ -123,6 +133,18 @@ void Decide(benchmark::State& state) {
   }
 }
 
+// Sixteen keys that four threads share.
+template <typename Competitor>
+void DecideTogether(benchmark::State& state) {
+  static Competitor competitor;
+  const auto& walk = Walk<Words>(16);
+  auto key = walk.begin() + 1000 * state.thread_index();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(competitor.Start(*key, kInterval));
+    if (++key == walk.end()) key = walk.begin();
+  }
+}
+
 template <typename Competitor, KeyOf key_of>
 void Enter(const std::string& name, bool answers) {
   if (answers && !Throttles<Competitor>(Walk<key_of>(10000))) {
@@ -134,10 +156,22 @@ void Enter(const std::string& name, bool answers) {
       ->Arg(10000);
 }
 
+template <typename Competitor>
+bool EnterTogether(const char* name) {
+  Walk<Words>(16);  // Made before the threads start.
+  benchmark::RegisterBenchmark(name, DecideTogether<Competitor>)
+      ->Threads(4)
+      ->UseRealTime();
+  return true;
+}
+
 template <KeyOf key_of>
 bool EnterAll(const std::string& group) {
   Enter<Fairlead, key_of>(group + "/fairlead", true);
   Enter<UnorderedMap, key_of>(group + "/unordered_map", true);
+#ifdef FAIRLEAD_PEER_ABSL_FLAT_HASH_MAP
+  Enter<AbslMap, key_of>(group + "/absl", true);
+#endif
   Enter<ClockAndMutex, key_of>(group + "/clock_and_mutex", false);
   return true;
 }
@@ -146,6 +180,12 @@ bool EnterAll(const std::string& group) {
     EnterAll<Words>("Throttle"),
     EnterAll<Bytes>("ThrottleBytes"),
     EnterAll<Digits>("ThrottleDigits"),
+    EnterTogether<Fairlead>("ThrottleTogether/fairlead"),
+    EnterTogether<UnorderedMap>("ThrottleTogether/unordered_map"),
+#ifdef FAIRLEAD_PEER_ABSL_FLAT_HASH_MAP
+    EnterTogether<AbslMap>("ThrottleTogether/absl"),
+#endif
+    EnterTogether<ClockAndMutex>("ThrottleTogether/clock_and_mutex"),
 };
 
 }  // namespace

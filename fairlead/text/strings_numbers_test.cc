@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "fairlead/text/strings.h"
 #include "fairlead/text/strings_testing.h"
@@ -37,6 +38,13 @@ TEST(NumberToTextTest, WritesDecimals) {
   EXPECT_EQ(inttostr(-1), "-1");
   EXPECT_EQ(inttostr(10), "10");
   EXPECT_EQ(inttostr(4294967296), "4294967296");
+  EXPECT_EQ(inttostr(99'999'999), "99999999");
+  EXPECT_EQ(inttostr(100'000'000), "100000000");
+  EXPECT_EQ(inttostr(-99'999'999), "-99999999");
+  EXPECT_EQ(inttostr(-100'000'000), "-100000000");
+  EXPECT_EQ(inttostr(9'999'999'999'999'999), "9999999999999999");
+  EXPECT_EQ(inttostr(10'000'000'000'000'000), "10000000000000000");
+  EXPECT_EQ(inttostr(-10'000'000'000'000'000), "-10000000000000000");
   EXPECT_EQ(inttostr(INT64_MAX), "9223372036854775807");
   EXPECT_EQ(inttostr(INT64_MIN), "-9223372036854775808");
 }
@@ -129,6 +137,16 @@ constexpr GetvalCase kGetvalCases[] = {
     {"2147483647", true, INT_MAX},
     {"-2147483648", true, INT_MIN},
     {"00000000000000000000000000005", true, 5},
+    {"1234567", true, 1234567},
+    {"12345678", true, 12345678},
+    {"-12345678", true, -12345678},
+    {"123456789", true, 123456789},
+    {"1234567x9", true, 1234567},
+    {"12345678x", true, 12345678},
+    {"1234567/", true, 1234567},  // the bytes next to the digits
+    {"1234567:", true, 1234567},
+    {"/", false, 0},
+    {":1234567", false, 0},
     {"5\0"sv, true, 5},
     {"5\xFF", true, 5},
     {"", false, 77},  // nothing was extracted: the target is kept
@@ -232,6 +250,22 @@ TEST(GetvalTest, RandomTextsAgreeWithAStream) {
   }
   EXPECT_GT(numbers, kRounds / 4);  // Both results are common.
   EXPECT_LT(numbers, kRounds / 4 * 3);
+}
+
+// A byte beyond the text would be one of the digits, or not the program's.
+TEST(GetvalTest, NothingIsReadBeyondTheText) {
+  constexpr std::string_view kDigits = "9876543219876543";
+  int expected = 0;
+  for (std::size_t size = 1; size <= 9; ++size) {
+    const std::vector<char> text(kDigits.begin(),
+                                 kDigits.begin() + static_cast<long>(size));
+    expected = expected * 10 + (text.back() - '0');
+    int target = 0;
+    EXPECT_TRUE(getval<int>({text.data(), size}, target));
+    EXPECT_EQ(target, expected);
+    EXPECT_TRUE(getval<int>(kDigits.substr(0, size), target));
+    EXPECT_EQ(target, expected);
+  }
 }
 
 TEST(GetvalTest, AVeryLongNumberIsReadToItsEndWithoutOverflow) {

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <locale.h>
 
 #include <algorithm>
 #include <array>
@@ -110,11 +111,23 @@ std::string NaiveTrim(std::string text, const std::string& set, int mode) {
   return text;
 }
 
+TEST(TrimTest, ASetOfAnySizeIsSearched) {
+  const std::string text = "abcdefghij-jihgfedcba";
+  EXPECT_EQ(TrimStr(text, "abcdefg", 0), "hij-jih");
+  EXPECT_EQ(TrimStr(text, "abcdefgh", 0), "ij-ji");
+  EXPECT_EQ(TrimStr(text, "abcdefghi", 0), "j-j");
+  EXPECT_EQ(TrimStr("\0a\0"s, "ab", 0), "\0a\0"s);  // no member is a zero
+}
+
 TEST(TrimTest, RandomTextsAgreeWithANaiveTrim) {
   std::mt19937 random(11);
   for (int i = 0; i < kRounds; ++i) {
-    const std::string text = RandomText(random, "ab \0\x80\xFF"sv, 12);
-    const std::string set = RandomText(random, "ab \0\x80\xFF"sv, 3);
+    // The first and last eight bytes are searched in one step.
+    const std::string text = RandomText(random, "ab \0\x80\xFF"sv, 12) +
+                             RandomText(random, "a", i % 8 == 0 ? 20 : 0);
+    // Up to eight members are searched in one step.
+    const std::string set =
+        RandomText(random, "ab \0\x80\xFF\x7F\x01\x81"sv, i % 2 == 0 ? 3 : 10);
     const int mode = static_cast<int>(random() % 6) - 2;
     std::string ours = text;
     Trim(ours, set, mode);
@@ -197,6 +210,43 @@ TEST(CaseTest, EveryByteIsConvertedAsTheSystemDoes) {
     EXPECT_EQ(lower[i], c >= 'A' && c <= 'Z' ? bytes[i + 32] : bytes[i]) << i;
     EXPECT_EQ(upper[i], static_cast<char>(std::toupper(c))) << i;
     EXPECT_EQ(lower[i], static_cast<char>(std::tolower(c))) << i;
+  }
+}
+
+// The system's UTF-8 locale converts single bytes as "C" does, by other tables.
+class CTypeLocale {
+ public:
+  explicit CTypeLocale(const char* name)
+      : locale_(newlocale(LC_CTYPE_MASK, name, nullptr)) {
+    if (locale_ != nullptr) uselocale(locale_);
+  }
+  ~CTypeLocale() {
+    uselocale(LC_GLOBAL_LOCALE);
+    if (locale_ != nullptr) freelocale(locale_);
+  }
+  CTypeLocale(const CTypeLocale&) = delete;
+  CTypeLocale& operator=(const CTypeLocale&) = delete;
+
+ private:
+  const locale_t locale_;
+};
+
+TEST(CaseTest, RandomTextsAreConvertedAsTheSystemDoes) {
+  std::mt19937 random(17);
+  for (const char* const name : {"C", "C.UTF-8"}) {
+    const CTypeLocale locale(name);
+    for (int i = 0; i < 10'000; ++i) {
+      const std::string text =
+          RandomText(random, AllBytes(), static_cast<std::size_t>(i % 40));
+      std::string upper = text;
+      std::string lower = text;
+      for (char& c : upper)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+      for (char& c : lower)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+      ASSERT_EQ(MakeUpper(text), upper) << name << ", seed 17, round " << i;
+      ASSERT_EQ(MakeLower(text), lower) << name << ", seed 17, round " << i;
+    }
   }
 }
 

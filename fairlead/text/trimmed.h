@@ -3,7 +3,6 @@
 #ifndef FAIRLEAD_TEXT_TRIMMED_H_
 #define FAIRLEAD_TEXT_TRIMMED_H_
 
-#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
@@ -16,7 +15,8 @@ std::string_view Trimmed(std::string_view text, const Predicate& in_set,
                          int mode = 0) {
   const char* first = text.data();
   const char* last = first + text.size();
-  const char* const kept = std::find_if_not(first, last, in_set);
+  const char* kept = first;
+  while (kept != last && in_set(*kept)) ++kept;
   if (kept == last) return {};  // In every mode.
 
   if (mode != 1)

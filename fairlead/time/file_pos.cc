@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "fairlead/base/eight_bytes.h"
 #include "fairlead/base/numbers.h"
 
 namespace fairlead {
@@ -62,17 +63,32 @@ double Mebibytes(const CFilePos& at) {
   return static_cast<double>(Offset(at)) * 0x1p-20;
 }
 
+// Returns the top bit of every byte that is no hexadecimal digit, of bytes that
+// are all ASCII. No sum has a carry into the next byte.
+constexpr std::uint64_t NoHexDigits(std::uint64_t bytes) {
+  using internal::EightTimes;
+  const std::uint64_t digits = bytes ^ EightTimes('0');  // 0 to 9.
+  const std::uint64_t letters = (bytes | EightTimes(0x20)) ^ EightTimes(0x60);
+  const std::uint64_t above_9 = digits + EightTimes(0x80 - 10);
+  const std::uint64_t above_f = letters + EightTimes(0x80 - 7);  // 'f' is 6.
+  const std::uint64_t from_a = letters + EightTimes(0x80 - 1);
+  return above_9 & (above_f | ~from_a) & EightTimes(0x80);
+}
+
 // Fast path: reads a half of eight characters, all of them digits.
-bool ReadEightDigits(std::string_view digits, std::uint32_t& half) {
-  if (digits.size() != kHalfDigits) return false;
-  int all = 0;  // Negative as soon as one value is.
-  half = 0;
-  for (std::size_t i = 0; i < kHalfDigits; ++i) {
-    const int value = kDigitValues[static_cast<unsigned char>(digits[i])];
-    all |= value;
-    half = half << 4U | static_cast<std::uint32_t>(value);
-  }
-  return all >= 0;
+bool ReadEightDigits(std::string_view text, std::uint32_t& half) {
+  using internal::EightTimes;
+  if (text.size() != kHalfDigits) return false;
+  const auto bytes = internal::LoadBytes<std::uint64_t>(text.data());
+  if (((bytes & EightTimes(0x80)) | NoHexDigits(bytes)) != 0) return false;
+
+  const std::uint64_t letters = bytes >> 6U & EightTimes(1);
+  std::uint64_t values = (bytes & EightTimes(0x0F)) + 9 * letters;
+  // Combines two, four and eight digits: the first one is the lowest byte.
+  values = (values << 4U | values >> 8U) & 0x00FF'00FF'00FF'00FF;
+  values = (values << 8U | values >> 16U) & 0x0000'FFFF'0000'FFFF;
+  half = static_cast<std::uint32_t>(values << 16U | values >> 32U);
+  return true;
 }
 
 // Reads one half of an offset from right to left, and stops at a character that

@@ -139,6 +139,40 @@ void TextLocaltime(benchmark::State& state) {
 }
 BENCHMARK(TextLocaltime)->Name("StampText/localtime_r alone");
 
+// The current time as text, where a library may keep the text of this second.
+// The system's functions are called each time: they are the lower limit.
+void TextNowFairlead(benchmark::State& state) {
+  Instants();  // Sets the time zone.
+  for (auto _ : state) benchmark::DoNotOptimize(fairlead::strtime());
+}
+BENCHMARK(TextNowFairlead)->Name("NowText/fairlead");
+
+void TextNowLocaltime(benchmark::State& state) {
+  Instants();
+  for (auto _ : state) {
+    const std::time_t now = std::time(nullptr);
+    std::tm tm;
+    benchmark::DoNotOptimize(localtime_r(&now, &tm));
+  }
+}
+BENCHMARK(TextNowLocaltime)->Name("NowText/localtime_r alone");
+
+#ifdef FAIRLEAD_PEER_SPDLOG
+void TextNowSpdlog(benchmark::State& state) {
+  Instants();
+  spdlog::pattern_formatter formatter("[%Y:%m:%d %H:%M:%S] ",
+                                      spdlog::pattern_time_type::local, "");
+  spdlog::details::log_msg message;
+  for (auto _ : state) {
+    message.time = spdlog::log_clock::now();
+    spdlog::memory_buf_t text;
+    formatter.format(message, text);
+    benchmark::DoNotOptimize(std::string(text.data(), text.size()));
+  }
+}
+BENCHMARK(TextNowSpdlog)->Name("NowText/spdlog");
+#endif
+
 void TextStrftime(benchmark::State& state) {
   TimeText(state, [](std::time_t instant) {
     std::tm tm;
