@@ -27,18 +27,6 @@ std::string ReadSource(const BodyPlan& plan) {
   return ReadAll(STDIN_FILENO, "standard input");
 }
 
-std::string_view BytesOf(LineEnd eol) {
-  switch (eol) {
-    case LineEnd::kNone:
-      return "";
-    case LineEnd::kLf:
-      return "\n";
-    case LineEnd::kCrlf:
-      return "\r\n";
-  }
-  return {};
-}
-
 std::string AsPascalString(const std::string& body) {
   if (body.size() > kMaxPascal)
     throw Failure(kWrongUsage,
@@ -50,6 +38,18 @@ std::string AsPascalString(const std::string& body) {
 }
 
 }  // namespace
+
+std::string_view BytesOf(LineEnd eol) {
+  switch (eol) {
+    case LineEnd::kNone:
+      return "";
+    case LineEnd::kLf:
+      return "\n";
+    case LineEnd::kCrlf:
+      return "\r\n";
+  }
+  return {};
+}
 
 void AddTo(CCRC& sum, std::string_view bytes) {
   for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), kPart)))

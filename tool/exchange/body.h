@@ -60,6 +60,9 @@ inline constexpr auto kBodyUses = Uses(
     OneOf(kText, kHex, kFile, kStdin, kNone), Optional(kSum), Optional(kEol),
     Optional(kPascal), OnlyWith(kPerline, When(kFile), When(kStdin)));
 
+/// Returns the bytes of a line end.
+std::string_view BytesOf(LineEnd eol);
+
 /// Where the bytes of a body come from, and what is added to them.
 struct BodyPlan {
   std::optional<std::string> bytes;  ///< Those of -text or -hex.

@@ -1,0 +1,59 @@
+// The script of a dialogue with a server: one statement in each line.
+
+#ifndef FAIRLEAD_TOOL_EXCHANGE_DIALOGUE_SCRIPT_H_
+#define FAIRLEAD_TOOL_EXCHANGE_DIALOGUE_SCRIPT_H_
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tool/exchange/body.h"
+
+namespace fairlead::tool {
+
+/// One statement of a script.
+struct Statement {
+  enum class Kind {
+    kSend,    ///< Send `text`.
+    kExpect,  ///< The next line, or reply, must begin with `text`.
+    kUntil,   ///< Skip what is received, to the end of `text`.
+    kWait,    ///< Go on after the pause.
+  };
+  Kind kind = Kind::kSend;
+  std::string text = {};  ///< With the line end, for kSend.
+  std::chrono::milliseconds pause = {};
+  std::size_t line = 0;  ///< Of the script, from 1.
+
+  bool operator==(const Statement&) const = default;
+};
+
+using DialogueScript = std::vector<Statement>;
+
+/// Returns the statements of a script. Empty lines and those that begin with
+/// '#' have none, and `eol` takes effect here.
+///
+/// @param name of the file, for errors
+/// @param line_end what follows the text of a `send` before the first `eol`
+/// @throws Failure with kMalformedInput, naming file and line; also for a
+///     script without a statement
+DialogueScript ParseDialogue(std::string_view text, std::string_view name,
+                             std::string_view line_end);
+
+/// What the help says of scripts.
+inline constexpr std::string_view kDialogueHelp =
+    "Each line of a script is a statement; empty lines and those that begin "
+    "with '#' are skipped. 'send TEXT' sends TEXT, with the escapes of -text, "
+    "and the line end. 'sendhex DIGITS' sends the bytes alone. 'eol "
+    "none|lf|crlf' sets the line end; the first is that of -eol, or lf. "
+    "'expect PREFIX' takes the next line, which must begin with PREFIX. A "
+    "PREFIX of three digits takes a whole reply, as of SMTP or FTP: after "
+    "'250-' all lines up to one that begins with '250' and no '-'. 'until "
+    "TEXT' skips what is received up to the end of TEXT. 'wait TIME' goes on "
+    "after a pause. Each takes up where the one before ended, and everything "
+    "received is printed. After the last statement the connection is closed.";
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_EXCHANGE_DIALOGUE_SCRIPT_H_
