@@ -102,6 +102,12 @@ void NotePadding(const SendPlan& plan, std::size_t padding) {
     PrintNote("send", PaddingNote(padding));
 }
 
+void NoteKeyPadding(const SendPlan& plan) {
+  if (!plan.settings.verbose || !plan.settings.cipher) return;
+  const std::string note = KeyPaddingNote(*plan.settings.cipher);
+  if (!note.empty()) PrintNote("send", note);
+}
+
 void SendStream(const SendPlan& plan, Conversation& conversation,
                 const Input& file) {
   BodyStream stream(plan.body, plan.settings.cipher);
@@ -174,6 +180,7 @@ ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {
   log = OpenLog(plan, limit);
   limit.Enter("reading the key");
   plan.settings.cipher = ReadCipherKey(plan.cipher);
+  NoteKeyPadding(plan);
 
   std::optional<DemoServer> demo;
   if (plan.demo)
