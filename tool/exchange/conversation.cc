@@ -3,7 +3,6 @@
 #include "tool/exchange/conversation.h"
 
 #include <netdb.h>
-#include <unistd.h>
 
 #include <string>
 
@@ -12,7 +11,6 @@
 #include "tool/base/failure.h"
 #include "tool/command/command.h"
 #include "tool/command/duration.h"
-#include "tool/exchange/view.h"
 
 namespace fairlead::tool {
 namespace {
@@ -32,6 +30,13 @@ ExchangeLimits LimitsOf(const Arguments<kExchangeUses>& arguments) {
           .idle = arguments.Duration(kIdle)};
 }
 
+StopLimits StopLimitsOf(const Arguments<kExchangeUses>& arguments) {
+  return {.messages = arguments.Number(kMessages),
+          .bytes = arguments.Number(kBytes),
+          .lines = arguments.Number(kLines),
+          .until = Unescaped(arguments.Text(kUntil), kUntil.name)};
+}
+
 }  // namespace
 
 std::string NotResolved(std::string_view host, int error) {
@@ -44,14 +49,10 @@ ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments) {
           .host = {},
           .timeout = arguments.Duration(kTimeout),
           .limits = LimitsOf(arguments),
-          .stop = {.messages = arguments.Number(kMessages),
-                   .bytes = arguments.Number(kBytes),
-                   .lines = arguments.Number(kLines),
-                   .until = Unescaped(arguments.Text(kUntil), kUntil.name)},
-          .view = arguments.Chosen<View>(kView),
           .quiet = arguments.Has(kQuiet),
           .verbose = arguments.Has(kVerbose),
-          .cipher = {}};
+          .reception = {.stop = StopLimitsOf(arguments),
+                        .view = arguments.Chosen<View>(kView)}};
 }
 
 Conversation::Conversation(const ConversationSettings& settings,
@@ -59,17 +60,13 @@ Conversation::Conversation(const ConversationSettings& settings,
                            ExchangeLog* log)
     : settings_(settings),
       limit_(limit),
-      output_(output),
       log_(log),
-      rules_(settings.stop),
+      reception_(settings.reception, output),
       exchange_({.limits = settings.limits,
                  .half_close = settings.half_close,
                  .on_event = [this](const ExchangeEvent& event) {
                    OnEvent(event);
-                 }}) {
-  if (settings.cipher)
-    decryption_.emplace(*settings.cipher, Direction::kDecrypt);
-}
+                 }}) {}
 
 void Conversation::Log(std::string_view event) {
   if (log_ != nullptr) log_->Add(event);
@@ -137,7 +134,7 @@ void Conversation::Run(const Source& source) {
   OnSent(0);
   result_ = exchange_.Converse(
       source, [this](std::string_view bytes, const TheTime& time) {
-        return bytes.empty() ? TakeEnd() : Take(bytes, time);
+        return Take(bytes, time);
       });
   progress_.reset();
 }
@@ -154,30 +151,12 @@ void Conversation::Converse(const ExchangeInput& input, const Input& source) {
   Log(Concat("sent ", Bytes(result_.sent)));
 }
 
-// Prints and counts what was received, decrypted as far as there are whole
-// blocks; a bar would be drawn over it. Returns whether a stop rule is met.
+// A bar would be drawn over what is printed.
 bool Conversation::Take(std::string_view bytes, const TheTime& time) {
+  if (bytes.empty()) return reception_.TakeEnd();
   progress_.reset();
   Log(Concat("received ", Bytes(bytes.size())));
-  if (decryption_) bytes = decryption_->Take(bytes);
-  if (bytes.empty()) return false;
-  const bool raw = settings_.view == View::kRaw && !output_.screen().terminal;
-  if (raw)
-    output_.Write(bytes);
-  else
-    output_.Write(Rendered(bytes, time, settings_.view, output_.screen()));
-  return rules_.Take(bytes);
-}
-
-// The reader of our output sees the end, though there is input left to send. At
-// a terminal nobody would know that there is nobody to type for.
-bool Conversation::TakeEnd() {
-  output_.End();
-  return isatty(STDIN_FILENO) == 1;
-}
-
-std::size_t Conversation::Undecrypted() const {
-  return decryption_ ? decryption_->waiting() : 0;
+  return reception_.Take(bytes, time);
 }
 
 std::string Conversation::HowMuch() const {
@@ -216,9 +195,9 @@ void Conversation::TellSuccess() const {
   PrintNote(settings_.command,
             Concat(Bytes(result_.sent), " sent, ", result_.received,
                    " received; ", Ending()));
-  if (Undecrypted() > 0)
+  if (reception_.Undecrypted() > 0)
     PrintNote(settings_.command,
-              Concat("discarded ", Undecrypted(),
+              Concat("discarded ", reception_.Undecrypted(),
                      " trailing bytes of an incomplete cipher block"));
 }
 
@@ -245,17 +224,7 @@ void Conversation::CheckExchange() const {
 void Conversation::CheckReceived() const {
   if (result_.received == 0)
     throw Failure(kNothingAnswered, Concat("nothing was answered: ", Ending()));
-  if (!result_ && Undecrypted() > 0)
-    throw Failure(
-        kReceivingFailed,
-        Concat("receiving failed: the last ", Undecrypted(),
-               " bytes are an incomplete block of ", CipherStream::kBlock,
-               ", which AES cannot decrypt; ", Ending()));
-  if (rules_.UntilIsMissing())
-    throw Failure(kAnswerIsNo,
-                  Concat("the text of -until did not come: ", Ending()));
-  if (const std::string missing = rules_.Missing(); !missing.empty())
-    throw Failure(kCutShort, Concat("cut short: ", missing, "; ", Ending()));
+  reception_.Check(!result_, Ending());
 }
 
 }  // namespace fairlead::tool

@@ -11,11 +11,10 @@
 #include <string_view>
 
 #include "fairlead/net/exchange.h"
-#include "fairlead/net/stop_rules.h"
 #include "tool/command/arguments.h"
-#include "tool/crypt/cipher.h"
 #include "tool/exchange/exchange_log.h"
 #include "tool/exchange/parameters.h"
+#include "tool/exchange/reception.h"
 #include "tool/exchange/time_limit.h"
 #include "tool/io/output.h"
 #include "tool/io/progress.h"
@@ -32,11 +31,9 @@ struct ConversationSettings {
   ExchangeLimits
       limits;  ///< Without the total: the time limit ends the process.
   bool half_close = false;
-  StopLimits stop;
-  View view = View::kRaw;
   bool quiet = false;
   bool verbose = false;
-  std::optional<CipherKey> cipher;  ///< That decrypts what is received.
+  ReceptionSettings reception;
 };
 
 /// Returns the message for a name that was not resolved.
@@ -76,8 +73,6 @@ class Conversation {
   template <typename Source>
   void Run(const Source& source);
   bool Take(std::string_view bytes, const TheTime& time);
-  bool TakeEnd();
-  std::size_t Undecrypted() const;
   std::string Place(std::string_view address) const;
   std::string HowMuch() const;
   std::string Ending() const;
@@ -90,10 +85,8 @@ class Conversation {
 
   const ConversationSettings& settings_;
   TimeLimit& limit_;
-  const Output& output_;
   ExchangeLog* const log_;
-  StopRules rules_;
-  std::optional<CipherStream> decryption_;
+  Reception reception_;
   std::string refused_;               // The addresses that failed, and why.
   std::uint64_t total_ = 0;           // Bytes to send; 0 if unknown.
   std::string source_;                // Its name, if they are read meanwhile.

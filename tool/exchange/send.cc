@@ -82,7 +82,7 @@ class SendPlan {
   void TakeFromProfile() {
     settings.timeout = profile.Duration(kTimeout);
     settings.limits.idle = profile.Duration(kIdle);
-    settings.view = profile.Chosen<View>(kView);
+    settings.reception.view = profile.Chosen<View>(kView);
     settings.host = demo ? "127.0.0.1" : Needed(kHost);
     settings.port = demo ? 0 : static_cast<int>(NumberIn(Needed(kPort)));
   }
@@ -103,14 +103,14 @@ void NotePadding(const SendPlan& plan, std::size_t padding) {
 }
 
 void NoteKeyPadding(const SendPlan& plan) {
-  if (!plan.settings.verbose || !plan.settings.cipher) return;
-  const std::string note = KeyPaddingNote(*plan.settings.cipher);
+  if (!plan.settings.verbose || !plan.settings.reception.cipher) return;
+  const std::string note = KeyPaddingNote(*plan.settings.reception.cipher);
   if (!note.empty()) PrintNote("send", note);
 }
 
 void SendStream(const SendPlan& plan, Conversation& conversation,
                 const Input& file) {
-  BodyStream stream(plan.body, plan.settings.cipher);
+  BodyStream stream(plan.body, plan.settings.reception.cipher);
   const ExchangeInput input = {
       .descriptor = file.descriptor(),
       .filter = [&](std::string_view bytes, bool at_end) {
@@ -125,8 +125,8 @@ void SendStream(const SendPlan& plan, Conversation& conversation,
 
 // Returns the body as it is sent; zero bytes may pad its last block.
 std::string Encrypted(const SendPlan& plan, std::string body) {
-  if (!plan.settings.cipher) return body;
-  CipherStream cipher(*plan.settings.cipher, Direction::kEncrypt);
+  if (!plan.settings.reception.cipher) return body;
+  CipherStream cipher(*plan.settings.reception.cipher, Direction::kEncrypt);
   std::string text(cipher.Take(body));
   NotePadding(plan, cipher.lacking());
   text += cipher.Fill();
@@ -179,7 +179,7 @@ ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {
   TimeLimit limit(plan.settings.command, plan.settings.timeout);
   log = OpenLog(plan, limit);
   limit.Enter("reading the key");
-  plan.settings.cipher = ReadCipherKey(plan.cipher);
+  plan.settings.reception.cipher = ReadCipherKey(plan.cipher);
   NoteKeyPadding(plan);
 
   std::optional<DemoServer> demo;

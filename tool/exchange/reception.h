@@ -1,0 +1,62 @@
+// What is done with the bytes that a server sends.
+
+#ifndef FAIRLEAD_TOOL_EXCHANGE_RECEPTION_H_
+#define FAIRLEAD_TOOL_EXCHANGE_RECEPTION_H_
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+#include "fairlead/net/stop_rules.h"
+#include "fairlead/time/the_time.h"
+#include "tool/crypt/cipher.h"
+#include "tool/exchange/parameters.h"
+#include "tool/io/output.h"
+
+namespace fairlead::tool {
+
+/// How to read and show what is received, and when it is enough.
+struct ReceptionSettings {
+  StopLimits stop = {};
+  View view = View::kRaw;
+  std::optional<CipherKey> cipher = {};  ///< That decrypts it.
+};
+
+/// Decrypts, counts and prints what is received.
+class Reception {
+ public:
+  /// @param settings outlives the object, as `output` does
+  Reception(const ReceptionSettings& settings, const Output& output);
+
+  /// Takes bytes received at that time, as the system cut them: prints and
+  /// counts them, decrypted as far as there are whole blocks.
+  ///
+  /// @return whether a stop rule is met
+  /// @throws Failure if they cannot be printed
+  bool Take(std::string_view bytes, const TheTime& time);
+
+  /// Takes the end of what the peer sends, where there is input left to send.
+  ///
+  /// @return whether that ends the exchange
+  bool TakeEnd();
+
+  /// Returns how many bytes wait for the rest of their cipher block.
+  std::size_t Undecrypted() const;
+
+  /// Throws if what was received is not what was asked for.
+  ///
+  /// @param is_over whether the exchange ended before a rule was met
+  /// @param ending why it ended, for the message
+  /// @throws Failure with kReceivingFailed, kAnswerIsNo or kCutShort
+  void Check(bool is_over, std::string_view ending) const;
+
+ private:
+  const ReceptionSettings& settings_;
+  const Output& output_;
+  StopRules rules_;
+  std::optional<CipherStream> decryption_;
+};
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_EXCHANGE_RECEPTION_H_
