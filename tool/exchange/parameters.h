@@ -5,6 +5,7 @@
 
 #include <array>
 
+#include "tool/command/duration.h"
 #include "tool/command/parameters.h"
 #include "tool/command/uses.h"
 
@@ -39,7 +40,7 @@ inline constexpr Parameter kTimeout = {
     .group = Group::kHowLong,
     .help = "total time limit, including name resolution",
     .range = kTimeRange,
-    .or_none = true,
+    .unlimited = kNoLimit,
     .fallback = "30"};
 inline constexpr Parameter kIdle = {.name = "idle",
                                     .placeholder = "TIME",
@@ -47,7 +48,7 @@ inline constexpr Parameter kIdle = {.name = "idle",
                                     .group = Group::kHowLong,
                                     .help = "stop after TIME without data",
                                     .range = kTimeRange,
-                                    .or_none = true,
+                                    .unlimited = kNoLimit,
                                     .fallback = "5"};
 inline constexpr Parameter kConnecttimeout = {
     .name = "connecttimeout",

@@ -104,6 +104,12 @@ void NotePadding(const SendPlan& plan, std::size_t padding) {
     PrintNote("send", PaddingNote(padding));
 }
 
+void NoteKeyPadding(const SendPlan& plan) {
+  if (!plan.settings.verbose || !plan.settings.reception.cipher) return;
+  const std::string note = KeyPaddingNote(*plan.settings.reception.cipher);
+  if (!note.empty()) PrintNote("send", note);
+}
+
 void SendStream(const SendPlan& plan, Conversation& conversation,
                 const Input& file) {
   BodyStream stream(plan.body, plan.settings.reception.cipher);
@@ -180,6 +186,7 @@ ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {
   CheckDistinct(kOut, plan.settings.out.path, kLog, plan.log);
   limit.Enter("reading the key");
   plan.settings.reception.cipher = ReadCipherKey(plan.cipher);
+  NoteKeyPadding(plan);
 
   std::optional<DemoServer> demo;
   if (plan.demo)
