@@ -27,6 +27,14 @@ inline constexpr Parameter kNone = {
     .kind = Kind::kSwitch,
     .group = Group::kWhat,
     .help = "only connect and close: is the port open?"};
+inline constexpr Parameter kScript = {
+    .name = "script",
+    .placeholder = "FILE",
+    .kind = Kind::kFile,
+    .group = Group::kWhat,
+    .help =
+        "hold the dialogue of the statements in FILE, as described above; not "
+        "with stop rules, -halfclose, -sum or -pascal"};
 inline constexpr Parameter kSum = {
     .name = "sum",
     .placeholder = "ROTATION",
@@ -56,9 +64,10 @@ inline constexpr Parameter kPerline = {
         "each line is a message, without its newline: -sum, -eol, -pascal and "
         "the padding of AES apply to each"};
 
-inline constexpr auto kBodyUses = Uses(
-    OneOf(kText, kHex, kFile, kStdin, kNone), Optional(kSum), Optional(kEol),
-    Optional(kPascal), OnlyWith(kPerline, When(kFile), When(kStdin)));
+inline constexpr auto kBodyUses =
+    Uses(OneOf(kText, kHex, kFile, kStdin, kNone, kScript), Optional(kSum),
+         Optional(kEol), Optional(kPascal),
+         OnlyWith(kPerline, When(kFile), When(kStdin)));
 
 /// Returns the bytes of a line end.
 std::string_view BytesOf(LineEnd eol);

@@ -51,7 +51,11 @@ ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments) {
           .limits = LimitsOf(arguments),
           .quiet = arguments.Has(kQuiet),
           .verbose = arguments.Has(kVerbose),
-          .reception = {.stop = StopLimitsOf(arguments)},
+          .reception = {.stop = StopLimitsOf(arguments),
+                        .expected =
+                            Unescaped(arguments.Text(kExpect), kExpect.name),
+                        .rejected =
+                            Unescaped(arguments.Text(kReject), kReject.name)},
           .view = arguments.Chosen<View>(kView),
           .out = OutFileOf(arguments)};
 }
@@ -108,7 +112,7 @@ void Conversation::OnSent(std::uint64_t sent) {
   if (sent < total_)
     limit_.Enter(Concat("sending: ", sent, " of ", Bytes(total_)));
   else if (source_.empty())
-    limit_.Enter("waiting for the peer");
+    limit_.Enter(Concat("waiting for the peer", place_));
   else
     limit_.Enter(Concat("waiting for ", source_, " or the peer"));
   if (progress_) progress_->Show(sent);
@@ -166,12 +170,17 @@ std::string Conversation::HowMuch() const {
                      : Concat(result_.sent, " of ", Bytes(total_));
 }
 
+std::string_view Conversation::Success() const {
+  if (result_.phase == ExchangePhase::kConnecting) return "only connected";
+  if (script_.empty()) return "enough was received";
+  return problem_ ? "another line was received than the script expects"
+                  : "the script was done";
+}
+
 std::string Conversation::Ending() const {
   switch (result_.end) {
     case ExchangeEnd::kDone:
-      return result_.phase == ExchangePhase::kConnecting
-                 ? "only connected"
-                 : "enough was received";
+      return std::string(Success());
     case ExchangeEnd::kSilence:
       return Concat(result_.Text(), " for ",
                     DurationText(*settings_.limits.idle));
@@ -189,7 +198,10 @@ void Conversation::Close() {
 
 void Conversation::CheckOutcome() const {
   CheckExchange();
-  CheckReceived();
+  if (script_.empty())
+    CheckReceived();
+  else
+    CheckDialogue();
   if (settings_.verbose) TellSuccess();
 }
 

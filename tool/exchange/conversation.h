@@ -12,6 +12,8 @@
 
 #include "fairlead/net/exchange.h"
 #include "tool/command/arguments.h"
+#include "tool/exchange/dialogue.h"
+#include "tool/exchange/dialogue_script.h"
 #include "tool/exchange/display.h"
 #include "tool/exchange/exchange_log.h"
 #include "tool/exchange/parameters.h"
@@ -64,12 +66,17 @@ class Conversation {
   void Converse(std::string_view body);
   void Converse(const ExchangeInput& input, const Input& source);
 
+  /// Runs the script of that name, and prints what is received.
+  void Converse(const DialogueScript& script, const std::string& name);
+
   void Close();
 
   /// Throws if not everything was sent or received.
   void CheckOutcome() const;
 
  private:
+  class Server;  // As the dialogue sees it.
+
   void OnEvent(const ExchangeEvent& event);
   void OnSent(std::uint64_t sent);
   template <typename Source>
@@ -77,10 +84,12 @@ class Conversation {
   bool Take(std::string_view bytes, const TheTime& time);
   std::string Place(std::string_view address) const;
   std::string HowMuch() const;
+  std::string_view Success() const;
   std::string Ending() const;
   [[noreturn]] void FailToConnect() const;
   void CheckExchange() const;
   void CheckReceived() const;
+  void CheckDialogue() const;
   void TellSuccess() const;
   void Log(std::string_view event);
   void Tell(std::string_view event);
@@ -90,9 +99,12 @@ class Conversation {
   Display& display_;
   ExchangeLog* const log_;
   Reception reception_;
-  std::string refused_;               // The addresses that failed, and why.
-  std::uint64_t total_ = 0;           // Bytes to send; 0 if unknown.
-  std::string source_;                // Its name, if they are read meanwhile.
+  std::string refused_;      // The addresses that failed, and why.
+  std::uint64_t total_ = 0;  // Bytes to send; 0 if unknown.
+  std::string source_;       // Its name, if they are read meanwhile.
+  std::string script_;       // Its name, for a dialogue.
+  std::string place_;        // " at FILE:LINE", where the dialogue is.
+  std::optional<DialogueProblem> problem_;
   std::optional<Progress> progress_;  // Of a long body.
   ExchangeResult result_;
   Exchange exchange_;

@@ -99,7 +99,8 @@ class Runner {
       if (!Do(statement))
         return DialogueProblem{&statement, matcher_.IsRefused(),
                                std::string(matcher_.line())};
-    if (!Pause(script_.back(), milliseconds(0)))
+    const bool was_all_sent = all_sent_;
+    if (!Pause(script_.back(), milliseconds(0)) && !was_all_sent)
       return DialogueProblem{&script_.back()};
     return std::nullopt;
   }

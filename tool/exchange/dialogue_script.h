@@ -41,19 +41,6 @@ using DialogueScript = std::vector<Statement>;
 DialogueScript ParseDialogue(std::string_view text, std::string_view name,
                              std::string_view line_end);
 
-/// What the help says of scripts.
-inline constexpr std::string_view kDialogueHelp =
-    "Each line of a script is a statement; empty lines and those that begin "
-    "with '#' are skipped. 'send TEXT' sends TEXT, with the escapes of -text, "
-    "and the line end. 'sendhex DIGITS' sends the bytes alone. 'eol "
-    "none|lf|crlf' sets the line end; the first is that of -eol, or lf. "
-    "'expect PREFIX' takes the next line, which must begin with PREFIX. A "
-    "PREFIX of three digits takes a whole reply, as of SMTP or FTP: after "
-    "'250-' all lines up to one that begins with '250' and no '-'. 'until "
-    "TEXT' skips what is received up to the end of TEXT. 'wait TIME' goes on "
-    "after a pause. Each takes up where the one before ended, and everything "
-    "received is printed. After the last statement the connection is closed.";
-
 }  // namespace fairlead::tool
 
 #endif  // FAIRLEAD_TOOL_EXCHANGE_DIALOGUE_SCRIPT_H_

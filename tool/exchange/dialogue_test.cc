@@ -122,6 +122,7 @@ TEST(DialogueTest, SendsBeforeAnAnswerThatHasCome) {
             "<a\n>[0]<b\n>[0]");
 }
 
+// Unless it fails when nothing is left to do.
 TEST(DialogueTest, AFailedExchangeEndsIt) {
   for (const auto& [text, line] : {std::pair{"wait 1\nsend a", 1U},
                                    {"send a\nsend b", 2U},
@@ -135,6 +136,10 @@ TEST(DialogueTest, AFailedExchangeEndsIt) {
     EXPECT_EQ(problem->statement->line, line);
     EXPECT_FALSE(problem->refused);
   }
+  const DialogueScript script = ParseDialogue("expect x", "script", "\n");
+  PieceByPiece peer({"x\n"});
+  peer.fails_in_pause = true;
+  EXPECT_FALSE(RunDialogue(script, peer));
 }
 
 TEST(DialogueTest, OnlyTheStartOfALongLineIsKept) {

@@ -18,8 +18,9 @@ inline constexpr Parameter kLog = {
     .kind = Kind::kFile,
     .group = Group::kLog,
     .help =
-        "append one timestamped line per event to FILE (byte counts only; "
-        "repeated warnings at most every 10 s)"};
+        "append one timestamped line per event to FILE (byte counts only, and "
+        "the line by which -reject or a script failed; repeated warnings at "
+        "most every 10 s)"};
 
 /// The log of an exchange.
 ///

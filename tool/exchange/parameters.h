@@ -92,6 +92,25 @@ inline constexpr Parameter kUntil = {
         "\\t \\\\ \\xHH; status 1 if it does not come",
     .remedy = kEscapeDash};
 
+inline constexpr Parameter kExpect = {
+    .name = "expect",
+    .placeholder = "TEXT",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kHowLong,
+    .help =
+        "stop once a line contains TEXT, with the same escapes; status 1 if "
+        "none does",
+    .remedy = kEscapeDash};
+inline constexpr Parameter kReject = {
+    .name = "reject",
+    .placeholder = "TEXT",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kHowLong,
+    .help =
+        "end at once with status 1 if a line contains TEXT, and report that "
+        "line; the first text of -expect and -reject decides",
+    .remedy = kEscapeDash};
+
 enum class View { kRaw, kTextLine, kHexLine, kDump, kJson };
 
 inline constexpr auto kViews = std::to_array<Choice>({
@@ -135,11 +154,11 @@ inline constexpr Parameter kVerbose = {
 
 /// What `send` and `recv` both take, besides the server; read by
 /// ReadSettings().
-inline constexpr auto kExchangeUses =
-    Uses(Optional(kTimeout), Optional(kConnecttimeout), Optional(kIdle),
-         Optional(kMessages), Optional(kBytes), Optional(kLines),
-         Optional(kUntil), Optional(kView), Optional(kOut, Optional(kAppend)),
-         AtMostOne(kQuiet, kVerbose));
+inline constexpr auto kExchangeUses = Uses(
+    Optional(kTimeout), Optional(kConnecttimeout), Optional(kIdle),
+    Optional(kMessages), Optional(kBytes), Optional(kLines), Optional(kUntil),
+    Optional(kExpect), Optional(kReject), Optional(kView),
+    Optional(kOut, Optional(kAppend)), AtMostOne(kQuiet, kVerbose));
 
 }  // namespace fairlead::tool
 

@@ -5,18 +5,22 @@
 
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "fairlead/net/stop_rules.h"
 #include "fairlead/time/the_time.h"
 #include "tool/crypt/cipher.h"
 #include "tool/exchange/display.h"
+#include "tool/exchange/text_watch.h"
 
 namespace fairlead::tool {
 
 /// How to read what is received, and when it is enough.
 struct ReceptionSettings {
   StopLimits stop = {};
+  std::string expected = {};             ///< A text that decides; "" for none.
+  std::string rejected = {};             ///< The other one.
   std::optional<CipherKey> cipher = {};  ///< That decrypts it.
 };
 
@@ -29,9 +33,16 @@ class Reception {
   /// Takes bytes received at that time, as the system cut them: shows and
   /// counts them, decrypted as far as there are whole blocks.
   ///
-  /// @return whether a stop rule is met
-  /// @throws Failure if they cannot be shown
+  /// @return whether a stop rule is met, or the expected text has come
+  /// @throws Failure if they cannot be shown; with kAnswerIsNo if the rejected
+  ///     text has come
   bool Take(std::string_view bytes, const TheTime& time);
+
+  /// Shows bytes and does not count them.
+  ///
+  /// @return the bytes that were shown; valid until the next call
+  /// @throws Failure if they cannot be shown
+  std::string_view Show(std::string_view bytes, const TheTime& time);
 
   /// Takes the end of what the peer sends, where there is input left to send.
   ///
@@ -51,6 +62,7 @@ class Reception {
  private:
   Display& display_;
   StopRules rules_;
+  TextWatch watch_;
   std::optional<CipherStream> decryption_;
 };
 

@@ -41,9 +41,11 @@ constexpr auto kExamples = std::to_array<Example>({
 
 constexpr auto kStatuses = std::to_array<Status>({
     {kDone,
-     "success: the rules -messages, -bytes, -lines or -until are met, or "
+     "success: the rules -messages, -bytes, -lines, -until or -expect are met, "
+     "or "
      "without any, something was received"},
-    {kAnswerIsNo, "the text of -until was not received"},
+    {kAnswerIsNo,
+     "the text of -until or -expect was not received, or that of -reject was"},
     {kWrongUsage, "wrong usage"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
@@ -62,16 +64,12 @@ constinit const Command kRecvCommand = {
     .summary = "connect and print what the server sends",
     .description =
         "Resolves the name, connects to the first of its addresses that "
-        "answers, prints what is received to standard output or to the file of "
-        "-out, and closes. "
-        "Sends "
-        "nothing. Prints nothing else: -verbose tells the steps. Stops when "
-        "the "
-        "server closes, when it has sent nothing for the time of -idle, or "
-        "when "
-        "-messages, -bytes, -lines or -until is met. A received message is "
-        "never "
-        "cut.",
+        "answers, prints what is received to standard output or to the "
+        "file of -out, and closes. Sends nothing. Prints nothing else: "
+        "-verbose tells the steps. Stops when the server closes, when it "
+        "has sent nothing for the time of -idle, or when -messages, "
+        "-bytes, -lines, -until or -expect is met. A received message is "
+        "never cut.",
     .action = ActionOf<kUses, Recv>(),
     .examples = kExamples,
     .statuses = kStatuses,

@@ -17,6 +17,7 @@
 #include "tool/exchange/body_stream.h"
 #include "tool/exchange/conversation.h"
 #include "tool/exchange/demo_server.h"
+#include "tool/exchange/dialogue_script.h"
 #include "tool/exchange/exchange_log.h"
 #include "tool/exchange/send_profile.h"
 #include "tool/io/read_file.h"
@@ -55,17 +56,20 @@ class SendPlan {
         cipher(arguments),
         demo(arguments.Has(kDemo)),
         only_connects(arguments.Has(kNone)),
+        script(arguments.Text(kScript)),
         log(arguments.Text(kLog)),
         crlf(arguments.Has(kLogCrlf)) {
     settings.half_close =
         arguments.Has(kHalfclose)
             ? arguments.Chosen<HalfClose>(kHalfclose) == HalfClose::kOn
-            : demo || arguments.Has(kStdin);
+            : script.empty() && (demo || arguments.Has(kStdin));
+    CheckScript(arguments);
     TakeFromProfile();
     for (const auto& [parameter, path] :
          {std::pair(&kKeyfile, arguments.Text(kKeyfile)),
           {&kSettings, arguments.Text(kSettings)},
-          {&kFile, arguments.Text(kFile)}}) {
+          {&kFile, arguments.Text(kFile)},
+          {&kScript, script}}) {
       CheckDistinct(kLog, log, *parameter, path);
       CheckDistinct(kOut, settings.out.path, *parameter, path);
     }
@@ -77,10 +81,28 @@ class SendPlan {
   const Arguments<kCipherUses> cipher;
   const bool demo;
   const bool only_connects;
-  const std::string log;  // The file of -log; empty for none.
+  const std::string script;  // Its file; empty for none.
+  const std::string log;     // The file of -log; empty for none.
   const bool crlf;
 
+  // Returns what ends the lines of a script at first.
+  std::string_view FirstLineEnd() const {
+    return profile.Has(kEol) ? body.line_end : "\n";
+  }
+
  private:
+  // A script decides itself what is sent and when enough was received.
+  static void CheckScript(const Arguments<kUses>& arguments) {
+    if (!arguments.Has(kScript)) return;
+    using Listed = Arguments<kUses>::Listed;
+    for (const Listed other :
+         std::to_array<Listed>({kSum, kPascal, kHalfclose, kMessages, kBytes,
+                                kLines, kUntil, kExpect, kReject}))
+      if (arguments.Has(other))
+        throw Failure(kWrongUsage, Concat("-script and -", other->name,
+                                          " cannot be combined"));
+  }
+
   void TakeFromProfile() {
     settings.timeout = profile.Duration(kTimeout);
     settings.limits.idle = profile.Duration(kIdle);
@@ -135,8 +157,20 @@ std::string Encrypted(const SendPlan& plan, std::string body) {
   return text;
 }
 
+void HoldDialogue(const SendPlan& plan, Conversation& conversation,
+                  TimeLimit& limit) {
+  limit.Enter("reading the script");
+  const DialogueScript script =
+      ParseDialogue(ReadFile(plan.script), plan.script, plan.FirstLineEnd());
+  conversation.Connect();
+  conversation.Converse(script, plan.script);
+  conversation.Close();
+  conversation.CheckOutcome();
+}
+
 // What is read before there is a connection is found missing before, too.
 void Run(const SendPlan& plan, Conversation& conversation, TimeLimit& limit) {
+  if (!plan.script.empty()) return HoldDialogue(plan, conversation, limit);
   if (plan.body.IsStreamed()) {
     const Input file(plan.body.file);
     conversation.Connect();
@@ -212,26 +246,34 @@ constexpr auto kExamples = std::to_array<Example>({
      "Appends to box.log when it connected, sent, received and closed."},
     {"fairlead send -host localhost -port 7000 -stdin",
      "Sends what is typed and prints the answers, until Ctrl-D."},
+    {"fairlead send -host localhost -port 25 -eol crlf -script mail.txt",
+     "Runs mail.txt, for example 'expect 220', 'send QUIT', 'expect 221'."},
     {"fairlead send -host localhost -port 7000 -none",
      "Tells by its status whether the port is open."},
 });
 
 constexpr auto kStatuses = std::to_array<Status>({
     {kDone,
-     "success: the rules -messages, -bytes, -lines or -until are met, or "
+     "success: the rules -messages, -bytes, -lines, -until or -expect are met, "
+     "or "
      "without any, something was received"},
     {kAnswerIsNo,
-     "the text of -until was not received, or the settings file has no such "
+     "the text of -until or -expect was not received, that of -reject was, "
+     "the script expects another line, or the settings file has no such "
      "section"},
     {kWrongUsage, "wrong usage"},
-    {kMalformedInput, "the settings file or the key file is malformed"},
+    {kMalformedInput,
+     "the settings file, the key file or the script is malformed"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
-    {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
+    {kCutShort,
+     "less was received than -messages, -bytes, -lines or the script asks "
+     "for"},
     {kCannotWrite,
      "standard output, the file of -out, the log or the settings cannot be "
      "written"},
-    {kCannotRead, "the body, the key or the settings cannot be read"},
+    {kCannotRead,
+     "the body, the script, the key or the settings cannot be read"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
     {kSendingFailed, "sending failed, or the server did not read"},
@@ -247,19 +289,30 @@ constinit const Command kSendCommand = {
     .description =
         "Resolves the name, connects to the first of its addresses that "
         "answers, sends the body, prints the reply to standard output, and "
-        "closes. Prints nothing else: -verbose tells the steps. Stops when the "
-        "server closes, when nothing passes for the time of -idle, or when "
-        "-messages, -bytes, -lines or -until is met and all is sent. A "
-        "received "
-        "message is never cut. A file and standard input are sent while they "
-        "are read, and what comes meanwhile is printed. A cipher encrypts "
-        "everything sent, including -sum, -eol and -pascal, and decrypts what "
-        "is received before it is counted and printed. AES pads the last block "
-        "sent with zero bytes; padding in replies is not removed, and a reply "
-        "that ends within a block is status 56. RC4 uses the same key stream "
-        "in "
-        "both directions, so it hides nothing from someone who reads both. No "
-        "cipher detects a wrong key or modified data.",
+        "closes. Prints nothing else: -verbose tells the steps. Stops when "
+        "the server closes, when nothing passes for the time of -idle, or "
+        "when -messages, -bytes, -lines, -until or -expect is met and all "
+        "is sent. A received message is never cut. A file and standard "
+        "input are sent while they are read, and what comes meanwhile is "
+        "printed. A cipher encrypts everything sent, including -sum, -eol "
+        "and -pascal, and decrypts what is received before it is counted "
+        "and printed. AES pads the last block sent with zero bytes; "
+        "padding in replies is not removed, and a reply that ends within a "
+        "block is status 56. RC4 uses the same key stream in both "
+        "directions, so it hides nothing from someone who reads both. No "
+        "cipher detects a wrong key or modified data. A script is a "
+        "dialogue with one statement in each line; empty lines and those "
+        "that begin with '#' are skipped. 'send TEXT' sends TEXT, with the "
+        "escapes of -text, and the line end. 'sendhex DIGITS' sends bytes "
+        "without a line end. 'eol none|lf|crlf' sets the line end; at "
+        "first it is that of -eol, or lf. 'expect PREFIX' takes the next "
+        "line, which must begin with PREFIX. A PREFIX of three digits "
+        "takes a whole reply of SMTP or FTP: after '250-', every line up "
+        "to one that begins with '250' without a '-'. 'until TEXT' skips "
+        "up to the end of TEXT, with the same escapes. 'wait TIME' pauses. "
+        "Each statement takes up what the one before has left, even within "
+        "a line, and everything received is printed. AES pads each 'send'. "
+        "After the last statement the connection is closed.",
     .action = ActionOf<kUses, Send>(),
     .examples = kExamples,
     .statuses = kStatuses,
