@@ -51,17 +51,18 @@ ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments) {
           .limits = LimitsOf(arguments),
           .quiet = arguments.Has(kQuiet),
           .verbose = arguments.Has(kVerbose),
-          .reception = {.stop = StopLimitsOf(arguments),
-                        .view = arguments.Chosen<View>(kView)}};
+          .reception = {.stop = StopLimitsOf(arguments)},
+          .view = arguments.Chosen<View>(kView),
+          .out = OutFileOf(arguments)};
 }
 
 Conversation::Conversation(const ConversationSettings& settings,
-                           TimeLimit& limit, const Output& output,
-                           ExchangeLog* log)
+                           TimeLimit& limit, Display& display, ExchangeLog* log)
     : settings_(settings),
       limit_(limit),
+      display_(display),
       log_(log),
-      reception_(settings.reception, output),
+      reception_(settings.reception, display),
       exchange_({.limits = settings.limits,
                  .half_close = settings.half_close,
                  .on_event = [this](const ExchangeEvent& event) {
@@ -120,6 +121,7 @@ void Conversation::Connect() {
   result_ = exchange_.Connect(settings_.host,
                               static_cast<std::uint16_t>(settings_.port));
   if (!result_) FailToConnect();
+  display_.Connected();
 }
 
 void Conversation::FailToConnect() const {

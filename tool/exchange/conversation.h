@@ -12,11 +12,11 @@
 
 #include "fairlead/net/exchange.h"
 #include "tool/command/arguments.h"
+#include "tool/exchange/display.h"
 #include "tool/exchange/exchange_log.h"
 #include "tool/exchange/parameters.h"
 #include "tool/exchange/reception.h"
 #include "tool/exchange/time_limit.h"
-#include "tool/io/output.h"
 #include "tool/io/progress.h"
 #include "tool/io/read_file.h"
 
@@ -34,6 +34,8 @@ struct ConversationSettings {
   bool quiet = false;
   bool verbose = false;
   ReceptionSettings reception;
+  View view = View::kRaw;
+  OutFile out;
 };
 
 /// Returns the message for a name that was not resolved.
@@ -52,7 +54,7 @@ class Conversation {
  public:
   /// @param log null for none; all four outlive the object
   Conversation(const ConversationSettings& settings, TimeLimit& limit,
-               const Output& output, ExchangeLog* log);
+               Display& display, ExchangeLog* log);
 
   void Connect();
 
@@ -85,6 +87,7 @@ class Conversation {
 
   const ConversationSettings& settings_;
   TimeLimit& limit_;
+  Display& display_;
   ExchangeLog* const log_;
   Reception reception_;
   std::string refused_;               // The addresses that failed, and why.

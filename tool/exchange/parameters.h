@@ -109,6 +109,19 @@ inline constexpr Parameter kView = {
     .help = "print the bytes as received, or one timestamped entry per message",
     .choices = kViews,
     .fallback = "raw"};
+inline constexpr Parameter kOut = {
+    .name = "out",
+    .placeholder = "FILE",
+    .kind = Kind::kFile,
+    .group = Group::kOutput,
+    .help =
+        "print to FILE instead of standard output; it is created, or "
+        "truncated, once the connection is made"};
+inline constexpr Parameter kAppend = {
+    .name = "append",
+    .kind = Kind::kSwitch,
+    .group = Group::kOutput,
+    .help = "keep what is in FILE, and print after it"};
 inline constexpr Parameter kQuiet = {
     .name = "quiet",
     .kind = Kind::kSwitch,
@@ -125,7 +138,8 @@ inline constexpr Parameter kVerbose = {
 inline constexpr auto kExchangeUses =
     Uses(Optional(kTimeout), Optional(kConnecttimeout), Optional(kIdle),
          Optional(kMessages), Optional(kBytes), Optional(kLines),
-         Optional(kUntil), Optional(kView), AtMostOne(kQuiet, kVerbose));
+         Optional(kUntil), Optional(kView), Optional(kOut, Optional(kAppend)),
+         AtMostOne(kQuiet, kVerbose));
 
 }  // namespace fairlead::tool
 

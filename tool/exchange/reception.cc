@@ -1,4 +1,4 @@
-// Decrypts, counts and prints what is received.
+// Decrypts, counts and shows what is received.
 
 #include "tool/exchange/reception.h"
 
@@ -8,12 +8,11 @@
 
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
-#include "tool/exchange/view.h"
 
 namespace fairlead::tool {
 
-Reception::Reception(const ReceptionSettings& settings, const Output& output)
-    : settings_(settings), output_(output), rules_(settings.stop) {
+Reception::Reception(const ReceptionSettings& settings, Display& display)
+    : display_(display), rules_(settings.stop) {
   if (settings.cipher)
     decryption_.emplace(*settings.cipher, Direction::kDecrypt);
 }
@@ -21,18 +20,14 @@ Reception::Reception(const ReceptionSettings& settings, const Output& output)
 bool Reception::Take(std::string_view bytes, const TheTime& time) {
   if (decryption_) bytes = decryption_->Take(bytes);
   if (bytes.empty()) return false;
-  const bool raw = settings_.view == View::kRaw && !output_.screen().terminal;
-  if (raw)
-    output_.Write(bytes);
-  else
-    output_.Write(Rendered(bytes, time, settings_.view, output_.screen()));
+  display_.Received(bytes, time);
   return rules_.Take(bytes);
 }
 
 // The reader of our output sees the end, though there is input left to send. At
 // a terminal nobody would know that there is nobody to type for.
 bool Reception::TakeEnd() {
-  output_.End();
+  display_.PeerEnded();
   return isatty(STDIN_FILENO) == 1;
 }
 

@@ -10,29 +10,27 @@
 #include "fairlead/net/stop_rules.h"
 #include "fairlead/time/the_time.h"
 #include "tool/crypt/cipher.h"
-#include "tool/exchange/parameters.h"
-#include "tool/io/output.h"
+#include "tool/exchange/display.h"
 
 namespace fairlead::tool {
 
-/// How to read and show what is received, and when it is enough.
+/// How to read what is received, and when it is enough.
 struct ReceptionSettings {
   StopLimits stop = {};
-  View view = View::kRaw;
   std::optional<CipherKey> cipher = {};  ///< That decrypts it.
 };
 
-/// Decrypts, counts and prints what is received.
+/// Decrypts, counts and shows what is received.
 class Reception {
  public:
-  /// @param settings outlives the object, as `output` does
-  Reception(const ReceptionSettings& settings, const Output& output);
+  /// @param display outlives the object
+  Reception(const ReceptionSettings& settings, Display& display);
 
-  /// Takes bytes received at that time, as the system cut them: prints and
+  /// Takes bytes received at that time, as the system cut them: shows and
   /// counts them, decrypted as far as there are whole blocks.
   ///
   /// @return whether a stop rule is met
-  /// @throws Failure if they cannot be printed
+  /// @throws Failure if they cannot be shown
   bool Take(std::string_view bytes, const TheTime& time);
 
   /// Takes the end of what the peer sends, where there is input left to send.
@@ -51,8 +49,7 @@ class Reception {
   void Check(bool is_over, std::string_view ending) const;
 
  private:
-  const ReceptionSettings& settings_;
-  const Output& output_;
+  Display& display_;
   StopRules rules_;
   std::optional<CipherStream> decryption_;
 };

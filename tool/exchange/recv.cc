@@ -17,17 +17,19 @@ ExitStatus Recv(const Arguments<kUses>& arguments, const Output& output) {
   settings.host = arguments.Has(kDemo) ? "127.0.0.1" : arguments.Text(kHost);
   settings.port = arguments.Number(kPort);
   SetQuiet(settings.quiet);
+  Display display(output, settings.view, settings.out);
   TimeLimit limit(settings.command, settings.timeout);
 
   std::optional<DemoServer> demo;
   if (arguments.Has(kDemo))
     settings.port = demo.emplace("fairlead at your service\r\n", 0).port();
 
-  Conversation conversation(settings, limit, output, nullptr);
+  Conversation conversation(settings, limit, display, nullptr);
   conversation.Connect();
   conversation.Converse("");
   conversation.Close();
   conversation.CheckOutcome();
+  display.Close();
   return kDone;
 }
 
@@ -46,7 +48,7 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
     {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
-    {kCannotWrite, "standard output cannot be written"},
+    {kCannotWrite, "standard output or the file of -out cannot be written"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
     {kReceivingFailed, "the server reset the connection, or receiving failed"},
@@ -60,7 +62,8 @@ constinit const Command kRecvCommand = {
     .summary = "connect and print what the server sends",
     .description =
         "Resolves the name, connects to the first of its addresses that "
-        "answers, prints what is received to standard output, and closes. "
+        "answers, prints what is received to standard output or to the file of "
+        "-out, and closes. "
         "Sends "
         "nothing. Prints nothing else: -verbose tells the steps. Stops when "
         "the "

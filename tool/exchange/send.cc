@@ -65,8 +65,10 @@ class SendPlan {
     for (const auto& [parameter, path] :
          {std::pair(&kKeyfile, arguments.Text(kKeyfile)),
           {&kSettings, arguments.Text(kSettings)},
-          {&kFile, arguments.Text(kFile)}})
+          {&kFile, arguments.Text(kFile)}}) {
       CheckDistinct(kLog, log, *parameter, path);
+      CheckDistinct(kOut, settings.out.path, *parameter, path);
+    }
   }
 
   const Profile profile;
@@ -82,7 +84,7 @@ class SendPlan {
   void TakeFromProfile() {
     settings.timeout = profile.Duration(kTimeout);
     settings.limits.idle = profile.Duration(kIdle);
-    settings.reception.view = profile.Chosen<View>(kView);
+    settings.view = profile.Chosen<View>(kView);
     settings.host = demo ? "127.0.0.1" : Needed(kHost);
     settings.port = demo ? 0 : static_cast<int>(NumberIn(Needed(kPort)));
   }
@@ -150,10 +152,12 @@ void Run(const SendPlan& plan, Conversation& conversation, TimeLimit& limit) {
 
 // Runs the conversation. The log, if there is one, gets the reason of a
 // failure.
-void RunLogged(const SendPlan& plan, Conversation& conversation,
-               TimeLimit& limit, ExchangeLog* log) {
+void RunLogged(const SendPlan& plan, Display& display, TimeLimit& limit,
+               ExchangeLog* log) {
   try {
+    Conversation conversation(plan.settings, limit, display, log);
     Run(plan, conversation, limit);
+    display.Close();
   } catch (const Failure& failure) {
     if (log != nullptr) log->Add(Failed(failure.what()));
     throw;
@@ -175,9 +179,11 @@ ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {
   SendPlan plan(arguments);
   SetQuiet(plan.settings.quiet);
   plan.profile.Save();
+  Display display(output, plan.settings.view, plan.settings.out);
   std::unique_ptr<ExchangeLog> log;  // Outlives the clock that writes to it.
   TimeLimit limit(plan.settings.command, plan.settings.timeout);
   log = OpenLog(plan, limit);
+  CheckDistinct(kOut, plan.settings.out.path, kLog, plan.log);
   limit.Enter("reading the key");
   plan.settings.reception.cipher = ReadCipherKey(plan.cipher);
   NoteKeyPadding(plan);
@@ -185,8 +191,7 @@ ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {
   std::optional<DemoServer> demo;
   if (plan.demo)
     plan.settings.port = demo.emplace("", ListenerSettings::kUnlimited).port();
-  Conversation conversation(plan.settings, limit, output, log.get());
-  RunLogged(plan, conversation, limit, log.get());
+  RunLogged(plan, display, limit, log.get());
   return kDone;
 }
 
@@ -224,7 +229,8 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kNotConnected, "no connection could be made"},
     {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
     {kCannotWrite,
-     "standard output, the log or the settings cannot be written"},
+     "standard output, the file of -out, the log or the settings cannot be "
+     "written"},
     {kCannotRead, "the body, the key or the settings cannot be read"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},

@@ -63,6 +63,11 @@ class Output {
 /// Returns whether the descriptor refers to this regular file.
 bool IsOfFile(int descriptor, const struct stat& status);
 
+/// Writes all the bytes to the descriptor, which may be non-blocking.
+///
+/// @return false with `errno` set on failure
+bool WriteAll(int descriptor, std::string_view bytes);
+
 /// Prints a line to standard error: "fairlead send: TEXT". Replaces a progress
 /// bar. On a terminal, begins a new line after data without a final newline.
 ///
