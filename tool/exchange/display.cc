@@ -15,7 +15,26 @@ OutFile OutFileOf(const Arguments<kOutUses>& arguments) {
 Display::Display(const Output& output, View view, OutFile file)
     : view_(view), destination_(output, std::move(file)) {}
 
+void Display::Connected() {
+  destination_.Open();
+  if (changes_) changes_->Begin();
+}
+
 void Display::Received(std::string_view message, const TheTime& time) {
+  if (changes_)
+    changes_->Add(message, time);
+  else
+    Show(message, time);
+}
+
+bool Display::EndAnswer() {
+  return !changes_ ||
+         changes_->End([this](std::string_view message, const TheTime& time) {
+           Show(message, time);
+         });
+}
+
+void Display::Show(std::string_view message, const TheTime& time) {
   const Screen screen = destination_.screen();
   if (view_ == View::kRaw && !screen.terminal)
     destination_.Write(message);

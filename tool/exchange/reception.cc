@@ -12,12 +12,16 @@
 namespace fairlead::tool {
 
 Reception::Reception(const ReceptionSettings& settings, Display& display)
-    : display_(display), rules_(settings.stop) {
-  if (settings.cipher)
-    decryption_.emplace(*settings.cipher, Direction::kDecrypt);
+    : display_(display), key_(settings.cipher), rules_(settings.stop) {
+  Begin();
+}
+
+void Reception::Begin() {
+  if (key_) decryption_.emplace(*key_, Direction::kDecrypt);
 }
 
 bool Reception::Take(std::string_view bytes, const TheTime& time) {
+  has_taken_ = true;
   if (decryption_) bytes = decryption_->Take(bytes);
   if (bytes.empty()) return false;
   display_.Received(bytes, time);

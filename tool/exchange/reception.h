@@ -26,6 +26,10 @@ class Reception {
   /// @param display outlives the object
   Reception(const ReceptionSettings& settings, Display& display);
 
+  /// Begins a connection. What was counted before still counts; what of it is
+  /// not decrypted is dropped.
+  void Begin();
+
   /// Takes bytes received at that time, as the system cut them: shows and
   /// counts them, decrypted as far as there are whole blocks.
   ///
@@ -37,6 +41,9 @@ class Reception {
   ///
   /// @return whether that ends the exchange
   bool TakeEnd();
+
+  /// Returns whether anything was received.
+  bool HasTaken() const { return has_taken_; }
 
   /// Returns how many bytes wait for the rest of their cipher block.
   std::size_t Undecrypted() const;
@@ -50,6 +57,8 @@ class Reception {
 
  private:
   Display& display_;
+  const std::optional<CipherKey> key_;
+  bool has_taken_ = false;
   StopRules rules_;
   std::optional<CipherStream> decryption_;
 };

@@ -1,36 +1,42 @@
 // The command `recv`: what a server sends first.
 
 #include <array>
-#include <optional>
 
 #include "tool/command/command_table.h"
-#include "tool/exchange/conversation.h"
-#include "tool/exchange/demo_server.h"
+#include "tool/exchange/exchange_plan.h"
+#include "tool/exchange/exchange_runner.h"
 
 namespace fairlead::tool {
 namespace {
 
-constexpr auto kUses = Uses(OneOf(All(kHost, kPort), kDemo), kExchangeUses);
+constexpr Parameter kReconnect = {
+    .name = "reconnect",
+    .kind = Kind::kSwitch,
+    .group = Group::kHowLong,
+    .help =
+        "whenever the peer closes or resets the connection, connect again "
+        "after the time of -retrydelay; -timeout is then for all connections "
+        "together, and neither it nor -idle has a default"};
+
+constexpr auto kUses = Uses(
+    kServerUses, kOptionalCipherUses, kExchangeUses, kLogUses, Optional(kRetry),
+    OnlyWith(kRetrydelay, When(kRetry), When(kReconnect)),
+    AtMostOne(kRepeat, kReconnect), OnlyWith(kInterval, When(kRepeat)),
+    OnlyWith(kChanges, When(kRepeat), When(kReconnect)));
 
 ExitStatus Recv(const Arguments<kUses>& arguments, const Output& output) {
-  ConversationSettings settings = ReadSettings(arguments);
-  settings.host = arguments.Has(kDemo) ? "127.0.0.1" : arguments.Text(kHost);
-  settings.port = arguments.Number(kPort);
-  SetQuiet(settings.quiet);
-  Display display(output, settings.view, settings.out);
-  TimeLimit limit(settings.command, settings.timeout);
-
-  std::optional<DemoServer> demo;
-  if (arguments.Has(kDemo))
-    settings.port = demo.emplace("fairlead at your service\r\n", 0).port();
-
-  Conversation conversation(settings, limit, display, nullptr);
-  conversation.Connect();
-  conversation.Converse("");
-  conversation.Close();
-  conversation.CheckOutcome();
-  display.Close();
-  return kDone;
+  ExchangePlan plan(arguments);
+  if (arguments.Has(kReconnect)) plan.Reconnect();
+  return RunExchange(plan, output, {.greeting = "fairlead at your service\r\n"},
+                     [&plan](Conversation& conversation, TimeLimit&) {
+                       conversation.Connect();
+                       conversation.Converse("");
+                       conversation.Close();
+                       if (plan.reconnects && conversation.PeerHasLeft())
+                         return true;
+                       conversation.CheckOutcome();
+                       return false;
+                     });
 }
 
 constexpr auto kExamples = std::to_array<Example>({

@@ -1,0 +1,56 @@
+// Answers that are shown only when they change: -changes.
+
+#ifndef FAIRLEAD_TOOL_EXCHANGE_ANSWER_CHANGES_H_
+#define FAIRLEAD_TOOL_EXCHANGE_ANSWER_CHANGES_H_
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fairlead/time/the_time.h"
+
+namespace fairlead::tool {
+
+/// Keeps an answer until it is whole, and the last one that was shown.
+///
+/// @par Cost
+/// At most two answers of kMaxBytes, and the times of kMaxMessages.
+class AnswerChanges {
+ public:
+  static constexpr std::size_t kMaxBytes = 1U << 20U;
+  static constexpr std::size_t kMaxMessages = 1U << 16U;
+
+  using Show =
+      std::function<void(std::string_view message, const TheTime& received)>;
+
+  /// Begins an answer; one that has not ended is dropped.
+  void Begin();
+
+  /// Adds a message to the answer.
+  ///
+  /// @throws Failure with kReceivingFailed if it becomes too long to keep
+  void Add(std::string_view message, const TheTime& received);
+
+  /// Ends the answer, and shows its messages if its bytes differ from those
+  /// shown last. One without bytes is no answer.
+  ///
+  /// @return whether it was shown
+  bool End(const Show& show);
+
+ private:
+  struct Message {
+    std::size_t size;
+    TheTime received;
+  };
+
+  std::string answer_;
+  std::vector<Message> messages_;  // Of the answer.
+  std::optional<std::string> shown_;
+};
+
+}  // namespace fairlead::tool
+
+#endif  // FAIRLEAD_TOOL_EXCHANGE_ANSWER_CHANGES_H_
