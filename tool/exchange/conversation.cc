@@ -86,6 +86,7 @@ std::string Conversation::Place(std::string_view address) const {
 void Conversation::OnEvent(const ExchangeEvent& event) {
   switch (event.kind) {
     case Step::kResolved:
+      display_.Resolved(settings_.host, event.address);
       return Tell(
           Concat("resolved ", Shown(settings_.host), ": ", event.address));
     case Step::kConnecting:
@@ -112,7 +113,9 @@ void Conversation::OnSent(std::uint64_t sent) {
   else
     limit_.Enter(Concat("waiting for ", source_, " or the peer"));
   if (progress_) progress_->Show(sent);
-  if (sent == total_ && source_.empty()) Log(Concat("sent ", Bytes(sent)));
+  if (sent < total_ || !source_.empty()) return;
+  Log(Concat("sent ", Bytes(sent)));
+  if (sent > 0) display_.Sent(message_);
 }
 
 void Conversation::Connect() {
@@ -121,7 +124,7 @@ void Conversation::Connect() {
   result_ = exchange_.Connect(settings_.host,
                               static_cast<std::uint16_t>(settings_.port));
   if (!result_) FailToConnect();
-  display_.Connected();
+  display_.Connected(Concat(result_.address, ":", settings_.port));
 }
 
 void Conversation::FailToConnect() const {
@@ -141,8 +144,9 @@ void Conversation::Run(const Source& source) {
   progress_.reset();
 }
 
-void Conversation::Converse(std::string_view body) {
+void Conversation::Converse(std::string_view body, std::string_view message) {
   total_ = body.size();
+  message_ = message;
   Run(body);
 }
 
@@ -182,6 +186,7 @@ std::string Conversation::Ending() const {
 
 void Conversation::Close() {
   exchange_.Close();
+  display_.Closed(result_.sent, result_.received, Ending());
   Log(Ending());
   Log(Concat("closed: ", result_.sent, " bytes sent, ", result_.received,
              " received"));

@@ -3,6 +3,7 @@
 #include <array>
 #include <optional>
 
+#include "tool/base/failure.h"
 #include "tool/command/command_table.h"
 #include "tool/exchange/conversation.h"
 #include "tool/exchange/demo_server.h"
@@ -10,12 +11,24 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr auto kUses = Uses(OneOf(All(kHost, kPort), kDemo), kExchangeUses);
+constexpr auto kUses =
+    Uses(OneOf(All(kHost, kPort), kDemo), kPrefixUses, kExchangeUses);
+
+void Run(const ConversationSettings& settings, TimeLimit& limit,
+         Display& display) {
+  Conversation conversation(settings, limit, display, nullptr);
+  conversation.Connect();
+  conversation.Converse("", "");
+  conversation.Close();
+  conversation.CheckOutcome();
+  display.Close();
+}
 
 ExitStatus Recv(const Arguments<kUses>& arguments, const Output& output) {
   ConversationSettings settings = ReadSettings(arguments);
   settings.host = arguments.Has(kDemo) ? "127.0.0.1" : arguments.Text(kHost);
   settings.port = arguments.Number(kPort);
+  settings.reception.prefix = PrefixOf(arguments);
   SetQuiet(settings.quiet);
   Display display(output, settings.view, settings.out);
   TimeLimit limit(settings.command, settings.timeout);
@@ -24,12 +37,15 @@ ExitStatus Recv(const Arguments<kUses>& arguments, const Output& output) {
   if (arguments.Has(kDemo))
     settings.port = demo.emplace("fairlead at your service\r\n", 0).port();
 
-  Conversation conversation(settings, limit, display, nullptr);
-  conversation.Connect();
-  conversation.Converse("");
-  conversation.Close();
-  conversation.CheckOutcome();
-  display.Close();
+  limit.OnTimeout([&display](std::string_view text) {
+    display.FailedAtOnce(kTimeIsOver, text);
+  });
+  try {
+    Run(settings, limit, display);
+  } catch (const Failure& failure) {
+    display.Failed(failure.status(), failure.what());
+    throw;
+  }
   return kDone;
 }
 

@@ -42,7 +42,7 @@ constexpr auto kUses =
     Uses(OneOf(All(Expected(kHost), Expected(kPort)), kDemo),
          Optional(kSettings, kProfile, Optional(kSaveprofile)), kBodyUses,
          Optional(kHalfclose), AtMostOne(kAes, kRc4, kCipherWithKey), kAesBits,
-         kExchangeUses, Optional(kLog, Optional(kLogCrlf)));
+         kExchangeUses, Optional(kLog, Optional(kLogCrlf), Optional(kLogdata)));
 
 // The plan of a send, with every argument checked. Making one reads the
 // profile and changes nothing.
@@ -61,6 +61,7 @@ class SendPlan {
         arguments.Has(kHalfclose)
             ? arguments.Chosen<HalfClose>(kHalfclose) == HalfClose::kOn
             : demo || arguments.Has(kStdin);
+    settings.reception.prefix = body.prefix;
     TakeFromProfile();
     for (const auto& [parameter, path] :
          {std::pair(&kKeyfile, arguments.Text(kKeyfile)),
@@ -105,8 +106,10 @@ void NotePadding(const SendPlan& plan, std::size_t padding) {
 }
 
 void SendStream(const SendPlan& plan, Conversation& conversation,
-                const Input& file) {
-  BodyStream stream(plan.body, plan.settings.reception.cipher);
+                Display& display, const Input& file) {
+  BodyStream stream(
+      plan.body, plan.settings.reception.cipher,
+      [&display](std::string_view message) { display.Sent(message); });
   const ExchangeInput input = {
       .descriptor = file.descriptor(),
       .filter = [&](std::string_view bytes, bool at_end) {
@@ -130,16 +133,18 @@ std::string Encrypted(const SendPlan& plan, std::string body) {
 }
 
 // What is read before there is a connection is found missing before, too.
-void Run(const SendPlan& plan, Conversation& conversation, TimeLimit& limit) {
+void Run(const SendPlan& plan, Conversation& conversation, Display& display,
+         TimeLimit& limit) {
   if (plan.body.IsStreamed()) {
     const Input file(plan.body.file);
     conversation.Connect();
-    return SendStream(plan, conversation, file);
+    return SendStream(plan, conversation, display, file);
   }
   limit.Enter("reading the body");
-  const std::string body = Encrypted(plan, ReadBody(plan.body));
+  const std::string message = ReadBody(plan.body);
+  const std::string body = Encrypted(plan, Prefixed(plan.body, message));
   conversation.Connect();
-  if (!plan.only_connects) conversation.Converse(body);
+  if (!plan.only_connects) conversation.Converse(body, message);
   conversation.Close();
   if (!plan.only_connects) conversation.CheckOutcome();
 }
@@ -150,22 +155,21 @@ void RunLogged(const SendPlan& plan, Display& display, TimeLimit& limit,
                ExchangeLog* log) {
   try {
     Conversation conversation(plan.settings, limit, display, log);
-    Run(plan, conversation, limit);
+    Run(plan, conversation, display, limit);
     display.Close();
   } catch (const Failure& failure) {
     if (log != nullptr) log->Add(Failed(failure.what()));
+    display.Failed(failure.status(), failure.what());
     throw;
   }
   if (log != nullptr) log->Check();
 }
 
-// Opens the log of -log, which then also gets the end by the time limit.
+// Opens the log of -log.
 std::unique_ptr<ExchangeLog> OpenLog(const SendPlan& plan, TimeLimit& limit) {
   if (plan.log.empty()) return nullptr;
   limit.Enter("opening the log");
   auto log = std::make_unique<ExchangeLog>(plan.log, plan.crlf);
-  limit.OnTimeout(
-      [&log = *log](std::string_view text) { log.AddAtOnce(Failed(text)); });
   return log;
 }
 
@@ -177,7 +181,13 @@ ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {
   std::unique_ptr<ExchangeLog> log;  // Outlives the clock that writes to it.
   TimeLimit limit(plan.settings.command, plan.settings.timeout);
   log = OpenLog(plan, limit);
+  limit.OnTimeout([&log, &display](std::string_view text) {
+    if (log) log->AddAtOnce(Failed(text));
+    display.FailedAtOnce(kTimeIsOver, text);
+  });
   CheckDistinct(kOut, plan.settings.out.path, kLog, plan.log);
+  if (arguments.Has(kLogdata))
+    display.LogData(*log, arguments.Chosen<DataForm>(kLogdata));
   limit.Enter("reading the key");
   plan.settings.reception.cipher = ReadCipherKey(plan.cipher);
 

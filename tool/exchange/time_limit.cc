@@ -2,7 +2,6 @@
 
 #include "tool/exchange/time_limit.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <utility>
@@ -13,16 +12,6 @@
 #include "tool/io/output.h"
 
 namespace fairlead::tool {
-namespace {
-
-// Returns whether writing to standard error would not block.
-bool StderrIsWritable() {
-  pollfd wait{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
-  return poll(&wait, 1, 0) == 1;
-}
-
-}  // namespace
-
 TimeLimit::TimeLimit(std::string command,
                      std::optional<std::chrono::milliseconds> limit)
     : command_(std::move(command)) {
@@ -56,7 +45,7 @@ void TimeLimit::Run(std::chrono::milliseconds limit) {
   const std::string message = Concat("timed out after ", DurationText(limit),
                                      " while ", stage_, "; increase -timeout");
   if (on_timeout_) on_timeout_(message);
-  if (StderrIsWritable()) PrintError(command_, message);
+  if (IsWritable(STDERR_FILENO)) PrintError(command_, message);
   _exit(kTimeIsOver);
 }
 
