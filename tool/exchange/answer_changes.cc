@@ -2,6 +2,8 @@
 
 #include "tool/exchange/answer_changes.h"
 
+#include <utility>
+
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
 
@@ -9,29 +11,29 @@ namespace fairlead::tool {
 
 void AnswerChanges::Begin() {
   answer_.clear();
-  messages_.clear();
+  pieces_.clear();
 }
 
-void AnswerChanges::Add(std::string_view message, const TheTime& received) {
-  if (message.size() > kMaxBytes - answer_.size() ||
-      messages_.size() == kMaxMessages)
+void AnswerChanges::Add(const Piece& piece) {
+  if (piece.bytes.size() > kMaxBytes - answer_.size() ||
+      pieces_.size() == kMaxPieces)
     throw Failure(kReceivingFailed,
                   Concat("the answer is too long for -changes, which keeps at "
                          "most ",
-                         kMaxBytes, " bytes in ", kMaxMessages, " messages"));
-  answer_ += message;
-  messages_.push_back({message.size(), received});
+                         kMaxBytes, " bytes in ", kMaxPieces, " messages"));
+  answer_ += piece.bytes;
+  pieces_.push_back({piece.bytes.size(), piece.time, piece.ends_message});
 }
 
 bool AnswerChanges::End(const Show& show) {
   const bool differs = !answer_.empty() && answer_ != shown_;
   if (differs) {
     std::string_view rest = answer_;
-    for (const Message& message : messages_) {
-      show(rest.substr(0, message.size), message.received);
-      rest.remove_prefix(message.size);
+    for (const Kept& kept : pieces_) {
+      show({rest.substr(0, kept.size), kept.time, kept.ends_message});
+      rest.remove_prefix(kept.size);
     }
-    shown_ = answer_;
+    shown_ = std::move(answer_);
   }
   Begin();
   return differs;

@@ -17,37 +17,43 @@ namespace fairlead::tool {
 /// Keeps an answer until it is whole, and the last one that was shown.
 ///
 /// @par Cost
-/// At most two answers of kMaxBytes, and the times of kMaxMessages.
+/// At most two answers of kMaxBytes, and the times of kMaxPieces.
 class AnswerChanges {
  public:
   static constexpr std::size_t kMaxBytes = 1U << 20U;
-  static constexpr std::size_t kMaxMessages = 1U << 16U;
+  static constexpr std::size_t kMaxPieces = 1U << 16U;
 
-  using Show =
-      std::function<void(std::string_view message, const TheTime& received)>;
+  /// A message, or a piece of one.
+  struct Piece {
+    std::string_view bytes;
+    TheTime time;  ///< Of its receipt.
+    bool ends_message = true;
+  };
+  using Show = std::function<void(const Piece& piece)>;
 
   /// Begins an answer; one that has not ended is dropped.
   void Begin();
 
-  /// Adds a message to the answer.
+  /// Adds to the answer.
   ///
   /// @throws Failure with kReceivingFailed if it becomes too long to keep
-  void Add(std::string_view message, const TheTime& received);
+  void Add(const Piece& piece);
 
-  /// Ends the answer, and shows its messages if its bytes differ from those
+  /// Ends the answer, and shows its pieces if its bytes differ from those
   /// shown last. One without bytes is no answer.
   ///
   /// @return whether it was shown
   bool End(const Show& show);
 
  private:
-  struct Message {
+  struct Kept {
     std::size_t size;
-    TheTime received;
+    TheTime time;
+    bool ends_message;
   };
 
   std::string answer_;
-  std::vector<Message> messages_;  // Of the answer.
+  std::vector<Kept> pieces_;  // Of the answer.
   std::optional<std::string> shown_;
 };
 

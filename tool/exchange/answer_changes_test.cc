@@ -17,10 +17,11 @@ namespace {
 std::string Shown(AnswerChanges& changes,
                   const std::vector<std::string>& messages) {
   changes.Begin();
-  for (const std::string& message : messages) changes.Add(message, TheTime());
+  for (const std::string& message : messages)
+    changes.Add({.bytes = message, .time = {}});
   std::string shown;
-  const bool differs = changes.End([&](std::string_view message, auto) {
-    shown.append(message).append("|");
+  const bool differs = changes.End([&](const AnswerChanges::Piece& piece) {
+    shown.append(piece.bytes).append("|");
   });
   EXPECT_EQ(differs, !shown.empty());
   return shown;
@@ -52,34 +53,35 @@ TEST(AnswerChangesTest, WithoutBytesThereIsNoAnswer) {
 TEST(AnswerChangesTest, AnAnswerThatHasNotEndedIsDropped) {
   AnswerChanges changes;
   changes.Begin();
-  changes.Add("half", TheTime());
+  changes.Add({.bytes = "half", .time = {}});
   EXPECT_EQ(Shown(changes, {"a"}), "a|");
 }
 
-TEST(AnswerChangesTest, KeepsTheTimeOfEachMessage) {
+TEST(AnswerChangesTest, KeepsTheTimeAndTheEndOfEachMessage) {
   AnswerChanges changes;
   TheTime time;
   time.ts.tv_sec = 7;
-  changes.Add("a", time);
-  changes.End([](std::string_view /*message*/, const TheTime& received) {
-    EXPECT_EQ(received.ts.tv_sec, 7);
-  });
+  changes.Add({.bytes = "a", .time = time, .ends_message = false});
+  EXPECT_TRUE(changes.End([](const AnswerChanges::Piece& piece) {
+    EXPECT_EQ(piece.time.ts.tv_sec, 7);
+    EXPECT_FALSE(piece.ends_message);
+  }));
 }
 
 TEST(AnswerChangesTest, AnAnswerIsNotTooLong) {
   AnswerChanges changes;
   const std::string longest(AnswerChanges::kMaxBytes, 'x');
   EXPECT_EQ(Shown(changes, {longest}), longest + "|");
-  changes.Add(longest, TheTime());
-  EXPECT_THROW(changes.Add("x", TheTime()), Failure);
+  changes.Add({.bytes = longest, .time = {}});
+  EXPECT_THROW(changes.Add({.bytes = "x", .time = {}}), Failure);
 }
 
 TEST(AnswerChangesTest, AnAnswerHasNotTooManyMessages) {
   AnswerChanges changes;
-  for (std::size_t i = 0; i < AnswerChanges::kMaxMessages; ++i)
-    changes.Add("x", TheTime());
+  for (std::size_t i = 0; i < AnswerChanges::kMaxPieces; ++i)
+    changes.Add({.bytes = "x", .time = {}});
   try {
-    changes.Add("x", TheTime());
+    changes.Add({.bytes = "x", .time = {}});
     FAIL();
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.status(), kReceivingFailed);

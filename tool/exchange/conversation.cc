@@ -85,6 +85,7 @@ std::string Conversation::Place(std::string_view address) const {
 void Conversation::OnEvent(const ExchangeEvent& event) {
   switch (event.kind) {
     case Step::kResolved:
+      display_.Resolved(settings_.host, event.address);
       return Tell(
           Concat("resolved ", Shown(settings_.host), ": ", event.address));
     case Step::kConnecting:
@@ -113,7 +114,9 @@ void Conversation::OnSent(std::uint64_t sent) {
   else
     limit_.Enter(Concat("waiting for ", source_, " or the peer"));
   if (progress_) progress_->Show(sent);
-  if (sent == total_ && source_.empty()) Log(Concat("sent ", Bytes(sent)));
+  if (sent < total_ || !source_.empty()) return;
+  Log(Concat("sent ", Bytes(sent)));
+  if (sent > 0) display_.Sent(message_);
 }
 
 void Conversation::Connect() {
@@ -126,7 +129,7 @@ void Conversation::Connect() {
   });
   if (!result_) FailToConnect();
   reception_.Begin();
-  display_.Connected();
+  display_.Connected(Concat(result_.address, ":", settings_.port));
 }
 
 ExchangeOptions Conversation::Options() {
@@ -184,8 +187,9 @@ void Conversation::Run(const Source& source) {
   progress_.reset();
 }
 
-void Conversation::Converse(std::string_view body) {
+void Conversation::Converse(std::string_view body, std::string_view message) {
   total_ = body.size();
+  message_ = message;
   Run(body);
 }
 
@@ -242,6 +246,7 @@ std::string Conversation::Ending() const {
 void Conversation::Close() {
   exchange_.Close();
   EndAnswer();
+  display_.Closed(result_.sent, result_.received, Ending());
   Log(Ending());
   Log(Concat("closed: ", result_.sent, " bytes sent, ", result_.received,
              " received"));

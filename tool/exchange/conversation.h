@@ -66,8 +66,13 @@ class Conversation {
   /// Sends the body, or what is read from the source, and prints what is
   /// received, until a stop rule is met, the peer closes, or nothing passes for
   /// the idle time.
-  void Converse(std::string_view body);
+  ///
+  /// @param message what the body says, before encryption and without a prefix
+  void Converse(std::string_view body, std::string_view message);
   void Converse(const ExchangeInput& input, const Input& source);
+
+  /// Shows a message of what is sent. Any thread may call it.
+  void ShowSent(std::string_view message) { display_.Sent(message); }
 
   void Close();
 
@@ -116,6 +121,7 @@ class Conversation {
   TimeLimit::Clock::time_point connecting_since_;
   TimeLimit::Clock::duration connect_time_{};
   std::string refused_;               // The addresses that failed, and why.
+  std::string_view message_;          // What they say.
   std::uint64_t total_ = 0;           // Bytes to send; 0 if unknown.
   std::string source_;                // Its name, if they are read meanwhile.
   std::optional<Progress> progress_;  // Of a long body.

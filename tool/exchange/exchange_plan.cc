@@ -34,6 +34,9 @@ ExchangePlan::ExchangePlan(const Arguments<kPlanUses>& arguments)
       demo(arguments.Has(kDemo)),
       log(arguments.Text(kLog)),
       crlf(arguments.Has(kLogCrlf)),
+      log_data(arguments.Has(kLogdata)
+                   ? std::optional(arguments.Chosen<DataForm>(kLogdata))
+                   : std::nullopt),
       retries(arguments.Number(kRetry)),
       retry_delay(*arguments.Duration(kRetrydelay)),
       repeats(arguments.Has(kRepeat)),

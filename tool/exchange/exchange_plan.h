@@ -11,6 +11,7 @@
 #include "tool/command/arguments.h"
 #include "tool/crypt/cipher.h"
 #include "tool/exchange/conversation.h"
+#include "tool/exchange/data_log.h"
 #include "tool/exchange/exchange_log.h"
 #include "tool/exchange/parameters.h"
 #include "tool/exchange/send_profile.h"
@@ -21,7 +22,8 @@ namespace fairlead::tool {
 inline constexpr auto kServerUses =
     Uses(OneOf(All(Expected(kHost), Expected(kPort)), kDemo),
          Optional(kSettings, kProfile, Optional(kSaveprofile)));
-inline constexpr auto kLogUses = Uses(Optional(kLog, Optional(kLogCrlf)));
+inline constexpr auto kLogUses =
+    Uses(Optional(kLog, Optional(kLogCrlf), Optional(kLogdata)));
 inline constexpr auto kOptionalCipherUses =
     Uses(AtMostOne(kAes, kRc4, kCipherWithKey), kAesBits);
 
@@ -58,6 +60,7 @@ struct ExchangePlan {
   const bool demo;
   const std::string log;  ///< The file of -log; empty for none.
   const bool crlf;
+  const std::optional<DataForm> log_data;
 
   const int retries;
   const std::chrono::milliseconds retry_delay;

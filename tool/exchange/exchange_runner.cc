@@ -49,6 +49,7 @@ class ExchangeRunner {
 
  private:
   void OpenLog();
+  void ReportTimeoutTo(ExchangeLog* log);
   void ReadKey();
   void StartDemo(const DemoService& service);
   ExitStatus RunRepeatedly();
@@ -83,14 +84,22 @@ ExchangeRunner::ExchangeRunner(ExchangePlan& plan, const Output& output,
   StartDemo(service);
 }
 
-// The log also gets the end by the time limit.
 void ExchangeRunner::OpenLog() {
+  ReportTimeoutTo(nullptr);
   if (plan_.log.empty()) return;
   limit_.Enter("opening the log");
   log_ = std::make_unique<ExchangeLog>(plan_.log, plan_.crlf);
-  limit_.OnTimeout(
-      [&log = *log_](std::string_view text) { log.AddAtOnce(Failed(text)); });
+  ReportTimeoutTo(log_.get());
+  if (plan_.log_data) display_.LogData(*log_, *plan_.log_data);
   CheckDistinct(kOut, plan_.settings.out.path, kLog, plan_.log);
+}
+
+// The timer thread must not read a pointer that is being set.
+void ExchangeRunner::ReportTimeoutTo(ExchangeLog* log) {
+  limit_.OnTimeout([this, log](std::string_view text) {
+    if (log != nullptr) log->AddAtOnce(Failed(text));
+    display_.FailedAtOnce(kTimeIsOver, text);
+  });
 }
 
 void ExchangeRunner::ReadKey() {
@@ -148,6 +157,7 @@ void ExchangeRunner::RunLogged() {
     RunOnce();
   } catch (const Failure& failure) {
     if (log_) log_->Add(Failed(failure.what()));
+    display_.Failed(failure.status(), failure.what());
     throw;
   }
   if (log_) log_->Check();

@@ -189,7 +189,9 @@ class Report : public ListenerEvents {
 
   void Received(const PeerAccount& peer, std::string_view bytes) override {
     watch_.Log(Concat("received ", bytes.size(), " bytes from ", peer.name));
-    output_.Write(Rendered(bytes, TheTime(), view_, output_.screen()));
+    output_.Write(
+        Rendered({.bytes = bytes, .time = TheTime(), .peer = peer.name}, view_,
+                 output_.screen()));
   }
 
   void Ended(const PeerAccount& peer, int error) override {

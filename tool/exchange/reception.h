@@ -5,12 +5,14 @@
 
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "fairlead/net/stop_rules.h"
 #include "fairlead/time/the_time.h"
 #include "tool/crypt/cipher.h"
 #include "tool/exchange/display.h"
+#include "tool/exchange/frames.h"
 
 namespace fairlead::tool {
 
@@ -18,23 +20,31 @@ namespace fairlead::tool {
 struct ReceptionSettings {
   StopLimits stop = {};
   std::optional<CipherKey> cipher = {};  ///< That decrypts it.
+  std::optional<FramePrefix> prefix =
+      {};  ///< Of every message, if frames come.
 };
 
 /// Decrypts, counts and shows what is received.
+///
+/// Without frames, a message is what the system received at once. With frames,
+/// the raw view shows a message as it comes, whatever its length; the others
+/// keep it until it is whole, up to 1 MiB.
 class Reception {
  public:
-  /// @param display outlives the object
+  /// @param settings outlives the object, as `display` does
   Reception(const ReceptionSettings& settings, Display& display);
 
   /// Begins a connection. What was counted before still counts; what of it is
-  /// not decrypted is dropped.
+  /// incomplete is dropped.
   void Begin();
 
-  /// Takes bytes received at that time, as the system cut them: shows and
-  /// counts them, decrypted as far as there are whole blocks.
+  /// Takes bytes received at that time: shows and counts their messages,
+  /// decrypted as far as there are whole blocks. Frames after the one that
+  /// meets a rule wait for the next call.
   ///
   /// @return whether a stop rule is met
-  /// @throws Failure if they cannot be shown
+  /// @throws Failure if they cannot be shown; with kReceivingFailed for a frame
+  ///     that is malformed, or too long for the view
   bool Take(std::string_view bytes, const TheTime& time);
 
   /// Takes the end of what the peer sends, where there is input left to send.
@@ -56,11 +66,19 @@ class Reception {
   void Check(bool is_over, std::string_view ending) const;
 
  private:
+  bool TakeMessage(std::string_view message, const TheTime& time);
+  bool TakeFrames(std::string_view bytes, const TheTime& time);
+  bool TakePiece(const FrameReader::Piece& piece, const TheTime& time);
+  void CheckFrame() const;
+
   Display& display_;
-  const std::optional<CipherKey> key_;
+  const ReceptionSettings& settings_;
   bool has_taken_ = false;
   StopRules rules_;
   std::optional<CipherStream> decryption_;
+  std::optional<FrameReader> frames_;
+  std::string frame_;    // Begun, for a view that shows whole ones.
+  std::string waiting_;  // Bytes after the frame that met a rule.
 };
 
 }  // namespace fairlead::tool

@@ -19,18 +19,19 @@ constexpr Parameter kReconnect = {
         "together, and neither it nor -idle has a default"};
 
 constexpr auto kUses = Uses(
-    kServerUses, kOptionalCipherUses, kExchangeUses, kLogUses, Optional(kRetry),
-    OnlyWith(kRetrydelay, When(kRetry), When(kReconnect)),
+    kServerUses, kOptionalCipherUses, kPrefixUses, kExchangeUses, kLogUses,
+    Optional(kRetry), OnlyWith(kRetrydelay, When(kRetry), When(kReconnect)),
     AtMostOne(kRepeat, kReconnect), OnlyWith(kInterval, When(kRepeat)),
     OnlyWith(kChanges, When(kRepeat), When(kReconnect)));
 
 ExitStatus Recv(const Arguments<kUses>& arguments, const Output& output) {
   ExchangePlan plan(arguments);
+  plan.settings.reception.prefix = PrefixOf(arguments);
   if (arguments.Has(kReconnect)) plan.Reconnect();
   return RunExchange(plan, output, {.greeting = "fairlead at your service\r\n"},
                      [&plan](Conversation& conversation, TimeLimit&) {
                        conversation.Connect();
-                       conversation.Converse("");
+                       conversation.Converse("", "");
                        conversation.Close();
                        if (plan.reconnects && conversation.PeerHasLeft())
                          return true;

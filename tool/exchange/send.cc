@@ -55,6 +55,7 @@ class SendPlan {
       throw Failure(kWrongUsage,
                     "-repeat cannot be combined with -stdin, which can be read "
                     "only once; use -file");
+    exchange.settings.reception.prefix = body.prefix;
     exchange.settings.input_is_unique = from_stdin && body.IsStreamed();
     exchange.settings.half_close =
         arguments.Has(kHalfclose)
@@ -77,7 +78,10 @@ void NotePadding(const SendPlan& plan, std::size_t padding) {
 
 void SendStream(const SendPlan& plan, Conversation& conversation,
                 const Input& file) {
-  BodyStream stream(plan.body, plan.settings().reception.cipher);
+  BodyStream stream(plan.body, plan.settings().reception.cipher,
+                    [&conversation](std::string_view message) {
+                      conversation.ShowSent(message);
+                    });
   const ExchangeInput input = {
       .descriptor = file.descriptor(),
       .filter = [&](std::string_view bytes, bool at_end) {
@@ -123,18 +127,20 @@ class Sender {
  private:
   // Standard input can be read only once.
   void ReadWhole() {
-    if (!body_ || !plan_.from_stdin)
-      body_ = Encrypted(plan_, ReadBody(plan_.body));
+    if (!message_.empty() && plan_.from_stdin) return;
+    message_ = ReadBody(plan_.body);
+    body_ = Encrypted(plan_, Prefixed(plan_.body, message_));
   }
 
   void SendWhole(Conversation& conversation) {
-    conversation.Converse(*body_);
+    conversation.Converse(body_, message_);
     conversation.Close();
     conversation.CheckOutcome();
   }
 
   const SendPlan& plan_;
-  std::optional<std::string> body_;  // Of the last attempt.
+  std::string message_;  // Of the last attempt.
+  std::string body_;     // It, as it is sent.
 };
 
 ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {

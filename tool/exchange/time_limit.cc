@@ -2,7 +2,6 @@
 
 #include "tool/exchange/time_limit.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,12 +20,6 @@ using std::chrono::milliseconds;
 // How late something else that watches the limit may be: its thread may have to
 // wait for a processor.
 constexpr std::chrono::seconds kGrace{2};
-
-// Returns whether writing to standard error would not block.
-bool StderrIsWritable() {
-  pollfd wait{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
-  return poll(&wait, 1, 0) == 1;
-}
 
 }  // namespace
 
@@ -116,7 +109,7 @@ void TimeLimit::Run() {
 void TimeLimit::EndProcess() const {
   const std::string message = MessageOf(stage_);
   if (on_timeout_) on_timeout_(message);
-  if (StderrIsWritable()) PrintError(command_, message);
+  if (IsWritable(STDERR_FILENO)) PrintError(command_, message);
   _exit(kTimeIsOver);
 }
 
