@@ -32,7 +32,7 @@ void Display::Resolved(std::string_view host, std::string_view address) {
 }
 
 void Display::Connected(const std::string& peer) {
-  peer_ = peer;
+  SetPeer(peer);
   destination_.Open();
   if (changes_) changes_->Begin();
   if (HasEvents()) Write(event::Connected(TheTime(), peer));

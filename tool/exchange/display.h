@@ -1,4 +1,4 @@
-// What `send` and `recv` show of an exchange.
+// What `send`, `recv` and `listen` show of an exchange.
 
 #ifndef FAIRLEAD_TOOL_EXCHANGE_DISPLAY_H_
 #define FAIRLEAD_TOOL_EXCHANGE_DISPLAY_H_
@@ -52,11 +52,14 @@ class Display {
 
   void Resolved(std::string_view host, std::string_view address);
 
-  /// Begins an answer. Opens the file, if it is not open.
+  /// Begins an answer. Opens the file, if it is not open, and sets the peer.
   ///
-  /// @param peer as "127.0.0.1:7000"
   /// @throws Failure with kCannotWrite if the file cannot be opened
   void Connected(const std::string& peer);
+
+  /// Sets the peer that later events name: "127.0.0.1:7000". Not while another
+  /// thread sends.
+  void SetPeer(const std::string& peer) { peer_ = peer; }
 
   /// Shows a message that is handed to the system.
   ///

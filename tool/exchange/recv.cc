@@ -44,18 +44,26 @@ constexpr auto kExamples = std::to_array<Example>({
     {"fairlead recv -demo", "Prints the greeting of the built-in server."},
     {"fairlead recv -host localhost -port 22 -lines 1",
      "Prints the version that an SSH server announces."},
+    {"fairlead recv -host localhost -port 7000 -reconnect -out box.txt -append",
+     "Collects what a device sends, also after it was switched off."},
 });
 
 constexpr auto kStatuses = std::to_array<Status>({
     {kDone,
      "success: the rules -messages, -bytes, -lines or -until are met, or "
      "without any, something was received"},
-    {kAnswerIsNo, "the text of -until was not received"},
+    {kAnswerIsNo,
+     "the text of -until was not received, or the settings file has no such "
+     "section"},
     {kWrongUsage, "wrong usage"},
+    {kMalformedInput, "the settings file or the key file is malformed"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
     {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
-    {kCannotWrite, "standard output or the file of -out cannot be written"},
+    {kCannotWrite,
+     "standard output, the file of -out, the log or the settings cannot be "
+     "written"},
+    {kCannotRead, "the key or the settings cannot be read"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
     {kReceivingFailed, "the server reset the connection, or receiving failed"},
@@ -70,15 +78,15 @@ constinit const Command kRecvCommand = {
     .description =
         "Resolves the name, connects to the first of its addresses that "
         "answers, prints what is received to standard output or to the file of "
-        "-out, and closes. "
-        "Sends "
-        "nothing. Prints nothing else: -verbose tells the steps. Stops when "
-        "the "
-        "server closes, when it has sent nothing for the time of -idle, or "
-        "when "
-        "-messages, -bytes, -lines or -until is met. A received message is "
-        "never "
-        "cut.",
+        "-out, and closes. Sends nothing. Prints nothing else: -verbose tells "
+        "the steps. Stops when the server closes, when it has sent nothing for "
+        "the time of -idle, or when -messages, -bytes, -lines or -until is "
+        "met. A received message is never cut. Each attempt of -retry and each "
+        "run of -repeat looks the name up and connects anew; -retry does not "
+        "go on after status 28 once something was received. With -reconnect, "
+        "the rules count what all connections receive, and a cipher begins "
+        "anew on each; only the first connection must be made, and 'recv' ends "
+        "when a rule is met, at the time of -timeout or -idle, or by a signal.",
     .action = ActionOf<kUses, Recv>(),
     .examples = kExamples,
     .statuses = kStatuses,

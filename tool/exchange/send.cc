@@ -173,6 +173,8 @@ constexpr auto kExamples = std::to_array<Example>({
      "Sends what is typed and prints the answers, until Ctrl-D."},
     {"fairlead send -host localhost -port 7000 -none",
      "Prints how long connecting took; the status says if the port is open."},
+    {"fairlead send -host localhost -port 7000 -none -retry 30",
+     "Waits half a minute for a server to start."},
     {"fairlead send -host localhost -port 7000 -text state -repeat forever "
      "-changes",
      "Asks every second, and prints the answers that differ from the last."},
@@ -214,7 +216,10 @@ constinit const Command kSendCommand = {
         "-messages, -bytes, -lines or -until is met and all is sent. A "
         "received "
         "message is never cut. A file and standard input are sent while they "
-        "are read, and what comes meanwhile is printed. A cipher encrypts "
+        "are read, and what comes meanwhile is printed. Each attempt of -retry "
+        "and each run of -repeat looks the name up and connects anew. -retry "
+        "repeats nothing that was printed or taken from standard input: status "
+        "28 is then final. A cipher encrypts "
         "everything sent, including -sum, -eol and -pascal, and decrypts what "
         "is received before it is counted and printed. AES pads the last block "
         "sent with zero bytes; padding in replies is not removed, and a reply "

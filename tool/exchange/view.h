@@ -19,7 +19,7 @@ std::string_view BodyOf(const CTCPMessage& message);
 /// Returns the bytes as pairs of hexadecimal digits with spaces between them.
 std::string HexPairs(std::string_view bytes);
 
-/// What was received, when, and from whom: "127.0.0.1:7000".
+/// What was received, when, and the sender's address: "127.0.0.1:7000".
 struct ReceivedMessage {
   std::string_view bytes;
   TheTime time;
