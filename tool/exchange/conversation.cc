@@ -204,24 +204,21 @@ void Conversation::Converse(const ExchangeInput& input, const Input& source) {
 bool Conversation::Take(std::string_view bytes, const TheTime& time) {
   if (bytes.empty()) return reception_.TakeEnd();
   progress_.reset();
-  LogReceived(Concat("received ", Bytes(bytes.size())));
+  LogReceived(bytes.size());
   return reception_.Take(bytes, time);
 }
 
 // What may not be shown is not logged yet either.
-void Conversation::LogReceived(std::string event) {
-  if (log_ == nullptr) return;
+void Conversation::LogReceived(std::size_t count) {
   if (display_.KeepsAnswers())
-    received_.push_back(std::move(event));
+    kept_ += count;
   else
-    Log(event);
+    Log(Concat("received ", Bytes(count)));
 }
 
 void Conversation::EndAnswer() {
-  const bool is_shown = display_.EndAnswer();
-  for (const std::string& event : received_)
-    if (is_shown) Log(event);
-  received_.clear();
+  if (display_.EndAnswer() && kept_ > 0) Log(Concat("received ", Bytes(kept_)));
+  kept_ = 0;
 }
 
 std::string Conversation::HowMuch() const {

@@ -5,11 +5,11 @@
 #define FAIRLEAD_TOOL_EXCHANGE_CONVERSATION_H_
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "fairlead/net/exchange.h"
 #include "tool/base/exit_status.h"
@@ -108,7 +108,7 @@ class Conversation {
   void CheckReceived() const;
   void TellSuccess() const;
   void Log(std::string_view event);
-  void LogReceived(std::string event);
+  void LogReceived(std::size_t count);
   void EndAnswer();
   void CheckTime() const;
 
@@ -117,7 +117,7 @@ class Conversation {
   Display& display_;
   ExchangeLog* const log_;
   Reception& reception_;
-  std::vector<std::string> received_;  // Log lines that wait for EndAnswer().
+  std::uint64_t kept_ = 0;  // Bytes that wait for EndAnswer().
   TimeLimit::Clock::time_point connecting_since_;
   TimeLimit::Clock::duration connect_time_{};
   std::string refused_;               // The addresses that failed, and why.

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <fstream>
 #include <iterator>
@@ -169,6 +170,44 @@ TEST(SendRepeatTest, ChangesLogsAnAnswerOnlyIfItDiffers) {
   EXPECT_EQ(received, 2U) << events;
   EXPECT_THAT(events, HasSubstr("] received 3 bytes\n"));
   EXPECT_THAT(events, HasSubstr("] received 1 byte\n"));
+}
+
+TEST(SendRepeatTest, ChangesHoldsOfEveryViewAndOfTheLoggedData) {
+  const TempFolder folder;
+  const std::string log = folder.File("log", "");
+  const Outcome outcome =
+      Repeated({"abc", "abc"},
+               {"-changes", "-view", "json", "-log", log, "-logdata", "text"});
+  const auto count = [](const std::string& text, const std::string& part) {
+    std::size_t found = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos;
+         ++at)
+      ++found;
+    return found;
+  };
+  EXPECT_EQ(count(outcome.output, "\"event\":\"connected\""), 2U);
+  EXPECT_EQ(count(outcome.output, "\"event\":\"received\""), 1U)
+      << outcome.output;
+  std::ifstream file(log);
+  const std::string events{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_EQ(count(events, "abc"), 1U) << events;
+}
+
+// The peer closes while there is still more of the file to send.
+TEST(SendRepeatTest, APeerThatClosesFirstDoesNotEndTheOutput) {
+  const TempFolder folder;
+  const std::string body(5'000'000, 'x');
+  SerialServer server([&](int connection, int number) {
+    SendAll(connection, std::to_string(number));
+    shutdown(connection, SHUT_WR);
+    Receive(connection, body.size());
+  });
+  const Outcome outcome = Fairlead(server.Arguments("send") +
+                                   Words{"-file", folder.File("body", body),
+                                         "-repeat", "3", "-interval", "0"} +
+                                   kForever);
+  EXPECT_EQ(outcome.output, "123");
+  EXPECT_EQ(outcome.status, 0) << outcome.error;
 }
 
 TEST(SendRepeatTest, AnAnswerThatIsTooLongForChangesFailsItsRun) {
