@@ -26,9 +26,13 @@ StopRules::StopRules(StopLimits limits) : limits_(std::move(limits)) {}
 
 bool StopRules::Take(std::string_view piece) {
   ++messages_;
-  bytes_ += static_cast<std::int64_t>(piece.size());
-  lines_ += std::ranges::count(piece, '\n');
-  seen_ = seen_ || Completes(piece);
+  return TakePart(piece);
+}
+
+bool StopRules::TakePart(std::string_view part) {
+  bytes_ += static_cast<std::int64_t>(part.size());
+  lines_ += std::ranges::count(part, '\n');
+  seen_ = seen_ || Completes(part);
   return IsMet();
 }
 

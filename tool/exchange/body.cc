@@ -76,6 +76,10 @@ std::string Completed(const BodyPlan& plan, std::string message) {
   return plan.pascal ? AsPascalString(message) : message;
 }
 
+std::string Prefixed(const BodyPlan& plan, std::string message) {
+  return plan.prefix ? Framed(*plan.prefix, message) : message;
+}
+
 BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol) {
   BodyPlan plan;
   if (arguments.Has(kText))
@@ -88,6 +92,7 @@ BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol) {
   if (arguments.Has(kSum)) plan.rotation = arguments.Number(kSum);
   plan.line_end = BytesOf(eol);
   plan.pascal = arguments.Has(kPascal);
+  plan.prefix = PrefixOf(arguments);
   plan.per_line = arguments.Has(kPerline);
   return plan;
 }

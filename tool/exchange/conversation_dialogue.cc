@@ -72,6 +72,7 @@ class Conversation::Server final : public DialoguePeer {
   }
 
   void Send(std::string_view bytes) override {
+    message_ += bytes;
     if (!encryption_) {
       unsent_ += bytes;
       return;
@@ -82,11 +83,13 @@ class Conversation::Server final : public DialoguePeer {
 
   void Receive(const Statement& statement, const Take& take) override {
     Begin(statement);
-    conversation_.result_ = conversation_.exchange_.Converse(
-        unsent_, [&](std::string_view bytes, const TheTime& time) {
+    const Exchange::Sink sink = conversation_.WatchedSink(
+        [&](std::string_view bytes, const TheTime& time) {
           return !bytes.empty() && Show(bytes, time, take);
         });
-    unsent_.clear();
+    conversation_.result_ = conversation_.InExchange(
+        [&] { return conversation_.exchange_.Converse(unsent_, sink); });
+    End();
   }
 
   // The timer is an input: first it lets go what is to be sent, and then it
@@ -103,12 +106,14 @@ class Conversation::Server final : public DialoguePeer {
           if (std::exchange(sent, true)) return std::nullopt;
           return unsent_;
         }};
-    ExchangeResult& result = conversation_.result_;
-    result = conversation_.exchange_.Converse(
-        input, [&](std::string_view bytes, const TheTime& received) {
+    const Exchange::Sink sink = conversation_.WatchedSink(
+        [&](std::string_view bytes, const TheTime& received) {
           return bytes.empty() || Show(bytes, received, take);
         });
-    unsent_.clear();
+    ExchangeResult& result = conversation_.result_;
+    result = conversation_.InExchange(
+        [&] { return conversation_.exchange_.Converse(input, sink); });
+    End();
     if (result.end == ExchangeEnd::kPeerClosed) timer.Await();
     if (result.error == ECANCELED) {
       result.end = ExchangeEnd::kDone;
@@ -123,6 +128,7 @@ class Conversation::Server final : public DialoguePeer {
         Concat(" at ", PlaceOf(conversation_.script_, statement));
     const std::uint64_t sent = conversation_.result_.sent;
     conversation_.total_ = sent + unsent_.size();
+    conversation_.message_ = message_;
     if (unsent_.empty())
       conversation_.limit_.Enter(
           Concat("waiting for the peer", conversation_.place_));
@@ -130,15 +136,20 @@ class Conversation::Server final : public DialoguePeer {
       conversation_.OnSent(sent);
   }
 
+  void End() {
+    unsent_.clear();
+    message_.clear();
+  }
+
   bool Show(std::string_view bytes, const TheTime& time, const Take& take) {
-    conversation_.Log(Concat("received ", bytes.size(),
-                             bytes.size() == 1 ? " byte" : " bytes"));
+    conversation_.LogReceived(bytes.size());
     return take(conversation_.reception_.Show(bytes, time));
   }
 
   Conversation& conversation_;
   std::optional<CipherStream> encryption_;
-  std::string unsent_;  // Encrypted.
+  std::string message_;  // Is to be sent.
+  std::string unsent_;   // It, encrypted.
 };
 
 // How the connection ends is of no interest once the script is done.

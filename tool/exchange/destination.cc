@@ -56,6 +56,11 @@ void Destination::Write(std::string_view bytes) {
   }
 }
 
+bool Destination::IsReady() const {
+  return IsFile() ? descriptor_ == -1 || IsWritable(descriptor_)
+                  : output_.IsReady();
+}
+
 void Destination::End() const {
   if (!IsFile()) output_.End();
 }

@@ -42,6 +42,9 @@ class Destination {
   /// @throws Failure with kCannotWrite, or with kReaderGone for standard output
   void Write(std::string_view bytes);
 
+  /// Returns whether a short text could be written without blocking.
+  bool IsReady() const;
+
   /// Closes standard output, so that its reader sees the end. Does nothing for
   /// a file.
   void End() const;

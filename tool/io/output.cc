@@ -132,6 +132,8 @@ bool Output::AwaitWritable(int stop) const {
   return waits[0].revents != 0;
 }
 
+bool Output::IsReady() const { return IsWritable(descriptor_); }
+
 bool Output::IsFile(const struct stat& status) const {
   return IsOfFile(descriptor_, status);
 }
@@ -151,6 +153,11 @@ bool WriteAll(int descriptor, std::string_view bytes) {
       return false;
   }
   return true;
+}
+
+bool IsWritable(int descriptor) {
+  pollfd wait{.fd = descriptor, .events = POLLOUT, .revents = 0};
+  return poll(&wait, 1, 0) == 1;
 }
 
 // Writes each line with one call, so that lines of several threads do not mix.
