@@ -53,6 +53,8 @@ constexpr auto kExamples = std::to_array<Example>({
     {"fairlead recv -demo", "Prints the greeting of the built-in server."},
     {"fairlead recv -host localhost -port 22 -lines 1",
      "Prints the version that an SSH server announces."},
+    {"fairlead recv -host box -port 7000 -prefix u8 -view hex -out box.txt",
+     "Writes each message, which its length precedes, to box.txt in hex."},
 });
 
 constexpr auto kStatuses = std::to_array<Status>({
@@ -63,11 +65,15 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kWrongUsage, "wrong usage"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
-    {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
+    {kCutShort,
+     "less was received than -messages, -bytes or -lines asks for, or a frame "
+     "was cut"},
     {kCannotWrite, "standard output or the file of -out cannot be written"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
-    {kReceivingFailed, "the server reset the connection, or receiving failed"},
+    {kReceivingFailed,
+     "the server reset the connection, receiving failed, or a frame was "
+     "malformed"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
 });
 

@@ -211,6 +211,10 @@ constexpr auto kExamples = std::to_array<Example>({
      "Prints hello, which was encrypted on the way there and back."},
     {"fairlead send -demo -text hello -sum 5 -view hex",
      "Prints the bytes of hello, and after them the 8 of its checksum."},
+    {"fairlead send -demo -text hello -prefix u16be -messages 1",
+     "Sends hello after its length in two bytes, and prints it without them."},
+    {"fairlead send -demo -text hello -view json",
+     "Prints each step, and the bytes sent and received, as JSON."},
     {"fairlead send -host localhost -port 7000 -text hello -log box.log",
      "Appends to box.log when it connected, sent, received and closed."},
     {"fairlead send -host localhost -port 7000 -stdin",
@@ -230,7 +234,9 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kMalformedInput, "the settings file or the key file is malformed"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
-    {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
+    {kCutShort,
+     "less was received than -messages, -bytes or -lines asks for, or a frame "
+     "was cut"},
     {kCannotWrite,
      "standard output, the file of -out, the log or the settings cannot be "
      "written"},
@@ -238,7 +244,9 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
     {kSendingFailed, "sending failed, or the server did not read"},
-    {kReceivingFailed, "the server reset the connection, or receiving failed"},
+    {kReceivingFailed,
+     "the server reset the connection, receiving failed, or a frame was "
+     "malformed"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
 });
 
@@ -256,9 +264,11 @@ constinit const Command kSendCommand = {
         "received "
         "message is never cut. A file and standard input are sent while they "
         "are read, and what comes meanwhile is printed. A cipher encrypts "
-        "everything sent, including -sum, -eol and -pascal, and decrypts what "
+        "everything sent, including -sum, -eol, -pascal and -prefix, and "
+        "decrypts what "
         "is received before it is counted and printed. AES pads the last block "
-        "sent with zero bytes; padding in replies is not removed, and a reply "
+        "sent with zero bytes; padding in replies is not removed, except after "
+        "a frame, and a reply "
         "that ends within a block is status 56. RC4 uses the same key stream "
         "in "
         "both directions, so it hides nothing from someone who reads both. No "
