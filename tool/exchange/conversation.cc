@@ -4,7 +4,11 @@
 
 #include <netdb.h>
 
+#include <chrono>
+#include <cstdint>
+#include <ratio>
 #include <string>
+#include <utility>
 
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
@@ -57,23 +61,18 @@ ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments) {
 }
 
 Conversation::Conversation(const ConversationSettings& settings,
-                           TimeLimit& limit, Display& display, ExchangeLog* log)
+                           TimeLimit& limit, Display& display,
+                           Reception& reception, ExchangeLog* log)
     : settings_(settings),
       limit_(limit),
       display_(display),
       log_(log),
-      reception_(settings.reception, display),
-      exchange_({.limits = settings.limits,
-                 .half_close = settings.half_close,
-                 .on_event = [this](const ExchangeEvent& event) {
-                   OnEvent(event);
-                 }}) {}
+      reception_(reception) {}
 
 void Conversation::Log(std::string_view event) {
   if (log_ != nullptr) log_->Add(event);
 }
 
-// Logs a step, and prints it with -verbose.
 void Conversation::Tell(std::string_view event) {
   Log(event);
   if (settings_.verbose) PrintNote(settings_.command, event);
@@ -90,6 +89,7 @@ void Conversation::OnEvent(const ExchangeEvent& event) {
       return Tell(
           Concat("resolved ", Shown(settings_.host), ": ", event.address));
     case Step::kConnecting:
+      connecting_since_ = TimeLimit::Clock::now();
       return limit_.Enter(Concat("connecting to ", Place(event.address)));
     case Step::kNotConnected:
       refused_ += Concat(refused_.empty() ? "" : "; ", Place(event.address),
@@ -97,6 +97,7 @@ void Conversation::OnEvent(const ExchangeEvent& event) {
       return Tell(Concat("no connection to ", Place(event.address), ": ",
                          ErrorText(event.error)));
     case Step::kConnected:
+      connect_time_ = TimeLimit::Clock::now() - connecting_since_;
       return Tell(Concat("connected to ", event.address, ":", settings_.port));
     case Step::kSent:
       return OnSent(event.sent);
@@ -121,26 +122,68 @@ void Conversation::OnSent(std::uint64_t sent) {
 void Conversation::Connect() {
   limit_.Enter(Concat("resolving ", Quoted(settings_.host)));
   Log(Concat("resolving ", Shown(settings_.host)));
-  result_ = exchange_.Connect(settings_.host,
-                              static_cast<std::uint16_t>(settings_.port));
+  exchange_ = Exchange(Options());
+  result_ = InExchange([this] {
+    return exchange_.Connect(settings_.host,
+                             static_cast<std::uint16_t>(settings_.port));
+  });
   if (!result_) FailToConnect();
+  reception_.Begin();
   display_.Connected(Concat(result_.address, ":", settings_.port));
 }
 
+ExchangeOptions Conversation::Options() {
+  ExchangeOptions options = {.limits = settings_.limits,
+                             .half_close = settings_.half_close};
+  options.limits.total = limit_.Remaining();
+  options.on_event = [this](const ExchangeEvent& event) { OnEvent(event); };
+  return options;
+}
+
+// The exchange watches the time limit while it runs. If that is over, what is
+// left to do must not take long either.
+template <typename Step>
+ExchangeResult Conversation::InExchange(const Step& step) {
+  limit_.Delegate(true);
+  ExchangeResult result = step();
+  if (result.end == ExchangeEnd::kTimeOver)
+    timeout_ = limit_.Message();
+  else
+    limit_.Delegate(false);
+  return result;
+}
+
 void Conversation::FailToConnect() const {
+  CheckTime();
   if (result_.phase == ExchangePhase::kResolving)
     throw Failure(kNotResolved, NotResolved(settings_.host, result_.error));
   throw Failure(kNotConnected, Concat("cannot connect to ", refused_));
+}
+
+// "connected in 0.41 ms"
+void Conversation::ShowConnectTime() {
+  if (settings_.quiet) return;
+  const auto hundredths = std::chrono::duration_cast<
+      std::chrono::duration<std::int64_t, std::ratio<1, 100'000>>>(
+      connect_time_);
+  const std::string digits = Concat(100 + hundredths.count() % 100);
+  display_.Result(Concat("connected in ", hundredths.count() / 100, ".",
+                         digits.substr(1), " ms\n"));
 }
 
 template <typename Source>
 void Conversation::Run(const Source& source) {
   if (total_ > kLongBody) progress_.emplace(total_);
   OnSent(0);
-  result_ = exchange_.Converse(
-      source, [this](std::string_view bytes, const TheTime& time) {
-        return Take(bytes, time);
-      });
+  result_ = InExchange([&] {
+    return exchange_.Converse(
+        source, [this](std::string_view bytes, const TheTime& time) {
+          limit_.Delegate(false);
+          const bool enough = Take(bytes, time);
+          limit_.Delegate(true);
+          return enough;
+        });
+  });
   progress_.reset();
 }
 
@@ -161,8 +204,21 @@ void Conversation::Converse(const ExchangeInput& input, const Input& source) {
 bool Conversation::Take(std::string_view bytes, const TheTime& time) {
   if (bytes.empty()) return reception_.TakeEnd();
   progress_.reset();
-  Log(Concat("received ", Bytes(bytes.size())));
+  LogReceived(bytes.size());
   return reception_.Take(bytes, time);
+}
+
+// What may not be shown is not logged yet either.
+void Conversation::LogReceived(std::size_t count) {
+  if (display_.KeepsAnswers())
+    kept_ += count;
+  else
+    Log(Concat("received ", Bytes(count)));
+}
+
+void Conversation::EndAnswer() {
+  if (display_.EndAnswer() && kept_ > 0) Log(Concat("received ", Bytes(kept_)));
+  kept_ = 0;
 }
 
 std::string Conversation::HowMuch() const {
@@ -186,6 +242,7 @@ std::string Conversation::Ending() const {
 
 void Conversation::Close() {
   exchange_.Close();
+  EndAnswer();
   display_.Closed(result_.sent, result_.received, Ending());
   Log(Ending());
   Log(Concat("closed: ", result_.sent, " bytes sent, ", result_.received,
@@ -208,7 +265,26 @@ void Conversation::TellSuccess() const {
                      " trailing bytes of an incomplete cipher block"));
 }
 
+bool Conversation::MayRetry(ExitStatus status) const {
+  if (status == kNotResolved || status == kNotConnected) return true;
+  const bool has_begun = result_.phase != ExchangePhase::kResolving &&
+                         result_.phase != ExchangePhase::kConnecting;
+  return status == kTimeIsOver && !reception_.HasTaken() &&
+         !(has_begun && settings_.input_is_unique);
+}
+
+bool Conversation::PeerHasLeft() const {
+  return result_.end == ExchangeEnd::kPeerClosed ||
+         result_.end == ExchangeEnd::kPeerReset;
+}
+
+void Conversation::CheckTime() const {
+  if (result_.end == ExchangeEnd::kTimeOver)
+    throw Failure(kTimeIsOver, timeout_);
+}
+
 void Conversation::CheckExchange() const {
+  CheckTime();
   const bool sending = result_.phase == ExchangePhase::kSending;
   if (result_.end == ExchangeEnd::kPeerReset)
     throw Failure(kReceivingFailed,
@@ -229,7 +305,7 @@ void Conversation::CheckExchange() const {
 }
 
 void Conversation::CheckReceived() const {
-  if (result_.received == 0)
+  if (!reception_.HasTaken())
     throw Failure(kNothingAnswered, Concat("nothing was answered: ", Ending()));
   reception_.Check(!result_, Ending());
 }

@@ -34,6 +34,7 @@ void Display::Resolved(std::string_view host, std::string_view address) {
 void Display::Connected(const std::string& peer) {
   SetPeer(peer);
   destination_.Open();
+  if (changes_) changes_->Begin();
   if (HasEvents()) Write(event::Connected(TheTime(), peer));
 }
 
@@ -44,6 +45,24 @@ void Display::Sent(std::string_view message) {
 
 void Display::Received(std::string_view bytes, const TheTime& time,
                        bool ends_message) {
+  if (changes_)
+    changes_->Add({.bytes = bytes, .time = time, .ends_message = ends_message});
+  else
+    Show(bytes, time, ends_message);
+}
+
+bool Display::EndAnswer() {
+  return !changes_ || changes_->End([this](const AnswerChanges::Piece& piece) {
+    Show(piece.bytes, piece.time, piece.ends_message);
+  });
+}
+
+void Display::Result(std::string_view line) {
+  if (!HasEvents()) Write(line);
+}
+
+void Display::Show(std::string_view bytes, const TheTime& time,
+                   bool ends_message) {
   if (received_) received_->Add(bytes, ends_message);
   const Screen screen = destination_.screen();
   if (IsRaw() && !screen.terminal)
@@ -54,16 +73,22 @@ void Display::Received(std::string_view bytes, const TheTime& time,
 }
 
 void Display::PeerEnded() const {
-  if (!HasEvents()) destination_.End();
+  if (!HasEvents() && !more_peers_) destination_.End();
 }
 
 void Display::Closed(std::uint64_t sent, std::uint64_t received,
                      std::string_view reason) {
+  FlushData();
   if (HasEvents())
     Write(event::Closed(TheTime(), peer_, sent, received, reason));
 }
 
+void Display::FlushData() {
+  if (received_) received_->Flush();
+}
+
 void Display::Failed(ExitStatus status, std::string_view message) {
+  FlushData();
   if (!HasEvents()) return;
   try {
     Write(event::Error(TheTime(), status, message));

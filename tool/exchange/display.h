@@ -12,6 +12,7 @@
 #include "fairlead/time/the_time.h"
 #include "tool/base/exit_status.h"
 #include "tool/command/arguments.h"
+#include "tool/exchange/answer_changes.h"
 #include "tool/exchange/data_log.h"
 #include "tool/exchange/destination.h"
 #include "tool/exchange/parameters.h"
@@ -34,6 +35,16 @@ class Display {
   /// @param output outlives the object
   Display(const Output& output, View view, OutFile file);
 
+  /// From now on, keeps what is received until EndAnswer(), and shows it only
+  /// if it has changed.
+  void ShowOnlyChanges() { changes_.emplace(); }
+
+  bool KeepsAnswers() const { return changes_.has_value(); }
+
+  /// From now on, leaves standard output open when the peer sends no more:
+  /// another one follows.
+  void ExpectMorePeers() { more_peers_ = true; }
+
   /// Logs the bytes sent and received from now on.
   ///
   /// @param log outlives the object
@@ -41,7 +52,7 @@ class Display {
 
   void Resolved(std::string_view host, std::string_view address);
 
-  /// Opens the file, if it is not open, and sets the peer.
+  /// Begins an answer. Opens the file, if it is not open, and sets the peer.
   ///
   /// @throws Failure with kCannotWrite if the file cannot be opened
   void Connected(const std::string& peer);
@@ -59,14 +70,28 @@ class Display {
   /// called with pieces of messages.
   bool IsRaw() const { return view_ == View::kRaw; }
 
-  /// Shows a message received at that time, or the next piece of it.
+  /// Shows a message received at that time, or the next piece of it; or keeps
+  /// it.
   ///
-  /// @throws Failure with kCannotWrite or kReaderGone
+  /// @throws Failure with kCannotWrite or kReaderGone; with kReceivingFailed if
+  ///     it cannot be kept
   void Received(std::string_view bytes, const TheTime& time,
                 bool ends_message = true);
 
+  /// Returns whether what was received since Connected() is shown: always, but
+  /// for what ShowOnlyChanges() drops.
+  ///
+  /// @throws Failure with kCannotWrite or kReaderGone
+  bool EndAnswer();
+
+  /// Shows a line that is the result of an exchange without messages, unless
+  /// the view shows events.
+  ///
+  /// @throws Failure with kCannotWrite or kReaderGone
+  void Result(std::string_view line);
+
   /// The peer sends no more, though there is input left to send: closes
-  /// standard output, unless an event will follow.
+  /// standard output, unless an event or another peer will follow.
   void PeerEnded() const;
 
   /// @param reason why the connection ended
@@ -88,13 +113,17 @@ class Display {
  private:
   bool HasEvents() const { return view_ == View::kJson; }
   void Write(std::string_view text);
+  void FlushData();
+  void Show(std::string_view bytes, const TheTime& time, bool ends_message);
 
   const View view_;
+  bool more_peers_ = false;
+  std::optional<AnswerChanges> changes_;
   std::string peer_;  // Set before another thread sends.
   std::mutex mutex_;
   Destination destination_;          // Guarded by mutex_.
-  std::optional<DataLog> sent_;      // Of -logdata; guarded by mutex_.
-  std::optional<DataLog> received_;  // Likewise.
+  std::optional<DataLog> sent_;      // Of -logdata; of the sending thread.
+  std::optional<DataLog> received_;  // Of the thread that receives.
 };
 
 }  // namespace fairlead::tool

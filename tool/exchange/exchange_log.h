@@ -21,6 +21,9 @@ inline constexpr Parameter kLog = {
         "append one timestamped line per event to FILE (byte counts only; "
         "repeated warnings at most every 10 s)"};
 
+/// Returns what a log has of the end of something that failed.
+std::string Failed(std::string_view why);
+
 /// The log of an exchange.
 ///
 /// Any number of threads may add events.

@@ -79,6 +79,15 @@ constexpr Parameter kKeepopen = {
     .kind = Kind::kSwitch,
     .group = Group::kHowLong,
     .help = "serve for ever; -timeout then has no default"};
+constexpr Parameter kTimeout = {
+    .name = "timeout",
+    .placeholder = "TIME",
+    .kind = Kind::kDuration,
+    .group = Group::kHowLong,
+    .help = "end TIME after listening began, with status 28",
+    .range = kTimeRange,
+    .unlimited = kNoLimit,
+    .fallback = "30"};
 constexpr Parameter kQuiet = {
     .name = "quiet",
     .kind = Kind::kSwitch,
@@ -123,9 +132,6 @@ std::string_view RemedyFor(int error) {
                 Concat("cannot listen on ", place, ": ", Reason(error),
                        RemedyFor(error)));
 }
-
-// What the log has of the end of a command that failed.
-std::string Failed(std::string_view why) { return Concat("failed: ", why); }
 
 // The time limit and the log, if they are asked for.
 class Watch {

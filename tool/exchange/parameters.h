@@ -5,6 +5,7 @@
 
 #include <array>
 
+#include "tool/command/duration.h"
 #include "tool/command/parameters.h"
 #include "tool/command/uses.h"
 
@@ -37,9 +38,9 @@ inline constexpr Parameter kTimeout = {
     .placeholder = "TIME",
     .kind = Kind::kDuration,
     .group = Group::kHowLong,
-    .help = "total time limit, including name resolution",
+    .help = "time limit of each attempt, including name resolution",
     .range = kTimeRange,
-    .or_none = true,
+    .unlimited = kNoLimit,
     .fallback = "30"};
 inline constexpr Parameter kIdle = {.name = "idle",
                                     .placeholder = "TIME",
@@ -47,7 +48,7 @@ inline constexpr Parameter kIdle = {.name = "idle",
                                     .group = Group::kHowLong,
                                     .help = "stop after TIME without data",
                                     .range = kTimeRange,
-                                    .or_none = true,
+                                    .unlimited = kNoLimit,
                                     .fallback = "5"};
 inline constexpr Parameter kConnecttimeout = {
     .name = "connecttimeout",
@@ -90,6 +91,55 @@ inline constexpr Parameter kUntil = {
         "stop after the message that completes TEXT, with the escapes \\r \\n "
         "\\t \\\\ \\xHH; status 1 if it does not come",
     .remedy = kEscapeDash};
+
+/// In milliseconds, up to a year; 0 does not wait.
+inline constexpr Range kDelayRange = {.least = 0, .most = kTimeRange.most};
+
+inline constexpr Parameter kRetry = {
+    .name = "retry",
+    .placeholder = "N",
+    .kind = Kind::kNumber,
+    .group = Group::kHowLong,
+    .help =
+        "try again up to N times, from looking up the name on, after the "
+        "statuses 6 and 7, and 28 if nothing was received",
+    .range = kCountRange};
+inline constexpr Parameter kRetrydelay = {.name = "retrydelay",
+                                          .placeholder = "TIME",
+                                          .kind = Kind::kDuration,
+                                          .group = Group::kHowLong,
+                                          .help = "wait for TIME before that",
+                                          .range = kDelayRange,
+                                          .fallback = "1"};
+
+/// What a user writes instead of a number of runs, for no end.
+inline constexpr std::string_view kForever = "forever";
+
+inline constexpr Parameter kRepeat = {
+    .name = "repeat",
+    .placeholder = "N|forever",
+    .kind = Kind::kNumber,
+    .group = Group::kHowLong,
+    .help =
+        "run the exchange N times, over a connection each; go on after one "
+        "that fails, and end with the status of the last that failed",
+    .range = kCountRange,
+    .unlimited = kForever};
+inline constexpr Parameter kInterval = {
+    .name = "interval",
+    .placeholder = "TIME",
+    .kind = Kind::kDuration,
+    .group = Group::kHowLong,
+    .help = "with -repeat, the time from one start to the next",
+    .range = kDelayRange,
+    .fallback = "1"};
+inline constexpr Parameter kChanges = {
+    .name = "changes",
+    .kind = Kind::kSwitch,
+    .group = Group::kOutput,
+    .help =
+        "print and log what one connection receives, up to 1 MiB, at its end, "
+        "and only if it differs from what was printed last"};
 
 enum class View { kRaw, kTextLine, kHexLine, kDump, kJson };
 
@@ -136,8 +186,7 @@ inline constexpr Parameter kVerbose = {
     .group = Group::kOutput,
     .help = "tell each step on standard error"};
 
-/// What `send` and `recv` both take, besides the server; read by
-/// ReadSettings().
+/// What ReadSettings() reads.
 inline constexpr auto kExchangeUses =
     Uses(Optional(kTimeout), Optional(kConnecttimeout), Optional(kIdle),
          Optional(kMessages), Optional(kBytes), Optional(kLines),

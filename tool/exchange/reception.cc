@@ -24,13 +24,20 @@ std::size_t BlockOf(const ReceptionSettings& settings) {
 }  // namespace
 
 Reception::Reception(const ReceptionSettings& settings, Display& display)
-    : display_(display), rules_(settings.stop) {
-  if (settings.cipher)
-    decryption_.emplace(*settings.cipher, Direction::kDecrypt);
-  if (settings.prefix) frames_.emplace(*settings.prefix, BlockOf(settings));
+    : display_(display), settings_(settings), rules_(settings.stop) {
+  Begin();
+}
+
+void Reception::Begin() {
+  if (settings_.cipher)
+    decryption_.emplace(*settings_.cipher, Direction::kDecrypt);
+  if (settings_.prefix) frames_.emplace(*settings_.prefix, BlockOf(settings_));
+  frame_.clear();
+  waiting_.clear();
 }
 
 bool Reception::Take(std::string_view bytes, const TheTime& time) {
+  has_taken_ = true;
   if (decryption_) bytes = decryption_->Take(bytes);
   if (bytes.empty()) return false;
   if (!frames_) return TakeMessage(bytes, time);

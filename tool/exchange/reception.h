@@ -31,8 +31,12 @@ struct ReceptionSettings {
 /// keep it until it is whole, up to 256 KiB.
 class Reception {
  public:
-  /// @param display outlives the object
+  /// @param settings outlives the object, as `display` does
   Reception(const ReceptionSettings& settings, Display& display);
+
+  /// Begins a connection. What was counted before still counts; what of it is
+  /// incomplete is dropped.
+  void Begin();
 
   /// Takes bytes received at that time: shows and counts their messages,
   /// decrypted as far as there are whole blocks. Frames after the one that
@@ -47,6 +51,9 @@ class Reception {
   ///
   /// @return whether that ends the exchange
   bool TakeEnd();
+
+  /// Returns whether anything was received.
+  bool HasTaken() const { return has_taken_; }
 
   /// Returns how many bytes wait for the rest of their cipher block.
   std::size_t Undecrypted() const;
@@ -65,6 +72,8 @@ class Reception {
   void CheckFrame() const;
 
   Display& display_;
+  const ReceptionSettings& settings_;
+  bool has_taken_ = false;
   StopRules rules_;
   std::optional<CipherStream> decryption_;
   std::optional<FrameReader> frames_;

@@ -1,12 +1,9 @@
 // The command `send`: a body to a server, and the server's reply.
 
 #include <array>
-#include <chrono>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
@@ -16,9 +13,9 @@
 #include "tool/exchange/body.h"
 #include "tool/exchange/body_stream.h"
 #include "tool/exchange/conversation.h"
-#include "tool/exchange/demo_server.h"
-#include "tool/exchange/exchange_log.h"
-#include "tool/exchange/send_profile.h"
+#include "tool/exchange/exchange_plan.h"
+#include "tool/exchange/exchange_runner.h"
+#include "tool/exchange/listener.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool {
@@ -39,77 +36,52 @@ constexpr Parameter kHalfclose = {
     .choices = kHalfCloses};
 
 constexpr auto kUses =
-    Uses(OneOf(All(Expected(kHost), Expected(kPort)), kDemo),
-         Optional(kSettings, kProfile, Optional(kSaveprofile)), kBodyUses,
-         Optional(kHalfclose), AtMostOne(kAes, kRc4, kCipherWithKey), kAesBits,
-         kExchangeUses, Optional(kLog, Optional(kLogCrlf), Optional(kLogdata)));
+    Uses(kServerUses, kBodyUses, Optional(kHalfclose), kOptionalCipherUses,
+         kExchangeUses, kLogUses, Optional(kRetry, Optional(kRetrydelay)),
+         Optional(kRepeat, Optional(kInterval), Optional(kChanges)));
 
 // The plan of a send, with every argument checked. Making one reads the
 // profile and changes nothing.
 class SendPlan {
  public:
   explicit SendPlan(const Arguments<kUses>& arguments)
-      : profile(arguments),
-        settings(ReadSettings(arguments)),
-        body(ParseBody(arguments, profile.Chosen<LineEnd>(kEol))),
-        cipher(arguments),
-        demo(arguments.Has(kDemo)),
-        only_connects(arguments.Has(kNone)),
-        log(arguments.Text(kLog)),
-        crlf(arguments.Has(kLogCrlf)) {
-    settings.half_close =
+      : exchange(arguments),
+        body(ParseBody(arguments, exchange.profile.Chosen<LineEnd>(kEol))),
+        from_stdin(arguments.Has(kStdin) ||
+                   IsStandardInput(arguments.Text(kFile).c_str())),
+        only_connects(arguments.Has(kNone)) {
+    exchange.CheckIsOnlyRead(kFile, arguments.Text(kFile));
+    if (from_stdin && exchange.repeats)
+      throw Failure(kWrongUsage,
+                    "-repeat cannot be combined with -stdin, which can be read "
+                    "only once; use -file");
+    exchange.settings.reception.prefix = body.prefix;
+    exchange.settings.input_is_unique = from_stdin && body.IsStreamed();
+    exchange.settings.half_close =
         arguments.Has(kHalfclose)
             ? arguments.Chosen<HalfClose>(kHalfclose) == HalfClose::kOn
-            : demo || arguments.Has(kStdin);
-    settings.reception.prefix = body.prefix;
-    TakeFromProfile();
-    for (const auto& [parameter, path] :
-         {std::pair(&kKeyfile, arguments.Text(kKeyfile)),
-          {&kSettings, arguments.Text(kSettings)},
-          {&kFile, arguments.Text(kFile)}}) {
-      CheckDistinct(kLog, log, *parameter, path);
-      CheckDistinct(kOut, settings.out.path, *parameter, path);
-    }
+            : exchange.demo || arguments.Has(kStdin);
   }
 
-  const Profile profile;
-  ConversationSettings settings;
+  const ConversationSettings& settings() const { return exchange.settings; }
+
+  ExchangePlan exchange;
   const BodyPlan body;
-  const Arguments<kCipherUses> cipher;
-  const bool demo;
+  const bool from_stdin;
   const bool only_connects;
-  const std::string log;  // The file of -log; empty for none.
-  const bool crlf;
-
- private:
-  void TakeFromProfile() {
-    settings.timeout = profile.Duration(kTimeout);
-    settings.limits.idle = profile.Duration(kIdle);
-    settings.view = profile.Chosen<View>(kView);
-    settings.host = demo ? "127.0.0.1" : Needed(kHost);
-    settings.port = demo ? 0 : static_cast<int>(NumberIn(Needed(kPort)));
-  }
-
-  std::string Needed(Profile::Listed parameter) const {
-    if (profile.Has(parameter)) return profile.Text(parameter);
-    throw Failure(kWrongUsage, Concat("missing ", Spelling(*parameter),
-                                      " (or -demo, for a built-in server)"));
-  }
 };
 
-// What the log has of the end of a conversation that failed.
-std::string Failed(std::string_view why) { return Concat("failed: ", why); }
-
 void NotePadding(const SendPlan& plan, std::size_t padding) {
-  if (plan.settings.verbose && padding > 0)
+  if (plan.settings().verbose && padding > 0)
     PrintNote("send", PaddingNote(padding));
 }
 
 void SendStream(const SendPlan& plan, Conversation& conversation,
-                Display& display, const Input& file) {
-  BodyStream stream(
-      plan.body, plan.settings.reception.cipher,
-      [&display](std::string_view message) { display.Sent(message); });
+                const Input& file) {
+  BodyStream stream(plan.body, plan.settings().reception.cipher,
+                    [&conversation](std::string_view message) {
+                      conversation.ShowSent(message);
+                    });
   const ExchangeInput input = {
       .descriptor = file.descriptor(),
       .filter = [&](std::string_view bytes, bool at_end) {
@@ -124,78 +96,62 @@ void SendStream(const SendPlan& plan, Conversation& conversation,
 
 // Returns the body as it is sent; zero bytes may pad its last block.
 std::string Encrypted(const SendPlan& plan, std::string body) {
-  if (!plan.settings.reception.cipher) return body;
-  CipherStream cipher(*plan.settings.reception.cipher, Direction::kEncrypt);
+  if (!plan.settings().reception.cipher) return body;
+  CipherStream cipher(*plan.settings().reception.cipher, Direction::kEncrypt);
   std::string text(cipher.Take(body));
   NotePadding(plan, cipher.lacking());
   text += cipher.Fill();
   return text;
 }
 
-// What is read before there is a connection is found missing before, too.
-void Run(const SendPlan& plan, Conversation& conversation, Display& display,
-         TimeLimit& limit) {
-  if (plan.body.IsStreamed()) {
-    const Input file(plan.body.file);
+// Sends the body of a plan, over one connection after the other.
+class Sender {
+ public:
+  explicit Sender(const SendPlan& plan) : plan_(plan) {}
+
+  // What is read before there is a connection is found missing before, too.
+  void Run(Conversation& conversation, TimeLimit& limit) {
+    if (plan_.body.IsStreamed()) {
+      const Input file(plan_.body.file);
+      conversation.Connect();
+      return SendStream(plan_, conversation, file);
+    }
+    limit.Enter("reading the body");
+    ReadWhole();
     conversation.Connect();
-    return SendStream(plan, conversation, display, file);
+    if (!plan_.only_connects) return SendWhole(conversation);
+    conversation.Close();
+    conversation.ShowConnectTime();
   }
-  limit.Enter("reading the body");
-  const std::string message = ReadBody(plan.body);
-  const std::string body = Encrypted(plan, Prefixed(plan.body, message));
-  conversation.Connect();
-  if (!plan.only_connects) conversation.Converse(body, message);
-  conversation.Close();
-  if (!plan.only_connects) conversation.CheckOutcome();
-}
 
-// Runs the conversation. The log, if there is one, gets the reason of a
-// failure.
-void RunLogged(const SendPlan& plan, Display& display, TimeLimit& limit,
-               ExchangeLog* log) {
-  try {
-    Conversation conversation(plan.settings, limit, display, log);
-    Run(plan, conversation, display, limit);
-    display.Close();
-  } catch (const Failure& failure) {
-    if (log != nullptr) log->Add(Failed(failure.what()));
-    display.Failed(failure.status(), failure.what());
-    throw;
+ private:
+  // Standard input can be read only once.
+  void ReadWhole() {
+    if (!message_.empty() && plan_.from_stdin) return;
+    message_ = ReadBody(plan_.body);
+    body_ = Encrypted(plan_, Prefixed(plan_.body, message_));
   }
-  if (log != nullptr) log->Check();
-}
 
-// Opens the log of -log.
-std::unique_ptr<ExchangeLog> OpenLog(const SendPlan& plan, TimeLimit& limit) {
-  if (plan.log.empty()) return nullptr;
-  limit.Enter("opening the log");
-  auto log = std::make_unique<ExchangeLog>(plan.log, plan.crlf);
-  return log;
-}
+  void SendWhole(Conversation& conversation) {
+    conversation.Converse(body_, message_);
+    conversation.Close();
+    conversation.CheckOutcome();
+  }
+
+  const SendPlan& plan_;
+  std::string message_;  // Of the last attempt.
+  std::string body_;     // It, as it is sent.
+};
 
 ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {
   SendPlan plan(arguments);
-  SetQuiet(plan.settings.quiet);
-  plan.profile.Save();
-  Display display(output, plan.settings.view, plan.settings.out);
-  std::unique_ptr<ExchangeLog> log;  // Outlives the clock that writes to it.
-  TimeLimit limit(plan.settings.command, plan.settings.timeout);
-  log = OpenLog(plan, limit);
-  limit.OnTimeout([&log, &display](std::string_view text) {
-    if (log) log->AddAtOnce(Failed(text));
-    display.FailedAtOnce(kTimeIsOver, text);
-  });
-  CheckDistinct(kOut, plan.settings.out.path, kLog, plan.log);
-  if (arguments.Has(kLogdata))
-    display.LogData(*log, arguments.Chosen<DataForm>(kLogdata));
-  limit.Enter("reading the key");
-  plan.settings.reception.cipher = ReadCipherKey(plan.cipher);
-
-  std::optional<DemoServer> demo;
-  if (plan.demo)
-    plan.settings.port = demo.emplace("", ListenerSettings::kUnlimited).port();
-  RunLogged(plan, display, limit, log.get());
-  return kDone;
+  Sender sender(plan);
+  return RunExchange(plan.exchange, output,
+                     {.echoed = ListenerSettings::kUnlimited},
+                     [&sender](Conversation& conversation, TimeLimit& limit) {
+                       sender.Run(conversation, limit);
+                       return false;
+                     });
 }
 
 constexpr auto kExamples = std::to_array<Example>({
@@ -220,7 +176,12 @@ constexpr auto kExamples = std::to_array<Example>({
     {"fairlead send -host localhost -port 7000 -stdin",
      "Sends what is typed and prints the answers, until Ctrl-D."},
     {"fairlead send -host localhost -port 7000 -none",
-     "Tells by its status whether the port is open."},
+     "Prints how long connecting took; the status says if the port is open."},
+    {"fairlead send -host localhost -port 7000 -none -retry 30",
+     "Waits half a minute for a server to start."},
+    {"fairlead send -host localhost -port 7000 -text state -repeat forever "
+     "-changes",
+     "Asks every second, and prints the answers that differ from the last."},
 });
 
 constexpr auto kStatuses = std::to_array<Status>({
@@ -263,9 +224,12 @@ constinit const Command kSendCommand = {
         "-messages, -bytes, -lines or -until is met and all is sent. A "
         "received "
         "message is never cut. A file and standard input are sent while they "
-        "are read, and what comes meanwhile is printed. A cipher encrypts "
-        "everything sent, including -sum, -eol, -pascal and -prefix, and "
-        "decrypts what "
+        "are read, and what comes meanwhile is printed. Each attempt of -retry "
+        "and each run of -repeat looks the name up and connects anew. -retry "
+        "repeats nothing that was printed or taken from standard input: status "
+        "28 is then final. A cipher encrypts "
+        "everything sent, including -sum, -eol, -pascal and "
+        "-prefix, and decrypts what "
         "is received before it is counted and printed. AES pads the last block "
         "sent with zero bytes; padding in replies is not removed, except after "
         "a frame, and a reply "
