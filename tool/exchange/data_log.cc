@@ -41,7 +41,12 @@ void DataLog::Add(std::string_view bytes, bool ends_message) {
     bytes.remove_prefix(taken);
   }
   if (!ends_message) return;
-  if (written_ == 0 || !line_.empty()) WriteLine(line_.size());
+  if (written_ == 0 && line_.empty()) WriteLine(0);
+  Flush();
+}
+
+void DataLog::Flush() {
+  if (!line_.empty()) WriteLine(line_.size());
   written_ = 0;
 }
 

@@ -40,6 +40,9 @@ class DataLog {
   /// rest of it.
   void Add(std::string_view bytes, bool ends_message);
 
+  /// Writes what waits of a message whose rest will not come.
+  void Flush();
+
  private:
   void WriteLine(std::size_t size);
 

@@ -78,6 +78,18 @@ TEST_F(DataLogTest, ALongMessageIsSeveralLines) {
                           "sent data from byte 2048: d"));
 }
 
+TEST_F(DataLogTest, AMessageThatStopsIsLoggedWhenFlushed) {
+  DataLog log(log_, DataForm::kEscaped, "received");
+  log.Flush();
+  log.Add("begun", false);
+  log.Flush();
+  log.Flush();
+  log.Add("", false);
+  log.Add("next", true);
+  EXPECT_THAT(Lines(),
+              ElementsAre("received data: begun", "received data: next"));
+}
+
 TEST_F(DataLogTest, NoLineEndsWithinACharacter) {
   for (const char* character : {"\xc3\xab", "\xe2\x82\xac", "\xf0\x9f\x98\x80"})
     for (std::size_t before = 1020; before <= 1024; ++before) {

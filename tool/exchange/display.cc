@@ -78,11 +78,17 @@ void Display::PeerEnded() const {
 
 void Display::Closed(std::uint64_t sent, std::uint64_t received,
                      std::string_view reason) {
+  FlushData();
   if (HasEvents())
     Write(event::Closed(TheTime(), peer_, sent, received, reason));
 }
 
+void Display::FlushData() {
+  if (received_) received_->Flush();
+}
+
 void Display::Failed(ExitStatus status, std::string_view message) {
+  FlushData();
   if (!HasEvents()) return;
   try {
     Write(event::Error(TheTime(), status, message));

@@ -113,6 +113,7 @@ class Display {
  private:
   bool HasEvents() const { return view_ == View::kJson; }
   void Write(std::string_view text);
+  void FlushData();
   void Show(std::string_view bytes, const TheTime& time, bool ends_message);
 
   const View view_;
@@ -121,8 +122,8 @@ class Display {
   std::string peer_;  // Set before another thread sends.
   std::mutex mutex_;
   Destination destination_;          // Guarded by mutex_.
-  std::optional<DataLog> sent_;      // Of -logdata; guarded by mutex_.
-  std::optional<DataLog> received_;  // Likewise.
+  std::optional<DataLog> sent_;      // Of -logdata; of the sending thread.
+  std::optional<DataLog> received_;  // Of the thread that receives.
 };
 
 }  // namespace fairlead::tool

@@ -30,8 +30,9 @@ inline constexpr Parameter kPrefix = {
     .kind = Kind::kChoice,
     .group = Group::kHow,
     .help =
-        "every message, in both directions, is a frame: its length, then the "
-        "bytes; only the bytes are shown",
+        "every message, in both directions, is a frame: its length, then its "
+        "bytes, which alone are shown; a view other than raw shows up to "
+        "256 KiB; the length has",
     .choices = kPrefixForms};
 inline constexpr Parameter kPrefixadd = {
     .name = "prefixadd",

@@ -163,18 +163,22 @@ inline constexpr Parameter kChanges = {
 enum class View { kRaw, kTextLine, kHexLine, kDump, kJson };
 
 inline constexpr auto kViews = std::to_array<Choice>({
-    {View::kRaw, "raw"},
-    {View::kTextLine, "text"},
-    {View::kHexLine, "hex"},
-    {View::kDump, "dump"},
-    {View::kJson, "json"},
+    {View::kRaw, "raw", "the bytes as received"},
+    {View::kTextLine, "text", "a line of text, with the escapes of -text"},
+    {View::kHexLine, "hex", "a line of hexadecimal digits"},
+    {View::kDump, "dump", "rows of 16 bytes, with their characters"},
+    {View::kJson, "json",
+     "an object on a line for each step, as exchange-events.schema.json in the "
+     "documentation describes"},
 });
 
 inline constexpr Parameter kView = {
     .name = "view",
     .kind = Kind::kChoice,
     .group = Group::kOutput,
-    .help = "print the bytes as received, or one timestamped entry per message",
+    .help =
+        "how to print what is received; text, hex and dump have one "
+        "timestamped entry per message",
     .choices = kViews,
     .fallback = "raw"};
 inline constexpr Parameter kOut = {

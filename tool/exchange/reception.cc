@@ -13,7 +13,7 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr std::size_t kMostShown = std::size_t{1} << 20;
+constexpr std::size_t kMostShown = std::size_t{256} << 10;
 
 // A message that AES encrypts is padded, so each frame begins a block.
 std::size_t BlockOf(const ReceptionSettings& settings) {

@@ -31,7 +31,7 @@ struct ReceptionSettings {
 ///
 /// Without frames, a message is what the system received at once. With frames,
 /// the raw view shows a message as it comes, whatever its length; the others
-/// keep it until it is whole, up to 1 MiB.
+/// keep it until it is whole, up to 256 KiB.
 class Reception {
  public:
   /// @param settings outlives the object, as `display` does

@@ -44,6 +44,8 @@ constexpr auto kExamples = std::to_array<Example>({
     {"fairlead recv -demo", "Prints the greeting of the built-in server."},
     {"fairlead recv -host localhost -port 22 -lines 1",
      "Prints the version that an SSH server announces."},
+    {"fairlead recv -host box -port 7000 -prefix u8 -view hex -out box.txt",
+     "Writes each message, which its length precedes, to box.txt in hex."},
     {"fairlead recv -host localhost -port 7000 -reconnect -out box.txt -append",
      "Collects what a device sends, also after it was switched off."},
 });
@@ -60,14 +62,18 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kMalformedInput, "the settings file or the key file is malformed"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
-    {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
+    {kCutShort,
+     "less was received than -messages, -bytes or -lines asks for, or a frame "
+     "was cut"},
     {kCannotWrite,
      "standard output, the file of -out, the log or the settings cannot be "
      "written"},
     {kCannotRead, "the key or the settings cannot be read"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
-    {kReceivingFailed, "the server reset the connection, or receiving failed"},
+    {kReceivingFailed,
+     "the server reset the connection, receiving failed, or a frame was "
+     "malformed"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
 });
 

@@ -203,6 +203,10 @@ constexpr auto kExamples = std::to_array<Example>({
      "Prints hello, which was encrypted on the way there and back."},
     {"fairlead send -demo -text hello -sum 5 -view hex",
      "Prints the bytes of hello, and after them the 8 of its checksum."},
+    {"fairlead send -demo -text hello -prefix u16be -messages 1",
+     "Sends hello after its length in two bytes, and prints it without them."},
+    {"fairlead send -demo -text hello -view json",
+     "Prints each step, and the bytes sent and received, as JSON."},
     {"fairlead send -host localhost -port 7000 -text hello -log box.log",
      "Appends to box.log when it connected, sent, received and closed."},
     {"fairlead send -host localhost -port 7000 -stdin",
@@ -233,7 +237,8 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
     {kCutShort,
-     "less was received than -messages, -bytes, -lines or the script asks for"},
+     "less was received than -messages, -bytes, -lines or the script asks "
+     "for, or a frame was cut"},
     {kCannotWrite,
      "standard output, the file of -out, the log or the settings cannot be "
      "written"},
@@ -242,7 +247,9 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
     {kSendingFailed, "sending failed, or the server did not read"},
-    {kReceivingFailed, "the server reset the connection, or receiving failed"},
+    {kReceivingFailed,
+     "the server reset the connection, receiving failed, or a frame was "
+     "malformed"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
 });
 
@@ -254,33 +261,32 @@ constinit const Command kSendCommand = {
     .description =
         "Resolves the name, connects to the first of its addresses that "
         "answers, sends the body, prints the reply to standard output, and "
-        "closes. Prints nothing else: -verbose tells the steps. Stops when "
-        "the server closes, when nothing passes for the time of -idle, or "
-        "when -messages, -bytes, -lines, -until or -expect is met and all "
-        "is sent. A received message is never cut. A file and standard "
-        "input are sent while they are read, and what comes meanwhile is "
-        "printed. Each attempt of -retry and each run of -repeat looks the "
-        "name up and connects anew. -retry repeats nothing that was "
-        "printed or taken from standard input: status 28 is then final. A "
-        "cipher encrypts everything sent, including -sum, -eol and "
-        "-pascal, and decrypts what is received before it is counted and "
-        "printed. AES pads the last block sent with zero bytes; padding in "
-        "replies is not removed, and a reply that ends within a block is "
-        "status 56. RC4 uses the same key stream in both directions, so it "
-        "hides nothing from someone who reads both. No cipher detects a "
-        "wrong key or modified data. A script is a dialogue with one "
-        "statement in each line; empty lines and those that begin with '#' "
-        "are skipped. 'send TEXT' sends TEXT, with the escapes of -text, "
-        "and the line end. 'sendhex DIGITS' sends bytes without a line "
-        "end. 'eol none|lf|crlf' sets the line end; at first it is that of "
-        "-eol, or lf. 'expect PREFIX' takes the next line, which must "
-        "begin with PREFIX. A PREFIX of three digits takes a whole reply "
-        "of SMTP or FTP: after '250-', every line up to one that begins "
-        "with '250' without a '-'. 'until TEXT' skips up to the end of "
-        "TEXT, with the same escapes. 'wait TIME' pauses. Each statement "
-        "takes up what the one before has left, even within a line, and "
-        "everything received is printed. AES pads each 'send'. After the "
-        "last statement the connection is closed.",
+        "closes. Prints nothing else: -verbose tells the steps. Stops when the "
+        "server closes, when nothing passes for the time of -idle, or when "
+        "-messages, -bytes, -lines, -until or -expect is met and all is sent. "
+        "A received message is never cut. A file and standard input are sent "
+        "while they are read, and what comes meanwhile is printed. Each "
+        "attempt of -retry and each run of -repeat looks the name up and "
+        "connects anew. -retry repeats nothing that was printed or taken from "
+        "standard input: status 28 is then final. A cipher encrypts everything "
+        "sent, including -sum, -eol, -pascal and -prefix, and decrypts what is "
+        "received before it is counted and printed. AES pads the last block "
+        "sent with zero bytes; padding in replies is not removed, except after "
+        "a frame, and a reply that ends within a block is status 56. RC4 uses "
+        "the same key stream in both directions, so it hides nothing from "
+        "someone who reads both. No cipher detects a wrong key or modified "
+        "data. A script is a dialogue with one statement in each line; empty "
+        "lines and those that begin with '#' are skipped. 'send TEXT' sends "
+        "TEXT, with the escapes of -text, and the line end. 'sendhex DIGITS' "
+        "sends bytes without a line end. 'eol none|lf|crlf' sets the line end; "
+        "at first it is that of -eol, or lf. 'expect PREFIX' takes the next "
+        "line, which must begin with PREFIX. A PREFIX of three digits takes a "
+        "whole reply of SMTP or FTP: after '250-', every line up to one that "
+        "begins with '250' without a '-'. 'until TEXT' skips up to the end of "
+        "TEXT, with the same escapes. 'wait TIME' pauses. Each statement takes "
+        "up what the one before has left, even within a line, and everything "
+        "received is printed. AES pads each 'send'. After the last statement "
+        "the connection is closed.",
     .action = ActionOf<kUses, Send>(),
     .examples = kExamples,
     .statuses = kStatuses,

@@ -121,12 +121,12 @@ TEST_F(SendOutTest, AFileThatCannotBeWrittenIsReported) {
 TEST_F(SendOutTest, AnErrorOfTheCloseIsReported) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
   const Outcome outcome = RunProgram(
-      {.arguments = Words{"-qq", "-f", "-o", "/dev/null", "-P", path_, "-e",
-                          "trace=close", "-e", "inject=close:error=EIO",
-                          FAIRLEAD_PROGRAM, "send", "-demo", "-text", "x",
+      {.arguments = Words{"-P", path_} + WithFault("close:error=EIO") +
+                    Words{FAIRLEAD_PROGRAM, "send", "-demo", "-text", "x",
                           "-out", path_} +
                     kForever,
-       .program = "/usr/bin/strace"});
+       .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+       .program = "strace"});
   EXPECT_THAT(outcome.error, HasSubstr("': Input/output error\n"));
   EXPECT_EQ(outcome.status, 23);
   EXPECT_EQ(Content(), "x");

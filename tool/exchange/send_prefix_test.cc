@@ -2,9 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <string>
+#include <vector>
 
 #include "tool/testing.h"
 
@@ -12,7 +12,6 @@ namespace fairlead::tool::send_prefix_test {
 namespace {
 
 using std::string_literals::operator""s;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
@@ -215,18 +214,18 @@ TEST(SendPrefixTest, AFrameOfAnyLengthIsShownRaw) {
   EXPECT_EQ(hex.output, "");
   EXPECT_EQ(hex.error,
             "fairlead recv: receiving failed: a frame has 4294967295 bytes; "
-            "only -view raw shows more than 1048576\n");
+            "only -view raw shows more than 262144\n");
   EXPECT_EQ(hex.status, 56);
 }
 
-TEST(SendPrefixTest, TheLongestFrameOfAViewIsOneMebibyte) {
+TEST(SendPrefixTest, AViewShowsUpTo256KiBAtOnce) {
   const auto status = [](const std::string& prefix, std::size_t size) {
     return Receives(prefix + std::string(size, 'x'),
                     {"-prefix", "u32be", "-view", "text"})
         .status;
   };
-  EXPECT_EQ(status("\0\x10\0\0"s, 1 << 20), 0);
-  EXPECT_EQ(status("\0\x10\0\1"s, (1 << 20) + 1), 56);
+  EXPECT_EQ(status("\0\4\0\0"s, 262'144), 0);
+  EXPECT_EQ(status("\0\4\0\1"s, 262'145), 56);
 }
 
 // What an exchange with these arguments prints, echoed by the demo server.
