@@ -247,6 +247,7 @@ std::string Conversation::HowMuch() const {
 
 std::string_view Conversation::Success() const {
   if (result_.phase == ExchangePhase::kConnecting) return "only connected";
+  if (reception_.IsRejected()) return "a rejected text was received";
   if (script_.empty()) return "enough was received";
   return problem_ ? "another line was received than the script expects"
                   : "the script was done";

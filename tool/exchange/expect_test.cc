@@ -133,6 +133,30 @@ TEST(ExpectTest, TheTextsSeeTheDecryptedBytes) {
   EXPECT_THAT(outcome.error, HasSubstr("came: 'plain'"));
 }
 
+TEST(ExpectTest, FramesAreSearchedLikeOtherMessages) {
+  const Outcome expected =
+      Received({"\3one\2OK\3abc"}, {"-prefix", "u8", "-expect", "OK"});
+  EXPECT_EQ(expected.output, "oneOK");
+  EXPECT_EQ(expected.status, 0);
+  // At once: the frame is not complete.
+  const Outcome rejected =
+      Received({"\3one\11ERR"}, {"-prefix", "u8", "-reject", "ERR"});
+  EXPECT_EQ(rejected.output, "oneERR");
+  EXPECT_EQ(rejected.status, 1);
+}
+
+TEST(ExpectTest, ARejectionIsLoggedLikeAnyEnd) {
+  const TempFolder folder;
+  const std::string log = folder.Path("log");
+  EXPECT_EQ(Received({"ERR\n"}, {"-reject", "ERR", "-log", log}).status, 1);
+  const std::string text = internal::ReadFile(log);
+  for (const char* const event :
+       {"] received 4 bytes\n", "] a rejected text was received\n",
+        "] closed: 0 bytes sent, 4 received\n",
+        "] failed: the text of -reject came: 'ERR'\n"})
+    EXPECT_THAT(text, HasSubstr(event));
+}
+
 TEST(ExpectTest, AWrongEscapeIsAWrongUsage) {
   const Outcome outcome = Fairlead({"recv", "-demo", "-expect", "\\q"});
   EXPECT_EQ(outcome.status, 2);

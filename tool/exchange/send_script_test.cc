@@ -98,7 +98,7 @@ TEST_F(SendScriptTest, AnotherLineIsAnAnswerOfNo) {
 TEST_F(SendScriptTest, APeerThatClosesCutsItShort) {
   for (const auto& [answer, got] :
        {std::pair{"", ""}, {"2", "got '2'; "}, {"250 ok", "got '250 ok'; "}}) {
-    ScriptedServer server([&](int connection) {
+    ScriptedServer server([&answer = answer](int connection) {
       Receive(connection, 2);
       SendAll(connection, answer);
     });
