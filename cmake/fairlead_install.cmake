@@ -50,6 +50,8 @@ if(FAIRLEAD_TOOL)
   install(TARGETS fairlead_tool COMPONENT tool)
   install(FILES ${documents}/fairlead.1
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+  install(FILES docs/exchange-events.schema.json
+    DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
   install(FILES ${documents}/completions/fairlead
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
   install(FILES ${documents}/completions/_fairlead

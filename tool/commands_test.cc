@@ -117,7 +117,9 @@ void ExpectSound(const Parameter& parameter) {
   EXPECT_EQ(
       parameter.range.least < parameter.range.most,
       parameter.kind == Kind::kNumber || parameter.kind == Kind::kDuration);
-  EXPECT_TRUE(!parameter.or_none || parameter.kind == Kind::kDuration);
+  EXPECT_TRUE(parameter.unlimited.empty() ||
+              parameter.kind == Kind::kNumber ||
+              parameter.kind == Kind::kDuration);
   if (!parameter.fallback.empty()) {
     EXPECT_NO_THROW(CheckValue(parameter, parameter.fallback));
   }

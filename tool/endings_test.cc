@@ -101,8 +101,8 @@ TEST(EndingsTest, ReportsAWrongUsage) {
   ExpectRefused({"send", "-demo", "-text", "two", "words"},
                 "unexpected argument after the value of -text; quote values");
   ExpectRefused({"recv", "-demo", "-text", "x"}, "unknown option -text");
-  ExpectRefused({"recv"}, "missing -host NAME -port N or -demo");
-  ExpectRefused({"recv", "-host", "x"}, "-host needs -port N");
+  ExpectRefused({"recv"}, "missing -host NAME (or -demo");
+  ExpectRefused({"recv", "-host", "x"}, "missing -port N (or -demo");
   ExpectRefused({"resolve"}, "fairlead resolve: missing -host NAME");
   ExpectRefused({"completion"}, "fairlead completion: missing bash|zsh");
   ExpectRefused({"completion", "fish"},

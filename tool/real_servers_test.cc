@@ -3,14 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <functional>
-#include <memory>
 #include <string>
-#include <thread>
 
+#include "tool/real_servers_testing.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool::real_servers_test {
@@ -18,50 +14,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
-
-bool IsInstalled(const std::string& program) {
-  return RunProgram({.arguments = {"-c", "command -v " + program},
-                     .program = "/bin/sh"})
-             .status == 0;
-}
-
-// Waits up to ten seconds for a server at the port. Returns whether there is
-// one.
-bool ComesUp(int port) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (std::chrono::steady_clock::now() < end) {
-    const int connection = ConnectToPort(port);
-    if (connection != -1) {
-      close(connection);
-      return true;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return false;
-}
-
-// A server on a free port. Tries another port if it was taken in the meantime.
-class RealServer {
- public:
-  explicit RealServer(const std::function<Launch(int)>& launch_at) {
-    for (int attempt = 0; attempt < 3; ++attempt) {
-      port_ = ClosedPort();
-      process_ = std::make_unique<Process>(launch_at(port_));
-      if (ComesUp(port_)) return;
-    }
-    ADD_FAILURE() << "the server does not come up";
-  }
-
-  Outcome Send(const Words& arguments) const {
-    return Fairlead(Words{"send", "-host", "localhost", "-port",
-                          std::to_string(port_), "-quiet"} +
-                    arguments);
-  }
-
- private:
-  int port_ = 0;
-  std::unique_ptr<Process> process_;  // Killed with the object.
-};
 
 TEST(RealServersTest, Redis) {
   if (!IsInstalled("redis-server"))

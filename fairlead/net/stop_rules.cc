@@ -28,10 +28,14 @@ StopRules::StopRules(StopLimits limits) : limits_(std::move(limits)) {}
 
 bool StopRules::Take(std::string_view piece) {
   ++messages_;
-  bytes_ += static_cast<std::int64_t>(piece.size());
+  return TakePart(piece);
+}
+
+bool StopRules::TakePart(std::string_view part) {
+  bytes_ += static_cast<std::int64_t>(part.size());
   if (limits_.lines > 0)
-    lines_ += static_cast<std::int64_t>(internal::CountByte(piece, '\n'));
-  seen_ = seen_ || Completes(piece);
+    lines_ += static_cast<std::int64_t>(internal::CountByte(part, '\n'));
+  seen_ = seen_ || Completes(part);
   return IsMet();
 }
 

@@ -41,6 +41,10 @@ class FAIRLEAD_EXPORT StopRules {
   /// Counts one piece; returns whether a rule is met, now or before.
   bool Take(std::string_view piece);
 
+  /// Counts the bytes of a piece that is not complete: Take() counts the rest
+  /// of it, and the piece. Returns whether a rule is met, now or before.
+  bool TakePart(std::string_view part);
+
   /// Returns whether a rule is met.
   bool IsMet() const;
 

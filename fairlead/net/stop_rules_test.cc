@@ -100,5 +100,19 @@ TEST(StopRulesTest, AgreesWithASearchOfEverything) {
   }
 }
 
+TEST(StopRulesTest, APartCountsForAllButTheMessages) {
+  StopRules rules({.messages = 2, .bytes = 100, .lines = 9, .until = "END"});
+  EXPECT_FALSE(rules.TakePart("a\n"));
+  EXPECT_FALSE(rules.Take("b\n"));
+  EXPECT_FALSE(rules.TakePart(""));
+  EXPECT_EQ(rules.messages(), 1);
+  EXPECT_EQ(rules.bytes(), 4);
+  EXPECT_EQ(rules.Missing(), "1 of 2 messages, 4 of 100 bytes, 2 of 9 lines");
+  EXPECT_FALSE(rules.TakePart("E"));
+  EXPECT_TRUE(rules.TakePart("ND"));
+  EXPECT_TRUE(rules.TakePart("x"));
+  EXPECT_EQ(rules.messages(), 1);
+}
+
 }  // namespace
 }  // namespace fairlead::stop_rules_test

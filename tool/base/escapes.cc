@@ -52,6 +52,13 @@ std::size_t Utf8Length(std::string_view bytes) {
   return length;
 }
 
+// Returns whether the bytes begin with a control character from U+0080 to
+// U+009F, of two bytes in UTF-8.
+bool BeginsWithC1Control(std::string_view bytes) {
+  return bytes.size() >= 2 && Byte(bytes[0]) == 0xC2 &&
+         Byte(bytes[1]) >= 0x80 && Byte(bytes[1]) < 0xA0;
+}
+
 std::string Spelled(char c) {
   switch (c) {
     case '\r':
@@ -148,6 +155,7 @@ std::string Visible(std::string_view bytes) {
 std::string JsonString(std::string_view bytes) {
   std::string text = "\"";
   while (!bytes.empty()) {
+    if (BeginsWithC1Control(bytes)) bytes.remove_prefix(1);
     const char c = bytes[0];
     const std::size_t sequence = Utf8Length(bytes);
     if (sequence > 0)
@@ -157,10 +165,21 @@ std::string JsonString(std::string_view bytes) {
     else if (IsPrintable(c))
       text += c;
     else
-      text += Concat("\\u00", HexByte(c));
+      text.append("\\u00").append(HexByte(c));
     bytes.remove_prefix(sequence == 0 ? 1 : sequence);
   }
   return text + '"';
+}
+
+bool IsUtf8(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::size_t length = Byte(bytes[0]) < 0x80        ? 1
+                               : BeginsWithC1Control(bytes) ? 2
+                                                            : Utf8Length(bytes);
+    if (length == 0) return false;
+    bytes.remove_prefix(length);
+  }
+  return true;
 }
 
 std::string HexByte(char byte) {

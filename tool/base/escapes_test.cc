@@ -113,7 +113,21 @@ TEST(EscapesTest, JsonKeepsUtf8AndEscapesTheRest) {
   EXPECT_EQ(JsonString(""), R"("")");
   EXPECT_EQ(JsonString("a\"\\\n\x7f"), R"("a\"\\\u000a\u007f")");
   EXPECT_EQ(JsonString("Zo\xc3\xab"), "\"Zo\xc3\xab\"");
-  EXPECT_EQ(JsonString("\xeb\xc2\x85"), R"("\u00eb\u00c2\u0085")");
+  EXPECT_EQ(JsonString("\xeb\xc2\x85"), R"("\u00eb\u0085")");
+  EXPECT_EQ(JsonString("\xc2"), R"("\u00c2")");
+}
+
+TEST(EscapesTest, Utf8IncludesControlCharacters) {
+  EXPECT_TRUE(IsUtf8(""));
+  EXPECT_TRUE(IsUtf8({"a\0\x1b\x7f\n", 5}));
+  EXPECT_TRUE(IsUtf8("\xc2\x80\xc2\x9f\xc3\xa4"));
+  EXPECT_FALSE(IsUtf8("a\xc2"));
+  EXPECT_FALSE(IsUtf8("\x80"));
+  for (const Utf8Case& c : kUtf8Cases) {
+    const bool control = std::string_view(c.bytes) < "\xc2\xa0" &&
+                         std::string_view(c.bytes) >= "\xc2\x80";
+    EXPECT_EQ(IsUtf8(c.bytes), c.kept || control) << Escaped(c.bytes);
+  }
 }
 
 TEST(EscapesTest, QuotesATextOnOneSafeLine) {

@@ -60,7 +60,8 @@ class ParsedArguments {
   CSimpleCmdLine parser_;
 };
 
-/// Returns the number in a text that CheckValue() accepts; 0 for an empty one.
+/// Returns the number in a text that CheckValue() accepts; 0 for an empty one
+/// and for a parameter's word for no limit.
 std::uint64_t NumberIn(std::string_view text);
 
 /// A call of it in a constant expression is the error that a user of Arguments
@@ -141,8 +142,8 @@ class Arguments {
     return ValueNamed<Enumeration>(*parameter, Text(parameter));
   }
 
-  /// Returns the number given, or else the default, or else 0. For a range that
-  /// an `int` holds.
+  /// Returns the number given, or else the default, or else 0; 0 also for the
+  /// word for no limit. For a range that an `int` holds.
   int Number(ListedNumber parameter) const {
     return static_cast<int>(WideNumber(parameter));
   }

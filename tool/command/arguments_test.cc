@@ -13,6 +13,7 @@
 
 #include "tool/base/failure.h"
 #include "tool/command/command.h"
+#include "tool/command/duration.h"
 #include "tool/command/parameters.h"
 
 namespace fairlead::tool::arguments_test {
@@ -71,7 +72,7 @@ constexpr Parameter kIdle = {.name = "idle",
                              .group = Group::kHowLong,
                              .help = "a time",
                              .range = {.least = 1, .most = 3'600'000},
-                             .or_none = true,
+                             .unlimited = kNoLimit,
                              .fallback = "5"};
 constexpr Parameter kEol = {.name = "eol",
                             .kind = Kind::kChoice,

@@ -46,9 +46,22 @@ void CheckSwitch(const Parameter& parameter, std::string_view value) {
               " (expected on, off, yes, no, true, false, 1, 0 or nothing)"));
 }
 
+// Returns whether the value is the parameter's word for no limit.
+bool IsUnlimited(const Parameter& parameter, std::string_view value) {
+  return !parameter.unlimited.empty() && value == parameter.unlimited;
+}
+
+// Returns the word for no limit as the last of several, or "".
+std::string OrUnlimited(const Parameter& parameter,
+                        std::string_view separator) {
+  return parameter.unlimited.empty() ? ""
+                                     : Concat(separator, parameter.unlimited);
+}
+
 void CheckNumber(const Parameter& parameter, std::string_view value) {
-  const std::string expected =
-      Concat(" (expected ", Bounds(parameter.range), ")");
+  if (IsUnlimited(parameter, value)) return;
+  const std::string expected = Concat(" (expected ", Bounds(parameter.range),
+                                      OrUnlimited(parameter, " or "), ")");
   const std::string prefix = Prefix(parameter);
   if (!IsDigits(value.substr(value.starts_with('-') ? 1 : 0)))
     Fail(Concat(prefix, Quoted(value), " is not an integer", expected));
@@ -83,14 +96,14 @@ std::string_view DurationFault(const Range& range, std::string_view value) {
 }
 
 void CheckDuration(const Parameter& parameter, std::string_view value) {
-  if (parameter.or_none && value == kNoLimit) return;
+  if (IsUnlimited(parameter, value)) return;
   const std::string_view fault = DurationFault(parameter.range, value);
   if (!fault.empty())
     Fail(Concat(Prefix(parameter), Quoted(value), " ", fault, " (expected ",
                 DurationBound(parameter.range.least), " to ",
                 DurationBound(parameter.range.most),
                 ": 30 or 0.5 for seconds, 500ms, 2m, 1h, 1d",
-                parameter.or_none ? ", or none)" : ")"));
+                OrUnlimited(parameter, ", or "), ")"));
 }
 
 std::vector<std::string_view> NamesOf(std::span<const Choice> choices) {
@@ -158,12 +171,12 @@ std::string Spelling(const Parameter& parameter) {
 std::string Explanation(const Parameter& parameter) {
   std::string text(parameter.help);
   if (parameter.kind == Kind::kNumber)
-    text +=
-        Concat(" [", parameter.range.least, "..", parameter.range.most, "]");
+    text += Concat(" [", parameter.range.least, "..", parameter.range.most,
+                   OrUnlimited(parameter, " or "), "]");
   if (parameter.kind == Kind::kDuration)
     text += Concat(" [", DurationBound(parameter.range.least), "..",
                    DurationBound(parameter.range.most),
-                   parameter.or_none ? " or none]" : "]");
+                   OrUnlimited(parameter, " or "), "]");
   if (!parameter.fallback.empty())
     text += Concat(" (default ", parameter.fallback, ")");
   return text;

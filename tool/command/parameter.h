@@ -101,7 +101,9 @@ struct Parameter {
   Group group;
   std::string_view help;  ///< A clause, without a full stop.
   Range range = {};
-  bool or_none = false;  ///< A duration may be "none", for no limit.
+  /// The word that a number or a duration may be instead, for no limit; empty
+  /// if there must be one.
+  std::string_view unlimited = {};
   std::span<const Choice> choices = {};
   std::string_view fallback = {};  ///< The default; empty for none.
   /// How to pass a value that begins with '-', which none can: an imperative.

@@ -10,6 +10,7 @@
 
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
+#include "tool/command/duration.h"
 
 namespace fairlead::tool::parameter_test {
 namespace {
@@ -50,7 +51,7 @@ constexpr Parameter kIdle = {.name = "idle",
                              .group = Group::kHowLong,
                              .help = "the idle time",
                              .range = {.least = 1, .most = 86'400'000},
-                             .or_none = true,
+                             .unlimited = kNoLimit,
                              .fallback = "5"};
 constexpr Parameter kDelay = {.name = "delay",
                               .placeholder = "TIME",
@@ -58,6 +59,13 @@ constexpr Parameter kDelay = {.name = "delay",
                               .group = Group::kHowLong,
                               .help = "the delay",
                               .range = {.least = 0, .most = 90'000}};
+constexpr Parameter kRuns = {.name = "runs",
+                             .placeholder = "N",
+                             .kind = Kind::kNumber,
+                             .group = Group::kHowLong,
+                             .help = "the runs",
+                             .range = {.least = 1, .most = 9},
+                             .unlimited = "forever"};
 constexpr Parameter kFast = {.name = "fast",
                              .kind = Kind::kSwitch,
                              .group = Group::kHow,
@@ -83,6 +91,7 @@ TEST(ParameterTest, IsExplainedWithRangeAndDefault) {
   EXPECT_EQ(Explanation(kFast), "hurry");
   EXPECT_EQ(Explanation(kIdle), "the idle time [1ms..1d or none] (default 5)");
   EXPECT_EQ(Explanation(kDelay), "the delay [0..90s]");
+  EXPECT_EQ(Explanation(kRuns), "the runs [1..9 or forever]");
 }
 
 std::string Refusal(const Parameter& parameter, std::string_view value) {
@@ -124,6 +133,17 @@ TEST(ParameterTest, ANumberIsAnIntegerInItsRange) {
     SCOPED_TRACE(c.text);
     EXPECT_EQ(Refusal(kPort, c.text), c.refusal);
   }
+}
+
+TEST(ParameterTest, ANumberMayBeTheWordForNoLimit) {
+  EXPECT_EQ(Refusal(kRuns, "9"), "accepted");
+  EXPECT_EQ(Refusal(kRuns, "forever"), "accepted");
+  EXPECT_EQ(Refusal(kRuns, "10"),
+            "-runs: 10 is out of range (expected 1 to 9 or forever)");
+  EXPECT_EQ(Refusal(kRuns, "none"),
+            "-runs: 'none' is not an integer (expected 1 to 9 or forever)");
+  EXPECT_EQ(Refusal(kPort, "forever"),
+            "-port: 'forever' is not an integer (expected 1 to 65535)");
 }
 
 struct DurationCase {

@@ -8,9 +8,7 @@
 #include "tool/base/environment.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
-#include "tool/command/command.h"
 #include "tool/command/same_file.h"
-#include "tool/io/output.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool {
@@ -94,11 +92,6 @@ CipherKey AesKey(const RawKey& key, const Arguments<kCipherUses>& arguments) {
   const int bits = static_cast<int>(arguments.Chosen<KeySize>(kBits));
   const auto size = static_cast<std::size_t>(bits) / 8;
   CheckLength(key, size, Concat("AES of ", bits, " bits"));
-  if (key.bytes.size() < size)
-    PrintNote(TopName(arguments.parsed().command()),
-              Concat("warning: ", key.name, " has only ", key.bytes.size(),
-                     key.bytes.size() == 1 ? " byte" : " bytes", "; padded to ",
-                     size, " with zeros"));
   return {.cipher = Cipher::kAesEcb, .bits = bits, .bytes = key.bytes};
 }
 
@@ -165,6 +158,14 @@ void CipherStream::Transform(unsigned char* bytes, int size) {
 std::string PaddingNote(std::size_t count) {
   return Concat("padded the last AES block with ", count,
                 count == 1 ? " zero byte" : " zero bytes");
+}
+
+std::string KeyPaddingNote(const CipherKey& key) {
+  const std::size_t given = key.bytes.size();
+  const std::size_t size = static_cast<std::size_t>(key.bits) / 8;
+  if (given >= size) return "";
+  return Concat("padded the AES key of ", given,
+                given == 1 ? " byte to " : " bytes to ", size, " with zeros");
 }
 
 }  // namespace fairlead::tool

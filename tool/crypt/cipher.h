@@ -85,7 +85,7 @@ inline constexpr Parameter kBits = {
     .group = Group::kCipher,
     .help =
         "the size of the AES key: 16, 24 or 32 bytes; a shorter key is padded "
-        "with zero bytes and a warning, a longer one is an error",
+        "with zero bytes, which weakens it; a longer one is an error",
     .choices = kKeySizes,
     .fallback = "128"};
 
@@ -106,7 +106,7 @@ struct CipherKey {
 };
 
 /// Returns the cipher and the key that the arguments name, or nothing if they
-/// name none. Warns of an AES key that is too short.
+/// name none.
 ///
 /// @throws Failure for a key that is empty or too long: with kMalformedInput if
 ///     it comes from a file, else with kWrongUsage; with kCannotRead
@@ -147,6 +147,10 @@ class CipherStream {
 
 /// Returns "padded the last AES block with 11 zero bytes".
 std::string PaddingNote(std::size_t count);
+
+/// Returns "padded the AES key of 5 bytes to 16 with zeros", or "" for a key
+/// that has its full size.
+std::string KeyPaddingNote(const CipherKey& key);
 
 }  // namespace fairlead::tool
 

@@ -117,11 +117,7 @@ void Encrypt(const Source& source, const CipherKey& key,
              const TakePiece& write) {
   CipherStream cipher(key, Direction::kEncrypt);
   Convert(source, cipher, write);
-  const std::size_t padding = cipher.lacking();
-  if (padding == 0) return;
-  write(cipher.Fill());
-  PrintNote("crypt",
-            Concat(PaddingNote(padding), "; decrypting leaves them there"));
+  if (cipher.lacking() > 0) write(cipher.Fill());
 }
 
 void CheckSize(const Source& source, const CipherKey& key, std::size_t size) {
@@ -248,8 +244,7 @@ constexpr Command kEncrypt = {
     .summary = "encrypt a file or standard input",
     .description =
         "AES encrypts blocks of 16 bytes. The last one is padded with zero "
-        "bytes, with a note on standard error; decrypting does not remove "
-        "them.",
+        "bytes; decrypting does not remove them.",
     .action = ActionOf<kUses, RunEncrypt>(),
     .examples = kEncryptExamples,
     .statuses = kStatuses,

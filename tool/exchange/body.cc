@@ -27,18 +27,6 @@ std::string ReadSource(const BodyPlan& plan) {
   return ReadAll(STDIN_FILENO, "standard input");
 }
 
-std::string_view BytesOf(LineEnd eol) {
-  switch (eol) {
-    case LineEnd::kNone:
-      return "";
-    case LineEnd::kLf:
-      return "\n";
-    case LineEnd::kCrlf:
-      return "\r\n";
-  }
-  return {};
-}
-
 std::string AsPascalString(const std::string& body) {
   if (body.size() > kMaxPascal)
     throw Failure(kWrongUsage,
@@ -50,6 +38,18 @@ std::string AsPascalString(const std::string& body) {
 }
 
 }  // namespace
+
+std::string_view BytesOf(LineEnd eol) {
+  switch (eol) {
+    case LineEnd::kNone:
+      return "";
+    case LineEnd::kLf:
+      return "\n";
+    case LineEnd::kCrlf:
+      return "\r\n";
+  }
+  return {};
+}
 
 void AddTo(CCRC& sum, std::string_view bytes) {
   for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), kPart)))
@@ -76,6 +76,10 @@ std::string Completed(const BodyPlan& plan, std::string message) {
   return plan.pascal ? AsPascalString(message) : message;
 }
 
+std::string Prefixed(const BodyPlan& plan, std::string message) {
+  return plan.prefix ? Framed(*plan.prefix, message) : message;
+}
+
 BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol) {
   BodyPlan plan;
   if (arguments.Has(kText))
@@ -88,6 +92,7 @@ BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol) {
   if (arguments.Has(kSum)) plan.rotation = arguments.Number(kSum);
   plan.line_end = BytesOf(eol);
   plan.pascal = arguments.Has(kPascal);
+  plan.prefix = PrefixOf(arguments);
   plan.per_line = arguments.Has(kPerline);
   return plan;
 }

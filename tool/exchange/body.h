@@ -11,6 +11,7 @@
 #include "fairlead/bits/crc.h"
 #include "tool/command/arguments.h"
 #include "tool/command/parameters.h"
+#include "tool/exchange/frames.h"
 
 namespace fairlead::tool {
 
@@ -27,6 +28,14 @@ inline constexpr Parameter kNone = {
     .kind = Kind::kSwitch,
     .group = Group::kWhat,
     .help = "only connect and close: is the port open?"};
+inline constexpr Parameter kScript = {
+    .name = "script",
+    .placeholder = "FILE",
+    .kind = Kind::kFile,
+    .group = Group::kWhat,
+    .help =
+        "hold the dialogue of the statements in FILE, as described above; not "
+        "with stop rules, -halfclose, -sum, -pascal or -prefix"};
 inline constexpr Parameter kSum = {
     .name = "sum",
     .placeholder = "ROTATION",
@@ -53,12 +62,16 @@ inline constexpr Parameter kPerline = {
     .kind = Kind::kSwitch,
     .group = Group::kWhat,
     .help =
-        "each line is a message, without its newline: -sum, -eol, -pascal and "
-        "the padding of AES apply to each"};
+        "each line is a message, without its newline: -sum, -eol, -pascal, "
+        "-prefix and the padding of AES apply to each"};
 
-inline constexpr auto kBodyUses = Uses(
-    OneOf(kText, kHex, kFile, kStdin, kNone), Optional(kSum), Optional(kEol),
-    Optional(kPascal), OnlyWith(kPerline, When(kFile), When(kStdin)));
+inline constexpr auto kBodyUses =
+    Uses(OneOf(kText, kHex, kFile, kStdin, kNone, kScript), Optional(kSum),
+         Optional(kEol), AtMostOne(kPascal, All(kPrefix, Optional(kPrefixadd))),
+         OnlyWith(kPerline, When(kFile), When(kStdin)));
+
+/// Returns the bytes of a line end.
+std::string_view BytesOf(LineEnd eol);
 
 /// Where the bytes of a body come from, and what is added to them.
 struct BodyPlan {
@@ -67,10 +80,13 @@ struct BodyPlan {
   std::optional<int> rotation;       ///< Of the checksum, if one is appended.
   std::string_view line_end;
   bool pascal = false;
+  std::optional<FramePrefix> prefix;
   bool per_line = false;
 
   /// Returns whether the body can be sent while it is read.
-  bool IsStreamed() const { return !bytes && (per_line || !pascal); }
+  bool IsStreamed() const {
+    return !bytes && (per_line || !(pascal || prefix));
+  }
 };
 
 /// Returns the body that the arguments describe.
@@ -85,12 +101,18 @@ void AddTo(CCRC& sum, std::string_view bytes);
 /// Returns the checksum as it is sent: 8 bytes, the highest first.
 std::string ChecksumOf(CCRC& sum);
 
-/// Returns the message with what the plan adds to it.
+/// Returns the message with what the plan appends to it, and the length byte of
+/// -pascal.
 ///
 /// @throws Failure with kWrongUsage for one that is too long for -pascal
 std::string Completed(const BodyPlan& plan, std::string message);
 
-/// Returns the bytes of the body, read from their source.
+/// Returns a completed message with its prefix, if it has one.
+///
+/// @throws Failure with kWrongUsage if the prefix cannot hold its length
+std::string Prefixed(const BodyPlan& plan, std::string message);
+
+/// Returns the completed body, read from its source.
 ///
 /// @throws Failure with kCannotRead, or with kWrongUsage for a body that is too
 ///     long for -pascal

@@ -7,8 +7,11 @@
 namespace fairlead::tool {
 
 BodyStream::BodyStream(const BodyPlan& plan,
-                       const std::optional<CipherKey>& key)
-    : plan_(plan), sum_{.rotation = plan.rotation.value_or(0)} {
+                       const std::optional<CipherKey>& key,
+                       OnMessage on_message)
+    : plan_(plan),
+      on_message_(std::move(on_message)),
+      sum_{.rotation = plan.rotation.value_or(0)} {
   if (key) encryption_.emplace(*key, Direction::kEncrypt);
 }
 
@@ -27,10 +30,10 @@ std::optional<std::string_view> BodyStream::Take(std::string_view bytes,
 
 void BodyStream::TakeWhole(std::string_view bytes, bool at_end) {
   if (plan_.rotation) AddTo(sum_, bytes);
-  Append(bytes);
+  Send(bytes);
   if (!at_end) return;
-  if (plan_.rotation) Append(ChecksumOf(sum_));
-  Append(plan_.line_end);
+  if (plan_.rotation) Send(ChecksumOf(sum_));
+  Send(plan_.line_end);
   EndMessage();
 }
 
@@ -46,9 +49,17 @@ void BodyStream::TakeLines(std::string_view bytes, bool at_end) {
 }
 
 void BodyStream::SendLine() {
-  Append(Completed(plan_, std::move(line_)));
+  const std::string message = Completed(plan_, std::move(line_));
+  on_message_(message);
+  Append(Prefixed(plan_, message));
   EndMessage();
   line_.clear();
+}
+
+void BodyStream::Send(std::string_view message) {
+  if (message.empty()) return;
+  on_message_(message);
+  Append(message);
 }
 
 void BodyStream::Append(std::string_view bytes) {

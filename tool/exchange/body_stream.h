@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,8 +20,12 @@ namespace fairlead::tool {
 /// line end and a length, for the whole or for each line, and encrypted.
 class BodyStream {
  public:
-  /// @param plan without -pascal, unless it is per line
-  BodyStream(const BodyPlan& plan, const std::optional<CipherKey>& key);
+  /// Receives a message before it is encrypted and sent. Called in Take().
+  using OnMessage = std::function<void(std::string_view message)>;
+
+  /// @param plan without -pascal and -prefix, unless it is per line
+  BodyStream(const BodyPlan& plan, const std::optional<CipherKey>& key,
+             OnMessage on_message);
 
   /// Returns what is sent for the bytes, or nothing if that cannot be: see
   /// Check(). Valid until the next call.
@@ -33,6 +38,7 @@ class BodyStream {
   /// Throws what Take() met when it returned nothing.
   ///
   /// @throws Failure with kWrongUsage for a line that is too long for -pascal
+  ///     or -prefix; what the callback threw
   void Check() const {
     if (problem_) std::rethrow_exception(problem_);
   }
@@ -41,10 +47,12 @@ class BodyStream {
   void TakeWhole(std::string_view bytes, bool at_end);
   void TakeLines(std::string_view bytes, bool at_end);
   void SendLine();
+  void Send(std::string_view message);
   void Append(std::string_view bytes);
   void EndMessage();
 
   const BodyPlan& plan_;
+  const OnMessage on_message_;
   std::optional<CipherStream> encryption_;
   CCRC sum_;          // Of the whole body.
   std::string line_;  // Begun.

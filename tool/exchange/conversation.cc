@@ -3,16 +3,18 @@
 #include "tool/exchange/conversation.h"
 
 #include <netdb.h>
-#include <unistd.h>
 
+#include <chrono>
+#include <cstdint>
+#include <ratio>
 #include <string>
+#include <utility>
 
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/command/command.h"
 #include "tool/command/duration.h"
-#include "tool/exchange/view.h"
 
 namespace fairlead::tool {
 namespace {
@@ -32,6 +34,13 @@ ExchangeLimits LimitsOf(const Arguments<kExchangeUses>& arguments) {
           .idle = arguments.Duration(kIdle)};
 }
 
+StopLimits StopLimitsOf(const Arguments<kExchangeUses>& arguments) {
+  return {.messages = arguments.Number(kMessages),
+          .bytes = arguments.Number(kBytes),
+          .lines = arguments.Number(kLines),
+          .until = Unescaped(arguments.Text(kUntil), kUntil.name)};
+}
+
 }  // namespace
 
 std::string NotResolved(std::string_view host, int error) {
@@ -44,38 +53,30 @@ ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments) {
           .host = {},
           .timeout = arguments.Duration(kTimeout),
           .limits = LimitsOf(arguments),
-          .stop = {.messages = arguments.Number(kMessages),
-                   .bytes = arguments.Number(kBytes),
-                   .lines = arguments.Number(kLines),
-                   .until = Unescaped(arguments.Text(kUntil), kUntil.name)},
-          .view = arguments.Chosen<View>(kView),
           .quiet = arguments.Has(kQuiet),
           .verbose = arguments.Has(kVerbose),
-          .cipher = {}};
+          .reception = {.stop = StopLimitsOf(arguments),
+                        .expected =
+                            Unescaped(arguments.Text(kExpect), kExpect.name),
+                        .rejected =
+                            Unescaped(arguments.Text(kReject), kReject.name)},
+          .view = arguments.Chosen<View>(kView),
+          .out = OutFileOf(arguments)};
 }
 
 Conversation::Conversation(const ConversationSettings& settings,
-                           TimeLimit& limit, const Output& output,
-                           ExchangeLog* log)
+                           TimeLimit& limit, Display& display,
+                           Reception& reception, ExchangeLog* log)
     : settings_(settings),
       limit_(limit),
-      output_(output),
+      display_(display),
       log_(log),
-      rules_(settings.stop),
-      exchange_({.limits = settings.limits,
-                 .half_close = settings.half_close,
-                 .on_event = [this](const ExchangeEvent& event) {
-                   OnEvent(event);
-                 }}) {
-  if (settings.cipher)
-    decryption_.emplace(*settings.cipher, Direction::kDecrypt);
-}
+      reception_(reception) {}
 
 void Conversation::Log(std::string_view event) {
   if (log_ != nullptr) log_->Add(event);
 }
 
-// Logs a step, and prints it with -verbose.
 void Conversation::Tell(std::string_view event) {
   Log(event);
   if (settings_.verbose) PrintNote(settings_.command, event);
@@ -88,9 +89,11 @@ std::string Conversation::Place(std::string_view address) const {
 void Conversation::OnEvent(const ExchangeEvent& event) {
   switch (event.kind) {
     case Step::kResolved:
+      display_.Resolved(settings_.host, event.address);
       return Tell(
           Concat("resolved ", Shown(settings_.host), ": ", event.address));
     case Step::kConnecting:
+      connecting_since_ = TimeLimit::Clock::now();
       return limit_.Enter(Concat("connecting to ", Place(event.address)));
     case Step::kNotConnected:
       refused_ += Concat(refused_.empty() ? "" : "; ", Place(event.address),
@@ -98,6 +101,7 @@ void Conversation::OnEvent(const ExchangeEvent& event) {
       return Tell(Concat("no connection to ", Place(event.address), ": ",
                          ErrorText(event.error)));
     case Step::kConnected:
+      connect_time_ = TimeLimit::Clock::now() - connecting_since_;
       return Tell(Concat("connected to ", event.address, ":", settings_.port));
     case Step::kSent:
       return OnSent(event.sent);
@@ -107,43 +111,101 @@ void Conversation::OnEvent(const ExchangeEvent& event) {
 }
 
 void Conversation::OnSent(std::uint64_t sent) {
+  result_.sent = sent;
   if (sent < total_)
     limit_.Enter(Concat("sending: ", sent, " of ", Bytes(total_)));
   else if (source_.empty())
-    limit_.Enter("waiting for the peer");
+    limit_.Enter(Concat("waiting for the peer", place_));
   else
     limit_.Enter(Concat("waiting for ", source_, " or the peer"));
   if (progress_) progress_->Show(sent);
-  if (sent == total_ && source_.empty()) Log(Concat("sent ", Bytes(sent)));
+  if (sent < total_ || !source_.empty()) return;
+  Log(Concat("sent ", Bytes(sent)));
+  if (sent > 0) display_.Sent(message_);
 }
 
 void Conversation::Connect() {
   limit_.Enter(Concat("resolving ", Quoted(settings_.host)));
   Log(Concat("resolving ", Shown(settings_.host)));
-  result_ = exchange_.Connect(settings_.host,
-                              static_cast<std::uint16_t>(settings_.port));
+  exchange_ = Exchange(Options());
+  result_ = InExchange([this] {
+    return exchange_.Connect(settings_.host,
+                             static_cast<std::uint16_t>(settings_.port));
+  });
   if (!result_) FailToConnect();
+  reception_.Begin();
+  display_.Connected(Concat(result_.address, ":", settings_.port));
+}
+
+ExchangeOptions Conversation::Options() {
+  ExchangeOptions options = {.limits = settings_.limits,
+                             .half_close = settings_.half_close};
+  options.limits.total = limit_.Remaining();
+  options.on_event = [this](const ExchangeEvent& event) { OnEvent(event); };
+  return options;
+}
+
+// The exchange watches the time limit while it runs. If that is over, what is
+// left to do must not take long either.
+ExchangeResult Conversation::InExchange(
+    const std::function<ExchangeResult()>& step) {
+  limit_.Delegate(true);
+  ExchangeResult result = step();
+  if (result.end == ExchangeEnd::kTimeOver)
+    timeout_ = limit_.Message();
+  else
+    limit_.Delegate(false);
+  return result;
 }
 
 void Conversation::FailToConnect() const {
+  CheckTime();
   if (result_.phase == ExchangePhase::kResolving)
     throw Failure(kNotResolved, NotResolved(settings_.host, result_.error));
   throw Failure(kNotConnected, Concat("cannot connect to ", refused_));
+}
+
+// "connected in 0.41 ms"
+void Conversation::ShowConnectTime() {
+  if (settings_.quiet) return;
+  const auto hundredths = std::chrono::duration_cast<
+      std::chrono::duration<std::int64_t, std::ratio<1, 100'000>>>(
+      connect_time_);
+  const std::string digits = Concat(100 + hundredths.count() % 100);
+  display_.Result(Concat("connected in ", hundredths.count() / 100, ".",
+                         digits.substr(1), " ms\n"));
+}
+
+// What a sink does, such as writing to a slow reader, is outside the exchange.
+Exchange::Sink Conversation::WatchedSink(Exchange::Sink take) {
+  return [this, take = std::move(take)](std::string_view bytes,
+                                        const TheTime& time) {
+    limit_.Delegate(false);
+    const bool enough = take(bytes, time);
+    limit_.Delegate(true);
+    return enough;
+  };
 }
 
 template <typename Source>
 void Conversation::Run(const Source& source) {
   if (total_ > kLongBody) progress_.emplace(total_);
   OnSent(0);
-  result_ = exchange_.Converse(
-      source, [this](std::string_view bytes, const TheTime& time) {
-        return bytes.empty() ? TakeEnd() : Take(bytes, time);
-      });
+  try {
+    const Exchange::Sink sink =
+        WatchedSink([this](std::string_view bytes, const TheTime& time) {
+          return Take(bytes, time);
+        });
+    result_ = InExchange([&] { return exchange_.Converse(source, sink); });
+  } catch (const Rejected&) {
+    result_.phase = ExchangePhase::kReceiving;
+  }
   progress_.reset();
 }
 
-void Conversation::Converse(std::string_view body) {
+void Conversation::Converse(std::string_view body, std::string_view message) {
   total_ = body.size();
+  message_ = message;
   Run(body);
 }
 
@@ -154,30 +216,28 @@ void Conversation::Converse(const ExchangeInput& input, const Input& source) {
   Log(Concat("sent ", Bytes(result_.sent)));
 }
 
-// Prints and counts what was received, decrypted as far as there are whole
-// blocks; a bar would be drawn over it. Returns whether a stop rule is met.
+// A bar would be drawn over what is printed.
 bool Conversation::Take(std::string_view bytes, const TheTime& time) {
+  if (bytes.empty()) return reception_.TakeEnd();
   progress_.reset();
-  Log(Concat("received ", Bytes(bytes.size())));
-  if (decryption_) bytes = decryption_->Take(bytes);
-  if (bytes.empty()) return false;
-  const bool raw = settings_.view == View::kRaw && !output_.screen().terminal;
-  if (raw)
-    output_.Write(bytes);
+  LogReceived(bytes.size());
+  result_.received += bytes.size();
+  const bool enough = reception_.Take(bytes, time);
+  if (reception_.IsRejected()) throw Rejected();
+  return enough;
+}
+
+// What may not be shown is not logged yet either.
+void Conversation::LogReceived(std::size_t count) {
+  if (display_.KeepsAnswers())
+    kept_ += count;
   else
-    output_.Write(Rendered(bytes, time, settings_.view, output_.screen()));
-  return rules_.Take(bytes);
+    Log(Concat("received ", Bytes(count)));
 }
 
-// The reader of our output sees the end, though there is input left to send. At
-// a terminal nobody would know that there is nobody to type for.
-bool Conversation::TakeEnd() {
-  output_.End();
-  return isatty(STDIN_FILENO) == 1;
-}
-
-std::size_t Conversation::Undecrypted() const {
-  return decryption_ ? decryption_->waiting() : 0;
+void Conversation::EndAnswer() {
+  if (display_.EndAnswer() && kept_ > 0) Log(Concat("received ", Bytes(kept_)));
+  kept_ = 0;
 }
 
 std::string Conversation::HowMuch() const {
@@ -185,12 +245,18 @@ std::string Conversation::HowMuch() const {
                      : Concat(result_.sent, " of ", Bytes(total_));
 }
 
+std::string_view Conversation::Success() const {
+  if (result_.phase == ExchangePhase::kConnecting) return "only connected";
+  if (reception_.IsRejected()) return "a rejected text was received";
+  if (script_.empty()) return "enough was received";
+  return problem_ ? "another line was received than the script expects"
+                  : "the script was done";
+}
+
 std::string Conversation::Ending() const {
   switch (result_.end) {
     case ExchangeEnd::kDone:
-      return result_.phase == ExchangePhase::kConnecting
-                 ? "only connected"
-                 : "enough was received";
+      return std::string(Success());
     case ExchangeEnd::kSilence:
       return Concat(result_.Text(), " for ",
                     DurationText(*settings_.limits.idle));
@@ -201,14 +267,20 @@ std::string Conversation::Ending() const {
 
 void Conversation::Close() {
   exchange_.Close();
+  EndAnswer();
+  display_.Closed(result_.sent, result_.received, Ending());
   Log(Ending());
   Log(Concat("closed: ", result_.sent, " bytes sent, ", result_.received,
              " received"));
 }
 
 void Conversation::CheckOutcome() const {
+  reception_.CheckRejected();
   CheckExchange();
-  CheckReceived();
+  if (script_.empty())
+    CheckReceived();
+  else
+    CheckDialogue();
   if (settings_.verbose) TellSuccess();
 }
 
@@ -216,13 +288,32 @@ void Conversation::TellSuccess() const {
   PrintNote(settings_.command,
             Concat(Bytes(result_.sent), " sent, ", result_.received,
                    " received; ", Ending()));
-  if (Undecrypted() > 0)
+  if (reception_.Undecrypted() > 0)
     PrintNote(settings_.command,
-              Concat("discarded ", Undecrypted(),
+              Concat("discarded ", reception_.Undecrypted(),
                      " trailing bytes of an incomplete cipher block"));
 }
 
+bool Conversation::MayRetry(ExitStatus status) const {
+  if (status == kNotResolved || status == kNotConnected) return true;
+  const bool has_begun = result_.phase != ExchangePhase::kResolving &&
+                         result_.phase != ExchangePhase::kConnecting;
+  return status == kTimeIsOver && !reception_.HasTaken() &&
+         !(has_begun && settings_.input_is_unique);
+}
+
+bool Conversation::PeerHasLeft() const {
+  return result_.end == ExchangeEnd::kPeerClosed ||
+         result_.end == ExchangeEnd::kPeerReset;
+}
+
+void Conversation::CheckTime() const {
+  if (result_.end == ExchangeEnd::kTimeOver)
+    throw Failure(kTimeIsOver, timeout_);
+}
+
 void Conversation::CheckExchange() const {
+  CheckTime();
   const bool sending = result_.phase == ExchangePhase::kSending;
   if (result_.end == ExchangeEnd::kPeerReset)
     throw Failure(kReceivingFailed,
@@ -243,19 +334,9 @@ void Conversation::CheckExchange() const {
 }
 
 void Conversation::CheckReceived() const {
-  if (result_.received == 0)
+  if (!reception_.HasTaken())
     throw Failure(kNothingAnswered, Concat("nothing was answered: ", Ending()));
-  if (!result_ && Undecrypted() > 0)
-    throw Failure(
-        kReceivingFailed,
-        Concat("receiving failed: the last ", Undecrypted(),
-               " bytes are an incomplete block of ", CipherStream::kBlock,
-               ", which AES cannot decrypt; ", Ending()));
-  if (rules_.UntilIsMissing())
-    throw Failure(kAnswerIsNo,
-                  Concat("the text of -until did not come: ", Ending()));
-  if (const std::string missing = rules_.Missing(); !missing.empty())
-    throw Failure(kCutShort, Concat("cut short: ", missing, "; ", Ending()));
+  reception_.Check(!result_, Ending());
 }
 
 }  // namespace fairlead::tool

@@ -5,19 +5,23 @@
 #define FAIRLEAD_TOOL_EXCHANGE_CONVERSATION_H_
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "fairlead/net/exchange.h"
-#include "fairlead/net/stop_rules.h"
+#include "tool/base/exit_status.h"
 #include "tool/command/arguments.h"
-#include "tool/crypt/cipher.h"
+#include "tool/exchange/dialogue.h"
+#include "tool/exchange/dialogue_script.h"
+#include "tool/exchange/display.h"
 #include "tool/exchange/exchange_log.h"
 #include "tool/exchange/parameters.h"
+#include "tool/exchange/reception.h"
 #include "tool/exchange/time_limit.h"
-#include "tool/io/output.h"
 #include "tool/io/progress.h"
 #include "tool/io/read_file.h"
 
@@ -29,14 +33,14 @@ struct ConversationSettings {
   std::string host;
   int port = 0;  ///< Still 0 with -demo.
   ExchangeLimits::Limit timeout;
-  ExchangeLimits
-      limits;  ///< Without the total: the time limit ends the process.
+  ExchangeLimits limits;  ///< Without the total, which the TimeLimit has.
   bool half_close = false;
-  StopLimits stop;
-  View view = View::kRaw;
   bool quiet = false;
   bool verbose = false;
-  std::optional<CipherKey> cipher;  ///< That decrypts what is received.
+  ReceptionSettings reception;
+  bool input_is_unique = false;  ///< What is sent cannot be read again.
+  View view = View::kRaw;
+  OutFile out;
 };
 
 /// Returns the message for a name that was not resolved.
@@ -53,52 +57,91 @@ ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments);
 /// Failure with its own status.
 class Conversation {
  public:
-  /// @param log null for none; all four outlive the object
+  /// @param log null for none; all five outlive the object
   Conversation(const ConversationSettings& settings, TimeLimit& limit,
-               const Output& output, ExchangeLog* log);
+               Display& display, Reception& reception, ExchangeLog* log);
 
   void Connect();
+
+  /// Shows how long connecting took, unless the tool is quiet.
+  void ShowConnectTime();
 
   /// Sends the body, or what is read from the source, and prints what is
   /// received, until a stop rule is met, the peer closes, or nothing passes for
   /// the idle time.
-  void Converse(std::string_view body);
+  ///
+  /// @param message what the body says, before encryption and without a prefix
+  void Converse(std::string_view body, std::string_view message);
   void Converse(const ExchangeInput& input, const Input& source);
+
+  /// Runs the script of that name, and prints what is received.
+  void Converse(const DialogueScript& script, const std::string& name);
+
+  /// Shows a message of what is sent. Any thread may call it.
+  void ShowSent(std::string_view message) { display_.Sent(message); }
 
   void Close();
 
   /// Throws if not everything was sent or received.
   void CheckOutcome() const;
 
+  /// Returns whether trying again may help after a failure with that status,
+  /// and repeats nothing that was received or taken from an input.
+  bool MayRetry(ExitStatus status) const;
+
+  /// Returns whether the peer closed or reset the connection.
+  bool PeerHasLeft() const;
+
+  /// Returns why the exchange ended.
+  std::string Ending() const;
+
+  /// Logs a step, and prints it with -verbose.
+  void Tell(std::string_view event);
+
  private:
+  class Server;      // As the dialogue sees it.
+  struct Rejected {  // Ends an exchange at once.
+  };
+
   void OnEvent(const ExchangeEvent& event);
   void OnSent(std::uint64_t sent);
+  ExchangeOptions Options();
+  ExchangeResult InExchange(const std::function<ExchangeResult()>& step);
+  Exchange::Sink WatchedSink(Exchange::Sink take);
   template <typename Source>
   void Run(const Source& source);
   bool Take(std::string_view bytes, const TheTime& time);
-  bool TakeEnd();
-  std::size_t Undecrypted() const;
   std::string Place(std::string_view address) const;
   std::string HowMuch() const;
-  std::string Ending() const;
+  std::string_view Success() const;
   [[noreturn]] void FailToConnect() const;
   void CheckExchange() const;
   void CheckReceived() const;
+  void CheckDialogue() const;
   void TellSuccess() const;
   void Log(std::string_view event);
-  void Tell(std::string_view event);
+  void LogReceived(std::size_t count);
+  void EndAnswer();
+  void CheckTime() const;
 
   const ConversationSettings& settings_;
   TimeLimit& limit_;
-  const Output& output_;
+  Display& display_;
   ExchangeLog* const log_;
-  StopRules rules_;
-  std::optional<CipherStream> decryption_;
-  std::string refused_;               // The addresses that failed, and why.
-  std::uint64_t total_ = 0;           // Bytes to send; 0 if unknown.
-  std::string source_;                // Its name, if they are read meanwhile.
+  Reception& reception_;
+  std::uint64_t kept_ = 0;  // Bytes that wait for EndAnswer().
+  TimeLimit::Clock::time_point connecting_since_;
+  TimeLimit::Clock::duration connect_time_{};
+  std::string refused_;       // The addresses that failed, and why.
+  std::string_view message_;  // What they say.
+  std::uint64_t total_ = 0;   // Bytes to send; 0 if unknown.
+  std::string source_;        // Its name, if they are read meanwhile.
+  std::string script_;        // Its name, for a dialogue.
+  std::string place_;         // " at FILE:LINE", where the dialogue is.
+  std::optional<DialogueProblem> problem_;
   std::optional<Progress> progress_;  // Of a long body.
   ExchangeResult result_;
+  std::string timeout_;  // The message, if the time is over.
   Exchange exchange_;
 };
 

@@ -35,11 +35,12 @@ int NewEvent() {
 
 }  // namespace
 
-DemoServer::DemoServer(std::string greeting, std::size_t echoed)
+DemoServer::DemoServer(std::string greeting, std::size_t echoed,
+                       std::size_t count)
     : listener_(Opened({.reply = std::move(greeting),
                         .echo = true,
                         .bytes = echoed,
-                        .count = 1})),
+                        .count = count})),
       stop_(NewEvent()),
       thread_([this] { Serve(); }) {}
 

@@ -12,13 +12,15 @@
 
 namespace fairlead::tool {
 
-/// Serves one client on a free loopback port: sends the greeting, echoes up to
-/// `echoed` bytes until the client sends no more, and closes. If accept(2)
+/// Serves clients on a free loopback port: sends each the greeting, echoes up
+/// to `echoed` bytes until the client sends no more, and closes. If accept(2)
 /// fails, the client sees a reset.
 class DemoServer {
  public:
   /// @throws Failure with kNotConnected if it cannot listen
-  DemoServer(std::string greeting, std::size_t echoed);
+  ///
+  /// @param count how many clients it serves; it refuses later ones
+  DemoServer(std::string greeting, std::size_t echoed, std::size_t count = 1);
   DemoServer(const DemoServer&) = delete;
   DemoServer& operator=(const DemoServer&) = delete;
 

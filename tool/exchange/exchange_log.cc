@@ -13,6 +13,8 @@ constexpr int kWarningInterval = 10;  // In seconds.
 
 }  // namespace
 
+std::string Failed(std::string_view why) { return Concat("failed: ", why); }
+
 // Standard output carries data only, so CLog's copy is dropped.
 ExchangeLog::ExchangeLog(const std::string& path, bool crlf)
     : file_(path, crlf, nullptr) {}

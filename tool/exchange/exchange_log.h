@@ -18,8 +18,12 @@ inline constexpr Parameter kLog = {
     .kind = Kind::kFile,
     .group = Group::kLog,
     .help =
-        "append one timestamped line per event to FILE (byte counts only; "
-        "repeated warnings at most every 10 s)"};
+        "append one timestamped line per event to FILE (byte counts only, and "
+        "the line by which -reject or a script failed; repeated warnings at "
+        "most every 10 s)"};
+
+/// Returns what a log has of the end of something that failed.
+std::string Failed(std::string_view why);
 
 /// The log of an exchange.
 ///

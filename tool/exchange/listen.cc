@@ -17,11 +17,11 @@
 #include "tool/base/reason.h"
 #include "tool/command/command_table.h"
 #include "tool/command/same_file.h"
+#include "tool/exchange/display.h"
 #include "tool/exchange/exchange_log.h"
 #include "tool/exchange/listener.h"
 #include "tool/exchange/parameters.h"
 #include "tool/exchange/time_limit.h"
-#include "tool/exchange/view.h"
 #include "tool/io/output.h"
 #include "tool/io/read_file.h"
 
@@ -79,6 +79,15 @@ constexpr Parameter kKeepopen = {
     .kind = Kind::kSwitch,
     .group = Group::kHowLong,
     .help = "serve for ever; -timeout then has no default"};
+constexpr Parameter kTimeout = {
+    .name = "timeout",
+    .placeholder = "TIME",
+    .kind = Kind::kDuration,
+    .group = Group::kHowLong,
+    .help = "end TIME after listening began, with status 28",
+    .range = kTimeRange,
+    .unlimited = kNoLimit,
+    .fallback = "30"};
 constexpr Parameter kQuiet = {
     .name = "quiet",
     .kind = Kind::kSwitch,
@@ -124,21 +133,21 @@ std::string_view RemedyFor(int error) {
                        RemedyFor(error)));
 }
 
-// What the log has of the end of a command that failed.
-std::string Failed(std::string_view why) { return Concat("failed: ", why); }
-
 // The time limit and the log, if they are asked for.
 class Watch {
  public:
-  explicit Watch(const Arguments& arguments) {
+  explicit Watch(const Arguments& arguments, Display& display) {
     if (arguments.Has(kTimeout) || !arguments.Has(kKeepopen))
       limit_.emplace(std::string(kCommand), arguments.Duration(kTimeout));
-    if (!arguments.Has(kLog)) return;
-    Enter("opening the log");
-    log_.emplace(arguments.Text(kLog), arguments.Has(kLogCrlf));
+    if (arguments.Has(kLog)) {
+      Enter("opening the log");
+      log_.emplace(arguments.Text(kLog), arguments.Has(kLogCrlf));
+    }
     if (limit_)
-      limit_->OnTimeout(
-          [this](std::string_view text) { log_->AddAtOnce(Failed(text)); });
+      limit_->OnTimeout([this, &display](std::string_view text) {
+        if (log_) log_->AddAtOnce(Failed(text));
+        display.FailedAtOnce(kTimeIsOver, text);
+      });
   }
 
   // Sets what the process is doing, for the message on timeout.
@@ -162,8 +171,8 @@ class Watch {
 // Prints what is received, and reports the rest.
 class Report : public ListenerEvents {
  public:
-  Report(const Output& output, View view, std::string place, Watch& watch)
-      : output_(output), view_(view), place_(std::move(place)), watch_(watch) {
+  Report(Display& display, std::string place, Watch& watch)
+      : display_(display), place_(std::move(place)), watch_(watch) {
     watch_.Log(Concat("listening on ", place_));
     EnterStage();
   }
@@ -179,11 +188,13 @@ class Report : public ListenerEvents {
     ++open_;
     EnterStage();
     watch_.Log(Concat("connected ", peer.name));
+    display_.Connected(peer.name);
   }
 
   void Received(const PeerAccount& peer, std::string_view bytes) override {
     watch_.Log(Concat("received ", bytes.size(), " bytes from ", peer.name));
-    output_.Write(Rendered(bytes, TheTime(), view_, output_.screen()));
+    display_.SetPeer(peer.name);
+    display_.Received(bytes, TheTime());
   }
 
   void Ended(const PeerAccount& peer, int error) override {
@@ -192,6 +203,9 @@ class Report : public ListenerEvents {
     const std::string why = error == 0 ? "" : Concat(", ", ErrorText(error));
     watch_.Log(Concat("closed ", peer.name, ": ", peer.received,
                       " bytes received, ", peer.sent, " sent", why));
+    display_.SetPeer(peer.name);
+    display_.Closed(peer.sent, peer.received,
+                    error == 0 ? "the peer closed" : ErrorText(error));
     if (error != 0)
       PrintNote(kCommand, Concat(peer.name, ": ", ErrorText(error)));
   }
@@ -203,8 +217,7 @@ class Report : public ListenerEvents {
     PrintNote(kCommand, text);
   }
 
-  const Output& output_;
-  const View view_;
+  Display& display_;
   const std::string place_;
   Watch& watch_;
   int open_ = 0;
@@ -231,7 +244,7 @@ void Serve(Listener& listener, Report& report) {
   }
 }
 
-void Run(const Arguments& arguments, const Output& output, Watch& watch) {
+void Run(const Arguments& arguments, Display& display, Watch& watch) {
   const std::string address = arguments.Text(kAddress);
   const int port = arguments.Number(kPort);
   std::optional<Listener> listener;
@@ -241,7 +254,7 @@ void Run(const Arguments& arguments, const Output& output, Watch& watch) {
     FailToListen(Place(address, port), error.code().value());
   }
   const std::string place = Place(address, listener->port());
-  Report report(output, arguments.Chosen<View>(kView), place, watch);
+  Report report(display, place, watch);
   if (port == 0) PrintError(kCommand, Concat("listening on ", place));
   Serve(*listener, report);
 }
@@ -251,11 +264,13 @@ ExitStatus Listen(const Arguments& arguments, const Output& output) {
   Unescaped(arguments.Text(kReply), kReply.name);
   CheckDistinct(arguments, kLog, kReplyfile);
   SetQuiet(arguments.Has(kQuiet));
-  Watch watch(arguments);
+  Display display(output, arguments.Chosen<View>(kView), {});
+  Watch watch(arguments, display);
   try {
-    Run(arguments, output, watch);
+    Run(arguments, display, watch);
   } catch (const Failure& failure) {
     watch.Log(Failed(failure.what()));
+    display.Failed(failure.status(), failure.what());
     throw;
   }
   watch.CheckLog();

@@ -5,6 +5,7 @@
 
 #include <array>
 
+#include "tool/command/duration.h"
 #include "tool/command/parameters.h"
 #include "tool/command/uses.h"
 
@@ -37,9 +38,9 @@ inline constexpr Parameter kTimeout = {
     .placeholder = "TIME",
     .kind = Kind::kDuration,
     .group = Group::kHowLong,
-    .help = "total time limit, including name resolution",
+    .help = "time limit of each attempt, including name resolution",
     .range = kTimeRange,
-    .or_none = true,
+    .unlimited = kNoLimit,
     .fallback = "30"};
 inline constexpr Parameter kIdle = {.name = "idle",
                                     .placeholder = "TIME",
@@ -47,7 +48,7 @@ inline constexpr Parameter kIdle = {.name = "idle",
                                     .group = Group::kHowLong,
                                     .help = "stop after TIME without data",
                                     .range = kTimeRange,
-                                    .or_none = true,
+                                    .unlimited = kNoLimit,
                                     .fallback = "5"};
 inline constexpr Parameter kConnecttimeout = {
     .name = "connecttimeout",
@@ -91,23 +92,108 @@ inline constexpr Parameter kUntil = {
         "\\t \\\\ \\xHH; status 1 if it does not come",
     .remedy = kEscapeDash};
 
+inline constexpr Parameter kExpect = {
+    .name = "expect",
+    .placeholder = "TEXT",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kHowLong,
+    .help =
+        "stop once a line contains TEXT, with the same escapes; status 1 if "
+        "none does",
+    .remedy = kEscapeDash};
+inline constexpr Parameter kReject = {
+    .name = "reject",
+    .placeholder = "TEXT",
+    .kind = Kind::kNonEmptyText,
+    .group = Group::kHowLong,
+    .help =
+        "end at once with status 1 if a line contains TEXT, and report that "
+        "line; the first text of -expect and -reject decides",
+    .remedy = kEscapeDash};
+
+/// In milliseconds, up to a year; 0 does not wait.
+inline constexpr Range kDelayRange = {.least = 0, .most = kTimeRange.most};
+
+inline constexpr Parameter kRetry = {
+    .name = "retry",
+    .placeholder = "N",
+    .kind = Kind::kNumber,
+    .group = Group::kHowLong,
+    .help =
+        "try again up to N times, from looking up the name on, after the "
+        "statuses 6 and 7, and 28 if nothing was received",
+    .range = kCountRange};
+inline constexpr Parameter kRetrydelay = {.name = "retrydelay",
+                                          .placeholder = "TIME",
+                                          .kind = Kind::kDuration,
+                                          .group = Group::kHowLong,
+                                          .help = "wait for TIME before that",
+                                          .range = kDelayRange,
+                                          .fallback = "1"};
+
+/// What a user writes instead of a number of runs, for no end.
+inline constexpr std::string_view kForever = "forever";
+
+inline constexpr Parameter kRepeat = {
+    .name = "repeat",
+    .placeholder = "N|forever",
+    .kind = Kind::kNumber,
+    .group = Group::kHowLong,
+    .help =
+        "run the exchange N times, over a connection each; go on after one "
+        "that fails, and end with the status of the last that failed",
+    .range = kCountRange,
+    .unlimited = kForever};
+inline constexpr Parameter kInterval = {
+    .name = "interval",
+    .placeholder = "TIME",
+    .kind = Kind::kDuration,
+    .group = Group::kHowLong,
+    .help = "with -repeat, the time from one start to the next",
+    .range = kDelayRange,
+    .fallback = "1"};
+inline constexpr Parameter kChanges = {
+    .name = "changes",
+    .kind = Kind::kSwitch,
+    .group = Group::kOutput,
+    .help =
+        "print and log what one connection receives, up to 1 MiB, at its end, "
+        "and only if it differs from what was printed last"};
+
 enum class View { kRaw, kTextLine, kHexLine, kDump, kJson };
 
 inline constexpr auto kViews = std::to_array<Choice>({
-    {View::kRaw, "raw"},
-    {View::kTextLine, "text"},
-    {View::kHexLine, "hex"},
-    {View::kDump, "dump"},
-    {View::kJson, "json"},
+    {View::kRaw, "raw", "the bytes as received"},
+    {View::kTextLine, "text", "a line of text, with the escapes of -text"},
+    {View::kHexLine, "hex", "a line of hexadecimal digits"},
+    {View::kDump, "dump", "rows of 16 bytes, with their characters"},
+    {View::kJson, "json",
+     "an object on a line for each step, as exchange-events.schema.json in the "
+     "documentation describes"},
 });
 
 inline constexpr Parameter kView = {
     .name = "view",
     .kind = Kind::kChoice,
     .group = Group::kOutput,
-    .help = "print the bytes as received, or one timestamped entry per message",
+    .help =
+        "how to print what is received; text, hex and dump have one "
+        "timestamped entry per message",
     .choices = kViews,
     .fallback = "raw"};
+inline constexpr Parameter kOut = {
+    .name = "out",
+    .placeholder = "FILE",
+    .kind = Kind::kFile,
+    .group = Group::kOutput,
+    .help =
+        "print to FILE instead of standard output; it is created, or "
+        "truncated, once the connection is made"};
+inline constexpr Parameter kAppend = {
+    .name = "append",
+    .kind = Kind::kSwitch,
+    .group = Group::kOutput,
+    .help = "keep what is in FILE, and print after it"};
 inline constexpr Parameter kQuiet = {
     .name = "quiet",
     .kind = Kind::kSwitch,
@@ -119,12 +205,12 @@ inline constexpr Parameter kVerbose = {
     .group = Group::kOutput,
     .help = "tell each step on standard error"};
 
-/// What `send` and `recv` both take, besides the server; read by
-/// ReadSettings().
-inline constexpr auto kExchangeUses =
-    Uses(Optional(kTimeout), Optional(kConnecttimeout), Optional(kIdle),
-         Optional(kMessages), Optional(kBytes), Optional(kLines),
-         Optional(kUntil), Optional(kView), AtMostOne(kQuiet, kVerbose));
+/// What ReadSettings() reads.
+inline constexpr auto kExchangeUses = Uses(
+    Optional(kTimeout), Optional(kConnecttimeout), Optional(kIdle),
+    Optional(kMessages), Optional(kBytes), Optional(kLines), Optional(kUntil),
+    Optional(kExpect), Optional(kReject), Optional(kView),
+    Optional(kOut, Optional(kAppend)), AtMostOne(kQuiet, kVerbose));
 
 }  // namespace fairlead::tool
 

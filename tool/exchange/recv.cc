@@ -1,55 +1,79 @@
 // The command `recv`: what a server sends first.
 
 #include <array>
-#include <optional>
 
 #include "tool/command/command_table.h"
-#include "tool/exchange/conversation.h"
-#include "tool/exchange/demo_server.h"
+#include "tool/exchange/exchange_plan.h"
+#include "tool/exchange/exchange_runner.h"
 
 namespace fairlead::tool {
 namespace {
 
-constexpr auto kUses = Uses(OneOf(All(kHost, kPort), kDemo), kExchangeUses);
+constexpr Parameter kReconnect = {
+    .name = "reconnect",
+    .kind = Kind::kSwitch,
+    .group = Group::kHowLong,
+    .help =
+        "whenever the peer closes or resets the connection, connect again "
+        "after the time of -retrydelay; -timeout is then for all connections "
+        "together, and neither it nor -idle has a default"};
+
+constexpr auto kUses = Uses(
+    kServerUses, kOptionalCipherUses, kPrefixUses, kExchangeUses, kLogUses,
+    Optional(kRetry), OnlyWith(kRetrydelay, When(kRetry), When(kReconnect)),
+    AtMostOne(kRepeat, kReconnect), OnlyWith(kInterval, When(kRepeat)),
+    OnlyWith(kChanges, When(kRepeat), When(kReconnect)));
 
 ExitStatus Recv(const Arguments<kUses>& arguments, const Output& output) {
-  ConversationSettings settings = ReadSettings(arguments);
-  settings.host = arguments.Has(kDemo) ? "127.0.0.1" : arguments.Text(kHost);
-  settings.port = arguments.Number(kPort);
-  SetQuiet(settings.quiet);
-  TimeLimit limit(settings.command, settings.timeout);
-
-  std::optional<DemoServer> demo;
-  if (arguments.Has(kDemo))
-    settings.port = demo.emplace("fairlead at your service\r\n", 0).port();
-
-  Conversation conversation(settings, limit, output, nullptr);
-  conversation.Connect();
-  conversation.Converse("");
-  conversation.Close();
-  conversation.CheckOutcome();
-  return kDone;
+  ExchangePlan plan(arguments);
+  plan.settings.reception.prefix = PrefixOf(arguments);
+  if (arguments.Has(kReconnect)) plan.Reconnect();
+  return RunExchange(plan, output, {.greeting = "fairlead at your service\r\n"},
+                     [&plan](Conversation& conversation, TimeLimit&) {
+                       conversation.Connect();
+                       conversation.Converse("", "");
+                       conversation.Close();
+                       if (plan.reconnects && conversation.PeerHasLeft())
+                         return true;
+                       conversation.CheckOutcome();
+                       return false;
+                     });
 }
 
 constexpr auto kExamples = std::to_array<Example>({
     {"fairlead recv -demo", "Prints the greeting of the built-in server."},
     {"fairlead recv -host localhost -port 22 -lines 1",
      "Prints the version that an SSH server announces."},
+    {"fairlead recv -host box -port 7000 -prefix u8 -view hex -out box.txt",
+     "Writes each message, which its length precedes, to box.txt in hex."},
+    {"fairlead recv -host localhost -port 7000 -reconnect -out box.txt -append",
+     "Collects what a device sends, also after it was switched off."},
 });
 
 constexpr auto kStatuses = std::to_array<Status>({
     {kDone,
-     "success: the rules -messages, -bytes, -lines or -until are met, or "
+     "success: the rules -messages, -bytes, -lines, -until or -expect are met, "
+     "or "
      "without any, something was received"},
-    {kAnswerIsNo, "the text of -until was not received"},
+    {kAnswerIsNo,
+     "the text of -until or -expect was not received, that of -reject was, "
+     "or the settings file has no such section"},
     {kWrongUsage, "wrong usage"},
+    {kMalformedInput, "the settings file or the key file is malformed"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
-    {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
-    {kCannotWrite, "standard output cannot be written"},
+    {kCutShort,
+     "less was received than -messages, -bytes or -lines asks for, or a frame "
+     "was cut"},
+    {kCannotWrite,
+     "standard output, the file of -out, the log or the settings cannot be "
+     "written"},
+    {kCannotRead, "the key or the settings cannot be read"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
-    {kReceivingFailed, "the server reset the connection, or receiving failed"},
+    {kReceivingFailed,
+     "the server reset the connection, receiving failed, or a frame was "
+     "malformed"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
 });
 
@@ -60,15 +84,17 @@ constinit const Command kRecvCommand = {
     .summary = "connect and print what the server sends",
     .description =
         "Resolves the name, connects to the first of its addresses that "
-        "answers, prints what is received to standard output, and closes. "
-        "Sends "
-        "nothing. Prints nothing else: -verbose tells the steps. Stops when "
-        "the "
-        "server closes, when it has sent nothing for the time of -idle, or "
-        "when "
-        "-messages, -bytes, -lines or -until is met. A received message is "
-        "never "
-        "cut.",
+        "answers, prints what is received to standard output or to the "
+        "file of -out, and closes. Sends nothing. Prints nothing else: "
+        "-verbose tells the steps. Stops when the server closes, when it "
+        "has sent nothing for the time of -idle, or when -messages, "
+        "-bytes, -lines, -until or -expect is met. A received message is "
+        "never cut. Each attempt of -retry and each run of -repeat looks "
+        "the name up and connects anew; -retry does not go on after status "
+        "28 once something was received. With -reconnect, the rules count "
+        "what all connections receive, and a cipher begins anew on each; "
+        "only the first connection must be made, and 'recv' ends when a "
+        "rule is met, at the time of -timeout or -idle, or by a signal.",
     .action = ActionOf<kUses, Recv>(),
     .examples = kExamples,
     .statuses = kStatuses,

@@ -12,8 +12,17 @@
 #include "tool/exchange/parameters.h"
 #include "tool/exchange/time_limit.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::resolving {
 namespace {
+
+constexpr Parameter kTimeout = {.name = "timeout",
+                                .placeholder = "TIME",
+                                .kind = Kind::kDuration,
+                                .group = Group::kHowLong,
+                                .help = "give up after TIME",
+                                .range = kTimeRange,
+                                .unlimited = kNoLimit,
+                                .fallback = "30"};
 
 constexpr auto kUses = Uses(kHost, Optional(kTimeout), Optional(kQuiet));
 
@@ -49,15 +58,18 @@ constexpr auto kStatuses = std::to_array<Status>({
 });
 
 }  // namespace
+}  // namespace fairlead::tool::resolving
+
+namespace fairlead::tool {
 
 constinit const Command kResolveCommand = {
     .name = "resolve",
     .summary = "print the IPv4 addresses of a name",
     .description =
         "Prints one address per line, in the order of the system's resolver.",
-    .action = ActionOf<kUses, Resolve>(),
-    .examples = kExamples,
-    .statuses = kStatuses,
+    .action = ActionOf<resolving::kUses, resolving::Resolve>(),
+    .examples = resolving::kExamples,
+    .statuses = resolving::kStatuses,
 };
 
 }  // namespace fairlead::tool

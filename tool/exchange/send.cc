@@ -1,12 +1,9 @@
 // The command `send`: a body to a server, and the server's reply.
 
 #include <array>
-#include <chrono>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
@@ -16,9 +13,10 @@
 #include "tool/exchange/body.h"
 #include "tool/exchange/body_stream.h"
 #include "tool/exchange/conversation.h"
-#include "tool/exchange/demo_server.h"
-#include "tool/exchange/exchange_log.h"
-#include "tool/exchange/send_profile.h"
+#include "tool/exchange/dialogue_script.h"
+#include "tool/exchange/exchange_plan.h"
+#include "tool/exchange/exchange_runner.h"
+#include "tool/exchange/listener.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool {
@@ -39,72 +37,74 @@ constexpr Parameter kHalfclose = {
     .choices = kHalfCloses};
 
 constexpr auto kUses =
-    Uses(OneOf(All(Expected(kHost), Expected(kPort)), kDemo),
-         Optional(kSettings, kProfile, Optional(kSaveprofile)), kBodyUses,
-         Optional(kHalfclose), AtMostOne(kAes, kRc4, kCipherWithKey), kAesBits,
-         kExchangeUses, Optional(kLog, Optional(kLogCrlf)));
+    Uses(kServerUses, kBodyUses, Optional(kHalfclose), kOptionalCipherUses,
+         kExchangeUses, kLogUses, Optional(kRetry, Optional(kRetrydelay)),
+         Optional(kRepeat, Optional(kInterval), Optional(kChanges)));
 
 // The plan of a send, with every argument checked. Making one reads the
 // profile and changes nothing.
 class SendPlan {
  public:
   explicit SendPlan(const Arguments<kUses>& arguments)
-      : profile(arguments),
-        settings(ReadSettings(arguments)),
-        body(ParseBody(arguments, profile.Chosen<LineEnd>(kEol))),
-        cipher(arguments),
-        demo(arguments.Has(kDemo)),
+      : exchange(arguments),
+        body(ParseBody(arguments, exchange.profile.Chosen<LineEnd>(kEol))),
+        from_stdin(arguments.Has(kStdin) ||
+                   IsStandardInput(arguments.Text(kFile).c_str())),
         only_connects(arguments.Has(kNone)),
-        log(arguments.Text(kLog)),
-        crlf(arguments.Has(kLogCrlf)) {
-    settings.half_close =
+        script(arguments.Text(kScript)) {
+    CheckScript(arguments);
+    exchange.CheckIsOnlyRead(kFile, arguments.Text(kFile));
+    exchange.CheckIsOnlyRead(kScript, script);
+    if (from_stdin && exchange.repeats)
+      throw Failure(kWrongUsage,
+                    "-repeat cannot be combined with -stdin, which can be read "
+                    "only once; use -file");
+    exchange.settings.reception.prefix = body.prefix;
+    exchange.settings.input_is_unique = from_stdin && body.IsStreamed();
+    exchange.settings.half_close =
         arguments.Has(kHalfclose)
             ? arguments.Chosen<HalfClose>(kHalfclose) == HalfClose::kOn
-            : demo || arguments.Has(kStdin);
-    TakeFromProfile();
-    for (const auto& [parameter, path] :
-         {std::pair(&kKeyfile, arguments.Text(kKeyfile)),
-          {&kSettings, arguments.Text(kSettings)},
-          {&kFile, arguments.Text(kFile)}})
-      CheckDistinct(kLog, log, *parameter, path);
+            : script.empty() && (exchange.demo || arguments.Has(kStdin));
   }
 
-  const Profile profile;
-  ConversationSettings settings;
+  const ConversationSettings& settings() const { return exchange.settings; }
+
+  ExchangePlan exchange;
   const BodyPlan body;
-  const Arguments<kCipherUses> cipher;
-  const bool demo;
+  const bool from_stdin;
   const bool only_connects;
-  const std::string log;  // The file of -log; empty for none.
-  const bool crlf;
+  const std::string script;  // Its file; empty for none.
+
+  // Returns what ends the lines of a script at first.
+  std::string_view FirstLineEnd() const {
+    return exchange.profile.Has(kEol) ? body.line_end : "\n";
+  }
 
  private:
-  void TakeFromProfile() {
-    settings.timeout = profile.Duration(kTimeout);
-    settings.limits.idle = profile.Duration(kIdle);
-    settings.view = profile.Chosen<View>(kView);
-    settings.host = demo ? "127.0.0.1" : Needed(kHost);
-    settings.port = demo ? 0 : static_cast<int>(NumberIn(Needed(kPort)));
-  }
-
-  std::string Needed(Profile::Listed parameter) const {
-    if (profile.Has(parameter)) return profile.Text(parameter);
-    throw Failure(kWrongUsage, Concat("missing ", Spelling(*parameter),
-                                      " (or -demo, for a built-in server)"));
+  // A script decides itself what is sent and when enough was received.
+  static void CheckScript(const Arguments<kUses>& arguments) {
+    if (!arguments.Has(kScript)) return;
+    using Listed = Arguments<kUses>::Listed;
+    for (const Listed other :
+         std::to_array<Listed>({kSum, kPascal, kPrefix, kHalfclose, kMessages,
+                                kBytes, kLines, kUntil, kExpect, kReject}))
+      if (arguments.Has(other))
+        throw Failure(kWrongUsage, Concat("-script and -", other->name,
+                                          " cannot be combined"));
   }
 };
 
-// What the log has of the end of a conversation that failed.
-std::string Failed(std::string_view why) { return Concat("failed: ", why); }
-
 void NotePadding(const SendPlan& plan, std::size_t padding) {
-  if (plan.settings.verbose && padding > 0)
+  if (plan.settings().verbose && padding > 0)
     PrintNote("send", PaddingNote(padding));
 }
 
 void SendStream(const SendPlan& plan, Conversation& conversation,
                 const Input& file) {
-  BodyStream stream(plan.body, plan.settings.cipher);
+  BodyStream stream(plan.body, plan.settings().reception.cipher,
+                    [&conversation](std::string_view message) {
+                      conversation.ShowSent(message);
+                    });
   const ExchangeInput input = {
       .descriptor = file.descriptor(),
       .filter = [&](std::string_view bytes, bool at_end) {
@@ -119,68 +119,75 @@ void SendStream(const SendPlan& plan, Conversation& conversation,
 
 // Returns the body as it is sent; zero bytes may pad its last block.
 std::string Encrypted(const SendPlan& plan, std::string body) {
-  if (!plan.settings.cipher) return body;
-  CipherStream cipher(*plan.settings.cipher, Direction::kEncrypt);
+  if (!plan.settings().reception.cipher) return body;
+  CipherStream cipher(*plan.settings().reception.cipher, Direction::kEncrypt);
   std::string text(cipher.Take(body));
   NotePadding(plan, cipher.lacking());
   text += cipher.Fill();
   return text;
 }
 
-// What is read before there is a connection is found missing before, too.
-void Run(const SendPlan& plan, Conversation& conversation, TimeLimit& limit) {
-  if (plan.body.IsStreamed()) {
-    const Input file(plan.body.file);
+// Sends the body of a plan, over one connection after the other.
+class Sender {
+ public:
+  explicit Sender(const SendPlan& plan) : plan_(plan) {}
+
+  // What is read before there is a connection is found missing before, too.
+  void Run(Conversation& conversation, TimeLimit& limit) {
+    if (!plan_.script.empty()) return HoldDialogue(conversation, limit);
+    if (plan_.body.IsStreamed()) {
+      const Input file(plan_.body.file);
+      conversation.Connect();
+      return SendStream(plan_, conversation, file);
+    }
+    limit.Enter("reading the body");
+    ReadWhole();
     conversation.Connect();
-    return SendStream(plan, conversation, file);
+    if (!plan_.only_connects) return SendWhole(conversation);
+    conversation.Close();
+    conversation.ShowConnectTime();
   }
-  limit.Enter("reading the body");
-  const std::string body = Encrypted(plan, ReadBody(plan.body));
-  conversation.Connect();
-  if (!plan.only_connects) conversation.Converse(body);
-  conversation.Close();
-  if (!plan.only_connects) conversation.CheckOutcome();
-}
 
-// Runs the conversation. The log, if there is one, gets the reason of a
-// failure.
-void RunLogged(const SendPlan& plan, Conversation& conversation,
-               TimeLimit& limit, ExchangeLog* log) {
-  try {
-    Run(plan, conversation, limit);
-  } catch (const Failure& failure) {
-    if (log != nullptr) log->Add(Failed(failure.what()));
-    throw;
+ private:
+  void HoldDialogue(Conversation& conversation, TimeLimit& limit) {
+    limit.Enter("reading the script");
+    if (script_.empty())
+      script_ = ParseDialogue(ReadFile(plan_.script), plan_.script,
+                              plan_.FirstLineEnd());
+    conversation.Connect();
+    conversation.Converse(script_, plan_.script);
+    conversation.Close();
+    conversation.CheckOutcome();
   }
-  if (log != nullptr) log->Check();
-}
 
-// Opens the log of -log, which then also gets the end by the time limit.
-std::unique_ptr<ExchangeLog> OpenLog(const SendPlan& plan, TimeLimit& limit) {
-  if (plan.log.empty()) return nullptr;
-  limit.Enter("opening the log");
-  auto log = std::make_unique<ExchangeLog>(plan.log, plan.crlf);
-  limit.OnTimeout(
-      [&log = *log](std::string_view text) { log.AddAtOnce(Failed(text)); });
-  return log;
-}
+  // Standard input can be read only once.
+  void ReadWhole() {
+    if (!message_.empty() && plan_.from_stdin) return;
+    message_ = ReadBody(plan_.body);
+    body_ = Encrypted(plan_, Prefixed(plan_.body, message_));
+  }
+
+  void SendWhole(Conversation& conversation) {
+    conversation.Converse(body_, message_);
+    conversation.Close();
+    conversation.CheckOutcome();
+  }
+
+  const SendPlan& plan_;
+  std::string message_;  // Of the last attempt.
+  std::string body_;     // It, as it is sent.
+  DialogueScript script_;
+};
 
 ExitStatus Send(const Arguments<kUses>& arguments, const Output& output) {
   SendPlan plan(arguments);
-  SetQuiet(plan.settings.quiet);
-  plan.profile.Save();
-  std::unique_ptr<ExchangeLog> log;  // Outlives the clock that writes to it.
-  TimeLimit limit(plan.settings.command, plan.settings.timeout);
-  log = OpenLog(plan, limit);
-  limit.Enter("reading the key");
-  plan.settings.cipher = ReadCipherKey(plan.cipher);
-
-  std::optional<DemoServer> demo;
-  if (plan.demo)
-    plan.settings.port = demo.emplace("", ListenerSettings::kUnlimited).port();
-  Conversation conversation(plan.settings, limit, output, log.get());
-  RunLogged(plan, conversation, limit, log.get());
-  return kDone;
+  Sender sender(plan);
+  return RunExchange(plan.exchange, output,
+                     {.echoed = ListenerSettings::kUnlimited},
+                     [&sender](Conversation& conversation, TimeLimit& limit) {
+                       sender.Run(conversation, limit);
+                       return false;
+                     });
 }
 
 constexpr auto kExamples = std::to_array<Example>({
@@ -196,33 +203,53 @@ constexpr auto kExamples = std::to_array<Example>({
      "Prints hello, which was encrypted on the way there and back."},
     {"fairlead send -demo -text hello -sum 5 -view hex",
      "Prints the bytes of hello, and after them the 8 of its checksum."},
+    {"fairlead send -demo -text hello -prefix u16be -messages 1",
+     "Sends hello after its length in two bytes, and prints it without them."},
+    {"fairlead send -demo -text hello -view json",
+     "Prints each step, and the bytes sent and received, as JSON."},
     {"fairlead send -host localhost -port 7000 -text hello -log box.log",
      "Appends to box.log when it connected, sent, received and closed."},
     {"fairlead send -host localhost -port 7000 -stdin",
      "Sends what is typed and prints the answers, until Ctrl-D."},
+    {"fairlead send -host localhost -port 25 -eol crlf -script mail.txt",
+     "Runs mail.txt, for example 'expect 220', 'send QUIT', 'expect 221'."},
     {"fairlead send -host localhost -port 7000 -none",
-     "Tells by its status whether the port is open."},
+     "Prints how long connecting took; the status says if the port is open."},
+    {"fairlead send -host localhost -port 7000 -none -retry 30",
+     "Waits half a minute for a server to start."},
+    {"fairlead send -host localhost -port 7000 -text state -repeat forever "
+     "-changes",
+     "Asks every second, and prints the answers that differ from the last."},
 });
 
 constexpr auto kStatuses = std::to_array<Status>({
     {kDone,
-     "success: the rules -messages, -bytes, -lines or -until are met, or "
+     "success: the rules -messages, -bytes, -lines, -until or -expect are met, "
+     "or "
      "without any, something was received"},
     {kAnswerIsNo,
-     "the text of -until was not received, or the settings file has no such "
-     "section"},
+     "the text of -until or -expect was not received, that of -reject was, the "
+     "script expects another line, "
+     "or the settings file has no such section"},
     {kWrongUsage, "wrong usage"},
-    {kMalformedInput, "the settings file or the key file is malformed"},
+    {kMalformedInput,
+     "the settings file, the key file or the script is malformed"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
-    {kCutShort, "less was received than -messages, -bytes or -lines asks for"},
+    {kCutShort,
+     "less was received than -messages, -bytes, -lines or the script asks "
+     "for, or a frame was cut"},
     {kCannotWrite,
-     "standard output, the log or the settings cannot be written"},
-    {kCannotRead, "the body, the key or the settings cannot be read"},
+     "standard output, the file of -out, the log or the settings cannot be "
+     "written"},
+    {kCannotRead,
+     "the body, the script, the key or the settings cannot be read"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered, "connected, but received nothing"},
     {kSendingFailed, "sending failed, or the server did not read"},
-    {kReceivingFailed, "the server reset the connection, or receiving failed"},
+    {kReceivingFailed,
+     "the server reset the connection, receiving failed, or a frame was "
+     "malformed"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
 });
 
@@ -236,17 +263,30 @@ constinit const Command kSendCommand = {
         "answers, sends the body, prints the reply to standard output, and "
         "closes. Prints nothing else: -verbose tells the steps. Stops when the "
         "server closes, when nothing passes for the time of -idle, or when "
-        "-messages, -bytes, -lines or -until is met and all is sent. A "
-        "received "
-        "message is never cut. A file and standard input are sent while they "
-        "are read, and what comes meanwhile is printed. A cipher encrypts "
-        "everything sent, including -sum, -eol and -pascal, and decrypts what "
-        "is received before it is counted and printed. AES pads the last block "
-        "sent with zero bytes; padding in replies is not removed, and a reply "
-        "that ends within a block is status 56. RC4 uses the same key stream "
-        "in "
-        "both directions, so it hides nothing from someone who reads both. No "
-        "cipher detects a wrong key or modified data.",
+        "-messages, -bytes, -lines, -until or -expect is met and all is sent. "
+        "A received message is never cut. A file and standard input are sent "
+        "while they are read, and what comes meanwhile is printed. Each "
+        "attempt of -retry and each run of -repeat looks the name up and "
+        "connects anew. -retry repeats nothing that was printed or taken from "
+        "standard input: status 28 is then final. A cipher encrypts everything "
+        "sent, including -sum, -eol, -pascal and -prefix, and decrypts what is "
+        "received before it is counted and printed. AES pads the last block "
+        "sent with zero bytes; padding in replies is not removed, except after "
+        "a frame, and a reply that ends within a block is status 56. RC4 uses "
+        "the same key stream in both directions, so it hides nothing from "
+        "someone who reads both. No cipher detects a wrong key or modified "
+        "data. A script is a dialogue with one statement in each line; empty "
+        "lines and those that begin with '#' are skipped. 'send TEXT' sends "
+        "TEXT, with the escapes of -text, and the line end. 'sendhex DIGITS' "
+        "sends bytes without a line end. 'eol none|lf|crlf' sets the line end; "
+        "at first it is that of -eol, or lf. 'expect PREFIX' takes the next "
+        "line, which must begin with PREFIX. A PREFIX of three digits takes a "
+        "whole reply of SMTP or FTP: after '250-', every line up to one that "
+        "begins with '250' without a '-'. 'until TEXT' skips up to the end of "
+        "TEXT, with the same escapes. 'wait TIME' pauses. Each statement takes "
+        "up what the one before has left, even within a line, and everything "
+        "received is printed. AES pads each 'send'. After the last statement "
+        "the connection is closed.",
     .action = ActionOf<kUses, Send>(),
     .examples = kExamples,
     .statuses = kStatuses,

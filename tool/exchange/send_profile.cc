@@ -1,4 +1,4 @@
-// Reads and saves the settings of `send` in an INI file.
+// Reads and saves the settings of an exchange in an INI file.
 
 #include "tool/exchange/send_profile.h"
 
@@ -11,6 +11,7 @@
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
+#include "tool/command/command.h"
 #include "tool/exchange/body.h"
 #include "tool/exchange/parameters.h"
 #include "tool/ini/ini_place.h"
@@ -28,7 +29,7 @@ constexpr std::array<Listed, 6> kKept = {kHost, kPort, kTimeout,
                                          kIdle, kEol,  kView};
 
 // Throws if no file can have the section.
-void CheckSection(const Arguments<kProfileUses>& arguments) {
+void CheckSection(const Arguments<kKeptUses>& arguments) {
   IniDocument document;
   const std::string section = arguments.Text(kProfile);
   const IniResult result = document.Add({section});
@@ -38,9 +39,9 @@ void CheckSection(const Arguments<kProfileUses>& arguments) {
 }  // namespace
 
 Profile::Profile(const Arguments<kProfileUses>& arguments)
-    : arguments_(arguments) {
-  CheckSection(arguments);
-  if (arguments.Has(kSettings)) ReadFile();
+    : arguments_(arguments.parsed()) {
+  CheckSection(arguments_);
+  if (arguments_.Has(kSettings)) ReadFile();
 }
 
 void Profile::ReadFile() {
@@ -84,7 +85,7 @@ std::string Profile::Text(Listed parameter) const {
 }
 
 std::optional<std::chrono::milliseconds> Profile::Duration(
-    Arguments<kProfileUses>::ListedDuration parameter) const {
+    Arguments<kKeptUses>::ListedDuration parameter) const {
   return DurationIn(Text(parameter));
 }
 
@@ -96,7 +97,8 @@ void Profile::Save() const {
     return document.Text();
   };
   const auto notify = [this] {
-    PrintNote("send", Concat("waiting for another edit of ", Quoted(file_)));
+    PrintNote(TopName(arguments_.parsed().command()),
+              Concat("waiting for another edit of ", Quoted(file_)));
   };
   Check(EditFile(file_, change, {.on_wait = notify}),
         " ('fairlead ini set -inplace' overwrites the file itself)");

@@ -21,7 +21,7 @@ inline constexpr Parameter kSettings = {
     .group = Group::kWhere,
     .help =
         "an INI file whose section -profile holds host, port, timeout, idle, "
-        "eol and view; the command line takes precedence"};
+        "view and, for send, eol; the command line takes precedence"};
 inline constexpr Parameter kProfile = {
     .name = "profile",
     .placeholder = "SECTION",
@@ -34,18 +34,18 @@ inline constexpr Parameter kSaveprofile = {
     .group = Group::kWhere,
     .help = "save those of these settings that are given here"};
 
-/// What a profile keeps.
-inline constexpr auto kKeptUses =
-    Uses(Optional(kHost), Optional(kPort), Optional(kTimeout), Optional(kIdle),
-         Optional(kEol), Optional(kView));
-
+/// What every command with a profile takes.
 inline constexpr auto kProfileUses =
-    Uses(Optional(kSettings, kProfile, Optional(kSaveprofile)), kKeptUses);
+    Uses(Optional(kSettings, kProfile, Optional(kSaveprofile)), Optional(kHost),
+         Optional(kPort), Optional(kTimeout), Optional(kIdle), Optional(kView));
+
+/// What a profile keeps; a command may lack -eol, which then is not given.
+inline constexpr auto kKeptUses = Uses(kProfileUses, Optional(kEol));
 
 /// The parameters given on the command line, or else in a section of a file.
 class Profile {
  public:
-  using Listed = Arguments<kProfileUses>::Listed;
+  using Listed = Arguments<kKeptUses>::Listed;
 
   /// @throws Failure with kWrongUsage; for the file, with kCannotRead or
   ///     kMalformedInput; with kAnswerIsNo if it has no such section. With
@@ -63,11 +63,11 @@ class Profile {
   std::string Text(Listed parameter) const;
   template <typename Enumeration>
   Enumeration Chosen(
-      Arguments<kProfileUses>::ListedChoice<Enumeration> parameter) const {
+      Arguments<kKeptUses>::ListedChoice<Enumeration> parameter) const {
     return ValueNamed<Enumeration>(*parameter, Text(parameter));
   }
   std::optional<std::chrono::milliseconds> Duration(
-      Arguments<kProfileUses>::ListedDuration parameter) const;
+      Arguments<kKeptUses>::ListedDuration parameter) const;
 
   /// With -saveprofile, writes what was given into the file, all or nothing.
   ///
@@ -79,7 +79,7 @@ class Profile {
   std::string InFile(const Parameter& parameter) const;
   void WriteGiven(IniDocument& document) const;
 
-  const Arguments<kProfileUses> arguments_;
+  const Arguments<kKeptUses> arguments_;
   std::string file_;
   std::string section_;
   std::optional<IniDocument> document_;  // Of the file, if one is given.

@@ -27,6 +27,7 @@ namespace fairlead::tool::send_stream_test {
 namespace {
 
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 const Words kForever = {"-idle", "86400", "-timeout", "86400"};
 
@@ -300,17 +301,27 @@ TEST(SendStreamTest, ALineThatIsTooLongForPascalEndsIt) {
   EXPECT_THAT(outcome.error, HasSubstr("256 bytes; -pascal accepts at most"));
 }
 
-TEST(SendStreamTest, NoneOnlyAsksWhetherThePortIsOpen) {
+TEST(SendStreamTest, NonePrintsHowLongConnectingTook) {
   ScriptedServer server(
       [](int connection) { EXPECT_EQ(ReceiveAll(connection), ""); });
   const Outcome open =
       Fairlead(server.Arguments("send") + Words{"-none"} + kForever);
   EXPECT_EQ(open.status, 0);
-  EXPECT_EQ(open.output + open.error, "");
+  EXPECT_THAT(open.output,
+              MatchesRegex("connected in [0-9]+\\.[0-9][0-9] ms\n"));
+  EXPECT_EQ(open.error, "");
   const Outcome closed = Fairlead({"send", "-none", "-host", "127.0.0.1",
                                    "-port", std::to_string(ClosedPort())});
   EXPECT_EQ(closed.status, 7);
+  EXPECT_EQ(closed.output, "");
   EXPECT_THAT(closed.error, HasSubstr("Connection refused"));
+}
+
+TEST(SendStreamTest, NoneIsSilentWithQuiet) {
+  const Outcome outcome =
+      Fairlead(Words{"send", "-demo", "-none", "-quiet"} + kForever);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output + outcome.error, "");
 }
 
 TEST(SendStreamTest, AConnectTimeoutIsForEachAddress) {

@@ -2,9 +2,9 @@
 
 #include "tool/exchange/time_limit.h"
 
-#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "tool/base/concat.h"
@@ -15,18 +15,18 @@
 namespace fairlead::tool {
 namespace {
 
-// Returns whether writing to standard error would not block.
-bool StderrIsWritable() {
-  pollfd wait{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
-  return poll(&wait, 1, 0) == 1;
-}
+using std::chrono::milliseconds;
+
+// How late something else that watches the limit may be: its thread may have to
+// wait for a processor.
+constexpr std::chrono::seconds kGrace{2};
 
 }  // namespace
 
-TimeLimit::TimeLimit(std::string command,
-                     std::optional<std::chrono::milliseconds> limit)
-    : command_(std::move(command)) {
-  if (limit) thread_ = std::thread([this, limit] { Run(*limit); });
+TimeLimit::TimeLimit(std::string command, std::optional<milliseconds> limit)
+    : command_(std::move(command)), limit_(limit) {
+  Restart();
+  if (limit) thread_ = std::thread([this] { Run(); });
 }
 
 TimeLimit::~TimeLimit() {
@@ -34,13 +34,54 @@ TimeLimit::~TimeLimit() {
     const std::lock_guard lock(mutex_);
     ended_ = true;
   }
-  ended_cv_.notify_one();
+  changed_.notify_one();
   if (thread_.joinable()) thread_.join();
+}
+
+void TimeLimit::SetDeadline(std::optional<Clock::time_point> deadline) {
+  {
+    const std::lock_guard lock(mutex_);
+    deadline_ = deadline;
+    delegated_ = false;
+  }
+  changed_.notify_one();
+}
+
+void TimeLimit::Pause() { SetDeadline(std::nullopt); }
+
+void TimeLimit::Restart() {
+  if (limit_) SetDeadline(Clock::now() + *limit_);
+}
+
+std::optional<milliseconds> TimeLimit::Remaining() const {
+  const std::lock_guard lock(mutex_);
+  if (!deadline_) return std::nullopt;
+  return std::max(milliseconds::zero(),
+                  std::chrono::ceil<milliseconds>(*deadline_ - Clock::now()));
+}
+
+// Called for each message that is received, so the timer thread is woken only
+// if it already waits longer than the limit.
+void TimeLimit::Delegate(bool delegated) {
+  const std::lock_guard lock(mutex_);
+  delegated_ = delegated;
+  if (!delegated && deadline_ && Clock::now() >= *deadline_)
+    changed_.notify_one();
 }
 
 void TimeLimit::Enter(std::string stage) {
   const std::lock_guard lock(mutex_);
   stage_ = std::move(stage);
+}
+
+std::string TimeLimit::MessageOf(std::string_view stage) const {
+  return Concat("timed out after ", DurationText(*limit_), " while ", stage,
+                "; increase -timeout");
+}
+
+std::string TimeLimit::Message() const {
+  const std::lock_guard lock(mutex_);
+  return MessageOf(stage_);
 }
 
 void TimeLimit::OnTimeout(
@@ -49,14 +90,26 @@ void TimeLimit::OnTimeout(
   on_timeout_ = std::move(callback);
 }
 
-// Calls _exit(), because a destructor could block on what timed out.
-void TimeLimit::Run(std::chrono::milliseconds limit) {
+void TimeLimit::Run() {
   std::unique_lock lock(mutex_);
-  if (ended_cv_.wait_for(lock, limit, [this] { return ended_; })) return;
-  const std::string message = Concat("timed out after ", DurationText(limit),
-                                     " while ", stage_, "; increase -timeout");
+  while (!ended_) {
+    const auto now = Clock::now();
+    if (!deadline_)
+      changed_.wait(lock);
+    else if (now < *deadline_)
+      changed_.wait_until(lock, *deadline_);
+    else if (delegated_ && now < *deadline_ + kGrace)
+      changed_.wait_until(lock, *deadline_ + kGrace);
+    else
+      EndProcess();
+  }
+}
+
+// Calls _exit(), because a destructor could block on what timed out.
+void TimeLimit::EndProcess() const {
+  const std::string message = MessageOf(stage_);
   if (on_timeout_) on_timeout_(message);
-  if (StderrIsWritable()) PrintError(command_, message);
+  if (IsWritable(STDERR_FILENO)) PrintError(command_, message);
   _exit(kTimeIsOver);
 }
 

@@ -6,6 +6,7 @@
 
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
+#include "tool/exchange/events.h"
 
 namespace fairlead::tool {
 namespace {
@@ -15,15 +16,6 @@ constexpr std::size_t kRowSize = 16;
 std::string Stamp(const TheTime& time, Screen screen) {
   const std::string stamp = time.GetStr(true);
   return screen.colour ? Concat("\033[2m", stamp, "\033[0m") : stamp;
-}
-
-std::string Hex(std::string_view bytes, std::string_view separator) {
-  std::string text;
-  for (const char c : bytes) {
-    if (!text.empty()) text += separator;
-    text += HexByte(c);
-  }
-  return text;
 }
 
 // "00000010  68 65 6c 6c 6f 20 77 6f  72 6c 64 0a              |hello world.|"
@@ -48,12 +40,6 @@ std::string Dump(std::string_view bytes) {
   return text;
 }
 
-std::string Json(std::string_view bytes, const TheTime& time) {
-  return Concat(R"({"time":")", time.GetStr(false), R"(","bytes":)",
-                bytes.size(), R"(,"hex":")", Hex(bytes, ""), R"(","text":)",
-                JsonString(bytes), "}\n");
-}
-
 }  // namespace
 
 std::string_view BodyOf(const CTCPMessage& message) {
@@ -62,19 +48,28 @@ std::string_view BodyOf(const CTCPMessage& message) {
           static_cast<std::size_t>(message.len)};
 }
 
-std::string Rendered(std::string_view bytes, const TheTime& time, View view,
-                     Screen screen) {
+std::string HexPairs(std::string_view bytes) {
+  std::string text;
+  for (const char c : bytes) {
+    if (!text.empty()) text += ' ';
+    text += HexByte(c);
+  }
+  return text;
+}
+
+std::string Rendered(const ReceivedMessage& message, View view, Screen screen) {
+  const auto& [bytes, time, peer] = message;
   switch (view) {
     case View::kRaw:
       return screen.terminal ? Visible(bytes) : std::string(bytes);
     case View::kTextLine:
       return Concat(Stamp(time, screen), Escaped(bytes), "\n");
     case View::kHexLine:
-      return Concat(Stamp(time, screen), Hex(bytes, " "), "\n");
+      return Concat(Stamp(time, screen), HexPairs(bytes), "\n");
     case View::kDump:
       return Stamp(time, screen) + Dump(bytes);
     case View::kJson:
-      return Json(bytes, time);
+      return event::Received(time, peer, bytes);
   }
   return {};
 }

@@ -16,15 +16,24 @@ namespace fairlead::tool {
 /// Returns the bytes of a message.
 std::string_view BodyOf(const CTCPMessage& message);
 
-/// Returns the bytes received at that time, formatted for a view.
+/// Returns the bytes as pairs of hexadecimal digits with spaces between them.
+std::string HexPairs(std::string_view bytes);
+
+/// What was received, when, and the sender's address: "127.0.0.1:7000".
+struct ReceivedMessage {
+  std::string_view bytes;
+  TheTime time;
+  std::string_view peer;
+};
+
+/// Returns the message formatted for a view.
 ///
 /// @param view kRaw for the bytes themselves, with control bytes made visible
 ///     on a terminal. The others are one entry with the time of receipt:
 ///     kTextLine a line with the escapes of -text, kHexLine a line of digits,
-///     kDump rows of sixteen bytes with their characters, kJson an object on
-///     one line, in whose text every byte is one character.
-std::string Rendered(std::string_view bytes, const TheTime& time, View view,
-                     Screen screen);
+///     kDump rows of sixteen bytes with their characters, kJson the event of
+///     its receipt.
+std::string Rendered(const ReceivedMessage& message, View view, Screen screen);
 
 }  // namespace fairlead::tool
 

@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "tool/exchange/events.h"
+
 namespace fairlead::tool::view_test {
 namespace {
 
@@ -15,7 +17,8 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 
 std::string Shown(std::string_view body, View view, Screen screen = {}) {
-  return Rendered(body, TheTime(), view, screen);
+  return Rendered({.bytes = body, .time = TheTime(), .peer = "10.0.0.1:7"},
+                  view, screen);
 }
 
 constexpr const char* kStamp =
@@ -52,13 +55,12 @@ TEST(ViewTest, DumpIsRowsOfSixteen) {
                 "|GH.|\n"));
 }
 
-TEST(ViewTest, JsonIsOneObjectOnALine) {
-  EXPECT_THAT(
-      Shown("a\"\\\n\0\xe9"s, View::kJson),
-      MatchesRegex(
-          R"(\{"time":"[0-9.]{10} [0-9:]{8}","bytes":6,)"
-          R"("hex":"61225c0a00e9","text":"a\\"\\\\\\u000a\\u0000\\u00e9"\})"
-          "\n"));
+TEST(ViewTest, JsonIsTheEventOfTheReceipt) {
+  EXPECT_THAT(Shown("a\"\n", View::kJson),
+              MatchesRegex(R"(\{"event":"received","time":"[0-9T:.-]+Z",)"
+                           R"("peer":"10.0.0.1:7","bytes":3,"data":"YSIK",)"
+                           R"("text":"a\\"\\u000a"\})"
+                           "\n"));
 }
 
 TEST(ViewTest, OnlyTheStampIsColoured) {
@@ -80,10 +82,10 @@ TEST(ViewTest, TheBodyIsTheBytesThatCame) {
 TEST(ViewTest, TheStampIsTheTimeOfReceipt) {
   TheTime time;
   ASSERT_TRUE(time.LoadFromString("20260102x030405"));
-  EXPECT_EQ(Rendered("x", time, View::kTextLine, {}),
+  EXPECT_EQ(Rendered({"x", time, ""}, View::kTextLine, {}),
             "[2026.01.02 03:04:05] x\n");
-  EXPECT_THAT(Rendered("x", time, View::kJson, {}),
-              HasSubstr("\"time\":\"2026.01.02 03:04:05\""));
+  EXPECT_THAT(Rendered({"x", time, ""}, View::kJson, {}),
+              HasSubstr("\"time\":\"" + event::UtcTime(time) + "\""));
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ std::string ChoiceNames(std::span<const Choice> choices) {
 // Returns what can be typed for the value, or "" if that is not known.
 std::string ValuesOf(const Parameter& parameter) {
   if (parameter.kind == Kind::kCommand) return NamesOf(Commands());
-  if (parameter.or_none) return std::string(kNoLimit);
+  if (!parameter.unlimited.empty()) return std::string(parameter.unlimited);
   return ChoiceNames(parameter.choices);
 }
 

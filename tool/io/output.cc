@@ -88,18 +88,6 @@ bool AwaitWritable(int descriptor) {
   return Poll({&wait, 1});
 }
 
-// Writes all the bytes. Returns false with errno set on failure.
-bool WriteAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written >= 0)
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-    else if (errno == EAGAIN ? !AwaitWritable(descriptor) : errno != EINTR)
-      return false;
-  }
-  return true;
-}
-
 // Returns what starts a new line: erases a bar, and ends an open line of data.
 std::string FreshLine() {
   std::string start;
@@ -144,6 +132,8 @@ bool Output::AwaitWritable(int stop) const {
   return waits[0].revents != 0;
 }
 
+bool Output::IsReady() const { return IsWritable(descriptor_); }
+
 bool Output::IsFile(const struct stat& status) const {
   return IsOfFile(descriptor_, status);
 }
@@ -152,6 +142,22 @@ bool IsOfFile(int descriptor, const struct stat& status) {
   struct stat own = {};
   return S_ISREG(status.st_mode) && fstat(descriptor, &own) == 0 &&
          own.st_dev == status.st_dev && own.st_ino == status.st_ino;
+}
+
+bool WriteAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written >= 0)
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+    else if (errno == EAGAIN ? !AwaitWritable(descriptor) : errno != EINTR)
+      return false;
+  }
+  return true;
+}
+
+bool IsWritable(int descriptor) {
+  pollfd wait{.fd = descriptor, .events = POLLOUT, .revents = 0};
+  return poll(&wait, 1, 0) == 1;
 }
 
 // Writes each line with one call, so that lines of several threads do not mix.

@@ -50,6 +50,9 @@ class Output {
   /// @throws Failure with kCannotWrite if polling fails
   bool AwaitWritable(int stop) const;
 
+  /// Returns whether some bytes could be written without blocking.
+  bool IsReady() const;
+
   /// Returns whether standard output is this regular file.
   bool IsFile(const struct stat& status) const;
 
@@ -62,6 +65,14 @@ class Output {
 
 /// Returns whether the descriptor refers to this regular file.
 bool IsOfFile(int descriptor, const struct stat& status);
+
+/// Writes all the bytes to the descriptor, which may be non-blocking.
+///
+/// @return false with `errno` set on failure
+bool WriteAll(int descriptor, std::string_view bytes);
+
+/// Returns whether some bytes could be written without blocking.
+bool IsWritable(int descriptor);
 
 /// Prints a line to standard error: "fairlead send: TEXT". Replaces a progress
 /// bar. On a terminal, begins a new line after data without a final newline.

@@ -1,0 +1,181 @@
+// Holds the dialogue of a script.
+
+#include <poll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tool/base/concat.h"
+#include "tool/base/descriptor.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+#include "tool/base/reason.h"
+#include "tool/exchange/conversation.h"
+
+namespace fairlead::tool {
+namespace {
+
+using std::chrono::milliseconds;
+
+timespec TimeOf(milliseconds time) {
+  const auto whole = std::chrono::floor<std::chrono::seconds>(time);
+  return {.tv_sec = whole.count(),
+          .tv_nsec = std::chrono::nanoseconds(time - whole).count()};
+}
+
+// A descriptor that becomes readable after the time; with `twice`, at once, and
+// after the time again.
+class Timer {
+ public:
+  Timer(milliseconds time, bool twice)
+      : file_(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
+    constexpr timespec kAtOnce = {.tv_sec = 0, .tv_nsec = 1};
+    const timespec end = time.count() == 0 ? kAtOnce : TimeOf(time);
+    const itimerspec times = {.it_interval = end,
+                              .it_value = twice ? kAtOnce : end};
+    if (!file_.IsOpen() ||
+        timerfd_settime(file_.number(), 0, &times, nullptr) != 0)
+      throw Failure(kSendingFailed,
+                    Concat("cannot set a timer: ", Reason(errno)));
+    if (twice) Await();
+  }
+
+  int number() const { return file_.number(); }
+
+  void Await() const {
+    pollfd timer = {.fd = file_.number(), .events = POLLIN, .revents = 0};
+    while (poll(&timer, 1, -1) == -1 && errno == EINTR) {
+    }
+  }
+
+ private:
+  const Descriptor file_;
+};
+
+std::string PlaceOf(const std::string& script, const Statement& statement) {
+  return Concat(Visible(script), ":", statement.line);
+}
+
+}  // namespace
+
+class Conversation::Server final : public DialoguePeer {
+ public:
+  explicit Server(Conversation& conversation) : conversation_(conversation) {
+    if (const auto& key = conversation.settings_.reception.cipher)
+      encryption_.emplace(*key, Direction::kEncrypt);
+  }
+
+  void Send(std::string_view bytes) override {
+    message_ += bytes;
+    if (!encryption_) {
+      unsent_ += bytes;
+      return;
+    }
+    unsent_ += encryption_->Take(bytes);
+    unsent_ += encryption_->Fill();
+  }
+
+  void Receive(const Statement& statement, const Take& take) override {
+    Begin(statement);
+    const Exchange::Sink sink = conversation_.WatchedSink(
+        [&](std::string_view bytes, const TheTime& time) {
+          return !bytes.empty() && Show(bytes, time, take);
+        });
+    conversation_.result_ = conversation_.InExchange(
+        [&] { return conversation_.exchange_.Converse(unsent_, sink); });
+    End();
+  }
+
+  // The timer is an input: first it lets go what is to be sent, and then it
+  // ends the exchange. The end of what the peer sends does so, too.
+  bool Pause(const Statement& statement, milliseconds time,
+             const Take& take) override {
+    Begin(statement);
+    const Timer timer(time, !unsent_.empty());
+    bool sent = unsent_.empty();
+    const ExchangeInput input = {
+        .descriptor = timer.number(),
+        .filter = [&](std::string_view /*expirations*/,
+                      bool /*at_end*/) -> std::optional<std::string_view> {
+          if (std::exchange(sent, true)) return std::nullopt;
+          return unsent_;
+        }};
+    const Exchange::Sink sink = conversation_.WatchedSink(
+        [&](std::string_view bytes, const TheTime& received) {
+          return bytes.empty() || Show(bytes, received, take);
+        });
+    ExchangeResult& result = conversation_.result_;
+    result = conversation_.InExchange(
+        [&] { return conversation_.exchange_.Converse(input, sink); });
+    End();
+    if (result.end == ExchangeEnd::kPeerClosed) timer.Await();
+    if (result.error == ECANCELED) {
+      result.end = ExchangeEnd::kDone;
+      result.error = 0;
+    }
+    return result || result.end == ExchangeEnd::kPeerClosed;
+  }
+
+ private:
+  void Begin(const Statement& statement) {
+    conversation_.place_ =
+        Concat(" at ", PlaceOf(conversation_.script_, statement));
+    const std::uint64_t sent = conversation_.result_.sent;
+    conversation_.total_ = sent + unsent_.size();
+    conversation_.message_ = message_;
+    if (unsent_.empty())
+      conversation_.limit_.Enter(
+          Concat("waiting for the peer", conversation_.place_));
+    else
+      conversation_.OnSent(sent);
+  }
+
+  void End() {
+    unsent_.clear();
+    message_.clear();
+  }
+
+  bool Show(std::string_view bytes, const TheTime& time, const Take& take) {
+    conversation_.LogReceived(bytes.size());
+    return take(conversation_.reception_.Show(bytes, time));
+  }
+
+  Conversation& conversation_;
+  std::optional<CipherStream> encryption_;
+  std::string message_;  // Is to be sent.
+  std::string unsent_;   // It, encrypted.
+};
+
+// How the connection ends is of no interest once the script is done.
+void Conversation::Converse(const DialogueScript& script,
+                            const std::string& name) {
+  script_ = name;
+  Server server(*this);
+  problem_ = RunDialogue(script, server);
+  if (problem_) return;
+  result_.end = ExchangeEnd::kDone;
+  result_.error = 0;
+}
+
+void Conversation::CheckDialogue() const {
+  reception_.Check(!result_, Ending());
+  if (!problem_) return;
+  const std::string expected =
+      Concat(PlaceOf(script_, *problem_->statement), ": expected ",
+             Quoted(problem_->statement->text), ": ");
+  const std::string got = problem_->line.empty() && !problem_->refused
+                              ? ""
+                              : Concat("got ", Quoted(problem_->line));
+  if (problem_->refused) throw Failure(kAnswerIsNo, expected + got);
+  throw Failure(
+      result_.end == ExchangeEnd::kPeerClosed ? kCutShort : kAnswerIsNo,
+      Concat(expected, got, got.empty() ? "" : "; ", Ending()));
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,108 @@
+// Shows what is received, and the steps of an exchange.
+
+#include "tool/exchange/display.h"
+
+#include <utility>
+
+#include "tool/base/failure.h"
+#include "tool/exchange/events.h"
+#include "tool/exchange/view.h"
+
+namespace fairlead::tool {
+
+OutFile OutFileOf(const Arguments<kOutUses>& arguments) {
+  return {.path = arguments.Text(kOut), .append = arguments.Has(kAppend)};
+}
+
+Display::Display(const Output& output, View view, OutFile file)
+    : view_(view), destination_(output, std::move(file)) {}
+
+void Display::LogData(ExchangeLog& log, DataForm form) {
+  sent_.emplace(log, form, "sent");
+  received_.emplace(log, form, "received");
+}
+
+void Display::Write(std::string_view text) {
+  const std::lock_guard lock(mutex_);
+  destination_.Write(text);
+}
+
+void Display::Resolved(std::string_view host, std::string_view address) {
+  if (HasEvents()) Write(event::Resolved(TheTime(), host, address));
+}
+
+void Display::Connected(const std::string& peer) {
+  SetPeer(peer);
+  destination_.Open();
+  if (changes_) changes_->Begin();
+  if (HasEvents()) Write(event::Connected(TheTime(), peer));
+}
+
+void Display::Sent(std::string_view message) {
+  if (sent_) sent_->Add(message, true);
+  if (HasEvents()) Write(event::Sent(TheTime(), peer_, message));
+}
+
+void Display::Received(std::string_view bytes, const TheTime& time,
+                       bool ends_message) {
+  if (changes_)
+    changes_->Add({.bytes = bytes, .time = time, .ends_message = ends_message});
+  else
+    Show(bytes, time, ends_message);
+}
+
+bool Display::EndAnswer() {
+  return !changes_ || changes_->End([this](const AnswerChanges::Piece& piece) {
+    Show(piece.bytes, piece.time, piece.ends_message);
+  });
+}
+
+void Display::Result(std::string_view line) {
+  if (!HasEvents()) Write(line);
+}
+
+void Display::Show(std::string_view bytes, const TheTime& time,
+                   bool ends_message) {
+  if (received_) received_->Add(bytes, ends_message);
+  const Screen screen = destination_.screen();
+  if (IsRaw() && !screen.terminal)
+    Write(bytes);
+  else
+    Write(
+        Rendered({.bytes = bytes, .time = time, .peer = peer_}, view_, screen));
+}
+
+void Display::PeerEnded() const {
+  if (!HasEvents() && !more_peers_) destination_.End();
+}
+
+void Display::Closed(std::uint64_t sent, std::uint64_t received,
+                     std::string_view reason) {
+  FlushData();
+  if (HasEvents())
+    Write(event::Closed(TheTime(), peer_, sent, received, reason));
+}
+
+void Display::FlushData() {
+  if (received_) received_->Flush();
+}
+
+void Display::Failed(ExitStatus status, std::string_view message) {
+  FlushData();
+  if (!HasEvents()) return;
+  try {
+    Write(event::Error(TheTime(), status, message));
+  } catch (const Failure&) {  // The first failure is the one to report.
+  }
+}
+
+void Display::FailedAtOnce(ExitStatus status, std::string_view message) {
+  const std::unique_lock lock(mutex_, std::try_to_lock);
+  if (!HasEvents() || !lock || !destination_.IsReady()) return;
+  try {
+    destination_.Write(event::Error(TheTime(), status, message));
+  } catch (const Failure&) {
+  }
+}
+
+}  // namespace fairlead::tool

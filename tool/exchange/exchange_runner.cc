@@ -1,0 +1,229 @@
+// Runs the exchange of a command, and waits between attempts and runs.
+
+#include "tool/exchange/exchange_runner.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "tool/base/concat.h"
+#include "tool/base/failure.h"
+#include "tool/command/duration.h"
+#include "tool/command/same_file.h"
+#include "tool/crypt/cipher.h"
+#include "tool/exchange/demo_server.h"
+#include "tool/exchange/display.h"
+#include "tool/exchange/exchange_log.h"
+#include "tool/exchange/listener.h"
+#include "tool/exchange/reception.h"
+#include "tool/exchange/schedule.h"
+
+namespace fairlead::tool {
+namespace {
+
+using Clock = TimeLimit::Clock;
+
+// Returns whether the failure is one of the server or of the network, so that
+// the next run may go well.
+bool MayPass(ExitStatus status) {
+  constexpr std::array kStatuses = {
+      kAnswerIsNo, kNotResolved,     kNotConnected,  kCutShort,
+      kTimeIsOver, kNothingAnswered, kSendingFailed, kReceivingFailed};
+  return std::ranges::find(kStatuses, status) != kStatuses.end();
+}
+
+bool IsUnreachable(ExitStatus status) {
+  return status == kNotResolved || status == kNotConnected;
+}
+
+class ExchangeRunner {
+ public:
+  ExchangeRunner(ExchangePlan& plan, const Output& output,
+                 const DemoService& service, const Talk& talk);
+
+  ExitStatus Run();
+
+ private:
+  void OpenLog();
+  void ReportTimeoutTo(ExchangeLog* log);
+  void ReadKey();
+  void StartDemo(const DemoService& service);
+  ExitStatus RunRepeatedly();
+  ExitStatus RunAndReport();
+  void RunLogged();
+  void RunOnce();
+  std::optional<std::string> TryOnce(Conversation& conversation);
+  std::string Announcement(const Failure& failure,
+                           const Conversation& conversation);
+  void AwaitNextAttempt();
+
+  ExchangePlan& plan_;
+  const Talk& talk_;
+  Display display_;
+  std::unique_ptr<ExchangeLog> log_;  // Outlives the timer that writes to it.
+  TimeLimit limit_;
+  std::optional<DemoServer> demo_;
+  int failed_attempts_ = 0;  // Of this run.
+  bool has_talked_ = false;  // A connection of this run has ended.
+};
+
+ExchangeRunner::ExchangeRunner(ExchangePlan& plan, const Output& output,
+                               const DemoService& service, const Talk& talk)
+    : plan_(plan),
+      talk_(talk),
+      display_(output, plan.settings.view, plan.settings.out),
+      limit_(plan.settings.command, plan.settings.timeout) {
+  if (plan.changes) display_.ShowOnlyChanges();
+  if (plan.MayReconnect()) display_.ExpectMorePeers();
+  OpenLog();
+  ReadKey();
+  StartDemo(service);
+}
+
+void ExchangeRunner::OpenLog() {
+  ReportTimeoutTo(nullptr);
+  if (plan_.log.empty()) return;
+  limit_.Enter("opening the log");
+  log_ = std::make_unique<ExchangeLog>(plan_.log, plan_.crlf);
+  ReportTimeoutTo(log_.get());
+  if (plan_.log_data) display_.LogData(*log_, *plan_.log_data);
+  CheckDistinct(kOut, plan_.settings.out.path, kLog, plan_.log);
+}
+
+// The timer thread must not read a pointer that is being set.
+void ExchangeRunner::ReportTimeoutTo(ExchangeLog* log) {
+  limit_.OnTimeout([this, log](std::string_view text) {
+    if (log != nullptr) log->AddAtOnce(Failed(text));
+    display_.FailedAtOnce(kTimeIsOver, text);
+  });
+}
+
+void ExchangeRunner::ReadKey() {
+  limit_.Enter("reading the key");
+  const std::optional<CipherKey> key = ReadCipherKey(plan_.cipher);
+  plan_.settings.reception.cipher = key;
+  if (!key || !plan_.settings.verbose) return;
+  const std::string note = KeyPaddingNote(*key);
+  if (!note.empty()) PrintNote(plan_.settings.command, note);
+}
+
+void ExchangeRunner::StartDemo(const DemoService& service) {
+  if (!plan_.demo) return;
+  demo_.emplace(service.greeting, service.echoed,
+                plan_.MayReconnect() ? ListenerSettings::kUnlimited : 1);
+  plan_.settings.port = demo_->port();
+}
+
+ExitStatus ExchangeRunner::Run() {
+  ExitStatus status = kDone;
+  if (plan_.repeats)
+    status = RunRepeatedly();
+  else
+    RunLogged();
+  display_.Close();
+  return status;
+}
+
+ExitStatus ExchangeRunner::RunRepeatedly() {
+  Schedule schedule(Clock::now(), plan_.interval);
+  ExitStatus status = kDone;
+  for (std::int64_t run = 1;; ++run) {
+    if (const ExitStatus failed = RunAndReport(); failed != kDone)
+      status = failed;
+    if (run == plan_.runs) return status;
+    limit_.Pause();
+    std::this_thread::sleep_until(schedule.Next(Clock::now()));
+    limit_.Restart();
+  }
+}
+
+ExitStatus ExchangeRunner::RunAndReport() {
+  try {
+    RunLogged();
+    return kDone;
+  } catch (const Failure& failure) {
+    if (!MayPass(failure.status())) throw;
+    PrintError(plan_.settings.command, failure.what());
+    return failure.status();
+  }
+}
+
+void ExchangeRunner::RunLogged() {
+  try {
+    RunOnce();
+  } catch (const Failure& failure) {
+    if (log_) log_->Add(Failed(failure.what()));
+    display_.Failed(failure.status(), failure.what());
+    throw;
+  }
+  if (log_) log_->Check();
+}
+
+// All connections of a run have one reception, whose rules count what is
+// received over all of them.
+void ExchangeRunner::RunOnce() {
+  failed_attempts_ = 0;
+  has_talked_ = false;
+  Reception reception(plan_.settings.reception, display_);
+  for (;;) {
+    Conversation conversation(plan_.settings, limit_, display_, reception,
+                              log_.get());
+    const std::optional<std::string> next = TryOnce(conversation);
+    if (!next) return;
+    conversation.Tell(*next);
+    AwaitNextAttempt();
+  }
+}
+
+// Returns the announcement of the next attempt, or nothing if there is none.
+std::optional<std::string> ExchangeRunner::TryOnce(Conversation& conversation) {
+  try {
+    if (!talk_(conversation, limit_)) return std::nullopt;
+    has_talked_ = true;
+    return Concat("connecting again in ", DurationText(plan_.retry_delay), ": ",
+                  conversation.Ending());
+  } catch (const Failure& failure) {
+    return Announcement(failure, conversation);
+  }
+}
+
+// Throws the failure again if it is final.
+std::string ExchangeRunner::Announcement(const Failure& failure,
+                                         const Conversation& conversation) {
+  const std::string when =
+      Concat(" in ", DurationText(plan_.retry_delay), ": ", failure.what());
+  if (has_talked_ && IsUnreachable(failure.status()))
+    return Concat("connecting again", when);
+  if (failed_attempts_ == plan_.retries ||
+      !conversation.MayRetry(failure.status()) ||
+      (plan_.reconnects && !IsUnreachable(failure.status())))
+    throw failure;
+  ++failed_attempts_;
+  return Concat("attempt ", failed_attempts_ + 1, " of ", plan_.retries + 1,
+                when);
+}
+
+// With -reconnect, the time limit is for all connections together.
+void ExchangeRunner::AwaitNextAttempt() {
+  if (plan_.reconnects)
+    limit_.Enter("waiting to connect again");
+  else
+    limit_.Pause();
+  std::this_thread::sleep_for(plan_.retry_delay);
+  if (!plan_.reconnects) limit_.Restart();
+}
+
+}  // namespace
+
+ExitStatus RunExchange(ExchangePlan& plan, const Output& output,
+                       const DemoService& service, const Talk& talk) {
+  SetQuiet(plan.settings.quiet);
+  plan.profile.Save();
+  return ExchangeRunner(plan, output, service, talk).Run();
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,144 @@
+// Decrypts, counts and shows what is received.
+
+#include "tool/exchange/reception.h"
+
+#include <unistd.h>
+
+#include <utility>
+
+#include "tool/base/concat.h"
+#include "tool/base/escapes.h"
+#include "tool/base/failure.h"
+
+namespace fairlead::tool {
+namespace {
+
+constexpr std::size_t kMostShown = std::size_t{256} << 10;
+
+// A message that AES encrypts is padded, so each frame begins a block.
+std::size_t BlockOf(const ReceptionSettings& settings) {
+  return settings.cipher && settings.cipher->cipher == Cipher::kAesEcb
+             ? CipherStream::kBlock
+             : 1;
+}
+
+}  // namespace
+
+Reception::Reception(const ReceptionSettings& settings, Display& display)
+    : display_(display),
+      settings_(settings),
+      rules_(settings.stop),
+      watch_(settings.expected, settings.rejected) {
+  Begin();
+}
+
+void Reception::Begin() {
+  if (settings_.cipher)
+    decryption_.emplace(*settings_.cipher, Direction::kDecrypt);
+  if (settings_.prefix) frames_.emplace(*settings_.prefix, BlockOf(settings_));
+  if (!IsDecided()) watch_ = TextWatch(settings_.expected, settings_.rejected);
+  frame_.clear();
+  waiting_.clear();
+}
+
+bool Reception::Take(std::string_view bytes, const TheTime& time) {
+  has_taken_ = true;
+  if (decryption_) bytes = decryption_->Take(bytes);
+  if (bytes.empty()) return false;
+  if (!frames_) return TakeMessage(bytes, time);
+  if (waiting_.empty()) return TakeFrames(bytes, time);
+  const std::string all = std::exchange(waiting_, {}).append(bytes);
+  return TakeFrames(all, time);
+}
+
+bool Reception::TakeMessage(std::string_view message, const TheTime& time) {
+  display_.Received(message, time);
+  watch_.Take(message);
+  return rules_.Take(message) || IsDecided();
+}
+
+std::string_view Reception::Show(std::string_view bytes, const TheTime& time) {
+  has_taken_ = true;
+  if (decryption_) bytes = decryption_->Take(bytes);
+  if (!bytes.empty()) display_.Received(bytes, time);
+  return bytes;
+}
+
+void Reception::CheckRejected() const {
+  if (IsRejected())
+    throw Failure(kAnswerIsNo,
+                  Concat("the text of -reject came: ", Quoted(watch_.line())));
+}
+
+// A rule that was met before holds nothing back: there is more to send, and
+// the exchange goes on.
+bool Reception::TakeFrames(std::string_view bytes, const TheTime& time) {
+  const bool was_met = rules_.IsMet() || IsDecided();
+  while (const auto piece = frames_->Take(bytes)) {
+    if (!TakePiece(*piece, time) || was_met) continue;
+    waiting_ = bytes;
+    return true;
+  }
+  CheckFrame();
+  return was_met;
+}
+
+// Returns whether a rule is met, or a text has decided, at the end of a
+// message; within one, whether it is rejected.
+bool Reception::TakePiece(const FrameReader::Piece& piece,
+                          const TheTime& time) {
+  if (display_.IsRaw()) {
+    display_.Received(piece.bytes, time, piece.ends_message);
+    watch_.Take(piece.bytes);
+    if (piece.ends_message) return rules_.Take(piece.bytes) || IsDecided();
+    rules_.TakePart(piece.bytes);
+    return IsRejected();
+  }
+  frame_ += piece.bytes;
+  return piece.ends_message && TakeMessage(std::exchange(frame_, {}), time);
+}
+
+void Reception::CheckFrame() const {
+  if (frames_->IsMalformed())
+    throw Failure(kReceivingFailed,
+                  Concat("receiving failed: the prefix of a frame is ",
+                         frames_->number(), ", which is less than -prefixadd"));
+  if (!display_.IsRaw() && frames_->length() > kMostShown)
+    throw Failure(
+        kReceivingFailed,
+        Concat("receiving failed: a frame has ", frames_->length(),
+               " bytes; only -view raw shows more than ", kMostShown));
+}
+
+// The reader of our output sees the end, though there is input left to send. At
+// a terminal nobody would know that there is nobody to type for.
+bool Reception::TakeEnd() {
+  display_.PeerEnded();
+  return isatty(STDIN_FILENO) == 1;
+}
+
+std::size_t Reception::Undecrypted() const {
+  return decryption_ ? decryption_->waiting() : 0;
+}
+
+void Reception::Check(bool is_over, std::string_view ending) const {
+  if (is_over && Undecrypted() > 0)
+    throw Failure(
+        kReceivingFailed,
+        Concat("receiving failed: the last ", Undecrypted(),
+               " bytes are an incomplete block of ", CipherStream::kBlock,
+               ", which AES cannot decrypt; ", ending));
+  if (watch_.verdict() == Verdict::kExpected) return;
+  if (watch_.ExpectedIsMissing())
+    throw Failure(kAnswerIsNo,
+                  Concat("the text of -expect did not come: ", ending));
+  std::string cut = is_over && frames_ ? frames_->Missing() : "";
+  if (cut.empty() && rules_.UntilIsMissing())
+    throw Failure(kAnswerIsNo,
+                  Concat("the text of -until did not come: ", ending));
+  if (cut.empty()) cut = rules_.Missing();
+  if (!cut.empty())
+    throw Failure(kCutShort, Concat("cut short: ", cut, "; ", ending));
+}
+
+}  // namespace fairlead::tool

@@ -1,0 +1,179 @@
+// The command `recv` that connects again: -reconnect.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "tool/exchange/serial_server_testing.h"
+#include "tool/testing.h"
+
+namespace fairlead::tool::recv_reconnect_test {
+namespace {
+
+using testing::HasSubstr;
+
+const Words kAgain = {"-reconnect", "-retrydelay", "1ms"};
+
+// Sends the number of the connection, but resets the second one instead.
+void SendNumber(int connection, int number) {
+  if (number == 2)
+    Reset(connection);
+  else
+    SendAll(connection, std::to_string(number) + "\n");
+}
+
+TEST(RecvReconnectTest, ConnectsAgainUntilARuleIsMet) {
+  SerialServer server(SendNumber);
+  const Outcome outcome =
+      Fairlead(server.Arguments("recv") + kAgain + Words{"-lines", "3"});
+  EXPECT_EQ(outcome.output, "1\n3\n4\n");
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(server.count(), 4);
+}
+
+TEST(RecvReconnectTest, VerboseTellsWhy) {
+  SerialServer server(SendNumber);
+  const Outcome outcome = Fairlead(server.Arguments("recv") + kAgain +
+                                   Words{"-lines", "2", "-verbose"});
+  EXPECT_THAT(outcome.error,
+              HasSubstr("fairlead recv: connecting again in 1 ms: the peer "
+                        "closed\n"));
+  EXPECT_THAT(outcome.error,
+              HasSubstr("fairlead recv: connecting again in 1 ms: the peer "
+                        "reset the connection\n"));
+}
+
+// Returns a socket bound to the port, or to a free one for 0, which others may
+// share. Only one that listens gets connections; without one they are refused.
+int SharingSocket(int port) {
+  const int bound = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int on = 1;
+  setsockopt(bound, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  EXPECT_EQ(bind(bound, reinterpret_cast<sockaddr*>(&address), sizeof address),
+            0);
+  return bound;
+}
+
+// Accepts one connection and sends the text on it.
+void ServeOne(int listener, std::string_view text) {
+  EXPECT_EQ(listen(listener, 1), 0);
+  const int connection = accept(listener, nullptr, nullptr);
+  SendAll(connection, text);
+  close(connection);
+  close(listener);
+}
+
+// The second server listens once the log, which is a pipe, has a refusal.
+TEST(RecvReconnectTest, WaitsForAServerThatIsGone) {
+  const TempFolder folder;
+  const std::string log = folder.path() + "/log";
+  ASSERT_EQ(mkfifo(log.c_str(), 0600), 0);
+  const int first = SharingSocket(0);
+  const int port = PortOf(first);
+  const int second = SharingSocket(port);
+  EXPECT_EQ(listen(first, 1), 0);
+  std::thread server([&] { ServeOne(first, "a\n"); });
+  std::thread successor([&] {
+    std::ifstream events(log);
+    const std::string refusal =
+        "connecting again in 1 ms: cannot connect to 127.0.0.1 port " +
+        std::to_string(port) + ": Connection refused";
+    std::string line;
+    while (std::getline(events, line) && !line.ends_with(refusal)) continue;
+    std::thread reader([&events] {
+      for (std::string rest; std::getline(events, rest);) continue;
+    });
+    ServeOne(second, "b\n");
+    reader.join();
+  });
+  const Outcome outcome =
+      Fairlead(Words{"recv", "-host", "127.0.0.1", "-port",
+                     std::to_string(port), "-lines", "2", "-log", log} +
+               kAgain);
+  server.join();
+  successor.join();
+  EXPECT_EQ(outcome.output, "a\nb\n");
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(RecvReconnectTest, TheFirstConnectionMustBeMade) {
+  const Outcome outcome =
+      Fairlead(Words{"recv", "-host", "127.0.0.1", "-port",
+                     std::to_string(ClosedPort()), "-retry", "1", "-verbose"} +
+               kAgain);
+  EXPECT_EQ(outcome.status, 7);
+  EXPECT_THAT(outcome.error, HasSubstr("attempt 2 of 2 in 1 ms: "));
+}
+
+TEST(RecvReconnectTest, TheTimeoutIsForAllConnections) {
+  SerialServer server(SendNumber);
+  const Outcome outcome =
+      Fairlead(server.Arguments("recv") +
+               Words{"-reconnect", "-retrydelay", "1d", "-timeout", "1"});
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_EQ(outcome.output, "1\n");
+  EXPECT_EQ(outcome.error,
+            "fairlead recv: timed out after 1 s while waiting to connect "
+            "again; increase -timeout\n");
+}
+
+TEST(RecvReconnectTest, SilenceEndsItOnlyIfIdleIsGiven) {
+  SerialServer server([](int connection, int number) {
+    SendAll(connection, std::to_string(number));
+    if (number == 2) ReceiveAll(connection);
+  });
+  const Outcome outcome =
+      Fairlead(server.Arguments("recv") + kAgain + Words{"-idle", "1"});
+  EXPECT_EQ(outcome.output, "12");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(RecvReconnectTest, ChangesComparesWhatEachConnectionSends) {
+  SerialServer server([](int connection, int number) {
+    SendAll(connection, number == 3 ? "b\n" : "a\n");
+  });
+  const Outcome outcome = Fairlead(server.Arguments("recv") + kAgain +
+                                   Words{"-changes", "-lines", "4"});
+  EXPECT_EQ(outcome.output, "a\nb\na\n");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(RecvReconnectTest, ACipherBeginsAnewOnEachConnection) {
+  const std::string encrypted =
+      RunProgram({.arguments = {"crypt", "encrypt", "-rc4", "k", "-stdin"},
+                  .input = "hello"})
+          .output;
+  SerialServer server(
+      [&](int connection, int) { SendAll(connection, encrypted); });
+  const Outcome outcome = Fairlead(server.Arguments("recv") + kAgain +
+                                   Words{"-rc4", "k", "-bytes", "10"});
+  EXPECT_EQ(outcome.output, "hellohello");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(RecvReconnectTest, DoesNotGoWithRepeat) {
+  const Outcome outcome =
+      Fairlead({"recv", "-demo", "-reconnect", "-repeat", "2"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.error,
+            "fairlead recv: -repeat and -reconnect cannot be combined; see "
+            "'fairlead help recv'\n");
+}
+
+}  // namespace
+}  // namespace fairlead::tool::recv_reconnect_test

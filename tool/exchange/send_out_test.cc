@@ -1,0 +1,170 @@
+// What is received goes to a file: -out of `send` and `recv`.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "tool/testing.h"
+
+namespace fairlead::tool::send_out_test {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+const Words kForever = {"-idle", "86400", "-timeout", "86400"};
+
+class SendOutTest : public testing::Test {
+ protected:
+  std::string File(std::string_view bytes) const {
+    return folder_.File("reply", bytes);
+  }
+  std::string Content() const { return internal::ReadFile(path_); }
+  bool Exists() const { return access(path_.c_str(), F_OK) == 0; }
+
+  // The demo server sends the text back.
+  Outcome Send(const std::string& text, const Words& more = {}) const {
+    return Fairlead(Words{"send", "-demo", "-text", text, "-out", path_} +
+                    kForever + more);
+  }
+
+  const TempFolder folder_;
+  const std::string path_ = folder_.path() + "/reply";
+};
+
+TEST_F(SendOutTest, TheFileIsInTheStandardOutputsPlace) {
+  const Outcome outcome = Send("hello");
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(Content(), "hello");
+}
+
+TEST_F(SendOutTest, RecvHasIt) {
+  const Outcome outcome =
+      Fairlead(Words{"recv", "-demo", "-out", path_} + kForever);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(Content(), "fairlead at your service\r\n");
+}
+
+TEST_F(SendOutTest, AFileIsTruncatedOrAppendedTo) {
+  File("something long from before\n");
+  EXPECT_EQ(Send("one").status, 0);
+  EXPECT_EQ(Content(), "one");
+  EXPECT_EQ(Send("two", {"-append"}).status, 0);
+  EXPECT_EQ(Content(), "onetwo");
+  EXPECT_EQ(Send("3", {"-append", "off"}).status, 0);
+  EXPECT_EQ(Content(), "3");
+}
+
+TEST_F(SendOutTest, AViewIsWrittenToTheFile) {
+  EXPECT_EQ(Send("AB", {"-view", "hex"}).output, "");
+  EXPECT_THAT(Content(), MatchesRegex(R"(\[[0-9.]{10} [0-9:]{8}\] 41 42)"
+                                      "\n"));
+}
+
+TEST_F(SendOutTest, WithoutAConnectionTheFileStaysAsItWas) {
+  File("kept");
+  const std::string port = std::to_string(ClosedPort());
+  const Words refused = {"recv", "-host", "127.0.0.1", "-port", port, "-out"};
+  for (const Words& view : {Words{}, Words{"-view", "json"}}) {
+    EXPECT_EQ(Fairlead(refused + Words{path_} + view).status, 7);
+    EXPECT_EQ(Content(), "kept");
+    const std::string other = folder_.path() + "/other";
+    EXPECT_EQ(Fairlead(refused + Words{other} + view).status, 7);
+    EXPECT_NE(access(other.c_str(), F_OK), 0);
+  }
+}
+
+TEST_F(SendOutTest, AConnectionCreatesTheFileThoughNothingComes) {
+  ScriptedServer server([](int) {});
+  EXPECT_EQ(Fairlead(server.Arguments("recv") + Words{"-out", path_} + kForever)
+                .status,
+            52);
+  EXPECT_TRUE(Exists());
+  EXPECT_EQ(Content(), "");
+}
+
+TEST_F(SendOutTest, WhatCameBeforeAResetIsInTheFile) {
+  ScriptedServer server([](int connection) {
+    SendAll(connection, "half");
+    Receive(connection, 4);
+    Reset(connection);
+  });
+  const Outcome outcome = RunProgram(
+      {.arguments = server.Arguments("send") +
+                    Words{"-text", "ping", "-out", path_} + kForever});
+  EXPECT_EQ(outcome.status, 56);
+  EXPECT_EQ(Content(), "half");
+}
+
+TEST_F(SendOutTest, AFileThatCannotBeWrittenIsReported) {
+  const auto to = [](const std::string& path) {
+    return Fairlead(Words{"send", "-demo", "-text", "x", "-out", path} +
+                    kForever);
+  };
+  const Outcome full = to("/dev/full");
+  EXPECT_EQ(full.error,
+            "fairlead send: cannot write '/dev/full': No space left on device "
+            "(free space on the disk)\n");
+  EXPECT_EQ(full.status, 23);
+  const Outcome missing = to(folder_.path() + "/none/reply");
+  EXPECT_THAT(missing.error, HasSubstr("cannot open '"));
+  EXPECT_THAT(missing.error, HasSubstr("': No such file or directory\n"));
+  EXPECT_EQ(missing.status, 23);
+  EXPECT_EQ(to(folder_.path()).status, 23);
+}
+
+TEST_F(SendOutTest, AnErrorOfTheCloseIsReported) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  const Outcome outcome = RunProgram(
+      {.arguments = Words{"-P", path_} + WithFault("close:error=EIO") +
+                    Words{FAIRLEAD_PROGRAM, "send", "-demo", "-text", "x",
+                          "-out", path_} +
+                    kForever,
+       .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+       .program = "strace"});
+  EXPECT_THAT(outcome.error, HasSubstr("': Input/output error\n"));
+  EXPECT_EQ(outcome.status, 23);
+  EXPECT_EQ(Content(), "x");
+}
+
+TEST_F(SendOutTest, AnInputOfTheCommandIsNotOverwritten) {
+  const std::string body = folder_.File("body", "precious");
+  const Outcome same = Fairlead({"send", "-demo", "-file", body, "-out", body});
+  EXPECT_THAT(same.error, HasSubstr("-out and -file name the same file"));
+  EXPECT_EQ(same.status, 2);
+  EXPECT_EQ(internal::ReadFile(body), "precious");
+
+  const Words key = {"-cipher", "rc4", "-keyfile", body, "-out", body};
+  EXPECT_EQ(Fairlead(Words{"send", "-demo", "-text", "x"} + key).status, 2);
+  EXPECT_EQ(internal::ReadFile(body), "precious");
+
+  const std::string settings = folder_.File("box.ini", "[p]\n");
+  const Words profile = {"-settings", settings, "-profile",
+                         "p",         "-out",   settings};
+  EXPECT_EQ(Fairlead(Words{"send", "-demo", "-text", "x"} + profile).status, 2);
+  EXPECT_EQ(internal::ReadFile(settings), "[p]\n");
+}
+
+// Neither exists before: the names differ.
+TEST_F(SendOutTest, TheLogIsNotOverwritten) {
+  const Outcome outcome = Send(
+      "x", {"-log", folder_.path() + "/../" +
+                        folder_.path().substr(folder_.path().rfind('/') + 1) +
+                        "/reply"});
+  EXPECT_THAT(outcome.error, HasSubstr("-out and -log name the same file"));
+  EXPECT_EQ(outcome.status, 2);
+}
+
+TEST_F(SendOutTest, AppendNeedsOut) {
+  const Outcome outcome = Fairlead({"recv", "-demo", "-append"});
+  EXPECT_THAT(outcome.error, HasSubstr("-out"));
+  EXPECT_EQ(outcome.status, 2);
+}
+
+}  // namespace
+}  // namespace fairlead::tool::send_out_test
