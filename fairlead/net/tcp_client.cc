@@ -66,21 +66,17 @@ int Select(int sock, std::vector<fd_set>& read_set) {
   return select(sock + 1, read_set.data(), nullptr, nullptr, &wait);
 }
 
-// Returns whether the receive of a message is known to have left input: then
-// there is nothing to wait for. Only a full message leaves any. A select would
-// find it too, and costs more.
-bool LeftInput(int sock, const CTCPMessage& message) {
+// Returns whether input is known to be there, so that there is nothing to wait
+// for. A select would find it too, and costs more.
+bool HasInput(int sock) {
   int waiting = 0;
-  return message.len == kMaxReceived && ioctl(sock, FIONREAD, &waiting) == 0 &&
-         waiting > 0;
+  return ioctl(sock, FIONREAD, &waiting) == 0 && waiting > 0;
 }
 
-// Waits for what comes after `last`; returns what select does, and -1 without a
-// socket.
-int WaitForInput(int sock, const CTCPMessage& last,
-                 std::vector<fd_set>& read_set) {
+// Returns what select does, and -1 without a socket.
+int WaitForInput(int sock, std::vector<fd_set>& read_set) {
   if (sock == 0) return -1;
-  return LeftInput(sock, last) ? 1 : Select(sock, read_set);
+  return HasInput(sock) ? 1 : Select(sock, read_set);
 }
 
 }  // namespace
@@ -278,7 +274,7 @@ void CTCPClient::Receive() {
 bool CTCPClient::ReceiveOnce(CTCPMessage& message,
                              std::vector<fd_set>& read_set) {
   const int sock = mainSock_;
-  const int ready = WaitForInput(sock, message, read_set);
+  const int ready = WaitForInput(sock, read_set);
   if (ready == -1) {
     mainSock_ = 0;  // Kept for compatibility: abandoned, not closed.
     return false;

@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -284,7 +285,8 @@ void RoundTrip(benchmark::State& state) {
   server.join();
 }
 
-// Messages from the server, each of `state.range(0)` bytes and sent by itself.
+// Messages from the server, each of `state.range(0)` bytes and sent by itself,
+// without a wait for the acknowledgement of the one before.
 template <typename Client>
 void Flood(benchmark::State& state) {
   const Listener listener = std::move(Listener().Listen());
@@ -293,6 +295,9 @@ void Flood(benchmark::State& state) {
   const CTCPMessage go = MessageOf("x");
   std::thread server([&] {
     const Socket peer = listener.Accept();
+    const int no_delay = 1;
+    Check(setsockopt(peer.number(), IPPROTO_TCP, TCP_NODELAY, &no_delay,
+                     sizeof(no_delay)) == 0);
     const std::string bytes(size, 'x');
     while (peer.Receive(1) == "x")
       for (std::size_t i = 0; i < kFloodMessages; ++i) Check(peer.Send(bytes));
