@@ -23,18 +23,20 @@ TEST(SlowPeersTest, APauseInALongBodyIsWaitedFor) {
   const TempFolder folder;
   const std::string body = RandomBytes(20'000'000);
   std::string received;
-  ScriptedServer server([&](int connection) {
-    received = Receive(connection, 1'000'000);
-    Sleep(3500);
-    received += Receive(connection, body.size() - received.size());
-    SendAll(connection, "ok\n");
-  });
-  const Outcome outcome =
-      Fairlead(server.Arguments("send") +
-               Words{"-file", folder.File("body", body), "-lines", "1"});
-  EXPECT_EQ(outcome.output, "ok\n");
-  EXPECT_EQ(outcome.error, "");
-  EXPECT_EQ(outcome.status, 0);
+  {
+    ScriptedServer server([&](int connection) {
+      received = Receive(connection, 1'000'000);
+      Sleep(3500);
+      received += Receive(connection, body.size() - received.size());
+      SendAll(connection, "ok\n");
+    });
+    const Outcome outcome =
+        Fairlead(server.Arguments("send") +
+                 Words{"-file", folder.File("body", body), "-lines", "1"});
+    EXPECT_EQ(outcome.output, "ok\n");
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_EQ(outcome.status, 0);
+  }
   EXPECT_TRUE(received == body);
 }
 

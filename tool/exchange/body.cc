@@ -77,7 +77,8 @@ std::string Completed(const BodyPlan& plan, std::string message) {
 }
 
 std::string Prefixed(const BodyPlan& plan, std::string message) {
-  return plan.prefix ? Framed(*plan.prefix, message) : message;
+  if (!plan.prefix) return message;
+  return Framed(*plan.prefix, message);
 }
 
 BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol) {

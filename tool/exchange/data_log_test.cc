@@ -102,6 +102,14 @@ TEST_F(DataLogTest, NoLineEndsWithinACharacter) {
   }
 }
 
+TEST_F(DataLogTest, ALineMayEndAfterACharacter) {
+  DataLog log(log_, DataForm::kEscaped, "sent");
+  const std::string whole = std::string(1022, '.') + "\xc3\xab";
+  log.Add(whole + "end", true);
+  EXPECT_THAT(Lines(), ElementsAre("sent data: " + whole,
+                                   "sent data from byte 1024: end"));
+}
+
 // What only looks like a character that has begun is not held back for ever.
 TEST_F(DataLogTest, BytesThatAreNoTextAreAllLogged) {
   DataLog log(log_, DataForm::kEscaped, "sent");

@@ -59,6 +59,8 @@ constexpr DialogueCase kDialogueCases[] = {
     {"expect 250\nexpect x", "250x\nx\n", "done|"},
     {"expect 250-\nexpect 250", "250-a\n250 b\n", "done|"},
     {"expect 25\nexpect 250", "250-a\n250 b\n", "done|"},
+    {"expect 25\nexpect x", "25-a\nx\n", "done|"},
+    {"expect 2500\nexpect x", "2500-a\nx\n", "done|"},
     {"expect SSH\nexpect x", "SSH-2.0-y\nx\n", "done|"},
     {"expect a-\\r\nexpect x", "a-\r\nx\n", "done|"},
     // Text after a match stays.

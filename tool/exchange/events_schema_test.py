@@ -191,6 +191,20 @@ class EventsTest(unittest.TestCase):
                 ["resolved", "connected", "sent", "received", "closed", "error"])
         self.assertEqual(payload(events, "received"), b"half\xff")
 
+    def test_a_peer_that_ends_while_input_is_awaited(self):
+        def script(connection):
+            connection.sendall(b"x")
+            connection.shutdown(socket.SHUT_WR)
+            receive_all(connection)
+        with Server(script) as server, subprocess.Popen(
+                [FAIRLEAD, "send", *server, "-stdin", "-view", "json",
+                 "-idle", "100ms"],
+                stdin=subprocess.PIPE, stdout=subprocess.PIPE) as client:
+            events = self.events(client.stdout.read())
+            self.assertEqual(client.wait(), 0)
+        self.assertEqual(kinds(events),
+                         ["resolved", "connected", "received", "closed"])
+
     def test_a_server_that_closes_at_once(self):
         with Server(lambda connection: None) as server:
             self.check(run(["recv", *server, *FOREVER]), 52,

@@ -73,11 +73,11 @@ void Reception::CheckRejected() const {
 // A rule that was met before holds nothing back: there is more to send, and
 // the exchange goes on.
 bool Reception::TakeFrames(std::string_view bytes, const TheTime& time) {
-  const bool was_met = rules_.IsMet() || IsDecided();
+  const bool was_met = is_met_;
   while (const auto piece = frames_->Take(bytes)) {
     if (!TakePiece(*piece, time) || was_met) continue;
     waiting_ = bytes;
-    return true;
+    return is_met_ = true;
   }
   CheckFrame();
   return was_met;

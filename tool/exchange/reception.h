@@ -95,6 +95,7 @@ class Reception {
   TextWatch watch_;
   std::optional<CipherStream> decryption_;
   std::optional<FrameReader> frames_;
+  bool is_met_ = false;  // A rule, by a whole frame.
   std::string frame_;    // Begun, for a view that shows whole ones.
   std::string waiting_;  // Bytes after the frame that met a rule.
 };

@@ -2,15 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdint>
 #include <fstream>
 #include <string>
-#include <string_view>
 #include <thread>
 
 #include "tool/exchange/serial_server_testing.h"
@@ -53,59 +49,37 @@ TEST(RecvReconnectTest, VerboseTellsWhy) {
                         "reset the connection\n"));
 }
 
-// Returns a socket bound to the port, or to a free one for 0, which others may
-// share. Only one that listens gets connections; without one they are refused.
-int SharingSocket(int port) {
-  const int bound = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const int on = 1;
-  setsockopt(bound, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  EXPECT_EQ(bind(bound, reinterpret_cast<sockaddr*>(&address), sizeof address),
-            0);
-  return bound;
-}
-
-// Accepts one connection and sends the text on it.
-void ServeOne(int listener, std::string_view text) {
-  EXPECT_EQ(listen(listener, 1), 0);
-  const int connection = accept(listener, nullptr, nullptr);
-  SendAll(connection, text);
-  close(connection);
-  close(listener);
-}
-
 // The second server listens once the log, which is a pipe, has a refusal.
 TEST(RecvReconnectTest, WaitsForAServerThatIsGone) {
   const TempFolder folder;
   const std::string log = folder.path() + "/log";
   ASSERT_EQ(mkfifo(log.c_str(), 0600), 0);
-  const int first = SharingSocket(0);
+  const int first = BoundSocket(0);
   const int port = PortOf(first);
-  const int second = SharingSocket(port);
+  const int second = BoundSocket(port);
   EXPECT_EQ(listen(first, 1), 0);
-  std::thread server([&] { ServeOne(first, "a\n"); });
-  std::thread successor([&] {
-    std::ifstream events(log);
+  const LateServer server(first,
+                          [](int connection) { SendAll(connection, "a\n"); });
+  const LateServer successor(
+      second, [](int connection) { SendAll(connection, "b\n"); });
+  std::thread reader([&] {
     const std::string refusal =
         "connecting again in 1 ms: cannot connect to 127.0.0.1 port " +
         std::to_string(port) + ": Connection refused";
-    std::string line;
-    while (std::getline(events, line) && !line.ends_with(refusal)) continue;
-    std::thread reader([&events] {
-      for (std::string rest; std::getline(events, rest);) continue;
-    });
-    ServeOne(second, "b\n");
-    reader.join();
+    std::ifstream events(log);
+    bool is_refused = false;
+    for (std::string line; std::getline(events, line);) {
+      if (is_refused || !line.ends_with(refusal)) continue;
+      is_refused = true;
+      EXPECT_EQ(listen(second, 1), 0);
+    }
+    EXPECT_TRUE(is_refused);
   });
   const Outcome outcome =
       Fairlead(Words{"recv", "-host", "127.0.0.1", "-port",
                      std::to_string(port), "-lines", "2", "-log", log} +
                kAgain);
-  server.join();
-  successor.join();
+  reader.join();
   EXPECT_EQ(outcome.output, "a\nb\n");
   EXPECT_EQ(outcome.error, "");
   EXPECT_EQ(outcome.status, 0);

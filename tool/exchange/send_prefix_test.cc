@@ -270,6 +270,16 @@ TEST(SendPrefixTest, TheLogHasTheMessages) {
     EXPECT_THAT(log, HasSubstr(line));
 }
 
+TEST(SendPrefixTest, TheLogHasAFrameThatIsCut) {
+  const TempFolder folder;
+  const std::string path = folder.path() + "/log";
+  EXPECT_EQ(
+      Receives("\5thr", {"-prefix", "u8", "-log", path, "-logdata", "text"})
+          .status,
+      18);
+  EXPECT_THAT(internal::ReadFile(path), HasSubstr("] received data: thr\n"));
+}
+
 TEST(SendPrefixTest, LogdataNeedsALog) {
   const Outcome outcome =
       Fairlead({"send", "-demo", "-text", "x", "-logdata", "hex"});

@@ -2,10 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <iterator>
@@ -19,21 +17,8 @@ namespace fairlead::tool::send_retry_test {
 namespace {
 
 using testing::HasSubstr;
-using testing::Not;
 
 const Words kForever = {"-idle", "86400", "-timeout", "86400"};
-
-// Returns a socket that is bound to a free loopback port and does not listen: a
-// connection to it is refused.
-int BoundSocket() {
-  const int bound = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  EXPECT_EQ(bind(bound, reinterpret_cast<sockaddr*>(&address), sizeof address),
-            0);
-  return bound;
-}
 
 TEST(SendRetryTest, GivesUpAfterTheLastAttempt) {
   const std::string port = std::to_string(ClosedPort());
@@ -82,36 +67,32 @@ TEST(SendRetryTest, SucceedsOnceTheServerListens) {
   const TempFolder folder;
   const std::string log = folder.path() + "/log";
   ASSERT_EQ(mkfifo(log.c_str(), 0600), 0);
-  const int listener = BoundSocket();
+  const int listener = BoundSocket(0);
   std::string received;
-  std::thread server([&] {
-    std::ifstream events(log);
-    std::string line;
-    while (std::getline(events, line) && !line.ends_with("Connection refused"))
-      EXPECT_THAT(line, Not(HasSubstr("connected to")));
-    while (std::getline(events, line))
-      if (line.find("attempt 3 of 1000001 in 1 ms: ") != std::string::npos)
-        break;
-    EXPECT_EQ(listen(listener, 1), 0);
-    const std::string rest{std::istreambuf_iterator<char>(events), {}};
-    EXPECT_THAT(rest, HasSubstr("connected to 127.0.0.1"));
-  });
-  std::thread echo([&] {
-    int connection = -1;
-    while ((connection = accept(listener, nullptr, nullptr)) == -1)
-      std::this_thread::yield();
+  const LateServer server(listener, [&received](int connection) {
     received = Receive(connection, 1);
     SendAll(connection, "ok");
-    close(connection);
+  });
+  std::thread reader([&] {
+    std::ifstream events(log);
+    bool is_third = false;
+    for (std::string line; std::getline(events, line);) {
+      if (is_third ||
+          line.find("attempt 3 of 1000001 in 1 ms: ") == std::string::npos) {
+        EXPECT_TRUE(is_third || line.find("connected to") == std::string::npos);
+        continue;
+      }
+      is_third = true;
+      EXPECT_EQ(listen(listener, 1), 0);
+    }
+    EXPECT_TRUE(is_third);
   });
   const Outcome outcome =
       Fairlead(Words{"send", "-host", "127.0.0.1", "-port",
                      std::to_string(PortOf(listener)), "-text", "x", "-retry",
                      "1000000", "-retrydelay", "1ms", "-log", log} +
                kForever);
-  server.join();
-  echo.join();
-  close(listener);
+  reader.join();
   EXPECT_EQ(outcome.status, 0) << outcome.error;
   EXPECT_EQ(outcome.output, "ok");
   EXPECT_EQ(outcome.error, "");

@@ -81,17 +81,19 @@ TEST_F(SendScriptTest, HoldsAWholeDialogue) {
 
 TEST_F(SendScriptTest, AnotherLineIsAnAnswerOfNo) {
   std::string received;
-  ScriptedServer server([&](int connection) {
-    received = Receive(connection, 2);
-    SendAll(connection, "550 no \x1b[31muser\r\nmore");
-    received += ReceiveAll(connection);
-  });
-  const Outcome outcome =
-      Run(server, "send a\n# Why not?\nexpect 250\nsend b\n");
-  EXPECT_EQ(outcome.error,
-            Error(R"(3: expected '250': got '550 no \x1b[31muser')"));
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.output, "550 no \x1b[31muser\r\nmore");
+  {
+    ScriptedServer server([&](int connection) {
+      received = Receive(connection, 2);
+      SendAll(connection, "550 no \x1b[31muser\r\nmore");
+      received += ReceiveAll(connection);
+    });
+    const Outcome outcome =
+        Run(server, "send a\n# Why not?\nexpect 250\nsend b\n");
+    EXPECT_EQ(outcome.error,
+              Error(R"(3: expected '250': got '550 no \x1b[31muser')"));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "550 no \x1b[31muser\r\nmore");
+  }
   EXPECT_EQ(received, "a\n");
 }
 
@@ -182,14 +184,16 @@ TEST_F(SendScriptTest, PrintsAndKeepsWhatComesInAPause) {
 // A pause goes on without the peer, which may still read.
 TEST_F(SendScriptTest, SendsToAPeerThatSendsNoMore) {
   std::string received;
-  ScriptedServer server([&](int connection) {
-    shutdown(connection, SHUT_WR);
-    received = ReceiveAll(connection);
-  });
-  const Outcome outcome =
-      Run(server, "wait 50ms\nsend a\nwait 50ms\nsend b\nsend c\n");
-  EXPECT_EQ(outcome.error, "");
-  EXPECT_EQ(outcome.status, 0);
+  {
+    ScriptedServer server([&](int connection) {
+      shutdown(connection, SHUT_WR);
+      received = ReceiveAll(connection);
+    });
+    const Outcome outcome =
+        Run(server, "wait 50ms\nsend a\nwait 50ms\nsend b\nsend c\n");
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_EQ(outcome.status, 0);
+  }
   EXPECT_EQ(received, "a\nb\nc\n");
 }
 

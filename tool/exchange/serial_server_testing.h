@@ -1,12 +1,15 @@
-// A server that serves one connection after the other.
+// Servers that serve one connection after the other, or begin late.
 
 #ifndef FAIRLEAD_TOOL_EXCHANGE_SERIAL_SERVER_TESTING_H_
 #define FAIRLEAD_TOOL_EXCHANGE_SERIAL_SERVER_TESTING_H_
 
+#include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -16,6 +19,57 @@
 #include "tool/testing.h"
 
 namespace fairlead::tool {
+
+/// Returns a socket bound to the loopback port, or to a free one for 0, which
+/// others may share. It refuses connections until it listens.
+inline int BoundSocket(int port) {
+  const int bound = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int on = 1;
+  setsockopt(bound, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  EXPECT_EQ(bind(bound, reinterpret_cast<sockaddr*>(&address), sizeof address),
+            0);
+  return bound;
+}
+
+/// Serves one connection of a bound socket with a script, on a thread, once the
+/// socket listens.
+class LateServer {
+ public:
+  /// @param socket is closed after the connection
+  LateServer(int socket, std::function<void(int connection)> script)
+      : socket_(socket),
+        script_(std::move(script)),
+        thread_([this] { Serve(); }) {}
+  LateServer(const LateServer&) = delete;
+  LateServer& operator=(const LateServer&) = delete;
+  ~LateServer() {
+    is_over_ = true;
+    shutdown(socket_, SHUT_RDWR);
+    thread_.join();
+  }
+
+ private:
+  // Fails at once until the socket listens, and then waits.
+  void Serve() {
+    int connection = -1;
+    while ((connection = accept(socket_, nullptr, nullptr)) == -1 && !is_over_)
+      std::this_thread::yield();
+    if (connection != -1) {
+      script_(connection);
+      close(connection);
+    }
+    close(socket_);
+  }
+
+  const int socket_;
+  const std::function<void(int connection)> script_;
+  std::atomic<bool> is_over_ = false;
+  std::thread thread_;
+};
 
 /// Serves connections on a loopback port, each with a script, on a thread.
 class SerialServer {

@@ -20,7 +20,7 @@ class TextSearch {
   explicit TextSearch(std::string text) : text_(std::move(text)) {}
 
   /// Returns how many bytes of the piece there are up to the end of the text,
-  /// or nothing if it has not come yet. A new search begins after it.
+  /// or nothing if it has not come yet. Not to be called after it has come.
   std::optional<std::size_t> Take(std::string_view piece);
 
  private:

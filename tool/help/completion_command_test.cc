@@ -40,7 +40,8 @@ std::string Completed(const std::string& words) {
 TEST(CompletionCommandTest, BashCompletes) {
   if (!IsInstalled("bash")) GTEST_SKIP() << "bash is not installed";
   EXPECT_EQ(Completed("fairlead re"), "recv resolve\n");
-  EXPECT_EQ(Completed("fairlead send -p"), "-port -profile -pascal -perline\n");
+  EXPECT_EQ(Completed("fairlead send -p"),
+            "-port -profile -pascal -prefix -prefixadd -perline\n");
   EXPECT_EQ(Completed("fairlead send -quiet -vi"), "-view\n");
   EXPECT_EQ(Completed("fairlead send -eol ''"), "none lf crlf\n");
   EXPECT_EQ(Completed("fairlead send -port ''"), "\n");
