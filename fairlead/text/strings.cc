@@ -6,7 +6,6 @@
 #include <array>
 #include <bit>
 #include <cctype>
-#include <charconv>
 #include <climits>
 #include <clocale>
 #include <cstring>
