@@ -4,39 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdlib>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "fairlead/cmdline/simple_cmd_line.h"
+#include "fairlead/testing/allocation_count.h"
 
-namespace {
-std::size_t allocations = 0;
-}  // namespace
-
-// Not inline: g++ would warn of std::free() on the result of operator new.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  ++allocations;
-  void* const memory = std::malloc(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-[[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t) {
-  return operator new(size);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t,
-                                       std::align_val_t) noexcept {
-  std::free(memory);
-}
-
-namespace fairlead {
+namespace fairlead::internal {
 namespace {
 
 // Returns how many allocations parsing and three lookups make.
@@ -69,4 +43,4 @@ TEST(CmdLineAllocationTest, MoreTakeAFew) {
 }
 
 }  // namespace
-}  // namespace fairlead
+}  // namespace fairlead::internal

@@ -2,14 +2,12 @@
 
 #include "fairlead/text/strings.h"
 
-#include <locale.h>
-
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cctype>
-#include <charconv>
 #include <climits>
+#include <clocale>
 #include <cstring>
 
 #include "fairlead/base/decimal.h"
@@ -87,10 +85,11 @@ bool IsSpace(char c) {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-// Reads a number whose first eight digits are known; more may begin at `at`.
-bool ReadLong(std::uint64_t first_digits, const char* at, const char* end,
-              bool negative, int& target) {
-  const std::int64_t limit = INT_MAX + std::int64_t{negative};
+// Reads a number whose first eight digits are known; more may begin at `at`. Not
+// inlined: shorter numbers need not save registers for it.
+[[gnu::noinline]] bool ReadLong(std::uint64_t first_digits, const char* at,
+                                const char* end, bool negative, int& target) {
+  const std::int64_t limit = INT_MAX + std::int64_t{negative ? 1 : 0};
   std::int64_t number = internal::NumberOf(first_digits);
   for (; at != end && IsDigit(*at) && number <= limit; ++at)
     number = number * 10 + (*at - '0');
