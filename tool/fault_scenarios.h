@@ -1,4 +1,4 @@
-// For the fault test: the commands that it runs.
+// For the fault tests: the commands that they run.
 
 #ifndef FAIRLEAD_TOOL_FAULT_SCENARIOS_H_
 #define FAIRLEAD_TOOL_FAULT_SCENARIOS_H_
@@ -21,8 +21,10 @@ inline constexpr std::string_view kLinkTo = "-> ";
 // What a failed command may leave behind.
 enum class Left {
   kOld,        // The old files.
+  kNew,        // The new files.
   kOldOrNew,   // Each file old or new.
   kBeginning,  // For files that grow: a prefix of the new content.
+  kMixed,      // Anything in the files that the command writes.
 };
 
 struct Scenario {
@@ -31,7 +33,8 @@ struct Scenario {
   Files files = {};  // In the folder before the run.
   std::string input = {};
   Left left = Left::kOld;
-  int status = 0;  // Without a fault.
+  int status = 0;            // Without a fault.
+  bool prints_anew = false;  // Each run prints something else.
 };
 
 inline void PrintTo(const Scenario& scenario, std::ostream* out) {
