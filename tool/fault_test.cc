@@ -43,8 +43,8 @@ constexpr std::string_view kTransient[] = {"EAGAIN", "EINTR"};
 
 // These calls cannot fail, or the C library aborts if one does.
 const std::set<std::string> kSkippedCalls = {
-    "munmap", "exit_group", "exit", "rt_sigreturn", "madvise", "getpid",
-    "gettid"};
+    "munmap",  "exit_group", "exit",  "rt_sigreturn",
+    "madvise", "getpid",     "gettid"};
 
 // The only error of these.
 const std::map<std::string, std::vector<const char*>> kOwnErrors = {
@@ -104,15 +104,14 @@ std::pair<int, int> MemoryCallsBefore(const std::string& trace, int number) {
   const CallCount brk = count("brk");
   const CallCount mmap = count("mmap");
   const int brks = std::min(number, brk.program + 1);
-  return {brk.loader + brks,
-          mmap.loader + std::max(1, number - brk.program)};
+  return {brk.loader + brks, mmap.loader + std::max(1, number - brk.program)};
 }
 
 // Returns whether the last fsync() of the trace is that of the folder, after
 // the new file has been renamed.
 bool EndsWithFolderSync(const std::string& trace) {
-  static const auto syncs_folder = testing::Matches(
-      testing::ContainsRegex("fsync\\([0-9]+<[^>]*/place>"));
+  static const auto syncs_folder =
+      testing::Matches(testing::ContainsRegex("fsync\\([0-9]+<[^>]*/place>"));
   const std::size_t last = trace.rfind(" fsync(");
   return last != std::string::npos &&
          syncs_folder(trace.substr(last, trace.find('\n', last) - last));
@@ -146,8 +145,8 @@ bool FailsAWakeup(const Trial& run) {
 // The calls whose number depends on how the threads take turns.
 bool IsByChance(const Fault& fault, const std::string& trace) {
   static const std::set<std::string> kByChance = {
-      "brk",   "clock_nanosleep", "futex", "mmap",  "mprotect",
-      "poll",  "pselect6",        "read",  "write", "recvfrom",
+      "brk",   "clock_nanosleep", "futex", "mmap",          "mprotect",
+      "poll",  "pselect6",        "read",  "write",         "recvfrom",
       "close", "sendto",          "ioctl", "rt_sigprocmask"};
   return trace.find(" clone") != std::string::npos &&
          kByChance.contains(fault.call);

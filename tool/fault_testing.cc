@@ -45,6 +45,8 @@ bool MayBeLeft(Left left, const std::string& text, const std::string& old,
       return text == made;
     case Left::kBeginning:
       return text.starts_with(old) && made.starts_with(text);
+    case Left::kAppended:
+      return text.starts_with(old);
     case Left::kMixed:
       return true;
   }
@@ -54,6 +56,15 @@ bool MayBeLeft(Left left, const std::string& text, const std::string& old,
 std::string TextOf(const Files& files, const std::string& name) {
   const auto found = files.find(name);
   return found == files.end() ? "" : found->second;
+}
+
+// Logs have timestamps, and a line for each piece that a connection carries.
+bool AreLogsSame(const Files& files, const Files& made, const Files& old) {
+  return std::ranges::equal(files, made, [&](const auto& a, const auto& b) {
+    const std::string before = TextOf(old, a.first);
+    return a.first == b.first && a.second.starts_with(before) &&
+           a.second.size() > before.size() && a.second.ends_with('\n');
+  });
 }
 
 const Command& CommandOf(const Scenario& scenario) {
@@ -118,7 +129,9 @@ Trial BaseRun(const Scenario& scenario) {
 bool IsSame(const Trial& run, const Trial& base, const Scenario& scenario) {
   return run.outcome.status == base.outcome.status &&
          (scenario.prints_anew || run.outcome.output == base.outcome.output) &&
-         run.files == base.files;
+         (scenario.left == Left::kAppended
+              ? AreLogsSame(run.files, base.files, scenario.files)
+              : run.files == base.files);
 }
 
 std::string ErrorOfFiles(const Files& files, const Trial& base,
@@ -145,8 +158,7 @@ std::string ErrorOf(const Trial& run, const Trial& base,
   if (IsSame(run, base, scenario)) return "";
   if (!IsFailure(outcome.status, scenario)) return "wrong: " + Shown(run);
   if (!ReportsError(outcome.error)) return "failed silently: " + Shown(run);
-  if (!scenario.prints_anew &&
-      !base.outcome.output.starts_with(outcome.output))
+  if (!scenario.prints_anew && !base.outcome.output.starts_with(outcome.output))
     return "printed wrong output: " + Shown(run);
   const std::string files = ErrorOfFiles(run.files, base, scenario, left);
   return files.empty() ? "" : files + ": " + Shown(run);

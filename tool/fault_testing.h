@@ -42,16 +42,16 @@ class FaultPlace {
   const std::string path_ = folder_.Path("place");
 };
 
-/// Returns the run without a fault; fails the test if that goes wrong. Its trace
-/// shows all system calls, with the path of each descriptor.
+/// Returns the run without a fault; fails the test if that goes wrong. Its
+/// trace shows all system calls, with the path of each descriptor.
 Trial BaseRun(const Scenario& scenario);
 
 /// Returns whether two runs ended, printed and left files alike.
 bool IsSame(const Trial& run, const Trial& base, const Scenario& scenario);
 
 /// Returns why the run is wrong, or "" if it did all that the undisturbed one
-/// did, or failed properly: with a documented status, a message, a prefix of the
-/// output and the files that `left` allows.
+/// did, or failed properly: with a documented status, a message, a prefix of
+/// the output and the files that `left` allows.
 std::string ErrorOf(const Trial& run, const Trial& base,
                     const Scenario& scenario, Left left);
 
@@ -63,7 +63,8 @@ std::string ErrorOfFiles(const Files& files, const Trial& base,
 std::string Shown(const Trial& run);
 
 /// Which faults are tried, by the environment variable FAIRLEAD_FAULTS: "all",
-/// or a number for the sample with this seed. By default, a new sample is drawn.
+/// or a number for the sample with this seed. By default, a new sample is
+/// drawn.
 struct FaultChoice {
   bool all = false;
   unsigned seed = 0;
