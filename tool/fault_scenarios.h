@@ -56,6 +56,9 @@ inline const Files kScripted = {
 inline const Files kProfile = {{"box.ini", "[p]\ntimeout=15\neol=crlf\n"}};
 inline const Files kPlain = {{"plain", std::string(100'000, 'p')}};
 
+// More than one buffer holds.
+inline const Files kLong = {{"plain", std::string(70'000, 'p')}};
+
 inline Words Ini(const Words& arguments) {
   return Words{"ini", arguments[0], "-file", "box.ini"} +
          Words(arguments.begin() + 1, arguments.end());
@@ -157,7 +160,7 @@ inline const std::vector<Scenario> kOthers = {
      Left::kOldOrNew},
     {"send_settings", Send({"-settings", "box.ini", "-profile", "p"}),
      kProfile},
-    {"send_file", Exchange({"send", "-demo", "-file", "plain"}), kPlain},
+    {"send_file", Exchange({"send", "-demo", "-file", "plain"}), kLong},
     {"send_stdin", Exchange({"send", "-demo", "-stdin"}), {}, "one\ntwo\n"},
     {"send_log",
      Send({"-log", "box.log", "-quiet"}),
@@ -166,7 +169,7 @@ inline const std::vector<Scenario> kOthers = {
      Left::kAppended},
     {"recv", {"recv", "-demo", "-idle", "1"}},
     {.name = "listen",
-     .arguments = {"listen", "-port", "0", "-timeout", "10ms", "-log",
+     .arguments = {"listen", "-port", "0", "-timeout", "300ms", "-log",
                    "box.log"},
      .files = {{"box.log", "old\n"}},
      .left = Left::kAppended,
