@@ -64,7 +64,7 @@ const Operation kTexts[] = {
                   ? "same"
                   : "other";
      }),
-     false},
+     Memory::kNone},
     {"ReadPascalString",
      {"ReadPascalString(unsigned char const*, std::string&)"},
      Call([] {
@@ -80,7 +80,7 @@ const Operation kTexts[] = {
        std::array<unsigned char, 256> buffer{};
        return WritePascalString(buffer.data(), kPadded) > 0 ? "long" : "";
      }),
-     false},
+     Memory::kNone},
     {"getval",
      {"bool getval<int>(std::string_view, int&)",
       "bool getval<int, int>(std::string_view, int&, int)"},
@@ -90,7 +90,7 @@ const Operation kTexts[] = {
        return read && !getval<int, int>("x", number, 7) && number == 7 ? "7"
                                                                        : "";
      }),
-     false},
+     Memory::kNone},
 };
 
 constexpr const char* kWords[] = {
@@ -146,7 +146,7 @@ const Operation kCommandLines[] = {
        CSimpleCmdLine::getval("x", number, 7);
        return read && number == 7 ? "7" : "";
      }),
-     false},
+     Memory::kNone},
 };
 
 CConverter Converter() { return {120, 6, 3}; }
@@ -160,7 +160,7 @@ const Operation kBits[] = {
        MoveBits(bits.data, 3, bits.data + 8, 5, 20, 1);
        return bits.data[0] != 0 ? "bits" : "";
      }),
-     false},
+     Memory::kNone},
     {"Checksum",
      {"CCRC::AddVal(std::string_view)", "CCRC::AddVal(std::wstring_view)",
       "CCRC::AddArr(unsigned char const*, int)"},
@@ -171,7 +171,7 @@ const Operation kBits[] = {
        sum.AddArr(reinterpret_cast<const unsigned char*>(kPadded.data()), 30);
        return sum.count > 60 ? "many" : "";
      }),
-     false},
+     Memory::kNone},
     {"ReadCode",
      {"CConverter::CConverter(int, int, int)",
       "CConverter::StrToBitstr(std::string_view)",
@@ -183,7 +183,7 @@ const Operation kBits[] = {
                          converter.LoadData(converter.StrToBitstr(kMeaty));
        return read ? "read" : "not read";
      }),
-     false},
+     Memory::kNone},
     {"ExtractMeat", {"CConverter::ExtractMeat(std::string_view)"}, Call([] {
        return CConverter::ExtractMeat(kMeaty);
      })},
@@ -213,7 +213,7 @@ const Operation kCiphers[] = {
        aes_decrypt(&context, bytes.data(), bytes.data());
        return bytes[0] == 0 ? "restored" : "";
      }),
-     false},
+     Memory::kNone},
     {"Aes",
      {"AES::AES(std::string_view, int)",
       "AES::EncodeBlock(unsigned char*) const",
@@ -229,7 +229,7 @@ const Operation kCiphers[] = {
        cipher.DecodeArray(bytes.data(), 320);
        return bytes[0] == 0 ? "restored" : "";
      }),
-     false},
+     Memory::kNone},
     {"Rc4",
      {"RC4::RC4(RC4Key const&)", "RC4::Encode(unsigned char*, int)",
       "RC4::GetByte()"},
@@ -239,7 +239,7 @@ const Operation kCiphers[] = {
        cipher.Encode(bytes.data(), 100);
        return cipher.GetByte() >= 0 ? "byte" : "";
      }),
-     false},
+     Memory::kNone},
 };
 
 TheTime AtNoon() {
@@ -285,11 +285,14 @@ const Operation kTimes[] = {
                   ? "numbers"
                   : "";
      }),
-     false},
-    {"ReadTime", {"TheTime::LoadFromString(std::string_view)"}, Call([] {
+     Memory::kNone},
+    {"ReadTime",
+     {"TheTime::LoadFromString(std::string_view)"},
+     Call([] {
        TheTime time;
        return time.LoadFromString("20261114x205754") ? "read" : "not read";
-     })},
+     }),
+     Memory::kTakenBySystem},
     {"CurrentTime", {"strtime()", "strtimeonly()", "strdateonly()"}, Call([] {
        return std::to_string(
            (strtime() + strtimeonly() + strdateonly() + kPadded).size());
@@ -297,7 +300,7 @@ const Operation kTimes[] = {
     {"CurrentDay",
      {"intdayonly()"},
      Call([] { return intdayonly() > 0 ? "day" : ""; }),
-     false},
+     Memory::kNone},
     {"TimeOfDay",
      {"CTimeOfDay::LoadFromString(std::string_view)",
       "CTimeOfDay::GetStamp() const",
@@ -313,7 +316,7 @@ const Operation kTimes[] = {
                   ? time.GetStampString()
                   : "";
      }),
-     false},
+     Memory::kNone},
     {"FilePosition",
      {"CFilePos::AddValue(unsigned int)",
       "CFilePos::Difference(CFilePos const&) const",
@@ -333,7 +336,7 @@ const Operation kTimes[] = {
                           CFilePos::GetFromHex('F', ok) == 15;
        return right ? position.GetText() : "";
      }),
-     false},
+     Memory::kNone},
     {"FilePositionInHexadecimal", {"CFilePos::GetStr() const"}, Call([] {
        return CFilePos().GetStr();
      })},

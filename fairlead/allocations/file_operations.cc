@@ -338,7 +338,7 @@ const Operation kRecordTexts[] = {
      Call([] {
        return DamageOf(kIniText).unclosed_header == 0 ? "closed" : "";
      }),
-     false},
+     Memory::kNone},
     {"NormalizeText",
      {"NormalizeText(std::string_view, std::function<void "
       "(std::string_view)> const&)"},

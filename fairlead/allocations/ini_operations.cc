@@ -119,7 +119,7 @@ const Operation kDocumentCopies[] = {
        document = std::move(other);
        return "moved twice";
      }),
-     false},
+     Memory::kNone},
 };
 
 const Operation kDocumentReaders[] = {
@@ -152,7 +152,7 @@ const Operation kDocumentReaders[] = {
          ++entries;
        return entries == 14 ? "14" : "other";
      }),
-     false},
+     Memory::kNone},
     {"Find",
      {"IniDocument::Find(IniName const&) const",
       "IniDocument::Value(std::string_view, std::string_view) const"},
@@ -184,7 +184,7 @@ const Operation kDocumentReaders[] = {
                   ? "whole"
                   : "";
      }),
-     false},
+     Memory::kNone},
 };
 
 const Operation kKeyTables[] = {
@@ -205,7 +205,7 @@ const Operation kKeyTables[] = {
          return entry && !keys->IsFirst(*entry) ? "last" : "first";
        }};
      },
-     false},
+     Memory::kNone},
 };
 
 }  // namespace

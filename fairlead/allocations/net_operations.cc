@@ -38,7 +38,7 @@ const Operation kLogs[] = {
          return "done";
        }};
      },
-     false},
+     Memory::kNone},
     {"WriteToLog",
      {"CLog::CLog(std::string const&, bool)",
       "operator<<(CLog&, std::string const&)"},
@@ -97,7 +97,7 @@ const Operation kNames[] = {
        const std::vector<std::string> all = resolveDnsFull("127.0.0.1");
        return all.empty() ? std::string("none") : all[0];
      }),
-     true,
+     Memory::kTaken,
      {"none"}},
     {"LookUp",
      {"LookUpHost(std::string const&, std::optional<std::chrono::duration<"
@@ -110,7 +110,7 @@ const Operation kNames[] = {
        return found.addresses.empty() ? std::string("none")
                                       : found.addresses[0];
      }),
-     true,
+     Memory::kTaken,
      {"not found"}},
     {"Sleep",
      {"sleep_ms(int)"},
@@ -118,7 +118,7 @@ const Operation kNames[] = {
        sleep_ms(0);
        return "done";
      }),
-     false},
+     Memory::kNone},
     {"StopRules",
      {"StopRules::StopRules(StopLimits)", "StopRules::Take(std::string_view)",
       "StopRules::IsMet() const", "StopRules::Missing() const"},
@@ -202,7 +202,7 @@ const Operation kConnections[] = {
        const NetClient endpoint = EndpointOf(*server);
        return Prepared{[server, endpoint] { return Talk(endpoint); }};
      },
-     true,
+     Memory::kTaken,
      {"not connected", "not sent", "not received"}},
     {"CreateMainSock", {"CTCPClient::CreateMainSock()"}, Call([] {
        return CTCPClient().CreateMainSock() ? "made" : "";
@@ -223,7 +223,7 @@ const Operation kConnections[] = {
        first.Close();
        return result;
      }),
-     true,
+     Memory::kTaken,
      {"short of memory"}},
     {"ExchangeWithInput",
      {"Exchange::Converse(ExchangeInput const&, std::function<bool "
@@ -238,7 +238,7 @@ const Operation kConnections[] = {
                                     TakeFour);
        return result;
      }),
-     true,
+     Memory::kTaken,
      {"short of memory"}},
     {"RunExchange",
      {"Exchange::Run(std::string const&, unsigned short, std::string_view, "
@@ -247,7 +247,7 @@ const Operation kConnections[] = {
        return Exchange({.limits = kPatient})
            .Run("127.0.0.1", port, "ping", TakeFour);
      }),
-     true,
+     Memory::kTaken,
      {"short of memory"}},
 };
 

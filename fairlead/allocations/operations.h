@@ -31,11 +31,17 @@ struct Prepared {
       {};  // Returns what an object has become, if files do not show it.
 };
 
+enum class Memory {
+  kTaken,          // By operator new, and perhaps by the system, too.
+  kTakenBySystem,  // By malloc() alone.
+  kNone,
+};
+
 struct Operation {
   const char* name;
   std::vector<std::string_view> functions;  // Their signatures.
   std::function<Prepared(const TempFolder& folder)> prepare;
-  bool allocates = true;  // If false, it never does.
+  Memory memory = Memory::kTaken;
   // Results other than std::bad_alloc where memory is short. The state may be
   // either then.
   std::vector<std::string> failures = {};
