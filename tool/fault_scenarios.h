@@ -1,4 +1,4 @@
-// For the fault test: the commands that it runs.
+// For the fault tests: the commands that they run.
 
 #ifndef FAIRLEAD_TOOL_FAULT_SCENARIOS_H_
 #define FAIRLEAD_TOOL_FAULT_SCENARIOS_H_
@@ -21,8 +21,11 @@ inline constexpr std::string_view kLinkTo = "-> ";
 // What a failed command may leave behind.
 enum class Left {
   kOld,        // The old files.
+  kNew,        // The new files.
   kOldOrNew,   // Each file old or new.
   kBeginning,  // For files that grow: a prefix of the new content.
+  kAppended,   // For logs: text of this run after the old one.
+  kMixed,      // Anything in the files that the command writes.
 };
 
 struct Scenario {
@@ -31,7 +34,8 @@ struct Scenario {
   Files files = {};  // In the folder before the run.
   std::string input = {};
   Left left = Left::kOld;
-  int status = 0;  // Without a fault.
+  int status = 0;            // Without a fault.
+  bool prints_anew = false;  // Each run prints something else.
 };
 
 inline void PrintTo(const Scenario& scenario, std::ostream* out) {
@@ -52,13 +56,20 @@ inline const Files kScripted = {
 inline const Files kProfile = {{"box.ini", "[p]\ntimeout=15\neol=crlf\n"}};
 inline const Files kPlain = {{"plain", std::string(100'000, 'p')}};
 
+// More than one buffer holds.
+inline const Files kLong = {{"plain", std::string(70'000, 'p')}};
+
 inline Words Ini(const Words& arguments) {
   return Words{"ini", arguments[0], "-file", "box.ini"} +
          Words(arguments.begin() + 1, arguments.end());
 }
 
+inline Words Exchange(const Words& arguments) {
+  return arguments + Words{"-idle", "1"};
+}
+
 inline Words Send(const Words& arguments) {
-  return Words{"send", "-demo", "-text", "hello", "-idle", "1"} + arguments;
+  return Exchange(Words{"send", "-demo", "-text", "hello"} + arguments);
 }
 
 inline Words Log(const Words& arguments) {
@@ -149,6 +160,13 @@ inline const std::vector<Scenario> kOthers = {
      Left::kOldOrNew},
     {"send_settings", Send({"-settings", "box.ini", "-profile", "p"}),
      kProfile},
+    {"send_file", Exchange({"send", "-demo", "-file", "plain"}), kLong},
+    {"send_stdin", Exchange({"send", "-demo", "-stdin"}), {}, "one\ntwo\n"},
+    {"send_log",
+     Send({"-log", "box.log", "-quiet"}),
+     {{"box.log", "old\n"}},
+     {},
+     Left::kAppended},
     {"recv", {"recv", "-demo", "-idle", "1"}},
     {"recv_out",
      {"recv", "-demo", "-idle", "1", "-out", "reply", "-append"},
@@ -156,6 +174,13 @@ inline const std::vector<Scenario> kOthers = {
      {},
      Left::kBeginning},
     {"send_prefix", Send({"-prefix", "u32be", "-messages", "1"})},
+    {.name = "listen",
+     .arguments = {"listen", "-port", "0", "-timeout", "300ms", "-log",
+                   "box.log"},
+     .files = {{"box.log", "old\n"}},
+     .left = Left::kAppended,
+     .status = 28,
+     .prints_anew = true},
     {"resolve", {"resolve", "-host", "127.0.0.1"}},
     {"log",
      Log({}),
@@ -170,14 +195,37 @@ inline const std::vector<Scenario> kOthers = {
     {"crypt_out", Encrypt({"-file", "plain", "-out", "coded"}), kPlain},
     {"crypt_itself", Encrypt({"-file", "plain", "-out", "plain"}), kPlain},
     {"crypt", Encrypt({"-stdin"}), {}, "plain bytes"},
+    {"crypt_decrypt",
+     {"crypt", "decrypt", "-rc4", "secret", "-file", "plain", "-out", "text"},
+     kPlain},
+    {"crypt_aes",
+     {"crypt", "encrypt", "-aes", "secret", "-file", "plain"},
+     kPlain},
+};
+
+inline const std::vector<Scenario> kPrinters = {
     {"sum", {"sum", "-file", "plain"}, kPlain},
+    {"sum_stdin", {"sum", "-stdin"}, {}, "bytes"},
+    {"size", {"size", "-file", "plain"}, kPlain},
+    {"code_make", {"code", "make", "-bits", "30", "-number", "83"}},
+    {"code_read", {"code", "read", "-bits", "30", "-text", "TB-AA-A"}},
+    {.name = "time_now", .arguments = {"time", "now"}, .prints_anew = true},
+    {"time_show", {"time", "show", "-stamp", "20261114x205754"}},
+    {"time_shift", {"time", "shift", "-stamp", "20261231x235959", "-by", "1"}},
+    {"time_day", {"time", "day", "-text", "1:02:03"}},
+    {"time_diff",
+     {"time", "diff", "-from", "20261114", "-to", "20261116x010203"}},
     {"help", {"help", "send"}},
+    {"help_all", {"help"}},
+    {"version", {"version"}},
+    {"completion", {"completion", "bash"}},
 };
 
 inline std::vector<Scenario> Scenarios() {
   std::vector<Scenario> all = kIniEdits;
   all.insert(all.end(), kIniReaders.begin(), kIniReaders.end());
   all.insert(all.end(), kOthers.begin(), kOthers.end());
+  all.insert(all.end(), kPrinters.begin(), kPrinters.end());
   return all;
 }
 

@@ -1,185 +1,129 @@
-// Runs the command with one failing system call at a time.
+// Runs the command with one failing system call at a time, and with one that
+// fails from then on.
 
 // The command must succeed completely, or report an error and leave the files
-// unchanged. The environment variable FAIRLEAD_FAULTS selects the faults: "all"
-// for all of them, a number for the sample with this seed. By default, a new
-// sample is drawn and its seed is printed.
+// unchanged. The environment variable FAIRLEAD_FAULTS selects the faults.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
-#include <csignal>
-#include <cstdio>
-#include <filesystem>
 #include <iostream>
 #include <map>
-#include <mutex>
-#include <random>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "tool/base/concat.h"
-#include "tool/base/environment.h"
 #include "tool/base/exit_status.h"
-#include "tool/command/command_table.h"
-#include "tool/fault_scenarios.h"
-#include "tool/io/read_file.h"
+#include "tool/fault_testing.h"
 #include "tool/testing.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::fault_test {
 namespace {
 
-constexpr const char* kMaxSeconds = "20";
-
-struct Trial {
-  Outcome outcome;
-  Files files;
-  std::string trace;
+struct Fault {
+  std::string call;  // Or kMemory.
+  std::string error;
+  int when;
+  bool lasts;    // Later calls fail too.
+  bool is_last;  // In the undisturbed run.
 };
 
-Files FilesIn(const std::string& folder) {
-  Files files;
-  for (const auto& entry : std::filesystem::directory_iterator(folder))
-    files[entry.path().filename()] =
-        entry.is_symlink()
-            ? Concat(kLinkTo, std::filesystem::read_symlink(entry).string())
-            : ReadFile(entry.path());
-  return files;
-}
+constexpr const char* kErrors[] = {"EIO",    "ENOSPC", "EMFILE", "ENOMEM",
+                                   "EAGAIN", "EINTR",  "EPIPE",  "ECONNRESET"};
 
-void MakeFile(const TempFolder& folder, const std::string& path,
-              const std::string& content) {
-  if (content.starts_with(kLinkTo))
-    std::filesystem::create_symlink(content.substr(kLinkTo.size()),
-                                    folder.path() + "/" + path);
-  else
-    folder.File(path, content);
-}
+// A call that is to be repeated cannot fail so for ever.
+constexpr std::string_view kTransient[] = {"EAGAIN", "EINTR"};
 
-// Runs the command in a new folder, started by the program and arguments in
-// `before`, which may write a trace to "../trace".
-Trial RunScenario(const Scenario& scenario, const Words& before) {
-  const TempFolder folder;
-  const std::string place = folder.path() + "/place";
-  std::filesystem::create_directory(place);
-  for (const auto& [name, bytes] : scenario.files)
-    MakeFile(folder, "place/" + name, bytes);
-  Outcome outcome = RunProgram(
-      {.arguments = Words{"-C", place, "timeout", "-s", "KILL", kMaxSeconds} +
-                    before + Words{FAIRLEAD_PROGRAM} + scenario.arguments,
-       .input = scenario.input,
-       .program = "env"});
-  return {std::move(outcome), FilesIn(place),
-          ReadFileIfAny(folder.path() + "/trace").value_or("")};
-}
+// These calls cannot fail, or the C library aborts if one does.
+const std::set<std::string> kSkippedCalls = {
+    "munmap",  "exit_group", "exit",  "rt_sigreturn",
+    "madvise", "getpid",     "gettid"};
 
-Trial RunTraced(const Scenario& scenario, const Words& options) {
-  return RunScenario(scenario,
-                     Words{"strace", "-f", "-qq", "-o", "../trace"} + options);
-}
-
-// A fault after which other files are allowed than the scenario says.
-struct Tolerated {
-  std::string_view call;
-  Left left;
+// The only error of these.
+const std::map<std::string, std::vector<const char*>> kOwnErrors = {
+    {"brk", {"ENOMEM"}},
+    {"mmap", {"ENOMEM"}},
+    {"mprotect", {"ENOMEM"}},
+    {"mremap", {"ENOMEM"}},
+    {"futex", {"EAGAIN", "EINTR"}},
 };
 
-constexpr Tolerated kTolerated[] = {
-    // The folder is synced after the new file has been renamed.
-    {"fsync", Left::kOldOrNew},
-};
+// All memory at once: malloc tries mmap where brk fails, and the reverse.
+constexpr std::string_view kMemory = "memory";
 
-bool MayBeLeft(Left left, const std::string& text, const std::string& old,
-               const std::string& made) {
-  switch (left) {
-    case Left::kOld:
-      return false;
-    case Left::kOldOrNew:
-      return text == made;
-    case Left::kBeginning:
-      return text.starts_with(old) && made.starts_with(text);
+bool IsTransient(std::string_view error) {
+  return std::ranges::find(kTransient, error) != std::end(kTransient);
+}
+
+std::vector<Fault> FaultsOfCall(const std::string& call,
+                                const CallCount& calls) {
+  std::vector<Fault> faults;
+  const auto own = kOwnErrors.find(call);
+  const std::vector<const char*> errors =
+      own != kOwnErrors.end()
+          ? own->second
+          : std::vector<const char*>(std::begin(kErrors), std::end(kErrors));
+  for (const char* const error : errors)
+    for (const bool lasts : {false, true})
+      for (int i = 1; i <= calls.program; ++i)
+        if (!lasts || !IsTransient(error))
+          faults.push_back(
+              {call, error, calls.loader + i, lasts, i == calls.program});
+  return faults;
+}
+
+std::vector<Fault> FaultsOf(const std::string& trace) {
+  std::vector<Fault> faults;
+  int memory_calls = 0;
+  for (const auto& [call, calls] : CallsIn(trace)) {
+    if (call == "brk" || call == "mmap") memory_calls += calls.program;
+    if (kSkippedCalls.contains(call)) continue;
+    const std::vector<Fault> more = FaultsOfCall(call, calls);
+    faults.insert(faults.end(), more.begin(), more.end());
   }
-  return false;
+  for (int i = 1; i <= memory_calls; ++i)
+    faults.push_back({std::string(kMemory), "ENOMEM", i, true, false});
+  return faults;
 }
 
-bool AreFilesAllowed(const Files& files, Left left, const Files& old,
-                     const Files& made) {
-  const auto text_of = [](const Files& all, const std::string& name) {
-    const auto found = all.find(name);
-    return found == all.end() ? "" : found->second;
+// Returns where a call of the program is that many memory calls after its
+// beginning, as numbers for strace: of brk, and of mmap.
+std::pair<int, int> MemoryCallsBefore(const std::string& trace, int number) {
+  const auto calls = CallsIn(trace);
+  const auto count = [&](const char* call) {
+    const auto found = calls.find(call);
+    return found == calls.end() ? CallCount{} : found->second;
   };
-  return std::ranges::all_of(
-             old,
-             [&](const auto& file) { return files.contains(file.first); }) &&
-         std::ranges::all_of(files, [&](const auto& file) {
-           const auto& [name, text] = file;
-           if (old.contains(name) && text == old.at(name)) return true;
-           return made.contains(name) &&
-                  MayBeLeft(left, text, text_of(old, name), made.at(name));
-         });
+  const CallCount brk = count("brk");
+  const CallCount mmap = count("mmap");
+  const int brks = std::min(number, brk.program + 1);
+  return {brk.loader + brks, mmap.loader + std::max(1, number - brk.program)};
 }
 
-const Command& CommandOf(const Scenario& scenario) {
-  const Command& command = KnownCommand(scenario.arguments[0]);
-  return command.subcommands.empty()
-             ? command
-             : KnownSubcommand(command, scenario.arguments[1]);
+// Returns whether the last fsync() of the trace is that of the folder, after
+// the new file has been renamed.
+bool EndsWithFolderSync(const std::string& trace) {
+  static const auto syncs_folder =
+      testing::Matches(testing::ContainsRegex("fsync\\([0-9]+<[^>]*/place>"));
+  const std::size_t last = trace.rfind(" fsync(");
+  return last != std::string::npos &&
+         syncs_folder(trace.substr(last, trace.find('\n', last) - last));
 }
 
-// The statuses up to kMalformedInput are results, which no fault may cause.
-bool IsFailure(int status, const Scenario& scenario) {
-  const auto documented = CommandOf(scenario).statuses;
-  return status > kMalformedInput &&
-         std::ranges::find(documented, status, &Status::status) !=
-             documented.end();
+bool IsInPlace(const Scenario& scenario) {
+  return std::ranges::find(scenario.arguments, "-inplace") !=
+         scenario.arguments.end();
 }
 
-bool ReportsError(const std::string& error) {
-  return ("\n" + error).find("\nfairlead") != std::string::npos;
-}
-
-std::string Shown(const Trial& run) {
-  std::ostringstream text;
-  text << "status " << run.outcome.status << ", output \""
-       << run.outcome.output.substr(0, 80) << "\", error \""
-       << run.outcome.error.substr(0, 200) << '"';
-  for (const auto& [name, bytes] : run.files)
-    text << ", " << name << " \"" << bytes.substr(0, 80) << '"';
-  return text.str();
-}
-
-bool IsSame(const Trial& run, const Trial& base) {
-  return run.outcome.status == base.outcome.status &&
-         run.outcome.output == base.outcome.output && run.files == base.files;
-}
-
-// Returns why the run is wrong, or "" if it did all that the undisturbed one
-// did or failed properly.
-std::string ErrorOf(const Trial& run, const Trial& base,
-                    const Scenario& scenario, Left left) {
-  const Outcome& outcome = run.outcome;
-  if (outcome.signal == SIGKILL) return Concat("hung for ", kMaxSeconds, " s");
-  if (outcome.signal != 0) return Concat("crashed: signal ", outcome.signal);
-  if (IsSame(run, base)) return "";
-  if (!IsFailure(outcome.status, scenario)) return "wrong: " + Shown(run);
-  if (!ReportsError(outcome.error)) return "failed silently: " + Shown(run);
-  if (!base.outcome.output.starts_with(outcome.output))
-    return "printed wrong output: " + Shown(run);
-  if (!AreFilesAllowed(run.files, left, scenario.files, base.files))
-    return "left wrong files: " + Shown(run);
-  return "";
-}
-
-// Returns whether the trace shows the fault in a call on files that a signal
-// may interrupt. Of the network's calls, the receive thread's are made with all
-// signals blocked; around the others, the handlers of the command end it.
+// Of the network's calls, the receive thread's are made with all signals
+// blocked; around the others, the handlers of the command end it.
 bool MayBeInterrupted(const std::string& trace) {
   static const auto is_interrupted = testing::Matches(testing::ContainsRegex(
       "\\b((openat|read|write|pread64|pwrite64|ftruncate|fallocate|fsync|close|"
@@ -187,187 +131,142 @@ bool MayBeInterrupted(const std::string& trace) {
   return is_interrupted(trace);
 }
 
-constexpr const char* kErrors[] = {"EIO", "ENOSPC", "EMFILE", "ENOMEM",
-                                   "EINTR"};
+bool IsInjected(const Trial& run) {
+  return run.trace.find("(INJECTED)") != std::string::npos;
+}
 
-// Memory calls fail in the loader and the C library as well; the C library
-// aborts if futex fails; the others cannot fail.
-const std::set<std::string> kSkippedCalls = {
-    "brk",        "mmap", "mprotect",     "munmap",  "mremap", "futex",
-    "exit_group", "exit", "rt_sigreturn", "madvise", "getpid", "gettid"};
-
-// The number of times a call is made. strace counts per thread from 1, and the
-// loader makes the first calls of the first thread.
-struct Calls {
-  int loader = 0;   // By the loader.
-  int program = 0;  // By the program; the maximum of its threads.
-};
-
-// The program's first call checks whether standard input is open. The loader
-// makes no such call.
-std::map<std::string, Calls> CallsIn(const std::string& trace) {
-  std::map<std::string, Calls> all;
-  std::map<std::string, int> made;  // By thread and name.
-  bool begun = false;
-  std::istringstream lines(trace);
+// A wakeup cannot fail, and a wait without it would never end. Where threads
+// take turns, the arguments of a call are in an earlier line of its thread.
+bool FailsAWakeup(const Trial& run) {
+  std::map<std::string, std::string> begun;  // By thread.
+  std::istringstream lines(run.trace);
   for (std::string line; std::getline(lines, line);) {
-    char thread[16];
-    char call[64];
-    int end = 0;
-    if (std::sscanf(line.c_str(), "%15[0-9] %63[a-z0-9_]%n", thread, call,
-                    &end) != 2 ||
-        line[static_cast<std::size_t>(end)] != '(')
-      continue;
-    begun = begun || line.find(" fcntl(0, F_GETFD") != std::string::npos;
-    Calls& calls = all[call];
-    const int number = ++made[Concat(thread, " ", call)];
-    if (begun)
-      calls.program = std::max(calls.program, number - calls.loader);
-    else
-      calls.loader = number;
+    std::string& call = begun[line.substr(0, line.find(' '))];
+    if (line.find(" resumed>") == std::string::npos) call = line;
+    if (line.find("(INJECTED)") != std::string::npos &&
+        call.find("FUTEX_WAKE") != std::string::npos)
+      return true;
   }
-  return all;
+  return false;
 }
 
-struct Fault {
-  std::string call;
-  std::string error;
-  int when;
-  bool is_last;  // In the undisturbed run.
-};
-
-std::vector<Fault> FaultsOf(const std::string& trace) {
-  std::vector<Fault> faults;
-  for (const auto& [call, calls] : CallsIn(trace)) {
-    if (kSkippedCalls.contains(call)) continue;
-    for (const char* const error : kErrors)
-      for (int i = 1; i <= calls.program; ++i)
-        faults.push_back({call, error, calls.loader + i, i == calls.program});
-  }
-  return faults;
+// The calls whose number depends on how the threads take turns.
+bool IsByChance(const Fault& fault, const std::string& trace) {
+  static const std::set<std::string> kByChance = {
+      "brk",   "clock_nanosleep", "futex", "mmap",          "mprotect",
+      "poll",  "pselect6",        "read",  "write",         "recvfrom",
+      "close", "sendto",          "ioctl", "rt_sigprocmask"};
+  return trace.find(" clone") != std::string::npos &&
+         kByChance.contains(fault.call);
 }
 
-Left LeftAfter(const Fault& fault, const Scenario& scenario) {
-  const auto* const tolerated =
-      std::ranges::find(kTolerated, fault.call, &Tolerated::call);
-  return tolerated == std::end(kTolerated) ? scenario.left : tolerated->left;
+// brk() returns no error, but where the memory ends.
+std::string HowFails(std::string_view call, const Fault& fault) {
+  return call == "brk" ? "retval=0" : "error=" + fault.error;
 }
 
-// The selected faults.
-struct Choice {
-  bool all = false;
-  unsigned seed = 0;
-};
-
-Choice SelectedFaults() {
-  const std::string text(EnvironmentVariable("FAIRLEAD_FAULTS").value_or(""));
-  if (text == "all") return {.all = true};
-  return {.seed = text.empty() ? std::random_device{}()
-                               : static_cast<unsigned>(std::stoul(text))};
-}
-
-constexpr std::size_t kSampleInterval = 18;
-
-std::vector<Fault> SampleOf(std::vector<Fault> faults, unsigned seed) {
-  std::ranges::shuffle(faults, std::mt19937(seed));
-  faults.resize((faults.size() + kSampleInterval - 1) / kSampleInterval);
-  return faults;
-}
-
-// Injects faults into one scenario, several runs at a time.
-class FaultLoop {
+// Injects faults into one scenario.
+class Injection {
  public:
-  FaultLoop(const Scenario& scenario, Trial base, std::vector<Fault> faults,
-            bool all)
-      : scenario_(scenario),
-        base_(std::move(base)),
-        faults_(std::move(faults)),
-        all_(all) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) threads.emplace_back([this] { Work(); });
-    for (std::thread& thread : threads) thread.join();
-  }
+  explicit Injection(const Scenario& scenario)
+      : scenario_(scenario), base_(BaseRun(scenario)) {}
 
+  const std::string& trace() const { return base_.trace; }
   int runs() const { return runs_; }
-  const std::vector<std::string>& errors() const { return errors_; }
+
+  // Returns what went wrong, or "". Whether the fault was injected is expected
+  // of those of the undisturbed run alone.
+  std::string Try(Fault fault, bool goes_on) {
+    bool injected = false;
+    std::string error = Inject(fault, injected);
+    if (!injected && !IsByChance(fault, base_.trace))
+      return Concat(OptionsOf(fault)[3], ": was not injected");
+    // A fault may cause calls beyond the last one of the undisturbed run.
+    while (error.empty() && injected && goes_on && fault.is_last) {
+      ++fault.when;
+      error = Inject(fault, injected);
+    }
+    return error;
+  }
 
  private:
-  static constexpr int kThreads = 3;
-
-  // A fault may cause calls beyond the last one of the undisturbed run.
-  void Work() {
-    for (std::size_t i = 0; (i = next_++) < faults_.size();) {
-      Fault fault = faults_[i];
-      while (Inject(fault) && all_ && fault.is_last) ++fault.when;
-    }
+  Words OptionsOf(const Fault& fault) const {
+    const auto inject = [&](std::string_view call, int when) {
+      return Words{"-e", Concat("inject=", call, ":", HowFails(call, fault),
+                                ":when=", when, fault.lasts ? "+" : "")};
+    };
+    if (fault.call != kMemory)
+      return Words{"-e", "trace=" + fault.call} +
+             inject(fault.call, fault.when);
+    const auto [brk, mmap] = MemoryCallsBefore(base_.trace, fault.when);
+    return Words{"-e", "trace=brk,mmap"} + inject("brk", brk) +
+           inject("mmap", mmap);
   }
 
-  // Returns whether the call was made.
-  bool Inject(const Fault& fault) {
-    const std::string option =
-        Concat(fault.call, ":error=", fault.error, ":when=", fault.when);
-    const Trial run = RunTraced(
-        scenario_, {"-e", "trace=" + fault.call, "-e", "inject=" + option});
-    const std::string error =
-        fault.error == "EINTR" && MayBeInterrupted(run.trace) &&
-                !IsSame(run, base_)
-            ? "did not repeat an interrupted call: " + Shown(run)
-            : ErrorOf(run, base_, scenario_, LeftAfter(fault, scenario_));
-    const std::lock_guard lock(mutex_);
+  std::string Inject(const Fault& fault, bool& injected) {
+    const Words options = OptionsOf(fault);
+    const Trial run = FaultPlace(scenario_).RunTraced(options);
     ++runs_;
-    if (!error.empty()) errors_.push_back(option + ": " + error);
-    return run.trace.find("(INJECTED)") != std::string::npos;
+    injected = IsInjected(run);
+    const std::string error = Judge(run, fault);
+    return error.empty() ? "" : options[3] + ": " + error;
+  }
+
+  std::string Judge(const Trial& run, const Fault& fault) const {
+    if (FailsAWakeup(run)) return "";
+    if (fault.error == "EINTR" && MayBeInterrupted(run.trace) &&
+        !IsSame(run, base_, scenario_))
+      return "did not repeat an interrupted call: " + Shown(run);
+    if (fault.error == "EPIPE" && run.outcome.status == kReaderGone)
+      return ErrorOfFiles(run.files, base_, scenario_, scenario_.left);
+    if (fault.call == "fsync") return JudgeSync(run, fault);
+    if (fault.lasts && IsInPlace(scenario_) &&
+        Says(run, "restoring the old text failed too"))
+      return "";
+    // Then the message cannot be written either.
+    if (fault.lasts && fault.call == "write" && run.outcome.error.empty())
+      return ErrorOf(WithAMessage(run), base_, scenario_, scenario_.left);
+    return ErrorOf(run, base_, scenario_, scenario_.left);
+  }
+
+  static Trial WithAMessage(Trial run) {
+    run.outcome.error = "fairlead";
+    return run;
+  }
+
+  // The new file is there exactly if the folder could not be synced after it
+  // was renamed, and the message says so.
+  std::string JudgeSync(const Trial& run, const Fault& fault) const {
+    const bool is_new = fault.is_last && EndsWithFolderSync(base_.trace);
+    const bool says = Says(run, "was written, but a power failure may undo it");
+    if (IsSame(run, base_, scenario_))
+      return IsInjected(run) && fault.error != "EINTR" ? "was ignored" : "";
+    if (says != is_new) return "wrong message: " + Shown(run);
+    return ErrorOf(run, base_, scenario_, is_new ? Left::kNew : scenario_.left);
+  }
+
+  static bool Says(const Trial& run, std::string_view text) {
+    return run.outcome.error.find(text) != std::string::npos;
   }
 
   const Scenario& scenario_;
   const Trial base_;
-  const std::vector<Fault> faults_;
-  const bool all_;
-  std::atomic<std::size_t> next_ = 0;
-  std::mutex mutex_;
-  int runs_ = 0;                     // Guarded by mutex_.
-  std::vector<std::string> errors_;  // Guarded by mutex_.
+  std::atomic<int> runs_ = 0;
 };
 
-class FaultTest : public testing::TestWithParam<Scenario> {
- protected:
-  void SetUp() override {
-    if (kSanitized) GTEST_SKIP() << "faults would hit the sanitizer's calls";
-  }
-};
+constexpr std::size_t kSampleInterval = 40;
 
 TEST_P(FaultTest, AFailedCallLosesNothing) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
-  const Choice choice = SelectedFaults();
-  const Trial base = RunTraced(GetParam(), {});
-  ASSERT_EQ(base.outcome.status, GetParam().status) << Shown(base);
-  std::vector<Fault> faults = FaultsOf(base.trace);
-  const std::size_t count = faults.size();
-  EXPECT_GT(count, 30U) << base.trace;
-  if (!choice.all) faults = SampleOf(std::move(faults), choice.seed);
-
-  const FaultLoop loop(GetParam(), base, std::move(faults), choice.all);
-  std::cout << count << " faults, "
+  const FaultChoice choice = SelectedFaults();
+  Injection injection(GetParam());
+  const std::vector<Fault> faults = FaultsOf(injection.trace());
+  EXPECT_GT(faults.size(), 60U) << injection.trace();
+  TryEach(SampleOf(faults.size(), kSampleInterval, choice),
+          [&](std::size_t i) { return injection.Try(faults[i], choice.all); });
+  std::cout << faults.size() << " faults, "
             << (choice.all ? "all injected" : Concat("seed ", choice.seed))
-            << "; " << loop.runs() << " runs\n";
-  for (const std::string& error : loop.errors()) ADD_FAILURE() << error;
-}
-
-// A limit of three allows only the standard streams, and the loader fails.
-TEST_P(FaultTest, TooFewDescriptorsLoseNothing) {
-  const Trial base = RunScenario(GetParam(), {"env"});
-  ASSERT_EQ(base.outcome.status, GetParam().status) << Shown(base);
-  for (int limit = 3; limit <= 9; ++limit) {
-    SCOPED_TRACE(limit);
-    const Trial run = RunScenario(
-        GetParam(),
-        {"sh", "-c", Concat("ulimit -n ", limit, " && exec \"$0\" \"$@\"")});
-    const bool loaded =
-        run.outcome.error.find("shared librar") == std::string::npos;
-    EXPECT_TRUE(loaded || run.outcome.status == 127) << Shown(run);
-    if (!loaded) continue;
-    EXPECT_EQ(ErrorOf(run, base, GetParam(), GetParam().left), "");
-  }
+            << "; " << injection.runs() << " runs\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, FaultTest, testing::ValuesIn(Scenarios()),
@@ -376,4 +275,4 @@ INSTANTIATE_TEST_SUITE_P(Scenarios, FaultTest, testing::ValuesIn(Scenarios()),
                          });
 
 }  // namespace
-}  // namespace fairlead::tool
+}  // namespace fairlead::tool::fault_test

@@ -44,12 +44,16 @@ DocumentStep ParseStep(const std::string& line) {
   return step;
 }
 
+void ExpectNone(const Faults& faults) {
+  for (const std::string& fault : faults)
+    std::fprintf(stderr, "broken law: %s\n", fault.c_str());
+  if (!faults.empty()) std::abort();
+}
+
 void CheckStep(const DocumentStep& step, IniReading reading,
                IniDocument& document) {
   const DocumentLaws laws(document, reading, step);
-  for (const std::string& fault : laws.faults())
-    std::fprintf(stderr, "broken law: %s\n", fault.c_str());
-  if (!laws.faults().empty()) std::abort();
+  ExpectNone(laws.faults());
   document = laws.after();
 }
 
@@ -69,6 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   const std::size_t end = std::min(input.find(line_between), size);
   for (const IniReading reading : {IniReading::kLive, IniReading::kRecords}) {
     IniDocument document(input.substr(0, end), reading);
+    ExpectNone(FaultsOfReading(document, input.substr(0, end)));
     std::istringstream script(
         input.substr(std::min(size, end + line_between.size())));
     for (std::string line; std::getline(script, line);)

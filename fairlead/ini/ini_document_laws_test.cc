@@ -95,8 +95,12 @@ TEST_P(DocumentLawsTest, HoldAfterEveryStep) {
   std::map<IniResult::Code, int> codes;
   std::map<std::string, int> shown;
   for (int i = 0; i < kSteps; ++i) {
-    if (generator.Number(4) == 0 || document.Text().size() > 400)
-      document = IniDocument(generator.Text(), GetParam());
+    if (generator.Number(4) == 0 || document.Text().size() > 400) {
+      const std::string bytes = generator.Text();
+      document = IniDocument(bytes, GetParam());
+      EXPECT_EQ(FaultsOfReading(document, bytes), Faults())
+          << testing::PrintToString(bytes);
+    }
     const DocumentStep step = generator.Step();
     const DocumentLaws laws(document, GetParam(), step);
     ++codes[laws.result().code];

@@ -55,7 +55,7 @@ void DemoServer::Serve() {
     ListenerEvents events;
     listener_.Serve(events, stop_.number());
   } catch (const std::exception&) {
-    listener_.Close();
+    listener_.Abandon();
   }
 }
 

@@ -99,6 +99,13 @@ class Listener::Connection {
   int error() const { return error_; }
   bool HasEnded() const { return left_ == 0 && !HasWaiting(); }
 
+  // Makes closing the socket reset the connection.
+  void Reset() const {
+    const linger at_once = {.l_onoff = 1, .l_linger = 0};
+    setsockopt(socket_.number(), SOL_SOCKET, SO_LINGER, &at_once,
+               sizeof at_once);
+  }
+
   // Never without events: a broken connection would make poll() return at once,
   // again and again.
   pollfd Wait() const {
@@ -203,6 +210,12 @@ void Listener::Serve(ListenerEvents& events, int stop) {
         connections_[i - before]->Serve(waits[i].revents, buffer_, events);
     RemoveEnded(events);
   }
+}
+
+void Listener::Abandon() {
+  Close();
+  for (const auto& connection : connections_) connection->Reset();
+  connections_.clear();
 }
 
 void Listener::Accept(ListenerEvents& events) {

@@ -87,6 +87,10 @@ class Listener {
   /// Resets the connections that are not accepted yet, and refuses others.
   void Close() { socket_.reset(); }
 
+  /// Resets all connections, and refuses others: their peers see that this
+  /// failed, and do not wait for more.
+  void Abandon();
+
  private:
   class Connection;
 

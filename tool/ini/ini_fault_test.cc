@@ -149,14 +149,32 @@ TEST_F(IniFaultTest, AFailureInPlaceRestoresTheOldText) {
     }
 }
 
+// No byte was written, and the old length is restored.
 TEST_F(IniFaultTest, ReportsAFailureToRestoreTheOldText) {
   const Folder folder;
   folder.WriteOld();
   const Outcome outcome =
       RunWith("pwrite64:error=EIO:when=1+", folder.Set() + Words{"-inplace"});
   EXPECT_EQ(outcome.status, 23);
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.error,
+            Concat("fairlead ini: cannot write '", folder.file,
+                   "': Input/output error; restoring the old text failed too, "
+                   "and part of it may be lost: Input/output error\n"));
+  EXPECT_EQ(ReadFile(folder.file), kOld);
+  folder.ExpectNoOtherFiles();
+}
+
+// The whole new text was written, and then the old text.
+TEST_F(IniFaultTest, ReportsARestoredTextThatCannotBeSynced) {
+  const Folder folder;
+  folder.WriteOld();
+  const Outcome outcome =
+      RunWith("fsync:error=EIO:when=1+", folder.Set() + Words{"-inplace"});
+  EXPECT_EQ(outcome.status, 23);
   EXPECT_THAT(outcome.error,
               testing::HasSubstr("restoring the old text failed too"));
+  EXPECT_EQ(ReadFile(folder.file), kOld);
 }
 
 // Includes the calls on the copy in memory.

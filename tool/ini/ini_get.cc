@@ -42,12 +42,20 @@ std::string Checked(const Arguments<kGetUses>& arguments, std::string value,
   return *typed;
 }
 
+// A default is in no line. What has a type is spelled as JSON spells it.
+std::string JsonOf(const Arguments<kGetUses>& arguments, const IniFound& found,
+                   const std::string& value) {
+  return Concat(R"({"value":)",
+                arguments.Has(kType) ? value : JsonString(value), R"(,"line":)",
+                found ? std::to_string(found.entry.line) : "null", "}\n");
+}
+
 std::string Formatted(const Arguments<kGetUses>& arguments,
-                      const std::string& key, const std::string& value) {
+                      const std::string& key, const IniFound& found,
+                      const std::string& value) {
   const auto format = arguments.Chosen<Format>(kAssignFormat);
   if (format == Format::kAssign) return Assignment("", key, value);
-  if (format == Format::kJson && arguments.Has(kType))
-    return Concat(value, "\n");
+  if (format == Format::kJson) return JsonOf(arguments, found, value);
   return Single(format, value);
 }
 
@@ -66,7 +74,7 @@ ExitStatus Get(const Arguments<kGetUses>& arguments, const Output& output) {
                       Concat(Visible(file), ":", found.entry.line))
             : Checked(arguments, arguments.Text(kDefault), "-default");
   Print(output, arguments.Chosen<Format>(kAssignFormat),
-        Formatted(arguments, *place.key, value));
+        Formatted(arguments, *place.key, found, value));
   return kDone;
 }
 
@@ -119,7 +127,7 @@ constinit const Command kGet = {
     .summary = "print the value of a key",
     .description =
         "Prints the value of the key; of several keys of this name, the last "
-        "one's.",
+        "one's. JSON also has the line, null for the default.",
     .action = ActionOf<kGetUses, Get>(),
     .examples = kGetExamples,
     .statuses = kGetStatuses,

@@ -44,7 +44,7 @@ ExitStatus Sections(const Arguments<kSectionsUses>& arguments,
   const IniDocument document = ReadDocument(arguments);
   ListPrinter names(output, arguments.Chosen<Format>(kFormat));
   ForEach(document, arguments, std::nullopt, [&names](const IniEntry& entry) {
-    if (entry.IsHeader()) names.Add(entry.section);
+    if (entry.IsHeader()) names.AddName("section", entry.section, entry.line);
   });
   names.End();
   return kDone;
@@ -55,7 +55,7 @@ ExitStatus Keys(const Arguments<kKeysUses>& arguments, const Output& output) {
   ListPrinter keys(output, arguments.Chosen<Format>(kFormat));
   ForEach(document, arguments, arguments.Text(kSection),
           [&keys](const IniEntry& entry) {
-            if (!entry.IsHeader()) keys.Add(entry.key);
+            if (!entry.IsHeader()) keys.AddName("key", entry.key, entry.line);
           });
   keys.End();
   return kDone;
@@ -222,7 +222,9 @@ constinit const Command kSections = {
     .name = "sections",
     .parent = &kIniCommand,
     .summary = "print the names of the sections",
-    .description = "Prints the names of the headers, in the order of the file.",
+    .description =
+        "Prints the names of the headers, in the order of the file. JSON also "
+        "has the line.",
     .action = ActionOf<kSectionsUses, Sections>(),
     .examples = kSectionsExamples,
     .statuses = kSectionsStatuses,
@@ -231,7 +233,8 @@ constinit const Command kKeys = {
     .name = "keys",
     .parent = &kIniCommand,
     .summary = "print the names of the keys of a section",
-    .description = "Prints the names in the order of the file.",
+    .description =
+        "Prints the names in the order of the file. JSON also has the line.",
     .action = ActionOf<kKeysUses, Keys>(),
     .examples = kKeysExamples,
     .statuses = kReadStatuses,

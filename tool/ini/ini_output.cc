@@ -25,11 +25,14 @@ void Printer::Flush() {
   text_.clear();
 }
 
-void ListPrinter::Add(std::string_view text) {
-  if (format_ == Format::kJson) return AddJson(JsonString(text));
-  if (format_ != Format::kShell) return printer_.Add(Single(format_, text));
+void ListPrinter::AddName(std::string_view field, std::string_view name,
+                          std::size_t line) {
+  if (format_ == Format::kJson)
+    return AddJson(
+        Concat("{\"", field, "\":", JsonString(name), ",\"line\":", line, "}"));
+  if (format_ != Format::kShell) return printer_.Add(Single(format_, name));
   printer_.Add(is_empty_ ? "" : " ");
-  printer_.Add(ShellQuoted(text));
+  printer_.Add(ShellQuoted(name));
   is_empty_ = false;
 }
 

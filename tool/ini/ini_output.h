@@ -3,6 +3,7 @@
 #ifndef FAIRLEAD_TOOL_INI_INI_OUTPUT_H_
 #define FAIRLEAD_TOOL_INI_INI_OUTPUT_H_
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -32,13 +33,14 @@ class Printer {
 };
 
 /// Prints a list: one text per row, but one line for kShell and an array, one
-/// value per line, for kJson.
+/// object per line, for kJson.
 class ListPrinter {
  public:
   ListPrinter(const Output& output, Format format)
       : format_(format), printer_(output, format) {}
 
-  void Add(std::string_view text);
+  /// Adds the name of an entry; in JSON, with this field and its line.
+  void AddName(std::string_view field, std::string_view name, std::size_t line);
   /// Adds a JSON value.
   void AddJson(std::string_view value);
   /// Call it once, behind the last text.

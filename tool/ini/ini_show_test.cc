@@ -77,7 +77,11 @@ TEST_F(IniShowTest, GetChecksTheType) {
   EXPECT_EQ(Answer(get("i", "int")), "7\n");
   EXPECT_EQ(Answer(get("b", "bool")), "true\n");
   EXPECT_EQ(Answer(get("s", "size")), "10485760\n");
-  EXPECT_EQ(Answer(get("s", "size") + Words{"-format", "json"}), "10485760\n");
+  EXPECT_EQ(Answer(get("s", "size") + Words{"-format", "json"}),
+            "{\"value\":10485760,\"line\":4}\n");
+  EXPECT_EQ(
+      Answer(get("none", "size") + Words{"-default", "1k", "-format", "json"}),
+      "{\"value\":1024,\"line\":null}\n");
   EXPECT_EQ(Answer(get("none", "size") + Words{"-default", "1k"}), "1024\n");
   EXPECT_EQ(
       Refusal(3, get("t", "int")),
@@ -149,7 +153,7 @@ TEST_F(IniShowTest, GetHasAllFormats) {
   };
   EXPECT_EQ(get("text"), "it's \"two\" words\n");
   EXPECT_EQ(get("sh"), "'it'\\''s \"two\" words'\n");
-  EXPECT_EQ(get("json"), "\"it's \\\"two\\\" words\"\n");
+  EXPECT_EQ(get("json"), "{\"value\":\"it's \\\"two\\\" words\",\"line\":2}\n");
   EXPECT_EQ(get("nul"), std::string("it's \"two\" words\0", 17));
 }
 
@@ -241,11 +245,15 @@ TEST_F(IniShowTest, SectionsAndKeys) {
   EXPECT_EQ(Answer({"sections"}), "server\nbackup\n");
   EXPECT_EQ(Answer({"sections", "-format", "sh"}), "'server' 'backup'\n");
   EXPECT_EQ(Answer({"sections", "-format", "json"}),
-            "[\n\"server\",\n\"backup\"\n]\n");
+            "[\n{\"section\":\"server\",\"line\":2},\n"
+            "{\"section\":\"backup\",\"line\":5}\n]\n");
   EXPECT_EQ(Answer({"keys", "-section", "server"}), "port\nhost\n");
   EXPECT_EQ(Answer({"keys", "-section", ""}), "k0\n");
   EXPECT_EQ(Answer({"keys", "-section", "server", "-format", "nul"}),
             std::string("port\0host\0", 10));
+  EXPECT_EQ(Answer({"keys", "-section", "server", "-format", "json"}),
+            "[\n{\"key\":\"port\",\"line\":3},\n"
+            "{\"key\":\"host\",\"line\":4}\n]\n");
   EXPECT_THAT(Refusal(1, {"keys", "-section", "none"}),
               EndsWith("there is no section 'none'\n"));
 }

@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <iterator>
 #include <string>
 
 #include "tool/base/concat.h"
