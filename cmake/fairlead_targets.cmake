@@ -224,9 +224,10 @@ endfunction()
 
 # fairlead_fuzzer(name [LIBRARIES library…])
 #
-# name.cc as a fuzzer; its corpus is in the folder name_corpus, and its dictionary
-# in name.dict, if it has one. With FAIRLEAD_FUZZERS it is linked with
-# FAIRLEAD_FUZZING_ENGINE. In every build, a test replays the corpus.
+# name.cc as a fuzzer; its corpus is in the folder name_corpus. name.dict has its
+# dictionary, and name.options options of libFuzzer, if there are such files. With
+# FAIRLEAD_FUZZERS it is linked with FAIRLEAD_FUZZING_ENGINE. In every build, a test
+# replays the corpus.
 function(fairlead_fuzzer name)
   if(NOT FAIRLEAD_FUZZERS AND NOT FAIRLEAD_TESTS)
     return()

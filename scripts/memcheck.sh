@@ -24,8 +24,9 @@ excluded=$(sed -nE 's/^ *([^ :]+): .*/\1/p' <<<"$excluded_programs" | paste -sd'
 filter='-*Fork*:*MemoryLimit*:*OutOfMemory*:*Descriptors*Limit*'
 
 run() {  # run TOOL PROGRAM
-  local tool=$1 program=$2 log=$build/valgrind/$1-$(basename "$2").log
-  local options=(--error-exitcode=9 --suppressions="$supp" --quiet "--tool=$tool")
+  local tool=$1 program=$2 log options
+  log=$build/valgrind/$1-$(basename "$2").log
+  options=(--error-exitcode=9 --suppressions="$supp" --quiet "--tool=$tool")
   [ "$tool" = helgrind ] || options+=(--leak-check=full --errors-for-leak-kinds=definite)
   if GTEST_BRIEF=1 timeout 1200 valgrind "${options[@]}" "$program" --gtest_filter="$filter" >"$log" 2>&1; then
     echo "$tool $(basename "$program"): no error"

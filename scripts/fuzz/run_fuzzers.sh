@@ -9,6 +9,7 @@ run_fuzzer() {  # run_fuzzer SECONDS SOURCE
   name=$(basename "$stem")
   mkdir -p "build/corpus/$name"
   [ ! -e "$stem.dict" ] || options+=("-dict=$stem.dict")
+  [ ! -e "$stem.options" ] || mapfile -t -O "${#options[@]}" options < <(sed -nE 's/^(\w+) = (\w+)$/-\1=\2/p' "$stem.options")
   if "build/asan/$stem" "${options[@]}" -max_total_time="$1" -verbosity=0 -print_final_stats=1 \
     -artifact_prefix="build/corpus/$name-" "build/corpus/$name" "${stem}_corpus" >"build/corpus/$name.log" 2>&1; then
     awk -v name="$name" '/number_of_executed_units/ { inputs = $2 } /average_exec_per_sec/ { each = $2 }

@@ -84,7 +84,8 @@ def equivalents():
 def configure():
     subprocess.run(
         ["cmake", "-S", str(TREE), "-B", str(BUILD), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-         "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DFAIRLEAD_INSTALL=OFF"],
+         "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS_DEBUG=-O0",
+         "-DFAIRLEAD_INSTALL=OFF"],
         check=True, stdout=subprocess.DEVNULL)
 
 
