@@ -129,7 +129,7 @@ endfunction()
 #   [TIMEOUT seconds] [NEEDS library…] [SOURCES source…])
 #
 # name.cc as a GoogleTest program. Every test in it is one of ctest's; with a
-# sanitizer, all of them together are one.
+# sanitizer or counters of coverage, all of them together are one.
 # SOURCES, given instead of name.cc, are compiled together, in a third of the time:
 # the code that headers make is made once. Each source has a namespace of its own.
 # A source that replaces functions of the system is a program of its own.
@@ -156,12 +156,12 @@ function(fairlead_test name)
       return()
     endif()
   endforeach()
-  set(has_sanitizer OFF)
-  if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
-    set(has_sanitizer ON)
+  set(is_instrumented OFF)
+  if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=|-fprofile-instr-generate")
+    set(is_instrumented ON)
   endif()
-  if(has_sanitizer AND "faults" IN_LIST arg_LABELS)
-    return()  # No preset with sanitizers runs it.
+  if(is_instrumented AND "faults" IN_LIST arg_LABELS)
+    return()  # The calls of the instruments would fail too.
   endif()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
@@ -184,7 +184,7 @@ function(fairlead_test name)
   # One label, which the expressions of ctest's -L and -LE search: of a list,
   # gtest_discover_tests sets the first alone.
   list(JOIN arg_LABELS "," labels)
-  if(has_sanitizer)
+  if(is_instrumented)
     # A program with a sanitizer takes longer to start than most tests take.
     math(EXPR arg_TIMEOUT "5 * ${arg_TIMEOUT}")
     add_test(NAME ${name} COMMAND ${name})
@@ -195,9 +195,6 @@ function(fairlead_test name)
       PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${labels}")
   endif()
   if(threads IN_LIST arg_LABELS)
-    if(NOT TARGET fairlead_thread_tests)
-      add_custom_target(fairlead_thread_tests)
-    endif()
     add_dependencies(fairlead_thread_tests ${name})
   endif()
 endfunction()
@@ -227,11 +224,32 @@ endfunction()
 
 # fairlead_fuzzer(name [LIBRARIES library…])
 #
-# name.cc as a libFuzzer program; its corpus is in the folder name_corpus.
+# name.cc as a fuzzer; its corpus is in the folder name_corpus. name.dict has its
+# dictionary, and name.options options of libFuzzer, if there are such files. With
+# FAIRLEAD_FUZZERS it is linked with FAIRLEAD_FUZZING_ENGINE. In every build, a test
+# replays the corpus.
 function(fairlead_fuzzer name)
-  if(NOT FAIRLEAD_FUZZERS)
+  if(NOT FAIRLEAD_FUZZERS AND NOT FAIRLEAD_TESTS)
     return()
   endif()
-  fairlead_program(${name} ${ARGN})
-  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  fairlead_program(${name} PRIVATE_PARTS ${ARGN})
+  set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
+  set(corpus ${CMAKE_CURRENT_SOURCE_DIR}/${name}_corpus)
+  if(FAIRLEAD_FUZZERS)
+    target_link_options(${name} PRIVATE ${FAIRLEAD_FUZZING_ENGINE})
+    if(NOT TARGET fairlead_fuzzers)
+      add_custom_target(fairlead_fuzzers)
+    endif()
+    add_dependencies(fairlead_fuzzers ${name})
+    set(replay -runs=0 ${corpus})
+  else()
+    target_compile_options(${name} PRIVATE -O0 -U_FORTIFY_SOURCE)
+    target_link_libraries(${name} PRIVATE fairlead_replay_inputs)
+    add_dependencies(fairlead_thread_tests ${name})
+    set(replay ${corpus})
+  endif()
+  if(FAIRLEAD_TESTS)
+    add_test(NAME ${name} COMMAND ${name} ${replay})
+    set_tests_properties(${name} PROPERTIES TIMEOUT 300 LABELS "quick,threads")
+  endif()
 endfunction()

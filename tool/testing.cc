@@ -110,10 +110,12 @@ void ResetSignals(posix_spawnattr_t* attributes) {
 }
 
 // Returns the environment of the program. The first of two values counts. Time
-// zone and locale are those of the test.
+// zone, locale and a clock that is preloaded are those of the test.
 Words EnvironmentOf(const Launch& launch) {
   Words environment = launch.environment;
-  for (const char* const name : {"PATH", "TZ", "LC_ALL"})
+  for (const char* const name :
+       {"PATH", "TZ", "LC_ALL", "LOCPATH", "LD_PRELOAD", "FAKETIME",
+        "FAKETIME_DONT_FAKE_MONOTONIC"})
     if (const auto value = EnvironmentVariable(name))
       environment.push_back(std::string(name).append("=").append(*value));
   environment.emplace_back("TERM=xterm");

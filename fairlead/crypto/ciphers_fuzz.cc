@@ -51,10 +51,14 @@ Outcome Run(const AesImplementation& implementation, std::string_view key,
     aes.DecodeArray(back.data(), length);
     Require(back == Padded(data));
   }
-  Bytes blocks = Padded(data);
-  for (std::size_t i = 0; i < blocks.size(); i += 16)
-    aes.EncodeBlock(&blocks[i]);
-  Require(blocks == outcome.encoded);
+  Bytes encoded = Padded(data);
+  Bytes decoded = encoded;
+  for (std::size_t i = 0; i < encoded.size(); i += 16) {
+    aes.EncodeBlock(&encoded[i]);
+    aes.DecodeBlock(&decoded[i]);
+  }
+  Require(encoded == outcome.encoded);
+  Require(decoded == outcome.decoded);
   return outcome;
 }
 

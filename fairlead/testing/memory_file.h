@@ -24,6 +24,8 @@ class MemoryFile {
   MemoryFile& operator=(const MemoryFile&) = delete;
   ~MemoryFile() { close(descriptor_); }
 
+  int descriptor() const { return descriptor_; }
+
   std::string Path() const {
     return "/proc/self/fd/" + std::to_string(descriptor_);
   }

@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# Measures what the tests reach, and fails if it is too little; then reports MC/DC
+# if a clang that measures it is installed. ./dev calls it in the project's folder.
+#
+# All runs of a program share one file of counters, which they map: a test that
+# ends by a signal or by _exit is counted too. Tests that make system calls fail
+# under strace are left out, because the counters' own calls would fail as well.
+set -euo pipefail
+
+here=scripts/coverage
+of_tests='(_test|_testing|_fuzz|_benchmark|_model|_laws)\.(cc|h)$|/usr/|/testing/|/build/|/examples/|make_documents'
+
+# Prints -object and the path of each program.
+programs() {  # programs BUILD
+  find "$1" \( -name '*_test' -o -name '*_tests' -o -name '*_fuzz' -o -path '*/tool/fairlead' \) \
+    -type f -perm /1 -printf '-object %p '
+}
+
+# Builds the preset, runs its tests, and merges the counters. A test that fails
+# is shown and does not stop the report: its counters are there.
+measure() {  # measure BUILD LLVM [configuration…]
+  local build=$1 llvm=$2
+  shift 2
+  cmake --preset "$(basename "$build")" "$@" >/dev/null
+  cmake --build "$build"
+  rm -rf "$build/profiles"
+  ctest --test-dir "$build" --output-on-failure -LE faults -j "${CTEST_PARALLEL_LEVEL-2}" || failed=yes
+  "llvm-profdata$llvm" merge -sparse "$build"/profiles/*.profraw -o "$build/all.profdata"
+}
+
+failed=
+default=-$(clang++ -dumpversion | cut -d. -f1)
+measure build/coverage "$default"
+report=("-instr-profile=build/coverage/all.profdata" "-ignore-filename-regex=$of_tests")
+objects=$(programs build/coverage)
+"llvm-cov$default" show $objects "${report[@]}" -format=html -show-branches=count \
+  -output-dir=build/coverage/html >/dev/null
+"llvm-cov$default" export $objects "${report[@]}" >build/coverage/all.json
+"llvm-cov$default" export $objects "${report[@]}" -format=lcov >build/coverage/all.lcov
+echo "build/coverage/html/index.html"
+status=0
+python3 "$here/coverage_report.py" build/coverage/all.lcov build/coverage/all.json "$here/unreached.txt" || status=1
+
+mcdc=
+for version in 22 21 20 19 18; do
+  command -v "clang++-$version" >/dev/null && command -v "llvm-cov-$version" >/dev/null && { mcdc=$version; break; }
+done
+if [ -n "$mcdc" ]; then
+  measure build/mcdc "-$mcdc" -DCMAKE_CXX_COMPILER="clang++-$mcdc"
+  echo "MC/DC, without what ends by a signal or by _exit:"
+  "llvm-cov-$mcdc" report $(programs build/mcdc) -instr-profile=build/mcdc/all.profdata \
+    -ignore-filename-regex="$of_tests" -show-mcdc-summary | awk 'NR == 1 || /^TOTAL/ { print $(NF - 2), $(NF - 1), $NF }'
+else
+  echo "MC/DC is not reported: it needs the Debian packages clang-19 and llvm-19"
+fi
+[ -z "$failed" ] || { echo "a test failed; see above" >&2; exit 1; }
+exit $status

@@ -1,0 +1,139 @@
+"""Reports lines and branches by folder, and fails if too few are reached.
+
+usage: coverage_report.py LCOV JSON UNREACHED
+
+Every line must be reached but for those that UNREACHED lists, one in each line,
+as `path | text of the line | reason`: a line keeps its entry when others move
+it. An entry without such a line fails too.
+"""
+
+import collections
+import json
+import os
+import sys
+
+LEAST_BRANCHES = 0.98
+
+
+def read_lines(lcov):
+    """Returns the number of runs of each line, by path and line."""
+    runs = {}
+    path = None
+    for record in lcov:
+        kind, _, rest = record.rstrip("\n").partition(":")
+        if kind == "SF":
+            path = os.path.relpath(rest)
+        elif kind == "DA":
+            line, count = rest.split(",")[:2]
+            key = path, int(line)
+            runs[key] = max(runs.get(key, 0), int(count))
+    return runs
+
+
+def read_branches(report):
+    """Returns how often each branch was taken; a template's instances together.
+
+    A condition that the compiler knows has one side only, and neither is
+    counted: it is left out.
+    """
+    taken = collections.Counter()
+    for file in report["data"][0]["files"]:
+        path = os.path.relpath(file["filename"])
+        for line, column, end, last, yes, no, *_ in file["branches"]:
+            for side, count in ((True, yes), (False, no)):
+                taken[path, line, column, end, last, side] += count
+    return taken
+
+
+def read_unreached(path):
+    """Returns the listed lines: path, text and reason."""
+    entries = []
+    with open(path, encoding="utf-8") as listing:
+        for number, line in enumerate(listing, 1):
+            if not line.strip() or line.startswith("#"):
+                continue
+            parts = [part.strip() for part in line.split(" | ")]
+            if len(parts) != 3 or not all(parts):
+                sys.exit(f"{path}:{number}: expected path | text | reason")
+            entries.append(tuple(parts))
+    return entries
+
+
+class Sources:
+    """The lines of the project's files."""
+
+    def __init__(self):
+        self.texts = {}
+
+    def lines(self, path):
+        if path not in self.texts:
+            try:
+                with open(path, encoding="utf-8") as source:
+                    self.texts[path] = [line.strip() for line in source]
+            except FileNotFoundError:
+                self.texts[path] = []
+        return self.texts[path]
+
+    def line(self, path, number):
+        return self.lines(path)[number - 1]
+
+    def has_code(self, path, number):
+        """Returns whether the line has more than brackets, which go with the next."""
+        return bool(self.line(path, number).strip("{}();, "))
+
+
+def faults_in(runs, entries, sources):
+    """Returns what is wrong: lines not reached, and entries without a line."""
+    listed = {(path, text) for path, text, _ in entries}
+    faults = [
+        f"{path}:{number}: not reached: {sources.line(path, number)}"
+        for (path, number), count in sorted(runs.items())
+        if count == 0 and (path, sources.line(path, number)) not in listed
+    ]
+    faults += [
+        f"{path}: listed, but there is no such line: {text}"
+        for path, text in sorted(listed) if text not in sources.lines(path)
+    ]
+    return faults
+
+
+def folder_of(path):
+    return "/".join(path.split("/")[:2]) if path.count("/") > 1 else path.split("/")[0]
+
+
+def print_table(runs, taken):
+    """Prints the reached lines and taken branches of each folder."""
+    rows = collections.defaultdict(lambda: [0, 0, 0, 0])
+    for (path, _), count in runs.items():
+        for row in (rows[folder_of(path)], rows["all"]):
+            row[0] += count > 0
+            row[1] += 1
+    for (path, *_), count in taken.items():
+        for row in (rows[folder_of(path)], rows["all"]):
+            row[2] += count > 0
+            row[3] += 1
+    for name in sorted(rows, key=lambda name: (name == "all", name)):
+        lines, all_lines, branches, all_branches = rows[name]
+        print(f"{name:20} lines {lines:6}/{all_lines:<6} {lines / max(all_lines, 1):7.2%}"
+              f"  branches {branches:6}/{all_branches:<6} {branches / max(all_branches, 1):7.2%}")
+    return rows["all"]
+
+
+def main():
+    with open(sys.argv[1], encoding="utf-8") as lcov:
+        runs = read_lines(lcov)
+    with open(sys.argv[2], encoding="utf-8") as report:
+        taken = read_branches(json.load(report))
+    sources = Sources()
+    runs = {place: count for place, count in runs.items() if sources.has_code(*place)}
+    faults = faults_in(runs, read_unreached(sys.argv[3]), sources)
+    _, _, branches, all_branches = print_table(runs, taken)
+    if branches < LEAST_BRANCHES * all_branches:
+        faults.append(f"fewer than {LEAST_BRANCHES:.0%} of the branches are taken")
+    for fault in faults:
+        print(fault, file=sys.stderr)
+    sys.exit(1 if faults else 0)
+
+
+if __name__ == "__main__":
+    main()
