@@ -117,8 +117,7 @@ void ExpectSound(const Parameter& parameter) {
   EXPECT_EQ(
       parameter.range.least < parameter.range.most,
       parameter.kind == Kind::kNumber || parameter.kind == Kind::kDuration);
-  EXPECT_TRUE(parameter.unlimited.empty() ||
-              parameter.kind == Kind::kNumber ||
+  EXPECT_TRUE(parameter.unlimited.empty() || parameter.kind == Kind::kNumber ||
               parameter.kind == Kind::kDuration);
   if (!parameter.fallback.empty()) {
     EXPECT_NO_THROW(CheckValue(parameter, parameter.fallback));
