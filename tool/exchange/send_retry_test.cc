@@ -7,6 +7,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -69,7 +70,8 @@ TEST(SendRetryTest, SucceedsOnceTheServerListens) {
   ASSERT_EQ(mkfifo(log.c_str(), 0600), 0);
   const int listener = BoundSocket(0);
   std::string received;
-  const LateServer server(listener, [&received](int connection) {
+  std::optional<LateServer> server;
+  server.emplace(listener, [&received](int connection) {
     received = Receive(connection, 1);
     SendAll(connection, "ok");
   });
@@ -93,6 +95,7 @@ TEST(SendRetryTest, SucceedsOnceTheServerListens) {
                      "1000000", "-retrydelay", "1ms", "-log", log} +
                kForever);
   reader.join();
+  server.reset();
   EXPECT_EQ(outcome.status, 0) << outcome.error;
   EXPECT_EQ(outcome.output, "ok");
   EXPECT_EQ(outcome.error, "");

@@ -36,10 +36,10 @@ inline int BoundSocket(int port) {
 }
 
 /// Serves one connection of a bound socket with a script, on a thread, once the
-/// socket listens.
+/// socket listens. Refuses others from then on.
 class LateServer {
  public:
-  /// @param socket is closed after the connection
+  /// @param socket is closed at the end
   LateServer(int socket, std::function<void(int connection)> script)
       : socket_(socket),
         script_(std::move(script)),
@@ -50,6 +50,7 @@ class LateServer {
     is_over_ = true;
     shutdown(socket_, SHUT_RDWR);
     thread_.join();
+    close(socket_);
   }
 
  private:
@@ -58,11 +59,10 @@ class LateServer {
     int connection = -1;
     while ((connection = accept(socket_, nullptr, nullptr)) == -1 && !is_over_)
       std::this_thread::yield();
-    if (connection != -1) {
-      script_(connection);
-      close(connection);
-    }
-    close(socket_);
+    if (connection == -1) return;
+    shutdown(socket_, SHUT_RDWR);
+    script_(connection);
+    close(connection);
   }
 
   const int socket_;
