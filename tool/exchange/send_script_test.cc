@@ -118,9 +118,9 @@ TEST_F(SendScriptTest, ASilentPeerIsAnAnswerOfNo) {
     ReceiveAll(connection);
   });
   const Outcome outcome =
-      Run(server, "until login: ", {"-idle", "100ms", "-timeout", "none"});
+      Run(server, "until login: ", {"-idle", "1", "-timeout", "none"});
   EXPECT_EQ(outcome.error, Error("1: expected 'login: ': the peer was silent "
-                                 "for 100 ms"));
+                                 "for 1 s"));
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output, "login");
 }
@@ -186,17 +186,19 @@ TEST_F(SendScriptTest, SendsToAPeerThatSendsNoMore) {
   std::string received;
   {
     ScriptedServer server([&](int connection) {
+      SendAll(connection, "last\n");
       shutdown(connection, SHUT_WR);
       received = ReceiveAll(connection);
     });
-    const Outcome outcome =
-        Run(server, "wait 50ms\nsend a\nwait 50ms\nsend b\nsend c\n");
+    const Outcome outcome = Run(
+        server, "expect last\nwait 50ms\nsend a\nwait 50ms\nsend b\nsend c\n");
     EXPECT_EQ(outcome.error, "");
     EXPECT_EQ(outcome.status, 0);
   }
   EXPECT_EQ(received, "a\nb\nc\n");
 }
 
+// The server sends all of it back, and takes no more while that is not read.
 TEST_F(SendScriptTest, ReceivesWhileItSends) {
   std::string script;
   for (int i = 0; i < 80; ++i)
@@ -207,7 +209,6 @@ TEST_F(SendScriptTest, ReceivesWhileItSends) {
         Words{"send", "-demo", "-script", File(script + end)} + kForever);
     EXPECT_EQ(outcome.error, "");
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.output.substr(0, 200'000), HasSubstr("x\nx"));
   }
 }
 
@@ -215,9 +216,14 @@ TEST_F(SendScriptTest, TheFirstLineEndIsThatOfEol) {
   const auto received = [&](const Words& eol) {
     std::string text;
     {
-      ScriptedServer server(
-          [&](int connection) { text = ReceiveAll(connection); });
-      EXPECT_EQ(Run(server, "send a\neol crlf\nsend b", eol).status, 0);
+      ScriptedServer server([&](int connection) {
+        while (!text.ends_with("b\r\n")) text += Receive(connection, 1);
+        SendAll(connection, "ok\n");
+      });
+      EXPECT_EQ(
+          Run(server, "send a\neol crlf\nsend b\nexpect ok", eol + kForever)
+              .status,
+          0);
     }
     return text;
   };
