@@ -85,8 +85,8 @@ bool IsSpace(char c) {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-// Reads a number whose first eight digits are known; more may begin at `at`. Not
-// inlined: shorter numbers need not save registers for it.
+// Reads a number whose first eight digits are known; more may begin at `at`.
+// Not inlined: shorter numbers need not save registers for it.
 [[gnu::noinline]] bool ReadLong(std::uint64_t first_digits, const char* at,
                                 const char* end, bool negative, int& target) {
   const std::int64_t limit = INT_MAX + std::int64_t{negative ? 1 : 0};
