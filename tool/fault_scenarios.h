@@ -160,27 +160,7 @@ inline const std::vector<Scenario> kOthers = {
      Left::kOldOrNew},
     {"send_settings", Send({"-settings", "box.ini", "-profile", "p"}),
      kProfile},
-    {"send_file", Exchange({"send", "-demo", "-file", "plain"}), kLong},
-    {"send_stdin", Exchange({"send", "-demo", "-stdin"}), {}, "one\ntwo\n"},
-    {"send_log",
-     Send({"-log", "box.log", "-quiet"}),
-     {{"box.log", "old\n"}},
-     {},
-     Left::kAppended},
     {"recv", {"recv", "-demo", "-idle", "1"}},
-    {"recv_out",
-     {"recv", "-demo", "-idle", "1", "-out", "reply", "-append"},
-     {{"reply", "old\n"}},
-     {},
-     Left::kBeginning},
-    {"send_prefix", Send({"-prefix", "u32be", "-messages", "1"})},
-    {.name = "listen",
-     .arguments = {"listen", "-port", "0", "-timeout", "300ms", "-log",
-                   "box.log"},
-     .files = {{"box.log", "old\n"}},
-     .left = Left::kAppended,
-     .status = 28,
-     .prints_anew = true},
     {"resolve", {"resolve", "-host", "127.0.0.1"}},
     {"log",
      Log({}),
@@ -203,6 +183,29 @@ inline const std::vector<Scenario> kOthers = {
      kPlain},
 };
 
+inline const std::vector<Scenario> kExchanges = {
+    {"send_file", Exchange({"send", "-demo", "-file", "plain"}), kLong},
+    {"send_stdin", Exchange({"send", "-demo", "-stdin"}), {}, "one\ntwo\n"},
+    {"send_log",
+     Send({"-log", "box.log", "-quiet"}),
+     {{"box.log", "old\n"}},
+     {},
+     Left::kAppended},
+    {"recv_out",
+     {"recv", "-demo", "-idle", "1", "-out", "reply", "-append"},
+     {{"reply", "old\n"}},
+     {},
+     Left::kBeginning},
+    {"send_prefix", Send({"-prefix", "u32be", "-messages", "1"})},
+    {.name = "listen",
+     .arguments = {"listen", "-port", "0", "-timeout", "300ms", "-log",
+                   "box.log"},
+     .files = {{"box.log", "old\n"}},
+     .left = Left::kAppended,
+     .status = 28,
+     .prints_anew = true},
+};
+
 inline const std::vector<Scenario> kPrinters = {
     {"sum", {"sum", "-file", "plain"}, kPlain},
     {"sum_stdin", {"sum", "-stdin"}, {}, "bytes"},
@@ -223,9 +226,9 @@ inline const std::vector<Scenario> kPrinters = {
 
 inline std::vector<Scenario> Scenarios() {
   std::vector<Scenario> all = kIniEdits;
-  all.insert(all.end(), kIniReaders.begin(), kIniReaders.end());
-  all.insert(all.end(), kOthers.begin(), kOthers.end());
-  all.insert(all.end(), kPrinters.begin(), kPrinters.end());
+  for (const auto* const more :
+       {&kIniReaders, &kOthers, &kExchanges, &kPrinters})
+    all.insert(all.end(), more->begin(), more->end());
   return all;
 }
 

@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <atomic>
 #include <iostream>
+#include <iterator>
 #include <map>
-#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -21,6 +21,7 @@
 
 #include "tool/base/concat.h"
 #include "tool/base/exit_status.h"
+#include "tool/command/command_table.h"
 #include "tool/fault_testing.h"
 #include "tool/testing.h"
 
@@ -267,6 +268,25 @@ TEST_P(FaultTest, AFailedCallLosesNothing) {
   std::cout << faults.size() << " faults, "
             << (choice.all ? "all injected" : Concat("seed ", choice.seed))
             << "; " << injection.runs() << " runs\n";
+}
+
+bool HasScenario(const Command& command) {
+  return std::ranges::any_of(Scenarios(), [&](const Scenario& scenario) {
+    const Words& words = scenario.arguments;
+    const bool is_sub = command.parent != nullptr;
+    return words[0] == (is_sub ? command.parent->name : command.name) &&
+           (!is_sub || words[1] == command.name);
+  });
+}
+
+TEST(FaultScenariosTest, RunEveryCommand) {
+  for (const Command* const command : Commands()) {
+    if (command->subcommands.empty()) {
+      EXPECT_TRUE(HasScenario(*command)) << command->name;
+    }
+    for (const Command* const subcommand : command->subcommands)
+      EXPECT_TRUE(HasScenario(*subcommand)) << FullName(*subcommand);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, FaultTest, testing::ValuesIn(Scenarios()),

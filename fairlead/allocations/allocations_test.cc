@@ -2,8 +2,6 @@
 // documented result, nothing leaked, files and objects old or new, and the
 // object can be used afterwards.
 
-#include "fairlead/allocations/allocations.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -24,7 +22,8 @@
 #include <utility>
 #include <vector>
 
-#include "fairlead/allocations/operations.h"
+#include "fairlead/allocations/allocations_testing.h"
+#include "fairlead/allocations/operations_testing.h"
 #include "fairlead/testing/captured_output.h"
 #include "fairlead/testing/sanitizers.h"
 #include "fairlead/testing/temp_folder.h"

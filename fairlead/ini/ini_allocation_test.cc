@@ -1,23 +1,20 @@
 // Tests of the allocations of the INI store and of documents: a failed one
-// leaves the file or the document unchanged, and the hash index of an object is
-// built when documented.
+// leaves the document unchanged, in either reading, and the hash index of an
+// object is built when documented.
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <new>
 #include <string>
 #include <utility>
 
 #include "fairlead/export.h"
-#include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_document.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_testing.h"
-#include "fairlead/ini/profile.h"
 
 namespace {
 
@@ -64,88 +61,10 @@ bool FailsNow() {
 namespace fairlead::internal {
 namespace {
 
-struct Writer {
-  const char* name;
-  std::function<void(const std::string& file)> act;
-};
-
 const std::string kSection = "a section with a long name";
 const std::string kKey = "a key that has a long name";
 const std::string kValue = "a value that is long enough to need memory";
 const std::string kNew = "a name that is nowhere in the file";
-
-// Strings too long to be stored without an allocation.
-const Records kRecords = {{"#" + kNew + "\n", ' ', kSection, "", ""},
-                          {"", ';', kSection, kKey, kValue}};
-
-const Writer kWriters[] = {
-    {"Save", [](auto& f) { CIniFile::Save(f, kRecords); }},
-    {"Create", [](auto& f) { CIniFile::Create(f); }},
-    {"AddSection", [](auto& f) { CIniFile::AddSection(kNew, f); }},
-    {"RenameSection",
-     [](auto& f) { CIniFile::RenameSection(kSection, kNew, f); }},
-    {"CommentSection",
-     [](auto& f) { CIniFile::CommentSection('#', kSection, f); }},
-    {"UnCommentSection",
-     [](auto& f) { CIniFile::UnCommentSection(kSection, f); }},
-    {"DeleteSection", [](auto& f) { CIniFile::DeleteSection(kSection, f); }},
-    {"SetSectionComments",
-     [](auto& f) { CIniFile::SetSectionComments("#" + kNew, kSection, f); }},
-    {"SetValue of a new section",
-     [](auto& f) { CIniFile::SetValue(kKey, kValue, kNew, f); }},
-    {"SetValue of a new key",
-     [](auto& f) { CIniFile::SetValue(kNew, kValue, kSection, f); }},
-    {"SetValue of a key",
-     [](auto& f) { CIniFile::SetValue(kKey, kNew + kNew, kSection, f); }},
-    {"CommentRecord",
-     [](auto& f) {
-       CIniFile::CommentRecord(CIniFile::Hash, kKey, kSection, f);
-     }},
-    {"UnCommentRecord",
-     [](auto& f) { CIniFile::UnCommentRecord(kKey, kSection, f); }},
-    {"DeleteRecord",
-     [](auto& f) { CIniFile::DeleteRecord(kKey, kSection, f); }},
-    {"SetRecordComments",
-     [](auto& f) {
-       CIniFile::SetRecordComments("#" + kNew, kKey, kSection, f);
-     }},
-    {"ReplaceFile", [](auto& f) { ReplaceFile(f, kNew); }},
-    {"ReplaceFile in place",
-     [](auto& f) { ReplaceFile(f, kNew, {.in_place = true}); }},
-    {"ReplaceFile with a backup",
-     [](auto& f) { ReplaceFile(f, kNew, {.backup_suffix = "~"}); }},
-    {"ReplaceFile in place with a backup",
-     [](auto& f) {
-       ReplaceFile(f, kNew, {.in_place = true, .backup_suffix = "~"});
-     }},
-    {"RewriteFile",
-     [](auto& f) {
-       RewriteFile(f, [](const auto&, const PieceWriter& write) {
-         write(kNew);
-         write(kValue);
-         return true;
-       });
-     }},
-    {"ReplacementFile",
-     [](auto& f) {
-       ReplacementFile file(f);
-       file.Write(kNew);
-       file.Commit();
-     }},
-    {"WritePrivateProfileStr",
-     [](auto& f) { WritePrivateProfileStr(kSection, kKey, kNew, f); }},
-    {"WritePrivateProfileInteger",
-     [](auto& f) { WritePrivateProfileInteger(kSection, kKey, -1234567, f); }},
-};
-
-class IniAllocationTest : public IniTest {
- protected:
-  // Short lines first, so that a buffer for the longest line would have to grow
-  // after some were written.
-  const std::string old_ = "[a]\nk=v\n# " + kNew + "\n[" + kSection + "]\n;" +
-                           kKey + "=" + kValue + "\nlast=" + kValue + kValue +
-                           "\n";
-};
 
 enum class End { kDone, kBadAlloc, kOther };
 
@@ -164,34 +83,6 @@ End ActWithFailure(const std::function<void()>& act, int n, bool all_then) {
   }
   allocations.until_failure = kNever;
   return end;
-}
-
-TEST_F(IniAllocationTest, AFailureLeavesTheOldBytes) {
-  const std::string path = Path();
-  for (const Writer& writer : kWriters) {
-    for (const bool all_then : {false, true}) {
-      End end = End::kBadAlloc;
-      for (int n = 0; end != End::kDone; ++n) {
-        SCOPED_TRACE(testing::Message()
-                     << writer.name << ", allocation " << n
-                     << (all_then ? " and all after it" : ""));
-        Write(old_);
-        CapturedOutput output;
-        end = ActWithFailure([&] { writer.act(path); }, n, all_then);
-        output.Take();
-        ASSERT_NE(end, End::kOther);
-        ASSERT_EQ(Read() == old_, end == End::kBadAlloc);
-      }
-    }
-  }
-}
-
-TEST_F(IniAllocationTest, AFailureCreatesNoFile) {
-  const std::string path = Path("new.ini");
-  const auto set = [&] { CIniFile::SetValue(kKey, kValue, kSection, path); };
-  for (int n = 0; ActWithFailure(set, n, true) != End::kDone; ++n)
-    EXPECT_FALSE(std::filesystem::exists(path)) << n;
-  EXPECT_TRUE(std::filesystem::exists(path));
 }
 
 struct DocumentEdit {

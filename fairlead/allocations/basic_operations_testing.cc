@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fairlead/allocations/operations.h"
+#include "fairlead/allocations/operations_testing.h"
 #include "fairlead/bits/bitstr.h"
 #include "fairlead/bits/converter.h"
 #include "fairlead/bits/crc.h"

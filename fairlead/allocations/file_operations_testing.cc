@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "fairlead/allocations/operations.h"
+#include "fairlead/allocations/operations_testing.h"
 #include "fairlead/ini/file_edit.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_text.h"

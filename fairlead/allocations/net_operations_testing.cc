@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "fairlead/allocations/allocations.h"
-#include "fairlead/allocations/operations.h"
+#include "fairlead/allocations/allocations_testing.h"
+#include "fairlead/allocations/operations_testing.h"
 #include "fairlead/log/log.h"
 #include "fairlead/log/only_once.h"
 #include "fairlead/net/exchange.h"

@@ -1,7 +1,7 @@
 // For the test of allocations: every operation of the library. Not installed.
 
-#ifndef FAIRLEAD_ALLOCATIONS_OPERATIONS_H_
-#define FAIRLEAD_ALLOCATIONS_OPERATIONS_H_
+#ifndef FAIRLEAD_ALLOCATIONS_OPERATIONS_TESTING_H_
+#define FAIRLEAD_ALLOCATIONS_OPERATIONS_TESTING_H_
 
 #include <functional>
 #include <ostream>
@@ -67,4 +67,4 @@ extern const std::vector<Operation> kNetOperations;       // log, net.
 
 }  // namespace fairlead::internal
 
-#endif  // FAIRLEAD_ALLOCATIONS_OPERATIONS_H_
+#endif  // FAIRLEAD_ALLOCATIONS_OPERATIONS_TESTING_H_

@@ -2,7 +2,7 @@
 // new, which calls it. Where a sanitizer has replaced those, operator new
 // alone.
 
-#include "fairlead/allocations/allocations.h"
+#include "fairlead/allocations/allocations_testing.h"
 
 #include <atomic>
 #include <cerrno>

@@ -1,8 +1,8 @@
 // For tests: the allocations of this program, which can be made to fail. Not
 // installed.
 
-#ifndef FAIRLEAD_ALLOCATIONS_ALLOCATIONS_H_
-#define FAIRLEAD_ALLOCATIONS_ALLOCATIONS_H_
+#ifndef FAIRLEAD_ALLOCATIONS_ALLOCATIONS_TESTING_H_
+#define FAIRLEAD_ALLOCATIONS_ALLOCATIONS_TESTING_H_
 
 namespace fairlead::internal {
 
@@ -30,4 +30,4 @@ void BePeer();
 
 }  // namespace fairlead::internal
 
-#endif  // FAIRLEAD_ALLOCATIONS_ALLOCATIONS_H_
+#endif  // FAIRLEAD_ALLOCATIONS_ALLOCATIONS_TESTING_H_

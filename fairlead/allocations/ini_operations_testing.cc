@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "fairlead/allocations/operations.h"
+#include "fairlead/allocations/operations_testing.h"
 #include "fairlead/ini/ini_document.h"
 #include "fairlead/ini/ini_keys.h"
 
