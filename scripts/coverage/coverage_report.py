@@ -97,6 +97,11 @@ def faults_in(runs, entries, sources):
     return faults
 
 
+def is_ours(path):
+    """Returns whether the file is a source, and none that the build makes."""
+    return not path.startswith(("build/", "../", "/"))
+
+
 def folder_of(path):
     return "/".join(path.split("/")[:2]) if path.count("/") > 1 else path.split("/")[0]
 
@@ -125,7 +130,9 @@ def main():
     with open(sys.argv[2], encoding="utf-8") as report:
         taken = read_branches(json.load(report))
     sources = Sources()
-    runs = {place: count for place, count in runs.items() if sources.has_code(*place)}
+    runs = {place: count for place, count in runs.items()
+            if is_ours(place[0]) and sources.has_code(*place)}
+    taken = {place: count for place, count in taken.items() if is_ours(place[0])}
     faults = faults_in(runs, read_unreached(sys.argv[3]), sources)
     _, _, branches, all_branches = print_table(runs, taken)
     if branches < LEAST_BRANCHES * all_branches:
