@@ -4,7 +4,8 @@ usage: coverage_report.py LCOV JSON UNREACHED
 
 Every line must be reached but for those that UNREACHED lists, one in each line,
 as `path | text of the line | reason`: a line keeps its entry when others move
-it. An entry without such a line fails too.
+it. `path | first ... last | reason` lists each run of lines that begins and ends
+so, and `path | * | reason` the whole file. An entry without a line fails too.
 """
 
 import collections
@@ -82,17 +83,32 @@ class Sources:
         return bool(self.line(path, number).strip("{}();, "))
 
 
+def lines_of_entry(text, lines):
+    """Returns the numbers of the lines, from 1, that an entry's text means."""
+    first, _, last = text.partition(" ... ")
+    numbers = []
+    within = False
+    for number, line in enumerate(lines, 1):
+        within = within or line == first or text == "*"
+        if within:
+            numbers.append(number)
+        within = within and text != "*" and last != "" and line != last
+    return numbers
+
+
 def faults_in(runs, entries, sources):
     """Returns what is wrong: lines not reached, and entries without a line."""
-    listed = {(path, text) for path, text, _ in entries}
-    faults = [
+    listed = set()
+    faults = []
+    for path, text, _ in entries:
+        numbers = lines_of_entry(text, sources.lines(path))
+        listed.update((path, number) for number in numbers)
+        if not numbers:
+            faults.append(f"{path}: listed, but there is no such line: {text}")
+    faults += [
         f"{path}:{number}: not reached: {sources.line(path, number)}"
         for (path, number), count in sorted(runs.items())
-        if count == 0 and (path, sources.line(path, number)) not in listed
-    ]
-    faults += [
-        f"{path}: listed, but there is no such line: {text}"
-        for path, text in sorted(listed) if text not in sources.lines(path)
+        if count == 0 and (path, number) not in listed
     ]
     return faults
 
