@@ -4,7 +4,8 @@ usage: coverage_report.py LCOV JSON UNREACHED
 
 Every line must be reached but for those that UNREACHED lists, one in each line,
 as `path | text of the line | reason`: a line keeps its entry when others move
-it. An entry without such a line fails too.
+it. `path | first ... last | reason` lists each run of lines that begins and ends
+so, and `path | * | reason` the whole file. An entry without a line fails too.
 """
 
 import collections
@@ -82,19 +83,39 @@ class Sources:
         return bool(self.line(path, number).strip("{}();, "))
 
 
+def lines_of_entry(text, lines):
+    """Returns the numbers of the lines, from 1, that an entry's text means."""
+    first, _, last = text.partition(" ... ")
+    numbers = []
+    within = False
+    for number, line in enumerate(lines, 1):
+        within = within or line == first or text == "*"
+        if within:
+            numbers.append(number)
+        within = within and text != "*" and last != "" and line != last
+    return numbers
+
+
 def faults_in(runs, entries, sources):
     """Returns what is wrong: lines not reached, and entries without a line."""
-    listed = {(path, text) for path, text, _ in entries}
-    faults = [
+    listed = set()
+    faults = []
+    for path, text, _ in entries:
+        numbers = lines_of_entry(text, sources.lines(path))
+        listed.update((path, number) for number in numbers)
+        if not numbers:
+            faults.append(f"{path}: listed, but there is no such line: {text}")
+    faults += [
         f"{path}:{number}: not reached: {sources.line(path, number)}"
         for (path, number), count in sorted(runs.items())
-        if count == 0 and (path, sources.line(path, number)) not in listed
-    ]
-    faults += [
-        f"{path}: listed, but there is no such line: {text}"
-        for path, text in sorted(listed) if text not in sources.lines(path)
+        if count == 0 and (path, number) not in listed
     ]
     return faults
+
+
+def is_ours(path):
+    """Returns whether the file is a source, and none that the build makes."""
+    return not path.startswith(("build/", "../", "/"))
 
 
 def folder_of(path):
@@ -125,7 +146,9 @@ def main():
     with open(sys.argv[2], encoding="utf-8") as report:
         taken = read_branches(json.load(report))
     sources = Sources()
-    runs = {place: count for place, count in runs.items() if sources.has_code(*place)}
+    runs = {place: count for place, count in runs.items()
+            if is_ours(place[0]) and sources.has_code(*place)}
+    taken = {place: count for place, count in taken.items() if is_ours(place[0])}
     faults = faults_in(runs, read_unreached(sys.argv[3]), sources)
     _, _, branches, all_branches = print_table(runs, taken)
     if branches < LEAST_BRANCHES * all_branches:

@@ -42,6 +42,13 @@ class CoverageReportTest(unittest.TestCase):
         faults = coverage_report.faults_in({}, [("a", "gone();", "why")], Texts(a=["x();"]))
         self.assertEqual(faults, ["a: listed, but there is no such line: gone();"])
 
+    def test_an_entry_can_list_a_run_of_lines_or_a_file(self):
+        lines = ["f() {", "x();", "}", "y();"]
+        self.assertEqual(coverage_report.lines_of_entry("f() { ... }", lines), [1, 2, 3])
+        self.assertEqual(coverage_report.lines_of_entry("y();", lines), [4])
+        self.assertEqual(coverage_report.lines_of_entry("*", lines), [1, 2, 3, 4])
+        self.assertEqual(coverage_report.lines_of_entry("z();", lines), [])
+
     def test_an_entry_without_a_reason_is_refused(self):
         with tempfile.NamedTemporaryFile("w") as listing:
             listing.write("a | x();\n")

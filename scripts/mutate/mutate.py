@@ -41,7 +41,7 @@ USERS = {
     "tool/command": ["tool/values", "tool/help", "tool"], "tool/help": ["tool"],
 }
 LONGEST_TEST = 120  # Seconds; a program that takes longer is left out.
-COMPILE_LIMIT = 600
+COMPILE_LIMIT = 600  # Seconds, for one change.
 
 
 def tracked_files():
@@ -107,13 +107,13 @@ def stages_for(path, programs):
     return [f for f in [folder, *USERS.get(folder, [])] if programs[f]]
 
 
-def build(targets):
-    """Returns whether the targets could be built."""
+def build(targets, limit=None):
+    """Returns whether the targets could be built, within the seconds."""
     environment = dict(os.environ, CCACHE_DISABLE="1")
     try:
         return subprocess.run(["ninja", "-C", str(BUILD), *targets], env=environment,
                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                              timeout=COMPILE_LIMIT, check=False).returncode == 0
+                              timeout=limit, check=False).returncode == 0
     except subprocess.TimeoutExpired:
         return False
 
@@ -159,7 +159,7 @@ def fate_of(mutant, stages, tests):
     """Returns what becomes of the change: its fate, and which tests saw it."""
     for folder in stages:
         extra = ["fairlead_tool"] if folder.startswith("tool") else []
-        if not build([*tests.of(folder), *extra]):
+        if not build([*tests.of(folder), *extra], COMPILE_LIMIT):
             return "not compiled", ""
         if not tests.passes(folder):
             return "killed", folder
