@@ -31,7 +31,7 @@ void Require(bool holds) {
 struct Course {
   const void* statement = nullptr;
   bool refused = false;
-  std::string line;
+  std::string line = {};
   std::string sent;
 
   bool operator==(const Course&) const = default;

@@ -25,7 +25,7 @@ void Require(bool holds) {
 
 struct Reading {
   std::vector<std::string> messages;  // The last may lack its end.
-  std::string missing;
+  std::string missing = {};
   bool malformed = false;
 
   bool operator==(const Reading&) const = default;
