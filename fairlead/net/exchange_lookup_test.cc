@@ -213,7 +213,7 @@ TEST_F(ExchangeLookupTest, TriesAllAddressesWithinOneLimit) {
   const FullPort second(kSecond, first.port());
   answer.addresses = {kFirst, kSecond};
   const ExchangeResult result =
-      Connect({.total = 300ms, .connect = 200ms}, first.port());
+      Connect({.total = 1600ms, .connect = 800ms}, first.port());
   EXPECT_EQ(result.end, ExchangeEnd::kTimeOver);
   EXPECT_EQ(result.phase, ExchangePhase::kConnecting);
   EXPECT_EQ(result.address, "127.0.0.3");

@@ -43,9 +43,11 @@ StopLimits StopLimitsOf(const Arguments<kExchangeUses>& arguments) {
 
 }  // namespace
 
-std::string NotResolved(std::string_view host, int error) {
-  return Concat("no IPv4 address is known for ", Quoted(host), ": ",
-                error == 0 ? "it has none" : gai_strerror(error));
+std::string NotResolved(std::string_view host, int error, int system_error) {
+  const std::string why = error == 0            ? "it has none"
+                          : error == EAI_SYSTEM ? ErrorText(system_error)
+                                                : gai_strerror(error);
+  return Concat("no IPv4 address is known for ", Quoted(host), ": ", why);
 }
 
 ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments) {
@@ -161,7 +163,8 @@ ExchangeResult Conversation::InExchange(
 void Conversation::FailToConnect() const {
   CheckTime();
   if (result_.phase == ExchangePhase::kResolving)
-    throw Failure(kNotResolved, NotResolved(settings_.host, result_.error));
+    throw Failure(kNotResolved, NotResolved(settings_.host, result_.error,
+                                            result_.system_error));
   throw Failure(kNotConnected, Concat("cannot connect to ", refused_));
 }
 
@@ -231,7 +234,7 @@ bool Conversation::Take(std::string_view bytes, const TheTime& time) {
 void Conversation::LogReceived(std::size_t count) {
   if (display_.KeepsAnswers())
     kept_ += count;
-  else
+  else if (log_ != nullptr)
     Log(Concat("received ", Bytes(count)));
 }
 

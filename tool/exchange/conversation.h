@@ -46,7 +46,8 @@ struct ConversationSettings {
 /// Returns the message for a name that was not resolved.
 ///
 /// @param error a result of getaddrinfo
-std::string NotResolved(std::string_view host, int error);
+/// @param system_error the POSIX `errno` of EAI_SYSTEM
+std::string NotResolved(std::string_view host, int error, int system_error);
 
 /// Returns the settings that the arguments give, without a server.
 ///
