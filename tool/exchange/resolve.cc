@@ -33,7 +33,8 @@ ExitStatus Resolve(const Arguments<kUses>& arguments, const Output& output) {
 
   const HostLookup found = LookUpHost(host);
   if (found.addresses.empty())
-    throw Failure(kNotResolved, NotResolved(host, found.error, found.system_error));
+    throw Failure(kNotResolved,
+                  NotResolved(host, found.error, found.system_error));
   std::string lines;
   for (const std::string& address : found.addresses)
     lines += Concat(address, "\n");
