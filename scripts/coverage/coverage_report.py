@@ -32,11 +32,7 @@ def read_lines(lcov):
 
 
 def read_branches(report):
-    """Returns how often each branch was taken; a template's instances together.
-
-    A condition that the compiler knows has one side only, and neither is
-    counted: it is left out.
-    """
+    """Returns how often each branch was taken; a template's instances together."""
     taken = collections.Counter()
     for file in report["data"][0]["files"]:
         path = os.path.relpath(file["filename"])
@@ -96,21 +92,34 @@ def lines_of_entry(text, lines):
     return numbers
 
 
+def listed_lines(entries, sources):
+    """Returns the listed lines: path and number."""
+    return {(path, number) for path, text, _ in entries
+            for number in lines_of_entry(text, sources.lines(path))}
+
+
 def faults_in(runs, entries, sources):
     """Returns what is wrong: lines not reached, and entries without a line."""
-    listed = set()
-    faults = []
-    for path, text, _ in entries:
-        numbers = lines_of_entry(text, sources.lines(path))
-        listed.update((path, number) for number in numbers)
-        if not numbers:
-            faults.append(f"{path}: listed, but there is no such line: {text}")
+    listed = listed_lines(entries, sources)
+    faults = [f"{path}: listed, but there is no such line: {text}"
+              for path, text, _ in entries if not lines_of_entry(text, sources.lines(path))]
     faults += [
         f"{path}:{number}: not reached: {sources.line(path, number)}"
         for (path, number), count in sorted(runs.items())
         if count == 0 and (path, number) not in listed
     ]
     return faults
+
+
+def is_a_choice(text, is_true_side):
+    """Returns whether a run can decide the branch.
+
+    The compiler decides a constant condition. A switch counts the values that it
+    has no case for, as if it were true; one over an enumeration has none.
+    """
+    if "if constexpr" in text or "while (true)" in text:
+        return False
+    return not (is_true_side and text.startswith("switch ("))
 
 
 def is_ours(path):
@@ -148,8 +157,12 @@ def main():
     sources = Sources()
     runs = {place: count for place, count in runs.items()
             if is_ours(place[0]) and sources.has_code(*place)}
-    taken = {place: count for place, count in taken.items() if is_ours(place[0])}
-    faults = faults_in(runs, read_unreached(sys.argv[3]), sources)
+    entries = read_unreached(sys.argv[3])
+    listed = listed_lines(entries, sources)
+    taken = {place: count for place, count in taken.items()
+             if is_ours(place[0]) and place[:2] not in listed
+             and is_a_choice(sources.line(*place[:2]), place[-1])}
+    faults = faults_in(runs, entries, sources)
     _, _, branches, all_branches = print_table(runs, taken)
     if branches < LEAST_BRANCHES * all_branches:
         faults.append(f"fewer than {LEAST_BRANCHES:.0%} of the branches are taken")

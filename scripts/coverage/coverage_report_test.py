@@ -49,6 +49,13 @@ class CoverageReportTest(unittest.TestCase):
         self.assertEqual(coverage_report.lines_of_entry("*", lines), [1, 2, 3, 4])
         self.assertEqual(coverage_report.lines_of_entry("z();", lines), [])
 
+    def test_a_branch_that_no_run_decides_is_none(self):
+        self.assertTrue(coverage_report.is_a_choice("if (x)", True))
+        self.assertTrue(coverage_report.is_a_choice("switch (x) {", False))
+        self.assertFalse(coverage_report.is_a_choice("switch (x) {", True))
+        self.assertFalse(coverage_report.is_a_choice("if constexpr (kX) {", False))
+        self.assertFalse(coverage_report.is_a_choice("while (true) {", False))
+
     def test_an_entry_without_a_reason_is_refused(self):
         with tempfile.NamedTemporaryFile("w") as listing:
             listing.write("a | x();\n")
