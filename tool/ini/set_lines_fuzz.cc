@@ -112,9 +112,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   static const Edited file;
   const bool applies = data[0] == 'A';
   const auto lines = fairlead::internal::InputText(data, size).substr(1);
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  const std::string_view read = lines.substr(
+      lines.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
   IniDocument expected{std::string(kText)};
   const bool is_valid =
-      applies ? ApplyAll(lines, expected) : SetAll(lines, expected);
+      applies ? ApplyAll(read, expected) : SetAll(read, expected);
   fairlead::internal::WriteFile(file.Path(), kText);
   FeedInput(lines);
   const ExitStatus status = Run(applies ? "apply" : "set", file.Path());
