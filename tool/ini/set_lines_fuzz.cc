@@ -2,8 +2,7 @@
 // run them, and compares the file with the edits of a document.
 //
 // The first byte selects the command. Each input edits a file in memory: its
-// lock, its replacement and the rename are real, so a second has fewer inputs
-// than that of a parser alone.
+// lock, its replacement and the rename are real.
 
 #include <fcntl.h>
 #include <unistd.h>
