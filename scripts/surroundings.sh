@@ -78,7 +78,7 @@ seq 1000 | head -c 1600 >"$work/plain"
 for processor in core2duo Westmere Haswell-noTSX; do
   try "processor $processor" "*-*Memory*:*Threads*:*Fork*:$real_processor" "$of_processor" qemu-x86_64 -cpu "$processor"
   for cipher in aes rc4; do
-    encrypt=($build/tool/fairlead crypt encrypt "-$cipher" 0123456789abcdef -file "$work/plain")
+    encrypt=("$build"/tool/fairlead crypt encrypt "-$cipher" 0123456789abcdef -file "$work/plain")
     "${encrypt[@]}" >"$work/native"
     qemu-x86_64 -cpu "$processor" "${encrypt[@]}" >"$work/emulated" 2>"$work/log"
     cmp "$work/native" "$work/emulated" || failures=$((failures + 1))
