@@ -1,5 +1,6 @@
 // Compares all implementations of AES with the tables, and RC4 with a plain
-// model.
+// model. Some hundred inputs a second: each keys every implementation, and RC4
+// discards 12,347 bytes for a key.
 
 #include <algorithm>
 #include <cstddef>

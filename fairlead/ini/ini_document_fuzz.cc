@@ -4,7 +4,8 @@
 // The input is a text, a line "----" and a line for each edit: a digit for the
 // operation, then the section, the key ("*" for none), the text, a digit for
 // the index, the comment character, a digit for the place and its name,
-// separated by '|', in which '~' means LF.
+// separated by '|', in which '~' means LF. Some hundred inputs a second: each
+// edit is checked against all laws, in both readings.
 
 #include <algorithm>
 #include <cstddef>

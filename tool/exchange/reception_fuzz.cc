@@ -2,6 +2,8 @@
 // they decrypt and show the same, and each stop rule is met with the piece that
 // holds the byte that meets it.
 //
+// Some hundred inputs a second: RC4 discards 12,347 bytes for each of six keys.
+//
 // The first three bytes select the number of bytes and lines to stop at and the
 // cipher; the first line is the text to stop at, the rest what is received.
 

@@ -2,8 +2,7 @@
 // run them, and compares the file with the edits of a document.
 //
 // The first byte selects the command. Each input edits a file in memory: its
-// lock, its replacement and the rename are real, so a second has fewer inputs
-// than that of a parser alone.
+// lock, its replacement and the rename are real.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -112,9 +111,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   static const Edited file;
   const bool applies = data[0] == 'A';
   const auto lines = fairlead::internal::InputText(data, size).substr(1);
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  const std::string_view read = lines.substr(
+      lines.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
   IniDocument expected{std::string(kText)};
   const bool is_valid =
-      applies ? ApplyAll(lines, expected) : SetAll(lines, expected);
+      applies ? ApplyAll(read, expected) : SetAll(read, expected);
   fairlead::internal::WriteFile(file.Path(), kText);
   FeedInput(lines);
   const ExitStatus status = Run(applies ? "apply" : "set", file.Path());
