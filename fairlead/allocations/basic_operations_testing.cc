@@ -130,7 +130,8 @@ const Operation kCommandLines[] = {
                     ? "12"
                     : "";
        }};
-     }},
+     },
+     Memory::kNone},
     {"GetExe", {"CSimpleCmdLine::GetExe(std::string_view)"}, Call([] {
        return CSimpleCmdLine::GetExe(kWords[0]);
      })},

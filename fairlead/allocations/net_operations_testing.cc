@@ -121,10 +121,12 @@ const Operation kNames[] = {
      Memory::kNone},
     {"StopRules",
      {"StopRules::StopRules(StopLimits)", "StopRules::Take(std::string_view)",
-      "StopRules::IsMet() const", "StopRules::Missing() const"},
+      "StopRules::TakePart(std::string_view)", "StopRules::IsMet() const",
+      "StopRules::Missing() const"},
      Call([] {
        StopRules rules({.bytes = 1000, .until = kNew});
-       const bool met = rules.Take(kValue) || rules.IsMet();
+       const bool met =
+           rules.Take(kValue) || rules.TakePart(kValue) || rules.IsMet();
        return met ? "met" : rules.Missing();
      })},
     {"ResultText", {"ExchangeResult::Text() const"}, Call([] {

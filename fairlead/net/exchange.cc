@@ -187,6 +187,7 @@ class ExchangeState {
   ExchangeConnection connection_;
   Deadline end_of_time_;
   steady_clock::time_point last_;  // When a byte last went or came.
+  bool input_waits_ = false;       // Whether the input had nothing to send.
   bool close_told_ = false;        // To the sink,
   bool ends_with_peer_ = false;    // which ends a quiet input then.
   ExchangeResult result_;
@@ -273,7 +274,11 @@ ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
   }
 }
 
+// The time for which the input had nothing to send is nobody's silence.
 void ExchangeState::Note(const Progress& sending, std::uint64_t sent_before) {
+  const bool input_waits = sending.status == Status::kWaitingForInput;
+  if (std::exchange(input_waits_, input_waits) && !input_waits)
+    last_ = steady_clock::now();
   const std::uint64_t sent = sent_before + sending.sent;
   if (sent == result_.sent) return;
   result_.sent = sent;

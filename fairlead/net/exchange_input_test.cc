@@ -85,6 +85,36 @@ TEST(ExchangeInputTest, AQuietInputIsNotSilence) {
   EXPECT_EQ(reply.text, "late");
 }
 
+// The filter takes a moment, so that the exchange looks at its limits
+// meanwhile.
+TEST(ExchangeInputTest, AnInputMayGoOnAfterALongPause) {
+  Pipe input;
+  std::string read;
+  Server server([&](Socket& peer) {
+    read = peer.Receive(5);
+    peer.Send("thanks");
+  });
+  Exchange exchange({.limits = {.total = 60s, .idle = 300ms}});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  std::thread typist([&input] {
+    std::this_thread::sleep_for(500ms);
+    input.Write("hello");
+  });
+  Reply reply;
+  const ExchangeResult result = exchange.Converse(
+      ExchangeInput{.descriptor = input.ends[0],
+                    .filter = [](std::string_view bytes, bool /*at_end*/)
+                        -> std::optional<std::string_view> {
+                      std::this_thread::sleep_for(20ms);
+                      return bytes;
+                    }},
+      reply.Until(6));
+  typist.join();
+  EXPECT_TRUE(result) << result.Text();
+  EXPECT_EQ(reply.text, "thanks");
+  EXPECT_EQ(read, "hello");
+}
+
 TEST(ExchangeInputTest, TheSinkDecidesWhetherAClosedPeerIsTheEndOfAQuietInput) {
   for (const bool ends : {true, false}) {
     Pipe input;
