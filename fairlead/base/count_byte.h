@@ -17,19 +17,21 @@ namespace fairlead::internal {
 inline std::size_t CountByte(std::string_view text, char byte) {
   constexpr std::size_t kLane = sizeof(__m128i);
   constexpr std::size_t kMost = 255;  // Lanes until a counter could overflow.
+  using Bytes [[gnu::vector_size(kLane)]] = signed char;
   const __m128i wanted = _mm_set1_epi8(byte);
   const char* at = text.data();
   std::size_t lanes = text.size() / kLane;
   __m128i sums = _mm_setzero_si128();
   while (lanes > 0) {
     const std::size_t batch = std::min(lanes, kMost);
-    __m128i counters = _mm_setzero_si128();
+    Bytes counters = {};
     for (std::size_t i = 0; i < batch; ++i, at += kLane) {
       const __m128i bytes =
           _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-      counters = _mm_sub_epi8(counters, _mm_cmpeq_epi8(bytes, wanted));
+      counters -= reinterpret_cast<Bytes>(_mm_cmpeq_epi8(bytes, wanted));
     }
-    sums = _mm_add_epi64(sums, _mm_sad_epu8(counters, _mm_setzero_si128()));
+    sums +=
+        _mm_sad_epu8(reinterpret_cast<__m128i>(counters), _mm_setzero_si128());
     lanes -= batch;
   }
   const auto halves =
