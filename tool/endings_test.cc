@@ -67,7 +67,7 @@ TEST(EndingsTest, ReportsAnUnknownCommand) {
 TEST(EndingsTest, ReportsAWrongUsage) {
   ExpectRefused({"send"},
                 "fairlead send: missing -text TEXT, -hex DIGITS, -file FILE, "
-                "-stdin or -none; see 'fairlead help send'\n");
+                "-stdin, -none or -script FILE; see 'fairlead help send'\n");
   ExpectRefused({"send", "-text", "x"},
                 "fairlead send: missing -host NAME (or -demo");
   ExpectRefused({"send", "-text", "x", "-host", "x"},
