@@ -324,8 +324,8 @@ TEST_F(IniCommandTest, ManyProcessesLoseNoSetting) {
   }
   for (const auto& shell : shells) {
     const Outcome outcome = shell->Wait();
-    EXPECT_EQ(outcome.error, "");
-    EXPECT_EQ(outcome.status, 0);
+    // On a busy machine, an edit tells that it waits for another one.
+    EXPECT_EQ(outcome.status, 0) << outcome.error;
   }
   const std::string listed = Answer({"list"});
   for (int i = 0; i < kProcesses; ++i)
