@@ -226,10 +226,12 @@ endfunction()
 #
 # name.cc as a fuzzer; its corpus is in the folder name_corpus. name.dict has its
 # dictionary, and name.options options of libFuzzer, if there are such files. With
-# FAIRLEAD_FUZZERS it is linked with FAIRLEAD_FUZZING_ENGINE. A test replays the
-# corpus, but not under the thread sanitizer: no fuzzer runs threads.
+# FAIRLEAD_FUZZERS it is linked with FAIRLEAD_FUZZING_ENGINE. In these builds and in
+# the debug ones a test replays the corpus.
 function(fairlead_fuzzer name)
-  if(NOT FAIRLEAD_FUZZERS AND NOT FAIRLEAD_TESTS)
+  if(FAIRLEAD_TESTS AND CMAKE_BUILD_TYPE STREQUAL "Debug")
+    set(has_test ON)
+  elseif(NOT FAIRLEAD_FUZZERS)
     return()
   endif()
   fairlead_program(${name} PRIVATE_PARTS ${ARGN})
@@ -247,7 +249,7 @@ function(fairlead_fuzzer name)
     target_link_libraries(${name} PRIVATE fairlead_replay_inputs)
     set(replay ${corpus})
   endif()
-  if(FAIRLEAD_TESTS)
+  if(has_test)
     add_test(NAME ${name} COMMAND ${name} ${replay})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300 LABELS quick)
   endif()
