@@ -154,9 +154,10 @@ bool FailsAWakeup(const Trial& run) {
 // The calls whose number depends on how the threads take turns.
 bool IsByChance(const Fault& fault, const std::string& trace) {
   static const std::set<std::string> kByChance = {
-      "brk",   "clock_nanosleep", "futex", "mmap",          "mprotect",
-      "poll",  "pselect6",        "read",  "write",         "recvfrom",
-      "close", "sendto",          "ioctl", "rt_sigprocmask"};
+      "brk",        "clock_nanosleep", "futex",  "mmap",           "mprotect",
+      "poll",       "pselect6",        "read",   "write",          "recvfrom",
+      "close",      "sendto",          "ioctl",  "rt_sigprocmask", "accept4",
+      "getsockopt", "madvise",         "mremap", "munmap",         "shutdown"};
   return trace.find(" clone") != std::string::npos &&
          kByChance.contains(fault.call);
 }
