@@ -16,9 +16,9 @@ namespace fairlead::internal {
 // A new empty folder, removed with all its files at the end of its scope.
 class TempFolder {
  public:
-  // mkdtemp() replaces the six letters at the end.
-  TempFolder()
-      : path_(std::filesystem::temp_directory_path() / "fairlead.XXXXXX") {
+  // mkdtemp() replaces the six letters X at the end.
+  TempFolder() : path_(std::filesystem::temp_directory_path() / "fairlead.") {
+    path_.append(6, 'X');
     if (mkdtemp(path_.data()) == nullptr) std::abort();
   }
   TempFolder(const TempFolder&) = delete;
