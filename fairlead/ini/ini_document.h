@@ -132,7 +132,7 @@ struct IniFound {
 /// A plain value: one thread per object, or any number of readers. One that was
 /// moved from can only be assigned to and destroyed.
 /// @par Cost
-/// The constructor reads the text once and takes 16 bytes per line besides. A
+/// The constructor reads the text once and takes 8 bytes per line besides. A
 /// search or an edit visits each line once or twice, in some three nanoseconds.
 /// @par Example
 /// @code

@@ -46,11 +46,11 @@ bool EndsWithBackslash(std::string_view line) {
 
 }  // namespace
 
-std::uint32_t HashOf(std::string_view name) {
+std::uint16_t HashOf(std::string_view name) {
   std::uint32_t hash = 2166136261;
   for (const char c : name)
     hash = (hash ^ static_cast<unsigned char>(c)) * 16777619;
-  return hash;
+  return static_cast<std::uint16_t>(hash ^ (hash >> 16));
 }
 
 LineTable::LineTable(std::string text, IniReading reading)
@@ -60,11 +60,7 @@ LineTable::LineTable(std::string text, IniReading reading)
   for (std::size_t at = ByteOrderMark().size(); at < text_.size();) {
     const std::size_t end =
         std::min(text_.find('\n', at), text_.size() - 1) + 1;
-    lines_.push_back({.begin = static_cast<std::uint32_t>(at),
-                      .size = static_cast<std::uint32_t>(end - at),
-                      .hash = 0,
-                      .kind = LineKind::kBlank,
-                      .disabled = false});
+    lines_.emplace_back(at);
     Classify(lines_.size() - 1);
     at = end;
   }
@@ -76,23 +72,26 @@ std::string_view LineTable::ByteOrderMark() const {
   return std::string_view(text_).substr(0, has_mark ? kUtf8Mark.size() : 0);
 }
 
-std::string_view LineTable::BytesAt(std::size_t begin, std::size_t size) const {
-  return begin < text_.size()
-             ? std::string_view(text_).substr(begin, size)
-             : std::string_view(added_).substr(begin - text_.size(), size);
-}
-
 std::string_view LineTable::SourceOf(std::size_t line) const {
-  return BytesAt(lines_[line].begin, lines_[line].size);
+  const std::size_t begin = lines_[line].begin;
+  const std::string_view bytes =
+      begin < text_.size()
+          ? std::string_view(text_).substr(begin)
+          : std::string_view(added_).substr(begin - text_.size());
+  const std::size_t newline = bytes.find('\n');
+  if (newline == std::string_view::npos) return bytes;
+  return bytes.substr(0, lines_[line].is_open ? newline : newline + 1);
 }
 
 std::string_view LineTable::PieceAt(std::size_t& line) const {
-  const std::uint32_t begin = lines_[line].begin;
-  std::uint32_t end = begin;
-  while (line < size() && lines_[line].begin == end &&
-         !lines_[line].HasNewMarks() && (end == begin || end != text_.size()))
-    end += lines_[line++].size;
-  return BytesAt(begin, end - begin);
+  std::string_view piece = SourceOf(line++);
+  while (line < size() && !lines_[line].HasNewMarks()) {
+    const std::string_view next = SourceOf(line);
+    if (next.data() != piece.data() + piece.size()) break;
+    piece = {piece.data(), piece.size() + next.size()};
+    ++line;
+  }
+  return piece;
 }
 
 void LineTable::AppendMarked(std::size_t line, std::string& text) const {
@@ -160,8 +159,9 @@ std::string_view LineTable::NewlineOf(std::size_t line) const {
 
 std::size_t LineTable::TextSize() const {
   std::size_t size = ByteOrderMark().size();
-  for (const Line& line : lines_)
-    size += line.size + kMarks[line.marks].size() - line.removed;
+  for (std::size_t line = 0; line < lines_.size(); ++line)
+    size += SourceOf(line).size() + kMarks[lines_[line].marks].size() -
+            lines_[line].removed;
   return size;
 }
 
@@ -221,14 +221,11 @@ void LineTable::CheckBelow(std::size_t line) {
 }
 
 LineTable::Line LineTable::Added(std::string_view text) {
-  CheckSize(text_.size() + added_.size() + text.size());
-  const auto begin = static_cast<std::uint32_t>(text_.size() + added_.size());
-  added_ += text;
-  return {.begin = begin,
-          .size = static_cast<std::uint32_t>(text.size()),
-          .hash = 0,
-          .kind = LineKind::kBlank,
-          .disabled = false};
+  CheckSize(text_.size() + added_.size() + text.size() + 1);
+  Line line(text_.size() + added_.size());
+  line.is_open = !text.ends_with('\n');
+  added_.append(text).append(line.is_open ? 1 : 0, '\n');
+  return line;
 }
 
 // Notes a change for Undo() right before it is made. Until there is memory for
@@ -296,8 +293,8 @@ void LineTable::ChangeMarks(std::size_t line, std::size_t removed,
   const Line old = lines_[line];
   NoteMarks(line);
   lines_[line].removed = static_cast<std::uint8_t>(removed);
-  lines_[line].marks = static_cast<std::uint8_t>(
-      std::ranges::find(kMarks, marks) - kMarks.begin());
+  const auto mark = std::ranges::find(kMarks, marks) - kMarks.begin();
+  lines_[line].marks = static_cast<std::uint8_t>(mark) & 7U;
   CheckChanged(line, old);
 }
 

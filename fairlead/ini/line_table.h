@@ -21,11 +21,11 @@ inline constexpr std::size_t kNoLine = SIZE_MAX;
 inline constexpr std::string_view kUtf8Mark = "\xef\xbb\xbf";
 
 // Returns a number that equal names share and most others do not.
-std::uint32_t HashOf(std::string_view name);
+std::uint16_t HashOf(std::string_view name);
 
-// The lines of a text, each with what it means. Sixteen bytes for a line: a
-// large file must not take several times its size, also when every line of it
-// is disabled or enabled.
+// The lines of a text, each with what it means. Eight bytes for a line: a large
+// file must not take several times its size, also when every line of it is
+// disabled or enabled. So the end of a line is searched for, not stored.
 //
 // A line is numbered from 0 and includes its newline.
 class LineTable {
@@ -44,7 +44,7 @@ class LineTable {
   LineKind KindOf(std::size_t line) const { return lines_[line].kind; }
   bool IsDisabled(std::size_t line) const { return lines_[line].disabled; }
   // Of the name of a key or header, which must be closed.
-  std::uint32_t HashAt(std::size_t line) const { return lines_[line].hash; }
+  std::uint16_t HashAt(std::size_t line) const { return lines_[line].hash; }
 
   // Returns a number that no other line has. Replace() changes it.
   std::uint32_t IdOf(std::size_t line) const { return lines_[line].begin; }
@@ -114,17 +114,20 @@ class LineTable {
 
  private:
   struct Line {
+    explicit Line(std::size_t at) : begin(static_cast<std::uint32_t>(at)) {}
+
     bool HasNewMarks() const { return removed != 0 || marks != 0; }
 
     std::uint32_t begin;  // In text_, or in added_ behind it.
-    std::uint32_t size;   // There.
-    std::uint32_t hash;
-    LineKind kind;
-    bool disabled;
+    std::uint16_t hash = 0;
+    LineKind kind : 3 = LineKind::kBlank;
+    bool disabled : 1 = false;
+    bool is_open : 1 = false;  // Without the newline that follows in added_.
     // From the first byte on that is not blank:
-    std::uint8_t removed = 0;  // this many bytes,
-    std::uint8_t marks = 0;    // for which the line has these of kMarks.
+    std::uint8_t marks : 3 = 0;  // the line has these of kMarks
+    std::uint8_t removed = 0;    // for this many bytes.
   };
+  static_assert(sizeof(Line) == 8);
 
   // Lines that are inserted in place of others, the last ones in erased_; or
   // lines among which those with new marks have got them.
@@ -144,7 +147,6 @@ class LineTable {
   // Returns whether the line is below a value that ends with a backslash, and
   // indented: an active key or header there is a part of the value.
   bool IsSwallowed(std::size_t line) const;
-  std::string_view BytesAt(std::size_t begin, std::size_t size) const;
   // Returns the bytes of a line without its new marks.
   std::string_view SourceOf(std::size_t line) const;
   // Returns the longest piece that begins with a line. `line` becomes the next.

@@ -75,7 +75,7 @@ IniEntry EntryAt(const LineTable& lines, std::size_t line, std::size_t header);
 // A name to look for.
 struct Wanted {
   std::string_view name;
-  std::uint32_t hash;
+  std::uint16_t hash;
 
   explicit Wanted(std::string_view text) : name(text), hash(HashOf(text)) {}
 
