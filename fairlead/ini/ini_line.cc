@@ -13,10 +13,9 @@ std::string_view WithoutLeadingBlanks(std::string_view text) {
   return text;
 }
 
-// Trims a value. An empty one keeps its place in the line.
-std::string_view TrimmedValue(std::string_view text) {
-  const std::string_view rest = WithoutLeadingBlanks(text);
-  return rest.empty() ? rest : TrimmedLine(rest);
+std::string_view WithoutTrailingBlanks(std::string_view text) {
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 IniLine ReadHeader(std::string_view after_bracket, char mark) {
@@ -38,8 +37,8 @@ IniLine ReadActiveLine(std::string_view line, char mark = ' ') {
     return {.kind = LineKind::kOther, .mark = mark};
   return {.kind = equals == 0 ? LineKind::kKeyless : LineKind::kKey,
           .mark = mark,
-          .name = TrimmedLine(line.substr(0, equals)),
-          .value = TrimmedValue(line.substr(equals + 1))};
+          .name = WithoutTrailingBlanks(line.substr(0, equals)),
+          .value = WithoutLeadingBlanks(line.substr(equals + 1))};
 }
 
 bool IsWordCharacter(char c) {
@@ -96,7 +95,8 @@ IniLine ReadRecordLine(std::string_view line) {
   if (line.empty()) return {};
   char mark = ' ';
   if (IsCommentCharacter(line.front())) {
-    if (line.find_first_of("[=") == std::string_view::npos)
+    if (line.find('=') == std::string_view::npos &&
+        line.find('[') == std::string_view::npos)
       return {.kind = LineKind::kComment};
     mark = line.front();
     line = TrimmedLine(line.substr(1));

@@ -21,6 +21,19 @@ struct RecordView {
   std::string_view value;
 };
 
+// A list makes its new record out of it in place: a conversion is not moved.
+struct CurrentRecord {
+  const RecordReader& reader;
+
+  operator CIniFile::Record() const {  // NOLINT(google-explicit-constructor)
+    return {.Comments = std::string(reader.Comments()),
+            .Commented = reader.Commented(),
+            .Section = std::string(reader.Section()),
+            .Key = std::string(reader.Key()),
+            .Value = std::string(reader.Value())};
+  }
+};
+
 // Appends in one step, as a file is saved record by record.
 void AppendLines(const RecordView& record, std::string& text) {
   const bool disabled = record.commented != ' ';
@@ -59,11 +72,7 @@ void AppendLines(const RecordReader& reader, std::string& text) {
 
 void Append(const RecordReader& reader,
             std::vector<CIniFile::Record>& content) {
-  content.push_back({.Comments = std::string(reader.Comments()),
-                     .Commented = reader.Commented(),
-                     .Section = std::string(reader.Section()),
-                     .Key = std::string(reader.Key()),
-                     .Value = std::string(reader.Value())});
+  content.emplace_back(CurrentRecord{reader});
 }
 
 }  // namespace internal
