@@ -9,6 +9,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -16,6 +17,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "fairlead/base/blocked_signals.h"
 #include "fairlead/base/descriptor.h"
@@ -55,31 +57,46 @@ ssize_t SendWithoutSigpipe(int sock, const CTCPMessage& message) {
   return sent;
 }
 
-// Waits up to 3 seconds until `sock` has input; returns what select does. The
-// set is as long as the descriptor requires: select accepts consecutive fd_sets
-// as one long set.
-int Select(int sock, std::vector<fd_set>& read_set) {
-  const int last = sock / FD_SETSIZE;
-  read_set.assign(static_cast<std::size_t>(last) + 1, fd_set{});
-  FD_SET(sock % FD_SETSIZE, &read_set.back());
-  timeval wait = kInputTimeout;
-  return select(sock + 1, read_set.data(), nullptr, nullptr, &wait);
-}
-
-// Returns whether input is known to be there, so that there is nothing to wait
-// for. A select would find it too, and costs more.
-bool HasInput(int sock) {
-  int waiting = 0;
-  return ioctl(sock, FIONREAD, &waiting) == 0 && waiting > 0;
-}
-
-// Returns what select does, and -1 without a socket.
-int WaitForInput(int sock, std::vector<fd_set>& read_set) {
-  if (sock == 0) return -1;
-  return HasInput(sock) ? 1 : Select(sock, read_set);
-}
-
 }  // namespace
+
+// The input of a socket, as far as the receive thread knows it.
+class CTCPClient::Input {
+ public:
+  // Waits up to 3 seconds until `sock` has input. Returns what select does, and
+  // -1 without a socket. A select would also find input that is known to be
+  // there, and costs more than a look once per many receives.
+  int Await(int sock) {
+    if (sock == 0) return -1;
+    return waiting_ > 0 || Look(sock) ? 1 : Select(sock);
+  }
+
+  // Counts what a receive has returned.
+  void Take(ssize_t count) {
+    waiting_ -= std::min(waiting_, static_cast<int>(count));
+    may_have_more_ = count == kMaxReceived;
+  }
+
+ private:
+  // Returns whether there is more input, after a receive that was full.
+  bool Look(int sock) {
+    if (!may_have_more_ || ioctl(sock, FIONREAD, &waiting_) == -1) waiting_ = 0;
+    return waiting_ > 0;
+  }
+
+  // The set is as long as the descriptor requires: select accepts consecutive
+  // fd_sets as one long set.
+  int Select(int sock) {
+    const int last = sock / FD_SETSIZE;
+    set_.assign(static_cast<std::size_t>(last) + 1, fd_set{});
+    FD_SET(sock % FD_SETSIZE, &set_.back());
+    timeval wait = kInputTimeout;
+    return select(sock + 1, set_.data(), nullptr, nullptr, &wait);
+  }
+
+  std::vector<fd_set> set_;
+  int waiting_ = 0;  // At least so many bytes are there.
+  bool may_have_more_ = false;
+};
 
 CTCPClient::CTCPClient() {
   threadCv_.notify_all();  // Kept for compatibility: nobody can wait yet.
@@ -264,17 +281,16 @@ void CTCPClient::Receive() {
   // Kept for compatibility: nothing reads it.
   [[maybe_unused]] const std::string label = internal::PeerLabel(peer_);
   CTCPMessage message;
-  std::vector<fd_set> read_set;
-  while (running_ && ReceiveOnce(message, read_set)) {
+  Input input;
+  while (running_ && ReceiveOnce(message, input)) {
   }
 }
 
-// One pass of the receive thread; false if it was the last. `message` and
-// `read_set` are its buffers.
-bool CTCPClient::ReceiveOnce(CTCPMessage& message,
-                             std::vector<fd_set>& read_set) {
+// One pass of the receive thread; false if it was the last. `message` is its
+// buffer.
+bool CTCPClient::ReceiveOnce(CTCPMessage& message, Input& input) {
   const int sock = mainSock_;
-  const int ready = WaitForInput(sock, read_set);
+  const int ready = input.Await(sock);
   if (ready == -1) {
     mainSock_ = 0;  // Kept for compatibility: abandoned, not closed.
     return false;
@@ -288,6 +304,7 @@ bool CTCPClient::ReceiveOnce(CTCPMessage& message,
     CloseMainSock();
     return false;
   }
+  input.Take(received);
   message.len = static_cast<std::int32_t>(received);
   message.sock = sock;
   Enqueue(message);

@@ -4,7 +4,6 @@
 #define FAIRLEAD_NET_TCP_CLIENT_H_
 
 #include <netinet/in.h>
-#include <sys/select.h>
 #include <sys/types.h>
 
 #include <atomic>
@@ -14,7 +13,6 @@
 #include <deque>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 #include "fairlead/export.h"
 #include "fairlead/time/the_time.h"
@@ -158,13 +156,14 @@ class FAIRLEAD_EXPORT CTCPClient {
   void Close();
 
  private:
+  class FAIRLEAD_PRIVATE Input;
+
   FAIRLEAD_PRIVATE std::int32_t RecvThread();
   FAIRLEAD_PRIVATE void Receive();
   FAIRLEAD_PRIVATE void StartRecvThread();
   FAIRLEAD_PRIVATE void LeaveToParent();
   FAIRLEAD_PRIVATE void WakeRecvThread();
-  FAIRLEAD_PRIVATE bool ReceiveOnce(CTCPMessage& message,
-                                    std::vector<fd_set>& read_set);
+  FAIRLEAD_PRIVATE bool ReceiveOnce(CTCPMessage& message, Input& input);
   FAIRLEAD_PRIVATE void Enqueue(CTCPMessage& message);
   FAIRLEAD_PRIVATE void CloseMainSock();
   FAIRLEAD_PRIVATE void ReceiveInto(internal::ReceiveBuffer& buffer);
