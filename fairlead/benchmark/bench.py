@@ -92,8 +92,12 @@ def print_tables(folder, level, regex, charts):
     pictures = PROJECT / "docs" / "charts"
     pictures.mkdir(exist_ok=True)
     for subsystem, times in by_subsystem.items():
+        title = f"{subsystem}, -O{level}"
+        draw = results.chart
+        if results.growth(times):
+            title, draw = f"How cost grows, -O{level}", results.growth_chart
         (pictures / f"{subsystem}-O{level}.svg").write_text(
-            results.chart(f"{subsystem}, -O{level}", times), encoding="utf-8")
+            draw(title, times), encoding="utf-8")
 
 
 @contextlib.contextmanager

@@ -5,6 +5,7 @@ Those with the same group and argument use the same input.
 """
 
 import json
+import math
 import statistics
 from html import escape
 
@@ -13,10 +14,14 @@ OURS = "fairlead"
 # What every implementation has to do: no peer, but the lower limit.
 LIMITS = frozenset({
     "bare_loop", "bare_socket", "bare_writes", "clock_and_mutex",
-    "clock_gettime alone", "localtime_r alone", "mktime alone", "print_alone"})
+    "clock_gettime alone", "localtime_r alone", "mktime alone", "print_alone",
+    "read_and_make_records"})
 
 # Smaller changes are called noise, however steady the times are.
 LEAST_CHANGE = 0.03
+
+# In the name of a benchmark that measures time on the clock.
+CLOCKS = frozenset({"real_time", "manual_time"})
 
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
@@ -24,7 +29,7 @@ NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 def split(run_name):
     """Returns "Group/argument" and "implementation"."""
     parts = [part for part in run_name.split("/")
-             if part != "real_time" and not part.startswith("threads:")]
+             if part not in CLOCKS and not part.startswith(("threads:", "iterations:"))]
     implementation = parts[1] if len(parts) > 1 else OURS
     return "/".join(parts[:1] + parts[2:]), implementation
 
@@ -40,7 +45,7 @@ def read(text):
     for run in json.loads(text)["benchmarks"]:
         if run["run_type"] != "iteration" or run.get("error_occurred"):
             continue
-        clock = "/real_time" in run["run_name"]
+        clock = CLOCKS.intersection(run["run_name"].split("/"))
         time = run["real_time" if clock else "cpu_time"]
         times.setdefault(split(run["run_name"]), []).append(
             time * NANOSECONDS[run["time_unit"]])
@@ -115,6 +120,78 @@ def comparison(before, after):
                      f"{100 * (new / old - 1):+.0f}% | "
                      f"{verdict(before[name], after[name])} |")
     return lines
+
+
+GROWTH = "Growth"  # Begins the names of the benchmarks of several sizes.
+PANEL_WIDTH = 260
+PANEL_HEIGHT = 150
+
+
+def growth(times):
+    """Returns the points of each benchmark of several sizes: the number of its
+    elements or threads, and the nanoseconds for one of them."""
+    points = {}
+    for (name, _), values in times.items():
+        group, _, count = name.partition("/")
+        if group.startswith(GROWTH) and count.isdigit():
+            points.setdefault(group.removeprefix(GROWTH), []).append(
+                (int(count), statistics.median(values) / int(count)))
+    return {group: sorted(line) for group, line in points.items()}
+
+
+def panel(x, y, name, line):
+    """Returns a picture of a line, both axes logarithmic. A level line means
+    that the cost of one element does not depend on how many there are."""
+    first, last = (math.log10(line[end][0]) for end in (0, -1))
+    lowest = math.floor(math.log10(min(cost for _, cost in line)))
+    highest = max(math.ceil(math.log10(max(cost for _, cost in line))), lowest + 2)
+
+    def place(count, cost):
+        return (x + (math.log10(count) - first) / (last - first) * PANEL_WIDTH,
+                y + (highest - math.log10(cost)) / (highest - lowest) * PANEL_HEIGHT)
+
+    parts = [f'<text x="{x}" y="{y - 8}" font-size="13">{escape(name)}</text>',
+             f'<rect x="{x}" y="{y}" width="{PANEL_WIDTH}" height="{PANEL_HEIGHT}" '
+             'fill="none" stroke="#b8c4d0"/>']
+    for power in range(lowest, highest + 1):
+        at = place(line[0][0], 10.0 ** power)[1]
+        parts.append(f'<text x="{x - 6}" y="{at + 4:.0f}" text-anchor="end">'
+                     f'{10.0 ** power:g}</text>')
+    for count, _ in line:
+        at = place(count, 1)[0]
+        parts.append(f'<text x="{at:.0f}" y="{y + PANEL_HEIGHT + 14}" '
+                     f'text-anchor="middle">{short(count)}</text>')
+    path = " ".join(f"{a:.0f},{b:.0f}" for a, b in (place(*point) for point in line))
+    parts.append(f'<polyline points="{path}" fill="none" stroke="#1f5fa8" '
+                 'stroke-width="2"/>')
+    return "".join(parts)
+
+
+def short(count):
+    """Returns 1000 as 1k, and a million as 1M."""
+    for unit, size in (("M", 10 ** 6), ("k", 10 ** 3)):
+        if count >= size and count % size == 0:
+            return f"{count // size}{unit}"
+    return str(count)
+
+
+def growth_chart(title, times):
+    """Returns an SVG picture of what one element costs among few and many."""
+    lines = [(name, line) for name, line in sorted(growth(times).items())
+             if len(line) > 1]
+    panels = [panel(70 + at % 3 * (PANEL_WIDTH + 80),
+                    60 + at // 3 * (PANEL_HEIGHT + 60), name, line)
+              for at, (name, line) in enumerate(lines)]
+    rows = (len(panels) + 2) // 3
+    return "\n".join([
+        '<svg xmlns="http://www.w3.org/2000/svg" '
+        f'width="{70 + 3 * (PANEL_WIDTH + 80)}" '
+        f'height="{40 + rows * (PANEL_HEIGHT + 60)}" font-family="sans-serif" '
+        'font-size="11">',
+        '<rect width="100%" height="100%" fill="white"/>',
+        f'<text x="8" y="18" font-size="13">{escape(title)}: nanoseconds for '
+        "one, among so many</text>",
+        *panels, "</svg>", ""])
 
 
 BAR_HEIGHT = 14

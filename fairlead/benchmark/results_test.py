@@ -25,14 +25,19 @@ class ReadTest(unittest.TestCase):
                          ("TcpTenIdleSeconds", "fairlead"))
         self.assertEqual(results.split("LogLine/stdio/4/real_time/threads:4"),
                          ("LogLine/4", "stdio"))
+        self.assertEqual(
+            results.split("Close/x/8/iterations:300/manual_time"),
+            ("Close/8", "x"))
 
     def test_repetitions_are_kept_in_nanoseconds(self):
         times = read(run("A/fairlead", 2.0), run("A/fairlead", 3.0, unit="us"))
         self.assertEqual(times, {("A", "fairlead"): [2.0, 3000.0]})
 
     def test_the_clock_counts_only_if_the_benchmark_asks_for_it(self):
-        times = read(run("A/x", 2.0, 9.0), run("B/x/real_time", 2.0, 9.0))
-        self.assertEqual(times, {("A", "x"): [2.0], ("B", "x"): [9.0]})
+        times = read(run("A/x", 2.0, 9.0), run("B/x/real_time", 2.0, 9.0),
+                     run("C/x/manual_time", 2.0, 9.0))
+        self.assertEqual(times, {("A", "x"): [2.0], ("B", "x"): [9.0],
+                                 ("C", "x"): [9.0]})
 
     def test_aggregates_and_errors_are_left_out(self):
         aggregate = dict(run("A/x", 2.0), run_type="aggregate")
@@ -115,6 +120,32 @@ class TextTest(unittest.TestCase):
         self.assertEqual([rect.getAttribute("width") for rect in bars],
                          ["80", "40", "120", "400"])
         self.assertIn("100.00", picture.toxml())
+
+
+class GrowthTest(unittest.TestCase):
+    TIMES = {("GrowthLines/1000", "fairlead"): [2000.0],
+             ("GrowthLines/10", "fairlead"): [30.0, 30.0, 90.0],
+             ("GrowthKeys/10", "fairlead"): [10.0],
+             ("Lines/10", "fairlead"): [1.0]}
+
+    def test_the_cost_of_one_is_by_rising_number(self):
+        self.assertEqual(results.growth(self.TIMES),
+                         {"Lines": [(10, 3.0), (1000, 2.0)], "Keys": [(10, 1.0)]})
+
+    def test_numbers_are_short(self):
+        self.assertEqual([results.short(count) for count in
+                          (10, 1000, 1024, 10 ** 6, 10 ** 7)],
+                         ["10", "1k", "1024", "1M", "10M"])
+
+    def test_a_line_goes_from_the_first_number_to_the_last(self):
+        picture = xml.dom.minidom.parseString(
+            results.growth_chart("Growth", self.TIMES))
+        lines = picture.getElementsByTagName("polyline")
+        self.assertEqual(len(lines), 1)  # None for a single number.
+        first, last = lines[0].getAttribute("points").split()
+        self.assertEqual(first.split(",")[0], "70")
+        self.assertEqual(last.split(",")[0], "330")
+        self.assertLess(float(first.split(",")[1]), float(last.split(",")[1]))
 
 
 if __name__ == "__main__":
