@@ -7,6 +7,7 @@
 #include <bit>
 #include <cctype>
 #include <cstdint>
+#include <new>
 #include <span>
 #include <utility>
 
@@ -18,8 +19,6 @@ namespace {
 
 // Up to this many parameters are looked up one by one.
 constexpr std::size_t kShortTable = 32;
-// What the short table leaves of its memory.
-constexpr std::size_t kShortBytes = 700;
 // Most names are no longer.
 constexpr std::size_t kShortName = 32;
 
@@ -56,51 +55,52 @@ std::string_view NextWord(std::string_view& text) {
 CSimpleCmdLine::CSimpleCmdLine(int argc, const char* const* argv) {
   if (argc < 2) return;
   const std::span arguments(argv + 1, static_cast<std::size_t>(argc) - 1);
-  table_.reserve(arguments.size());
-  bytes_.reserve(kShortBytes);
+  std::size_t bytes = 0;
+  for (const std::string_view argument : arguments)
+    bytes += argument.size() + 1;
+  Reserve(arguments.size(), bytes);
 
   bool waiting = false;  // The last name has no value yet.
   for (const std::string_view argument : arguments) {
-    const Part space = {.at = bytes_.size(), .size = 0};
-    bytes_.push_back(' ');
+    const std::string_view space = Keep(" ");
     if (argument.starts_with('-')) {
       Add(KeepLower(argument.substr(1)));
       waiting = true;
       continue;
     }
-    if (table_.empty()) Add(space);
-    const Part word = Keep(argument);
-    Part& value = table_.back().value;
-    if (waiting) value.at = word.at;
-    value.size = bytes_.size() - value.at;
+    if (size_ == 0) Add(space.substr(0, 0));
+    const std::string_view word = Keep(argument);
+    std::string_view& value = table_[size_ - 1].value;
+    const char* const begin = waiting ? word.data() : value.data();
+    value = {begin, static_cast<std::size_t>(bytes_ - begin)};
     waiting = false;
   }
   SortLongTable();
 }
 
+// No word is more than one parameter.
 CSimpleCmdLine::CSimpleCmdLine(std::string line) : line_(std::move(line)) {
-  const std::string_view text = Text(KeepLower(line_));
-  const auto part = [text](std::string_view word) {
-    return Part{static_cast<std::size_t>(word.data() - text.data()),
-                word.size()};
-  };
+  std::size_t words = 0;
+  for (std::string_view rest = line_; !NextWord(rest).empty();) ++words;
+  Reserve(words, line_.size());
+
   bool waiting = false;  // The last name takes the next word as its value.
   bool bare = false;     // A bare word came after the last non-empty name, so
                          // an empty name takes no value.
-  std::string_view rest = text;
+  std::string_view rest = KeepLower(line_);
   for (std::string_view word = NextWord(rest); !word.empty();
        word = NextWord(rest)) {
     const std::size_t dash = word.find('-');
     const std::string_view head = word.substr(0, dash);
-    if (waiting) table_.back().value = part(head);
+    if (waiting) table_[size_ - 1].value = head;
     if (!waiting && !head.empty()) bare = true;
 
     if (dash == std::string_view::npos) {
-      if (!waiting) Add(part(word));
+      if (!waiting) Add(word);
       waiting = false;
     } else {
       const std::string_view name = word.substr(dash + 1);
-      Add(part(name));
+      Add(name);
       bare = bare && name.empty();
       waiting = !bare;
     }
@@ -131,14 +131,14 @@ std::string CSimpleCmdLine::GetStrParam(std::string_view name) const {
 std::string CSimpleCmdLine::GetStrParam(std::string_view name,
                                         std::string_view fallback) const {
   const Parameter* const found = Find(name);
-  return std::string(found != nullptr ? Text(found->value) : fallback);
+  return std::string(found != nullptr ? found->value : fallback);
 }
 
 int CSimpleCmdLine::GetIntParam(std::string_view name, int fallback) const {
   const Parameter* const found = Find(name);
   if (found == nullptr) return fallback;
   int number = 0;
-  getval(Text(found->value), number, fallback);
+  getval(found->value, number, fallback);
   return number;
 }
 
@@ -150,37 +150,49 @@ void CSimpleCmdLine::getval(std::string_view text, int& target, int fallback) {
   fairlead::getval<int, int>(text, target, fallback);
 }
 
-std::string_view CSimpleCmdLine::Text(Part part) const {
-  return {bytes_.data() + part.at, part.size};
+// Makes room for so many parameters and for the bytes of them all.
+void CSimpleCmdLine::Reserve(std::size_t parameters, std::size_t bytes) {
+  const std::size_t size = parameters * sizeof(Parameter) + bytes;
+  std::byte* memory = short_table_.data();
+  if (size > short_table_.size()) {
+    long_table_.resize(size);
+    memory = long_table_.data();
+  }
+  table_ = reinterpret_cast<Parameter*>(memory);
+  bytes_ = reinterpret_cast<char*>(table_ + parameters);
 }
 
-CSimpleCmdLine::Part CSimpleCmdLine::Keep(std::string_view text) {
-  const std::size_t at = bytes_.size();
-  bytes_ += text;
-  return {.at = at, .size = text.size()};
+std::string_view CSimpleCmdLine::Keep(std::string_view text) {
+  const char* const begin = bytes_;
+  bytes_ = std::copy(text.begin(), text.end(), bytes_);
+  return {begin, text.size()};
 }
 
-CSimpleCmdLine::Part CSimpleCmdLine::KeepLower(std::string_view text) {
-  const Part part = Keep(text);
-  Lower(text, bytes_.data() + part.at);
-  return part;
+std::string_view CSimpleCmdLine::KeepLower(std::string_view text) {
+  const char* const begin = bytes_;
+  Lower(text, bytes_);
+  bytes_ += text.size();
+  return {begin, text.size()};
 }
 
 // The value is empty and begins right after the name, where it can grow.
-void CSimpleCmdLine::Add(Part name) {
-  table_.push_back({.tag = Tag(Text(name)),
-                    .name = name,
-                    .value = {.at = name.at + name.size, .size = 0}});
+void CSimpleCmdLine::Add(std::string_view name) {
+  new (table_ + size_++) Parameter{
+      .tag = Tag(name), .name = name, .value = name.substr(name.size())};
+}
+
+std::span<CSimpleCmdLine::Parameter> CSimpleCmdLine::Table() const {
+  return {table_, size_};
 }
 
 // Names are stored in the order given: of equal ones, the last has the highest
 // position.
 void CSimpleCmdLine::SortLongTable() {
-  if (table_.size() <= kShortTable) return;
-  std::ranges::sort(table_, [this](const Parameter& a, const Parameter& b) {
+  if (size_ <= kShortTable) return;
+  std::ranges::sort(Table(), [](const Parameter& a, const Parameter& b) {
     if (a.tag != b.tag) return a.tag < b.tag;
-    const int order = Text(a.name).compare(Text(b.name));
-    return order != 0 ? order < 0 : a.name.at < b.name.at;
+    const int order = a.name.compare(b.name);
+    return order != 0 ? order < 0 : a.name.data() < b.name.data();
   });
 }
 
@@ -195,22 +207,22 @@ const CSimpleCmdLine::Parameter* CSimpleCmdLine::Find(
 const CSimpleCmdLine::Parameter* CSimpleCmdLine::FindLower(
     std::string_view name) const {
   const std::uint64_t tag = Tag(name);
-  if (table_.size() > kShortTable) return FindInLongTable(tag, name);
-  for (auto at = table_.rbegin(); at != table_.rend(); ++at)
-    if (at->tag == tag && Text(at->name) == name) return &*at;
+  if (size_ > kShortTable) return FindInLongTable(tag, name);
+  for (std::size_t at = size_; at-- > 0;)
+    if (table_[at].tag == tag && table_[at].name == name) return &table_[at];
   return nullptr;
 }
 
 const CSimpleCmdLine::Parameter* CSimpleCmdLine::FindInLongTable(
     std::uint64_t tag, std::string_view name) const {
-  const auto after = std::partition_point(
-      table_.begin(), table_.end(), [&](const Parameter& parameter) {
+  const auto after =
+      std::ranges::partition_point(Table(), [&](const Parameter& parameter) {
         return parameter.tag != tag ? parameter.tag < tag
-                                    : Text(parameter.name) <= name;
+                                    : parameter.name <= name;
       });
-  if (after == table_.begin()) return nullptr;
+  if (after == Table().begin()) return nullptr;
   const Parameter& last = after[-1];
-  return last.tag == tag && Text(last.name) == name ? &last : nullptr;
+  return last.tag == tag && last.name == name ? &last : nullptr;
 }
 
 }  // namespace fairlead

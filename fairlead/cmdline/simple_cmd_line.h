@@ -6,7 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory_resource>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -108,21 +108,17 @@ class FAIRLEAD_EXPORT CSimpleCmdLine {
   static void getval(std::string_view text, int& target, int fallback);
 
  private:
-  // A run of bytes_, which may move while it grows.
-  struct Part {
-    std::size_t at;
-    std::size_t size;
-  };
   struct Parameter {
-    std::uint64_t tag;  // Of the name: equal names have equal tags.
-    Part name;          // In lower case, without its '-'.
-    Part value;
+    std::uint64_t tag;      // Of the name: equal names have equal tags.
+    std::string_view name;  // In lower case, without its '-'.
+    std::string_view value;
   };
 
-  FAIRLEAD_PRIVATE std::string_view Text(Part part) const;
-  FAIRLEAD_PRIVATE Part Keep(std::string_view text);
-  FAIRLEAD_PRIVATE Part KeepLower(std::string_view text);
-  FAIRLEAD_PRIVATE void Add(Part name);
+  FAIRLEAD_PRIVATE void Reserve(std::size_t parameters, std::size_t bytes);
+  FAIRLEAD_PRIVATE std::string_view Keep(std::string_view text);
+  FAIRLEAD_PRIVATE std::string_view KeepLower(std::string_view text);
+  FAIRLEAD_PRIVATE void Add(std::string_view name);
+  FAIRLEAD_PRIVATE std::span<Parameter> Table() const;
   FAIRLEAD_PRIVATE void SortLongTable();
   FAIRLEAD_PRIVATE const Parameter* Find(std::string_view name) const;
   FAIRLEAD_PRIVATE const Parameter* FindLower(std::string_view name) const;
@@ -130,13 +126,13 @@ class FAIRLEAD_EXPORT CSimpleCmdLine {
       std::uint64_t tag, std::string_view name) const;
 
   const std::string line_;  // As passed; "" for an argument vector.
-  // Holds the table and the bytes, if they are not long. Not cleared first.
-  alignas(Parameter) std::array<std::byte, 2048> short_table_;
-  std::pmr::monotonic_buffer_resource memory_{short_table_.data(),
-                                              short_table_.size()};
-  std::pmr::string bytes_{&memory_};  // All names and values.
-  // In the order given; by name if there are many. The last of a name counts.
-  std::pmr::vector<Parameter> table_{&memory_};
+  // The table, in the order given, or by name if there are many; the last of a
+  // name counts. Behind it, the bytes of all names and values.
+  Parameter* table_ = nullptr;
+  std::size_t size_ = 0;
+  char* bytes_ = nullptr;              // The end of them.
+  std::vector<std::byte> long_table_;  // Holds both if they are long.
+  alignas(Parameter) std::array<std::byte, 2048> short_table_;  // Not cleared.
 };
 
 }  // namespace fairlead
