@@ -45,6 +45,10 @@ class FAIRLEAD_EXPORT StopRules {
   /// of it, and the piece. Returns whether a rule is met, now or before.
   bool TakePart(std::string_view part);
 
+  /// Begins another connection: a text of `until` that was cut by the end of
+  /// the last one has not come. The counts go on.
+  void BeginConnection() { tail_.clear(); }
+
   /// Returns whether a rule is met.
   bool IsMet() const;
 

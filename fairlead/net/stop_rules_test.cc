@@ -70,6 +70,17 @@ TEST(StopRulesTest, FindsATextThatSpansMessages) {
   EXPECT_FALSE(rules.UntilIsMissing());
 }
 
+TEST(StopRulesTest, ATextDoesNotSpanConnections) {
+  StopRules rules({.lines = 2, .until = "END"});
+  EXPECT_FALSE(rules.Take("\nEN"));
+  rules.BeginConnection();
+  EXPECT_FALSE(rules.Take("D EN"));
+  EXPECT_TRUE(rules.UntilIsMissing());
+  EXPECT_EQ(rules.Missing(), "1 of 2 lines");
+  EXPECT_TRUE(rules.Take("D"));
+  EXPECT_FALSE(rules.UntilIsMissing());
+}
+
 TEST(StopRulesTest, FindsATextOfZeroBytes) {
   StopRules rules({.until = std::string(2, '\0')});
   EXPECT_FALSE(rules.Take({"a\0b", 3}));
