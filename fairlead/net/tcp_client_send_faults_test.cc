@@ -66,6 +66,7 @@ volatile std::sig_atomic_t handled = 0;
 
 // Such as that of a pipe in another part of the program, meanwhile.
 TEST_F(TcpClientSendFaultsTest, KeepsASigpipeThatTheSendDidNotRaise) {
+  handled = 0;
   struct sigaction action = {};
   struct sigaction before = {};
   action.sa_handler = [](int) { handled = handled + 1; };
@@ -169,14 +170,20 @@ TEST_F(TcpClientSendFaultsTest, EndsASendThatWaitsWhenItCloses) {
     return FAIRLEAD_SYSTEM(send)(sock, data, size, MSG_NOSIGNAL);
   };
   Pair pair;
+  const CTCPMessage message = MessageOf(std::string(1800, 'x'));
+  std::size_t taken = 0;
   std::thread sending([&] {
-    const CTCPMessage message = MessageOf(std::string(1800, 'x'));
-    while (pair.client.SendMsg(&message)) {
-    }
+    while (pair.client.SendMsg(&message)) taken += 1800;
   });
   while (!full) std::this_thread::yield();
   pair.client.Close();
   sending.join();
+  EXPECT_FALSE(pair.client.SendMsg(&message));
+  std::size_t arrived = 0;
+  for (std::size_t more = 1; more > 0; arrived += more)
+    more = pair.peer.Receive(100'000).size();
+  EXPECT_GE(arrived, taken);
+  EXPECT_LT(arrived, taken + 1800);
 }
 
 // Numbers that an fd_set has no room for.

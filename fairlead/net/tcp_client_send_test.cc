@@ -197,19 +197,24 @@ TEST(TcpClientSendTest, SendsFromManyThreads) {
 
 // Many sends meet the end of the connection; it ends all the same.
 TEST(TcpClientSendTest, SendsWhileThePeerCloses) {
+  const CTCPMessage message = MessageOf("x");
   for (int round = 0; round < 30; ++round) {
     Pair pair;
+    ASSERT_TRUE(pair.connected);
+    EXPECT_TRUE(pair.client.SendMsg(&message));
     std::array<std::thread, 3> threads;
     for (std::thread& thread : threads) {
-      thread = std::thread([&pair] {
-        const CTCPMessage message = MessageOf("x");
+      thread = std::thread([&] {
         while (pair.client.SendMsg(&message)) {
         }
       });
     }
     pair.peer.Reset();
     for (std::thread& thread : threads) thread.join();
+    EXPECT_FALSE(pair.client.SendMsg(&message));
+    EXPECT_TRUE(pair.client.IsNotTerminated());
     pair.client.Close();
+    EXPECT_FALSE(pair.client.IsNotTerminated());
   }
 }
 
