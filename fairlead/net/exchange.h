@@ -165,9 +165,12 @@ class FAIRLEAD_EXPORT Exchange {
 
   /// Sends the body and gives what comes to the sink, until all is sent and the
   /// sink has enough, or until the exchange ends otherwise. What came after
-  /// "enough" is kept for the next call. Without a sink it only sends, and
-  /// takes nothing. Without a connection the error is ENOTCONN; for bytes to be
-  /// sent after a half-close, EPIPE.
+  /// "enough" is kept for the next call. If the peer resets the connection
+  /// after "enough" and before all is sent, the end is kPeerReset. Whether the
+  /// system took the last bytes before the reset is chance: where the reply is
+  /// enough, let that count. Without a sink it only sends, and takes nothing.
+  /// Without a connection the error is ENOTCONN; for bytes to be sent after a
+  /// half-close, EPIPE.
   ExchangeResult Converse(std::string_view body, const Sink& sink);
 
   /// The same with bytes that come from a descriptor. If the sink has enough
