@@ -2,8 +2,6 @@
 
 #include "tool/run_command.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <new>
 #include <string>
 #include <string_view>
@@ -21,9 +19,6 @@
 
 namespace fairlead::tool {
 namespace {
-
-// The running command, or nullptr.
-const Command* running = nullptr;
 
 // Returns the name of the command. "-help" and "--version" in its place mean
 // the command, "-h" and "-?" mean `help`.
@@ -52,7 +47,6 @@ ExitStatus RunAction(const Command& command, std::span<char* const> arguments,
     return kDone;
   }
   CheckUses(parsed);
-  running = &command;
   return command.action.run(parsed, output);
 }
 
@@ -71,27 +65,6 @@ ExitStatus Run(const Command& command, std::span<char* const> arguments,
                    output);
 }
 
-struct ClearRunning {
-  ClearRunning() = default;
-  ClearRunning(const ClearRunning&) = delete;
-  ClearRunning& operator=(const ClearRunning&) = delete;
-  ~ClearRunning() { running = nullptr; }
-};
-
-// With `silent`, the library prints "-33" and ends the process if a name cannot
-// be resolved. Nothing else ends it inside a command, so this reports the
-// error.
-void ReportUnresolvedHost() {
-  if (running == nullptr) return;
-  std::puts("");
-  PrintError(TopName(*running), "no IPv4 address is known for the host");
-}
-
-void ReportUnresolvedHostAtExit() {
-  static const bool registered = std::atexit(ReportUnresolvedHost) == 0;
-  (void)registered;
-}
-
 const Command& CommandIn(std::span<char* const> arguments) {
   if (arguments.empty()) throw Failure(kWrongUsage, std::string(ShortUsage()));
   return KnownCommand(CommandName(arguments[0]));
@@ -100,8 +73,6 @@ const Command& CommandIn(std::span<char* const> arguments) {
 }  // namespace
 
 ExitStatus RunCommand(std::span<char* const> arguments) {
-  ReportUnresolvedHostAtExit();
-  const ClearRunning clear_running;
   std::string_view name;
   try {
     const Output output;
