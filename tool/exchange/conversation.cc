@@ -200,10 +200,19 @@ void Conversation::Run(const Source& source) {
           return Take(bytes, time);
         });
     result_ = InExchange([&] { return exchange_.Converse(source, sink); });
-  } catch (const Rejected&) {
+    if (has_enough_) ForgetReset();
+  } catch (const Decided&) {
     result_.phase = ExchangePhase::kReceiving;
   }
   progress_.reset();
+}
+
+// What was awaited came before.
+void Conversation::ForgetReset() {
+  if (result_.end != ExchangeEnd::kPeerReset) return;
+  result_.end = ExchangeEnd::kDone;
+  result_.error = 0;
+  reset_late_ = true;
 }
 
 void Conversation::Converse(std::string_view body, std::string_view message) {
@@ -225,9 +234,9 @@ bool Conversation::Take(std::string_view bytes, const TheTime& time) {
   progress_.reset();
   LogReceived(bytes.size());
   result_.received += bytes.size();
-  const bool enough = reception_.Take(bytes, time);
-  if (reception_.IsRejected()) throw Rejected();
-  return enough;
+  has_enough_ = reception_.Take(bytes, time) || has_enough_;
+  if (reception_.IsDecided()) throw Decided();
+  return has_enough_;
 }
 
 // What may not be shown is not logged yet either.
@@ -248,7 +257,7 @@ std::string Conversation::HowMuch() const {
                      : Concat(result_.sent, " of ", Bytes(total_));
 }
 
-std::string_view Conversation::Success() const {
+std::string_view Conversation::WhatWasDone() const {
   if (result_.phase == ExchangePhase::kConnecting) return "only connected";
   if (reception_.IsRejected()) return "a rejected text was received";
   if (script_.empty()) return "enough was received";
@@ -256,10 +265,18 @@ std::string_view Conversation::Success() const {
                   : "the script was done";
 }
 
+std::string Conversation::Success() const {
+  if (reception_.IsExpected())
+    return Concat("the text of -expect came: ",
+                  Quoted(reception_.DecidingLine()));
+  return Concat(WhatWasDone(),
+                reset_late_ ? "; then the peer reset the connection" : "");
+}
+
 std::string Conversation::Ending() const {
   switch (result_.end) {
     case ExchangeEnd::kDone:
-      return std::string(Success());
+      return Success();
     case ExchangeEnd::kSilence:
       return Concat(result_.Text(), " for ",
                     DurationText(*settings_.limits.idle));
@@ -288,9 +305,10 @@ void Conversation::CheckOutcome() const {
 }
 
 void Conversation::TellSuccess() const {
+  const std::string sent =
+      result_.sent < total_ ? HowMuch() : Bytes(result_.sent);
   PrintNote(settings_.command,
-            Concat(Bytes(result_.sent), " sent, ", result_.received,
-                   " received; ", Ending()));
+            Concat(sent, " sent, ", result_.received, " received; ", Ending()));
   if (reception_.Undecrypted() > 0)
     PrintNote(settings_.command,
               Concat("discarded ", reception_.Undecrypted(),

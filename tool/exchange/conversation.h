@@ -56,6 +56,11 @@ ConversationSettings ReadSettings(const Arguments<kExchangeUses>& arguments);
 
 /// The steps of a conversation. Call each once, in this order. Each throws a
 /// Failure with its own status.
+///
+/// What was awaited decides, whatever the peer does afterwards: the system
+/// keeps what came before a reset, so that the outcome depends on the peer's
+/// bytes alone. Whether the last bytes sent met the reset or were sent just
+/// before it is chance.
 class Conversation {
  public:
   /// @param log null for none; all five outlive the object
@@ -68,14 +73,17 @@ class Conversation {
   void ShowConnectTime();
 
   /// Sends the body, or what is read from the source, and prints what is
-  /// received, until a stop rule is met, the peer closes, or nothing passes for
-  /// the idle time.
+  /// received, until a text of -expect or -reject decides, a stop rule is met
+  /// and all is sent, the peer closes, or nothing passes for the idle time. If
+  /// the peer resets the connection after a rule was met, the rule counts.
   ///
   /// @param message what the body says, before encryption and without a prefix
   void Converse(std::string_view body, std::string_view message);
   void Converse(const ExchangeInput& input, const Input& source);
 
-  /// Runs the script of that name, and prints what is received.
+  /// Runs the script of that name, and prints what is received. If the peer
+  /// resets the connection after the last statement that waits, the script is
+  /// done.
   void Converse(const DialogueScript& script, const std::string& name);
 
   /// Shows a message of what is sent. Any thread may call it.
@@ -100,8 +108,8 @@ class Conversation {
   void Tell(std::string_view event);
 
  private:
-  class Server;      // As the dialogue sees it.
-  struct Rejected {  // Ends an exchange at once.
+  class Server;     // As the dialogue sees it.
+  struct Decided {  // Ends an exchange at once.
   };
 
   void OnEvent(const ExchangeEvent& event);
@@ -112,9 +120,11 @@ class Conversation {
   template <typename Source>
   void Run(const Source& source);
   bool Take(std::string_view bytes, const TheTime& time);
+  void ForgetReset();
   std::string Place(std::string_view address) const;
   std::string HowMuch() const;
-  std::string_view Success() const;
+  std::string Success() const;
+  std::string_view WhatWasDone() const;
   [[noreturn]] void FailToConnect() const;
   void CheckExchange() const;
   void CheckReceived() const;
@@ -141,6 +151,8 @@ class Conversation {
   std::string place_;         // " at FILE:LINE", where the dialogue is.
   std::optional<DialogueProblem> problem_;
   std::optional<Progress> progress_;  // Of a long body.
+  bool has_enough_ = false;           // A rule was met.
+  bool reset_late_ = false;           // After what was awaited.
   ExchangeResult result_;
   std::string timeout_;  // The message, if the time is over.
   Exchange exchange_;

@@ -4,8 +4,10 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,15 +45,20 @@ class Timer {
         timerfd_settime(file_.number(), 0, &times, nullptr) != 0)
       throw Failure(kSendingFailed,
                     Concat("cannot set a timer: ", Reason(errno)));
-    if (twice) Await();
+    while (twice && !Await(std::nullopt)) {
+    }
   }
 
   int number() const { return file_.number(); }
 
-  void Await() const {
+  // Waits until it is readable, for at most that time. Returns false if it is
+  // not, which a signal may cause, too.
+  bool Await(ExchangeLimits::Limit limit) const {
     pollfd timer = {.fd = file_.number(), .events = POLLIN, .revents = 0};
-    while (poll(&timer, 1, -1) == -1 && errno == EINTR) {
-    }
+    const auto most =
+        std::min<milliseconds::rep>(limit ? limit->count() : -1, INT_MAX);
+    const int ready = poll(&timer, 1, static_cast<int>(most));
+    return ready == 1 || (ready == -1 && errno != EINTR);
   }
 
  private:
@@ -93,7 +100,8 @@ class Conversation::Server final : public DialoguePeer {
   }
 
   // The timer is an input: first it lets go what is to be sent, and then it
-  // ends the exchange. The end of what the peer sends does so, too.
+  // ends the exchange. The end of what the peer sends does so, too. A pause of
+  // no length does not wait, so that a reset may come during it or after it.
   bool Pause(const Statement& statement, milliseconds time,
              const Take& take) override {
     Begin(statement);
@@ -114,11 +122,12 @@ class Conversation::Server final : public DialoguePeer {
     result = conversation_.InExchange(
         [&] { return conversation_.exchange_.Converse(input, sink); });
     End();
-    if (result.end == ExchangeEnd::kPeerClosed) timer.Await();
     if (result.error == ECANCELED) {
       result.end = ExchangeEnd::kDone;
       result.error = 0;
     }
+    if (time.count() == 0) return result || conversation_.PeerHasLeft();
+    if (result.end == ExchangeEnd::kPeerClosed) SitOut(timer, sink);
     return result || result.end == ExchangeEnd::kPeerClosed;
   }
 
@@ -141,6 +150,23 @@ class Conversation::Server final : public DialoguePeer {
     message_.clear();
   }
 
+  // Waits for the rest of a pause in which the peer has closed. That it has
+  // closed without reading, which resets the connection, is seen at the end.
+  void SitOut(const Timer& timer, const Exchange::Sink& sink) {
+    TimeLimit& limit = conversation_.limit_;
+    limit.Delegate(true);
+    for (auto left = limit.Remaining(); !timer.Await(left);
+         left = limit.Remaining())
+      if (left && left->count() == 0) return Expire();
+    conversation_.result_ = conversation_.InExchange(
+        [&] { return conversation_.exchange_.Converse("", sink); });
+  }
+
+  void Expire() {
+    conversation_.result_.end = ExchangeEnd::kTimeOver;
+    conversation_.timeout_ = conversation_.limit_.Message();
+  }
+
   bool Show(std::string_view bytes, const TheTime& time, const Take& take) {
     conversation_.LogReceived(bytes.size());
     return take(conversation_.reception_.Show(bytes, time));
@@ -152,12 +178,14 @@ class Conversation::Server final : public DialoguePeer {
   std::string unsent_;   // It, encrypted.
 };
 
-// How the connection ends is of no interest once the script is done.
+// How the connection ends is of no interest once the script is done, and a
+// reset is of none once a line was refused.
 void Conversation::Converse(const DialogueScript& script,
                             const std::string& name) {
   script_ = name;
   Server server(*this);
   problem_ = RunDialogue(script, server);
+  if (!problem_ || problem_->refused) ForgetReset();
   if (problem_) return;
   result_.end = ExchangeEnd::kDone;
   result_.error = 0;

@@ -75,7 +75,8 @@ class DialoguePeer {
 
   /// Sends, and receives for so long a time, or what has come if it is zero.
   ///
-  /// @return false if the exchange has failed
+  /// @return false if the exchange has failed, which a reset is only in a pause
+  ///     longer than zero
   virtual bool Pause(const Statement& statement, std::chrono::milliseconds time,
                      const Take& take) = 0;
 };

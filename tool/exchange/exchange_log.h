@@ -19,8 +19,8 @@ inline constexpr Parameter kLog = {
     .group = Group::kLog,
     .help =
         "append one timestamped line per event to FILE (byte counts only, and "
-        "the line by which -reject or a script failed; repeated warnings at "
-        "most every 10 s)"};
+        "the line that decided for -expect, for -reject or against a script, "
+        "or the text that did not come; repeated warnings at most every 10 s)"};
 
 /// Returns what a log has of the end of something that failed.
 std::string Failed(std::string_view why);

@@ -12,6 +12,8 @@
 namespace fairlead::tool::expect_test {
 namespace {
 
+using testing::ContainsRegex;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 const Words kForever = {"-idle", "86400", "-timeout", "86400"};
@@ -43,7 +45,7 @@ TEST(ExpectTest, TheFirstTextDecidesAtOnce) {
       {{"-expect", "failed", "-reject", "ready"},
        "the text of -reject came: 'it is ready \\x1b[31mnow'\n"},
       {{"-expect", "other", "-lines", "2"},
-       "the text of -expect did not come: enough was received\n"},
+       "the text of -expect did not come: 'other'; enough was received\n"},
   };
   const std::string sent = "one\nit is ready \x1b[31mnow\nfailed\n";
   for (const ExpectCase& c : cases) {
@@ -61,8 +63,8 @@ TEST(ExpectTest, ATextThatDoesNotComeIsAnAnswerOfNo) {
   EXPECT_EQ(expected.output, "one\n");
   EXPECT_EQ(expected.status, 1);
   EXPECT_EQ(expected.error,
-            "fairlead recv: the text of -expect did not come: the peer "
-            "closed\n");
+            "fairlead recv: the text of -expect did not come: 'ready'; the "
+            "peer closed\n");
   const Outcome rejected = Received({"one\n"}, {"-reject", "ready"}, true);
   EXPECT_EQ(rejected.output, "one\n");
   EXPECT_EQ(rejected.status, 0);
@@ -83,45 +85,56 @@ TEST(ExpectTest, TheTextMaySpanMessages) {
   EXPECT_EQ(rejected.status, 1);
 }
 
-// The server reads nothing, so the body cannot be sent.
-TEST(ExpectTest, ARejectedBodyIsNotSentToItsEnd) {
+// Returns what `send` makes of an answer to a body of which the server reads
+// nothing, so that it cannot be sent.
+Outcome Answered(const std::string& answer, const Words& rules) {
   const TempFolder folder;
   const std::string body = folder.File("body", std::string(40'000'000, 'x'));
   std::promise<void> ended;
   ScriptedServer server([&](int connection) {
-    SendAll(connection, "413 too large\n");
+    SendAll(connection, answer);
     ended.get_future().wait();
   });
-  const Outcome outcome =
-      Fairlead(server.Arguments("send") +
-               Words{"-file", body, "-reject", "413"} + kForever);
+  const Outcome outcome = Fairlead(server.Arguments("send") +
+                                   Words{"-file", body} + rules + kForever);
   ended.set_value();
-  EXPECT_EQ(outcome.output, "413 too large\n");
-  EXPECT_EQ(outcome.error,
-            "fairlead send: the text of -reject came: '413 too large'\n");
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output, answer);
+  return outcome;
 }
 
-TEST(ExpectTest, AnExpectedAnswerDoesNotCutTheBody) {
-  const TempFolder folder;
-  const std::string text(5'000'000, 'x');
-  std::string received;
-  {
-    ScriptedServer server([&](int connection) {
-      SendAll(connection, "ready\n");
-      received = Receive(connection, text.size());
-      SendAll(connection, "failed\n");
-      ReceiveAll(connection);
-    });
-    const Outcome outcome =
-        Fairlead(server.Arguments("send") +
-                 Words{"-file", folder.File("body", text), "-expect", "ready",
-                       "-reject", "failed"} +
-                 kForever);
-    EXPECT_EQ(outcome.error, "");
-    EXPECT_EQ(outcome.status, 0);
-  }
-  EXPECT_TRUE(received == text);
+TEST(ExpectTest, TheBodyIsNotSentToItsEnd) {
+  const Outcome rejected = Answered("413 too large\n", {"-reject", "413"});
+  EXPECT_EQ(rejected.error,
+            "fairlead send: the text of -reject came: '413 too large'\n");
+  EXPECT_EQ(rejected.status, 1);
+  const Outcome expected = Answered("201 have it\n", {"-expect", "201"});
+  EXPECT_EQ(expected.error, "");
+  EXPECT_EQ(expected.status, 0);
+}
+
+TEST(ExpectTest, VerboseReportsTheLineThatDecided) {
+  const Outcome text = Received({"one\nit is ready now\nmore\n"},
+                                {"-expect", "ready", "-verbose"});
+  EXPECT_THAT(text.error,
+              EndsWith("fairlead recv: 0 bytes sent, 25 received; the text of "
+                       "-expect came: 'it is ready now'\n"));
+  EXPECT_EQ(text.status, 0);
+  EXPECT_THAT(Answered("201 have it\n", {"-expect", "201", "-verbose"}).error,
+              ContainsRegex("send: [0-9]+ of 40000000 bytes sent, 12 received; "
+                            "the text of -expect came: '201 have it'\n$"));
+}
+
+TEST(ExpectTest, AnEventHasTheLineThatDecided) {
+  const Outcome expected =
+      Received({"it is ready\n"}, {"-expect", "ready", "-view", "json"});
+  EXPECT_THAT(
+      expected.output,
+      HasSubstr(R"("reason":"the text of -expect came: 'it is ready'")"));
+  const Outcome rejected =
+      Received({"it is ready\n"}, {"-reject", "ready", "-view", "json"});
+  EXPECT_THAT(
+      rejected.output,
+      HasSubstr(R"("message":"the text of -reject came: 'it is ready'")"));
 }
 
 TEST(ExpectTest, TheTextsSeeTheDecryptedBytes) {
@@ -139,6 +152,10 @@ TEST(ExpectTest, FramesAreSearchedLikeOtherMessages) {
   EXPECT_EQ(expected.output, "oneOK");
   EXPECT_EQ(expected.status, 0);
   // At once: the frame is not complete.
+  const Outcome begun =
+      Received({"\3one\11OK"}, {"-prefix", "u8", "-expect", "OK"});
+  EXPECT_EQ(begun.output, "oneOK");
+  EXPECT_EQ(begun.status, 0);
   const Outcome rejected =
       Received({"\3one\11ERR"}, {"-prefix", "u8", "-reject", "ERR"});
   EXPECT_EQ(rejected.output, "oneERR");

@@ -31,7 +31,8 @@ inline constexpr Parameter kPrefix = {
     .group = Group::kHow,
     .help =
         "every message, in both directions, is a frame: its length, then its "
-        "bytes, which alone are shown; a view other than raw shows up to "
+        "bytes, which alone are shown; status 18 if one is cut, 52 if nothing "
+        "comes; a view other than raw shows up to "
         "256 KiB; the length has",
     .choices = kPrefixForms};
 inline constexpr Parameter kPrefixadd = {

@@ -62,7 +62,9 @@ inline constexpr Parameter kMessages = {
     .placeholder = "N",
     .kind = Kind::kNumber,
     .group = Group::kHowLong,
-    .help = "stop after N received messages; status 18 if fewer come",
+    .help =
+        "stop after N received messages; status 18 if fewer come, 52 if none "
+        "does",
     .range = kCountRange};
 inline constexpr Parameter kBytes = {
     .name = "bytes",
@@ -71,7 +73,7 @@ inline constexpr Parameter kBytes = {
     .group = Group::kHowLong,
     .help =
         "stop after the message that contains the Nth byte; status 18 "
-        "if fewer come",
+        "if fewer come, 52 if none does",
     .range = kCountRange};
 inline constexpr Parameter kLines = {
     .name = "lines",
@@ -80,7 +82,7 @@ inline constexpr Parameter kLines = {
     .group = Group::kHowLong,
     .help =
         "stop after the message that contains the Nth newline; status "
-        "18 if fewer come",
+        "18 if fewer come, 52 if nothing does",
     .range = kCountRange};
 inline constexpr Parameter kUntil = {
     .name = "until",
@@ -89,7 +91,7 @@ inline constexpr Parameter kUntil = {
     .group = Group::kHowLong,
     .help =
         "stop after the message that completes TEXT, with the escapes \\r \\n "
-        "\\t \\\\ \\xHH; status 1 if it does not come",
+        "\\t \\\\ \\xHH; status 1 if it does not come, 52 if nothing does",
     .remedy = kEscapeDash};
 
 inline constexpr Parameter kExpect = {
@@ -98,8 +100,9 @@ inline constexpr Parameter kExpect = {
     .kind = Kind::kNonEmptyText,
     .group = Group::kHowLong,
     .help =
-        "stop once a line contains TEXT, with the same escapes; status 1 if "
-        "none does",
+        "end at once, with status 0, if a line contains TEXT, with the same "
+        "escapes; status 1 if none does, 52 if nothing comes; -verbose reports "
+        "the line",
     .remedy = kEscapeDash};
 inline constexpr Parameter kReject = {
     .name = "reject",

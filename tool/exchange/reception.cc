@@ -22,6 +22,11 @@ std::size_t BlockOf(const ReceptionSettings& settings) {
              : 1;
 }
 
+std::string NotCome(const Parameter& parameter, std::string_view text) {
+  return Concat("the text of -", parameter.name,
+                " did not come: ", Quoted(text));
+}
+
 }  // namespace
 
 Reception::Reception(const ReceptionSettings& settings, Display& display)
@@ -67,7 +72,7 @@ std::string_view Reception::Show(std::string_view bytes, const TheTime& time) {
 void Reception::CheckRejected() const {
   if (IsRejected())
     throw Failure(kAnswerIsNo,
-                  Concat("the text of -reject came: ", Quoted(watch_.line())));
+                  Concat("the text of -reject came: ", Quoted(DecidingLine())));
 }
 
 // A rule that was met before holds nothing back: there is more to send, and
@@ -83,8 +88,8 @@ bool Reception::TakeFrames(std::string_view bytes, const TheTime& time) {
   return was_met;
 }
 
-// Returns whether a rule is met, or a text has decided, at the end of a
-// message; within one, whether it is rejected.
+// Returns whether a rule is met, at the end of a message, or a text has
+// decided.
 bool Reception::TakePiece(const FrameReader::Piece& piece,
                           const TheTime& time) {
   if (display_.IsRaw()) {
@@ -92,7 +97,7 @@ bool Reception::TakePiece(const FrameReader::Piece& piece,
     watch_.Take(piece.bytes);
     if (piece.ends_message) return rules_.Take(piece.bytes) || IsDecided();
     rules_.TakePart(piece.bytes);
-    return IsRejected();
+    return IsDecided();
   }
   frame_ += piece.bytes;
   return piece.ends_message && TakeMessage(std::exchange(frame_, {}), time);
@@ -121,24 +126,33 @@ std::size_t Reception::Undecrypted() const {
   return decryption_ ? decryption_->waiting() : 0;
 }
 
+// Returns what the end of the connection has cut, if anything.
+std::optional<Failure> Reception::Cut() const {
+  if (Undecrypted() > 0)
+    return Failure(kReceivingFailed,
+                   Concat("receiving failed: the last ", Undecrypted(),
+                          " bytes are an incomplete block of ",
+                          CipherStream::kBlock, ", which AES cannot decrypt"));
+  const std::string frame = frames_ ? frames_->Missing() : "";
+  if (frame.empty()) return std::nullopt;
+  return Failure(kCutShort, Concat("cut short: ", frame));
+}
+
 void Reception::Check(bool is_over, std::string_view ending) const {
-  if (is_over && Undecrypted() > 0)
-    throw Failure(
-        kReceivingFailed,
-        Concat("receiving failed: the last ", Undecrypted(),
-               " bytes are an incomplete block of ", CipherStream::kBlock,
-               ", which AES cannot decrypt; ", ending));
-  if (watch_.verdict() == Verdict::kExpected) return;
+  const std::optional<Failure> cut = is_over ? Cut() : std::nullopt;
+  const auto fail = [ending](ExitStatus status, std::string_view text) {
+    throw Failure(status, Concat(text, "; ", ending));
+  };
+  if (cut && cut->status() == kReceivingFailed)
+    fail(cut->status(), cut->what());
+  if (IsExpected()) return;
   if (watch_.ExpectedIsMissing())
-    throw Failure(kAnswerIsNo,
-                  Concat("the text of -expect did not come: ", ending));
-  std::string cut = is_over && frames_ ? frames_->Missing() : "";
-  if (cut.empty() && rules_.UntilIsMissing())
-    throw Failure(kAnswerIsNo,
-                  Concat("the text of -until did not come: ", ending));
-  if (cut.empty()) cut = rules_.Missing();
-  if (!cut.empty())
-    throw Failure(kCutShort, Concat("cut short: ", cut, "; ", ending));
+    fail(kAnswerIsNo, NotCome(kExpect, settings_.expected));
+  if (cut) fail(cut->status(), cut->what());
+  if (rules_.UntilIsMissing())
+    fail(kAnswerIsNo, NotCome(kUntil, settings_.stop.until));
+  if (const std::string missing = rules_.Missing(); !missing.empty())
+    fail(kCutShort, Concat("cut short: ", missing));
 }
 
 }  // namespace fairlead::tool

@@ -10,6 +10,7 @@
 
 #include "fairlead/net/stop_rules.h"
 #include "fairlead/time/the_time.h"
+#include "tool/base/failure.h"
 #include "tool/crypt/cipher.h"
 #include "tool/exchange/display.h"
 #include "tool/exchange/frames.h"
@@ -56,7 +57,14 @@ class Reception {
   /// @throws Failure if they cannot be shown
   std::string_view Show(std::string_view bytes, const TheTime& time);
 
+  bool IsExpected() const { return watch_.verdict() == Verdict::kExpected; }
   bool IsRejected() const { return watch_.verdict() == Verdict::kRejected; }
+
+  /// Returns whether one of the two texts has come.
+  bool IsDecided() const { return IsExpected() || IsRejected(); }
+
+  /// Returns the start of the line with that text; "" if none has come.
+  std::string_view DecidingLine() const { return watch_.line(); }
 
   /// Throws if the rejected text has come.
   ///
@@ -86,7 +94,7 @@ class Reception {
   bool TakeFrames(std::string_view bytes, const TheTime& time);
   bool TakePiece(const FrameReader::Piece& piece, const TheTime& time);
   void CheckFrame() const;
-  bool IsDecided() const { return watch_.verdict() != Verdict::kUndecided; }
+  std::optional<Failure> Cut() const;
 
   Display& display_;
   const ReceptionSettings& settings_;

@@ -52,28 +52,29 @@ constexpr auto kExamples = std::to_array<Example>({
 
 constexpr auto kStatuses = std::to_array<Status>({
     {kDone,
-     "success: the rules -messages, -bytes, -lines, -until or -expect are met, "
-     "or "
-     "without any, something was received"},
+     "success: one of the rules -messages, -bytes, -lines and -until was met, "
+     "the text of -expect came, or, without any of these, something was "
+     "received"},
     {kAnswerIsNo,
-     "the text of -until or -expect was not received, that of -reject was, "
-     "or the settings file has no such section"},
+     "the text of -until or -expect did not come, that of -reject did, or the "
+     "settings file has no such section"},
     {kWrongUsage, "wrong usage"},
     {kMalformedInput, "the settings file or the key file is malformed"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
     {kCutShort,
-     "less was received than -messages, -bytes or -lines asks for, or a frame "
-     "was cut"},
+     "something was received, but less than -messages, -bytes or -lines asks "
+     "for, or a frame was cut"},
     {kCannotWrite,
      "standard output, the file of -out, the log or the settings cannot be "
      "written"},
     {kCannotRead, "the key or the settings cannot be read"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
-    {kNothingAnswered, "connected, but received nothing"},
+    {kNothingAnswered,
+     "connected, but received nothing, whatever was asked for"},
     {kReceivingFailed,
-     "the server reset the connection, receiving failed, or a frame was "
-     "malformed"},
+     "the server reset the connection before what was awaited had come, "
+     "receiving failed, a frame was malformed, or a block of AES was cut"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
 });
 
@@ -88,8 +89,11 @@ constinit const Command kRecvCommand = {
         "file of -out, and closes. Sends nothing. Prints nothing else: "
         "-verbose tells the steps. Stops when the server closes, when it "
         "has sent nothing for the time of -idle, or when -messages, "
-        "-bytes, -lines, -until or -expect is met. A received message is "
-        "never cut. Each attempt of -retry and each run of -repeat looks "
+        "-bytes, -lines or -until is met; at once when the text of -expect or "
+        "-reject comes. What was met counts, also if the server then resets "
+        "the connection; a reset before that is status 56. A received message "
+        "is never cut, except a frame in which the text of -expect or -reject "
+        "comes. Each attempt of -retry and each run of -repeat looks "
         "the name up and connects anew; -retry does not go on after status "
         "28 once something was received. With -reconnect, the rules count "
         "what all connections receive, and a cipher begins anew on each; "

@@ -224,32 +224,33 @@ constexpr auto kExamples = std::to_array<Example>({
 
 constexpr auto kStatuses = std::to_array<Status>({
     {kDone,
-     "success: the rules -messages, -bytes, -lines, -until or -expect are met, "
-     "or "
-     "without any, something was received"},
+     "success: one of the rules -messages, -bytes, -lines and -until was met, "
+     "the text of -expect came, the script was done, or, without any of these, "
+     "something was received"},
     {kAnswerIsNo,
-     "the text of -until or -expect was not received, that of -reject was, the "
-     "script expects another line, "
-     "or the settings file has no such section"},
+     "the text of -until or -expect did not come, that of -reject did, the "
+     "script expects another line or waited in vain, or the settings file has "
+     "no such section"},
     {kWrongUsage, "wrong usage"},
     {kMalformedInput,
      "the settings file, the key file or the script is malformed"},
     {kNotResolved, "the host name was not resolved"},
     {kNotConnected, "no connection could be made"},
     {kCutShort,
-     "less was received than -messages, -bytes, -lines or the script asks "
-     "for, or a frame was cut"},
+     "something was received, but less than -messages, -bytes or -lines asks "
+     "for, the server closed before the script was done, or a frame was cut"},
     {kCannotWrite,
      "standard output, the file of -out, the log or the settings cannot be "
      "written"},
     {kCannotRead,
      "the body, the script, the key or the settings cannot be read"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
-    {kNothingAnswered, "connected, but received nothing"},
+    {kNothingAnswered,
+     "connected, but received nothing, whatever was asked for but a script"},
     {kSendingFailed, "sending failed, or the server did not read"},
     {kReceivingFailed,
-     "the server reset the connection, receiving failed, or a frame was "
-     "malformed"},
+     "the server reset the connection before what was awaited had come, "
+     "receiving failed, a frame was malformed, or a block of AES was cut"},
     {kInterrupted, "interrupted by Ctrl-C (SIGINT)"},
 });
 
@@ -263,8 +264,12 @@ constinit const Command kSendCommand = {
         "answers, sends the body, prints the reply to standard output, and "
         "closes. Prints nothing else: -verbose tells the steps. Stops when the "
         "server closes, when nothing passes for the time of -idle, or when "
-        "-messages, -bytes, -lines, -until or -expect is met and all is sent. "
-        "A received message is never cut. A file and standard input are sent "
+        "-messages, -bytes, -lines or -until is met and all is sent; at once "
+        "when the text of -expect or -reject comes. What was met counts, also "
+        "if the server then resets the connection and takes no more: -verbose "
+        "reports how much was sent. A reset before that is status 56. "
+        "A received message is never cut, except a frame in which the text of "
+        "-expect or -reject comes. A file and standard input are sent "
         "while they are read, and what comes meanwhile is printed. Each "
         "attempt of -retry and each run of -repeat looks the name up and "
         "connects anew. -retry repeats nothing that was printed or taken from "
@@ -286,7 +291,10 @@ constinit const Command kSendCommand = {
         "TEXT, with the same escapes. 'wait TIME' pauses. Each statement takes "
         "up what the one before has left, even within a line, and everything "
         "received is printed. AES pads each 'send'. After the last statement "
-        "the connection is closed.",
+        "the connection is closed. A reset by the server is status 56 while an "
+        "'expect', an 'until' or a 'wait' of more than 0 waits, and else "
+        "changes nothing: whether the server took what is sent last, only an "
+        "'expect' after it can show.",
     .action = ActionOf<kUses, Send>(),
     .examples = kExamples,
     .statuses = kStatuses,

@@ -112,7 +112,7 @@ TEST_F(SendLogTest, CrlfEndsEveryLine) {
 }
 
 TEST_F(SendLogTest, NothingOfTheBodiesIsLogged) {
-  Fairlead(Words{"send", "-demo", "-text", "secret", "-until", "nosecret",
+  Fairlead(Words{"send", "-demo", "-text", "secret", "-until", "another",
                  "-view", "text"} +
            Log() + kForever);
   EXPECT_THAT(Events(), Contains("received 6 bytes"));
@@ -173,7 +173,7 @@ TEST_F(SendLogTest, LogsWhatFailed) {
             "failed: no IPv4 address is known for 'nosuch.invalid': Name or "
             "service not known");
   EXPECT_EQ(last({"-demo", "-until", "y"}),
-            "failed: the text of -until did not come: the peer closed");
+            "failed: the text of -until did not come: 'y'; the peer closed");
   ScriptedServer mute([](int connection) { Receive(connection, 1); });
   EXPECT_EQ(last({"-host", "127.0.0.1", "-port", std::to_string(mute.port())}),
             "failed: nothing was answered: the peer closed");

@@ -150,6 +150,19 @@ TEST_F(SendScriptTest, TheTimeLimitNamesTheStatement) {
   }
 }
 
+// Nothing of the peer wakes the pause then.
+TEST_F(SendScriptTest, TheTimeLimitEndsAPauseAfterThePeerHasClosed) {
+  ScriptedServer server([](int connection) { SendAll(connection, "bye\n"); });
+  const Outcome outcome = Run(server, "expect bye\nwait 1d\n",
+                              {"-idle", "none", "-timeout", "300ms"});
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_EQ(outcome.output, "bye\n");
+  EXPECT_EQ(outcome.error,
+            "fairlead send: timed out after 300 ms while waiting for the peer "
+            "at " +
+                folder_.Path("script") + ":2; increase -timeout\n");
+}
+
 // The server is refused before anything is asked of it.
 TEST_F(SendScriptTest, AWrongScriptConnectsNowhere) {
   const std::string port = std::to_string(ClosedPort());

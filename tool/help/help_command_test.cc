@@ -115,9 +115,8 @@ TEST(HelpCommandTest, ATimeLimitIsWhatItsCommandMakesOfIt) {
 }
 
 TEST(HelpCommandTest, HasTheStatusesOfTheCommand) {
-  EXPECT_THAT(
-      Fairlead({"help", "recv"}).output,
-      HasSubstr("\n  1    the text of -until or -expect was not received"));
+  EXPECT_THAT(Fairlead({"help", "recv"}).output,
+              HasSubstr("\n  1    the text of -until or -expect did not come"));
   EXPECT_THAT(
       Fairlead({"help", "ini"}).output,
       HasSubstr(
