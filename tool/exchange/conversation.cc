@@ -304,6 +304,15 @@ void Conversation::CheckOutcome() const {
   if (settings_.verbose) TellSuccess();
 }
 
+void Conversation::ReportCut() {
+  const std::optional<Failure> cut = reception_.NoteCut();
+  if (!cut) return;
+  const std::string text = Concat(cut->what(), "; ", Ending());
+  Log(Failed(text));
+  display_.Failed(cut->status(), text);
+  PrintError(settings_.command, text);
+}
+
 void Conversation::TellSuccess() const {
   const std::string sent =
       result_.sent < total_ ? HowMuch() : Bytes(result_.sent);

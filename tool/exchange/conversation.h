@@ -91,6 +91,10 @@ class Conversation {
 
   void Close();
 
+  /// Reports the message that the end of the connection has cut, if there is
+  /// one. CheckOutcome() of a later connection then throws.
+  void ReportCut();
+
   /// Throws if not everything was sent or received.
   void CheckOutcome() const;
 

@@ -27,6 +27,11 @@ std::string NotCome(const Parameter& parameter, std::string_view text) {
                 " did not come: ", Quoted(text));
 }
 
+std::string CutMessages(std::size_t count) {
+  return Concat(count, count == 1 ? " message was" : " messages were",
+                " cut when the peer left");
+}
+
 }  // namespace
 
 Reception::Reception(const ReceptionSettings& settings, Display& display)
@@ -41,6 +46,7 @@ void Reception::Begin() {
   if (settings_.cipher)
     decryption_.emplace(*settings_.cipher, Direction::kDecrypt);
   if (settings_.prefix) frames_.emplace(*settings_.prefix, BlockOf(settings_));
+  rules_.BeginConnection();
   if (!IsDecided()) watch_ = TextWatch(settings_.expected, settings_.rejected);
   frame_.clear();
   waiting_.clear();
@@ -126,6 +132,15 @@ std::size_t Reception::Undecrypted() const {
   return decryption_ ? decryption_->waiting() : 0;
 }
 
+std::optional<Failure> Reception::NoteCut() {
+  std::optional<Failure> cut = Cut();
+  if (cut) {
+    ++cuts_;
+    cut_status_ = cut->status();
+  }
+  return cut;
+}
+
 // Returns what the end of the connection has cut, if anything.
 std::optional<Failure> Reception::Cut() const {
   if (Undecrypted() > 0)
@@ -153,6 +168,7 @@ void Reception::Check(bool is_over, std::string_view ending) const {
     fail(kAnswerIsNo, NotCome(kUntil, settings_.stop.until));
   if (const std::string missing = rules_.Missing(); !missing.empty())
     fail(kCutShort, Concat("cut short: ", missing));
+  if (cuts_ > 0) fail(cut_status_, CutMessages(cuts_));
 }
 
 }  // namespace fairlead::tool

@@ -10,6 +10,7 @@
 
 #include "fairlead/net/stop_rules.h"
 #include "fairlead/time/the_time.h"
+#include "tool/base/exit_status.h"
 #include "tool/base/failure.h"
 #include "tool/crypt/cipher.h"
 #include "tool/exchange/display.h"
@@ -38,8 +39,8 @@ class Reception {
   /// @param settings outlives the object, as `display` does
   Reception(const ReceptionSettings& settings, Display& display);
 
-  /// Begins a connection. What was counted before still counts; what of it is
-  /// incomplete is dropped.
+  /// Begins a connection. What was counted before still counts. What of it is
+  /// incomplete is dropped: no text, frame or block spans two connections.
   void Begin();
 
   /// Takes bytes received at that time: shows and counts their messages,
@@ -82,7 +83,12 @@ class Reception {
   /// Returns how many bytes wait for the rest of their cipher block.
   std::size_t Undecrypted() const;
 
-  /// Throws if what was received is not what was asked for.
+  /// Returns what the end of the connection has cut, if anything, and notes it
+  /// for Check().
+  std::optional<Failure> NoteCut();
+
+  /// Throws if what was received is not what was asked for, or a connection
+  /// from before has cut a message.
   ///
   /// @param is_over whether the exchange ended before a rule was met
   /// @param ending why it ended, for the message
@@ -103,9 +109,11 @@ class Reception {
   TextWatch watch_;
   std::optional<CipherStream> decryption_;
   std::optional<FrameReader> frames_;
-  bool is_met_ = false;  // A rule, by a whole frame.
-  std::string frame_;    // Begun, for a view that shows whole ones.
-  std::string waiting_;  // Bytes after the frame that met a rule.
+  std::size_t cuts_ = 0;           // That NoteCut() has noted,
+  ExitStatus cut_status_ = kDone;  // and the status of the last.
+  bool is_met_ = false;            // A rule, by a whole frame.
+  std::string frame_;              // Begun, for a view that shows whole ones.
+  std::string waiting_;            // Bytes after the frame that met a rule.
 };
 
 }  // namespace fairlead::tool

@@ -33,8 +33,10 @@ ExitStatus Recv(const Arguments<kUses>& arguments, const Output& output) {
                        conversation.Connect();
                        conversation.Converse("", "");
                        conversation.Close();
-                       if (plan.reconnects && conversation.PeerHasLeft())
+                       if (plan.reconnects && conversation.PeerHasLeft()) {
+                         conversation.ReportCut();
                          return true;
+                       }
                        conversation.CheckOutcome();
                        return false;
                      });
@@ -95,9 +97,12 @@ constinit const Command kRecvCommand = {
         "is never cut, except a frame in which the text of -expect or -reject "
         "comes. Each attempt of -retry and each run of -repeat looks "
         "the name up and connects anew; -retry does not go on after status "
-        "28 once something was received. With -reconnect, the rules count "
-        "what all connections receive, and a cipher begins anew on each; "
-        "only the first connection must be made, and 'recv' ends when a "
+        "28 once something was received. With -reconnect, -messages, -bytes "
+        "and -lines count what all connections receive; a text, a frame and a "
+        "cipher begin anew on each. A frame, or a block of AES, that the end "
+        "of a connection cuts is reported at once, and at the end the status "
+        "is 18 or 56, unless -expect or -reject decides. "
+        "Only the first connection must be made, and 'recv' ends when a "
         "rule is met, at the time of -timeout or -idle, or by a signal.",
     .action = ActionOf<kUses, Recv>(),
     .examples = kExamples,

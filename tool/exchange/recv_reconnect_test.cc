@@ -8,6 +8,7 @@
 #include <fstream>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "tool/exchange/serial_server_testing.h"
 #include "tool/testing.h"
@@ -15,7 +16,9 @@
 namespace fairlead::tool::recv_reconnect_test {
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 const Words kAgain = {"-reconnect", "-retrydelay", "1ms"};
 
@@ -137,6 +140,103 @@ TEST(RecvReconnectTest, ACipherBeginsAnewOnEachConnection) {
   const Outcome outcome = Fairlead(server.Arguments("recv") + kAgain +
                                    Words{"-rc4", "k", "-bytes", "10"});
   EXPECT_EQ(outcome.output, "hellohello");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+// The answers of the connections, one after the other; the last one waits.
+class Answers {
+ public:
+  explicit Answers(Words answers)
+      : answers_(std::move(answers)),
+        server_([this](int connection, int number) {
+          const auto at = static_cast<std::size_t>(number - 1);
+          SendAll(connection, answers_[at]);
+          if (at + 1 == answers_.size()) ReceiveAll(connection);
+        }) {}
+
+  Outcome Received(const Words& arguments) const {
+    return Fairlead(server_.Arguments("recv") + kAgain + arguments);
+  }
+
+ private:
+  const Words answers_;
+  SerialServer server_;
+};
+
+TEST(RecvReconnectTest, AFrameThatIsCutIsReportedAndFailsInTheEnd) {
+  const Answers answers({"\3one\5tw", "\3two\5th", "\5three"});
+  const Outcome outcome =
+      answers.Received({"-prefix", "u8", "-view", "text", "-messages", "3"});
+  EXPECT_THAT(outcome.output, ContainsRegex("] one\n.*] two\n.*] three\n$"));
+  EXPECT_EQ(outcome.error,
+            "fairlead recv: cut short: 2 of 5 bytes of a frame; the peer "
+            "closed\n"
+            "fairlead recv: cut short: 2 of 5 bytes of a frame; the peer "
+            "closed\n"
+            "fairlead recv: 2 messages were cut when the peer left; enough was "
+            "received\n");
+  EXPECT_EQ(outcome.status, 18);
+}
+
+TEST(RecvReconnectTest, ACutFrameFailsASilentEnd) {
+  const Answers answers({"\3on", "\3two"});
+  const Outcome outcome =
+      answers.Received({"-prefix", "u8", "-idle", "1", "-quiet"});
+  EXPECT_EQ(outcome.output, "ontwo");
+  EXPECT_EQ(outcome.error,
+            "fairlead recv: cut short: 2 of 3 bytes of a frame; the peer "
+            "closed\n"
+            "fairlead recv: 1 message was cut when the peer left; the peer was "
+            "silent for 1 s\n");
+  EXPECT_EQ(outcome.status, 18);
+}
+
+TEST(RecvReconnectTest, ABlockThatIsCutIsReportedAndFailsInTheEnd) {
+  const std::string block =
+      RunProgram({.arguments = {"crypt", "encrypt", "-aes", "k", "-stdin"},
+                  .input = "hello"})
+          .output;
+  const Answers answers({block.substr(0, 10), block});
+  const Outcome outcome = answers.Received({"-aes", "k", "-bytes", "16"});
+  EXPECT_THAT(outcome.output, StartsWith("hello"));
+  EXPECT_EQ(outcome.error,
+            "fairlead recv: receiving failed: the last 10 bytes are an "
+            "incomplete block of 16, which AES cannot decrypt; the peer "
+            "closed\n"
+            "fairlead recv: 1 message was cut when the peer left; enough was "
+            "received\n");
+  EXPECT_EQ(outcome.status, 56);
+}
+
+TEST(RecvReconnectTest, AnEventAndTheLogReportACut) {
+  const TempFolder folder;
+  const std::string log = folder.Path("log");
+  const Answers answers({"\3on", "\3two"});
+  const Outcome outcome = answers.Received(
+      {"-prefix", "u8", "-messages", "1", "-view", "json", "-log", log});
+  const std::string cut = "cut short: 2 of 3 bytes of a frame; the peer closed";
+  EXPECT_THAT(outcome.output,
+              HasSubstr(R"("status":18,"message":")" + cut + "\"}\n"));
+  EXPECT_THAT(internal::ReadFile(log), HasSubstr("] failed: " + cut + "\n"));
+  EXPECT_EQ(outcome.status, 18);
+}
+
+TEST(RecvReconnectTest, ATextDoesNotSpanConnections) {
+  for (const std::string rule : {"-until", "-expect", "-reject"}) {
+    const Answers answers({"EN", "D EN", "D END"});
+    const Outcome outcome = answers.Received({rule, "END"});
+    EXPECT_EQ(outcome.output, "END END END") << rule;
+    EXPECT_EQ(outcome.status, rule == "-reject" ? 1 : 0);
+  }
+}
+
+// Though a frame was cut before.
+TEST(RecvReconnectTest, ATextDecidesInTheEnd) {
+  const Answers answers({"\3on", "\2OK"});
+  const Outcome outcome = answers.Received({"-prefix", "u8", "-expect", "OK"});
+  EXPECT_EQ(outcome.error,
+            "fairlead recv: cut short: 2 of 3 bytes of a frame; the peer "
+            "closed\n");
   EXPECT_EQ(outcome.status, 0);
 }
 
