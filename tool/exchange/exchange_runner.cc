@@ -129,6 +129,7 @@ ExitStatus ExchangeRunner::Run() {
 }
 
 ExitStatus ExchangeRunner::RunRepeatedly() {
+  limit_.BePatient();
   Schedule schedule(Clock::now(), plan_.interval);
   ExitStatus status = kDone;
   for (std::int64_t run = 1;; ++run) {

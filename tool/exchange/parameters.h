@@ -144,7 +144,9 @@ inline constexpr Parameter kRepeat = {
     .group = Group::kHowLong,
     .help =
         "run the exchange N times, over a connection each; go on after one "
-        "that fails, and end with the status of the last that failed",
+        "that fails or reaches -timeout, and end with the status of the last "
+        "that failed; only where a file, a pipe or the output blocks, -timeout "
+        "ends all runs",
     .range = kCountRange,
     .unlimited = kForever};
 inline constexpr Parameter kInterval = {

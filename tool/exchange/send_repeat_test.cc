@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <cstddef>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -35,6 +36,14 @@ Outcome Repeated(const Words& replies, const Words& arguments) {
                arguments + kForever);
   EXPECT_EQ(server.count(), static_cast<int>(replies.size()));
   return outcome;
+}
+
+std::size_t Count(const std::string& text, const std::string& part) {
+  std::size_t found = 0;
+  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos;
+       ++at)
+    ++found;
+  return found;
 }
 
 TEST(SendRepeatTest, EachRunHasItsConnection) {
@@ -109,6 +118,56 @@ TEST(SendRepeatTest, EachRunHasItsOwnTimeout) {
   EXPECT_EQ(outcome.status, 28);
 }
 
+// The peer has closed, and the rest of the pause is too long.
+TEST(SendRepeatTest, APauseThatIsTooLongFailsItsRunAlone) {
+  const TempFolder folder;
+  const std::string script = folder.File("script", "until hello\nwait 1d\n");
+  SerialServer server(
+      [](int connection, int) { SendAll(connection, "hello\n"); });
+  const Outcome outcome = Fairlead(
+      server.Arguments("send") + Words{"-script", script, "-repeat", "2",
+                                       "-interval", "0", "-timeout", "200ms"});
+  EXPECT_EQ(outcome.output, "hello\nhello\n");
+  const std::string line =
+      "fairlead send: timed out after 200 ms while waiting for the peer at " +
+      script + ":2; increase -timeout\n";
+  EXPECT_EQ(outcome.error, line + line);
+  EXPECT_EQ(outcome.status, 28);
+}
+
+// The limit is reached in any state: most often while the output is written.
+TEST(SendRepeatTest, APeerThatNeverStopsFailsItsRunAlone) {
+  SerialServer server([](int connection, int) {
+    const std::string talk(10'000, 'x');
+    while (send(connection, talk.data(), talk.size(), MSG_NOSIGNAL) > 0) {
+    }
+  });
+  const Outcome outcome =
+      RunProgram({.arguments = server.Arguments("recv") +
+                               Words{"-repeat", "20", "-interval", "0",
+                                     "-timeout", "20ms", "-view", "hex"},
+                  .output_path = "/dev/null"});
+  EXPECT_EQ(Count(outcome.error, "fairlead recv: timed out after 20 ms while "),
+            20U);
+  EXPECT_EQ(outcome.status, 28);
+}
+
+// Another run could not write either.
+TEST(SendRepeatTest, AnOutputThatBlocksEndsAllRuns) {
+  SerialServer server([](int connection, int) {
+    SendAll(connection, "x");
+    ReceiveAll(connection);
+  });
+  const Outcome outcome =
+      RunProgram({.arguments = server.Arguments("recv") +
+                               Words{"-repeat", "3", "-timeout", "50ms"},
+                  .output_is_stuck = true});
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_EQ(Count(outcome.error, "fairlead recv: timed out after 50 ms while "),
+            1U);
+  EXPECT_EQ(server.count(), 1);
+}
+
 TEST(SendRepeatTest, AFileIsReadForEveryRun) {
   const TempFolder folder;
   const Outcome outcome =
@@ -163,11 +222,7 @@ TEST(SendRepeatTest, ChangesLogsAnAnswerOnlyIfItDiffers) {
   Repeated({"abc", "abc", "d"}, {"-changes", "-log", log});
   std::ifstream file(log);
   const std::string events{std::istreambuf_iterator<char>(file), {}};
-  std::size_t received = 0;
-  for (std::size_t at = 0;
-       (at = events.find("] received ", at)) != std::string::npos; ++at)
-    ++received;
-  EXPECT_EQ(received, 2U) << events;
+  EXPECT_EQ(Count(events, "] received "), 2U) << events;
   EXPECT_THAT(events, HasSubstr("] received 3 bytes\n"));
   EXPECT_THAT(events, HasSubstr("] received 1 byte\n"));
 }
@@ -178,19 +233,12 @@ TEST(SendRepeatTest, ChangesHoldsOfEveryViewAndOfTheLoggedData) {
   const Outcome outcome =
       Repeated({"abc", "abc"},
                {"-changes", "-view", "json", "-log", log, "-logdata", "text"});
-  const auto count = [](const std::string& text, const std::string& part) {
-    std::size_t found = 0;
-    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos;
-         ++at)
-      ++found;
-    return found;
-  };
-  EXPECT_EQ(count(outcome.output, "\"event\":\"connected\""), 2U);
-  EXPECT_EQ(count(outcome.output, "\"event\":\"received\""), 1U)
+  EXPECT_EQ(Count(outcome.output, "\"event\":\"connected\""), 2U);
+  EXPECT_EQ(Count(outcome.output, "\"event\":\"received\""), 1U)
       << outcome.output;
   std::ifstream file(log);
   const std::string events{std::istreambuf_iterator<char>(file), {}};
-  EXPECT_EQ(count(events, "abc"), 1U) << events;
+  EXPECT_EQ(Count(events, "abc"), 1U) << events;
 }
 
 // The peer closes while there is still more of the file to send.

@@ -69,6 +69,11 @@ void TimeLimit::Delegate(bool delegated) {
     changed_.notify_one();
 }
 
+void TimeLimit::BePatient() {
+  const std::lock_guard lock(mutex_);
+  patient_ = true;
+}
+
 void TimeLimit::Enter(std::string stage) {
   const std::lock_guard lock(mutex_);
   stage_ = std::move(stage);
@@ -98,7 +103,7 @@ void TimeLimit::Run() {
       changed_.wait(lock);
     else if (now < *deadline_)
       changed_.wait_until(lock, *deadline_);
-    else if (delegated_ && now < *deadline_ + kGrace)
+    else if ((delegated_ || patient_) && now < *deadline_ + kGrace)
       changed_.wait_until(lock, *deadline_ + kGrace);
     else
       EndProcess();

@@ -50,6 +50,10 @@ class TimeLimit {
   /// limit.
   std::optional<std::chrono::milliseconds> Remaining() const;
 
+  /// From now on, gives the process two seconds more, whatever it does: what
+  /// asks for Remaining() can fail in time, and something else be tried.
+  void BePatient();
+
   /// Sets whether something else watches the limit. While it does, the process
   /// ends only if that is two seconds late.
   void Delegate(bool delegated);
@@ -78,6 +82,7 @@ class TimeLimit {
   std::condition_variable changed_;
   bool ended_ = false;                                // Guarded by mutex_.
   bool delegated_ = false;                            // Guarded by mutex_.
+  bool patient_ = false;                              // Guarded by mutex_.
   std::optional<Clock::time_point> deadline_;         // Guarded by mutex_.
   std::string stage_ = "preparing";                   // Guarded by mutex_.
   std::function<void(std::string_view)> on_timeout_;  // Guarded by mutex_.
