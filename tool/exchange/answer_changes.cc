@@ -4,23 +4,24 @@
 
 #include <utility>
 
-#include "tool/base/concat.h"
-#include "tool/base/failure.h"
-
 namespace fairlead::tool {
 
 void AnswerChanges::Begin() {
   answer_.clear();
   pieces_.clear();
+  is_too_long_ = false;
 }
 
-void AnswerChanges::Add(const Piece& piece) {
-  if (piece.bytes.size() > kMaxBytes - answer_.size() ||
-      pieces_.size() == kMaxPieces)
-    throw Failure(kReceivingFailed,
-                  Concat("the answer is too long for -changes, which keeps at "
-                         "most ",
-                         kMaxBytes, " bytes in ", kMaxPieces, " messages"));
+void AnswerChanges::Add(const Piece& piece, const Show& show) {
+  const bool fits = piece.bytes.size() <= kMaxBytes - answer_.size() &&
+                    pieces_.size() < kMaxPieces;
+  if (!fits && !is_too_long_) {
+    ShowKept(show);
+    Begin();
+    is_too_long_ = true;
+    shown_.reset();
+  }
+  if (is_too_long_) return show(piece);
   answer_ += piece.bytes;
   pieces_.push_back({piece.bytes.size(), piece.time, piece.ends_message});
 }
@@ -28,15 +29,20 @@ void AnswerChanges::Add(const Piece& piece) {
 bool AnswerChanges::End(const Show& show) {
   const bool differs = !answer_.empty() && answer_ != shown_;
   if (differs) {
-    std::string_view rest = answer_;
-    for (const Kept& kept : pieces_) {
-      show({rest.substr(0, kept.size), kept.time, kept.ends_message});
-      rest.remove_prefix(kept.size);
-    }
+    ShowKept(show);
     shown_ = std::move(answer_);
   }
+  const bool is_shown = differs || is_too_long_;
   Begin();
-  return differs;
+  return is_shown;
+}
+
+void AnswerChanges::ShowKept(const Show& show) const {
+  std::string_view rest = answer_;
+  for (const Kept& kept : pieces_) {
+    show({rest.substr(0, kept.size), kept.time, kept.ends_message});
+    rest.remove_prefix(kept.size);
+  }
 }
 
 }  // namespace fairlead::tool

@@ -14,7 +14,9 @@
 
 namespace fairlead::tool {
 
-/// Keeps an answer until it is whole, and the last one that was shown.
+/// Keeps an answer until it is whole, and the last one that was shown. An
+/// answer that is too long to keep is not compared: it is shown, and so is the
+/// next.
 ///
 /// @par Cost
 /// At most two answers of kMaxBytes, and the times of kMaxPieces.
@@ -31,18 +33,17 @@ class AnswerChanges {
   };
   using Show = std::function<void(const Piece& piece)>;
 
-  /// Begins an answer; one that has not ended is dropped.
+  /// Begins an answer; what is kept of one that has not ended is dropped.
   void Begin();
 
-  /// Adds to the answer.
-  ///
-  /// @throws Failure with kReceivingFailed if it becomes too long to keep
-  void Add(const Piece& piece);
+  /// Adds to the answer, and shows what there is of it if that is too long to
+  /// keep.
+  void Add(const Piece& piece, const Show& show);
 
   /// Ends the answer, and shows its pieces if its bytes differ from those
   /// shown last. One without bytes is no answer.
   ///
-  /// @return whether it was shown
+  /// @return whether it was shown, now or before
   bool End(const Show& show);
 
  private:
@@ -52,8 +53,11 @@ class AnswerChanges {
     bool ends_message;
   };
 
+  void ShowKept(const Show& show) const;
+
   std::string answer_;
   std::vector<Kept> pieces_;  // Of the answer.
+  bool is_too_long_ = false;  // It is shown as it comes.
   std::optional<std::string> shown_;
 };
 

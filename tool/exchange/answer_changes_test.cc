@@ -4,11 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "tool/base/failure.h"
 
 namespace fairlead::tool::answer_changes_test {
 namespace {
@@ -16,14 +15,15 @@ namespace {
 // Returns what is shown of an answer: its messages, each followed by a '|'.
 std::string Shown(AnswerChanges& changes,
                   const std::vector<std::string>& messages) {
+  std::string shown;
+  const auto show = [&](const AnswerChanges::Piece& piece) {
+    shown.append(piece.bytes).append("|");
+  };
   changes.Begin();
   for (const std::string& message : messages)
-    changes.Add({.bytes = message, .time = {}});
-  std::string shown;
-  const bool differs = changes.End([&](const AnswerChanges::Piece& piece) {
-    shown.append(piece.bytes).append("|");
-  });
-  EXPECT_EQ(differs, !shown.empty());
+    changes.Add({.bytes = message, .time = {}}, show);
+  const bool is_shown = changes.End(show);
+  EXPECT_EQ(is_shown, !shown.empty());
   return shown;
 }
 
@@ -53,7 +53,7 @@ TEST(AnswerChangesTest, WithoutBytesThereIsNoAnswer) {
 TEST(AnswerChangesTest, AnAnswerThatHasNotEndedIsDropped) {
   AnswerChanges changes;
   changes.Begin();
-  changes.Add({.bytes = "half", .time = {}});
+  changes.Add({.bytes = "half", .time = {}}, {});
   EXPECT_EQ(Shown(changes, {"a"}), "a|");
 }
 
@@ -61,34 +61,44 @@ TEST(AnswerChangesTest, KeepsTheTimeAndTheEndOfEachMessage) {
   AnswerChanges changes;
   TheTime time;
   time.ts.tv_sec = 7;
-  changes.Add({.bytes = "a", .time = time, .ends_message = false});
+  changes.Add({.bytes = "a", .time = time, .ends_message = false}, {});
   EXPECT_TRUE(changes.End([](const AnswerChanges::Piece& piece) {
     EXPECT_EQ(piece.time.ts.tv_sec, 7);
     EXPECT_FALSE(piece.ends_message);
   }));
 }
 
-TEST(AnswerChangesTest, AnAnswerIsNotTooLong) {
+// Nothing of it is lost, and nothing is compared with it.
+TEST(AnswerChangesTest, AnAnswerThatIsTooLongIsShownAsItComes) {
   AnswerChanges changes;
   const std::string longest(AnswerChanges::kMaxBytes, 'x');
   EXPECT_EQ(Shown(changes, {longest}), longest + "|");
-  changes.Add({.bytes = longest, .time = {}});
-  EXPECT_THROW(changes.Add({.bytes = "x", .time = {}}), Failure);
+  EXPECT_EQ(Shown(changes, {longest}), "");
+  for (int i = 0; i < 2; ++i)
+    EXPECT_EQ(Shown(changes, {longest, "y", "z"}), longest + "|y|z|");
+  EXPECT_EQ(Shown(changes, {longest}), longest + "|");
+  EXPECT_EQ(Shown(changes, {longest}), "");
 }
 
-TEST(AnswerChangesTest, AnAnswerHasNotTooManyMessages) {
+TEST(AnswerChangesTest, AnAnswerOfTooManyMessagesIsShownAsItComes) {
   AnswerChanges changes;
-  for (std::size_t i = 0; i < AnswerChanges::kMaxPieces; ++i)
-    changes.Add({.bytes = "x", .time = {}});
-  try {
-    changes.Add({.bytes = "x", .time = {}});
-    FAIL();
-  } catch (const Failure& failure) {
-    EXPECT_EQ(failure.status(), kReceivingFailed);
-    EXPECT_STREQ(failure.what(),
-                 "the answer is too long for -changes, which keeps at most "
-                 "1048576 bytes in 65536 messages");
-  }
+  const std::vector<std::string> most(AnswerChanges::kMaxPieces, "x");
+  std::vector<std::string> more = most;
+  more.emplace_back("x");
+  EXPECT_NE(Shown(changes, most), "");
+  EXPECT_EQ(Shown(changes, most), "");
+  EXPECT_EQ(Shown(changes, more), Shown(changes, more));
+}
+
+TEST(AnswerChangesTest, ALongAnswerThatHasNotEndedIsForgotten) {
+  AnswerChanges changes;
+  std::size_t shown = 0;
+  changes.Add(
+      {.bytes = std::string(AnswerChanges::kMaxBytes + 1, 'x'), .time = {}},
+      [&](const AnswerChanges::Piece& piece) { shown += piece.bytes.size(); });
+  EXPECT_EQ(shown, AnswerChanges::kMaxBytes + 1);
+  EXPECT_EQ(Shown(changes, {"a"}), "a|");
+  EXPECT_EQ(Shown(changes, {"a"}), "");
 }
 
 }  // namespace

@@ -46,15 +46,18 @@ void Display::Sent(std::string_view message) {
 void Display::Received(std::string_view bytes, const TheTime& time,
                        bool ends_message) {
   if (changes_)
-    changes_->Add({.bytes = bytes, .time = time, .ends_message = ends_message});
+    changes_->Add({.bytes = bytes, .time = time, .ends_message = ends_message},
+                  ShowPiece());
   else
     Show(bytes, time, ends_message);
 }
 
-bool Display::EndAnswer() {
-  return !changes_ || changes_->End([this](const AnswerChanges::Piece& piece) {
+bool Display::EndAnswer() { return !changes_ || changes_->End(ShowPiece()); }
+
+AnswerChanges::Show Display::ShowPiece() {
+  return [this](const AnswerChanges::Piece& piece) {
     Show(piece.bytes, piece.time, piece.ends_message);
-  });
+  };
 }
 
 void Display::Result(std::string_view line) {

@@ -36,7 +36,7 @@ class Display {
   Display(const Output& output, View view, OutFile file);
 
   /// From now on, keeps what is received until EndAnswer(), and shows it only
-  /// if it has changed.
+  /// if it has changed or cannot be kept.
   void ShowOnlyChanges() { changes_.emplace(); }
 
   bool KeepsAnswers() const { return changes_.has_value(); }
@@ -73,8 +73,7 @@ class Display {
   /// Shows a message received at that time, or the next piece of it; or keeps
   /// it.
   ///
-  /// @throws Failure with kCannotWrite or kReaderGone; with kReceivingFailed if
-  ///     it cannot be kept
+  /// @throws Failure with kCannotWrite or kReaderGone
   void Received(std::string_view bytes, const TheTime& time,
                 bool ends_message = true);
 
@@ -115,6 +114,7 @@ class Display {
   void Write(std::string_view text);
   void FlushData();
   void Show(std::string_view bytes, const TheTime& time, bool ends_message);
+  AnswerChanges::Show ShowPiece();
 
   const View view_;
   bool more_peers_ = false;

@@ -162,8 +162,9 @@ inline constexpr Parameter kChanges = {
     .kind = Kind::kSwitch,
     .group = Group::kOutput,
     .help =
-        "print and log what one connection receives, up to 1 MiB, at its end, "
-        "and only if it differs from what was printed last"};
+        "print and log what one connection receives at its end, and only if it "
+        "differs from what was printed last; more than 1 MiB or 65,536 "
+        "messages are not compared, but printed"};
 
 enum class View { kRaw, kTextLine, kHexLine, kDump, kJson };
 
