@@ -27,7 +27,10 @@ inline constexpr Parameter kNone = {
     .name = "none",
     .kind = Kind::kSwitch,
     .group = Group::kWhat,
-    .help = "only connect and close: is the port open?"};
+    .help =
+        "only connect and close: is the port open? Not with stop rules, "
+        "-halfclose, -changes, -logdata, a cipher, -sum, -eol, -pascal or "
+        "-prefix"};
 inline constexpr Parameter kScript = {
     .name = "script",
     .placeholder = "FILE",

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -52,7 +53,7 @@ class SendPlan {
                    IsStandardInput(arguments.Text(kFile).c_str())),
         only_connects(arguments.Has(kNone)),
         script(arguments.Text(kScript)) {
-    CheckScript(arguments);
+    CheckAlone(arguments);
     exchange.CheckIsOnlyRead(kFile, arguments.Text(kFile));
     exchange.CheckIsOnlyRead(kScript, script);
     if (from_stdin && exchange.repeats)
@@ -81,15 +82,27 @@ class SendPlan {
   }
 
  private:
-  // A script decides itself what is sent and when enough was received.
-  static void CheckScript(const Arguments<kUses>& arguments) {
-    if (!arguments.Has(kScript)) return;
-    using Listed = Arguments<kUses>::Listed;
-    for (const Listed other :
-         std::to_array<Listed>({kSum, kPascal, kPrefix, kHalfclose, kMessages,
-                                kBytes, kLines, kUntil, kExpect, kReject}))
+  using Listed = Arguments<kUses>::Listed;
+
+  // A script decides itself what is sent and when enough was received. Without
+  // a body, nothing is.
+  static void CheckAlone(const Arguments<kUses>& arguments) {
+    constexpr auto kOthers =
+        std::to_array<Listed>({kSum, kPascal, kPrefix, kHalfclose, kMessages,
+                               kBytes, kLines, kUntil, kExpect, kReject});
+    constexpr auto kMoreThanNone =
+        std::to_array<Listed>({kEol, kChanges, kAes, kRc4, kCipher, kLogdata});
+    Refuse(arguments, kScript, kOthers);
+    Refuse(arguments, kNone, kOthers);
+    Refuse(arguments, kNone, kMoreThanNone);
+  }
+
+  static void Refuse(const Arguments<kUses>& arguments, Listed one,
+                     std::span<const Listed> others) {
+    if (!arguments.Has(one)) return;
+    for (const Listed other : others)
       if (arguments.Has(other))
-        throw Failure(kWrongUsage, Concat("-script and -", other->name,
+        throw Failure(kWrongUsage, Concat("-", one->name, " and -", other->name,
                                           " cannot be combined"));
   }
 };

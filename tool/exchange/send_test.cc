@@ -120,6 +120,31 @@ TEST(SendTest, ASwitchThatIsOffIsNotASource) {
   EXPECT_EQ(Received({"-text", "x", "-stdin", "off"}, 1), "x");
 }
 
+TEST(SendTest, NoneDoesNotGoWithWhatIsAboutABodyOrAReply) {
+  for (const Words& other : {Words{"-lines", "1"},
+                             {"-bytes", "1"},
+                             {"-messages", "1"},
+                             {"-until", "x"},
+                             {"-expect", "x"},
+                             {"-reject", "x"},
+                             {"-sum", "5"},
+                             {"-eol", "lf"},
+                             {"-pascal"},
+                             {"-prefix", "u8"},
+                             {"-halfclose", "on"},
+                             {"-aes", "k"},
+                             {"-rc4", "k"},
+                             {"-cipher", "rc4", "-keyenv", "K"},
+                             {"-logdata", "hex", "-log", "/dev/null"},
+                             {"-changes", "-repeat", "2"}}) {
+    const Outcome outcome = Fairlead(Words{"send", "-demo", "-none"} + other);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.error,
+              "fairlead send: -none and " + other[0] + " cannot be combined\n");
+    EXPECT_EQ(outcome.output, "");
+  }
+}
+
 TEST(SendTest, ALineEndFollowsTheBody) {
   EXPECT_EQ(Received({"-text", "a", "-eol", "crlf"}, 3), "a\r\n");
   EXPECT_EQ(Received({"-text", "a", "-eol", "lf"}, 2), "a\n");
