@@ -274,6 +274,7 @@ std::string Conversation::Success() const {
 }
 
 std::string Conversation::Ending() const {
+  if (!failure_.empty()) return failure_;
   switch (result_.end) {
     case ExchangeEnd::kDone:
       return Success();
@@ -285,7 +286,8 @@ std::string Conversation::Ending() const {
   }
 }
 
-void Conversation::Close() {
+void Conversation::Close(std::string_view failure) {
+  failure_ = failure;
   exchange_.Close();
   EndAnswer();
   display_.Closed(result_.sent, result_.received, Ending());

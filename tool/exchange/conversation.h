@@ -89,7 +89,8 @@ class Conversation {
   /// Shows a message of what is sent. Any thread may call it.
   void ShowSent(std::string_view message) { display_.Sent(message); }
 
-  void Close();
+  /// @param failure of what is sent, which ended the exchange; "" for none
+  void Close(std::string_view failure = {});
 
   /// Reports the message that the end of the connection has cut, if there is
   /// one. CheckOutcome() of a later connection then throws.
@@ -157,6 +158,7 @@ class Conversation {
   std::optional<Progress> progress_;  // Of a long body.
   bool has_enough_ = false;           // A rule was met.
   bool reset_late_ = false;           // After what was awaited.
+  std::string failure_;               // Of what is sent.
   ExchangeResult result_;
   std::string timeout_;  // The message, if the time is over.
   Exchange exchange_;

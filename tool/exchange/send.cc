@@ -1,6 +1,7 @@
 // The command `send`: a body to a server, and the server's reply.
 
 #include <array>
+#include <exception>
 #include <optional>
 #include <span>
 #include <string>
@@ -112,6 +113,16 @@ void NotePadding(const SendPlan& plan, std::size_t padding) {
     PrintNote("send", PaddingNote(padding));
 }
 
+// Returns why a line could not be sent, or "".
+std::string WhyNot(const BodyStream& stream) {
+  try {
+    stream.Check();
+    return "";
+  } catch (const std::exception& failure) {
+    return failure.what();
+  }
+}
+
 void SendStream(const SendPlan& plan, Conversation& conversation,
                 const Input& file) {
   BodyStream stream(plan.body, plan.settings().reception.cipher,
@@ -124,7 +135,7 @@ void SendStream(const SendPlan& plan, Conversation& conversation,
         return stream.Take(bytes, at_end);
       }};
   conversation.Converse(input, file);
-  conversation.Close();
+  conversation.Close(WhyNot(stream));
   stream.Check();
   NotePadding(plan, stream.padding());
   conversation.CheckOutcome();

@@ -97,6 +97,18 @@ struct UsageCase {
   const char* error;
 };
 
+TEST(SendPrefixTest, AnEventReportsWhyALineIsTooLong) {
+  const Outcome outcome =
+      RunProgram({.arguments = Words{"send", "-demo", "-stdin", "-perline",
+                                     "-prefix", "u8", "-view", "json"} +
+                               kForever,
+                  .input = std::string(256, 'x') + "\n"});
+  EXPECT_THAT(outcome.output,
+              HasSubstr(R"("reason":"a message of 256 bytes: its prefix would )"
+                        R"(be 256; -prefix u8 holds 0 to 255")"));
+  EXPECT_EQ(outcome.status, 2);
+}
+
 TEST(SendPrefixTest, WrongUsageIsReported) {
   const std::vector<UsageCase> cases = {
       {{"-prefix", "u8", "-pascal"}, "-pascal and -prefix cannot be combined"},
