@@ -136,6 +136,8 @@ void Conversation::Connect() {
   });
   if (!result_) FailToConnect();
   reception_.Begin();
+  if (!settings_.out.path.empty())
+    limit_.Enter(Concat("opening ", Quoted(settings_.out.path)));
   display_.Connected(Concat(result_.address, ":", settings_.port));
 }
 

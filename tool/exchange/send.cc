@@ -159,12 +159,12 @@ class Sender {
   // What is read before there is a connection is found missing before, too.
   void Run(Conversation& conversation, TimeLimit& limit) {
     if (!plan_.script.empty()) return HoldDialogue(conversation, limit);
+    limit.Enter("reading the body");
     if (plan_.body.IsStreamed()) {
       const Input file(plan_.body.file);
       conversation.Connect();
       return SendStream(plan_, conversation, file);
     }
-    limit.Enter("reading the body");
     ReadWhole();
     conversation.Connect();
     if (!plan_.only_connects) return SendWhole(conversation);

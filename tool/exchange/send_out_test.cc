@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -99,6 +100,27 @@ TEST_F(SendOutTest, WhatCameBeforeAResetIsInTheFile) {
                     Words{"-text", "ping", "-out", path_} + kForever});
   EXPECT_EQ(outcome.status, 56);
   EXPECT_EQ(Content(), "half");
+}
+
+// A pipe that nobody reads is opened once the connection is made.
+TEST_F(SendOutTest, TheTimeLimitNamesAFileThatIsBeingOpened) {
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  const Outcome outcome = Fairlead(
+      {"send", "-demo", "-text", "x", "-out", path_, "-timeout", "200ms"});
+  EXPECT_EQ(outcome.error,
+            "fairlead send: timed out after 200 ms while opening '" + path_ +
+                "'; increase -timeout\n");
+  EXPECT_EQ(outcome.status, 28);
+}
+
+TEST_F(SendOutTest, TheTimeLimitNamesABodyThatIsBeingOpened) {
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  const Outcome outcome =
+      Fairlead({"send", "-demo", "-file", path_, "-timeout", "200ms"});
+  EXPECT_EQ(outcome.error,
+            "fairlead send: timed out after 200 ms while reading the body; "
+            "increase -timeout\n");
+  EXPECT_EQ(outcome.status, 28);
 }
 
 TEST_F(SendOutTest, AFileThatCannotBeWrittenIsReported) {
