@@ -136,16 +136,21 @@ bool IsInjected(const Trial& run) {
   return run.trace.find("(INJECTED)") != std::string::npos;
 }
 
-// A wakeup cannot fail, and a wait without it would never end. Where threads
-// take turns, the arguments of a call are in an earlier line of its thread.
+bool IsWakeup(const std::string& call) {
+  return call.find("FUTEX_WAKE") != std::string::npos ||
+         call.find(R"(, "\1\0\0\0\0\0\0\0", 8)") != std::string::npos;
+}
+
+// A wakeup cannot fail, whether by a futex or by the first number written to an
+// event descriptor, and a wait without it would never end. Where threads take
+// turns, the arguments of a call are in an earlier line of its thread.
 bool FailsAWakeup(const Trial& run) {
   std::map<std::string, std::string> begun;  // By thread.
   std::istringstream lines(run.trace);
   for (std::string line; std::getline(lines, line);) {
     std::string& call = begun[line.substr(0, line.find(' '))];
     if (line.find(" resumed>") == std::string::npos) call = line;
-    if (line.find("(INJECTED)") != std::string::npos &&
-        call.find("FUTEX_WAKE") != std::string::npos)
+    if (line.find("(INJECTED)") != std::string::npos && IsWakeup(call))
       return true;
   }
   return false;
