@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdlib>
 #include <future>
 #include <string>
 #include <thread>
@@ -80,14 +79,6 @@ TEST(SlowPeersTest, AByteASecondIsTooSlowForAShorterIdleTime) {
             "fairlead recv: cut short: 0 of 1 line; the peer was silent for "
             "1 s\n");
   EXPECT_EQ(outcome.status, 18);
-}
-
-// In kilobytes, so far.
-int MostMemoryOf(pid_t process) {
-  const std::string status =
-      internal::ReadFile("/proc/" + std::to_string(process) + "/status");
-  const std::size_t at = status.find("VmHWM:");
-  return at == std::string::npos ? 0 : std::atoi(&status[at + 6]);
 }
 
 TEST(SlowPeersTest, AFloodNeedsLittleMemory) {

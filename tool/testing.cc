@@ -248,6 +248,13 @@ Outcome Process::Wait() {
 
 Outcome RunProgram(const Launch& launch) { return Process(launch).Wait(); }
 
+int MostMemoryOf(pid_t process) {
+  const std::string status =
+      internal::ReadFile("/proc/" + std::to_string(process) + "/status");
+  const std::size_t at = status.find("VmHWM:");
+  return at == std::string::npos ? 0 : std::atoi(&status[at + 6]);
+}
+
 Outcome Fairlead(Words arguments) {
   return RunProgram({.arguments = std::move(arguments)});
 }

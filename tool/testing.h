@@ -74,6 +74,10 @@ class Process {
 
 Outcome RunProgram(const Launch& launch);
 
+/// Returns the most memory that a running process has used so far, in
+/// kilobytes.
+int MostMemoryOf(pid_t process);
+
 /// Runs `fairlead` with these arguments and an empty standard input.
 Outcome Fairlead(Words arguments);
 

@@ -2,8 +2,6 @@
 
 #include "tool/exchange/body.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -13,19 +11,13 @@
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
-#include "tool/io/read_file.h"
 
 namespace fairlead::tool {
 namespace {
 
 constexpr std::size_t kMaxPascal = 255;
 constexpr std::size_t kPart = 1U << 30U;  // The library counts in int.
-
-std::string ReadSource(const BodyPlan& plan) {
-  if (plan.bytes) return *plan.bytes;
-  if (!plan.file.empty()) return ReadFile(plan.file);
-  return ReadAll(STDIN_FILENO, "standard input");
-}
+constexpr std::size_t kChecksumSize = 8;
 
 std::string AsPascalString(const std::string& body) {
   if (body.size() > kMaxPascal)
@@ -35,6 +27,15 @@ std::string AsPascalString(const std::string& body) {
   std::array<unsigned char, kMaxPascal + 1> buffer{};
   const int length = WritePascalString(buffer.data(), body);
   return {buffer.begin(), buffer.begin() + length};
+}
+
+// Returns the checksum as it is sent, the highest byte first.
+std::string ChecksumOf(CCRC& sum) {
+  const std::uint64_t value = sum.ReadCRC();
+  std::string checksum;
+  for (std::size_t i = kChecksumSize; i-- > 0;)
+    checksum += static_cast<char>(value >> 8 * i);
+  return checksum;
 }
 
 }  // namespace
@@ -58,17 +59,16 @@ void AddTo(CCRC& sum, std::string_view bytes) {
                static_cast<int>(std::min(bytes.size(), kPart)));
 }
 
-std::string ChecksumOf(CCRC& sum) {
-  const std::uint64_t value = sum.ReadCRC();
-  std::string checksum;
-  for (int shift = 56; shift >= 0; shift -= 8)
-    checksum += static_cast<char>(value >> shift);
-  return checksum;
+std::uint64_t BodyPlan::CompletedSize(std::uint64_t size) const {
+  return size + (rotation ? kChecksumSize : 0) + line_end.size();
 }
 
-std::string Completed(const BodyPlan& plan, std::string message) {
+CCRC NewSum(const BodyPlan& plan) {
+  return {.rotation = plan.rotation.value_or(0)};
+}
+
+std::string Completed(const BodyPlan& plan, std::string message, CCRC sum) {
   if (plan.rotation) {
-    CCRC sum{.rotation = *plan.rotation};
     AddTo(sum, message);
     message += ChecksumOf(sum);
   }
@@ -98,8 +98,26 @@ BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol) {
   return plan;
 }
 
-std::string ReadBody(const BodyPlan& plan) {
-  return Completed(plan, ReadSource(plan));
+void CheckHeld(const BodyPlan& plan, std::size_t size, std::string_view what) {
+  if (size <= kMostHeld) return;
+  const std::string has =
+      Concat(what, " has more than ", kMostHeld, " bytes; ");
+  if (plan.pascal)
+    throw Failure(kWrongUsage,
+                  Concat(has, "-pascal accepts at most ", kMaxPascal));
+  throw Failure(
+      kWrongUsage,
+      Concat(has, "-prefix has to count them before they are sent",
+             plan.per_line ? "" : ", unless -file is a regular file"));
+}
+
+std::string ReadBody(const BodyPlan& plan, const Input& source) {
+  std::string body;
+  ReadPieces(source.descriptor(), source.name(), [&](std::string_view piece) {
+    body += piece;
+    CheckHeld(plan, body.size(), source.name());
+  });
+  return body;
 }
 
 }  // namespace fairlead::tool

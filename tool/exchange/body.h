@@ -4,6 +4,8 @@
 #define FAIRLEAD_TOOL_EXCHANGE_BODY_H_
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +14,7 @@
 #include "tool/command/arguments.h"
 #include "tool/command/parameters.h"
 #include "tool/exchange/frames.h"
+#include "tool/io/read_file.h"
 
 namespace fairlead::tool {
 
@@ -76,6 +79,9 @@ inline constexpr auto kBodyUses =
 /// Returns the bytes of a line end.
 std::string_view BytesOf(LineEnd eol);
 
+/// How much of a message waits in memory until its length is known.
+inline constexpr std::size_t kMostHeld = std::size_t{1} << 20U;
+
 /// Where the bytes of a body come from, and what is added to them.
 struct BodyPlan {
   std::optional<std::string> bytes;  ///< Those of -text or -hex.
@@ -86,10 +92,18 @@ struct BodyPlan {
   std::optional<FramePrefix> prefix;
   bool per_line = false;
 
+  /// Returns whether a message begins with its length.
+  bool HasLength() const { return pascal || prefix; }
+
   /// Returns whether the body can be sent while it is read.
-  bool IsStreamed() const {
-    return !bytes && (per_line || !(pascal || prefix));
+  ///
+  /// @param size that of its source; 0 if it is unknown
+  bool IsStreamed(std::uint64_t size) const {
+    return !bytes && (per_line || !HasLength() || (prefix && size > 0));
   }
+
+  /// Returns how many bytes Completed() makes of so many without -pascal.
+  std::uint64_t CompletedSize(std::uint64_t size) const;
 };
 
 /// Returns the body that the arguments describe.
@@ -101,25 +115,31 @@ BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol);
 /// Counts bytes for a checksum.
 void AddTo(CCRC& sum, std::string_view bytes);
 
-/// Returns the checksum as it is sent: 8 bytes, the highest first.
-std::string ChecksumOf(CCRC& sum);
+/// Returns the checksum of nothing yet, in the plan's rotation.
+CCRC NewSum(const BodyPlan& plan);
 
 /// Returns the message with what the plan appends to it, and the length byte of
 /// -pascal.
 ///
+/// @param sum has counted what of the message was sent before
 /// @throws Failure with kWrongUsage for one that is too long for -pascal
-std::string Completed(const BodyPlan& plan, std::string message);
+std::string Completed(const BodyPlan& plan, std::string message, CCRC sum);
 
 /// Returns a completed message with its prefix, if it has one.
 ///
 /// @throws Failure with kWrongUsage if the prefix cannot hold its length
 std::string Prefixed(const BodyPlan& plan, std::string message);
 
-/// Returns the completed body, read from its source.
+/// Throws if the bytes are too many to wait in memory for their length.
 ///
-/// @throws Failure with kCannotRead, or with kWrongUsage for a body that is too
-///     long for -pascal
-std::string ReadBody(const BodyPlan& plan);
+/// @param what has them, for the error
+/// @throws Failure with kWrongUsage
+void CheckHeld(const BodyPlan& plan, std::size_t size, std::string_view what);
+
+/// Returns the body from its source, up to kMostHeld bytes.
+///
+/// @throws Failure with kCannotRead, or with kWrongUsage for a longer one
+std::string ReadBody(const BodyPlan& plan, const Input& source);
 
 }  // namespace fairlead::tool
 

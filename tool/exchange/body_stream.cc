@@ -4,15 +4,22 @@
 
 #include <utility>
 
+#include "tool/base/concat.h"
+#include "tool/base/failure.h"
+
 namespace fairlead::tool {
 
-BodyStream::BodyStream(const BodyPlan& plan,
+BodyStream::BodyStream(const BodyPlan& plan, const Input& source,
                        const std::optional<CipherKey>& key,
                        OnMessage on_message)
     : plan_(plan),
+      source_(source),
       on_message_(std::move(on_message)),
-      sum_{.rotation = plan.rotation.value_or(0)} {
+      sum_(NewSum(plan)) {
   if (key) encryption_.emplace(*key, Direction::kEncrypt);
+  if (!plan.prefix || plan.per_line) return;
+  left_ = source.size();
+  lead_ = PrefixBefore(plan.CompletedSize(*left_), *plan.prefix);
 }
 
 std::optional<std::string_view> BodyStream::Take(std::string_view bytes,
@@ -29,47 +36,71 @@ std::optional<std::string_view> BodyStream::Take(std::string_view bytes,
 }
 
 void BodyStream::TakeWhole(std::string_view bytes, bool at_end) {
-  if (plan_.rotation) AddTo(sum_, bytes);
-  Send(bytes);
-  if (!at_end) return;
-  if (plan_.rotation) Send(ChecksumOf(sum_));
-  Send(plan_.line_end);
-  EndMessage();
+  if (left_)
+    TakeCounted(bytes, at_end);
+  else if (!bytes.empty())
+    SendPiece(bytes, true);
+  if (at_end) EndMessage();
+}
+
+// The last piece waits for the end of the source: if there is more, the frame
+// must not become whole.
+void BodyStream::TakeCounted(std::string_view bytes, bool at_end) {
+  if (bytes.size() > *left_ || (at_end && *left_ > 0))
+    throw Failure(
+        kCannotRead,
+        Concat("cannot read ", source_.name(), ": it had ", source_.size(),
+               " bytes at first, and now has ", at_end ? "fewer" : "more"));
+  *left_ -= bytes.size();
+  Append(std::exchange(lead_, {}));
+  if (*left_ == 0)
+    held_ += bytes;
+  else
+    SendPiece(bytes, true);
 }
 
 // A last line without its newline is one, too.
 void BodyStream::TakeLines(std::string_view bytes, bool at_end) {
   for (std::size_t end; (end = bytes.find('\n')) != std::string_view::npos;) {
-    line_ += bytes.substr(0, end);
+    AddToLine(bytes.substr(0, end));
     bytes.remove_prefix(end + 1);
-    SendLine();
+    EndMessage();
   }
-  line_ += bytes;
-  if (at_end && !line_.empty()) SendLine();
+  AddToLine(bytes);
+  if (at_end && (has_begun_ || !held_.empty())) EndMessage();
 }
 
-void BodyStream::SendLine() {
-  const std::string message = Completed(plan_, std::move(line_));
-  on_message_(message);
-  Append(Prefixed(plan_, message));
-  EndMessage();
-  line_.clear();
+void BodyStream::AddToLine(std::string_view bytes) {
+  held_ += bytes;
+  if (held_.size() <= kMostHeld) return;
+  if (plan_.HasLength())
+    CheckHeld(plan_, held_.size(), Concat("a line of ", source_.name()));
+  SendPiece(held_, false);
+  held_.clear();
+  has_begun_ = true;
 }
 
-void BodyStream::Send(std::string_view message) {
-  if (message.empty()) return;
-  on_message_(message);
-  Append(message);
+void BodyStream::SendPiece(std::string_view piece, bool ends_message) {
+  if (plan_.rotation) AddTo(sum_, piece);
+  on_message_(piece, ends_message);
+  Append(piece);
+}
+
+void BodyStream::EndMessage() {
+  const std::string end = Completed(plan_, std::exchange(held_, {}),
+                                    std::exchange(sum_, NewSum(plan_)));
+  if (plan_.per_line || !end.empty()) on_message_(end, true);
+  if (plan_.per_line && plan_.prefix)
+    Append(PrefixBefore(end.size(), *plan_.prefix));
+  Append(end);
+  has_begun_ = false;
+  if (!encryption_) return;
+  padding_ = encryption_->lacking();
+  sent_ += encryption_->Fill();
 }
 
 void BodyStream::Append(std::string_view bytes) {
   sent_ += encryption_ ? encryption_->Take(bytes) : bytes;
-}
-
-void BodyStream::EndMessage() {
-  if (!encryption_) return;
-  padding_ = encryption_->lacking();
-  sent_ += encryption_->Fill();
 }
 
 }  // namespace fairlead::tool

@@ -4,6 +4,7 @@
 #define FAIRLEAD_TOOL_EXCHANGE_BODY_STREAM_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <optional>
@@ -13,19 +14,27 @@
 #include "fairlead/bits/crc.h"
 #include "tool/crypt/cipher.h"
 #include "tool/exchange/body.h"
+#include "tool/io/read_file.h"
 
 namespace fairlead::tool {
 
 /// Turns the bytes of an input into those that are sent: with a checksum, a
 /// line end and a length, for the whole or for each line, and encrypted.
+///
+/// The whole has a prefix only if its source is of known size. If the source
+/// then turns out to be of another size, the frame stays incomplete.
 class BodyStream {
  public:
-  /// Receives a message before it is encrypted and sent. Called in Take().
-  using OnMessage = std::function<void(std::string_view message)>;
+  /// Receives a message, or the next piece of it, before it is encrypted and
+  /// sent. Called in Take().
+  using OnMessage =
+      std::function<void(std::string_view piece, bool ends_message)>;
 
-  /// @param plan without -pascal and -prefix, unless it is per line
-  BodyStream(const BodyPlan& plan, const std::optional<CipherKey>& key,
-             OnMessage on_message);
+  /// @param plan IsStreamed(); it outlives the object, as `source` does
+  /// @throws Failure with kWrongUsage if a prefix cannot hold the length of the
+  ///     source
+  BodyStream(const BodyPlan& plan, const Input& source,
+             const std::optional<CipherKey>& key, OnMessage on_message);
 
   /// Returns what is sent for the bytes, or nothing if that cannot be: see
   /// Check(). Valid until the next call.
@@ -38,7 +47,8 @@ class BodyStream {
   /// Throws what Take() met when it returned nothing.
   ///
   /// @throws Failure with kWrongUsage for a line that is too long for -pascal
-  ///     or -prefix; what the callback threw
+  ///     or -prefix; with kCannotRead for a source of another size than it had;
+  ///     what the callback threw
   void Check() const {
     if (problem_) std::rethrow_exception(problem_);
   }
@@ -46,16 +56,21 @@ class BodyStream {
  private:
   void TakeWhole(std::string_view bytes, bool at_end);
   void TakeLines(std::string_view bytes, bool at_end);
-  void SendLine();
-  void Send(std::string_view message);
-  void Append(std::string_view bytes);
+  void TakeCounted(std::string_view bytes, bool at_end);
+  void AddToLine(std::string_view bytes);
+  void SendPiece(std::string_view piece, bool ends_message);
   void EndMessage();
+  void Append(std::string_view bytes);
 
   const BodyPlan& plan_;
+  const Input& source_;
   const OnMessage on_message_;
   std::optional<CipherStream> encryption_;
-  CCRC sum_;          // Of the whole body.
-  std::string line_;  // Begun.
+  CCRC sum_;                           // Of what is sent of the message.
+  std::string lead_;                   // A prefix that is not sent yet.
+  std::optional<std::uint64_t> left_;  // Bytes to read, if it has counted them.
+  std::string held_;                   // The end of the message, not sent yet.
+  bool has_begun_ = false;             // Some of the line is sent.
   std::size_t padding_ = 0;
   std::string sent_;  // What Take() returns.
   std::exception_ptr problem_;

@@ -86,8 +86,11 @@ class Conversation {
   /// done.
   void Converse(const DialogueScript& script, const std::string& name);
 
-  /// Shows a message of what is sent. Any thread may call it.
-  void ShowSent(std::string_view message) { display_.Sent(message); }
+  /// Shows a message of what is sent, or the next piece of it. Any thread may
+  /// call it.
+  void ShowSent(std::string_view piece, bool ends_message) {
+    display_.Sent(piece, ends_message);
+  }
 
   /// @param failure of what is sent, which ended the exchange; "" for none
   void Close(std::string_view failure = {});

@@ -2,6 +2,8 @@
 
 #include "tool/exchange/display.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "tool/base/failure.h"
@@ -9,6 +11,13 @@
 #include "tool/exchange/view.h"
 
 namespace fairlead::tool {
+
+namespace {
+
+// An event is up to eight times as long as its bytes.
+constexpr std::size_t kMostInEvent = std::size_t{64} << 10;
+
+}  // namespace
 
 OutFile OutFileOf(const Arguments<kOutUses>& arguments) {
   return {.path = arguments.Text(kOut), .append = arguments.Has(kAppend)};
@@ -38,9 +47,14 @@ void Display::Connected(const std::string& peer) {
   if (HasEvents()) Write(event::Connected(TheTime(), peer));
 }
 
-void Display::Sent(std::string_view message) {
-  if (sent_) sent_->Add(message, true);
-  if (HasEvents()) Write(event::Sent(TheTime(), peer_, message));
+void Display::Sent(std::string_view piece, bool ends_message) {
+  if (sent_) sent_->Add(piece, ends_message);
+  if (!HasEvents()) return;
+  const TheTime now;
+  do {
+    Write(event::Sent(now, peer_, piece.substr(0, kMostInEvent)));
+    piece.remove_prefix(std::min(piece.size(), kMostInEvent));
+  } while (!piece.empty());
 }
 
 void Display::Received(std::string_view bytes, const TheTime& time,

@@ -61,10 +61,10 @@ class Display {
   /// thread sends.
   void SetPeer(const std::string& peer) { peer_ = peer; }
 
-  /// Shows a message that is handed to the system.
+  /// Shows a message that is handed to the system, or the next piece of it.
   ///
   /// @throws Failure with kCannotWrite or kReaderGone
-  void Sent(std::string_view message);
+  void Sent(std::string_view piece, bool ends_message = true);
 
   /// Returns whether the view shows the bytes alone, so that Received() can be
   /// called with pieces of messages.

@@ -57,21 +57,23 @@ std::optional<FramePrefix> PrefixOf(const Arguments<kPrefixUses>& arguments) {
   return prefix;
 }
 
-std::string Framed(const FramePrefix& prefix, std::string_view message) {
-  const auto size = static_cast<std::int64_t>(message.size());
+std::string PrefixBefore(std::uint64_t size, const FramePrefix& prefix) {
   const std::int64_t most = (std::int64_t{1} << 8 * prefix.size()) - 1;
-  const std::int64_t number = size + prefix.add;
+  const std::int64_t number = static_cast<std::int64_t>(size) + prefix.add;
   if (number < 0 || number > most)
     throw Failure(kWrongUsage,
                   Concat("a message of ", size, " bytes: its prefix would be ",
                          number, "; -prefix ", ChoiceName(kPrefix, prefix.form),
                          " holds 0 to ", most));
-  std::string frame;
-  frame.reserve(prefix.size() + message.size());
+  std::string bytes;
   for (std::size_t i = prefix.size(); i-- > 0;)
-    frame += static_cast<char>(number >> 8 * i);
-  if (IsLittleEndian(prefix.form)) std::ranges::reverse(frame);
-  return frame.append(message);
+    bytes += static_cast<char>(number >> 8 * i);
+  if (IsLittleEndian(prefix.form)) std::ranges::reverse(bytes);
+  return bytes;
+}
+
+std::string Framed(const FramePrefix& prefix, std::string_view message) {
+  return PrefixBefore(message.size(), prefix).append(message);
 }
 
 std::optional<FrameReader::Piece> FrameReader::Take(std::string_view& bytes) {

@@ -63,6 +63,11 @@ struct FramePrefix {
 /// @throws Failure with kWrongUsage for a malformed -prefixadd
 std::optional<FramePrefix> PrefixOf(const Arguments<kPrefixUses>& arguments);
 
+/// Returns the prefix of a message of that many bytes.
+///
+/// @throws Failure with kWrongUsage if it cannot hold the number
+std::string PrefixBefore(std::uint64_t size, const FramePrefix& prefix);
+
 /// Returns the frame of the message.
 ///
 /// @throws Failure with kWrongUsage if the prefix cannot hold its length

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
@@ -62,7 +63,7 @@ class SendPlan {
                     "-repeat cannot be combined with -stdin, which can be read "
                     "only once; use -file");
     exchange.settings.reception.prefix = body.prefix;
-    exchange.settings.input_is_unique = from_stdin && body.IsStreamed();
+    exchange.settings.input_is_unique = from_stdin && body.IsStreamed(0);
     exchange.settings.half_close =
         arguments.Has(kHalfclose)
             ? arguments.Chosen<HalfClose>(kHalfclose) == HalfClose::kOn
@@ -125,10 +126,11 @@ std::string WhyNot(const BodyStream& stream) {
 
 void SendStream(const SendPlan& plan, Conversation& conversation,
                 const Input& file) {
-  BodyStream stream(plan.body, plan.settings().reception.cipher,
-                    [&conversation](std::string_view message) {
-                      conversation.ShowSent(message);
+  BodyStream stream(plan.body, file, plan.settings().reception.cipher,
+                    [&conversation](std::string_view piece, bool ends_message) {
+                      conversation.ShowSent(piece, ends_message);
                     });
+  conversation.Connect();
   const ExchangeInput input = {
       .descriptor = file.descriptor(),
       .filter = [&](std::string_view bytes, bool at_end) {
@@ -157,15 +159,18 @@ class Sender {
   explicit Sender(const SendPlan& plan) : plan_(plan) {}
 
   // What is read before there is a connection is found missing before, too.
+  // Standard input can be read only once.
   void Run(Conversation& conversation, TimeLimit& limit) {
     if (!plan_.script.empty()) return HoldDialogue(conversation, limit);
-    limit.Enter("reading the body");
-    if (plan_.body.IsStreamed()) {
+    if (plan_.body.bytes) {
+      Complete(*plan_.body.bytes);
+    } else if (!plan_.from_stdin || message_.empty()) {
+      limit.Enter("reading the body");
       const Input file(plan_.body.file);
-      conversation.Connect();
-      return SendStream(plan_, conversation, file);
+      if (plan_.body.IsStreamed(file.size()))
+        return SendStream(plan_, conversation, file);
+      Complete(ReadBody(plan_.body, file));
     }
-    ReadWhole();
     conversation.Connect();
     if (!plan_.only_connects) return SendWhole(conversation);
     conversation.Close();
@@ -184,10 +189,8 @@ class Sender {
     conversation.CheckOutcome();
   }
 
-  // Standard input can be read only once.
-  void ReadWhole() {
-    if (!message_.empty() && plan_.from_stdin) return;
-    message_ = ReadBody(plan_.body);
+  void Complete(std::string body) {
+    message_ = Completed(plan_.body, std::move(body), NewSum(plan_.body));
     body_ = Encrypted(plan_, Prefixed(plan_.body, message_));
   }
 
@@ -267,7 +270,8 @@ constexpr auto kStatuses = std::to_array<Status>({
      "standard output, the file of -out, the log or the settings cannot be "
      "written"},
     {kCannotRead,
-     "the body, the script, the key or the settings cannot be read"},
+     "the body, the script, the key or the settings cannot be read, or the "
+     "file of the body changed its size while it was sent with -prefix"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kNothingAnswered,
      "connected, but received nothing, whatever was asked for but a script"},
@@ -294,7 +298,11 @@ constinit const Command kSendCommand = {
         "reports how much was sent. A reset before that is status 56. "
         "A received message is never cut, except a frame in which the text of "
         "-expect or -reject comes. A file and standard input are sent "
-        "while they are read, and what comes meanwhile is printed. Each "
+        "while they are read, and what comes meanwhile is printed. With "
+        "-prefix or -pascal, all of it is one message: what is not a regular "
+        "file is first read to its end, up to 1 MiB, so that nothing is sent "
+        "before. With -perline, a line is sent once it is read; with a length "
+        "before it, it has up to 1 MiB. Each "
         "attempt of -retry and each run of -repeat looks the name up and "
         "connects anew. -retry repeats nothing that was printed or taken from "
         "standard input: status 28 is then final. A cipher encrypts everything "

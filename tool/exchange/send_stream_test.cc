@@ -104,13 +104,7 @@ class Streams {
   // Whether the reader of the output sees its end, with nothing before.
   bool SeesEnd() const { return Read(1).empty(); }
 
-  // The most memory that the process has used so far, in kilobytes.
-  int MostMemory() const {
-    const std::string status =
-        internal::ReadFile("/proc/" + std::to_string(pid_) + "/status");
-    const std::size_t at = status.find("VmHWM:");
-    return at == std::string::npos ? 0 : std::atoi(&status[at + 6]);
-  }
+  int MostMemory() const { return MostMemoryOf(pid_); }
 
   // Waits for the process; returns its exit status.
   int Wait() {
