@@ -293,7 +293,8 @@ void ExchangeState::Note(const Progress& sending, std::uint64_t sent_before) {
 bool ExchangeState::Take(const Sink& sink, bool may_end, bool enough) {
   if (!sink) return true;
   bool over = false;
-  for (std::size_t taken = 0; taken < kMaxTaken && !over;) {
+  std::size_t taken = 0;
+  while (taken < kMaxTaken && !over) {
     if (enough && may_end) break;
     const auto piece = connection_.buffer().Next();
     if (!piece) break;
@@ -303,6 +304,7 @@ bool ExchangeState::Take(const Sink& sink, bool may_end, bool enough) {
     last_ = steady_clock::now();
     over = end_of_time_ && last_ >= *end_of_time_;
   }
+  if (taken > 0 && options_.on_taken) options_.on_taken();
   return enough;
 }
 

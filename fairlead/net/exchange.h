@@ -110,6 +110,11 @@ struct ExchangeOptions {
 
   /// Told of each step, on the thread that runs the exchange.
   std::function<void(const ExchangeEvent&)> on_event = {};
+
+  /// Called on that thread after the sink was given what there was, before the
+  /// exchange waits or ends: a sink that gathers what it writes, writes it now.
+  /// Not after a call of the sink that threw.
+  std::function<void()> on_taken = {};
 };
 
 /// A conversation with one server over a CTCPClient.
@@ -118,6 +123,10 @@ struct ExchangeOptions {
 /// Connect(), then Converse() as often as there is something to say, then
 /// Close(); Run() is all three. Each returns why it ended. Nothing is printed,
 /// and the process never ended.
+/// @par A peer that vanishes
+/// After a power cut, or a cable that is pulled, nothing tells that the peer is
+/// gone. While nothing is to be sent, the system asks it after 30 seconds of
+/// silence, and ends the wait after 30 more: kFailed, with ETIMEDOUT.
 /// @par Memory
 /// A connection has a buffer of 253 KB for what was received: a peer that sends
 /// faster than the sink takes is held back. A body is not copied.

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <linux/sockios.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -30,6 +31,19 @@ int SocketError(int sock) {
   socklen_t size = sizeof(error);
   if (getsockopt(sock, SOL_SOCKET, SO_ERROR, &error, &size) == -1) return errno;
   return error;
+}
+
+// Makes the system ask a peer that has been quiet for 30 seconds whether it is
+// still there, and give up after 30 more without an answer: ETIMEDOUT. Should
+// that be refused, only the limits of time end the wait.
+void KeepAlive(int sock) {
+  const auto set = [sock](int level, int option, int value) {
+    setsockopt(sock, level, option, &value, sizeof(value));
+  };
+  set(IPPROTO_TCP, TCP_KEEPIDLE, 30);
+  set(IPPROTO_TCP, TCP_KEEPINTVL, 10);
+  set(IPPROTO_TCP, TCP_KEEPCNT, 3);
+  set(SOL_SOCKET, SO_KEEPALIVE, 1);
 }
 
 // Waits until a connection is made or refused.
@@ -68,6 +82,7 @@ int ExchangeConnection::Connect(const sockaddr_in& address, Deadline deadline) {
   client_.peer_.addr = address;
   if (!client_.CreateMainSock()) return errno;
   finished_ = false;
+  KeepAlive(client_.mainSock_);
   reset_ = ConnectSocket(client_.mainSock_, address, deadline);
   if (reset_ != 0 && reset_ != ECONNRESET) return reset_;
   if (const int error = SetBlocking(client_.mainSock_, true)) return error;

@@ -13,6 +13,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -27,6 +30,72 @@ namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
+
+// A sink that gathers is asked to write after the last of many pieces, and
+// before the exchange waits: the peer goes on only once all was written.
+TEST(ExchangeEdgesTest, WhatTheSinkWasGivenIsAnnounced) {
+  constexpr std::size_t kBody = 100'000;
+  std::atomic<std::size_t> written = 0;
+  std::string gathered;
+  int pieces = 0;
+  int batches = 0;
+  Server server([&](Socket& peer) {
+    peer.Send(std::string(kBody, 'x'));
+    while (written < kBody) std::this_thread::yield();
+    peer.Send("y");
+  });
+  Exchange exchange({.limits = kPatient, .on_taken = [&] {
+                       EXPECT_FALSE(gathered.empty());
+                       written += gathered.size();
+                       gathered.clear();
+                       ++batches;
+                     }});
+  const ExchangeResult result =
+      exchange.Run("127.0.0.1", server.port(), "",
+                   [&](std::string_view bytes, const TheTime&) {
+                     gathered += bytes;
+                     ++pieces;
+                     return false;
+                   });
+  EXPECT_EQ(result.end, ExchangeEnd::kPeerClosed);
+  EXPECT_EQ(written, kBody + 1);
+  EXPECT_EQ(gathered, "");
+  EXPECT_LT(batches, pieces);
+}
+
+// Returns the timer of the connection from a port to another, as the system
+// lists it: 2 is that of keep-alive.
+std::string TimerOf(int from, int to) {
+  std::array<char, 32> ports{};
+  std::snprintf(ports.data(), ports.size(), "0100007F:%04X 0100007F:%04X",
+                static_cast<unsigned>(from), static_cast<unsigned>(to));
+  std::ifstream table("/proc/net/tcp");
+  for (std::string line; std::getline(table, line);)
+    if (line.find(ports.data()) != std::string::npos) {
+      std::istringstream fields(line);
+      std::string field;
+      for (int i = 0; i < 6; ++i) fields >> field;
+      return field.substr(0, field.find(':'));
+    }
+  return "";
+}
+
+TEST(ExchangeEdgesTest, AQuietPeerIsAskedWhetherItIsThere) {
+  int port = 0;
+  Server server([&](Socket& peer) {
+    sockaddr_in client = {};
+    socklen_t size = sizeof(client);
+    getpeername(peer.number(), reinterpret_cast<sockaddr*>(&client), &size);
+    port = ntohs(client.sin_port);
+    peer.Send("x");
+    peer.ReceiveEnd();
+  });
+  Exchange exchange({.limits = kPatient});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  EXPECT_TRUE(exchange.Converse("", [](auto, auto) { return true; }));
+  EXPECT_EQ(TimerOf(port, server.port()), "02");
+  exchange.Close();
+}
 
 void ExpectNotConnected(const ExchangeResult& result) {
   EXPECT_EQ(result.end, ExchangeEnd::kFailed);
