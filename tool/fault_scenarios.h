@@ -214,6 +214,10 @@ inline const std::vector<Scenario> kExchanges = {
     // Unless its server ends.
     {"recv_reconnect", Exchange({"recv", "-demo", "-reconnect", "-retrydelay",
                                  "0", "-lines", "2", "-timeout", "3"})},
+    {"send_prefix_file",
+     Exchange({"send", "-demo", "-file", "plain", "-prefix", "u32be",
+               "-messages", "1"}),
+     kLong},
     {.name = "listen",
      .arguments = {"listen", "-port", "0", "-timeout", "300ms", "-log",
                    "box.log"},

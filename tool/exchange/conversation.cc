@@ -4,6 +4,7 @@
 
 #include <netdb.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <ratio>
@@ -146,6 +147,11 @@ ExchangeOptions Conversation::Options() {
                              .half_close = settings_.half_close};
   options.limits.total = limit_.Remaining();
   options.on_event = [this](const ExchangeEvent& event) { OnEvent(event); };
+  options.on_taken = [this] {
+    limit_.Delegate(false);
+    display_.Flush();
+    limit_.Delegate(true);
+  };
   return options;
 }
 
@@ -338,7 +344,9 @@ bool Conversation::MayRetry(ExitStatus status) const {
 
 bool Conversation::PeerHasLeft() const {
   return result_.end == ExchangeEnd::kPeerClosed ||
-         result_.end == ExchangeEnd::kPeerReset;
+         result_.end == ExchangeEnd::kPeerReset ||
+         (result_.end == ExchangeEnd::kFailed && result_.error == ETIMEDOUT &&
+          result_.phase == ExchangePhase::kReceiving);
 }
 
 void Conversation::CheckTime() const {

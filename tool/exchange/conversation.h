@@ -106,7 +106,7 @@ class Conversation {
   /// and repeats nothing that was received or taken from an input.
   bool MayRetry(ExitStatus status) const;
 
-  /// Returns whether the peer closed or reset the connection.
+  /// Returns whether the peer closed or reset the connection, or vanished.
   bool PeerHasLeft() const;
 
   /// Returns why the exchange ended.

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <utility>
@@ -19,7 +20,9 @@ namespace fairlead::tool {
 namespace {
 
 constexpr mode_t kMode = 0666;  // Less the umask.
-constexpr std::size_t kMostWaiting = std::size_t{64} << 10;
+
+// Of what is written, before the rest is moved to the front.
+constexpr std::size_t kMostKept = std::size_t{64} << 10;
 
 }  // namespace
 
@@ -37,37 +40,70 @@ void Destination::Fail(std::string_view action, int error) const {
                                      ": ", Reason(error)));
 }
 
-void Destination::Open() {
+void Destination::Open() { OpenWith(0); }
+
+void Destination::OpenWith(int flags) {
   if (!IsFile() || descriptor_ != -1) return;
   const int how = file_.append ? O_APPEND : O_TRUNC;
-  descriptor_ =
-      OpenUninterrupted(file_.path.c_str(), O_WRONLY | O_CREAT | how, kMode);
+  descriptor_ = OpenUninterrupted(file_.path.c_str(),
+                                  O_WRONLY | O_CREAT | how | flags, kMode);
   if (descriptor_ == -1) Fail("open", errno);
   screen_.terminal = isatty(descriptor_) == 1;
-  Write(std::exchange(waiting_, {}));
 }
 
-void Destination::Write(std::string_view bytes) {
-  if (!IsFile()) return output_.Write(bytes);
-  if (descriptor_ != -1) {
-    if (!WriteAll(descriptor_, bytes)) Fail("write", errno);
-  } else if (waiting_.size() + bytes.size() <= kMostWaiting) {
-    waiting_ += bytes;
+void Destination::Add(std::string_view bytes) {
+  waiting_ += bytes;
+  added_ += bytes.size();
+}
+
+void Destination::Flush() {
+  if (waiting() == 0) return;
+  Open();
+  Write(waiting());
+}
+
+void Destination::FlushAtOnce() {
+  if (waiting() == 0) return;
+  OpenWith(O_NONBLOCK);
+  for (std::size_t room = 0; waiting() > 0 && (room = Room()) > 0;)
+    Write(std::min(room, waiting()));
+}
+
+// What could not be written is not tried again: a part of it may have been.
+void Destination::Write(std::size_t size) {
+  const std::string_view bytes = std::string_view(waiting_).substr(done_, size);
+  try {
+    if (!IsFile())
+      output_.Write(bytes);
+    else if (!WriteAll(descriptor_, bytes))
+      Fail("write", errno);
+    done_ += size;
+  } catch (...) {
+    done_ = waiting_.size();
+    throw;
   }
+  if (done_ < waiting_.size() && done_ < kMostKept) return;
+  waiting_.erase(0, done_);
+  done_ = 0;
 }
 
-bool Destination::IsReady() const {
-  return IsFile() ? descriptor_ == -1 || IsWritable(descriptor_)
-                  : output_.IsReady();
+std::size_t Destination::Room() const {
+  return IsFile() ? RoomIn(descriptor_) : output_.Room();
 }
 
 void Destination::End() const {
   if (!IsFile()) output_.End();
 }
 
-// The descriptor is closed even if a signal interrupts the call.
+// Closing any descriptor of a file reports what writing it back met. That of a
+// second one leaves the first open. The descriptor is closed even if a signal
+// interrupts the call.
 void Destination::Close() {
+  Flush();
   if (descriptor_ == -1) return;
+  const int second = fcntl(descriptor_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (second != -1 && close(second) == -1 && errno != EINTR)
+    Fail("write", errno);
   if (close(std::exchange(descriptor_, -1)) == -1 && errno != EINTR)
     Fail("write", errno);
 }

@@ -3,6 +3,8 @@
 #ifndef FAIRLEAD_TOOL_EXCHANGE_DESTINATION_H_
 #define FAIRLEAD_TOOL_EXCHANGE_DESTINATION_H_
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -18,8 +20,10 @@ struct OutFile {
 
 /// Standard output, or a file that takes its place.
 ///
-/// The file is opened only once there is a connection, so that a command that
-/// cannot connect leaves the file as it was.
+/// Gathers what is added until it is flushed, or too much to keep.
+///
+/// The file is opened once there is a connection or something to write, so that
+/// a command that cannot connect leaves the file as it was.
 class Destination {
  public:
   /// @param output outlives the object
@@ -36,35 +40,52 @@ class Destination {
   /// @throws Failure with kCannotWrite
   void Open();
 
-  /// Writes all the bytes, unbuffered. Those for a file that is not open yet
-  /// wait in memory for Open(), up to 64 KiB; more are dropped.
+  /// Adds bytes to those that wait to be written.
+  void Add(std::string_view bytes);
+
+  /// Returns how many bytes wait, and how many were added in all.
+  std::size_t waiting() const { return waiting_.size() - done_; }
+  std::uint64_t added() const { return added_; }
+
+  /// Opens the file, and writes what waits. After a failure nothing waits.
   ///
   /// @throws Failure with kCannotWrite, or with kReaderGone for standard output
-  void Write(std::string_view bytes);
+  void Flush();
 
-  /// Returns whether a short text could be written without blocking.
-  bool IsReady() const;
+  /// Does the same, as far as that is possible without blocking.
+  ///
+  /// @throws Failure as Flush() does
+  void FlushAtOnce();
 
   /// Closes standard output, so that its reader sees the end. Does nothing for
   /// a file.
   void End() const;
 
-  /// Closes the file.
+  /// Closes the file. After a failure it is still open, so that the failure can
+  /// be written to it.
   ///
   /// @throws Failure with kCannotWrite if what was written may be lost
   void Close();
+
+  /// Returns the descriptor of standard output, for polling.
+  int outlet() const { return output_.descriptor(); }
 
   Screen screen() const { return screen_; }
 
  private:
   bool IsFile() const { return !file_.path.empty(); }
   [[noreturn]] void Fail(std::string_view action, int error) const;
+  void OpenWith(int flags);
+  void Write(std::size_t size);
+  std::size_t Room() const;
 
   const Output& output_;
   const OutFile file_;
   Screen screen_;
   int descriptor_ = -1;  // Of the file, while it is open.
-  std::string waiting_;  // For the file.
+  std::string waiting_;
+  std::size_t done_ = 0;  // Bytes of waiting_ that are written.
+  std::uint64_t added_ = 0;
 };
 
 }  // namespace fairlead::tool

@@ -17,6 +17,8 @@ namespace {
 // An event is up to eight times as long as its bytes.
 constexpr std::size_t kMostInEvent = std::size_t{64} << 10;
 
+constexpr std::size_t kMostGathered = std::size_t{64} << 10;
+
 }  // namespace
 
 OutFile OutFileOf(const Arguments<kOutUses>& arguments) {
@@ -31,9 +33,50 @@ void Display::LogData(ExchangeLog& log, DataForm form) {
   received_.emplace(log, form, "received");
 }
 
+Display::~Display() {
+  queues_ = false;
+  try {
+    Flush();
+  } catch (const Failure&) {  // Reported before, or less than what is.
+  }
+}
+
 void Display::Write(std::string_view text) {
   const std::lock_guard lock(mutex_);
-  destination_.Write(text);
+  destination_.Add(text);
+  FlushLocked();
+}
+
+void Display::Flush() {
+  const std::lock_guard lock(mutex_);
+  FlushLocked();
+}
+
+void Display::FlushLocked() {
+  if (queues_)
+    destination_.FlushAtOnce();
+  else
+    destination_.Flush();
+}
+
+std::size_t Display::waiting() const {
+  const std::lock_guard lock(mutex_);
+  return destination_.waiting();
+}
+
+std::uint64_t Display::shown() const {
+  const std::lock_guard lock(mutex_);
+  return destination_.added();
+}
+
+int Display::Outlet() const {
+  return waiting() == 0 ? -1 : destination_.outlet();
+}
+
+void Display::Close() {
+  queues_ = false;
+  const std::lock_guard lock(mutex_);
+  destination_.Close();
 }
 
 void Display::Resolved(std::string_view host, std::string_view address) {
@@ -42,7 +85,10 @@ void Display::Resolved(std::string_view host, std::string_view address) {
 
 void Display::Connected(const std::string& peer) {
   SetPeer(peer);
-  destination_.Open();
+  {
+    const std::lock_guard lock(mutex_);
+    destination_.Open();
+  }
   if (changes_) changes_->Begin();
   if (HasEvents()) Write(event::Connected(TheTime(), peer));
 }
@@ -81,23 +127,28 @@ void Display::Result(std::string_view line) {
 void Display::Show(std::string_view bytes, const TheTime& time,
                    bool ends_message) {
   if (received_) received_->Add(bytes, ends_message);
+  const std::lock_guard lock(mutex_);
   const Screen screen = destination_.screen();
   if (IsRaw() && !screen.terminal)
-    Write(bytes);
+    destination_.Add(bytes);
   else
-    Write(
+    destination_.Add(
         Rendered({.bytes = bytes, .time = time, .peer = peer_}, view_, screen));
+  if (destination_.waiting() >= kMostGathered) FlushLocked();
 }
 
-void Display::PeerEnded() const {
-  if (!HasEvents() && !more_peers_) destination_.End();
+void Display::PeerEnded() {
+  if (HasEvents() || more_peers_) return;
+  const std::lock_guard lock(mutex_);
+  destination_.Flush();
+  destination_.End();
 }
 
 void Display::Closed(std::uint64_t sent, std::uint64_t received,
                      std::string_view reason) {
   FlushData();
-  if (HasEvents())
-    Write(event::Closed(TheTime(), peer_, sent, received, reason));
+  Write(HasEvents() ? event::Closed(TheTime(), peer_, sent, received, reason)
+                    : "");
 }
 
 void Display::FlushData() {
@@ -106,18 +157,19 @@ void Display::FlushData() {
 
 void Display::Failed(ExitStatus status, std::string_view message) {
   FlushData();
-  if (!HasEvents()) return;
+  queues_ = false;
   try {
-    Write(event::Error(TheTime(), status, message));
+    Write(HasEvents() ? event::Error(TheTime(), status, message) : "");
   } catch (const Failure&) {  // The first failure is the one to report.
   }
 }
 
 void Display::FailedAtOnce(ExitStatus status, std::string_view message) {
   const std::unique_lock lock(mutex_, std::try_to_lock);
-  if (!HasEvents() || !lock || !destination_.IsReady()) return;
+  if (!lock) return;
   try {
-    destination_.Write(event::Error(TheTime(), status, message));
+    if (HasEvents()) destination_.Add(event::Error(TheTime(), status, message));
+    destination_.FlushAtOnce();
   } catch (const Failure&) {
   }
 }

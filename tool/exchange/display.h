@@ -28,12 +28,20 @@ OutFile OutFileOf(const Arguments<kOutUses>& arguments);
 /// Shows what is received in a view, on standard output or in a file, and with
 /// -view json every step. Also logs the bytes, if that is asked for.
 ///
+/// What is received is gathered, up to 64 KiB, until something else is shown or
+/// Flush() is called, so that many messages take one write.
+///
 /// One display serves all exchanges of a command. Any number of threads may
 /// show what they send or receive.
 class Display {
  public:
   /// @param output outlives the object
   Display(const Output& output, View view, OutFile file);
+  Display(const Display&) = delete;
+  Display& operator=(const Display&) = delete;
+
+  /// Writes what is gathered, if that can be done.
+  ~Display();
 
   /// From now on, keeps what is received until EndAnswer(), and shows it only
   /// if it has changed or cannot be kept.
@@ -44,6 +52,20 @@ class Display {
   /// From now on, leaves standard output open when the peer sends no more:
   /// another one follows.
   void ExpectMorePeers() { more_peers_ = true; }
+
+  /// From now on, writes what standard output takes without blocking. The rest
+  /// waits in memory, until Flush() is called often enough, or Close() or
+  /// Failed(), which wait for its reader. Use it for standard output alone.
+  void QueueOutput() { queues_ = true; }
+
+  /// Returns how many bytes wait, and how many were shown in all.
+  std::size_t waiting() const;
+  std::uint64_t shown() const;
+
+  /// Returns what to poll before Flush(), or -1 if nothing waits.
+  int Outlet() const;
+
+  bool ShowsSent() const { return HasEvents(); }
 
   /// Logs the bytes sent and received from now on.
   ///
@@ -77,6 +99,11 @@ class Display {
   void Received(std::string_view bytes, const TheTime& time,
                 bool ends_message = true);
 
+  /// Writes what is gathered.
+  ///
+  /// @throws Failure with kCannotWrite or kReaderGone
+  void Flush();
+
   /// Returns whether what was received since Connected() is shown: always, but
   /// for what ShowOnlyChanges() drops.
   ///
@@ -91,36 +118,41 @@ class Display {
 
   /// The peer sends no more, though there is input left to send: closes
   /// standard output, unless an event or another peer will follow.
-  void PeerEnded() const;
+  ///
+  /// @throws Failure with kCannotWrite or kReaderGone
+  void PeerEnded();
 
   /// @param reason why the connection ended
+  /// @throws Failure with kCannotWrite or kReaderGone
   void Closed(std::uint64_t sent, std::uint64_t received,
               std::string_view reason);
 
   /// Shows what ends the command. Does nothing if that cannot be written.
   void Failed(ExitStatus status, std::string_view message);
 
-  /// Does the same at the end of a process that cannot wait. Does nothing if
-  /// writing would block.
+  /// Does the same at the end of a process that cannot wait. Leaves out what
+  /// would block.
   void FailedAtOnce(ExitStatus status, std::string_view message);
 
   /// Closes the file.
   ///
-  /// @throws Failure with kCannotWrite
-  void Close() { destination_.Close(); }
+  /// @throws Failure with kCannotWrite; Failed() can then still be called
+  void Close();
 
  private:
   bool HasEvents() const { return view_ == View::kJson; }
   void Write(std::string_view text);
   void FlushData();
+  void FlushLocked();
   void Show(std::string_view bytes, const TheTime& time, bool ends_message);
   AnswerChanges::Show ShowPiece();
 
   const View view_;
+  bool queues_ = false;
   bool more_peers_ = false;
   std::optional<AnswerChanges> changes_;
   std::string peer_;  // Set before another thread sends.
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   Destination destination_;          // Guarded by mutex_.
   std::optional<DataLog> sent_;      // Of -logdata; of the sending thread.
   std::optional<DataLog> received_;  // Of the thread that receives.

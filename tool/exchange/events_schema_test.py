@@ -58,6 +58,11 @@ def receive_all(connection):
     return data
 
 
+def receive_exactly(connection, count):
+    while count > 0:
+        count -= len(connection.recv(min(count, 65536)))
+
+
 def reset(connection):
     connection.setsockopt(
         socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
@@ -270,10 +275,23 @@ class EventsTest(unittest.TestCase):
             peer.shutdown(socket.SHUT_WR)
             self.assertEqual(receive_all(peer), b"hi\xfe")
         events = self.check(self.listen(["-echo"], script), 0,
-                            ["connected", "received", "closed"])
+                            ["connected", "received", "sent", "closed"])
         self.assertEqual(payload(events, "received"), b"hi\xfe")
+        self.assertEqual(payload(events, "sent"), b"hi\xfe")
         self.assertEqual((events[-1]["sent"], events[-1]["received"]), (3, 3))
         self.assertEqual(len({event["peer"] for event in events}), 1)
+
+    def test_listen_shows_its_reply(self):
+        with tempfile.NamedTemporaryFile() as file:
+            reply = random.Random(1).randbytes(20_000)
+            file.write(reply)
+            file.flush()
+            events = self.check(
+                self.listen(["-replyfile", file.name],
+                            lambda peer: receive_exactly(peer, len(reply))), 0,
+                ["connected", "sent", "closed"])
+        self.assertEqual(payload(events, "sent"), reply)
+        self.assertEqual(events[-1]["sent"], len(reply))
 
     def test_listen_shows_a_reset(self):
         events = self.check(self.listen([], reset), 0, ["connected", "closed"])

@@ -54,7 +54,7 @@ class ExchangeRunner {
   void StartDemo(const DemoService& service);
   ExitStatus RunRepeatedly();
   ExitStatus RunAndReport();
-  void RunLogged();
+  void Logged(const std::function<void()>& step);
   void RunOnce();
   std::optional<std::string> TryOnce(Conversation& conversation);
   std::string Announcement(const Failure& failure,
@@ -123,8 +123,8 @@ ExitStatus ExchangeRunner::Run() {
   if (plan_.repeats)
     status = RunRepeatedly();
   else
-    RunLogged();
-  display_.Close();
+    Logged([this] { RunOnce(); });
+  Logged([this] { display_.Close(); });
   return status;
 }
 
@@ -144,7 +144,7 @@ ExitStatus ExchangeRunner::RunRepeatedly() {
 
 ExitStatus ExchangeRunner::RunAndReport() {
   try {
-    RunLogged();
+    Logged([this] { RunOnce(); });
     return kDone;
   } catch (const Failure& failure) {
     if (!MayPass(failure.status())) throw;
@@ -153,9 +153,9 @@ ExitStatus ExchangeRunner::RunAndReport() {
   }
 }
 
-void ExchangeRunner::RunLogged() {
+void ExchangeRunner::Logged(const std::function<void()>& step) {
   try {
-    RunOnce();
+    step();
   } catch (const Failure& failure) {
     if (log_) log_->Add(Failed(failure.what()));
     display_.Failed(failure.status(), failure.what());

@@ -4,6 +4,10 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -92,12 +96,16 @@ constexpr Parameter kQuiet = {
     .name = "quiet",
     .kind = Kind::kSwitch,
     .group = Group::kOutput,
-    .help = "do not report connections that broke; port 0 is printed anyway"};
+    .help = "do not report that a peer has to wait; port 0 is printed anyway"};
+
+// Of the output that waits for the reader of standard output.
+constexpr std::size_t kMostOfPeer = std::size_t{64} << 10;
+constexpr std::size_t kMostInAll = std::size_t{1} << 20;
 
 constexpr auto kUses =
     Uses(kPort, Optional(kAddress), AtMostOne(kReply, kReplyfile, kEcho),
          AtMostOne(kCount, kKeepopen), Optional(kTimeout), Optional(kView),
-         Optional(kQuiet), Optional(kLog, Optional(kLogCrlf)));
+         AtMostOne(kQuiet, kVerbose), Optional(kLog, Optional(kLogCrlf)));
 
 using Arguments = tool::Arguments<kUses>;
 
@@ -136,7 +144,8 @@ std::string_view RemedyFor(int error) {
 // The time limit and the log, if they are asked for.
 class Watch {
  public:
-  explicit Watch(const Arguments& arguments, Display& display) {
+  explicit Watch(const Arguments& arguments, Display& display)
+      : verbose_(arguments.Has(kVerbose)) {
     if (arguments.Has(kTimeout) || !arguments.Has(kKeepopen))
       limit_.emplace(std::string(kCommand), arguments.Duration(kTimeout));
     if (arguments.Has(kLog)) {
@@ -159,25 +168,41 @@ class Watch {
     if (log_) log_->Add(event);
   }
 
+  // Logs a step, and prints it with -verbose.
+  void Tell(const std::string& step) {
+    Log(step);
+    if (verbose_) PrintNote(kCommand, step);
+  }
+
   void CheckLog() const {
     if (log_) log_->Check();
   }
 
  private:
+  const bool verbose_;
   std::optional<ExchangeLog> log_;  // Outlives the clock that writes to it.
   std::optional<TimeLimit> limit_;
 };
 
-// Prints what is received, and reports the rest.
+// Prints what is received, and reports the rest. While the reader of standard
+// output is slow, so much output waits in memory; then the peers are held back,
+// first the one that causes most of it.
 class Report : public ListenerEvents {
  public:
   Report(Display& display, std::string place, Watch& watch)
       : display_(display), place_(std::move(place)), watch_(watch) {
+    display_.QueueOutput();
     watch_.Log(Concat("listening on ", place_));
     EnterStage();
   }
 
  private:
+  // The output of a peer since none of it waited.
+  struct Backlog {
+    std::uint64_t size = 0;
+    std::uint64_t end = 0;  // In all output.
+  };
+
   void EnterStage() {
     watch_.Enter(open_ == 0 ? Concat("waiting for a peer on ", place_)
                             : Concat("serving ", open_,
@@ -187,27 +212,30 @@ class Report : public ListenerEvents {
   void Connected(const PeerAccount& peer) override {
     ++open_;
     EnterStage();
-    watch_.Log(Concat("connected ", peer.name));
-    display_.Connected(peer.name);
+    watch_.Tell(Concat("connected ", peer.name));
+    Show(peer, [&] { display_.Connected(peer.name); });
   }
 
   void Received(const PeerAccount& peer, std::string_view bytes) override {
     watch_.Log(Concat("received ", bytes.size(), " bytes from ", peer.name));
-    display_.SetPeer(peer.name);
-    display_.Received(bytes, TheTime());
+    Show(peer, [&] { display_.Received(bytes, TheTime()); });
+  }
+
+  void Sent(const PeerAccount& peer, std::string_view bytes) override {
+    if (display_.ShowsSent()) Show(peer, [&] { display_.Sent(bytes); });
   }
 
   void Ended(const PeerAccount& peer, int error) override {
     --open_;
     EnterStage();
     const std::string why = error == 0 ? "" : Concat(", ", ErrorText(error));
-    watch_.Log(Concat("closed ", peer.name, ": ", peer.received,
-                      " bytes received, ", peer.sent, " sent", why));
-    display_.SetPeer(peer.name);
-    display_.Closed(peer.sent, peer.received,
-                    error == 0 ? "the peer closed" : ErrorText(error));
-    if (error != 0)
-      PrintNote(kCommand, Concat(peer.name, ": ", ErrorText(error)));
+    watch_.Tell(Concat("closed ", peer.name, ": ", peer.received,
+                       " bytes received, ", peer.sent, " sent", why));
+    Show(peer, [&] {
+      display_.Closed(peer.sent, peer.received,
+                      error == 0 ? "the peer closed" : ErrorText(error));
+    });
+    backlogs_.erase(peer.name);
   }
 
   void Exhausted(int error) override {
@@ -217,10 +245,43 @@ class Report : public ListenerEvents {
     PrintNote(kCommand, text);
   }
 
+  void Show(const PeerAccount& peer, const std::function<void()>& show) {
+    Backlog& backlog = backlogs_[peer.name];
+    if (!Waits(backlog)) backlog.size = 0;
+    const std::uint64_t before = display_.shown();
+    display_.SetPeer(peer.name);
+    show();
+    display_.Flush();
+    backlog.end = display_.shown();
+    backlog.size += backlog.end - before;
+  }
+
+  bool Waits(const Backlog& backlog) const {
+    return backlog.end > display_.shown() - display_.waiting();
+  }
+
+  bool TakesPeers() override { return display_.waiting() <= kMostInAll; }
+
+  bool TakesReceived(const PeerAccount& peer) override {
+    const std::size_t waiting = display_.waiting();
+    if (waiting <= kMostOfPeer) return true;
+    const Backlog& backlog = backlogs_[peer.name];
+    return waiting <= kMostInAll &&
+           (backlog.size <= kMostOfPeer || !Waits(backlog));
+  }
+
+  bool TakesSent(const PeerAccount& peer) override {
+    return !display_.ShowsSent() || TakesReceived(peer);
+  }
+
+  int Outlet() override { return display_.Outlet(); }
+  void OutletIsReady() override { display_.Flush(); }
+
   Display& display_;
   const std::string place_;
   Watch& watch_;
   int open_ = 0;
+  std::map<std::string, Backlog> backlogs_;
 };
 
 ListenerSettings Settings(const Arguments& arguments, Watch& watch) {
@@ -255,8 +316,11 @@ void Run(const Arguments& arguments, Display& display, Watch& watch) {
   }
   const std::string place = Place(address, listener->port());
   Report report(display, place, watch);
-  if (port == 0) PrintError(kCommand, Concat("listening on ", place));
+  if (port == 0 || arguments.Has(kVerbose))
+    PrintError(kCommand, Concat("listening on ", place));
   Serve(*listener, report);
+  watch.Enter("writing standard output");
+  display.Close();
 }
 
 ExitStatus Listen(const Arguments& arguments, const Output& output) {
@@ -312,9 +376,12 @@ constinit const Command kListenCommand = {
         "A small TCP server, to try a client or to answer a device that "
         "connects. Serves any number of peers at once and prints what they "
         "send to standard output, as it comes. A connection ends when the peer "
-        "closes it, or closes its sending half and has been sent everything; a "
-        "connection that breaks is reported on standard error and counts as "
-        "ended. A peer that does not read its echo is not read either. With "
+        "closes it, or closes its sending half and has been sent everything; "
+        "one that breaks counts as ended, too, and -verbose, -log and -view "
+        "json tell why. A peer that does not read its echo is not read either. "
+        "If the reader of standard output is slow, peers are served while "
+        "their output waits in memory: up to 64 KiB of one peer, and 1 MiB of "
+        "all; at the time limit, what waits is lost. With "
         "-port 0, the first line on standard error is 'fairlead listen: "
         "listening on 127.0.0.1 port 40123', also with -quiet. Connections of "
         "this machine alone are accepted unless -address is given.",

@@ -106,26 +106,34 @@ class Listener::Connection {
                sizeof at_once);
   }
 
-  // Never without events: a broken connection would make poll() return at once,
-  // again and again.
-  pollfd Wait() const {
-    const int events = (IsRead() ? POLLIN : 0) | (HasWaiting() ? POLLOUT : 0);
-    return {.fd = socket_.number(),
-            .events = static_cast<short>(events),
+  // Leaves out a connection that waits for nothing: if it were broken, poll()
+  // would return at once, again and again.
+  pollfd Wait(ListenerEvents& events) const {
+    const int awaited =
+        (Reads(events) ? POLLIN : 0) | (Writes(events) ? POLLOUT : 0);
+    return {.fd = awaited == 0 ? -1 : socket_.number(),
+            .events = static_cast<short>(awaited),
             .revents = 0};
   }
 
   void Serve(int happened, std::vector<char>& buffer, ListenerEvents& events) {
-    if (IsRead() && (happened & ~POLLOUT) != 0) Read(buffer, events);
-    if (HasWaiting()) Write();
+    if ((happened & ~POLLOUT) != 0 && Reads(events)) Read(buffer, events);
+    if (Writes(events)) Write(events);
   }
 
  private:
   bool HasWaiting() const { return !reply_.empty() || !echo_.empty(); }
 
+  bool Writes(ListenerEvents& events) const {
+    return HasWaiting() && events.TakesSent(peer_);
+  }
+
   // The reply is not copied, so it may wait without being counted: its peer may
   // send all it has before it reads.
-  bool IsRead() const { return left_ > 0 && echo_.size() <= kMostWaiting; }
+  bool Reads(ListenerEvents& events) const {
+    return left_ > 0 && echo_.size() <= kMostWaiting &&
+           events.TakesReceived(peer_);
+  }
 
   void Read(std::vector<char>& buffer, ListenerEvents& events) {
     const ssize_t got = recv(socket_.number(), buffer.data(),
@@ -145,23 +153,25 @@ class Listener::Connection {
   }
 
   // Once per turn, so that a peer that reads fast leaves the others theirs.
-  void Write() {
+  void Write(ListenerEvents& events) {
     if (reply_.empty())
-      echo_.erase(0, Sent(echo_));
+      echo_.erase(0, Sent(echo_, events));
     else
-      reply_.remove_prefix(Sent(reply_));
+      reply_.remove_prefix(Sent(reply_.substr(0, kBufferSize), events));
   }
 
   // Returns how many bytes were sent; none of them wait after a failure.
-  std::size_t Sent(std::string_view bytes) {
+  std::size_t Sent(std::string_view bytes, ListenerEvents& events) {
     const ssize_t sent =
         send(socket_.number(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent == -1) {
       if (!IsTransient(errno)) Break(errno);
       return 0;
     }
-    peer_.sent += static_cast<std::size_t>(sent);
-    return static_cast<std::size_t>(sent);
+    const auto count = static_cast<std::size_t>(sent);
+    peer_.sent += count;
+    events.Sent(peer_, bytes.substr(0, count));
+    return count;
   }
 
   // Sends nothing more. What the peer sent before is still read, up to its end.
@@ -195,16 +205,18 @@ void Listener::Serve(ListenerEvents& events, int stop) {
   std::vector<pollfd> waits;
   while (socket_ || !connections_.empty()) {
     waits = {{.fd = stop, .events = POLLIN, .revents = 0},
-             {.fd = Accepts() ? socket_->number() : -1,
+             {.fd = events.Outlet(), .events = POLLOUT, .revents = 0},
+             {.fd = Accepts(events) ? socket_->number() : -1,
               .events = POLLIN,
               .revents = 0}};
     const std::size_t before = waits.size();
     for (const auto& connection : connections_)
-      waits.push_back(connection->Wait());
+      waits.push_back(connection->Wait(events));
     while (poll(waits.data(), waits.size(), -1) == -1)
       if (errno != EINTR) Fail(errno);
     if (waits[0].revents != 0) return;
-    if (waits[1].revents != 0) Accept(events);
+    if (waits[1].revents != 0) events.OutletIsReady();
+    if (waits[2].revents != 0) Accept(events);
     for (std::size_t i = before; i < waits.size(); ++i)
       if (waits[i].revents != 0)
         connections_[i - before]->Serve(waits[i].revents, buffer_, events);

@@ -49,6 +49,9 @@ class ListenerEvents {
   virtual void Received(const PeerAccount& /*peer*/,
                         std::string_view /*bytes*/) {}
 
+  /// The system took these bytes, to send them to the peer.
+  virtual void Sent(const PeerAccount& /*peer*/, std::string_view /*bytes*/) {}
+
   /// @param error 0, or why the connection broke: ECONNRESET if the peer reset
   ///     it
   virtual void Ended(const PeerAccount& /*peer*/, int /*error*/) {}
@@ -56,9 +59,21 @@ class ListenerEvents {
   /// The system lacks descriptors or memory for another connection, which waits
   /// until one of the others has ended. Called once.
   virtual void Exhausted(int /*error*/) {}
+
+  /// Returns whether another peer may connect, something may be received from a
+  /// peer, and something sent to it. What may not, waits.
+  virtual bool TakesPeers() { return true; }
+  virtual bool TakesReceived(const PeerAccount& /*peer*/) { return true; }
+  virtual bool TakesSent(const PeerAccount& /*peer*/) { return true; }
+
+  /// Returns a descriptor, or -1. Once it is writable, OutletIsReady() is
+  /// called, and the answers above may be others.
+  virtual int Outlet() { return -1; }
+  virtual void OutletIsReady() {}
 };
 
-/// Serves any number of peers at once. None of them holds up the others.
+/// Serves any number of peers at once. None of them holds up the others, unless
+/// the events do.
 ///
 /// A connection ends when it breaks, or when everything has been sent and the
 /// peer has closed its sending half or sent all the bytes of the settings. From
@@ -94,7 +109,9 @@ class Listener {
  private:
   class Connection;
 
-  bool Accepts() const { return socket_ && !exhausted_; }
+  bool Accepts(ListenerEvents& events) const {
+    return socket_ && !exhausted_ && events.TakesPeers();
+  }
   void Accept(ListenerEvents& events);
   void PassOver(int error, ListenerEvents& events);
   void RemoveEnded(ListenerEvents& events);

@@ -194,7 +194,8 @@ inline constexpr Parameter kOut = {
     .group = Group::kOutput,
     .help =
         "print to FILE instead of standard output; it is created, or "
-        "truncated, once the connection is made"};
+        "truncated, once the connection is made, with -view json at the first "
+        "step"};
 inline constexpr Parameter kAppend = {
     .name = "append",
     .kind = Kind::kSwitch,

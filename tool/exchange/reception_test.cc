@@ -18,7 +18,10 @@ class ReceptionTest : public testing::Test {
  protected:
   ReceptionTest() { display_.Connected("127.0.0.1:7"); }
 
-  std::string Shown() const { return internal::ReadFile(path_); }
+  std::string Shown() {
+    display_.Flush();
+    return internal::ReadFile(path_);
+  }
 
   static bool Take(Reception& reception, const std::string& bytes) {
     return reception.Take(bytes, TheTime());

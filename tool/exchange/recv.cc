@@ -14,7 +14,8 @@ constexpr Parameter kReconnect = {
     .kind = Kind::kSwitch,
     .group = Group::kHowLong,
     .help =
-        "whenever the peer closes or resets the connection, connect again "
+        "whenever the peer closes or resets the connection, or has vanished "
+        "and answers nothing for a minute, connect again "
         "after the time of -retrydelay; -timeout is then for all connections "
         "together, and neither it nor -idle has a default"};
 

@@ -40,6 +40,23 @@ TEST(RecvReconnectTest, ConnectsAgainUntilARuleIsMet) {
   EXPECT_EQ(server.count(), 4);
 }
 
+// The system gives up a peer that does not answer its questions. The fault
+// meets the first receive of each connection.
+TEST(RecvReconnectTest, APeerThatVanishesHasLeft) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  SerialServer server(SendNumber);
+  const Outcome outcome = RunProgram(
+      {.arguments = WithFault("recvfrom:error=ETIMEDOUT:when=1") +
+                    (Words{FAIRLEAD_PROGRAM} + server.Arguments("recv") +
+                     Words{"-reconnect", "-timeout", "2", "-verbose"}),
+       .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+       .program = "strace"});
+  EXPECT_THAT(outcome.error,
+              HasSubstr("connecting again in 1 s: receiving failed: Connection "
+                        "timed out\n"));
+  EXPECT_EQ(outcome.status, 28);
+}
+
 TEST(RecvReconnectTest, VerboseTellsWhy) {
   SerialServer server(SendNumber);
   const Outcome outcome = Fairlead(server.Arguments("recv") + kAgain +

@@ -71,13 +71,44 @@ TEST_F(SendOutTest, WithoutAConnectionTheFileStaysAsItWas) {
   File("kept");
   const std::string port = std::to_string(ClosedPort());
   const Words refused = {"recv", "-host", "127.0.0.1", "-port", port, "-out"};
-  for (const Words& view : {Words{}, Words{"-view", "json"}}) {
-    EXPECT_EQ(Fairlead(refused + Words{path_} + view).status, 7);
-    EXPECT_EQ(Content(), "kept");
-    const std::string other = folder_.path() + "/other";
-    EXPECT_EQ(Fairlead(refused + Words{other} + view).status, 7);
-    EXPECT_NE(access(other.c_str(), F_OK), 0);
-  }
+  EXPECT_EQ(Fairlead(refused + Words{path_}).status, 7);
+  EXPECT_EQ(Content(), "kept");
+  const std::string other = folder_.path() + "/other";
+  EXPECT_EQ(Fairlead(refused + Words{other}).status, 7);
+  EXPECT_NE(access(other.c_str(), F_OK), 0);
+}
+
+TEST_F(SendOutTest, EventsAreWrittenWithoutAConnection) {
+  const Words refused = {
+      "recv",  "-host", "127.0.0.1", "-port", std::to_string(ClosedPort()),
+      "-view", "json",  "-out",      path_};
+  const std::string events =
+      R"(\{"event":"resolved","time":"[^"]*","host":"127\.0\.0\.1",)"
+      R"("address":"127\.0\.0\.1"\})"
+      "\n"
+      R"(\{"event":"error","time":"[^"]*","status":7,"message":"cannot )"
+      R"(connect to [^"]*"\})"
+      "\n";
+  File("old\n");
+  EXPECT_EQ(Fairlead(refused).status, 7);
+  EXPECT_THAT(Content(), MatchesRegex(events));
+  File("old\n");
+  EXPECT_EQ(Fairlead(refused + Words{"-append"}).status, 7);
+  EXPECT_THAT(Content(), MatchesRegex("old\n" + events));
+}
+
+TEST_F(SendOutTest, TheEventOfATimeoutBeforeTheConnectionIsWritten) {
+  const Outcome outcome = RunProgram(
+      {.arguments = {"send", "-demo", "-stdin", "-pascal", "-timeout", "1",
+                     "-view", "json", "-out", path_},
+       .input_stays_open = true});
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_THAT(
+      Content(),
+      MatchesRegex(R"(\{"event":"error","time":"[^"]*","status":28,)"
+                   R"("message":"timed out after 1 s while reading the )"
+                   R"(body; increase -timeout"\})"
+                   "\n"));
 }
 
 TEST_F(SendOutTest, AConnectionCreatesTheFileThoughNothingComes) {
@@ -142,16 +173,19 @@ TEST_F(SendOutTest, AFileThatCannotBeWrittenIsReported) {
 
 TEST_F(SendOutTest, AnErrorOfTheCloseIsReported) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  const std::string log = folder_.path() + "/log";
   const Outcome outcome = RunProgram(
       {.arguments = Words{"-P", path_} + WithFault("close:error=EIO") +
                     Words{FAIRLEAD_PROGRAM, "send", "-demo", "-text", "x",
-                          "-out", path_} +
+                          "-view", "json", "-out", path_, "-log", log} +
                     kForever,
        .environment = {"ASAN_OPTIONS=detect_leaks=0"},
        .program = "strace"});
   EXPECT_THAT(outcome.error, HasSubstr("': Input/output error\n"));
   EXPECT_EQ(outcome.status, 23);
-  EXPECT_EQ(Content(), "x");
+  EXPECT_THAT(Content(), HasSubstr("\"event\":\"closed\""));
+  EXPECT_THAT(Content(), HasSubstr("\"status\":23,\"message\":\"cannot write"));
+  EXPECT_THAT(internal::ReadFile(log), HasSubstr("] failed: cannot write '"));
 }
 
 TEST_F(SendOutTest, AnInputOfTheCommandIsNotOverwritten) {

@@ -18,7 +18,8 @@ namespace fairlead::tool {
 ///
 /// Opening a log, reading standard input and writing to a slow pipe have no
 /// time limit of their own, so a timer thread ends the process, whatever the
-/// others wait for. No data is lost, because output is unbuffered.
+/// others wait for. What is received is written before anything is waited for,
+/// so no data is lost.
 ///
 /// An Exchange has a limit of its own and returns when it is reached. While one
 /// runs, it is trusted with Remaining(): see Delegate().

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <array>
@@ -11,6 +12,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <limits>
 #include <span>
 #include <string>
 
@@ -132,7 +134,7 @@ bool Output::AwaitWritable(int stop) const {
   return waits[0].revents != 0;
 }
 
-bool Output::IsReady() const { return IsWritable(descriptor_); }
+std::size_t Output::Room() const { return RoomIn(descriptor_); }
 
 bool Output::IsFile(const struct stat& status) const {
   return IsOfFile(descriptor_, status);
@@ -158,6 +160,21 @@ bool WriteAll(int descriptor, std::string_view bytes) {
 bool IsWritable(int descriptor) {
   pollfd wait{.fd = descriptor, .events = POLLOUT, .revents = 0};
   return poll(&wait, 1, 0) == 1;
+}
+
+// A pipe is writable once a page of it is free.
+std::size_t RoomIn(int descriptor) {
+  constexpr std::size_t kPage = 4096;
+  struct stat status = {};
+  if (!IsWritable(descriptor)) return 0;
+  if (fstat(descriptor, &status) == -1) return kPage;
+  if (S_ISREG(status.st_mode)) return std::numeric_limits<std::size_t>::max();
+  int waiting = 0;
+  if (!S_ISFIFO(status.st_mode) || ioctl(descriptor, FIONREAD, &waiting) != 0 ||
+      waiting > 0)
+    return kPage;
+  const int size = fcntl(descriptor, F_GETPIPE_SZ);
+  return size > 0 ? static_cast<std::size_t>(size) : kPage;
 }
 
 // Writes each line with one call, so that lines of several threads do not mix.

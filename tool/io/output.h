@@ -5,6 +5,7 @@
 
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <string_view>
 
 namespace fairlead::tool {
@@ -50,8 +51,11 @@ class Output {
   /// @throws Failure with kCannotWrite if polling fails
   bool AwaitWritable(int stop) const;
 
-  /// Returns whether some bytes could be written without blocking.
-  bool IsReady() const;
+  /// Returns how many bytes could be written without blocking.
+  std::size_t Room() const;
+
+  /// Returns what to poll until there is room.
+  int descriptor() const { return descriptor_; }
 
   /// Returns whether standard output is this regular file.
   bool IsFile(const struct stat& status) const;
@@ -73,6 +77,11 @@ bool WriteAll(int descriptor, std::string_view bytes);
 
 /// Returns whether some bytes could be written without blocking.
 bool IsWritable(int descriptor);
+
+/// Returns how many bytes could be written without blocking, if nobody else
+/// writes: any number to a regular file, as many as fit to a pipe that is
+/// empty, a page to anything else that is writable.
+std::size_t RoomIn(int descriptor);
 
 /// Prints a line to standard error: "fairlead send: TEXT". Replaces a progress
 /// bar. On a terminal, begins a new line after data without a final newline.
