@@ -143,9 +143,8 @@ TEST(ListenPeersTest, AReaderThatSleepsHoldsUpOnlyThePeerThatFloods) {
   for (const char* const view : {"raw", "json"}) {
     SCOPED_TRACE(view);
     const LateReader reader;
-    Server server(
-        Words{"-echo", "-count", "3", "-view", view, "-timeout", "60"}, "",
-        {.output_path = reader.path()});
+    Server server(Words{"-echo", "-count", "3", "-view", view} + kForever, "",
+                  {.output_path = reader.path()});
     Peer flood(server);
     Peer other(server);
     const std::size_t sent = SentUntilHeldBack(flood, other, kLimit);

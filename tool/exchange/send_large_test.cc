@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "fairlead/bits/crc.h"
+#include "tool/exchange/send_testing.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool::send_large_test {
@@ -51,21 +52,6 @@ Received ReceiveWhole(int connection) {
   }
   received.start.resize(std::min<std::size_t>(received.start.size(), 16));
   return received;
-}
-
-// Returns what a server receives from a `send` with these arguments.
-std::string Sent(const Words& arguments, const std::string& input = "") {
-  std::string sent;
-  {
-    ScriptedServer server(
-        [&sent](int connection) { sent = ReceiveAll(connection); });
-    const Outcome outcome =
-        RunProgram({.arguments = server.Arguments("send") + arguments +
-                                 Words{"-halfclose", "on"} + kForever,
-                    .input = input});
-    EXPECT_EQ(outcome.status, 52) << outcome.error;
-  }
-  return sent;
 }
 
 struct MemoryCase {
@@ -172,7 +158,7 @@ TEST(SendLargeTest, AFileThatGrowsMakesNoWholeFrame) {
 
 TEST(SendLargeTest, AnEmptyFileIsAnEmptyFrame) {
   const TempFolder folder;
-  EXPECT_EQ(Sent({"-file", folder.File("body", ""), "-prefix", "u16be"}),
+  EXPECT_EQ(SentBySend({"-file", folder.File("body", ""), "-prefix", "u16be"}),
             "\0\0"s);
 }
 
@@ -181,7 +167,7 @@ TEST(SendLargeTest, AFileOfUnknownSizeIsOneFrame) {
   const std::string text = internal::ReadFile("/proc/version");
   ASSERT_FALSE(text.empty());
   const std::string frame =
-      Sent({"-file", "/proc/version", "-prefix", "u16be"});
+      SentBySend({"-file", "/proc/version", "-prefix", "u16be"});
   EXPECT_EQ(frame.substr(2), text);
 }
 
@@ -198,7 +184,7 @@ TEST(SendLargeTest, AFileThatThePrefixCannotCountIsRefusedAtOnce) {
 
 TEST(SendLargeTest, AFrameFromAPipeHasUpTo1MiB) {
   const Words framed = {"-stdin", "-prefix", "u32be"};
-  EXPECT_EQ(Sent(framed, std::string(kHeld, 'x')),
+  EXPECT_EQ(SentBySend(framed, std::string(kHeld, 'x')),
             "\0\x10\0\0"s + std::string(kHeld, 'x'));
   const Outcome outcome =
       RunProgram({.arguments = Words{"send", "-demo"} + framed + kForever,
@@ -212,7 +198,7 @@ TEST(SendLargeTest, AFrameFromAPipeHasUpTo1MiB) {
 
 TEST(SendLargeTest, ALineWithAPrefixHasUpTo1MiB) {
   const Words framed = {"-stdin", "-perline", "-prefix", "u32be"};
-  EXPECT_EQ(Sent(framed, std::string(kHeld, 'x') + "\ny"),
+  EXPECT_EQ(SentBySend(framed, std::string(kHeld, 'x') + "\ny"),
             "\0\x10\0\0"s + std::string(kHeld, 'x') + "\0\0\0\1y"s);
   const Outcome outcome =
       RunProgram({.arguments = Words{"send", "-demo"} + framed + kForever,
@@ -250,7 +236,7 @@ TEST(SendLargeTest, ALongLineInPiecesIsOneMessage) {
   const std::string log = folder.path() + "/log";
   const Words arguments = {"-stdin", "-perline", "-sum", "5",        "-eol",
                            "lf",     "-log",     log,    "-logdata", "hex"};
-  EXPECT_TRUE(Sent(arguments, line + "\nshort") == both);
+  EXPECT_TRUE(SentBySend(arguments, line + "\nshort") == both);
   const std::string text = internal::ReadFile(log);
   EXPECT_THAT(text, HasSubstr("] sent data from byte 2109440: 78 78"));
   EXPECT_THAT(text, HasSubstr("] sent data: 73 68 6f 72 74 "));
@@ -258,7 +244,8 @@ TEST(SendLargeTest, ALongLineInPiecesIsOneMessage) {
 
 TEST(SendLargeTest, AnEndOfInputEndsALineInPieces) {
   const std::string line(kHeld + 65'536, 'x');
-  EXPECT_TRUE(Sent({"-stdin", "-perline", "-eol", "lf"}, line) == line + "\n");
+  EXPECT_TRUE(SentBySend({"-stdin", "-perline", "-eol", "lf"}, line) ==
+              line + "\n");
 }
 
 }  // namespace

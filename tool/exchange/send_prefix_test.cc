@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tool/exchange/send_testing.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool::send_prefix_test {
@@ -18,21 +19,6 @@ using testing::MatchesRegex;
 const Words kForever = {"-idle", "86400", "-timeout", "86400"};
 constexpr const char* kStamp = R"(\[[0-9.]{10} [0-9:]{8}\] )";
 
-// Returns what a server receives from a `send` with these arguments.
-std::string Sent(const Words& arguments, const std::string& input = "") {
-  std::string sent;
-  {
-    ScriptedServer server(
-        [&sent](int connection) { sent = ReceiveAll(connection); });
-    const Outcome outcome =
-        RunProgram({.arguments = server.Arguments("send") + arguments +
-                                 Words{"-halfclose", "on"} + kForever,
-                    .input = input});
-    EXPECT_EQ(outcome.status, 52) << outcome.error;
-  }
-  return sent;
-}
-
 // Runs `recv` while a server sends the bytes and closes.
 Outcome Receives(const std::string& bytes, const Words& arguments) {
   ScriptedServer server(
@@ -41,38 +27,43 @@ Outcome Receives(const std::string& bytes, const Words& arguments) {
 }
 
 TEST(SendPrefixTest, WhatIsSentIsAFrame) {
-  EXPECT_EQ(Sent({"-text", "hello", "-prefix", "u8"}), "\5hello");
-  EXPECT_EQ(Sent({"-text", "hello", "-prefix", "u16be"}), "\0\5hello"s);
-  EXPECT_EQ(Sent({"-text", "hello", "-prefix", "u16le"}), "\5\0hello"s);
-  EXPECT_EQ(Sent({"-text", "hello", "-prefix", "u32be"}), "\0\0\0\5hello"s);
-  EXPECT_EQ(Sent({"-text", "hello", "-prefix", "u32le"}), "\5\0\0\0hello"s);
-  EXPECT_EQ(Sent({"-text", "", "-prefix", "u8"}), "\0"s);
+  EXPECT_EQ(SentBySend({"-text", "hello", "-prefix", "u8"}), "\5hello");
+  EXPECT_EQ(SentBySend({"-text", "hello", "-prefix", "u16be"}), "\0\5hello"s);
+  EXPECT_EQ(SentBySend({"-text", "hello", "-prefix", "u16le"}), "\5\0hello"s);
+  EXPECT_EQ(SentBySend({"-text", "hello", "-prefix", "u32be"}),
+            "\0\0\0\5hello"s);
+  EXPECT_EQ(SentBySend({"-text", "hello", "-prefix", "u32le"}),
+            "\5\0\0\0hello"s);
+  EXPECT_EQ(SentBySend({"-text", "", "-prefix", "u8"}), "\0"s);
 }
 
 TEST(SendPrefixTest, TheNumberMayCountMoreOrLess) {
-  EXPECT_EQ(Sent({"-text", "abc", "-prefix", "u16be", "-prefixadd", "2"}),
+  EXPECT_EQ(SentBySend({"-text", "abc", "-prefix", "u16be", "-prefixadd", "2"}),
             "\0\5abc"s);
-  EXPECT_EQ(Sent({"-text", "abc", "-prefix", "u8", "-prefixadd", " -3"}),
+  EXPECT_EQ(SentBySend({"-text", "abc", "-prefix", "u8", "-prefixadd", " -3"}),
             "\0abc"s);
 }
 
 TEST(SendPrefixTest, ItCountsWhatIsAppended) {
-  EXPECT_EQ(Sent({"-text", "abc", "-prefix", "u8", "-eol", "crlf", "-sum", "5"})
-                .substr(0, 4),
-            "\x0d"
-            "abc");
+  EXPECT_EQ(
+      SentBySend({"-text", "abc", "-prefix", "u8", "-eol", "crlf", "-sum", "5"})
+          .substr(0, 4),
+      "\x0d"
+      "abc");
 }
 
 TEST(SendPrefixTest, AFileIsOneFrame) {
   const TempFolder folder;
   const std::string bytes = RandomBytes(100'000);
-  EXPECT_EQ(Sent({"-file", folder.File("body", bytes), "-prefix", "u32be"}),
-            "\0\1\x86\xa0"s + bytes);
-  EXPECT_EQ(Sent({"-stdin", "-prefix", "u16le"}, "one\ntwo"), "\7\0one\ntwo"s);
+  EXPECT_EQ(
+      SentBySend({"-file", folder.File("body", bytes), "-prefix", "u32be"}),
+      "\0\1\x86\xa0"s + bytes);
+  EXPECT_EQ(SentBySend({"-stdin", "-prefix", "u16le"}, "one\ntwo"),
+            "\7\0one\ntwo"s);
 }
 
 TEST(SendPrefixTest, WithPerlineEachLineIsAFrame) {
-  EXPECT_EQ(Sent({"-stdin", "-perline", "-prefix", "u8"}, "one\n\nthree"),
+  EXPECT_EQ(SentBySend({"-stdin", "-perline", "-prefix", "u8"}, "one\n\nthree"),
             "\3one\0\5three"s);
 }
 
@@ -260,9 +251,10 @@ TEST(SendPrefixTest, FramesAreEncrypted) {
                 "oneand a line of more than a blocklast");
       EXPECT_EQ(Echoed(framed, lines), lines);
     }
-  EXPECT_EQ(Sent({"-text", "abc", "-prefix", "u8", "-aes", "0123456789abcdef"})
-                .size(),
-            16U);
+  EXPECT_EQ(
+      SentBySend({"-text", "abc", "-prefix", "u8", "-aes", "0123456789abcdef"})
+          .size(),
+      16U);
 }
 
 TEST(SendPrefixTest, TheLogHasTheMessages) {
