@@ -10,8 +10,10 @@
 #include <cstddef>
 #include <cstdio>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
+#include "fairlead/ini/edit_lock.h"
 #include "fairlead/ini/file_path.h"
 #include "fairlead/ini/file_results.h"
 #include "fairlead/ini/leftovers.h"
@@ -72,6 +74,7 @@ Backup::~Backup() {
     unlink(path_.c_str());
   }
   if (!hidden_.empty()) unlink(hidden_.c_str());
+  if (older_.IsOpen()) Unlock(older_);
 }
 
 void Backup::Keep() { is_put_ = is_exchanged_ = false; }
@@ -128,11 +131,20 @@ FileResult Backup::CopyText(const Descriptor& file) {
 // failure must not take the backup.
 FileResult Backup::Put() {
   if (hidden_.empty()) return {};
+  LockOlder();
   Descriptor folder;
   int error = OpenToSync(folder_, folder);
   if (error == 0) error = Rename();
   if (error == 0 && folder.IsOpen()) error = Sync(folder);
   return BackupResult(WriteResult(error), path_);
+}
+
+// So that no other edit deletes it as a stale file while its name is hidden.
+// One that may not be written can be neither locked nor deleted so.
+void Backup::LockOlder() {
+  older_ = OpenAboveStandardStreams(
+      path_.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+  if (older_.IsOpen()) std::ignore = TryToLock(older_);
 }
 
 int Backup::Exchange() const {

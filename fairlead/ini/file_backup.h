@@ -47,13 +47,15 @@ class Backup {
  private:
   FileResult CheckPath() const;
   FileResult CopyText(const Descriptor& file);
+  void LockOlder();
   int Exchange() const;
   int Rename();
 
   const std::string file_path_;
   const std::string path_;
   const std::string folder_;
-  std::optional<NewFile> copy_;  // Holds the lock of a hidden copy.
+  std::optional<NewFile> copy_;  // Holds the lock of a hidden copy,
+  Descriptor older_;             // and this that of the older backup.
   std::string hidden_;           // A backup that is to be deleted; or "".
   bool is_put_ = false;
   bool is_exchanged_ = false;  // hidden_ is the older backup.

@@ -15,6 +15,7 @@
 #include "fairlead/base/descriptor.h"
 #include "fairlead/ini/edit_lock.h"
 #include "fairlead/ini/file_backup.h"
+#include "fairlead/ini/file_links.h"
 #include "fairlead/ini/file_path.h"
 #include "fairlead/ini/file_results.h"
 #include "fairlead/ini/leftovers.h"
@@ -55,12 +56,8 @@ bool IsUnchanged(const std::string& path, const struct stat& then) {
 // that change nothing pass none, and need no permission to write.
 class PendingFile {
  public:
-  PendingFile(const std::string& path, const Descriptor* old,
-              const std::string& backup_suffix)
-      : path_(path),
-        backup_path_(BackupPath(path, backup_suffix)),
-        old_(old),
-        file_(path, old) {}
+  PendingFile(const std::string& path, const Descriptor* old)
+      : path_(path), old_(old), file_(path, old) {}
 
   // Appends a piece. After a failure, does nothing.
   void Write(std::string_view piece) {
@@ -80,7 +77,7 @@ class PendingFile {
   void Open() {
     if (is_open_) return;
     is_open_ = true;
-    if (old_ != nullptr) result_ = CheckHardLinks(*old_, path_, backup_path_);
+    if (old_ != nullptr) result_ = CheckHardLinks(*old_, path_);
     if (!result_.Succeeded()) return;
     blocked_.emplace(EndingSignals());
     result_ = file_.Open();
@@ -88,7 +85,6 @@ class PendingFile {
   }
 
   const std::string& path_;
-  const std::string backup_path_;
   const Descriptor* const old_;
   std::optional<BlockedSignals> blocked_;  // While the file is hidden.
   NewFile file_;
@@ -216,7 +212,7 @@ std::optional<FileResult> Edit::EditLocked(const Descriptor& file) {
 std::optional<FileResult> Edit::Replace(const Descriptor& file,
                                         const struct stat& then,
                                         std::string old_text) {
-  PendingFile replacement(path_, &file, options_.backup_suffix);
+  PendingFile replacement(path_, &file);
   const auto write = [&](std::string_view piece) { replacement.Write(piece); };
   if (!rewrite_(std::move(old_text), write)) return FileResult();
   FileResult result = replacement.Finish();
@@ -239,9 +235,13 @@ std::optional<FileResult> Edit::OverwriteBy(const Descriptor& file,
     return Failed(FileError::kCannotRead, error);
   // Allocated first: after the last byte, no allocation may fail.
   const std::string folder = FolderOf(path_);
+  std::string linked =
+      LinkedBackup(file, path_, BackupPath(path_, options_.backup_suffix));
   return Commit(file, then, [&] {
     FileResult result = Overwrite(file, old, text);
-    if (result.Succeeded()) RemoveLeftovers(folder, file);
+    if (!result.Succeeded()) return result;
+    RemoveLeftovers(folder, file);
+    result.linked_backup = std::move(linked);
     return result;
   });
 }
@@ -266,7 +266,7 @@ std::optional<FileResult> Edit::Commit(const Descriptor& file,
 }
 
 std::optional<FileResult> Edit::Create() {
-  PendingFile file(path_, nullptr, "");
+  PendingFile file(path_, nullptr);
   const auto write = [&](std::string_view piece) { file.Write(piece); };
   if (!rewrite_(std::nullopt, write)) return FileResult();
   FileResult result = file.Finish();
@@ -325,10 +325,9 @@ FileContent ReadFile(const std::string& path) {
 FileResult RewriteFile(const std::string& path, const FileRewrite& rewrite,
                        const FileEditOptions& options) {
   std::string target = path;
-  const int error = internal::FollowLinks(target);
-  FileResult result = error != 0
-                          ? internal::Failed(FileError::kCannotRead, error)
-                          : internal::Edit(target, rewrite, options).Run();
+  FileResult result = internal::FollowLinks(target);
+  if (result.Succeeded())
+    result = internal::Edit(target, rewrite, options).Run();
   result.path = std::move(target);
   return result;
 }

@@ -28,7 +28,8 @@ namespace fairlead {
 /// left out, as they are of the old text.
 /// A file that did not exist gets the mode 0666 less the umask. Symbolic links
 /// are followed, except those that others put into a folder like /tmp. Only
-/// regular files are written; a pipe or a device is refused without waiting.
+/// regular files are written; a pipe or a device is refused without waiting,
+/// and so is /dev/fd/N if that file was deleted or has no name.
 ///
 /// @par Errors
 /// Every result is a value. Only std::bad_alloc and what the caller's functions
@@ -39,7 +40,8 @@ namespace fairlead {
 /// thread while a file has a temporary name, `.fairlead.PID.N` or
 /// `.fairlead.lock`, in the folder; other threads must block them themselves.
 /// Only a process killed in that moment leaves such a file, which the next edit
-/// that writes in that folder, by the same user, deletes. On a file system
+/// that writes in that folder, by the same user, deletes, if the file system
+/// supports locks: a process locks its hidden files. On a file system
 /// without unnamed files (O_TMPFILE) the new file has such a name from the
 /// first piece on; edits then block the signals, a ReplacementFile does not. An
 /// edit in place blocks them while it copies the backup and writes.
@@ -92,6 +94,9 @@ struct FAIRLEAD_EXPORT FileResult {
   std::string path;       ///< The file, with symbolic links followed.
   std::string reason;     ///< "Permission denied"; "" on success.
   std::string lock_file;  ///< With kBusy: a file to delete if no edit runs.
+  /// After an edit in place: a hard link of the file in its folder, named like
+  /// a backup, that got the new text too; else "".
+  std::string linked_backup = {};
 
   /// Returns whether the call did what it should.
   bool Succeeded() const { return error == FileError::kNone; }
@@ -142,7 +147,10 @@ struct FileEditOptions {
   ///
   /// The backup is the old file itself, or a copy if editing in place or
   /// without hard links. A process killed between the renames may leave it a
-  /// hard link of the file; edits with this suffix accept that.
+  /// hard link of the file, with the older backup lost. Therefore a hard link
+  /// in the same folder whose name is that of the file and any suffix counts as
+  /// a backup: an edit that replaces the file leaves the old text there. An
+  /// edit in place changes it too, and reports it in FileResult::linked_backup.
   std::string backup_suffix = {};
   std::chrono::milliseconds lock_limit{10'000};   ///< Then fails with kBusy.
   std::chrono::milliseconds notice_after{1'000};  ///< Then calls `on_wait`.

@@ -222,6 +222,58 @@ TEST(FileEditFaultsTest, ALinkOfTheFileIsABackupWithoutExchangingNames) {
   EXPECT_EQ(FilesIn(folder), 2U);
 }
 
+// On a file system without unnamed files, it has its name before its lock.
+TEST(FileEditFaultsTest, AHiddenFileThatIsDeletedAsStaleIsMadeAgain) {
+  for (const bool still_locked : {false, true}) {
+    SCOPED_TRACE(still_locked);
+    const TempFolder folder;
+    const std::string path = Put(folder, "f", kOld);
+    const std::string hidden =
+        folder.Path(".fairlead." + std::to_string(getpid()) + ".0");
+    int locks = 0;
+    FileResult result;
+    {
+      const Hooked hooked([&](std::string_view call, int) {
+        if (call == "O_TMPFILE") return EOPNOTSUPP;
+        const bool is_first =
+            call == "fcntl" && std::filesystem::exists(hidden) && ++locks == 1;
+        if (!is_first) return 0;
+        if (still_locked) return EAGAIN;
+        std::filesystem::remove(hidden);
+        return 0;
+      });
+      result = Replaced<false>(path);
+    }
+    EXPECT_EQ(result, kWritten) << result.Message();
+    EXPECT_GT(locks, 1);
+    EXPECT_EQ(ReadFile(path), kNew);
+    EXPECT_EQ(FilesIn(folder), 1U);
+  }
+}
+
+// While the older backup has a hidden name, it looks like a stale file.
+TEST(FileEditFaultsTest, AnotherEditDoesNotDeleteTheOlderBackup) {
+  const TempFolder folder;
+  const std::string path = Put(folder, "f", kOld);
+  Put(folder, "f~", kOlder);
+  int edits = 0;
+  FileResult result;
+  {
+    const Hooked hooked([&](std::string_view call, int) {
+      if (call != "rename" || ++edits != 1) return 0;
+      EXPECT_EQ(ReplaceFile(folder.Path("other"), "x"), kWritten);
+      EXPECT_EQ(ReplaceFile(folder.Path("other"), "y"), kWritten);
+      return EIO;
+    });
+    result = WithBackup<false>(path);
+  }
+  EXPECT_EQ(result,
+            (Expected{.error = FileError::kCannotWrite, .system_error = EIO}));
+  EXPECT_EQ(ReadFile(path), kOld);
+  EXPECT_EQ(ReadFile(path + "~"), kOlder);
+  EXPECT_EQ(FilesIn(folder), 3U);
+}
+
 // Calls `act` while the first read of the folder's file is preceded by
 // `change`.
 void ChangeBeforeReading(const std::function<void()>& change,

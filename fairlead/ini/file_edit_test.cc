@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -346,6 +347,45 @@ TEST(FileEditTest, OnlyRegularFilesAreEdited) {
   ASSERT_EQ(mkfifo(pipe.c_str(), 0666), 0);
   expect(pipe, "it is not a regular file");
   EXPECT_EQ(FilesIn(folder), 1U);
+}
+
+// Its link in /proc spells a name that the file has no longer, or never had.
+TEST(FileEditTest, AnOpenFileWithoutANameIsRefused) {
+  const TempFolder folder;
+  const auto expect = [&](const std::string& link, const std::string& reason) {
+    for (const bool in_place : kBothWays) {
+      const FileResult result = SetNew(link, in_place);
+      EXPECT_EQ(result, Expected{.error = FileError::kCannotWrite});
+      EXPECT_EQ(result.reason, reason);
+    }
+    EXPECT_EQ(ReplacementFile(link).result().reason, reason);
+    EXPECT_EQ(FilesIn(folder), 0U);
+  };
+  const std::string nameless =
+      "it is an open file that was deleted or has no name";
+  const auto link_of = [](int file) {
+    return "/dev/fd/" + std::to_string(file);
+  };
+  const std::string path = Put(folder, "f", "old\n");
+  const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  expect(link_of(file.number()), nameless);
+  const Descriptor memory(memfd_create("f", MFD_CLOEXEC));
+  expect(link_of(memory.number()), nameless);
+  int ends[2] = {};
+  ASSERT_EQ(pipe2(&ends[0], O_CLOEXEC), 0);
+  const Descriptor reader(ends[0]);
+  const Descriptor writer(ends[1]);
+  expect(link_of(reader.number()), "it is not a regular file");
+
+  // Another file has its name now.
+  Put(folder, "f", "theirs\n");
+  EXPECT_FALSE(SetNew(link_of(file.number()), false).Succeeded());
+  EXPECT_EQ(ReadFile(path), "theirs\n");
+  const Descriptor theirs(open(path.c_str(), O_RDWR | O_CLOEXEC));
+  const FileResult result = SetNew(link_of(theirs.number()), false);
+  EXPECT_EQ(result, kWritten);
+  EXPECT_EQ(result.path, path);
 }
 
 // A read lease (fcntl(2)) makes an attempt to write wait or fail.

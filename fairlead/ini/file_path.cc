@@ -3,12 +3,16 @@
 #include "fairlead/ini/file_path.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstddef>
+
+#include "fairlead/ini/file_results.h"
 
 namespace fairlead::internal {
 namespace {
@@ -42,19 +46,43 @@ int ReadLink(const std::string& path, std::string& target) {
   return 0;
 }
 
+// Returns whether the file system is one of processes, whose links lead to open
+// files, whatever their texts are.
+bool IsOfProcesses(const std::string& folder) {
+  struct statfs system = {};
+  return statfs(folder.c_str(), &system) == 0 &&
+         system.f_type == PROC_SUPER_MAGIC;
+}
+
+// Checks that the text of a link names the file that it leads to.
+FileResult CheckTarget(const std::string& link, const std::string& target) {
+  struct stat file = {};
+  struct stat named = {};
+  if (!IsOfProcesses(FolderOf(link)) || stat(link.c_str(), &file) == -1)
+    return {};
+  if (stat(target.c_str(), &named) == 0 && named.st_dev == file.st_dev &&
+      named.st_ino == file.st_ino)
+    return {};
+  if (!S_ISREG(file.st_mode)) return NotRegular();
+  return Failed(FileError::kCannotWrite, 0,
+                "it is an open file that was deleted or has no name");
+}
+
 }  // namespace
 
-int FollowLinks(std::string& path) {
+FileResult FollowLinks(std::string& path) {
   std::string target;
   for (int links = 0; links < kMaxLinks; ++links) {
     const int error = ReadLink(path, target);
-    if (error == EINVAL || error == ENOENT) return 0;
-    if (error != 0) return error;
+    if (error == EINVAL || error == ENOENT) return {};
+    if (error != 0) return Failed(FileError::kCannotRead, error);
     const std::size_t name = path.rfind('/') + 1;  // 0 without a folder.
     if (!target.starts_with('/')) target.insert(0, path, 0, name);
+    FileResult result = CheckTarget(path, target);
+    if (!result.Succeeded()) return result;
     path = target;
   }
-  return ELOOP;
+  return Failed(FileError::kCannotRead, ELOOP);
 }
 
 std::string FolderOf(const std::string& path) {

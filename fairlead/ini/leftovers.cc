@@ -2,46 +2,29 @@
 
 #include "fairlead/ini/leftovers.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <charconv>
-#include <csignal>
-#include <memory>
+#include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 #include "fairlead/ini/edit_lock.h"
+#include "fairlead/ini/folder_names.h"
 
 namespace fairlead::internal {
 namespace {
 
 constexpr std::string_view kPrefix = ".fairlead.";
 
-// Removes a leading integer from the text and returns it; 0 if there is none.
-int TakeNumber(std::string_view& text) {
-  int number = 0;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  text = {result.ptr, end};
-  return number;
+// Removes a leading number from the text. Returns whether there was one.
+bool TakeNumber(std::string_view& text) {
+  const std::size_t end =
+      std::min(text.find_first_not_of("0123456789"), text.size());
+  text.remove_prefix(end);
+  return end > 0;
 }
-
-// Returns the process ID in the name of a hidden file; 0 for any other name.
-pid_t CreatorOf(std::string_view name) {
-  if (!name.starts_with(kPrefix)) return 0;
-  name.remove_prefix(kPrefix.size());
-  const pid_t creator = TakeNumber(name);
-  if (!name.starts_with('.')) return 0;
-  name.remove_prefix(1);
-  const bool has_number = !name.empty();
-  TakeNumber(name);
-  return has_number && name.empty() && creator > 0 ? creator : 0;
-}
-
-bool IsDead(pid_t process) { return kill(process, 0) == -1 && errno == ESRCH; }
 
 // The file that is edited, and its status.
 struct EditedFile {
@@ -77,21 +60,6 @@ void Remove(int folder, const char* name, const EditedFile& edited) {
   Unlock(file);
 }
 
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-
-// Opens a folder for readdir(3); null if it cannot be read.
-std::unique_ptr<DIR, CloseFolder> ReadableFolder(const std::string& path) {
-  const int folder = MoveAboveStandardStreams(Uninterrupted([&path] {
-    return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  }));
-  if (folder == -1) return nullptr;
-  std::unique_ptr<DIR, CloseFolder> names(fdopendir(folder));
-  if (names == nullptr) close(folder);
-  return names;
-}
-
 }  // namespace
 
 std::string HiddenPath(const std::string& folder, int number) {
@@ -99,18 +67,21 @@ std::string HiddenPath(const std::string& folder, int number) {
          std::to_string(number);
 }
 
+bool IsHiddenName(std::string_view name) {
+  if (!name.starts_with(kPrefix)) return false;
+  name.remove_prefix(kPrefix.size());
+  if (!TakeNumber(name) || !name.starts_with('.')) return false;
+  name.remove_prefix(1);
+  return TakeNumber(name) && name.empty();
+}
+
 // Allocates no memory: the edit is done, and must not end in an exception.
 void RemoveLeftovers(const std::string& folder, const Descriptor& edited) {
   EditedFile file{edited};
   if (fstat(edited.number(), &file.status) == -1) return;
-  const auto names = ReadableFolder(folder);
-  if (names == nullptr) return;
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread has this folder.
-  while (const dirent* const entry = readdir(names.get())) {
-    const char* const name = &entry->d_name[0];
-    const pid_t creator = CreatorOf(name);
-    if (creator != 0 && IsDead(creator)) Remove(dirfd(names.get()), name, file);
-  }
+  ForEachName(folder, [&file](int at, const char* name) {
+    if (IsHiddenName(name)) Remove(at, name, file);
+  });
 }
 
 }  // namespace fairlead::internal

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "fairlead/base/descriptor.h"
@@ -29,17 +30,19 @@ int CreateHidden(const std::string& folder, std::string& path,
   }
 }
 
+// Returns whether HiddenPath() could have made the name, in any process.
+bool IsHiddenName(std::string_view name);
+
 // Deletes the hidden files in the folder that no process uses and that belong
 // to this user or to the owner of `edited`. Skips what cannot be read or
 // deleted; reports no error, since the edit is already done.
 //
-// A process holds the lock of TryToLock() on its hidden file. A hidden name may
-// be a link of `edited` itself, which was to become a backup: its lock counts
-// as free if the caller has it, or can get it. A file is deleted only if its
-// lock is free and no process has the ID in its name. The two checks together
-// also protect the file of a process on another host or in a container, and one
-// on a file system without locks. If the process ID is in use again, the file
-// is kept.
+// A process holds the lock of TryToLock() on its hidden file, so a file whose
+// lock is free is stale. A hidden name may be a link of `edited` itself, which
+// was to become a backup: its lock counts as free if the caller has it, or can
+// get it. The process ID in the name says nothing: it may be in use again, or
+// be that of a process on another host or in another container. On a file
+// system without locks, nothing is deleted.
 void RemoveLeftovers(const std::string& folder, const Descriptor& edited);
 
 }  // namespace fairlead::internal

@@ -36,25 +36,29 @@ TEST(LeftoversTest, DeletesTheFilesOfKilledEdits) {
   const TempFolder folder;
   const std::string path = Put(folder, "f", "old\n");
   const std::string dead = Hidden(DeadProcess(), "");
+  // The ID was used again, or is that of a process in another container.
   const std::string alive = Hidden(getpid(), "");
   const auto in_folder = [&](const std::string& name) {
     return fs::exists(folder.path() + "/" + name);
   };
-  const std::vector<std::string> leftovers = {dead + "0", dead + "17"};
+  const std::vector<std::string> leftovers = {dead + "0", dead + "17",
+                                              alive + "0"};
   for (const std::string& name : leftovers) Put(folder, name, "half");
-  std::vector<std::string> others = {alive + "0",      alive + "1",
-                                     dead + "x",       dead,
-                                     ".fairlead.1x.0", ".fairlead.x"};
+  std::vector<std::string> others = {dead + "x", dead, ".fairlead.1x.0",
+                                     ".fairlead.x"};
   for (const std::string& name : others) Put(folder, name, "theirs");
   others.push_back(dead + "2");
   fs::create_directory(folder.path() + "/" + others.back());
   others.push_back(dead + "3");
   fs::create_symlink("f", folder.path() + "/" + others.back());
-  // In use by a process of another host or container.
-  others.push_back(dead + "4");
-  const Descriptor in_use(
-      open(Put(folder, others.back(), "").c_str(), O_RDWR | O_CLOEXEC));
-  ASSERT_EQ(TryToLock(in_use), 0);
+  // In use, the second one by a process of another host or container.
+  std::vector<Descriptor> in_use;
+  for (const std::string& name : {alive + "1", dead + "4"}) {
+    others.push_back(name);
+    in_use.emplace_back(
+        open(Put(folder, name, "").c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(TryToLock(in_use.back()), 0);
+  }
 
   EXPECT_EQ(SetNew(path, false), kWritten);
   EXPECT_EQ(ReadFile(path), "new\n");
@@ -94,15 +98,14 @@ TEST(LeftoversTest, DeletesAHiddenLinkOfTheEditedFile) {
   EXPECT_EQ(FilesIn(folder), 1U);
 }
 
-// The edit whose link it is may run on another host.
+// Its edit is making a backup, here or on another host.
 TEST(LeftoversTest, KeepsAHiddenLinkOfAFileThatIsLocked) {
   const TempFolder folder;
   const std::string path = Put(folder, "f", "old\n");
   fs::create_hard_link(path, folder.Path(Hidden(DeadProcess(), "0")));
   const Descriptor other(open(path.c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(TryToLock(other), 0);
-  EXPECT_EQ(ReplacementFile(path).result(),
-            Expected{.error = FileError::kOnlyInPlace});
+  EXPECT_EQ(ReplacementFile(path).result(), kUnchanged);
   EXPECT_EQ(FilesIn(folder), 2U);
 }
 

@@ -41,6 +41,13 @@ FileResult ReplaceResult(int error, bool has_old) {
   return WriteResult(error);
 }
 
+// Far more than there are edits that look for stale files in the same moment.
+constexpr int kMaxTries = 100;
+
+bool IsDeleted(const std::string& path) {
+  return access(path.c_str(), F_OK) == -1 && errno == ENOENT;
+}
+
 FileResult SyncFolder(const Descriptor& folder) {
   FileResult result;
   if (folder.IsOpen()) result = WriteResult(Sync(folder));
@@ -60,19 +67,6 @@ int OpenToSync(const std::string& path, Descriptor& folder) {
   return folder.IsOpen() || errno == EACCES ? 0 : errno;
 }
 
-FileResult CheckHardLinks(const Descriptor& file, const std::string& path,
-                          const std::string& backup_path) {
-  struct stat status = {};
-  if (fstat(file.number(), &status) == -1) return WriteResult(errno);
-  if (status.st_nlink <= 1) return {};
-  RemoveLeftovers(FolderOf(path), file);
-  if (fstat(file.number(), &status) == -1) return WriteResult(errno);
-  const bool is_backup = !backup_path.empty() && IsAt(backup_path, file);
-  if (status.st_nlink <= (is_backup ? 2U : 1U)) return {};
-  return Failed(FileError::kOnlyInPlace, 0,
-                "it has several hard links, and only one would be changed");
-}
-
 NewFile::NewFile(const std::string& target, const Descriptor* old)
     : target_(target), folder_(FolderOf(target)), old_(old) {}
 
@@ -87,8 +81,6 @@ FileResult NewFile::Open() {
   const mode_t mode = old_ != nullptr ? 0600 : 0666;
   if (const int error = OpenUnnamed(mode))
     return ReplaceResult(error, old_ != nullptr);
-  // Without support for locks, no other process deletes the file either.
-  std::ignore = TryToLock(file_);
   return {};
 }
 
@@ -96,13 +88,29 @@ FileResult NewFile::Open() {
 int NewFile::OpenUnnamed(mode_t mode) {
   if (access("/proc/self/fd", X_OK) == -1) return OpenHidden(mode);
   file_ = OpenAboveStandardStreams(folder_.c_str(), O_TMPFILE | O_RDWR, mode);
-  if (file_.IsOpen()) return 0;
+  if (file_.IsOpen()) {
+    // Without support for locks, no other process deletes the file either.
+    std::ignore = TryToLock(file_);
+    return 0;
+  }
   const bool unsupported =
       errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL;
   return unsupported ? OpenHidden(mode) : errno;
 }
 
+// Another edit that sees the file before it is locked takes it for a stale one.
 int NewFile::OpenHidden(mode_t mode) {
+  for (int tries = 0; tries < kMaxTries; ++tries) {
+    if (const int error = CreateHiddenFile(mode)) return error;
+    const int error = TryToLock(file_);
+    if (error != EAGAIN && !IsDeleted(path_)) return 0;
+    if (IsAt(path_, file_)) unlink(path_.c_str());
+    path_.clear();
+  }
+  return EBUSY;
+}
+
+int NewFile::CreateHiddenFile(mode_t mode) {
   int file = -1;
   const int error = CreateHidden(folder_, path_, [&](const char* path) {
     file = Uninterrupted([=] {

@@ -23,12 +23,6 @@ int Sync(const Descriptor& file);
 // Returns the error otherwise.
 int OpenToSync(const std::string& path, Descriptor& folder);
 
-// Fails if replacing the file would lose a hard link: if it has another name
-// than its path and that of its backup, which may be "". Deletes stale hidden
-// links first.
-FileResult CheckHardLinks(const Descriptor& file, const std::string& path,
-                          const std::string& backup_path);
-
 // An unnamed or hidden file in the target's folder, deleted by the destructor
 // unless it was renamed to the target.
 //
@@ -71,6 +65,7 @@ class NewFile {
  private:
   int OpenUnnamed(mode_t mode);
   int OpenHidden(mode_t mode);
+  int CreateHiddenFile(mode_t mode);
   int GiveHiddenName();
   int RenameToNew();
   int RenameOverOld();

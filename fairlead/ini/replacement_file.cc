@@ -10,6 +10,7 @@
 
 #include "fairlead/base/descriptor.h"
 #include "fairlead/ini/file_edit.h"
+#include "fairlead/ini/file_links.h"
 #include "fairlead/ini/file_path.h"
 #include "fairlead/ini/file_results.h"
 #include "fairlead/ini/new_file.h"
@@ -50,7 +51,7 @@ class FAIRLEAD_PRIVATE ReplacementFile::File {
     if (!old_.IsOpen() && errno != ENOENT) return internal::WriteResult(errno);
     if (old_.IsOpen()) {
       FileResult result = CheckOld(old_, path);
-      if (result.Succeeded()) result = internal::CheckHardLinks(old_, path, "");
+      if (result.Succeeded()) result = internal::CheckHardLinks(old_, path);
       if (!result.Succeeded()) return result;
     }
     new_.emplace(path, old_.IsOpen() ? &old_ : nullptr);
@@ -75,8 +76,11 @@ class FAIRLEAD_PRIVATE ReplacementFile::File {
 ReplacementFile::ReplacementFile(const std::string& path)
     : file_(std::make_unique<File>()) {
   result_.path = path;
-  const int error = internal::FollowLinks(result_.path);
-  Keep(error != 0 ? internal::WriteResult(error) : file_->Open(result_.path));
+  FileResult result = internal::FollowLinks(result_.path);
+  // The old file need not be readable, so this is no failure to read.
+  if (result.error == FileError::kCannotRead)
+    result.error = FileError::kCannotWrite;
+  Keep(result.Succeeded() ? file_->Open(result_.path) : std::move(result));
 }
 
 ReplacementFile::~ReplacementFile() = default;

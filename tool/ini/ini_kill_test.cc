@@ -67,10 +67,11 @@ class LongEdits {
 };
 
 // Kills the command at every call. `check` returns whether the folder then has
-// the new file; over all calls it must find both.
-template <typename Prepare, typename Check>
+// the new file; over all calls it must find both. `go_on` makes a later edit,
+// which the leftovers of the killed command must not break.
+template <typename Prepare, typename Check, typename GoOn>
 void KillAtEveryCall(const Edit& edit, const Prepare& prepare,
-                     const Check& check) {
+                     const Check& check, const GoOn& go_on) {
   int olds = 0;
   int news = 0;
   for (const char* const call : kCalls) {
@@ -87,15 +88,23 @@ void KillAtEveryCall(const Edit& edit, const Prepare& prepare,
       const bool is_new = check(folder);
       ++(is_new ? news : olds);
       EXPECT_EQ(std::filesystem::read_symlink(folder.link), "box.ini");
-
-      // Leftovers of the killed command must not break later ones.
-      ASSERT_TRUE(is_new || Fairlead(words).status == 0);
-      ASSERT_TRUE(check(folder));
+      go_on(folder, is_new);
+      if (testing::Test::HasFatalFailure()) return;
     }
     EXPECT_FALSE(killed) << call;
   }
   EXPECT_GT(olds, 10);
   EXPECT_GT(news, 3);
+}
+
+// Makes the same edit again.
+template <typename Prepare, typename Check>
+void KillAtEveryCall(const Edit& edit, const Prepare& prepare,
+                     const Check& check) {
+  KillAtEveryCall(edit, prepare, check, [&](const Folder& folder, bool is_new) {
+    ASSERT_TRUE(is_new || Fairlead(WordsOf(edit, folder)).status == 0);
+    ASSERT_TRUE(check(folder));
+  });
 }
 
 void KillEditAtEveryCall(const Edit& edit) {
@@ -118,6 +127,66 @@ TEST_F(IniKillTest, AKilledEditLeavesTheOldOrTheNewFile) {
 TEST_F(IniKillTest, AKilledEditOfManyLinesLeavesTheOldOrTheNewFile) {
   const LongEdits edits;
   for (const Edit& edit : edits.All()) KillEditAtEveryCall(edit);
+}
+
+constexpr char kOlder[] = "[older]\n";
+
+// Expects the file, its link and a backup, each a file of its own.
+void ExpectNoLeftovers(const Folder& folder) {
+  for (const auto& entry :
+       std::filesystem::directory_iterator(folder.folder.path())) {
+    EXPECT_THAT(entry.path().filename().string(),
+                testing::AnyOf("box.ini", "box.ini~", "link.ini"));
+    EXPECT_EQ(entry.hard_link_count(), 1U) << entry.path();
+  }
+}
+
+// A later edit replaces the file and makes no backup.
+void KillEditWith(const Words& options, const char* older) {
+  const Edit edit = {Set().words + options, kNew};
+  const std::string backup = "box.ini~";
+  const auto backup_of = [&](const Folder& folder) {
+    return ReadFileIfAny(folder.folder.path() + "/" + backup);
+  };
+  KillAtEveryCall(
+      edit,
+      [&](const Folder& folder) {
+        folder.WriteOld();
+        if (older != nullptr) folder.folder.File(backup, older);
+      },
+      [&](const Folder& folder) {
+        const std::string text = ReadFile(folder.file);
+        EXPECT_THAT(text, testing::AnyOf(kOld, kNew));
+        if (text == kNew && options.back() == "~") {
+          EXPECT_EQ(backup_of(folder), kOld);
+        }
+        return text == kNew;
+      },
+      [&](const Folder& folder, bool is_new) {
+        const auto old_backup = backup_of(folder);
+        const Outcome later =
+            Fairlead(Words{"ini", "set", "-section", "a", "-key", "y", "-value",
+                           "3", "-file", folder.link});
+        ASSERT_EQ(later.status, 0) << later.error;
+        EXPECT_EQ(later.error, "");
+        EXPECT_EQ(ReadFile(folder.file), "[a]\nx=1\ny=3\n");
+        ExpectNoLeftovers(folder);
+        EXPECT_EQ(backup_of(folder), old_backup);
+        if (!is_new && old_backup) {
+          EXPECT_THAT(*old_backup, testing::AnyOf(kOld, kOlder));
+        }
+      });
+}
+
+TEST_F(IniKillTest, AKilledEditWithABackupDoesNotBlockALaterOne) {
+  KillEditWith({"-backup", "~"}, nullptr);
+  KillEditWith({"-backup", "~"}, kOlder);
+}
+
+TEST_F(IniKillTest, AKilledEditInPlaceDoesNotBlockALaterOne) {
+  KillEditWith({"-inplace"}, nullptr);
+  KillEditWith({"-inplace", "-backup", "~"}, nullptr);
+  KillEditWith({"-inplace", "-backup", "~"}, kOlder);
 }
 
 TEST_F(IniKillTest, ANewFileIsCompleteOrMissing) {

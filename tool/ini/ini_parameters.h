@@ -187,7 +187,8 @@ inline constexpr Parameter kInplace = {
     .help =
         "overwrite the file in place instead of replacing it, for a file with "
         "several names or in a folder that cannot be written; not atomic: a "
-        "killed edit leaves a mixture of old and new"};
+        "killed edit leaves a mixture of old and new; changes all hard links, "
+        "with a warning for one that is named like a backup"};
 inline constexpr Parameter kBackup = {
     .name = "backup",
     .placeholder = "SUFFIX",
@@ -195,7 +196,9 @@ inline constexpr Parameter kBackup = {
     .group = Group::kOutput,
     .help =
         "keep the old file as FILE with SUFFIX appended, if the edit "
-        "changes it"};
+        "changes it; if FILE is a symbolic link, beside its target; an edit "
+        "that is killed at that moment may leave a hard link of FILE there, in "
+        "place of an older backup"};
 
 // What the shared code of several subcommands reads.
 
