@@ -118,22 +118,57 @@ TEST_F(IniShowTest, KeepsZeroBytesOfOtherText) {
   EXPECT_EQ(Text(), text);
 }
 
+// Zero bytes that no wide encoding has: not at each newline, or at no newline
+// and not in every character.
+TEST_F(IniShowTest, AcceptsOtherTextWithZeroBytes) {
+  using std::string_view_literals::operator""sv;
+  for (const std::string_view text :
+       {"[a]\0k=1\0"sv, "[a]\nk=1\n\0\0\0"sv, "[a]\nk=\0\nj=\0\n"sv,
+        "\0=1\nab=2\n"sv, "ab=1\n\0bc=2\nde=3\nf=4\n\0"sv, "k=\0\0\0\0\0\0\0"sv,
+        "k\0"sv, "\0\0\0\0"sv}) {
+    SCOPED_TRACE(testing::PrintToString(text));
+    Write(text);
+    EXPECT_EQ(Run({"list"}).status, 0);
+  }
+}
+
 TEST_F(IniShowTest, RefusesWideEncodings) {
   using std::string_view_literals::operator""sv;
   struct Case {
     std::string_view text;
     const char* encoding;
   };
-  for (const Case& c : {
-           Case{"\xff\xfe[\0a\0]\0\n\0"sv, "UTF-16"},
-           {"\xfe\xff\0[\0a\0]\0\n"sv, "UTF-16"},
-           {"[\0a\0]\0\n\0"sv, "UTF-16LE"},
-           {"\0[\0a\0]\0\n"sv, "UTF-16BE"},
-           {"\xff\xfe\0\0[\0\0\0"sv, "UTF-32"},
-           {"[\0\xe4\0]\0\n\0k\0\xf6\0=\0\xac\x20\x31\0"sv, "UTF-16LE"},
-           {"[\0\0\0a\0\0\0]\0\0\0"sv, "UTF-32LE"},
-           {"\0\0\0[\0\0\0a\0\0\0]"sv, "UTF-32BE"},
-       }) {
+  for (
+      const Case& c : {
+          Case{"\xff\xfe[\0a\0]\0\n\0"sv, "UTF-16"},
+          {"\xfe\xff\0[\0a\0]\0\n"sv, "UTF-16"},
+          {"[\0a\0]\0\n\0"sv, "UTF-16LE"},
+          {"\0[\0a\0]\0\n"sv, "UTF-16BE"},
+          {"\xff\xfe\0\0[\0\0\0"sv, "UTF-32"},
+          {"[\0\xe4\0]\0\n\0k\0\xf6\0=\0\xac\x20\x31\0"sv, "UTF-16LE"},
+          {"[\0\0\0a\0\0\0]\0\0\0"sv, "UTF-32LE"},
+          {"\0\0\0[\0\0\0a\0\0\0]"sv, "UTF-32BE"},
+          {"\x5b\x00\x34\x04\x3e\x04\x3c\x04\x5d\x00\x0a\x00\x0a\x04\x3d\x00\x34\x04\x30\x04\x0a\x00"sv,
+           "UTF-16LE"},  // a Cyrillic text; U+040A has the byte of a newline
+          {"\x00\x5b\x04\x34\x04\x3e\x04\x3c\x00\x5d\x00\x0a\x04\x0a\x00\x3d\x04\x34\x04\x30\x00\x0a"sv,
+           "UTF-16BE"},
+          {"\x5b\x00\x00\x00\x34\x04\x00\x00\x3e\x04\x00\x00\x3c\x04\x00\x00\x5d\x00\x00\x00\x0a\x00\x00\x00\x0a\x04\x00\x00\x3d\x00\x00\x00\x34\x04\x00\x00\x30\x04\x00\x00\x0a\x00\x00\x00"sv,
+           "UTF-32LE"},
+          {"\x00\x00\x00\x5b\x00\x00\x04\x34\x00\x00\x04\x3e\x00\x00\x04\x3c\x00\x00\x00\x5d\x00\x00\x00\x0a\x00\x00\x04\x0a\x00\x00\x00\x3d\x00\x00\x04\x34\x00\x00\x04\x30\x00\x00\x00\x0a"sv,
+           "UTF-32BE"},
+          {"\x5b\x00\x0a\x4e\x5d\x00\x0a\x00\x00\x4e\x3d\x00\x8c\x4e\x0a\x00"sv,
+           "UTF-16LE"},  // a Chinese one; so has U+4E0A, and U+4E00 a zero byte
+          {"\x00\x5b\x4e\x0a\x00\x5d\x00\x0a\x4e\x00\x00\x3d\x4e\x8c\x00\x0a"sv,
+           "UTF-16BE"},
+          {"\x5b\x00\x00\x00\x0a\x4e\x00\x00\x5d\x00\x00\x00\x0a\x00\x00\x00\x00\x4e\x00\x00\x3d\x00\x00\x00\x8c\x4e\x00\x00\x0a\x00\x00\x00"sv,
+           "UTF-32LE"},
+          {"\x00\x00\x00\x5b\x00\x00\x4e\x0a\x00\x00\x00\x5d\x00\x00\x00\x0a\x00\x00\x4e\x00\x00\x00\x00\x3d\x00\x00\x4e\x8c\x00\x00\x00\x0a"sv,
+           "UTF-32BE"},
+          {"\x5b\x00\x97\x0a\x5d\x00\x0a\x00\x95\x0a\x3d\x00\x96\x0a\x0a\x00"sv,
+           "UTF-16LE"},  // U+0A97: the other byte
+          {"\x00\x5b\x0a\x97\x00\x5d\x00\x0a\x0a\x95\x00\x3d\x0a\x96\x00\x0a"sv,
+           "UTF-16BE"},
+      }) {
     Write(c.text);
     const std::string expected =
         Concat("fairlead ini: '", Path(), "' is ", c.encoding,

@@ -40,6 +40,9 @@ IniDocument ParsedWithWarning(std::string text, std::string_view file,
 /// @throws Failure as ParsedWithWarning() does, and with kCannotRead
 IniDocument ReadDocument(const Arguments<kSourceUses>& arguments);
 
+/// Returns the text without a UTF-8 byte order mark at its beginning.
+std::string WithoutByteOrderMark(std::string text);
+
 /// Returns all of standard input, without a byte order mark.
 ///
 /// @throws Failure with kCannotRead
