@@ -47,7 +47,8 @@ ExitStatus Apply(const Arguments<kApplyUses>& arguments, const Output& output) {
   const bool from_stdin = arguments.Has(kScriptStdin);
   const std::string name =
       from_stdin ? "standard input" : arguments.Text(kScript);
-  const std::string text = from_stdin ? StandardInput() : ReadFile(name);
+  const std::string text =
+      from_stdin ? StandardInput() : WithoutByteOrderMark(ReadFile(name));
   const std::vector<ScriptLine> script = ParseScript(text, name);
   const std::string file = arguments.Text(kFile);
   return EditDocument(

@@ -95,6 +95,15 @@ TEST_F(IniApplyTest, ReadsAScriptFromAFile) {
       Concat("fairlead ini: ", script, ":2: expected set SECTION KEY VALUE\n"));
 }
 
+TEST_F(IniApplyTest, SkipsAByteOrderMarkOfTheScript) {
+  Write("[a]\nx=1\n");
+  const std::string script = "\xef\xbb\xbfset a x 2\n";
+  Answer({"apply", "-script", Other(script)});
+  EXPECT_EQ(Text(), "[a]\nx=2\n");
+  Answer({"apply", "-stdin"}, "\xef\xbb\xbfset a x 3\n");
+  EXPECT_EQ(Text(), "[a]\nx=3\n");
+}
+
 TEST_F(IniApplyTest, DiffComparesKeysAndValues) {
   Write(kFile);
   const std::string other =

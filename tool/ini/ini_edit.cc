@@ -98,7 +98,12 @@ ExitStatus EditText(const Arguments<kWritingFileUses>& arguments,
     text->ForEachPiece(write);
     return true;
   };
-  Check(RewriteFile(arguments.Text(kFile), rewrite, options), kRemedy);
+  const FileResult result =
+      RewriteFile(arguments.Text(kFile), rewrite, options);
+  Check(result, kRemedy);
+  if (!result.linked_backup.empty())
+    PrintNote("ini", Concat("warning: ", Quoted(result.linked_backup),
+                            " is a hard link of the file and was changed too"));
   return kDone;
 }
 
@@ -116,12 +121,44 @@ ExitStatus EditDocument(const Arguments<kEditingUses>& arguments,
   });
 }
 
+namespace {
+
+// Follows the links at the end of the path, which need not lead to a file.
+std::filesystem::path TargetOf(std::filesystem::path path) {
+  constexpr int kMaxLinks = 40;
+  std::error_code error;
+  for (int links = 0; links < kMaxLinks; ++links) {
+    const auto target = std::filesystem::read_symlink(path, error);
+    if (error) break;
+    path = path.parent_path() / target;
+  }
+  return path;
+}
+
+// Fails as an edit does that would create the file in a folder that is missing.
+void RequireFolder(const std::string& file) {
+  const std::filesystem::path target = TargetOf(file);
+  const auto folder = target.has_parent_path() ? target.parent_path() : ".";
+  std::error_code unknown;
+  if (std::filesystem::exists(folder, unknown) || unknown) return;
+  FileResult result;
+  result.error = FileError::kCannotWrite;
+  result.system_error = ENOENT;
+  result.path = target.string();
+  result.reason = ErrorText(ENOENT);
+  Check(result);
+}
+
+}  // namespace
+
 std::optional<std::string> TextToPreview(const std::string& file) {
   std::error_code unknown;
   if (std::filesystem::is_other(std::filesystem::status(file, unknown)))
     throw Failure(kCannotWrite, Concat("cannot write ", Quoted(file),
                                        ": it is not a regular file"));
-  return ReadFileIfAny(file);
+  std::optional<std::string> text = ReadFileIfAny(file);
+  if (!text) RequireFolder(file);
+  return text;
 }
 
 void FailMissing(const std::string& file) {

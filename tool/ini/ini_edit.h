@@ -58,8 +58,8 @@ ExitStatus EditText(const Arguments<kWritingFileUses>& arguments,
 /// Returns the text that an edit would change, or nothing if there is no file.
 /// Does not read a pipe or a device, which may have no end.
 ///
-/// @throws Failure with kCannotWrite if it is not a regular file, as EditText()
-///     does; kCannotRead
+/// @throws Failure with kCannotWrite if it is not a regular file or its folder
+///     does not exist, as EditText() does; kCannotRead
 std::optional<std::string> TextToPreview(const std::string& file);
 
 /// Throws Failure with kCannotRead for a file that does not exist.

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 #include <utility>
 
@@ -120,6 +121,50 @@ TEST_F(IniEditTest, ABackupKeepsTheOldFile) {
   EXPECT_EQ(ReadFile(backup), "[a]\nx=2\n");
   EXPECT_EQ(Refusal(2, {"delete", "-section", "a", "-backup", "/x"}),
             "fairlead ini: -backup: '/x' contains a '/'\n");
+}
+
+// As an edit leaves it that was killed while it made the backup.
+TEST_F(IniEditTest, ABackupThatIsAHardLinkDoesNotBlockEdits) {
+  Write("[a]\nx=1\n");
+  const std::string backup = Path() + "~";
+  const auto link = [&] {
+    std::filesystem::remove(backup);
+    std::filesystem::create_hard_link(Path(), backup);
+  };
+  const Words set = {"set", "-section", "a", "-key", "x", "-value"};
+  link();
+  Answer(set + Words{"2"});
+  EXPECT_EQ(ReadFile(backup), "[a]\nx=1\n");
+  link();
+  Answer(set + Words{"3", "-inplace", "-backup", "~"});
+  EXPECT_EQ(ReadFile(backup), "[a]\nx=2\n");
+  link();
+  const Outcome in_place = Run(set + Words{"4", "-inplace"});
+  EXPECT_EQ(in_place.status, 0);
+  EXPECT_EQ(in_place.error,
+            Concat("fairlead ini: warning: '", backup,
+                   "' is a hard link of the file and was changed too\n"));
+  EXPECT_EQ(ReadFile(backup), "[a]\nx=4\n");
+}
+
+// What only shows an edit fails if the edit would.
+TEST_F(IniEditTest, APreviewNeedsTheFolderToo) {
+  const std::string file = folder_.path() + "/none/box.ini";
+  const std::string link = folder_.path() + "/link.ini";
+  std::filesystem::create_symlink("none/box.ini", link);
+  const Words set = {"ini", "set", "-section", "a", "-key", "x", "-value", "1"};
+  for (const std::string& path : {file, link})
+    for (const Words& words :
+         {set, set + Words{"-check"}, set + Words{"-dryrun"},
+          Words{"ini", "create"}, Words{"ini", "create", "-check"},
+          Words{"ini", "create", "-dryrun"}}) {
+      SCOPED_TRACE(OneLine(words.back() + " " + path));
+      const Outcome outcome = Fairlead(words + Words{"-file", path});
+      EXPECT_EQ(outcome.status, 23);
+      EXPECT_EQ(outcome.output, "");
+      EXPECT_EQ(outcome.error, Concat("fairlead ini: cannot write '", file,
+                                      "': No such file or directory\n"));
+    }
 }
 
 // As git and systemd continue a value: the next line need not be indented.
