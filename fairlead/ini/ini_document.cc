@@ -103,10 +103,8 @@ IniResult EditWith(LineTable& lines, const IniName& name, Edit edit) {
   } const undoing{lines};
   const IniResult result = EditLines(lines, name.section, edit);
   if (result.code != Code::kDone) return result;
-  const std::size_t line = lines.Keep();
-  if (line == kNoLine) return result;
-  return Malformed(line,
-                   "a value above, ending with '\\', would continue here");
+  const IniResult kept = lines.Keep();
+  return kept.IsOk() ? result : kept;
 }
 
 // The same for new lines. Their text is copied, since it may be a part of the

@@ -56,6 +56,8 @@ TEST(IniDocumentDeleteTest, DeletesASectionAndItsComments) {
        "[t]\nk=2\n"},
       {"not the disabled section below", "[s]\nk=1\n#[t]\n#j=1\n",
        Delete({"s"}), "#[t]\n#j=1\n"},
+      {"a disabled header above a key of it", "#[t]\n#j=1\nk=1\n[s]\n",
+       Delete({""}), "[s]\n"},
       {"the keys before any header", "# top\n\n# k\nk=1\n#j=1\n\n[s]\n",
        Delete({""}), "# top\n\n[s]\n"},
       {"not what is below an unclosed header", "[s]\nk=1\n[x\nj=1\n",

@@ -19,15 +19,32 @@
 
 namespace fairlead::internal {
 
-// What a text says besides the entries that a step is about.
+// What a text says besides the entries that a step is about: in the live
+// reading too, a disabled key is that of a section.
 class DocumentFrame {
  public:
   DocumentFrame(const IniDocument& document, IniReading reading,
                 const DocumentStep& step) {
-    for (const IniEntry& entry : document)
-      if (!IsAbout(step, entry) &&
-          (reading == IniReading::kRecords || !entry.IsDisabled()))
+    const bool live = reading == IniReading::kLive;
+    const bool switches = !step.key && live;
+    const bool enables =
+        switches && step.operation == DocumentOperation::kEnable;
+    const bool takes_all =
+        switches && (step.operation == DocumentOperation::kDisable ||
+                     step.operation == DocumentOperation::kDelete);
+    std::size_t kept = 0;  // What is above the last active entry.
+    std::string section;   // Of the last active header.
+    for (const IniEntry& entry : document) {
+      const bool is_active = !live || !entry.IsDisabled();
+      if (entry.IsHeader() && is_active) section = entry.section;
+      // Disabled lines above the last key of a section are its own.
+      if (takes_all && is_active && !entry.IsHeader() &&
+          section == step.section)
+        entries_.resize(kept);
+      if (!IsAbout(step, entry) && (is_active || !enables))
         entries_.push_back(AsText(entry));
+      if (is_active) kept = entries_.size();
+    }
   }
 
   friend bool operator==(const DocumentFrame&, const DocumentFrame&) = default;
@@ -104,6 +121,11 @@ class DocumentLaws {
 
   bool IsLive() const { return reading_ == IniReading::kLive; }
   IniName Name() const { return NameOf(step_); }
+  IniName Name(std::size_t index) const {
+    IniName name = Name();
+    name.index = index;
+    return name;
+  }
   IniDocument Fresh(std::string text) const {
     return IniDocument(std::move(text), reading_);
   }
@@ -277,8 +299,16 @@ class DocumentLaws {
     back.text = step_.key ? Stripped(*step_.key) : step_.section;
     back.index = 0;
     IniDocument again = after_;
-    if (Perform(back, again).code == Code::kDone)
-      Expect(again.Text() == before_.Text(), "rename is undone");
+    const Code code = Perform(back, again).code;
+    // Other keys may still have the old name; and no new name is like this.
+    if (code == Code::kExists)
+      return Expect(step_.index != 0 && bool(after_.Find(Name(0))),
+                    "rename back, exists");
+    if (code == Code::kInvalid)
+      return Expect(back.text.starts_with("\xef\xbb\xbf"),
+                    "rename back, invalid");
+    Expect(code == Code::kDone, "rename back");
+    Expect(again.Text() == before_.Text(), "rename is undone");
   }
 
   // The text has the records of a list that was edited by CIniFile's rules.

@@ -67,6 +67,43 @@ std::size_t EndOfEffect(const LineTable& lines, const Block& block) {
   return block.header == kTop ? block.end : NextActive(lines, block.end);
 }
 
+// Returns the disabled header that would take a disabled key without these
+// active keys, which are between the two; or kNoLine.
+std::size_t FindTaker(const LineTable& lines,
+                      const std::vector<std::size_t>& keys) {
+  auto key = keys.begin();
+  std::size_t taker = kNoLine;
+  for (LineWalk walk(lines); walk.Next();) {
+    const bool is_gone = key != keys.end() && *key == walk.line;
+    const LineKind kind = walk.Kind();
+    if (is_gone)
+      ++key;
+    else if (kind != LineKind::kKey || !walk.IsDisabled())
+      taker = kind == LineKind::kBlank || kind == LineKind::kComment ||
+                      kind == LineKind::kOther
+                  ? taker
+                  : walk.disabled_header;
+    else if (walk.disabled_header == kNoLine && taker != kNoLine)
+      return taker;
+  }
+  return kNoLine;
+}
+
+// Returns the disabled header that a disabled key below `line` belongs to, but
+// not behind a new active key there; or kNoLine.
+std::size_t FindLoser(const LineTable& lines, std::size_t line) {
+  std::size_t below = line;
+  while (below < lines.size() && (lines.KindOf(below) == LineKind::kBlank ||
+                                  lines.KindOf(below) == LineKind::kComment ||
+                                  lines.KindOf(below) == LineKind::kOther))
+    ++below;
+  if (below >= lines.size() || lines.KindOf(below) != LineKind::kKey ||
+      !lines.IsDisabled(below))
+    return kNoLine;
+  const std::size_t header = HeaderOf(lines, below);
+  return header < line && lines.IsDisabled(header) ? header : kNoLine;
+}
+
 bool IsBlankOrEdge(const LineTable& lines, std::size_t line) {
   return line >= lines.size() || lines.KindOf(line) == LineKind::kBlank;
 }
@@ -150,8 +187,11 @@ IniResult LiveEditor::AddKey(const IniName& name, std::string_view value,
   const Spot spot = SpotFor(name, place);
   if (spot.line == kNoLine) return {.code = Code::kNoKey};
   // An indented line that is no INI must not become a part of the new value.
-  InsertKey(lines_, EndOfValue(lines_, spot.line), spot.model, *name.key,
-            value);
+  const std::size_t line = EndOfValue(lines_, spot.line);
+  const std::size_t loser = FindLoser(lines_, line);
+  if (loser != kNoLine)
+    return Malformed(loser, "the new key would end this disabled section");
+  InsertKey(lines_, line, spot.model, *name.key, value);
   return {};
 }
 
@@ -193,6 +233,9 @@ IniResult LiveEditor::Delete(const IniName& name) {
   if (keys.empty()) return {.code = WhyMissing(lines_, name)};
   if (const IniResult result = CheckValueEnds(keys); !result.IsOk())
     return result;
+  if (const std::size_t taker = FindTaker(lines_, keys); taker != kNoLine)
+    return Malformed(taker,
+                     "a disabled key below would be in this disabled section");
   std::vector<std::size_t> gone;
   for (const std::size_t key : keys)
     for (std::size_t line = CommentsBegin(lines_, key); line <= key; ++line)

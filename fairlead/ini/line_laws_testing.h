@@ -68,9 +68,15 @@ class LineLaws {
     SkipByteOrderMark(text);
     std::vector<std::pair<std::string, std::string>> others;
     std::string section;
+    bool is_open = false;  // The value above goes on in an indented line.
     for (const std::string& line : Lines(text)) {
       const std::string stripped = Stripped(line);
-      if (stripped.starts_with('['))
+      const bool is_indented = line.starts_with(' ') || line.starts_with('\t');
+      const bool is_header =
+          stripped.starts_with('[') && !(is_open && is_indented);
+      is_open = stripped.ends_with('\\') && !is_header && !IsMarked(line) &&
+                (is_indented || stripped.find('=') != std::string::npos);
+      if (is_header)
         section = stripped.substr(1, stripped.find(']') - 1);
       else if (!stripped.empty() && !IsMarked(line) &&
                stripped.find('=') == std::string::npos)

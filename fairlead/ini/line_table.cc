@@ -194,6 +194,14 @@ bool LineTable::IsSwallowed(std::size_t line) const {
   return in_value && EndsWithBackslash(SourceOf(above));
 }
 
+bool LineTable::IsJoined(std::size_t line) const {
+  if (line >= size() || KindOf(line) != LineKind::kOther) return false;
+  if (!CouldContinue(line)) return false;
+  const LineKind above = KindOf(line - 1);
+  return above == LineKind::kOther ||
+         (above == LineKind::kKey && !IsDisabled(line - 1));
+}
+
 void LineTable::Classify(std::size_t line) {
   std::string buffer;
   IniLine read = ReadAlone(ViewOf(line, buffer));
@@ -212,8 +220,9 @@ void LineTable::SetMeaning(Line& line, const IniLine& read) {
 
 // Finds a conflict with the line below a change: the value above it may end
 // with a backslash now, or no longer.
-void LineTable::CheckBelow(std::size_t line) {
+void LineTable::CheckBelow(std::size_t line, bool was_joined) {
   if (line >= size()) return;
+  if (IsJoined(line) != was_joined) conflict_ = lines_[line].begin;
   const Line before = lines_[line];
   Classify(line);
   if (KindOf(line) != before.kind) conflict_ = before.begin;
@@ -258,20 +267,22 @@ void LineTable::Insert(std::size_t line, std::string_view text) {
     Replace(line - 1, TextOf(line - 1).append(newline));
     text.remove_suffix(newline.size());
   }
+  const bool joined = IsJoined(line);
   const Line added = Added(text);
   if (lines_.size() == lines_.capacity()) lines_.reserve(WithSpare(size()));
   Note(line, line, 1);
   lines_.insert(At(line), added);
   Classify(line);
-  CheckBelow(line + 1);
+  CheckBelow(line + 1, joined);
 }
 
 void LineTable::Replace(std::size_t line, std::string_view text) {
+  const bool joined = IsJoined(line + 1);
   const Line added = Added(text);
   const Line old = lines_[line];
   Note(line, line + 1, 1);
   lines_[line] = added;
-  CheckChanged(line, old);
+  CheckChanged(line, old, joined);
 }
 
 // Returns whether the line can have the marks without a copy. Undo() reads it
@@ -290,40 +301,65 @@ void LineTable::ChangeMarks(std::size_t line, std::size_t removed,
     Replace(line, text.replace(MarksBegin(text), removed, marks));
     return;
   }
+  const bool joined = IsJoined(line + 1);
   const Line old = lines_[line];
   NoteMarks(line);
   lines_[line].removed = static_cast<std::uint8_t>(removed);
   const auto mark = std::ranges::find(kMarks, marks) - kMarks.begin();
   lines_[line].marks = static_cast<std::uint8_t>(mark) & 7U;
-  CheckChanged(line, old);
+  CheckChanged(line, old, joined);
 }
 
 // Classifies a changed line, and finds conflicts.
-void LineTable::CheckChanged(std::size_t line, const Line& old) {
+void LineTable::CheckChanged(std::size_t line, const Line& old,
+                             bool was_joined) {
   Classify(line);
   if ((KindOf(line) == LineKind::kOther) != (old.kind == LineKind::kOther))
     conflict_ = old.begin;
-  CheckBelow(line + 1);
+  CheckBelow(line + 1, was_joined);
 }
 
 void LineTable::Erase(std::size_t begin, std::size_t end) {
+  const bool joined = IsJoined(end);
   Note(begin, end, 0);
   lines_.erase(At(begin), At(end));
-  CheckBelow(begin);
+  CheckBelow(begin, joined);
 }
 
-std::size_t LineTable::Keep() {
+// Returns whether the first line begins with bytes that would be the byte order
+// mark of the text. In the other reading, there is none.
+bool LineTable::HasNewByteOrderMark() const {
+  if (reading_ == IniReading::kRecords || lines_.empty() ||
+      !ByteOrderMark().empty())
+    return false;
+  std::string buffer;
+  return ViewOf(0, buffer).starts_with(kUtf8Mark);
+}
+
+std::size_t LineTable::LineBeginningAt(std::uint32_t begin) const {
+  const auto line = std::ranges::find(lines_, begin, &Line::begin);
+  return line == lines_.end() ? 0
+                              : static_cast<std::size_t>(line - lines_.begin());
+}
+
+IniResult LineTable::Keep() {
+  const bool has_mark = HasNewByteOrderMark();
+  if (has_mark) conflict_ = lines_.front().begin;
   if (reading_ == IniReading::kLive && conflict_) {
     const std::uint32_t begin = *conflict_;
     Undo();
-    const auto line = std::ranges::find(lines_, begin, &Line::begin);
-    return static_cast<std::size_t>(line - lines_.begin());
+    return {.code = IniResult::Code::kMalformed,
+            .line = LineBeginningAt(begin) + 1,
+            .reason = has_mark
+                          ? "its byte order mark would be that of the text"
+                          : "a value above, ending with '\\', would continue "
+                            "here"};
   }
   edited_ |= !changes_.empty();
   changes_ = {};
   erased_ = {};
   kept_ = added_.size();
-  return kNoLine;
+  return {};
 }
 
 // Needs no memory: the vector of lines never gets smaller.

@@ -106,9 +106,10 @@ class LineTable {
   void ChangeMarks(std::size_t line, std::size_t removed,
                    std::string_view marks);
 
-  // Ends an edit. One that changes what another line means, because a value
-  // above that line ends with a backslash, is undone: returns that line.
-  std::size_t Keep();
+  // Ends an edit. One that changes what another line means is undone, and
+  // kMalformed: a value above that line ends with a backslash, or the line
+  // begins with a byte order mark and would be the first one.
+  IniResult Keep();
   // Restores the lines since the last edit that was kept.
   void Undo() noexcept;
 
@@ -147,6 +148,9 @@ class LineTable {
   // Returns whether the line is below a value that ends with a backslash, and
   // indented: an active key or header there is a part of the value.
   bool IsSwallowed(std::size_t line) const;
+  // Returns whether the line is no INI and continues a value right above it
+  // that ends with a backslash.
+  bool IsJoined(std::size_t line) const;
   // Returns the bytes of a line without its new marks.
   std::string_view SourceOf(std::size_t line) const;
   // Returns the longest piece that begins with a line. `line` becomes the next.
@@ -161,8 +165,11 @@ class LineTable {
   IniLine ReadAlone(std::string_view text) const;
   static void SetMeaning(Line& line, const IniLine& read);
   void Classify(std::size_t line);
-  void CheckChanged(std::size_t line, const Line& old);
-  void CheckBelow(std::size_t line);
+  void CheckChanged(std::size_t line, const Line& old, bool was_joined);
+  void CheckBelow(std::size_t line, bool was_joined);
+  bool HasNewByteOrderMark() const;
+  // Returns the first line if none begins there: then it was replaced.
+  std::size_t LineBeginningAt(std::uint32_t begin) const;
 
   IniReading reading_;
   bool edited_ = false;

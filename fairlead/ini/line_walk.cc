@@ -208,8 +208,11 @@ IniResult::Code WhyMissing(const LineTable& lines, const IniName& name) {
 
 std::size_t BeginOfBlock(const LineTable& lines, const Block& block) {
   std::size_t begin = block.begin;
+  // A disabled header above its last key is a part of it.
   if (block.header == kTop)
-    while (lines.KindOf(begin) != LineKind::kKey) ++begin;
+    while (lines.KindOf(begin) != LineKind::kKey &&
+           lines.KindOf(begin) != LineKind::kHeader)
+      ++begin;
   return CommentsBegin(lines, begin);
 }
 
