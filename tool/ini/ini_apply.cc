@@ -1,8 +1,10 @@
 // The subcommands of `ini` that compare files, or make many edits at once.
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "fairlead/ini/ini_keys.h"
@@ -27,7 +29,8 @@ constexpr auto kDiffFormats = std::to_array<Choice>({
     {DiffFormat::kAsText, "text",
      "lines of - or +, section, key and value with TABs between"},
     {DiffFormat::kAsScript, "script",
-     "edits for 'ini apply' that give FILE the keys of OTHER"},
+     "edits for 'ini apply' that give FILE the keys of OTHER; status 3 if it "
+     "would refuse them"},
 });
 constexpr Parameter kDiffFormat = {.name = "format",
                                    .kind = Kind::kChoice,
@@ -68,17 +71,17 @@ void RequireOneLine(const IniDocument& document, const IniEntry& key,
                   "the value continues below this line, so no edit can set it");
 }
 
-// One of the files that are compared.
+// One of the files that are compared. Keeps the references.
 struct Side {
-  Side(const std::string& name, IniReading reading)
-      : file(name), document(ReadOther(name, reading)), keys(document) {}
+  Side(const std::string& name, const IniDocument& text)
+      : file(name), document(text), keys(text) {}
 
   std::optional<IniEntry> Find(const IniEntry& key) const {
     return keys.Find(key.section, key.key);
   }
 
-  const std::string file;
-  const IniDocument document;
+  const std::string& file;
+  const IniDocument& document;
   const IniKeys keys;
 };
 
@@ -128,45 +131,95 @@ bool PrintRows(const Side& before, const Side& after, const Output& output) {
   return differ;
 }
 
-// Prints a script of edits, if edits can be made of all differences. In the
-// records reading, each of several keys of one name is deleted.
-bool PrintScript(const Side& before, const Side& after, IniReading reading,
-                 const Output& output) {
-  bool differ = false;
+// A line of a script, and the record that it is made for.
+struct ScriptEdit {
+  std::vector<std::string> words;
+  const std::string& file;
+  std::size_t line;
+
+  Place Where() const { return {.section = words[1], .key = words[2]}; }
+};
+
+ScriptEdit DeleteEdit(const Side& before, const IniEntry& key) {
+  return {{"delete", std::string(key.section), std::string(key.key)},
+          before.file,
+          key.line};
+}
+
+ScriptEdit SetEdit(const Side& after, const IniEntry& key) {
+  return {{"set", std::string(key.section), std::string(key.key),
+           std::string(key.value)},
+          after.file,
+          key.line};
+}
+
+// Returns the edits that make all differences. In the records reading, each of
+// several keys of one name is deleted.
+std::vector<ScriptEdit> EditsOf(const Side& before, const Side& after,
+                                IniReading reading) {
+  std::vector<ScriptEdit> edits;
   ForEachDifference(before, after, [&](const Differing& key) {
-    differ = true;
     if (key.before) RequireOneLine(before.document, *key.before, before.file);
     if (key.after) RequireOneLine(after.document, *key.after, after.file);
-  });
-  Printer lines(output, Format::kTextLines);
-  const auto print = [&lines](const std::vector<std::string>& words) {
-    lines.Add(LineOfScript(words));
-  };
-  ForEachDifference(before, after, [&](const Differing& key) {
-    if (key.after)
-      print({"set", std::string(key.after->section),
-             std::string(key.after->key), std::string(key.after->value)});
-    else
-      print({"delete", std::string(key.before->section),
-             std::string(key.before->key)});
+    edits.push_back(key.after ? SetEdit(after, *key.after)
+                              : DeleteEdit(before, *key.before));
   });
   if (reading == IniReading::kRecords)
     for (const IniEntry& entry : before.document)
       if (!entry.IsHeader() && !before.keys.IsFirst(entry) &&
           !after.Find(entry))
-        print({"delete", std::string(entry.section), std::string(entry.key)});
+        edits.push_back(DeleteEdit(before, entry));
+  return edits;
+}
+
+// Throws if `apply` would refuse the edit.
+void MakeEdit(const ScriptEdit& edit, IniDocument& document) {
+  const Place place = edit.Where();
+  const IniResult result = edit.words[0] == "set"
+                               ? document.Set(place.Name(), edit.words[3])
+                               : document.Delete(place.Name());
+  if (!result.IsOk())
+    FailMalformed(edit.file, edit.line,
+                  Concat("no script can ", edit.words[0], " this key: ",
+                         result.reason.empty() ? WhyNotFound(result.code, place)
+                                               : std::string(result.reason)));
+}
+
+// Makes the edits, and throws if a difference would stay: an edit may have
+// given another key a meaning that it had not.
+void RequireEdits(const std::vector<ScriptEdit>& edits, const Side& after,
+                  const std::string& file, IniDocument document) {
+  for (const ScriptEdit& edit : edits) MakeEdit(edit, document);
+  const Side made(file, document);
+  ForEachDifference(made, after, [&](const Differing& key) {
+    FailMalformed(key.after ? after.file : file,
+                  key.after ? key.after->line : key.before->line,
+                  "no script can make this difference");
+  });
+}
+
+// Prints a script of edits, if `apply` can make them all.
+bool PrintScript(const std::string& file, IniDocument document,
+                 const Side& after, IniReading reading, const Output& output) {
+  const auto edits = EditsOf(Side(file, document), after, reading);
+  RequireEdits(edits, after, file, std::move(document));
+  Printer lines(output, Format::kTextLines);
+  for (const ScriptEdit& edit : edits) lines.Add(LineOfScript(edit.words));
   lines.Flush();
-  return differ;
+  return !edits.empty();
 }
 
 ExitStatus Diff(const Arguments<kDiffUses>& arguments, const Output& output) {
   const IniReading reading = ReadingOf(arguments.Has(kRecords));
-  const Side before(arguments.Text(kFile), reading);
-  const Side after(arguments.Text(kWith), reading);
+  const std::string file = arguments.Text(kFile);
+  const std::string other = arguments.Text(kWith);
+  IniDocument before = ReadOther(file, reading);
+  const IniDocument after = ReadOther(other, reading);
+  const Side wanted(other, after);
   const bool differ =
       arguments.Chosen<DiffFormat>(kDiffFormat) == DiffFormat::kAsScript
-          ? PrintScript(before, after, reading, output)
-          : PrintRows(before, after, output);
+          ? PrintScript(file, std::move(before), wanted, reading, output)
+          : PrintRows(Side(file, before), wanted, output);
   return differ ? kAnswerIsNo : kDone;
 }
 
@@ -199,7 +252,9 @@ void MergeKey(IniDocument& document, const std::string& file,
 
 ExitStatus Merge(const Arguments<kMergeUses>& arguments, const Output& output) {
   const IniReading reading = ReadingOf(arguments.Has(kRecords));
-  const Side other(arguments.Text(kFrom), reading);
+  const std::string from = arguments.Text(kFrom);
+  const IniDocument text = ReadOther(from, reading);
+  const Side other(from, text);
   const std::string file = arguments.Text(kFile);
   return EditDocument(
       arguments, output, Missing::kIsEmpty, [&](IniDocument& document) {
@@ -225,7 +280,9 @@ constexpr auto kDiffStatuses =
     std::to_array<Status>({{kDone, "the files have the same keys and values"},
                            {kAnswerIsNo, "they differ"},
                            kUsage,
-                           {kMalformedInput, "a file is malformed"},
+                           {kMalformedInput,
+                            "a file is malformed, or no script can make a "
+                            "difference"},
                            kUnprinted,
                            {kCannotRead, "a file cannot be read"}});
 constexpr auto kMergeStatuses =

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <iterator>
+#include <random>
 #include <string>
 
 #include "tool/base/concat.h"
@@ -155,6 +158,63 @@ TEST_F(IniApplyTest, AScriptOfTheStoresReadingDeletesEveryDuplicate) {
   EXPECT_EQ(script.output, "delete a k\ndelete a k\n");
   Answer({"apply", "-records", "-stdin"}, script.output);
   EXPECT_EQ(Answer({"diff", "-records", "-with", other}), "");
+}
+
+// Such records exist, but no edit makes them.
+TEST_F(IniApplyTest, AScriptThatCannotBeAppliedIsNotPrinted) {
+  Write("[a]\nk=1\n");
+  const std::string other = Other("[a]\n##k=1\n");
+  const Words with = {"-records", "-with", other};
+  EXPECT_EQ(Run(Words{"diff"} + with).output, "-\ta\tk\t1\n+\ta\t#k\t1\n");
+  const std::string reason = "a key cannot begin with '[', '#' or ';'\n";
+  EXPECT_EQ(Refusal(3, Words{"diff", "-format", "script"} + with),
+            Concat("fairlead ini: ", other,
+                   ":2: no script can set this key: ", reason));
+  EXPECT_EQ(Refusal(3, {"merge", "-records", "-from", other}),
+            Concat("fairlead ini: ", other, ":2: ", reason));
+}
+
+constexpr const char* kLines[] = {"[a]",       "[b]",
+                                  "#[a]",      ";[b]",
+                                  "k=1",       "k=2",
+                                  "  j = 3",   "j=",
+                                  "#k=4",      "; j = 5",
+                                  "##k=6",     "junk",
+                                  "=v",        "a b=1",
+                                  "# a b = 2", "#=v",
+                                  "  out",     "k=x\\",
+                                  "",          "# c",
+                                  "[ c]",      "\xef\xbb\xbfk=7"};
+
+TEST_F(IniApplyTest, AScriptLeavesNoDifference) {
+  constexpr unsigned kSeed = 20'822;
+  std::printf("seed %u\n", kSeed);
+  std::mt19937 engine(kSeed);
+  const auto text = [&engine] {
+    std::string lines;
+    for (std::size_t count = engine() % 8; count > 0; --count)
+      lines += std::string(kLines[engine() % std::size(kLines)]) + '\n';
+    return lines;
+  };
+  int applied = 0;
+  int refused = 0;
+  for (int i = 0; i < 200; ++i) {
+    const Words reading = i % 2 == 0 ? Words{} : Words{"-records"};
+    const std::string old_text = text();
+    const std::string new_text = text();
+    SCOPED_TRACE(testing::PrintToString(old_text) + " to " +
+                 testing::PrintToString(new_text));
+    Write(old_text);
+    const Words diff = Words{"diff", "-with", Other(new_text)} + reading;
+    const Outcome script = Run(diff + Words{"-format", "script"});
+    if (script.status == 3) ++refused;
+    if (script.status != 1) continue;
+    ++applied;
+    EXPECT_EQ(Answer(Words{"apply", "-stdin"} + reading, script.output), "");
+    EXPECT_EQ(Answer(diff), "");
+  }
+  EXPECT_GT(applied, 50);
+  EXPECT_GT(refused, 5);
 }
 
 TEST_F(IniApplyTest, MergeSetsTheKeysOfTheOtherFile) {
