@@ -118,6 +118,8 @@ class PythonReader:
                     lists.append(value)
                 super().__setitem__(key, value)
 
+        # By default, an indented key below an empty line continues the value
+        # above it; to other programs, and to the store, it is a key.
         parser = configparser.RawConfigParser(
             dict_type=Options, allow_no_value=True, delimiters=("=",),
             comment_prefixes=("#", ";"), strict=False, default_section=None,
