@@ -124,32 +124,25 @@ IniResult EditNew(LineTable& lines, const IniName& name, std::string_view value,
                   [&](auto editor) { return edit(editor, copy, text); });
 }
 
-// Returns the key among those in the lines that the name's index means.
-IniFound Choose(const LineTable& lines, const IniName& name,
-                const std::vector<std::size_t>& keys, Code code) {
-  const bool live = lines.reading() == IniReading::kLive;
-  const std::size_t place =
-      internal::PlaceOf(name.index, keys.size(), live ? keys.size() - 1 : 0);
-  if (place == kNoLine) return {.code = Code::kNoKey};
-  const std::size_t key = keys[place];
+IniFound FoundKey(const LineTable& lines, std::size_t key, Code code) {
+  if (key == kNoLine) return {.code = Code::kNoKey};
   return {.code = code,
           .entry = EntryAt(lines, key, internal::HeaderOf(lines, key))};
 }
 
 IniFound FindKey(const LineTable& lines, const IniName& name) {
-  const auto find = [&](Which which) {
-    return internal::KeyLines(lines, name.section, *name.key, which);
+  const auto find = [&](Which which, std::size_t index) {
+    return internal::KeyLine(lines, name.section, *name.key, which, index);
   };
   const bool live = lines.reading() == IniReading::kLive;
-  const auto keys = find(live ? Which::kActive : Which::kAny);
-  if (const IniFound found = Choose(lines, name, keys, Code::kDone))
-    return found;
+  const std::size_t key = find(live ? Which::kActive : Which::kAny, name.index);
+  if (key != kNoLine) return FoundKey(lines, key, Code::kDone);
   const Code code = internal::WhyMissing(lines, name);
   if (code != Code::kDisabled) return {.code = code};
-  const auto disabled = find(Which::kDisabled);
-  return Choose(lines, name,
-                disabled.empty() ? find(Which::kInDisabledSection) : disabled,
-                Code::kDisabled);
+  const Which which = find(Which::kDisabled, 0) == kNoLine
+                          ? Which::kInDisabledSection
+                          : Which::kDisabled;
+  return FoundKey(lines, find(which, name.index), Code::kDisabled);
 }
 
 // Appends a line with the comments above it, and what continues its value.

@@ -38,6 +38,23 @@ void Extend(Block& block, const LineWalk& walk) {
     block.last = walk.line;
 }
 
+// Calls `use` with the line of each key with that name in the section, until it
+// returns false.
+template <typename Use>
+void ForEachKeyLine(const LineTable& lines, std::string_view section,
+                    std::string_view key, Which which, const Use& use) {
+  const Wanted wanted_section(section);
+  const Wanted wanted_key(key);
+  for (LineWalk walk(lines); walk.Next();) {
+    if (walk.Kind() != LineKind::kKey ||
+        lines.HashAt(walk.line) != wanted_key.hash)
+      continue;
+    if (Is(which, walk) && wanted_key.IsAt(lines, walk.line) &&
+        wanted_section.IsSection(lines, walk.Section()) && !use(walk.line))
+      return;
+  }
+}
+
 }  // namespace
 
 IniEntry EntryAt(const LineTable& lines, std::size_t line, std::size_t header) {
@@ -79,16 +96,23 @@ std::vector<std::size_t> KeyLines(const LineTable& lines,
                                   std::string_view section,
                                   std::string_view key, Which which) {
   std::vector<std::size_t> found;
-  const Wanted wanted_section(section);
-  const Wanted wanted_key(key);
-  for (LineWalk walk(lines); walk.Next();) {
-    if (walk.Kind() != LineKind::kKey ||
-        lines.HashAt(walk.line) != wanted_key.hash)
-      continue;
-    if (Is(which, walk) && wanted_key.IsAt(lines, walk.line) &&
-        wanted_section.IsSection(lines, walk.Section()))
-      found.push_back(walk.line);
-  }
+  ForEachKeyLine(lines, section, key, which, [&found](std::size_t line) {
+    found.push_back(line);
+    return true;
+  });
+  return found;
+}
+
+std::size_t KeyLine(const LineTable& lines, std::string_view section,
+                    std::string_view key, Which which, std::size_t index) {
+  std::size_t found = kNoLine;
+  const bool is_last = index == 0 && !IsRecords(lines);
+  std::size_t left = index == 0 ? 1 : index;
+  ForEachKeyLine(lines, section, key, which, [&](std::size_t line) {
+    if (!is_last && --left > 0) return true;
+    found = line;
+    return is_last;
+  });
   return found;
 }
 
@@ -196,10 +220,11 @@ IniResult::Code WhyMissing(const LineTable& lines, const IniName& name) {
   if (IsRecords(lines))
     return RecordLines(lines, name.section).empty() ? kNoSection : kNoKey;
   if (name.key) {
-    const auto keys = KeyLines(lines, name.section, *name.key, Which::kAny);
-    for (const std::size_t key : keys)
-      if (!lines.IsDisabled(key)) return kNoKey;
-    if (!keys.empty()) return kDisabled;
+    const auto exists = [&](Which which) {
+      return KeyLine(lines, name.section, *name.key, which) != kNoLine;
+    };
+    if (exists(Which::kActive)) return kNoKey;
+    if (exists(Which::kAny)) return kDisabled;
   }
   if (!ActiveBlocks(lines, name.section).empty()) return kNoKey;
   if (DisabledBlocks(lines, name.section).empty()) return kNoSection;

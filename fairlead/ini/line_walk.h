@@ -97,6 +97,11 @@ std::vector<std::size_t> KeyLines(const LineTable& lines,
                                   std::string_view section,
                                   std::string_view key, Which which);
 
+// Returns one of them: the Nth, or for 0 the one that counts, which is the last
+// in the live reading and the first in the other. kNoLine if there is none.
+std::size_t KeyLine(const LineTable& lines, std::string_view section,
+                    std::string_view key, Which which, std::size_t index = 0);
+
 // Returns the lines of the records of a section: its headers and keys, and all
 // else that CIniFile counts to it. For the records reading.
 std::vector<std::size_t> RecordLines(const LineTable& lines,
