@@ -123,9 +123,9 @@ struct IniFound {
 /// comment, header nor key continues the value above it, also below blank lines
 /// and comments: such a value is read only up to there, and to set, delete or
 /// disable its key is kMalformed. So is an edit that would change what another
-/// line means: that would make a line continue a value, move keys, disabled ones
-/// too, or lines that are no INI into another section, or make what a line begins
-/// with the byte order mark of the text.
+/// line means: that would make a line continue a value, move keys, disabled
+/// ones too, or lines that are no INI into another section, or make what a line
+/// begins with the byte order mark of the text.
 /// @par Errors
 /// Throws std::bad_alloc, and std::length_error when a text and all its edits
 /// reach 4 GiB; the document is then unchanged. Nothing else.

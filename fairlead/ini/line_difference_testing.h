@@ -55,7 +55,6 @@ class LineDifference {
   std::vector<std::string> added;
 
   LineDifference(std::string_view before, std::string_view after) {
-    SkipByteOrderMark(before, after);
     const auto a = Lines(before);
     const auto b = Lines(after);
     std::span<const std::string> mine(a);

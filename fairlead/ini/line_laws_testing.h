@@ -30,6 +30,8 @@ class LineLaws {
         step_(step),
         before_(before),
         after_(after),
+        before_text_(before.Text()),
+        after_text_(after.Text()),
         faults_(faults) {}
 
   void Check() {
@@ -102,6 +104,14 @@ class LineLaws {
     }
   }
 
+  // In the records reading, a byte order mark is a part of its line.
+  LineDifference Difference() const {
+    std::string_view before = before_text_;
+    std::string_view after = after_text_;
+    if (IsLive()) SkipByteOrderMark(before, after);
+    return {before, after};
+  }
+
   // A value is replaced in its line, where it is; an empty one, behind the '='.
   void CheckValueLine() {
     auto lines = Lines(before_.Text());
@@ -123,7 +133,7 @@ class LineLaws {
 
   // New are the line itself, a header if the section has none, and blank lines.
   void CheckNewLines() {
-    const LineDifference difference(before_.Text(), after_.Text());
+    const LineDifference difference = Difference();
     const bool has_header = (IsLive() && step_.section.empty()) ||
                             before_.Find({.section = step_.section});
     const std::size_t wanted = step_.key && !has_header ? 2 : 1;
@@ -133,7 +143,7 @@ class LineLaws {
   }
 
   void CheckDeletedLines() {
-    const LineDifference difference(before_.Text(), after_.Text());
+    const LineDifference difference = Difference();
     Expect(difference.added.empty(), "delete adds no line");
     std::string own = before_.TextOf(Name());
     if (step_.key && step_.index == 0 && IsLive()) {  // All duplicates.
@@ -237,7 +247,7 @@ class LineLaws {
 
   // Only comments above the record change, and they are as asked.
   void CheckCommentLines() {
-    const LineDifference difference(before_.Text(), after_.Text());
+    const LineDifference difference = Difference();
     const auto old = Lines(before_.Comments(before_.Find(Name()).entry));
     for (const std::string& line : difference.removed)
       Expect(std::ranges::count(old, line) != 0, "comments of the record only");
@@ -266,6 +276,8 @@ class LineLaws {
   const DocumentStep& step_;
   const IniDocument& before_;
   const IniDocument& after_;
+  const std::string before_text_;
+  const std::string after_text_;
   Faults& faults_;
 };
 
