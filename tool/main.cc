@@ -1,5 +1,6 @@
 // The command fairlead.
 
+#include <cstddef>
 #include <span>
 
 #include "tool/run_command.h"

@@ -3,6 +3,7 @@
 #include "tool/command/nearest.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 #include <vector>
 

@@ -3,8 +3,10 @@
 #include "tool/exchange/events.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 #include "tool/base/base64.h"
 #include "tool/base/concat.h"

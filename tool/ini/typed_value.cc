@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <system_error>
 
 namespace fairlead::tool::ini {
 namespace {

@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <ios>
 #include <optional>
 #include <streambuf>
 #include <string>
