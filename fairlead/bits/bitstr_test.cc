@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "fairlead/bits/move_bits_model.h"
+#include "fairlead/testing/sanitizers.h"
 
 namespace fairlead::internal::bitstr_test {
 namespace {
@@ -126,7 +127,7 @@ TEST(MoveBitsTest, TouchesNoWordWithoutABitOfTheRun) {
   Fence source_fence;
   Fence destination_fence;
   std::mt19937 random(72);
-  for (int trial = 0; trial < 100'000; ++trial) {
+  for (int trial = 0; trial < Rounds(100'000); ++trial) {
     const std::size_t from = random() % 70;
     const std::size_t to = random() % 70;
     const std::size_t stride = 1 + random() % 4;
@@ -152,7 +153,7 @@ TEST(MoveBitsTest, TouchesNoWordWithoutABitOfTheRun) {
 
 TEST(MoveBitsTest, RunsThatOverlapAreCopiedWordByWord) {
   std::mt19937 random(73);
-  for (int trial = 0; trial < 100'000; ++trial) {
+  for (int trial = 0; trial < Rounds(100'000); ++trial) {
     const std::size_t from = random() % 100;
     const std::size_t to = random() % 100;
     const std::size_t stride = 1 + random() % 3;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "fairlead/cmdline/simple_cmd_line_model.h"
+#include "fairlead/testing/sanitizers.h"
 #include "fairlead/text/strings.h"
 #include "fairlead/text/strings_testing.h"
 
@@ -352,7 +353,7 @@ TEST(ModelTest, EveryShortLineAgrees) {
 
 TEST(ModelTest, RandomLinesAgree) {
   std::mt19937 random(21);
-  for (int i = 0; i < 8'000; ++i) {
+  for (int i = 0; i < Rounds(8'000); ++i) {
     const std::string line = RandomText(random, "--   aAbB5\t\xC4\xE4", 20);
     const CSimpleCmdLine args(line);
     ASSERT_EQ(FirstDifference(args, TableOfLine(line), NamesWithin({line})), "")
@@ -362,7 +363,7 @@ TEST(ModelTest, RandomLinesAgree) {
 
 TEST(ModelTest, RandomArgumentsAgree) {
   std::mt19937 random(22);
-  for (int i = 0; i < 20'000; ++i) {
+  for (int i = 0; i < Rounds(20'000); ++i) {
     std::vector<std::string> texts(random() % 9);
     for (std::string& text : texts)
       text = RandomText(random, "---aAbB5 \t\xC4", 3);
@@ -386,7 +387,7 @@ std::string SimilarName(std::mt19937& random) {
 // Tables of up to 80 parameters: above 32, they are sorted.
 TEST(ModelTest, RandomLongTablesAgree) {
   std::mt19937 random(23);
-  for (int i = 0; i < 2'000; ++i) {
+  for (int i = 0; i < Rounds(2'000); ++i) {
     std::vector<std::string> texts(random() % 80);
     std::set<std::string> names = {""};
     for (std::string& text : texts) {

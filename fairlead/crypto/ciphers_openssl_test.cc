@@ -24,8 +24,6 @@ INSTANTIATE_TEST_SUITE_P(Each, AesImplementationTest,
                                            AesImplementations().end()),
                          ImplementationName);
 
-constexpr int kRandomBlocks = kSanitized ? 10'000 : 100'000;
-
 const EVP_CIPHER* Cipher(std::size_t key_bytes) {
   if (key_bytes == 16) return EVP_aes_128_ecb();
   return key_bytes == 24 ? EVP_aes_192_ecb() : EVP_aes_256_ecb();
@@ -73,7 +71,7 @@ Bytes Transformed(const aes_context& context, const Bytes& input,
 TEST_P(AesImplementationTest, EqualsOpenSslForRandomKeysAndBlocks) {
   std::mt19937 random(91);
   Peer peer;
-  for (int i = 0; i < kRandomBlocks; ++i) {
+  for (int i = 0; i < Rounds(100'000); ++i) {
     const Bytes key = RandomBytes(random, 16 + 8 * (random() % 3));
     const Bytes block = RandomBytes(random, 16);
     const bool encrypt = i % 2 == 0;
@@ -87,7 +85,7 @@ TEST_P(AesImplementationTest, EqualsOpenSslForRandomKeysAndBlocks) {
 TEST_P(AesImplementationTest, EqualsOpenSslForRandomArrays) {
   std::mt19937 random(92);
   Peer peer;
-  for (int i = 0; i < 2000; ++i) {
+  for (int i = 0; i < Rounds(2000); ++i) {
     const Bytes key = RandomBytes(random, 16 + 8 * (random() % 3));
     Bytes data = RandomBytes(random, 16 * (1 + random() % 200));
     const bool encrypt = i % 2 == 0;

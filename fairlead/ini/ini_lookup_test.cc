@@ -18,6 +18,7 @@
 
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_testing.h"
+#include "fairlead/testing/sanitizers.h"
 
 namespace fairlead::internal::ini_lookup_test {
 namespace {
@@ -229,7 +230,7 @@ TEST_F(IniLookupTest, PrintsInOrderWithTheProgram) {
 
 // The stream is locked only if there are threads.
 TEST_F(IniLookupTest, LinesOfTwoThreadsStayWhole) {
-  constexpr int kLines = 100'000;
+  constexpr int kLines = Rounds(100'000);
   std::barrier start(2);
   LoadKeys(30);
   const auto print = [&] {

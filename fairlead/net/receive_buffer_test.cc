@@ -19,6 +19,8 @@
 #include <thread>
 #include <vector>
 
+#include "fairlead/testing/sanitizers.h"
+
 namespace fairlead::internal::receive_buffer_test {
 namespace {
 
@@ -132,7 +134,7 @@ TEST(ReceiveBufferTest, GivesBackWhatWasReceived) {
   std::size_t received = 0;
   std::size_t taken = 0;
   std::deque<std::size_t> waiting;
-  while (received < 10'000'000) {
+  while (received < std::size_t{Rounds(10'000'000)}) {
     // Never so much that there might be no room.
     while (received - taken < 60'000 && waiting.size() < 100) {
       const std::span<char> room = buffer.AwaitRoom();

@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 
+#include "fairlead/testing/sanitizers.h"
 #include "fairlead/time/file_pos.h"
 #include "fairlead/time/file_pos_testing.h"
 #include "gtest/gtest.h"
@@ -118,7 +119,7 @@ TEST(FilePosSizeTest, WritesSizesAroundEveryBoundary) {
 
 TEST(FilePosSizeTest, WritesRandomSizes) {
   std::mt19937_64 random(kSeed);
-  for (int i = 0; i < 200'000; ++i) {
+  for (int i = 0; i < Rounds(200'000); ++i) {
     const std::uint64_t offset = RandomOffset(random);
     ASSERT_EQ(At(offset).GetText(), Size(offset))
         << "seed " << kSeed << ", " << offset;
@@ -150,7 +151,7 @@ Wide HundredfoldBytes(const std::string& text) {
 
 TEST(FilePosSizeTest, NeverShowsASmallerOrAMuchLargerSize) {
   std::mt19937_64 random(kSeed);
-  for (int i = 0; i < 100'000; ++i) {
+  for (int i = 0; i < Rounds(100'000); ++i) {
     const std::uint64_t offset = RandomOffset(random);
     const std::string text = At(offset).GetText();
     SCOPED_TRACE(testing::Message() << "seed " << kSeed << ", " << offset);

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "fairlead/testing/sanitizers.h"
 #include "fairlead/time/file_pos_testing.h"
 #include "gtest/gtest.h"
 
@@ -154,7 +155,7 @@ TEST(FilePosTest, TheDifferenceInMebibytesKeepsTheFraction) {
 
 TEST(FilePosTest, TheDifferenceInMebibytesAgreesWithThatOfTheHalves) {
   std::mt19937_64 random(kSeed);
-  for (int i = 0; i < 100'000; ++i) {
+  for (int i = 0; i < Rounds(100'000); ++i) {
     const std::uint64_t one = RandomOffset(random);
     const std::uint64_t two = RandomOffset(random);
     ASSERT_EQ(At(one).DifferenceInMb(At(two)),
@@ -172,7 +173,7 @@ TEST(FilePosTest, WritesSixteenDigits) {
 
 TEST(FilePosTest, WritesAndReadsBackRandomOffsets) {
   std::mt19937_64 random(kSeed);
-  for (int i = 0; i < 100'000; ++i) {
+  for (int i = 0; i < Rounds(100'000); ++i) {
     const std::uint64_t offset = RandomOffset(random);
     SCOPED_TRACE(testing::Message() << "seed " << kSeed << ", " << offset);
     std::array<char, 17> printed;
@@ -321,7 +322,7 @@ TEST(FilePosTest, LoadsEveryCharacterAtEveryPlace) {
 TEST(FilePosTest, LoadsRandomTexts) {
   const std::string_view digits = "0123456789abcdefABCDEF";
   std::mt19937 random(kSeed);
-  for (int i = 0; i < 100'000; ++i) {
+  for (int i = 0; i < Rounds(100'000); ++i) {
     SCOPED_TRACE(testing::Message() << "seed " << kSeed << ", text " << i);
     std::string text(random() % 40, '0');
     for (char& c : text) c = digits[random() % digits.size()];

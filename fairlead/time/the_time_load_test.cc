@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "fairlead/testing/sanitizers.h"
 #include "fairlead/time/the_time.h"
 #include "fairlead/time/the_time_testing.h"
 #include "gmock/gmock.h"
@@ -226,7 +227,7 @@ TEST(TheTimeLoadTest, RandomTextsLoadAsByStreamsAndSubstrings) {
   for (const char* const name : kZones) {
     SCOPED_TRACE(name);
     const InZone zone(name);
-    for (int i = 0; i < 10000; ++i) {
+    for (int i = 0; i < Rounds(10000); ++i) {
       const std::string text = RandomText(random, random() % 21);
       SCOPED_TRACE(testing::Message() << testing::PrintToString(text));
       std::time_t expected = -12345;
@@ -237,7 +238,7 @@ TEST(TheTimeLoadTest, RandomTextsLoadAsByStreamsAndSubstrings) {
       ++outcomes[static_cast<int>(outcome)];
     }
   }
-  EXPECT_THAT(outcomes, testing::Each(testing::Gt(5000)));
+  EXPECT_THAT(outcomes, testing::Each(testing::Gt(Rounds(5000))));
 }
 
 TEST(TheTimeLoadTest, EveryQuarterHourAroundClockChangesSurvivesARoundTrip) {
@@ -287,7 +288,7 @@ TEST(TheTimeLoadTest, RandomInstantsSurviveARoundTrip) {
   for (const char* const name : {kUtc, kKathmandu}) {
     SCOPED_TRACE(name);
     const InZone zone(name);
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < Rounds(20000); ++i) {
       const TheTime time = At(instants(random), 5);
       const std::string text = time.SaveToString();
       ASSERT_EQ(text.size(), 15U);

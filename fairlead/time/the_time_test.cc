@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "fairlead/testing/sanitizers.h"
 #include "fairlead/time/the_time_testing.h"
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
@@ -107,7 +108,7 @@ TEST(TheTimeTest, RandomDifferencesAgreeWithArithmeticInDoubles) {
   std::mt19937_64 random(kSeed);
   std::uniform_int_distribution<std::time_t> seconds(-3000000000, 3000000000);
   std::uniform_int_distribution<long> nanoseconds(0, 999999999);
-  for (int i = 0; i < 100000; ++i) {
+  for (int i = 0; i < Rounds(100000); ++i) {
     const TheTime a = At(seconds(random), nanoseconds(random));
     const TheTime b = At(seconds(random), nanoseconds(random));
     const double from = static_cast<double>(b.ts.tv_sec) +
@@ -346,7 +347,7 @@ TEST(TheTimeTest, RandomInstantsAreWrittenAsByPrintf) {
   for (const char* const name : kZones) {
     SCOPED_TRACE(name);
     const InZone zone(name);
-    for (int i = 0; i < 4000; ++i) {
+    for (int i = 0; i < Rounds(4000); ++i) {
       // Of every size, so that years have one to eleven characters.
       const auto bits = static_cast<std::int64_t>(random());
       const std::int64_t at = bits >> (8 + random() % 40);

@@ -14,6 +14,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "fairlead/testing/sanitizers.h"
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
@@ -152,7 +153,7 @@ TEST(TimeOfDayTest, WritesAnyCount) {
 
 TEST(TimeOfDayTest, WritesRandomCountsAsByWideArithmetic) {
   std::mt19937 random(kSeed);
-  for (int i = 0; i < 100'000; ++i) {
+  for (int i = 0; i < internal::Rounds(100'000); ++i) {
     const CTimeOfDay time{static_cast<std::int32_t>(random()) >> random() % 24};
     SCOPED_TRACE(testing::Message()
                  << "seed " << kSeed << ", " << time.seconds);
@@ -317,7 +318,7 @@ TEST(TimeOfDayTest, LoadsRandomTextsAsAStreamDoes) {
                                 "\xFF",
                                 "123456789012345678901234567890"};
   std::mt19937 random(kSeed);
-  for (int i = 0; i < 100'000; ++i) {
+  for (int i = 0; i < internal::Rounds(100'000); ++i) {
     std::string text;
     for (auto left = random() % 10; left > 0; --left)
       text += pieces[random() % std::size(pieces)];
