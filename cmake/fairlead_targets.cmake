@@ -59,10 +59,14 @@ check_pie_supported(LANGUAGES CXX)
 #
 # With FAIRLEAD_UNITY several sources are compiled at once, in less time.
 function(fairlead_compile_options target)
+  set(unity ${FAIRLEAD_UNITY})
+  if(unity STREQUAL "TOOL" AND NOT target STREQUAL "fairlead")
+    set(unity ON)
+  endif()
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
-    UNITY_BUILD ${FAIRLEAD_UNITY}
+    UNITY_BUILD ${unity}
     UNITY_BUILD_BATCH_SIZE 9
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
@@ -75,6 +79,24 @@ function(fairlead_compile_options target)
     "$<${fairlead_is_optimised}:${fairlead_hardening_compile}>")
   target_link_options(${target} PRIVATE
     "$<${fairlead_is_optimised}:${fairlead_hardening_link}>")
+endfunction()
+
+# Precompiles the headers of the standard library that most sources include, where
+# several sources are compiled at once.
+function(fairlead_precompile_standard_headers target)
+  get_target_property(unity ${target} UNITY_BUILD)
+  if(unity)
+    target_precompile_headers(${target} PRIVATE
+      <algorithm> <array> <chrono> <cstdint> <filesystem> <functional> <memory>
+      <optional> <span> <string> <string_view> <system_error> <utility> <vector>)
+  endif()
+endfunction()
+
+# Adds a program whose precompiled headers others share.
+function(fairlead_headers_program name)
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/headers.cc CONTENT "int main() {}\n")
+  add_executable(${name} ${PROJECT_BINARY_DIR}/headers.cc)
+  fairlead_compile_options(${name})
 endfunction()
 
 # fairlead_program(name [PRIVATE_PARTS] [LIBRARIES library…] [SOURCES source…])
@@ -107,9 +129,7 @@ function(fairlead_quick_to_build target)
   endif()
   if(NOT TARGET fairlead_test_headers)
     check_linker_flag(CXX -fuse-ld=lld FAIRLEAD_HAS_LLD)
-    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test_headers.cc CONTENT "int main() {}\n")
-    add_executable(fairlead_test_headers ${PROJECT_BINARY_DIR}/test_headers.cc)
-    fairlead_compile_options(fairlead_test_headers)
+    fairlead_headers_program(fairlead_test_headers)
     set_target_properties(fairlead_test_headers PROPERTIES CXX_VISIBILITY_PRESET default)
     target_compile_options(fairlead_test_headers PRIVATE ${quick})
     target_link_libraries(fairlead_test_headers PRIVATE GTest::gmock Threads::Threads)
@@ -177,7 +197,7 @@ function(fairlead_test name)
   fairlead_program(${name} ${private_parts}
     LIBRARIES GTest::gmock GTest::gtest_main ${arg_LIBRARIES} ${arg_NEEDS}
     SOURCES ${arg_SOURCES})
-  set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 9)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
   if(NOT arg_OPTIMIZED)
     fairlead_quick_to_build(${name})
   endif()
@@ -235,6 +255,13 @@ function(fairlead_fuzzer name)
     return()
   endif()
   fairlead_program(${name} PRIVATE_PARTS ${ARGN})
+  if(FAIRLEAD_FUZZERS AND FAIRLEAD_UNITY)
+    if(NOT TARGET fairlead_fuzzer_headers)
+      fairlead_headers_program(fairlead_fuzzer_headers)
+      fairlead_precompile_standard_headers(fairlead_fuzzer_headers)
+    endif()
+    target_precompile_headers(${name} REUSE_FROM fairlead_fuzzer_headers)
+  endif()
   set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
   set(corpus ${CMAKE_CURRENT_SOURCE_DIR}/${name}_corpus)
   if(FAIRLEAD_FUZZERS)

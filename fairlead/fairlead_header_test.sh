@@ -1,8 +1,17 @@
 #!/bin/sh
-# Checks that fairlead.h includes every public header: fairlead_header_test.sh HEADER…
+# Checks that fairlead.h includes every public header, and that each compiles alone:
+# fairlead_header_test.sh COMPILER HEADER…
 set -eu
 folder=$(dirname "$0")
+compiler=$1
+shift
 missing=0
+
+# A header that its source includes before all else has been compiled alone.
+is_first_of_its_source() {  # is_first_of_its_source NAME
+  source=$folder/../${1%.h}.cc
+  [ -e "$source" ] && [ "$(grep -m1 '^#include' "$source")" = "#include \"$1\"" ]
+}
 for header; do
   name=fairlead/${header#"$folder"/}
   case $name in
@@ -13,6 +22,8 @@ for header; do
     echo "fairlead.h does not include $name" >&2
     missing=1
   fi
+  is_first_of_its_source "$name" ||
+    "$compiler" -std=c++20 -fsyntax-only -I"$folder/.." -x c++ "$header" || missing=1
 done
 [ $# -gt 2 ] && exit $missing
 echo "no headers to look for" >&2
