@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <exception>
 #include <filesystem>
 #include <iterator>
 #include <string>
