@@ -59,14 +59,10 @@ check_pie_supported(LANGUAGES CXX)
 #
 # With FAIRLEAD_UNITY several sources are compiled at once, in less time.
 function(fairlead_compile_options target)
-  set(unity ${FAIRLEAD_UNITY})
-  if(unity STREQUAL "TOOL" AND NOT target STREQUAL "fairlead")
-    set(unity ON)
-  endif()
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
-    UNITY_BUILD ${unity}
+    UNITY_BUILD ${FAIRLEAD_UNITY}
     UNITY_BUILD_BATCH_SIZE 9
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
@@ -84,8 +80,7 @@ endfunction()
 # Precompiles the headers of the standard library that most sources include, where
 # several sources are compiled at once.
 function(fairlead_precompile_standard_headers target)
-  get_target_property(unity ${target} UNITY_BUILD)
-  if(unity)
+  if(FAIRLEAD_UNITY)
     target_precompile_headers(${target} PRIVATE
       <algorithm> <array> <chrono> <cstdint> <filesystem> <functional> <memory>
       <optional> <span> <string> <string_view> <system_error> <utility> <vector>)
