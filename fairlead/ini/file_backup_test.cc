@@ -167,7 +167,6 @@ TEST(FileBackupTest, AnotherHardLinkIsNotLost) {
   EXPECT_EQ(ReadFile(path + "~"), "old\n");
 }
 
-// As an edit leaves it that was killed between the two renames.
 TEST(FileBackupTest, ABackupThatIsALinkOfTheFileIsMadeAFileOfItsOwn) {
   for (const bool in_place : kBothWays) {
     const TempFolder folder;
@@ -181,34 +180,30 @@ TEST(FileBackupTest, ABackupThatIsALinkOfTheFileIsMadeAFileOfItsOwn) {
   }
 }
 
-// Such a backup does not block edits that make another one or none.
-TEST(FileBackupTest, ALinkNamedLikeABackupKeepsTheOldText) {
+// Such an edit leaves a hidden file too.
+TEST(FileBackupTest, TheBackupOfAKilledEditBlocksNoOther) {
   for (const char* suffix : {"", ".bak", "~"}) {
     SCOPED_TRACE(suffix);
     const TempFolder folder;
     const std::string path = Put(folder, "f", "old\n");
     fs::create_hard_link(path, path + "~");
-    fs::create_hard_link(path, path + ".orig");
-    Put(folder, "f.other", "theirs\n");
+    Put(folder, ".fairlead.1.0", "half of the n");
     EXPECT_EQ(SetNewKeepingOld(path, false, suffix), kWritten);
     EXPECT_EQ(ReadFile(path), "new\n");
+    EXPECT_EQ(ReadFile(path + "~"), "old\n");
     EXPECT_EQ(StatusOf(path).st_nlink, 1U);
-    for (const char* backup : {"~", ".orig"})
-      EXPECT_EQ(ReadFile(path + backup), "old\n");
-    EXPECT_EQ(fs::exists(path + ".bak"), std::string(".bak") == suffix);
-    EXPECT_EQ(ReadFile(folder.Path("f.other")), "theirs\n");
+    EXPECT_EQ(FilesIn(folder), std::string(".bak") == suffix ? 3U : 2U);
   }
   const TempFolder folder;
   const std::string path = Put(folder, "f", "old\n");
-  fs::create_hard_link(path, path + "~");
-  ReplacementFile replacement(path);
-  replacement.Write("new\n");
-  EXPECT_EQ(replacement.Commit(), kWritten);
-  EXPECT_EQ(ReadFile(path + "~"), "old\n");
+  fs::create_hard_link(path, folder.Path("second"));
+  Put(folder, ".fairlead.1.0", "half of the n");
+  EXPECT_EQ(SetNewKeepingOld(path, false),
+            Expected{.error = FileError::kOnlyInPlace});
 }
 
-TEST(FileBackupTest, OtherLinksBesideSuchABackupAreNotLost) {
-  for (const char* other : {"second", "x~", "d/f~", "fe"}) {
+TEST(FileBackupTest, OnlyALinkAtItsOwnNameIsNoOtherLink) {
+  for (const char* other : {"ff.bak", "ff2", "second", "d/ff~"}) {
     const TempFolder folder;
     fs::create_directory(folder.Path("d"));
     const std::string path = Put(folder, "ff", "old\n");
@@ -217,33 +212,8 @@ TEST(FileBackupTest, OtherLinksBesideSuchABackupAreNotLost) {
     EXPECT_EQ(SetNewKeepingOld(path, false),
               Expected{.error = FileError::kOnlyInPlace})
         << other;
+    EXPECT_EQ(StatusOf(path).st_nlink, 3U);
   }
-}
-
-// It is overwritten with the file, which its owner should know.
-TEST(FileBackupTest, AnEditInPlaceReportsALinkNamedLikeABackup) {
-  struct Case {
-    const char* suffix;
-    const char* linked;
-    const char* text;
-  };
-  for (const Case& c :
-       {Case{"", "~", "new\n"}, {".bak", "~", "new\n"}, {"~", "", "old\n"}}) {
-    SCOPED_TRACE(c.suffix);
-    const TempFolder folder;
-    const std::string path = Put(folder, "f", "old\n");
-    fs::create_hard_link(path, path + "~");
-    const FileResult result = SetNewKeepingOld(path, true, c.suffix);
-    EXPECT_EQ(result, kWritten);
-    EXPECT_EQ(result.linked_backup, *c.linked == '\0' ? "" : path + c.linked);
-    EXPECT_EQ(ReadFile(path + "~"), c.text);
-  }
-  const TempFolder folder;
-  const std::string path = Put(folder, "f", "old\n");
-  fs::create_hard_link(path, folder.Path("second"));
-  EXPECT_EQ(SetNew(path, true).linked_backup, "");
-  fs::create_hard_link(path, path + "~");
-  EXPECT_EQ(EditFile(path, To("new\n"), {.in_place = true}).linked_backup, "");
 }
 
 // There a link of another user's file could not be deleted.

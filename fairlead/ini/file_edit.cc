@@ -56,8 +56,12 @@ bool IsUnchanged(const std::string& path, const struct stat& then) {
 // that change nothing pass none, and need no permission to write.
 class PendingFile {
  public:
-  PendingFile(const std::string& path, const Descriptor* old)
-      : path_(path), old_(old), file_(path, old) {}
+  PendingFile(const std::string& path, const Descriptor* old,
+              const std::string& backup_suffix)
+      : path_(path),
+        backup_path_(BackupPath(path, backup_suffix)),
+        old_(old),
+        file_(path, old) {}
 
   // Appends a piece. After a failure, does nothing.
   void Write(std::string_view piece) {
@@ -68,7 +72,14 @@ class PendingFile {
   // Completes the file. Returns the first failure.
   FileResult Finish() {
     Open();
+    if (!backup_path_.empty() && !blocked_) blocked_.emplace(EndingSignals());
     return result_.Succeeded() ? file_.Finish() : result_;
+  }
+
+  // Gives the file its hidden name before there is a backup, so that
+  // CheckHardLinks() knows a backup that a killed edit has left.
+  FileResult Hide() {
+    return backup_path_.empty() ? FileResult() : file_.GiveHiddenName();
   }
 
   FileResult Rename() { return file_.Rename(); }
@@ -77,7 +88,7 @@ class PendingFile {
   void Open() {
     if (is_open_) return;
     is_open_ = true;
-    if (old_ != nullptr) result_ = CheckHardLinks(*old_, path_);
+    if (old_ != nullptr) result_ = CheckHardLinks(*old_, path_, backup_path_);
     if (!result_.Succeeded()) return;
     blocked_.emplace(EndingSignals());
     result_ = file_.Open();
@@ -85,6 +96,7 @@ class PendingFile {
   }
 
   const std::string& path_;
+  const std::string backup_path_;
   const Descriptor* const old_;
   std::optional<BlockedSignals> blocked_;  // While the file is hidden.
   NewFile file_;
@@ -122,9 +134,10 @@ class Edit {
   std::optional<FileResult> OverwriteBy(const Descriptor& file,
                                         const struct stat& then,
                                         std::string old_text);
-  template <typename Write>
+  template <typename Prepare, typename Write>
   std::optional<FileResult> Commit(const Descriptor& file,
-                                   const struct stat& then, const Write& write);
+                                   const struct stat& then,
+                                   const Prepare& prepare, const Write& write);
   std::optional<FileResult> StartOver(Obstacle obstacle);
   std::optional<FileResult> StartOverUnlocked(const EditLock& lock);
 
@@ -212,12 +225,14 @@ std::optional<FileResult> Edit::EditLocked(const Descriptor& file) {
 std::optional<FileResult> Edit::Replace(const Descriptor& file,
                                         const struct stat& then,
                                         std::string old_text) {
-  PendingFile replacement(path_, &file);
+  PendingFile replacement(path_, &file, options_.backup_suffix);
   const auto write = [&](std::string_view piece) { replacement.Write(piece); };
   if (!rewrite_(std::move(old_text), write)) return FileResult();
   FileResult result = replacement.Finish();
   if (!result.Succeeded()) return result;
-  return Commit(file, then, [&] { return replacement.Rename(); });
+  return Commit(
+      file, then, [&] { return replacement.Hide(); },
+      [&] { return replacement.Rename(); });
 }
 
 // The old text is read again when the caller's is gone.
@@ -235,22 +250,20 @@ std::optional<FileResult> Edit::OverwriteBy(const Descriptor& file,
     return Failed(FileError::kCannotRead, error);
   // Allocated first: after the last byte, no allocation may fail.
   const std::string folder = FolderOf(path_);
-  std::string linked =
-      LinkedBackup(file, path_, BackupPath(path_, options_.backup_suffix));
-  return Commit(file, then, [&] {
+  const auto prepare = [] { return FileResult(); };
+  return Commit(file, then, prepare, [&] {
     FileResult result = Overwrite(file, old, text);
-    if (!result.Succeeded()) return result;
-    RemoveLeftovers(folder, file);
-    result.linked_backup = std::move(linked);
+    if (result.Succeeded()) RemoveLeftovers(folder, file);
     return result;
   });
 }
 
-// Makes the backup and calls `write`. A hard link changes the file's status,
-// but not its text.
-template <typename Write>
+// Makes the backup, and calls `prepare` before it gets its name, and `write`. A
+// hard link changes the file's status, but not its text.
+template <typename Prepare, typename Write>
 std::optional<FileResult> Edit::Commit(const Descriptor& file,
                                        const struct stat& then,
+                                       const Prepare& prepare,
                                        const Write& write) {
   const BlockedSignals blocked(EndingSignals());
   if (!IsUnchanged(path_, then)) return StartOver(Obstacle::kChanged);
@@ -258,6 +271,7 @@ std::optional<FileResult> Edit::Commit(const Descriptor& file,
   FileResult result = options_.in_place ? backup.Copy(file) : backup.Link(file);
   struct stat now = {};
   if (!HasSameText(path_, then, now)) return StartOver(Obstacle::kChanged);
+  if (result.Succeeded()) result = prepare();
   if (result.Succeeded()) result = backup.Put();
   if (!result.Succeeded()) return result;
   result = write();
@@ -266,7 +280,7 @@ std::optional<FileResult> Edit::Commit(const Descriptor& file,
 }
 
 std::optional<FileResult> Edit::Create() {
-  PendingFile file(path_, nullptr);
+  PendingFile file(path_, nullptr, "");
   const auto write = [&](std::string_view piece) { file.Write(piece); };
   if (!rewrite_(std::nullopt, write)) return FileResult();
   FileResult result = file.Finish();

@@ -94,9 +94,6 @@ struct FAIRLEAD_EXPORT FileResult {
   std::string path;       ///< The file, with symbolic links followed.
   std::string reason;     ///< "Permission denied"; "" on success.
   std::string lock_file;  ///< With kBusy: a file to delete if no edit runs.
-  /// After an edit in place: a hard link of the file in its folder, named like
-  /// a backup, that got the new text too; else "".
-  std::string linked_backup = {};
 
   /// Returns whether the call did what it should.
   bool Succeeded() const { return error == FileError::kNone; }
@@ -147,10 +144,8 @@ struct FileEditOptions {
   ///
   /// The backup is the old file itself, or a copy if editing in place or
   /// without hard links. A process killed between the renames may leave it a
-  /// hard link of the file, with the older backup lost. Therefore a hard link
-  /// in the same folder whose name is that of the file and any suffix counts as
-  /// a backup: an edit that replaces the file leaves the old text there. An
-  /// edit in place changes it too, and reports it in FileResult::linked_backup.
+  /// hard link of the file, with the older backup lost, and a hidden file,
+  /// because of which the next edit accepts the link.
   std::string backup_suffix = {};
   std::chrono::milliseconds lock_limit{10'000};   ///< Then fails with kBusy.
   std::chrono::milliseconds notice_after{1'000};  ///< Then calls `on_wait`.

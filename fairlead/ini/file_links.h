@@ -11,16 +11,13 @@
 namespace fairlead::internal {
 
 // Fails if replacing the file at the path would lose a hard link. Deletes stale
-// hidden links first.
+// hidden files first.
 //
-// A link in the same folder whose name begins with the file's own is a backup,
-// which keeps the old text when the file is replaced: an edit that was killed
-// may leave its backup so. Hidden links are those of edits too.
-FileResult CheckHardLinks(const Descriptor& file, const std::string& path);
-
-// Returns the path of such a backup, but not `made_anew`; "" if there is none.
-std::string LinkedBackup(const Descriptor& file, const std::string& path,
-                         const std::string& made_anew);
+// A link at the path of the backup, if that is not "", may keep the old text.
+// So may those in the same folder whose names begin with that of the file, if a
+// stale hidden file was there: a killed edit has left both.
+FileResult CheckHardLinks(const Descriptor& file, const std::string& path,
+                          const std::string& backup_path);
 
 }  // namespace fairlead::internal
 

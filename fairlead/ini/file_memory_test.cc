@@ -10,12 +10,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "fairlead/export.h"
 #include "fairlead/ini/edit_testing.h"
 #include "fairlead/ini/file_edit.h"
-#include "fairlead/ini/ini_document.h"
 
 namespace {
 
@@ -125,19 +123,6 @@ TEST_F(FileMemoryTest, EditFileNeedsBothTexts) {
                           kWritten);
               }),
               2 * kSize + kSize / 8 + kRest);
-}
-
-TEST_F(FileMemoryTest, ADocumentNeedsEightBytesALine) {
-  constexpr std::string_view kLine = "key = some text\n";
-  std::string text = "[s]\n";
-  while (text.size() < kSize) text += kLine;
-  text.shrink_to_fit();
-  EXPECT_LE(PeakOf([&] {
-              IniDocument document(std::move(text));
-              EXPECT_EQ(document.Set({.section = "s", .key = "new"}, "1").code,
-                        IniResult::Code::kDone);
-            }),
-            kSize / kLine.size() * 8 * 33 / 32 + kRest);
 }
 
 }  // namespace

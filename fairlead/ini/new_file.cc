@@ -139,9 +139,7 @@ FileResult NewFile::Finish() {
 }
 
 int NewFile::Hide(std::string& path) {
-  if (path_.empty()) {
-    if (const int error = GiveHiddenName()) return error;
-  }
+  if (const int error = MakeHidden()) return error;
   path = std::exchange(path_, {});
   return 0;
 }
@@ -171,9 +169,7 @@ int NewFile::RenameToNew() {
 }
 
 int NewFile::RenameOverOld() {
-  if (path_.empty()) {
-    if (const int error = GiveHiddenName()) return error;
-  }
+  if (const int error = MakeHidden()) return error;
   const int result =
       Uninterrupted([this] { return rename(path_.c_str(), target_.c_str()); });
   if (result == 0) return 0;
@@ -183,7 +179,13 @@ int NewFile::RenameOverOld() {
   return error;
 }
 
-int NewFile::GiveHiddenName() {
+FileResult NewFile::GiveHiddenName() {
+  const int error = MakeHidden();
+  return error == 0 ? FileResult() : ReplaceResult(error, old_ != nullptr);
+}
+
+int NewFile::MakeHidden() {
+  if (!path_.empty()) return 0;
   return CreateHidden(folder_, path_,
                       [this](const char* path) { return Link(file_, path); });
 }

@@ -55,6 +55,10 @@ class NewFile {
   // EndingSignals() blocked. Returns 0, with the name in `path`, or the error.
   int Hide(std::string& path);
 
+  // Gives the file a hidden name now, with EndingSignals() blocked. Rename()
+  // does it otherwise.
+  FileResult GiveHiddenName();
+
   // Renames the file to the target and syncs the folder. Fails with EEXIST if
   // there was no old file and another process created one.
   FileResult Rename();
@@ -66,7 +70,7 @@ class NewFile {
   int OpenUnnamed(mode_t mode);
   int OpenHidden(mode_t mode);
   int CreateHiddenFile(mode_t mode);
-  int GiveHiddenName();
+  int MakeHidden();
   int RenameToNew();
   int RenameOverOld();
 

@@ -51,7 +51,7 @@ class FAIRLEAD_PRIVATE ReplacementFile::File {
     if (!old_.IsOpen() && errno != ENOENT) return internal::WriteResult(errno);
     if (old_.IsOpen()) {
       FileResult result = CheckOld(old_, path);
-      if (result.Succeeded()) result = internal::CheckHardLinks(old_, path);
+      if (result.Succeeded()) result = internal::CheckHardLinks(old_, path, "");
       if (!result.Succeeded()) return result;
     }
     new_.emplace(path, old_.IsOpen() ? &old_ : nullptr);

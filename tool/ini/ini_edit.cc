@@ -101,9 +101,6 @@ ExitStatus EditText(const Arguments<kWritingFileUses>& arguments,
   const FileResult result =
       RewriteFile(arguments.Text(kFile), rewrite, options);
   Check(result, kRemedy);
-  if (!result.linked_backup.empty())
-    PrintNote("ini", Concat("warning: ", Quoted(result.linked_backup),
-                            " is a hard link of the file and was changed too"));
   return kDone;
 }
 

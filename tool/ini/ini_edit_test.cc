@@ -124,27 +124,18 @@ TEST_F(IniEditTest, ABackupKeepsTheOldFile) {
 }
 
 // As an edit leaves it that was killed while it made the backup.
-TEST_F(IniEditTest, ABackupThatIsAHardLinkDoesNotBlockEdits) {
+TEST_F(IniEditTest, TheBackupOfAKilledEditBlocksNoOther) {
   Write("[a]\nx=1\n");
   const std::string backup = Path() + "~";
-  const auto link = [&] {
-    std::filesystem::remove(backup);
-    std::filesystem::create_hard_link(Path(), backup);
-  };
+  std::filesystem::create_hard_link(Path(), backup);
   const Words set = {"set", "-section", "a", "-key", "x", "-value"};
-  link();
+  const Outcome refused = Run(set + Words{"2"});
+  EXPECT_EQ(refused.status, 23);
+  EXPECT_THAT(refused.error, testing::HasSubstr("several hard links"));
+  folder_.File(".fairlead.1.0", "[a]");
   Answer(set + Words{"2"});
+  EXPECT_EQ(ReadFile(Path()), "[a]\nx=2\n");
   EXPECT_EQ(ReadFile(backup), "[a]\nx=1\n");
-  link();
-  Answer(set + Words{"3", "-inplace", "-backup", "~"});
-  EXPECT_EQ(ReadFile(backup), "[a]\nx=2\n");
-  link();
-  const Outcome in_place = Run(set + Words{"4", "-inplace"});
-  EXPECT_EQ(in_place.status, 0);
-  EXPECT_EQ(in_place.error,
-            Concat("fairlead ini: warning: '", backup,
-                   "' is a hard link of the file and was changed too\n"));
-  EXPECT_EQ(ReadFile(backup), "[a]\nx=4\n");
 }
 
 // What only shows an edit fails if the edit would.

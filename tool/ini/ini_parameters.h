@@ -187,8 +187,7 @@ inline constexpr Parameter kInplace = {
     .help =
         "overwrite the file in place instead of replacing it, for a file with "
         "several names or in a folder that cannot be written; not atomic: a "
-        "killed edit leaves a mixture of old and new; changes all hard links, "
-        "with a warning for one that is named like a backup"};
+        "killed edit leaves a mixture of old and new"};
 inline constexpr Parameter kBackup = {
     .name = "backup",
     .placeholder = "SUFFIX",
