@@ -117,6 +117,8 @@ int ExchangeConnection::ReceiveError() const {
   return error == 0 ? reset_ : error;
 }
 
+int ExchangeConnection::TakeError() const { return SocketError(descriptor()); }
+
 // No call waits for an acknowledgement, so it is asked for. In between this
 // sleeps: once both directions are closed, a poll of the socket would return at
 // once.

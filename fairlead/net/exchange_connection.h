@@ -43,6 +43,10 @@ class ExchangeConnection {
   // once.
   void NoteReset() { reset_ = ECONNRESET; }
 
+  // Returns the error that the system reports for the connection, once; 0 if
+  // there is none.
+  int TakeError() const;
+
   // After the peer has closed: waits until it has acknowledged all that was
   // sent. Returns 0, also at the deadline, or the error, such as that of a
   // reset.

@@ -85,6 +85,44 @@ TEST(ExchangeInputTest, AQuietInputIsNotSilence) {
   EXPECT_EQ(reply.text, "late");
 }
 
+// The receive thread has ended by then.
+TEST(ExchangeInputTest, AResetAfterThePeersEndIsMetWhileTheInputWaits) {
+  Pipe input;
+  Server server([&](Socket& peer) {
+    peer.Send("hello");
+    shutdown(peer.number(), SHUT_WR);
+    std::this_thread::sleep_for(100ms);
+    peer.Reset();
+  });
+  Exchange exchange({.limits = kPatient});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  Reply reply;
+  const ExchangeResult result = exchange.Converse(
+      ExchangeInput{.descriptor = input.ends[0]}, reply.UntilTheEnd());
+  EXPECT_EQ(result.end, ExchangeEnd::kPeerReset);
+  EXPECT_EQ(result.error, ECONNRESET);
+  EXPECT_EQ(reply.text, "hello");
+}
+
+// A peer that has closed resets the connection when a line comes.
+TEST(ExchangeInputTest, ALineAfterThePeersEndMeetsAReset) {
+  Pipe input;
+  Server server([&](Socket& peer) { peer.Send("hello"); });
+  Exchange exchange({.limits = kPatient});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  std::string reply;
+  const ExchangeResult result =
+      exchange.Converse(ExchangeInput{.descriptor = input.ends[0]},
+                        [&](std::string_view bytes, const TheTime&) {
+                          reply += bytes;
+                          if (bytes.empty()) input.Write("line");
+                          return false;
+                        });
+  EXPECT_EQ(result.end, ExchangeEnd::kPeerReset);
+  EXPECT_EQ(reply, "hello");
+  EXPECT_EQ(result.sent, 4u);
+}
+
 // The filter takes a moment, so that the exchange looks at its limits
 // meanwhile.
 TEST(ExchangeInputTest, AnInputMayGoOnAfterALongPause) {

@@ -156,10 +156,38 @@ bool ExchangeSender::AwaitInput(int descriptor) {
   int error = AwaitReady(descriptor, POLLIN, stop_.number(), 0);
   if (error == EAGAIN) {
     Set(Status::kWaitingForInput);
-    error = AwaitReady(descriptor, POLLIN, stop_.number());
+    int connection_error = 0;
+    error = AwaitInputOrReset(descriptor, connection_error);
     if (error == 0 && !EndWaiting()) return false;
+    if (connection_error != 0)
+      return Fail(Status::kSendFailed, connection_error);
   }
   return error == 0 || Fail(Status::kInputFailed, error);
+}
+
+// Also returns when the connection fails after the receive thread has ended:
+// nothing else would meet the reset of a peer that has closed. Before that, the
+// receive thread meets it, in a moment; the system reports it once.
+int ExchangeSender::AwaitInputOrReset(int descriptor, int& connection_error) {
+  constexpr int kMoment = 10;  // In milliseconds.
+  std::array<pollfd, 3> files = {{{descriptor, POLLIN, 0},
+                                  {stop_.number(), POLLIN, 0},
+                                  {connection_.descriptor(), 0, 0}}};
+  const auto await = [&files](nfds_t watched, int timeout) {
+    return Uninterrupted([&] { return poll(files.data(), watched, timeout); });
+  };
+  for (;;) {
+    if (await(files.size(), -1) == -1) return errno;
+    if (files[1].revents != 0) return ECANCELED;
+    if (files[0].revents != 0) return 0;
+    if (connection_.IsReceiving()) {
+      if (await(2, kMoment) == -1) return errno;
+      continue;
+    }
+    connection_error = connection_.TakeError();
+    if (connection_error != 0) return 0;
+    files[2].fd = -1;  // The receive thread has met it.
+  }
 }
 
 // Returns false if StopWaiting() came first.
