@@ -38,4 +38,11 @@ bool IsStandardInput(const char* path) {
          !S_ISREG(file.st_mode) && IsSameFile(file, input);
 }
 
+bool IsReadOnce(const char* path) {
+  struct stat file = {};
+  const bool is_known = stat(path, &file) == 0;
+  return (is_known && (S_ISFIFO(file.st_mode) || S_ISSOCK(file.st_mode))) ||
+         IsStandardInput(path);
+}
+
 }  // namespace fairlead::tool

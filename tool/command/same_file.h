@@ -31,6 +31,10 @@ void CheckDistinct(const Arguments<kTable>& arguments,
 /// file, which can be read twice.
 bool IsStandardInput(const char* path);
 
+/// Returns whether what the path leads to can be read only once: a pipe, a
+/// socket, or standard input as above.
+bool IsReadOnce(const char* path);
+
 }  // namespace fairlead::tool
 
 #endif  // FAIRLEAD_TOOL_COMMAND_SAME_FILE_H_

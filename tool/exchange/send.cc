@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tool/base/concat.h"
+#include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/command/command_table.h"
 #include "tool/command/same_file.h"
@@ -51,19 +52,23 @@ class SendPlan {
   explicit SendPlan(const Arguments<kUses>& arguments)
       : exchange(arguments),
         body(ParseBody(arguments, exchange.profile.Chosen<LineEnd>(kEol))),
-        from_stdin(arguments.Has(kStdin) ||
-                   IsStandardInput(arguments.Text(kFile).c_str())),
+        is_read_once(arguments.Has(kStdin) ||
+                     IsReadOnce(arguments.Text(kFile).c_str())),
         only_connects(arguments.Has(kNone)),
         script(arguments.Text(kScript)) {
     CheckAlone(arguments);
     exchange.CheckIsOnlyRead(kFile, arguments.Text(kFile));
     exchange.CheckIsOnlyRead(kScript, script);
-    if (from_stdin && exchange.repeats)
-      throw Failure(kWrongUsage,
-                    "-repeat cannot be combined with -stdin, which can be read "
-                    "only once; use -file");
+    if (is_read_once && exchange.repeats)
+      throw Failure(
+          kWrongUsage,
+          Concat("-repeat cannot be combined with ",
+                 arguments.Has(kStdin)
+                     ? "-stdin"
+                     : Concat("-file ", Quoted(arguments.Text(kFile))),
+                 ", which can be read only once; use a regular file"));
     exchange.settings.reception.prefix = body.prefix;
-    exchange.settings.input_is_unique = from_stdin && body.IsStreamed(0);
+    exchange.settings.input_is_unique = is_read_once && body.IsStreamed(0);
     exchange.settings.half_close =
         arguments.Has(kHalfclose)
             ? arguments.Chosen<HalfClose>(kHalfclose) == HalfClose::kOn
@@ -74,7 +79,7 @@ class SendPlan {
 
   ExchangePlan exchange;
   const BodyPlan body;
-  const bool from_stdin;
+  const bool is_read_once;
   const bool only_connects;
   const std::string script;  // Its file; empty for none.
 
@@ -159,12 +164,12 @@ class Sender {
   explicit Sender(const SendPlan& plan) : plan_(plan) {}
 
   // What is read before there is a connection is found missing before, too.
-  // Standard input can be read only once.
+  // Standard input and pipes can be read only once.
   void Run(Conversation& conversation, TimeLimit& limit) {
     if (!plan_.script.empty()) return HoldDialogue(conversation, limit);
     if (plan_.body.bytes) {
       Complete(*plan_.body.bytes);
-    } else if (!plan_.from_stdin || message_.empty()) {
+    } else if (!plan_.is_read_once || message_.empty()) {
       limit.Enter("reading the body");
       const Input file(plan_.body.file);
       if (plan_.body.IsStreamed(file.size()))

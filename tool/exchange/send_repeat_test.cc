@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 
 #include <cstddef>
 #include <fstream>
@@ -177,14 +178,20 @@ TEST(SendRepeatTest, AFileIsReadForEveryRun) {
   EXPECT_EQ(outcome.output, "abcabc");
 }
 
-TEST(SendRepeatTest, StandardInputCannotBeRepeated) {
-  for (const Words& source : {Words{"-stdin"}, {"-file", "/dev/stdin"}}) {
+TEST(SendRepeatTest, WhatIsReadOnceCannotBeRepeated) {
+  const TempFolder folder;
+  const std::string pipe = folder.path() + "/pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const Words& source :
+       {Words{"-stdin"}, {"-file", "/dev/stdin"}, {"-file", pipe}}) {
     const Outcome outcome =
         Fairlead(Words{"send", "-demo", "-repeat", "2"} + source);
     EXPECT_EQ(outcome.status, 2);
+    const std::string shown =
+        source.size() == 1 ? "-stdin" : "-file '" + source[1] + "'";
     EXPECT_EQ(outcome.error,
-              "fairlead send: -repeat cannot be combined with -stdin, which "
-              "can be read only once; use -file\n");
+              "fairlead send: -repeat cannot be combined with " + shown +
+                  ", which can be read only once; use a regular file\n");
   }
 }
 

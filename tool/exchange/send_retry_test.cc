@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -143,6 +144,41 @@ TEST(SendRetryTest, ABodyThatWasReadWholeIsSentAgain) {
   EXPECT_EQ(
       ReceivedAfterATimeout({"-stdin", "-pascal", "-halfclose", "off"}, "ab"),
       "\2ab");
+}
+
+// A pipe with a name, into which a text is written once.
+class WrittenPipe {
+ public:
+  explicit WrittenPipe(const std::string& text) {
+    if (mkfifo(path().c_str(), 0600) != 0) std::abort();
+    writer_ = std::thread([this, text] { std::ofstream(path()) << text; });
+  }
+  ~WrittenPipe() { writer_.join(); }
+  WrittenPipe(const WrittenPipe&) = delete;
+  WrittenPipe& operator=(const WrittenPipe&) = delete;
+
+  std::string path() const { return folder_.path() + "/pipe"; }
+
+ private:
+  const TempFolder folder_;
+  std::thread writer_;
+};
+
+TEST(SendRetryTest, APipeThatWasReadWholeIsSentAgain) {
+  const WrittenPipe pipe("ab");
+  EXPECT_EQ(ReceivedAfterATimeout(
+                {"-file", pipe.path(), "-pascal", "-halfclose", "off"}),
+            "\2ab");
+}
+
+TEST(SendRetryTest, APipeIsNotSentTwice) {
+  const WrittenPipe pipe("x");
+  SerialServer server([](int connection, int) { ReceiveAll(connection); });
+  const Outcome outcome = Fairlead(server.Arguments("send") +
+                                   Words{"-file", pipe.path(), "-timeout", "1",
+                                         "-retry", "3", "-idle", "none"});
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_EQ(server.count(), 1);
 }
 
 TEST(SendRetryTest, APartOfAReplyIsNotPrintedTwice) {
