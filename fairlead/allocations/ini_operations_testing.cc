@@ -160,7 +160,8 @@ const Operation kDocumentReaders[] = {
        return document.Find(kOfKey) && document.Value(kSection, kKey) == "2"
                   ? "found"
                   : "not found";
-     })},
+     }),
+     Memory::kNone},
     {"ForEachLineOf",
      {"IniDocument::ForEachLineOf(IniName const&, std::function<void "
       "(std::string_view)> const&) const"},
