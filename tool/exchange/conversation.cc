@@ -104,7 +104,8 @@ void Conversation::OnEvent(const ExchangeEvent& event) {
       return Tell(Concat("no connection to ", Place(event.address), ": ",
                          ErrorText(event.error)));
     case Step::kConnected:
-      connect_time_ = TimeLimit::Clock::now() - connecting_since_;
+      silent_since_ = TimeLimit::Clock::now();
+      connect_time_ = silent_since_ - connecting_since_;
       return Tell(Concat("connected to ", event.address, ":", settings_.port));
     case Step::kSent:
       return OnSent(event.sent);
@@ -237,6 +238,7 @@ void Conversation::Converse(const ExchangeInput& input, const Input& source) {
 }
 
 // A bar would be drawn over what is printed.
+  silent_since_ = TimeLimit::Clock::now();
 bool Conversation::Take(std::string_view bytes, const TheTime& time) {
   if (bytes.empty()) return reception_.TakeEnd();
   progress_.reset();
@@ -319,6 +321,15 @@ void Conversation::ReportCut() {
   if (!cut) return;
   const std::string text = Concat(cut->what(), "; ", Ending());
   Log(Failed(text));
+void Conversation::EndInSilence() {
+  reception_.Begin();
+  result_.end = ExchangeEnd::kSilence;
+  result_.phase = ExchangePhase::kReceiving;
+  result_.error = 0;
+  Log(Ending());
+  CheckOutcome();
+}
+
   display_.Failed(cut->status(), text);
   PrintError(settings_.command, text);
 }

@@ -99,6 +99,10 @@ class Conversation {
   /// one. CheckOutcome() of a later connection then throws.
   void ReportCut();
 
+  /// Ends a conversation that the peer has left, or that was not made, as if
+  /// the peer had been silent for the idle time.
+  void EndInSilence();
+
   /// Throws if not everything was sent or received.
   void CheckOutcome() const;
 
@@ -108,6 +112,11 @@ class Conversation {
 
   /// Returns whether the peer closed or reset the connection, or vanished.
   bool PeerHasLeft() const;
+
+  /// Returns whether Converse() with a body has received anything, and when the
+  /// last of it; before that, when the connection was made.
+  bool HasReceived() const { return result_.received > 0; }
+  TimeLimit::Clock::time_point silent_since() const { return silent_since_; }
 
   /// Returns why the exchange ended.
   std::string Ending() const;
@@ -151,6 +160,7 @@ class Conversation {
   std::uint64_t kept_ = 0;  // Bytes that wait for EndAnswer().
   TimeLimit::Clock::time_point connecting_since_;
   TimeLimit::Clock::duration connect_time_{};
+  TimeLimit::Clock::time_point silent_since_;
   std::string refused_;       // The addresses that failed, and why.
   std::string_view message_;  // What they say.
   std::uint64_t total_ = 0;   // Bytes to send; 0 if unknown.

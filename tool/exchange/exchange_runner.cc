@@ -60,6 +60,7 @@ class ExchangeRunner {
   std::string Announcement(const Failure& failure,
                            const Conversation& conversation);
   void AwaitNextAttempt();
+  Clock::time_point EndOfSilence() const;
 
   ExchangePlan& plan_;
   const Talk& talk_;
@@ -70,6 +71,9 @@ class ExchangeRunner {
   int failed_attempts_ = 0;  // Of this run.
   bool has_talked_ = false;  // A connection of this run has ended.
 };
+
+  // When this run received its last byte, or was first connected.
+  Clock::time_point silent_since_;
 
 ExchangeRunner::ExchangeRunner(ExchangePlan& plan, const Output& output,
                                const DemoService& service, const Talk& talk)
@@ -189,6 +193,7 @@ std::optional<std::string> ExchangeRunner::TryOnce(Conversation& conversation) {
                   conversation.Ending());
   } catch (const Failure& failure) {
     return Announcement(failure, conversation);
+    if (Clock::now() >= EndOfSilence()) return conversation.EndInSilence();
   }
 }
 
@@ -196,6 +201,8 @@ std::optional<std::string> ExchangeRunner::TryOnce(Conversation& conversation) {
 std::string ExchangeRunner::Announcement(const Failure& failure,
                                          const Conversation& conversation) {
   const std::string when =
+    if (!has_talked_ || conversation.HasReceived())
+      silent_since_ = conversation.silent_since();
       Concat(" in ", DurationText(plan_.retry_delay), ": ", failure.what());
   if (has_talked_ && IsUnreachable(failure.status()))
     return Concat("connecting again", when);
@@ -214,11 +221,21 @@ void ExchangeRunner::AwaitNextAttempt() {
     limit_.Enter("waiting to connect again");
   else
     limit_.Pause();
-  std::this_thread::sleep_for(plan_.retry_delay);
+  std::this_thread::sleep_until(
+      std::min(Clock::now() + plan_.retry_delay, EndOfSilence()));
   if (!plan_.reconnects) limit_.Restart();
 }
 
 }  // namespace
+
+// Returns when -reconnect ends because no connection has received anything for
+// the idle time. Before the first connection there is no such time.
+Clock::time_point ExchangeRunner::EndOfSilence() const {
+  const auto& idle = plan_.settings.limits.idle;
+  if (!plan_.reconnects || !has_talked_ || !idle)
+    return Clock::time_point::max();
+  return silent_since_ + *idle;
+}
 
 ExitStatus RunExchange(ExchangePlan& plan, const Output& output,
                        const DemoService& service, const Talk& talk) {

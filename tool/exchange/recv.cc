@@ -17,7 +17,9 @@ constexpr Parameter kReconnect = {
         "whenever the peer closes or resets the connection, or has vanished "
         "and answers nothing for a minute, connect again "
         "after the time of -retrydelay; -timeout is then for all connections "
-        "together, and neither it nor -idle has a default"};
+        "together, and neither it nor -idle has a default; -idle ends a "
+        "connection that is silent, and, between connections, the wait for "
+        "another one once nothing has come for that time"};
 
 constexpr auto kUses = Uses(
     kServerUses, kOptionalCipherUses, kPrefixUses, kExchangeUses, kLogUses,

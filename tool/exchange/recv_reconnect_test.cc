@@ -17,6 +17,7 @@ namespace fairlead::tool::recv_reconnect_test {
 namespace {
 
 using testing::ContainsRegex;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -29,6 +30,26 @@ void SendNumber(int connection, int number) {
   else
     SendAll(connection, std::to_string(number) + "\n");
 }
+
+// The answers of the connections, one after the other; the last one waits.
+class Answers {
+ public:
+  explicit Answers(Words answers)
+      : answers_(std::move(answers)),
+        server_([this](int connection, int number) {
+          const auto at = static_cast<std::size_t>(number - 1);
+          SendAll(connection, answers_[at]);
+          if (at + 1 == answers_.size()) ReceiveAll(connection);
+        }) {}
+
+  Outcome Received(const Words& arguments) const {
+    return Fairlead(server_.Arguments("recv") + kAgain + arguments);
+  }
+
+ private:
+  const Words answers_;
+  SerialServer server_;
+};
 
 TEST(RecvReconnectTest, ConnectsAgainUntilARuleIsMet) {
   SerialServer server(SendNumber);
@@ -137,6 +158,64 @@ TEST(RecvReconnectTest, SilenceEndsItOnlyIfIdleIsGiven) {
   EXPECT_EQ(outcome.status, 0);
 }
 
+TEST(RecvReconnectTest, PeersThatSendNothingEndItAfterTheTimeOfIdle) {
+  SerialServer server([](int, int) {});
+  const Outcome outcome = Fairlead(server.Arguments("recv") + kAgain +
+                                   Words{"-idle", "300ms", "-timeout", "30"});
+  EXPECT_EQ(outcome.error,
+            "fairlead recv: nothing was answered: the peer was silent for 300 "
+            "ms\n");
+  EXPECT_EQ(outcome.status, 52);
+  EXPECT_GT(server.count(), 1);
+}
+
+TEST(RecvReconnectTest, TheTimeOfIdleCountsFromTheLastByteOfAnyConnection) {
+  SerialServer server([](int connection, int number) {
+    if (number <= 2) SendAll(connection, std::to_string(number));
+    if (number > 2) Reset(connection);
+  });
+  const Outcome outcome =
+      Fairlead(server.Arguments("recv") + kAgain +
+               Words{"-idle", "300ms", "-timeout", "30", "-verbose"});
+  EXPECT_EQ(outcome.output, "12");
+  EXPECT_THAT(outcome.error,
+              EndsWith("0 bytes sent, 0 received; the peer was silent for 300 "
+                       "ms\n"));
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(RecvReconnectTest, TheTimeOfIdleCutsTheWaitForTheNextConnection) {
+  const TempFolder folder;
+  const std::string log = folder.Path("log");
+  const Answers answers({"\3on", "\3two"});
+  const Outcome outcome =
+      answers.Received({"-prefix", "u8", "-retrydelay", "1d", "-idle", "300ms",
+                        "-timeout", "30", "-log", log});
+  EXPECT_EQ(outcome.error,
+            "fairlead recv: cut short: 2 of 3 bytes of a frame; the peer "
+            "closed\n"
+            "fairlead recv: 1 message was cut when the peer left; the peer was "
+            "silent for 300 ms\n");
+  EXPECT_EQ(outcome.status, 18);
+  EXPECT_THAT(internal::ReadFile(log),
+              HasSubstr("] the peer was silent for 300 ms\n"));
+}
+
+TEST(RecvReconnectTest, TheTimeOfIdleEndsTheWaitForAServerThatIsGone) {
+  const int socket = BoundSocket(0);
+  const int port = PortOf(socket);
+  EXPECT_EQ(listen(socket, 1), 0);
+  const LateServer server(socket,
+                          [](int connection) { SendAll(connection, "a"); });
+  const Outcome outcome =
+      Fairlead(Words{"recv", "-host", "127.0.0.1", "-port",
+                     std::to_string(port), "-idle", "300ms", "-timeout", "30"} +
+               kAgain);
+  EXPECT_EQ(outcome.output, "a");
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
 TEST(RecvReconnectTest, ChangesComparesWhatEachConnectionSends) {
   SerialServer server([](int connection, int number) {
     SendAll(connection, number == 3 ? "b\n" : "a\n");
@@ -159,26 +238,6 @@ TEST(RecvReconnectTest, ACipherBeginsAnewOnEachConnection) {
   EXPECT_EQ(outcome.output, "hellohello");
   EXPECT_EQ(outcome.status, 0);
 }
-
-// The answers of the connections, one after the other; the last one waits.
-class Answers {
- public:
-  explicit Answers(Words answers)
-      : answers_(std::move(answers)),
-        server_([this](int connection, int number) {
-          const auto at = static_cast<std::size_t>(number - 1);
-          SendAll(connection, answers_[at]);
-          if (at + 1 == answers_.size()) ReceiveAll(connection);
-        }) {}
-
-  Outcome Received(const Words& arguments) const {
-    return Fairlead(server_.Arguments("recv") + kAgain + arguments);
-  }
-
- private:
-  const Words answers_;
-  SerialServer server_;
-};
 
 TEST(RecvReconnectTest, AFrameThatIsCutIsReportedAndFailsInTheEnd) {
   const Answers answers({"\3one\5tw", "\3two\5th", "\5three"});
