@@ -11,6 +11,7 @@ import base64
 import json
 import os
 import random
+import resource
 import socket
 import struct
 import subprocess
@@ -69,10 +70,14 @@ def reset(connection):
     connection.close()
 
 
-def run(arguments, data=b""):
+def forbid_files_to_grow():
+    resource.setrlimit(resource.RLIMIT_FSIZE, (0, 0))
+
+
+def run(arguments, data=b"", **options):
     return subprocess.run(
         [FAIRLEAD, *arguments, "-view", "json"], input=data,
-        capture_output=True, check=False)
+        capture_output=True, check=False, **options)
 
 
 def payload(events, kind):
@@ -248,6 +253,38 @@ class EventsTest(unittest.TestCase):
         self.check(run(["send", "-demo", "-file", "/nonexistent"]), 26, ["error"])
 
     def test_a_file_in_place_of_standard_output(self):
+    def test_a_key_that_cannot_be_read(self):
+        self.check(
+            run(["send", "-demo", "-text", "a", "-cipher", "aes",
+                 "-keyfile", "/nonexistent"]), 26, ["error"])
+
+    def test_a_log_that_cannot_be_opened(self):
+        for command in (["send", "-demo", "-text", "a"], ["recv", "-demo"],
+                        ["listen", "-port", "0"]):
+            self.check(run([*command, "-log", "/nonexistent/log"]), 23, ["error"])
+
+    def test_a_log_that_cannot_grow(self):
+        with tempfile.TemporaryDirectory() as folder:
+            log = os.path.join(folder, "log")
+            self.check(
+                run(["send", "-demo", "-text", "a", "-log", log, *FOREVER],
+                    preexec_fn=forbid_files_to_grow), 23,
+                ["resolved", "connected", "sent", "received", "closed", "error"])
+            self.check(
+                self.listen(["-log", log], lambda peer: None,
+                            preexec_fn=forbid_files_to_grow), 23,
+                ["connected", "closed", "error"])
+
+    def test_a_file_that_is_the_log_gets_no_event(self):
+        with tempfile.NamedTemporaryFile() as file:
+            file.write(b"precious")
+            file.flush()
+            done = run(["send", "-demo", "-text", "a", "-out", file.name,
+                        "-log", file.name])
+            self.assertEqual(done.returncode, 2)
+            with open(file.name, "rb") as after:
+                self.assertEqual(after.read(), b"precious")
+
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "events")
             done = run(["send", "-demo", "-text", "hello", "-out", path, *FOREVER])
@@ -257,11 +294,11 @@ class EventsTest(unittest.TestCase):
                     kinds(self.events(file.read())),
                     ["resolved", "connected", "sent", "received", "closed"])
 
-    def listen(self, arguments, script):
+    def listen(self, arguments, script, **options):
         """Returns a server that has served a peer with the script."""
         with subprocess.Popen(
                 [FAIRLEAD, "listen", "-port", "0", "-view", "json", *arguments],
-                stdout=subprocess.PIPE, stderr=subprocess.PIPE) as server:
+                stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options) as server:
             port = int(server.stderr.readline().split()[-1])
             with socket.create_connection(("127.0.0.1", port)) as peer:
                 script(peer)

@@ -42,12 +42,12 @@ bool IsUnreachable(ExitStatus status) {
 
 class ExchangeRunner {
  public:
-  ExchangeRunner(ExchangePlan& plan, const Output& output,
-                 const DemoService& service, const Talk& talk);
+  ExchangeRunner(ExchangePlan& plan, const Output& output, const Talk& talk);
 
-  ExitStatus Run();
+  ExitStatus Run(const DemoService& service);
 
  private:
+  void Prepare(const DemoService& service);
   void OpenLog();
   void ReportTimeoutTo(ExchangeLog* log);
   void ReadKey();
@@ -55,12 +55,13 @@ class ExchangeRunner {
   ExitStatus RunRepeatedly();
   ExitStatus RunAndReport();
   void Logged(const std::function<void()>& step);
+  void RunOnceAndCheckLog();
   void RunOnce();
   std::optional<std::string> TryOnce(Conversation& conversation);
   std::string Announcement(const Failure& failure,
                            const Conversation& conversation);
-  void AwaitNextAttempt();
   Clock::time_point EndOfSilence() const;
+  void AwaitNextAttempt();
 
   ExchangePlan& plan_;
   const Talk& talk_;
@@ -70,22 +71,29 @@ class ExchangeRunner {
   std::optional<DemoServer> demo_;
   int failed_attempts_ = 0;  // Of this run.
   bool has_talked_ = false;  // A connection of this run has ended.
-};
 
   // When this run received its last byte, or was first connected.
   Clock::time_point silent_since_;
+};
 
 ExchangeRunner::ExchangeRunner(ExchangePlan& plan, const Output& output,
-                               const DemoService& service, const Talk& talk)
+                               const Talk& talk)
     : plan_(plan),
       talk_(talk),
       display_(output, plan.settings.view, plan.settings.out),
       limit_(plan.settings.command, plan.settings.timeout) {
   if (plan.changes) display_.ShowOnlyChanges();
   if (plan.MayReconnect()) display_.ExpectMorePeers();
-  OpenLog();
-  ReadKey();
-  StartDemo(service);
+}
+
+// A file that is both shown and logged to must get neither an event nor a line.
+void ExchangeRunner::Prepare(const DemoService& service) {
+  Logged([this] { OpenLog(); });
+  CheckDistinct(kOut, plan_.settings.out.path, kLog, plan_.log);
+  Logged([&] {
+    ReadKey();
+    StartDemo(service);
+  });
 }
 
 void ExchangeRunner::OpenLog() {
@@ -95,7 +103,6 @@ void ExchangeRunner::OpenLog() {
   log_ = std::make_unique<ExchangeLog>(plan_.log, plan_.crlf);
   ReportTimeoutTo(log_.get());
   if (plan_.log_data) display_.LogData(*log_, *plan_.log_data);
-  CheckDistinct(kOut, plan_.settings.out.path, kLog, plan_.log);
 }
 
 // The timer thread must not read a pointer that is being set.
@@ -122,12 +129,13 @@ void ExchangeRunner::StartDemo(const DemoService& service) {
   plan_.settings.port = demo_->port();
 }
 
-ExitStatus ExchangeRunner::Run() {
+ExitStatus ExchangeRunner::Run(const DemoService& service) {
+  Prepare(service);
   ExitStatus status = kDone;
   if (plan_.repeats)
     status = RunRepeatedly();
   else
-    Logged([this] { RunOnce(); });
+    Logged([this] { RunOnceAndCheckLog(); });
   Logged([this] { display_.Close(); });
   return status;
 }
@@ -148,7 +156,7 @@ ExitStatus ExchangeRunner::RunRepeatedly() {
 
 ExitStatus ExchangeRunner::RunAndReport() {
   try {
-    Logged([this] { RunOnce(); });
+    Logged([this] { RunOnceAndCheckLog(); });
     return kDone;
   } catch (const Failure& failure) {
     if (!MayPass(failure.status())) throw;
@@ -165,6 +173,10 @@ void ExchangeRunner::Logged(const std::function<void()>& step) {
     display_.Failed(failure.status(), failure.what());
     throw;
   }
+}
+
+void ExchangeRunner::RunOnceAndCheckLog() {
+  RunOnce();
   if (log_) log_->Check();
 }
 
@@ -181,6 +193,7 @@ void ExchangeRunner::RunOnce() {
     if (!next) return;
     conversation.Tell(*next);
     AwaitNextAttempt();
+    if (Clock::now() >= EndOfSilence()) return conversation.EndInSilence();
   }
 }
 
@@ -188,12 +201,13 @@ void ExchangeRunner::RunOnce() {
 std::optional<std::string> ExchangeRunner::TryOnce(Conversation& conversation) {
   try {
     if (!talk_(conversation, limit_)) return std::nullopt;
+    if (!has_talked_ || conversation.HasReceived())
+      silent_since_ = conversation.silent_since();
     has_talked_ = true;
     return Concat("connecting again in ", DurationText(plan_.retry_delay), ": ",
                   conversation.Ending());
   } catch (const Failure& failure) {
     return Announcement(failure, conversation);
-    if (Clock::now() >= EndOfSilence()) return conversation.EndInSilence();
   }
 }
 
@@ -201,8 +215,6 @@ std::optional<std::string> ExchangeRunner::TryOnce(Conversation& conversation) {
 std::string ExchangeRunner::Announcement(const Failure& failure,
                                          const Conversation& conversation) {
   const std::string when =
-    if (!has_talked_ || conversation.HasReceived())
-      silent_since_ = conversation.silent_since();
       Concat(" in ", DurationText(plan_.retry_delay), ": ", failure.what());
   if (has_talked_ && IsUnreachable(failure.status()))
     return Concat("connecting again", when);
@@ -213,6 +225,15 @@ std::string ExchangeRunner::Announcement(const Failure& failure,
   ++failed_attempts_;
   return Concat("attempt ", failed_attempts_ + 1, " of ", plan_.retries + 1,
                 when);
+}
+
+// Returns when -reconnect ends because no connection has received anything for
+// the idle time. Before the first connection there is no such time.
+Clock::time_point ExchangeRunner::EndOfSilence() const {
+  const auto& idle = plan_.settings.limits.idle;
+  if (!plan_.reconnects || !has_talked_ || !idle)
+    return Clock::time_point::max();
+  return silent_since_ + *idle;
 }
 
 // With -reconnect, the time limit is for all connections together.
@@ -228,20 +249,11 @@ void ExchangeRunner::AwaitNextAttempt() {
 
 }  // namespace
 
-// Returns when -reconnect ends because no connection has received anything for
-// the idle time. Before the first connection there is no such time.
-Clock::time_point ExchangeRunner::EndOfSilence() const {
-  const auto& idle = plan_.settings.limits.idle;
-  if (!plan_.reconnects || !has_talked_ || !idle)
-    return Clock::time_point::max();
-  return silent_since_ + *idle;
-}
-
 ExitStatus RunExchange(ExchangePlan& plan, const Output& output,
                        const DemoService& service, const Talk& talk) {
   SetQuiet(plan.settings.quiet);
   plan.profile.Save();
-  return ExchangeRunner(plan, output, service, talk).Run();
+  return ExchangeRunner(plan, output, talk).Run(service);
 }
 
 }  // namespace fairlead::tool

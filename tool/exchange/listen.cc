@@ -329,15 +329,16 @@ ExitStatus Listen(const Arguments& arguments, const Output& output) {
   CheckDistinct(arguments, kLog, kReplyfile);
   SetQuiet(arguments.Has(kQuiet));
   Display display(output, arguments.Chosen<View>(kView), {});
-  Watch watch(arguments, display);
+  std::optional<Watch> watch;
   try {
-    Run(arguments, display, watch);
+    watch.emplace(arguments, display);
+    Run(arguments, display, *watch);
+    watch->CheckLog();
   } catch (const Failure& failure) {
-    watch.Log(Failed(failure.what()));
+    if (watch) watch->Log(Failed(failure.what()));
     display.Failed(failure.status(), failure.what());
     throw;
   }
-  watch.CheckLog();
   return kDone;
 }
 
