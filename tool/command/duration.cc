@@ -117,4 +117,11 @@ std::string DurationText(milliseconds duration) {
   return Concat(count / 1000, fraction == "." ? "" : fraction, " s");
 }
 
+std::string MillisecondsText(std::chrono::nanoseconds duration) {
+  constexpr std::int64_t kHundredth = 10'000;  // In nanoseconds.
+  const std::int64_t hundredths = duration.count() / kHundredth;
+  const std::string digits = Concat(100 + hundredths % 100);
+  return Concat(hundredths / 100, ".", digits.substr(1));
+}
+
 }  // namespace fairlead::tool

@@ -45,6 +45,10 @@ std::string DurationArgument(std::chrono::milliseconds duration);
 /// in seconds: "500 ms", "1 s", "1.5 s", "120 s".
 std::string DurationText(std::chrono::milliseconds duration);
 
+/// Returns the milliseconds of a duration that is not negative, rounded down to
+/// hundredths: "0.41".
+std::string MillisecondsText(std::chrono::nanoseconds duration);
+
 }  // namespace fairlead::tool
 
 #endif  // FAIRLEAD_TOOL_COMMAND_DURATION_H_

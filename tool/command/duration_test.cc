@@ -137,5 +137,13 @@ TEST(DurationTest, AMessageHasMillisecondsOrSeconds) {
     EXPECT_EQ(DurationText(milliseconds(count)), text);
 }
 
+TEST(DurationTest, MillisecondsHaveTwoDecimals) {
+  using std::chrono::nanoseconds;
+  EXPECT_EQ(MillisecondsText(nanoseconds(0)), "0.00");
+  EXPECT_EQ(MillisecondsText(nanoseconds(59'999)), "0.05");
+  EXPECT_EQ(MillisecondsText(nanoseconds(410'000)), "0.41");
+  EXPECT_EQ(MillisecondsText(nanoseconds(30'000'990'000)), "30000.99");
+}
+
 }  // namespace
 }  // namespace fairlead::tool::duration_test

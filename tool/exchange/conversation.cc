@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
-#include <ratio>
 #include <string>
 #include <utility>
 
@@ -140,7 +139,8 @@ void Conversation::Connect() {
   reception_.Begin();
   if (!settings_.out.path.empty())
     limit_.Enter(Concat("opening ", Quoted(settings_.out.path)));
-  display_.Connected(Concat(result_.address, ":", settings_.port));
+  display_.Connected(Concat(result_.address, ":", settings_.port),
+                     connect_time_);
 }
 
 ExchangeOptions Conversation::Options() {
@@ -180,12 +180,8 @@ void Conversation::FailToConnect() const {
 // "connected in 0.41 ms"
 void Conversation::ShowConnectTime() {
   if (settings_.quiet) return;
-  const auto hundredths = std::chrono::duration_cast<
-      std::chrono::duration<std::int64_t, std::ratio<1, 100'000>>>(
-      connect_time_);
-  const std::string digits = Concat(100 + hundredths.count() % 100);
-  display_.Result(Concat("connected in ", hundredths.count() / 100, ".",
-                         digits.substr(1), " ms\n"));
+  display_.Result(
+      Concat("connected in ", MillisecondsText(connect_time_), " ms\n"));
 }
 
 // What a sink does, such as writing to a slow reader, is outside the exchange.
@@ -238,11 +234,11 @@ void Conversation::Converse(const ExchangeInput& input, const Input& source) {
 }
 
 // A bar would be drawn over what is printed.
-  silent_since_ = TimeLimit::Clock::now();
 bool Conversation::Take(std::string_view bytes, const TheTime& time) {
   if (bytes.empty()) return reception_.TakeEnd();
   progress_.reset();
   LogReceived(bytes.size());
+  silent_since_ = TimeLimit::Clock::now();
   result_.received += bytes.size();
   has_enough_ = reception_.Take(bytes, time) || has_enough_;
   if (reception_.IsDecided()) throw Decided();
@@ -321,6 +317,10 @@ void Conversation::ReportCut() {
   if (!cut) return;
   const std::string text = Concat(cut->what(), "; ", Ending());
   Log(Failed(text));
+  display_.Failed(cut->status(), text);
+  PrintError(settings_.command, text);
+}
+
 void Conversation::EndInSilence() {
   reception_.Begin();
   result_.end = ExchangeEnd::kSilence;
@@ -328,10 +328,6 @@ void Conversation::EndInSilence() {
   result_.error = 0;
   Log(Ending());
   CheckOutcome();
-}
-
-  display_.Failed(cut->status(), text);
-  PrintError(settings_.command, text);
 }
 
 void Conversation::TellSuccess() const {

@@ -83,14 +83,15 @@ void Display::Resolved(std::string_view host, std::string_view address) {
   if (HasEvents()) Write(event::Resolved(TheTime(), host, address));
 }
 
-void Display::Connected(const std::string& peer) {
+void Display::Connected(const std::string& peer,
+                        std::optional<std::chrono::nanoseconds> took) {
   SetPeer(peer);
   {
     const std::lock_guard lock(mutex_);
     destination_.Open();
   }
   if (changes_) changes_->Begin();
-  if (HasEvents()) Write(event::Connected(TheTime(), peer));
+  if (HasEvents()) Write(event::Connected(TheTime(), peer, took));
 }
 
 void Display::Sent(std::string_view piece, bool ends_message) {

@@ -3,6 +3,7 @@
 #ifndef FAIRLEAD_TOOL_EXCHANGE_DISPLAY_H_
 #define FAIRLEAD_TOOL_EXCHANGE_DISPLAY_H_
 
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -76,8 +77,10 @@ class Display {
 
   /// Begins an answer. Opens the file, if it is not open, and sets the peer.
   ///
+  /// @param took how long connecting took, if that is known
   /// @throws Failure with kCannotWrite if the file cannot be opened
-  void Connected(const std::string& peer);
+  void Connected(const std::string& peer,
+                 std::optional<std::chrono::nanoseconds> took = {});
 
   /// Sets the peer that later events name: "127.0.0.1:7000". Not while another
   /// thread sends.

@@ -11,6 +11,7 @@
 #include "tool/base/base64.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
+#include "tool/command/duration.h"
 
 namespace fairlead::tool::event {
 namespace {
@@ -31,6 +32,12 @@ class Object {
   Object& Add(std::string_view name, std::uint64_t value) {
     AddName(name);
     text_ += std::to_string(value);
+    return *this;
+  }
+
+  Object& AddMilliseconds(std::chrono::nanoseconds duration) {
+    AddName("milliseconds");
+    text_ += MillisecondsText(duration);
     return *this;
   }
 
@@ -76,8 +83,12 @@ std::string Resolved(const TheTime& time, std::string_view host,
       .Line();
 }
 
-std::string Connected(const TheTime& time, std::string_view peer) {
-  return Object("connected", time).Add("peer", peer).Line();
+std::string Connected(const TheTime& time, std::string_view peer,
+                      std::optional<std::chrono::nanoseconds> took) {
+  Object object("connected", time);
+  object.Add("peer", peer);
+  if (took) object.AddMilliseconds(*took);
+  return object.Line();
 }
 
 std::string Sent(const TheTime& time, std::string_view peer,

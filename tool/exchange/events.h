@@ -3,7 +3,9 @@
 #ifndef FAIRLEAD_TOOL_EXCHANGE_EVENTS_H_
 #define FAIRLEAD_TOOL_EXCHANGE_EVENTS_H_
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -21,7 +23,10 @@ std::string UtcTime(const TheTime& time);
 
 std::string Resolved(const TheTime& time, std::string_view host,
                      std::string_view address);
-std::string Connected(const TheTime& time, std::string_view peer);
+
+/// @param took how long connecting took, if that is known
+std::string Connected(const TheTime& time, std::string_view peer,
+                      std::optional<std::chrono::nanoseconds> took = {});
 
 /// Returns the event of a message that was handed to the system.
 std::string Sent(const TheTime& time, std::string_view peer,

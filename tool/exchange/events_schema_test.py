@@ -144,6 +144,7 @@ class EventsTest(unittest.TestCase):
             run(["send", "-demo", "-none", *FOREVER]), 0,
             ["resolved", "connected", "closed"])
         self.assertEqual(events[-1]["reason"], "only connected")
+        self.assertLess(events[1]["milliseconds"], 86_400_000)
 
     def test_random_bytes_come_back_whole(self):
         seed = random.randrange(1 << 32)
@@ -252,7 +253,6 @@ class EventsTest(unittest.TestCase):
     def test_a_body_that_cannot_be_read(self):
         self.check(run(["send", "-demo", "-file", "/nonexistent"]), 26, ["error"])
 
-    def test_a_file_in_place_of_standard_output(self):
     def test_a_key_that_cannot_be_read(self):
         self.check(
             run(["send", "-demo", "-text", "a", "-cipher", "aes",
@@ -285,6 +285,7 @@ class EventsTest(unittest.TestCase):
             with open(file.name, "rb") as after:
                 self.assertEqual(after.read(), b"precious")
 
+    def test_a_file_in_place_of_standard_output(self):
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "events")
             done = run(["send", "-demo", "-text", "hello", "-out", path, *FOREVER])
@@ -313,6 +314,7 @@ class EventsTest(unittest.TestCase):
             self.assertEqual(receive_all(peer), b"hi\xfe")
         events = self.check(self.listen(["-echo"], script), 0,
                             ["connected", "received", "sent", "closed"])
+        self.assertNotIn("milliseconds", events[0])
         self.assertEqual(payload(events, "received"), b"hi\xfe")
         self.assertEqual(payload(events, "sent"), b"hi\xfe")
         self.assertEqual((events[-1]["sent"], events[-1]["received"]), (3, 3))
@@ -347,7 +349,7 @@ TIME = "2026-01-31T12:00:00.123Z"
 PEER = "127.0.0.1:7000"
 VALID = [
     {"event": "resolved", "time": TIME, "host": "box", "address": "127.0.0.1"},
-    {"event": "connected", "time": TIME, "peer": PEER},
+    {"event": "connected", "time": TIME, "peer": PEER, "milliseconds": 0.41},
     {"event": "sent", "time": TIME, "peer": PEER, "bytes": 1, "data": "/w=="},
     {"event": "received", "time": TIME, "peer": PEER, "bytes": 1, "data": "YQ==",
      "text": "a"},
@@ -362,6 +364,7 @@ WRONG = {
     "host": [None, 1],
     "address": ["box", "127.0.0.1:7000", "127.0.0.1 "],
     "peer": ["127.0.0.1", "box:7000", ":7000", None],
+    "milliseconds": [-0.01, "0.41", None],
     "bytes": [-1, 1.5, "1"],
     "data": ["YQ", "YQ=", "Y Q=", "YQ==\nYQ==", "61=", None],
     "text": [None, 1],
@@ -389,7 +392,7 @@ class SchemaTest(unittest.TestCase):
 
     def test_it_rejects_a_missing_member(self):
         for event in VALID:
-            for name in event.keys() - {"text"}:
+            for name in event.keys() - {"text", "milliseconds"}:
                 self.reject({key: event[key] for key in event.keys() - {name}})
 
     def test_it_rejects_another_member(self):

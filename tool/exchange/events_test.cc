@@ -4,11 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 
 namespace fairlead::tool::events_test {
 namespace {
 
+using std::chrono_literals::operator""ns;
 using std::string_literals::operator""s;
 
 TheTime At(std::time_t seconds, long nanoseconds) {  // NOLINT(*-runtime-int)
@@ -38,6 +40,10 @@ TEST(EventsTest, EachIsOneObjectOnALine) {
   EXPECT_EQ(event::Connected(kNoon, kPeer),
             R"({"event":"connected","time":"2026-01-31T12:00:00.123Z",)"
             R"("peer":"127.0.0.1:7000"})"
+            "\n");
+  EXPECT_EQ(event::Connected(kNoon, kPeer, 1'059'999ns),
+            R"({"event":"connected","time":"2026-01-31T12:00:00.123Z",)"
+            R"("peer":"127.0.0.1:7000","milliseconds":1.05})"
             "\n");
   EXPECT_EQ(event::Sent(kNoon, kPeer, "PING\r\n"),
             R"({"event":"sent","time":"2026-01-31T12:00:00.123Z",)"
