@@ -31,6 +31,18 @@ void CheckDistinct(const Parameter& written, const std::string& written_path,
                        " name the same file, ", Quoted(written_path)));
 }
 
+void CheckIsNotInput(const Parameter& written, const std::string& written_path,
+                     const Parameter& read) {
+  struct stat target = {};
+  struct stat input = {};
+  if (stat(written_path.c_str(), &target) != 0 || !S_ISREG(target.st_mode))
+    return;
+  if (fstat(STDIN_FILENO, &input) != 0 || !IsSameFile(target, input)) return;
+  throw Failure(kWrongUsage,
+                Concat("-", written.name, " names the file that -", read.name,
+                       " reads, ", Quoted(written_path)));
+}
+
 bool IsStandardInput(const char* path) {
   struct stat file = {};
   struct stat input = {};

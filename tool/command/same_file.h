@@ -27,6 +27,13 @@ void CheckDistinct(const Arguments<kTable>& arguments,
                   arguments.Text(read));
 }
 
+/// Throws if the file to write is a regular file and standard input.
+///
+/// @param read the parameter that asks for standard input
+/// @throws Failure with kWrongUsage
+void CheckIsNotInput(const Parameter& written, const std::string& written_path,
+                     const Parameter& read);
+
 /// Returns whether the path leads to standard input, unless that is a regular
 /// file, which can be read twice.
 bool IsStandardInput(const char* path);

@@ -54,6 +54,11 @@ void ExchangePlan::CheckIsOnlyRead(const Parameter& parameter,
   CheckDistinct(kOut, settings.out.path, parameter, path);
 }
 
+void ExchangePlan::CheckInputIsOnlyRead(const Parameter& parameter) const {
+  CheckIsNotInput(kLog, log, parameter);
+  CheckIsNotInput(kOut, settings.out.path, parameter);
+}
+
 void ExchangePlan::Reconnect() {
   reconnects = true;
   if (!profile.Has(kTimeout)) settings.timeout = std::nullopt;

@@ -47,6 +47,9 @@ struct ExchangePlan {
   void CheckIsOnlyRead(const Parameter& parameter,
                        const std::string& path) const;
 
+  /// Does the same for standard input, which the parameter asks for.
+  void CheckInputIsOnlyRead(const Parameter& parameter) const;
+
   /// Connects again whenever the peer leaves. Limits of time then have no
   /// defaults.
   void Reconnect();

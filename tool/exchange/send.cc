@@ -59,6 +59,7 @@ class SendPlan {
     CheckAlone(arguments);
     exchange.CheckIsOnlyRead(kFile, arguments.Text(kFile));
     exchange.CheckIsOnlyRead(kScript, script);
+    if (arguments.Has(kStdin)) exchange.CheckInputIsOnlyRead(kStdin);
     if (is_read_once && exchange.repeats)
       throw Failure(
           kWrongUsage,

@@ -206,6 +206,22 @@ TEST_F(SendOutTest, AnInputOfTheCommandIsNotOverwritten) {
   EXPECT_EQ(internal::ReadFile(settings), "[p]\n");
 }
 
+TEST_F(SendOutTest, AFileThatIsStandardInputIsNotOverwritten) {
+  const std::string body = folder_.File("body", "precious");
+  for (const std::string written : {"-out", "-log"}) {
+    const Outcome same = RunProgram(
+        {.arguments = {"-c",
+                       "exec \"$0\" send -demo -stdin \"$1\" \"$2\" <\"$2\"",
+                       FAIRLEAD_PROGRAM, written, body},
+         .program = "/bin/sh"});
+    EXPECT_EQ(same.error, "fairlead send: " + written +
+                              " names the file that -stdin reads, '" + body +
+                              "'\n");
+    EXPECT_EQ(same.status, 2);
+    EXPECT_EQ(internal::ReadFile(body), "precious");
+  }
+}
+
 // Neither exists before: the names differ.
 TEST_F(SendOutTest, TheLogIsNotOverwritten) {
   const Outcome outcome = Send(
