@@ -356,7 +356,9 @@ constexpr auto kExamples = std::to_array<Example>({
 constexpr auto kStatuses = std::to_array<Status>({
     {kDone, "success: the connections of -count have ended, in any way"},
     {kWrongUsage, "wrong usage"},
-    {kNotConnected, "the address or the port cannot be listened on"},
+    {kNotConnected,
+     "the address or the port cannot be listened on, or the system cannot "
+     "start a thread"},
     {kCannotWrite, "standard output or the log cannot be written"},
     {kCannotRead, "the file of -replyfile cannot be read"},
     {kTimeIsOver, "the time limit of -timeout was reached"},

@@ -66,7 +66,8 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kWrongUsage, "wrong usage"},
     {kMalformedInput, "the settings file or the key file is malformed"},
     {kNotResolved, "the host name was not resolved"},
-    {kNotConnected, "no connection could be made"},
+    {kNotConnected,
+     "no connection could be made, or the system cannot start a thread"},
     {kCutShort,
      "something was received, but less than -messages, -bytes or -lines asks "
      "for, or a frame was cut"},

@@ -1,5 +1,6 @@
 // The command `recv` as a process.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -10,6 +11,8 @@
 
 namespace fairlead::tool::recv_command_test {
 namespace {
+
+using testing::HasSubstr;
 
 TEST(RecvCommandTest, PrintsTheGreetingOfTheBuiltInServer) {
   const Outcome outcome = Fairlead({"recv", "-demo", "-idle", "86400"});
@@ -131,6 +134,26 @@ TEST(RecvCommandTest, NeedsAServer) {
   EXPECT_EQ(Fairlead({"recv", "-demo", "-host", "x"}).error,
             "fairlead recv: -host and -demo cannot be combined; see 'fairlead "
             "help recv'\n");
+}
+
+// The time limit has a thread, which the system refuses.
+TEST(RecvCommandTest, WithoutAThreadNoConnectionIsMade) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  for (const Words& command :
+       {Words{"recv", "-demo"}, Words{"listen", "-port", "0"}}) {
+    const Outcome outcome =
+        RunProgram({.arguments = WithFault("clone3:error=EAGAIN") +
+                                 (Words{FAIRLEAD_PROGRAM} + command),
+                    .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+                    .program = "strace"});
+    EXPECT_EQ(outcome.error,
+              "fairlead " + command.front() +
+                  ": cannot start a thread: Resource temporarily "
+                  "unavailable\n");
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_THAT(OneLine(Fairlead({"help", command.front()}).output),
+                HasSubstr("or the system cannot start a thread"));
+  }
 }
 
 }  // namespace

@@ -268,7 +268,8 @@ constexpr auto kStatuses = std::to_array<Status>({
     {kMalformedInput,
      "the settings file, the key file or the script is malformed"},
     {kNotResolved, "the host name was not resolved"},
-    {kNotConnected, "no connection could be made"},
+    {kNotConnected,
+     "no connection could be made, or the system cannot start a thread"},
     {kCutShort,
      "something was received, but less than -messages, -bytes or -lines asks "
      "for, the server closed before the script was done, or a frame was cut"},
