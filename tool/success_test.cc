@@ -1,4 +1,4 @@
-// A command that succeeds says nothing on standard error.
+// A command that succeeds and needs no peer prints nothing on standard error.
 
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ constexpr std::array<const char*, 4> kContents = {
     "[server]\nport=80\n[cache]\nlimit=4k\n", "[server]\n#port=80\n",
     "[server]\nhost=a\n", "[other]\n"};
 
-bool NeedsServer(std::string_view line) {
+bool NeedsPeer(std::string_view line) {
   return std::ranges::any_of(
       std::array{" -host ", " -port ", " -settings ", " listen "},
       [line](std::string_view word) {
@@ -62,7 +62,7 @@ Outcome FirstSuccess(std::string_view line) {
 
 void ExpectSilent(const Command& command) {
   for (const Example& example : command.examples) {
-    if (NeedsServer(example.line)) continue;
+    if (NeedsPeer(example.line)) continue;
     SCOPED_TRACE(example.line);
     const Outcome outcome = FirstSuccess(example.line);
     EXPECT_EQ(outcome.status, 0);
@@ -70,7 +70,7 @@ void ExpectSilent(const Command& command) {
   }
 }
 
-TEST(SuccessTest, EveryExampleIsSilentOnStandardError) {
+TEST(SuccessTest, EveryExampleWithoutAPeerIsSilentOnStandardError) {
   for (const Command* const command : Commands()) {
     ExpectSilent(*command);
     for (const Command* const subcommand : command->subcommands)
