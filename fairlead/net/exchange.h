@@ -45,7 +45,10 @@ struct ExchangeLimits {
   using Limit = std::optional<std::chrono::milliseconds>;
 
   Limit total = std::chrono::seconds(30);  ///< From Connect() on.
-  Limit connect = {};                      ///< For each address.
+
+  /// For each address. Without it, an address that does not answer may take all
+  /// of `total`, and the next ones are not tried.
+  Limit connect = {};
 
   /// Between two bytes, in either direction. It does not count while the input
   /// has nothing to send and the peer has not closed.

@@ -31,7 +31,8 @@ inline constexpr Parameter kNone = {
     .kind = Kind::kSwitch,
     .group = Group::kWhat,
     .help =
-        "only connect and close: is the port open? Not with stop rules, "
+        "only connect and close: is the port open? Prints how long connecting "
+        "took, unless -quiet is given. Not with stop rules, "
         "-halfclose, -changes, -logdata, a cipher, -sum, -eol, -pascal or "
         "-prefix"};
 inline constexpr Parameter kScript = {

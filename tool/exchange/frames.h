@@ -42,7 +42,8 @@ inline constexpr Parameter kPrefixadd = {
     .group = Group::kHow,
     .help =
         "the number in the prefix is the length plus N, from -65535 to 65535: "
-        "4 if a prefix of four bytes counts itself, too",
+        "4 if a prefix of four bytes counts itself, too; ' -4', with a space, "
+        "for a negative one",
     .remedy = kLeadWithSpace};
 
 /// What PrefixOf() reads.

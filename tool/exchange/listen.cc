@@ -65,7 +65,8 @@ constexpr Parameter kReplyfile = {
     .kind = Kind::kFile,
     .group = Group::kWhat,
     .help =
-        "send the bytes of FILE instead, as they are when listening begins"};
+        "send the bytes of FILE instead, which is read into memory when "
+        "listening begins"};
 constexpr Parameter kEcho = {.name = "echo",
                              .kind = Kind::kSwitch,
                              .group = Group::kWhat,

@@ -38,7 +38,9 @@ inline constexpr Parameter kTimeout = {
     .placeholder = "TIME",
     .kind = Kind::kDuration,
     .group = Group::kHowLong,
-    .help = "time limit of each attempt, including name resolution",
+    .help =
+        "time limit of each attempt, including name resolution and, which "
+        "-idle does not count, waiting for a slow reader of the output",
     .range = kTimeRange,
     .unlimited = kNoLimit,
     .fallback = "30"};
@@ -55,7 +57,9 @@ inline constexpr Parameter kConnecttimeout = {
     .placeholder = "TIME",
     .kind = Kind::kDuration,
     .group = Group::kHowLong,
-    .help = "give up on an address after TIME, and try the next",
+    .help =
+        "give up on an address after TIME, and try the next; without it, one "
+        "that does not answer may take all the time of -timeout",
     .range = kTimeRange};
 inline constexpr Parameter kMessages = {
     .name = "messages",
