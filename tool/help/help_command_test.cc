@@ -106,8 +106,9 @@ TEST(HelpCommandTest, ATimeLimitIsWhatItsCommandMakesOfIt) {
     return OneLine(Fairlead({"help", command}).output);
   };
   for (const char* const name : {"send", "recv"})
-    EXPECT_THAT(help(name), HasSubstr("-timeout TIME time limit of each "
-                                      "attempt, including name resolution ["));
+    EXPECT_THAT(help(name),
+                HasSubstr("-timeout TIME time limit of each "
+                          "attempt, including name resolution and, "));
   EXPECT_THAT(help("resolve"), HasSubstr("-timeout TIME give up after TIME ["));
   EXPECT_THAT(help("listen"),
               HasSubstr("-timeout TIME end TIME after listening "
