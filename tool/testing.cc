@@ -253,7 +253,9 @@ int MostMemoryOf(pid_t process) {
   const std::string status =
       internal::ReadFile("/proc/" + std::to_string(process) + "/status");
   const std::size_t at = status.find("VmHWM:");
-  return at == std::string::npos ? 0 : std::atoi(&status[at + 6]);
+  return at == std::string::npos
+             ? 0
+             : static_cast<int>(std::strtol(&status[at + 6], nullptr, 10));
 }
 
 Outcome Fairlead(Words arguments) {
