@@ -253,9 +253,7 @@ int MostMemoryOf(pid_t process) {
   const std::string status =
       internal::ReadFile("/proc/" + std::to_string(process) + "/status");
   const std::size_t at = status.find("VmHWM:");
-  return at == std::string::npos
-             ? 0
-             : static_cast<int>(std::strtol(&status[at + 6], nullptr, 10));
+  return at == std::string::npos ? 0 : std::stoi(status.substr(at + 6));
 }
 
 Outcome Fairlead(Words arguments) {
