@@ -112,7 +112,8 @@ class ExchangeState {
  private:
   ExchangeResult ConnectToAny(const std::vector<in_addr>& addresses,
                               std::uint16_t port);
-  int ConnectTo(in_addr address, std::uint16_t port);
+  int ConnectTo(in_addr address, std::uint16_t port, const Deadline& deadline);
+  Deadline ConnectDeadline(std::size_t addresses_left) const;
   ExchangeResult Converse(ExchangeSender& sender, std::uint64_t sent_before,
                           const Sink& sink);
   void Note(const Progress& sending, std::uint64_t sent_before);
@@ -166,10 +167,11 @@ ExchangeResult ExchangeState::Connect(const std::string& host,
 ExchangeResult ExchangeState::ConnectToAny(
     const std::vector<in_addr>& addresses, std::uint16_t port) {
   int error = 0;
+  std::size_t left = addresses.size();
   for (const in_addr address : addresses) {
     result_.address = Dotted(address);
     Tell({.kind = Kind::kConnecting, .address = result_.address});
-    error = ConnectTo(address, port);
+    error = ConnectTo(address, port, ConnectDeadline(left--));
     if (error == 0) {
       Tell({.kind = Kind::kConnected, .address = result_.address});
       return End(ExchangeEnd::kDone, ExchangePhase::kConnecting);
@@ -183,14 +185,24 @@ ExchangeResult ExchangeState::ConnectToAny(
   return End(ExchangeEnd::kFailed, ExchangePhase::kConnecting, error);
 }
 
-int ExchangeState::ConnectTo(in_addr address, std::uint16_t port) {
+int ExchangeState::ConnectTo(in_addr address, std::uint16_t port,
+                             const Deadline& deadline) {
   sockaddr_in endpoint = {};
   endpoint.sin_family = AF_INET;
   endpoint.sin_port = htons(port);
   endpoint.sin_addr = address;
-  return connection_.Open(
-      endpoint, Earlier(end_of_time_, DeadlineAfter(steady_clock::now(),
-                                                    options_.limits.connect)));
+  return connection_.Open(endpoint, deadline);
+}
+
+// An address that does not answer leaves time for those after it.
+Deadline ExchangeState::ConnectDeadline(std::size_t addresses_left) const {
+  const auto now = steady_clock::now();
+  if (options_.limits.connect)
+    return Earlier(end_of_time_, DeadlineAfter(now, options_.limits.connect));
+  if (!end_of_time_) return std::nullopt;
+  const auto share =
+      (*end_of_time_ - now) / static_cast<std::int64_t>(addresses_left);
+  return now + share;
 }
 
 void ExchangeState::Close() { connection_.Close(); }

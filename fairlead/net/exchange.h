@@ -46,8 +46,8 @@ struct ExchangeLimits {
 
   Limit total = std::chrono::seconds(30);  ///< From Connect() on.
 
-  /// For each address. Without it, an address that does not answer may take all
-  /// of `total`, and the next ones are not tried.
+  /// For each address. Without it, the addresses share what is left of `total`:
+  /// the first of two that does not answer takes half of it.
   Limit connect = {};
 
   /// Between two bytes, in either direction. It does not count while the input

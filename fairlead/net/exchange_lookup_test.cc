@@ -222,9 +222,29 @@ TEST_F(ExchangeLookupTest, TriesAllAddressesWithinOneLimit) {
 TEST_F(ExchangeLookupTest, TriesNoAddressOnceTheTimeIsOver) {
   const FullPort full(kFirst);
   answer.addresses = {kFirst, kSecond};
-  const ExchangeResult result = Connect({.total = 100ms}, full.port());
+  const ExchangeResult result =
+      Connect({.total = 100ms, .connect = 1s}, full.port());
   EXPECT_EQ(result.end, ExchangeEnd::kTimeOver);
   EXPECT_EQ(result.address, "127.0.0.2");
+}
+
+// The first does not answer, and has a share of the time.
+TEST_F(ExchangeLookupTest, LeavesTimeForTheSecondAddress) {
+  const FullPort full(kFirst);
+  answer.addresses = {kFirst, kSecond};
+  const ExchangeResult result = Connect({.total = 400ms}, full.port());
+  EXPECT_EQ(result.end, ExchangeEnd::kFailed);
+  EXPECT_EQ(result.error, ECONNREFUSED);
+  EXPECT_EQ(result.address, "127.0.0.3");
+}
+
+TEST_F(ExchangeLookupTest, TheLastAddressHasTheRestOfTheTime) {
+  const FullPort first(kFirst);
+  const FullPort second(kSecond, first.port());
+  answer.addresses = {kFirst, kSecond};
+  const ExchangeResult result = Connect({.total = 100ms}, first.port());
+  EXPECT_EQ(result.end, ExchangeEnd::kTimeOver);
+  EXPECT_EQ(result.address, "127.0.0.3");
 }
 
 TEST_F(ExchangeLookupTest, NamesTheErrorOfTheSystem) {

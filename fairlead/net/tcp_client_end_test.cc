@@ -173,6 +173,7 @@ TEST(TcpClientEndTest, WakesAConsumerWhenItTerminates) {
   WaitingConsumer consumer(client);
   client.Terminate();
   consumer.Join();
+  EXPECT_FALSE(client.IsNotTerminated());
 }
 
 TEST(TcpClientEndTest, WakesAConsumerWhenThePeerCloses) {

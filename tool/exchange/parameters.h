@@ -58,8 +58,8 @@ inline constexpr Parameter kConnecttimeout = {
     .kind = Kind::kDuration,
     .group = Group::kHowLong,
     .help =
-        "give up on an address after TIME, and try the next; without it, one "
-        "that does not answer may take all the time of -timeout",
+        "give up on an address after TIME, and try the next; without it, the "
+        "addresses of a host share the time of -timeout",
     .range = kTimeRange};
 inline constexpr Parameter kMessages = {
     .name = "messages",
