@@ -59,6 +59,18 @@ bool BeginsWithC1Control(std::string_view bytes) {
          Byte(bytes[1]) >= 0x80 && Byte(bytes[1]) < 0xA0;
 }
 
+// Returns whether the bytes begin with a character that changes the order or
+// the lines in which a text is shown: U+061C, U+200E, U+200F, U+2028 to U+202E,
+// U+2066 to U+2069.
+bool BeginsWithLayoutControl(std::string_view bytes) {
+  if (bytes.starts_with("\xD8\x9C")) return true;
+  if (bytes.size() < 3) return false;
+  const unsigned last = Byte(bytes[2]);
+  if (bytes.starts_with("\xE2\x80"))
+    return last == 0x8E || last == 0x8F || (last >= 0xA8 && last <= 0xAE);
+  return bytes.starts_with("\xE2\x81") && last >= 0xA6 && last <= 0xA9;
+}
+
 std::string Spelled(char c) {
   switch (c) {
     case '\r':
@@ -75,12 +87,13 @@ std::string Spelled(char c) {
 }
 
 // Escapes every byte that is neither printable nor in `kept`, nor part of
-// UTF-8. Backslashes are escaped unless they are in `kept`.
+// UTF-8, and layout controls. Backslashes are escaped unless they are in
+// `kept`.
 std::string SpelledExcept(std::string_view kept, std::string_view bytes) {
   std::string text;
   while (!bytes.empty()) {
     const char c = bytes[0];
-    std::size_t plain = Utf8Length(bytes);
+    std::size_t plain = BeginsWithLayoutControl(bytes) ? 0 : Utf8Length(bytes);
     if ((IsPrintable(c) && c != '\\') || kept.find(c) != std::string_view::npos)
       plain = 1;
     if (plain == 0) text += Spelled(c);

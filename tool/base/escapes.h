@@ -22,7 +22,8 @@ std::string Unescaped(std::string_view text, std::string_view name);
 std::string FromHex(std::string_view digits, std::string_view name);
 
 /// Returns the bytes on one line, in a form that Unescaped() reads back.
-/// Well-formed UTF-8 stays as it is.
+/// Well-formed UTF-8 stays as it is, but for the characters that change the
+/// order or the lines in which a text is shown.
 std::string Escaped(std::string_view bytes);
 
 /// Returns the user's text between single quotes, for an error: on one line,
@@ -34,7 +35,8 @@ std::string Quoted(std::string_view text);
 std::string Shown(std::string_view text);
 
 /// Returns the bytes as a terminal may show them: newlines, tabs, backslashes
-/// and well-formed UTF-8 stay, other control bytes are escaped as in Escaped().
+/// and well-formed UTF-8 stay, other control characters are escaped as in
+/// Escaped().
 std::string Visible(std::string_view bytes);
 
 /// Returns the bytes as a JSON string, in quotation marks. Well-formed UTF-8

@@ -2,6 +2,7 @@
 
 #include "tool/base/escapes.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -13,6 +14,7 @@ namespace fairlead::tool {
 namespace {
 
 using std::string_literals::operator""s;
+using testing::StartsWith;
 
 TEST(EscapesTest, UnescapesEveryForm) {
   EXPECT_EQ(Unescaped("", "text"), "");
@@ -87,6 +89,27 @@ constexpr Utf8Case kUtf8Cases[] = {
     {"\xc3(", false},             // no continuation
     {"\xa9", false},              // nothing to continue
 };
+
+constexpr const char* kLayoutControls[] = {
+    "\u061c", "\u200e", "\u200f", "\u2028", "\u2029",
+    "\u202a", "\u202e", "\u2066", "\u2069",
+};
+constexpr const char* kNextToLayoutControls[] = {
+    "\u061b", "\u061d", "\u200d", "\u2010", "\u2027",
+    "\u202f", "\u2065", "\u206a", "\u20aa", "\u2128",
+};
+
+// They would show a name as another one.
+TEST(EscapesTest, EscapesWhatReordersAText) {
+  EXPECT_EQ(Quoted("a\u202eb\u2066"), R"('a\xe2\x80\xaeb\xe2\x81\xa6')");
+  for (const char* control : kLayoutControls) {
+    EXPECT_THAT(Escaped(control), StartsWith("\\x"));
+    EXPECT_THAT(Visible(control), StartsWith("\\x"));
+    EXPECT_TRUE(IsUtf8(control));
+  }
+  for (const char* other : kNextToLayoutControls)
+    EXPECT_EQ(Escaped(other), other);
+}
 
 TEST(EscapesTest, KeepsWellFormedUtf8Alone) {
   for (const Utf8Case& c : kUtf8Cases) {
