@@ -19,7 +19,10 @@ namespace fairlead::tool {
 namespace {
 
 constexpr std::size_t kBufferSize = 65536;
+
+// How much is read of one peer, and of all of them, before it is sent back.
 constexpr std::size_t kMostWaiting = 65536;
+constexpr std::size_t kMostWaitingInAll = std::size_t{4} << 20U;
 
 [[noreturn]] void Fail(int error) {
   throw std::system_error(error, std::generic_category());
@@ -109,7 +112,10 @@ class Listener::Connection {
 
   // Leaves out a connection that waits for nothing: if it were broken, poll()
   // would return at once, again and again.
-  pollfd Wait(ListenerEvents& events) const {
+  //
+  // @param most how much may wait to be sent back
+  pollfd Wait(ListenerEvents& events, std::size_t most) {
+    most_waiting_ = most;
     const int awaited =
         (Reads(events) ? POLLIN : 0) | (Writes(events) ? POLLOUT : 0);
     return {.fd = awaited == 0 ? -1 : socket_.number(),
@@ -132,13 +138,14 @@ class Listener::Connection {
   // The reply is not copied, so it may wait without being counted: its peer may
   // send all it has before it reads.
   bool Reads(ListenerEvents& events) const {
-    return left_ > 0 && echo_.size() <= kMostWaiting &&
+    return left_ > 0 && echo_.size() < most_waiting_ &&
            events.TakesReceived(peer_);
   }
 
   void Read(std::vector<char>& buffer, ListenerEvents& events) {
-    const ssize_t got = recv(socket_.number(), buffer.data(),
-                             std::min(buffer.size(), left_), 0);
+    const ssize_t got =
+        recv(socket_.number(), buffer.data(),
+             std::min({buffer.size(), left_, most_waiting_ - echo_.size()}), 0);
     if (got > 0)
       return Take({buffer.data(), static_cast<std::size_t>(got)}, events);
     if (got == -1 && IsTransient(errno)) return;
@@ -187,8 +194,9 @@ class Listener::Connection {
 
   const Descriptor socket_;
   PeerAccount peer_;
-  std::string_view reply_;  // What of it is not sent yet.
-  std::string echo_;        // Received, and not sent back yet.
+  std::string_view reply_;                   // What of it is not sent yet.
+  std::string echo_;                         // Received, and not sent back yet.
+  std::size_t most_waiting_ = kMostWaiting;  // Of that.
   bool echoes_;
   std::size_t left_;  // Bytes to receive; 0 also after the peer's end.
   int error_ = 0;
@@ -211,8 +219,10 @@ void Listener::Serve(ListenerEvents& events, int stop) {
               .events = POLLIN,
               .revents = 0}};
     const std::size_t before = waits.size();
+    const std::size_t most = std::clamp<std::size_t>(
+        kMostWaitingInAll / (connections_.size() + 1), 1, kMostWaiting);
     for (const auto& connection : connections_)
-      waits.push_back(connection->Wait(events));
+      waits.push_back(connection->Wait(events, most));
     while (poll(waits.data(), waits.size(), -1) == -1)
       if (errno != EINTR) Fail(errno);
     if (waits[0].revents != 0) return;
