@@ -17,9 +17,16 @@ BodyStream::BodyStream(const BodyPlan& plan, const Input& source,
       on_message_(std::move(on_message)),
       sum_(NewSum(plan)) {
   if (key) encryption_.emplace(*key, Direction::kEncrypt);
-  if (!plan.prefix || plan.per_line) return;
-  left_ = source.size();
-  lead_ = PrefixBefore(plan.CompletedSize(*left_), *plan.prefix);
+  if (plan.per_line || source.size() == 0) return;
+  sent_size_ = plan.CompletedSize(source.size());
+  if (plan.prefix) {
+    lead_ = PrefixBefore(sent_size_, *plan.prefix);
+    left_ = source.size();
+  }
+  sent_size_ += lead_.size();
+  if (key && key->cipher == Cipher::kAesEcb)
+    sent_size_ += (CipherStream::kBlock - sent_size_ % CipherStream::kBlock) %
+                  CipherStream::kBlock;
 }
 
 std::optional<std::string_view> BodyStream::Take(std::string_view bytes,

@@ -41,6 +41,9 @@ class BodyStream {
   std::optional<std::string_view> Take(std::string_view bytes,
                                        bool at_end) noexcept;
 
+  /// Returns how many bytes are sent in all; 0 if that is unknown.
+  std::uint64_t sent_size() const { return sent_size_; }
+
   /// Returns how many zero bytes padded the last message.
   std::size_t padding() const { return padding_; }
 
@@ -66,7 +69,8 @@ class BodyStream {
   const Input& source_;
   const OnMessage on_message_;
   std::optional<CipherStream> encryption_;
-  CCRC sum_;                           // Of what is sent of the message.
+  CCRC sum_;  // Of what is sent of the message.
+  std::uint64_t sent_size_ = 0;
   std::string lead_;                   // A prefix that is not sent yet.
   std::optional<std::uint64_t> left_;  // Bytes to read, if it has counted them.
   std::string held_;                   // The end of the message, not sent yet.

@@ -226,9 +226,10 @@ void Conversation::Converse(std::string_view body, std::string_view message) {
   Run(body);
 }
 
-void Conversation::Converse(const ExchangeInput& input, const Input& source) {
-  total_ = source.size();
-  source_ = source.name();
+void Conversation::Converse(const ExchangeInput& input, std::string_view source,
+                            std::uint64_t size) {
+  total_ = size;
+  source_ = source;
   Run(input);
   Log(Concat("sent ", Bytes(result_.sent)));
 }

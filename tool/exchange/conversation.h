@@ -23,7 +23,6 @@
 #include "tool/exchange/reception.h"
 #include "tool/exchange/time_limit.h"
 #include "tool/io/progress.h"
-#include "tool/io/read_file.h"
 
 namespace fairlead::tool {
 
@@ -78,8 +77,10 @@ class Conversation {
   /// the peer resets the connection after a rule was met, the rule counts.
   ///
   /// @param message what the body says, before encryption and without a prefix
+  /// @param size how many bytes are sent; 0 if that is unknown
   void Converse(std::string_view body, std::string_view message);
-  void Converse(const ExchangeInput& input, const Input& source);
+  void Converse(const ExchangeInput& input, std::string_view source,
+                std::uint64_t size);
 
   /// Runs the script of that name, and prints what is received. If the peer
   /// resets the connection after the last statement that waits, the script is

@@ -142,7 +142,7 @@ void SendStream(const SendPlan& plan, Conversation& conversation,
       .filter = [&](std::string_view bytes, bool at_end) {
         return stream.Take(bytes, at_end);
       }};
-  conversation.Converse(input, file);
+  conversation.Converse(input, file.name(), stream.sent_size());
   conversation.Close(WhyNot(stream));
   stream.Check();
   NotePadding(plan, stream.padding());

@@ -56,9 +56,11 @@ LogFile::LogFile(std::string path, bool crlf, std::streambuf* copy)
 LogFile::~LogFile() { std::cout.rdbuf(console_); }
 
 void LogFile::Write(const std::string& text) {
-  log_ << text;
   const auto added = crlf_ ? std::count(text.begin(), text.end(), '\n') : 0;
-  written_ += static_cast<std::int64_t>(text.size()) + added;
+  const auto size = static_cast<std::int64_t>(text.size()) + added;
+  if (HasNoReader()) unread_ += size;
+  log_ << text;
+  written_ += size;
 }
 
 struct stat LogFile::Status() const {
@@ -73,7 +75,16 @@ bool LogFile::IsReady() const {
   return poll(&wait, 1, 0) == 1;
 }
 
+bool LogFile::HasNoReader() const {
+  if (size_before_ != -1) return false;
+  pollfd file{.fd = file_.number(), .events = POLLOUT, .revents = 0};
+  return poll(&file, 1, 0) == 1 && (file.revents & POLLERR) != 0;
+}
+
 std::string LogFile::Missing() const {
+  if (unread_ > 0)
+    return Concat(unread_.load(), " of ", written_.load(), " bytes written to ",
+                  Quoted(path_), " are missing: no program reads it");
   const std::int64_t size = Size();
   const std::int64_t written = written_;
   const std::int64_t missing = size_before_ + written - size;

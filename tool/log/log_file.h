@@ -54,19 +54,22 @@ class LogFile {
   /// Returns a message about bytes that are missing in the file, or "".
   ///
   /// Compares sizes, so a loss is not detected if another program appends as
-  /// much, or if the file is not a regular file.
+  /// much. Of a pipe, what is written once nobody reads it is missing; of other
+  /// files that are not regular, no loss is detected.
   ///
   /// @throws Failure with kCannotWrite if the size cannot be determined
   std::string Missing() const;
 
  private:
   std::int64_t Size() const;
+  bool HasNoReader() const;
 
   const std::string path_;
   const bool crlf_;
   const Descriptor file_;
   const std::int64_t size_before_;
   std::atomic<std::int64_t> written_ = 0;
+  std::atomic<std::int64_t> unread_ = 0;
   std::streambuf* const console_;  // The previous buffer of std::cout.
   CLog log_;
 };
