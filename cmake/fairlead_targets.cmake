@@ -140,8 +140,8 @@ function(fairlead_quick_to_build target)
   target_precompile_headers(${target} REUSE_FROM fairlead_test_headers)
 endfunction()
 
-# fairlead_test(name [PRIVATE_PARTS] [OPTIMIZED] [LIBRARIES library…] [LABELS label…]
-#   [TIMEOUT seconds] [NEEDS library…] [SOURCES source…])
+# fairlead_test(name [PRIVATE_PARTS] [OPTIMIZED] [COMMAND] [LIBRARIES library…]
+#   [LABELS label…] [TIMEOUT seconds] [NEEDS library…] [SOURCES source…])
 #
 # name.cc as a GoogleTest program. Every test in it is one of ctest's; with a
 # sanitizer or counters of coverage, all of them together are one.
@@ -154,6 +154,10 @@ endfunction()
 #   faults   a system call of the tool fails, or it is killed there, under strace
 #   threads  run several threads; the target fairlead_thread_tests builds them
 #            for the thread sanitizer
+#   command  those with COMMAND
+# COMMAND is for tests that run the command fairlead, the one that the environment
+# variable FAIRLEAD_PROGRAM names. A build with a sanitizer leaves them out: those
+# of another build test its command.
 # OPTIMIZED is for a test whose own code computes for seconds.
 # A test that NEEDS Package::Component is left out, with a notice, if CMake does
 # not find the package.
@@ -162,7 +166,7 @@ function(fairlead_test name)
     return()
   endif()
   cmake_parse_arguments(PARSE_ARGV 1 arg
-    "PRIVATE_PARTS;OPTIMIZED" "TIMEOUT" "LIBRARIES;LABELS;NEEDS;SOURCES")
+    "PRIVATE_PARTS;OPTIMIZED;COMMAND" "TIMEOUT" "LIBRARIES;LABELS;NEEDS;SOURCES")
   foreach(library IN LISTS arg_NEEDS)
     string(REGEX REPLACE "::.*" "" package ${library})
     find_package(${package} QUIET)
@@ -177,6 +181,13 @@ function(fairlead_test name)
   endif()
   if(is_instrumented AND "faults" IN_LIST arg_LABELS)
     return()  # The calls of the instruments would fail too.
+  endif()
+  if(arg_COMMAND)
+    if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
+      return()
+    endif()
+    list(APPEND arg_LIBRARIES fairlead_tool_testing)
+    list(PREPEND arg_LABELS command)
   endif()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)

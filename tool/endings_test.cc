@@ -185,7 +185,7 @@ TEST(EndingsTest, AReaderThatEndsEndsItQuietly) {
       {.arguments = {"-c",
                      "{ \"$0\" ini show -file \"$1\"; echo status $? >&2; } | "
                      "head -1",
-                     FAIRLEAD_PROGRAM, folder.File("long.ini", text)},
+                     Program(), folder.File("long.ini", text)},
        .program = "/bin/sh"});
   EXPECT_EQ(outcome.output, "[a]\n");
   EXPECT_EQ(outcome.error, "status 141\n");
@@ -308,9 +308,8 @@ TEST(EndingsTest, TimesOutWhileTheOutputBlocks) {
 }
 
 TEST(EndingsTest, TimesOutWhileStandardErrorBlocks) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "the thread sanitizer flushes standard output in _exit";
-#endif
+  if (HasThreadSanitizer())
+    GTEST_SKIP() << "the thread sanitizer flushes standard output in _exit";
   const Outcome outcome =
       RunProgram({.arguments = {"recv", "-demo", "-timeout", "1", "-verbose"},
                   .error_is_stuck = true});
@@ -393,14 +392,14 @@ TEST(EndingsTest, SendingFailsWhenThePeerDoesNotRead) {
 // With these stack sizes, memory suffices for one thread but not for two: for
 // the timer, but not for the receiver.
 TEST(EndingsTest, WithoutAReceiveThreadNothingIsConnected) {
-  if (kSanitized)
+  if (IsSanitized())
     GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
   ScriptedServer server([](int connection) { ReceiveAll(connection); });
   const Outcome outcome =
       RunProgram({.arguments = Words{"-c",
                                      "ulimit -s 400000 && ulimit -v 700000 && "
                                      "exec \"$0\" \"$@\"",
-                                     FAIRLEAD_PROGRAM} +
+                                     Program()} +
                                server.Arguments("recv") + kForever,
                   .program = "/bin/sh"});
   EXPECT_EQ(outcome.status, 7);
@@ -408,14 +407,14 @@ TEST(EndingsTest, WithoutAReceiveThreadNothingIsConnected) {
 }
 
 TEST(EndingsTest, WithoutAnyThreadNothingIsConnected) {
-  if (kSanitized)
+  if (IsSanitized())
     GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
-  const Outcome outcome = RunProgram(
-      {.arguments = {"-c",
-                     "ulimit -s 400000 && ulimit -v 300000 && "
-                     "exec \"$0\" \"$@\"",
-                     FAIRLEAD_PROGRAM, "send", "-demo", "-text", "x"},
-       .program = "/bin/sh"});
+  const Outcome outcome =
+      RunProgram({.arguments = {"-c",
+                                "ulimit -s 400000 && ulimit -v 300000 && "
+                                "exec \"$0\" \"$@\"",
+                                Program(), "send", "-demo", "-text", "x"},
+                  .program = "/bin/sh"});
   EXPECT_EQ(outcome.status, 7);
   EXPECT_THAT(outcome.error, StartsWith("fairlead send: "));
 }

@@ -109,7 +109,7 @@ FaultPlace::FaultPlace(const Scenario& scenario) : scenario_(scenario) {
 Trial FaultPlace::Run(const Words& before) const {
   Outcome outcome = RunProgram(
       {.arguments = Words{"-C", path_, "timeout", "-s", "KILL", kMaxSeconds} +
-                    before + Words{FAIRLEAD_PROGRAM} + scenario_.arguments,
+                    before + Words{Program()} + scenario_.arguments,
        .input = scenario_.input,
        .program = "env"});
   return {std::move(outcome), FilesIn(path_),

@@ -255,7 +255,7 @@ TEST(TwoAddressesTest, AConnectTimeoutLeadsToTheSecond) {
   const Outcome outcome = RunProgram(InOwnNamespaces(
       "mount --bind \"$1\" /etc/hosts && exec \"$2\" send -none -verbose -host "
       "two.example -port \"$3\" -connecttimeout 200ms -timeout 60",
-      {hosts, FAIRLEAD_PROGRAM, std::to_string(port)}));
+      {hosts, Program(), std::to_string(port)}));
   EXPECT_THAT(outcome.error,
               HasSubstr("fairlead send: no connection to 127.0.0.1 port " +
                         std::to_string(port) +

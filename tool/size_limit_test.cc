@@ -22,7 +22,7 @@ class SizeLimitTest : public testing::Test {
     SCOPED_TRACE(command);
     const Outcome outcome =
         RunProgram({.arguments = {"-c", "ulimit -f 8; cd \"$1\" && " + command,
-                                  FAIRLEAD_PROGRAM, folder_.path()},
+                                  Program(), folder_.path()},
                     .input = std::string(50'000, 'x'),
                     .program = "/bin/sh"});
     EXPECT_EQ(outcome.status, 23);
@@ -52,7 +52,7 @@ TEST_F(SizeLimitTest, OnlyTheResultOfSeveralEditsCounts) {
                                 "ulimit -f 8; { printf 's\\tk\\t'; cat; "
                                 "printf '\\ns\\tk\\tshort\\n'; } | "
                                 "\"$0\" ini set -file \"$1\" -stdin",
-                                FAIRLEAD_PROGRAM, old_},
+                                Program(), old_},
                   .input = std::string(50'000, 'x'),
                   .program = "/bin/sh"});
   EXPECT_EQ(outcome.error, "");
@@ -64,7 +64,7 @@ TEST_F(SizeLimitTest, ReadsALargeFile) {
       folder_.File("large", "[s]\nk=" + std::string(50'000, 'x') + "\n");
   const Outcome outcome = RunProgram(
       {.arguments = {"-c", "ulimit -f 8; \"$0\" ini sections -file \"$1\"",
-                     FAIRLEAD_PROGRAM, large},
+                     Program(), large},
        .program = "/bin/sh"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.output, "s\n");

@@ -35,7 +35,7 @@ Outcome RunIn(const TempFolder& folder, std::string_view line) {
   folder.File("a.aes", RandomBytes(32));
   folder.File("key", RandomBytes(32));
   folder.File("edits.txt", "");
-  std::filesystem::create_symlink(FAIRLEAD_PROGRAM, folder.Path("fairlead"));
+  std::filesystem::create_symlink(Program(), folder.Path("fairlead"));
   std::filesystem::create_directories(folder.Path(".zsh/completions"));
   return RunProgram(
       {.arguments = {"-c",

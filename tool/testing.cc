@@ -24,6 +24,7 @@
 #include <system_error>
 #include <utility>
 
+#include "fairlead/testing/sanitizers.h"
 #include "tool/base/environment.h"
 
 namespace fairlead::tool {
@@ -139,7 +140,7 @@ pid_t Spawn(const Launch& launch, std::array<int, 3> standard) {
 
   Words environment = EnvironmentOf(launch);
   const std::string program =
-      launch.program.empty() ? FAIRLEAD_PROGRAM : launch.program;
+      launch.program.empty() ? Program() : launch.program;
   Words arguments = launch.arguments;
   arguments.insert(arguments.begin(), program);
 
@@ -186,6 +187,20 @@ sockaddr* Generic(sockaddr_in& address) {
 }
 
 }  // namespace
+
+const char* Program() {
+  return EnvironmentVariable("FAIRLEAD_PROGRAM")
+      .value_or(FAIRLEAD_PROGRAM)
+      .data();
+}
+
+bool IsSanitized() {
+  return internal::kSanitized || EnvironmentVariable("FAIRLEAD_SANITIZER");
+}
+
+bool HasThreadSanitizer() {
+  return EnvironmentVariable("FAIRLEAD_SANITIZER") == "thread";
+}
 
 Process::Process(const Launch& launch) {
   static const bool ignored = std::signal(SIGPIPE, SIG_IGN) != SIG_ERR;

@@ -12,14 +12,23 @@
 #include <thread>
 #include <vector>
 
-#include "fairlead/testing/sanitizers.h"
 #include "fairlead/testing/temp_folder.h"
 
 namespace fairlead::tool {
 
 using Words = std::vector<std::string>;
 
-using internal::kSanitized;
+/// Returns the path of the command under test: that of the environment variable
+/// FAIRLEAD_PROGRAM, else that of this build.
+const char* Program();
+
+/// Returns whether the command runs with a sanitizer: the one that the
+/// environment variable FAIRLEAD_SANITIZER names, or that of this build. Then
+/// it needs far more time, memory and descriptors.
+bool IsSanitized();
+
+/// Returns whether FAIRLEAD_SANITIZER names the thread sanitizer.
+bool HasThreadSanitizer();
 
 /// How to start a program, and its standard descriptors.
 struct Launch {
@@ -36,7 +45,7 @@ struct Launch {
   std::vector<int> closed = {};  ///< Descriptors to begin without.
   Words environment = {};    ///< In addition to TERM=xterm and the test's PATH,
                              ///< TZ and LC_ALL.
-  std::string program = {};  ///< The command fairlead if "".
+  std::string program = {};  ///< Program() if "".
 };
 
 /// The result of a program.

@@ -8,4 +8,5 @@ int main(int argc, char** argv) {
   fairlead::CSimpleCmdLine args(argc, argv);
   const int port = args.GetIntParam("port", 4000);
   std::printf("port %s\n", fairlead::inttostr(port).c_str());
+  return 0;
 }

@@ -69,9 +69,9 @@ TEST(CryptFileTest, ALinkIsFollowed) {
 TEST(CryptFileTest, StandardOutputMayNotBeTheInput) {
   const TempFolder folder;
   const std::string path = folder.File("file", "plain");
-  const std::string command =
-      "ulimit -f 100; " + std::string(FAIRLEAD_PROGRAM) +
-      " crypt encrypt -rc4 k -file '" + path + "' >> '" + path + "'";
+  const std::string command = "ulimit -f 100; " + std::string(Program()) +
+                              " crypt encrypt -rc4 k -file '" + path +
+                              "' >> '" + path + "'";
   const Outcome outcome =
       RunProgram({.arguments = {"-c", command}, .program = "/bin/sh"});
   EXPECT_EQ(outcome.status, 23);

@@ -16,8 +16,8 @@ namespace {
 
 using testing::HasSubstr;
 
-const Words kSend = {FAIRLEAD_PROGRAM, "send",  "-demo",    "-text", "x",
-                     "-idle",          "86400", "-timeout", "50"};
+const Words kSend = {Program(), "send",  "-demo",    "-text", "x",
+                     "-idle",   "86400", "-timeout", "50"};
 
 TEST(DemoServerTest, EndsWithoutAClient) {
   const DemoServer server("hello", 5);
@@ -45,7 +45,7 @@ TEST(DemoServerTest, ClosesAfterTheLastByteOfItsEcho) {
 
 // Allows the three standard streams and the duplicate of standard output.
 TEST(DemoServerTest, WithoutADescriptorItCannotListen) {
-  if (kSanitized) GTEST_SKIP() << "a sanitizer needs more descriptors";
+  if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more descriptors";
   const Outcome outcome = RunProgram(
       {.arguments = Words{"-c", "ulimit -n 4; exec \"$0\" \"$@\""} + kSend,
        .program = "/bin/sh"});

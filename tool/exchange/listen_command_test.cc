@@ -189,13 +189,12 @@ TEST(ListenCommandTest, AMissingReplyFileEndsItBeforeItListens) {
 }
 
 TEST(ListenCommandTest, AReplyFileThatDoesNotFitIntoMemoryIsUnreadable) {
-  if (kSanitized)
+  if (IsSanitized())
     GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
-  const Outcome outcome =
-      RunProgram({.arguments = {"-c", "ulimit -v 300000 && exec \"$0\" \"$@\"",
-                                FAIRLEAD_PROGRAM, "listen", "-port", "0",
-                                "-replyfile", "/dev/zero"},
-                  .program = "/bin/sh"});
+  const Outcome outcome = RunProgram(
+      {.arguments = {"-c", "ulimit -v 300000 && exec \"$0\" \"$@\"", Program(),
+                     "listen", "-port", "0", "-replyfile", "/dev/zero"},
+       .program = "/bin/sh"});
   EXPECT_EQ(outcome.status, 26);
   EXPECT_EQ(outcome.error,
             "fairlead listen: not enough memory for the input\n");

@@ -9,9 +9,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "tool/exchange/listen_testing.h"
 #include "tool/testing.h"
@@ -112,6 +114,25 @@ TEST(ListenPeersTest, APeerThatDoesNotReadIsHeldBackAndDelaysNobody) {
   EXPECT_EQ(outcome.status, 0);
 }
 
+// Their windows are small, so that little waits in the system.
+TEST(ListenPeersTest, ManyPeersThatDoNotReadNeedLittleMemory) {
+  if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more memory";
+  Server server(Words{"-echo", "-keepopen"} + kForever, "",
+                {.output_path = "/dev/null"});
+  const Peer other(server);
+  std::vector<std::unique_ptr<Peer>> peers(300);
+  for (auto& peer : peers) {
+    peer = std::make_unique<Peer>(server);
+    const int small = 4096;
+    for (const int buffer : {SO_RCVBUF, SO_SNDBUF})
+      ASSERT_EQ(
+          setsockopt(peer->socket(), SOL_SOCKET, buffer, &small, sizeof small),
+          0);
+  }
+  for (const auto& peer : peers) SentUntilHeldBack(*peer, other, 3'000'000);
+  EXPECT_LT(MostMemoryOf(server.pid()), 20'000);
+}
+
 // A pipe that is read once everything else is done.
 class LateReader {
  public:
@@ -151,7 +172,7 @@ TEST(ListenPeersTest, AReaderThatSleepsHoldsUpOnlyThePeerThatFloods) {
     EXPECT_LT(sent, kLimit);
     Peer late(server);
     EXPECT_EQ(late.Echoed("late"), "late");
-    EXPECT_TRUE(kSanitized || MostMemoryOf(server.pid()) < 20'000);
+    EXPECT_TRUE(IsSanitized() || MostMemoryOf(server.pid()) < 20'000);
     late.Close();
     std::thread rest([&] {
       EXPECT_TRUE(flood.Get(sent) == std::string(sent, 'x'));
@@ -222,7 +243,7 @@ TEST(ListenPeersTest, AResetWhileTheEchoWaitsEndsNobodyElse) {
 
 // Descriptors suffice for one connection: 0 to 3 are the streams, 4 listens.
 TEST(ListenPeersTest, WithoutADescriptorAPeerWaitsForAnotherToEnd) {
-  if (kSanitized) GTEST_SKIP() << "a sanitizer needs more descriptors";
+  if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more descriptors";
   Server server(Words{"-echo", "-count", "3"} + kForever, "ulimit -n 6; ");
   Peer first(server);
   EXPECT_EQ(first.Echoed("1"), "1");
@@ -244,7 +265,7 @@ TEST(ListenPeersTest, WithoutADescriptorAPeerWaitsForAnotherToEnd) {
 }
 
 TEST(ListenPeersTest, WithoutADescriptorForTheOnlyPeerItFails) {
-  if (kSanitized) GTEST_SKIP() << "a sanitizer needs more descriptors";
+  if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more descriptors";
   Server server(kForever, "ulimit -n 5; ");
   const Peer peer(server);
   const Outcome outcome = server.Wait();
@@ -257,8 +278,7 @@ TEST(ListenPeersTest, WithoutADescriptorForTheOnlyPeerItFails) {
 // Injects a fault into a server without a peer.
 Outcome WithFaultIn(const std::string& fault) {
   return RunProgram(
-      {.arguments =
-           WithFault(fault) + Words{FAIRLEAD_PROGRAM, "listen", "-port", "0"},
+      {.arguments = WithFault(fault) + Words{Program(), "listen", "-port", "0"},
        .environment = {"ASAN_OPTIONS=detect_leaks=0"},
        .program = "strace"});
 }

@@ -63,7 +63,7 @@ class ListenProcess {
     launch.program = "/bin/sh";
     launch.arguments =
         Words{"-c",     "exec 2>\"$0\"; " + prepare + "exec \"$@\"",
-              path_,    FAIRLEAD_PROGRAM,
+              path_,    Program(),
               "listen", "-port",
               "0"} +
         arguments;

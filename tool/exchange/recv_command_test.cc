@@ -143,7 +143,7 @@ TEST(RecvCommandTest, WithoutAThreadNoConnectionIsMade) {
        {Words{"recv", "-demo"}, Words{"listen", "-port", "0"}}) {
     const Outcome outcome =
         RunProgram({.arguments = WithFault("clone3:error=EAGAIN") +
-                                 (Words{FAIRLEAD_PROGRAM} + command),
+                                 (Words{Program()} + command),
                     .environment = {"ASAN_OPTIONS=detect_leaks=0"},
                     .program = "strace"});
     EXPECT_EQ(outcome.error,

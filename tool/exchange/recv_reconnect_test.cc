@@ -68,7 +68,7 @@ TEST(RecvReconnectTest, APeerThatVanishesHasLeft) {
   SerialServer server(SendNumber);
   const Outcome outcome = RunProgram(
       {.arguments = WithFault("recvfrom:error=ETIMEDOUT:when=1") +
-                    (Words{FAIRLEAD_PROGRAM} + server.Arguments("recv") +
+                    (Words{Program()} + server.Arguments("recv") +
                      Words{"-reconnect", "-timeout", "2", "-verbose"}),
        .environment = {"ASAN_OPTIONS=detect_leaks=0"},
        .program = "strace"});

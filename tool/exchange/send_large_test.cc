@@ -85,7 +85,7 @@ void ExpectLittleMemory(const MemoryCase& c) {
 }
 
 TEST(SendLargeTest, ResidentMemoryStaysBelow20Megabytes) {
-  if (kSanitized) GTEST_SKIP() << "a sanitizer needs more memory";
+  if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more memory";
   const std::vector<MemoryCase> cases = {
       {{}, 100'000'000, 100'000'000, ""},
       {{"-prefix", "u32be"}, 100'000'000, 100'000'004, "\5\xf5\xe1\0\0"s},

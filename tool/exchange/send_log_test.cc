@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -17,8 +18,7 @@
 #include <thread>
 #include <vector>
 
-#include "tool/base/failure.h"
-#include "tool/exchange/exchange_log.h"
+#include "tool/exchange/exchange_log_testing.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool::send_log_test {
@@ -33,36 +33,12 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr std::string_view kStamp = "[2026.11.14 20:57:54] ";
 const Words kForever = {"-idle", "86400", "-timeout", "86400"};
 
-class SendLogTest : public testing::Test {
+class SendLogTest : public LogFileTest {
  protected:
   // The arguments of -log.
   Words Log() const { return {"-log", path_}; }
-
-  std::string File() const {
-    std::ifstream file(path_, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
-  // Returns the lines of the log without their timestamps, which are required.
-  std::vector<std::string> Events(const std::string& end = "\n") const {
-    const std::string stamp =
-        "\\[[0-9]{4}(\\.[0-9]{2}){2} [0-9]{2}(:[0-9]{2}){2}\\] ";
-    std::vector<std::string> events;
-    std::string rest = File();
-    for (std::size_t at = 0; (at = rest.find(end)) != std::string::npos;
-         rest.erase(0, at + end.size())) {
-      EXPECT_THAT(rest.substr(0, at), MatchesRegex(stamp + "[^\r\n]+"));
-      events.push_back(rest.substr(0, at).erase(0, kStamp.size()));
-    }
-    EXPECT_EQ(rest, "");
-    return events;
-  }
-
-  const TempFolder folder_;
-  const std::string path_ = folder_.path() + "/box.log";
 };
 
 TEST_F(SendLogTest, LogsEveryEventOfTheExchange) {
@@ -233,11 +209,11 @@ TEST_F(SendLogTest, OpensTheLogBeforeConnecting) {
 // A limit on the size of files simulates a full disk.
 TEST_F(SendLogTest, MissingEventsAreAnError) {
   folder_.File("box.log", std::string(8192, '\n'));
-  const Outcome outcome = RunProgram(
-      {.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"",
-                          FAIRLEAD_PROGRAM, "send", "-demo", "-text", "x"} +
-                    Log() + kForever,
-       .program = "/bin/sh"});
+  const Outcome outcome =
+      RunProgram({.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"",
+                                     Program(), "send", "-demo", "-text", "x"} +
+                               Log() + kForever,
+                  .program = "/bin/sh"});
   EXPECT_EQ(outcome.output, "x");
   EXPECT_EQ(outcome.status, 23);
   EXPECT_THAT(outcome.error,
@@ -277,52 +253,6 @@ TEST_F(SendLogTest, HelpDocumentsWhatIsLogged) {
   const std::string help = Fairlead({"send", "-help"}).output;
   EXPECT_THAT(help, AllOf(HasSubstr("\n  -log FILE "), HasSubstr("\n  -crlf "),
                           HasSubstr("one timestamped line per event")));
-}
-
-TEST_F(SendLogTest, ARepeatedWarningIsLoggedOnce) {
-  ExchangeLog log(path_, false);
-  for (int i = 0; i < 1000; ++i) {
-    log.Warn("the socket reports: Broken pipe");
-    log.Warn("the socket reports: Connection reset by peer");
-  }
-  log.Add("an event");
-  log.Add("an event");
-  EXPECT_THAT(Events(),
-              ElementsAre("the socket reports: Broken pipe",
-                          "the socket reports: Connection reset by peer",
-                          "an event", "an event"));
-}
-
-TEST_F(SendLogTest, ThreadsMayAddEvents) {
-  ExchangeLog log(path_, false);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 500; ++i) log.Add("an event of some thread");
-    });
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_NO_THROW(log.Check());
-  EXPECT_EQ(Events(),
-            std::vector<std::string>(2000, "an event of some thread"));
-}
-
-TEST_F(SendLogTest, RestoresStandardOutput) {
-  testing::internal::CaptureStdout();
-  {
-    ExchangeLog log(path_, false);
-    log.Add("an event");
-    std::cout << "dropped\n";
-  }
-  std::cout << "printed" << std::flush;
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "printed");
-}
-
-TEST_F(SendLogTest, ATruncatedFileIsReported) {
-  ExchangeLog log(path_, false);
-  log.Add("an event");
-  EXPECT_NO_THROW(log.Check());
-  std::filesystem::resize_file(path_, 3);
-  EXPECT_THROW(log.Check(), Failure);
 }
 
 }  // namespace

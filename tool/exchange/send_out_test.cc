@@ -176,8 +176,8 @@ TEST_F(SendOutTest, AnErrorOfTheCloseIsReported) {
   const std::string log = folder_.path() + "/log";
   const Outcome outcome = RunProgram(
       {.arguments = Words{"-P", path_} + WithFault("close:error=EIO") +
-                    Words{FAIRLEAD_PROGRAM, "send", "-demo", "-text", "x",
-                          "-view", "json", "-out", path_, "-log", log} +
+                    Words{Program(), "send", "-demo", "-text", "x", "-view",
+                          "json", "-out", path_, "-log", log} +
                     kForever,
        .environment = {"ASAN_OPTIONS=detect_leaks=0"},
        .program = "strace"});
@@ -212,7 +212,7 @@ TEST_F(SendOutTest, AFileThatIsStandardInputIsNotOverwritten) {
     const Outcome same = RunProgram(
         {.arguments = {"-c",
                        "exec \"$0\" send -demo -stdin \"$1\" \"$2\" <\"$2\"",
-                       FAIRLEAD_PROGRAM, written, body},
+                       Program(), written, body},
          .program = "/bin/sh"});
     EXPECT_EQ(same.error, "fairlead send: " + written +
                               " names the file that -stdin reads, '" + body +

@@ -42,7 +42,7 @@ class Streams {
       std::abort();
     input_ = input[1];
     output_ = output[0];
-    Words words = Words{FAIRLEAD_PROGRAM} + server.Arguments("send") +
+    Words words = Words{Program()} + server.Arguments("send") +
                   Words{"-stdin"} + more + kForever;
     std::vector<char*> arguments;
     for (std::string& word : words) arguments.push_back(word.data());
@@ -51,8 +51,8 @@ class Streams {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-    EXPECT_EQ(posix_spawn(&pid_, FAIRLEAD_PROGRAM, &actions, nullptr,
-                          arguments.data(), environ),
+    EXPECT_EQ(posix_spawn(&pid_, Program(), &actions, nullptr, arguments.data(),
+                          environ),
               0);
     posix_spawn_file_actions_destroy(&actions);
     close(input[0]);
@@ -223,7 +223,7 @@ TEST(SendStreamTest, AnswersComeAfterTheInputHasEnded) {
 
 // Neither a large body nor a flood is kept.
 TEST(SendStreamTest, MemoryIsBounded) {
-  if (kSanitized) GTEST_SKIP() << "a sanitizer needs more memory";
+  if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more memory";
   constexpr std::size_t kSize = 100'000'000;
   const TempFolder folder;
   const std::string path = folder.File("body", std::string(kSize, 'x'));
@@ -237,7 +237,7 @@ TEST(SendStreamTest, MemoryIsBounded) {
   });
   const Outcome outcome = RunProgram(
       {.arguments = {"-c", "ulimit -v 400000; exec \"$0\" \"$@\" | wc -c",
-                     FAIRLEAD_PROGRAM, "send", "-host", "127.0.0.1", "-port",
+                     Program(), "send", "-host", "127.0.0.1", "-port",
                      std::to_string(server.port()), "-file", path, "-bytes",
                      std::to_string(kSize), "-timeout", "60"},
        .program = "/bin/sh"});
@@ -246,7 +246,7 @@ TEST(SendStreamTest, MemoryIsBounded) {
 }
 
 TEST(SendStreamTest, ResidentMemoryStaysBelow20Megabytes) {
-  if (kSanitized) GTEST_SKIP() << "a sanitizer needs more memory";
+  if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more memory";
   ScriptedServer server([&](int connection) {
     const std::string piece(1'000'000, 'y');
     for (int i = 0; i < 100; ++i) SendAll(connection, piece);

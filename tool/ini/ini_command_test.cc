@@ -319,7 +319,7 @@ TEST_F(IniCommandTest, ManyProcessesLoseNoSetting) {
                           " ]; do \"$0\" ini set -file \"$1\" -section \"$2\" "
                           "-key \"$3.$n\" -value \"$n\" || exit 1; "
                           "n=$((n + 1)); done",
-                      FAIRLEAD_PROGRAM, Path(), section, Concat("k", i)},
+                      Program(), Path(), section, Concat("k", i)},
         .program = "/bin/sh"}));
   }
   for (const auto& shell : shells) {
@@ -337,7 +337,7 @@ TEST_F(IniCommandTest, ManyProcessesLoseNoSetting) {
 
 // With too few descriptors, a subcommand prints the right result or an error.
 TEST_F(IniCommandTest, FewDescriptorsGiveNoWrongResult) {
-  if (kSanitized) GTEST_SKIP() << "sanitizers need descriptors too";
+  if (IsSanitized()) GTEST_SKIP() << "sanitizers need descriptors too";
   struct Case {
     Words words;
     const char* output;
@@ -360,7 +360,7 @@ TEST_F(IniCommandTest, FewDescriptorsGiveNoWrongResult) {
       const Outcome outcome = RunProgram(
           {.arguments =
                Words{"-c", Concat("ulimit -n ", limit, "; exec \"$0\" \"$@\""),
-                     FAIRLEAD_PROGRAM} +
+                     Program()} +
                Line(c.words),
            .program = "/bin/sh"});
       if (outcome.status == 0) {
@@ -384,7 +384,7 @@ TEST_F(IniCommandTest, ItsExamplesRun) {
   for (const Example& example : FindCommand("ini")->examples)
     script.append(example.line).append("\n");
   const Outcome outcome =
-      RunProgram({.arguments = {"-c", script, FAIRLEAD_PROGRAM, folder_.path()},
+      RunProgram({.arguments = {"-c", script, Program(), folder_.path()},
                   .program = "/bin/sh"});
   EXPECT_EQ(outcome.error, "");
   EXPECT_EQ(outcome.status, 0);

@@ -89,7 +89,7 @@ TEST_F(IniFaultTest, AFailedCallLeavesTheOldFile) {
 }
 
 TEST_F(IniFaultTest, AnUnreadableLinkIsKept) {
-  if (kSanitized) GTEST_SKIP() << "sanitizers read links too";
+  if (IsSanitized()) GTEST_SKIP() << "sanitizers read links too";
   const Folder folder;
   folder.WriteOld();
   EXPECT_EQ(RunWith("readlinkat:error=EIO:when=1", folder.Set()).status, 26);
@@ -179,7 +179,7 @@ TEST_F(IniFaultTest, ReportsARestoredTextThatCannotBeSynced) {
 
 // Includes the calls on the copy in memory.
 TEST_F(IniFaultTest, AFailedCallGivesNoWrongResult) {
-  if (kSanitized) GTEST_SKIP() << "sanitizers open, read and write too";
+  if (IsSanitized()) GTEST_SKIP() << "sanitizers open, read and write too";
   const Words in_a = {"-section", "a", "-key", "x"};
   for (const Words& words : {
            Words{"set", "-value", "2"} + in_a,

@@ -50,12 +50,11 @@ class IniFullDiskTest : public testing::Test {
   // Expects the command to fail and to change nothing.
   void ExpectRefused(const std::string& fill, const Words& words) const {
     SCOPED_TRACE(OneLine(testing::PrintToString(words)));
-    const Outcome outcome =
-        RunProgram({.arguments = Words{"-rm", "sh", "-c", kScript, "sh",
-                                       folder_.path() + "/disk", fill,
-                                       FAIRLEAD_PROGRAM, "ini"} +
-                                 words,
-                    .program = "unshare"});
+    const Outcome outcome = RunProgram(
+        {.arguments = Words{"-rm", "sh", "-c", kScript, "sh",
+                            folder_.path() + "/disk", fill, Program(), "ini"} +
+                      words,
+         .program = "unshare"});
     EXPECT_EQ(outcome.status, 23);
     EXPECT_THAT(outcome.error,
                 testing::HasSubstr("cannot write 'box.ini': No space left"));

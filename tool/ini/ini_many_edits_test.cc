@@ -11,7 +11,6 @@
 
 #include "fairlead/base/descriptor.h"
 #include "fairlead/ini/edit_lock.h"
-#include "fairlead/testing/sanitizers.h"
 #include "tool/base/concat.h"
 #include "tool/ini/ini_testing.h"
 #include "tool/io/read_file.h"
@@ -21,7 +20,7 @@ namespace fairlead::tool {
 namespace {
 
 constexpr int kEditors = 8;
-constexpr int kEdits = kSanitized ? 20 : 200;
+const int kEdits = IsSanitized() ? 20 : 200;
 
 std::string Key(int editor, int edit) {
   return Concat("key", editor, "_", edit);

@@ -62,7 +62,7 @@ class IniMemoryTest : public IniCommandTest {
 };
 
 TEST_F(IniMemoryTest, IsAtMostTwiceTheText) {
-  if (kSanitized) GTEST_SKIP() << "sanitizers need memory too";
+  if (IsSanitized()) GTEST_SKIP() << "sanitizers need memory too";
   WriteLargeFile(Path());
   const Words place = {"-section", "section number 7", "-key", "key7_3"};
   const Words other = {"-section", "section number 7", "-key", "key7_4"};
@@ -82,7 +82,7 @@ TEST_F(IniMemoryTest, IsAtMostTwiceTheText) {
 }
 
 TEST_F(IniMemoryTest, IsAtMostTwiceTheTextIfEveryLineChanges) {
-  if (kSanitized) GTEST_SKIP() << "sanitizers need memory too";
+  if (IsSanitized()) GTEST_SKIP() << "sanitizers need memory too";
   WriteOneSection(Path());
   const Words place = {"-section", "s"};
   for (const Words& words : {Words{"disable"} + place, Words{"enable"} + place,
@@ -96,7 +96,7 @@ TEST_F(IniMemoryTest, IsAtMostTwiceTheTextIfEveryLineChanges) {
 // The table has eight bytes for a line, twice the text of these; a list of the
 // keys that have the name would be as large again.
 TEST_F(IniMemoryTest, IsThreeTextsIfAllLinesAreShort) {
-  if (kSanitized) GTEST_SKIP() << "sanitizers need memory too";
+  if (IsSanitized()) GTEST_SKIP() << "sanitizers need memory too";
   {
     std::ofstream file(Path());
     for (int i = 0; i < 5'000'000; ++i) file << "k=1\n";
@@ -108,7 +108,7 @@ TEST_F(IniMemoryTest, IsThreeTextsIfAllLinesAreShort) {
 }
 
 TEST_F(IniMemoryTest, IsAtMostTwiceTheTextsOfTwoFiles) {
-  if (kSanitized) GTEST_SKIP() << "sanitizers need memory too";
+  if (IsSanitized()) GTEST_SKIP() << "sanitizers need memory too";
   WriteLargeFile(Path());
   const std::string other = folder_.path() + "/other";
   WriteLargeFile(other);

@@ -47,12 +47,11 @@ inline Traced RunReaching(const std::string& fault, const Words& arguments,
   const TempFolder folder;
   const std::string log = folder.path() + "/log";
   Traced run;
-  run.outcome =
-      RunProgram({.arguments = Words{"-f", "-qq", "-o", log, "-e",
-                                     Concat("inject=", fault)} +
-                               options + Words{FAIRLEAD_PROGRAM} + arguments,
-                  .environment = kEnvironment,
-                  .program = "strace"});
+  run.outcome = RunProgram({.arguments = Words{"-f", "-qq", "-o", log, "-e",
+                                               Concat("inject=", fault)} +
+                                         options + Words{Program()} + arguments,
+                            .environment = kEnvironment,
+                            .program = "strace"});
   run.log = ReadFile(log);
   return run;
 }

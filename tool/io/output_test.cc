@@ -37,7 +37,7 @@ class OutputFaultTest : public testing::Test {
       SCOPED_TRACE(arguments[0]);
       const Outcome outcome =
           RunProgram({.arguments = Words{"-C", folder_.path(), "strace"} +
-                                   fault + Words{FAIRLEAD_PROGRAM} + arguments,
+                                   fault + Words{Program()} + arguments,
                       .closed = closed,
                       .environment = {"ASAN_OPTIONS=detect_leaks=0"},
                       .program = "env"});
@@ -65,7 +65,7 @@ TEST_F(OutputFaultTest, AFailedRedirectionEndsIt) {
 TEST_F(OutputFaultTest, AnInterruptedRedirectionIsRetried) {
   const Outcome outcome = RunProgram(
       {.arguments = WithFault("dup2:error=EINTR:when=1..3") +
-                    Words{FAIRLEAD_PROGRAM, "resolve", "-host", "127.0.0.1"},
+                    Words{Program(), "resolve", "-host", "127.0.0.1"},
        .environment = {"ASAN_OPTIONS=detect_leaks=0"},
        .program = "strace"});
   EXPECT_EQ(outcome.status, 0);

@@ -110,9 +110,8 @@ TEST_F(LogEndingsTest, ASignalEndsItWhileTheOutputBlocks) {
 }
 
 TEST_F(LogEndingsTest, ASignalEndsItWhileTheFileBlocks) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "the thread sanitizer runs no handler inside a write";
-#endif
+  if (HasThreadSanitizer())
+    GTEST_SKIP() << "the thread sanitizer runs no handler inside a write";
   ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
   const int pipe = open(path_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
   while (write(pipe, "x", 1) == 1) {
@@ -150,13 +149,12 @@ TEST_F(LogEndingsTest, RepeatsAreCountedWithoutAReaderOfTheOutput) {
 
 TEST_F(LogEndingsTest, ReportsMissingBytesWithoutAReaderOfTheOutput) {
   const std::string text = LinesOf('m', 400);
-  const Outcome full =
-      RunProgram({.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"",
-                                     FAIRLEAD_PROGRAM} +
-                               Arguments({"-stamp", "none"}),
-                  .input = text,
-                  .output_is_broken = true,
-                  .program = "/bin/sh"});
+  const Outcome full = RunProgram(
+      {.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"", Program()} +
+                    Arguments({"-stamp", "none"}),
+       .input = text,
+       .output_is_broken = true,
+       .program = "/bin/sh"});
   EXPECT_EQ(full.status, 23);
   EXPECT_THAT(full.error, HasSubstr("are missing: the disk is full"));
 }
@@ -189,8 +187,8 @@ TEST_F(LogEndingsTest, ReportsAnUnreadableInput) {
   EXPECT_EQ(closed.error,
             "fairlead log: cannot read standard input: Bad file descriptor\n");
   const Outcome folder = RunProgram(
-      {.arguments = Words{"-c", "exec \"$0\" \"$@\" < /", FAIRLEAD_PROGRAM} +
-                    Arguments(),
+      {.arguments =
+           Words{"-c", "exec \"$0\" \"$@\" < /", Program()} + Arguments(),
        .program = "/bin/sh"});
   EXPECT_EQ(folder.status, 26);
   EXPECT_THAT(folder.error, HasSubstr("standard input: Is a directory"));
@@ -219,7 +217,7 @@ TEST_F(LogEndingsTest, OpensTheFileBeforeReading) {
 // Runs it with a fault in poll(). The first call waits for input.
 Outcome LogWithFault(const Words& arguments, const std::string& fault) {
   return RunProgram({.arguments = WithFault("poll:error=ENOMEM" + fault) +
-                                  Words{FAIRLEAD_PROGRAM} + arguments,
+                                  Words{Program()} + arguments,
                      .input = "a\nb\na\nc",
                      .environment = {"ASAN_OPTIONS=detect_leaks=0"},
                      .program = "strace"});
@@ -261,7 +259,7 @@ TEST_F(LogEndingsTest, AFileWithoutAKnownSizeEndsIt) {
   const Outcome outcome =
       RunProgram({.arguments = Words{"-P", path_} +
                                WithFault("fstat,newfstatat:error=EIO:when=1") +
-                               Words{FAIRLEAD_PROGRAM} + Arguments(),
+                               Words{Program()} + Arguments(),
                   .input = "a\n",
                   .environment = {"ASAN_OPTIONS=detect_leaks=0"},
                   .program = "strace"});
@@ -280,7 +278,7 @@ void ExpectClash(const TempFolder& folder, const std::string& command,
   folder.File("b", "two\n");
   const Outcome outcome = RunProgram(
       {.arguments = {"-c", "ulimit -f 100; cd \"$1\" && \"$0\" log " + command,
-                     FAIRLEAD_PROGRAM, folder.path()},
+                     Program(), folder.path()},
        .program = "/bin/sh"});
   EXPECT_EQ(outcome.status, 23);
   EXPECT_EQ(outcome.error, "fairlead log: " + message + "\n");
@@ -315,12 +313,11 @@ TEST_F(LogEndingsTest, StandardOutputMayNotBeStandardInput) {
 // A limit on the size of files simulates a full disk.
 TEST_F(LogEndingsTest, ReportsMissingBytesAtTheEnd) {
   const std::string text = LinesOf('f', 400);
-  const Outcome outcome =
-      RunProgram({.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"",
-                                     FAIRLEAD_PROGRAM} +
-                               Arguments({"-stamp", "none"}),
-                  .input = text,
-                  .program = "/bin/sh"});
+  const Outcome outcome = RunProgram(
+      {.arguments = Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\"", Program()} +
+                    Arguments({"-stamp", "none"}),
+       .input = text,
+       .program = "/bin/sh"});
   EXPECT_EQ(outcome.status, 23);
   EXPECT_TRUE(outcome.output == text);
   EXPECT_THAT(outcome.error,

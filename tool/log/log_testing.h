@@ -70,11 +70,11 @@ class Fed {
       const std::string& before = "") {
     const std::string path = folder.path() + "/input";
     if (mkfifo(path.c_str(), 0600) != 0) throw std::runtime_error(path);
-    process_ = std::make_unique<Process>(
-        Launch{.arguments = Words{"-c", before + "exec \"$0\" \"$@\" < " + path,
-                                  FAIRLEAD_PROGRAM} +
-                            arguments,
-               .program = "/bin/sh"});
+    process_ = std::make_unique<Process>(Launch{
+        .arguments =
+            Words{"-c", before + "exec \"$0\" \"$@\" < " + path, Program()} +
+            arguments,
+        .program = "/bin/sh"});
     input_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
     std::filesystem::remove(path);
   }
