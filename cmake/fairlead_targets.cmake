@@ -117,7 +117,9 @@ endfunction()
 # headers and are not optimised, nor fortified: some replace functions of the system
 # that fortified headers define. The library under test is compiled as always.
 function(fairlead_quick_to_build target)
-  set(quick -O0 -U_FORTIFY_SOURCE)
+  # g++ would often search its memory, full of those headers, for what is free.
+  set(quick -O0 -U_FORTIFY_SOURCE
+    $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=300000>)
   if(FAIRLEAD_FUZZERS)
     # Tests do not tell a fuzzer where they went.
     list(APPEND quick -fno-sanitize=fuzzer-no-link)

@@ -3,7 +3,7 @@
 usage: bench.py [-level 2|3] [-compiler NAME] [-charts] [-compare REVISION] [regex]
 
 Without -level, builds at -O2, as distributions do, and at -O3. With -charts,
-writes a picture for each subsystem into docs/charts. With -compare, runs the
+writes a picture for each subsystem and all tables into docs/charts. With -compare, runs the
 benchmarks of the revision and of the working tree in turns, and says for each
 whether it is faster, slower or within noise.
 """
@@ -71,26 +71,35 @@ def processor():
     return "unknown processor"
 
 
-def print_machine(level, compiler):
+def machine(level, compiler):
     version = subprocess.run([compiler, "--version"], check=True, text=True,
                              capture_output=True).stdout.splitlines()[0]
-    print(f"\n== -O{level}: {version}; {processor()}, "
-          f"{os.cpu_count()} processors, load {os.getloadavg()[0]:.1f}")
+    return (f"-O{level}: {version}; {processor()}, "
+            f"{os.cpu_count()} processors, load {os.getloadavg()[0]:.1f}")
 
 
-def print_tables(folder, level, regex, charts):
+def print_tables(folder, level, regex):
+    """Prints the times of each program; returns them by subsystem, and the lines."""
     by_subsystem = {}
+    lines = []
     for program in programs(folder):
         times = run(folder / program, regex)
         if not times:
             continue
-        print(f"\n{program.name}\n")
-        print("\n".join(results.table(times)), flush=True)
+        table = ["", f"## {program.name}", "", *results.table(times)]
+        print("\n".join(table), flush=True)
+        lines += table
         results.add(by_subsystem.setdefault(program.parts[1], {}), times)
-    if not charts:
-        return
+    return by_subsystem, lines
+
+
+def write_charts(level, by_subsystem, lines, regex):
+    """Writes a picture of each subsystem and, if all were measured, the tables."""
     pictures = PROJECT / "docs" / "charts"
     pictures.mkdir(exist_ok=True)
+    if regex == ".":
+        (pictures / f"tables-O{level}.md").write_text("\n".join(lines) + "\n",
+                                                      encoding="utf-8")
     for subsystem, times in by_subsystem.items():
         title = f"{subsystem}, -O{level}"
         draw = results.chart
@@ -139,13 +148,18 @@ def main():
     parser.add_argument("regex", nargs="?")
     given = parser.parse_args()
     for level in [given.level] if given.level else BUILD_TYPES:
-        print_machine(level, given.compiler)
+        heading = machine(level, given.compiler)
+        print(f"\n== {heading}")
         if given.compare:
             compare(given.compare, level, given.compiler,
                     given.regex or f"/{results.OURS}")
-        else:
-            print_tables(configure(PROJECT, level, given.compiler), level,
-                         given.regex or ".", given.charts)
+            continue
+        regex = given.regex or "."
+        folder = configure(PROJECT, level, given.compiler)
+        by_subsystem, lines = print_tables(folder, level, regex)
+        if given.charts:
+            write_charts(level, by_subsystem,
+                         [f"# Times at {heading}", *lines], regex)
 
 
 if __name__ == "__main__":
