@@ -82,6 +82,7 @@ def print_tables(folder, level, regex):
     """Prints the times of each program; returns them by subsystem, and the lines."""
     by_subsystem = {}
     lines = []
+    everything = {}
     for program in programs(folder):
         times = run(folder / program, regex)
         if not times:
@@ -89,8 +90,11 @@ def print_tables(folder, level, regex):
         table = ["", f"## {program.name}", "", *results.table(times)]
         print("\n".join(table), flush=True)
         lines += table
+        results.add(everything, times)
         results.add(by_subsystem.setdefault(program.parts[1], {}), times)
-    return by_subsystem, lines
+    overview = ["", "## The fastest peers", "", *results.summary(everything)]
+    print("\n".join(overview))
+    return by_subsystem, overview + lines
 
 
 def write_charts(level, by_subsystem, lines, regex):

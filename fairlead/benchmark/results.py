@@ -82,6 +82,32 @@ def table(times):
     return lines
 
 
+def fastest(medians, name, among):
+    """Returns the name and the median of the fastest implementation of a benchmark
+    among those that `among` accepts, or None."""
+    found = [(median, key[1]) for key, median in medians.items()
+             if key[0] == name and among(key[1])]
+    return min(found)[::-1] if found else None
+
+
+def summary(times):
+    """Returns the lines of a table with the fastest peer of each benchmark, and the
+    limit. Above 1, fairlead is faster."""
+    medians = {name: statistics.median(values) for name, values in times.items()}
+    lines = ["| benchmark | fastest peer | beside fairlead | limit | beside fairlead |",
+             "|---|---|--:|---|--:|"]
+    for name in sorted({key[0] for key in medians if key[1] == OURS}):
+        ours = medians[(name, OURS)]
+        columns = [name]
+        for among in (lambda n: n not in LIMITS and not n.startswith(OURS),
+                      lambda n: n in LIMITS):
+            best = fastest(medians, name, among)
+            columns += [best[0], f"{best[1] / ours:.2f}"] if best else ["", ""]
+        if any(columns[1:]):
+            lines.append(f"| {' | '.join(columns)} |")
+    return lines
+
+
 def quartiles(repetitions):
     if len(repetitions) < 2:
         return repetitions[0], repetitions[0]

@@ -50,6 +50,21 @@ class ReadTest(unittest.TestCase):
         self.assertEqual(times, {("A", "x"): [1.0, 2.0], ("B", "x"): [3.0]})
 
 
+class SummaryTest(unittest.TestCase):
+    def test_names_the_fastest_peer_and_the_limit(self):
+        times = {("Log", "fairlead"): [2.0], ("Log", "fairlead_again"): [1.0],
+                 ("Log", "glog"): [6.0], ("Log", "spdlog"): [3.0, 3.0, 9.0],
+                 ("Log", "bare_writes"): [1.0]}
+        self.assertEqual(results.summary(times)[2:],
+                         ["| Log | spdlog | 1.50 | bare_writes | 0.50 |"])
+
+    def test_leaves_out_what_has_neither_a_peer_nor_a_limit(self):
+        times = {("A", "fairlead"): [2.0], ("B", "fairlead"): [2.0],
+                 ("B", "bare_loop"): [1.0], ("C", "glog"): [1.0]}
+        self.assertEqual(results.summary(times)[2:],
+                         ["| B |  |  | bare_loop | 0.50 |"])
+
+
 class VerdictTest(unittest.TestCase):
     def test_a_clear_change_has_a_direction(self):
         self.assertEqual(results.verdict([100, 101, 102], [90, 91, 92]),
