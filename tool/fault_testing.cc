@@ -13,10 +13,12 @@
 #include <sstream>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "tool/base/concat.h"
 #include "tool/base/environment.h"
 #include "tool/base/exit_status.h"
+#include "tool/command/command.h"
 #include "tool/command/command_table.h"
 #include "tool/io/read_file.h"
 
@@ -76,8 +78,8 @@ const Command& CommandOf(const Scenario& scenario) {
 
 // The statuses up to kMalformedInput are results, which no fault may cause.
 bool IsFailure(int status, const Scenario& scenario) {
-  const auto documented = CommandOf(scenario).statuses;
-  return status > kMalformedInput &&
+  const std::vector<Status> documented = StatusesOf(CommandOf(scenario));
+  return status > kMalformedInput && status != kReaderGone &&
          std::ranges::find(documented, status, &Status::status) !=
              documented.end();
 }

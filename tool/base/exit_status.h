@@ -48,7 +48,8 @@ constexpr std::string_view Meaning(ExitStatus status) {
     case kCannotWrite:
       return "standard output or a file cannot be written";
     case kCannotRead:
-      return "standard input or a file cannot be read";
+      return "standard input or a file cannot be read, or there is not enough "
+             "memory";
     case kTimeIsOver:
       return "a time limit was reached";
     case kAddressInUse:

@@ -58,9 +58,14 @@ Parameters ParametersOf(const Command& command) {
 std::vector<Status> StatusesOf(const Command& command) {
   std::vector<Status> statuses(command.statuses.begin(),
                                command.statuses.end());
-  const auto place = std::ranges::lower_bound(statuses, kReaderGone,
-                                              std::less(), &Status::status);
-  statuses.insert(place, {kReaderGone, Meaning(kReaderGone)});
+  for (const Status& common :
+       {Status{kCannotRead, "there is not enough memory"},
+        Status{kReaderGone, Meaning(kReaderGone)}}) {
+    const auto place = std::ranges::lower_bound(statuses, common.status,
+                                                std::less(), &Status::status);
+    if (place == statuses.end() || place->status != common.status)
+      statuses.insert(place, common);
+  }
   return statuses;
 }
 

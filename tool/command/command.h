@@ -51,7 +51,7 @@ struct Command {
   std::string_view description = {};  ///< Sentences.
   Action action = {};                 ///< Empty for one that has subcommands.
   std::span<const Example> examples = {};
-  std::span<const Status> statuses = {};  ///< Without kReaderGone.
+  std::span<const Status> statuses = {};  ///< Without the common ones.
   std::span<const Command* const> subcommands = {};
 };
 
@@ -65,8 +65,8 @@ std::string_view TopName(const Command& command);
 /// a command with subcommands, those that all of them take.
 std::vector<const Parameter*> ParametersOf(const Command& command);
 
-/// Returns the command's statuses, and kReaderGone, which every command has, in
-/// rising order.
+/// Returns the command's statuses, and those that every command has, in rising
+/// order: kCannotRead, for too little memory too, and kReaderGone.
 std::vector<Status> StatusesOf(const Command& command);
 
 /// Returns the command's parameter of that name, or null.
