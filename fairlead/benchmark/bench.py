@@ -90,6 +90,8 @@ def print_tables(folder, level, regex):
         table = ["", f"## {program.name}", "", *results.table(times)]
         print("\n".join(table), flush=True)
         lines += table
+        times = results.qualified(times, everything,
+                                  program.name.removesuffix("_benchmark"))
         results.add(everything, times)
         results.add(by_subsystem.setdefault(program.parts[1], {}), times)
     overview = ["", "## The fastest peers", "", *results.summary(everything)]

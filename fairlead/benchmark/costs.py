@@ -24,7 +24,7 @@ HEADERS = {
     "fairlead/fairlead.h": "boost/property_tree/ini_parser.hpp",
     "fairlead/cmdline/simple_cmd_line.h": "cxxopts.hpp",
     "fairlead/ini/ini_file.h": "boost/property_tree/ini_parser.hpp",
-    "fairlead/ini/ini_document.h": "SimpleIni.h",
+    "fairlead/ini/ini_document.h": "boost/property_tree/ini_parser.hpp",
     "fairlead/log/log.h": "spdlog/spdlog.h",
     "fairlead/net/exchange.h": "asio.hpp",
     "fairlead/net/tcp_client.h": "asio.hpp",

@@ -58,6 +58,14 @@ def add(times, more):
         times.setdefault(name, []).extend(repetitions)
 
 
+def qualified(times, others, program):
+    """Returns the times with the program added to the names of benchmarks that
+    another program has, too."""
+    taken = {name for name, _ in others}
+    return {(f"{name} ({program})" if name in taken else name, implementation): values
+            for (name, implementation), values in times.items()}
+
+
 def spread(repetitions):
     """Returns the standard deviation relative to the mean, in percent."""
     if len(repetitions) < 2:

@@ -50,6 +50,14 @@ class ReadTest(unittest.TestCase):
         self.assertEqual(times, {("A", "x"): [1.0, 2.0], ("B", "x"): [3.0]})
 
 
+class QualifiedTest(unittest.TestCase):
+    def test_names_of_another_program_are_qualified(self):
+        others = {("A", "fairlead"): [1.0]}
+        times = {("A", "x"): [2.0], ("B", "x"): [3.0]}
+        self.assertEqual(results.qualified(times, others, "tables"),
+                         {("A (tables)", "x"): [2.0], ("B", "x"): [3.0]})
+
+
 class SummaryTest(unittest.TestCase):
     def test_names_the_fastest_peer_and_the_limit(self):
         times = {("Log", "fairlead"): [2.0], ("Log", "fairlead_again"): [1.0],
