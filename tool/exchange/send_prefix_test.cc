@@ -303,5 +303,28 @@ TEST(SendPrefixTest, ABodyIsLoggedOnceItIsSent) {
               HasSubstr("] sent data: 03 00 ff 0a\n"));
 }
 
+// The peer resets once it has all: with checksum, line end and prefix, or
+// padding.
+TEST(SendPrefixTest, AllThatIsSentOfAFileIsCounted) {
+  const TempFolder folder;
+  const std::string file = folder.File("body", "abc");
+  const auto error_of = [&](int sent, const Words& more) {
+    ScriptedServer server([=](int connection) {
+      Receive(connection, static_cast<std::size_t>(sent));
+      Reset(connection);
+    });
+    return Fairlead(server.Arguments("send") + Words{"-file", file} + more)
+        .error;
+  };
+  EXPECT_EQ(
+      error_of(17, {"-prefix", "u32be", "-sum", "3", "-eol", "crlf"}),
+      "fairlead send: the peer reset the connection: 17 of 17 bytes sent, "
+      "0 bytes received\n");
+  EXPECT_EQ(
+      error_of(16, {"-aes", "key"}),
+      "fairlead send: the peer reset the connection: 16 of 16 bytes sent, "
+      "0 bytes received\n");
+}
+
 }  // namespace
 }  // namespace fairlead::tool::send_prefix_test
