@@ -113,13 +113,23 @@ function(fairlead_program name)
   endif()
 endfunction()
 
+# fairlead_compile_with(target [compiler])
+#
+# Compiles the sources of the target with the compiler, if one is given, which has
+# the flags and the binary interface of the project's own.
+function(fairlead_compile_with target)
+  if(ARGC GREATER 1)
+    set_target_properties(${target} PROPERTIES CXX_COMPILER_LAUNCHER
+      "${PROJECT_SOURCE_DIR}/cmake/compile_with.sh;${ARGV1};${CMAKE_CXX_COMPILER_LAUNCHER};--")
+  endif()
+endfunction()
+
 # Tests are built often and run briefly: they share GoogleTest's precompiled
 # headers and are not optimised, nor fortified: some replace functions of the system
-# that fortified headers define. The library under test is compiled as always.
+# that fortified headers define. The library under test is compiled as always; the
+# tests of it by FAIRLEAD_TEST_COMPILER, if there is one.
 function(fairlead_quick_to_build target)
-  # g++ would often search its memory, full of those headers, for what is free.
-  set(quick -O0 -U_FORTIFY_SOURCE
-    $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=300000>)
+  set(quick -O0 -U_FORTIFY_SOURCE)
   if(FAIRLEAD_FUZZERS)
     # Tests do not tell a fuzzer where they went.
     list(APPEND quick -fno-sanitize=fuzzer-no-link)
@@ -129,12 +139,17 @@ function(fairlead_quick_to_build target)
     fairlead_headers_program(fairlead_test_headers)
     set_target_properties(fairlead_test_headers PROPERTIES CXX_VISIBILITY_PRESET default)
     target_compile_options(fairlead_test_headers PRIVATE ${quick})
+    if(FAIRLEAD_TEST_COMPILER MATCHES clang)
+      target_compile_options(fairlead_test_headers PRIVATE -fpch-instantiate-templates)
+    endif()
+    fairlead_compile_with(fairlead_test_headers ${FAIRLEAD_TEST_COMPILER})
     target_link_libraries(fairlead_test_headers PRIVATE GTest::gmock Threads::Threads)
     target_precompile_headers(fairlead_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   endif()
   # Some tests replace functions of the system, also for shared libraries.
   set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET default)
   target_compile_options(${target} PRIVATE ${quick})
+  fairlead_compile_with(${target} ${FAIRLEAD_TEST_COMPILER})
   # Links in less than half of the time.
   if(FAIRLEAD_HAS_LLD)
     target_link_options(${target} PRIVATE -fuse-ld=lld)
@@ -151,7 +166,7 @@ endfunction()
 # the code that headers make is made once. Each source has a namespace of its own.
 # A source that replaces functions of the system is a program of its own.
 # Labels:
-#   quick    all of them together take less than 30 seconds; the default
+#   quick    all of them together take less than a minute; the default
 #   slow     the others
 #   faults   a system call of the tool fails, or it is killed there, under strace
 #   threads  run several threads; the target fairlead_thread_tests builds them
@@ -177,15 +192,19 @@ function(fairlead_test name)
       return()
     endif()
   endforeach()
-  set(is_instrumented OFF)
-  if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=|-fprofile-instr-generate")
+  set(is_sanitized OFF)
+  if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
+    set(is_sanitized ON)
+  endif()
+  set(is_instrumented ${is_sanitized})
+  if(CMAKE_CXX_FLAGS MATCHES "-fprofile-instr-generate")
     set(is_instrumented ON)
   endif()
-  if(is_instrumented AND "faults" IN_LIST arg_LABELS)
-    return()  # The calls of the instruments would fail too.
+  if(is_sanitized AND "faults" IN_LIST arg_LABELS)
+    return()  # The calls of the sanitizer would fail too.
   endif()
   if(arg_COMMAND)
-    if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
+    if(is_sanitized)
       return()
     endif()
     list(APPEND arg_LIBRARIES fairlead_tool_testing)

@@ -210,10 +210,13 @@ std::string Shortened(std::string name) {
   return name;
 }
 
-// The functions that the shared library exports.
+// The functions that the shared library exports, without templates of the
+// standard library: _ZSt, _ZNSt, _ZNKSt.
 std::set<std::string> ExportedFunctions() {
   std::set<std::string> functions;
-  FILE* const names = popen("nm -DC --defined-only " FAIRLEAD_LIBRARY, "r");
+  FILE* const names = popen("nm -D --defined-only " FAIRLEAD_LIBRARY
+                            " | grep -vE ' _Z(NK?)?(S|9__gnu_cxx)' | c++filt",
+                            "r");
   char line[2000];
   while (names != nullptr && std::fgets(line, sizeof line, names) != nullptr) {
     char type = 0;

@@ -126,23 +126,23 @@ void Delete(void* memory) noexcept {
 
 #else
 
-// The system library's own names for what this file replaces.
+// What this file replaces, under the system library's other names, which are
+// reserved: a source may not use them.
 extern "C" {
 
-// NOLINTBEGIN(bugprone-reserved-identifier)
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
-void __libc_free(void* memory);
-// NOLINTEND(bugprone-reserved-identifier)
+void* SystemMalloc(std::size_t size) asm("__libc_malloc");
+void* SystemCalloc(std::size_t count, std::size_t size) asm("__libc_calloc");
+void* SystemRealloc(void* memory, std::size_t size) asm("__libc_realloc");
+void* SystemMemalign(std::size_t alignment,
+                     std::size_t size) asm("__libc_memalign");
+void SystemFree(void* memory) asm("__libc_free");
 
 FAIRLEAD_EXPORT void* malloc(std::size_t size) {
-  return Allocated([=] { return __libc_malloc(size); });
+  return Allocated([=] { return SystemMalloc(size); });
 }
 
 FAIRLEAD_EXPORT void* calloc(std::size_t count, std::size_t size) {
-  return Allocated([=] { return __libc_calloc(count, size); });
+  return Allocated([=] { return SystemCalloc(count, size); });
 }
 
 FAIRLEAD_EXPORT void* realloc(void* memory, std::size_t size) {
@@ -151,16 +151,16 @@ FAIRLEAD_EXPORT void* realloc(void* memory, std::size_t size) {
     errno = ENOMEM;
     return nullptr;
   }
-  return __libc_realloc(memory, size);
+  return SystemRealloc(memory, size);
 }
 
 FAIRLEAD_EXPORT void* aligned_alloc(std::size_t alignment, std::size_t size) {
-  return Allocated([=] { return __libc_memalign(alignment, size); });
+  return Allocated([=] { return SystemMemalign(alignment, size); });
 }
 
 FAIRLEAD_EXPORT void free(void* memory) {
   if (memory != nullptr) --allocations.live;
-  __libc_free(memory);
+  SystemFree(memory);
 }
 
 }  // extern "C"

@@ -104,10 +104,10 @@ const Operation kReaders[] = {
      OnFile([](const std::string& path) {
        return std::to_string(GetPrivateProfileInteger(kSection, kNew, 7, path));
      })},
-    {"ReadFile",
-     {"ReadFile(std::string const&)"},
+    {"ReadFileContent",
+     {"ReadFileContent(std::string const&)"},
      OnFile([](const std::string& path) {
-       return fairlead::ReadFile(path).text;
+       return fairlead::ReadFileContent(path).text;
      })},
 };
 

@@ -9,13 +9,18 @@
 
 namespace fairlead::internal {
 
+#if defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
+inline constexpr bool kThreadSanitized = true;
+#else
+inline constexpr bool kThreadSanitized = false;
+#endif
+
 // True if the program runs several times as slowly as usual and needs far more
 // memory, so that a test does less.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
 inline constexpr bool kSanitized = true;
 #else
-inline constexpr bool kSanitized = false;
+inline constexpr bool kSanitized = kThreadSanitized;
 #endif
 
 // Returns how many of the rounds a test of random inputs runs. A sanitizer

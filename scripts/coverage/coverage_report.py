@@ -1,6 +1,12 @@
 """Reports lines and branches by folder, and fails if too few are reached.
 
-usage: coverage_report.py LCOV JSON UNREACHED
+usage: coverage_report.py LCOV JSON SHOWN UNREACHED UNTAKEN
+
+The first three are what llvm-cov exports in these formats, and shows as text. A
+place in the sources is one line, or one branch, however many instances of a
+template or objects have it: what one of them reaches is reached. A condition is two
+branches; one that the compiler decides is none. The branches that no run took are
+written to UNTAKEN.
 
 Every line must be reached but for those that UNREACHED lists, one in each line,
 as `path | text of the line | reason`: a line keeps its entry when others move
@@ -11,6 +17,7 @@ so, and `path | * | reason` the whole file. An entry without a line fails too.
 import collections
 import json
 import os
+import re
 import sys
 
 LEAST_BRANCHES = 0.98
@@ -40,6 +47,18 @@ def read_branches(report):
             for side, count in ((True, yes), (False, no)):
                 taken[path, line, column, end, last, side] += count
     return taken
+
+
+def read_decided(shown):
+    """Returns where a condition begins that the compiler decides: path, line and column."""
+    decided = set()
+    path = None
+    for text in shown:
+        if text.startswith("/") and text.endswith(":\n"):
+            path = os.path.relpath(text[:-2])
+        elif found := re.search(r"Branch \((\d+):(\d+)\): \[Folded", text):
+            decided.add((path, int(found[1]), int(found[2])))
+    return decided
 
 
 def read_unreached(path):
@@ -114,11 +133,9 @@ def faults_in(runs, entries, sources):
 def is_a_choice(text, is_true_side):
     """Returns whether a run can decide the branch.
 
-    The compiler decides a constant condition. A switch counts the values that it
-    has no case for, as if it were true; one over an enumeration has none.
+    A switch counts the values that it has no case for, as if it were true; one
+    over an enumeration has none.
     """
-    if "if constexpr" in text or "while (true)" in text:
-        return False
     return not (is_true_side and text.startswith("switch ("))
 
 
@@ -149,23 +166,36 @@ def print_table(runs, taken):
     return rows["all"]
 
 
+def write_untaken(path, taken, sources):
+    """Writes the branches that no run took, one in each line."""
+    with open(path, "w", encoding="utf-8") as listing:
+        for (name, line, column, *_, side), count in sorted(taken.items()):
+            if count == 0:
+                print(f"{name}:{line}:{column}: never {str(side).lower()}: "
+                      f"{sources.line(name, line)}", file=listing)
+
+
 def main():
-    with open(sys.argv[1], encoding="utf-8") as lcov:
-        runs = read_lines(lcov)
-    with open(sys.argv[2], encoding="utf-8") as report:
-        taken = read_branches(json.load(report))
+    lcov, report, shown, unreached, untaken = sys.argv[1:]
+    with open(lcov, encoding="utf-8") as lines:
+        runs = read_lines(lines)
+    with open(report, encoding="utf-8") as branches:
+        taken = read_branches(json.load(branches))
+    with open(shown, encoding="utf-8", errors="replace") as text:
+        decided = read_decided(text)
     sources = Sources()
     runs = {place: count for place, count in runs.items()
             if is_ours(place[0]) and sources.has_code(*place)}
-    entries = read_unreached(sys.argv[3])
+    entries = read_unreached(unreached)
     listed = listed_lines(entries, sources)
     taken = {place: count for place, count in taken.items()
-             if is_ours(place[0]) and place[:2] not in listed
+             if is_ours(place[0]) and place[:2] not in listed and place[:3] not in decided
              and is_a_choice(sources.line(*place[:2]), place[-1])}
+    write_untaken(untaken, taken, sources)
     faults = faults_in(runs, entries, sources)
     _, _, branches, all_branches = print_table(runs, taken)
     if branches < LEAST_BRANCHES * all_branches:
-        faults.append(f"fewer than {LEAST_BRANCHES:.0%} of the branches are taken")
+        faults.append(f"fewer than {LEAST_BRANCHES:.0%} of the branches are taken; see {untaken}")
     for fault in faults:
         print(fault, file=sys.stderr)
     sys.exit(1 if faults else 0)

@@ -49,12 +49,23 @@ class CoverageReportTest(unittest.TestCase):
         self.assertEqual(coverage_report.lines_of_entry("*", lines), [1, 2, 3, 4])
         self.assertEqual(coverage_report.lines_of_entry("z();", lines), [])
 
-    def test_a_branch_that_no_run_decides_is_none(self):
+    def test_the_values_without_a_case_are_no_branch(self):
         self.assertTrue(coverage_report.is_a_choice("if (x)", True))
         self.assertTrue(coverage_report.is_a_choice("switch (x) {", False))
         self.assertFalse(coverage_report.is_a_choice("switch (x) {", True))
-        self.assertFalse(coverage_report.is_a_choice("if constexpr (kX) {", False))
-        self.assertFalse(coverage_report.is_a_choice("while (true) {", False))
+
+    def test_a_condition_that_the_compiler_decides_is_known(self):
+        here = coverage_report.os.getcwd()
+        shown = [f"{here}/a.cc:\n", "    3|    2|  if (kBits == 6 && x)\n",
+                 "  |  Branch (3:7): [Folded - Ignored]\n", "  |  Branch (3:21): [True: 0, False: 2]\n",
+                 f"{here}/b.h:\n", "  |  Branch (12:10): [Folded - Ignored]\n"]
+        self.assertEqual(coverage_report.read_decided(shown), {("a.cc", 3, 7), ("b.h", 12, 10)})
+
+    def test_branches_that_no_run_took_are_written(self):
+        taken = {("a", 1, 7, 1, 9, True): 0, ("a", 1, 7, 1, 9, False): 3}
+        with tempfile.NamedTemporaryFile("r") as listing:
+            coverage_report.write_untaken(listing.name, taken, Texts(a=["if (x) y();"]))
+            self.assertEqual(listing.read(), "a:1:7: never true: if (x) y();\n")
 
     def test_an_entry_without_a_reason_is_refused(self):
         with tempfile.NamedTemporaryFile("w") as listing:
