@@ -72,10 +72,13 @@ def _operators(line, code):
 
 def _numbers(line, code):
     for match in _NUMBER.finditer(code):
-        value = int(match.group())
-        yield "constant", line[:match.start()] + str(value + 1) + line[match.end():]
-        if value > 0:
-            yield "constant", line[:match.start()] + str(value - 1) + line[match.end():]
+        text = match.group()
+        is_octal = text.startswith("0") and text != "0"
+        value = int(text, 8 if is_octal else 10)
+        for other in (value + 1, value - 1):
+            if other >= 0:
+                number = f"0{other:o}" if is_octal else str(other)
+                yield "constant", line[:match.start()] + number + line[match.end():]
 
 
 def _bools(line, code):

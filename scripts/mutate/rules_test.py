@@ -25,6 +25,9 @@ class RulesTest(unittest.TestCase):
         self.assertEqual(changed("  x = 7;"), ["  x = 8;", "  x = 6;"])
         self.assertEqual(changed("  x = 0;"), ["  x = 1;"])
 
+    def test_an_octal_number_stays_octal(self):
+        self.assertEqual(changed("  x = 0600;"), ["  x = 0601;", "  x = 0577;"])
+
     def test_a_number_within_a_name_or_another_number_is_none(self):
         self.assertEqual(changed("  x = aes128;"), [])
         self.assertEqual(changed("  x = 1.5;"), [])
