@@ -10,10 +10,8 @@
 
 namespace fairlead {
 
-/// Up to 512 bits. Plain value, which `fork()` copies.
-///
-/// Bit i is bit i % 32 of word i / 32, counted from the least significant. As
-/// the machine is little-endian, it is also bit i % 8 of byte i / 8.
+/// Up to 512 bits. Plain value, which `fork()` copies. Bit i is bit i % 32 of
+/// word i / 32, from the least significant; also bit i % 8 of byte i / 8.
 struct FAIRLEAD_EXPORT CBitstr {
   std::uint32_t data[16] = {};  // NOLINT(modernize-avoid-c-arrays)
   std::int32_t length = 0;      ///< In bytes, if CConverter set it.
@@ -22,27 +20,20 @@ struct FAIRLEAD_EXPORT CBitstr {
 
   /// Reads a decimal number as `CConverter(56, 0, 3)` does, but keeps only its
   /// low byte: 300, which is 0x12C, gives 0x2C and the length 7. All zero if
-  /// the text is not such a number. Kept for compatibility: use
-  /// CConverter::LoadData() for the whole number.
+  /// the text is no such number. Kept for compatibility: for the whole number,
+  /// use CConverter::LoadData().
   explicit CBitstr(std::string_view text);
 };
 
 /// Copies `count` bits, in ascending order, from bit `source_bit` of the source
-/// to bit `destination_bit` of the destination; keeps all other bits.
+/// to bit `destination_bit` of the destination; keeps all other bits. Linear;
+/// does not allocate. Bits are numbered as in CBitstr.
 ///
-/// Bits are numbered from the least significant one of the first word. Source
-/// words are `stride` words apart (n reads a column of a table with n columns),
-/// destination words adjacent.
-/// A count of 0 is not a no-op: it overwrites the destination word from
-/// `destination_bit` to its end. Kept for compatibility.
-/// @param source only words that contribute a bit are read
-/// @param source_bit,destination_bit,count 0 or more. Negative values give
-///     unspecified results, but no word before the first is accessed.
-/// @par Overlap
-/// Each word is written just after the source words for it are read.
-/// @par Cost
-/// A few nanoseconds plus less than one per word. Does not allocate.
-/// @par Example
+/// Source words are `stride` words apart (n reads a column of a table with n
+/// columns); only those that contribute a bit are read, just before the word
+/// they go to is written. Negative values give unspecified results, but no word
+/// before the first is accessed. A count of 0 is not a no-op: it overwrites the
+/// destination word from `destination_bit` to its end. Kept for compatibility.
 /// @code
 /// const unsigned int source[] = {0xA0000000, 0x5};
 /// fairlead::CBitstr bits;  // 512 zeros

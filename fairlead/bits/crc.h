@@ -25,7 +25,11 @@ namespace fairlead {
 /// in 64 bits: a bit shifted out of bit 31 stays in the upper half and also
 /// re-enters at bit 0. A rotation of -n equals one of 32 - n. Every `int` is
 /// accepted; only -32 to 32 are useful.
-///
+/// @code
+/// fairlead::CCRC crc{.rotation = 5};
+/// crc.AddVal("hello");
+/// int checksum = crc.ReadCRC8();  // checksum == 0x67
+/// @endcode
 /// @par Limits
 /// The state saturates. With rotations of 1 to 31 either way, bits that reach
 /// the upper half stay set; ordinary data and middle rotations set them all
@@ -38,12 +42,6 @@ namespace fairlead {
 /// Three dependent operations per value. Once the upper half is full, the rest
 /// of a text or an array costs at most 32 values, whatever its length. With
 /// rotations of 0, 32 and -32 every value is read, independently of the others.
-/// @par Example
-/// @code
-/// fairlead::CCRC crc{.rotation = 5};
-/// crc.AddVal("hello");
-/// int checksum = crc.ReadCRC8();  // checksum == 0x67
-/// @endcode
 struct FAIRLEAD_EXPORT CCRC {
   std::uint64_t state = 0;    ///< The checksum so far.
   std::int32_t rotation = 0;  ///< Bits to rotate left before each value.

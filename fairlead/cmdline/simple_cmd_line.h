@@ -29,13 +29,9 @@ namespace fairlead {
 /// | '-' within a word | belongs to the word | starts a parameter |
 ///
 /// A value cannot begin with '-': "-n -5" is two parameters. No input is
-/// malformed; only a failed allocation throws. Threads may share an object, and
-/// `fork()` copies it.
-/// @par Cost
-/// Construction is linear in the text and n log n in the parameters. Up to 32
-/// arguments of 600 bytes together are kept without an allocation. A lookup
-/// visits every parameter if there are up to 32, else log n of them.
-/// @par Example
+/// malformed; only a failed allocation throws. Threads may share an object.
+/// Construction is linear in the text and n log n in the parameters, and does
+/// not allocate for 32 arguments of 600 bytes together. A lookup takes log n.
 /// @code
 /// const char* const words[] = {"tool", "-Host", "Example", "-port", "7000"};
 /// const fairlead::CSimpleCmdLine args(5, words);  // or (argc, argv)
@@ -45,26 +41,21 @@ namespace fairlead {
 class FAIRLEAD_EXPORT CSimpleCmdLine {
  public:
   /// Parses copies of a process's arguments, without the first, the program's
-  /// path; none if `argc` is below 2.
-  ///
-  /// An argument that begins with '-' is a name, less that '-': "-Port" is
-  /// "port", "--x" is "-x", "-" is the empty name. The next argument is its
+  /// path. An argument that begins with '-' is a name, less that '-': "-Port"
+  /// is "port", "--x" is "-x", "-" is the empty name. The next argument is its
   /// value. Others are appended to the last value, or to that of the empty name
   /// if there is no name yet, after a space. A name given again starts over.
-  ///
   /// `-a X y z -b` is a = "X y z" and b = ""; `file -v 1` is v = "1" and the
   /// empty name = " file".
   CSimpleCmdLine(int argc, const char* const* argv);
 
-  /// Parses a whole command line, with or without the program's path.
-  ///
-  /// Only spaces separate words. A '-' starts a name anywhere but in a name.
-  /// The word after a name is its value, up to a '-'. Any other word is a
-  /// parameter without a value, or dropped if a '-' ends it. A name given again
-  /// starts over.
-  ///
-  /// `prog -a 1 extra` is prog = "", a = "1" and extra = ""; `-d 2010-05` is d
-  /// = "2010" and 05 = ""; `-a-b` is a-b = ""; `foo-bar` is bar = "".
+  /// Parses a whole command line, with or without the program's path. Only
+  /// spaces separate words. A '-' starts a name anywhere but in a name. The
+  /// word after a name is its value, up to a '-'. Any other word is a parameter
+  /// without a value, or dropped if a '-' ends it. A name given again starts
+  /// over. `prog -a 1 extra` is prog = "", a = "1" and extra = "";
+  /// `-d 2010-05` is d = "2010" and 05 = ""; `-a-b` is a-b = ""; `foo-bar` is
+  /// bar = "".
   ///
   /// A '-' with no name is the empty name. It takes a value unless a bare word,
   /// neither name nor value, came after the last non-empty name: `- 5` sets the
@@ -75,8 +66,7 @@ class FAIRLEAD_EXPORT CSimpleCmdLine {
   CSimpleCmdLine& operator=(const CSimpleCmdLine&) = delete;
   ~CSimpleCmdLine() = default;
 
-  /// Returns what follows the last backslash of `path`, or all of `path` if it
-  /// has none. '/' is not special: "/usr/bin/tool" is returned whole.
+  /// Returns what follows the last backslash, if any; '/' is not special.
   [[nodiscard]] static std::string GetExe(std::string_view path);
 
   /// Returns the text in lower case, as MakeLower() does.
@@ -88,17 +78,14 @@ class FAIRLEAD_EXPORT CSimpleCmdLine {
   /// Returns the same as PresentParam().
   [[nodiscard]] bool GetParam(std::string_view name) const;
 
-  /// Returns the parameter's value: "" if it was given without one, "n//a" if
-  /// it was not given.
+  /// Returns the value, "" if there is none; "n//a" if the name was not given.
   [[nodiscard]] std::string GetStrParam(std::string_view name) const;
 
-  /// Returns the parameter's value: "" if it was given without one, `fallback`
-  /// if it was not given.
+  /// Returns the value, "" if there is none; `fallback` if it was not given.
   [[nodiscard]] std::string GetStrParam(std::string_view name,
                                         std::string_view fallback) const;
 
-  /// Returns the number that getval() reads from the value ("12abc" is 12), or
-  /// `fallback` if it reads none or the parameter was not given.
+  /// Returns the number that getval() reads from the value; else `fallback`.
   [[nodiscard]] int GetIntParam(std::string_view name, int fallback) const;
 
   /// Calls fairlead::getval<int>().

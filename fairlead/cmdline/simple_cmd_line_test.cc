@@ -405,5 +405,20 @@ TEST(ModelTest, RandomLongTablesAgree) {
   }
 }
 
+// A long table is sorted by parts of the names, which these have in common.
+TEST(LookupTest, FindsNamesThatDifferInTheMiddleAlone) {
+  std::string line;
+  for (int i = 0; i < 40; ++i) line += " -p" + std::to_string(i) + " x";
+  for (const char* const c : {"3", "1", "2"})
+    line += " -abcdefgh"s + c + "ijklmnop " + c;
+  const CSimpleCmdLine args(line + " -abcdefgh1ijklmnop last");
+  EXPECT_EQ(args.GetStrParam("abcdefgh1ijklmnop"), "last");
+  EXPECT_EQ(args.GetStrParam("abcdefgh2ijklmnop"), "2");
+  EXPECT_EQ(args.GetStrParam("abcdefgh3ijklmnop"), "3");
+  EXPECT_EQ(args.GetStrParam("abcdefgh0ijklmnop"), "n//a");
+  EXPECT_FALSE(args.PresentParam("abcdefgh4ijklmnop"));
+  EXPECT_EQ(args.GetStrParam("p39"), "x");
+}
+
 }  // namespace
 }  // namespace fairlead::internal

@@ -20,24 +20,19 @@ struct RC4Key {
 ///
 /// Encryption and decryption are the same operation, XOR with the key stream.
 /// To decrypt, create an object with the same key and pass the bytes in order.
-/// @par Security
-/// RC4 is broken; it is here for peers that require it. Its stream is
-/// distinguishable from random bytes, which exposes text sent repeatedly; the
-/// discard reduces this bias only. Use a key once: texts with the same key
-/// reveal their XOR, and there is no nonce. Nothing is authenticated: a bit
-/// flipped in transit flips in the text. The state is not wiped from memory.
-/// For new protocols, use an authenticated cipher from a cryptographic library.
-/// @par Threads and fork
-/// Distinct objects are independent. Do not share one without a lock: every
-/// byte advances the stream. A copy continues at the same position. A forked
-/// child continues the same stream: use another key there.
-/// @par Example
+/// One thread per object. A copy continues at the same position, and so does a
+/// forked child: use another key there.
 /// @code
 /// const fairlead::RC4Key key = {{'s', 'e', 'c', 'r', 'e', 't'}, 6};
 /// unsigned char text[] = "hello";
 /// fairlead::RC4(key).Encode(text, 5);
 /// fairlead::RC4(key).Encode(text, 5);  // text[0] == 'h'
 /// @endcode
+/// @par Security
+/// RC4 is broken; it is here for peers that require it: new protocols need an
+/// authenticated cipher of a cryptographic library. Use a key once: texts with
+/// the same key reveal their XOR. Nothing is authenticated. The state is not
+/// wiped from memory.
 class FAIRLEAD_EXPORT RC4 {
  public:
   /// Keys the cipher. Takes about as long as encrypting 12,347 bytes.

@@ -15,57 +15,40 @@ namespace fairlead {
 
 /// A log that appends each text to a file and writes it to `std::cout`.
 ///
-/// Texts are written verbatim, zero bytes included, without timestamp, prefix
-/// or newline. With the CRLF flag, each LF becomes CR LF, even after a CR.
-///
-/// A text that contains LF or CR is flushed at once, with everything buffered
-/// before it. Other texts are buffered until such a text follows, the buffer is
-/// full, or the log is destroyed (standard output: the program ends).
-///
-/// If no file can be opened, the log silently writes to standard output only
-/// and does not try again. The file never gets descriptor 0, 1 or 2.
-///
-/// @par Durability
-/// A text with LF or CR has reached the kernel when `<<` returns: it survives a
-/// crash of the program, not of the machine (no `fsync`). A killed program
-/// loses its buffered texts.
-/// @par
-/// While the disk is full, texts wait in the log; they are written once, in
-/// order, when there is room. A text with LF or CR retries; while more than 8
-/// KiB wait, every text does. While more than 64 KiB wait, texts are
-/// dropped whole, without notice. What the destructor cannot write is lost.
-/// @par
-/// RLIMIT_FSIZE (`ulimit -f`) acts like a full disk and raises no SIGXFSZ. One
-/// that is set or lifted while the log is in use is noticed within 8 KiB of
-/// text. What it refuses of standard output is dropped. An error of `std::cout`
-/// stays set until the program clears it; the file is unaffected.
-/// @par Thread safety
-/// Threads may share a log. Each `<<` is atomic, in the same order in the file
-/// and on standard output; other threads may write between two `<<` of a chain.
-/// No thread may write during construction or destruction. What the program
-/// itself writes to `std::cout` is not locked out.
-/// @par Fork and static objects
-/// Parent and child append to the same open file. Both write a text buffered at
-/// the fork, unless the child ends with `_exit` or `exec`. If another thread is
-/// writing then, the child's log is locked forever: fork before starting
-/// threads, or let the child construct its own. Static objects made after a
-/// static log may use it to the end, even if nothing includes <iostream>.
-/// @par Cost
-/// A text with LF or CR takes one `write` to the file and one to standard
-/// output (more if it exceeds that buffer) with the lock held, and a few more
-/// system calls if RLIMIT_FSIZE is set. Only the CRLF flag copies the text.
-/// @par Example
+/// Texts are written verbatim, zero bytes included; with the CRLF flag, each LF
+/// becomes CR LF, even after a CR. A text that contains LF or CR is flushed at
+/// once, with what was buffered. Others are buffered until then, until the
+/// buffer is full, or until the log is destroyed. If no file can be opened, the
+/// log silently writes to standard output only. The file never gets descriptor
+/// 0, 1 or 2.
 /// @code
 /// fairlead::CLog log("client.log", false);
 /// log << "connected to " + std::string("localhost") + "\n";  // One text.
 /// @endcode
+/// @par Durability
+/// A flushed text survives a crash of the program, not of the machine (no
+/// `fsync`). On a full disk, or at RLIMIT_FSIZE (without SIGXFSZ), texts wait
+/// in the log and are written once, in order, when there is room: a text with
+/// LF or CR retries, and every text while more than 8 KiB wait. Beyond 64 KiB,
+/// and in the destructor, they are dropped whole. What standard output refuses
+/// is dropped; an error of `std::cout` stays set until the program clears it.
+/// @par Threads and fork
+/// Each `<<` is atomic, in the same order in both outputs; other threads may
+/// write between two `<<` of a chain. No thread may write during construction
+/// or destruction. After `fork()`, both processes append to the same file, and
+/// both write what was buffered. If another thread was writing, the child's log
+/// is locked forever: let the child construct its own. Static objects made
+/// after a static log may use it to the end.
+/// @par Cost
+/// A text with LF or CR takes one `write` to each output, with the lock held,
+/// and a few more system calls if RLIMIT_FSIZE is set.
 class CLog {  // Only what others call is exported: the rest is inlined.
  public:
-  /// Opens, for appending, the first of `names` that can be opened or created.
-  /// An empty list makes a log without a file. The CRLF flag is off.
+  /// Opens the first of `names` that can be opened or created, if any. The CRLF
+  /// flag is off.
   FAIRLEAD_EXPORT explicit CLog(const std::vector<std::string>& names);
 
-  /// Opens a file for appending, and creates it if needed.
+  /// Opens or creates a file.
   FAIRLEAD_EXPORT CLog(const std::string& name, bool crlf);
 
   /// Rejects a second name as the flag: pass a list of names.
@@ -80,13 +63,13 @@ class CLog {  // Only what others call is exported: the rest is inlined.
   CLog(CLog&) = delete;
   CLog& operator=(const CLog&) = delete;
 
-  /// Writes `text` to the file and to standard output; returns the log.
+  /// Writes `text` to the file and to standard output; returns the log. Reports
+  /// no other errors than these, after which it remains usable.
   /// @throws std::system_error with the code of a failed lock; nothing written
   /// @throws std::bad_alloc if the text cannot be copied or buffered; nothing
   ///     written, except the part that a full disk took
   /// @throws std::ios_base::failure if the program made `std::cout` throw; the
-  ///     file has the text. Other write errors are not reported, and the log
-  ///     remains usable after any exception.
+  ///     file has the text
   friend FAIRLEAD_EXPORT CLog& operator<<(CLog& log, const std::string& text);
 
  private:

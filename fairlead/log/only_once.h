@@ -34,10 +34,8 @@ struct COnceItem {
 };
 
 /// Decides whether to report a recurring event now, so that a message is not
-/// repeated every time.
-///
-/// A string key of any bytes names an event. The mode decides what Start()
-/// returns for it:
+/// repeated every time. A key of any bytes names the event, not its details:
+/// keys are never removed. The mode decides what Start() returns:
 ///
 /// - `OnceThrottle`: true at the first call, then at most once per interval.
 ///   Update() is not needed; it restarts the interval.
@@ -48,47 +46,36 @@ struct COnceItem {
 ///   returns true at the first poll within the interval of an occurrence, and
 ///   again only after a poll that found the event quiet for longer.
 ///
-/// The clock is CLOCK_REALTIME: setting it back lengthens a running interval.
-/// Elapsed times are differences of doubles (seconds + nanoseconds / 1e9), with
-/// a precision of a quarter of a microsecond for dates of this century. The
-/// elapsed time must exceed the interval, not just equal it.
-///
-/// @par Thread safety
-/// Threads may share a tracker; each call is atomic. A call throws
-/// std::system_error if the lock fails, with its code, and std::bad_alloc if a
-/// new key does not fit; the tracker is then unchanged. IgnoreWave() outside
-/// `OnceWaveEnd` does not throw. Static objects constructed after a static
-/// tracker may use it in constructors and destructors.
-/// @par Fork
-/// The child has an independent copy. If another thread is in a call at the
-/// fork, that copy is locked forever: fork before starting threads, or
-/// construct a new tracker in the child.
-/// @par Cost
-/// One clock reading and one hash lookup; a new key is copied and may grow the
-/// table. The hash is randomly seeded: chosen keys cannot make lookups slow.
-/// Keys are never removed, so a key should name an event, not its details.
-/// @par Example
+/// The elapsed time must exceed the interval. It is a difference of doubles
+/// (seconds + nanoseconds / 1e9) of CLOCK_REALTIME, precise to a quarter of a
+/// microsecond in this century. Setting the clock back lengthens an interval.
 /// @code
 /// fairlead::COnlyOnce once(fairlead::OnceThrottle);
 /// const bool first = once.Start("disk full", 60);   // first == true
 /// const bool second = once.Start("disk full", 60);  // second == false
 /// @endcode
+/// @par Threads and fork
+/// Threads may share a tracker; each call is atomic. A call throws
+/// std::system_error if the lock fails, with its code, and std::bad_alloc if a
+/// new key does not fit; the tracker is then unchanged. A forked child has an
+/// independent copy, which is locked forever if another thread was in a call:
+/// construct a new tracker there. Static objects constructed after a static
+/// tracker may use it in constructors and destructors.
+/// @par Cost
+/// One clock reading and one hash lookup; a new key is copied. The hash is
+/// randomly seeded: chosen keys cannot make lookups slow.
 class COnlyOnce {  // Only what others call is exported: the rest is inlined.
  public:
-  /// Constructs an empty tracker. If `mode` is not a COnlyMode value, Start()
-  /// always returns false.
+  /// Constructs an empty tracker. In an unknown mode, Start() returns false.
   explicit COnlyOnce(COnlyMode mode) : mode_(mode) {}
 
   COnlyOnce(const COnlyOnce&) = delete;
   COnlyOnce& operator=(const COnlyOnce&) = delete;
 
-  /// Returns whether to report the event now; see the modes above.
-  ///
-  /// With `OnceThrottle`, an unknown key is added. In the other modes Start()
-  /// returns false for it: only Update() and IgnoreWave() add keys.
-  /// @param interval in seconds. A negative one has always elapsed (unless the
-  ///     clock was set back by at least as much); infinity and NaN never
-  ///     elapse.
+  /// Returns whether to report the event now; see the modes above. Adds an
+  /// unknown key with `OnceThrottle`; returns false for it in other modes.
+  /// @param interval in seconds; infinity and NaN never elapse. A negative one
+  ///     has always elapsed, unless the clock was set back by as much or more.
   FAIRLEAD_EXPORT bool Start(std::string_view key, double interval);
 
   /// Overload for whole seconds.
