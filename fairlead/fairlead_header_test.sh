@@ -1,6 +1,6 @@
 #!/bin/sh
-# Checks that fairlead.h includes every public header, and that each compiles alone:
-# fairlead_header_test.sh COMPILER HEADER…
+# Checks that fairlead.h includes every public header, that each compiles alone, and
+# that a user's helpers may have common names: fairlead_header_test.sh COMPILER HEADER…
 set -eu
 folder=$(dirname "$0")
 compiler=$1
@@ -25,6 +25,22 @@ for header; do
   is_first_of_its_source "$name" ||
     "$compiler" -std=c++20 -fsyntax-only -I"$folder/.." -x c++ "$header" || missing=1
 done
+
+"$compiler" -std=c++20 -fsyntax-only -I"$folder/.." -x c++ - <<'CODE' || missing=1
+#include "fairlead/fairlead.h"
+using namespace std;
+using namespace fairlead;
+static string ReadFile(const string& path) { return path; }
+static bool WriteFile(const string& path, string_view text) { return path == text; }
+static bool Connect(const string& host, int port) { return host.empty() && port == 0; }
+static bool Contains(string_view text, string_view part) { return text == part; }
+static string Join(const string& a, const string& b) { return a + b; }
+int main() {
+  return ReadFile(Join("a", "b")).empty() || WriteFile("a", "b") ||
+         Connect("a", 1) || Contains("a", "b");
+}
+CODE
+
 [ $# -gt 2 ] && exit $missing
 echo "no headers to look for" >&2
 exit 1

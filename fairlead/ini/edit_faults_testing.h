@@ -91,6 +91,36 @@ int fstat(int fd, struct stat* status) noexcept {
   return Call("fstat", fd, SYS_fstat, fd, status);
 }
 
+int stat(const char* path, struct stat* status) noexcept {
+  return Call("stat", 3, SYS_stat, path, status);
+}
+
+int lstat(const char* path, struct stat* status) noexcept {
+  return Call("lstat", 3, SYS_lstat, path, status);
+}
+
+int fstatat(int fd, const char* path, struct stat* status, int flags) noexcept {
+  return Call("fstatat", fd, SYS_newfstatat, fd, path, status, flags);
+}
+
+int access(const char* path, int kind) noexcept {
+  return Call("access", 3, SYS_access, path, kind);
+}
+
+ssize_t fgetxattr(int fd, const char* name, void* value,
+                  std::size_t size) noexcept {
+  return Call("fgetxattr", fd, SYS_fgetxattr, fd, name, value, size);
+}
+
+int fsetxattr(int fd, const char* name, const void* value, std::size_t size,
+              int flags) noexcept {
+  return Call("fsetxattr", fd, SYS_fsetxattr, fd, name, value, size, flags);
+}
+
+int fremovexattr(int fd, const char* name) noexcept {
+  return Call("fremovexattr", fd, SYS_fremovexattr, fd, name);
+}
+
 ssize_t flistxattr(int fd, char* list, std::size_t size) noexcept {
   return Call("flistxattr", fd, SYS_flistxattr, fd, list, size);
 }
@@ -132,9 +162,10 @@ class Hooked {
 };
 
 constexpr std::string_view kCalls[] = {
-    "open",   "O_TMPFILE",  "fcntl",      "read",     "pread", "pwrite",
-    "fsync",  "ftruncate",  "fallocate",  "fchmod",   "fstat", "linkat",
-    "rename", "flistxattr", "readlinkat", "renameat2"};
+    "open",   "O_TMPFILE",    "fcntl",      "read",       "pread",     "pwrite",
+    "fsync",  "ftruncate",    "fallocate",  "fchmod",     "fstat",     "stat",
+    "lstat",  "fstatat",      "access",     "fgetxattr",  "fsetxattr", "linkat",
+    "rename", "fremovexattr", "flistxattr", "readlinkat", "renameat2"};
 
 constexpr char kOlder[] = "the text before the old one\n";  // Of the backup.
 constexpr char kOld[] = "old text\n";

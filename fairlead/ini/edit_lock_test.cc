@@ -15,6 +15,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -133,6 +134,29 @@ TEST(EditLockTest, TheLockFileCountsAsTheLock) {
   EXPECT_EQ(SetNew(path, false), kBusy);
   EXPECT_EQ(ReadFile(path), "old\n");
   EXPECT_TRUE(fs::exists(LockPath(folder)));
+}
+
+// Another user's link could have an edit create or lock a file elsewhere.
+TEST(EditLockTest, ALinkInPlaceOfTheLockFileIsNotFollowed) {
+  const TempFolder folder;
+  const std::string path = Put(folder, "f", "old\n");
+  const Descriptor reader(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_TRUE(LockAll(reader, F_RDLCK));
+  ASSERT_EQ(symlink("target", LockPath(folder).c_str()), 0);
+  EXPECT_EQ(EditFile(path, To("new\n"), {.lock_limit = 30ms}), kWritten);
+  EXPECT_EQ(ReadFile(path), "new\n");
+  EXPECT_FALSE(fs::exists(folder.path() + "/target"));
+  EXPECT_TRUE(fs::is_symlink(LockPath(folder)));
+}
+
+TEST(EditLockTest, OnlyEndingSignalsAreHeldBack) {
+  alignas(sigset_t) std::array<unsigned char, sizeof(sigset_t)> memory;
+  memory.fill(0xFF);
+  const auto* const signals = new (memory.data()) sigset_t(EndingSignals());
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM})
+    EXPECT_EQ(sigismember(signals, signal), 1) << signal;
+  for (const int signal : {SIGPIPE, SIGUSR1, SIGCHLD, SIGSEGV})
+    EXPECT_EQ(sigismember(signals, signal), 0) << signal;
 }
 
 TEST(EditLockTest, AStaleLockFileIsDeleted) {

@@ -56,6 +56,22 @@ FileResult CopyBytes(const Descriptor& from, NewFile& to) {
   }
 }
 
+// Links the file to a hidden name, and returns 0 or the error.
+int CreateLink(const std::string& folder, const std::string& file,
+               std::string& hidden) {
+  return CreateHidden(folder, hidden, [&file](const char* name) {
+    const int result = Uninterrupted(
+        [&] { return linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name, 0); });
+    return result == 0 ? 0 : errno;
+  });
+}
+
+int RenameTo(const std::string& from, const std::string& to) {
+  const int result =
+      Uninterrupted([&] { return rename(from.c_str(), to.c_str()); });
+  return result == 0 ? 0 : errno;
+}
+
 }  // namespace
 
 std::string BackupPath(const std::string& path, const std::string& suffix) {
@@ -68,16 +84,41 @@ Backup::Backup(const std::string& path, const std::string& suffix)
       folder_(FolderOf(path)) {}
 
 Backup::~Backup() {
-  if (is_exchanged_) {
-    Exchange();
-  } else if (is_put_) {
-    unlink(path_.c_str());
-  }
-  if (!hidden_.empty()) unlink(hidden_.c_str());
-  if (older_.IsOpen()) Unlock(older_);
+  if (is_put_) Restore();
+  RemoveHidden();
 }
 
-void Backup::Keep() { is_put_ = is_exchanged_ = false; }
+// While the older backup was locked, a hidden link of it, which a killed edit
+// has left, did not look stale.
+void Backup::Keep() {
+  is_put_ = false;
+  RemoveHidden();
+  if (older_.IsOpen()) RemoveLeftovers(folder_, older_);
+}
+
+// The link of the file goes last: without it, no later edit would accept the
+// backup of a process that is killed here.
+void Backup::RemoveHidden() {
+  if (!hidden_.empty()) unlink(hidden_.c_str());
+  hidden_.clear();
+  if (older_.IsOpen()) Unlock(older_);
+  RemoveLink();
+}
+
+void Backup::RemoveLink() {
+  if (!link_.empty()) unlink(link_.c_str());
+  link_.clear();
+}
+
+// If even that fails, the older backup keeps its hidden name.
+void Backup::Restore() {
+  if (hidden_.empty()) {
+    unlink(path_.c_str());
+  } else if (Exchange() != 0) {
+    std::ignore = RenameTo(hidden_, path_);
+    hidden_.clear();
+  }
+}
 
 // A NUL would end the path early, at the file itself perhaps. A symbolic link
 // is not followed, and not replaced either: somebody wants it.
@@ -98,17 +139,15 @@ FileResult Backup::Link(const Descriptor& file) {
   if (path_.empty()) return {};
   if (FileResult result = CheckPath(); !result.Succeeded())
     return BackupResult(std::move(result), path_);
-  if (IsAt(path_, file)) return {};
-  const int error = CreateHidden(folder_, hidden_, [this](const char* hidden) {
-    const int result = Uninterrupted([&] {
-      return linkat(AT_FDCWD, file_path_.c_str(), AT_FDCWD, hidden, 0);
-    });
-    return result == 0 ? 0 : errno;
-  });
+  int error = CreateLink(folder_, file_path_, link_);
+  if (error == 0 && !IsAt(path_, file))
+    error = CreateLink(folder_, file_path_, hidden_);
+  if (error == 0) return {};
   // The file is mounted alone.
   if (error == EXDEV) return Failed(FileError::kOnlyInPlace, EBUSY);
-  return MayBeCopied(error) ? Copy(file)
-                            : BackupResult(WriteResult(error), path_);
+  if (!MayBeCopied(error)) return BackupResult(WriteResult(error), path_);
+  RemoveLink();
+  return Copy(file);
 }
 
 FileResult Backup::Copy(const Descriptor& file) {
@@ -155,17 +194,24 @@ int Backup::Exchange() const {
   return result == 0 ? 0 : errno;
 }
 
-// Some file systems cannot exchange names; then the older backup is lost here.
 int Backup::Rename() {
-  const int error = Exchange();
-  is_exchanged_ = error == 0;
-  if (!CannotExchange(error)) return error;
-  const int result =
-      Uninterrupted([this] { return rename(hidden_.c_str(), path_.c_str()); });
-  if (result == -1) return errno;
-  is_put_ = true;
-  hidden_.clear();
-  return 0;
+  int error = Exchange();
+  if (CannotExchange(error)) error = RenameOverOlder();
+  is_put_ = error == 0;
+  return error;
+}
+
+// For a file system that cannot exchange names: the older backup gets a second
+// name first. One that has no hard links either loses it here.
+int Backup::RenameOverOlder() {
+  std::string older;
+  const int link_error = CreateLink(folder_, path_, older);
+  if (link_error != 0 && link_error != ENOENT && !MayBeCopied(link_error))
+    return link_error;
+  const int error = RenameTo(hidden_, path_);
+  if (error == 0) std::swap(hidden_, older);
+  if (error != 0 && !older.empty()) unlink(older.c_str());
+  return error;
 }
 
 }  // namespace fairlead::internal

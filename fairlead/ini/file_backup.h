@@ -18,8 +18,10 @@ std::string BackupPath(const std::string& path, const std::string& suffix);
 // A backup of a file that is about to be changed. The destructor restores the
 // older backup, unless Keep() was called.
 //
-// Made under a hidden name, and then renamed over an older backup by exchanging
-// the names: so the older one can be restored until Keep() deletes it. Call the
+// Made under a hidden name, and then renamed over an older backup, which gets a
+// hidden name: so it can be restored until Keep() deletes it. While the backup
+// may be a hard link of the file, the file has a hidden link too, by which
+// CheckHardLinks() knows the backup of an edit that was killed. Call the
 // functions in their order, each after the success of the last, with
 // EndingSignals() blocked; their results have no path. Without a suffix they do
 // nothing.
@@ -41,24 +43,28 @@ class Backup {
   // Gives the backup its name, and syncs the folder.
   FileResult Put();
 
-  // Keeps the backup and deletes the older one.
+  // Keeps the backup, and deletes the older one and stale links of it.
   void Keep();
 
  private:
   FileResult CheckPath() const;
   FileResult CopyText(const Descriptor& file);
   void LockOlder();
+  void RemoveHidden();
+  void RemoveLink();
   int Exchange() const;
   int Rename();
+  int RenameOverOlder();
+  void Restore();
 
   const std::string file_path_;
   const std::string path_;
   const std::string folder_;
   std::optional<NewFile> copy_;  // Holds the lock of a hidden copy,
   Descriptor older_;             // and this that of the older backup.
-  std::string hidden_;           // A backup that is to be deleted; or "".
-  bool is_put_ = false;
-  bool is_exchanged_ = false;  // hidden_ is the older backup.
+  std::string link_;             // The hidden link of the file; or "".
+  std::string hidden_;           // The backup, or the older one; or "".
+  bool is_put_ = false;          // The backup has its name.
 };
 
 }  // namespace fairlead::internal

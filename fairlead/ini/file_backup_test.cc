@@ -180,14 +180,14 @@ TEST(FileBackupTest, ABackupThatIsALinkOfTheFileIsMadeAFileOfItsOwn) {
   }
 }
 
-// Such an edit leaves a hidden file too.
+// Such an edit leaves a hidden link of the file too.
 TEST(FileBackupTest, TheBackupOfAKilledEditBlocksNoOther) {
   for (const char* suffix : {"", ".bak", "~"}) {
     SCOPED_TRACE(suffix);
     const TempFolder folder;
     const std::string path = Put(folder, "f", "old\n");
     fs::create_hard_link(path, path + "~");
-    Put(folder, ".fairlead.1.0", "half of the n");
+    fs::create_hard_link(path, folder.Path(".fairlead.1.0"));
     EXPECT_EQ(SetNewKeepingOld(path, false, suffix), kWritten);
     EXPECT_EQ(ReadFile(path), "new\n");
     EXPECT_EQ(ReadFile(path + "~"), "old\n");
@@ -197,9 +197,26 @@ TEST(FileBackupTest, TheBackupOfAKilledEditBlocksNoOther) {
   const TempFolder folder;
   const std::string path = Put(folder, "f", "old\n");
   fs::create_hard_link(path, folder.Path("second"));
-  Put(folder, ".fairlead.1.0", "half of the n");
+  fs::create_hard_link(path, folder.Path(".fairlead.1.0"));
   EXPECT_EQ(SetNewKeepingOld(path, false),
             Expected{.error = FileError::kOnlyInPlace});
+}
+
+// The hidden file of an edit of another file says nothing about this one.
+TEST(FileBackupTest, AnotherHardLinkIsNotLostBesideAStaleFile) {
+  for (const char* suffix : {"", "~"})
+    for (const bool is_link : {false, true}) {
+      const TempFolder folder;
+      const std::string path = Put(folder, "f", "old\n");
+      const std::string shared = path + ".shared";
+      fs::create_hard_link(path, shared);
+      const std::string stale = Put(folder, ".fairlead.999999.0", "");
+      if (is_link) fs::create_hard_link(stale, folder.Path("other"));
+      EXPECT_EQ(SetNewKeepingOld(path, false, suffix),
+                Expected{.error = FileError::kOnlyInPlace});
+      EXPECT_EQ(StatusOf(shared).st_ino, StatusOf(path).st_ino);
+      EXPECT_EQ(ReadFile(path), "old\n");
+    }
 }
 
 TEST(FileBackupTest, OnlyALinkAtItsOwnNameIsNoOtherLink) {

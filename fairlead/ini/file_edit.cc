@@ -76,12 +76,6 @@ class PendingFile {
     return result_.Succeeded() ? file_.Finish() : result_;
   }
 
-  // Gives the file its hidden name before there is a backup, so that
-  // CheckHardLinks() knows a backup that a killed edit has left.
-  FileResult Hide() {
-    return backup_path_.empty() ? FileResult() : file_.GiveHiddenName();
-  }
-
   FileResult Rename() { return file_.Rename(); }
 
  private:
@@ -134,10 +128,9 @@ class Edit {
   std::optional<FileResult> OverwriteBy(const Descriptor& file,
                                         const struct stat& then,
                                         std::string old_text);
-  template <typename Prepare, typename Write>
+  template <typename Write>
   std::optional<FileResult> Commit(const Descriptor& file,
-                                   const struct stat& then,
-                                   const Prepare& prepare, const Write& write);
+                                   const struct stat& then, const Write& write);
   std::optional<FileResult> StartOver(Obstacle obstacle);
   std::optional<FileResult> StartOverUnlocked(const EditLock& lock);
 
@@ -230,9 +223,7 @@ std::optional<FileResult> Edit::Replace(const Descriptor& file,
   if (!rewrite_(std::move(old_text), write)) return FileResult();
   FileResult result = replacement.Finish();
   if (!result.Succeeded()) return result;
-  return Commit(
-      file, then, [&] { return replacement.Hide(); },
-      [&] { return replacement.Rename(); });
+  return Commit(file, then, [&] { return replacement.Rename(); });
 }
 
 // The old text is read again when the caller's is gone.
@@ -250,20 +241,18 @@ std::optional<FileResult> Edit::OverwriteBy(const Descriptor& file,
     return Failed(FileError::kCannotRead, error);
   // Allocated first: after the last byte, no allocation may fail.
   const std::string folder = FolderOf(path_);
-  const auto prepare = [] { return FileResult(); };
-  return Commit(file, then, prepare, [&] {
+  return Commit(file, then, [&] {
     FileResult result = Overwrite(file, old, text);
     if (result.Succeeded()) RemoveLeftovers(folder, file);
     return result;
   });
 }
 
-// Makes the backup, and calls `prepare` before it gets its name, and `write`. A
-// hard link changes the file's status, but not its text.
-template <typename Prepare, typename Write>
+// Makes the backup, and calls `write`. A hard link changes the file's status,
+// but not its text.
+template <typename Write>
 std::optional<FileResult> Edit::Commit(const Descriptor& file,
                                        const struct stat& then,
-                                       const Prepare& prepare,
                                        const Write& write) {
   const BlockedSignals blocked(EndingSignals());
   if (!IsUnchanged(path_, then)) return StartOver(Obstacle::kChanged);
@@ -271,7 +260,6 @@ std::optional<FileResult> Edit::Commit(const Descriptor& file,
   FileResult result = options_.in_place ? backup.Copy(file) : backup.Link(file);
   struct stat now = {};
   if (!HasSameText(path_, then, now)) return StartOver(Obstacle::kChanged);
-  if (result.Succeeded()) result = prepare();
   if (result.Succeeded()) result = backup.Put();
   if (!result.Succeeded()) return result;
   result = write();
@@ -322,7 +310,7 @@ FileResult Edit::Busy() const {
 
 namespace fairlead {
 
-FileContent ReadFile(const std::string& path) {
+FileContent ReadFileContent(const std::string& path) {
   FileContent content;
   content.result.path = path;
   const internal::Descriptor file =

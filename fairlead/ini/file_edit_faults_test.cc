@@ -102,8 +102,10 @@ TEST(FileEditFaultsTest, TheResultSaysWhichTextTheFileHas) {
 }
 
 TEST(FileEditFaultsTest, AnInterruptedCallIsRepeated) {
-  constexpr std::string_view kNeverInterrupted[] = {"fchmod", "fstat",
-                                                    "flistxattr", "readlinkat"};
+  constexpr std::string_view kNeverInterrupted[] = {
+      "fchmod",       "fstat",      "stat",      "lstat",
+      "fstatat",      "access",     "fgetxattr", "fsetxattr",
+      "fremovexattr", "flistxattr", "readlinkat"};
   FailEach(EINTR,
            [&](const Way&, std::string_view call, const Outcome& outcome) {
              const bool may_fail = std::ranges::find(kNeverInterrupted, call) !=
@@ -205,6 +207,64 @@ TEST(FileEditFaultsTest, AFileSystemThatCannotExchangeNamesKeepsABackup) {
     }
 }
 
+// The older backup is restored, unless the file system has no hard links
+// either.
+TEST(FileEditFaultsTest, TheOlderBackupIsRestoredWithoutExchangingNames) {
+  for (const std::string_view call : {"rename", "fsync"})
+    for (int number = 1; number <= 3; ++number) {
+      SCOPED_TRACE(testing::Message() << call << ' ' << number);
+      const Files files(kWays[14]);
+      int calls = 0;
+      FileResult result;
+      {
+        const Hooked hooked([&](std::string_view name, int) {
+          if (name == "renameat2") return EINVAL;
+          return name == call && ++calls == number ? EIO : 0;
+        });
+        result = WithBackup<false>(files.path());
+      }
+      const bool is_new = result.state == FileState::kNew;
+      EXPECT_EQ(result.Succeeded(), calls < number);
+      EXPECT_EQ(files.Text(), is_new ? kNew : kOld);
+      EXPECT_EQ(files.Backup(), is_new ? kOld : kOlder);
+      EXPECT_EQ(files.Links(), 1U);
+      EXPECT_EQ(files.Count(), 2U);
+    }
+}
+
+TEST(FileEditFaultsTest, ABackupThatCannotBeRenamedLeavesTheOlderOne) {
+  for (const int error : {EINVAL, ENOSYS})
+    for (const int link_error : {EIO, EPERM, EMLINK}) {
+      const Files files(kWays[14]);
+      int links = 0;
+      FileResult result;
+      {
+        const Hooked hooked([&](std::string_view name, int) {
+          if (name == "renameat2") return error;
+          // That of the older backup: those of the file come first.
+          if (name == "linkat" && ++links == 3) return link_error;
+          return 0;
+        });
+        result = WithBackup<false>(files.path());
+      }
+      EXPECT_EQ(result.Succeeded(), link_error != EIO);
+      EXPECT_EQ(files.Text(), result.Succeeded() ? kNew : kOld);
+      EXPECT_EQ(files.Backup(), result.Succeeded() ? kOld : kOlder);
+      EXPECT_EQ(files.Count(), 2U);
+    }
+}
+
+// The second link of the file cannot be made: the first one must go.
+TEST(FileEditFaultsTest, ABackupThatBecomesACopyLeavesNoLink) {
+  for (const int error : {EPERM, EMLINK}) {
+    const Way way = {"", true, true, WithBackup<false>, true, true};
+    const Outcome outcome = RunFailing(way, "linkat", error, 2, 2);
+    EXPECT_EQ(outcome.failed, 1);
+    EXPECT_EQ(outcome.result, kWritten);
+    ExpectTrue(way, outcome);
+  }
+}
+
 // rename(2) does nothing with two links of one file.
 TEST(FileEditFaultsTest, ALinkOfTheFileIsABackupWithoutExchangingNames) {
   const TempFolder folder;
@@ -292,11 +352,24 @@ TEST(FileEditFaultsTest, AFileThatGrowsOrShrinksIsReadToItsNewEnd) {
     const std::string path = Put(folder, "f", "old text\n");
     FileContent content;
     ChangeBeforeReading([&] { EXPECT_EQ(truncate(path.c_str(), size), 0); },
-                        [&] { content = fairlead::ReadFile(path); });
+                        [&] { content = fairlead::ReadFileContent(path); });
     EXPECT_EQ(content.result, kUnchanged);
     EXPECT_EQ(content.text, ReadFile(path));
     EXPECT_EQ(content.text.size(), static_cast<std::size_t>(size));
   }
+}
+
+// The kernel reports size 0 for its own files, so that the end takes a second
+// read.
+TEST(FileEditFaultsTest, AFileThatIsReadInPartHasNoText) {
+  int reads = 0;
+  const Hooked hooked([&](std::string_view call, int) {
+    return call == "read" && ++reads == 2 ? EIO : 0;
+  });
+  const FileContent content = fairlead::ReadFileContent("/proc/self/status");
+  EXPECT_EQ(content.text, "");
+  EXPECT_EQ(content.result,
+            (Expected{.error = FileError::kCannotRead, .system_error = EIO}));
 }
 
 TEST(FileEditFaultsTest, AFileThatChangesWhileReadIsReadAgain) {
@@ -337,6 +410,18 @@ TEST(FileEditFaultsTest, SpaceReservedInVainIsFreed) {
 }
 
 // Such as one that is mounted alone.
+TEST(FileEditFaultsTest, AFileSystemThatReservesNoSpaceIsNoError) {
+  for (const int error : {EOPNOTSUPP, ENOSYS}) {
+    const TempFolder folder;
+    const std::string path = Put(folder, "f", "old\n");
+    const Hooked hooked([error](std::string_view call, int) {
+      return call == "fallocate" ? error : 0;
+    });
+    EXPECT_EQ(ReplaceFile(path, kNew, {.in_place = true}), kWritten);
+    EXPECT_EQ(ReadFile(path), kNew);
+  }
+}
+
 TEST(FileEditFaultsTest, AFileThatCannotBeRenamedOverMayBeOverwritten) {
   EXPECT_EQ(
       RunFailing(kWays[0], "rename", EBUSY, 1, 1).result,

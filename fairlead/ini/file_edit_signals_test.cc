@@ -30,7 +30,8 @@ TEST(FileEditSignalsTest, NoFileIsDescriptor0Or1Or2) {
         return 0;
       });
       if (!way.write(files.path()).Succeeded()) _exit(3);
-      if (fairlead::ReadFile(files.path()).text != NewText(way)) _exit(4);
+      if (fairlead::ReadFileContent(files.path()).text != NewText(way))
+        _exit(4);
       for (const int stream : {0, 1, 2})
         if (syscall(SYS_fcntl, stream, F_GETFD) != -1) _exit(5);
       _exit(0);

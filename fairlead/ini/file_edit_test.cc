@@ -416,25 +416,27 @@ TEST(FileEditTest, ReadsAWholeFile) {
   const TempFolder folder;
   for (const std::size_t size : {0U, 1U, 4096U, 100'000U}) {
     const std::string text(size, 'x');
-    const FileContent content = fairlead::ReadFile(Put(folder, "f", text));
+    const FileContent content =
+        fairlead::ReadFileContent(Put(folder, "f", text));
     EXPECT_EQ(content.text, text);
     EXPECT_EQ(content.result, kUnchanged);
     EXPECT_EQ(content.result.path, folder.Path("f"));
   }
   // The kernel reports size 0 for its own files.
-  EXPECT_THAT(fairlead::ReadFile("/proc/self/status").text, HasSubstr("Pid:"));
+  EXPECT_THAT(fairlead::ReadFileContent("/proc/self/status").text,
+              HasSubstr("Pid:"));
 }
 
 TEST(FileEditTest, ReportsAFileThatCannotBeRead) {
   const TempFolder folder;
-  const FileContent missing = fairlead::ReadFile(folder.Path("f"));
+  const FileContent missing = fairlead::ReadFileContent(folder.Path("f"));
   EXPECT_EQ(missing.text, "");
   EXPECT_EQ(missing.result, (Expected{.error = FileError::kCannotRead,
                                       .system_error = ENOENT}));
   EXPECT_THAT(missing.result.Message(),
               EndsWith("/f': No such file or directory"));
   EXPECT_EQ(
-      fairlead::ReadFile(folder.path()).result,
+      fairlead::ReadFileContent(folder.path()).result,
       (Expected{.error = FileError::kCannotRead, .system_error = EISDIR}));
 }
 

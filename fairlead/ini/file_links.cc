@@ -42,8 +42,7 @@ FileResult CheckHardLinks(const Descriptor& file, const std::string& path,
   struct stat status = {};
   if (fstat(file.number(), &status) == -1) return WriteResult(errno);
   if (status.st_nlink <= 1) return {};
-  const bool was_killed = RemoveLeftovers(FolderOf(path), file);
-  if (fstat(file.number(), &status) == -1) return WriteResult(errno);
+  const bool was_killed = CountLinks(FolderOf(path), status, IsHiddenName) > 0;
   const std::string_view own = NameOf(path);
   const auto may_be_taken = [&](std::string_view name) {
     return name == own || name == NameOf(backup_path) || IsHiddenName(name) ||

@@ -10,12 +10,12 @@
 
 namespace fairlead::internal {
 
-// Fails if replacing the file at the path would lose a hard link. Deletes stale
-// hidden files first.
+// Fails if replacing the file at the path would lose a hard link.
 //
 // A link at the path of the backup, if that is not "", may keep the old text.
-// So may those in the same folder whose names begin with that of the file, if a
-// stale hidden file was there: a killed edit has left both.
+// So may those in the same folder whose names begin with that of the file, if
+// the file has a hidden link there: a killed edit has left both. That link is
+// deleted once the file is replaced; until then, a next try must find it.
 FileResult CheckHardLinks(const Descriptor& file, const std::string& path,
                           const std::string& backup_path);
 

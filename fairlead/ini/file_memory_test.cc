@@ -1,4 +1,5 @@
-// Tests of the memory that reading and editing a file needs at most.
+// Tests of the memory that reading and editing a file, or a document, needs at
+// most.
 
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -10,10 +11,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "fairlead/export.h"
 #include "fairlead/ini/edit_testing.h"
 #include "fairlead/ini/file_edit.h"
+#include "fairlead/ini/ini_document.h"
+#include "fairlead/ini/ini_keys.h"
+#include "fairlead/testing/sanitizers.h"
 
 namespace {
 
@@ -48,17 +53,17 @@ namespace {
 constexpr std::size_t kSize = 10'000'000;
 constexpr std::size_t kRest = 200'000;  // Buffers, and the results.
 
+// Returns the most memory that `act` uses at once.
+template <typename Act>
+std::size_t PeakOf(const Act& act) {
+  const std::size_t before = in_use;
+  peak = in_use;
+  act();
+  return peak - before;
+}
+
 class FileMemoryTest : public testing::Test {
  protected:
-  // Returns the most memory that `act` uses at once.
-  template <typename Act>
-  static std::size_t PeakOf(const Act& act) {
-    const std::size_t before = in_use;
-    peak = in_use;
-    act();
-    return peak - before;
-  }
-
   const TempFolder folder_;
   const std::string path_ = Put(folder_, "f", std::string(kSize, 'x'));
 };
@@ -72,9 +77,10 @@ bool ChangeFirst(std::optional<std::string> text, const PieceWriter& write) {
 }
 
 TEST_F(FileMemoryTest, AFileIsReadIntoOneBuffer) {
-  EXPECT_LE(
-      PeakOf([&] { EXPECT_EQ(fairlead::ReadFile(path_).text.size(), kSize); }),
-      kSize + kRest);
+  EXPECT_LE(PeakOf([&] {
+              EXPECT_EQ(fairlead::ReadFileContent(path_).text.size(), kSize);
+            }),
+            kSize + kRest);
 }
 
 TEST_F(FileMemoryTest, AReplacementNeedsOneText) {
@@ -123,6 +129,123 @@ TEST_F(FileMemoryTest, EditFileNeedsBothTexts) {
                           kWritten);
               }),
               2 * kSize + kSize / 8 + kRest);
+}
+
+constexpr std::size_t kTextSize = Rounds(500'000);
+
+// Large texts of short lines.
+struct TextShape {
+  std::string_view lines;  // The text is so many times these.
+  std::string_view section;
+  std::string_view key;
+};
+
+constexpr TextShape kTextShapes[] = {
+    {"\n", "", "k"},
+    {"a\n", "", "k"},
+    {"#\n", "", "k"},
+    {"k=\n", "", "k"},
+    {"k=1\n", "", "k"},
+    {"a=1\nb=1\nc=1\nd=1\n", "", "b"},
+    {"[s]\n", "s", "k"},
+    {"[s]\nk=1\n", "s", "k"},
+    {"#c\nk=1\n\n", "", "k"},
+    {"  key = 12\r\n", "", "key"},
+    {"a line that is long = yes\n", "", "a line that is long"},
+};
+
+std::string TextOfShape(const TextShape& shape) {
+  std::string text;
+  text.reserve(kTextSize + shape.lines.size());
+  while (text.size() < kTextSize) text += shape.lines;
+  return text;
+}
+
+// Makes the edit of a document with the text. Expects the memory of two texts.
+template <typename Edit>
+void ExpectTwoTexts(const char* name, const TextShape& shape, const Edit& edit,
+                    IniReading reading = IniReading::kLive) {
+  SCOPED_TRACE(testing::Message()
+               << name << " of " << testing::PrintToString(shape.lines));
+  EXPECT_LE(PeakOf([&] {
+              IniDocument document(TextOfShape(shape), reading);
+              edit(document);
+            }),
+            2 * kTextSize + kTextSize / 16);
+}
+
+TEST(IniDocumentMemoryTest, AnEditOfShortLinesNeedsTwoTexts) {
+  for (const IniReading reading : {IniReading::kLive, IniReading::kRecords})
+    for (const TextShape& shape : kTextShapes) {
+      const IniName name = {shape.section, shape.key};
+      const auto set = [&](auto& document) { document.Set(name, "22"); };
+      const auto add = [&](auto& document) {
+        document.Set({shape.section, "new"}, "1");
+        document.Set({"new", "new"}, "1");
+      };
+      const auto erase = [&](auto& document) { document.Delete(name); };
+      const auto erase_all = [&](auto& document) {
+        document.Delete({shape.section});
+      };
+      ExpectTwoTexts("Set", shape, set, reading);
+      ExpectTwoTexts("Add", shape, add, reading);
+      ExpectTwoTexts("Delete", shape, erase, reading);
+      // In the other reading, each line is searched for the comments above it.
+      if (reading == IniReading::kLive)
+        ExpectTwoTexts("Delete a section", shape, erase_all);
+    }
+}
+
+TEST(IniDocumentMemoryTest, DisablingShortLinesNeedsTwoTexts) {
+  for (const TextShape& shape : kTextShapes) {
+    const bool has_blank = shape.lines.ends_with("\n\n");
+    if (shape.lines.size() < 4 || has_blank) continue;
+    ExpectTwoTexts("Disable", shape,
+                   [&](auto& document) { document.Disable({shape.section}); });
+  }
+}
+
+TEST(IniDocumentMemoryTest, AnIndentedHeaderWithoutBracketNeedsFourBytes) {
+  const std::string_view line = " [a\n";
+  std::string text = "x=1\n[s]\nk=1\n";
+  text.reserve(kTextSize);
+  while (text.size() + line.size() <= kTextSize) text += line;
+  EXPECT_LE(
+      PeakOf([&] {
+        IniDocument document(std::move(text));
+        EXPECT_EQ(document.Set({"", "x"}, "2").code, IniResult::Code::kDone);
+        EXPECT_EQ(document.Set({"s", "k"}, "2").line, 4U);
+      }),
+      4 * (kTextSize / line.size()) + kTextSize);
+}
+
+TEST(IniDocumentMemoryTest, ASearchNeedsTwoTexts) {
+  for (const TextShape& shape : kTextShapes)
+    ExpectTwoTexts("Find", shape, [&](const auto& document) {
+      const IniKeys keys(document);
+      EXPECT_LE(keys.size(), 4U);
+      const IniFound found = document.Find({shape.section, shape.key});
+      EXPECT_EQ(keys.Find(shape.section, shape.key).has_value(),
+                static_cast<bool>(found));
+      std::size_t lines = 0;
+      for (const IniEntry& entry : document) lines = entry.line;
+      EXPECT_LE(lines, kTextSize);
+    });
+}
+
+TEST(IniDocumentMemoryTest, AnIndexOfDifferentNamesNeedsTwoTexts) {
+  std::string text;
+  text.reserve(kTextSize);
+  for (std::size_t i = 0; text.size() + 9 < kTextSize; ++i) {
+    const std::string digits = std::to_string(10'000'000 + i);
+    text.append(digits, 1).append("=\n");
+  }
+  EXPECT_LE(PeakOf([&] {
+              const IniDocument document(std::move(text));
+              const IniKeys keys(document);
+              EXPECT_EQ(keys.size(), kTextSize / 9);
+            }),
+            kTextSize + kTextSize / 16);
 }
 
 }  // namespace

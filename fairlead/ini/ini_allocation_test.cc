@@ -187,6 +187,7 @@ TEST(IniDocumentAllocationTest, AFailureLeavesAnEditedDocument) {
   }
 }
 
+// A line has two bytes: one that Undo() restores, and one for its new marks.
 // The lines are so short that a copy for the time of a call needs no memory.
 TEST(IniDocumentAllocationTest, CopiesNoLineThatItDisablesOrEnables) {
   constexpr std::size_t kLines = 100'000;
@@ -195,21 +196,21 @@ TEST(IniDocumentAllocationTest, CopiesNoLineThatItDisablesOrEnables) {
   IniDocument document(text);
   const std::size_t before = allocations.bytes;
   ASSERT_EQ(document.Enable({""}).code, IniResult::Code::kDone);
-  EXPECT_LT(allocations.bytes - before, kLines);
+  EXPECT_LT(allocations.bytes - before, 3 * kLines);
   IniDocument active(document.Text());
   const std::size_t made = allocations.bytes;
   ASSERT_EQ(active.Disable({""}).code, IniResult::Code::kDone);
-  EXPECT_LT(allocations.bytes - made, kLines);
+  EXPECT_LT(allocations.bytes - made, 3 * kLines);
   EXPECT_EQ(active.Text(), text);
 }
 
-TEST(IniDocumentAllocationTest, TakesEightBytesForALine) {
+TEST(IniDocumentAllocationTest, TakesAByteForALine) {
   constexpr std::size_t kLines = 100'000;
   std::string text;
   for (std::size_t i = 0; i < kLines; ++i) text += "k=v\n";
   const std::size_t before = allocations.bytes;
   IniDocument document(std::move(text));
-  EXPECT_LT(allocations.bytes - before, kLines * 9);
+  EXPECT_LT(allocations.bytes - before, kLines * 3 / 2);
   const std::size_t made = allocations.bytes;
   document.Add({"", "n"}, "1");
   EXPECT_LT(allocations.bytes - made, kLines);

@@ -2,7 +2,6 @@
 
 #include "fairlead/ini/ini_document.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "fairlead/ini/ini_editors.h"
@@ -10,6 +9,7 @@
 #include "fairlead/ini/line_edit.h"
 #include "fairlead/ini/line_table.h"
 #include "fairlead/ini/line_walk.h"
+#include "fairlead/ini/live_checks.h"
 
 namespace fairlead {
 namespace {
@@ -17,9 +17,11 @@ namespace {
 using internal::Block;
 using internal::Code;
 using internal::EntryAt;
+using internal::HeaderOfBlock;
 using internal::kNoLine;
 using internal::kNowhere;
 using internal::kTop;
+using internal::LineSet;
 using internal::LineTable;
 using internal::LineWalk;
 using internal::Malformed;
@@ -50,10 +52,10 @@ IniFound FindSection(const LineTable& lines, std::string_view section) {
   }
   const auto blocks = internal::ActiveBlocks(lines, section);
   if (!blocks.empty())
-    return FoundAt(lines, blocks.front().header, Code::kDone);
+    return FoundAt(lines, HeaderOfBlock(blocks.front()), Code::kDone);
   const auto disabled = internal::DisabledBlocks(lines, section);
   if (disabled.empty()) return {.code = Code::kNoSection};
-  return FoundAt(lines, disabled.front().header, Code::kDisabled);
+  return FoundAt(lines, HeaderOfBlock(disabled.front()), Code::kDisabled);
 }
 
 // Returns the header without `]` that has the name of the section, if there is
@@ -71,17 +73,14 @@ std::size_t OnlyUnclosedHeader(const LineTable& lines,
 // a part of must stay above it.
 template <typename Edit>
 IniResult EditLive(LineTable& lines, Edit edit) {
-  const auto before = internal::Ambiguities(lines);
+  const auto before = internal::ContinuedKeys(lines);
   const IniResult result = edit(internal::LiveEditor(lines));
   if (before.empty() || result.code != Code::kDone) return result;
-  const auto after = internal::Ambiguities(lines);
-  const auto [old, now] = std::ranges::mismatch(
-      before, after, {}, &internal::Ambiguity::key, &internal::Ambiguity::key);
-  return old == before.end() && now == after.end()
-             ? result
-             : Malformed(old == before.end() ? before.back().line : old->line,
-                         "a value above may continue on this header without "
-                         "']'");
+  const std::size_t changed = internal::ChangedAmbiguity(lines, before);
+  if (changed == kNoLine) return result;
+  lines.Undo();
+  return Malformed(internal::LineOfAmbiguity(lines, changed),
+                   "a value above may continue on this header without ']'");
 }
 
 // Makes an edit of a section with the editor of the document's reading.
@@ -146,19 +145,18 @@ IniFound FindKey(const LineTable& lines, const IniName& name) {
 }
 
 // Appends a line with the comments above it, and what continues its value.
-void AppendRecord(const LineTable& lines, std::size_t line,
-                  std::vector<std::size_t>& all) {
+void AppendRecord(const LineTable& lines, std::size_t line, LineSet& all) {
   for (const std::size_t comment : internal::CommentsOf(lines, line))
-    all.push_back(comment);
-  all.push_back(line);
+    all.Add(comment);
+  all.Add(line);
   std::size_t end = 0;
   while ((end = lines.ContinuationAt(line + 1)) != internal::kNoLine)
-    while (line < end) all.push_back(++line);
+    while (line < end) all.Add(++line);
 }
 
-// Returns the lines that the name is about, in the order of the text.
-std::vector<std::size_t> LinesOf(const LineTable& lines, const IniName& name) {
-  std::vector<std::size_t> all;
+// Returns the lines that the name is about.
+LineSet LinesOf(const LineTable& lines, const IniName& name) {
+  LineSet all;
   if (name.key) {
     if (const IniFound found = FindKey(lines, name))
       AppendRecord(lines, found.entry.line - 1, all);
@@ -169,11 +167,12 @@ std::vector<std::size_t> LinesOf(const LineTable& lines, const IniName& name) {
       AppendRecord(lines, line, all);
     return all;
   }
-  for (const Block& block : internal::ActiveBlocks(lines, name.section)) {
-    const std::size_t begin = internal::BeginOfBlock(lines, block);
+  for (const std::size_t number : internal::ActiveBlocks(lines, name.section)) {
+    const Block block = internal::BlockAt(lines, number);
     const std::size_t end = internal::EndOfBlock(lines, block);
-    if (all.empty()) all.reserve(end - begin);  // Mostly it is the only one.
-    for (std::size_t line = begin; line < end; ++line) all.push_back(line);
+    for (std::size_t line = internal::BeginOfBlock(lines, block); line < end;
+         ++line)
+      all.Add(line);
   }
   return all;
 }
@@ -323,6 +322,7 @@ IniDocument::Iterator& IniDocument::Iterator::operator++() {
   walk.header = header_;
   walk.disabled_header = disabled_header_;
   walk.has_comments = has_comments_;
+  const std::size_t old_section = line_ == kNoLine ? kNoLine : walk.Section();
   bool found = false;
   while (!found && walk.Next())
     found = walk.IsEntry() && walk.Section() != kNowhere;
@@ -330,7 +330,11 @@ IniDocument::Iterator& IniDocument::Iterator::operator++() {
   header_ = walk.header;
   disabled_header_ = walk.disabled_header;
   has_comments_ = walk.has_comments;
-  if (found) entry_ = EntryAt(*lines_, line_, walk.Section());
+  if (!found) return *this;
+  const std::string_view name = entry_.section;
+  const bool is_same = walk.Section() == old_section && old_section != kNoLine;
+  entry_ = EntryAt(*lines_, line_, is_same ? kNoLine : walk.Section());
+  if (is_same) entry_.section = name;
   return *this;
 }
 

@@ -81,6 +81,8 @@ TEST(IniDocumentEnableTest, RemovesTheCommentCharacter) {
        "my key = 1\n"},
       {"a key without a letter", ";#-- = 1\n", Enable({"", "--"}), "-- = 1\n"},
       {"behind a CR", "\r#k=1\n", Enable({"", "k"}), "\rk=1\n"},
+      {"below a continued value", "a=1\\\nmore\n#k=1\nb=1\n", Enable({"", "k"}),
+       "a=1\\\nmore\nk=1\nb=1\n"},
       {"a section", "[r]\n#[s]\n# k=1\n# prose\n#; j k=1\n##x=2\n\n[t]\n#y=1\n",
        Enable({"s"}), "[r]\n[s]\nk=1\n# prose\n#; j k=1\n#x=2\n\n[t]\n#y=1\n"},
       {"all its parts", "#[s]\n#k=1\n[t]\n#[s]\n#k=2\n", Enable({"s"}),

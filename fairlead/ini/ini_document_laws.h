@@ -157,7 +157,8 @@ class DocumentLaws {
       if (entry == fresh.end()) return Expect(false, "more entries");
       Expect(DocumentFrame::AsText(mine) == DocumentFrame::AsText(*entry) &&
                  mine.line == entry->line &&
-                 after_.Comments(mine) == fresh.Comments(*entry),
+                 after_.Comments(mine) == fresh.Comments(*entry) &&
+                 after_.Continuation(mine) == fresh.Continuation(*entry),
              "entries");
       ++entry;
     }

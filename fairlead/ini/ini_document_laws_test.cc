@@ -9,6 +9,7 @@
 #include <map>
 #include <random>
 
+#include "fairlead/ini/ini_document_testing.h"
 #include "fairlead/testing/sanitizers.h"
 
 namespace fairlead::internal::ini_document_laws_test {
@@ -179,11 +180,7 @@ TEST_P(DocumentLawsTest, HoldAfterEveryStep) {
 INSTANTIATE_TEST_SUITE_P(Readings, DocumentLawsTest,
                          testing::Values(IniReading::kLive,
                                          IniReading::kRecords),
-                         [](const auto& reading) {
-                           return reading.param == IniReading::kLive
-                                      ? "Live"
-                                      : "Records";
-                         });
+                         ReadingName);
 
 }  // namespace
 }  // namespace fairlead::internal::ini_document_laws_test

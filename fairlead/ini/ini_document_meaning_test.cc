@@ -69,6 +69,43 @@ TEST(IniDocumentMeaningTest, LeavesOtherLinesOutOfValues) {
   CheckChanges(changes);
 }
 
+// So does one that is indented, of the nearest key above that is active.
+TEST(IniDocumentMeaningTest, LeavesContinuationLinesToTheirValue) {
+  constexpr const char* kTaken =
+      "the enabled value would continue on this line";
+  const RefusalCase refusals[] = {
+      {"those of the key above", "[s]\na = 1\n#k = 2\n  more\n",
+       Enable({"s", "k"}), Code::kMalformed, 4, kTaken},
+      {"below blank lines and comments", "[s]\n#k = 2\n\n# c\n#j=3\n\tmore\n",
+       Enable({"s", "k"}), Code::kMalformed, 6, kTaken},
+      {"of the last one", "#k=1\n#k=2\n  more\n", Enable({"", "k", 2}),
+       Code::kMalformed, 3, kTaken},
+      {"the keys at the top", "#k = 2\n  more\n[s]\n", Enable({""}),
+       Code::kMalformed, 2, kTaken},
+      {"not because of a backslash", "#k=\\\n\n  more\n", Enable({"", "k"}),
+       Code::kMalformed, 3, kTaken},
+      {"disabled keys at the top", "k=1\n#[t]\n  more\n[s]\n", Disable({""}),
+       Code::kMalformed, 3, "the value continues on this line"},
+      {"deleted keys at the top", "k=1\n  a\n\n#[t]\n  more\n[s]\n",
+       Delete({""}), Code::kMalformed, 5, "the value continues on this line"},
+      {"the last of them", "#k=1\n#j=2\n#[t]\n  more\n[s]\n", Enable({""}),
+       Code::kMalformed, 4, kTaken},
+  };
+  CheckRefusals(refusals);
+  const ChangeCase changes[] = {
+      {"below another key", "#k=1\na=2\n  more\n", Enable({"", "k"}),
+       "k=1\na=2\n  more\n"},
+      {"below another header", "#k=1\n[s]\n  more\n", Enable({"", "k"}),
+       "k=1\n[s]\n  more\n"},
+      {"one that is not indented", "#k=1\njunk\n", Enable({""}), "k=1\njunk\n"},
+      {"one that continues no value", "k=1\njunk\n#[t]\n  more\n[s]\n",
+       Delete({""}), "#[t]\n  more\n[s]\n"},
+      {"above the keys at the top", "  more\n#k=1\n#j=2\n", Enable({""}),
+       "  more\nk=1\nj=2\n"},
+  };
+  CheckChanges(changes);
+}
+
 // At the beginning of the text, it would be ignored.
 TEST(IniDocumentMeaningTest, LeavesAByteOrderMarkInALineWhatItIs) {
   constexpr const char* kBegins =

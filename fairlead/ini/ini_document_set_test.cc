@@ -179,6 +179,12 @@ TEST(IniDocumentAddTest, PutsASectionWhereItIsAsked) {
        Add({"u"}, "", {Where::kAfter, "s"}), "[s]\n[t]\n[s]\nk=1\n[u]\n[x]\n"},
       {"above the first part of a split one", "[s]\n[t]\n[s]\nk=1\n",
        Add({"u"}, "", {Where::kBefore, "s"}), "[u]\n[s]\n[t]\n[s]\nk=1\n"},
+      {"indented like the header below", "a=1\n\n  # about s\n[s]\n",
+       Add({"u"}, "", {Where::kAfter, ""}), "a=1\n\n[u]\n\n  # about s\n[s]\n"},
+      {"not like the blank line above that", "a=1\n   \n[s]\n",
+       Add({"u"}, "", {Where::kAfter, ""}), "a=1\n\n[u]\n   \n[s]\n"},
+      {"although the line above that is not", "a=1\n\n  [s]\n",
+       Add({"u"}, "", {Where::kAfter, ""}), "a=1\n\n  [u]\n\n  [s]\n"},
       {"not above keys below a disabled header", "#[s]\nk=1\n[t]\n",
        Add({"u"}, "", {Where::kFirst}), "#[s]\nk=1\n[u]\n[t]\n"},
   };

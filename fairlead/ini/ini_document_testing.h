@@ -30,6 +30,12 @@ namespace fairlead::internal {
 using Code = IniResult::Code;
 using DocumentEdit = std::function<IniResult(IniDocument&)>;
 
+// Names the tests of a suite that runs in each reading.
+inline std::string ReadingName(
+    const testing::TestParamInfo<IniReading>& reading) {
+  return reading.param == IniReading::kLive ? "Live" : "Records";
+}
+
 // An edit that changes the text.
 struct ChangeCase {
   const char* what;

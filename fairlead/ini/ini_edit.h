@@ -19,7 +19,7 @@ using Records = std::vector<CIniFile::Record>;
 template <typename Change>
 bool Edit(const std::string& file_name, Change change) {
   Records records;
-  if (!CIniFile::Load(file_name, records)) return false;
+  CIniFile::Load(file_name, records);  // Of a missing file, none.
   return change(records) && CIniFile::Save(file_name, records);
 }
 

@@ -5,9 +5,9 @@
 
 #include <cstddef>
 #include <string_view>
-#include <vector>
 
 #include "fairlead/ini/ini_document.h"
+#include "fairlead/ini/line_set.h"
 #include "fairlead/ini/line_table.h"
 #include "fairlead/ini/line_walk.h"
 
@@ -42,12 +42,12 @@ class LiveEditor {
                    const IniPlace& place);
   IniResult AddSection(std::string_view section, const IniPlace& place);
   IniResult DeleteSection(std::string_view section);
-  void DeleteBlock(const Block& block);
+  void DeleteBlocks(Blocks blocks);
   IniResult EnableSection(std::string_view section);
   IniResult DisableSection(std::string_view section, char mark);
   IniResult RenameSection(std::string_view section, std::string_view new_name);
-  std::vector<std::size_t> Chosen(const IniName& name) const;
-  IniResult CheckValueEnds(const std::vector<std::size_t>& keys) const;
+  LineSet Chosen(const IniName& name) const;
+  IniResult CheckValueEnds(const LineSet& keys) const;
 
   LineTable& lines_;
 };
@@ -66,8 +66,7 @@ class RecordEditor {
   IniResult Comment(const IniName& name, std::string_view text);
 
  private:
-  IniResult Chosen(const IniName& name,
-                   std::vector<std::size_t>& records) const;
+  IniResult Chosen(const IniName& name, LineSet& records) const;
   IniResult AddBeside(const IniName& name, std::string_view value,
                       const IniPlace& place);
   IniResult CheckComments(std::size_t record) const;

@@ -92,7 +92,7 @@ bool CIniFile::Create(const std::string& file_name) {
 
 std::string CIniFile::Content(const std::string& file_name) {
   std::vector<Record> records;
-  if (!Load(file_name, records)) return {};
+  Load(file_name, records);  // Of a missing file, none.
   return TextFromRecords(records);
 }
 

@@ -19,19 +19,23 @@ namespace fairlead {
 /// describes the format, what a save normalises, and what damage turns into.
 ///
 /// The static functions take the name of a file. Each reads the whole file, and
-/// an edit also rewrites it. Nothing is kept between calls. An object keeps one
-/// loaded list for repeated lookups and never writes it.
-///
-/// Argument order: what changes comes first (SetValue(): after the key), the
-/// file last (Load(), Save(): first). Between them, the key precedes the
-/// section; in GetValueDef() and profile.h, the section precedes the key.
-///
+/// an edit also rewrites it. An object keeps one loaded list for repeated
+/// lookups and never writes it. The key precedes the section, except in
+/// GetValueDef() and profile.h.
+/// @code
+/// fairlead::CIniFile::SetValue("port", "7000", "server", "lab.ini");
+/// fairlead::CIniFile lab;
+/// lab.Load("lab.ini");
+/// std::string port = lab.GetValueDef("server", "port", "80");
+/// // port == "7000"
+/// @endcode
 /// @par Rules for every function that takes a file
 /// - A missing or unreadable file counts as empty. Queries create no file; an
 ///   edit creates it when it saves. An edit of a file that can be written but
 ///   not read therefore replaces all its contents.
 /// - A header without `]` anywhere in the file makes every function except
-///   Save() and Create() throw what Load() throws, with nothing written.
+///   Save() and Create() throw what Load() throws, with nothing written. A
+///   failed allocation throws std::bad_alloc, and leaves the file unchanged.
 /// - Names match byte for byte. To find a record means to take the first one,
 ///   disabled or not, of that section and key; an empty key finds the header.
 /// - The records of a section are all that have its name, headers included.
@@ -40,24 +44,13 @@ namespace fairlead {
 ///   if the record is not found; all others save even if nothing matches.
 /// - Strings are written verbatim, and any byte is allowed. One that a line
 ///   cannot hold reads back as something else or makes the file unloadable.
-/// - A failed allocation throws std::bad_alloc and leaves the file unchanged.
 /// - A file is never opened as descriptor 0, 1 or 2, even if these are closed.
 /// - The cost is linear in the file, plus that of a Save() for an edit.
 ///
-/// @par Thread safety
-/// One thread per object. Nothing locks the file: of two writers, in one
-/// process or in two, the last one wins.
-/// @par Fork and static objects
-/// Nothing is open or locked between calls: a forked child may use its copies.
-/// All functions work in constructors and destructors of static objects.
-/// @par Example
-/// @code
-/// fairlead::CIniFile::SetValue("port", "7000", "server", "lab.ini");
-/// fairlead::CIniFile lab;
-/// lab.Load("lab.ini");
-/// std::string port = lab.GetValueDef("server", "port", "80");
-/// // port == "7000"
-/// @endcode
+/// @par Threads and fork
+/// One thread per object. Nothing is open or locked between calls: of two
+/// writers, in one process or in two, the last one wins. All functions work in
+/// constructors and destructors of static objects.
 class FAIRLEAD_EXPORT CIniFile {
  public:
   /// A section header (`Key` is empty) or a key, with the comments above it.
@@ -92,10 +85,8 @@ class FAIRLEAD_EXPORT CIniFile {
   };
 
   /// Replaces `content` with the records of a file. Takes memory for the whole
-  /// text as well.
-  /// @return true, always. If the file cannot be opened, `content` is left as
-  ///     it was: only the file system tells a missing file from an empty one. A
-  ///     read error, as for a directory, ends the file at its last whole line.
+  /// text as well. Returns true, always. If the file cannot be opened, keeps
+  /// `content`. A read error ends the file at its last whole line.
   /// @throws std::out_of_range ("basic_string::erase") at a header without `]`,
   ///     disabled or not; `content` then holds the records before it
   static bool Load(const std::string& file_name, std::vector<Record>& content);
@@ -103,22 +94,19 @@ class FAIRLEAD_EXPORT CIniFile {
   /// Replaces the contents of a file with records. For each one, writes its
   /// comments, its disabling character, if any, `key=value` or `[section]`, and
   /// an LF; if disabled, prints "<#> " (that character) to standard output.
-  ///
-  /// Makes one `write` per record, so that readers see whole records. Rewrites
-  /// the file in place: a killed process leaves a part of it. A file that
-  /// reaches RLIMIT_FSIZE (`ulimit -f`) ends there, as on a full disk, and the
-  /// system raises SIGXFSZ, which by default ends the program.
+  /// Makes one `write` per record, in place: readers see whole records, and a
+  /// killed process leaves a part of the file. At RLIMIT_FSIZE, the file ends
+  /// as on a full disk, and SIGXFSZ by default ends the program.
   /// @return whether the file could be opened and emptied; if not, it is
   ///     unchanged and nothing is printed. True on a full disk: the file ends
   ///     where the write failed.
   static bool Save(const std::string& file_name,
                    const std::vector<Record>& content);
 
-  /// Creates the file or truncates it; returns whether that succeeded.
+  /// Creates or truncates the file; returns whether that succeeded.
   static bool Create(const std::string& file_name);
 
-  /// Returns the text that Save() would write for the records of a file, ""
-  /// if it cannot be opened. Prints nothing.
+  /// Returns what Save() would write for the records of a file; "" if none.
   static std::string Content(const std::string& file_name);
 
   /// Adds a header at the end of the file, even if the section exists: call
@@ -133,9 +121,8 @@ class FAIRLEAD_EXPORT CIniFile {
                             const std::string& file_name);
 
   /// Disables all records of a section; those already disabled get this
-  /// character instead.
-  /// @param cc `#`, `;` or a CommentChar; any other character is written too,
-  ///     but does not disable: mostly it reads back as part of the name
+  /// character instead. One that is not a CommentChar is written, too, but
+  /// does not disable: mostly it reads back as part of the name.
   static bool CommentSection(char cc, std::string_view section_name,
                              const std::string& file_name);
 
@@ -167,8 +154,8 @@ class FAIRLEAD_EXPORT CIniFile {
   /// Returns the names of all headers, as GetSections() returns them.
   static std::vector<std::string> GetSectionNames(const std::string& file_name);
 
-  /// Returns whether the section has a record: a header or a key, active or
-  /// disabled. Section "" exists if a key precedes the first header.
+  /// Returns whether the section has a record, active or disabled. Section ""
+  /// exists if a key precedes the first header.
   static bool SectionExists(std::string_view section_name,
                             const std::string& file_name);
 
@@ -177,14 +164,12 @@ class FAIRLEAD_EXPORT CIniFile {
                                        std::string_view section_name,
                                        const std::string& file_name);
 
-  /// Returns the value of the record found, active or disabled; "" if there is
-  /// none (see RecordExists()). Makes no list of records.
+  /// Returns the value of the record found, "" if none. Makes no list.
   static std::string GetValue(std::string_view key_name,
                               std::string_view section_name,
                               const std::string& file_name);
 
   /// Sets the value of a key; creates file, section and key as needed.
-  ///
   /// A section without records is added at the end of the file, and the key is
   /// written untrimmed. Otherwise the key is trimmed: the record found gets the
   /// value, and stays disabled if it was; a new key is inserted below the
@@ -221,37 +206,31 @@ class FAIRLEAD_EXPORT CIniFile {
                                 std::string_view section_name,
                                 const std::string& file_name);
 
-  /// Constructs an object with an empty list and nothing loaded.
-  CIniFile();
+  CIniFile();  ///< Constructs an object with an empty list, nothing loaded.
   CIniFile(const CIniFile&) = delete;
   CIniFile& operator=(const CIniFile&) = delete;
   virtual ~CIniFile();
 
   /// Replaces the list with the records of a file, none if it cannot be opened,
-  /// and resets the lookup statistics. Returns true.
-  /// @throws std::out_of_range as the static Load() does; the list is then
-  ///     empty and `loaded` is false
+  /// and resets the lookup statistics. Returns true. Throws as the static
+  /// Load() does; the list is then empty and `loaded` is false.
   bool Load(std::string file_name);
 
   /// Returns a copy of a record of the loaded list, or an empty list. The
   /// search starts five records before the last one found, at that one if no
   /// more than five precede it, or at the beginning if none was found yet. If
   /// it fails, it runs once more from the beginning. Of several duplicates it
-  /// may therefore find another than the first.
-  ///
-  /// While `loaded` is false, finds nothing and changes no statistic. If the
-  /// second pass finds the record, and `searches` is not 1, prints
+  /// may therefore find another than the first. While `loaded` is false, finds
+  /// nothing and changes no statistic. If the second pass finds the record, and
+  /// `searches` is not 1, prints
   ///
   ///     re-search: [s/k] after [s/j] discovered 1 from 1; total searches=2
   ///
   /// with section and key, the old `lastLookup`, and the new `rediscovered`,
-  /// `researches` and `searches`. A zero byte ends a string in a printed line.
-  /// To look up in random order without second passes, set `cursor` to the end
-  /// of the list, where Load() left it, before each call.
-  /// @par Cost
-  /// The first lookups scan the list. Once they have visited as many records as
-  /// it holds, a hash index is built (24 to 40 bytes per record), and the cost
-  /// depends only on the number of duplicates before the cursor.
+  /// `researches` and `searches`, each to its first zero byte. To look up in
+  /// random order without second passes, set `cursor` to the end of the list.
+  /// Scans the list until as many records were visited as it holds, then builds
+  /// a hash index of 24 to 40 bytes per record.
   std::vector<Record> GetRecord(std::string_view key_name,
                                 std::string_view section_name);
 

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "fairlead/export.h"
@@ -18,20 +17,20 @@ namespace fairlead {
 /// An index of the keys of a document: for comparing large files.
 ///
 /// Of several keys of one name in a section, it has the one that counts.
-///
-/// @par Errors
-/// Only the constructor throws: std::bad_alloc.
-/// @par Thread safety
-/// Any number of threads may read one object.
-/// @par Cost
-/// The constructor visits each line once or twice and takes some six bytes per
-/// key. A search takes the same time in documents of all sizes.
-/// @par Example
 /// @code
 /// const fairlead::IniDocument document("[net]\nport=80\nport=7000\n");
 /// const fairlead::IniKeys keys(document);
 /// // keys.Find("net", "port")->value == "7000"
 /// @endcode
+/// @par Errors
+/// The constructor throws std::bad_alloc, and so does Find() if an edit has
+/// enabled or disabled lines of the document. Nothing else.
+/// @par Thread safety
+/// Any number of threads may read one object.
+/// @par Cost
+/// The constructor visits each line four times, and takes some six bytes for
+/// each name and half a byte for each line. A search takes the same time in
+/// documents of all sizes.
 class FAIRLEAD_EXPORT IniKeys {
  public:
   enum class Which {
@@ -57,17 +56,33 @@ class FAIRLEAD_EXPORT IniKeys {
  private:
   static constexpr std::uint32_t kFree = UINT32_MAX;
 
-  FAIRLEAD_PRIVATE void Add(std::size_t line);
+  // A line, its section, and the hash of their names.
+  struct Key {
+    std::size_t line;
+    std::size_t header;
+    std::uint64_t hash;
+  };
+  // What a walk over the lines knows above one of them.
+  struct Walk {
+    std::uint32_t header;
+    std::uint32_t disabled_header;
+  };
+
+  template <typename Use>
+  FAIRLEAD_PRIVATE void ForEachKey(Which which, Use use) const;
+  FAIRLEAD_PRIVATE void NoteWalks();
+  FAIRLEAD_PRIVATE bool Fill(Which which, std::size_t names);
+  FAIRLEAD_PRIVATE void Add(const Key& key);
   FAIRLEAD_PRIVATE std::size_t HeaderOf(std::size_t line) const;
   FAIRLEAD_PRIVATE std::size_t SlotOf(std::string_view section,
-                                      std::string_view key) const;
+                                      std::string_view key,
+                                      std::uint64_t hash) const;
 
   const internal::LineTable* lines_;
   std::vector<std::uint32_t> slots_;  // The lines of keys, or kFree.
   std::vector<bool> is_first_;        // By line.
   std::size_t size_ = 0;
-  /// Lines, and the header of the keys from there on.
-  std::vector<std::pair<std::uint32_t, std::size_t>> headers_;
+  std::vector<Walk> walks_;  // At every 32nd line.
 };
 
 }  // namespace fairlead

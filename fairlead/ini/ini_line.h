@@ -47,13 +47,13 @@ struct IniLine {
 IniLine ReadRecordLine(std::string_view line);
 
 // Reads a line as most programs do: a comment is a comment. A disabled line is
-// one that DisabledLine() could have written, or one that people write: a
-// comment character, perhaps blanks, and `[name]` or `key=value` with a key of
-// one word.
+// one that LiveEditor::Disable() could have written, or one that people write:
+// a comment character, perhaps blanks, and `[name]` or `key=value` with a key
+// of one word.
 IniLine ReadLiveLine(std::string_view line);
 
-// Returns whether EnabledLine() changes the line: it is a disabled header or
-// key, perhaps with more comment characters before it.
+// Returns whether LiveEditor::Enable() changes the line: it is a disabled
+// header or key, perhaps with more comment characters before it.
 bool CanEnable(std::string_view line);
 
 // The number of characters that disabling puts before the first one of a live

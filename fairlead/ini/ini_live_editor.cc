@@ -1,13 +1,12 @@
 // The edits of an INI document in the live reading.
 
-#include <algorithm>
 #include <array>
 #include <string>
-#include <vector>
 
 #include "fairlead/ini/ini_editors.h"
 #include "fairlead/ini/ini_line.h"
 #include "fairlead/ini/line_edit.h"
+#include "fairlead/ini/live_checks.h"
 
 namespace fairlead::internal {
 namespace {
@@ -42,68 +41,6 @@ std::size_t EndOfTop(const LineTable& lines) {
   return CommentsBegin(lines, TopBlock(lines).end);
 }
 
-// Returns the first active key or header from `line` on, or the size.
-std::size_t NextActive(const LineTable& lines, std::size_t line) {
-  while (line < lines.size() &&
-         (lines.IsDisabled(line) || lines.KindOf(line) == LineKind::kBlank ||
-          lines.KindOf(line) == LineKind::kComment ||
-          lines.KindOf(line) == LineKind::kOther))
-    ++line;
-  return line;
-}
-
-// Returns the first line from `begin` on that is neither comment, header nor
-// key, or kNoLine. Other programs may give it a meaning in its section.
-std::size_t FindOther(const LineTable& lines, std::size_t begin,
-                      std::size_t end) {
-  for (std::size_t line = begin; line < end; ++line)
-    if (lines.KindOf(line) == LineKind::kOther) return line;
-  return kNoLine;
-}
-
-// Returns the end of what is in another section once the header of the block is
-// gone: below its end, a disabled section.
-std::size_t EndOfEffect(const LineTable& lines, const Block& block) {
-  return block.header == kTop ? block.end : NextActive(lines, block.end);
-}
-
-// Returns the disabled header that would take a disabled key without these
-// active keys, which are between the two; or kNoLine.
-std::size_t FindTaker(const LineTable& lines,
-                      const std::vector<std::size_t>& keys) {
-  auto key = keys.begin();
-  std::size_t taker = kNoLine;
-  for (LineWalk walk(lines); walk.Next();) {
-    const bool is_gone = key != keys.end() && *key == walk.line;
-    const LineKind kind = walk.Kind();
-    if (is_gone)
-      ++key;
-    else if (kind != LineKind::kKey || !walk.IsDisabled())
-      taker = kind == LineKind::kBlank || kind == LineKind::kComment ||
-                      kind == LineKind::kOther
-                  ? taker
-                  : walk.disabled_header;
-    else if (walk.disabled_header == kNoLine && taker != kNoLine)
-      return taker;
-  }
-  return kNoLine;
-}
-
-// Returns the disabled header that a disabled key below `line` belongs to, but
-// not behind a new active key there; or kNoLine.
-std::size_t FindLoser(const LineTable& lines, std::size_t line) {
-  std::size_t below = line;
-  while (below < lines.size() && (lines.KindOf(below) == LineKind::kBlank ||
-                                  lines.KindOf(below) == LineKind::kComment ||
-                                  lines.KindOf(below) == LineKind::kOther))
-    ++below;
-  if (below >= lines.size() || lines.KindOf(below) != LineKind::kKey ||
-      !lines.IsDisabled(below))
-    return kNoLine;
-  const std::size_t header = HeaderOf(lines, below);
-  return header < line && lines.IsDisabled(header) ? header : kNoLine;
-}
-
 bool IsBlankOrEdge(const LineTable& lines, std::size_t line) {
   return line >= lines.size() || lines.KindOf(line) == LineKind::kBlank;
 }
@@ -111,16 +48,15 @@ bool IsBlankOrEdge(const LineTable& lines, std::size_t line) {
 }  // namespace
 
 // Returns the lines of the active keys that an edit is about.
-std::vector<std::size_t> LiveEditor::Chosen(const IniName& name) const {
-  std::vector<std::size_t> keys =
-      KeyLines(lines_, name.section, *name.key, Which::kActive);
+LineSet LiveEditor::Chosen(const IniName& name) const {
+  LineSet keys = KeyLines(lines_, name.section, *name.key, Which::kActive);
   if (name.index == 0) return keys;
-  if (name.index > keys.size()) return {};
-  return {keys[name.index - 1]};
+  LineSet chosen;
+  if (name.index <= keys.size()) chosen.Add(keys.At(name.index - 1));
+  return chosen;
 }
 
-IniResult LiveEditor::CheckValueEnds(
-    const std::vector<std::size_t>& keys) const {
+IniResult LiveEditor::CheckValueEnds(const LineSet& keys) const {
   for (const std::size_t key : keys)
     if (const IniResult result = CheckValueEnd(lines_, key); !result.IsOk())
       return result;
@@ -130,7 +66,7 @@ IniResult LiveEditor::CheckValueEnds(
 IniResult LiveEditor::Set(const IniName& name, std::string_view value) {
   const auto keys = KeyLines(lines_, name.section, *name.key, Which::kActive);
   const std::size_t place = PlaceOf(name.index, keys.size(), keys.size() - 1);
-  if (place != kNoLine) return SetValueAt(lines_, keys[place], value);
+  if (place != kNoLine) return SetValueAt(lines_, keys.At(place), value);
   if (name.index != 0) return {.code = WhyMissing(lines_, name)};
   return AddKey(name, value, {});
 }
@@ -163,10 +99,8 @@ LiveEditor::Spot LiveEditor::SpotFor(const IniName& name,
     return {disabled.back() + 1, disabled.back()};
   const auto blocks = ActiveBlocks(lines_, name.section);
   if (blocks.empty()) return {EndOfTop(lines_)};
-  const Block& block =
-      place.where == Where::kFirst ? blocks.front() : blocks.back();
-  if (place.where == Where::kFirst)
-    return {block.header == kTop ? 0 : block.header + 1};
+  if (place.where == Where::kFirst) return {blocks.front()};
+  const Block block = BlockAt(lines_, blocks.back());
   return {block.last + 1,
           lines_.KindOf(block.last) == LineKind::kKey ? block.last : kNoLine};
 }
@@ -203,16 +137,16 @@ std::size_t LiveEditor::LineFor(const IniPlace& place) const {
   if (place.where == Where::kFirst) return EndOfTop(lines_);
   const auto blocks = ActiveBlocks(lines_, place.name);
   if (blocks.empty()) return kNoLine;
-  if (place.where == Where::kAfter) return EndOfBlock(lines_, blocks.back());
-  return blocks.front().header == kTop
-             ? kTop
-             : CommentsBegin(lines_, blocks.front().begin);
+  if (place.where == Where::kAfter)
+    return EndOfBlock(lines_, BlockAt(lines_, blocks.back()));
+  const std::size_t header = HeaderOfBlock(blocks.front());
+  return header == kTop ? kTop : CommentsBegin(lines_, header);
 }
 
 IniResult LiveEditor::AddSection(std::string_view section,
                                  const IniPlace& place) {
   const auto blocks = ActiveBlocks(lines_, section);
-  if (!blocks.empty()) return Exists(blocks.front().begin);
+  if (!blocks.empty()) return Exists(BlockAt(lines_, blocks.front()).begin);
   const std::size_t line = LineFor(place);
   if (line == kTop) return {.code = Code::kNoHeader};
   if (line == kNoLine) return {.code = Code::kNoSection};
@@ -236,33 +170,51 @@ IniResult LiveEditor::Delete(const IniName& name) {
   if (const std::size_t taker = FindTaker(lines_, keys); taker != kNoLine)
     return Malformed(taker,
                      "a disabled key below would be in this disabled section");
-  std::vector<std::size_t> gone;
+  LineSet gone;
   for (const std::size_t key : keys)
     for (std::size_t line = CommentsBegin(lines_, key); line <= key; ++line)
-      gone.push_back(line);
-  EraseLines(lines_, gone);
+      gone.Add(line);
+  lines_.Erase(gone);
   return {};
 }
 
 IniResult LiveEditor::DeleteSection(std::string_view section) {
-  const auto blocks = ActiveBlocks(lines_, section);
+  const Blocks blocks = ActiveBlocks(lines_, section);
   if (blocks.empty()) return {.code = WhyMissing(lines_, {section})};
-  for (const Block& block : blocks)
+  for (const std::size_t number : blocks) {
+    const Block block = BlockAt(lines_, number);
     if (const std::size_t line =
             FindOther(lines_, block.end, EndOfEffect(lines_, block));
         line != kNoLine)
       return Malformed(line, "this line would be in another section");
-  for (std::size_t i = blocks.size(); i > 0; --i) DeleteBlock(blocks[i - 1]);
+    if (const IniResult result = CheckTopEnd(lines_, block); !result.IsOk())
+      return result;
+  }
+  DeleteBlocks(blocks);
   return {};
 }
 
-// Of the blank lines above and below a section, one side stays.
-void LiveEditor::DeleteBlock(const Block& block) {
-  const std::size_t begin = BeginOfBlock(lines_, block);
-  std::size_t end = EndOfBlock(lines_, block);
-  if (begin == 0 || IsBlankOrEdge(lines_, begin - 1))
-    while (end < lines_.size() && IsBlankOrEdge(lines_, end)) ++end;
-  lines_.Erase(begin, end);
+// Of the blank lines above and below a part of the section, one side stays.
+void LiveEditor::DeleteBlocks(Blocks blocks) {
+  LineSet gone;
+  std::size_t below = lines_.size();  // What is gone below, up to `kept`.
+  std::size_t kept = lines_.size();
+  while (!blocks.empty()) {
+    const Block block = BlockAt(lines_, blocks.Pop());
+    const std::size_t begin = BeginOfBlock(lines_, block);
+    std::size_t end = EndOfBlock(lines_, block);
+    const bool takes_blanks = begin == 0 || IsBlankOrEdge(lines_, begin - 1);
+    while (takes_blanks && end < below && IsBlankOrEdge(lines_, end)) ++end;
+    for (std::size_t line = begin; line < end; ++line) gone.Add(line);
+    if (end == below) {
+      end = kept;
+      while (takes_blanks && end < lines_.size() && IsBlankOrEdge(lines_, end))
+        gone.Add(end++);
+    }
+    below = begin;
+    kept = end;
+  }
+  lines_.Erase(gone);
 }
 
 IniResult LiveEditor::Enable(const IniName& name) {
@@ -274,25 +226,24 @@ IniResult LiveEditor::Enable(const IniName& name) {
   const std::size_t place = PlaceOf(name.index, keys.size(), keys.size() - 1);
   if (place == kNoLine)
     return {.code = keys.empty() ? WhyMissing(lines_, name) : Code::kNoKey};
-  EnableLine(lines_, keys[place]);
-  return {};
+  EnableLine(lines_, keys.At(place));
+  return CheckEnabled(lines_, keys.At(place));
 }
 
 IniResult LiveEditor::EnableSection(std::string_view section) {
   const auto blocks = DisabledBlocks(lines_, section);
   if (!ActiveBlocks(lines_, section).empty()) return {.code = Code::kUnchanged};
   if (blocks.empty()) return {.code = Code::kNoSection};
-  for (const Block& block : blocks) {
-    const std::size_t next = NextActive(lines_, block.end);
-    if (next < lines_.size() && lines_.KindOf(next) == LineKind::kKey)
-      return Malformed(next, "this key would be in the enabled section");
-    if (const std::size_t other = FindOther(lines_, block.begin, next);
-        other != kNoLine && block.header != kTop)
-      return Malformed(other, "this line would be in the enabled section");
+  if (const IniResult result = CheckEnabledBlocks(lines_, blocks);
+      !result.IsOk())
+    return result;
+  for (const std::size_t number : blocks) {
+    const Block block = BlockAt(lines_, number);
     for (std::size_t line = block.begin; line < block.end; ++line)
       EnableLine(lines_, line);
   }
-  return {};
+  return HeaderOfBlock(blocks.front()) == kTop ? CheckEnabledTop(lines_)
+                                               : IniResult();
 }
 
 IniResult LiveEditor::Disable(const IniName& name, char mark) {
@@ -305,11 +256,9 @@ IniResult LiveEditor::Disable(const IniName& name, char mark) {
   if (const IniResult result = CheckValueEnds(keys); !result.IsOk())
     return result;
   for (const std::size_t key : keys) DisableLine(lines_, key, mark);
-  for (const std::size_t key : keys) {
-    const std::size_t header = HeaderOf(lines_, key);
-    if (header < lines_.size() && lines_.IsDisabled(header))
-      return Malformed(header, "the key would be in this disabled section");
-  }
+  const std::size_t header = FindDisabledHeader(lines_, keys);
+  if (header != kNoLine)
+    return Malformed(header, "the key would be in this disabled section");
   return {};
 }
 
@@ -319,17 +268,23 @@ IniResult LiveEditor::DisableSection(std::string_view section, char mark) {
   if (blocks.empty())
     return {.code = disabled.empty() ? Code::kNoSection : Code::kUnchanged};
   // Enabling would turn that one on, too.
-  if (!disabled.empty()) return Exists(disabled.front().begin);
-  for (const Block& block : blocks)
+  if (!disabled.empty()) return Exists(BlockAt(lines_, disabled.front()).begin);
+  for (const std::size_t number : blocks) {
+    const Block block = BlockAt(lines_, number);
     if (const std::size_t line =
             FindOther(lines_, block.begin, EndOfEffect(lines_, block));
         line != kNoLine)
       return Malformed(line,
                        "a line that is neither comment, header nor "
                        "key=value cannot be disabled");
-  for (const Block& block : blocks)
+    if (const IniResult result = CheckTopEnd(lines_, block); !result.IsOk())
+      return result;
+  }
+  for (const std::size_t number : blocks) {
+    const Block block = BlockAt(lines_, number);
     for (std::size_t line = block.begin; line < block.end; ++line)
       DisableLine(lines_, line, mark);
+  }
   return {};
 }
 
@@ -348,11 +303,12 @@ IniResult LiveEditor::RenameSection(std::string_view section,
                                     std::string_view new_name) {
   const auto blocks = ActiveBlocks(lines_, section);
   if (blocks.empty()) return {.code = WhyMissing(lines_, {section})};
-  if (blocks.front().header == kTop) return {.code = Code::kNoHeader};
+  if (HeaderOfBlock(blocks.front()) == kTop) return {.code = Code::kNoHeader};
   if (new_name == section) return {.code = Code::kUnchanged};
   const auto others = ActiveBlocks(lines_, new_name);
-  if (!others.empty()) return Exists(others.front().begin);
-  for (const Block& block : blocks) RenameAt(lines_, block.header, new_name);
+  if (!others.empty()) return Exists(BlockAt(lines_, others.front()).begin);
+  for (const std::size_t number : blocks)
+    RenameAt(lines_, HeaderOfBlock(number), new_name);
   return {};
 }
 
@@ -363,14 +319,11 @@ IniResult LiveEditor::Comment(const IniName& name, std::string_view text) {
     if (!keys.empty()) line = keys.back();
   } else {
     const auto blocks = ActiveBlocks(lines_, name.section);
-    if (!blocks.empty()) line = blocks.front().header;
+    if (!blocks.empty()) line = HeaderOfBlock(blocks.front());
   }
   if (line == kNoLine) return {.code = WhyMissing(lines_, name)};
   if (line == kTop) return {.code = Code::kNoHeader};
-  std::vector<std::size_t> old;
-  for (std::size_t at = CommentsBegin(lines_, line); at < line; ++at)
-    old.push_back(at);
-  return ReplaceComments(lines_, old, line, text);
+  return ReplaceComments(lines_, CommentsOf(lines_, line), line, text);
 }
 
 }  // namespace fairlead::internal

@@ -1,8 +1,6 @@
 // The edits of an INI document in the records reading.
 
-#include <algorithm>
 #include <string>
-#include <vector>
 
 #include "fairlead/ini/ini_editors.h"
 #include "fairlead/ini/ini_line.h"
@@ -23,22 +21,22 @@ bool MarkWith(LineTable& lines, std::size_t line, char mark) {
   return true;
 }
 
-std::vector<std::size_t> KeysOf(const LineTable& lines, const IniName& name) {
+LineSet KeysOf(const LineTable& lines, const IniName& name) {
   return KeyLines(lines, name.section, *name.key, Which::kAny);
 }
 
 }  // namespace
 
 // Finds the records that an edit is about: one key, or all of a section.
-IniResult RecordEditor::Chosen(const IniName& name,
-                               std::vector<std::size_t>& records) const {
+IniResult RecordEditor::Chosen(const IniName& name, LineSet& records) const {
   records = RecordLines(lines_, name.section);
   if (records.empty()) return {.code = Code::kNoSection};
   if (!name.key) return {};
   const auto keys = KeysOf(lines_, name);
   const std::size_t place = PlaceOf(name.index, keys.size(), 0);
   if (place == kNoLine) return {.code = Code::kNoKey};
-  records = {keys[place]};
+  records = {};
+  records.Add(keys.At(place));
   return {};
 }
 
@@ -65,7 +63,7 @@ std::size_t RecordEditor::EndOfRecords() const {
 IniResult RecordEditor::Set(const IniName& name, std::string_view value) {
   const auto keys = KeysOf(lines_, name);
   const std::size_t place = PlaceOf(name.index, keys.size(), 0);
-  if (place != kNoLine) return SetValueAt(lines_, keys[place], value);
+  if (place != kNoLine) return SetValueAt(lines_, keys.At(place), value);
   if (name.index != 0) return {.code = Code::kNoKey};
   const auto records = RecordLines(lines_, name.section);
   const std::size_t header =
@@ -136,37 +134,39 @@ std::size_t RecordEditor::FirstHeader() const {
 }
 
 IniResult RecordEditor::Delete(const IniName& name) {
-  std::vector<std::size_t> records;
+  LineSet records;
   if (const IniResult result = Chosen(name, records); !result.IsOk())
     return result;
-  std::vector<std::size_t> gone;
+  LineSet gone;
   for (const std::size_t record : records) {
     if (const IniResult result = CheckComments(record); !result.IsOk())
       return result;
-    std::ranges::copy(RecordComments(lines_, record), std::back_inserter(gone));
-    gone.push_back(record);
+    for (const std::size_t comment : RecordComments(lines_, record))
+      gone.Add(comment);
+    gone.Add(record);
   }
-  EraseLines(lines_, gone);
+  lines_.Erase(gone);
   return {};
 }
 
 IniResult RecordEditor::Enable(const IniName& name) {
-  std::vector<std::size_t> records;
+  LineSet records;
   if (const IniResult result = Chosen(name, records); !result.IsOk())
     return result;
-  std::erase_if(records,
-                [this](std::size_t line) { return !lines_.IsDisabled(line); });
+  bool changed = false;
   for (const std::size_t record : records) {
+    if (!lines_.IsDisabled(record)) continue;
+    changed = true;
     const LineKind kind = lines_.KindOf(record);
     UnmarkAt(lines_, record, 1);
     if (lines_.KindOf(record) != kind || lines_.IsDisabled(record))
       return Malformed(record, "enabled, this line would be a disabled one");
   }
-  return {.code = records.empty() ? Code::kUnchanged : Code::kDone};
+  return {.code = changed ? Code::kDone : Code::kUnchanged};
 }
 
 IniResult RecordEditor::Disable(const IniName& name, char mark) {
-  std::vector<std::size_t> records;
+  LineSet records;
   if (const IniResult result = Chosen(name, records); !result.IsOk())
     return result;
   bool changed = false;
@@ -179,7 +179,7 @@ IniResult RecordEditor::Disable(const IniName& name, char mark) {
 }
 
 IniResult RecordEditor::Rename(const IniName& name, std::string_view new_name) {
-  std::vector<std::size_t> records;
+  LineSet records;
   if (const IniResult result = Chosen(name, records); !result.IsOk())
     return result;
   if (new_name == name.key.value_or(name.section))
@@ -200,7 +200,7 @@ IniResult RecordEditor::Rename(const IniName& name, std::string_view new_name) {
 }
 
 IniResult RecordEditor::Comment(const IniName& name, std::string_view text) {
-  std::vector<std::size_t> records;
+  LineSet records;
   if (const IniResult result = Chosen(name, records); !result.IsOk())
     return result;
   if (!name.key && !IsHeader(lines_, records.front()))

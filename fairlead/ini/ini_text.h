@@ -40,7 +40,6 @@ struct IniRecords : IniDamage {
 FAIRLEAD_EXPORT IniRecords RecordsFromText(std::string_view text);
 
 /// Returns what CIniFile::Save() would write for the records.
-/// @par Example
 /// @code
 /// auto read = fairlead::RecordsFromText("[net]\n\nport = 80\n# last\n");
 /// read.records[1].Value = "7000";

@@ -51,14 +51,13 @@ bool IsStale(const Descriptor& file, const EditedFile& edited) {
 
 // Deletes the file while it is locked, so that no other process deletes a new
 // file of that name.
-bool Remove(int folder, const char* name, const EditedFile& edited) {
+void Remove(int folder, const char* name, const EditedFile& edited) {
   constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   const Descriptor file(MoveAboveStandardStreams(
       Uninterrupted([=] { return openat(folder, name, kFlags | O_CLOEXEC); })));
-  if (!IsStale(file, edited)) return false;
+  if (!IsStale(file, edited)) return;
   unlinkat(folder, name, 0);
   Unlock(file);
-  return true;
 }
 
 }  // namespace
@@ -77,14 +76,12 @@ bool IsHiddenName(std::string_view name) {
 }
 
 // Allocates no memory: the edit is done, and must not end in an exception.
-bool RemoveLeftovers(const std::string& folder, const Descriptor& edited) {
+void RemoveLeftovers(const std::string& folder, const Descriptor& edited) {
   EditedFile file{edited};
-  if (fstat(edited.number(), &file.status) == -1) return false;
-  bool found = false;
+  if (fstat(edited.number(), &file.status) == -1) return;
   ForEachName(folder, [&](int at, const char* name) {
-    if (IsHiddenName(name)) found |= Remove(at, name, file);
+    if (IsHiddenName(name)) Remove(at, name, file);
   });
-  return found;
 }
 
 }  // namespace fairlead::internal

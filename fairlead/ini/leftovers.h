@@ -35,8 +35,7 @@ bool IsHiddenName(std::string_view name);
 
 // Deletes the hidden files in the folder that no process uses and that belong
 // to this user or to the owner of `edited`. Skips what cannot be read or
-// deleted; reports no error, since the edit is already done. Returns whether
-// there was any.
+// deleted; reports no error, since the edit is already done.
 //
 // A process holds the lock of TryToLock() on its hidden file, so a file whose
 // lock is free is stale. A hidden name may be a link of `edited` itself, which
@@ -44,7 +43,7 @@ bool IsHiddenName(std::string_view name);
 // get it. The process ID in the name says nothing: it may be in use again, or
 // be that of a process on another host or in another container. On a file
 // system without locks, nothing is deleted.
-bool RemoveLeftovers(const std::string& folder, const Descriptor& edited);
+void RemoveLeftovers(const std::string& folder, const Descriptor& edited);
 
 }  // namespace fairlead::internal
 

@@ -44,8 +44,8 @@ TEST(LeftoversTest, DeletesTheFilesOfKilledEdits) {
   const std::vector<std::string> leftovers = {dead + "0", dead + "17",
                                               alive + "0"};
   for (const std::string& name : leftovers) Put(folder, name, "half");
-  std::vector<std::string> others = {dead + "x", dead, ".fairlead.1x.0",
-                                     ".fairlead.x"};
+  std::vector<std::string> others = {dead + "x", dead + "1x", dead,
+                                     ".fairlead.1x.0", ".fairlead.x"};
   for (const std::string& name : others) Put(folder, name, "theirs");
   others.push_back(dead + "2");
   fs::create_directory(folder.path() + "/" + others.back());

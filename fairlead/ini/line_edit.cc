@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "fairlead/ini/ini_line.h"
 
@@ -52,7 +53,6 @@ Style StyleOfKey(const LineTable& lines, std::size_t line) {
           .equals = std::string(text.substr(name_end, value - name_end))};
 }
 
-// Returns the nearest line of that kind above `line`, or else below; kNoLine if
 std::size_t Above(const LineTable& lines, std::size_t line, LineKind kind) {
   for (std::size_t at = std::min(line, lines.size()); at > 0; --at)
     if (lines.KindOf(at - 1) == kind) return at - 1;
@@ -65,6 +65,7 @@ std::size_t Below(const LineTable& lines, std::size_t line, LineKind kind) {
   return kNoLine;
 }
 
+// Returns the nearest line of that kind above `line`, or else below; kNoLine if
 // there is none.
 std::size_t Nearest(const LineTable& lines, std::size_t line, LineKind kind) {
   const std::size_t above = Above(lines, line, kind);
@@ -204,15 +205,6 @@ IniResult SetValueAt(LineTable& lines, std::size_t line,
   return {};
 }
 
-void EraseLines(LineTable& lines, const std::vector<std::size_t>& gone) {
-  for (std::size_t end = gone.size(); end > 0;) {
-    std::size_t begin = end - 1;
-    while (begin > 0 && gone[begin - 1] + 1 == gone[begin]) --begin;
-    lines.Erase(gone[begin], gone[end - 1] + 1);
-    end = begin;
-  }
-}
-
 void RenameAt(LineTable& lines, std::size_t line, std::string_view new_name) {
   std::string text = lines.TextOf(line);
   const std::string_view name = lines.Read(line, text).name;
@@ -244,17 +236,17 @@ std::size_t InsertHeader(LineTable& lines, std::size_t line,
                          std::string_view section) {
   const std::size_t model = Nearest(lines, line, LineKind::kHeader);
   const std::string newline(lines.NewlineOf(model));
+  const std::string indentation =
+      model == kNoLine ? "" : Indentation(lines.TextOf(model));
+  // From here on, `model` may be another line.
   if (HasBlankAbove(lines, model) && line > 0 && !IsBlankLine(lines, line - 1))
     lines.Insert(line++, newline);
-  std::string text =
-      model == kNoLine
-          ? ""
-          : IndentationFor(lines, line, Indentation(lines.TextOf(model)));
+  std::string text = IndentationFor(lines, line, indentation);
   lines.Insert(line, text.append("[").append(section).append("]" + newline));
   return line;
 }
 
-IniResult ReplaceComments(LineTable& lines, const std::vector<std::size_t>& old,
+IniResult ReplaceComments(LineTable& lines, const LineSet& old,
                           std::size_t line, std::string_view comments) {
   const auto wanted = CommentLines(lines, line, comments);
   if (!wanted)
@@ -267,7 +259,7 @@ IniResult ReplaceComments(LineTable& lines, const std::vector<std::size_t>& old,
     return {.code = Code::kUnchanged};
   // The new ones first: without any, the line might continue the value above.
   for (const std::string& text : *wanted) lines.Insert(line++, text);
-  EraseLines(lines, old);
+  lines.Erase(old);
   return {};
 }
 

@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "fairlead/ini/ini_document.h"
+#include "fairlead/ini/line_set.h"
 #include "fairlead/ini/line_table.h"
 
 namespace fairlead::internal {
@@ -47,9 +47,6 @@ IniResult CheckValueEnd(const LineTable& lines, std::size_t line);
 IniResult SetValueAt(LineTable& lines, std::size_t line,
                      std::string_view value);
 
-// Erases the lines, whose numbers ascend.
-void EraseLines(LineTable& lines, const std::vector<std::size_t>& gone);
-
 // Changes the name in the line of a header or a key.
 void RenameAt(LineTable& lines, std::size_t line, std::string_view new_name);
 
@@ -68,7 +65,7 @@ std::size_t InsertHeader(LineTable& lines, std::size_t line,
                          std::string_view section);
 
 // Replaces the comments, lines `old`, above a line by new ones.
-IniResult ReplaceComments(LineTable& lines, const std::vector<std::size_t>& old,
+IniResult ReplaceComments(LineTable& lines, const LineSet& old,
                           std::size_t line, std::string_view comments);
 
 }  // namespace fairlead::internal

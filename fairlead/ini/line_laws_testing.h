@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -49,40 +50,70 @@ class LineLaws {
   bool IsLive() const { return reading_ == IniReading::kLive; }
   IniName Name() const { return NameOf(step_); }
 
+  // A line that is no INI.
+  struct OtherLine {
+    std::string section;
+    std::string key;  // Whose value continues on it; "" if none does.
+    std::string text;
+
+    friend bool operator==(const OtherLine&, const OtherLine&) = default;
+  };
+
   // Lines that are no INI are in the section where they were, for programs that
-  // give them a meaning; or they are gone with their section.
+  // give them a meaning, and continue the same value; or they are gone with
+  // their section.
   void CheckOtherLines() {
     if (!IsLive() || (step_.operation == Operation::kRename && !step_.key))
       return;
     auto before = OtherLines(before_.Text());
     auto after = OtherLines(after_.Text());
-    if (step_.operation == Operation::kDelete && !step_.key)
-      for (auto* lines : {&before, &after})
-        std::erase_if(*lines, [this](const auto& line) {
-          return line.first == step_.section;
-        });
-    Expect(before == after, "other lines");
+    if (step_.operation == Operation::kDelete)
+      Expect(std::ranges::all_of(after,
+                                 [&before](const OtherLine& line) {
+                                   return std::ranges::count(before, line) != 0;
+                                 }),
+             "other lines below what is deleted");
+    Expect(WithoutOwn(std::move(before)) == WithoutOwn(std::move(after)),
+           "other lines");
   }
 
-  // Returns the lines that are no INI, each with its section.
-  static std::vector<std::pair<std::string, std::string>> OtherLines(
-      std::string_view text) {
+  // Returns the lines without those of a deleted section, and with the new name
+  // of a key that is renamed.
+  std::vector<OtherLine> WithoutOwn(std::vector<OtherLine> lines) const {
+    if (step_.operation == Operation::kDelete && !step_.key)
+      std::erase_if(lines, [this](const OtherLine& line) {
+        return line.section == step_.section;
+      });
+    if (step_.operation != Operation::kRename) return lines;
+    for (OtherLine& line : lines)
+      if (line.section == step_.section && line.key == Stripped(*step_.key))
+        line.key = Stripped(step_.text);
+    return lines;
+  }
+
+  static std::vector<OtherLine> OtherLines(std::string_view text) {
     SkipByteOrderMark(text);
-    std::vector<std::pair<std::string, std::string>> others;
+    std::vector<OtherLine> others;
     std::string section;
+    std::string key;       // Whose value an indented line continues.
     bool is_open = false;  // The value above goes on in an indented line.
     for (const std::string& line : Lines(text)) {
       const std::string stripped = Stripped(line);
       const bool is_indented = line.starts_with(' ') || line.starts_with('\t');
-      const bool is_header =
-          stripped.starts_with('[') && !(is_open && is_indented);
-      is_open = stripped.ends_with('\\') && !is_header && !IsMarked(line) &&
-                (is_indented || stripped.find('=') != std::string::npos);
-      if (is_header)
-        section = stripped.substr(1, stripped.find(']') - 1);
-      else if (!stripped.empty() && !IsMarked(line) &&
-               stripped.find('=') == std::string::npos)
-        others.emplace_back(section, stripped);
+      const bool is_value = is_open && is_indented;
+      const bool is_header = stripped.starts_with('[') && !is_value;
+      const std::size_t equals = stripped.find('=');
+      const bool is_key =
+          !is_header && !is_value && equals != 0 && equals != std::string::npos;
+      const bool was_open = std::exchange(is_open, false);
+      if (stripped.empty() || IsMarked(line)) continue;
+      if (is_header) section = stripped.substr(1, stripped.find(']') - 1);
+      if (!is_indented && !was_open) key.clear();
+      if (is_header) key.clear();
+      if (is_key) key = Stripped(stripped.substr(0, equals));
+      if (!is_header && !is_key) others.push_back({section, key, stripped});
+      is_open =
+          stripped.ends_with('\\') && !is_header && (is_indented || is_key);
     }
     return others;
   }
@@ -140,6 +171,32 @@ class LineLaws {
     Expect(difference.removed.empty() && difference.added.size() <= 3 &&
                WithoutBlanks(difference.added).size() == wanted,
            "new lines only");
+    for (const std::string& line : difference.added)
+      if (Stripped(line).starts_with('['))
+        Expect(IsIndentedLikeHeaders(line), "the indentation of a new header");
+  }
+
+  static std::string Indentation(const std::string& line) {
+    return line.substr(0, line.find_first_not_of(" \t"));
+  }
+
+  // If all headers are indented alike, so is a new one; unless it is below a
+  // backslash, where it would continue a value.
+  bool IsIndentedLikeHeaders(const std::string& added) const {
+    std::string_view text = before_text_;
+    if (IsLive()) SkipByteOrderMark(text);
+    const auto lines = Lines(text);
+    std::set<std::string> all;
+    bool may_continue = false;
+    for (const IniEntry& entry : before_)
+      if (entry.IsHeader() && entry.line != 0 &&
+          lines[entry.line - 1].find('[') != std::string::npos)
+        all.insert(Indentation(lines[entry.line - 1]));
+    for (const std::string& line : lines)
+      may_continue |= Stripped(line).ends_with('\\');
+    const std::string own = Indentation(added);
+    if (all.empty() || (may_continue && own.empty())) return own.empty();
+    return all.contains(own);
   }
 
   void CheckDeletedLines() {

@@ -5,13 +5,18 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "fairlead/ini/ini_document.h"
 #include "fairlead/ini/ini_line.h"
+#include "fairlead/ini/line_code.h"
+#include "fairlead/ini/line_places.h"
+#include "fairlead/ini/line_set.h"
 
 namespace fairlead::internal {
 
@@ -20,12 +25,10 @@ inline constexpr std::size_t kNoLine = SIZE_MAX;
 // The byte order mark that may begin a text.
 inline constexpr std::string_view kUtf8Mark = "\xef\xbb\xbf";
 
-// Returns a number that equal names share and most others do not.
-std::uint16_t HashOf(std::string_view name);
-
-// The lines of a text, each with what it means. Eight bytes for a line: a large
-// file must not take several times its size, also when every line of it is
-// disabled or enabled. So the end of a line is searched for, not stored.
+// The lines of a text, each with what it means. A byte for a line, and one more
+// once an edit disables or enables lines: a large file must not take several
+// times its size, however short its lines are and how many change. So where a
+// line begins is searched for, not stored.
 //
 // A line is numbered from 0 and includes its newline.
 class LineTable {
@@ -39,15 +42,17 @@ class LineTable {
   std::string_view original() const { return text_; }
   // Returns whether there can be a header without `]`.
   bool has_unclosed() const { return has_unclosed_; }
-  std::size_t size() const { return lines_.size(); }
+  std::size_t size() const { return codes_.size(); }
 
-  LineKind KindOf(std::size_t line) const { return lines_[line].kind; }
-  bool IsDisabled(std::size_t line) const { return lines_[line].disabled; }
+  LineKind KindOf(std::size_t line) const { return MeaningOf(line).kind; }
+  bool IsDisabled(std::size_t line) const { return MeaningOf(line).disabled; }
   // Of the name of a key or header, which must be closed.
-  std::uint16_t HashAt(std::size_t line) const { return lines_[line].hash; }
+  std::uint8_t HashAt(std::size_t line) const { return MeaningOf(line).hash; }
 
   // Returns a number that no other line has. Replace() changes it.
-  std::uint32_t IdOf(std::size_t line) const { return lines_[line].begin; }
+  std::uint32_t IdOf(std::size_t line) const {
+    return static_cast<std::uint32_t>(BeginOf(line));
+  }
 
   // Returns a copy of a line.
   std::string TextOf(std::size_t line) const;
@@ -80,14 +85,13 @@ class LineTable {
   void ForEachPiece(Take take) const {
     if (!ByteOrderMark().empty()) take(ByteOrderMark());
     std::string buffer;
-    for (std::size_t line = 0; line < lines_.size();) {
-      if (!lines_[line].HasNewMarks()) {
+    for (std::size_t line = 0; line < size();) {
+      if (!HasNewMarks(line)) {
         take(PieceAt(line));
         continue;
       }
       buffer.clear();
-      while (line < lines_.size() && lines_[line].HasNewMarks() &&
-             buffer.size() < kBufferSize)
+      while (line < size() && HasNewMarks(line) && buffer.size() < kBufferSize)
         AppendMarked(line++, buffer);
       take(std::string_view(buffer));
     }
@@ -101,6 +105,7 @@ class LineTable {
   void Insert(std::size_t line, std::string_view text);
   void Replace(std::size_t line, std::string_view text);
   void Erase(std::size_t begin, std::size_t end);
+  void Erase(const LineSet& gone);
   // Replaces `removed` bytes, from the first one on that is not blank, by
   // comment characters. Copies the line only if its marks were changed before.
   void ChangeMarks(std::size_t line, std::size_t removed,
@@ -114,62 +119,77 @@ class LineTable {
   void Undo() noexcept;
 
  private:
-  struct Line {
-    explicit Line(std::size_t at) : begin(static_cast<std::uint32_t>(at)) {}
-
-    bool HasNewMarks() const { return removed != 0 || marks != 0; }
-
-    std::uint32_t begin;  // In text_, or in added_ behind it.
-    std::uint16_t hash = 0;
-    LineKind kind : 3 = LineKind::kBlank;
-    bool disabled : 1 = false;
-    bool is_open : 1 = false;  // Without the newline that follows in added_.
-    // From the first byte on that is not blank:
-    std::uint8_t marks : 3 = 0;  // the line has these of kMarks
-    std::uint8_t removed = 0;    // for this many bytes.
+  // The new marks of a line: from the first byte on that is not blank, it has
+  // these of kMarks for so many bytes.
+  struct Marks {
+    std::uint8_t marks;
+    std::uint8_t removed;
   };
-  static_assert(sizeof(Line) == 8);
 
-  // Lines that are inserted in place of others, the last ones in erased_; or
-  // lines among which those with new marks have got them.
-  struct Change {
-    std::size_t line;
-    std::size_t inserted;
-    std::size_t erased;
-    std::size_t marked = 0;
+  // What an edit that is not kept yet has changed, as it was.
+  struct Saved {
+    Saved(LinePlaces old, std::optional<std::size_t> old_open, std::size_t line,
+          std::size_t lines_below)
+        : places(std::move(old)),
+          open(old_open),
+          begin(line),
+          rest(lines_below) {}
+
+    LinePlaces places;
+    std::optional<std::size_t> open;
+    std::size_t begin;                    // From here on,
+    std::size_t rest;                     // but for so many lines at the end:
+    std::deque<std::uint8_t> codes = {};  // needs no copy to grow.
   };
 
   // About as much as is written at once.
   static constexpr std::size_t kBufferSize = std::size_t{1} << 16;
+  static constexpr std::uint8_t kIsNew = 128;  // Marks that are not kept yet.
 
-  auto At(std::size_t line) {
-    return lines_.begin() + static_cast<std::ptrdiff_t>(line);
+  const LineMeaning& MeaningOf(std::size_t line) const {
+    return kLineMeanings[codes_[line]];
   }
-  // Returns whether the line is below a value that ends with a backslash, and
-  // indented: an active key or header there is a part of the value.
-  bool IsSwallowed(std::size_t line) const;
-  // Returns whether the line is no INI and continues a value right above it
-  // that ends with a backslash.
-  bool IsJoined(std::size_t line) const;
+  auto At(std::size_t line) {
+    return codes_.begin() + static_cast<std::ptrdiff_t>(line);
+  }
+  // The bytes from a place on: in text_, or in added_ behind it.
+  std::string_view BytesAt(std::size_t begin) const;
+  std::size_t BeginOf(std::size_t line) const;
+  std::uint8_t MarksAt(std::size_t number) const {
+    return number < marks_.size() ? marks_[number] : std::uint8_t{0};
+  }
+  bool HasNewMarks(std::size_t line) const {
+    return !marks_.empty() && MarksAt(places_.At(line).number) != 0;
+  }
+  // Returns whether the line is without the newline that follows in added_.
+  bool IsOpen(std::size_t line) const {
+    return open_ && line + 1 == size() && BeginOf(line) == *open_;
+  }
+  // `above` is the line above it, or kNoLine, also if there are others between.
+  bool IsJoined(std::size_t line, std::size_t above) const;
+  std::uint8_t NewCodeOf(std::size_t line, std::size_t above);
+  template <typename TextAbove>
+  std::uint8_t NewCodeOf(std::string_view text, std::size_t above,
+                         const TextAbove& text_above);
+  bool Swallows(std::size_t line, std::string_view text) const;
   // Returns the bytes of a line without its new marks.
   std::string_view SourceOf(std::size_t line) const;
-  // Returns the longest piece that begins with a line. `line` becomes the next.
+  // Each returns a piece that begins with a line, which becomes the next: one
+  // of a few lines, and the longest.
+  std::string_view RunAt(std::size_t& line) const;
   std::string_view PieceAt(std::size_t& line) const;
   void AppendMarked(std::size_t line, std::string& text) const;
   bool CanTake(std::size_t line, std::size_t removed,
                std::string_view marks) const;
-  Line Added(std::string_view text);
-  void Note(std::size_t begin, std::size_t end, std::size_t inserted);
-  void NoteMarks(std::size_t line);
-  void RestoreMarks(std::size_t begin, std::size_t end) noexcept;
+  std::size_t Added(std::string_view text);
+  void Save(std::size_t begin, std::size_t end);
   IniLine ReadAlone(std::string_view text) const;
-  static void SetMeaning(Line& line, const IniLine& read);
-  void Classify(std::size_t line);
-  void CheckChanged(std::size_t line, const Line& old, bool was_joined);
-  void CheckBelow(std::size_t line, bool was_joined);
+  void CheckChanged(std::size_t line, LineKind old, std::size_t old_begin,
+                    bool was_joined);
+  void CheckBelow(std::size_t line, std::size_t above, bool was_joined);
   bool HasNewByteOrderMark() const;
   // Returns the first line if none begins there: then it was replaced.
-  std::size_t LineBeginningAt(std::uint32_t begin) const;
+  std::size_t LineBeginningAt(std::size_t begin) const;
 
   IniReading reading_;
   bool edited_ = false;
@@ -177,12 +197,14 @@ class LineTable {
   std::string text_;
   std::string added_;     // The lines that edits have made,
   std::size_t kept_ = 0;  // and the size of those that were kept.
-  std::vector<Line> lines_;
+  LinePlaces places_;
+  std::vector<std::uint8_t> codes_;  // What CodeOf() the lines returned.
+  std::vector<std::uint8_t> marks_;  // By number; none if no line has any.
+  std::optional<std::size_t> open_;  // Where the last line begins, if open.
 
   // Of an edit that is not kept yet.
-  std::vector<Change> changes_;
-  std::vector<Line> erased_;
-  std::optional<std::uint32_t> conflict_;  // Where the line begins.
+  std::optional<Saved> saved_;
+  std::optional<std::size_t> conflict_;  // Where the line begins.
 };
 
 }  // namespace fairlead::internal

@@ -2,8 +2,6 @@
 
 #include "fairlead/ini/line_walk.h"
 
-#include <algorithm>
-
 namespace fairlead::internal {
 namespace {
 
@@ -49,7 +47,8 @@ void ForEachKeyLine(const LineTable& lines, std::string_view section,
     if (walk.Kind() != LineKind::kKey ||
         lines.HashAt(walk.line) != wanted_key.hash)
       continue;
-    if (Is(which, walk) && wanted_key.IsAt(lines, walk.line) &&
+    if (Is(which, walk) && wanted_section.MayBe(lines, walk.Section()) &&
+        wanted_key.IsAt(lines, walk.line) &&
         wanted_section.IsSection(lines, walk.Section()) && !use(walk.line))
       return;
   }
@@ -87,17 +86,20 @@ bool Wanted::IsAt(const LineTable& lines, std::size_t line) const {
   return lines.HashAt(line) == hash && lines.Read(line).name == name;
 }
 
+bool Wanted::MayBe(const LineTable& lines, std::size_t header) const {
+  return header >= lines.size() || lines.HashAt(header) == hash;
+}
+
 bool Wanted::IsSection(const LineTable& lines, std::size_t header) const {
   if (header == kTop || header == kNoLine) return name.empty();
   return header != kNowhere && IsAt(lines, header);
 }
 
-std::vector<std::size_t> KeyLines(const LineTable& lines,
-                                  std::string_view section,
-                                  std::string_view key, Which which) {
-  std::vector<std::size_t> found;
+LineSet KeyLines(const LineTable& lines, std::string_view section,
+                 std::string_view key, Which which) {
+  LineSet found;
   ForEachKeyLine(lines, section, key, which, [&found](std::size_t line) {
-    found.push_back(line);
+    found.Add(line);
     return true;
   });
   return found;
@@ -116,13 +118,12 @@ std::size_t KeyLine(const LineTable& lines, std::string_view section,
   return found;
 }
 
-std::vector<std::size_t> RecordLines(const LineTable& lines,
-                                     std::string_view section) {
-  std::vector<std::size_t> found;
+LineSet RecordLines(const LineTable& lines, std::string_view section) {
+  LineSet found;
   const Wanted wanted(section);
   for (LineWalk walk(lines); walk.Next();)
     if (walk.IsEntry() && wanted.IsSection(lines, walk.Section()))
-      found.push_back(walk.line);
+      found.Add(walk.line);
   return found;
 }
 
@@ -133,43 +134,45 @@ Block TopBlock(const LineTable& lines) {
   return top;
 }
 
-std::vector<Block> ActiveBlocks(const LineTable& lines,
-                                std::string_view section) {
-  std::vector<Block> blocks;
+Blocks ActiveBlocks(const LineTable& lines, std::string_view section) {
+  Blocks blocks;
   const Wanted wanted(section);
-  const Block top = TopBlock(lines);
-  if (section.empty() && top.has_active_key) blocks.push_back(top);
-  bool is_inside = false;
-  for (LineWalk walk(lines); walk.Next();) {
-    const bool opens = walk.header == walk.line;
-    if (opens || walk.header == kNowhere)
-      is_inside = opens && wanted.IsSection(lines, walk.header);
-    if (opens && is_inside)
-      blocks.push_back({walk.line, walk.line, walk.line, walk.line + 1});
-    else if (is_inside)
-      Extend(blocks.back(), walk);
-  }
+  if (section.empty() && TopBlock(lines).has_active_key) blocks.Add(0);
+  for (std::size_t line = 0; line < lines.size(); ++line)
+    if (lines.KindOf(line) == LineKind::kHeader && !lines.IsDisabled(line) &&
+        wanted.IsAt(lines, line))
+      blocks.Add(line + 1);
   return blocks;
 }
 
-std::vector<Block> DisabledBlocks(const LineTable& lines,
-                                  std::string_view section) {
-  std::vector<Block> blocks;
+Blocks DisabledBlocks(const LineTable& lines, std::string_view section) {
+  Blocks blocks;
   const Wanted wanted(section);
   const Block top = TopBlock(lines);
-  if (section.empty() && top.has_key && !top.has_active_key)
-    blocks.push_back(top);
-  bool is_inside = false;
-  for (LineWalk walk(lines); walk.Next();) {
-    if (walk.Kind() == LineKind::kHeader && walk.IsDisabled()) {
-      is_inside = wanted.IsSection(lines, walk.line);
-      if (is_inside)
-        blocks.push_back({walk.line, walk.line, walk.line, walk.line});
-    }
-    if (walk.disabled_header == kNoLine) is_inside = false;
-    if (is_inside) blocks.back().end = walk.line + 1;
-  }
+  if (section.empty() && top.has_key && !top.has_active_key) blocks.Add(0);
+  for (std::size_t line = 0; line < lines.size(); ++line)
+    if (lines.KindOf(line) == LineKind::kHeader && lines.IsDisabled(line) &&
+        wanted.IsAt(lines, line))
+      blocks.Add(line + 1);
   return blocks;
+}
+
+Block BlockAt(const LineTable& lines, std::size_t number) {
+  if (number == 0) return TopBlock(lines);
+  const std::size_t header = number - 1;
+  LineWalk walk(lines);
+  walk.line = header - 1;
+  walk.Next();
+  Block block = {header, header, header, header + 1};
+  const bool is_disabled = lines.IsDisabled(header);
+  while (walk.Next() &&
+         header == (is_disabled ? walk.disabled_header : walk.header)) {
+    if (is_disabled)
+      block.end = walk.line + 1;
+    else
+      Extend(block, walk);
+  }
+  return block;
 }
 
 std::size_t CommentsBegin(const LineTable& lines, std::size_t line) {
@@ -177,26 +180,24 @@ std::size_t CommentsBegin(const LineTable& lines, std::size_t line) {
   return line;
 }
 
-std::vector<std::size_t> RecordComments(const LineTable& lines,
-                                        std::size_t line) {
-  std::vector<std::size_t> comments;
+LineSet RecordComments(const LineTable& lines, std::size_t line) {
+  LineSet comments;
   while (line-- > 0) {
     const LineKind kind = lines.KindOf(line);
-    if (kind == LineKind::kComment) comments.push_back(line);
+    if (kind == LineKind::kComment) comments.Add(line);
     // Below comments, any other line is no record.
     if (kind != LineKind::kComment && kind != LineKind::kBlank &&
         kind != LineKind::kOther)
       break;
   }
-  std::ranges::reverse(comments);
   return comments;
 }
 
-std::vector<std::size_t> CommentsOf(const LineTable& lines, std::size_t line) {
+LineSet CommentsOf(const LineTable& lines, std::size_t line) {
   if (IsRecords(lines)) return RecordComments(lines, line);
-  std::vector<std::size_t> comments;
+  LineSet comments;
   for (std::size_t at = CommentsBegin(lines, line); at < line; ++at)
-    comments.push_back(at);
+    comments.Add(at);
   return comments;
 }
 
@@ -264,27 +265,9 @@ std::size_t UnclosedHeader(const LineTable& lines, std::string_view section) {
   const std::string_view name = TrimmedLine(section);
   for (std::size_t line = 0; line < lines.size(); ++line)
     if (lines.KindOf(line) == LineKind::kUnclosedHeader &&
-        lines.HashAt(line) == HashOf(name) && lines.Read(line).name == name)
+        lines.Read(line).name == name)
       return line;
   return kNoLine;
-}
-
-std::vector<Ambiguity> Ambiguities(const LineTable& lines) {
-  std::vector<Ambiguity> found;
-  if (!lines.has_unclosed()) return found;
-  std::size_t key =
-      kNoLine;  // The last line that an indented one can continue.
-  for (std::size_t line = 0; line < lines.size(); ++line) {
-    const LineKind kind = lines.KindOf(line);
-    const bool is_unclosed = kind == LineKind::kUnclosedHeader;
-    if (lines.IsDisabled(line)) continue;
-    if (kind == LineKind::kKey) key = line;
-    if (kind == LineKind::kHeader || (is_unclosed && !lines.IsIndented(line)))
-      key = kNoLine;
-    if (is_unclosed && key != kNoLine)
-      found.push_back({.line = line, .key = lines.IdOf(key)});
-  }
-  return found;
 }
 
 }  // namespace fairlead::internal

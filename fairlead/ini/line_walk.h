@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <vector>
 
+#include "fairlead/ini/line_set.h"
 #include "fairlead/ini/line_table.h"
 
 namespace fairlead::internal {
@@ -75,12 +75,15 @@ IniEntry EntryAt(const LineTable& lines, std::size_t line, std::size_t header);
 // A name to look for.
 struct Wanted {
   std::string_view name;
-  std::uint16_t hash;
+  std::uint8_t hash;
 
   explicit Wanted(std::string_view text) : name(text), hash(HashOf(text)) {}
 
   // Returns whether the line, a closed header or a key, has the name.
   bool IsAt(const LineTable& lines, std::size_t line) const;
+  // Returns false if the section that Section() returned has another name, but
+  // not always: reads no text.
+  bool MayBe(const LineTable& lines, std::size_t header) const;
   // Returns whether the section that Section() returned has the name.
   bool IsSection(const LineTable& lines, std::size_t header) const;
 };
@@ -93,9 +96,8 @@ enum class Which {
 };
 
 // Returns the lines of the keys with that name in a section.
-std::vector<std::size_t> KeyLines(const LineTable& lines,
-                                  std::string_view section,
-                                  std::string_view key, Which which);
+LineSet KeyLines(const LineTable& lines, std::string_view section,
+                 std::string_view key, Which which);
 
 // Returns one of them: the Nth, or for 0 the one that counts, which is the last
 // in the live reading and the first in the other. kNoLine if there is none.
@@ -104,8 +106,7 @@ std::size_t KeyLine(const LineTable& lines, std::string_view section,
 
 // Returns the lines of the records of a section: its headers and keys, and all
 // else that CIniFile counts to it. For the records reading.
-std::vector<std::size_t> RecordLines(const LineTable& lines,
-                                     std::string_view section);
+LineSet RecordLines(const LineTable& lines, std::string_view section);
 
 // The lines of a section from one header to the next, in the live reading.
 struct Block {
@@ -121,27 +122,36 @@ struct Block {
 // its end.
 Block TopBlock(const LineTable& lines);
 
-// Returns the active parts of a section. The lines of a disabled section at the
-// end of one are not its own. The part before the first header counts if it has
-// an active key.
-std::vector<Block> ActiveBlocks(const LineTable& lines,
-                                std::string_view section);
+// The parts of a section. A set has no place for a block, so a number stands
+// for each: one more than the line of its header, or 0 if it has none.
+using Blocks = LineSet;
+
+// Returns the active parts of a section. The part before the first header
+// counts if it has an active key.
+Blocks ActiveBlocks(const LineTable& lines, std::string_view section);
 
 // Returns the disabled parts of a section. For section "", also the part before
 // the first header if it has only disabled keys.
-std::vector<Block> DisabledBlocks(const LineTable& lines,
-                                  std::string_view section);
+Blocks DisabledBlocks(const LineTable& lines, std::string_view section);
+
+// Returns the header of a block, or kTop.
+inline std::size_t HeaderOfBlock(std::size_t number) {
+  return number == 0 ? kTop : number - 1;
+}
+
+// Returns a block. The lines of a disabled section at the end of an active one
+// are not its own.
+Block BlockAt(const LineTable& lines, std::size_t number);
 
 // Returns the first of the comment lines right above a line.
 std::size_t CommentsBegin(const LineTable& lines, std::size_t line);
 
-// Returns the numbers of the comment lines above a record, back to the previous
+// Returns the comment lines above a record, back to the previous
 // record; for the records reading.
-std::vector<std::size_t> RecordComments(const LineTable& lines,
-                                        std::size_t line);
+LineSet RecordComments(const LineTable& lines, std::size_t line);
 
 // Returns the comment lines that belong to an entry.
-std::vector<std::size_t> CommentsOf(const LineTable& lines, std::size_t line);
+LineSet CommentsOf(const LineTable& lines, std::size_t line);
 
 // Returns the header of the section of a key, as LineWalk::Section() does.
 std::size_t HeaderOf(const LineTable& lines, std::size_t key);
@@ -161,15 +171,6 @@ std::size_t UnclosedHeader(const LineTable& lines);
 
 // Returns the first header without `]` that has the name, or kNoLine.
 std::size_t UnclosedHeader(const LineTable& lines, std::string_view section);
-
-// An indented header without `]`, and the key above of which it may be a part.
-struct Ambiguity {
-  std::size_t line;
-  std::uint32_t key;  // LineTable::IdOf() it.
-};
-
-// Returns all of them; for the live reading.
-std::vector<Ambiguity> Ambiguities(const LineTable& lines);
 
 }  // namespace fairlead::internal
 

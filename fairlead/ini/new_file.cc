@@ -151,7 +151,7 @@ FileResult NewFile::Rename() {
   const int error = old_ == nullptr ? RenameToNew() : RenameOverOld();
   if (error != 0) return ReplaceResult(error, old_ != nullptr);
   path_.clear();
-  RemoveLeftovers(folder_, file_);
+  RemoveLeftovers(folder_, old_ != nullptr ? *old_ : file_);
   return SyncFolder(folder);
 }
 
@@ -177,11 +177,6 @@ int NewFile::RenameOverOld() {
   unlink(path_.c_str());  // While the signals are blocked.
   path_.clear();
   return error;
-}
-
-FileResult NewFile::GiveHiddenName() {
-  const int error = MakeHidden();
-  return error == 0 ? FileResult() : ReplaceResult(error, old_ != nullptr);
 }
 
 int NewFile::MakeHidden() {

@@ -55,10 +55,6 @@ class NewFile {
   // EndingSignals() blocked. Returns 0, with the name in `path`, or the error.
   int Hide(std::string& path);
 
-  // Gives the file a hidden name now, with EndingSignals() blocked. Rename()
-  // does it otherwise.
-  FileResult GiveHiddenName();
-
   // Renames the file to the target and syncs the folder. Fails with EEXIST if
   // there was no old file and another process created one.
   FileResult Rename();

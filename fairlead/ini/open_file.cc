@@ -8,16 +8,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 
 namespace fairlead::internal {
 namespace {
 
 // The first buffer for a pipe or a file that reports no size.
 constexpr std::size_t kInitialBuffer = 4096;
-
-// The largest buffer allocated because of a reported size; beyond it, the
-// buffer grows with what is read.
-constexpr std::size_t kMaxInitialBuffer = std::size_t{1} << 30;
 
 // Returns the size that the file reports, 0 if it is unknown.
 std::size_t ExpectedSize(int descriptor) {
@@ -32,8 +29,9 @@ int ReadToEnd(int descriptor, std::string& text) {
   // The buffer has one spare byte: a read that stops at the expected size has
   // reached the end of the file.
   const std::size_t expected = ExpectedSize(descriptor);
-  const std::size_t buffer = std::min(expected + 1, kMaxInitialBuffer);
-  text.assign(expected > 0 ? buffer : kInitialBuffer, '\0');
+  // No memory is enough for more, which std::string would report otherwise.
+  if (expected >= text.max_size()) throw std::bad_alloc();
+  text.assign(expected > 0 ? expected + 1 : kInitialBuffer, '\0');
   std::size_t size = 0;
   int error = 0;
   while (true) {

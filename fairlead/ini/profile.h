@@ -12,24 +12,16 @@ namespace fairlead {
 
 /// @file
 /// Functions on top of CIniFile for programs that need nothing else of it. The
-/// section comes first and the file last; a relative file name is relative to
-/// the working directory.
+/// section comes first and the file last.
 ///
 /// Readers create nothing: they return the default if the file, the section or
 /// the key is missing. A disabled key is read like an active one. Writers
-/// return nothing: read the value back to verify.
+/// return nothing: read the value back to verify. All four read the whole file,
+/// and writers rewrite it in place. They throw what CIniFile::Load() throws, at
+/// a header without `]`, and std::bad_alloc; the file is then unchanged.
 ///
-/// All four throw what CIniFile::Load() throws, at a header without `]`
-/// anywhere in the file, and std::bad_alloc; the file is unchanged then.
-///
-/// @par Thread safety
-/// Concurrent readers are safe if nobody writes. During a write they may see a
-/// partial file, since it is rewritten in place. Nothing locks the file: of two
-/// writers, threads or processes after `fork()`, the last one wins.
-/// @par Cost
-/// A read reads the whole file; a write also rewrites it. For many lookups,
-/// load the file into a CIniFile once.
-/// @par Example
+/// Nothing locks the file: during a write, readers may see a part of it, and of
+/// two writers, in threads or processes, the last one wins.
 /// @code
 /// using namespace fairlead;
 /// WritePrivateProfileStr("server", "host", "localhost", "tool.ini");
@@ -51,8 +43,7 @@ FAIRLEAD_EXPORT void WritePrivateProfileStr(std::string_view section_name,
                                             const std::string& file_name);
 
 /// Returns the number at the start of a value, as getval<int>() reads it: 12
-/// for "12abc". Returns the default if there is none or it does not fit an
-/// `int`.
+/// for "12abc". Returns the default if there is none or it is out of range.
 FAIRLEAD_EXPORT int GetPrivateProfileInteger(std::string_view section_name,
                                              std::string_view key_name,
                                              int default_value,

@@ -45,7 +45,8 @@ bool RecordReader::ReadLine(std::string_view line) {
   }
   // Kept for compatibility: a line that is neither comment, header nor key is
   // an empty record, or dropped if comments precede it.
-  return comments_.empty() && SetRecord({.mark = read.mark}, {});
+  if (!comments_.empty()) return false;
+  return SetRecord({.mark = read.mark}, {});
 }
 
 bool RecordReader::SetRecord(const IniLine& line, std::string_view section) {

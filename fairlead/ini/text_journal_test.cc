@@ -56,6 +56,14 @@ TEST_F(TextJournalTest, JoinsPartsOfTheOldText) {
             (Texts{"ONE\n", "new and ", "THREE\n"}));
 }
 
+TEST_F(TextJournalTest, TakesPartsOfTheOldTextInAnyOrder) {
+  const std::string_view old = text_;
+  TextJournal journal(file_, old);
+  journal.Append(old.substr(8));
+  journal.Append(old.substr(0, 4));
+  EXPECT_EQ(Pieces(journal, "ONE\nTWO\nTHREE\n"), (Texts{"THREE\n", "ONE\n"}));
+}
+
 TEST_F(TextJournalTest, CopiesWhatTheFileDoesNotHave) {
   TextJournal journal(file_, text_);
   text_[4] = 'T';

@@ -5,7 +5,8 @@
 The files are in the dialect of both other readers, as a rule. Where these two
 agree about a key, PROGRAM (real_files_dump) must, too; and it may have no key
 that neither of them has. Where they agree about the whole file, the document
-edits it, and both must read the file as before but for the edit.
+edits it, and both must read the file as before but for the edit. Files with
+continuation lines, which git has not, are edited and compared with configparser.
 """
 
 import collections
@@ -40,6 +41,11 @@ RARE = ("k = 5 # text", 'k = "q"', "k = a\\b", "k = a\\", "  k = 6", "flag",
 # for the document, and a new header would be indented like the second, which
 # configparser can take for a part of the value above.
 UNEDITED = b"[s] k = 8", b"  [t]"
+# Lines of files with continuation lines, and how often they come.
+CONTINUED = ("[s]", "[t]", "k = 1", "j = 2", "#k = 3", "#j=4", "  more", "\tmore",
+             "# text", "", "#[s]", "#[t]")
+CONTINUED_WEIGHTS = 3, 2, 4, 3, 4, 3, 4, 2, 2, 2, 1, 1
+MIN_CONTINUED = 0.2  # Of these files, those that were edited.
 NEW_SECTION, NEW_KEY, NEW_VALUE = "a-new-section", "a-new-key", "a new value"
 
 Edit = collections.namedtuple("Edit", "operation section key text")
@@ -65,6 +71,20 @@ def random_file(draw):
     text = newline.join(lines) + draw.choice((newline, newline, ""))
     mark = b"\xef\xbb\xbf" if draw.random() < 0.1 else b""
     return mark + text.encode()
+
+
+def continued_file(draw):
+    """Returns the bytes of a file with continuation lines."""
+    lines = draw.choices(CONTINUED, CONTINUED_WEIGHTS, k=draw.randrange(2, 9))
+    return "".join(f"{line}\n" for line in ("[s]", *lines)).encode()
+
+
+def python_values(path):
+    """Returns what configparser reads, or None."""
+    try:
+        return PythonReader(path).values
+    except PythonReader.Error:
+        return None
 
 
 def git_name(place):
@@ -97,7 +117,8 @@ class Peers:
 def random_edit(draw, same, entries):
     """Returns an edit, and what both readers have then."""
     after = dict(same)
-    section, key = draw.choice(sorted(same))
+    section, key = draw.choice(sorted(
+        place for place, value in same.items() if value is not None))
     operation = draw.choice(("set", "set", "delete", "disable", "rename",
                              *["enable"] * 4, "comment", "section", "add"))
     if operation == "enable":
@@ -169,7 +190,24 @@ class RandomFiles:
                     and not any(map(path.read_bytes().count, UNEDITED))):
                 if edit := random_edit(self.draw, peers.same, entries):
                     edits[path] = edit
-        self.edit(edits)
+        self.edit(edits, lambda copies: [peers.same if peers.is_same else None
+                                         for peers in self.peers(copies)])
+
+    def run_continued(self, count):
+        paths = [self.folder / f"{number}.continued" for number in range(count)]
+        edits = {}
+        for path in paths:
+            path.write_bytes(continued_file(self.draw))
+        for path, entries in zip(paths, self.documents(paths)):
+            self.counts["continued files"] += 1
+            values = python_values(path) or {}
+            if any(value is not None for value in values.values()):
+                if edit := random_edit(self.draw, values, entries):
+                    edits[path] = edit
+        done = self.counts["edits done"]
+        self.edit(edits, lambda copies: [python_values(copy) for copy in copies])
+        self.counts["continued files edited"] = self.counts["edits done"] - done
+        self.counts["edits done"] = done
 
     def peers(self, paths):
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
@@ -200,12 +238,12 @@ class RandomFiles:
             if git_name(place) not in peers.known:
                 self.fail(path, f"only the document has {place}")
 
-    def edit(self, edits):
+    def edit(self, edits, read):
         copies = {path: path.with_suffix(".edited") for path in edits}
         results = Store(self.program, "-").edit(
             (path, copies[path], *edit) for path, (edit, _) in edits.items())
-        for (path, (edit, after)), result, peers in zip(
-                edits.items(), results, self.peers(copies.values())):
+        for (path, (edit, after)), result, values in zip(
+                edits.items(), results, read(copies.values())):
             if result != "done":
                 self.counts[f"edits {result}"] += 1
                 if path.read_bytes() != copies[path].read_bytes():
@@ -213,9 +251,9 @@ class RandomFiles:
                 continue
             self.counts["edits done"] += 1
             self.counts[f"edits done: {edit.operation}"] += 1
-            if not peers.is_same or peers.same != after:
+            if values != after:
                 self.fail(path, f"{edit} left {copies[path].read_bytes()!r}, "
-                                f"read as {peers.same}, from")
+                                f"read as {values}, from")
 
     def report(self):
         """Prints the counts and the failures; returns whether there were any."""
@@ -226,6 +264,9 @@ class RandomFiles:
                            ("edits done", MIN_EDITED)):
             if self.counts[name] < part * self.counts["files"]:
                 self.failures.append(f"{name}: too few")
+        if (self.counts["continued files edited"]
+                < MIN_CONTINUED * self.counts["continued files"]):
+            self.failures.append("continued files edited: too few")
         print(f"{len(self.failures):6}  wrong")
         for failure in self.failures[:20]:
             print(failure, file=sys.stderr)
@@ -238,6 +279,7 @@ def main(program, count=COUNT, seed=SEED):
         files = RandomFiles(pathlib.Path(program).resolve(), pathlib.Path(name),
                             int(seed))
         files.run(int(count))
+        files.run_continued(int(count))
     return files.report()
 
 
