@@ -4,7 +4,9 @@
 #include "fairlead/net/exchange.h"
 
 #include <arpa/inet.h>
+#include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -13,6 +15,7 @@
 
 #include "fairlead/net/deadline.h"
 #include "fairlead/net/exchange_connection.h"
+#include "fairlead/net/exchange_ending.h"
 #include "fairlead/net/exchange_sender.h"
 #include "fairlead/net/name_lookup.h"
 
@@ -33,53 +36,11 @@ constexpr std::chrono::seconds kMaxDrainAfterError{2};
 // How many bytes the sink is given before other events are looked at again.
 constexpr std::size_t kMaxTaken = std::size_t{256} << 10;
 
-bool IsReset(int error) {
-  return error == ECONNRESET || error == EPIPE || error == ENOTCONN;
-}
-
-bool HasFailed(const Progress& sending) {
-  return sending.status == Status::kSendFailed ||
-         sending.status == Status::kInputFailed;
-}
-
-struct Ending {
-  ExchangeEnd end;
-  ExchangePhase phase;
-  int error = 0;
-};
-
-// The system reports one reset as different errors, by who asks first.
-Ending Failure(ExchangePhase phase, int error) {
-  if (IsReset(error)) return {ExchangeEnd::kPeerReset, phase, ECONNRESET};
-  return {ExchangeEnd::kFailed, phase, error};
-}
-
-// An input may be a socket too: its reset is not the peer's.
-Ending FailureOf(const Progress& sending) {
-  if (sending.status == Status::kInputFailed)
-    return {ExchangeEnd::kFailed, ExchangePhase::kReading, sending.error};
-  return Failure(ExchangePhase::kSending, sending.error);
-}
-
-// After a reset, what the peer sent before is still to be received.
-bool HasFailedForGood(const Progress& sending) {
-  return HasFailed(sending) &&
-         (sending.status == Status::kInputFailed || !IsReset(sending.error));
-}
-
-// Returns whether the exchange may end if the sink has enough.
-bool MayEnd(const Progress& sending) {
-  return sending.status == Status::kDone ||
-         sending.status == Status::kWaitingForInput;
-}
+bool AwaitsEnd(std::string_view /*body*/) { return true; }
+bool AwaitsEnd(const ExchangeInput& input) { return input.await_end; }
 
 bool HasBytes(std::string_view body) { return !body.empty(); }
 bool HasBytes(const ExchangeInput& /*input*/) { return true; }
-
-ExchangePhase PhaseOf(const Progress& sending) {
-  return sending.status == Status::kDone ? ExchangePhase::kReceiving
-                                         : ExchangePhase::kSending;
-}
 
 }  // namespace
 
@@ -93,7 +54,7 @@ class ExchangeState {
       : options_(std::move(options)) {}
 
   ExchangeResult Connect(const std::string& host, std::uint16_t port);
-  void Close();
+  ExchangeResult Close();
 
   template <typename Source>
   ExchangeResult Converse(const Source& source, const Sink& sink) {
@@ -104,6 +65,8 @@ class ExchangeState {
     last_ = steady_clock::now();
     close_told_ = false;
     ends_with_peer_ = false;
+    awaits_end_ = AwaitsEnd(source);
+    is_done_ = false;
     const std::uint64_t before = result_.sent;
     ExchangeSender sender(connection_, source, options_.half_close);
     return Converse(sender, before, sink);
@@ -114,8 +77,16 @@ class ExchangeState {
                               std::uint16_t port);
   int ConnectTo(in_addr address, std::uint16_t port, const Deadline& deadline);
   Deadline ConnectDeadline(std::size_t addresses_left) const;
+  Deadline EndOfConnecting() const {
+    return Earlier(end_of_time_, first_byte_);
+  }
+  ExchangeEnd Overdue() const {
+    return HasPassed(end_of_time_) ? ExchangeEnd::kTimeOver
+                                   : ExchangeEnd::kSilence;
+  }
   ExchangeResult Converse(ExchangeSender& sender, std::uint64_t sent_before,
                           const Sink& sink);
+  bool MayEnd(const Progress& sending) const;
   void Note(const Progress& sending, std::uint64_t sent_before);
   bool Take(const Sink& sink, bool may_end, bool enough);
   std::optional<Ending> EndingOf(const Progress& sending, bool receiving,
@@ -123,9 +94,11 @@ class ExchangeState {
   std::optional<Ending> EndOfReceiving(const Progress& sending,
                                        const Sink& sink);
   Ending EndOfBoth();
-  std::optional<Ending> EndOfTime(const Progress& sending,
-                                  bool receiving) const;
-  Deadline IdleDeadline(const Progress& sending, bool receiving) const;
+  std::optional<Ending> EndOfTime(const Progress& sending, bool receiving,
+                                  const Sink& sink);
+  bool IsBehind(const Progress& sending, bool receiving, const Sink& sink);
+  Deadline IdleDeadline(const Progress& sending) const;
+  void Deliver();
   ExchangeResult End(ExchangeEnd end, ExchangePhase phase, int error = 0);
   void Tell(const ExchangeEvent& event) const {
     if (options_.on_event) options_.on_event(event);
@@ -134,10 +107,13 @@ class ExchangeState {
   ExchangeOptions options_;
   ExchangeConnection connection_;
   Deadline end_of_time_;
+  Deadline first_byte_;            // None once it has come.
   steady_clock::time_point last_;  // When a byte last went or came.
   bool input_waits_ = false;       // Whether the input had nothing to send.
   bool close_told_ = false;        // To the sink,
   bool ends_with_peer_ = false;    // which ends a quiet input then.
+  bool awaits_end_ = false;        // Of the input.
+  bool is_done_ = false;           // The last Converse().
   ExchangeResult result_;
 };
 
@@ -151,11 +127,14 @@ ExchangeResult ExchangeState::End(ExchangeEnd end, ExchangePhase phase,
 
 ExchangeResult ExchangeState::Connect(const std::string& host,
                                       std::uint16_t port) {
-  Close();
+  is_done_ = false;
+  connection_.Close();
   result_ = {};
-  end_of_time_ = DeadlineAfter(steady_clock::now(), options_.limits.total);
-  const auto found = LookUpName(host, end_of_time_);
-  if (!found) return End(ExchangeEnd::kTimeOver, ExchangePhase::kResolving);
+  const auto now = steady_clock::now();
+  end_of_time_ = DeadlineAfter(now, options_.limits.total);
+  first_byte_ = DeadlineAfter(now, options_.limits.first_byte);
+  const auto found = LookUpName(host, EndOfConnecting());
+  if (!found) return End(Overdue(), ExchangePhase::kResolving);
   result_.system_error = found->system_error;
   if (found->addresses.empty())
     return End(ExchangeEnd::kFailed, ExchangePhase::kResolving, found->error);
@@ -179,8 +158,8 @@ ExchangeResult ExchangeState::ConnectToAny(
     Tell({.kind = Kind::kNotConnected,
           .address = result_.address,
           .error = error});
-    if (HasPassed(end_of_time_))
-      return End(ExchangeEnd::kTimeOver, ExchangePhase::kConnecting);
+    if (HasPassed(EndOfConnecting()))
+      return End(Overdue(), ExchangePhase::kConnecting);
   }
   return End(ExchangeEnd::kFailed, ExchangePhase::kConnecting, error);
 }
@@ -197,21 +176,41 @@ int ExchangeState::ConnectTo(in_addr address, std::uint16_t port,
 // An address that does not answer leaves time for those after it.
 Deadline ExchangeState::ConnectDeadline(std::size_t addresses_left) const {
   const auto now = steady_clock::now();
+  const Deadline end = EndOfConnecting();
   if (options_.limits.connect)
-    return Earlier(end_of_time_, DeadlineAfter(now, options_.limits.connect));
-  if (!end_of_time_) return std::nullopt;
-  const auto share =
-      (*end_of_time_ - now) / static_cast<std::int64_t>(addresses_left);
+    return Earlier(end, DeadlineAfter(now, options_.limits.connect));
+  if (!end) return std::nullopt;
+  const auto share = (*end - now) / static_cast<std::int64_t>(addresses_left);
   return now + share;
 }
 
-void ExchangeState::Close() { connection_.Close(); }
+ExchangeResult ExchangeState::Close() {
+  End(ExchangeEnd::kDone, ExchangePhase::kReceiving);
+  if (std::exchange(is_done_, false) && result_.sent > 0) Deliver();
+  connection_.Close();
+  return result_;
+}
+
+// If more comes after a close, the system resets the connection and drops what
+// the peer has not acknowledged.
+void ExchangeState::Deliver() {
+  const auto [error, missing] =
+      connection_.Deliver(end_of_time_, options_.limits.idle);
+  if (error == 0 && missing == 0) return;
+  result_.sent -= std::min(result_.sent, missing);
+  if (error != 0) {
+    const Ending failure = Failure(ExchangePhase::kSending, error);
+    End(failure.end, failure.phase, failure.error);
+  } else {
+    End(Overdue(), ExchangePhase::kSending);
+  }
+}
 
 // Each pass looks at the states before it takes what they announce: bytes that
 // came before the end are in the buffer once the end is seen.
 ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
                                        std::uint64_t sent_before,
-                                       const Sink& sink) {
+                                       const Sink& sink) try {
   for (bool enough = false;;) {
     const Progress sending = sender.progress();
     const bool receiving = connection_.IsReceiving();
@@ -223,14 +222,25 @@ ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
       sender.Stop();
       Note(sender.progress(), sent_before);
       if (ending->end == ExchangeEnd::kPeerReset) connection_.NoteReset();
+      is_done_ = ending->end == ExchangeEnd::kDone;
       return End(ending->end, ending->phase, ending->error);
     }
     connection_.buffer().Wait(
-        Earlier(end_of_time_, IdleDeadline(sending, receiving)), [&](bool any) {
+        Earlier(end_of_time_, IdleDeadline(sending)), [&](bool any) {
           return (any && sink) || sender.HasChanged(sending) ||
                  connection_.IsReceiving() != receiving;
         });
   }
+} catch (...) {  // What was sent is reported, also if a callback throws.
+  sender.Stop();
+  Note(sender.progress(), sent_before);
+  throw;
+}
+
+// Returns whether the exchange may end if the sink has enough.
+bool ExchangeState::MayEnd(const Progress& sending) const {
+  return sending.status == Status::kDone ||
+         (sending.status == Status::kWaitingForInput && !awaits_end_);
 }
 
 // The time for which the input had nothing to send is nobody's silence.
@@ -257,6 +267,7 @@ bool ExchangeState::Take(const Sink& sink, bool may_end, bool enough) {
     if (enough && may_end) break;
     const auto piece = connection_.buffer().Next();
     if (!piece) break;
+    first_byte_.reset();
     taken += piece->bytes.size();
     result_.received += piece->bytes.size();
     enough = sink(piece->bytes, piece->time) || enough;
@@ -274,9 +285,9 @@ std::optional<Ending> ExchangeState::EndingOf(const Progress& sending,
     return Ending{ExchangeEnd::kDone, PhaseOf(sending)};
   if (HasFailedForGood(sending)) return FailureOf(sending);
   if (sink && connection_.buffer().HasPieces())
-    return EndOfTime(sending, receiving);
+    return EndOfTime(sending, receiving, sink);
   if (!receiving) return EndOfReceiving(sending, sink);
-  return EndOfTime(sending, receiving);
+  return EndOfTime(sending, receiving, sink);
 }
 
 // A reset that the sender meets first looks like an orderly end to the receive
@@ -293,7 +304,7 @@ std::optional<Ending> ExchangeState::EndOfReceiving(const Progress& sending,
   }
   if (ends_with_peer_ && sending.status == Status::kWaitingForInput)
     return Ending{ExchangeEnd::kPeerClosed, ExchangePhase::kSending};
-  return EndOfTime(sending, false);
+  return EndOfTime(sending, false, sink);
 }
 
 // A peer that has closed resets the connection when more arrives: its end is
@@ -310,25 +321,39 @@ Ending ExchangeState::EndOfBoth() {
 // A peer that has closed its sending direction and does not read either is
 // silent: not all was sent.
 std::optional<Ending> ExchangeState::EndOfTime(const Progress& sending,
-                                               bool receiving) const {
+                                               bool receiving,
+                                               const Sink& sink) {
   const ExchangePhase phase = PhaseOf(sending);
   if (HasPassed(end_of_time_)) return Ending{ExchangeEnd::kTimeOver, phase};
-  if (!HasPassed(IdleDeadline(sending, receiving))) return std::nullopt;
+  if (!HasPassed(IdleDeadline(sending))) return std::nullopt;
+  if (IsBehind(sending, receiving, sink)) {
+    last_ = steady_clock::now();
+    first_byte_.reset();
+    return std::nullopt;
+  }
   if (HasFailed(sending)) return FailureOf(sending);
-  const bool only_input_waits =
-      !receiving && sending.status == Status::kWaitingForInput;
-  return Ending{
-      only_input_waits ? ExchangeEnd::kPeerClosed : ExchangeEnd::kSilence,
-      phase};
+  return Ending{ExchangeEnd::kSilence, phase};
 }
 
-// Once sending has failed, only what the peer sent before is awaited.
-Deadline ExchangeState::IdleDeadline(const Progress& sending,
-                                     bool receiving) const {
+// Returns whether the silence is this side's: a thread has not come to what the
+// peer sent or took, as when the process was stopped.
+bool ExchangeState::IsBehind(const Progress& sending, bool receiving,
+                             const Sink& sink) {
+  const bool awaits_first = HasPassed(first_byte_);
+  const bool awaits_bytes = sink || awaits_first;
+  if (awaits_bytes && connection_.buffer().HasPieces()) return true;
+  short events = 0;
+  if (awaits_bytes && receiving) events |= POLLIN;
+  if (!awaits_first && sending.status == Status::kSending) events |= POLLOUT;
+  return connection_.IsReady(events);
+}
+
+// Once sending has failed, only what the peer sent before is awaited. A quiet
+// input is not the peer's silence, also after the peer's end.
+Deadline ExchangeState::IdleDeadline(const Progress& sending) const {
   if (HasFailed(sending)) return DeadlineAfter(last_, kMaxDrainAfterError);
-  if (sending.status == Status::kWaitingForInput && receiving)
-    return std::nullopt;
-  return DeadlineAfter(last_, options_.limits.idle);
+  if (sending.status == Status::kWaitingForInput) return first_byte_;
+  return Earlier(first_byte_, DeadlineAfter(last_, options_.limits.idle));
 }
 
 }  // namespace internal
@@ -353,14 +378,15 @@ ExchangeResult Exchange::Converse(const ExchangeInput& input,
   return state_->Converse(input, sink);
 }
 
-void Exchange::Close() { state_->Close(); }
+ExchangeResult Exchange::Close() { return state_->Close(); }
 
 ExchangeResult Exchange::Run(const std::string& host, std::uint16_t port,
                              std::string_view body, const Sink& sink) {
   ExchangeResult result = Connect(host, port);
   if (result) result = Converse(body, sink);
-  Close();
-  return result;
+  ExchangeResult closed = Close();
+  if (!result || closed || closed.end == ExchangeEnd::kPeerReset) return result;
+  return closed;
 }
 
 }  // namespace fairlead

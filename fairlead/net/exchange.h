@@ -23,10 +23,11 @@ class ExchangeState;
 
 /// Why a step of an exchange ended.
 enum class ExchangeEnd {
-  kDone,        ///< It did what it was to do, and the connection stands.
+  kDone,        ///< It did what it was to do; the connection is established.
   kPeerClosed,  ///< The peer closed after its last byte.
   kPeerReset,  ///< The peer reset the connection: bytes may be lost either way.
-  kSilence,    ///< The peer took and sent nothing for ExchangeLimits::idle.
+  kSilence,    ///< The peer took and sent nothing for ExchangeLimits::idle, or
+               ///< sent nothing within `first_byte`.
   kTimeOver,   ///< A limit of time was reached.
   kFailed,     ///< The system reports an error.
 };
@@ -51,8 +52,12 @@ struct ExchangeLimits {
   Limit connect = {};
 
   /// Between two bytes, in either direction. It does not count while the input
-  /// has nothing to send and the peer has not closed.
+  /// has nothing to send, also if the peer sends no more.
   Limit idle = std::chrono::seconds(5);
+
+  /// From Connect() on, until the peer's first byte has come: a look-up, a
+  /// connection or a peer that takes longer is kSilence.
+  Limit first_byte = {};
 };
 
 /// What came of a step. Plain value.
@@ -63,9 +68,11 @@ struct FAIRLEAD_EXPORT ExchangeResult {
   /// POSIX `errno` for kFailed and kPeerReset, or a result of `getaddrinfo` if
   /// the phase is kResolving; else 0.
   int error = 0;
-  int system_error = 0;        ///< `errno` of a look-up's EAI_SYSTEM; else 0.
-  std::string address;         ///< The last one tried, dotted; empty if none.
-  std::uint64_t sent = 0;      ///< Bytes the system took since Connect().
+  int system_error = 0;  ///< `errno` of a lookup's EAI_SYSTEM; else 0.
+  std::string address;   ///< The last one tried, dotted; empty if none.
+  /// Bytes the system took since Connect(); if Close() fails, those of them
+  /// that the peer has acknowledged.
+  std::uint64_t sent = 0;
   std::uint64_t received = 0;  ///< Bytes given to the sink since Connect().
 
   /// Returns whether `end` is kDone.
@@ -78,7 +85,7 @@ struct FAIRLEAD_EXPORT ExchangeResult {
 /// A step that an exchange reports while it runs.
 struct ExchangeEvent {
   enum class Kind {
-    kResolved,      ///< The name has this address; told for each.
+    kResolved,      ///< The name has this address; reported for each.
     kConnecting,    ///< The address is tried.
     kNotConnected,  ///< It failed, with this error.
     kConnected,     ///< It is connected.
@@ -102,6 +109,10 @@ struct ExchangeInput {
   std::function<std::optional<std::string_view>(std::string_view bytes,
                                                 bool at_end)>
       filter = {};
+
+  /// "Enough" ends the exchange only after the end of the input, instead of
+  /// whenever it has nothing to send.
+  bool await_end = false;
 };
 
 struct ExchangeOptions {
@@ -111,7 +122,7 @@ struct ExchangeOptions {
   /// end of what was sent; nothing can be sent afterwards.
   bool half_close = false;
 
-  /// Told of each step, on the thread that runs the exchange.
+  /// Called at each step, on the thread that runs the exchange.
   std::function<void(const ExchangeEvent&)> on_event = {};
 
   /// Called on that thread after the sink was given what there was, before the
@@ -121,27 +132,6 @@ struct ExchangeOptions {
 };
 
 /// A conversation with one server over a CTCPClient.
-///
-/// @par Steps
-/// Connect(), then Converse() as often as there is something to say, then
-/// Close(); Run() is all three. Each returns why it ended. Nothing is printed,
-/// and the process never ended.
-/// @par A peer that vanishes
-/// After a power cut, or a cable that is pulled, nothing tells that the peer is
-/// gone. While nothing is to be sent, the system asks it after 30 seconds of
-/// silence, and ends the wait after 30 more: kFailed, with ETIMEDOUT.
-/// @par Memory
-/// A connection has a buffer of 253 KB for what was received: a peer that sends
-/// faster than the sink takes is held back. A body is not copied.
-/// @par Errors
-/// Failures are results. std::bad_alloc is thrown, and what a callback throws;
-/// the exchange can then be closed.
-/// @par Thread safety
-/// An object belongs to one thread, and its callbacks must not call it. Several
-/// objects are independent. In a child of fork(), which must not come from a
-/// callback, only Close(), Connect() and the destructor may be called; the
-/// connection stays the parent's.
-/// @par Example
 /// @code
 /// std::string reply;
 /// const fairlead::ExchangeResult result = fairlead::Exchange().Run(
@@ -151,6 +141,25 @@ struct ExchangeOptions {
 ///     });
 /// if (!result) std::fprintf(stderr, "%s\n", result.Text().c_str());
 /// @endcode
+/// @par Steps
+/// Connect(), then Converse() as often as there is something to say, then
+/// Close(); Run() is all three. Each returns why it ended. Nothing is
+/// printed, and the process is never ended.
+/// @par A peer that vanishes
+/// After a power cut or on a broken cable, nothing reports that the peer is
+/// gone. While nothing is to be sent, the system asks it after 30 seconds of
+/// silence, and ends the wait after 30 more: kFailed, with ETIMEDOUT.
+/// @par Memory
+/// A connection has a buffer of 253 KB for what was received: a peer that sends
+/// faster than the sink takes is held back. A body is not copied.
+/// @par Errors
+/// Failures are results. std::bad_alloc is thrown, and what a callback throws,
+/// after kSent has reported what was sent; the exchange can then be closed.
+/// @par Thread safety
+/// An object belongs to one thread, and its callbacks must not call it. Several
+/// objects are independent. In a child of fork(), which must not come from a
+/// callback, only Close(), Connect() and the destructor may be called; the
+/// connection stays the parent's.
 class FAIRLEAD_EXPORT Exchange {
  public:
   /// Takes what was received, and when; returns whether that is enough. Bytes
@@ -160,19 +169,14 @@ class FAIRLEAD_EXPORT Exchange {
       std::function<bool(std::string_view bytes, const TheTime& received)>;
 
   explicit Exchange(ExchangeOptions options = {});
-  ~Exchange();  ///< Calls Close().
+  ~Exchange();  ///< Closes the connection at once.
   Exchange(Exchange&& other) noexcept;
   Exchange& operator=(Exchange&& other) noexcept;
 
-  /// Looks the host up (IPv4) and connects to the first of its addresses that
-  /// answers. A connection from before is closed first.
-  ///
-  /// A dotted address is not looked up. A name is, on a thread of its own,
-  /// because the system's look-up knows no limit: if the time is over, that
-  /// thread is left behind, and ends when the name servers' own limit, often 10
-  /// to 30 seconds, is over.
-  /// @param host a name or a dotted address; a zero byte ends it
-  /// @return kDone, kTimeOver or kFailed; the error is that of the last address
+  /// Closes an earlier connection at once, looks the host up as LookUpHost() of
+  /// host_lookup.h does, and connects to its first address that answers.
+  /// @return kDone, kTimeOver, kSilence or kFailed; the error is that of the
+  ///     last address
   ExchangeResult Connect(const std::string& host, std::uint16_t port);
 
   /// Sends the body and gives what comes to the sink, until all is sent and the
@@ -186,13 +190,26 @@ class FAIRLEAD_EXPORT Exchange {
   ExchangeResult Converse(std::string_view body, const Sink& sink);
 
   /// The same with bytes that come from a descriptor. If the sink has enough
-  /// while the input has nothing to send, it ends, and takes no more from it.
+  /// while the input has nothing to send, it ends, and takes no more from it,
+  /// unless ExchangeInput::await_end is set.
   ExchangeResult Converse(const ExchangeInput& input, const Sink& sink);
 
   /// Closes the connection; what was received and not taken is discarded.
-  void Close();
+  ///
+  /// If a peer goes on sending after a close, the system resets the connection,
+  /// and what was sent and not acknowledged is lost. If the last Converse() was
+  /// done, this therefore waits until the peer has acknowledged everything: it
+  /// closes the sending direction and discards what comes, for
+  /// ExchangeLimits::idle after each acknowledgement and within the total.
+  /// @return kDone if nothing was waited for or all was acknowledged; else
+  ///     kPeerReset, kSilence, kTimeOver or kFailed, in kSending
+  /// @par Cost
+  /// One system call if everything is acknowledged already, as by a reply.
+  ExchangeResult Close();
 
-  /// Connect(), Converse() and Close().
+  /// Connect(), Converse() and Close(); returns the first result that is not
+  /// kDone, or else that of Converse(). A reset that only Close() meets changes
+  /// nothing: it may as well come after the connection is closed.
   ExchangeResult Run(const std::string& host, std::uint16_t port,
                      std::string_view body, const Sink& sink);
 

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <system_error>
 
 namespace fairlead::internal {
@@ -32,6 +33,10 @@ int SocketError(int sock) {
   if (getsockopt(sock, SOL_SOCKET, SO_ERROR, &error, &size) == -1) return errno;
   return error;
 }
+
+// A connection that was made and reset since. After the peer's end, the system
+// calls it a broken pipe.
+bool WasReset(int error) { return error == ECONNRESET || error == EPIPE; }
 
 // Makes the system ask a peer that has been quiet for 30 seconds whether it is
 // still there, and give up after 30 more without an answer: ETIMEDOUT. Should
@@ -56,6 +61,32 @@ int AwaitConnection(int sock, Deadline deadline) {
     if (HasPassed(deadline)) return ETIMEDOUT;
   }
   return SocketError(sock);
+}
+
+// Where no server listens on a port of this machine that the system also gives
+// to clients, it may give that port to this one, which then connects to itself.
+bool IsSelf(const sockaddr_in& own, const sockaddr_in& peer) {
+  return own.sin_port == peer.sin_port &&
+         own.sin_addr.s_addr == peer.sin_addr.s_addr;
+}
+
+// Returns ECONNREFUSED if the socket is connected to itself, and makes its
+// close free the port at once. The peer's address is asked for only if the port
+// is the same: an address of 0 means this machine.
+int RefuseSelf(int sock, std::uint16_t port) {
+  sockaddr_in own = {};
+  socklen_t size = sizeof(own);
+  if (getsockname(sock, reinterpret_cast<sockaddr*>(&own), &size) == -1)
+    return errno;
+  if (own.sin_port != port) return 0;
+  sockaddr_in peer = {};
+  size = sizeof(peer);
+  if (getpeername(sock, reinterpret_cast<sockaddr*>(&peer), &size) == -1 ||
+      !IsSelf(own, peer))
+    return 0;
+  const linger reset = {.l_onoff = 1, .l_linger = 0};
+  setsockopt(sock, SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
+  return ECONNREFUSED;
 }
 
 // A connect that a signal interrupts goes on by itself.
@@ -83,8 +114,11 @@ int ExchangeConnection::Connect(const sockaddr_in& address, Deadline deadline) {
   if (!client_.CreateMainSock()) return errno;
   finished_ = false;
   KeepAlive(client_.mainSock_);
-  reset_ = ConnectSocket(client_.mainSock_, address, deadline);
-  if (reset_ != 0 && reset_ != ECONNRESET) return reset_;
+  const int made = ConnectSocket(client_.mainSock_, address, deadline);
+  if (made != 0 && !WasReset(made)) return made;
+  reset_ = made == 0 ? 0 : ECONNRESET;
+  if (const int error = RefuseSelf(client_.mainSock_, address.sin_port))
+    return error;
   if (const int error = SetBlocking(client_.mainSock_, true)) return error;
   descriptor_.Reset(
       fcntl(client_.mainSock_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
@@ -112,6 +146,11 @@ bool ExchangeConnection::IsReceiving() const {
   return client_.receiveError_ == CTCPClient::kReceiving;
 }
 
+bool ExchangeConnection::IsReady(short events) const {
+  pollfd file = {.fd = descriptor(), .events = events, .revents = 0};
+  return poll(&file, 1, 0) == 1 && (file.revents & events) != 0;
+}
+
 int ExchangeConnection::ReceiveError() const {
   const int error = client_.receiveError_;
   return error == 0 ? reset_ : error;
@@ -135,6 +174,44 @@ int ExchangeConnection::AwaitAcknowledgement(Deadline deadline) const {
         errno != EINTR)
       return errno;
   }
+}
+
+// The end of the sending direction counts as one byte that was sent last. The
+// system keeps the count after a reset.
+ExchangeConnection::Delivery ExchangeConnection::Undelivered() const {
+  int count = 0;
+  if (ioctl(descriptor(), SIOCOUTQ, &count) == -1) return {.error = errno};
+  const int missing = finished_ ? count - 1 : count;
+  if (missing <= 0) return {};
+  return {.error = IsReceiving() || ReceiveError() == 0 ? TakeError()
+                                                        : ReceiveError(),
+          .missing = static_cast<std::uint64_t>(missing)};
+}
+
+void ExchangeConnection::DropReceived(Deadline deadline) {
+  buffer_->Wait(deadline, [](bool any) { return any; });
+  while (buffer_->Next()) {
+  }
+}
+
+ExchangeConnection::Delivery ExchangeConnection::Deliver(
+    Deadline end, std::optional<std::chrono::milliseconds> idle) {
+  using std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds kLongestSleep{32};
+  if (client_.owner_ != getpid()) return {};
+  Delivery left = Undelivered();
+  if (left.missing > 0 && left.error == 0) left.error = FinishSending();
+  Deadline deadline = Earlier(end, DeadlineAfter(steady_clock::now(), idle));
+  std::chrono::milliseconds sleep{1};
+  while (left.missing > 0 && left.error == 0 && !HasPassed(deadline)) {
+    DropReceived(Earlier(deadline, DeadlineAfter(steady_clock::now(), sleep)));
+    sleep = std::min(sleep * 2, kLongestSleep);
+    const std::uint64_t before = left.missing;
+    left = Undelivered();
+    if (left.missing < before)
+      deadline = Earlier(end, DeadlineAfter(steady_clock::now(), idle));
+  }
+  return left;
 }
 
 // In a child of fork(), the parent's receive thread may have been using the

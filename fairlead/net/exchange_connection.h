@@ -7,7 +7,10 @@
 #include <netinet/in.h>
 
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "fairlead/base/descriptor.h"
 #include "fairlead/net/deadline.h"
@@ -36,6 +39,9 @@ class ExchangeConnection {
   // has received is in the buffer.
   bool IsReceiving() const;
 
+  // Returns whether one of the events of poll(2) can be met at once.
+  bool IsReady(short events) const;
+
   // Returns why receiving ended: 0 if the peer closed, or the error.
   int ReceiveError() const;
 
@@ -52,6 +58,17 @@ class ExchangeConnection {
   // reset.
   int AwaitAcknowledgement(Deadline deadline) const;
 
+  struct Delivery {
+    int error = 0;
+    std::uint64_t missing = 0;  // Bytes that the peer has not acknowledged.
+  };
+
+  // Closes the sending direction and waits until the peer has acknowledged all
+  // that was sent, for the time of `idle` after each acknowledgement. Returns
+  // at once if it has. Drops what comes meanwhile, as a peer may have to be
+  // read before it reads. In a child of fork(), does nothing.
+  Delivery Deliver(Deadline end, std::optional<std::chrono::milliseconds> idle);
+
   // What was received; only while IsOpen().
   ReceiveBuffer& buffer() { return *buffer_; }
 
@@ -64,6 +81,8 @@ class ExchangeConnection {
  private:
   int Connect(const sockaddr_in& address, Deadline deadline);
   int Start();
+  Delivery Undelivered() const;
+  void DropReceived(Deadline deadline);
 
   std::unique_ptr<ReceiveBuffer> buffer_;
   CTCPClient client_;

@@ -13,8 +13,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <future>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -284,6 +286,34 @@ TEST(ExchangeEdgesTest, CountsWhatWasSentUntilTheEnd) {
     }
     EXPECT_EQ(result.sent, read);
   }
+}
+
+// Also if the sink ends the exchange while more is sent.
+TEST(ExchangeEdgesTest, CountsWhatWasSentUntilTheSinkThrows) {
+  const std::string large(64 << 20, 'x');
+  std::promise<void> more_read;
+  std::uint64_t sent = 0;
+  std::size_t read = 0;
+  {
+    Server server([&](Socket& peer) {
+      peer.Send("x");
+      read = peer.Receive(5'000'000).size();
+      more_read.set_value();
+      while (const std::size_t more = peer.Receive(10'000).size()) read += more;
+    });
+    Exchange exchange(
+        {.limits = kPatient, .on_event = [&](const ExchangeEvent& event) {
+           if (event.kind == ExchangeEvent::Kind::kSent) sent = event.sent;
+         }});
+    ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+    EXPECT_THROW(exchange.Converse(large,
+                                   [&](auto, const auto&) -> bool {
+                                     more_read.get_future().wait();
+                                     throw 7;
+                                   }),
+                 int);
+  }
+  EXPECT_EQ(sent, read);
 }
 
 std::size_t CountWaiting(int descriptor) {

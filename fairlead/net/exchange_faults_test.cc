@@ -1,7 +1,6 @@
 // Exchanges while system calls fail, each one at each of its calls: the outcome
 // is a value, nothing hangs or leaks, and the exchange can be used again.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
@@ -15,160 +14,18 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstdarg>
 #include <cstddef>
 #include <functional>
+#include <future>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 
-#include "fairlead/export.h"
 #include "fairlead/net/exchange.h"
+#include "fairlead/net/exchange_faults_testing.h"
 #include "fairlead/net/exchange_testing.h"
 #include "fairlead/net/loopback_testing.h"
-
-namespace fairlead::internal::exchange_faults_test {
-namespace {
-
-enum class Call {
-  kNone,
-  kSocket,
-  kConnect,
-  kPoll,
-  kSend,
-  kShutdown,
-  kFcntl,
-  kEventfd,
-  kRecv,
-  kSetsockopt,
-  kGetsockopt,
-  kIoctl,
-  kThread,
-};
-
-// What fails, in every thread but those of the peers.
-struct Fault {
-  std::atomic<Call> call = Call::kNone;
-  std::atomic<int> before = 0;  // Calls that succeed first.
-  bool for_ever = false;        // Not only once.
-  int error = 0;
-  std::atomic<int> hits = 0;
-};
-Fault fault;
-std::atomic<int> ioctls = 0;
-thread_local bool is_peer = false;
-
-bool Fails(Call call) {
-  if (is_peer || fault.call != call) return false;
-  if (fault.before-- > 0) return false;
-  if (fault.hits++ > 0 && !fault.for_ever) return false;
-  errno = fault.error;
-  return true;
-}
-
-template <typename Function>
-Function* System(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-#define FAIRLEAD_SYSTEM(name) System<decltype(::name)>(#name)
-
-}  // namespace
-}  // namespace fairlead::internal::exchange_faults_test
-
-using namespace fairlead::internal::exchange_faults_test;
-
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the
-// system's headers have no names of use to a reader.
-extern "C" {
-
-FAIRLEAD_EXPORT int socket(int domain, int type, int protocol) noexcept {
-  if (Fails(Call::kSocket)) return -1;
-  return FAIRLEAD_SYSTEM(socket)(domain, type, protocol);
-}
-
-// An interrupted one goes on by itself.
-FAIRLEAD_EXPORT int connect(int sock, const sockaddr* peer, socklen_t size) {
-  const bool fails = Fails(Call::kConnect);
-  if (fails && fault.error != EINTR) return -1;
-  const int result = FAIRLEAD_SYSTEM(connect)(sock, peer, size);
-  if (fails) errno = EINTR;
-  return fails ? -1 : result;
-}
-
-FAIRLEAD_EXPORT int poll(pollfd* files, nfds_t count, int timeout) {
-  if (Fails(Call::kPoll)) return -1;
-  return FAIRLEAD_SYSTEM(poll)(files, count, timeout);
-}
-
-FAIRLEAD_EXPORT ssize_t send(int sock, const void* data, std::size_t size,
-                             int flags) {
-  if (Fails(Call::kSend)) return -1;
-  return FAIRLEAD_SYSTEM(send)(sock, data, size, flags);
-}
-
-// Not the one that wakes the receive thread, which would wait for its 3
-// seconds.
-FAIRLEAD_EXPORT int shutdown(int sock, int how) noexcept {
-  if (how == SHUT_WR && Fails(Call::kShutdown)) return -1;
-  return FAIRLEAD_SYSTEM(shutdown)(sock, how);
-}
-
-FAIRLEAD_EXPORT int fcntl(int descriptor, int command, ...) {
-  std::va_list arguments;
-  va_start(arguments, command);
-  void* const argument = va_arg(arguments, void*);
-  va_end(arguments);
-  if (Fails(Call::kFcntl)) return -1;
-  return FAIRLEAD_SYSTEM(fcntl)(descriptor, command, argument);
-}
-
-FAIRLEAD_EXPORT int eventfd(unsigned int count, int flags) noexcept {
-  if (Fails(Call::kEventfd)) return -1;
-  return FAIRLEAD_SYSTEM(eventfd)(count, flags);
-}
-
-// By another name in here: the headers may hold a checked recv of their own.
-FAIRLEAD_EXPORT ssize_t OwnRecv(int sock, void* data, std::size_t size,
-                                int flags) __asm__("recv");
-
-ssize_t OwnRecv(int sock, void* data, std::size_t size, int flags) {
-  if (Fails(Call::kRecv)) return -1;
-  return FAIRLEAD_SYSTEM(recv)(sock, data, size, flags);
-}
-
-FAIRLEAD_EXPORT int setsockopt(int sock, int level, int name, const void* value,
-                               socklen_t size) noexcept {
-  if (Fails(Call::kSetsockopt)) return -1;
-  return FAIRLEAD_SYSTEM(setsockopt)(sock, level, name, value, size);
-}
-
-FAIRLEAD_EXPORT int getsockopt(int sock, int level, int name, void* value,
-                               socklen_t* size) noexcept {
-  if (Fails(Call::kGetsockopt)) return -1;
-  return FAIRLEAD_SYSTEM(getsockopt)(sock, level, name, value, size);
-}
-
-FAIRLEAD_EXPORT int ioctl(int descriptor, unsigned long request, ...) noexcept {
-  std::va_list arguments;
-  va_start(arguments, request);
-  void* const argument = va_arg(arguments, void*);
-  va_end(arguments);
-  ++ioctls;
-  if (Fails(Call::kIoctl)) return -1;
-  return FAIRLEAD_SYSTEM(ioctl)(descriptor, request, argument);
-}
-
-FAIRLEAD_EXPORT int pthread_create(pthread_t* thread,
-                                   const pthread_attr_t* attributes,
-                                   void* (*start)(void*),
-                                   void* argument) noexcept {
-  if (Fails(Call::kThread)) return fault.error;
-  return FAIRLEAD_SYSTEM(pthread_create)(thread, attributes, start, argument);
-}
-
-}  // extern "C"
-// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace fairlead::internal::exchange_faults_test {
 namespace {
@@ -201,15 +58,33 @@ ExchangeResult RunBody(Exchange& exchange, std::uint16_t port,
   return exchange.Run("127.0.0.1", port, body, reply.Until(3));
 }
 
-ExchangeResult RunInput(Exchange& exchange, std::uint16_t port, Reply& reply) {
-  Pipe input;
-  input.Write("hello");
-  input.CloseWriting();
+ExchangeResult RunPipe(Exchange& exchange, std::uint16_t port,
+                       const Pipe& input, Reply& reply) {
   ExchangeResult result = exchange.Connect("127.0.0.1", port);
   if (result)
     result = exchange.Converse(ExchangeInput{.descriptor = input.ends[0]},
                                reply.UntilTheEnd());
   exchange.Close();
+  return result;
+}
+
+ExchangeResult RunInput(Exchange& exchange, std::uint16_t port, Reply& reply) {
+  Pipe input;
+  input.Write("hello");
+  input.CloseWriting();
+  return RunPipe(exchange, port, input, reply);
+}
+
+// The input has nothing until it is waited for.
+ExchangeResult RunQuietInput(Exchange& exchange, std::uint16_t port,
+                             Reply& reply) {
+  Pipe input;
+  before_wait = [&input] {
+    input.Write("hello");
+    input.CloseWriting();
+  };
+  const ExchangeResult result = RunPipe(exchange, port, input, reply);
+  before_wait = nullptr;
   return result;
 }
 
@@ -225,12 +100,14 @@ const Kind kKinds[] = {
        return RunBody(exchange, port, kLarge, reply);
      }},
     {"an input", ExchangeEnd::kPeerClosed, RunInput},
+    {"a quiet input", ExchangeEnd::kPeerClosed, RunQuietInput},
 };
 
 constexpr Call kCalls[] = {
     Call::kSocket, Call::kConnect, Call::kPoll,     Call::kSend,
     Call::kFcntl,  Call::kEventfd, Call::kRecv,     Call::kSetsockopt,
     Call::kIoctl,  Call::kThread,  Call::kShutdown, Call::kGetsockopt,
+    Call::kRead,
 };
 
 Exchange HalfClosing(bool half_close) {
@@ -301,13 +178,18 @@ TEST_F(ExchangeFaultsTest, EachFailureIsAValue) {
 
 TEST_F(ExchangeFaultsTest, AnInterruptionEndsNothing) {
   for (const Call call :
-       {Call::kConnect, Call::kPoll, Call::kSend, Call::kRecv})
+       {Call::kConnect, Call::kPoll, Call::kSend, Call::kRecv, Call::kRead})
     for (const Kind& kind : kKinds)
       for (int before = 0; before < 100; ++before) {
         SCOPED_TRACE(testing::Message() << kind.name << " " << before);
         if (!RunWithFault(kind, call, before, false, EINTR)) break;
         ASSERT_FALSE(HasFailure());
       }
+}
+
+// Another process may have read what was there.
+TEST_F(ExchangeFaultsTest, AnInputThatHasNothingAfterAllIsReadAgain) {
+  EXPECT_TRUE(RunWithFault(kKinds[2], Call::kRead, 0, false, EAGAIN));
 }
 
 TEST_F(ExchangeFaultsTest, ALookUpWithoutAThreadFails) {
@@ -340,27 +222,145 @@ TEST_F(ExchangeFaultsTest, AFloodDoesNotHideAFailure) {
   EXPECT_EQ(result.error, EMFILE);
 }
 
-// The peer has closed its sending direction and reads nothing.
-TEST_F(ExchangeFaultsTest, AsksForAnAcknowledgementNowAndThen) {
-  Pipe done;
-  Server server([&](Socket& peer) {
+// A peer that has closed its sending direction, and reads nothing until this
+// ends.
+class DeafServer {
+ public:
+  ~DeafServer() { done_.Write("x"); }
+
+  ExchangeResult Send(std::string_view body) const {
+    Exchange exchange(
+        {.limits = {.total = 60s, .idle = 400ms}, .half_close = true});
+    if (ExchangeResult result = exchange.Connect("127.0.0.1", server_.port());
+        !result)
+      return result;
+    Reply reply;
+    return exchange.Converse(body, reply.UntilTheEnd());
+  }
+
+ private:
+  Pipe done_;
+  Server server_{[this](Socket& peer) {
     is_peer = true;
     shutdown(peer.number(), SHUT_WR);
     char byte = 0;
-    EXPECT_EQ(read(done.ends[0], &byte, 1), 1);
-  });
-  Exchange exchange(
-      {.limits = {.total = 60s, .idle = 400ms}, .half_close = true});
-  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+    EXPECT_EQ(read(done_.ends[0], &byte, 1), 1);
+  }};
+};
+
+TEST_F(ExchangeFaultsTest, AsksForAnAcknowledgementNowAndThen) {
   const std::string body(300'000, 'x');
-  Reply reply;
+  const DeafServer server;
   ioctls = 0;
-  const ExchangeResult result = exchange.Converse(body, reply.UntilTheEnd());
-  done.Write("x");
+  const ExchangeResult result = server.Send(body);
   EXPECT_EQ(result.end, ExchangeEnd::kPeerClosed);
   EXPECT_EQ(result.sent, body.size());
   EXPECT_GE(ioctls, 2);
   EXPECT_LE(ioctls, 50);
+}
+
+TEST_F(ExchangeFaultsTest, APauseThatFailsEndsTheWaitForAnAcknowledgement) {
+  const std::string body(300'000, 'x');
+  for (const int error : {ENOMEM, EINTR}) {
+    const DeafServer server;
+    Arm(Call::kPause, 0, false, error);
+    const ExchangeResult result = server.Send(body);
+    EXPECT_TRUE(Disarm());
+    EXPECT_EQ(result.sent, body.size());
+    const bool goes_on = error == EINTR;
+    EXPECT_EQ(result.end,
+              goes_on ? ExchangeEnd::kPeerClosed : ExchangeEnd::kFailed);
+    EXPECT_EQ(result.error, goes_on ? 0 : ENOMEM);
+  }
+}
+
+TEST_F(ExchangeFaultsTest, ClosingAsksForNoAcknowledgementIfNothingWasSent) {
+  for (const std::string_view body : {"", "x"}) {
+    Server server([](Socket& peer) { peer.Send("hello"); });
+    Exchange exchange({.limits = {.total = 20s}});
+    ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+    const ExchangeResult result = exchange.Converse(
+        body,
+        [](std::string_view bytes, const TheTime&) { return !bytes.empty(); });
+    EXPECT_EQ(result.end, ExchangeEnd::kDone) << result.Text();
+    ioctls = 0;
+    exchange.Close();
+    EXPECT_EQ(ioctls > 0, !body.empty());
+  }
+}
+
+// After a broken send, what the peer sent before is awaited for two seconds.
+TEST_F(ExchangeFaultsTest, ABrokenSendIsReportedThoughThePeerStays) {
+  Pipe done;
+  Server silent([&](Socket&) {
+    is_peer = true;
+    char byte = 0;
+    EXPECT_EQ(read(done.ends[0], &byte, 1), 1);
+  });
+  Exchange exchange({.limits = kPatient});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", silent.port()));
+  Reply reply;
+  Arm(Call::kSend, 0, true, EPIPE);
+  const ExchangeResult result = exchange.Converse("hello", reply.UntilTheEnd());
+  EXPECT_TRUE(Disarm());
+  done.Write("x");
+  EXPECT_EQ(result.end, ExchangeEnd::kPeerReset) << result.Text();
+  EXPECT_EQ(result.phase, ExchangePhase::kSending);
+}
+
+// An exchange ends with the peer, while its sender may have met a reset: the
+// next one over the connection must meet it, and not wait for an
+// acknowledgement. A sender that takes the error is held there until the
+// exchange has ended.
+TEST_F(ExchangeFaultsTest, AResetThatComesWithTheEndIsMetByTheNextExchange) {
+  Pipe input;
+  Server server([](Socket& peer) { peer.Send("hello"); });
+  Exchange exchange({.limits = {.total = 20s}});
+  std::promise<void> met;
+  std::atomic<bool> written = false;
+  on_socket_error = [&] {
+    if (!written.exchange(false)) return;
+    met.set_value();
+    std::this_thread::sleep_for(200ms);
+  };
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  exchange.Converse(ExchangeInput{.descriptor = input.ends[0]},
+                    [&](std::string_view bytes, const TheTime&) {
+                      if (!bytes.empty()) return false;
+                      written = true;
+                      input.Write("x");
+                      met.get_future().wait_for(200ms);
+                      return true;
+                    });
+  on_socket_error = nullptr;
+  const ExchangeResult next = exchange.Converse("", Reply().UntilTheEnd());
+  EXPECT_EQ(next.end, ExchangeEnd::kPeerReset) << next.Text();
+}
+
+TEST_F(ExchangeFaultsTest, AResetThatTheReceiveThreadTakesFirstIsAReset) {
+  Pipe input;
+  std::promise<void> waits;
+  std::promise<void> received;
+  before_wait = [&] { waits.set_value(); };
+  after_failure = [] { std::this_thread::sleep_for(100ms); };
+  Server server([&](Socket& peer) {
+    peer.Send("ans");
+    waits.get_future().wait_for(5s);
+    received.get_future().wait_for(5s);
+    std::this_thread::sleep_for(20ms);
+    peer.Reset();
+  });
+  Exchange exchange({.limits = {.total = 20s}});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  const ExchangeResult result =
+      exchange.Converse(ExchangeInput{.descriptor = input.ends[0]},
+                        [&](std::string_view bytes, const TheTime&) {
+                          if (bytes.empty()) return false;
+                          received.set_value();
+                          std::this_thread::sleep_for(300ms);
+                          return false;
+                        });
+  EXPECT_EQ(result.end, ExchangeEnd::kPeerReset) << result.Text();
 }
 
 }  // namespace

@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <future>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -83,6 +86,99 @@ TEST(ExchangeInputTest, AQuietInputIsNotSilence) {
   EXPECT_TRUE(exchange.Converse(ExchangeInput{.descriptor = input.ends[0]},
                                 reply.Until(4)));
   EXPECT_EQ(reply.text, "late");
+}
+
+// What comes late is sent or left, as the input asks.
+TEST(ExchangeInputTest, AnInputIsSentToItsEndIfThatIsAwaited) {
+  for (const bool awaited : {true, false}) {
+    Pipe input;
+    std::string read;
+    {
+      Server server([&](Socket& peer) {
+        peer.Send("220 hi\n");
+        read = peer.Receive(100);
+      });
+      Exchange exchange({.limits = {.total = 60s, .idle = 50ms}});
+      ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+      std::promise<void> enough;
+      std::thread typist([&] {
+        enough.get_future().wait();
+        std::this_thread::sleep_for(200ms);
+        input.Write("late");
+        input.CloseWriting();
+      });
+      const ExchangeResult result = exchange.Converse(
+          ExchangeInput{.descriptor = input.ends[0], .await_end = awaited},
+          [&](std::string_view, const TheTime&) {
+            enough.set_value();
+            return true;
+          });
+      EXPECT_TRUE(result) << result.Text();
+      typist.join();
+    }
+    EXPECT_EQ(read, awaited ? "late" : "");
+  }
+}
+
+TEST(ExchangeInputTest, TheTimeEndsAnInputWhoseEndIsAwaited) {
+  Pipe input;
+  Server server([](Socket& peer) {
+    peer.Send("x");
+    peer.ReceiveEnd();
+  });
+  Exchange exchange({.limits = {.total = 300ms, .idle = 50ms}});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  Reply reply;
+  EXPECT_EQ(exchange
+                .Converse(ExchangeInput{.descriptor = input.ends[0],
+                                        .await_end = true},
+                          reply.Until(1))
+                .end,
+            ExchangeEnd::kTimeOver);
+}
+
+// Nothing more can come then: the input alone decides how long it takes.
+TEST(ExchangeInputTest, AQuietInputIsNotSilenceAfterThePeersEndEither) {
+  Pipe input;
+  std::string read;
+  {
+    Server server([&](Socket& peer) {
+      peer.Send("bye");
+      shutdown(peer.number(), SHUT_WR);
+      read = peer.Receive(100);
+    });
+    Exchange exchange(
+        {.limits = {.total = 60s, .idle = 50ms}, .half_close = true});
+    ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+    std::thread typist([&input] {
+      std::this_thread::sleep_for(300ms);
+      input.Write("late");
+      input.CloseWriting();
+    });
+    Reply reply;
+    const ExchangeResult result = exchange.Converse(
+        ExchangeInput{.descriptor = input.ends[0]}, reply.UntilTheEnd());
+    typist.join();
+    EXPECT_EQ(result.end, ExchangeEnd::kPeerClosed);
+    EXPECT_EQ(result.sent, 4u);
+  }
+  EXPECT_EQ(read, "late");
+}
+
+TEST(ExchangeInputTest, TheTimeEndsAQuietInputAfterThePeersEnd) {
+  Pipe input;
+  Server server([](Socket& peer) {
+    shutdown(peer.number(), SHUT_WR);
+    peer.ReceiveEnd();
+  });
+  Exchange exchange({.limits = {.total = 300ms, .idle = 50ms}});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  Reply reply;
+  EXPECT_EQ(exchange
+                .Converse(ExchangeInput{.descriptor = input.ends[0]},
+                          reply.UntilTheEnd())
+                .end,
+            ExchangeEnd::kTimeOver);
 }
 
 // The receive thread has ended by then.
@@ -181,6 +277,60 @@ TEST(ExchangeInputTest, TheSinkDecidesWhetherAClosedPeerIsTheEndOfAQuietInput) {
     }
     EXPECT_EQ(read, ends ? "" : "more");
   }
+}
+
+// Far more than the system holds for a peer that does not read.
+const std::string kLarge(std::size_t{32} << 20, 'x');
+
+TEST(ExchangeInputTest, WithoutASinkWhatComesIsLeftAndAllIsSent) {
+  std::promise<void> closed;
+  std::size_t read = 0;
+  ExchangeResult result;
+  {
+    Server server([&](Socket& peer) {
+      peer.Send("x");
+      shutdown(peer.number(), SHUT_WR);
+      closed.get_future().wait();
+      read = peer.Receive(kLarge.size()).size();
+    });
+    Exchange exchange(
+        {.limits = kPatient, .on_event = [&](const ExchangeEvent& event) {
+           if (event.kind == ExchangeEvent::Kind::kPeerClosed)
+             closed.set_value();
+         }});
+    ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+    result = exchange.Converse(kLarge, {});
+  }
+  EXPECT_EQ(result.end, ExchangeEnd::kDone) << result.Text();
+  EXPECT_EQ(result.received, 0U);
+  EXPECT_EQ(read, kLarge.size());
+}
+
+// What comes later, before all is sent, does not change it.
+TEST(ExchangeInputTest, ASinkHasEnoughOnceItSaysSo) {
+  std::array<std::promise<void>, 2> taken;
+  std::string text;
+  ExchangeResult result;
+  {
+    Server server([&](Socket& peer) {
+      for (std::promise<void>& next : taken) {
+        peer.Send("x");
+        next.get_future().wait();
+      }
+      EXPECT_EQ(peer.Receive(kLarge.size()).size(), kLarge.size());
+      peer.ReceiveEnd();
+    });
+    Exchange exchange({.limits = kPatient});
+    ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+    result =
+        exchange.Converse(kLarge, [&](std::string_view bytes, const TheTime&) {
+          taken.at(text.size()).set_value();
+          text += bytes;
+          return text.size() == 1;
+        });
+  }
+  EXPECT_EQ(result.end, ExchangeEnd::kDone) << result.Text();
+  EXPECT_EQ(text, "xx");
 }
 
 TEST(ExchangeInputTest, AnInputThatCannotBeReadIsAFailure) {

@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -18,6 +19,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -33,13 +35,17 @@ namespace {
 
 constexpr std::string_view kHost = "made.example";
 
-// What a look-up of kHost gives.
+// What a lookup of kHost gives.
 struct Answer {
   int error = 0;
   int system_error = 0;
   std::vector<in_addr_t> addresses;  // In host order.
 };
 Answer answer;
+
+// Whether a lookup of kHost waits. Then it finds nothing.
+std::atomic<bool> lookups_wait = false;
+std::atomic<int> waiting = 0;  // How many do.
 
 // An entry of the list, and the address that it points to.
 struct Entry {
@@ -81,6 +87,11 @@ FAIRLEAD_EXPORT int getaddrinfo(const char* host, const char* service,
     return System<decltype(::getaddrinfo)>("getaddrinfo")(host, service, hints,
                                                           answers);
   if ((hints->ai_flags & AI_NUMERICHOST) != 0) return EAI_NONAME;
+  if (lookups_wait) {
+    ++waiting;
+    lookups_wait.wait(true);
+    return EAI_NONAME;
+  }
   errno = answer.system_error;
   if (answer.error == 0) *answers = MakeList();
   return answer.error;
@@ -159,6 +170,63 @@ class ExchangeLookupTest : public testing::Test {
 
   std::vector<Event> events_;
 };
+
+TEST_F(ExchangeLookupTest, ALookUpThatTakesTooLongIsLeft) {
+  lookups_wait = true;
+  const HostLookup lookup = LookUpHost(std::string(kHost), 10ms);
+  const ExchangeResult result = Connect({.total = 10ms}, 7000);
+  const ExchangeResult silent =
+      Connect({.total = 60s, .first_byte = 10ms}, 7000);
+  while (waiting < 3) std::this_thread::yield();
+  lookups_wait = false;
+  lookups_wait.notify_all();
+  EXPECT_TRUE(lookup.timed_out);
+  EXPECT_THAT(lookup.addresses, IsEmpty());
+  EXPECT_EQ(result.end, ExchangeEnd::kTimeOver);
+  EXPECT_EQ(result.phase, ExchangePhase::kResolving);
+  EXPECT_EQ(silent.end, ExchangeEnd::kSilence);
+  EXPECT_EQ(silent.phase, ExchangePhase::kResolving);
+  EXPECT_EQ(silent.Text(), "the peer was silent");
+  EXPECT_THAT(events_, IsEmpty());
+}
+
+TEST_F(ExchangeLookupTest, TheTimeOfTheFirstByteEndsConnecting) {
+  const FullPort full(kFirst);
+  answer.addresses = {kFirst};
+  for (const ExchangeLimits::Limit total :
+       {ExchangeLimits::Limit(60s), ExchangeLimits::Limit()}) {
+    events_.clear();
+    const ExchangeResult result =
+        Connect({.total = total, .first_byte = 50ms}, full.port());
+    EXPECT_EQ(result.end, ExchangeEnd::kSilence);
+    EXPECT_EQ(result.phase, ExchangePhase::kConnecting);
+    EXPECT_THAT(events_, ElementsAre(Event(Kind::kResolved, "127.0.0.2", 0),
+                                     Event(Kind::kConnecting, "127.0.0.2", 0),
+                                     Event(Kind::kNotConnected, "127.0.0.2",
+                                           ETIMEDOUT)));
+  }
+}
+
+// Afterwards the time of silence counts, from one byte to the next.
+TEST_F(ExchangeLookupTest, TheTimeOfTheFirstByteEndsWithThatByte) {
+  for (const bool answers : {true, false}) {
+    Server server([&](Socket& peer) {
+      if (answers) {
+        peer.Send("a");
+        std::this_thread::sleep_for(800ms);
+        peer.Send("b");
+      }
+      peer.ReceiveEnd();
+    });
+    Exchange exchange(
+        {.limits = {.total = 60s, .idle = 60s, .first_byte = 400ms}});
+    Reply reply;
+    const ExchangeResult result =
+        exchange.Run("127.0.0.1", server.port(), "", reply.Until(2));
+    EXPECT_EQ(result.end, answers ? ExchangeEnd::kDone : ExchangeEnd::kSilence);
+    EXPECT_EQ(reply.text, answers ? "ab" : "");
+  }
+}
 
 TEST_F(ExchangeLookupTest, TriesTheSecondAddressWhereTheFirstFails) {
   const Listener listener = std::move(Listener(kSecond).Listen());

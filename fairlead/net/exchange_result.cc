@@ -54,8 +54,8 @@ std::string ExchangeResult::Text() const {
     case ExchangeEnd::kPeerReset:
       return "the peer reset the connection";
     case ExchangeEnd::kSilence:
-      return phase == ExchangePhase::kReceiving ? "the peer was silent"
-                                                : "the peer did not read";
+      return phase == ExchangePhase::kSending ? "the peer did not read"
+                                              : "the peer was silent";
     case ExchangeEnd::kTimeOver:
       return "the time is over while " + std::string(Doing(phase));
     case ExchangeEnd::kFailed:

@@ -120,7 +120,8 @@ bool ExchangeSender::SendAll(std::string_view bytes) {
 bool ExchangeSender::AwaitPeer() {
   const int error =
       AwaitReady(connection_.descriptor(), POLLOUT, stop_.number());
-  return error == 0 || Fail(Status::kSendFailed, error);
+  if (error != 0) return Fail(Status::kSendFailed, error);
+  return true;
 }
 
 void ExchangeSender::SendInput(const ExchangeInput& input) {
@@ -156,19 +157,20 @@ bool ExchangeSender::AwaitInput(int descriptor) {
   int error = AwaitReady(descriptor, POLLIN, stop_.number(), 0);
   if (error == EAGAIN) {
     Set(Status::kWaitingForInput);
-    int connection_error = 0;
-    error = AwaitInputOrReset(descriptor, connection_error);
+    bool is_reset = false;
+    error = AwaitInputOrReset(descriptor, is_reset);
     if (error == 0 && !EndWaiting()) return false;
-    if (connection_error != 0)
-      return Fail(Status::kSendFailed, connection_error);
+    if (is_reset) return Fail(Status::kSendFailed, connection_.TakeError());
   }
-  return error == 0 || Fail(Status::kInputFailed, error);
+  if (error != 0) return Fail(Status::kInputFailed, error);
+  return true;
 }
 
 // Also returns when the connection fails after the receive thread has ended:
 // nothing else would meet the reset of a peer that has closed. Before that, the
-// receive thread meets it, in a moment; the system reports it once.
-int ExchangeSender::AwaitInputOrReset(int descriptor, int& connection_error) {
+// receive thread meets it, in a moment. The system reports it once, so it is
+// not taken here: the exchange may end first, and the next one must meet it.
+int ExchangeSender::AwaitInputOrReset(int descriptor, bool& is_reset) {
   constexpr int kMoment = 10;  // In milliseconds.
   std::array<pollfd, 3> files = {{{descriptor, POLLIN, 0},
                                   {stop_.number(), POLLIN, 0},
@@ -184,8 +186,9 @@ int ExchangeSender::AwaitInputOrReset(int descriptor, int& connection_error) {
       if (await(2, kMoment) == -1) return errno;
       continue;
     }
-    connection_error = connection_.TakeError();
-    if (connection_error != 0) return 0;
+    // It may have met the failure that ended the wait, so this looks again.
+    is_reset = connection_.IsReady(POLLERR);
+    if (is_reset) return 0;
     files[2].fd = -1;  // The receive thread has met it.
   }
 }

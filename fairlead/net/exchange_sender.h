@@ -64,7 +64,7 @@ class ExchangeSender {
   bool SendAll(std::string_view bytes);
   void SendInput(const ExchangeInput& input);
   bool AwaitInput(int descriptor);
-  int AwaitInputOrReset(int descriptor, int& connection_error);
+  int AwaitInputOrReset(int descriptor, bool& is_reset);
   bool EndWaiting();
   void Finish();
   bool AwaitPeer();

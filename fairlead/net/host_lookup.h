@@ -12,7 +12,7 @@
 
 namespace fairlead {
 
-/// What a look-up found. Plain value.
+/// What a lookup found. Plain value.
 struct HostLookup {
   bool timed_out = false;
   int error = 0;  ///< A result of `getaddrinfo` (POSIX); 0 if it succeeded.
@@ -20,18 +20,15 @@ struct HostLookup {
   std::vector<std::string> addresses;  ///< IPv4, dotted, each once.
 };
 
-/// Looks up the IPv4 addresses of a host, in the order of `getaddrinfo`. Prints
-/// nothing.
+/// Looks up the IPv4 addresses of a host, in the order of `getaddrinfo`.
+/// Thread-safe. Prints nothing. Throws only std::bad_alloc.
 ///
-/// A dotted address is not looked up. A name is, on a thread of its own,
-/// because the system's look-up knows no limit: if the time is over, that
-/// thread is left behind, and ends when the name servers' own limit, often 10
-/// to 30 seconds, is over.
+/// A dotted address needs no lookup. A name is looked up on a thread of its
+/// own, because the system's lookup has no limit. If the time is over, that
+/// thread goes on until the name servers' own timeout ends it, often 10 to 30
+/// seconds.
 /// @param host a name or a dotted address; a zero byte ends it
 /// @param limit nothing: as long as the system takes
-/// @throws std::bad_alloc
-/// @par Thread safety
-/// Thread-safe.
 FAIRLEAD_EXPORT HostLookup
 LookUpHost(const std::string& host,
            std::optional<std::chrono::milliseconds> limit = std::nullopt);

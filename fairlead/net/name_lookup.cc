@@ -1,4 +1,4 @@
-// The look-up of host names, which the system gives no limit of time.
+// The lookup of host names, which the system gives no limit of time.
 
 #include "fairlead/net/name_lookup.h"
 
@@ -44,7 +44,7 @@ NameLookup LookUp(const std::string& host, int flags) {
   return found;
 }
 
-// What a look-up's thread and the one that waits for it share. The thread keeps
+// What a lookup's thread and the one that waits for it share. The thread keeps
 // it alive if nobody waits any more.
 class SharedLookup {
  public:

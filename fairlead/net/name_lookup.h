@@ -20,11 +20,11 @@ struct NameLookup {
 };
 
 // Returns the IPv4 addresses of a host, each once, or nothing at the deadline.
-// The look-up of a name then goes on in a thread of its own.
+// The lookup of a name then goes on in a thread of its own.
 std::optional<NameLookup> LookUpName(const std::string& host,
                                      Deadline deadline);
 
-// Returns why a look-up gave no address; the error is that of getaddrinfo.
+// Returns why a lookup gave no address; the error is that of getaddrinfo.
 std::string LookupErrorText(int error, int system_error);
 
 // Returns the address as a dotted text.

@@ -11,32 +11,25 @@
 
 namespace fairlead {
 
-/// The process-wide quiet flag, for resolveDnsFull(). Set it before threads
-/// run.
+/// The process-wide quiet flag of resolveDnsFull(). Set it before threads run.
 FAIRLEAD_EXPORT extern bool silent;
 
 /// Returns the IPv4 addresses of a host, a name or a dotted address, as dotted
-/// texts in the order of `getaddrinfo` (POSIX), with duplicates; empty if none
-/// is known. A zero byte ends the host. Prints to standard output:
-/// - "dns resolved: ADDRESS" for each address;
-/// - "Error (CODE): dns failed while resolving HOST" if `getaddrinfo` fails,
-///   with its result, such as -2 for an unknown host;
-/// - "Error: dns failed while resolving" for an address without a text, which
-///   is skipped.
+/// texts in the order of `getaddrinfo` (POSIX), with duplicates. Reads the host
+/// to its first zero byte. Prints "dns resolved: ADDRESS" for each. If
+/// `getaddrinfo` returns an error, prints "Error (-2): dns failed while
+/// resolving HOST" and returns nothing. An address without a text is left out:
+/// "Error: dns failed while resolving". If `silent`, prints no address; a
+/// failure prints "-33" without a newline and ends the process with exit status
+/// -1 (255 to a shell).
 ///
-/// If `silent` is true, an address prints nothing, and a failure prints "-33"
-/// without a newline and ends the process with exit status -1 (255 to a shell).
-/// @par Thread safety
-/// Not thread-safe (`inet_ntoa`): call it before starting other threads. In a
-/// child of `fork()`, call it only if the parent had a single thread.
-/// @par Cost
-/// Blocks while name servers are queried, which can be many seconds; a dotted
-/// address needs no query.
+/// Not thread-safe (`inet_ntoa`): call it before starting threads, and in a
+/// child of `fork()` only if the parent had a single thread. Blocks while name
+/// servers are queried, up to many seconds; a dotted address needs no query.
 FAIRLEAD_EXPORT std::vector<std::string> resolveDnsFull(
     const std::string& host);
 
-/// Suspends the calling thread for `ms` milliseconds, whatever signals it
-/// handles; returns at once if `ms` is 0 or negative. Thread-safe.
+/// Sleeps `ms` milliseconds despite signals; not if negative. Thread-safe.
 FAIRLEAD_EXPORT void sleep_ms(std::int32_t ms);
 
 }  // namespace fairlead

@@ -21,10 +21,6 @@ struct StopLimits {
 
 /// Counts what is received, for the sink of an Exchange. The first rule that is
 /// met is enough; without a rule, nothing is.
-///
-/// @par Cost
-/// Keeps fewer bytes than the text of `until` has.
-/// @par Example
 /// @code
 /// fairlead::StopRules rules({.lines = 1});
 /// std::string reply;
@@ -34,6 +30,8 @@ struct StopLimits {
 ///                            return rules.Take(bytes);
 ///                          });
 /// @endcode
+/// @par Cost
+/// Keeps fewer bytes than the text of `until` has.
 class FAIRLEAD_EXPORT StopRules {
  public:
   explicit StopRules(StopLimits limits);

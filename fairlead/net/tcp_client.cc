@@ -257,7 +257,7 @@ std::int32_t CTCPClient::RecvThread() {
 }
 
 // Needs no select before each receive: Terminate() stops the buffer and makes
-// the socket readable. Should the system refuse that, the time-out of a receive
+// the socket readable. Should the system refuse that, the timeout of a receive
 // ends the wait.
 void CTCPClient::ReceiveInto(internal::ReceiveBuffer& buffer) {
   const int sock = mainSock_;

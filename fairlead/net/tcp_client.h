@@ -30,54 +30,26 @@ struct NetClient {
   sockaddr_in addr = {AF_INET, 0, {INADDR_ANY}, {}};
 };
 
-/// One message and its endpoint: it can be passed to ConnectTo() and then to
-/// SendMsg(). Plain value of 1.8 KB with its body inline; a new one has
-/// length 0.
+/// One message and its endpoint, for SendMsg() and ConnectTo(). Plain value of
+/// 1.8 KB with its body inline; a new one has length 0.
 struct CTCPMessage : NetClient {
   // NOLINTNEXTLINE(modernize-avoid-c-arrays)
   unsigned char data[1800] = {};  ///< The body: the first `len` bytes count.
   std::int32_t len = 0;  ///< In bytes: 0..1800 to send, 1..1796 if received.
   TheTime time;          ///< When it was received; unused in one to send.
 
-  /// The descriptor it was read from. To send: 0 for the client's own socket,
-  /// any other as given. Set it to 0 before sending a received message back.
+  /// The descriptor to send to, 0 for the client's own socket; or the one it
+  /// was read from. Set it to 0 before sending a received message back.
   std::int32_t sock = 0;
 };
 
 /// A client of one TCP server: connect, send, drain the queue, close.
 ///
-/// There is no framing. What one `recv` of at most 1796 bytes returns becomes
-/// one message; the caller reassembles. (A message to send holds up to 1800.)
-/// The queue has no limit and takes 1.9 KB per message, however short.
-/// ConnectTo() starts a receive thread, which ends when the peer closes, when
-/// receiving fails, or in Terminate(). The first two are not reported:
-/// IsNotTerminated() stays true. Use your own time limit, or send a message of
-/// length 0, which reaches no peer and fails once the connection is gone.
-/// @par Waiting
-/// `messageCv` is notified after each message, when the thread ends, in
-/// Terminate(), and every 3 seconds in which nothing came. To avoid a lost
-/// wakeup, lock `queueMutex` before SendMsg(), wait with the same lock for a
-/// short time, and re-check. (The peer may need to be read before it reads: the
-/// send then fails after its 2 seconds.)
-/// @par Thread safety
-/// SendMsg(), MessagesCount(), PopMessage() and IsNotTerminated() may be called
-/// from any thread; so may Terminate() and Close(), several at once, after
-/// ConnectTo() has returned. The rest belongs to the thread that owns the
-/// client. While holding `queueMutex`, call only SendMsg() and
-/// IsNotTerminated(): the others lock it, or wait for the receive thread. That
-/// thread blocks all signals; descriptors above FD_SETSIZE work.
-/// @par fork()
-/// A client that is not connected is copied like a plain value. A connection
-/// stays the parent's. In a child, Terminate(), Close() and the destructor only
-/// close the child's descriptor and discard its messages, at once. Call one of
-/// these first: SendMsg() would use the parent's connection, other calls may
-/// block forever. A child of `vfork()` must not use the client.
-/// @par Errors
-/// Failures are results. Besides std::bad_alloc, std::system_error is thrown:
-/// for a mutex that cannot be locked, and by ConnectTo(). In the receive
-/// thread, either exception ends the thread as a failed receive does; a message
-/// that was received but could not be queued is lost.
-/// @par Example
+/// There is no framing: what one `recv` of at most 1796 bytes returns becomes
+/// one message, of 1.9 KB, in a queue without limit. ConnectTo() starts a
+/// receive thread, which ends when the peer closes, when receiving fails, or in
+/// Terminate(). The first two are not reported: use your own time limit, or
+/// send a message of length 0, which fails once the connection is gone.
 /// @code
 /// fairlead::CTCPMessage request;
 /// request.addr.sin_port = htons(7000);
@@ -91,8 +63,25 @@ struct CTCPMessage : NetClient {
 ///   std::unique_lock<std::mutex> lock(client.queueMutex);
 ///   client.messageCv.wait_for(lock, std::chrono::milliseconds(100));
 /// }
-/// client.Close();
 /// @endcode
+/// @par Waiting
+/// `messageCv` is notified after each message, when the thread ends, in
+/// Terminate(), and every 3 seconds in which nothing came. To avoid a lost
+/// wakeup, lock `queueMutex` before SendMsg(), wait with the same lock for a
+/// short time, and re-check.
+/// @par Thread safety
+/// Any threads may call SendMsg(), MessagesCount(), PopMessage() and
+/// IsNotTerminated() and, after ConnectTo(), Terminate() and Close(). The rest
+/// belongs to one thread. While holding `queueMutex`, call only SendMsg() and
+/// IsNotTerminated(). The receive thread blocks all signals.
+/// @par fork()
+/// A connection stays the parent's. A child must first call Terminate(),
+/// Close() or the destructor, which only close its descriptor and discard its
+/// messages: SendMsg() would use the parent's connection, other calls may block
+/// forever. A child of `vfork()` must not use the client.
+/// @par Errors
+/// Failures are results. Throws std::bad_alloc, and std::system_error if a lock
+/// fails. Either ends the receive thread; a message not queued yet is lost.
 class FAIRLEAD_EXPORT CTCPClient {
  private:
   // The order of all members is kept for compatibility.
@@ -107,38 +96,33 @@ class FAIRLEAD_EXPORT CTCPClient {
   CTCPClient(const CTCPClient&) = delete;
   CTCPClient& operator=(const CTCPClient&) = delete;
 
-  /// Creates the client's socket, which is closed on `exec` and never gets the
-  /// number 0, 1 or 2. ConnectTo() calls it. A descriptor already held is
-  /// forgotten, not closed; a terminated client counts as running again.
-  /// @return false if the system has no socket to give
+  /// Creates the client's socket, which is closed on `exec` and is none of 0, 1
+  /// and 2; returns false if the system refuses. ConnectTo() calls it. Forgets
+  /// a descriptor already held without closing it; counts as running again.
   bool CreateMainSock();
 
-  /// Connects to `endpoint` (not null) and starts the receive thread.
-  ///
-  /// Blocks as long as the system tries to connect, which can be minutes. Sends
-  /// and receives then time out after 2 seconds. Connect again only after
-  /// Close(): while the receive thread runs, a second success ends the process
-  /// (std::terminate), and a failure forgets the open socket.
-  /// A failed connection keeps its descriptor until Close(), Terminate() or
-  /// destruction: a loop that retries must call Close() after each failure.
+  /// Connects to `endpoint` (not null) and starts the receive thread. Blocks as
+  /// long as the system tries, which can be minutes. Sends and receives then
+  /// time out after 2 seconds. Call Close() before connecting again, also after
+  /// a failure, which keeps its descriptor. While a receive thread runs,
+  /// success ends the process (std::terminate), and a failure forgets the
+  /// socket.
   /// @return false if no socket can be created, and if the connection fails,
   ///     after printing "err=" and `errno`, such as 111, to standard output
   /// @throws std::system_error if the system refuses a thread; keeps the socket
   bool ConnectTo(const NetClient* endpoint);
 
-  /// Sends the first `len` bytes of `message` (not null) with one `send`.
-  /// Waits up to 2 seconds for room in the system's buffer; less (EINTR) if the
-  /// thread handles a signal, even with SA_RESTART, or the process is stopped
-  /// and continued. Raises no SIGPIPE and changes no signal setting. A send
-  /// concurrent with Close() never reaches a file that reuses the socket's
+  /// Sends the first `len` bytes of `message` (not null) with one `send`,
+  /// between two changes of the signal mask: raises no SIGPIPE. Waits up to 2
+  /// seconds for room in the system's buffer; less (EINTR) if the thread
+  /// handles a signal, even with SA_RESTART, or the process is stopped and
+  /// continued. During Close(), reaches no file that reuses the socket's
   /// number; with its own `sock`, the caller must ensure that.
   /// @return true if the system took all bytes. If false, an unknown part was
   ///     sent; none if `len` is outside 0..1800 or there is no socket.
-  /// @par Cost
-  /// One `send` and two changes of the thread's signal mask.
   bool SendMsg(const CTCPMessage* message);
 
-  std::int32_t MessagesCount() const;  ///< The number of messages in the queue.
+  std::int32_t MessagesCount() const;  ///< Returns how many are in the queue.
 
   /// Removes the oldest message and returns it. The queue must not be empty
   /// (not checked): call MessagesCount() first, from the one thread that pops.
@@ -147,13 +131,11 @@ class FAIRLEAD_EXPORT CTCPClient {
   /// Returns false after Terminate(); true also after the peer has closed.
   bool IsNotTerminated() const;
 
-  /// Ends the receive thread and closes the socket; keeps the queue.
-  /// Repeatable; not during ConnectTo(). Waits for the thread, which it wakes:
-  /// normally microseconds, at most 3 seconds.
+  /// Ends the receive thread, which takes microseconds, at most 3 seconds, and
+  /// closes the socket; keeps the queue. Repeatable; not during ConnectTo().
   void Terminate();
 
-  /// The same as Terminate(). Call it last, also after a failed ConnectTo().
-  void Close();
+  void Close();  ///< Calls Terminate(), also needed if ConnectTo() fails.
 
  private:
   class FAIRLEAD_PRIVATE Input;

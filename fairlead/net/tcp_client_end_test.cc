@@ -17,6 +17,7 @@
 #include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
 #include "fairlead/testing/captured_output.h"
+#include "fairlead/testing/sanitizers.h"
 
 namespace fairlead {
 namespace {
@@ -35,13 +36,8 @@ using internal::WaitForThreads;
 using internal::WaitingConsumer;
 using internal::WaitUntil;
 
-#if defined(__SANITIZE_THREAD__)
-constexpr int kCycles = 2000;
-constexpr int kRounds = 500;
-#else
-constexpr int kCycles = 10000;
-constexpr int kRounds = 2000;
-#endif
+constexpr int kCycles = internal::kThreadSanitized ? 2000 : 10000;
+constexpr int kRounds = internal::kThreadSanitized ? 500 : 2000;
 
 // Some sanitizers add a thread of theirs to the first one that starts.
 int CountThreads() {

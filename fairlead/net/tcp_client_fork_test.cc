@@ -23,6 +23,7 @@
 #include "fairlead/export.h"
 #include "fairlead/net/loopback_testing.h"
 #include "fairlead/net/tcp_client.h"
+#include "fairlead/testing/sanitizers.h"
 
 namespace fairlead {
 namespace {
@@ -277,7 +278,14 @@ TEST_F(TcpClientForkTest, LeavesWhileTheReceiveThreadEnds) {
   pair.client.Close();
 }
 
-#if !defined(__SANITIZE_THREAD__)  // It allows no thread in such a child.
+class TcpClientForkThreadTest : public TcpClientForkTest {
+ protected:
+  void SetUp() override {
+    if (internal::kThreadSanitized)
+      GTEST_SKIP() << "the thread sanitizer allows no thread in such a child";
+    TcpClientForkTest::SetUp();
+  }
+};
 
 // What a child connects is its own, and ends there as anywhere: Close leaves
 // the queue as it is.
@@ -291,7 +299,7 @@ bool ExchangesAndCloses(CTCPClient& client, const Listener& listener) {
   return client.MessagesCount() == 1 && peer.ReceiveEnd();
 }
 
-TEST_F(TcpClientForkTest, ConnectsAClientThatTheParentMade) {
+TEST_F(TcpClientForkThreadTest, ConnectsAClientThatTheParentMade) {
   const Listener listener = std::move(Listener().Listen());
   CTCPClient client;
   EXPECT_TRUE(ChildDoes([&] { return ExchangesAndCloses(client, listener); }));
@@ -299,10 +307,7 @@ TEST_F(TcpClientForkTest, ConnectsAClientThatTheParentMade) {
 
 // A consumer of the child is woken as without a fork, although the connection
 // is refused and the client was made by the parent.
-TEST_F(TcpClientForkTest, WakesAConsumerOfTheChildAfterARefusal) {
-#if defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "the sanitizer allows no thread in such a child";
-#else
+TEST_F(TcpClientForkThreadTest, WakesAConsumerOfTheChildAfterARefusal) {
   const Listener refusing;
   CTCPClient client;
   EXPECT_TRUE(ChildDoes([&] {
@@ -312,10 +317,9 @@ TEST_F(TcpClientForkTest, WakesAConsumerOfTheChildAfterARefusal) {
     consumer.Join();
     return refused && !client.IsNotTerminated();
   }));
-#endif
 }
 
-TEST_F(TcpClientForkTest, ConnectsAgainOnceClosed) {
+TEST_F(TcpClientForkThreadTest, ConnectsAgainOnceClosed) {
   Pair pair;
   StopAt(Place::kStamp, pair);
   ASSERT_TRUE(pair.peer.Send("x"));
@@ -329,7 +333,7 @@ TEST_F(TcpClientForkTest, ConnectsAgainOnceClosed) {
   EXPECT_TRUE(GoesOn(pair, 2));
 }
 
-TEST_F(TcpClientForkTest, WakesAConsumerOfTheChildOnceClosed) {
+TEST_F(TcpClientForkThreadTest, WakesAConsumerOfTheChildOnceClosed) {
   Pair pair;
   // The receive thread has started: a sanitizer's allocator is not in use.
   ASSERT_TRUE(pair.peer.Send("x"));
@@ -342,8 +346,6 @@ TEST_F(TcpClientForkTest, WakesAConsumerOfTheChildOnceClosed) {
     return true;
   }));
 }
-
-#endif
 
 }  // namespace
 }  // namespace fairlead

@@ -166,7 +166,7 @@ TEST_F(TcpClientSendFaultsTest, EndsASendThatWaitsWhenItCloses) {
     const ssize_t sent =
         FAIRLEAD_SYSTEM(send)(sock, data, size, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent == static_cast<ssize_t>(size)) return sent;
-    full = true;  // Without a time-out, the next one waits for ever.
+    full = true;  // Without a timeout, the next one waits for ever.
     return FAIRLEAD_SYSTEM(send)(sock, data, size, MSG_NOSIGNAL);
   };
   Pair pair;

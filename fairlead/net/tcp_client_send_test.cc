@@ -156,7 +156,7 @@ TEST(TcpClientSendTest, FailsOnceTheClientHasClosed) {
   EXPECT_FALSE(pair.client.SendMsg(&message));
 }
 
-// Takes the 2 seconds of the time-out, the only test that does.
+// Takes the 2 seconds of the timeout, the only test that does.
 TEST(TcpClientSendTest, FailsWhileThePeerDoesNotRead) {
   Pair pair;
   const std::string body(1800, 'x');
