@@ -105,6 +105,24 @@ TEST(CommandsTest, EveryCommandIsFoundByItsName) {
   EXPECT_EQ(FindCommand("nosuch"), nullptr);
 }
 
+bool HasRange(Kind kind) {
+  return kind == Kind::kNumber || kind == Kind::kInteger ||
+         kind == Kind::kDuration;
+}
+
+// A shell takes some characters as its own, so the same choice has a name
+// without them.
+void ExpectPlainName(const Parameter& parameter, const Choice& choice) {
+  SCOPED_TRACE(choice.name);
+  EXPECT_TRUE(
+      std::ranges::any_of(parameter.choices, [&choice](const Choice& other) {
+        return other.value == choice.value &&
+               other.name.find_first_not_of(
+                   "abcdefghijklmnopqrstuvwxyz0123456789") ==
+                   std::string_view::npos;
+      }));
+}
+
 void ExpectSound(const Parameter& parameter) {
   SCOPED_TRACE(Spelling(parameter));
   EXPECT_EQ(
@@ -114,9 +132,14 @@ void ExpectSound(const Parameter& parameter) {
   EXPECT_EQ(parameter.choices.empty(), parameter.kind != Kind::kChoice);
   EXPECT_FALSE(parameter.help.empty());
   EXPECT_FALSE(parameter.help.ends_with('.'));
-  EXPECT_EQ(
-      parameter.range.least < parameter.range.most,
-      parameter.kind == Kind::kNumber || parameter.kind == Kind::kDuration);
+  EXPECT_EQ(parameter.range.least < parameter.range.most,
+            HasRange(parameter.kind));
+  for (const Choice& choice : parameter.choices)
+    ExpectPlainName(parameter, choice);
+  if (parameter.kind == Kind::kInteger) {
+    EXPECT_EQ(parameter.range.least, 0U);
+    EXPECT_FALSE(parameter.remedy.empty());
+  }
   EXPECT_TRUE(parameter.unlimited.empty() || parameter.kind == Kind::kNumber ||
               parameter.kind == Kind::kDuration);
   if (!parameter.fallback.empty()) {
@@ -143,6 +166,14 @@ TEST(CommandsTest, EveryConditionIsAParameterOfItsCommand) {
       if (use.mark == Mark::kCondition) {
         EXPECT_TRUE(Lists(command->action.uses, *use.parameter));
       }
+}
+
+TEST(CommandsTest, EveryExcludedParameterIsOneOfItsCommand) {
+  for (const Command* const command : All())
+    for (const Parameter* const parameter : ParametersOf(*command))
+      for (const Parameter* const excluded : parameter->excluded)
+        EXPECT_TRUE(Lists(command->action.uses, *excluded))
+            << parameter->name << " and " << excluded->name;
 }
 
 const Command& CommandOf(Words& words) {

@@ -2,10 +2,9 @@
 
 #include "tool/run_command.h"
 
-#include <new>
+#include <exception>
 #include <string>
 #include <string_view>
-#include <system_error>
 
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
@@ -79,15 +78,10 @@ ExitStatus RunCommand(std::span<char* const> arguments) {
     const Command& command = CommandIn(arguments);
     name = command.name;
     return Run(command, arguments, output);
-  } catch (const Failure& failure) {
+  } catch (const std::exception&) {
+    const Failure failure = CaughtFailure();
     if (failure.status() != kReaderGone) PrintError(name, failure.what());
     return failure.status();
-  } catch (const std::bad_alloc&) {
-    PrintError(name, "not enough memory for the input");
-    return kCannotRead;
-  } catch (const std::system_error& error) {
-    PrintError(name, Concat("cannot start a thread: ", error.what()));
-    return kNotConnected;
   }
 }
 

@@ -28,6 +28,9 @@ class Descriptor {
   const int number_;
 };
 
+/// The mode of a file that is created, before the umask.
+inline constexpr mode_t kNewFileMode = 0666;
+
 /// Opens a file as open() does, again if a signal interrupts the call.
 inline int OpenUninterrupted(const char* path, int flags, mode_t mode = 0) {
   int descriptor = -1;

@@ -73,6 +73,9 @@ struct Utf8Case {
 constexpr Utf8Case kUtf8Cases[] = {
     {"\xc3\xa9", true},           // two bytes
     {"\xe2\x82\xac", true},       // three
+    {"\xe0\xa0\x80", true},       // the first of three
+    {"\xdf\xbf", true},           // the last of two
+    {"\xef\xbf\xbd", true},       // with the last lead byte of three
     {"\xf0\x9f\x98\x80", true},   // four
     {"\xf4\x8f\xbf\xbf", true},   // the last code point
     {"\xed\x9f\xbf", true},       // before the surrogates
@@ -100,6 +103,20 @@ constexpr const char* kNextToLayoutControls[] = {
 };
 
 // They would show a name as another one.
+// A byte that would begin a character is followed by one that does not go on.
+TEST(EscapesTest, AnUnfinishedCharacterIsNoControl) {
+  EXPECT_EQ(Visible("\xC2x"), "\\xc2x");
+  EXPECT_EQ(Visible("\xC2"), "\\xc2");
+}
+
+// Of bytes that go on with no character, no more than three are left out.
+TEST(EscapesTest, ATextIsCutWithinThreeBytes) {
+  const std::string rest(200, '\x80');
+  std::string shown;
+  for (int i = 0; i < 97; ++i) shown += "\\x80";
+  EXPECT_EQ(Quoted(rest), "'" + shown + "...'");
+}
+
 TEST(EscapesTest, EscapesWhatReordersAText) {
   EXPECT_EQ(Quoted("a\u202eb\u2066"), R"('a\xe2\x80\xaeb\xe2\x81\xa6')");
   for (const char* control : kLayoutControls) {

@@ -7,6 +7,7 @@
 
 #include "fairlead/text/strings.h"
 #include "tool/base/concat.h"
+#include "tool/base/digits.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/command/command.h"
@@ -16,10 +17,6 @@ namespace fairlead::tool {
 namespace {
 
 bool IsName(std::string_view argument) { return argument.starts_with('-'); }
-
-[[noreturn]] void Fail(const std::string& text) {
-  throw Failure(kWrongUsage, text);
-}
 
 // A second '-' is forgiven: the parser would make it a part of the name.
 std::vector<char*> Forgiven(std::span<char* const> arguments) {
@@ -122,18 +119,22 @@ void ParsedArguments::FailForUnexpected(std::size_t at) const {
                                         : "; quote values that contain spaces";
   const std::string before = Quoted(arguments_[at - 1]);
   if (TakesSecret(command_))
-    Fail(Concat(
-        "unexpected argument after ",
-        leads ? before : Concat("the value of ", MakeLower(arguments_[at - 2])),
-        hint));
-  Fail(Concat("unexpected argument ", Quoted(arguments_[at]),
-              at == 1 ? "" : Concat(" after ", before), hint));
+    throw Failure(
+        kWrongUsage,
+        Concat("unexpected argument after ",
+               leads ? before
+                     : Concat("the value of ", MakeLower(arguments_[at - 2])),
+               hint));
+  throw Failure(kWrongUsage,
+                Concat("unexpected argument ", Quoted(arguments_[at]),
+                       at == 1 ? "" : Concat(" after ", before), hint));
 }
 
 const Parameter& ParsedArguments::Known(std::string_view name) const {
   const std::string lower = MakeLower(std::string(name));
   if (lower.empty())
-    Fail(Concat("a lone '-' names no option; ", SeeHelp(command_)));
+    throw Failure(kWrongUsage,
+                  Concat("a lone '-' names no option; ", SeeHelp(command_)));
   const Parameter* const known = FindParameter(command_, lower);
   if (known == nullptr) FailForName(name);
   return *known;
@@ -146,21 +147,25 @@ void ParsedArguments::FailForName(std::string_view name) const {
   const std::string shown = Concat("-", Shown(name.substr(0, sign)),
                                    sign < name.size() ? "=..." : "");
   if (BelongsToSibling(command_, lower))
-    Fail(Concat(shown, " does not go with '", FullName(command_), "'; ",
-                SeeHelp(command_)));
-  Fail(Concat("unknown option ", shown, "; ", Advice(command_, lower)));
+    throw Failure(kWrongUsage,
+                  Concat(shown, " does not go with '", FullName(command_),
+                         "'; ", SeeHelp(command_)));
+  throw Failure(kWrongUsage, Concat("unknown option ", shown, "; ",
+                                    Advice(command_, lower)));
 }
 
 void ParsedArguments::FailForMissingValue(const Parameter& parameter,
                                           std::size_t at) const {
   if (at + 1 == arguments_.size() ||
       FindParameter(command_, MakeLower(arguments_[at + 1] + 1)) != nullptr)
-    Fail(Concat("-", parameter.name, ": missing value; write ",
-                Spelling(parameter)));
+    throw Failure(kWrongUsage,
+                  Concat("-", parameter.name, ": missing value; write ",
+                         Spelling(parameter)));
   if (parameter.kind == Kind::kNumber && Remedy(parameter).empty())
     CheckValue(parameter, arguments_[at + 1]);
-  Fail(Concat("-", parameter.name, ": a value cannot begin with '-'",
-              Remedy(parameter)));
+  throw Failure(kWrongUsage,
+                Concat("-", parameter.name, ": a value cannot begin with '-'",
+                       Remedy(parameter)));
 }
 
 std::size_t ParsedArguments::PlaceOf(const Parameter& operand) const {
@@ -186,6 +191,13 @@ std::string ParsedArguments::Text(const Parameter& parameter) const {
 std::uint64_t NumberIn(std::string_view text) {
   std::uint64_t number = 0;
   std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+std::int64_t IntegerIn(std::string_view text) {
+  const std::string_view digits = AfterSpaces(text);
+  std::int64_t number = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), number);
   return number;
 }
 

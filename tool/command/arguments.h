@@ -64,6 +64,9 @@ class ParsedArguments {
 /// and for a parameter's word for no limit.
 std::uint64_t NumberIn(std::string_view text);
 
+/// Returns the integer in a text that CheckValue() accepts; 0 for an empty one.
+std::int64_t IntegerIn(std::string_view text);
+
 /// A call of it in a constant expression is the error that a user of Arguments
 /// sees: the table does not list the parameter that is asked for.
 void ParameterIsNotListed();
@@ -117,6 +120,7 @@ class Arguments {
     }
   };
   using ListedNumber = ListedKind<Kind::kNumber>;
+  using ListedInteger = ListedKind<Kind::kInteger>;
   using ListedDuration = ListedKind<Kind::kDuration>;
 
   explicit Arguments(const ParsedArguments& parsed) : parsed_(&parsed) {}
@@ -150,6 +154,11 @@ class Arguments {
 
   std::uint64_t WideNumber(ListedNumber parameter) const {
     return NumberIn(parsed_->Text(*parameter));
+  }
+
+  /// Returns the integer given, or else the default, or else 0.
+  std::int64_t Integer(ListedInteger parameter) const {
+    return IntegerIn(parsed_->Text(*parameter));
   }
 
   /// Returns the duration given, or else the default; nothing for no limit.

@@ -66,6 +66,13 @@ constexpr Parameter kCount = {.name = "count",
                               .group = Group::kWhat,
                               .help = "a count",
                               .range = {.least = 0, .most = UINT64_MAX}};
+constexpr Parameter kShift = {.name = "shift",
+                              .placeholder = "N",
+                              .kind = Kind::kInteger,
+                              .group = Group::kWhat,
+                              .help = "a shift",
+                              .range = {.least = 0, .most = 65535},
+                              .remedy = kLeadWithSpace};
 constexpr Parameter kIdle = {.name = "idle",
                              .placeholder = "TIME",
                              .kind = Kind::kDuration,
@@ -91,7 +98,7 @@ constexpr Parameter kStranger = {.name = "stranger",
 
 constexpr auto kUses =
     Uses(Optional(kName), Optional(kPath), Optional(kPort), Optional(kCount),
-         Optional(kIdle), Optional(kEol), Optional(kLoud));
+         Optional(kShift), Optional(kIdle), Optional(kEol), Optional(kLoud));
 constexpr auto kPortUses = Uses(Optional(kPort), Optional(kLoud));
 constexpr auto kOperandUses =
     Uses(Optional(kShell, Optional(kTopic)), Optional(kLoud), Optional(kName));
@@ -167,6 +174,18 @@ TEST(ArgumentsTest, AWideNumberKeepsItsBits) {
   EXPECT_EQ(Refusal({"-count", "18446744073709551616"}),
             "-count: 18446744073709551616 is out of range (expected 0 to "
             "18446744073709551615)");
+}
+
+TEST(ArgumentsTest, AnIntegerMayBeNegative) {
+  const auto integer = [](const std::vector<std::string>& words) {
+    return Arguments<kUses>(*Parsed(words)).Integer(kShift);
+  };
+  EXPECT_EQ(integer({}), 0);
+  EXPECT_EQ(integer({"-shift", "65535"}), 65535);
+  EXPECT_EQ(integer({"-shift", " 4"}), 4);
+  EXPECT_EQ(integer({"-shift", "  -65535"}), -65535);
+  EXPECT_EQ(Refusal({"-shift", "-4"}),
+            "-shift: a value cannot begin with '-'; write a space before it");
 }
 
 // arguments_misread.cc shows that a duration as a number does not compile.

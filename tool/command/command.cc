@@ -55,6 +55,15 @@ Parameters ParametersOf(const Command& command) {
   return parameters;
 }
 
+std::vector<std::string_view> ParagraphsOf(const Command& command) {
+  std::vector<std::string_view> paragraphs;
+  for (std::string_view text = command.description; !text.empty();) {
+    paragraphs.push_back(text.substr(0, text.find('\n')));
+    text.remove_prefix(std::min(paragraphs.back().size() + 1, text.size()));
+  }
+  return paragraphs;
+}
+
 std::vector<Status> StatusesOf(const Command& command) {
   std::vector<Status> statuses(command.statuses.begin(),
                                command.statuses.end());

@@ -48,7 +48,7 @@ struct Command {
   std::string_view name;
   const Command* parent = nullptr;    ///< Of a subcommand.
   std::string_view summary = {};      ///< A clause, without a full stop.
-  std::string_view description = {};  ///< Sentences.
+  std::string_view description = {};  ///< Sentences, a paragraph a line.
   Action action = {};                 ///< Empty for one that has subcommands.
   std::span<const Example> examples = {};
   std::span<const Status> statuses = {};  ///< Without the common ones.
@@ -64,6 +64,9 @@ std::string_view TopName(const Command& command);
 /// Returns the parameters that the command takes, each once, -help included; of
 /// a command with subcommands, those that all of them take.
 std::vector<const Parameter*> ParametersOf(const Command& command);
+
+/// Returns the paragraphs of the command's description.
+std::vector<std::string_view> ParagraphsOf(const Command& command);
 
 /// Returns the command's statuses, and those that every command has, in rising
 /// order: kCannotRead, for too little memory too, and kReaderGone.

@@ -50,9 +50,9 @@ std::optional<Parts> Split(std::string_view text) {
   const auto* const unit = std::ranges::find(kUnits, name, &Unit::name);
   const std::size_t point = number.find('.');
   const std::string_view fraction =
-      point == std::string_view::npos ? "0" : number.substr(point + 1);
+      point == std::string_view::npos ? "" : number.substr(point + 1);
   const std::string_view whole = number.substr(0, point);
-  if (unit == kUnits.end() || !IsDigits(whole) || !IsDigits(fraction))
+  if (unit == kUnits.end() || !IsDigits(Concat(whole, fraction)))
     return std::nullopt;
   return Parts{whole, fraction, unit->milliseconds};
 }
@@ -88,8 +88,8 @@ std::variant<milliseconds, DurationError> ReadDuration(std::string_view text) {
   const auto fraction = FractionOf(parts->unit, parts->fraction);
   if (!fraction) return DurationError::kTooFine;
   const auto whole = Number(parts->whole);
-  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
-  if (!whole || *whole > (kMost - *fraction) / parts->unit)
+  constexpr std::int64_t kMaxCount = std::numeric_limits<std::int64_t>::max();
+  if (!whole || *whole > (kMaxCount - *fraction) / parts->unit)
     return DurationError::kTooLong;
   return milliseconds(*whole * parts->unit + *fraction);
 }

@@ -29,7 +29,7 @@ enum class DurationError {
 
 /// Returns the duration in the text: a decimal number, which may have a
 /// fraction, and one of the units ms, s, m, h and d; without one, of seconds.
-/// The result is exact.
+/// Of 0.5 and 5.0, the zero may be missing. The result is exact.
 std::variant<std::chrono::milliseconds, DurationError> ReadDuration(
     std::string_view text);
 

@@ -63,13 +63,12 @@ std::optional<Wide> Fraction(std::string_view digits, std::uint64_t unit) {
 std::variant<milliseconds, DurationError> Expected(std::string_view text) {
   const std::string_view whole = TakeDigits(text);
   std::string_view fraction;
-  const bool has_point = text.starts_with('.');
-  if (has_point) {
+  if (text.starts_with('.')) {
     text.remove_prefix(1);
     fraction = TakeDigits(text);
   }
   const std::uint64_t unit = UnitOf(text);
-  if (whole.empty() || (has_point && fraction.empty()) || unit == 0)
+  if ((whole.empty() && fraction.empty()) || unit == 0)
     return DurationError::kMalformed;
   const auto part = Fraction(fraction, unit);
   if (!part) return DurationError::kTooFine;

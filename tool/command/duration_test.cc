@@ -37,6 +37,10 @@ constexpr ReadCase kReadCases[] = {
     {"1.5m", 90'000},
     {"0.00001h", 36},
     {"0007", 7000},
+    {".5", 500},
+    {"5.", 5000},
+    {".5m", 30'000},
+    {"5.ms", 5},
     {"1.50000000000000000000000000", 1500},  // as many zeros as one likes
     {"0.1", 100},                            // not exact in binary
     {"1.1", 1100},
@@ -58,7 +62,7 @@ TEST(DurationTest, ReadsEveryFormExactly) {
 
 TEST(DurationTest, RefusesWhatIsNoDuration) {
   for (const char* const text :
-       {"",   ".",   "5.",   ".5",  "1.2.3", "ms",   "m",   "5 ",
+       {"",   ".",   ".ms",  "..5", "1.2.3", "ms",   "m",   "5 ",
         " 5", "5 s", "5S",   "5M",  "5min",  "5sec", "5us", "+5",
         "-5", "1e3", "0x10", "1,5", "1m30s", "none", "5ms0"}) {
     SCOPED_TRACE(text);

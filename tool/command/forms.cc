@@ -8,9 +8,9 @@
 namespace fairlead::tool {
 namespace {
 
-using TextOf = std::function<FormText(int)>;
+using FormTexts = std::function<FormText(int)>;
 
-std::string AllLines(const Parameter& parameter, const TextOf& text_of) {
+std::string AllLines(const Parameter& parameter, const FormTexts& text_of) {
   std::string lines;
   for (const Choice& choice : parameter.choices) {
     if (choice.IsOf<EveryForm>()) continue;
@@ -24,7 +24,7 @@ std::string AllLines(const Parameter& parameter, const TextOf& text_of) {
 }  // namespace
 
 std::string ChosenFormLines(const Parameter& parameter, std::string_view asked,
-                            const TextOf& text_of) {
+                            const FormTexts& text_of) {
   const Choice& choice = ChoiceNamed(parameter, asked);
   if (choice.IsOf<EveryForm>()) return AllLines(parameter, text_of);
   const FormText form = text_of(choice.value);

@@ -6,12 +6,12 @@
 #include <array>
 #include <charconv>
 #include <chrono>
-#include <cstddef>
 #include <system_error>
 #include <variant>
 #include <vector>
 
 #include "fairlead/text/strings.h"
+#include "tool/base/alternatives.h"
 #include "tool/base/concat.h"
 #include "tool/base/digits.h"
 #include "tool/base/escapes.h"
@@ -26,25 +26,27 @@ constexpr auto kOn =
 constexpr auto kOff =
     std::to_array<std::string_view>({"off", "no", "false", "0"});
 
-[[noreturn]] void Fail(const std::string& text) {
-  throw Failure(kWrongUsage, text);
-}
-
 // "-port: ", or nothing for an operand.
 std::string Prefix(const Parameter& parameter) {
   return parameter.name.empty() ? "" : Concat("-", parameter.name, ": ");
 }
 
-std::string Bounds(const Range& range) {
-  return Concat(range.least, " to ", range.most);
+// "1 to 65535", or "-9 to 9" for an integer.
+std::string Bounds(const Parameter& parameter, std::string_view separator) {
+  const Range& range = parameter.range;
+  return parameter.kind == Kind::kInteger
+             ? Concat("-", range.most, separator, range.most)
+             : Concat(range.least, separator, range.most);
 }
 
 void CheckSwitch(const Parameter& parameter, std::string_view value) {
   const std::string lower = MakeLower(std::string(value));
   if (std::ranges::find(kOn, lower) != kOn.end() || IsOff(value)) return;
-  Fail(Concat("-", parameter.name, " is a switch and cannot be followed by ",
-              parameter.secret ? "a value" : Quoted(value),
-              " (expected on, off, yes, no, true, false, 1, 0 or nothing)"));
+  throw Failure(
+      kWrongUsage,
+      Concat("-", parameter.name, " is a switch and cannot be followed by ",
+             parameter.secret ? "a value" : Quoted(value),
+             " (expected on, off, yes, no, true, false, 1, 0 or nothing)"));
 }
 
 // Returns whether the value is the parameter's word for no limit.
@@ -59,20 +61,30 @@ std::string OrUnlimited(const Parameter& parameter,
                                      : Concat(separator, parameter.unlimited);
 }
 
-void CheckNumber(const Parameter& parameter, std::string_view value) {
-  if (IsUnlimited(parameter, value)) return;
-  const std::string expected = Concat(" (expected ", Bounds(parameter.range),
-                                      OrUnlimited(parameter, " or "), ")");
-  const std::string prefix = Prefix(parameter);
-  if (!IsDigits(value.substr(value.starts_with('-') ? 1 : 0)))
-    Fail(Concat(prefix, Quoted(value), " is not an integer", expected));
-
+bool IsInRange(const Parameter& parameter, std::string_view digits,
+               bool is_negative) {
   std::uint64_t number = 0;
   const std::errc error =
-      std::from_chars(value.data(), value.data() + value.size(), number).ec;
-  if (error != std::errc() || number < parameter.range.least ||
-      number > parameter.range.most)
-    Fail(Concat(prefix, Shown(value), " is out of range", expected));
+      std::from_chars(digits.data(), digits.data() + digits.size(), number).ec;
+  return error == std::errc() && number >= parameter.range.least &&
+         number <= parameter.range.most &&
+         (!is_negative || parameter.kind == Kind::kInteger);
+}
+
+void CheckNumber(const Parameter& parameter, std::string_view value) {
+  if (IsUnlimited(parameter, value)) return;
+  const std::string expected = Concat(" (expected ", Bounds(parameter, " to "),
+                                      OrUnlimited(parameter, " or "), ")");
+  const std::string_view number =
+      parameter.kind == Kind::kInteger ? AfterSpaces(value) : value;
+  const bool is_negative = number.starts_with('-');
+  const std::string_view digits = number.substr(is_negative ? 1 : 0);
+  if (!IsDigits(digits))
+    throw Failure(kWrongUsage, Concat(Prefix(parameter), Quoted(value),
+                                      " is not an integer", expected));
+  if (!IsInRange(parameter, digits, is_negative))
+    throw Failure(kWrongUsage, Concat(Prefix(parameter), Shown(number),
+                                      " is out of range", expected));
 }
 
 std::string DurationBound(std::uint64_t bound) {
@@ -100,28 +112,25 @@ void CheckDuration(const Parameter& parameter, std::string_view value) {
   if (IsUnlimited(parameter, value)) return;
   const std::string_view fault = DurationFault(parameter.range, value);
   if (!fault.empty())
-    Fail(Concat(Prefix(parameter), Quoted(value), " ", fault, " (expected ",
-                DurationBound(parameter.range.least), " to ",
-                DurationBound(parameter.range.most),
-                ": 30 or 0.5 for seconds, 500ms, 2m, 1h, 1d",
-                OrUnlimited(parameter, ", or "), ")"));
+    throw Failure(kWrongUsage,
+                  Concat(Prefix(parameter), Quoted(value), " ", fault,
+                         " (expected ", DurationBound(parameter.range.least),
+                         " to ", DurationBound(parameter.range.most),
+                         ": 30 or 0.5 for seconds, 500ms, 2m, 1h, 1d",
+                         OrUnlimited(parameter, ", or "), ")"));
 }
 
-std::vector<std::string_view> NamesOf(std::span<const Choice> choices) {
-  std::vector<std::string_view> names;
-  for (const Choice& choice : choices) names.push_back(choice.name);
+std::vector<std::string> NamesOf(std::span<const Choice> choices) {
+  std::vector<std::string> names;
+  for (const Choice& choice : choices) names.emplace_back(choice.name);
   return names;
 }
 
-// "clock, seconds or all"
-std::string Listed(const std::vector<std::string_view>& names) {
-  std::string text;
-  for (std::size_t i = 0; i < names.size(); ++i)
-    text += Concat(i == 0                  ? ""
-                   : i + 1 == names.size() ? " or "
-                                           : ", ",
-                   names[i]);
-  return text;
+std::vector<std::string> NamesOf(std::span<const Parameter* const> parameters) {
+  std::vector<std::string> names;
+  for (const Parameter* const parameter : parameters)
+    names.push_back(Concat("-", parameter->name));
+  return names;
 }
 
 // "'fish' is not valid", or what does not show a value that may be secret.
@@ -171,8 +180,8 @@ std::string Spelling(const Parameter& parameter) {
 
 std::string Explanation(const Parameter& parameter) {
   std::string text(parameter.help);
-  if (parameter.kind == Kind::kNumber)
-    text += Concat(" [", parameter.range.least, "..", parameter.range.most,
+  if (parameter.kind == Kind::kNumber || parameter.kind == Kind::kInteger)
+    text += Concat(" [", Bounds(parameter, ".."),
                    OrUnlimited(parameter, " or "), "]");
   if (parameter.kind == Kind::kDuration)
     text += Concat(" [", DurationBound(parameter.range.least), "..",
@@ -180,14 +189,17 @@ std::string Explanation(const Parameter& parameter) {
                    OrUnlimited(parameter, " or "), "]");
   if (!parameter.fallback.empty())
     text += Concat(" (default ", parameter.fallback, ")");
+  if (!parameter.excluded.empty())
+    text += Concat("; not with ", Alternatives(NamesOf(parameter.excluded)));
   return text;
 }
 
 const Choice& ChoiceNamed(const Parameter& parameter, std::string_view name) {
   const auto found = std::ranges::find(parameter.choices, name, &Choice::name);
   if (found == parameter.choices.end())
-    Fail(Concat(Invalid(parameter, name), "; choose ",
-                Listed(NamesOf(parameter.choices))));
+    throw Failure(kWrongUsage,
+                  Concat(Invalid(parameter, name), "; choose ",
+                         Alternatives(NamesOf(parameter.choices))));
   return *found;
 }
 
@@ -196,6 +208,7 @@ void CheckValue(const Parameter& parameter, std::string_view value) {
     case Kind::kSwitch:
       return CheckSwitch(parameter, value);
     case Kind::kNumber:
+    case Kind::kInteger:
       return CheckNumber(parameter, value);
     case Kind::kDuration:
       return CheckDuration(parameter, value);
@@ -205,7 +218,8 @@ void CheckValue(const Parameter& parameter, std::string_view value) {
     case Kind::kNonEmptyText:
     case Kind::kFile:
       if (value.empty())
-        Fail(Concat(Spelling(parameter), " must not be empty"));
+        throw Failure(kWrongUsage,
+                      Concat(Spelling(parameter), " must not be empty"));
       return;
     case Kind::kText:
     case Kind::kCommand:

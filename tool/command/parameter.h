@@ -22,6 +22,7 @@ enum class Kind {
   kNonEmptyText,  ///< any text but the empty one
   kFile,          ///< the path of a file
   kNumber,        ///< decimal digits, within `range`
+  kInteger,       ///< the same or a '-' before them, after spaces or none
   kDuration,      ///< a time such as 30, 0.5 or 2m, within `range`
   kChoice,        ///< one of `choices`
   kCommand,       ///< the name of a command
@@ -80,7 +81,8 @@ struct Choice {
   const char* enumeration;
 };
 
-/// The numbers that a parameter accepts; of a duration, the milliseconds.
+/// The numbers that a parameter accepts; of a duration, the milliseconds; of an
+/// integer, what follows the '-'.
 struct Range {
   std::uint64_t least = 0;
   std::uint64_t most = 0;
@@ -108,6 +110,8 @@ struct Parameter {
   std::string_view fallback = {};  ///< The default; empty for none.
   /// How to pass a value that begins with '-', which none can: an imperative.
   std::string_view remedy = {};
+  /// The parameters that cannot be given with it.
+  std::span<const Parameter* const> excluded = {};
   bool secret = false;  ///< Messages must not show the value.
 };
 
@@ -117,8 +121,8 @@ std::string Placeholder(const Parameter& parameter);
 /// Returns "-port N", "-stdin", or for an operand the placeholder alone.
 std::string Spelling(const Parameter& parameter);
 
-/// Returns the help with the range and the default after it, as in
-/// "the port [1..65535] (default 7000)".
+/// Returns the help with the range, the default and what is excluded after it,
+/// as in "the port [1..65535] (default 7000); not with -demo".
 std::string Explanation(const Parameter& parameter);
 
 /// Returns whether the parameter accepts the name, as one of its choices.

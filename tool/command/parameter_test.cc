@@ -66,10 +66,23 @@ constexpr Parameter kRuns = {.name = "runs",
                              .help = "the runs",
                              .range = {.least = 1, .most = 9},
                              .unlimited = "forever"};
+constexpr Parameter kShift = {.name = "shift",
+                              .placeholder = "N",
+                              .kind = Kind::kInteger,
+                              .group = Group::kHow,
+                              .help = "the shift",
+                              .range = {.least = 0, .most = 9}};
 constexpr Parameter kFast = {.name = "fast",
                              .kind = Kind::kSwitch,
                              .group = Group::kHow,
                              .help = "hurry"};
+constexpr std::array kNotWithSlow = {&kPort, &kIdle, &kFast};
+constexpr Parameter kSlow = {.name = "slow",
+                             .kind = Kind::kSwitch,
+                             .group = Group::kHow,
+                             .help = "do not hurry",
+                             .fallback = "off",
+                             .excluded = kNotWithSlow};
 constexpr Parameter kTopic = {.name = "",
                               .placeholder = "TOPIC",
                               .kind = Kind::kNonEmptyText,
@@ -92,6 +105,9 @@ TEST(ParameterTest, IsExplainedWithRangeAndDefault) {
   EXPECT_EQ(Explanation(kIdle), "the idle time [1ms..1d or none] (default 5)");
   EXPECT_EQ(Explanation(kDelay), "the delay [0..90s]");
   EXPECT_EQ(Explanation(kRuns), "the runs [1..9 or forever]");
+  EXPECT_EQ(Explanation(kShift), "the shift [-9..9]");
+  EXPECT_EQ(Explanation(kSlow),
+            "do not hurry (default off); not with -port, -idle or -fast");
 }
 
 std::string Refusal(const Parameter& parameter, std::string_view value) {
@@ -144,6 +160,33 @@ TEST(ParameterTest, ANumberMayBeTheWordForNoLimit) {
             "-runs: 'none' is not an integer (expected 1 to 9 or forever)");
   EXPECT_EQ(Refusal(kPort, "forever"),
             "-port: 'forever' is not an integer (expected 1 to 65535)");
+}
+
+constexpr NumberCase kIntegerCases[] = {
+    {"9", "accepted"},
+    {" 9", "accepted"},
+    {"  -9", "accepted"},
+    {" -0", "accepted"},
+    {" -07", "accepted"},
+    {"10", "-shift: 10 is out of range (expected -9 to 9)"},
+    {" -10", "-shift: -10 is out of range (expected -9 to 9)"},
+    {" -99999999999999999999",
+     "-shift: -99999999999999999999 is out of range (expected -9 to 9)"},
+    {"", "-shift: '' is not an integer (expected -9 to 9)"},
+    {" ", "-shift: ' ' is not an integer (expected -9 to 9)"},
+    {" -", "-shift: ' -' is not an integer (expected -9 to 9)"},
+    {"- 1", "-shift: '- 1' is not an integer (expected -9 to 9)"},
+    {"--1", "-shift: '--1' is not an integer (expected -9 to 9)"},
+    {"+1", "-shift: '+1' is not an integer (expected -9 to 9)"},
+    {"1 ", "-shift: '1 ' is not an integer (expected -9 to 9)"},
+    {"\t1", "-shift: '\\t1' is not an integer (expected -9 to 9)"},
+};
+
+TEST(ParameterTest, AnIntegerMayBeNegative) {
+  for (const NumberCase& c : kIntegerCases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(Refusal(kShift, c.text), c.refusal);
+  }
 }
 
 struct DurationCase {

@@ -11,6 +11,9 @@ namespace fairlead::tool {
 inline constexpr std::string_view kEscapeDash = R"(write \x2d for it)";
 inline constexpr std::string_view kLeadWithSpace = "write a space before it";
 
+/// In milliseconds, up to a year.
+inline constexpr Range kTimeRange = {.least = 1, .most = 31'536'000'000};
+
 // The bytes that a command works on.
 
 inline constexpr Parameter kText = {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "tool/base/alternatives.h"
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
 
@@ -97,17 +98,6 @@ std::string SubcommandUsageOf(const Command& command) {
   return text + "[-name value]...";
 }
 
-// "a, b or c"
-std::string Joined(const std::vector<std::string>& texts) {
-  std::string joined;
-  for (std::size_t i = 0; i < texts.size(); ++i)
-    joined += Concat(i == 0                  ? ""
-                     : i + 1 == texts.size() ? " or "
-                                             : ", ",
-                     texts[i]);
-  return joined;
-}
-
 // What an error calls the parameter: "-port", or "COMMAND" for an operand.
 std::string NameOf(const Parameter& parameter) {
   return parameter.name.empty() ? Spelling(parameter)
@@ -129,6 +119,13 @@ class Checker {
     CheckConditions(rows);
   }
 
+  void CheckExclusions() const {
+    for (const Parameter* const one : ParametersOf(arguments_.command()))
+      if (arguments_.Has(*one))
+        for (const Parameter* const other : one->excluded)
+          if (arguments_.Has(*other)) FailForBoth(*one, *other);
+  }
+
  private:
   void CheckGiven(const Parameter& parameter, const Parameter* given) const {
     if (!arguments_.Has(parameter)) FailForMissing(Spelling(parameter), given);
@@ -140,9 +137,8 @@ class Checker {
     for (std::size_t i = 0; i < branches.size(); ++i)
       if (FirstGiven(branches[i]) != nullptr) given.push_back(i);
     if (given.size() > 1)
-      Fail(Concat(NameOf(*FirstGiven(branches[given[0]])), " and ",
-                  NameOf(*FirstGiven(branches[given[1]])),
-                  " cannot be combined"));
+      FailForBoth(*FirstGiven(branches[given[0]]),
+                  *FirstGiven(branches[given[1]]));
     if (given.size() == 1) {
       const Rows branch = branches[given[0]];
       CheckAll(branch, FirstGiven(branch));
@@ -162,7 +158,7 @@ class Checker {
         return;
       usages.push_back(UsageOf(branch));
     }
-    FailForMissing(Joined(usages), chosen_by);
+    FailForMissing(Alternatives(usages), chosen_by);
   }
 
   // Conditions are those of the first parameter in their brackets.
@@ -176,7 +172,7 @@ class Checker {
                                   use.choice.empty() ? "" : " ", use.choice));
     }
     if (!conditions.empty())
-      FailForMissing(Joined(conditions), rows.front().parameter);
+      FailForMissing(Alternatives(conditions), rows.front().parameter);
   }
 
   bool IsMet(const Use& condition) const {
@@ -190,6 +186,11 @@ class Checker {
       return IsParameter(use) && arguments_.Has(*use.parameter);
     });
     return found == rows.end() ? nullptr : found->parameter;
+  }
+
+  [[noreturn]] void FailForBoth(const Parameter& one,
+                                const Parameter& other) const {
+    Fail(Concat(NameOf(one), " and ", NameOf(other), " cannot be combined"));
   }
 
   [[noreturn]] void FailForMissing(const std::string& needed,
@@ -231,7 +232,9 @@ std::string UsageLine(const Command& command) {
 }
 
 void CheckUses(const ParsedArguments& arguments) {
-  Checker(arguments).CheckAll(arguments.command().action.uses, nullptr);
+  const Checker checker(arguments);
+  checker.CheckAll(arguments.command().action.uses, nullptr);
+  checker.CheckExclusions();
 }
 
 }  // namespace fairlead::tool

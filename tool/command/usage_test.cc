@@ -29,6 +29,13 @@ constexpr Parameter kD = Named("d");
 constexpr Parameter kE = Named("e");
 constexpr Parameter kF = Named("f");
 constexpr Parameter kG = Named("g");
+constexpr std::array kNotWithH = {&kA, &kB};
+constexpr Parameter kH = {.name = "h",
+                          .placeholder = "N",
+                          .kind = Kind::kNonEmptyText,
+                          .group = Group::kWhat,
+                          .help = "any",
+                          .excluded = kNotWithH};
 
 enum class Number { kOne, kTwo };
 constexpr auto kNumbers =
@@ -57,6 +64,7 @@ constexpr auto kConditions =
     Uses(Optional(kA), Optional(kNumber),
          OnlyWith(kC, When(kA), When(kNumber, Number::kTwo)));
 constexpr auto kOperand = Uses(Optional(kTopic, Optional(kA)), kB);
+constexpr auto kExclusive = Uses(Optional(kA), Optional(kC), Optional(kH));
 constexpr auto kFamily = Uses(kA, Optional(kB));
 constexpr auto kMany =
     Uses(kA, OneOf(kB, kC), Optional(kD), Optional(kE), Optional(kF),
@@ -171,6 +179,13 @@ TEST(UsageTest, AConditionIsAParameterOrOneOfItsValues) {
     EXPECT_EQ(ErrorFor(kConditions, given), "") << given;
   EXPECT_EQ(ErrorFor(kConditions, "c"), "-c needs -a or -b 2");
   EXPECT_EQ(ErrorFor(kConditions, "bc"), "-c needs -a or -b 2");
+}
+
+TEST(UsageTest, AParameterMayExcludeOthers) {
+  for (const char* const given : {"", "a", "h", "ac", "ch"})
+    EXPECT_EQ(ErrorFor(kExclusive, given), "") << given;
+  EXPECT_EQ(ErrorFor(kExclusive, "ah"), "-h and -a cannot be combined");
+  EXPECT_EQ(ErrorFor(kExclusive, "hca"), "-h and -a cannot be combined");
 }
 
 }  // namespace

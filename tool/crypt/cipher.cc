@@ -15,7 +15,8 @@ namespace fairlead::tool {
 namespace {
 
 constexpr std::size_t kMaxRc4Key = 255;
-constexpr std::size_t kMaxPart = 1U << 30U;  // The library counts in int.
+// The library counts the bytes of a call in int.
+constexpr std::size_t kMaxPart = std::size_t{1} << 20;
 
 // A key as it was given, with its name for errors.
 struct RawKey {

@@ -5,7 +5,7 @@
 #include "tool/command/command_table.h"
 #include "tool/help/completion_scripts.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::completion {
 namespace {
 
 enum class Shell { kBash, kZsh };
@@ -50,15 +50,18 @@ constexpr auto kStatuses = std::to_array<Status>({
 });
 
 }  // namespace
+}  // namespace fairlead::tool::completion
+
+namespace fairlead::tool {
 
 constinit const Command kCompletionCommand = {
     .name = "completion",
     .summary = "print a script that completes commands and parameters",
     .description =
         "Prints the script to standard output; 'source' it, or install it.",
-    .action = ActionOf<kUses, Completion>(),
-    .examples = kExamples,
-    .statuses = kStatuses,
+    .action = ActionOf<completion::kUses, completion::Completion>(),
+    .examples = completion::kExamples,
+    .statuses = completion::kStatuses,
 };
 
 }  // namespace fairlead::tool

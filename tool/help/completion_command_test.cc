@@ -60,6 +60,7 @@ TEST(CompletionCommandTest, BashCompletesASubcommand) {
   EXPECT_EQ(Completed("fairlead ini create -"), "-file -dryrun -check -help\n");
   EXPECT_EQ(Completed("fairlead ini get -format j"), "json\n");
   EXPECT_EQ(Completed("fairlead ini show -format ''"), "text json\n");
+  EXPECT_EQ(Completed("fairlead ini disable -char ''"), "hash semicolon\n");
   EXPECT_EQ(Completed("fairlead time now -form str"),
             "strtime strtimeonly strdateonly\n");
   EXPECT_EQ(Completed("fairlead time day -form ''"),
@@ -83,6 +84,13 @@ TEST(CompletionCommandTest, ZshOffersPerSubcommand) {
   EXPECT_THAT(get, HasSubstr("'-format["));
   EXPECT_THAT(get, HasSubstr(":format:(text sh json nul assign)'"));
   EXPECT_THAT(get, Not(HasSubstr("'-value[")));
+}
+
+// In the list, '#' and ';' would be the shell's own.
+TEST(CompletionCommandTest, ZshOffersNoSpecialCharacter) {
+  EXPECT_THAT(ZshCompletion(),
+              HasSubstr("'-char[the comment character (default #)]:char:(hash "
+                        "semicolon)'"));
 }
 
 TEST(CompletionCommandTest, ZshOffersNoLimit) {

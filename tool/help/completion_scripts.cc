@@ -32,10 +32,17 @@ std::string NamesOf(CommandList commands) {
   return names;
 }
 
+// Returns whether the name means the same to a shell without quotes. A choice
+// that does not has another name.
+bool IsPlain(std::string_view name) {
+  return name.find_first_of("#;") == std::string_view::npos;
+}
+
 std::string ChoiceNames(std::span<const Choice> choices) {
   std::string names;
   for (const Choice& choice : choices)
-    names.append(names.empty() ? "" : " ").append(choice.name);
+    if (IsPlain(choice.name))
+      names.append(names.empty() ? "" : " ").append(choice.name);
   return names;
 }
 

@@ -6,7 +6,7 @@
 #include "tool/command/command_table.h"
 #include "tool/help/help_text.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::help {
 namespace {
 
 constexpr Parameter kCommandName = {.name = "",
@@ -48,14 +48,17 @@ constexpr auto kStatuses = std::to_array<Status>({
 });
 
 }  // namespace
+}  // namespace fairlead::tool::help
+
+namespace fairlead::tool {
 
 constinit const Command kHelpCommand = {
     .name = "help",
     .summary = "list the commands, or explain one",
     .description = "Prints the help to standard output.",
-    .action = ActionOf<kUses, Help>(),
-    .examples = kExamples,
-    .statuses = kStatuses,
+    .action = ActionOf<help::kUses, help::Help>(),
+    .examples = help::kExamples,
+    .statuses = help::kStatuses,
 };
 
 }  // namespace fairlead::tool

@@ -31,11 +31,7 @@ void AppendWrapped(std::string& lines, std::size_t margin,
       ++column;
     }
     lines += word;
-    // A newline in the text begins a paragraph.
-    const std::size_t newline = word.rfind('\n');
-    column = newline == std::string_view::npos
-                 ? column + word.size()
-                 : margin + word.size() - newline - 1;
+    column += word.size();
     text.remove_prefix(std::min(text.size(), word.size() + 1));
   }
   lines += '\n';
@@ -138,8 +134,11 @@ std::string CommandHelp(const Command& command) {
   constexpr std::size_t kUsageMargin = 7;
   std::string text = "usage: ";
   AppendWrapped(text, kUsageMargin, Concat("fairlead ", UsageLine(command)));
-  text += ExampleList(command) + "\n";
-  AppendWrapped(text, 0, command.description);
+  text += ExampleList(command);
+  for (const std::string_view paragraph : ParagraphsOf(command)) {
+    text += '\n';
+    AppendWrapped(text, 0, paragraph);
+  }
   return text + SubcommandList(command) + ParameterList(command) +
          DurationList(command) + StatusList(command);
 }

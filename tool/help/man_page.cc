@@ -14,8 +14,6 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr std::string_view kDate = "2026-11-21";
-
 // Returns the character escaped for roff, which would print some as others: a
 // '-' as a hyphen.
 std::string Roff(char c) {
@@ -82,7 +80,8 @@ std::string Section(const Command& command) {
       Concat(".SS ", name, "\n.B ", Roff(Concat("fairlead ", name)), "\n");
   if (!usage.empty())
     text += Concat(".RI ", "\"", Roff(usage.substr(1)), "\"\n");
-  text += Concat(".PP\n", Roff(command.description), "\n");
+  for (const std::string_view paragraph : ParagraphsOf(command))
+    text += Concat(".PP\n", Roff(paragraph), "\n");
   for (const Parameter* const parameter : ParametersOf(command))
     text += Tagged(*parameter) + ChoiceList(*parameter);
   return text + RoffExamples(command);
@@ -121,8 +120,8 @@ std::string StatusList() {
 }
 
 std::string TitleLine() {
-  return Concat(".TH FAIRLEAD 1 ", kDate,
-                " \"fairlead " FAIRLEAD_VERSION "\" \"User Commands\"\n");
+  return Concat(".TH FAIRLEAD 1 " FAIRLEAD_DATE " \"fairlead " FAIRLEAD_VERSION
+                "\" \"User Commands\"\n");
 }
 
 constexpr std::string_view kOpening =

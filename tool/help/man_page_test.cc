@@ -52,6 +52,22 @@ TEST(ManPageTest, ExplainsEveryCommandAndSubcommand) {
   }
 }
 
+// Literal text is bold, a placeholder italic.
+TEST(ManPageTest, DistinguishesOptionsFromOperands) {
+  const std::string page = ManPage();
+  EXPECT_THAT(page, HasSubstr("\n.TP\n.I COMMAND\nthe command to explain.\n"));
+  EXPECT_THAT(page, HasSubstr("\n.TP\n.BI \\-timeout \" TIME\"\n"));
+  EXPECT_THAT(page, HasSubstr("\n.TP\n.B \\-quiet\n"));
+}
+
+TEST(ManPageTest, HasTheParagraphsOfADescription) {
+  const std::string page = ManPage();
+  EXPECT_THAT(page, HasSubstr(".\n.PP\nA line such as #key=value or ;key = "
+                              "value is a disabled key. "));
+  EXPECT_THAT(page, HasSubstr(".\n.PP\nA header without \\(aq]\\(aq is "
+                              "reported as a warning with its line. "));
+}
+
 TEST(ManPageTest, SumsUpTheStatuses) {
   const std::string page = ManPage();
   EXPECT_THAT(page, HasSubstr("\n.B 1\nthe answer is no.\n"));

@@ -4,7 +4,7 @@
 
 #include "tool/command/command_table.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::version {
 namespace {
 
 constexpr auto kUses = Uses();
@@ -27,14 +27,17 @@ constexpr auto kStatuses = std::to_array<Status>({
 });
 
 }  // namespace
+}  // namespace fairlead::tool::version
+
+namespace fairlead::tool {
 
 constinit const Command kVersionCommand = {
     .name = "version",
     .summary = "print the version",
     .description = "Prints one line to standard output.",
-    .action = ActionOf<kUses, Version>(),
-    .examples = kExamples,
-    .statuses = kStatuses,
+    .action = ActionOf<version::kUses, version::Version>(),
+    .examples = version::kExamples,
+    .statuses = version::kStatuses,
 };
 
 }  // namespace fairlead::tool
