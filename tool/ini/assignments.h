@@ -14,7 +14,9 @@ namespace fairlead::tool {
 
 /// Returns the line `name='value'` of a key, for sh and bash. Evaluating it
 /// only sets this variable: the value is quoted, and a name that would change
-/// how the shell finds or runs programs, such as PATH, is refused. In the name,
+/// how the shell finds or runs programs, such as PATH, is refused, and so are
+/// those that usual programs obey, such as PAGER. The list cannot be complete;
+/// a prefix makes it unlikely that a name is missing there. In the name,
 /// characters that no variable can have become '_'.
 ///
 /// @param prefix goes before the key, with a '_'; or ""

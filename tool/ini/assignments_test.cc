@@ -146,9 +146,26 @@ TEST(AssignmentsTest, NoVariableOfTheShellCanBeSet) {
     EXPECT_TRUE(IsRefused(name)) << name;
 }
 
+// They run what the variable names, load it or connect to it.
+TEST(AssignmentsTest, NoVariableThatUsualProgramsObeyCanBeSet) {
+  for (const char* const name :
+       {"LESSOPEN",          "LESSCLOSE",       "PAGER",
+        "MANPAGER",          "GIT_SSH_COMMAND", "GIT_PAGER",
+        "NODE_OPTIONS",      "RUBYOPT",         "PYTHONHOME",
+        "PYTHONSTARTUP",     "PERL5DB",         "GLIBC_TUNABLES",
+        "JAVA_TOOL_OPTIONS", "LUA_INIT",        "SSH_ASKPASS",
+        "SUDO_EDITOR",       "SYSTEMD_PAGER",   "OPENSSL_CONF",
+        "XDG_CONFIG_HOME",   "MAKEFLAGS",       "BROWSER",
+        "http_proxy",        "HTTPS_PROXY",     "TERMINFO"})
+    EXPECT_TRUE(IsRefused(name)) << name;
+}
+
 TEST(AssignmentsTest, OtherVariablesCan) {
-  for (const char* const name : {"host", "path", "HOST", "PATHS", "PS5", "HIST",
-                                 "lang", "EPOCH", "random", "COMP"})
+  for (const char* const name :
+       {"host",  "path",    "HOST",    "PATHS",    "PS5",     "HIST",
+        "lang",  "EPOCH",   "random",  "COMP",     "MANAGER", "LESSON",
+        "proxy", "USER",    "NODE",    "NODE_ENV", "GIT",     "TZ",
+        "TMP",   "DISPLAY", "SSH_PORT"})
     EXPECT_FALSE(IsRefused(name)) << name;
 }
 

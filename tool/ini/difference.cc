@@ -183,6 +183,16 @@ void Difference::WriteHunk() {
       hunk_.front().begin - LastLines(above, kContext).size();
   const std::size_t end = hunk_.back().end + FirstLines(below, kContext).size();
   const std::size_t skipped = CountLines(Old(written_, begin));
+  old_line_ += skipped;
+  new_line_ += skipped;
+  WriteRanges(begin, end);
+  WriteChanges(begin, end);
+  written_ = end;
+  hunk_.clear();
+}
+
+// Writes the header lines of the hunk that has these old lines.
+void Difference::WriteRanges(std::size_t begin, std::size_t end) {
   const std::size_t old_count = CountLines(Old(begin, end));
   std::size_t new_count = old_count;
   for (const Change& change : hunk_) {
@@ -190,12 +200,15 @@ void Difference::WriteHunk() {
       new_count += CountLines(lines);
     new_count -= CountLines(Old(change.begin, change.end));
   }
-  old_line_ += skipped;
-  new_line_ += skipped;
   if (!std::exchange(differ_, true))
     write_(Concat("--- ", name_, "\n+++ ", name_, "\n"));
   write_(Concat("@@ -", LineRange(old_line_, old_count), " +",
                 LineRange(new_line_, new_count), " @@\n"));
+  old_line_ += old_count;
+  new_line_ += new_count;
+}
+
+void Difference::WriteChanges(std::size_t begin, std::size_t end) {
   for (std::size_t at = begin; const Change& change : hunk_) {
     WriteLines(' ', Old(at, change.begin));
     WriteLines('-', Old(change.begin, change.end));
@@ -203,10 +216,6 @@ void Difference::WriteHunk() {
     at = change.end;
   }
   WriteLines(' ', Old(hunk_.back().end, end));
-  old_line_ += old_count;
-  new_line_ += new_count;
-  written_ = end;
-  hunk_.clear();
 }
 
 void Difference::WriteLines(char sign, std::string_view lines) {

@@ -51,6 +51,8 @@ class Difference {
   void Refine(const Change& change);
   void AddChange(Change change);
   void WriteHunk();
+  void WriteRanges(std::size_t begin, std::size_t end);
+  void WriteChanges(std::size_t begin, std::size_t end);
   void WriteLines(char sign, std::string_view lines);
 
   const std::string name_;

@@ -14,6 +14,20 @@
 #include "tool/ini/ini_source.h"
 
 namespace fairlead::tool::ini {
+
+// An edit of a script, and the words that follow its name.
+struct EditForm {
+  std::string_view name;
+  std::string_view words;
+  // How many words there are for a section, and how many for a key; of an edit
+  // that is made of keys alone, the same.
+  std::size_t for_section;
+  std::size_t for_key;
+  IniResult (*run)(IniDocument& document, const IniName& name,
+                   std::string_view last_word);
+  bool renames = false;
+};
+
 namespace {
 
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r'; }
@@ -94,50 +108,36 @@ class WordReader {
   std::string_view rest_;
 };
 
-}  // namespace
-
-// An edit of a script, and the words that follow its name.
-struct EditForm {
-  std::string_view name;
-  std::string_view words;
-  bool has_text;  // Behind the section or key.
-  std::size_t least;
-  std::size_t most;
-  IniResult (*run)(IniDocument& document, const IniName& name,
-                   std::string_view text);
-};
-
-namespace {
-
 constexpr auto kEdits = std::to_array<EditForm>({
-    {"set", "SECTION KEY VALUE", true, 3, 3,
-     [](IniDocument& document, const IniName& name, std::string_view text) {
-       return document.Set(name, text);
+    {"set", "SECTION KEY VALUE", 3, 3,
+     [](IniDocument& document, const IniName& name, std::string_view value) {
+       return document.Set(name, value);
      }},
-    {"add", "SECTION [KEY VALUE]", false, 1, 3,
-     [](IniDocument& document, const IniName& name, std::string_view text) {
-       return document.Add(name, text);
+    {"add", "SECTION [KEY VALUE]", 1, 3,
+     [](IniDocument& document, const IniName& name, std::string_view value) {
+       return document.Add(name, value);
      }},
-    {"delete", "SECTION [KEY]", false, 1, 2,
-     [](IniDocument& document, const IniName& name, std::string_view /*text*/) {
+    {"delete", "SECTION [KEY]", 1, 2,
+     [](IniDocument& document, const IniName& name, std::string_view /*word*/) {
        return document.Delete(name);
      }},
-    {"enable", "SECTION [KEY]", false, 1, 2,
-     [](IniDocument& document, const IniName& name, std::string_view /*text*/) {
+    {"enable", "SECTION [KEY]", 1, 2,
+     [](IniDocument& document, const IniName& name, std::string_view /*word*/) {
        return document.Enable(name);
      }},
-    {"disable", "SECTION [KEY]", false, 1, 2,
-     [](IniDocument& document, const IniName& name, std::string_view /*text*/) {
+    {"disable", "SECTION [KEY]", 1, 2,
+     [](IniDocument& document, const IniName& name, std::string_view /*word*/) {
        return document.Disable(name);
      }},
-    {"comment", "SECTION [KEY] TEXT", true, 2, 3,
+    {"comment", "SECTION [KEY] TEXT", 2, 3,
      [](IniDocument& document, const IniName& name, std::string_view text) {
        return document.Comment(name, text);
      }},
-    {"rename", "SECTION [KEY] NEW", true, 2, 3,
-     [](IniDocument& document, const IniName& name, std::string_view text) {
-       return document.Rename(name, text);
-     }},
+    {"rename", "SECTION [KEY] NEW", 2, 3,
+     [](IniDocument& document, const IniName& name, std::string_view to) {
+       return document.Rename(name, to);
+     },
+     true},
 });
 
 std::string KnownEdits() {
@@ -157,37 +157,35 @@ const EditForm& FormOf(const std::vector<std::string>& words,
         script, line,
         Concat(Quoted(words.front()), " is no edit; expected ", KnownEdits()));
   const std::size_t count = words.size() - 1;
-  const bool lacks_value = form->name == "add" && count == 2;
-  if (count < form->least || count > form->most || lacks_value)
+  if (count != form->for_section && count != form->for_key)
     FailMalformed(script, line,
                   Concat("expected ", form->name, " ", form->words));
   return *form;
 }
 
 // Returns the section or key that a line is about.
-Place PlaceOf(const ScriptLine& line) {
+Place PlaceIn(const ScriptLine& line) {
   Place place = {.section = line.words[0]};
-  if (line.words.size() > (line.form->has_text ? 2U : 1U))
-    place.key = line.words[1];
+  if (line.words.size() == line.form->for_key) place.key = line.words[1];
   return place;
 }
 
 // Returns the place that an edit which renames leads to.
-Place NewPlaceOf(const ScriptLine& line) {
-  Place place = PlaceOf(line);
-  if (line.form->name == "rename")
+Place NewPlaceIn(const ScriptLine& line) {
+  Place place = PlaceIn(line);
+  if (line.form->renames)
     (place.key ? *place.key : place.section) = line.words.back();
   return place;
 }
 
 void RunLine(const ScriptLine& line, IniDocument& document,
              const std::string& file) {
-  const Place place = PlaceOf(line);
+  const Place place = PlaceIn(line);
   const IniResult result =
       line.form->run(document, place.Name(), line.words.back());
   if (result.code == IniResult::Code::kInvalid)
     throw Failure(kMalformedInput, std::string(result.reason));
-  Require(result, file, place, NewPlaceOf(line));
+  Require(result, file, place, NewPlaceIn(line));
 }
 
 // Returns whether a script can have the word without quotes.

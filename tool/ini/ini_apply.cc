@@ -131,26 +131,32 @@ bool PrintRows(const Side& before, const Side& after, const Output& output) {
   return differ;
 }
 
-// A line of a script, and the record that it is made for.
+// A key that a script sets or deletes, and the record that it is made for.
 struct ScriptEdit {
-  std::vector<std::string> words;
+  Place place;
+  std::optional<std::string> value;  // None to delete the key.
   const std::string& file;
   std::size_t line;
 
-  Place Where() const { return {.section = words[1], .key = words[2]}; }
+  std::string Name() const { return value ? "set" : "delete"; }
+
+  std::vector<std::string> Words() const {
+    std::vector<std::string> words = {Name(), place.section, *place.key};
+    if (value) words.push_back(*value);
+    return words;
+  }
 };
 
+Place KeyPlace(const IniEntry& key) {
+  return {.section = std::string(key.section), .key = std::string(key.key)};
+}
+
 ScriptEdit DeleteEdit(const Side& before, const IniEntry& key) {
-  return {{"delete", std::string(key.section), std::string(key.key)},
-          before.file,
-          key.line};
+  return {KeyPlace(key), std::nullopt, before.file, key.line};
 }
 
 ScriptEdit SetEdit(const Side& after, const IniEntry& key) {
-  return {{"set", std::string(key.section), std::string(key.key),
-           std::string(key.value)},
-          after.file,
-          key.line};
+  return {KeyPlace(key), std::string(key.value), after.file, key.line};
 }
 
 // Returns the edits that make all differences. In the records reading, each of
@@ -174,15 +180,15 @@ std::vector<ScriptEdit> EditsOf(const Side& before, const Side& after,
 
 // Throws if `apply` would refuse the edit.
 void MakeEdit(const ScriptEdit& edit, IniDocument& document) {
-  const Place place = edit.Where();
-  const IniResult result = edit.words[0] == "set"
-                               ? document.Set(place.Name(), edit.words[3])
-                               : document.Delete(place.Name());
+  const IniName name = edit.place.Name();
+  const IniResult result =
+      edit.value ? document.Set(name, *edit.value) : document.Delete(name);
   if (!result.IsOk())
-    FailMalformed(edit.file, edit.line,
-                  Concat("no script can ", edit.words[0], " this key: ",
-                         result.reason.empty() ? WhyNotFound(result.code, place)
-                                               : std::string(result.reason)));
+    FailMalformed(
+        edit.file, edit.line,
+        Concat("no script can ", edit.Name(), " this key: ",
+               result.reason.empty() ? WhyNotFound(result.code, edit.place)
+                                     : std::string(result.reason)));
 }
 
 // Makes the edits, and throws if a difference would stay: an edit may have
@@ -204,7 +210,7 @@ bool PrintScript(const std::string& file, IniDocument document,
   const auto edits = EditsOf(Side(file, document), after, reading);
   RequireEdits(edits, after, file, std::move(document));
   Printer lines(output, Format::kTextLines);
-  for (const ScriptEdit& edit : edits) lines.Add(LineOfScript(edit.words));
+  for (const ScriptEdit& edit : edits) lines.Add(LineOfScript(edit.Words()));
   lines.Flush();
   return !edits.empty();
 }
@@ -241,8 +247,7 @@ std::vector<bool> DifferingKeys(const IniDocument& document,
 // Sets a key as the other file has it.
 void MergeKey(IniDocument& document, const std::string& file,
               const IniEntry& key, const Side& other) {
-  const Place place = {.section = std::string(key.section),
-                       .key = std::string(key.key)};
+  const Place place = KeyPlace(key);
   RequireOneLine(other.document, key, other.file);
   const IniResult result = document.Set(place.Name(), key.value);
   if (result.code == IniResult::Code::kInvalid)

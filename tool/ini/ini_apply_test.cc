@@ -149,6 +149,15 @@ TEST_F(IniApplyTest, DiffAndMergeSeeContinuedValues) {
                    ":1: a key cannot begin with '[', '#' or ';'\n"));
 }
 
+TEST_F(IniApplyTest, NoScriptSetsAValueThatContinuesInTheOtherFile) {
+  Write("[a]\ndeps = x\n");
+  const std::string other = Other("[a]\n\ndeps = x\n    y\n");
+  EXPECT_EQ(Refusal(3, {"diff", "-with", other, "-format", "script"}),
+            Concat("fairlead ini: ", other,
+                   ":3: the value continues below this line, so no edit can "
+                   "set it\n"));
+}
+
 // Of duplicates, the store finds the first one.
 TEST_F(IniApplyTest, AScriptOfTheStoresReadingDeletesEveryDuplicate) {
   Write("[a]\nk=1\n#k=2\nx=1\n");

@@ -163,18 +163,10 @@ ExitStatus Enable(const Arguments<kPlainUses>& arguments,
                    });
 }
 
-// Returns the character that -char names.
-char CommentCharacter(const std::string& name) {
-  if (name == "#" || name == "hash") return '#';
-  if (name == ";" || name == "semicolon") return ';';
-  throw Failure(kWrongUsage,
-                Concat("-char: ", Quoted(name),
-                       " is not valid; choose #, ;, hash or semicolon"));
-}
-
 ExitStatus Disable(const Arguments<kDisableUses>& arguments,
                    const Output& output) {
-  const char mark = CommentCharacter(arguments.Text(kChar));
+  const auto mark =
+      static_cast<char>(arguments.Chosen<CommentCharacter>(kChar));
   return EditPlace(
       arguments, output, [&](IniDocument& document, const IniName& name) {
         const IniResult result = document.Disable(name, mark);

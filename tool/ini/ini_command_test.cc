@@ -138,7 +138,9 @@ TEST_F(IniCommandTest, EnableAndDisable) {
     Answer({"disable", "-section", "a", "-key", "x", "-char", word});
     EXPECT_THAT(Text(), HasSubstr(line));
   }
-  Refusal(2, {"disable", "-section", "a", "-char", "%"});
+  for (const char* const word : {"%", "", "##", "Hash"})
+    EXPECT_THAT(Refusal(2, {"disable", "-section", "a", "-char", word}),
+                HasSubstr("is not valid; choose #, ;, hash or semicolon"));
   for (const char* const word : {"enable", "disable"}) {
     Refusal(1, {word, "-section", "b"});
     Refusal(1, {word, "-section", "a", "-key", "z"});
@@ -275,6 +277,47 @@ TEST_F(IniCommandTest, ADryRunPrintsTheDiffAndWritesNothing) {
   Refusal(1, {"delete", "-section", "z", "-dryrun"});
 }
 
+TEST_F(IniCommandTest, AFileThatIsMissingWouldChange) {
+  const Words set = {"-section", "s", "-key", "k", "-value", "v", "-check"};
+  EXPECT_EQ(Refusal(1, Words{"set"} + set), "");
+  const Outcome relative =
+      RunProgram({.arguments = Words{"-C", folder_.path(), Program(), "ini",
+                                     "set", "-file", "box.ini"} +
+                               set,
+                  .program = "env"});
+  EXPECT_EQ(relative.error, "");
+  EXPECT_EQ(relative.status, 1);
+  EXPECT_EQ(access(Path().c_str(), F_OK), -1);
+  for (const Words& words : {Words{"normalize"}, Words{"normalize", "-check"}})
+    EXPECT_EQ(Refusal(26, words), Concat("fairlead ini: cannot open '", Path(),
+                                         "': No such file or directory\n"));
+}
+
+TEST_F(IniCommandTest, ACheckTellsWhetherNormalizingChangesAnything) {
+  Write("[a]\nx=1\n");
+  Answer({"normalize", "-check"});
+  for (const char* const text : {"[a]\nx = 1\n", "[a]\nx=1\n\n", "[a]\nx=1"}) {
+    SCOPED_TRACE(text);
+    Write(text);
+    EXPECT_EQ(Refusal(1, {"normalize", "-check"}), "");
+  }
+}
+
+TEST_F(IniCommandTest, AnEmptyListIsOneInEachFormat) {
+  Write("");
+  EXPECT_EQ(Answer({"sections"}), "");
+  EXPECT_EQ(Answer({"sections", "-format", "json"}), "[]\n");
+}
+
+TEST_F(IniCommandTest, ANameInBracketsGetsAHint) {
+  Write("[a]\n");
+  const Words name = {"-key", "k", "-section"};
+  EXPECT_THAT(Refusal(1, Words{"get"} + name + Words{"[a]"}),
+              EndsWith("; write the name without its brackets\n"));
+  EXPECT_THAT(Refusal(1, Words{"get"} + name + Words{"[a"}),
+              testing::Not(HasSubstr("brackets")));
+}
+
 TEST_F(IniCommandTest, InPlaceKeepsTheFileItself) {
   for (const Words& edit : kEdits) {
     Write("[a]\nx=1\n#y=2\n");
@@ -324,7 +367,7 @@ TEST_F(IniCommandTest, ManyProcessesLoseNoSetting) {
   }
   for (const auto& shell : shells) {
     const Outcome outcome = shell->Wait();
-    // On a busy machine, an edit tells that it waits for another one.
+    // On a busy machine, an edit reports that it waits for another one.
     EXPECT_EQ(outcome.status, 0) << outcome.error;
   }
   const std::string listed = Answer({"list"});

@@ -3,6 +3,7 @@
 #include "tool/ini/ini_edit.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -56,6 +57,49 @@ bool PrintDifference(const std::string& file, const EditedText& text,
   return differ;
 }
 
+// Passes a new text on once it differs from the old one: edits may have undone
+// each other.
+class ChangedPieces {
+ public:
+  ChangedPieces(std::string_view old_text, const PieceWriter& write)
+      : old_(old_text), write_(write) {}
+
+  void Take(std::string_view piece) {
+    if (!differs_ && old_.substr(same_).starts_with(piece)) {
+      same_ += piece.size();
+      return;
+    }
+    if (!differs_) Begin();
+    write_(piece);
+  }
+
+  // Returns whether the texts differ, and then has passed all of the new one
+  // on.
+  bool Finish() {
+    if (!differs_ && same_ < old_.size()) Begin();
+    return differs_;
+  }
+
+ private:
+  void Begin() {
+    differs_ = true;
+    write_(old_.substr(0, same_));
+  }
+
+  const std::string_view old_;
+  const PieceWriter& write_;
+  std::size_t same_ = 0;
+  bool differs_ = false;
+};
+
+// Writes the new text if it differs from the old one. Returns whether it does.
+bool WriteChanged(const EditedText& text, const PieceWriter& write) {
+  if (!text.MayDiffer()) return false;
+  ChangedPieces pieces(text.OldText(), write);
+  text.ForEachPiece([&pieces](std::string_view piece) { pieces.Take(piece); });
+  return pieces.Finish();
+}
+
 // Shows what the edit would do, and writes nothing.
 ExitStatus Preview(const Arguments<kWritingFileUses>& arguments,
                    const Output& output, const TextEdit& edit) {
@@ -65,7 +109,7 @@ ExitStatus Preview(const Arguments<kWritingFileUses>& arguments,
   const auto text = edit(std::move(old_text));
   const bool differ = arguments.Has(kDryrun)
                           ? PrintDifference(file, *text, output)
-                          : text->IsEdited();
+                          : WriteChanged(*text, [](std::string_view) {});
   return arguments.Has(kCheck) && (is_new || differ) ? kAnswerIsNo : kDone;
 }
 
@@ -75,7 +119,7 @@ class EditedDocument : public EditedText {
       : document_(std::move(document)) {}
 
   std::string_view OldText() const override { return document_.OriginalText(); }
-  bool IsEdited() const override { return document_.IsEdited(); }
+  bool MayDiffer() const override { return document_.IsEdited(); }
   void ForEachPiece(const PieceWriter& take) const override {
     document_.ForEachPiece(take);
   }
@@ -94,7 +138,7 @@ ExitStatus EditText(const Arguments<kWritingFileUses>& arguments,
                                const PieceWriter& write) {
     const bool is_new = !old_text;
     const auto text = edit(std::move(old_text));
-    if (!is_new && !text->IsEdited()) return false;
+    if (!is_new) return WriteChanged(*text, write);
     text->ForEachPiece(write);
     return true;
   };

@@ -42,7 +42,8 @@ class EditedText {
   virtual ~EditedText() = default;
 
   virtual std::string_view OldText() const = 0;
-  virtual bool IsEdited() const = 0;
+  /// Returns false if the new text is known to be the old one.
+  virtual bool MayDiffer() const { return true; }
   /// Passes the new text on. What is not new are parts of OldText().
   virtual void ForEachPiece(const PieceWriter& take) const = 0;
 };

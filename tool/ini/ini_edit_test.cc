@@ -104,6 +104,39 @@ TEST_F(IniEditTest, CheckTellsWhetherTheEditWouldChangeTheFile) {
   EXPECT_THAT(both.output, HasSubstr("-x = 1\n+x = 2\n"));
 }
 
+// The file is not written, nor an older backup replaced by a copy of the file.
+TEST_F(IniEditTest, EditsThatUndoEachOtherChangeNothing) {
+  Write("[s]\nk=1\n\nj=2\n");
+  const std::string backup = folder_.File("box.ini~", "older");
+  struct stat before = {};
+  ASSERT_EQ(stat(Path().c_str(), &before), 0);
+  struct Case {
+    Words words;
+    const char* input;
+  };
+  for (const Case& c :
+       {Case{{"apply", "-stdin"}, "set s k 2\nset s k 1\n"},
+        {{"set", "-stdin"}, "s\tk\t2\ns\tk\t1\n"},
+        {{"apply", "-stdin"}, "disable s k\nenable s k\n"},
+        {{"apply", "-stdin"}, "disable s\nenable s\n"},
+        {{"apply", "-stdin"}, "rename s k n\nrename s n k\n"},
+        {{"apply", "-stdin"}, "add s n 1\ndelete s n\n"},
+        {{"apply", "-stdin", "-records"}, "set s j 3\nset s j 2\n"}}) {
+    SCOPED_TRACE(c.input);
+    EXPECT_EQ(Answer(c.words + Words{"-check"}, c.input), "");
+    EXPECT_EQ(Answer(c.words + Words{"-check", "-dryrun"}, c.input), "");
+    Answer(c.words + Words{"-backup", "~"}, c.input);
+    EXPECT_EQ(ReadFile(backup), "older");
+    struct stat after = {};
+    ASSERT_EQ(stat(Path().c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+  }
+  EXPECT_EQ(Text(), "[s]\nk=1\n\nj=2\n");
+  // A line more or less is a change.
+  EXPECT_EQ(Run({"apply", "-stdin", "-check"}, "add s n 1\n").status, 1);
+  EXPECT_EQ(Run({"apply", "-stdin", "-check"}, "delete s j\n").status, 1);
+}
+
 TEST_F(IniEditTest, ABackupKeepsTheOldFile) {
   Write("[a]\nx=1\n");
   const std::string backup = Path() + ".bak";
@@ -132,7 +165,10 @@ TEST_F(IniEditTest, TheBackupOfAKilledEditBlocksNoOther) {
   const Outcome refused = Run(set + Words{"2"});
   EXPECT_EQ(refused.status, 23);
   EXPECT_THAT(refused.error, testing::HasSubstr("several hard links"));
-  folder_.File(".fairlead.1.0", "[a]");
+  const std::string hidden = folder_.File(".fairlead.1.0", "[a]");
+  EXPECT_EQ(Run(set + Words{"2"}).status, 23);
+  std::filesystem::remove(hidden);
+  std::filesystem::create_hard_link(Path(), hidden);
   Answer(set + Words{"2"});
   EXPECT_EQ(ReadFile(Path()), "[a]\nx=2\n");
   EXPECT_EQ(ReadFile(backup), "[a]\nx=1\n");
@@ -200,6 +236,9 @@ TEST_F(IniEditTest, NormalizeWritesOneLayout) {
   Write("\xef\xbb\xbf[a]\r\nx = 1\r\n");
   Answer({"normalize"});
   EXPECT_EQ(Text(), "\xef\xbb\xbf[a]\nx=1\n");
+  Write("[a]\nx=1");
+  Answer({"normalize"});
+  EXPECT_EQ(Text(), "[a]\nx=1\n");
   for (const auto& [text, why] :
        {std::pair{"[a]\njunk\n", ":2: neither comment, header nor key=value"},
         {"[a] note\n", ":1: text after the ']' of a header"},

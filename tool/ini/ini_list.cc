@@ -66,38 +66,56 @@ std::optional<std::string> SectionOf(const Arguments<kListUses>& arguments) {
   return arguments.Text(kSection);
 }
 
-// Prints assignments only if all of them are safe.
-void PrintAssignments(const IniDocument& document,
-                      const Arguments<kListUses>& arguments,
-                      const Output& output) {
-  const std::optional<std::string> section = SectionOf(arguments);
-  const IniKeys keys(document, arguments.Has(kDisabled)
-                                   ? IniKeys::Which::kDisabledToo
-                                   : IniKeys::Which::kCounting);
-  const auto prefix = [&section](const IniEntry& entry) {
-    return section ? "" : entry.section;
-  };
-  const auto for_each_name = [&](const auto& use) {
-    ForEach(document, arguments, section, [&](const IniEntry& entry) {
-      if (keys.IsFirst(entry)) use(entry);
+// The listed keys as assignments. Keeps the references.
+class Assignments {
+ public:
+  Assignments(const IniDocument& document,
+              const Arguments<kListUses>& arguments)
+      : document_(document),
+        arguments_(arguments),
+        section_(SectionOf(arguments)),
+        keys_(document, arguments.Has(kDisabled) ? IniKeys::Which::kDisabledToo
+                                                 : IniKeys::Which::kCounting) {}
+
+  // Throws if one of them is not safe.
+  void Check() const {
+    SharedVariables variables(keys_.size());
+    ForEach(document_, arguments_, section_, [&](const IniEntry& entry) {
+      if (entry.IsHeader()) return;
+      CheckAssignment(Prefix(entry), entry.key, entry.value);
+      if (keys_.IsFirst(entry)) variables.Add(Prefix(entry), entry.key);
     });
-  };
-  SharedVariables variables(keys.size());
-  ForEach(document, arguments, section, [&](const IniEntry& entry) {
-    if (entry.IsHeader()) return;
-    CheckAssignment(prefix(entry), entry.key, entry.value);
-    if (keys.IsFirst(entry)) variables.Add(prefix(entry), entry.key);
-  });
-  for_each_name([&](const IniEntry& entry) {
-    variables.Check(prefix(entry), entry.key);
-  });
-  Printer lines(output, Format::kAssign);
-  for_each_name([&](const IniEntry& entry) {
-    lines.Add(Assignment(prefix(entry), entry.key,
-                         keys.Find(entry.section, entry.key)->value));
-  });
-  lines.Flush();
-}
+    ForEachName([&](const IniEntry& entry) {
+      variables.Check(Prefix(entry), entry.key);
+    });
+  }
+
+  void Print(const Output& output) const {
+    Printer lines(output, Format::kAssign);
+    ForEachName([&](const IniEntry& entry) {
+      lines.Add(Assignment(Prefix(entry), entry.key,
+                           keys_.Find(entry.section, entry.key)->value));
+    });
+    lines.Flush();
+  }
+
+ private:
+  std::string_view Prefix(const IniEntry& entry) const {
+    return section_ ? "" : entry.section;
+  }
+
+  template <typename Use>
+  void ForEachName(Use use) const {
+    ForEach(document_, arguments_, section_, [&](const IniEntry& entry) {
+      if (keys_.IsFirst(entry)) use(entry);
+    });
+  }
+
+  const IniDocument& document_;
+  const Arguments<kListUses>& arguments_;
+  const std::optional<std::string> section_;
+  const IniKeys keys_;
+};
 
 void ListJson(const IniDocument& document,
               const Arguments<kListUses>& arguments, const Output& output) {
@@ -129,7 +147,9 @@ ExitStatus List(const Arguments<kListUses>& arguments, const Output& output) {
   const IniDocument document = ReadDocument(arguments);
   const auto format = arguments.Chosen<Format>(kAssignFormat);
   if (format == Format::kAssign) {
-    PrintAssignments(document, arguments, output);
+    const Assignments assignments(document, arguments);
+    assignments.Check();
+    assignments.Print(output);
     return kDone;
   }
   if (format == Format::kJson)
@@ -212,8 +232,8 @@ constinit const Command kList = {
         "disabled. The format assign, for sh and bash, prints KEY='VALUE' for "
         "the keys of a -section, else SECTION_KEY='VALUE', with '_' for what a "
         "variable's name cannot contain. It prints nothing, status 3, if a key "
-        "would set a variable "
-        "that shells use, such as PATH, or two keys the same variable.",
+        "would set a variable that shells or other programs use, such as PATH "
+        "or PAGER, or two keys the same variable.",
     .action = ActionOf<kListUses, List>(),
     .examples = kListExamples,
     .statuses = kReadStatuses,

@@ -83,5 +83,21 @@ TEST_F(IniManyEditsWaitTest, WaitsForAnotherEditUpToALimit) {
                    "' did not end in time: try again\n"));
 }
 
+// So does an exchange that saves its settings.
+TEST_F(IniManyEditsWaitTest, SavingAProfileWaitsForAnotherEdit) {
+  Write("[p]\n");
+  const internal::Descriptor other(open(Path().c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(internal::TryToLock(other), 0);
+  const Outcome outcome =
+      Fairlead({"send", "-demo", "-text", "x", "-settings", Path(), "-profile",
+                "p", "-saveprofile", "-eol", "lf"});
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_EQ(outcome.error,
+            Concat("fairlead send: waiting for another edit of '", Path(),
+                   "'\nfairlead send: another edit of '", Path(),
+                   "' did not end in time: try again\n"));
+  EXPECT_EQ(Text(), "[p]\n");
+}
+
 }  // namespace
 }  // namespace fairlead::tool

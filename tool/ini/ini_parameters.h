@@ -84,13 +84,24 @@ inline constexpr Parameter kText = {
     .help =
         "the comment lines, '' for none; '# ' is added to a line without a "
         "comment character"};
-inline constexpr Parameter kChar = {
-    .name = "char",
-    .placeholder = "C",
-    .kind = Kind::kNonEmptyText,
-    .group = Group::kWhat,
-    .help = "the comment character: # or ;, also as hash or semicolon",
-    .fallback = "#"};
+
+/// The values are the characters.
+enum class CommentCharacter : char { kHash = '#', kSemicolon = ';' };
+
+// A shell takes the characters themselves as its own, so they have names too.
+inline constexpr auto kCommentCharacters = std::to_array<Choice>({
+    {CommentCharacter::kHash, "#"},
+    {CommentCharacter::kSemicolon, ";"},
+    {CommentCharacter::kHash, "hash"},
+    {CommentCharacter::kSemicolon, "semicolon"},
+});
+inline constexpr Parameter kChar = {.name = "char",
+                                    .kind = Kind::kChoice,
+                                    .group = Group::kWhat,
+                                    .help = "the comment character",
+                                    .choices = kCommentCharacters,
+                                    .fallback = "#"};
+
 inline constexpr Parameter kDefault = {
     .name = "default",
     .placeholder = "TEXT",

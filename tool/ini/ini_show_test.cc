@@ -125,7 +125,8 @@ TEST_F(IniShowTest, AcceptsOtherTextWithZeroBytes) {
   for (const std::string_view text :
        {"[a]\0k=1\0"sv, "[a]\nk=1\n\0\0\0"sv, "[a]\nk=\0\nj=\0\n"sv,
         "\0=1\nab=2\n"sv, "ab=1\n\0bc=2\nde=3\nf=4\n\0"sv, "k=\0\0\0\0\0\0\0"sv,
-        "k\0"sv, "\0\0\0\0"sv}) {
+        "k\0"sv, "\0\0\0\0"sv, "[\0\x3d\xd8]\0\n\0"sv,  // Half of a pair.
+        "[\0\x00\xde]\0\n\0"sv, "[\0]\0\n\0\x3d\xd8"sv}) {
     SCOPED_TRACE(testing::PrintToString(text));
     Write(text);
     EXPECT_EQ(Run({"list"}).status, 0);
@@ -145,6 +146,8 @@ TEST_F(IniShowTest, RefusesWideEncodings) {
           {"[\0a\0]\0\n\0"sv, "UTF-16LE"},
           {"\0[\0a\0]\0\n"sv, "UTF-16BE"},
           {"\xff\xfe\0\0[\0\0\0"sv, "UTF-32"},
+          {"\0\0\xfe\xff\0\0\0["sv, "UTF-32"},
+          {"[\0\x3d\xd8\x00\xde]\0\n\0"sv, "UTF-16LE"},  // U+1F600
           {"[\0\xe4\0]\0\n\0k\0\xf6\0=\0\xac\x20\x31\0"sv, "UTF-16LE"},
           {"[\0\0\0a\0\0\0]\0\0\0"sv, "UTF-32LE"},
           {"\0\0\0[\0\0\0a\0\0\0]"sv, "UTF-32BE"},
@@ -254,7 +257,7 @@ TEST_F(IniShowTest, AShellCanEvaluateAssignments) {
   Write("[a]\nPATH=/tmp\n");
   EXPECT_EQ(Refusal(3, list + Words{"-section", "a"}),
             "fairlead ini: key 'PATH' would set the variable PATH, which "
-            "shells use\n");
+            "shells or programs use\n");
   EXPECT_EQ(Answer(list), "a_PATH='/tmp'\n");
   Write("k=1\n#k=9\nk=2\n");
   const Words top = list + Words{"-section", ""};

@@ -1,6 +1,5 @@
 // The subcommands of `ini` that write whole files.
 
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,16 +57,6 @@ class NormalizedText : public EditedText {
   }
 
   std::string_view OldText() const override { return text_; }
-
-  bool IsEdited() const override {
-    std::string_view rest = text_;
-    bool is_same = true;
-    ForEachPiece([&](std::string_view piece) {
-      is_same = is_same && rest.starts_with(piece);
-      rest.remove_prefix(std::min(piece.size(), rest.size()));
-    });
-    return !is_same || !rest.empty();
-  }
 
   void ForEachPiece(const PieceWriter& take) const override {
     if (has_mark_) take(kByteOrderMark);

@@ -32,6 +32,7 @@ TEST(ListingTest, HasAllFormats) {
   EXPECT_EQ(Single(Format::kShell, "a b"), "'a b'\n");
   EXPECT_EQ(Single(Format::kNul, "a b"), "a b\0"s);
   EXPECT_EQ(Single(Format::kJson, "a b"), "\"a b\"\n");
+  EXPECT_EQ(Single(Format::kAssign, "a b"), "a b\n");
 }
 
 TEST(ListingTest, AShellReadsBackItsWords) {

@@ -142,5 +142,16 @@ TEST(OutputDeathTest, DistinguishesAStopFromAWritableOutput) {
   EXPECT_EXIT(AwaitWritableAndAStop(), testing::ExitedWithCode(0), "");
 }
 
+// As long as it holds bytes, a pipe that is writable surely has one page.
+TEST(RoomTest, APipeThatIsNotEmptyHasAPage) {
+  const auto [reader, writer] = Pipe();
+  EXPECT_EQ(RoomIn(writer),
+            static_cast<std::size_t>(fcntl(writer, F_GETPIPE_SZ)));
+  ASSERT_EQ(write(writer, "x", 1), 1);
+  EXPECT_EQ(RoomIn(writer), 4096U);
+  close(reader);
+  close(writer);
+}
+
 }  // namespace
 }  // namespace fairlead::tool::output_test

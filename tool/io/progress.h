@@ -10,6 +10,7 @@ namespace fairlead::tool {
 
 /// Returns the text of the bar: "[#####               ]  25% of 20.0 MB".
 ///
+/// @param done more than `total` is drawn as `total`
 /// @param total more than 0
 std::string ProgressBar(std::size_t done, std::size_t total);
 

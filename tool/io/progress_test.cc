@@ -18,5 +18,12 @@ TEST(ProgressTest, DrawsTheBar) {
   EXPECT_EQ(ProgressBar(1, 1), "[####################] 100% of 0.0 MB");
 }
 
+// A file that grows while it is sent.
+TEST(ProgressTest, ABarThatIsOverfullIsFull) {
+  for (const std::size_t done : {5'250'000U, 500'000'000U})
+    EXPECT_EQ(ProgressBar(done, 5'000'000),
+              "[####################] 100% of 5.0 MB");
+}
+
 }  // namespace
 }  // namespace fairlead::tool::progress_test
