@@ -6,8 +6,7 @@
 
 #include <array>
 #include <cerrno>
-#include <charconv>
-#include <cmath>
+#include <chrono>
 #include <cstring>
 #include <ios>
 #include <optional>
@@ -16,15 +15,15 @@
 #include <string_view>
 #include <vector>
 
-#include "fairlead/time/the_time.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/command/command_table.h"
+#include "tool/command/parameters.h"
 #include "tool/io/interruption.h"
 #include "tool/io/output.h"
+#include "tool/log/line_logger.h"
 #include "tool/log/log_file.h"
-#include "tool/log/repeats.h"
 
 namespace fairlead::tool::log {
 namespace {
@@ -37,8 +36,6 @@ constexpr Parameter kFile = {
     .kind = Kind::kFile,
     .group = Group::kLog,
     .help = "append the lines to FILE, created if it does not exist"};
-
-enum class StampForm { kBracket, kPlain, kNone };
 
 constexpr auto kStamps = std::to_array<Choice>({
     {StampForm::kBracket, "bracket"},
@@ -57,32 +54,24 @@ constexpr Parameter kStamp = {
     .fallback = "bracket"};
 constexpr Parameter kOnce = {
     .name = "once",
-    .placeholder = "SECONDS",
-    .kind = Kind::kNonEmptyText,
+    .placeholder = "TIME",
+    .kind = Kind::kDuration,
     .group = Group::kLog,
     .help =
-        "suppress repeats of a line within SECONDS (fractions allowed) and log "
-        "their count when they stop; distinct lines stay in memory for that "
-        "time"};
+        "suppress repeats of a line within TIME and log their count when they "
+        "stop; distinct lines stay in memory for that time",
+    .range = kTimeRange};
 
 constexpr auto kUses =
     Uses(kFile, Optional(kLogCrlf), Optional(kStamp), Optional(kOnce));
 
 using Arguments = tool::Arguments<kUses>;
 
-// The interval of -once.
-double Seconds(std::string_view text) {
-  double seconds = 0;
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] =
-      std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
-  if (error == std::errc() && rest == end && seconds > 0 &&
-      std::isfinite(seconds))
-    return seconds;
-  throw Failure(kWrongUsage,
-                Concat("-once: ", Quoted(text),
-                       " is not a positive number of seconds, such as 10 or "
-                       "0.5"));
+// Returns the interval of -once in seconds.
+std::optional<double> Interval(const Arguments& arguments) {
+  const auto interval = arguments.Duration(kOnce);
+  if (!interval) return std::nullopt;
+  return std::chrono::duration<double>(*interval).count();
 }
 
 // Writes CLog's copy to standard output. A stream swallows exceptions of its
@@ -123,76 +112,6 @@ class OutputCopy : public std::streambuf {
   const Output& output_;
   const Interruption& interruption_;
   std::optional<Failure> failure_;
-};
-
-std::string Stamp(StampForm form) {
-  switch (form) {
-    case StampForm::kBracket:
-      return TheTime().GetStr(true);
-    case StampForm::kPlain:
-      return TheTime().GetStr(false) + " ";
-    case StampForm::kNone:
-      return "";
-  }
-  return {};
-}
-
-// Splits pieces of input into lines and logs them.
-class LineLogger {
- public:
-  LineLogger(LogFile& file, const Arguments& arguments)
-      : file_(file), stamp_(arguments.Chosen<StampForm>(kStamp)) {
-    if (arguments.Has(kOnce))
-      repeats_.emplace(
-          Seconds(arguments.Text(kOnce)),
-          [this](std::string_view line, std::int64_t count) {
-            Write(Concat("repeated ", count,
-                         count == 1 ? " time: " : " times: ", line));
-          });
-  }
-
-  // Takes a piece of the input, of any size.
-  void Take(std::string_view piece) {
-    for (std::size_t newline = 0;
-         (newline = piece.find('\n')) != std::string_view::npos;
-         piece.remove_prefix(newline + 1))
-      Complete(piece.substr(0, newline));
-    begun_ += piece;
-  }
-
-  // Ends the input. The last line may lack its newline.
-  void End() {
-    if (!begun_.empty()) Complete("");
-    if (repeats_) repeats_->ReportAll();
-  }
-
-  void ReportEnded() {
-    if (repeats_) repeats_->ReportEnded();
-  }
-
-  int Wait() const { return repeats_ ? repeats_->Wait() : -1; }
-
- private:
-  void Complete(std::string_view rest) {
-    if (begun_.empty()) return Line(rest);
-    begun_ += rest;
-    Line(begun_);
-    begun_.clear();
-  }
-
-  void Line(std::string_view line) {
-    if (!repeats_ || repeats_->Passes(line)) Write(line);
-  }
-
-  // Writes in one piece, so that lines of several programs do not mix.
-  void Write(std::string_view line) {
-    file_.Write(Concat(Stamp(stamp_), line, "\n"));
-  }
-
-  LogFile& file_;
-  const StampForm stamp_;
-  std::string begun_;  // A line without its newline so far.
-  std::optional<Repeats> repeats_;
 };
 
 enum class Input { kReady, kNotReady, kFailed };
@@ -254,13 +173,14 @@ void CheckFile(const LogFile& file, const std::string& path,
 }
 
 ExitStatus Log(const Arguments& arguments, const Output& output) {
-  if (arguments.Has(kOnce)) Seconds(arguments.Text(kOnce));
+  const std::optional<double> interval = Interval(arguments);
   CheckInput(output);
   const Interruption interruption;
   OutputCopy copy(output, interruption);
   LogFile file(arguments.Text(kFile), arguments.Has(kLogCrlf), &copy);
   CheckFile(file, arguments.Text(kFile), output);
-  LineLogger logger(file, arguments);
+  LineLogger logger(arguments.Chosen<StampForm>(kStamp), interval,
+                    [&](const std::string& line) { file.Write(line); });
 
   const int error = LogLines(logger, interruption, copy);
   logger.End();
@@ -305,15 +225,16 @@ constinit const Command kLogCommand = {
         "Control bytes are made visible on a terminal. The last line may lack "
         "its newline. Standard input, standard output and the file must be "
         "different files. Several processes may append to one file: no line is "
-        "lost or torn. Ends with its input, with the first line that standard "
-        "output does not accept, and on Ctrl-C, SIGTERM or SIGHUP: then the "
-        "file has what was read, and suppressed repeats are counted. If "
-        "only the reader of standard output ends, as in '| head -1', the file "
-        "still gets every line up to the end of the input. Lines "
-        "that cannot be written to the file, for example because the disk is "
-        "full, wait in memory (up to 64 KiB) and are retried; at the end, a "
-        "message reports how many bytes are missing, except for a pipe or a "
-        "device, or if other programs append as much in the meantime.",
+        "lost or torn.\n"
+        "Ends with its input, with the first line that standard output does "
+        "not accept, and on Ctrl-C, SIGTERM or SIGHUP: then the file has what "
+        "was read, and suppressed repeats are counted. If only the reader of "
+        "standard output ends, as in '| head -1', the file still gets every "
+        "line up to the end of the input.\n"
+        "Lines that cannot be written to the file, for example because the "
+        "disk is full, wait in memory (up to 64 KiB) and are retried; at the "
+        "end, a message reports how many bytes are missing, except for a pipe "
+        "or a device, or if other programs append as much in the meantime.",
     .action = ActionOf<log::kUses, log::Log>(),
     .examples = log::kExamples,
     .statuses = log::kStatuses,

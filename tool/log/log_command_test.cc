@@ -197,18 +197,22 @@ TEST_F(LogCommandTest, AWrongUsageCreatesNoFile) {
   ExpectRefused({"-file", ""}, "-file FILE must not be empty");
   ExpectRefused({"-file", path_, "-stamp", "odd"},
                 "-stamp: 'odd' is not valid; choose bracket, plain or none");
-  for (const std::string value : {"0", "0.0", "x", "1x", "1e3", "0x1", "inf",
-                                  "nan", ".", " 1", "+1", "1,5", "1.5.5"})
-    ExpectRefused(
-        {"-file", path_, "-once", value},
-        "-once: '" + value +
-            "' is not a positive number of seconds, such as 10 or 0.5");
-  ExpectRefused({"-file", path_, "-once", ""},
-                "-once SECONDS must not be empty");
+  const std::string expected =
+      " (expected 1ms to 365d: 30 or 0.5 for seconds, 500ms, 2m, 1h, 1d)";
+  for (const std::string value : {"", "x", "1x", "1e3", "0x1", "inf", "nan",
+                                  ".", " 1", "+1", "1,5", "1.5.5", "none"})
+    ExpectRefused({"-file", path_, "-once", value},
+                  "-once: '" + value + "' is not a time" + expected);
+  for (const std::string value : {"0", "0.0", "366d", "31536000.001"})
+    ExpectRefused({"-file", path_, "-once", value},
+                  "-once: '" + value + "' is out of range" + expected);
+  ExpectRefused(
+      {"-file", path_, "-once", "0.0005"},
+      "-once: '0.0005' is not a whole number of milliseconds" + expected);
   ExpectRefused({"-file", path_, "-once", "-1"},
                 "-once: a value cannot begin with '-'");
   ExpectRefused({"-file", path_, "-once"},
-                "-once: missing value; write -once SECONDS");
+                "-once: missing value; write -once TIME");
   ExpectRefused(
       {"-file", path_, "-crlf", "yep"},
       "-crlf is a switch and cannot be followed by 'yep' (expected on, "
@@ -216,8 +220,9 @@ TEST_F(LogCommandTest, AWrongUsageCreatesNoFile) {
   EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
-TEST_F(LogCommandTest, AcceptsFractionsOfSeconds) {
-  for (const std::string value : {"5", "0.5", ".5", "5.", "0.001", "1000000"})
+TEST_F(LogCommandTest, AcceptsFractionsOfSecondsAndUnits) {
+  for (const std::string value : {"5", "0.5", ".5", "5.", "0.001", "1000000",
+                                  "500ms", "2m", "1.5h", "365d"})
     EXPECT_EQ(Log("a\n", {"-once", value}).status, 0) << value;
 }
 
@@ -225,8 +230,8 @@ TEST_F(LogCommandTest, HelpDocumentsWhatCanBeMissing) {
   const std::string help = Fairlead({"log", "-help"}).output;
   for (const char* const text :
        {"-file FILE", "-crlf", "-stamp bracket|plain|none", "(default bracket)",
-        "-once SECONDS", "Ctrl-C", "\n  23 ", "\n  26 ", "\n  130 ",
-        "\n  141 "})
+        "-once TIME", "TIME is a number", "Ctrl-C", "\n  23 ", "\n  26 ",
+        "\n  130 ", "\n  141 "})
     EXPECT_THAT(help, HasSubstr(text));
   for (const char* const text :
        {"bytes are missing", "no line is lost or torn", "stay in memory",

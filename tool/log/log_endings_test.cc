@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <filesystem>
 #include <map>
@@ -325,6 +326,23 @@ TEST_F(LogEndingsTest, ReportsMissingBytesAtTheEnd) {
                          std::to_string(text.size() - File().size()) + " of " +
                          std::to_string(text.size()) + " bytes written to '" +
                          path_ + "' are missing: the disk is full"));
+}
+
+TEST_F(LogEndingsTest, ReportsWhatNoReaderOfANamedPipeGets) {
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  const int reader = open(path_.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_NE(reader, -1);
+  Fed fed(folder_, Arguments({"-stamp", "none"}));
+  fed.Write("a\n");
+  std::array<char, 10> got{};
+  EXPECT_EQ(read(reader, got.data(), got.size()), 2);
+  close(reader);
+  fed.Write("bcd\n");
+  fed.End();
+  const Outcome outcome = fed.Wait();
+  EXPECT_EQ(outcome.status, 23);
+  EXPECT_EQ(outcome.error, "fairlead log: 4 of 6 bytes written to '" + path_ +
+                               "' are missing: no program reads it\n");
 }
 
 TEST_F(LogEndingsTest, ADeviceAndAPipeMayBeTheFile) {

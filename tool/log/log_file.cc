@@ -20,8 +20,6 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr mode_t kMode = 0666;  // Less the umask.
-
 [[noreturn]] void Fail(std::string_view what, const std::string& path) {
   const int error = errno;
   throw Failure(kCannotWrite,
@@ -30,8 +28,8 @@ constexpr mode_t kMode = 0666;  // Less the umask.
 
 // Opens the file. Writing zero bytes changes nothing but detects a full device.
 int Open(const std::string& path) {
-  const int file =
-      OpenUninterrupted(path.c_str(), O_WRONLY | O_APPEND | O_CREAT, kMode);
+  const int file = OpenUninterrupted(
+      path.c_str(), O_WRONLY | O_APPEND | O_CREAT, kNewFileMode);
   if (file == -1) Fail("cannot open", path);
   int error = 0;
   do {
