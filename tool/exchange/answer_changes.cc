@@ -37,6 +37,16 @@ bool AnswerChanges::End(const Show& show) {
   return is_shown;
 }
 
+bool AnswerChanges::Cut(const Show& show) {
+  const bool has_bytes = !answer_.empty() || is_too_long_;
+  if (has_bytes) {
+    ShowKept(show);
+    shown_.reset();
+  }
+  Begin();
+  return has_bytes;
+}
+
 void AnswerChanges::ShowKept(const Show& show) const {
   std::string_view rest = answer_;
   for (const Kept& kept : pieces_) {

@@ -46,6 +46,12 @@ class AnswerChanges {
   /// @return whether it was shown, now or before
   bool End(const Show& show);
 
+  /// Ends an answer that a failure has cut, and shows its pieces. It is
+  /// compared with no other, so the next answer is shown, too.
+  ///
+  /// @return whether it was shown, now or before
+  bool Cut(const Show& show);
+
  private:
   struct Kept {
     std::size_t size;

@@ -57,6 +57,34 @@ TEST(AnswerChangesTest, AnAnswerThatHasNotEndedIsDropped) {
   EXPECT_EQ(Shown(changes, {"a"}), "a|");
 }
 
+// It differs from a whole answer, even if that has the same bytes.
+TEST(AnswerChangesTest, AnAnswerThatIsCutIsAlwaysShown) {
+  AnswerChanges changes;
+  std::string shown;
+  const auto show = [&](const AnswerChanges::Piece& piece) {
+    shown.append(piece.bytes).append("|");
+  };
+  EXPECT_EQ(Shown(changes, {"ab"}), "ab|");
+  for (int i = 0; i < 2; ++i) {
+    shown.clear();
+    changes.Begin();
+    changes.Add({.bytes = "a", .time = {}}, show);
+    changes.Add({.bytes = "b", .time = {}}, show);
+    EXPECT_TRUE(changes.Cut(show));
+    EXPECT_EQ(shown, "a|b|");
+  }
+  EXPECT_EQ(Shown(changes, {"ab"}), "ab|");
+  EXPECT_EQ(Shown(changes, {"ab"}), "");
+}
+
+TEST(AnswerChangesTest, WithoutBytesNothingIsCut) {
+  AnswerChanges changes;
+  EXPECT_EQ(Shown(changes, {"a"}), "a|");
+  changes.Begin();
+  EXPECT_FALSE(changes.Cut({}));
+  EXPECT_EQ(Shown(changes, {"a"}), "");
+}
+
 TEST(AnswerChangesTest, KeepsTheTimeAndTheEndOfEachMessage) {
   AnswerChanges changes;
   TheTime time;

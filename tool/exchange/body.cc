@@ -99,9 +99,8 @@ BodyPlan ParseBody(const Arguments<kBodyUses>& arguments, LineEnd eol) {
 }
 
 void CheckHeld(const BodyPlan& plan, std::size_t size, std::string_view what) {
-  if (size <= kMostHeld) return;
-  const std::string has =
-      Concat(what, " has more than ", kMostHeld, " bytes; ");
+  if (size <= kMaxHeld) return;
+  const std::string has = Concat(what, " has more than ", kMaxHeld, " bytes; ");
   if (plan.pascal)
     throw Failure(kWrongUsage,
                   Concat(has, "-pascal accepts at most ", kMaxPascal));

@@ -13,7 +13,10 @@
 #include "fairlead/bits/crc.h"
 #include "tool/command/arguments.h"
 #include "tool/command/parameters.h"
+#include "tool/crypt/cipher.h"
+#include "tool/exchange/data_log.h"
 #include "tool/exchange/frames.h"
+#include "tool/exchange/parameters.h"
 #include "tool/io/read_file.h"
 
 namespace fairlead::tool {
@@ -26,23 +29,6 @@ inline constexpr auto kLineEnds = std::to_array<Choice>({
     {LineEnd::kCrlf, "crlf"},
 });
 
-inline constexpr Parameter kNone = {
-    .name = "none",
-    .kind = Kind::kSwitch,
-    .group = Group::kWhat,
-    .help =
-        "only connect and close: is the port open? Prints how long connecting "
-        "took, unless -quiet is given. Not with stop rules, "
-        "-halfclose, -changes, -logdata, a cipher, -sum, -eol, -pascal or "
-        "-prefix"};
-inline constexpr Parameter kScript = {
-    .name = "script",
-    .placeholder = "FILE",
-    .kind = Kind::kFile,
-    .group = Group::kWhat,
-    .help =
-        "hold the dialogue of the statements in FILE, as described above; not "
-        "with stop rules, -halfclose, -sum, -pascal or -prefix"};
 inline constexpr Parameter kSum = {
     .name = "sum",
     .placeholder = "ROTATION",
@@ -64,6 +50,20 @@ inline constexpr Parameter kPascal = {
     .group = Group::kWhat,
     .help = "prepend one byte with the length of all of the above, up to 255"};
 
+enum class HalfClose { kOn, kOff };
+
+inline constexpr auto kHalfCloses =
+    std::to_array<Choice>({{HalfClose::kOn, "on"}, {HalfClose::kOff, "off"}});
+
+inline constexpr Parameter kHalfclose = {
+    .name = "halfclose",
+    .kind = Kind::kChoice,
+    .group = Group::kWhat,
+    .help =
+        "close the sending direction after the body, so that the server sees "
+        "its end; the default is on with -stdin and -demo, else off",
+    .choices = kHalfCloses};
+
 inline constexpr Parameter kPerline = {
     .name = "perline",
     .kind = Kind::kSwitch,
@@ -71,6 +71,32 @@ inline constexpr Parameter kPerline = {
     .help =
         "each line is a message, without its newline: -sum, -eol, -pascal, "
         "-prefix and the padding of AES apply to each"};
+
+// A script decides itself what is sent and when enough was received. Without a
+// body, nothing is.
+inline constexpr auto kNotWithScript = std::to_array<const Parameter*>(
+    {&kSum, &kPascal, &kPrefix, &kHalfclose, &kMessages, &kBytes, &kLines,
+     &kUntil, &kExpect, &kReject});
+inline constexpr auto kNotWithNone = std::to_array<const Parameter*>(
+    {&kSum, &kEol, &kPascal, &kPrefix, &kHalfclose, &kMessages, &kBytes,
+     &kLines, &kUntil, &kExpect, &kReject, &kChanges, &kLogdata, &kAes, &kRc4,
+     &kCipher});
+
+inline constexpr Parameter kNone = {
+    .name = "none",
+    .kind = Kind::kSwitch,
+    .group = Group::kWhat,
+    .help =
+        "only connect and close, to see whether the port is open; prints how "
+        "long connecting took, unless -quiet is given",
+    .excluded = kNotWithNone};
+inline constexpr Parameter kScript = {
+    .name = "script",
+    .placeholder = "FILE",
+    .kind = Kind::kFile,
+    .group = Group::kWhat,
+    .help = "hold the dialogue of the statements in FILE, as described above",
+    .excluded = kNotWithScript};
 
 inline constexpr auto kBodyUses =
     Uses(OneOf(kText, kHex, kFile, kStdin, kNone, kScript), Optional(kSum),
@@ -81,7 +107,7 @@ inline constexpr auto kBodyUses =
 std::string_view BytesOf(LineEnd eol);
 
 /// How much of a message waits in memory until its length is known.
-inline constexpr std::size_t kMostHeld = std::size_t{1} << 20U;
+inline constexpr std::size_t kMaxHeld = std::size_t{1} << 20U;
 
 /// Where the bytes of a body come from, and what is added to them.
 struct BodyPlan {
@@ -137,7 +163,7 @@ std::string Prefixed(const BodyPlan& plan, std::string message);
 /// @throws Failure with kWrongUsage
 void CheckHeld(const BodyPlan& plan, std::size_t size, std::string_view what);
 
-/// Returns the body from its source, up to kMostHeld bytes.
+/// Returns the body from its source, up to kMaxHeld bytes.
 ///
 /// @throws Failure with kCannotRead, or with kWrongUsage for a longer one
 std::string ReadBody(const BodyPlan& plan, const Input& source);

@@ -79,7 +79,7 @@ void BodyStream::TakeLines(std::string_view bytes, bool at_end) {
 
 void BodyStream::AddToLine(std::string_view bytes) {
   held_ += bytes;
-  if (held_.size() <= kMostHeld) return;
+  if (held_.size() <= kMaxHeld) return;
   if (plan_.HasLength())
     CheckHeld(plan_, held_.size(), Concat("a line of ", source_.name()));
   SendPiece(held_, false);

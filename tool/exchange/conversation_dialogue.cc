@@ -15,7 +15,6 @@
 
 #include "tool/base/concat.h"
 #include "tool/base/descriptor.h"
-#include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/base/reason.h"
 #include "tool/exchange/conversation.h"
@@ -65,10 +64,6 @@ class Timer {
   const Descriptor file_;
 };
 
-std::string PlaceOf(const std::string& script, const Statement& statement) {
-  return Concat(Visible(script), ":", statement.line);
-}
-
 }  // namespace
 
 class Conversation::Server final : public DialoguePeer {
@@ -94,49 +89,36 @@ class Conversation::Server final : public DialoguePeer {
         [&](std::string_view bytes, const TheTime& time) {
           return !bytes.empty() && Show(bytes, time, take);
         });
-    conversation_.result_ = conversation_.InExchange(
+    conversation_.InExchange(
         [&] { return conversation_.exchange_.Converse(unsent_, sink); });
     End();
   }
 
-  // The timer is an input: first it lets go what is to be sent, and then it
-  // ends the exchange. The end of what the peer sends does so, too. A pause of
-  // no length does not wait, so that a reset may come during it or after it.
+  // The end of what the peer sends ends the exchange, too. A pause of no length
+  // does not wait, so that a reset may come during it or after it.
   bool Pause(const Statement& statement, milliseconds time,
              const Take& take) override {
     Begin(statement);
     const Timer timer(time, !unsent_.empty());
-    bool sent = unsent_.empty();
-    const ExchangeInput input = {
-        .descriptor = timer.number(),
-        .filter = [&](std::string_view /*expirations*/,
-                      bool /*at_end*/) -> std::optional<std::string_view> {
-          if (std::exchange(sent, true)) return std::nullopt;
-          return unsent_;
-        }};
     const Exchange::Sink sink = conversation_.WatchedSink(
         [&](std::string_view bytes, const TheTime& received) {
           return bytes.empty() || Show(bytes, received, take);
         });
-    ExchangeResult& result = conversation_.result_;
-    result = conversation_.InExchange(
-        [&] { return conversation_.exchange_.Converse(input, sink); });
+    ConverseUntil(timer, sink);
     End();
-    if (result.error == ECANCELED) {
-      result.end = ExchangeEnd::kDone;
-      result.error = 0;
-    }
-    if (time.count() == 0) return result || conversation_.PeerHasLeft();
+    const ExchangeResult& result = conversation_.outcome_.result;
+    if (time.count() == 0)
+      return result || conversation_.outcome_.PeerHasLeft();
     if (result.end == ExchangeEnd::kPeerClosed) SitOut(timer, sink);
     return result || result.end == ExchangeEnd::kPeerClosed;
   }
 
  private:
   void Begin(const Statement& statement) {
-    conversation_.place_ =
-        Concat(" at ", PlaceOf(conversation_.script_, statement));
-    const std::uint64_t sent = conversation_.result_.sent;
-    conversation_.total_ = sent + unsent_.size();
+    conversation_.place_ = Concat(
+        " at ", StatementPlace(conversation_.outcome_.script, statement));
+    const std::uint64_t sent = conversation_.outcome_.result.sent;
+    conversation_.outcome_.total = sent + unsent_.size();
     conversation_.message_ = message_;
     if (unsent_.empty())
       conversation_.limit_.Enter(
@@ -150,6 +132,25 @@ class Conversation::Server final : public DialoguePeer {
     message_.clear();
   }
 
+  // The timer is an input: first it lets go what is to be sent, and then it
+  // cancels the exchange.
+  void ConverseUntil(const Timer& timer, const Exchange::Sink& sink) {
+    bool sent = unsent_.empty();
+    const ExchangeInput input = {
+        .descriptor = timer.number(),
+        .filter = [&](std::string_view /*expirations*/,
+                      bool /*at_end*/) -> std::optional<std::string_view> {
+          if (std::exchange(sent, true)) return std::nullopt;
+          return unsent_;
+        }};
+    conversation_.InExchange(
+        [&] { return conversation_.exchange_.Converse(input, sink); });
+    ExchangeResult& result = conversation_.outcome_.result;
+    if (result.error != ECANCELED) return;
+    result.end = ExchangeEnd::kDone;
+    result.error = 0;
+  }
+
   // Waits for the rest of a pause in which the peer has closed. That it has
   // closed without reading, which resets the connection, is seen at the end.
   void SitOut(const Timer& timer, const Exchange::Sink& sink) {
@@ -158,13 +159,13 @@ class Conversation::Server final : public DialoguePeer {
     for (auto left = limit.Remaining(); !timer.Await(left);
          left = limit.Remaining())
       if (left && left->count() == 0) return Expire();
-    conversation_.result_ = conversation_.InExchange(
+    conversation_.InExchange(
         [&] { return conversation_.exchange_.Converse("", sink); });
   }
 
   void Expire() {
-    conversation_.result_.end = ExchangeEnd::kTimeOver;
-    conversation_.timeout_ = conversation_.limit_.Message();
+    conversation_.outcome_.result.end = ExchangeEnd::kTimeOver;
+    conversation_.outcome_.timeout = conversation_.limit_.Message();
   }
 
   bool Show(std::string_view bytes, const TheTime& time, const Take& take) {
@@ -182,28 +183,15 @@ class Conversation::Server final : public DialoguePeer {
 // reset is of none once a line was refused.
 void Conversation::Converse(const DialogueScript& script,
                             const std::string& name) {
-  script_ = name;
+  outcome_.script = name;
   Server server(*this);
-  problem_ = RunDialogue(script, server);
-  if (!problem_ || problem_->refused) ForgetReset();
-  if (problem_) return;
-  result_.end = ExchangeEnd::kDone;
-  result_.error = 0;
-}
-
-void Conversation::CheckDialogue() const {
-  reception_.Check(!result_, Ending());
-  if (!problem_) return;
-  const std::string expected =
-      Concat(PlaceOf(script_, *problem_->statement), ": expected ",
-             Quoted(problem_->statement->text), ": ");
-  const std::string got = problem_->line.empty() && !problem_->refused
-                              ? ""
-                              : Concat("got ", Quoted(problem_->line));
-  if (problem_->refused) throw Failure(kAnswerIsNo, expected + got);
-  throw Failure(
-      result_.end == ExchangeEnd::kPeerClosed ? kCutShort : kAnswerIsNo,
-      Concat(expected, got, got.empty() ? "" : "; ", Ending()));
+  outcome_.problem = RunDialogue(script, server);
+  if (!outcome_.problem || outcome_.problem->refused) outcome_.ForgetReset();
+  if (outcome_.problem) return;
+  outcome_.result.end = ExchangeEnd::kDone;
+  outcome_.result.error = 0;
+  has_enough_ = true;
+  exchange_.Converse("", {});  // Closing is to wait for what was sent last.
 }
 
 }  // namespace fairlead::tool

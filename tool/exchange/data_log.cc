@@ -12,7 +12,7 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr std::size_t kMostInLine = 1024;
+constexpr std::size_t kMaxInLine = 1024;
 
 // Returns how many of the bytes may be on one line, so that no line ends within
 // a character of UTF-8.
@@ -32,11 +32,10 @@ std::size_t WholeCharacters(std::string_view bytes) {
 
 void DataLog::Add(std::string_view bytes, bool ends_message) {
   while (!bytes.empty()) {
-    if (line_.size() == kMostInLine)
+    if (line_.size() == kMaxInLine)
       WriteLine(form_ == DataForm::kEscaped ? WholeCharacters(line_)
                                             : line_.size());
-    const std::size_t taken =
-        std::min(bytes.size(), kMostInLine - line_.size());
+    const std::size_t taken = std::min(bytes.size(), kMaxInLine - line_.size());
     line_ += bytes.substr(0, taken);
     bytes.remove_prefix(taken);
   }

@@ -37,7 +37,7 @@ int NewEvent() {
 
 DemoServer::DemoServer(std::string greeting, std::size_t echoed,
                        std::size_t count)
-    : listener_(Opened({.reply = std::move(greeting),
+    : listener_(Opened({.reply = Reply(std::move(greeting)),
                         .echo = true,
                         .bytes = echoed,
                         .count = count})),

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <cstring>
 #include <utility>
 
 #include "tool/base/concat.h"
@@ -19,10 +20,8 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr mode_t kMode = 0666;  // Less the umask.
-
 // Of what is written, before the rest is moved to the front.
-constexpr std::size_t kMostKept = std::size_t{64} << 10;
+constexpr std::size_t kMaxKept = std::size_t{64} << 10;
 
 }  // namespace
 
@@ -45,8 +44,8 @@ void Destination::Open() { OpenWith(0); }
 void Destination::OpenWith(int flags) {
   if (!IsFile() || descriptor_ != -1) return;
   const int how = file_.append ? O_APPEND : O_TRUNC;
-  descriptor_ = OpenUninterrupted(file_.path.c_str(),
-                                  O_WRONLY | O_CREAT | how | flags, kMode);
+  descriptor_ = OpenUninterrupted(
+      file_.path.c_str(), O_WRONLY | O_CREAT | how | flags, kNewFileMode);
   if (descriptor_ == -1) Fail("open", errno);
   screen_.terminal = isatty(descriptor_) == 1;
 }
@@ -66,7 +65,17 @@ void Destination::FlushAtOnce() {
   if (waiting() == 0) return;
   OpenWith(O_NONBLOCK);
   for (std::size_t room = 0; waiting() > 0 && (room = Room()) > 0;)
-    Write(std::min(room, waiting()));
+    Write(WholeLines(std::min(room, waiting())));
+}
+
+// Returns how much of the next bytes is whole lines, or all if none is.
+std::size_t Destination::WholeLines(std::size_t size) const {
+  const char* const bytes = waiting_.data() + done_;
+  const void* const newline =
+      size == waiting() ? nullptr : memrchr(bytes, '\n', size);
+  if (newline == nullptr) return size;
+  return static_cast<std::size_t>(static_cast<const char*>(newline) - bytes) +
+         1;
 }
 
 // What could not be written is not tried again: a part of it may have been.
@@ -82,7 +91,7 @@ void Destination::Write(std::size_t size) {
     done_ = waiting_.size();
     throw;
   }
-  if (done_ < waiting_.size() && done_ < kMostKept) return;
+  if (done_ < waiting_.size() && done_ < kMaxKept) return;
   waiting_.erase(0, done_);
   done_ = 0;
 }

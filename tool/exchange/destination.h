@@ -52,10 +52,18 @@ class Destination {
   /// @throws Failure with kCannotWrite, or with kReaderGone for standard output
   void Flush();
 
-  /// Does the same, as far as that is possible without blocking.
+  /// Does the same, as far as that is possible without blocking. What cannot be
+  /// written waits from the start of a line, unless the line is longer than
+  /// what can be written at once, a page or more.
   ///
   /// @throws Failure as Flush() does
   void FlushAtOnce();
+
+  /// Waits until standard output takes more.
+  ///
+  /// @return false if the descriptor `stop` becomes readable first
+  /// @throws Failure with kCannotWrite if polling fails
+  bool AwaitOutlet(int stop) const { return output_.AwaitWritable(stop); }
 
   /// Closes standard output, so that its reader sees the end. Does nothing for
   /// a file.
@@ -78,6 +86,7 @@ class Destination {
   void OpenWith(int flags);
   void Write(std::size_t size);
   std::size_t Room() const;
+  std::size_t WholeLines(std::size_t size) const;
 
   const Output& output_;
   const OutFile file_;

@@ -104,6 +104,25 @@ TEST_F(DestinationTest, AtOnceAPipeGetsWhatFits) {
   EXPECT_TRUE(taken == bytes);
 }
 
+TEST_F(DestinationTest, AtOnceAPipeGetsNoPartOfALineThatFitsAPage) {
+  const std::string path = folder_.path() + "/pipe";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const Descriptor pipe(OpenUninterrupted(path.c_str(), O_RDONLY | O_NONBLOCK));
+  Destination file(output_, {.path = path});
+  std::string lines;
+  for (const std::size_t length : {1000U, 4095U, 1U, 3000U})
+    for (int i = 0; i < 40; ++i) lines += std::string(length, 'x') + "\n";
+  file.Add(lines);
+  std::string taken;
+  while (file.waiting() > 0) {
+    file.FlushAtOnce();
+    file.FlushAtOnce();
+    taken += TakenFrom(pipe.number());
+    ASSERT_TRUE(taken.ends_with('\n'));
+  }
+  EXPECT_TRUE(taken == lines);
+}
+
 TEST_F(DestinationTest, AtOnceAPipeWithoutAReaderIsNotAwaited) {
   const std::string path = folder_.path() + "/pipe";
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);

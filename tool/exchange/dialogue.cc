@@ -28,7 +28,8 @@ bool IsFollowedByDash(std::string_view line, std::string_view prefix) {
 DialogueMatcher::DialogueMatcher(const DialogueScript& script) {
   std::size_t longest = ReceivedLine::kDefaultSize;
   for (const Statement& statement : script) {
-    if (statement.kind != What::kExpect && statement.kind != What::kUntil)
+    if (statement.kind != What::kExpectPrefix &&
+        statement.kind != What::kSkipUntil)
       continue;
     awaiting_.push_back(&statement);
     longest = std::max(longest, statement.text.size());
@@ -52,7 +53,7 @@ void DialogueMatcher::Begin() {
   line_.Clear();
   continued_ = false;
   search_.reset();
-  if (awaiting_[met_] != nullptr && next().kind == What::kUntil)
+  if (awaiting_[met_] != nullptr && next().kind == What::kSkipUntil)
     search_.emplace(next().text);
 }
 

@@ -108,11 +108,12 @@ class ScriptReader {
     Add({.text = Converted(FromHex, digits)});
   }
   void ReadExpect(std::string_view prefix) {
-    Add({.kind = Statement::Kind::kExpect,
+    Add({.kind = Statement::Kind::kExpectPrefix,
          .text = Converted(Unescaped, prefix)});
   }
   void ReadUntil(std::string_view text) {
-    Add({.kind = Statement::Kind::kUntil, .text = Converted(Unescaped, text)});
+    Add({.kind = Statement::Kind::kSkipUntil,
+         .text = Converted(Unescaped, text)});
   }
   void ReadWait(std::string_view time) {
     Add({.kind = Statement::Kind::kWait, .pause = PauseOf(time)});
@@ -139,6 +140,11 @@ constexpr std::array<ScriptReader::Form, 6> ScriptReader::kForms = {{
 }};
 
 }  // namespace
+
+std::string StatementPlace(std::string_view script,
+                           const Statement& statement) {
+  return Concat(Visible(script), ":", statement.line);
+}
 
 DialogueScript ParseDialogue(std::string_view text, std::string_view name,
                              std::string_view line_end) {

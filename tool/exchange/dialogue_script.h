@@ -16,10 +16,10 @@ namespace fairlead::tool {
 /// One statement of a script.
 struct Statement {
   enum class Kind {
-    kSend,    ///< Send `text`.
-    kExpect,  ///< The next line, or reply, must begin with `text`.
-    kUntil,   ///< Skip what is received, to the end of `text`.
-    kWait,    ///< Go on after the pause.
+    kSend,          ///< Send `text`.
+    kExpectPrefix,  ///< The next line, or reply, must begin with `text`.
+    kSkipUntil,     ///< Skip what is received, to the end of `text`.
+    kWait,          ///< Go on after the pause.
   };
   Kind kind = Kind::kSend;
   std::string text = {};  ///< With the line end, for kSend.
@@ -28,6 +28,11 @@ struct Statement {
 
   bool operator==(const Statement&) const = default;
 };
+
+/// Returns where the statement is: "FILE:LINE".
+///
+/// @param script the file's name
+std::string StatementPlace(std::string_view script, const Statement& statement);
 
 using DialogueScript = std::vector<Statement>;
 

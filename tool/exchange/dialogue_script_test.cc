@@ -34,8 +34,8 @@ TEST(DialogueScriptTest, ReadsEveryStatement) {
   const DialogueScript expected = {
       {.kind = What::kSend, .text = "HELO x\n", .line = 2},
       {.kind = What::kSend, .text = "\0\xff"s, .line = 5},
-      {.kind = What::kExpect, .text = "250", .line = 6},
-      {.kind = What::kUntil, .text = "\r\nlogin: ", .line = 7},
+      {.kind = What::kExpectPrefix, .text = "250", .line = 6},
+      {.kind = What::kSkipUntil, .text = "\r\nlogin: ", .line = 7},
       {.kind = What::kWait, .pause = milliseconds(1500), .line = 8},
   };
   EXPECT_EQ(script, expected);

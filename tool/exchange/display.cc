@@ -15,9 +15,9 @@ namespace fairlead::tool {
 namespace {
 
 // An event is up to eight times as long as its bytes.
-constexpr std::size_t kMostInEvent = std::size_t{64} << 10;
+constexpr std::size_t kMaxInEvent = std::size_t{64} << 10;
 
-constexpr std::size_t kMostGathered = std::size_t{64} << 10;
+constexpr std::size_t kMaxGathered = std::size_t{64} << 10;
 
 }  // namespace
 
@@ -73,6 +73,13 @@ int Display::Outlet() const {
   return waiting() == 0 ? -1 : destination_.outlet();
 }
 
+// While this waits, FailedAtOnce() can show what ends the process.
+bool Display::Drain(int stop) {
+  for (Flush(); waiting() > 0; Flush())
+    if (!destination_.AwaitOutlet(stop)) return false;
+  return true;
+}
+
 void Display::Close() {
   queues_ = false;
   const std::lock_guard lock(mutex_);
@@ -99,8 +106,8 @@ void Display::Sent(std::string_view piece, bool ends_message) {
   if (!HasEvents()) return;
   const TheTime now;
   do {
-    Write(event::Sent(now, peer_, piece.substr(0, kMostInEvent)));
-    piece.remove_prefix(std::min(piece.size(), kMostInEvent));
+    Write(event::Sent(now, peer_, piece.substr(0, kMaxInEvent)));
+    piece.remove_prefix(std::min(piece.size(), kMaxInEvent));
   } while (!piece.empty());
 }
 
@@ -114,6 +121,17 @@ void Display::Received(std::string_view bytes, const TheTime& time,
 }
 
 bool Display::EndAnswer() { return !changes_ || changes_->End(ShowPiece()); }
+
+bool Display::CutAnswer() {
+  bool is_shown = true;
+  try {
+    if (changes_) is_shown = changes_->Cut(ShowPiece());
+  } catch (const Failure&) {  // The one that cut it is the one to report.
+    is_shown = false;
+  }
+  FlushData();
+  return is_shown;
+}
 
 AnswerChanges::Show Display::ShowPiece() {
   return [this](const AnswerChanges::Piece& piece) {
@@ -135,7 +153,7 @@ void Display::Show(std::string_view bytes, const TheTime& time,
   else
     destination_.Add(
         Rendered({.bytes = bytes, .time = time, .peer = peer_}, view_, screen));
-  if (destination_.waiting() >= kMostGathered) FlushLocked();
+  if (destination_.waiting() >= kMaxGathered) FlushLocked();
 }
 
 void Display::PeerEnded() {
@@ -153,14 +171,15 @@ void Display::Closed(std::uint64_t sent, std::uint64_t received,
 }
 
 void Display::FlushData() {
+  if (sent_) sent_->Flush();
   if (received_) received_->Flush();
 }
 
 void Display::Failed(ExitStatus status, std::string_view message) {
   FlushData();
-  queues_ = false;
   try {
     Write(HasEvents() ? event::Error(TheTime(), status, message) : "");
+    Drain(-1);
   } catch (const Failure&) {  // The first failure is the one to report.
   }
 }

@@ -55,8 +55,8 @@ class Display {
   void ExpectMorePeers() { more_peers_ = true; }
 
   /// From now on, writes what standard output takes without blocking. The rest
-  /// waits in memory, until Flush() is called often enough, or Close() or
-  /// Failed(), which wait for its reader. Use it for standard output alone.
+  /// waits in memory, until Flush() is called often enough, or Drain(), Close()
+  /// or Failed(), which wait for its reader. Use it for standard output alone.
   void QueueOutput() { queues_ = true; }
 
   /// Returns how many bytes wait, and how many were shown in all.
@@ -65,6 +65,12 @@ class Display {
 
   /// Returns what to poll before Flush(), or -1 if nothing waits.
   int Outlet() const;
+
+  /// Waits for the reader of standard output until nothing waits for it.
+  ///
+  /// @return false if the descriptor `stop` becomes readable before it reads
+  /// @throws Failure with kCannotWrite or kReaderGone
+  bool Drain(int stop);
 
   bool ShowsSent() const { return HasEvents(); }
 
@@ -113,6 +119,13 @@ class Display {
   /// @throws Failure with kCannotWrite or kReaderGone
   bool EndAnswer();
 
+  /// Ends an answer that a failure has cut: shows what is kept of it, and logs
+  /// what waits of its bytes. Call it when no other thread sends any more.
+  ///
+  /// @return whether what was received since Connected() is shown; false if it
+  ///     cannot be written
+  bool CutAnswer();
+
   /// Shows a line that is the result of an exchange without messages, unless
   /// the view shows events.
   ///
@@ -125,6 +138,8 @@ class Display {
   /// @throws Failure with kCannotWrite or kReaderGone
   void PeerEnded();
 
+  /// Call it when no other thread sends any more, as Failed().
+  ///
   /// @param reason why the connection ended
   /// @throws Failure with kCannotWrite or kReaderGone
   void Closed(std::uint64_t sent, std::uint64_t received,

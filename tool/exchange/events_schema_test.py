@@ -211,7 +211,9 @@ class EventsTest(unittest.TestCase):
                 [FAIRLEAD, "send", *server, "-stdin", "-view", "json",
                  "-idle", "100ms"],
                 stdin=subprocess.PIPE, stdout=subprocess.PIPE) as client:
-            events = self.events(client.stdout.read())
+            before = b"".join(client.stdout.readline() for _ in range(3))
+            client.stdin.close()
+            events = self.events(before + client.stdout.read())
             self.assertEqual(client.wait(), 0)
         self.assertEqual(kinds(events),
                          ["resolved", "connected", "received", "closed"])

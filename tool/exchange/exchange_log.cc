@@ -7,11 +7,6 @@
 #include "tool/base/failure.h"
 
 namespace fairlead::tool {
-namespace {
-
-constexpr int kWarningInterval = 10;  // In seconds.
-
-}  // namespace
 
 std::string Failed(std::string_view why) { return Concat("failed: ", why); }
 
@@ -21,10 +16,6 @@ ExchangeLog::ExchangeLog(const std::string& path, bool crlf)
 
 void ExchangeLog::Add(std::string_view event) {
   file_.Write(Concat(TheTime().GetStr(true), event, "\n"));
-}
-
-void ExchangeLog::Warn(std::string_view event) {
-  if (once_.Start(event, kWarningInterval)) Add(event);
 }
 
 void ExchangeLog::AddAtOnce(std::string_view event) {

@@ -6,7 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "fairlead/log/only_once.h"
 #include "tool/command/parameter.h"
 #include "tool/log/log_file.h"
 
@@ -18,9 +17,8 @@ inline constexpr Parameter kLog = {
     .kind = Kind::kFile,
     .group = Group::kLog,
     .help =
-        "append one timestamped line per event to FILE (byte counts only, and "
-        "the line that decided for -expect, for -reject or against a script, "
-        "or the text that did not come; repeated warnings at most every 10 s)"};
+        "append one timestamped line per event to FILE: byte counts, and in "
+        "'send' and 'recv' the line or missing text that decided"};
 
 /// Returns what a log has of the end of something that failed.
 std::string Failed(std::string_view why);
@@ -38,10 +36,6 @@ class ExchangeLog {
   /// Appends a line: the event, with a timestamp before it.
   void Add(std::string_view event);
 
-  /// Does the same for an event that may repeat, at most every 10 seconds for
-  /// each text.
-  void Warn(std::string_view event);
-
   /// Does the same at the end of a process that cannot wait. Does nothing if
   /// writing the line would block.
   void AddAtOnce(std::string_view event);
@@ -51,7 +45,6 @@ class ExchangeLog {
 
  private:
   LogFile file_;
-  COnlyOnce once_{OnceThrottle};
 };
 
 }  // namespace fairlead::tool

@@ -21,23 +21,7 @@
 namespace fairlead::tool::exchange_log_test {
 namespace {
 
-using testing::ElementsAre;
-
 using ExchangeLogTest = LogFileTest;
-
-TEST_F(ExchangeLogTest, ARepeatedWarningIsLoggedOnce) {
-  ExchangeLog log(path_, false);
-  for (int i = 0; i < 1000; ++i) {
-    log.Warn("the socket reports: Broken pipe");
-    log.Warn("the socket reports: Connection reset by peer");
-  }
-  log.Add("an event");
-  log.Add("an event");
-  EXPECT_THAT(Events(),
-              ElementsAre("the socket reports: Broken pipe",
-                          "the socket reports: Connection reset by peer",
-                          "an event", "an event"));
-}
 
 TEST_F(ExchangeLogTest, ThreadsMayAddEvents) {
   ExchangeLog log(path_, false);

@@ -65,6 +65,10 @@ void ExchangePlan::Reconnect() {
   if (!profile.Has(kIdle)) settings.limits.idle = std::nullopt;
 }
 
+void ExchangePlan::AwaitUser() {
+  if (!profile.Has(kTimeout)) settings.timeout = std::nullopt;
+}
+
 bool ExchangePlan::MayReconnect() const {
   return retries > 0 || repeats || reconnects;
 }

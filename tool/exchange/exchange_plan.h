@@ -10,7 +10,7 @@
 
 #include "tool/command/arguments.h"
 #include "tool/crypt/cipher.h"
-#include "tool/exchange/conversation.h"
+#include "tool/exchange/conversation_settings.h"
 #include "tool/exchange/data_log.h"
 #include "tool/exchange/exchange_log.h"
 #include "tool/exchange/parameters.h"
@@ -53,6 +53,10 @@ struct ExchangePlan {
   /// Connects again whenever the peer leaves. Limits of time then have no
   /// defaults.
   void Reconnect();
+
+  /// Waits for what a user types, for as long as that takes: -timeout then has
+  /// no default.
+  void AwaitUser();
 
   /// Returns whether there may be more than one connection.
   bool MayReconnect() const;

@@ -71,6 +71,21 @@ TEST(ExchangePlanTest, ReconnectingKeepsTheLimitsThatAreGiven) {
   EXPECT_EQ(kept->settings.limits.idle, seconds(5));
 }
 
+TEST(ExchangePlanTest, AUserHasNoDefaultTimeout) {
+  Planned plan({});
+  plan->AwaitUser();
+  EXPECT_EQ(plan->settings.timeout, std::nullopt);
+  EXPECT_EQ(plan->settings.limits.idle, seconds(5));
+  Planned given({"-timeout", "30"});
+  given->AwaitUser();
+  EXPECT_EQ(given->settings.timeout, seconds(30));
+}
+
+TEST(ExchangePlanTest, OneRetryMayReconnect) {
+  EXPECT_TRUE(Planned({"-retry", "1"})->MayReconnect());
+  EXPECT_FALSE(Planned({})->MayReconnect());
+}
+
 TEST(ExchangePlanTest, CountsRetriesAndRuns) {
   EXPECT_EQ(Planned({"-retry", "3"})->retries, 3);
   EXPECT_EQ(Planned({})->runs, 1);

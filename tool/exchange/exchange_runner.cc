@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -60,14 +61,14 @@ class ExchangeRunner {
   std::optional<std::string> TryOnce(Conversation& conversation);
   std::string Announcement(const Failure& failure,
                            const Conversation& conversation);
-  Clock::time_point EndOfSilence() const;
+  std::optional<Clock::time_point> EndOfSilence() const;
   void AwaitNextAttempt();
 
   ExchangePlan& plan_;
   const Talk& talk_;
   Display display_;
   std::unique_ptr<ExchangeLog> log_;  // Outlives the timer that writes to it.
-  TimeLimit limit_;
+  std::optional<TimeLimit> limit_;    // Since Prepare().
   std::optional<DemoServer> demo_;
   int failed_attempts_ = 0;  // Of this run.
   bool has_talked_ = false;  // A connection of this run has ended.
@@ -80,15 +81,18 @@ ExchangeRunner::ExchangeRunner(ExchangePlan& plan, const Output& output,
                                const Talk& talk)
     : plan_(plan),
       talk_(talk),
-      display_(output, plan.settings.view, plan.settings.out),
-      limit_(plan.settings.command, plan.settings.timeout) {
+      display_(output, plan.settings.view, plan.settings.out) {
   if (plan.changes) display_.ShowOnlyChanges();
   if (plan.MayReconnect()) display_.ExpectMorePeers();
 }
 
 // A file that is both shown and logged to must get neither an event nor a line.
 void ExchangeRunner::Prepare(const DemoService& service) {
-  Logged([this] { OpenLog(); });
+  Logged([this] {
+    limit_.emplace(plan_.settings.command, plan_.settings.timeout);
+    if (plan_.repeats) limit_->BePatient();
+    OpenLog();
+  });
   CheckDistinct(kOut, plan_.settings.out.path, kLog, plan_.log);
   Logged([&] {
     ReadKey();
@@ -99,7 +103,7 @@ void ExchangeRunner::Prepare(const DemoService& service) {
 void ExchangeRunner::OpenLog() {
   ReportTimeoutTo(nullptr);
   if (plan_.log.empty()) return;
-  limit_.Enter("opening the log");
+  limit_->Enter("opening the log");
   log_ = std::make_unique<ExchangeLog>(plan_.log, plan_.crlf);
   ReportTimeoutTo(log_.get());
   if (plan_.log_data) display_.LogData(*log_, *plan_.log_data);
@@ -107,14 +111,14 @@ void ExchangeRunner::OpenLog() {
 
 // The timer thread must not read a pointer that is being set.
 void ExchangeRunner::ReportTimeoutTo(ExchangeLog* log) {
-  limit_.OnTimeout([this, log](std::string_view text) {
+  limit_->OnTimeout([this, log](std::string_view text) {
     if (log != nullptr) log->AddAtOnce(Failed(text));
     display_.FailedAtOnce(kTimeIsOver, text);
   });
 }
 
 void ExchangeRunner::ReadKey() {
-  limit_.Enter("reading the key");
+  limit_->Enter("reading the key");
   const std::optional<CipherKey> key = ReadCipherKey(plan_.cipher);
   plan_.settings.reception.cipher = key;
   if (!key || !plan_.settings.verbose) return;
@@ -141,16 +145,16 @@ ExitStatus ExchangeRunner::Run(const DemoService& service) {
 }
 
 ExitStatus ExchangeRunner::RunRepeatedly() {
-  limit_.BePatient();
+  limit_->Restart();
   Schedule schedule(Clock::now(), plan_.interval);
   ExitStatus status = kDone;
   for (std::int64_t run = 1;; ++run) {
     if (const ExitStatus failed = RunAndReport(); failed != kDone)
       status = failed;
     if (run == plan_.runs) return status;
-    limit_.Pause();
+    limit_->Pause();
     std::this_thread::sleep_until(schedule.Next(Clock::now()));
-    limit_.Restart();
+    limit_->Restart();
   }
 }
 
@@ -168,10 +172,11 @@ ExitStatus ExchangeRunner::RunAndReport() {
 void ExchangeRunner::Logged(const std::function<void()>& step) {
   try {
     step();
-  } catch (const Failure& failure) {
+  } catch (const std::exception&) {
+    const Failure failure = CaughtFailure();
     if (log_) log_->Add(Failed(failure.what()));
     display_.Failed(failure.status(), failure.what());
-    throw;
+    throw Failure(failure);
   }
 }
 
@@ -187,25 +192,27 @@ void ExchangeRunner::RunOnce() {
   has_talked_ = false;
   Reception reception(plan_.settings.reception, display_);
   for (;;) {
-    Conversation conversation(plan_.settings, limit_, display_, reception,
+    Conversation conversation(plan_.settings, *limit_, display_, reception,
                               log_.get());
+    if (const auto end = EndOfSilence()) conversation.ExpectByteUntil(*end);
     const std::optional<std::string> next = TryOnce(conversation);
     if (!next) return;
     conversation.Tell(*next);
     AwaitNextAttempt();
-    if (Clock::now() >= EndOfSilence()) return conversation.EndInSilence();
+    if (const auto end = EndOfSilence(); end && Clock::now() >= *end)
+      return conversation.EndInSilence();
   }
 }
 
 // Returns the announcement of the next attempt, or nothing if there is none.
 std::optional<std::string> ExchangeRunner::TryOnce(Conversation& conversation) {
   try {
-    if (!talk_(conversation, limit_)) return std::nullopt;
+    if (!talk_(conversation, *limit_)) return std::nullopt;
     if (!has_talked_ || conversation.HasReceived())
       silent_since_ = conversation.silent_since();
     has_talked_ = true;
     return Concat("connecting again in ", DurationText(plan_.retry_delay), ": ",
-                  conversation.Ending());
+                  conversation.outcome().Ending());
   } catch (const Failure& failure) {
     return Announcement(failure, conversation);
   }
@@ -219,7 +226,7 @@ std::string ExchangeRunner::Announcement(const Failure& failure,
   if (has_talked_ && IsUnreachable(failure.status()))
     return Concat("connecting again", when);
   if (failed_attempts_ == plan_.retries ||
-      !conversation.MayRetry(failure.status()) ||
+      !conversation.outcome().MayRetry(failure.status()) ||
       (plan_.reconnects && !IsUnreachable(failure.status())))
     throw failure;
   ++failed_attempts_;
@@ -228,23 +235,23 @@ std::string ExchangeRunner::Announcement(const Failure& failure,
 }
 
 // Returns when -reconnect ends because no connection has received anything for
-// the idle time. Before the first connection there is no such time.
-Clock::time_point ExchangeRunner::EndOfSilence() const {
+// the idle time, which also limits the next one until it receives. Before the
+// first connection there is no such time.
+std::optional<Clock::time_point> ExchangeRunner::EndOfSilence() const {
   const auto& idle = plan_.settings.limits.idle;
-  if (!plan_.reconnects || !has_talked_ || !idle)
-    return Clock::time_point::max();
+  if (!plan_.reconnects || !has_talked_ || !idle) return std::nullopt;
   return silent_since_ + *idle;
 }
 
 // With -reconnect, the time limit is for all connections together.
 void ExchangeRunner::AwaitNextAttempt() {
   if (plan_.reconnects)
-    limit_.Enter("waiting to connect again");
+    limit_->Enter("waiting to connect again");
   else
-    limit_.Pause();
-  std::this_thread::sleep_until(
-      std::min(Clock::now() + plan_.retry_delay, EndOfSilence()));
-  if (!plan_.reconnects) limit_.Restart();
+    limit_->Pause();
+  const Clock::time_point next = Clock::now() + plan_.retry_delay;
+  std::this_thread::sleep_until(std::min(next, EndOfSilence().value_or(next)));
+  if (!plan_.reconnects) limit_->Restart();
 }
 
 }  // namespace

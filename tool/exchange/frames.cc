@@ -3,34 +3,15 @@
 #include "tool/exchange/frames.h"
 
 #include <algorithm>
-#include <charconv>
-#include <system_error>
 
 #include "tool/base/concat.h"
-#include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 
 namespace fairlead::tool {
 namespace {
 
-constexpr std::int64_t kMostAdded = 65535;
-
 bool IsLittleEndian(PrefixForm form) {
   return form == PrefixForm::kU16Le || form == PrefixForm::kU32Le;
-}
-
-std::int64_t ReadAdded(std::string_view text) {
-  std::string_view digits = text;
-  digits.remove_prefix(std::min(digits.find_first_not_of(' '), digits.size()));
-  std::int64_t number = 0;
-  const auto [end, error] =
-      std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  if (error != std::errc() || end != digits.data() + digits.size() ||
-      number < -kMostAdded || number > kMostAdded)
-    throw Failure(kWrongUsage, Concat("-", kPrefixadd.name, ": ", Quoted(text),
-                                      " is not an integer (expected ",
-                                      -kMostAdded, " to ", kMostAdded, ")"));
-  return number;
 }
 
 }  // namespace
@@ -51,10 +32,8 @@ std::size_t FramePrefix::size() const {
 
 std::optional<FramePrefix> PrefixOf(const Arguments<kPrefixUses>& arguments) {
   if (!arguments.Has(kPrefix)) return std::nullopt;
-  FramePrefix prefix{.form = arguments.Chosen<PrefixForm>(kPrefix)};
-  if (arguments.Has(kPrefixadd))
-    prefix.add = ReadAdded(arguments.Text(kPrefixadd));
-  return prefix;
+  return FramePrefix{.form = arguments.Chosen<PrefixForm>(kPrefix),
+                     .add = arguments.Integer(kPrefixadd)};
 }
 
 std::string PrefixBefore(std::uint64_t size, const FramePrefix& prefix) {

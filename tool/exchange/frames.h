@@ -30,20 +30,18 @@ inline constexpr Parameter kPrefix = {
     .kind = Kind::kChoice,
     .group = Group::kHow,
     .help =
-        "every message, in both directions, is a frame: its length, then its "
-        "bytes, which alone are shown; status 18 if one is cut, 52 if nothing "
-        "comes; a view other than raw shows up to "
-        "256 KiB; the length has",
+        "frame every message, both ways, with a length prefix (not shown) of "
+        "this format",
     .choices = kPrefixForms};
 inline constexpr Parameter kPrefixadd = {
     .name = "prefixadd",
     .placeholder = "N",
-    .kind = Kind::kNonEmptyText,
+    .kind = Kind::kInteger,
     .group = Group::kHow,
     .help =
-        "the number in the prefix is the length plus N, from -65535 to 65535: "
-        "4 if a prefix of four bytes counts itself, too; ' -4', with a space, "
-        "for a negative one",
+        "the number in the prefix is the length plus N: 4 if a prefix of four "
+        "bytes counts itself, too; ' -4', with a space, for a negative one",
+    .range = {.least = 0, .most = 65535},
     .remedy = kLeadWithSpace};
 
 /// What PrefixOf() reads.
@@ -60,8 +58,6 @@ struct FramePrefix {
 };
 
 /// Returns the prefix that the arguments describe, or nothing.
-///
-/// @throws Failure with kWrongUsage for a malformed -prefixadd
 std::optional<FramePrefix> PrefixOf(const Arguments<kPrefixUses>& arguments);
 
 /// Returns the prefix of a message of that many bytes.

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <map>
 #include <optional>
@@ -22,14 +23,12 @@
 #include "tool/command/command_table.h"
 #include "tool/command/same_file.h"
 #include "tool/exchange/display.h"
-#include "tool/exchange/exchange_log.h"
+#include "tool/exchange/listen_watch.h"
 #include "tool/exchange/listener.h"
 #include "tool/exchange/parameters.h"
-#include "tool/exchange/time_limit.h"
 #include "tool/io/output.h"
-#include "tool/io/read_file.h"
 
-namespace fairlead::tool::listening {
+namespace fairlead::tool::listen_command {
 namespace {
 
 constexpr std::string_view kCommand = "listen";
@@ -65,8 +64,9 @@ constexpr Parameter kReplyfile = {
     .kind = Kind::kFile,
     .group = Group::kWhat,
     .help =
-        "send the bytes of FILE instead, which is read into memory when "
-        "listening begins"};
+        "send the bytes that FILE has when listening begins; it is read as it "
+        "is sent and must not shrink meanwhile; what is not a regular file is "
+        "read into memory first, up to 8 MiB"};
 constexpr Parameter kEcho = {.name = "echo",
                              .kind = Kind::kSwitch,
                              .group = Group::kWhat,
@@ -100,8 +100,8 @@ constexpr Parameter kQuiet = {
     .help = "do not report that a peer has to wait; port 0 is printed anyway"};
 
 // Of the output that waits for the reader of standard output.
-constexpr std::size_t kMostOfPeer = std::size_t{64} << 10;
-constexpr std::size_t kMostInAll = std::size_t{1} << 20;
+constexpr std::size_t kMaxOfPeer = std::size_t{64} << 10;
+constexpr std::size_t kMaxInAll = std::size_t{1} << 20;
 
 constexpr auto kUses =
     Uses(kPort, Optional(kAddress), AtMostOne(kReply, kReplyfile, kEcho),
@@ -142,55 +142,22 @@ std::string_view RemedyFor(int error) {
                        RemedyFor(error)));
 }
 
-// The time limit and the log, if they are asked for.
-class Watch {
- public:
-  explicit Watch(const Arguments& arguments, Display& display)
-      : verbose_(arguments.Has(kVerbose)) {
-    if (arguments.Has(kTimeout) || !arguments.Has(kKeepopen))
-      limit_.emplace(std::string(kCommand), arguments.Duration(kTimeout));
-    if (arguments.Has(kLog)) {
-      Enter("opening the log");
-      log_.emplace(arguments.Text(kLog), arguments.Has(kLogCrlf));
-    }
-    if (limit_)
-      limit_->OnTimeout([this, &display](std::string_view text) {
-        if (log_) log_->AddAtOnce(Failed(text));
-        display.FailedAtOnce(kTimeIsOver, text);
-      });
-  }
-
-  // Sets what the process is doing, for the message on timeout.
-  void Enter(const std::string& stage) {
-    if (limit_) limit_->Enter(stage);
-  }
-
-  void Log(const std::string& event) {
-    if (log_) log_->Add(event);
-  }
-
-  // Logs a step, and prints it with -verbose.
-  void Tell(const std::string& step) {
-    Log(step);
-    if (verbose_) PrintNote(kCommand, step);
-  }
-
-  void CheckLog() const {
-    if (log_) log_->Check();
-  }
-
- private:
-  const bool verbose_;
-  std::optional<ExchangeLog> log_;  // Outlives the clock that writes to it.
-  std::optional<TimeLimit> limit_;
-};
+ListenWatch::Settings WatchSettings(const Arguments& arguments) {
+  ListenWatch::Settings settings = {.command = std::string(kCommand),
+                                    .log = arguments.Text(kLog),
+                                    .crlf = arguments.Has(kLogCrlf),
+                                    .verbose = arguments.Has(kVerbose)};
+  if (arguments.Has(kTimeout) || !arguments.Has(kKeepopen))
+    settings.timeout = arguments.Duration(kTimeout);
+  return settings;
+}
 
 // Prints what is received, and reports the rest. While the reader of standard
 // output is slow, so much output waits in memory; then the peers are held back,
 // first the one that causes most of it.
 class Report : public ListenerEvents {
  public:
-  Report(Display& display, std::string place, Watch& watch)
+  Report(Display& display, std::string place, ListenWatch& watch)
       : display_(display), place_(std::move(place)), watch_(watch) {
     display_.QueueOutput();
     watch_.Log(Concat("listening on ", place_));
@@ -261,14 +228,14 @@ class Report : public ListenerEvents {
     return backlog.end > display_.shown() - display_.waiting();
   }
 
-  bool TakesPeers() override { return display_.waiting() <= kMostInAll; }
+  bool TakesPeers() override { return display_.waiting() <= kMaxInAll; }
 
   bool TakesReceived(const PeerAccount& peer) override {
     const std::size_t waiting = display_.waiting();
-    if (waiting <= kMostOfPeer) return true;
+    if (waiting <= kMaxOfPeer) return true;
     const Backlog& backlog = backlogs_[peer.name];
-    return waiting <= kMostInAll &&
-           (backlog.size <= kMostOfPeer || !Waits(backlog));
+    return waiting <= kMaxInAll &&
+           (backlog.size <= kMaxOfPeer || !Waits(backlog));
   }
 
   bool TakesSent(const PeerAccount& peer) override {
@@ -280,33 +247,38 @@ class Report : public ListenerEvents {
 
   Display& display_;
   const std::string place_;
-  Watch& watch_;
+  ListenWatch& watch_;
   int open_ = 0;
   std::map<std::string, Backlog> backlogs_;
 };
 
-ListenerSettings Settings(const Arguments& arguments, Watch& watch) {
+ListenerSettings Settings(const Arguments& arguments, ListenWatch& watch) {
   watch.Enter("reading the reply");
   ListenerSettings settings{.echo = arguments.Has(kEcho)};
   if (arguments.Has(kReply))
-    settings.reply = Unescaped(arguments.Text(kReply), kReply.name);
+    settings.reply = Reply(Unescaped(arguments.Text(kReply), kReply.name));
   if (arguments.Has(kReplyfile))
-    settings.reply = ReadFile(arguments.Text(kReplyfile));
+    settings.reply = Reply::OfFile(arguments.Text(kReplyfile));
   if (!arguments.Has(kKeepopen))
     settings.count = static_cast<std::size_t>(arguments.Number(kCount));
   return settings;
 }
 
-void Serve(Listener& listener, Report& report) {
+// The peers must not take for whole what was sent of a reply that cannot be
+// read to its end.
+void Serve(Listener& listener, Report& report, const ListenWatch& watch) {
   try {
-    listener.Serve(report, -1);
+    if (!listener.Serve(report, watch.limit())) watch.FailAtLimit();
   } catch (const std::system_error& error) {
     throw Failure(kReceivingFailed,
                   Concat("cannot serve peers: ", Reason(error.code().value())));
+  } catch (const Failure& failure) {
+    if (failure.status() == kCannotRead) listener.Abandon();
+    throw;
   }
 }
 
-void Run(const Arguments& arguments, Display& display, Watch& watch) {
+void Run(const Arguments& arguments, Display& display, ListenWatch& watch) {
   const std::string address = arguments.Text(kAddress);
   const int port = arguments.Number(kPort);
   std::optional<Listener> listener;
@@ -319,8 +291,10 @@ void Run(const Arguments& arguments, Display& display, Watch& watch) {
   Report report(display, place, watch);
   if (port == 0 || arguments.Has(kVerbose))
     PrintError(kCommand, Concat("listening on ", place));
-  Serve(*listener, report);
+  watch.WatchLimit();
+  Serve(*listener, report, watch);
   watch.Enter("writing standard output");
+  if (!display.Drain(watch.limit())) watch.FailAtLimit();
   display.Close();
 }
 
@@ -330,15 +304,16 @@ ExitStatus Listen(const Arguments& arguments, const Output& output) {
   CheckDistinct(arguments, kLog, kReplyfile);
   SetQuiet(arguments.Has(kQuiet));
   Display display(output, arguments.Chosen<View>(kView), {});
-  std::optional<Watch> watch;
+  std::optional<ListenWatch> watch;
   try {
-    watch.emplace(arguments, display);
+    watch.emplace(WatchSettings(arguments), display);
     Run(arguments, display, *watch);
     watch->CheckLog();
-  } catch (const Failure& failure) {
-    if (watch) watch->Log(Failed(failure.what()));
+  } catch (const std::exception&) {
+    const Failure failure = CaughtFailure();
+    if (watch) watch->Fail(failure.what());
     display.Failed(failure.status(), failure.what());
-    throw;
+    throw Failure(failure);
   }
   return kDone;
 }
@@ -361,7 +336,7 @@ constexpr auto kStatuses = std::to_array<Status>({
      "the address or the port cannot be listened on, or the system cannot "
      "start a thread"},
     {kCannotWrite, "standard output or the log cannot be written"},
-    {kCannotRead, "the file of -replyfile cannot be read"},
+    {kCannotRead, "the file of -replyfile cannot be read, or has shrunk"},
     {kTimeIsOver, "the time limit of -timeout was reached"},
     {kAddressInUse, "another server listens on the port"},
     {kReceivingFailed, "the system does not let it serve its peers"},
@@ -369,7 +344,7 @@ constexpr auto kStatuses = std::to_array<Status>({
 });
 
 }  // namespace
-}  // namespace fairlead::tool::listening
+}  // namespace fairlead::tool::listen_command
 
 namespace fairlead::tool {
 
@@ -379,19 +354,22 @@ constinit const Command kListenCommand = {
     .description =
         "A small TCP server, to try a client or to answer a device that "
         "connects. Serves any number of peers at once and prints what they "
-        "send to standard output, as it comes. A connection ends when the peer "
-        "closes it, or closes its sending half and has been sent everything; "
-        "one that breaks counts as ended, too, and -verbose, -log and -view "
-        "json tell why. A peer that does not read its echo is not read either. "
+        "send to standard output, as it comes. Connections of this machine "
+        "alone are accepted unless -address is given. The first line of -port "
+        "0 on standard error, also with -quiet, is 'fairlead listen: listening "
+        "on 127.0.0.1 port 40123'.\n"
+        "A connection ends when the peer closes it, or closes its sending half "
+        "and has been sent everything; one that breaks counts as ended, too, "
+        "and -verbose, -log and -view json report why. A peer that does not "
+        "read its echo is not read either.\n"
         "If the reader of standard output is slow, peers are served while "
         "their output waits in memory: up to 64 KiB of one peer, and 1 MiB of "
-        "all; at the time limit, what waits is lost. With "
-        "-port 0, the first line on standard error is 'fairlead listen: "
-        "listening on 127.0.0.1 port 40123', also with -quiet. Connections of "
-        "this machine alone are accepted unless -address is given.",
-    .action = ActionOf<listening::kUses, listening::Listen>(),
-    .examples = listening::kExamples,
-    .statuses = listening::kStatuses,
+        "all; at the time limit, it has two seconds to take that. What it does "
+        "not take is lost, and an object of -view json of more than 4096 bytes "
+        "may then be cut.",
+    .action = ActionOf<listen_command::kUses, listen_command::Listen>(),
+    .examples = listen_command::kExamples,
+    .statuses = listen_command::kStatuses,
 };
 
 }  // namespace fairlead::tool

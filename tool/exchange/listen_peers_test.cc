@@ -24,6 +24,7 @@ namespace {
 using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 using Server = ListenProcess;
 using Peer = ListenPeer;
@@ -114,7 +115,8 @@ TEST(ListenPeersTest, APeerThatDoesNotReadIsHeldBackAndDelaysNobody) {
   EXPECT_EQ(outcome.status, 0);
 }
 
-// Their windows are small, so that little waits in the system.
+// Each has all it can have before the next connects, which leaves less for
+// that. Their windows are small, so that little waits in the system.
 TEST(ListenPeersTest, ManyPeersThatDoNotReadNeedLittleMemory) {
   if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more memory";
   Server server(Words{"-echo", "-keepopen"} + kForever, "",
@@ -128,9 +130,13 @@ TEST(ListenPeersTest, ManyPeersThatDoNotReadNeedLittleMemory) {
       ASSERT_EQ(
           setsockopt(peer->socket(), SOL_SOCKET, buffer, &small, sizeof small),
           0);
+    SentUntilHeldBack(*peer, other, 3'000'000);
   }
-  for (const auto& peer : peers) SentUntilHeldBack(*peer, other, 3'000'000);
-  EXPECT_LT(MostMemoryOf(server.pid()), 20'000);
+  const std::string bytes = RandomBytes(100'000);
+  std::thread sender([&] { other.Send(bytes); });
+  EXPECT_TRUE(other.Get(bytes.size()) == bytes);
+  sender.join();
+  EXPECT_LT(MostMemoryOf(server.pid()), 12'000);
 }
 
 // A pipe that is read once everything else is done.
@@ -193,6 +199,50 @@ TEST(ListenPeersTest, AReaderThatSleepsHoldsUpOnlyThePeerThatFloods) {
   }
 }
 
+// Returns the last line.
+std::string LastLine(const std::string& text) {
+  const std::size_t before = text.rfind('\n', text.size() - 2);
+  return text.substr(before + 1);
+}
+
+constexpr char kTimedOut[] =
+    R"(\{"event":"error","time":"[^"]*","status":28,"message":"timed out .*"\})"
+    "\n";
+
+// Sends until the server ends.
+void Flood(const Peer& peer) {
+  const std::string bytes(30'000, 'x');
+  while (send(peer.socket(), bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0) {
+  }
+}
+
+TEST(ListenPeersTest, TheTimeLimitIsTheLastEventOfAFlood) {
+  const TempFolder folder;
+  const std::string path = folder.File("output", "");
+  Server server({"-view", "json", "-timeout", "500ms"}, "",
+                {.output_path = path});
+  const Peer peer(server);
+  Flood(peer);
+  EXPECT_EQ(server.Wait().status, 28);
+  EXPECT_THAT(LastLine(internal::ReadFile(path)), MatchesRegex(kTimedOut));
+}
+
+// Its reader begins once the failure is logged.
+TEST(ListenPeersTest, TheTimeLimitIsTheLastEventForAReaderThatIsLate) {
+  const TempFolder folder;
+  const std::string log = folder.path() + "/log";
+  const LateReader reader;
+  Server server({"-view", "json", "-timeout", "500ms", "-log", log}, "",
+                {.output_path = reader.path()});
+  const Peer peer(server);
+  std::thread flood([&] { Flood(peer); });
+  while (internal::ReadFile(log).find("] failed: ") == std::string::npos)
+    std::this_thread::yield();
+  EXPECT_THAT(LastLine(reader.ReadAll()), MatchesRegex(kTimedOut));
+  EXPECT_EQ(server.Wait().status, 28);
+  flood.join();
+}
+
 TEST(ListenPeersTest, AtItsEndItWaitsForTheReader) {
   Server server(Words{"-timeout", "2"}, "", {.output_is_stuck = true});
   Peer peer(server);
@@ -241,10 +291,11 @@ TEST(ListenPeersTest, AResetWhileTheEchoWaitsEndsNobodyElse) {
   EXPECT_EQ(outcome.status, 0);
 }
 
-// Descriptors suffice for one connection: 0 to 3 are the streams, 4 listens.
+// Descriptors suffice for one connection: 0 to 3 are the streams, 4 listens,
+// and 5 is the timer.
 TEST(ListenPeersTest, WithoutADescriptorAPeerWaitsForAnotherToEnd) {
   if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more descriptors";
-  Server server(Words{"-echo", "-count", "3"} + kForever, "ulimit -n 6; ");
+  Server server(Words{"-echo", "-count", "3"} + kForever, "ulimit -n 7; ");
   Peer first(server);
   EXPECT_EQ(first.Echoed("1"), "1");
   Peer second(server);
@@ -266,7 +317,7 @@ TEST(ListenPeersTest, WithoutADescriptorAPeerWaitsForAnotherToEnd) {
 
 TEST(ListenPeersTest, WithoutADescriptorForTheOnlyPeerItFails) {
   if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more descriptors";
-  Server server(kForever, "ulimit -n 5; ");
+  Server server(kForever, "ulimit -n 6; ");
   const Peer peer(server);
   const Outcome outcome = server.Wait();
   EXPECT_EQ(outcome.status, 56);

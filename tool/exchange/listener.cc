@@ -20,9 +20,12 @@ namespace {
 
 constexpr std::size_t kBufferSize = 65536;
 
-// How much is read of one peer, and of all of them, before it is sent back.
-constexpr std::size_t kMostWaiting = 65536;
-constexpr std::size_t kMostWaitingInAll = std::size_t{4} << 20U;
+// How much of what is received may wait to be sent back: of one peer; of all
+// of them, who share it; and of each of them even if nothing is left to share,
+// so that peers that do not read their echo starve nobody.
+constexpr std::size_t kMaxWaiting = std::size_t{64} << 10;
+constexpr std::size_t kShared = std::size_t{3} << 20;
+constexpr std::size_t kLeastWaiting = std::size_t{1} << 10;
 
 [[noreturn]] void Fail(int error) {
   throw std::system_error(error, std::generic_category());
@@ -92,12 +95,13 @@ bool IsTransient(int error) { return error == EAGAIN || error == EINTR; }
 // One connection, which it serves as far as that is possible without waiting.
 class Listener::Connection {
  public:
-  Connection(int socket, std::string name, const ListenerSettings& settings)
+  Connection(int socket, std::string name, Listener& listener)
       : socket_(socket),
+        listener_(listener),
         peer_{.name = std::move(name)},
-        reply_(settings.reply),
-        echoes_(settings.echo),
-        left_(settings.bytes) {}
+        reply_left_(listener.settings_.reply.size()),
+        echoes_(listener.settings_.echo),
+        left_(listener.settings_.bytes) {}
 
   const PeerAccount& peer() const { return peer_; }
   int error() const { return error_; }
@@ -112,10 +116,7 @@ class Listener::Connection {
 
   // Leaves out a connection that waits for nothing: if it were broken, poll()
   // would return at once, again and again.
-  //
-  // @param most how much may wait to be sent back
-  pollfd Wait(ListenerEvents& events, std::size_t most) {
-    most_waiting_ = most;
+  pollfd Wait(ListenerEvents& events) const {
     const int awaited =
         (Reads(events) ? POLLIN : 0) | (Writes(events) ? POLLOUT : 0);
     return {.fd = awaited == 0 ? -1 : socket_.number(),
@@ -125,11 +126,11 @@ class Listener::Connection {
 
   void Serve(int happened, std::vector<char>& buffer, ListenerEvents& events) {
     if ((happened & ~POLLOUT) != 0 && Reads(events)) Read(buffer, events);
-    if (Writes(events)) Write(events);
+    if (Writes(events)) Write(buffer, events);
   }
 
  private:
-  bool HasWaiting() const { return !reply_.empty() || !echo_.empty(); }
+  bool HasWaiting() const { return reply_left_ > 0 || !echo_.empty(); }
 
   bool Writes(ListenerEvents& events) const {
     return HasWaiting() && events.TakesSent(peer_);
@@ -138,14 +139,19 @@ class Listener::Connection {
   // The reply is not copied, so it may wait without being counted: its peer may
   // send all it has before it reads.
   bool Reads(ListenerEvents& events) const {
-    return left_ > 0 && echo_.size() < most_waiting_ &&
-           events.TakesReceived(peer_);
+    return left_ > 0 && Room() > 0 && events.TakesReceived(peer_);
+  }
+
+  // Returns how much may be received.
+  std::size_t Room() const {
+    if (!echoes_) return kBufferSize;
+    const std::size_t most = listener_.MostWaiting(echo_.size());
+    return most - std::min(most, echo_.size());
   }
 
   void Read(std::vector<char>& buffer, ListenerEvents& events) {
-    const ssize_t got =
-        recv(socket_.number(), buffer.data(),
-             std::min({buffer.size(), left_, most_waiting_ - echo_.size()}), 0);
+    const ssize_t got = recv(socket_.number(), buffer.data(),
+                             std::min({buffer.size(), left_, Room()}), 0);
     if (got > 0)
       return Take({buffer.data(), static_cast<std::size_t>(got)}, events);
     if (got == -1 && IsTransient(errno)) return;
@@ -156,16 +162,34 @@ class Listener::Connection {
   void Take(std::string_view bytes, ListenerEvents& events) {
     if (left_ != ListenerSettings::kUnlimited) left_ -= bytes.size();
     peer_.received += bytes.size();
-    if (echoes_) echo_ += bytes;
     events.Received(peer_, bytes);
+    if (echoes_) Echo(bytes, events);
+  }
+
+  // Keeps only what the system does not take.
+  void Echo(std::string_view bytes, ListenerEvents& events) {
+    if (!HasWaiting() && events.TakesSent(peer_))
+      bytes.remove_prefix(Sent(bytes, events));
+    if (echoes_) Keep(bytes);
+  }
+
+  void Keep(std::string_view bytes) {
+    echo_ += bytes;
+    listener_.waiting_ += bytes.size();
+  }
+
+  // Also gives the memory back, so that it is in proportion to what waits.
+  void Forget(std::size_t count) {
+    echo_.erase(0, count);
+    listener_.waiting_ -= count;
+    if (echo_.size() < echo_.capacity() / 2) echo_.shrink_to_fit();
   }
 
   // Once per turn, so that a peer that reads fast leaves the others theirs.
-  void Write(ListenerEvents& events) {
-    if (reply_.empty())
-      echo_.erase(0, Sent(echo_, events));
-    else
-      reply_.remove_prefix(Sent(reply_.substr(0, kBufferSize), events));
+  void Write(std::vector<char>& buffer, ListenerEvents& events) {
+    if (reply_left_ == 0) return Forget(Sent(echo_, events));
+    const Reply& reply = listener_.settings_.reply;
+    reply_left_ -= Sent(reply.From(reply.size() - reply_left_, buffer), events);
   }
 
   // Returns how many bytes were sent; none of them wait after a failure.
@@ -186,17 +210,17 @@ class Listener::Connection {
   // The peer must see the end too if only this side has failed.
   void Break(int error) {
     if (error_ == 0) error_ = error == EPIPE ? ECONNRESET : error;
-    reply_ = {};
-    echo_.clear();
+    reply_left_ = 0;
+    Forget(echo_.size());
     echoes_ = false;
     shutdown(socket_.number(), SHUT_WR);
   }
 
   const Descriptor socket_;
+  Listener& listener_;
   PeerAccount peer_;
-  std::string_view reply_;                   // What of it is not sent yet.
-  std::string echo_;                         // Received, and not sent back yet.
-  std::size_t most_waiting_ = kMostWaiting;  // Of that.
+  std::uint64_t reply_left_;  // Bytes of the reply to send.
+  std::string echo_;          // Received, and not sent back yet.
   bool echoes_;
   std::size_t left_;  // Bytes to receive; 0 also after the peer's end.
   int error_ = 0;
@@ -210,7 +234,7 @@ Listener::Listener(in_addr address, int port, ListenerSettings settings)
 
 Listener::~Listener() = default;
 
-void Listener::Serve(ListenerEvents& events, int stop) {
+bool Listener::Serve(ListenerEvents& events, int stop) {
   std::vector<pollfd> waits;
   while (socket_ || !connections_.empty()) {
     waits = {{.fd = stop, .events = POLLIN, .revents = 0},
@@ -219,13 +243,11 @@ void Listener::Serve(ListenerEvents& events, int stop) {
               .events = POLLIN,
               .revents = 0}};
     const std::size_t before = waits.size();
-    const std::size_t most = std::clamp<std::size_t>(
-        kMostWaitingInAll / (connections_.size() + 1), 1, kMostWaiting);
     for (const auto& connection : connections_)
-      waits.push_back(connection->Wait(events, most));
+      waits.push_back(connection->Wait(events));
     while (poll(waits.data(), waits.size(), -1) == -1)
       if (errno != EINTR) Fail(errno);
-    if (waits[0].revents != 0) return;
+    if (waits[0].revents != 0) return false;
     if (waits[1].revents != 0) events.OutletIsReady();
     if (waits[2].revents != 0) Accept(events);
     for (std::size_t i = before; i < waits.size(); ++i)
@@ -233,12 +255,23 @@ void Listener::Serve(ListenerEvents& events, int stop) {
         connections_[i - before]->Serve(waits[i].revents, buffer_, events);
     RemoveEnded(events);
   }
+  return true;
 }
 
 void Listener::Abandon() {
   Close();
   for (const auto& connection : connections_) connection->Reset();
   connections_.clear();
+  waiting_ = 0;
+}
+
+// Each peer has an equal share, as far as the others leave it that. Those that
+// came first, when there were fewer, may have more.
+std::size_t Listener::MostWaiting(std::size_t own) const {
+  const std::size_t share =
+      std::min(kShared / connections_.size(), kMaxWaiting);
+  const std::size_t left = kShared - std::min(kShared, waiting_);
+  return std::max(std::min(share, own + left), kLeastWaiting);
 }
 
 void Listener::Accept(ListenerEvents& events) {
@@ -248,7 +281,7 @@ void Listener::Accept(ListenerEvents& events) {
                              SOCK_CLOEXEC | SOCK_NONBLOCK);
   if (socket == -1) return PassOver(errno, events);
   connections_.push_back(
-      std::make_unique<Connection>(socket, NameOf(address), settings_));
+      std::make_unique<Connection>(socket, NameOf(address), *this));
   if (++accepted_ == settings_.count) Close();
   events.Connected(connections_.back()->peer());
 }

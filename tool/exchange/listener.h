@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "tool/base/descriptor.h"
+#include "tool/exchange/reply.h"
 
 namespace fairlead::tool {
 
@@ -21,7 +22,7 @@ namespace fairlead::tool {
 struct ListenerSettings {
   static constexpr auto kUnlimited = std::numeric_limits<std::size_t>::max();
 
-  std::string reply = {};          ///< Sent to each peer once it connects.
+  Reply reply = {};                ///< Sent to each peer once it connects.
   bool echo = false;               ///< Whether each peer is sent what it sends.
   std::size_t bytes = kUnlimited;  ///< To receive from each peer, which is then
                                    ///< disconnected.
@@ -76,9 +77,12 @@ class ListenerEvents {
 /// the events do.
 ///
 /// A connection ends when it breaks, or when everything has been sent and the
-/// peer has closed its sending half or sent all the bytes of the settings. From
-/// a peer that does not read its echo, no more is read while 64 KiB of it wait,
-/// so a peer costs at most 128 KiB of memory.
+/// peer has closed its sending half or sent all the bytes of the settings.
+///
+/// @par Cost
+/// A peer that does not read its echo is not read either while 64 KiB of it
+/// wait, or less if there are many: all peers together share 3 MiB, and each
+/// has 1 KiB in any case. What waits takes at most twice its memory.
 class Listener {
  public:
   /// Listens. The system completes connections even before Serve().
@@ -95,9 +99,11 @@ class Listener {
   /// Serves until the last of the settings' connections has ended.
   ///
   /// @param stop a descriptor that ends this when it becomes readable, or -1
+  /// @return false if `stop` has ended this
   /// @throws std::system_error if the system fails, or lacks descriptors or
   ///     memory for the only connection
-  void Serve(ListenerEvents& events, int stop);
+  /// @throws Failure with kCannotRead if the reply cannot be read
+  bool Serve(ListenerEvents& events, int stop);
 
   /// Resets the connections that are not accepted yet, and refuses others.
   void Close() { socket_.reset(); }
@@ -115,6 +121,7 @@ class Listener {
   void Accept(ListenerEvents& events);
   void PassOver(int error, ListenerEvents& events);
   void RemoveEnded(ListenerEvents& events);
+  std::size_t MostWaiting(std::size_t own) const;
 
   const ListenerSettings settings_;
   std::optional<Descriptor> socket_;  // Empty when no more are accepted.
@@ -124,6 +131,7 @@ class Listener {
   bool exhaustion_is_reported_ = false;
   std::vector<std::unique_ptr<Connection>> connections_;
   std::vector<char> buffer_;  // For what is received.
+  std::size_t waiting_ = 0;   // Bytes to send back, of all peers.
 };
 
 }  // namespace fairlead::tool

@@ -11,8 +11,6 @@
 
 namespace fairlead::tool {
 
-/// In milliseconds, up to a year.
-inline constexpr Range kTimeRange = {.least = 1, .most = 31'536'000'000};
 inline constexpr Range kCountRange = {.least = 1, .most = INT_MAX};
 
 inline constexpr Parameter kHost = {
@@ -214,7 +212,7 @@ inline constexpr Parameter kVerbose = {
     .name = "verbose",
     .kind = Kind::kSwitch,
     .group = Group::kOutput,
-    .help = "tell each step on standard error"};
+    .help = "report each step on standard error"};
 
 /// What ReadSettings() reads.
 inline constexpr auto kExchangeUses = Uses(

@@ -13,7 +13,7 @@
 namespace fairlead::tool {
 namespace {
 
-constexpr std::size_t kMostShown = std::size_t{256} << 10;
+constexpr std::size_t kMaxFrameShown = std::size_t{256} << 10;
 
 // A message that AES encrypts is padded, so each frame begins a block.
 std::size_t BlockOf(const ReceptionSettings& settings) {
@@ -114,11 +114,11 @@ void Reception::CheckFrame() const {
     throw Failure(kReceivingFailed,
                   Concat("receiving failed: the prefix of a frame is ",
                          frames_->number(), ", which is less than -prefixadd"));
-  if (!display_.IsRaw() && frames_->length() > kMostShown)
+  if (!display_.IsRaw() && frames_->length() > kMaxFrameShown)
     throw Failure(
         kReceivingFailed,
         Concat("receiving failed: a frame has ", frames_->length(),
-               " bytes; only -view raw shows more than ", kMostShown));
+               " bytes; only -view raw shows more than ", kMaxFrameShown));
 }
 
 // The reader of our output sees the end, though there is input left to send. At

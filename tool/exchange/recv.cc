@@ -6,7 +6,7 @@
 #include "tool/exchange/exchange_plan.h"
 #include "tool/exchange/exchange_runner.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::recv_command {
 namespace {
 
 constexpr Parameter kReconnect = {
@@ -14,12 +14,8 @@ constexpr Parameter kReconnect = {
     .kind = Kind::kSwitch,
     .group = Group::kHowLong,
     .help =
-        "whenever the peer closes or resets the connection, or has vanished "
-        "and answers nothing for a minute, connect again "
-        "after the time of -retrydelay; -timeout is then for all connections "
-        "together, and neither it nor -idle has a default; -idle ends a "
-        "connection that is silent, and, between connections, the wait for "
-        "another one once nothing has come for that time"};
+        "reconnect after -retrydelay when the peer closes, resets or vanishes; "
+        "-timeout then covers all connections; it and -idle have no default"};
 
 constexpr auto kUses = Uses(
     kServerUses, kOptionalCipherUses, kPrefixUses, kExchangeUses, kLogUses,
@@ -31,18 +27,19 @@ ExitStatus Recv(const Arguments<kUses>& arguments, const Output& output) {
   ExchangePlan plan(arguments);
   plan.settings.reception.prefix = PrefixOf(arguments);
   if (arguments.Has(kReconnect)) plan.Reconnect();
-  return RunExchange(plan, output, {.greeting = "fairlead at your service\r\n"},
-                     [&plan](Conversation& conversation, TimeLimit&) {
-                       conversation.Connect();
-                       conversation.Converse("", "");
-                       conversation.Close();
-                       if (plan.reconnects && conversation.PeerHasLeft()) {
-                         conversation.ReportCut();
-                         return true;
-                       }
-                       conversation.CheckOutcome();
-                       return false;
-                     });
+  return RunExchange(
+      plan, output, {.greeting = "fairlead at your service\r\n"},
+      [&plan](Conversation& conversation, TimeLimit&) {
+        conversation.Connect();
+        conversation.Converse("", "");
+        conversation.Close();
+        if (plan.reconnects && conversation.outcome().PeerHasLeft()) {
+          conversation.ReportCut();
+          return true;
+        }
+        conversation.CheckOutcome();
+        return false;
+      });
 }
 
 constexpr auto kExamples = std::to_array<Example>({
@@ -85,6 +82,9 @@ constexpr auto kStatuses = std::to_array<Status>({
 });
 
 }  // namespace
+}  // namespace fairlead::tool::recv_command
+
+namespace fairlead::tool {
 
 constinit const Command kRecvCommand = {
     .name = "recv",
@@ -93,24 +93,30 @@ constinit const Command kRecvCommand = {
         "Resolves the name, connects to the first of its addresses that "
         "answers, prints what is received to standard output or to the "
         "file of -out, and closes. Sends nothing. Prints nothing else: "
-        "-verbose tells the steps. Stops when the server closes, when it "
-        "has sent nothing for the time of -idle, or when -messages, "
-        "-bytes, -lines or -until is met; at once when the text of -expect or "
-        "-reject comes. What was met counts, also if the server then resets "
-        "the connection; a reset before that is status 56. A received message "
-        "is never cut, except a frame in which the text of -expect or -reject "
-        "comes. Each attempt of -retry and each run of -repeat looks "
-        "the name up and connects anew; -retry does not go on after status "
-        "28 once something was received. With -reconnect, -messages, -bytes "
-        "and -lines count what all connections receive; a text, a frame and a "
-        "cipher begin anew on each. A frame, or a block of AES, that the end "
-        "of a connection cuts is reported at once, and at the end the status "
-        "is 18 or 56, unless -expect or -reject decides. "
-        "Only the first connection must be made, and 'recv' ends when a "
+        "-verbose reports the steps.\n"
+        "Stops when the server closes, when it has sent nothing for the time "
+        "of -idle, or when -messages, -bytes, -lines or -until is met; at once "
+        "when the text of -expect or -reject comes. What was met counts, also "
+        "if the server then resets the connection; a reset before that is "
+        "status 56. A received message is never cut, except a frame in which "
+        "the text of -expect or -reject comes.\n"
+        "With -prefix, the status is 18 if a frame is cut, and 52 if nothing "
+        "comes. A view other than raw shows frames of up to 256 KiB.\n"
+        "Each attempt of -retry and each run of -repeat looks the name up and "
+        "connects anew; -retry does not go on after status 28 once something "
+        "was received.\n"
+        "With -reconnect, a peer has vanished if it answers nothing for a "
+        "minute. -messages, -bytes and -lines count what all connections "
+        "receive; a text, a frame and a cipher begin anew on each. A frame, or "
+        "a block of AES, that the end of a connection cuts is reported at "
+        "once, and at the end the status is 18 or 56, unless -expect or "
+        "-reject decides. -idle ends a connection that is silent, and, between "
+        "connections, the wait for another one once nothing has come for that "
+        "time. Only the first connection must be made, and 'recv' ends when a "
         "rule is met, at the time of -timeout or -idle, or by a signal.",
-    .action = ActionOf<kUses, Recv>(),
-    .examples = kExamples,
-    .statuses = kStatuses,
+    .action = ActionOf<recv_command::kUses, recv_command::Recv>(),
+    .examples = recv_command::kExamples,
+    .statuses = recv_command::kStatuses,
 };
 
 }  // namespace fairlead::tool

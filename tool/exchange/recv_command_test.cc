@@ -156,5 +156,21 @@ TEST(RecvCommandTest, WithoutAThreadNoConnectionIsMade) {
   }
 }
 
+TEST(RecvCommandTest, AThreadThatCannotStartIsAnEvent) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  for (const Words& command :
+       {Words{"recv", "-demo"}, Words{"send", "-demo", "-text", "x"},
+        Words{"listen", "-port", "0"}}) {
+    const Outcome outcome = RunProgram(
+        {.arguments = WithFault("clone3:error=EAGAIN") +
+                      (Words{Program()} + command) + Words{"-view", "json"},
+         .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+         .program = "strace"});
+    EXPECT_THAT(outcome.output, HasSubstr(R"("event":"error")"));
+    EXPECT_THAT(outcome.output, HasSubstr("cannot start a thread: "));
+    EXPECT_EQ(outcome.status, 7);
+  }
+}
+
 }  // namespace
 }  // namespace fairlead::tool::recv_command_test

@@ -2,9 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
+#include <cstdint>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -29,6 +33,18 @@ void SendNumber(int connection, int number) {
     Reset(connection);
   else
     SendAll(connection, std::to_string(number) + "\n");
+}
+
+// Returns a socket that has begun to connect to the loopback port.
+int BeginConnection(int port) {
+  const int begun =
+      socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  connect(begun, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  return begun;
 }
 
 // The answers of the connections, one after the other; the last one waits.
@@ -211,6 +227,47 @@ TEST(RecvReconnectTest, TheTimeOfIdleEndsTheWaitForAServerThatIsGone) {
       Fairlead(Words{"recv", "-host", "127.0.0.1", "-port",
                      std::to_string(port), "-idle", "300ms", "-timeout", "30"} +
                kAgain);
+  EXPECT_EQ(outcome.output, "a");
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+// Its backlog is full: the system neither takes nor refuses a connection.
+TEST(RecvReconnectTest, TheTimeOfIdleEndsAConnectionThatIsNotMade) {
+  const int listener = ListenOnLoopback(0);
+  const int port = PortOf(listener);
+  std::array<int, 3> waiting{};
+  std::thread server([&] {
+    const int connection = accept(listener, nullptr, nullptr);
+    for (int& other : waiting) other = BeginConnection(port);
+    SendAll(connection, "a");
+    close(connection);
+  });
+  const Outcome outcome =
+      Fairlead(Words{"recv", "-host", "127.0.0.1", "-port",
+                     std::to_string(port), "-idle", "500ms", "-verbose"} +
+               kAgain);
+  server.join();
+  for (const int other : waiting) close(other);
+  close(listener);
+  EXPECT_EQ(outcome.output, "a");
+  EXPECT_THAT(outcome.error, HasSubstr("Connection timed out"));
+  EXPECT_THAT(outcome.error, EndsWith("the peer was silent for 500 ms\n"));
+  EXPECT_EQ(outcome.status, 0);
+}
+
+// The second connection is made shortly before the end of that time: if it had
+// the whole of it again, the third byte would still be received.
+TEST(RecvReconnectTest, TheTimeOfIdleGoesOnOverTheNextConnection) {
+  SerialServer server([](int connection, int number) {
+    SendAll(connection, number == 1 ? "a" : "");
+    if (number == 1) return;
+    usleep(900'000);
+    send(connection, "b", 1, MSG_NOSIGNAL);
+  });
+  const Outcome outcome =
+      Fairlead(server.Arguments("recv") +
+               Words{"-reconnect", "-retrydelay", "700ms", "-idle", "1"});
   EXPECT_EQ(outcome.output, "a");
   EXPECT_EQ(outcome.error, "");
   EXPECT_EQ(outcome.status, 0);

@@ -8,11 +8,11 @@
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/command/command_table.h"
-#include "tool/exchange/conversation.h"
+#include "tool/exchange/outcome.h"
 #include "tool/exchange/parameters.h"
 #include "tool/exchange/time_limit.h"
 
-namespace fairlead::tool::resolving {
+namespace fairlead::tool::resolve {
 namespace {
 
 constexpr Parameter kTimeout = {.name = "timeout",
@@ -59,7 +59,7 @@ constexpr auto kStatuses = std::to_array<Status>({
 });
 
 }  // namespace
-}  // namespace fairlead::tool::resolving
+}  // namespace fairlead::tool::resolve
 
 namespace fairlead::tool {
 
@@ -68,9 +68,9 @@ constinit const Command kResolveCommand = {
     .summary = "print the IPv4 addresses of a name",
     .description =
         "Prints one address per line, in the order of the system's resolver.",
-    .action = ActionOf<resolving::kUses, resolving::Resolve>(),
-    .examples = resolving::kExamples,
-    .statuses = resolving::kStatuses,
+    .action = ActionOf<resolve::kUses, resolve::Resolve>(),
+    .examples = resolve::kExamples,
+    .statuses = resolve::kStatuses,
 };
 
 }  // namespace fairlead::tool

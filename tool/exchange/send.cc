@@ -1,9 +1,10 @@
 // The command `send`: a body to a server, and the server's reply.
 
+#include <unistd.h>
+
 #include <array>
 #include <exception>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -23,22 +24,8 @@
 #include "tool/exchange/listener.h"
 #include "tool/io/read_file.h"
 
-namespace fairlead::tool {
+namespace fairlead::tool::send_command {
 namespace {
-
-enum class HalfClose { kOn, kOff };
-
-constexpr auto kHalfCloses =
-    std::to_array<Choice>({{HalfClose::kOn, "on"}, {HalfClose::kOff, "off"}});
-
-constexpr Parameter kHalfclose = {
-    .name = "halfclose",
-    .kind = Kind::kChoice,
-    .group = Group::kWhat,
-    .help =
-        "close the sending direction after the body, so that the server sees "
-        "its end; the default is on with -stdin and -demo, else off",
-    .choices = kHalfCloses};
 
 constexpr auto kUses =
     Uses(kServerUses, kBodyUses, Optional(kHalfclose), kOptionalCipherUses,
@@ -56,18 +43,13 @@ class SendPlan {
                      IsReadOnce(arguments.Text(kFile).c_str())),
         only_connects(arguments.Has(kNone)),
         script(arguments.Text(kScript)) {
-    CheckAlone(arguments);
     exchange.CheckIsOnlyRead(kFile, arguments.Text(kFile));
     exchange.CheckIsOnlyRead(kScript, script);
-    if (arguments.Has(kStdin)) exchange.CheckInputIsOnlyRead(kStdin);
-    if (is_read_once && exchange.repeats)
-      throw Failure(
-          kWrongUsage,
-          Concat("-repeat cannot be combined with ",
-                 arguments.Has(kStdin)
-                     ? "-stdin"
-                     : Concat("-file ", Quoted(arguments.Text(kFile))),
-                 ", which can be read only once; use a regular file"));
+    if (arguments.Has(kStdin)) {
+      exchange.CheckInputIsOnlyRead(kStdin);
+      if (isatty(STDIN_FILENO) == 1) exchange.AwaitUser();
+    }
+    if (is_read_once && exchange.repeats) FailToRepeat(arguments);
     exchange.settings.reception.prefix = body.prefix;
     exchange.settings.input_is_unique = is_read_once && body.IsStreamed(0);
     exchange.settings.half_close =
@@ -90,28 +72,13 @@ class SendPlan {
   }
 
  private:
-  using Listed = Arguments<kUses>::Listed;
-
-  // A script decides itself what is sent and when enough was received. Without
-  // a body, nothing is.
-  static void CheckAlone(const Arguments<kUses>& arguments) {
-    constexpr auto kOthers =
-        std::to_array<Listed>({kSum, kPascal, kPrefix, kHalfclose, kMessages,
-                               kBytes, kLines, kUntil, kExpect, kReject});
-    constexpr auto kMoreThanNone =
-        std::to_array<Listed>({kEol, kChanges, kAes, kRc4, kCipher, kLogdata});
-    Refuse(arguments, kScript, kOthers);
-    Refuse(arguments, kNone, kOthers);
-    Refuse(arguments, kNone, kMoreThanNone);
-  }
-
-  static void Refuse(const Arguments<kUses>& arguments, Listed one,
-                     std::span<const Listed> others) {
-    if (!arguments.Has(one)) return;
-    for (const Listed other : others)
-      if (arguments.Has(other))
-        throw Failure(kWrongUsage, Concat("-", one->name, " and -", other->name,
-                                          " cannot be combined"));
+  [[noreturn]] static void FailToRepeat(const Arguments<kUses>& arguments) {
+    throw Failure(kWrongUsage,
+                  Concat("-repeat cannot be combined with ",
+                         arguments.Has(kStdin)
+                             ? "-stdin"
+                             : Concat("-file ", Quoted(arguments.Text(kFile))),
+                         ", which can be read only once; use a regular file"));
   }
 };
 
@@ -130,6 +97,8 @@ std::string WhyNot(const BodyStream& stream) {
   }
 }
 
+// A user who has seen enough has nothing more to type. Other inputs are sent to
+// their end, whenever it comes.
 void SendStream(const SendPlan& plan, Conversation& conversation,
                 const Input& file) {
   BodyStream stream(plan.body, file, plan.settings().reception.cipher,
@@ -139,9 +108,9 @@ void SendStream(const SendPlan& plan, Conversation& conversation,
   conversation.Connect();
   const ExchangeInput input = {
       .descriptor = file.descriptor(),
-      .filter = [&](std::string_view bytes, bool at_end) {
-        return stream.Take(bytes, at_end);
-      }};
+      .filter = [&](std::string_view bytes,
+                    bool at_end) { return stream.Take(bytes, at_end); },
+      .await_end = isatty(file.descriptor()) != 1};
   conversation.Converse(input, file.name(), stream.sent_size());
   conversation.Close(WhyNot(stream));
   stream.Check();
@@ -290,6 +259,9 @@ constexpr auto kStatuses = std::to_array<Status>({
 });
 
 }  // namespace
+}  // namespace fairlead::tool::send_command
+
+namespace fairlead::tool {
 
 constinit const Command kSendCommand = {
     .name = "send",
@@ -297,46 +269,54 @@ constinit const Command kSendCommand = {
     .description =
         "Resolves the name, connects to the first of its addresses that "
         "answers, sends the body, prints the reply to standard output, and "
-        "closes. Prints nothing else: -verbose tells the steps. Stops when the "
-        "server closes, when nothing passes for the time of -idle, or when "
-        "-messages, -bytes, -lines or -until is met and all is sent; at once "
-        "when the text of -expect or -reject comes. What was met counts, also "
-        "if the server then resets the connection and takes no more: -verbose "
-        "reports how much was sent. A reset before that is status 56. "
-        "A received message is never cut, except a frame in which the text of "
-        "-expect or -reject comes. A file and standard input are sent "
-        "while they are read, and what comes meanwhile is printed. With "
-        "-prefix or -pascal, all of it is one message: what is not a regular "
-        "file is first read to its end, up to 1 MiB, so that nothing is sent "
-        "before. With -perline, a line is sent once it is read; with a length "
-        "before it, it has up to 1 MiB. Each "
-        "attempt of -retry and each run of -repeat looks the name up and "
+        "closes. Prints nothing else: -verbose reports the steps.\n"
+        "Stops when the server closes, when nothing passes for the time of "
+        "-idle, or when -messages, -bytes, -lines or -until is met and all is "
+        "sent; at once when the text of -expect or -reject comes. What was met "
+        "counts, also if the server then resets the connection and takes no "
+        "more: -verbose reports how much was sent. A reset before that is "
+        "status 56. A server that has not acknowledged everything sent by the "
+        "time of -idle is status 55. A received message is never cut, except a "
+        "frame in which the text of -expect or -reject comes.\n"
+        "A pipe is sent up to its end, also after the server has closed its "
+        "sending direction, and -idle does not count while it is quiet. At a "
+        "terminal, a rule that is met ends 'send' at once, as the server's end "
+        "does, and -timeout has no default.\n"
+        "A file and standard input are sent while they are read, and what "
+        "comes meanwhile is printed. With -prefix or -pascal, all of it is one "
+        "message: what is not a regular file is first read to its end, up to "
+        "1 MiB, so that nothing is sent before. With -perline, a line is sent "
+        "once it is read; with a length before it, it has up to 1 MiB.\n"
+        "With -prefix, the status is 18 if a frame is cut, and 52 if nothing "
+        "comes. A view other than raw shows frames of up to 256 KiB.\n"
+        "Each attempt of -retry and each run of -repeat looks the name up and "
         "connects anew. -retry repeats nothing that was printed or taken from "
-        "standard input: status 28 is then final. A cipher encrypts everything "
-        "sent, including -sum, -eol, -pascal and -prefix, and decrypts what is "
-        "received before it is counted and printed. AES pads the last block "
-        "sent with zero bytes; padding in replies is not removed, except after "
-        "a frame, and a reply that ends within a block is status 56. RC4 uses "
-        "the same key stream in both directions, so it hides nothing from "
-        "someone who reads both. No cipher detects a wrong key or modified "
-        "data. A script is a dialogue with one statement in each line; empty "
-        "lines and those that begin with '#' are skipped. 'send TEXT' sends "
-        "TEXT, with the escapes of -text, and the line end. 'sendhex DIGITS' "
-        "sends bytes without a line end. 'eol none|lf|crlf' sets the line end; "
-        "at first it is that of -eol, or lf. 'expect PREFIX' takes the next "
-        "line, which must begin with PREFIX. A PREFIX of three digits takes a "
-        "whole reply of SMTP or FTP: after '250-', every line up to one that "
-        "begins with '250' without a '-'. 'until TEXT' skips up to the end of "
-        "TEXT, with the same escapes. 'wait TIME' pauses. Each statement takes "
-        "up what the one before has left, even within a line, and everything "
-        "received is printed. AES pads each 'send'. After the last statement "
-        "the connection is closed. A reset by the server is status 56 while an "
-        "'expect', an 'until' or a 'wait' of more than 0 waits, and else "
-        "changes nothing: whether the server took what is sent last, only an "
-        "'expect' after it can show.",
-    .action = ActionOf<kUses, Send>(),
-    .examples = kExamples,
-    .statuses = kStatuses,
+        "standard input: status 28 is then final.\n"
+        "A cipher encrypts everything sent, including -sum, -eol, -pascal and "
+        "-prefix, and decrypts what is received before it is counted and "
+        "printed. AES pads the last block sent with zero bytes; padding in "
+        "replies is not removed, except after a frame, and a reply that ends "
+        "within a block is status 56. RC4 uses the same key stream in both "
+        "directions, so it hides nothing from someone who reads both. No "
+        "cipher detects a wrong key or modified data.\n"
+        "A script is a dialogue with one statement in each line; empty lines "
+        "and those that begin with '#' are skipped. 'send TEXT' sends TEXT, "
+        "with the escapes of -text, and the line end. 'sendhex DIGITS' sends "
+        "bytes without a line end. 'eol none|lf|crlf' sets the line end; at "
+        "first it is that of -eol, or lf. 'expect PREFIX' takes the next line, "
+        "which must begin with PREFIX. A PREFIX of three digits takes a whole "
+        "reply of SMTP or FTP: after '250-', every line up to one that begins "
+        "with '250' without a '-'. 'until TEXT' skips up to the end of TEXT, "
+        "with the same escapes. 'wait TIME' pauses.\n"
+        "Each statement takes up what the one before has left, even within a "
+        "line, and everything received is printed. AES pads each 'send'. After "
+        "the last statement the connection is closed. A reset by the server is "
+        "status 56 while an 'expect', an 'until' or a 'wait' of more than 0 "
+        "waits, and else changes nothing: whether the server took what is sent "
+        "last, only an 'expect' after it can show.",
+    .action = ActionOf<send_command::kUses, send_command::Send>(),
+    .examples = send_command::kExamples,
+    .statuses = send_command::kStatuses,
 };
 
 }  // namespace fairlead::tool

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -112,6 +113,68 @@ TEST(SendLargeTest, ResidentMemoryStaysBelow20Megabytes) {
     SCOPED_TRACE(testing::PrintToString(c.arguments));
     ExpectLittleMemory(c);
   }
+}
+
+// Greets, and sends lines for a while before it receives.
+Received TalkFirst(int connection, std::string_view greeting) {
+  SendAll(connection, greeting);
+  for (int i = 0; i < 15; ++i) {
+    send(connection, "a line\n", 7, MSG_NOSIGNAL);
+    usleep(20'000);
+  }
+  return ReceiveWhole(connection);
+}
+
+// The rule is met before the body has gone out, and what comes after a close
+// resets the connection.
+TEST(SendLargeTest, ABodyArrivesThoughTheServerGoesOnTalking) {
+  const TempFolder folder;
+  Received received;
+  ScriptedServer server(
+      [&](int connection) { received = TalkFirst(connection, "ok\n"); });
+  const Outcome outcome = Fairlead(
+      server.Arguments("send") +
+      Words{"-file", SparseFile(folder, 1'000'000), "-lines", "1"} + kForever);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(received.count, 1'000'000U);
+}
+
+// Likewise what a script sends last.
+TEST(SendLargeTest, TheEndOfAScriptArrivesThoughTheServerGoesOnTalking) {
+  const TempFolder folder;
+  Received received;
+  ScriptedServer server(
+      [&](int connection) { received = TalkFirst(connection, "220 hi\n"); });
+  const std::string script =
+      folder.File("script", "expect 220\nsend " + std::string(999'999, 'x'));
+  const Outcome outcome =
+      Fairlead(server.Arguments("send") + Words{"-script", script} + kForever);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(received.count, 1'000'000U);
+}
+
+TEST(SendLargeTest, ABodyThatTheServerDoesNotReadIsAFailureThoughARuleIsMet) {
+  const TempFolder folder;
+  std::promise<void> ended;
+  ScriptedServer server([&](int connection) {
+    SendAll(connection, "ok\n");
+    ended.get_future().wait();
+  });
+  const Words send =
+      server.Arguments("send") + Words{"-file",  SparseFile(folder, 1'000'000),
+                                       "-lines", "1",
+                                       "-idle",  "500ms",
+                                       "-view",  "json"};
+  const Outcome outcome = Fairlead(send);
+  ended.set_value();
+  EXPECT_EQ(outcome.status, 55);
+  EXPECT_THAT(outcome.error,
+              testing::MatchesRegex(
+                  "fairlead send: sending failed after [0-9]{1,6} of 1000000 "
+                  "bytes: the peer did not read for 500 ms\n"));
+  EXPECT_THAT(outcome.output, HasSubstr("\"closed\""));
 }
 
 // Has `change` change the file while it is sent as one frame. Returns how many

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "tool/exchange/exchange_log_testing.h"
+#include "tool/exchange/serial_server_testing.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool::send_log_test {
@@ -153,6 +154,28 @@ TEST_F(SendLogTest, LogsWhatFailed) {
   ScriptedServer mute([](int connection) { Receive(connection, 1); });
   EXPECT_EQ(last({"-host", "127.0.0.1", "-port", std::to_string(mute.port())}),
             "failed: nothing was answered: the peer closed");
+}
+
+// The peer takes only some of the line, which is longer than what the system
+// buffers, so that the reset comes within it.
+TEST_F(SendLogTest, ALineThatAResetCutsIsLoggedWithItsConnection) {
+  SerialServer server([](int connection, int) {
+    Receive(connection, 1000);
+    Reset(connection);
+  });
+  const std::string lines = folder_.File("lines", std::string(20 << 20, 'x'));
+  const Outcome outcome =
+      Fairlead(server.Arguments("send") +
+               Words{"-file", lines, "-perline", "-logdata", "text", "-repeat",
+                     "2", "-interval", "0"} +
+               Log() + kForever);
+  EXPECT_EQ(outcome.status, 56);
+  std::string order;
+  for (const std::string& event : Events())
+    for (const char* const kind : {"connected to", "sent data: ", "closed: "})
+      if (event.starts_with(kind)) order += kind;
+  EXPECT_EQ(order,
+            "connected tosent data: closed: connected tosent data: closed: ");
 }
 
 TEST_F(SendLogTest, LogsAFailedOutput) {

@@ -188,6 +188,31 @@ TEST_F(SendOutTest, AnErrorOfTheCloseIsReported) {
   EXPECT_THAT(internal::ReadFile(log), HasSubstr("] failed: cannot write '"));
 }
 
+// The file is closed twice: what it met is reported by either, and a signal
+// keeps neither from closing it.
+TEST_F(SendOutTest, EachCloseCounts) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  const auto send = [&](const std::string& fault) {
+    return RunProgram({.arguments = Words{"-P", path_} + WithFault(fault) +
+                                    Words{Program(), "send", "-demo", "-text",
+                                          "x", "-out", path_} +
+                                    kForever,
+                       .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+                       .program = "strace"});
+  };
+  for (const std::string close : {"1", "2"}) {
+    SCOPED_TRACE(close);
+    const Outcome failed = send("close:error=EIO:when=" + close);
+    EXPECT_EQ(failed.error, "fairlead send: cannot write '" + path_ +
+                                "': Input/output error\n");
+    EXPECT_EQ(failed.status, 23);
+    const Outcome interrupted = send("close:error=EINTR:when=" + close);
+    EXPECT_EQ(interrupted.error, "");
+    EXPECT_EQ(interrupted.status, 0);
+    EXPECT_EQ(Content(), "x");
+  }
+}
+
 TEST_F(SendOutTest, AnInputOfTheCommandIsNotOverwritten) {
   const std::string body = folder_.File("body", "precious");
   const Outcome same = Fairlead({"send", "-demo", "-file", body, "-out", body});
@@ -220,6 +245,25 @@ TEST_F(SendOutTest, AFileThatIsStandardInputIsNotOverwritten) {
     EXPECT_EQ(same.status, 2);
     EXPECT_EQ(internal::ReadFile(body), "precious");
   }
+}
+
+TEST_F(SendOutTest, OtherFilesThatExistAreWritten) {
+  File("old");
+  const std::string log = folder_.File("log", "older\n");
+  const std::string body = folder_.File("body", "new");
+  for (const Words& files :
+       {Words{"-out", path_, "-log", log}, Words{"-out", "/dev/null"},
+        Words{"-log", "/dev/null"}}) {
+    const Outcome outcome =
+        RunProgram({.arguments = Words{"-c", "exec \"$@\" <\"$0\"", body,
+                                       Program(), "send", "-demo", "-stdin"} +
+                                 files + kForever,
+                    .program = "/bin/sh"});
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_EQ(outcome.status, 0);
+  }
+  EXPECT_EQ(Content(), "new");
+  EXPECT_THAT(internal::ReadFile(log), testing::StartsWith("older\n"));
 }
 
 // Neither exists before: the names differ.

@@ -23,10 +23,8 @@
 namespace fairlead::tool {
 namespace {
 
-using Listed = Profile::Listed;
-
-constexpr std::array<Listed, 6> kKept = {kHost, kPort, kTimeout,
-                                         kIdle, kEol,  kView};
+constexpr std::array<Profile::Listed, 6> kKept = {kHost, kPort, kTimeout,
+                                                  kIdle, kEol,  kView};
 
 // Throws if no file can have the section.
 void CheckSection(const Arguments<kKeptUses>& arguments) {

@@ -1,14 +1,17 @@
 // The commands `send` and `recv` that repeat their exchange: -repeat, -changes.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 
 #include "tool/exchange/serial_server_testing.h"
 #include "tool/testing.h"
@@ -16,6 +19,7 @@
 namespace fairlead::tool::send_repeat_test {
 namespace {
 
+using std::string_literals::operator""s;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
@@ -119,18 +123,40 @@ TEST(SendRepeatTest, EachRunHasItsOwnTimeout) {
   EXPECT_EQ(outcome.status, 28);
 }
 
+// The log is a pipe that nobody reads until the limit has passed.
+TEST(SendRepeatTest, WhatIsPreparedTakesNoTimeFromARun) {
+  const TempFolder folder;
+  const std::string log = folder.path() + "/log";
+  ASSERT_EQ(mkfifo(log.c_str(), 0600), 0);
+  int reader = -1;  // Open to the end, so that what is logged fits.
+  std::thread opener([&] {
+    usleep(1'500'000);
+    reader = open(log.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  });
+  SerialServer server([](int connection, int) { SendAll(connection, "ok\n"); });
+  const Outcome outcome = Fairlead(
+      server.Arguments("recv") +
+      Words{"-repeat", "2", "-interval", "0", "-timeout", "1", "-log", log});
+  opener.join();
+  EXPECT_NE(reader, -1);
+  close(reader);
+  EXPECT_EQ(outcome.output, "ok\nok\n");
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
 // The peer has closed, and the rest of the pause is too long.
 TEST(SendRepeatTest, APauseThatIsTooLongFailsItsRunAlone) {
   const TempFolder folder;
   const std::string script = folder.File("script", "until hello\nwait 1d\n");
   SerialServer server(
       [](int connection, int) { SendAll(connection, "hello\n"); });
-  const Outcome outcome = Fairlead(
-      server.Arguments("send") + Words{"-script", script, "-repeat", "2",
-                                       "-interval", "0", "-timeout", "200ms"});
+  const Outcome outcome = Fairlead(server.Arguments("send") +
+                                   Words{"-script", script, "-repeat", "2",
+                                         "-interval", "0", "-timeout", "1"});
   EXPECT_EQ(outcome.output, "hello\nhello\n");
   const std::string line =
-      "fairlead send: timed out after 200 ms while waiting for the peer at " +
+      "fairlead send: timed out after 1 s while waiting for the peer at " +
       script + ":2; increase -timeout\n";
   EXPECT_EQ(outcome.error, line + line);
   EXPECT_EQ(outcome.status, 28);
@@ -145,11 +171,11 @@ TEST(SendRepeatTest, APeerThatNeverStopsFailsItsRunAlone) {
   });
   const Outcome outcome =
       RunProgram({.arguments = server.Arguments("recv") +
-                               Words{"-repeat", "20", "-interval", "0",
-                                     "-timeout", "20ms", "-view", "hex"},
+                               Words{"-repeat", "4", "-interval", "0",
+                                     "-timeout", "500ms", "-view", "hex"},
                   .output_path = "/dev/null"});
-  EXPECT_EQ(Count(outcome.error, "fairlead recv: timed out after 20 ms while "),
-            20U);
+  EXPECT_EQ(
+      Count(outcome.error, "fairlead recv: timed out after 500 ms while "), 4U);
   EXPECT_EQ(outcome.status, 28);
 }
 
@@ -161,10 +187,10 @@ TEST(SendRepeatTest, AnOutputThatBlocksEndsAllRuns) {
   });
   const Outcome outcome =
       RunProgram({.arguments = server.Arguments("recv") +
-                               Words{"-repeat", "3", "-timeout", "50ms"},
+                               Words{"-repeat", "3", "-timeout", "1s"},
                   .output_is_stuck = true});
   EXPECT_EQ(outcome.status, 28);
-  EXPECT_EQ(Count(outcome.error, "fairlead recv: timed out after 50 ms while "),
+  EXPECT_EQ(Count(outcome.error, "fairlead recv: timed out after 1 s while "),
             1U);
   EXPECT_EQ(server.count(), 1);
 }
@@ -232,6 +258,43 @@ TEST(SendRepeatTest, ChangesLogsAnAnswerOnlyIfItDiffers) {
   EXPECT_EQ(Count(events, "] received "), 2U) << events;
   EXPECT_THAT(events, HasSubstr("] received 3 bytes\n"));
   EXPECT_THAT(events, HasSubstr("] received 1 byte\n"));
+}
+
+// The prefix of the last frame is malformed.
+TEST(SendRepeatTest, ChangesPrintsAndLogsWhatAFailureCuts) {
+  const TempFolder folder;
+  const std::string log = folder.path() + "/log";
+  SerialServer server(
+      [](int connection, int) { SendAll(connection, "\6abc\6def\1"); });
+  const Outcome outcome = Fairlead(
+      server.Arguments("recv") +
+      Words{"-prefix", "u8", "-prefixadd", "3", "-repeat", "2", "-interval",
+            "0", "-changes", "-log", log, "-logdata", "text"} +
+      kForever);
+  EXPECT_EQ(outcome.output, "abcdefabcdef");
+  EXPECT_EQ(outcome.status, 56);
+  const std::string events = internal::ReadFile(log);
+  EXPECT_EQ(Count(events, "] received data: def\n"), 2U) << events;
+  EXPECT_EQ(Count(events, "] received 9 bytes\n"), 2U);
+  EXPECT_LT(events.find("] received 9 bytes"), events.find("] failed: "));
+}
+
+// What is cut cannot be printed either.
+TEST(SendRepeatTest, TheFailureThatCutsAnAnswerIsReported) {
+  SerialServer server([](int connection, int) {
+    SendAll(connection,
+            "\0\1\x11\x73"s + std::string(70'000, 'x') + "\0\0\0\0"s);
+  });
+  const Outcome outcome =
+      RunProgram({.arguments = server.Arguments("recv") +
+                               Words{"-prefix", "u32be", "-prefixadd", "3",
+                                     "-repeat", "1", "-changes"} +
+                               kForever,
+                  .output_path = "/dev/full"});
+  EXPECT_EQ(outcome.error,
+            "fairlead recv: receiving failed: the prefix of a frame is 0, "
+            "which is less than -prefixadd\n");
+  EXPECT_EQ(outcome.status, 56);
 }
 
 TEST(SendRepeatTest, ChangesHoldsOfEveryViewAndOfTheLoggedData) {

@@ -141,10 +141,10 @@ TEST_F(SendScriptTest, TheTimeLimitNamesTheStatement) {
   for (const char* const statement : {"expect x", "until x", "wait 1d"}) {
     ScriptedServer silent([](int connection) { ReceiveAll(connection); });
     const Outcome outcome = Run(silent, "send a\n"s + statement,
-                                {"-idle", "none", "-timeout", "100ms"});
+                                {"-idle", "none", "-timeout", "1"});
     EXPECT_EQ(outcome.status, 28);
     EXPECT_EQ(outcome.error,
-              "fairlead send: timed out after 100 ms while waiting for the "
+              "fairlead send: timed out after 1 s while waiting for the "
               "peer at " +
                   folder_.Path("script") + ":2; increase -timeout\n");
   }
@@ -153,12 +153,12 @@ TEST_F(SendScriptTest, TheTimeLimitNamesTheStatement) {
 // Nothing of the peer wakes the pause then.
 TEST_F(SendScriptTest, TheTimeLimitEndsAPauseAfterThePeerHasClosed) {
   ScriptedServer server([](int connection) { SendAll(connection, "bye\n"); });
-  const Outcome outcome = Run(server, "expect bye\nwait 1d\n",
-                              {"-idle", "none", "-timeout", "300ms"});
+  const Outcome outcome =
+      Run(server, "expect bye\nwait 1d\n", {"-idle", "none", "-timeout", "1"});
   EXPECT_EQ(outcome.status, 28);
   EXPECT_EQ(outcome.output, "bye\n");
   EXPECT_EQ(outcome.error,
-            "fairlead send: timed out after 300 ms while waiting for the peer "
+            "fairlead send: timed out after 1 s while waiting for the peer "
             "at " +
                 folder_.Path("script") + ":2; increase -timeout\n");
 }
@@ -301,6 +301,7 @@ TEST_F(SendScriptTest, DoesNotGoWithRulesOrBodies) {
                              {"-reject", "x"},
                              {"-sum", "5"},
                              {"-pascal"},
+                             {"-prefix", "u8"},
                              {"-halfclose", "off"}}) {
     const Outcome outcome =
         Fairlead(Words{"send", "-demo", "-script", File("send a")} + other);

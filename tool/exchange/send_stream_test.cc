@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
 #include <future>
 #include <string>
 #include <string_view>
@@ -221,28 +222,68 @@ TEST(SendStreamTest, AnswersComeAfterTheInputHasEnded) {
   EXPECT_EQ(streams.Wait(), 0);
 }
 
-// Neither a large body nor a flood is kept.
-TEST(SendStreamTest, MemoryIsBounded) {
-  if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more memory";
-  constexpr std::size_t kSize = 100'000'000;
-  const TempFolder folder;
-  const std::string path = folder.File("body", std::string(kSize, 'x'));
-  std::size_t received = 0;
+// The rule is met while the input has nothing to send.
+TEST(SendStreamTest, ARuleThatIsMetAwaitsTheEndOfTheInput) {
+  std::promise<std::string> received;
   ScriptedServer server([&](int connection) {
-    const std::string piece(1'000'000, 'y');
-    for (std::size_t i = 0; i < kSize / piece.size(); ++i) {
-      SendAll(connection, piece);
-      received += Receive(connection, piece.size()).size();
-    }
+    SendAll(connection, "220 hi\n");
+    received.set_value(ReceiveAll(connection));
+  });
+  Streams streams(server, {"-lines", "1"});
+  EXPECT_EQ(streams.Read(7), "220 hi\n");
+  usleep(100'000);
+  streams.Write("DA");
+  usleep(100'000);
+  streams.Write("TA");
+  streams.CloseInput();
+  EXPECT_EQ(streams.Wait(), 0);
+  EXPECT_EQ(received.get_future().get(), "DATA");
+}
+
+TEST(SendStreamTest, TheTimeoutEndsTheWaitForTheEndOfTheInput) {
+  ScriptedServer server([](int connection) {
+    SendAll(connection, "220 hi\n");
+    ReceiveAll(connection);
   });
   const Outcome outcome = RunProgram(
-      {.arguments = {"-c", "ulimit -v 400000; exec \"$0\" \"$@\" | wc -c",
-                     Program(), "send", "-host", "127.0.0.1", "-port",
-                     std::to_string(server.port()), "-file", path, "-bytes",
-                     std::to_string(kSize), "-timeout", "60"},
-       .program = "/bin/sh"});
-  EXPECT_EQ(outcome.output, "100000000\n") << outcome.error;
-  EXPECT_EQ(outcome.status, 0);
+      {.arguments = server.Arguments("send") +
+                    Words{"-stdin", "-lines", "1", "-timeout", "500ms"},
+       .input_stays_open = true});
+  EXPECT_EQ(outcome.output, "220 hi\n");
+  EXPECT_EQ(outcome.status, 28);
+}
+
+// Neither a large body nor a flood is kept. The last byte of the answer waits
+// until the memory is measured.
+TEST(SendStreamTest, MemoryIsBounded) {
+  if (IsSanitized()) GTEST_SKIP() << "a sanitizer needs more memory";
+  constexpr std::size_t kPiece = 1'000'000;
+  constexpr std::size_t kPieces = 100;
+  const TempFolder folder;
+  const std::string path = folder.File("body", "");
+  std::filesystem::resize_file(path, kPieces * kPiece);
+  std::promise<void> received;
+  std::promise<void> measured;
+  ScriptedServer server([&](int connection) {
+    const std::string piece(kPiece, 'y');
+    for (std::size_t i = 0; i < kPieces; ++i) {
+      EXPECT_EQ(Receive(connection, kPiece).size(), kPiece);
+      SendAll(connection, i == 0 ? piece.substr(1) : piece);
+    }
+    received.set_value();
+    measured.get_future().wait();
+    SendAll(connection, "z");
+  });
+  Process process({.arguments = server.Arguments("send") +
+                                Words{"-file", path, "-bytes", "100000000"} +
+                                kForever,
+                   .output_path = "/dev/null"});
+  received.get_future().wait();
+  const int kilobytes = MostMemoryOf(process.pid());
+  measured.set_value();
+  EXPECT_GT(kilobytes, 0);
+  EXPECT_LT(kilobytes, 20'000);
+  EXPECT_EQ(process.Wait().status, 0);
 }
 
 TEST(SendStreamTest, ResidentMemoryStaysBelow20Megabytes) {

@@ -140,7 +140,8 @@ TEST(SendTest, NoneDoesNotGoWithWhatIsAboutABodyOrAReply) {
     const Outcome outcome = Fairlead(Words{"send", "-demo", "-none"} + other);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.error,
-              "fairlead send: -none and " + other[0] + " cannot be combined\n");
+              "fairlead send: -none and " + other[0] +
+                  " cannot be combined; see 'fairlead help send'\n");
     EXPECT_EQ(outcome.output, "");
   }
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 namespace fairlead::tool {
 namespace {
@@ -22,7 +23,8 @@ TextWatch::TextWatch(const std::string& expected, const std::string& rejected) {
 }
 
 Verdict TextWatch::Take(std::string_view piece) {
-  if (verdict_ != Verdict::kUndecided) return verdict_;
+  const bool has_texts = expected_ || rejected_;
+  if (!has_texts || verdict_ != Verdict::kUndecided) return verdict_;
   const std::size_t expected = EndIn(piece, expected_);
   const std::size_t rejected = EndIn(piece, rejected_);
   const std::size_t end = std::min(expected, rejected);
@@ -46,10 +48,12 @@ void TextWatch::Decide(Verdict verdict, std::string_view until_text,
 }
 
 void TextWatch::NoteLines(std::string_view bytes) {
-  const std::size_t newline = bytes.rfind('\n');
-  if (newline != std::string_view::npos) {
+  if (bytes.empty()) return;
+  // rfind() compares byte by byte, and lines of a large answer may be long.
+  const void* const newline = memrchr(bytes.data(), '\n', bytes.size());
+  if (newline != nullptr) {
     line_.Clear();
-    bytes.remove_prefix(newline + 1);
+    bytes = {static_cast<const char*>(newline) + 1, bytes.end()};
   }
   line_.Add(bytes);
 }

@@ -70,6 +70,15 @@ TEST(TextWatchTest, TheCutsDoNotMatter) {
   }
 }
 
+// The end of what the peer sends is such a piece.
+TEST(TextWatchTest, AnEmptyPieceChangesNothing) {
+  TextWatch watch("OK", "");
+  watch.Take("a line of");
+  EXPECT_EQ(watch.Take({}), Verdict::kUndecided);
+  EXPECT_EQ(watch.Take(" OK"), Verdict::kExpected);
+  EXPECT_EQ(watch.line(), "a line of OK");
+}
+
 TEST(TextWatchTest, AVerdictStays) {
   TextWatch watch("OK", "ERR");
   EXPECT_EQ(watch.Take("1 OK\n"), Verdict::kExpected);

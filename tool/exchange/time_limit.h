@@ -51,8 +51,8 @@ class TimeLimit {
   /// limit.
   std::optional<std::chrono::milliseconds> Remaining() const;
 
-  /// From now on, gives the process two seconds more, whatever it does: what
-  /// asks for Remaining() can fail in time, and something else be tried.
+  /// Adds two seconds before the process is ended, so that an operation limited
+  /// by Remaining() can fail first.
   void BePatient();
 
   /// Sets whether something else watches the limit. While it does, the process

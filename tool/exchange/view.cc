@@ -42,12 +42,6 @@ std::string Dump(std::string_view bytes) {
 
 }  // namespace
 
-std::string_view BodyOf(const CTCPMessage& message) {
-  // char may alias any object.
-  return {reinterpret_cast<const char*>(message.data),
-          static_cast<std::size_t>(message.len)};
-}
-
 std::string HexPairs(std::string_view bytes) {
   std::string text;
   for (const char c : bytes) {

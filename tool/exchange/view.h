@@ -6,15 +6,11 @@
 #include <string>
 #include <string_view>
 
-#include "fairlead/net/tcp_client.h"
 #include "fairlead/time/the_time.h"
 #include "tool/exchange/parameters.h"
 #include "tool/io/output.h"
 
 namespace fairlead::tool {
-
-/// Returns the bytes of a message.
-std::string_view BodyOf(const CTCPMessage& message);
 
 /// Returns the bytes as pairs of hexadecimal digits with spaces between them.
 std::string HexPairs(std::string_view bytes);

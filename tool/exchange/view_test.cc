@@ -71,14 +71,6 @@ TEST(ViewTest, OnlyTheStampIsColoured) {
   EXPECT_EQ(Shown("a", View::kJson, screen).find('\033'), std::string::npos);
 }
 
-TEST(ViewTest, TheBodyIsTheBytesThatCame) {
-  CTCPMessage message;
-  message.data[0] = 'a';
-  message.len = 2;
-  message.data[1] = 0;
-  EXPECT_EQ(BodyOf(message), "a\0"s);
-}
-
 TEST(ViewTest, TheStampIsTheTimeOfReceipt) {
   TheTime time;
   ASSERT_TRUE(time.LoadFromString("20260102x030405"));
