@@ -156,15 +156,9 @@ bool FailsAWakeup(const Trial& run) {
   return false;
 }
 
-// The calls whose number depends on how the threads take turns.
-bool IsByChance(const Fault& fault, const std::string& trace) {
-  static const std::set<std::string> kByChance = {
-      "brk",        "clock_nanosleep", "futex",  "mmap",           "mprotect",
-      "poll",       "pselect6",        "read",   "write",          "recvfrom",
-      "close",      "sendto",          "ioctl",  "rt_sigprocmask", "accept4",
-      "getsockopt", "madvise",         "mremap", "munmap",         "shutdown"};
-  return trace.find(" clone") != std::string::npos &&
-         kByChance.contains(fault.call);
+// How often a call is made depends on how the threads take turns.
+bool HasThreads(const std::string& trace) {
+  return trace.find(" clone") != std::string::npos;
 }
 
 // brk() returns no error, but where the memory ends.
@@ -181,19 +175,19 @@ class Injection {
   const std::string& trace() const { return base_.trace; }
   int runs() const { return runs_; }
 
-  // Returns what went wrong, or "". Whether the fault was injected is expected
-  // of those of the undisturbed run alone.
+  // Returns what went wrong, or "".
   std::string Try(Fault fault, bool goes_on) {
-    bool injected = false;
-    std::string error = Inject(fault, injected);
-    if (!injected && !IsByChance(fault, base_.trace))
+    Trial run = Inject(fault);
+    if (!IsInjected(run) && !WasNotReached(run.trace, fault))
       return Concat(OptionsOf(fault)[3], ": was not injected");
+    std::string error = Judge(run, fault);
     // A fault may cause calls beyond the last one of the undisturbed run.
-    while (error.empty() && injected && goes_on && fault.is_last) {
+    while (error.empty() && IsInjected(run) && goes_on && fault.is_last) {
       ++fault.when;
-      error = Inject(fault, injected);
+      run = Inject(fault);
+      error = Judge(run, fault);
     }
-    return error;
+    return error.empty() ? "" : OptionsOf(fault)[3] + ": " + error;
   }
 
  private:
@@ -210,13 +204,18 @@ class Injection {
            inject("mmap", mmap);
   }
 
-  std::string Inject(const Fault& fault, bool& injected) {
-    const Words options = OptionsOf(fault);
-    const Trial run = FaultPlace(scenario_).RunTraced(options);
+  // Returns whether the threads took other turns than in the undisturbed run,
+  // and did not make the call that was to fail.
+  bool WasNotReached(const std::string& trace, const Fault& fault) const {
+    if (!HasThreads(base_.trace)) return false;
+    if (fault.call != kMemory) return MostCalls(trace, fault.call) < fault.when;
+    const auto [brk, mmap] = MemoryCallsBefore(base_.trace, fault.when);
+    return MostCalls(trace, "brk") < brk && MostCalls(trace, "mmap") < mmap;
+  }
+
+  Trial Inject(const Fault& fault) {
     ++runs_;
-    injected = IsInjected(run);
-    const std::string error = Judge(run, fault);
-    return error.empty() ? "" : options[3] + ": " + error;
+    return FaultPlace(scenario_).RunTraced(OptionsOf(fault));
   }
 
   std::string Judge(const Trial& run, const Fault& fault) const {

@@ -95,6 +95,24 @@ bool IsLoaderLine(const std::string& line) {
          line.find("F_GETFD") == std::string::npos;
 }
 
+// Calls `act` with each line of the trace in which a call begins, and with its
+// thread and name.
+void ForEachCall(
+    const std::string& trace,
+    const std::function<void(const std::string& line, const char* thread,
+                             const char* call)>& act) {
+  std::istringstream lines(trace);
+  for (std::string line; std::getline(lines, line);) {
+    char thread[16];
+    char call[64];
+    int end = 0;
+    if (std::sscanf(line.c_str(), "%15[0-9] %63[a-z0-9_]%n", thread, call,
+                    &end) == 2 &&
+        line[static_cast<std::size_t>(end)] == '(')
+      act(line, thread, call);
+  }
+}
+
 }  // namespace
 
 FaultPlace::FaultPlace(const Scenario& scenario) : scenario_(scenario) {
@@ -216,15 +234,8 @@ std::map<std::string, CallCount> CallsIn(const std::string& trace) {
   std::map<std::string, CallCount> all;
   std::map<std::string, int> made;  // By thread and name.
   bool begun = false;
-  std::istringstream lines(trace);
-  for (std::string line; std::getline(lines, line);) {
-    char thread[16];
-    char call[64];
-    int end = 0;
-    if (std::sscanf(line.c_str(), "%15[0-9] %63[a-z0-9_]%n", thread, call,
-                    &end) != 2 ||
-        line[static_cast<std::size_t>(end)] != '(')
-      continue;
+  ForEachCall(trace, [&](const std::string& line, const char* thread,
+                         const char* call) {
     begun = begun || !IsLoaderLine(line);
     CallCount& calls = all[call];
     const int number = ++made[Concat(thread, " ", call)];
@@ -232,8 +243,18 @@ std::map<std::string, CallCount> CallsIn(const std::string& trace) {
       calls.program = std::max(calls.program, number - calls.loader);
     else
       calls.loader = number;
-  }
+  });
   return all;
+}
+
+int MostCalls(const std::string& trace, const std::string& call) {
+  std::map<std::string, int> made;  // By thread.
+  int most = 0;
+  ForEachCall(trace,
+              [&](const std::string&, const char* thread, const char* name) {
+                if (name == call) most = std::max(most, ++made[thread]);
+              });
+  return most;
 }
 
 }  // namespace fairlead::tool

@@ -92,6 +92,9 @@ struct CallCount {
 /// The calls of a trace, by name.
 std::map<std::string, CallCount> CallsIn(const std::string& trace);
 
+/// Returns how often the thread that makes a call most often makes it.
+int MostCalls(const std::string& trace, const std::string& call);
+
 /// A test of one scenario.
 class FaultTest : public testing::TestWithParam<Scenario> {};
 

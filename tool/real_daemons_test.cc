@@ -144,9 +144,9 @@ class DatabaseTest : public testing::Test {
     ASSERT_EQ(chmod(folder_.path().c_str(), 0755), 0);
     ASSERT_EQ(mkdir(data.c_str(), 0700), 0);
     ASSERT_TRUE(geteuid() != 0 || chown(data.c_str(), 65534, 65534) == 0);
-    const Outcome made = RunProgram(
-        AsAnybody(programs + "/initdb",
-                  {"-D", data, "-U", "postgres", "--auth=trust", "--no-sync"}));
+    const Outcome made = RunProgram(AsAnybody(
+        programs + "/initdb", {"-D", data, "-U", "postgres", "--auth=trust",
+                               "--no-sync", "--locale=C"}));
     ASSERT_EQ(made.status, 0) << made.error;
     server_ = std::make_unique<RealServer>([&](int port) {
       return AsAnybody(programs + "/postgres",

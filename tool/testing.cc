@@ -7,6 +7,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -205,7 +206,7 @@ bool HasThreadSanitizer() {
 Process::Process(const Launch& launch) {
   static const bool ignored = std::signal(SIGPIPE, SIG_IGN) != SIG_ERR;
   if (!ignored) throw std::runtime_error("signal");
-  Ends input = Pipe(false);
+  Ends input = launch.input_is_terminal ? Terminal() : Pipe(false);
   Ends output = OutputOf(launch);
   Ends error = ErrorOf(launch, output.theirs);
   if (launch.output_is_stuck) {
@@ -255,7 +256,9 @@ void Process::Communicate(std::string_view input, bool input_stays_open) {
 Outcome Process::Wait() {
   thread_.join();
   int status = 0;
-  waitpid(pid_, &status, 0);
+  rusage usage = {};
+  wait4(pid_, &status, 0, &usage);
+  outcome_.most_memory = static_cast<std::size_t>(usage.ru_maxrss) * 1024;
   for (int& end : stuck_) Close(end);
   if (WIFEXITED(status)) outcome_.status = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) outcome_.signal = WTERMSIG(status);

@@ -35,6 +35,7 @@ struct Launch {
   Words arguments = {};           ///< After the program's path.
   std::string input = {};         ///< All of standard input.
   bool input_stays_open = false;  ///< No end of file after `input`.
+  bool input_is_terminal = false;
   std::string output_path = {};   ///< A file instead of a pipe.
   bool output_is_broken = false;  ///< A pipe without a reader.
   bool output_is_stuck = false;   ///< A full pipe that is not read.
@@ -54,6 +55,7 @@ struct Outcome {
   std::string error;
   int status = -1;  ///< The exit status; -1 if a signal ended it.
   int signal = 0;
+  std::size_t most_memory = 0;  ///< Resident, in bytes.
 };
 
 /// A running program. It is killed if it does not end within a minute.
