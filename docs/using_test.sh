@@ -2,20 +2,13 @@
 # Runs the snippets of the guide and checks what they leave behind.
 # usage: using_test.sh PROGRAM
 set -eu
-program=$(realpath "$1")
-server=$(realpath "$(dirname "$0")/../examples/line_server.py")
-folder=$(mktemp -d)
-served=
-trap '[ -z "$served" ] || kill "$served" 2>/dev/null || true; rm -rf "$folder"' EXIT
-cd "$folder"
+. "$(dirname "$0")/../examples/line_server.sh"
 printf '# mine\n\n[server]\n  port = 80\n  #tls = on\n' >box.ini
 printf 'a line\r\nand more\r\n' >lines.txt
-"$server" server.ini &
-served=$!
-until [ -e server.ini ] || ! kill -0 "$served"; do sleep 0.05; done
 "$program" >output 2>errors
 printf '[server]\nport=7000\n' | diff - tool.ini
 printf '# mine\n\n[server]\n  port = 7000\n  #tls = on\n' | diff - box.ini
+printf 'started\n' | diff - starts.txt
 {
   printf 'line 5: tls is off\n'
   printf '250 HELO tool\r\n'

@@ -4,8 +4,9 @@
 //
 // A complete small client: it parses its arguments, resolves a name, connects,
 // sends a line and waits at most five seconds for another. An Exchange does all
-// of this; with -bare, a CTCPClient is used without it. The exit statuses are
-// those of `fairlead send`.
+// of this, and the exit statuses are those of `fairlead send`. With -bare, a
+// CTCPClient is used without it, which does not know why the server is gone: 18
+// if a part of a line came, 52 if nothing did.
 
 #include <arpa/inet.h>
 #include <fairlead/fairlead.h>
@@ -30,15 +31,16 @@ struct Request {
 };
 
 int StatusOf(const fairlead::ExchangeResult& result) {
+  using End = fairlead::ExchangeEnd;
+  using Phase = fairlead::ExchangePhase;
   if (result) return 0;
-  switch (result.phase) {
-    case fairlead::ExchangePhase::kResolving:
-      return 6;
-    case fairlead::ExchangePhase::kConnecting:
-      return 7;
-    default:
-      return result.received == 0 ? 52 : 56;
-  }
+  if (result.end == End::kTimeOver) return 28;
+  if (result.phase == Phase::kResolving) return 6;
+  if (result.phase == Phase::kConnecting) return 7;
+  if (result.end == End::kPeerReset) return 56;
+  if (result.phase == Phase::kSending) return 55;
+  if (result.end == End::kFailed) return 56;
+  return result.received == 0 ? 52 : 18;
 }
 
 int AskWithExchange(const Request& request) {
@@ -68,21 +70,23 @@ bool MakeMessage(const Request& request, fairlead::CTCPMessage& message) {
   return true;
 }
 
-// Prints what arrives up to the end of a line. Returns false if none ends.
-bool PrintOneLine(fairlead::CTCPClient& client, Clock::time_point deadline) {
+// Prints what arrives up to the end of a line, and returns the exit status.
+int PrintOneLine(fairlead::CTCPClient& client, Clock::time_point deadline) {
+  int status = 52;
   while (Clock::now() < deadline && client.IsNotTerminated()) {
     while (client.MessagesCount() > 0) {
       const fairlead::CTCPMessage reply = client.PopMessage();
       const std::string_view text(reinterpret_cast<const char*>(reply.data),
                                   static_cast<std::size_t>(reply.len));
       std::printf("%.*s", reply.len, text.data());
-      if (text.find('\n') != std::string_view::npos) return true;
+      if (text.find('\n') != std::string_view::npos) return 0;
+      status = 18;
     }
     // A notification sent before this wait is lost, so the wait is short.
     std::unique_lock lock(client.queueMutex);
     client.messageCv.wait_for(lock, 50ms);
   }
-  return false;
+  return status;
 }
 
 int AskWithClient(const Request& request) {
@@ -93,9 +97,9 @@ int AskWithClient(const Request& request) {
   fairlead::CTCPClient client;
   if (!client.ConnectTo(&message)) return 7;
   if (!client.SendMsg(&message)) return 55;
-  const bool answered = PrintOneLine(client, Clock::now() + 5s);
+  const int status = PrintOneLine(client, Clock::now() + 5s);
   client.Close();
-  return answered ? 0 : 52;
+  return status;
 }
 
 }  // namespace

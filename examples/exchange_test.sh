@@ -2,15 +2,7 @@
 # Runs the example exchange, with the class and with the bare client.
 # usage: exchange_test.sh PROGRAM
 set -eu
-program=$(realpath "$1")
-server=$(realpath "$(dirname "$0")/line_server.py")
-folder=$(mktemp -d)
-served=
-trap '[ -z "$served" ] || kill "$served" 2>/dev/null || true; rm -rf "$folder"' EXIT
-cd "$folder"
-"$server" server.ini &
-served=$!
-until [ -e server.ini ] || ! kill -0 "$served"; do sleep 0.05; done
+. "$(dirname "$0")/../examples/line_server.sh"
 port=$(sed -n 's/^port=//p' server.ini)
 
 for bare in '' -bare; do
@@ -29,6 +21,15 @@ expect() {
   [ "$status" -eq "$wanted" ] || { echo "status $status of $*" >&2; exit 1; }
   printf '%s' "$words" | diff - errors
 }
+
+expect 56 'the peer reset the connection
+' -host 127.0.0.1 -port "$port" -text RESET
+expect 52 '' -host 127.0.0.1 -port "$port" -text RESET -bare
+expect 18 'the peer closed
+' -host 127.0.0.1 -port "$port" -text HALF
+expect 18 '' -host 127.0.0.1 -port "$port" -text HALF -bare
+expect 28 'the time is over while receiving
+' -host 127.0.0.1 -port "$port" -text HUSH
 
 kill "$served"
 wait "$served" || true

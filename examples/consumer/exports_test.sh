@@ -16,7 +16,7 @@ public_words() {
 # Prints what the library defines, without arguments and without templates of the
 # standard library.
 exported() {
-  nm -DC --defined-only "$library" | cut -c20- | sed '
+  nm -D --defined-only "$library" | cut -c20- | grep -vE '^_Z(NK?)?(S|9__gnu_cxx)' | c++filt | sed '
     s/^\(typeinfo name\|typeinfo\|vtable\|guard variable\) for //
     /^std::/d
     s/(anonymous namespace)/anonymous_namespace/
