@@ -50,7 +50,7 @@ std::size_t peak = 0;
 namespace fairlead::internal {
 namespace {
 
-constexpr std::size_t kSize = 10'000'000;
+constexpr std::size_t kSize = 4'000'000;
 constexpr std::size_t kRest = 200'000;  // Buffers, and the results.
 
 // Returns the most memory that `act` uses at once.

@@ -129,7 +129,7 @@ void Step(Pair& pair, Random& random) {
 
 TEST(LinePlacesTest, AgreeWithAListAfterEveryStep) {
   Random random;
-  for (int round = Rounds(200); round > 0; --round) {
+  for (int round = Rounds(60); round > 0; --round) {
     const std::size_t length = 1 + random.Number(40);
     Pair pair(random.Number(3'000), length);
     for (int step = 0; step < 12; ++step) {

@@ -229,7 +229,7 @@ TEST_F(LogFullDiskTest, ManyLinesWaitForAFullDisk) {
     for (const std::string& part : parts) all += part;
     return all;
   };
-  for (int round = 0; round < (kSanitized ? 10 : 100); ++round) {
+  for (int round = 0; round < (kSanitized ? 10 : 30); ++round) {
     const std::string name = Name() + std::to_string(round);
     const std::vector<std::string> during = texts();
     const std::vector<std::string> after = texts();
@@ -250,7 +250,7 @@ TEST_F(LogFullDiskTest, WaitingLinesAreWrittenWhenASmallDiskHasRoomAgain) {
         mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         mount("none", disk.c_str(), "tmpfs", 0, "size=64k") != 0)
       _exit(kNoMount);
-    std::ofstream(disk + "/other") << std::string(std::size_t{40} * 1024, '.');
+    std::ofstream(disk + "/other") << std::string(std::size_t{52} * 1024, '.');
     CLog log(disk + "/test.log", false);
     int whole = 0;
     while (ReadFile(disk + "/test.log") == NumberedLines(whole)) {

@@ -10,6 +10,7 @@
 #include <clocale>
 #include <cstring>
 
+#include "fairlead/base/ascii.h"
 #include "fairlead/base/decimal.h"
 #include "fairlead/base/eight_bytes.h"
 #include "fairlead/text/few_bytes.h"
@@ -77,21 +78,13 @@ std::string Decimal(std::int64_t number, std::size_t width) {
   return {reinterpret_cast<const char*>(text.data()), sign + digits.size};
 }
 
-// Whitespace of the classic locale, independent of setlocale.
-bool IsSpace(char c) {
-  if (static_cast<unsigned char>(c) > ' ') return false;  // Most bytes are.
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
 // Reads a number whose first eight digits are known; more may begin at `at`.
 // Not inlined: shorter numbers need not save registers for it.
 [[gnu::noinline]] bool ReadLong(std::uint64_t first_digits, const char* at,
                                 const char* end, bool negative, int& target) {
   const std::int64_t limit = INT_MAX + std::int64_t{negative ? 1 : 0};
   std::int64_t number = internal::NumberOf(first_digits);
-  for (; at != end && IsDigit(*at) && number <= limit; ++at)
+  for (; at != end && internal::IsDigit(*at) && number <= limit; ++at)
     number = number * 10 + (*at - '0');
   const bool in_range = number <= limit;
   number = std::min(number, limit);
@@ -228,7 +221,7 @@ template <>
 bool getval<int>(std::string_view text, int& target) {
   const char* at = text.data();
   const char* const end = at + text.size();
-  while (at != end && IsSpace(*at)) ++at;
+  while (at != end && internal::IsSpace(*at)) ++at;
   if (at == end) return false;
 
   const bool negative = *at == '-';

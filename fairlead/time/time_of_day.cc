@@ -8,6 +8,7 @@
 #include <charconv>
 #include <system_error>
 
+#include "fairlead/base/ascii.h"
 #include "fairlead/text/strings.h"
 
 namespace fairlead {
@@ -44,19 +45,14 @@ std::uint64_t TwoDigits(int number) {
   return lz2(parts.hours) + ':' + lz2(parts.minutes) + ':' + lz2(parts.seconds);
 }
 
-// Whitespace of the classic locale, and the colon, which counts as a space.
-bool IsSpace(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r') || c == ':';
-}
-
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool Separates(char c) { return internal::IsSpace(c) || c == ':'; }
 
 // Reads the next number as a stream does, and removes it from `text`.
 bool ReadNumber(std::string_view& text, int& number) {
   const char* const end = text.data() + text.size();
-  const char* at = std::find_if_not(text.data(), end, IsSpace);
+  const char* at = std::find_if_not(text.data(), end, Separates);
   // from_chars accepts what a stream accepts, but for a plus sign.
-  if (end - at > 1 && at[0] == '+' && IsDigit(at[1])) ++at;
+  if (end - at > 1 && at[0] == '+' && internal::IsDigit(at[1])) ++at;
   const std::from_chars_result read = std::from_chars(at, end, number);
   text.remove_prefix(static_cast<std::size_t>(read.ptr - text.data()));
   return read.ec == std::errc();

@@ -99,12 +99,12 @@ TEST_F(IniMemoryTest, IsAtMostTwiceTheTextIfAllLinesAreShort) {
     {
       std::ofstream file(Path());
       file << "[s]\nk=1\n";
-      for (int i = 0; i < 4'000'000; ++i) file << line;
+      for (int i = 0; i < 2'000'000; ++i) file << line;
       ASSERT_TRUE(file.flush());
     }
     for (const Words& words :
          {Words{"get"} + place, Words{"get", "-records"} + place,
-          Words{"get", "-index", "3000000"} + place, Words{"list"},
+          Words{"get", "-index", "1500000"} + place, Words{"list"},
           Words{"set", "-value", "2"} + place,
           Words{"set", "-check", "-value", "3"} + place,
           Words{"delete", "-check"} + place,
