@@ -265,7 +265,8 @@ bool ExchangeState::Take(const Sink& sink, bool may_end, bool enough) {
   std::size_t taken = 0;
   while (taken < kMaxTaken && !over) {
     if (enough && may_end) break;
-    const auto piece = connection_.buffer().Next();
+    const auto piece =
+        connection_.buffer().Next(std::max<std::size_t>(options_.max_piece, 1));
     if (!piece) break;
     first_byte_.reset();
     taken += piece->bytes.size();

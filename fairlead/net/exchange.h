@@ -129,6 +129,11 @@ struct ExchangeOptions {
   /// exchange waits or ends: a sink that gathers what it writes, writes it now.
   /// Not after a call of the sink that threw.
   std::function<void()> on_taken = {};
+
+  /// The most bytes that the sink is given at once; 0 counts as 1. The default
+  /// is the length of a message of CTCPClient; a sink to which only the stream
+  /// matters costs less with some 64 KiB.
+  std::size_t max_piece = 1796;
 };
 
 /// A conversation with one server over a CTCPClient.
@@ -150,7 +155,7 @@ struct ExchangeOptions {
 /// gone. While nothing is to be sent, the system asks it after 30 seconds of
 /// silence, and ends the wait after 30 more: kFailed, with ETIMEDOUT.
 /// @par Memory
-/// A connection has a buffer of 253 KB for what was received: a peer that sends
+/// A connection has a buffer of 505 KB for what was received: a peer that sends
 /// faster than the sink takes is held back. A body is not copied.
 /// @par Errors
 /// Failures are results. std::bad_alloc is thrown, and what a callback throws,

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -389,6 +390,33 @@ TEST(ExchangeEdgesTest, AChildLeavesTheConnectionToTheParent) {
               ExchangeEnd::kPeerClosed);
     EXPECT_EQ(reply.text.size(), kFlood);
   }
+}
+
+// Returns the longest of the pieces of 300,000 bytes.
+std::size_t LongestPiece(const ExchangeOptions& options) {
+  constexpr std::size_t kSize = 300'000;
+  Server server([](Socket& peer) { peer.Send(std::string(kSize, 'x')); });
+  std::size_t longest = 0;
+  std::size_t sum = 0;
+  const ExchangeResult result =
+      Exchange(options).Run("127.0.0.1", server.port(), "",
+                            [&](std::string_view bytes, const TheTime&) {
+                              longest = std::max(longest, bytes.size());
+                              sum += bytes.size();
+                              return false;
+                            });
+  EXPECT_EQ(result.end, ExchangeEnd::kPeerClosed) << result.Text();
+  EXPECT_EQ(sum, kSize);
+  return longest;
+}
+
+TEST(ExchangeEdgesTest, APieceIsAMessageUnlessMoreIsAskedFor) {
+  EXPECT_EQ(LongestPiece({.limits = kPatient}), 1'796U);
+  const std::size_t longest =
+      LongestPiece({.limits = kPatient, .max_piece = 10'000});
+  EXPECT_GT(longest, 1'796U);
+  EXPECT_LE(longest, 10'000U);
+  EXPECT_EQ(LongestPiece({.limits = kPatient, .max_piece = 0}), 1U);
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ void ReceiveBuffer::DropLocked() {
   room_cv_.notify_one();
 }
 
-std::optional<ReceiveBuffer::Piece> ReceiveBuffer::Next() {
+std::optional<ReceiveBuffer::Piece> ReceiveBuffer::Next(std::size_t max_piece) {
   if (rest_.empty()) {
     const std::lock_guard lock(mutex_);
     DropLocked();
@@ -75,7 +75,7 @@ std::optional<ReceiveBuffer::Piece> ReceiveBuffer::Next() {
     time_.ts = chunk.time;
     held_ = 1;
   }
-  const std::string_view bytes = rest_.substr(0, kMaxPiece);
+  const std::string_view bytes = rest_.substr(0, max_piece);
   rest_.remove_prefix(bytes.size());
   return Piece{bytes, time_};
 }

@@ -21,15 +21,15 @@ namespace fairlead::internal {
 // A ring of bytes between two threads: the system writes into it what the
 // receive thread asks for, and the sink reads it there.
 //
-// One receive takes as much as is there and fits, up to 64 KB, which Next()
-// cuts into pieces of the length of a message. In a stream, that cuts where
-// receives of one message each would: each of them would have been full but for
-// the last, as room is given in whole messages. All pieces of one receive have
-// its time.
+// One receive takes as much as is there and fits, up to 126 KB, which Next()
+// cuts into pieces, by default of the length of a message. In a stream, that
+// cuts where receives of one message each would: each of them would have been
+// full but for the last, as room is given in whole messages. All pieces of one
+// receive have its time.
 class ReceiveBuffer {
  public:
   static constexpr std::size_t kMaxPiece = 1796;
-  static constexpr std::size_t kMaxReceive = 36 * kMaxPiece;
+  static constexpr std::size_t kMaxReceive = 72 * kMaxPiece;
   static constexpr std::size_t kSize = 4 * kMaxReceive;
 
   struct Piece {
@@ -47,9 +47,9 @@ class ReceiveBuffer {
   // Ends AwaitRoom(), now and later. Any thread.
   void Stop();
 
-  // Drops the piece returned before, and returns the next one, if any waits.
-  // For the thread of the exchange, as is Wait().
-  std::optional<Piece> Next();
+  // Drops the piece returned before, and returns the next one of at most so
+  // many bytes, if any waits. For the thread of the exchange, as is Wait().
+  std::optional<Piece> Next(std::size_t max_piece = kMaxPiece);
 
   // Returns whether a piece waits.
   bool HasPieces();

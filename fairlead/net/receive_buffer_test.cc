@@ -63,7 +63,7 @@ TEST(ReceiveBufferTest, StartsEmpty) {
   ReceiveBuffer buffer;
   EXPECT_FALSE(buffer.HasPieces());
   EXPECT_FALSE(buffer.Next());
-  EXPECT_EQ(buffer.AwaitRoom().size(), 64'656u);
+  EXPECT_EQ(buffer.AwaitRoom().size(), 129'312u);
 }
 
 TEST(ReceiveBufferTest, CutsAReceiveIntoPiecesOfTheLengthOfAMessage) {
@@ -77,7 +77,7 @@ TEST(ReceiveBufferTest, CutsAReceiveIntoPiecesOfTheLengthOfAMessage) {
       {1796, {1796}},
       {1797, {1796, 1}},
       {3592, {1796, 1796}},
-      {64'656, std::vector<std::size_t>(36, 1796)},
+      {129'312, std::vector<std::size_t>(72, 1796)},
   };
   ReceiveBuffer buffer;
   for (const Case& c : cases) {
@@ -139,7 +139,7 @@ TEST(ReceiveBufferTest, GivesBackWhatWasReceived) {
     while (received - taken < 60'000 && waiting.size() < 100) {
       const std::span<char> room = buffer.AwaitRoom();
       ASSERT_GE(room.size(), 16'164u);
-      ASSERT_LE(room.size(), 64'656u);
+      ASSERT_LE(room.size(), 129'312u);
       ASSERT_EQ(room.size() % 1796, 0u);
       const std::size_t size =
           random() % 2 == 0 ? room.size() : 1 + random() % 3000;
@@ -165,7 +165,7 @@ TEST(ReceiveBufferTest, GivesBackWhatWasReceived) {
 // Whichever of two threads is the faster one, in receives of one byte, which
 // fill the table of receives, and of many, which fill the ring.
 TEST(ReceiveBufferTest, HoldsTheReceiveThreadBack) {
-  for (const std::size_t size : {1u, 1000u, 64'656u}) {
+  for (const std::size_t size : {1u, 1000u, 129'312u}) {
     SCOPED_TRACE(size);
     const std::size_t all = size * (size == 1 ? 20'000 : 2000);
     ReceiveBuffer buffer;
@@ -205,7 +205,7 @@ TEST(ReceiveBufferTest, StopEndsAWaitForRoom) {
   buffer.Stop();
   receiving.join();
   EXPECT_TRUE(buffer.AwaitRoom().empty());
-  EXPECT_EQ(TakeAll(buffer).size() % 64'656, 0u);  // What came is kept.
+  EXPECT_EQ(TakeAll(buffer).size() % 129'312, 0u);  // What came is kept.
 }
 
 TEST(ReceiveBufferTest, NotifyEndsAWait) {

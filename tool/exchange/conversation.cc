@@ -21,6 +21,9 @@ using Step = ExchangeEvent::Kind;
 // A body that is longer has a progress bar.
 constexpr std::uint64_t kLongBody = 10'000;
 
+// Of a stream: as much as is written at once.
+constexpr std::size_t kMaxPiece = std::size_t{64} << 10;
+
 }  // namespace
 
 Conversation::Conversation(const ConversationSettings& settings,
@@ -102,10 +105,18 @@ void Conversation::Connect() {
                      connect_time_);
 }
 
+// Returns whether nothing counts, logs or keeps what is received message by
+// message.
+bool Conversation::TakesStream() const {
+  return settings_.view == View::kRaw && !settings_.reception.HasRules() &&
+         log_ == nullptr && !display_.KeepsAnswers();
+}
+
 ExchangeOptions Conversation::Options() {
   ExchangeOptions options = {.limits = settings_.limits,
                              .half_close = settings_.half_close};
   options.limits.total = limit_.Remaining();
+  if (TakesStream()) options.max_piece = kMaxPiece;
   if (end_of_silence_)
     options.limits.first_byte = std::chrono::ceil<std::chrono::milliseconds>(
         *end_of_silence_ - TimeLimit::Clock::now());

@@ -101,6 +101,7 @@ class Conversation {
   void OnEvent(const ExchangeEvent& event);
   void OnSent(std::uint64_t sent);
   ExchangeOptions Options();
+  bool TakesStream() const;
   void InExchange(const std::function<ExchangeResult()>& step);
   Exchange::Sink WatchedSink(Exchange::Sink take);
   template <typename Source>

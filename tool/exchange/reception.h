@@ -27,6 +27,12 @@ struct ReceptionSettings {
   std::optional<CipherKey> cipher = {};  ///< That decrypts it.
   std::optional<FramePrefix> prefix =
       {};  ///< Of every message, if frames come.
+
+  /// Returns whether something that comes can be enough.
+  bool HasRules() const {
+    return stop.messages > 0 || stop.bytes > 0 || stop.lines > 0 ||
+           !stop.until.empty() || !expected.empty() || !rejected.empty();
+  }
 };
 
 /// Decrypts, counts and shows what is received.
