@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "tool/exchange/listen_testing.h"
+#include "tool/listen/listen_testing.h"
 #include "tool/real_servers_testing.h"
 #include "tool/testing.h"
 

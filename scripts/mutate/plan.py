@@ -6,20 +6,23 @@ from pathlib import Path
 
 # The folders whose tests run commands, the quickest first.
 COMMANDS = ["tool/values", "tool/help", "tool/crypt", "tool/log", "tool/ini", "tool",
-            "tool/exchange"]
+            "tool/listen", "tool/exchange"]
 # The folders whose tests also see another folder.
 USERS = {
-    "fairlead/ini": ["tool/ini"], "fairlead/net": ["tool/exchange"], "fairlead/log": ["tool/log"],
-    "fairlead/crypto": ["tool/crypt"], "fairlead/time": ["tool/values"],
+    "fairlead/ini": ["tool/ini"], "fairlead/net": ["tool/exchange", "tool/traffic"],
+    "fairlead/log": ["tool/log"], "fairlead/crypto": ["tool/crypt"], "fairlead/time": ["tool/values"],
     "fairlead/bits": ["tool/values"], "fairlead/text": ["fairlead/ini", "tool/command"],
     "fairlead/cmdline": ["tool/command"],
     "tool/base": ["tool/command", *COMMANDS], "tool/command": COMMANDS, "tool/io": COMMANDS,
     "tool/crypt": ["tool", "tool/exchange"], "tool/exchange": ["tool"], "tool/help": ["tool"],
-    "tool/ini": ["tool"], "tool/log": ["tool"], "tool/values": ["tool"],
+    "tool/listen": ["tool", "tool/exchange"],
+    "tool/traffic": ["tool/listen", "tool/exchange", "tool"], "tool/ini": ["tool"],
+    "tool/log": ["tool"], "tool/values": ["tool"],
 }
 # Slow tests of another folder run for these alone.
 SLOW_USERS = {folder: ["tool"]
-              for folder in ("tool/command", "tool/exchange", "tool/help", "tool/io")}
+              for folder in ("tool/command", "tool/exchange", "tool/help", "tool/io", "tool/listen",
+                             "tool/traffic")}
 
 
 @dataclasses.dataclass(frozen=True)

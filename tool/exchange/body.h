@@ -14,10 +14,10 @@
 #include "tool/command/arguments.h"
 #include "tool/command/parameters.h"
 #include "tool/crypt/cipher.h"
-#include "tool/exchange/data_log.h"
 #include "tool/exchange/frames.h"
-#include "tool/exchange/parameters.h"
 #include "tool/io/read_file.h"
+#include "tool/traffic/data_log.h"
+#include "tool/traffic/parameters.h"
 
 namespace fairlead::tool {
 

@@ -14,12 +14,12 @@
 #include "fairlead/net/exchange.h"
 #include "tool/exchange/conversation_settings.h"
 #include "tool/exchange/dialogue_script.h"
-#include "tool/exchange/display.h"
-#include "tool/exchange/exchange_log.h"
 #include "tool/exchange/outcome.h"
 #include "tool/exchange/reception.h"
-#include "tool/exchange/time_limit.h"
 #include "tool/io/progress.h"
+#include "tool/traffic/display.h"
+#include "tool/traffic/exchange_log.h"
+#include "tool/traffic/time_limit.h"
 
 namespace fairlead::tool {
 

@@ -7,9 +7,9 @@
 
 #include "fairlead/net/exchange.h"
 #include "tool/command/arguments.h"
-#include "tool/exchange/display.h"
-#include "tool/exchange/parameters.h"
 #include "tool/exchange/reception.h"
+#include "tool/traffic/display.h"
+#include "tool/traffic/parameters.h"
 
 namespace fairlead::tool {
 

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "tool/base/descriptor.h"
-#include "tool/exchange/listener.h"
+#include "tool/listen/listener.h"
 
 namespace fairlead::tool {
 

@@ -12,7 +12,7 @@
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/command/duration.h"
-#include "tool/exchange/parameters.h"
+#include "tool/traffic/parameters.h"
 
 namespace fairlead::tool {
 namespace {

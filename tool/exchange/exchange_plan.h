@@ -11,10 +11,10 @@
 #include "tool/command/arguments.h"
 #include "tool/crypt/cipher.h"
 #include "tool/exchange/conversation_settings.h"
-#include "tool/exchange/data_log.h"
-#include "tool/exchange/exchange_log.h"
-#include "tool/exchange/parameters.h"
 #include "tool/exchange/send_profile.h"
+#include "tool/traffic/data_log.h"
+#include "tool/traffic/exchange_log.h"
+#include "tool/traffic/parameters.h"
 
 namespace fairlead::tool {
 

@@ -17,11 +17,11 @@
 #include "tool/command/same_file.h"
 #include "tool/crypt/cipher.h"
 #include "tool/exchange/demo_server.h"
-#include "tool/exchange/display.h"
-#include "tool/exchange/exchange_log.h"
-#include "tool/exchange/listener.h"
 #include "tool/exchange/reception.h"
 #include "tool/exchange/schedule.h"
+#include "tool/listen/listener.h"
+#include "tool/traffic/display.h"
+#include "tool/traffic/exchange_log.h"
 
 namespace fairlead::tool {
 namespace {

@@ -10,8 +10,8 @@
 #include "tool/base/exit_status.h"
 #include "tool/exchange/conversation.h"
 #include "tool/exchange/exchange_plan.h"
-#include "tool/exchange/time_limit.h"
 #include "tool/io/output.h"
+#include "tool/traffic/time_limit.h"
 
 namespace fairlead::tool {
 

@@ -13,9 +13,9 @@
 #include "tool/base/exit_status.h"
 #include "tool/base/failure.h"
 #include "tool/crypt/cipher.h"
-#include "tool/exchange/display.h"
 #include "tool/exchange/frames.h"
 #include "tool/exchange/text_watch.h"
+#include "tool/traffic/display.h"
 
 namespace fairlead::tool {
 

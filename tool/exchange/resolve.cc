@@ -9,8 +9,8 @@
 #include "tool/base/failure.h"
 #include "tool/command/command_table.h"
 #include "tool/exchange/outcome.h"
-#include "tool/exchange/parameters.h"
-#include "tool/exchange/time_limit.h"
+#include "tool/traffic/parameters.h"
+#include "tool/traffic/time_limit.h"
 
 namespace fairlead::tool::resolve {
 namespace {

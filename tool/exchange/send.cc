@@ -21,8 +21,8 @@
 #include "tool/exchange/dialogue_script.h"
 #include "tool/exchange/exchange_plan.h"
 #include "tool/exchange/exchange_runner.h"
-#include "tool/exchange/listener.h"
 #include "tool/io/read_file.h"
+#include "tool/listen/listener.h"
 
 namespace fairlead::tool::send_command {
 namespace {

@@ -18,9 +18,9 @@
 #include <thread>
 #include <vector>
 
-#include "tool/exchange/exchange_log_testing.h"
 #include "tool/exchange/serial_server_testing.h"
 #include "tool/testing.h"
+#include "tool/traffic/exchange_log_testing.h"
 
 namespace fairlead::tool::send_log_test {
 namespace {

@@ -13,12 +13,12 @@
 #include "tool/base/failure.h"
 #include "tool/command/command.h"
 #include "tool/exchange/body.h"
-#include "tool/exchange/parameters.h"
 #include "tool/ini/ini_place.h"
 #include "tool/ini/ini_source.h"
 #include "tool/io/file_failure.h"
 #include "tool/io/output.h"
 #include "tool/io/read_file.h"
+#include "tool/traffic/parameters.h"
 
 namespace fairlead::tool {
 namespace {

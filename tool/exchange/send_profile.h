@@ -10,7 +10,7 @@
 #include "fairlead/ini/ini_document.h"
 #include "tool/command/arguments.h"
 #include "tool/exchange/body.h"
-#include "tool/exchange/parameters.h"
+#include "tool/traffic/parameters.h"
 
 namespace fairlead::tool {
 
