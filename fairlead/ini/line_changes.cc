@@ -108,13 +108,6 @@ void LineTable::CheckChanged(std::size_t line, LineKind old,
   CheckBelow(line + 1, line, was_joined);
 }
 
-void LineTable::Erase(std::size_t begin, std::size_t end) {
-  CheckBelow(end, begin - 1, IsJoined(end, end - 1));
-  Save(begin, end);
-  places_.Erase(begin, end);
-  codes_.erase(At(begin), At(end));
-}
-
 void LineTable::Erase(const LineSet& gone) {
   if (gone.empty()) return;
   for (std::size_t end = gone.back() + 1; end > 0;) {
@@ -143,9 +136,9 @@ bool LineTable::HasNewByteOrderMark() const {
 }
 
 std::size_t LineTable::LineBeginningAt(std::size_t begin) const {
-  for (std::size_t line = 0; line < size(); ++line)
-    if (BeginOf(line) == begin) return line;
-  return 0;
+  std::size_t line = 0;
+  while (line < size() && BeginOf(line) != begin) ++line;
+  return line;
 }
 
 IniResult LineTable::Keep() {

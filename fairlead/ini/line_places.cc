@@ -131,47 +131,33 @@ void LinePlaces::Replace(std::size_t line, std::size_t there,
   Add(block, line, begin);
 }
 
-void LinePlaces::Erase(std::size_t begin, std::size_t end) {
-  EraseIf(begin, end, [begin, end](std::size_t line) {
-    return line >= begin && line < end;
-  });
-}
-
+// Erases lines, and blocks without lines.
 void LinePlaces::Erase(const LineSet& gone) {
-  EraseIf(gone.front(), gone.back() + 1,
-          [&gone](std::size_t line) { return gone.Contains(line); });
-}
-
-// Erases lines from `begin` to `end`, and blocks without lines.
-template <typename IsGone>
-void LinePlaces::EraseIf(std::size_t begin, std::size_t end,
-                         const IsGone& is_gone) {
   gone_.resize(numbers_);
   std::size_t erased = 0;
-  std::size_t kept = IndexOf(begin);
+  std::size_t kept = IndexOf(gone.front());
   for (std::size_t block = kept; block < blocks_.size(); ++block) {
     const std::size_t lines = EndOf(block) - blocks_[block].line;
-    const std::size_t gone =
-        blocks_[block].line < end ? EraseIn(block, is_gone) : 0;
-    if (gone < lines) {
+    const std::size_t count =
+        blocks_[block].line <= gone.back() ? EraseIn(block, gone) : 0;
+    if (count < lines) {
       blocks_[kept] = blocks_[block];
       blocks_[kept++].line -= static_cast<std::uint32_t>(erased);
     }
-    erased += gone;
+    erased += count;
   }
   blocks_.Truncate(kept);
   size_ -= erased;
 }
 
 // Gives lines of a block their bits, and returns how many.
-template <typename IsGone>
-std::size_t LinePlaces::EraseIn(std::size_t block, const IsGone& is_gone) {
+std::size_t LinePlaces::EraseIn(std::size_t block, const LineSet& gone) {
   const std::size_t end = EndOf(block);
   std::size_t count = 0;
   std::size_t number = blocks_[block].number;
   for (std::size_t line = blocks_[block].line; line < end; ++line, ++number) {
     while (gone_[number]) ++number;
-    if (!is_gone(line)) continue;
+    if (!gone.Contains(line)) continue;
     gone_[number] = true;
     ++count;
   }

@@ -43,7 +43,6 @@ class LinePlaces {
   void Insert(std::size_t line, std::size_t there, std::size_t begin);
   void Replace(std::size_t line, std::size_t there, std::size_t begin);
 
-  void Erase(std::size_t begin, std::size_t end);
   void Erase(const LineSet& gone);
 
  private:
@@ -59,10 +58,7 @@ class LinePlaces {
   std::size_t EndOf(std::size_t block) const;
   std::size_t SplitAt(std::size_t line, std::size_t there);
   void Add(std::size_t block, std::size_t line, std::size_t begin);
-  template <typename IsGone>
-  void EraseIf(std::size_t begin, std::size_t end, const IsGone& is_gone);
-  template <typename IsGone>
-  std::size_t EraseIn(std::size_t block, const IsGone& is_gone);
+  std::size_t EraseIn(std::size_t block, const LineSet& gone);
 
   unsigned shift_;  // Blocks of the text have two to the power of this lines,
                     // unless these are much longer than the others.

@@ -104,7 +104,6 @@ class LineTable {
   // the text does not end in a newline, it still does not.
   void Insert(std::size_t line, std::string_view text);
   void Replace(std::size_t line, std::string_view text);
-  void Erase(std::size_t begin, std::size_t end);
   void Erase(const LineSet& gone);
   // Replaces `removed` bytes, from the first one on that is not blank, by
   // comment characters. Copies the line only if its marks were changed before.

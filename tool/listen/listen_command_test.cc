@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -282,6 +283,22 @@ TEST(ListenCommandTest, TheTimeLimitEndsItWhileTheOutputBlocks) {
   const Outcome outcome = server.Wait();
   EXPECT_EQ(outcome.status, 28);
   EXPECT_THAT(outcome.error, HasSubstr("while serving 1 peer"));
+}
+
+TEST(ListenCommandTest, TheTimeLimitEndsItWhileTheReplyBlocks) {
+  const TempFolder folder;
+  const std::string pipe = folder.path() + "/pipe";
+  const std::string log = folder.path() + "/log";
+  EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const Outcome outcome = RunProgram(
+      {.arguments = {"listen", "-port", "0", "-replyfile", pipe, "-timeout",
+                     "0.1", "-log", log, "-view", "json"}});
+  const std::string text =
+      "timed out after 100 ms while reading the reply; increase -timeout";
+  EXPECT_EQ(outcome.status, 28);
+  EXPECT_EQ(outcome.error, "fairlead listen: " + text + "\n");
+  EXPECT_THAT(outcome.output, HasSubstr("\"message\":\"" + text + "\"}\n"));
+  EXPECT_THAT(internal::ReadFile(log), HasSubstr("] failed: " + text + "\n"));
 }
 
 TEST(ListenCommandTest, AClosedStandardInputIsHarmless) {
