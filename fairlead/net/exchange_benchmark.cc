@@ -64,7 +64,7 @@ class FairleadClient {
 
  private:
   static fairlead::ExchangeOptions Options() {
-    return {.limits = {.total = std::chrono::minutes(5)}};
+    return {.limits = {.total = std::chrono::minutes(5)}, .max_piece = kBuffer};
   }
 
   fairlead::Exchange exchange_;
