@@ -272,8 +272,9 @@ ExchangeResult CloseUnread(const ExchangeLimits& limits,
   ExchangeResult result = exchange.Close();
   closed.set_value();
   const int acknowledged = unread.get_future().get();
-  if (acknowledged != -1)
+  if (acknowledged != -1) {
     EXPECT_EQ(result.sent, static_cast<std::uint64_t>(acknowledged));
+  }
   EXPECT_EQ(result.phase, ExchangePhase::kSending);
   EXPECT_LT(result.sent, server.body().size());
   return result;

@@ -178,7 +178,7 @@ TEST(CodeCommandTest, NoBitIsLostAtAnyWidth) {
   std::mt19937 random(kSeed);  // NOLINT(cert-msc51-cpp): the same each time.
   for (std::size_t width = 1; width <= 8; ++width) {
     for (const std::size_t wanted :
-         {1U, 7U, 8U, 9U, 31U, 40U, 64U, 65U, 255U, 511U}) {
+         {1U, 8U, 31U, 65U, 511U}) {
       const std::size_t bits = (wanted + width - 1) / width * width;
       if (bits > 512) continue;
       SCOPED_TRACE(testing::Message()
