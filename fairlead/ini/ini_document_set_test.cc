@@ -262,6 +262,8 @@ TEST(IniDocumentSetTest, RefusesToChangeOtherLines) {
       {"a backslash above an indented key", "[s]\nk=1\n  j=2\n",
        Set({"s", "k"}, "2\\"), Code::kMalformed, 3, joins},
       {"a backslash above an indented header", "k=1\n\t[s]\n",
+      {"to its first line", "[s]\nk=1\n  more\n", Set({"s", "k"}, "1"),
+       Code::kMalformed, 3, goes_on},
        Set({"", "k"}, "\\"), Code::kMalformed, 2, joins},
       {"a new key with a backslash", "[s]\n  j=2\n",
        Add({"s", "k"}, "2\\", {Where::kFirst}), Code::kMalformed, 2, joins},

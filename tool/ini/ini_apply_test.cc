@@ -143,6 +143,12 @@ TEST_F(IniApplyTest, DiffAndMergeSeeContinuedValues) {
   Other("[a]\ndeps =\n    x\nk=2\n");
   Answer({"merge", "-from", other});
   EXPECT_EQ(Text(), "[a]\ndeps =\n    x\nk=2\n");
+  Other("[a]\ndeps =\n");
+  EXPECT_EQ(
+      Refusal(3, {"merge", "-from", other}),
+      Concat(
+          "fairlead ini: ", Path(),
+          ":3: the value continues on this line; the file was not changed\n"));
   Other("##x=1\n");
   EXPECT_EQ(Refusal(3, {"merge", "-records", "-from", other}),
             Concat("fairlead ini: ", other,
