@@ -56,7 +56,8 @@ struct IniPlace {
     kAfter,   ///< Below `name`; a section below the lines of `name`.
   };
   Where where = Where::kDefault;
-  std::string_view name = {};  ///< A key of the same section, or a section.
+  /// A key of the same section, trimmed when it is used, or a section.
+  std::string_view name = {};
 };
 
 /// A header or a key, as IniDocument::begin() and Find() return it. The views
