@@ -147,7 +147,7 @@ struct IniFound {
 /// Memory: about twice the text. Exceptions: an edit of many lines among lines
 /// of one or two bytes; renaming many keys or enabling what an edit has
 /// disabled (plus up to three times the new lines); and 4 bytes per indented
-/// header without `]` below a key.
+/// header without `]`.
 class FAIRLEAD_EXPORT IniDocument {
  public:
   class Iterator;
