@@ -126,6 +126,19 @@ TEST_F(IniApplyTest, DiffComparesKeysAndValues) {
               HasSubstr("No such file"));
 }
 
+TEST_F(IniApplyTest, TheLayoutOfAContinuedValueDoesNotMatter) {
+  Write("[a]\ndeps =\n    x\n# c\n    y");
+  for (const char* const text :
+       {"[a]\r\ndeps=\r\n\tx\r\n  y  \r\n", "[a]\ndeps =\n  x\n;c\n  y\n"}) {
+    const std::string other = Other(text);
+    Answer({"diff", "-with", other});
+    Answer({"diff", "-with", other, "-format", "script"});
+    Answer({"merge", "-from", other, "-check"});
+  }
+  const std::string other = Other("[a]\ndeps =\n  x\n\n  y\n");
+  EXPECT_EQ(Run({"diff", "-with", other}).status, 1);
+}
+
 TEST_F(IniApplyTest, DiffAndMergeSeeContinuedValues) {
   Write("[a]\ndeps =\n    x\nk=1\n");
   const std::string other = Other("[a]\ndeps =\n    y\nk=1\n");
