@@ -119,12 +119,14 @@ bool Difference::BeginsLine(std::size_t place) const {
 void Difference::Take(std::string_view piece) {
   if (piece.empty()) return;
   const std::size_t place = PlaceOf(piece);
-  if (place == kNowhere) return Append(piece, added_);
-  if (!BeginsLine(place)) {
-    Append(piece.substr(0, FirstLine(piece)), added_);
-    return Take(piece.substr(FirstLine(piece)));
-  }
-  EndChange(place);
+  std::size_t added = 0;
+  if (place == kNowhere)
+    added = piece.size();
+  else if (!BeginsLine(place))
+    added = FirstLine(piece);
+  if (added > 0) Append(piece.substr(0, added), added_);
+  if (added == piece.size()) return;
+  EndChange(place + added);
   common_end_ = place + piece.size();
 }
 
