@@ -288,6 +288,7 @@ TEST(EditErrorsTest, AFileSystemThatCannotDoEverythingIsEnough) {
                         {"O_TMPFILE", EINVAL, replace},
                         {"access", ENOENT, replace},  // Without /proc.
                         {"renameat2", EINVAL, create},
+                        {"renameat2", ENOSYS, create},
                         {"fallocate", EOPNOTSUPP, in_place},
                         {"fallocate", ENOSYS, in_place}}) {
     SCOPED_TRACE(testing::Message() << c.call << ' ' << c.error);

@@ -105,8 +105,10 @@ void Backup::RemoveHidden() {
   RemoveLink();
 }
 
+// Once the file is replaced, RemoveLeftovers() has deleted the link, and
+// another edit may have given the name to its own hidden file.
 void Backup::RemoveLink() {
-  if (!link_.empty()) unlink(link_.c_str());
+  if (!link_.empty() && IsAt(link_, *file_)) unlink(link_.c_str());
   link_.clear();
 }
 
@@ -139,6 +141,7 @@ FileResult Backup::Link(const Descriptor& file) {
   if (path_.empty()) return {};
   if (FileResult result = CheckPath(); !result.Succeeded())
     return BackupResult(std::move(result), path_);
+  file_ = &file;
   int error = CreateLink(folder_, file_path_, link_);
   if (error == 0 && !IsAt(path_, file))
     error = CreateLink(folder_, file_path_, hidden_);

@@ -34,7 +34,8 @@ class Backup {
   ~Backup();
 
   // Makes a hard link of the open file at the path: for a file that will be
-  // replaced. Makes a copy where the file system has no hard links.
+  // replaced. Makes a copy where the file system has no hard links. The file
+  // must outlive the object.
   FileResult Link(const Descriptor& file);
 
   // Makes a copy with the attributes: for a file that will be overwritten.
@@ -60,11 +61,12 @@ class Backup {
   const std::string file_path_;
   const std::string path_;
   const std::string folder_;
-  std::optional<NewFile> copy_;  // Holds the lock of a hidden copy,
-  Descriptor older_;             // and this that of the older backup.
-  std::string link_;             // The hidden link of the file; or "".
-  std::string hidden_;           // The backup, or the older one; or "".
-  bool is_put_ = false;          // The backup has its name.
+  std::optional<NewFile> copy_;       // Holds the lock of a hidden copy,
+  Descriptor older_;                  // and this that of the older backup.
+  const Descriptor* file_ = nullptr;  // Has a hidden link,
+  std::string link_;                  // this one; or "".
+  std::string hidden_;                // The backup, or the older one; or "".
+  bool is_put_ = false;               // The backup has its name.
 };
 
 }  // namespace fairlead::internal

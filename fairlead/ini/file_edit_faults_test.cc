@@ -334,6 +334,34 @@ TEST(FileEditFaultsTest, AnotherEditDoesNotDeleteTheOlderBackup) {
   EXPECT_EQ(FilesIn(folder), 3U);
 }
 
+// As soon as the link that this edit made is gone, an edit of another thread,
+// or of a process with the same ID in another container, may use its name.
+TEST(FileEditFaultsTest, AHiddenFileOfAnotherEditIsNotDeleted) {
+  const TempFolder folder;
+  const std::string path = Put(folder, "f", kOld);
+  const std::string hidden =
+      folder.Path(".fairlead." + std::to_string(getpid()) + ".0");
+  bool is_linked = false;
+  bool is_gone = false;
+  FileResult result;
+  {
+    const Hooked hooked([&](std::string_view call, int) {
+      if (call != "fsync") return 0;
+      is_linked = is_linked || std::filesystem::exists(hidden);
+      if (is_linked && !std::filesystem::exists(hidden)) {
+        is_gone = true;
+        std::filesystem::rename(Put(folder, "theirs", "x"), hidden);
+      }
+      return 0;
+    });
+    result = WithBackup<false>(path);
+  }
+  EXPECT_EQ(result, kWritten);
+  EXPECT_TRUE(is_gone);
+  EXPECT_EQ(ReadFile(hidden), "x");
+  EXPECT_EQ(FilesIn(folder), 3U);
+}
+
 // Calls `act` while the first read of the folder's file is preceded by
 // `change`.
 void ChangeBeforeReading(const std::function<void()>& change,

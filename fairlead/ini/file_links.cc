@@ -20,16 +20,19 @@ std::string_view NameOf(std::string_view path) {
   return path.substr(path.rfind('/') + 1);  // 0 without a folder.
 }
 
-// Counts the links in a folder that may be taken from the file.
-template <typename MayBeTaken>
+bool IsLink(int folder, const char* name, const struct stat& file) {
+  struct stat status = {};
+  return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         status.st_dev == file.st_dev && status.st_ino == file.st_ino;
+}
+
+// Counts the links of the file in a folder with a name that is wanted.
+template <typename IsWanted>
 nlink_t CountLinks(const std::string& folder_path, const struct stat& file,
-                   const MayBeTaken& may_be_taken) {
+                   const IsWanted& is_wanted) {
   nlink_t count = 0;
   ForEachName(folder_path, [&](int folder, const char* entry) {
-    struct stat status = {};
-    if (may_be_taken(std::string_view(entry)) &&
-        fstatat(folder, entry, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-        status.st_dev == file.st_dev && status.st_ino == file.st_ino)
+    if (is_wanted(std::string_view(entry)) && IsLink(folder, entry, file))
       ++count;
   });
   return count;
@@ -53,6 +56,21 @@ FileResult CheckHardLinks(const Descriptor& file, const std::string& path,
     return {};
   return Failed(FileError::kOnlyInPlace, 0,
                 "it has several hard links, and only one would be changed");
+}
+
+bool HasLinkedBackup(const std::string& folder_path, const struct stat& file) {
+  constexpr nlink_t kLeast = 3;  // The file, its backup and the hidden one.
+  bool has_one = false;
+  if (file.st_nlink < kLeast) return has_one;
+  ForEachName(folder_path, [&](int folder, const char* entry) {
+    const std::string_view own = entry;
+    const auto is_backup = [own](std::string_view name) {
+      return name.size() > own.size() && name.starts_with(own);
+    };
+    if (!has_one && !IsHiddenName(own) && IsLink(folder, entry, file))
+      has_one = CountLinks(folder_path, file, is_backup) > 0;
+  });
+  return has_one;
 }
 
 }  // namespace fairlead::internal

@@ -267,9 +267,11 @@ IniResult IniDocument::Set(const IniName& name, std::string_view value) {
 
 IniResult IniDocument::Add(const IniName& name, std::string_view value,
                            const IniPlace& place) {
+  IniPlace there = place;
+  if (name.key) there.name = TrimmedLine(place.name);
   return EditNew(*lines_, name, value,
-                 [&place](auto editor, const auto&... line) {
-                   return editor.Add(line..., place);
+                 [&there](auto editor, const auto&... line) {
+                   return editor.Add(line..., there);
                  });
 }
 

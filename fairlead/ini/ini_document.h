@@ -56,7 +56,8 @@ struct IniPlace {
     kAfter,   ///< Below `name`; a section below the lines of `name`.
   };
   Where where = Where::kDefault;
-  std::string_view name = {};  ///< A key of the same section, or a section.
+  /// A key of the same section, trimmed when it is used, or a section.
+  std::string_view name = {};
 };
 
 /// A header or a key, as IniDocument::begin() and Find() return it. The views
@@ -146,7 +147,7 @@ struct IniFound {
 /// Memory: about twice the text. Exceptions: an edit of many lines among lines
 /// of one or two bytes; renaming many keys or enabling what an edit has
 /// disabled (plus up to three times the new lines); and 4 bytes per indented
-/// header without `]` below a key.
+/// header without `]`.
 class FAIRLEAD_EXPORT IniDocument {
  public:
   class Iterator;

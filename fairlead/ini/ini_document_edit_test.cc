@@ -427,6 +427,14 @@ TEST(IniDocumentEditTest, RefusesTheValueThatAnUnclosedHeaderMayContinue) {
       {"delete the section", text, Delete({"t"}), Code::kMalformed, 7, kReason},
       {"disable the section", text, Disable({"t"}), Code::kMalformed, 7,
        kReason},
+      {"delete a header between", "  [b,\nk=1\n[s]\n  [a,\n", Delete({"s"}),
+       Code::kMalformed, 4, kReason},
+      {"disable it", "k=1\n[s]\n  [a,\n", Disable({"s"}), Code::kMalformed, 3,
+       kReason},
+      {"a new key above", "[s]\n  [a,\n", Set({"s", "n"}, "3"),
+       Code::kMalformed, 2, kReason},
+      {"an enabled key above", "#k=1\n  [a,\n", Enable({"", "k"}),
+       Code::kMalformed, 2, kReason},
   };
   CheckRefusals(refusals);
   const ChangeCase cases[] = {

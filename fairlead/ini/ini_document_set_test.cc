@@ -79,6 +79,10 @@ TEST(IniDocumentSetTest, AddsAKeyAtTheEndOfItsSection) {
        "[s]\r\nj=1\r\nn=3"},
       {"before any header", "# about s\n[s]\n", Set({"", "n"}, "3"),
        "n=3\n# about s\n[s]\n"},
+      {"below comments without a header", "# about all\n", Set({"", "n"}, "3"),
+       "# about all\nn=3\n"},
+      {"above the comments of a disabled one", "# on s\n#[s]\n",
+       Set({"", "n"}, "3"), "n=3\n# on s\n#[s]\n"},
       {"into an empty text", "", Set({"", "n"}, "3"), "n=3\n"},
       {"behind a byte order mark", std::string(kBom), Set({"", "n"}, "3"),
        "\xef\xbb\xbfn=3\n"},
@@ -146,6 +150,9 @@ TEST(IniDocumentAddTest, PutsAKeyWhereItIsAsked) {
        "[s]\n# about j\nj=1\n\nn = 3\nk = 2\n#x=1\n[t]\n"},
       {"below a key", text, Add({"s", "n"}, "3", {Where::kAfter, "k"}),
        "[s]\n# about j\nj=1\n\nk = 2\nn = 3\n#x=1\n[t]\n"},
+      {"with blanks round its name", text,
+       Add({"s", "n"}, "3", {Where::kAfter, " k\t"}),
+       "[s]\n# about j\nj=1\n\nk = 2\nn = 3\n#x=1\n[t]\n"},
       {"below the value of a key", "k=1\n  more\nj=2\n",
        Add({"", "n"}, "3", {Where::kAfter, "k"}), "k=1\n  more\nn=3\nj=2\n"},
       {"first before any header", "# c\nk=1\n",
@@ -187,6 +194,8 @@ TEST(IniDocumentAddTest, PutsASectionWhereItIsAsked) {
        Add({"u"}, "", {Where::kAfter, ""}), "a=1\n\n  [u]\n\n  [s]\n"},
       {"not above keys below a disabled header", "#[s]\nk=1\n[t]\n",
        Add({"u"}, "", {Where::kFirst}), "#[s]\nk=1\n[u]\n[t]\n"},
+      {"below comments without a header", "k=1\n# about k\n",
+       Add({"u"}, "", {Where::kFirst}), "k=1\n# about k\n[u]\n"},
   };
   CheckChanges(cases);
 }
@@ -252,6 +261,8 @@ TEST(IniDocumentSetTest, RefusesToChangeOtherLines) {
       "a value above, ending with '\\', would continue here";
   const RefusalCase cases[] = {
       {"a continued value", "[s]\nk=1\n  more\n", Set({"s", "k"}, "2"),
+       Code::kMalformed, 3, goes_on},
+      {"to its first line", "[s]\nk=1\n  more\n", Set({"s", "k"}, "1"),
        Code::kMalformed, 3, goes_on},
       {"one that continues below a comment", "[s]\nk =\n  # a\n  more\n",
        Set({"s", "k"}, "2"), Code::kMalformed, 4, goes_on},

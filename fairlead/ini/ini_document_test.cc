@@ -193,6 +193,10 @@ TEST(IniDocumentTest, ReadsWhatABackslashContinues) {
       rows);
   EXPECT_EQ(RowsOf("a=1\\\n  b=2\\\n  [s]\n", IniReading::kLive).size(), 1U);
   EXPECT_EQ(RowsOf("a=1\\\n  b=2\n", IniReading::kRecords).size(), 2U);
+  // Also a line of the value that is not indented.
+  EXPECT_EQ(RowsOf("a=1\\\nx\\\ny\\\n  b=2\n", IniReading::kLive).size(), 1U);
+  EXPECT_EQ(RowsOf("x\\\ny\\\n  b=2\n", IniReading::kLive).size(), 1U);
+  EXPECT_EQ(RowsOf("a=1\nx\\\n  b=2\n", IniReading::kLive).size(), 2U);
 }
 
 struct FindCase {

@@ -38,7 +38,8 @@ bool DisableLine(LineTable& lines, std::size_t line, char mark) {
 
 // Returns the end of the lines before the first section and its comments.
 std::size_t EndOfTop(const LineTable& lines) {
-  return CommentsBegin(lines, TopBlock(lines).end);
+  const std::size_t end = TopBlock(lines).end;
+  return end < lines.size() ? CommentsBegin(lines, end) : end;
 }
 
 bool IsBlankOrEdge(const LineTable& lines, std::size_t line) {

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "fairlead/ini/edit_lock.h"
+#include "fairlead/ini/file_links.h"
 #include "fairlead/ini/folder_names.h"
 
 namespace fairlead::internal {
@@ -40,23 +41,26 @@ bool TryToLockHidden(const Descriptor& file, const struct stat& status,
          status.st_ino == edited.status.st_ino && TryToLock(edited.file) == 0;
 }
 
-bool IsStale(const Descriptor& file, const EditedFile& edited) {
+// By a hidden link of a file and its backup, CheckHardLinks() knows these.
+bool IsStale(const Descriptor& file, const std::string& folder,
+             const EditedFile& edited) {
   struct stat status = {};
-  return file.IsOpen() && fstat(file.number(), &status) == 0 &&
-         S_ISREG(status.st_mode) &&
+  return fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode) &&
          (status.st_uid == geteuid() ||
           status.st_uid == edited.status.st_uid) &&
-         TryToLockHidden(file, status, edited);
+         TryToLockHidden(file, status, edited) &&
+         !HasLinkedBackup(folder, status);
 }
 
 // Deletes the file while it is locked, so that no other process deletes a new
 // file of that name.
-void Remove(int folder, const char* name, const EditedFile& edited) {
+void Remove(const std::string& folder_path, int folder, const char* name,
+            const EditedFile& edited) {
   constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   const Descriptor file(MoveAboveStandardStreams(
       Uninterrupted([=] { return openat(folder, name, kFlags | O_CLOEXEC); })));
-  if (!IsStale(file, edited)) return;
-  unlinkat(folder, name, 0);
+  if (!file.IsOpen()) return;
+  if (IsStale(file, folder_path, edited)) unlinkat(folder, name, 0);
   Unlock(file);
 }
 
@@ -80,7 +84,7 @@ void RemoveLeftovers(const std::string& folder, const Descriptor& edited) {
   EditedFile file{edited};
   if (fstat(edited.number(), &file.status) == -1) return;
   ForEachName(folder, [&](int at, const char* name) {
-    if (IsHiddenName(name)) Remove(at, name, file);
+    if (IsHiddenName(name)) Remove(folder, at, name, file);
   });
 }
 

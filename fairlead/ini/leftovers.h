@@ -40,9 +40,10 @@ bool IsHiddenName(std::string_view name);
 // A process holds the lock of TryToLock() on its hidden file, so a file whose
 // lock is free is stale. A hidden name may be a link of `edited` itself, which
 // was to become a backup: its lock counts as free if the caller has it, or can
-// get it. The process ID in the name says nothing: it may be in use again, or
-// be that of a process on another host or in another container. On a file
-// system without locks, nothing is deleted.
+// get it. One of a file that has a backup as a link stays, until the file is
+// replaced: CheckHardLinks() needs it. The process ID in the name says nothing:
+// it may be in use again, or be that of a process on another host or in another
+// container. On a file system without locks, nothing is deleted.
 void RemoveLeftovers(const std::string& folder, const Descriptor& edited);
 
 }  // namespace fairlead::internal

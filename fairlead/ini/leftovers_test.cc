@@ -98,6 +98,22 @@ TEST(LeftoversTest, DeletesAHiddenLinkOfTheEditedFile) {
   EXPECT_EQ(FilesIn(folder), 1U);
 }
 
+// Of the file and its backup. By this link, an edit of the file accepts the
+// backup as one that a killed edit has left.
+TEST(LeftoversTest, KeepsAHiddenLinkOfAFileAndItsBackup) {
+  const TempFolder folder;
+  const std::string path = Put(folder, "f", "old\n");
+  fs::create_hard_link(path, path + "~");
+  fs::create_hard_link(path, folder.Path(Hidden(DeadProcess(), "0")));
+  EXPECT_EQ(SetNew(Put(folder, "other", "old\n"), false), kWritten);
+  EXPECT_EQ(EditFile(path, Appending("more\n"), {.in_place = true}), kWritten);
+  EXPECT_EQ(FilesIn(folder), 4U);
+  EXPECT_EQ(SetNew(path, false), kWritten);
+  EXPECT_EQ(ReadFile(path), "new\n");
+  EXPECT_EQ(ReadFile(path + "~"), "old\nmore\n");
+  EXPECT_EQ(FilesIn(folder), 3U);
+}
+
 // Its edit is making a backup, here or on another host.
 TEST(LeftoversTest, KeepsAHiddenLinkOfAFileThatIsLocked) {
   const TempFolder folder;

@@ -194,9 +194,9 @@ IniResult SetValueAt(LineTable& lines, std::size_t line,
   std::string changed = lines.TextOf(line);
   const std::string_view text = changed;
   const IniLine read = lines.Read(line, text);
-  if (read.value == value) return {.code = Code::kUnchanged};
   if (const IniResult result = CheckValueEnd(lines, line); !result.IsOk())
     return result;
+  if (read.value == value) return {.code = Code::kUnchanged};
   std::size_t begin = OffsetOf(read.value, text);
   if (read.value.empty())
     begin = std::min(text.find_first_not_of(kSpaces, begin), text.size());

@@ -50,10 +50,10 @@ class LineLaws {
   bool IsLive() const { return reading_ == IniReading::kLive; }
   IniName Name() const { return NameOf(step_); }
 
-  // A line that is no INI.
+  // A line that is no INI, or an indented header without `]`.
   struct OtherLine {
     std::string section;
-    std::string key;  // Whose value continues on it; "" if none does.
+    std::string key;  // Whose value may continue on it; "" if none does.
     std::string text;
 
     friend bool operator==(const OtherLine&, const OtherLine&) = default;
@@ -107,13 +107,16 @@ class LineLaws {
           !is_header && !is_value && equals != 0 && equals != std::string::npos;
       const bool was_open = std::exchange(is_open, false);
       if (stripped.empty() || IsMarked(line)) continue;
+      const bool may_continue =
+          is_header && is_indented && stripped.find(']') == std::string::npos;
       if (is_header) section = stripped.substr(1, stripped.find(']') - 1);
       if (!is_indented && !was_open) key.clear();
-      if (is_header) key.clear();
+      if (is_header && !may_continue) key.clear();
       if (is_key) key = Stripped(stripped.substr(0, equals));
-      if (!is_header && !is_key) others.push_back({section, key, stripped});
-      is_open =
-          stripped.ends_with('\\') && !is_header && (is_indented || is_key);
+      if (may_continue || (!is_header && !is_key))
+        others.push_back({section, key, stripped});
+      is_open = stripped.ends_with('\\') && !is_header &&
+                (is_indented || is_key || was_open);
     }
     return others;
   }

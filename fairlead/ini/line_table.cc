@@ -227,10 +227,13 @@ bool LineTable::CouldContinue(std::size_t line) const {
 // Returns whether a line is a part of a value that ends with a backslash: an
 // active key or header below, which is indented, is one too.
 bool LineTable::Swallows(std::size_t line, std::string_view text) const {
-  const bool in_value =
-      (KindOf(line) == LineKind::kKey && !IsDisabled(line)) ||
-      (KindOf(line) == LineKind::kOther && StartsIndented(text));
-  return in_value && EndsWithBackslash(text);
+  if (!EndsWithBackslash(text)) return false;
+  if (KindOf(line) == LineKind::kOther && StartsIndented(text)) return true;
+  while (IsJoined(line, line - 1)) {
+    --line;
+    if (KindOf(line) == LineKind::kOther && IsIndented(line)) return true;
+  }
+  return KindOf(line) == LineKind::kKey && !IsDisabled(line);
 }
 
 // Returns whether the line is no INI and continues a value right above it that

@@ -20,8 +20,8 @@ bool NamesNothing(LineKind kind) {
          kind == LineKind::kOther;
 }
 
-// Calls `use` for each indented header without `]` that may be a part of a
-// value, with its line and that of the key.
+// Calls `use` for each indented header without `]`, with its line and that of
+// the key whose value it may be a part of, or kNoLine.
 template <typename Use>
 void ForEachAmbiguity(const LineTable& lines, const Use& use) {
   if (!lines.has_unclosed()) return;
@@ -33,8 +33,12 @@ void ForEachAmbiguity(const LineTable& lines, const Use& use) {
     if (kind == LineKind::kKey) key = line;
     if (kind == LineKind::kHeader || (is_unclosed && !lines.IsIndented(line)))
       key = kNoLine;
-    if (is_unclosed && key != kNoLine) use(line, key);
+    if (is_unclosed && lines.IsIndented(line)) use(line, key);
   }
+}
+
+std::uint32_t IdOrNone(const LineTable& lines, std::size_t key) {
+  return key == kNoLine ? UINT32_MAX : lines.IdOf(key);
 }
 
 }  // namespace
@@ -136,29 +140,27 @@ std::vector<std::uint32_t> ContinuedKeys(const LineTable& lines) {
   std::vector<std::uint32_t> keys;
   keys.reserve(count);
   ForEachAmbiguity(lines, [&](std::size_t, std::size_t key) {
-    keys.push_back(lines.IdOf(key));
+    keys.push_back(IdOrNone(lines, key));
   });
   return keys;
 }
 
 std::size_t ChangedAmbiguity(const LineTable& lines,
                              const std::vector<std::uint32_t>& before) {
-  std::size_t same = 0;
-  bool differ = false;
+  std::size_t changed = kNoLine;
+  std::size_t number = 0;
   ForEachAmbiguity(lines, [&](std::size_t, std::size_t key) {
-    differ = differ || same == before.size() || before[same] != lines.IdOf(key);
-    if (!differ) ++same;
+    if (changed == kNoLine && before.at(number) != IdOrNone(lines, key))
+      changed = number;
+    ++number;
   });
-  return differ || same < before.size() ? same : kNoLine;
+  return changed;
 }
 
 std::size_t LineOfAmbiguity(const LineTable& lines, std::size_t number) {
   std::size_t found = kNoLine;
-  std::size_t left = number + 1;
   ForEachAmbiguity(lines, [&](std::size_t line, std::size_t) {
-    if (left == 0) return;
-    found = line;
-    --left;
+    if (number-- == 0) found = line;
   });
   return found;
 }

@@ -55,17 +55,17 @@ std::size_t FindDisabledHeader(const LineTable& lines, const LineSet& keys);
 // which ends above a disabled section.
 IniResult CheckTopEnd(const LineTable& lines, const Block& block);
 
-// Returns the keys whose values may continue on an indented header without `]`,
-// for each of these, by LineTable::IdOf(). The vector is as large as need be:
-// there may be such a header in each line.
+// Returns for each indented header without `]` the key whose value may continue
+// on it, by LineTable::IdOf(), or UINT32_MAX. No edit adds or deletes such a
+// header. The vector is as large as need be: there may be one in each line.
 std::vector<std::uint32_t> ContinuedKeys(const LineTable& lines);
 
-// Returns the number, from 0, of the first such header that has another key
-// than before, or none; or kNoLine if all are as they were.
+// Returns the number, from 0, of the first such header that has not the key
+// that it had before; or kNoLine if all are as they were.
 std::size_t ChangedAmbiguity(const LineTable& lines,
                              const std::vector<std::uint32_t>& before);
 
-// Returns the line of such a header, or of the last one.
+// Returns the line of such a header.
 std::size_t LineOfAmbiguity(const LineTable& lines, std::size_t number);
 
 }  // namespace fairlead::internal

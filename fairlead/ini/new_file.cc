@@ -162,8 +162,8 @@ int NewFile::RenameToNew() {
     return renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(),
                      RENAME_NOREPLACE);
   });
-  // Some file systems do not support RENAME_NOREPLACE.
-  if (result == -1 && errno == EINVAL)
+  // Some file systems and systems do not support RENAME_NOREPLACE.
+  if (result == -1 && (errno == EINVAL || errno == ENOSYS))
     result = rename(path_.c_str(), target_.c_str());
   return result == 0 ? 0 : errno;
 }

@@ -149,14 +149,14 @@ TEST(AssignmentsTest, NoVariableOfTheShellCanBeSet) {
 // They run what the variable names, load it or connect to it.
 TEST(AssignmentsTest, NoVariableThatUsualProgramsObeyCanBeSet) {
   for (const char* const name :
-       {"LESSOPEN",          "LESSCLOSE",       "PAGER",
-        "MANPAGER",          "GIT_SSH_COMMAND", "GIT_PAGER",
-        "NODE_OPTIONS",      "RUBYOPT",         "PYTHONHOME",
-        "PYTHONSTARTUP",     "PERL5DB",         "GLIBC_TUNABLES",
-        "JAVA_TOOL_OPTIONS", "LUA_INIT",        "SSH_ASKPASS",
-        "SUDO_EDITOR",       "SYSTEMD_PAGER",   "OPENSSL_CONF",
-        "XDG_CONFIG_HOME",   "MAKEFLAGS",       "BROWSER",
-        "http_proxy",        "HTTPS_PROXY",     "TERMINFO"})
+       {"LESSOPEN",          "LESSCLOSE",     "PAGER",        "MANPAGER",
+        "GIT_SSH_COMMAND",   "GIT_PAGER",     "NODE_OPTIONS", "RUBYOPT",
+        "PYTHONHOME",        "PYTHONSTARTUP", "PERL5DB",      "GLIBC_TUNABLES",
+        "JAVA_TOOL_OPTIONS", "LUA_INIT",      "SSH_ASKPASS",  "APT_CONFIG",
+        "AWKPATH",           "AWKLIBPATH",    "DOCKER_HOST",  "SSH_SK_PROVIDER",
+        "SUDO_EDITOR",       "SYSTEMD_PAGER", "OPENSSL_CONF", "XDG_CONFIG_HOME",
+        "MAKEFLAGS",         "BROWSER",       "http_proxy",   "HTTPS_PROXY",
+        "TERMINFO"})
     EXPECT_TRUE(IsRefused(name)) << name;
 }
 

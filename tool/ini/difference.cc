@@ -94,8 +94,8 @@ std::string LineRange(std::size_t first, std::size_t count) {
 
 }  // namespace
 
-// Returns the place of a common part: of whole lines below the last one. Lines
-// below a byte order mark are not whole without it, unless it is common too.
+// Returns the place of a part of the old text, of whole lines below the last
+// common one.
 std::size_t Difference::PlaceOf(std::string_view piece) const {
   const std::less<> is_before;
   const char* const end = before_.data() + before_.size();
@@ -105,20 +105,29 @@ std::size_t Difference::PlaceOf(std::string_view piece) const {
   const auto place = static_cast<std::size_t>(piece.data() - before_.data());
   const bool has_end =
       piece.ends_with('\n') || place + piece.size() == before_.size();
-  if (place < common_end_ || !has_end) return kNowhere;
-  const bool follows_line = added_.empty() || added_.back().ends_with('\n') ||
-                            added_.back() == Old(common_end_, place);
-  return follows_line ? place : kNowhere;
+  return place < common_end_ || !has_end ? kNowhere : place;
+}
+
+// Returns whether a line of both texts begins here. Behind a byte order mark,
+// it does not, unless that is a part of both lines.
+bool Difference::BeginsLine(std::size_t place) const {
+  if (!added_.empty() && added_.back() == Old(common_end_, place)) return true;
+  return (place == 0 || before_[place - 1] == '\n') &&
+         (added_.empty() || added_.back().ends_with('\n'));
 }
 
 void Difference::Take(std::string_view piece) {
   if (piece.empty()) return;
-  if (const std::size_t place = PlaceOf(piece); place != kNowhere) {
-    EndChange(place);
-    common_end_ = place + piece.size();
-    return;
-  }
-  Append(piece, added_);
+  const std::size_t place = PlaceOf(piece);
+  std::size_t added = 0;
+  if (place == kNowhere)
+    added = piece.size();
+  else if (!BeginsLine(place))
+    added = FirstLine(piece);
+  if (added > 0) Append(piece.substr(0, added), added_);
+  if (added == piece.size()) return;
+  EndChange(place + added);
+  common_end_ = place + piece.size();
 }
 
 bool Difference::Finish() {

@@ -47,6 +47,7 @@ class Difference {
     return before_.substr(begin, end - begin);
   }
   std::size_t PlaceOf(std::string_view piece) const;
+  bool BeginsLine(std::size_t place) const;
   void EndChange(std::size_t end);
   void Refine(const Change& change);
   void AddChange(Change change);

@@ -146,6 +146,23 @@ TEST(DifferenceTest, AByteOrderMarkIsAPartOfItsLine) {
   }
 }
 
+// So a new line below it makes two lines of the old one.
+TEST(DifferenceTest, ALineBelowAByteOrderMarkChangesThatLine) {
+  const std::string_view before =
+      "\xef\xbb\xbf"
+      "1\n2\n3\n4\n5\n";
+  std::string text;
+  Difference difference("f", before,
+                        [&text](std::string_view piece) { text += piece; });
+  difference.Take(before.substr(0, 3));
+  difference.Take("x\n");
+  difference.Take(before.substr(3));
+  EXPECT_TRUE(difference.Finish());
+  EXPECT_EQ(text,
+            "--- f\n+++ f\n@@ -1,4 +1,5 @@\n-\xef\xbb\xbf"
+            "1\n+\xef\xbb\xbfx\n+1\n 2\n 3\n 4\n");
+}
+
 std::string RandomText(std::mt19937& random) {
   std::string text;
   for (auto lines = random() % 25; lines > 0; --lines)

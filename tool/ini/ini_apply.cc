@@ -1,5 +1,6 @@
 // The subcommands of `ini` that compare files, or make many edits at once.
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "fairlead/ini/ini_keys.h"
+#include "fairlead/text/strings.h"
 #include "tool/base/concat.h"
 #include "tool/command/command_table.h"
 #include "tool/ini/edit_script.h"
@@ -85,10 +87,25 @@ struct Side {
   const IniKeys keys;
 };
 
+// Returns the lines that continue a value, trimmed and without comments.
+std::string PlainContinuation(const IniDocument& document,
+                              const IniEntry& key) {
+  const std::string lines = document.Continuation(key);
+  std::string plain;
+  for (std::string_view rest = lines; !rest.empty();) {
+    const std::string_view whole = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(whole.size() + 1, rest.size()));
+    const std::string line = TrimStr(whole, " \t\r", 0);
+    if (!line.starts_with('#') && !line.starts_with(';'))
+      plain.append(line).append("\n");
+  }
+  return plain;
+}
+
 bool HaveSameValue(const IniDocument& a, const IniEntry& in_a,
                    const IniDocument& b, const IniEntry& in_b) {
   return in_a.value == in_b.value &&
-         a.Continuation(in_a) == b.Continuation(in_b);
+         PlainContinuation(a, in_a) == PlainContinuation(b, in_b);
 }
 
 // A key whose value differs, as each side has it.

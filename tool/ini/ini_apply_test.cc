@@ -126,6 +126,19 @@ TEST_F(IniApplyTest, DiffComparesKeysAndValues) {
               HasSubstr("No such file"));
 }
 
+TEST_F(IniApplyTest, TheLayoutOfAContinuedValueDoesNotMatter) {
+  Write("[a]\ndeps =\n    x\n# c\n    y");
+  for (const char* const text :
+       {"[a]\r\ndeps=\r\n\tx\r\n  y  \r\n", "[a]\ndeps =\n  x\n;c\n  y\n"}) {
+    const std::string other = Other(text);
+    Answer({"diff", "-with", other});
+    Answer({"diff", "-with", other, "-format", "script"});
+    Answer({"merge", "-from", other, "-check"});
+  }
+  const std::string other = Other("[a]\ndeps =\n  x\n\n  y\n");
+  EXPECT_EQ(Run({"diff", "-with", other}).status, 1);
+}
+
 TEST_F(IniApplyTest, DiffAndMergeSeeContinuedValues) {
   Write("[a]\ndeps =\n    x\nk=1\n");
   const std::string other = Other("[a]\ndeps =\n    y\nk=1\n");
@@ -143,6 +156,12 @@ TEST_F(IniApplyTest, DiffAndMergeSeeContinuedValues) {
   Other("[a]\ndeps =\n    x\nk=2\n");
   Answer({"merge", "-from", other});
   EXPECT_EQ(Text(), "[a]\ndeps =\n    x\nk=2\n");
+  Other("[a]\ndeps =\n");
+  EXPECT_EQ(
+      Refusal(3, {"merge", "-from", other}),
+      Concat(
+          "fairlead ini: ", Path(),
+          ":3: the value continues on this line; the file was not changed\n"));
   Other("##x=1\n");
   EXPECT_EQ(Refusal(3, {"merge", "-records", "-from", other}),
             Concat("fairlead ini: ", other,
