@@ -446,5 +446,30 @@ TEST(EditErrorsTest, AMessageHasNoControlCharacters) {
       << result.Message();
 }
 
+// Returns whether a call asks for the status of a file.
+bool IsStatus(std::string_view call) {
+  return call == "lstat" || call == "fstat" || call == "stat" ||
+         call == "fstatat";
+}
+
+TEST(EditErrorsTest, NothingIsLeftIfNoStatusCanBeAskedFor) {
+  bool has_failed = true;
+  for (int first = 1; has_failed; ++first) {
+    SCOPED_TRACE(first);
+    const TempFolder folder;
+    const std::string path = Put(folder, "f", kOld);
+    int asked = 0;
+    FileResult result;
+    {
+      const Hooked hooked([&](std::string_view call, int) {
+        return IsStatus(call) && ++asked >= first ? EIO : 0;
+      });
+      result = WithBackup<false>(path);
+    }
+    has_failed = asked >= first;
+    EXPECT_EQ(FilesIn(folder), std::filesystem::exists(path + "~") ? 2U : 1U);
+  }
+}
+
 }  // namespace
 }  // namespace fairlead::internal

@@ -105,10 +105,10 @@ void Backup::RemoveHidden() {
   RemoveLink();
 }
 
-// Once the file is replaced, RemoveLeftovers() has deleted the link, and
-// another edit may have given the name to its own hidden file.
+// Once the file is replaced, RemoveLeftovers() has deleted the link, unless
+// that failed, and another edit may have given the name to its own hidden file.
 void Backup::RemoveLink() {
-  if (!link_.empty() && IsAt(link_, *file_)) unlink(link_.c_str());
+  if (!link_.empty() && !IsAnotherAt(link_, *file_)) unlink(link_.c_str());
   link_.clear();
 }
 

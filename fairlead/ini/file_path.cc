@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstddef>
+#include <optional>
 
 #include "fairlead/ini/file_results.h"
 
@@ -68,6 +69,15 @@ FileResult CheckTarget(const std::string& link, const std::string& target) {
                 "it is an open file that was deleted or has no name");
 }
 
+// Returns whether the file is at the path; nothing if the system does not say.
+std::optional<bool> IsThere(const std::string& path, const Descriptor& file) {
+  struct stat there = {};
+  struct stat open = {};
+  if (lstat(path.c_str(), &there) == -1 || fstat(file.number(), &open) == -1)
+    return std::nullopt;
+  return there.st_dev == open.st_dev && there.st_ino == open.st_ino;
+}
+
 }  // namespace
 
 FileResult FollowLinks(std::string& path) {
@@ -92,10 +102,11 @@ std::string FolderOf(const std::string& path) {
 }
 
 bool IsAt(const std::string& path, const Descriptor& file) {
-  struct stat there = {};
-  struct stat open = {};
-  return lstat(path.c_str(), &there) == 0 && fstat(file.number(), &open) == 0 &&
-         there.st_dev == open.st_dev && there.st_ino == open.st_ino;
+  return IsThere(path, file).value_or(false);
+}
+
+bool IsAnotherAt(const std::string& path, const Descriptor& file) {
+  return !IsThere(path, file).value_or(true);
 }
 
 }  // namespace fairlead::internal

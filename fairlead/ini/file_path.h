@@ -26,6 +26,9 @@ std::string FolderOf(const std::string& path);
 // Returns whether the path names the open file.
 bool IsAt(const std::string& path, const Descriptor& file);
 
+// Returns whether another file is surely at the path.
+bool IsAnotherAt(const std::string& path, const Descriptor& file);
+
 }  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_INI_FILE_PATH_H_
