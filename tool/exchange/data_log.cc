@@ -31,6 +31,7 @@ std::size_t WholeCharacters(std::string_view bytes) {
 }  // namespace
 
 void DataLog::Add(std::string_view bytes, bool ends_message) {
+  const std::lock_guard lock(mutex_);
   while (!bytes.empty()) {
     if (line_.size() == kMaxInLine)
       WriteLine(form_ == DataForm::kEscaped ? WholeCharacters(line_)
@@ -41,10 +42,20 @@ void DataLog::Add(std::string_view bytes, bool ends_message) {
   }
   if (!ends_message) return;
   if (written_ == 0 && line_.empty()) WriteLine(0);
-  Flush();
+  FlushLocked();
 }
 
 void DataLog::Flush() {
+  const std::lock_guard lock(mutex_);
+  FlushLocked();
+}
+
+void DataLog::FlushAtOnce() {
+  const std::unique_lock lock(mutex_, std::try_to_lock);
+  if (lock && log_.IsReady()) FlushLocked();
+}
+
+void DataLog::FlushLocked() {
   if (!line_.empty()) WriteLine(line_.size());
   written_ = 0;
 }

@@ -175,6 +175,11 @@ void Display::FlushData() {
   if (received_) received_->Flush();
 }
 
+void Display::LogRestAtOnce() {
+  if (sent_) sent_->FlushAtOnce();
+  if (received_) received_->FlushAtOnce();
+}
+
 void Display::Failed(ExitStatus status, std::string_view message) {
   FlushData();
   try {

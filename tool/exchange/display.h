@@ -148,8 +148,12 @@ class Display {
   /// Shows what ends the command. Does nothing if that cannot be written.
   void Failed(ExitStatus status, std::string_view message);
 
-  /// Does the same at the end of a process that cannot wait. Leaves out what
-  /// would block.
+  /// Logs what waits of the bytes, at the end of a process that cannot wait.
+  /// Leaves out what would block. Not while LogData() is called.
+  void LogRestAtOnce();
+
+  /// Shows what ends the command, at the end of a process that cannot wait.
+  /// Leaves out what would block.
   void FailedAtOnce(ExitStatus status, std::string_view message);
 
   /// Closes the file.
