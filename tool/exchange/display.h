@@ -90,7 +90,7 @@ class Display {
 
   /// Sets the peer that later events name: "127.0.0.1:7000". Not while another
   /// thread sends.
-  void SetPeer(const std::string& peer) { peer_ = peer; }
+  void SetPeer(const std::string& peer);
 
   /// Shows a message that is handed to the system, or the next piece of it.
   ///
@@ -164,6 +164,8 @@ class Display {
  private:
   bool HasEvents() const { return view_ == View::kJson; }
   void Write(std::string_view text);
+  void AddCharacters(std::string_view bytes);
+  void EndCharacter();
   void FlushData();
   void FlushLocked();
   void Show(std::string_view bytes, const TheTime& time, bool ends_message);
@@ -176,6 +178,8 @@ class Display {
   std::string peer_;  // Set before another thread sends.
   mutable std::mutex mutex_;
   Destination destination_;          // Guarded by mutex_.
+  std::string cut_;                  // Guarded by mutex_. On a terminal: the
+                                     // start of a character.
   std::optional<DataLog> sent_;      // Of -logdata; of the sending thread.
   std::optional<DataLog> received_;  // Of the thread that receives.
 };
