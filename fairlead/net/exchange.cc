@@ -345,7 +345,8 @@ bool ExchangeState::IsBehind(const Progress& sending, bool receiving,
 Deadline ExchangeState::IdleDeadline(const Progress& sending) const {
   if (HasFailed(sending)) return DeadlineAfter(last_, kMaxDrainAfterError);
   if (sending.status == Status::kWaitingForInput) return first_byte_;
-  return Earlier(first_byte_, DeadlineAfter(last_, options_.limits.idle));
+  const auto idle = connection_.Patience(options_.limits.idle);
+  return Earlier(first_byte_, DeadlineAfter(last_, idle));
 }
 
 Deadline ExchangeState::NextPass(const Progress& sending) const {

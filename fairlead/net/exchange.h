@@ -54,8 +54,9 @@ struct ExchangeLimits {
   Limit connect = {};
 
   /// Between two bytes, in either direction, the peer's acknowledgements
-  /// included. It does not count while the input has nothing to send, also if
-  /// the peer sends no more.
+  /// included; at least half a second while one is missing, which a system may
+  /// delay. It does not count while the input has nothing to send, also if the
+  /// peer sends no more.
   Limit idle = std::chrono::seconds(5);
 
   /// From Connect() on, until the peer's first byte has come: a look-up, a

@@ -308,6 +308,27 @@ TEST_F(ExchangeCallsTest, ReportsAPeerThatDoesNotRead) {
     }
 }
 
+// The peer's system may wait for an answer that takes the acknowledgement
+// along.
+TEST_F(ExchangeCallsTest, ADelayedAcknowledgementIsNoSilence) {
+  for (const Step& step : {Step(Close), Step(ReceiveAll)}) {
+    std::promise<void> done;
+    Server server([&](Socket& peer) {
+      const int quick = 0;
+      setsockopt(peer.number(), IPPROTO_TCP, TCP_QUICKACK, &quick,
+                 sizeof(quick));
+      done.get_future().wait();
+    });
+    Exchange exchange({.limits = {.total = 60s, .idle = 10ms}});
+    ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(exchange.Converse("x", {}));
+    const ExchangeResult result = step(exchange);
+    done.set_value();
+    EXPECT_EQ(result.phase, ExchangePhase::kReceiving);
+    EXPECT_EQ(result.sent, 3u);
+  }
+}
+
 // What the system took counts again if the conversation goes on.
 TEST_F(ExchangeCallsTest, APeerThatWasSilentMayStillRead) {
   std::promise<void> silent;

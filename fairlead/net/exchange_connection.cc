@@ -25,6 +25,9 @@ namespace {
 constexpr std::chrono::milliseconds kShortestPause{1};
 constexpr std::chrono::milliseconds kLongestPause{32};
 
+// For which a system may delay an acknowledgement.
+constexpr std::chrono::milliseconds kLongestDelay{500};
+
 int SetBlocking(int sock, bool blocking) {
   const int flags = fcntl(sock, F_GETFL);
   if (flags == -1) return errno;
@@ -186,6 +189,12 @@ bool ExchangeConnection::HasAcknowledgedMore() {
 Deadline ExchangeConnection::NextLook() const {
   if (unacknowledged_ <= 0) return std::nullopt;
   return std::chrono::steady_clock::now() + pause_;
+}
+
+std::optional<std::chrono::milliseconds> ExchangeConnection::Patience(
+    std::optional<std::chrono::milliseconds> idle) const {
+  if (!idle || unacknowledged_ <= 0) return idle;
+  return std::max(*idle, kLongestDelay);
 }
 
 std::uint64_t ExchangeConnection::Missing() const {

@@ -65,6 +65,11 @@ class ExchangeConnection {
   // never if none is missing.
   Deadline NextLook() const;
 
+  // Returns for how long the peer may be silent: `idle`, or longer while an
+  // acknowledgement is missing, which its system may delay.
+  std::optional<std::chrono::milliseconds> Patience(
+      std::optional<std::chrono::milliseconds> idle) const;
+
   // Returns Unacknowledged() without that end, or 0. For when nothing is being
   // sent.
   std::uint64_t Missing() const;
