@@ -18,6 +18,10 @@ using Files = std::map<std::string, std::string>;  // Contents by name.
 // A content with this prefix means a symbolic link to the rest.
 inline constexpr std::string_view kLinkTo = "-> ";
 
+// An argument that a free port replaces, to which a peer then connects. It
+// sends some bytes, and reads what comes.
+inline constexpr std::string_view kPortOfAPeer = "PORT";
+
 // What a failed command may leave behind.
 enum class Left {
   kOld,        // The old files.
@@ -36,6 +40,7 @@ struct Scenario {
   Left left = Left::kOld;
   int status = 0;            // Without a fault.
   bool prints_anew = false;  // Each run prints something else.
+  std::string peer_sends = {};
 };
 
 inline void PrintTo(const Scenario& scenario, std::ostream* out) {
@@ -225,6 +230,17 @@ inline const std::vector<Scenario> kExchanges = {
      .left = Left::kAppended,
      .status = 28,
      .prints_anew = true},
+    // A connection that breaks has ended, too: then less is printed.
+    {.name = "listen_echo",
+     .arguments = {"listen", "-port", "PORT", "-echo", "-timeout", "5"},
+     .prints_anew = true,
+     .peer_sends = "hello"},
+    {.name = "listen_replyfile",
+     .arguments = {"listen", "-port", "PORT", "-replyfile", "plain", "-timeout",
+                   "5"},
+     .files = kLong,
+     .prints_anew = true,
+     .peer_sends = "hello"},
 };
 
 inline const std::vector<Scenario> kPrinters = {

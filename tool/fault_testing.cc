@@ -2,13 +2,18 @@
 
 #include "tool/fault_testing.h"
 
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <mutex>
 #include <numeric>
+#include <optional>
 #include <random>
 #include <sstream>
 #include <thread>
@@ -113,6 +118,48 @@ void ForEachCall(
   }
 }
 
+// Returns a port that the system gives to no client, and nobody else here.
+int FreePort() {
+  static std::atomic<int> next = getpid();
+  constexpr int kFirst = 20'000;
+  constexpr int kCount = 10'000;
+  for (;;) {
+    const int port = kFirst + next++ % kCount;
+    const int peer = ConnectToPort(port);
+    if (peer == -1) return port;
+    close(peer);
+  }
+}
+
+// Connects to a port once a command listens there, sends, and reads to the end.
+class Peer {
+ public:
+  Peer(int port, std::string bytes)
+      : bytes_(std::move(bytes)), thread_([this, port] { Visit(port); }) {}
+  ~Peer() {
+    has_ended_ = true;
+    thread_.join();
+  }
+  Peer(const Peer&) = delete;
+  Peer& operator=(const Peer&) = delete;
+
+ private:
+  void Visit(int port) const {
+    int socket = -1;
+    while (!has_ended_ && (socket = ConnectToPort(port)) == -1)
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    if (socket == -1) return;
+    SendAll(socket, bytes_);
+    shutdown(socket, SHUT_WR);
+    ReceiveAll(socket);
+    close(socket);
+  }
+
+  const std::string bytes_;
+  std::atomic<bool> has_ended_ = false;  // The command.
+  std::thread thread_;
+};
+
 }  // namespace
 
 FaultPlace::FaultPlace(const Scenario& scenario) : scenario_(scenario) {
@@ -127,9 +174,17 @@ FaultPlace::FaultPlace(const Scenario& scenario) : scenario_(scenario) {
 }
 
 Trial FaultPlace::Run(const Words& before) const {
+  Words arguments = scenario_.arguments;
+  const auto port = std::ranges::find(arguments, kPortOfAPeer);
+  std::optional<Peer> peer;
+  if (port != arguments.end()) {
+    const int free_port = FreePort();
+    *port = std::to_string(free_port);
+    peer.emplace(free_port, scenario_.peer_sends);
+  }
   Outcome outcome = RunProgram(
       {.arguments = Words{"-C", path_, "timeout", "-s", "KILL", kMaxSeconds} +
-                    before + Words{Program()} + scenario_.arguments,
+                    before + Words{Program()} + arguments,
        .input = scenario_.input,
        .program = "env"});
   return {std::move(outcome), FilesIn(path_),

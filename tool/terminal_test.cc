@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "tool/exchange/listen_testing.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool::terminal_test {
@@ -89,6 +90,35 @@ std::string Seen(const Words& arguments, const std::string& input = "") {
                      .one_terminal = true,
                      .environment = {"NO_COLOR=1"}})
       .output;
+}
+
+// Each is of two bytes, behind one of a single byte: every message cuts one.
+TEST_F(TerminalTest, CharactersThatMessagesCutAreWhole) {
+  std::string text = "x";
+  for (int i = 0; i < 5000; ++i) text += "\xc3\xbc";
+  ScriptedServer server([&text](int connection) { SendAll(connection, text); });
+  const TempFolder folder;
+  EXPECT_EQ(
+      Seen(server.Arguments("recv") + Words{"-log", folder.path() + "/log"}),
+      text);
+}
+
+TEST_F(TerminalTest, ACharacterThatTheEndCutsIsEscaped) {
+  ScriptedServer server(
+      [](int connection) { SendAll(connection, "a\xe2\x82"); });
+  EXPECT_EQ(Seen(server.Arguments("recv")), "a\\xe2\\x82");
+}
+
+TEST_F(TerminalTest, NoCharacterIsOfTwoPeers) {
+  ListenProcess server({"-echo", "-count", "2"}, "",
+                       {.output_is_terminal = true});
+  {
+    const ListenPeer one(server);
+    const ListenPeer other(server);
+    EXPECT_EQ(one.Echoed("\xc3"), "\xc3");
+    EXPECT_EQ(other.Echoed("\xbc"), "\xbc");
+  }
+  EXPECT_EQ(server.Wait().output, "\\xc3\\xbc");
 }
 
 TEST_F(TerminalTest, MessagesBeginBelowTheReply) {

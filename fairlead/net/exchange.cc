@@ -36,12 +36,6 @@ constexpr std::chrono::seconds kMaxDrainAfterError{2};
 // How many bytes the sink is given before other events are looked at again.
 constexpr std::size_t kMaxTaken = std::size_t{256} << 10;
 
-bool AwaitsEnd(std::string_view /*body*/) { return true; }
-bool AwaitsEnd(const ExchangeInput& input) { return input.await_end; }
-
-bool HasBytes(std::string_view body) { return !body.empty(); }
-bool HasBytes(const ExchangeInput& /*input*/) { return true; }
-
 }  // namespace
 
 namespace internal {
@@ -67,15 +61,14 @@ class ExchangeState {
     ends_with_peer_ = false;
     awaits_end_ = AwaitsEnd(source);
     is_done_ = false;
-    const std::uint64_t before = result_.sent;
+    result_.sent = taken_;
     ExchangeSender sender(connection_, source, options_.half_close);
-    return Converse(sender, before, sink);
+    return Converse(sender, result_.sent, sink);
   }
 
  private:
   ExchangeResult ConnectToAny(const std::vector<in_addr>& addresses,
                               std::uint16_t port);
-  int ConnectTo(in_addr address, std::uint16_t port, const Deadline& deadline);
   Deadline ConnectDeadline(std::size_t addresses_left) const;
   Deadline EndOfConnecting() const {
     return Earlier(end_of_time_, first_byte_);
@@ -93,13 +86,15 @@ class ExchangeState {
                                  bool enough, const Sink& sink);
   std::optional<Ending> EndOfReceiving(const Progress& sending,
                                        const Sink& sink);
-  Ending EndOfBoth();
+  std::optional<Ending> EndOfBoth(const Progress& sending, const Sink& sink);
   std::optional<Ending> EndOfTime(const Progress& sending, bool receiving,
                                   const Sink& sink);
   bool IsBehind(const Progress& sending, bool receiving, const Sink& sink);
   Deadline IdleDeadline(const Progress& sending) const;
+  Deadline NextPass(const Progress& sending) const;
   void Deliver();
   ExchangeResult End(ExchangeEnd end, ExchangePhase phase, int error = 0);
+  ExchangeResult EndInSilence(ExchangePhase phase);
   void Tell(const ExchangeEvent& event) const {
     if (options_.on_event) options_.on_event(event);
   }
@@ -114,6 +109,7 @@ class ExchangeState {
   bool ends_with_peer_ = false;    // which ends a quiet input then.
   bool awaits_end_ = false;        // Of the input.
   bool is_done_ = false;           // The last Converse().
+  std::uint64_t taken_ = 0;        // Bytes, by the system.
   ExchangeResult result_;
 };
 
@@ -130,6 +126,7 @@ ExchangeResult ExchangeState::Connect(const std::string& host,
   is_done_ = false;
   connection_.Close();
   result_ = {};
+  taken_ = 0;
   const auto now = steady_clock::now();
   end_of_time_ = DeadlineAfter(now, options_.limits.total);
   first_byte_ = DeadlineAfter(now, options_.limits.first_byte);
@@ -150,7 +147,7 @@ ExchangeResult ExchangeState::ConnectToAny(
   for (const in_addr address : addresses) {
     result_.address = Dotted(address);
     Tell({.kind = Kind::kConnecting, .address = result_.address});
-    error = ConnectTo(address, port, ConnectDeadline(left--));
+    error = connection_.Open(address, port, ConnectDeadline(left--));
     if (error == 0) {
       Tell({.kind = Kind::kConnected, .address = result_.address});
       return End(ExchangeEnd::kDone, ExchangePhase::kConnecting);
@@ -162,15 +159,6 @@ ExchangeResult ExchangeState::ConnectToAny(
       return End(Overdue(), ExchangePhase::kConnecting);
   }
   return End(ExchangeEnd::kFailed, ExchangePhase::kConnecting, error);
-}
-
-int ExchangeState::ConnectTo(in_addr address, std::uint16_t port,
-                             const Deadline& deadline) {
-  sockaddr_in endpoint = {};
-  endpoint.sin_family = AF_INET;
-  endpoint.sin_port = htons(port);
-  endpoint.sin_addr = address;
-  return connection_.Open(endpoint, deadline);
 }
 
 // An address that does not answer leaves time for those after it.
@@ -215,6 +203,7 @@ ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
     const Progress sending = sender.progress();
     const bool receiving = connection_.IsReceiving();
     Note(sending, sent_before);
+    if (connection_.HasAcknowledgedMore()) last_ = steady_clock::now();
     enough = Take(sink, MayEnd(sending), enough);
     const auto ending = EndingOf(sending, receiving, enough, sink);
     if (ending &&
@@ -223,13 +212,14 @@ ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
       Note(sender.progress(), sent_before);
       if (ending->end == ExchangeEnd::kPeerReset) connection_.NoteReset();
       is_done_ = ending->end == ExchangeEnd::kDone;
+      if (ending->end == ExchangeEnd::kSilence)
+        return EndInSilence(ending->phase);
       return End(ending->end, ending->phase, ending->error);
     }
-    connection_.buffer().Wait(
-        Earlier(end_of_time_, IdleDeadline(sending)), [&](bool any) {
-          return (any && sink) || sender.HasChanged(sending) ||
-                 connection_.IsReceiving() != receiving;
-        });
+    connection_.buffer().Wait(NextPass(sending), [&](bool any) {
+      return (any && sink) || sender.HasChanged(sending) ||
+             connection_.IsReceiving() != receiving;
+    });
   }
 } catch (...) {  // What was sent is reported, also if a callback throws.
   sender.Stop();
@@ -249,7 +239,7 @@ void ExchangeState::Note(const Progress& sending, std::uint64_t sent_before) {
   if (std::exchange(input_waits_, input_waits) && !input_waits)
     last_ = steady_clock::now();
   const std::uint64_t sent = sent_before + sending.sent;
-  if (sent == result_.sent) return;
+  if (sent == std::exchange(taken_, sent)) return;
   result_.sent = sent;
   last_ = steady_clock::now();
   Tell({.kind = Kind::kSent, .sent = sent});
@@ -298,7 +288,7 @@ std::optional<Ending> ExchangeState::EndOfReceiving(const Progress& sending,
   if (const int error = connection_.ReceiveError(); error != 0)
     return Failure(ExchangePhase::kReceiving, error);
   if (HasFailed(sending)) return FailureOf(sending);
-  if (sending.status == Status::kDone) return EndOfBoth();
+  if (sending.status == Status::kDone) return EndOfBoth(sending, sink);
   if (!std::exchange(close_told_, true)) {
     Tell({.kind = Kind::kPeerClosed});
     ends_with_peer_ = sink && sink({}, TheTime());
@@ -308,15 +298,16 @@ std::optional<Ending> ExchangeState::EndOfReceiving(const Progress& sending,
   return EndOfTime(sending, false, sink);
 }
 
-// A peer that has closed resets the connection when more arrives: its end is
-// orderly once it has acknowledged everything.
-Ending ExchangeState::EndOfBoth() {
-  const Deadline idle =
-      DeadlineAfter(steady_clock::now(), options_.limits.idle);
-  const int error =
-      connection_.AwaitAcknowledgement(Earlier(end_of_time_, idle));
+// A peer that has closed without reading all resets the connection: that is
+// known once it has acknowledged everything.
+std::optional<Ending> ExchangeState::EndOfBoth(const Progress& sending,
+                                               const Sink& sink) {
+  const int left = connection_.Unacknowledged();
+  const int error = left == -1 ? errno : connection_.TakeError();
   if (error != 0) return Failure(ExchangePhase::kReceiving, error);
-  return {ExchangeEnd::kPeerClosed, ExchangePhase::kReceiving};
+  if (left == 0)
+    return Ending{ExchangeEnd::kPeerClosed, ExchangePhase::kReceiving};
+  return EndOfTime(sending, false, sink);
 }
 
 // A peer that has closed its sending direction and does not read either is
@@ -354,7 +345,22 @@ bool ExchangeState::IsBehind(const Progress& sending, bool receiving,
 Deadline ExchangeState::IdleDeadline(const Progress& sending) const {
   if (HasFailed(sending)) return DeadlineAfter(last_, kMaxDrainAfterError);
   if (sending.status == Status::kWaitingForInput) return first_byte_;
-  return Earlier(first_byte_, DeadlineAfter(last_, options_.limits.idle));
+  const auto idle = connection_.Patience(options_.limits.idle);
+  return Earlier(first_byte_, DeadlineAfter(last_, idle));
+}
+
+Deadline ExchangeState::NextPass(const Progress& sending) const {
+  const Deadline end = Earlier(end_of_time_, IdleDeadline(sending));
+  if (sending.status == Status::kWaitingForInput) return end;
+  return Earlier(end, connection_.NextLook());
+}
+
+// What the system took may not have reached a silent peer.
+ExchangeResult ExchangeState::EndInSilence(ExchangePhase phase) {
+  const std::uint64_t missing = std::min(result_.sent, connection_.Missing());
+  result_.sent -= missing;
+  return End(ExchangeEnd::kSilence,
+             missing > 0 ? ExchangePhase::kSending : phase);
 }
 
 }  // namespace internal

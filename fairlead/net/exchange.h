@@ -24,10 +24,12 @@ class ExchangeState;
 /// Why a step of an exchange ended.
 enum class ExchangeEnd {
   kDone,        ///< It did what it was to do; the connection is established.
-  kPeerClosed,  ///< The peer closed after its last byte.
+  kPeerClosed,  ///< The peer closed after its last byte, and has acknowledged
+                ///< all that was sent.
   kPeerReset,  ///< The peer reset the connection: bytes may be lost either way.
   kSilence,    ///< The peer took and sent nothing for ExchangeLimits::idle, or
-               ///< sent nothing within `first_byte`.
+               ///< sent nothing within `first_byte`. The phase is kSending if
+               ///< it has not acknowledged everything that was sent.
   kTimeOver,   ///< A limit of time was reached.
   kFailed,     ///< The system reports an error.
 };
@@ -51,8 +53,10 @@ struct ExchangeLimits {
   /// the first of two that does not answer takes half of it.
   Limit connect = {};
 
-  /// Between two bytes, in either direction. It does not count while the input
-  /// has nothing to send, also if the peer sends no more.
+  /// Between two bytes, in either direction, the peer's acknowledgements
+  /// included; at least half a second while one is missing, which a system may
+  /// delay. It does not count while the input has nothing to send, also if the
+  /// peer sends no more.
   Limit idle = std::chrono::seconds(5);
 
   /// From Connect() on, until the peer's first byte has come: a look-up, a
@@ -70,8 +74,8 @@ struct FAIRLEAD_EXPORT ExchangeResult {
   int error = 0;
   int system_error = 0;  ///< `errno` of a lookup's EAI_SYSTEM; else 0.
   std::string address;   ///< The last one tried, dotted; empty if none.
-  /// Bytes the system took since Connect(); if Close() fails, those of them
-  /// that the peer has acknowledged.
+  /// Bytes the system took since Connect(); after kSilence, or if Close()
+  /// fails, those of them that the peer has acknowledged.
   std::uint64_t sent = 0;
   std::uint64_t received = 0;  ///< Bytes given to the sink since Connect().
 

@@ -236,28 +236,41 @@ TEST_F(ExchangeCallsTest, ClosingLosesNothingThoughThePeerGoesOnSending) {
   EXPECT_EQ(read.size(), 100'000u);
 }
 
-// A peer that takes a little now and then is not silent.
-TEST_F(ExchangeCallsTest, ClosingWaitsForAPeerThatReadsSlowly) {
-  std::string read;
-  ExchangeResult closed;
-  {
-    SlowServer server([&](Socket& peer) {
-      for (std::string more = "x"; !more.empty(); read += more) {
-        std::this_thread::sleep_for(100ms);
-        more = peer.Receive(10'000);
-      }
-    });
-    Exchange exchange({.limits = {.total = 60s, .idle = 600ms}});
-    server.Send(exchange);
-    closed = exchange.Close();
-  }
-  EXPECT_TRUE(closed) << closed.Text();
-  EXPECT_EQ(read.size(), 100'000u);
+// What follows after everything is sent.
+using Step = std::function<ExchangeResult(Exchange&)>;
+
+ExchangeResult Close(Exchange& exchange) { return exchange.Close(); }
+
+ExchangeResult ReceiveAll(Exchange& exchange) {
+  return exchange.Converse("", Reply().UntilTheEnd());
 }
 
-// Closes an exchange with a peer that does something else than read.
-ExchangeResult CloseUnread(const ExchangeLimits& limits,
-                           const std::function<void(Socket&)>& act) {
+// A peer that takes a little now and then is not silent.
+TEST_F(ExchangeCallsTest, WaitsForAPeerThatReadsSlowly) {
+  for (const Step& step : {Step(Close), Step(ReceiveAll)}) {
+    std::string read;
+    ExchangeResult result;
+    {
+      SlowServer server([&](Socket& peer) {
+        while (read.size() < server.body().size()) {
+          std::this_thread::sleep_for(100ms);
+          read += peer.Receive(10'000);
+        }
+      });
+      Exchange exchange({.limits = {.total = 60s, .idle = 600ms}});
+      server.Send(exchange);
+      result = step(exchange);
+    }
+    EXPECT_NE(result.end, ExchangeEnd::kSilence);
+    EXPECT_EQ(result.sent, 100'000u);
+    EXPECT_EQ(read.size(), 100'000u);
+  }
+}
+
+// Ends an exchange with a peer that does something else than read.
+ExchangeResult EndUnread(const ExchangeLimits& limits,
+                         const std::function<void(Socket&)>& act,
+                         const Step& step = Close) {
   std::promise<void> closed;
   std::promise<int> unread;
   SlowServer server([&](Socket& peer) {
@@ -269,7 +282,7 @@ ExchangeResult CloseUnread(const ExchangeLimits& limits,
   });
   Exchange exchange({.limits = limits});
   server.Send(exchange);
-  ExchangeResult result = exchange.Close();
+  ExchangeResult result = step(exchange);
   closed.set_value();
   const int acknowledged = unread.get_future().get();
   if (acknowledged != -1) {
@@ -280,11 +293,57 @@ ExchangeResult CloseUnread(const ExchangeLimits& limits,
   return result;
 }
 
-TEST_F(ExchangeCallsTest, ClosingReportsAPeerThatDoesNotRead) {
-  const ExchangeResult result =
-      CloseUnread({.total = 60s, .idle = 200ms}, [](const Socket& /*peer*/) {});
-  EXPECT_EQ(result.end, ExchangeEnd::kSilence);
-  EXPECT_EQ(result.Text(), "the peer did not read");
+TEST_F(ExchangeCallsTest, ReportsAPeerThatDoesNotRead) {
+  const auto answer = [](Socket& peer) { peer.Send("bye"); };
+  const auto answer_and_end = [](Socket& peer) {
+    peer.Send("bye");
+    shutdown(peer.number(), SHUT_WR);
+  };
+  for (const std::function<void(Socket&)>& act :
+       {std::function<void(Socket&)>(answer), {answer_and_end}})
+    for (const Step& step : {Step(Close), Step(ReceiveAll)}) {
+      const ExchangeResult result =
+          EndUnread({.total = 60s, .idle = 200ms}, act, step);
+      EXPECT_EQ(result.end, ExchangeEnd::kSilence);
+      EXPECT_EQ(result.Text(), "the peer did not read");
+    }
+}
+
+// The peer's system may wait for an answer that takes the acknowledgement
+// along.
+TEST_F(ExchangeCallsTest, ADelayedAcknowledgementIsNoSilence) {
+  for (const Step& step : {Step(Close), Step(ReceiveAll)}) {
+    std::promise<void> done;
+    Server server([&](Socket& peer) {
+      const int quick = 0;
+      setsockopt(peer.number(), IPPROTO_TCP, TCP_QUICKACK, &quick,
+                 sizeof(quick));
+      done.get_future().wait();
+    });
+    Exchange exchange({.limits = {.total = 60s, .idle = 10ms}});
+    ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(exchange.Converse("x", {}));
+    const ExchangeResult result = step(exchange);
+    done.set_value();
+    EXPECT_EQ(result.phase, ExchangePhase::kReceiving);
+    EXPECT_EQ(result.sent, 3u);
+  }
+}
+
+// What the system took counts again if the conversation goes on.
+TEST_F(ExchangeCallsTest, APeerThatWasSilentMayStillRead) {
+  std::promise<void> silent;
+  SlowServer server([&](Socket& peer) {
+    silent.get_future().wait();
+    peer.Receive(server.body().size());
+  });
+  Exchange exchange({.limits = {.total = 60s, .idle = 200ms}});
+  server.Send(exchange);
+  EXPECT_EQ(ReceiveAll(exchange).end, ExchangeEnd::kSilence);
+  silent.set_value();
+  const ExchangeResult result = ReceiveAll(exchange);
+  EXPECT_EQ(result.end, ExchangeEnd::kPeerClosed);
+  EXPECT_EQ(result.sent, server.body().size());
 }
 
 // What it sends is not what is awaited.
@@ -292,7 +351,7 @@ TEST_F(ExchangeCallsTest, ClosingReportsAPeerThatOnlySends) {
   std::atomic<bool> stop = false;
   std::thread talker;
   const ExchangeResult result =
-      CloseUnread({.total = 60s, .idle = 300ms}, [&](Socket& peer) {
+      EndUnread({.total = 60s, .idle = 300ms}, [&](Socket& peer) {
         talker = std::thread([&stop, sock = peer.number()] {
           while (!stop && send(sock, "x", 1, MSG_NOSIGNAL) == 1)
             std::this_thread::sleep_for(10ms);
@@ -304,13 +363,13 @@ TEST_F(ExchangeCallsTest, ClosingReportsAPeerThatOnlySends) {
 }
 
 TEST_F(ExchangeCallsTest, ClosingEndsWithTheTime) {
-  EXPECT_EQ(CloseUnread({.total = 1s, .idle = 60s}, [](const Socket&) {}).end,
+  EXPECT_EQ(EndUnread({.total = 1s, .idle = 60s}, [](const Socket&) {}).end,
             ExchangeEnd::kTimeOver);
 }
 
 TEST_F(ExchangeCallsTest, ClosingReportsAReset) {
   const ExchangeResult result =
-      CloseUnread(kPatient, [](Socket& peer) { peer.Reset(); });
+      EndUnread(kPatient, [](Socket& peer) { peer.Reset(); });
   EXPECT_EQ(result.end, ExchangeEnd::kPeerReset);
   EXPECT_EQ(result.error, ECONNRESET);
 }

@@ -2,6 +2,7 @@
 
 #include "fairlead/net/exchange_connection.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <linux/sockios.h>
 #include <netinet/tcp.h>
@@ -15,9 +16,17 @@
 #include <chrono>
 #include <cstdint>
 #include <system_error>
+#include <utility>
 
 namespace fairlead::internal {
 namespace {
+
+// Between two looks at what the peer has acknowledged.
+constexpr std::chrono::milliseconds kShortestPause{1};
+constexpr std::chrono::milliseconds kLongestPause{32};
+
+// For which a system may delay an acknowledgement.
+constexpr std::chrono::milliseconds kLongestDelay{500};
 
 int SetBlocking(int sock, bool blocking) {
   const int flags = fcntl(sock, F_GETFL);
@@ -101,9 +110,14 @@ int ConnectSocket(int sock, const sockaddr_in& address, Deadline deadline) {
 
 }  // namespace
 
-int ExchangeConnection::Open(const sockaddr_in& address, Deadline deadline) {
+int ExchangeConnection::Open(in_addr address, std::uint16_t port,
+                             Deadline deadline) {
   Close();
-  const int error = Connect(address, deadline);
+  const int error = Connect({.sin_family = AF_INET,
+                             .sin_port = htons(port),
+                             .sin_addr = address,
+                             .sin_zero = {}},
+                            deadline);
   if (error != 0) Close();
   return error;
 }
@@ -113,6 +127,7 @@ int ExchangeConnection::Connect(const sockaddr_in& address, Deadline deadline) {
   client_.peer_.addr = address;
   if (!client_.CreateMainSock()) return errno;
   finished_ = false;
+  unacknowledged_ = 0;
   KeepAlive(client_.mainSock_);
   const int made = ConnectSocket(client_.mainSock_, address, deadline);
   if (made != 0 && !WasReset(made)) return made;
@@ -158,34 +173,42 @@ int ExchangeConnection::ReceiveError() const {
 
 int ExchangeConnection::TakeError() const { return SocketError(descriptor()); }
 
-// No call waits for an acknowledgement, so it is asked for. In between this
-// sleeps: once both directions are closed, a poll of the socket would return at
-// once.
-int ExchangeConnection::AwaitAcknowledgement(Deadline deadline) const {
-  constexpr int kLongestSleep = 32;  // In milliseconds.
-  for (int sleep = 1;; sleep = std::min(sleep * 2, kLongestSleep)) {
-    int unacknowledged = 0;
-    if (ioctl(descriptor(), SIOCOUTQ, &unacknowledged) == -1) return errno;
-    const int error = SocketError(descriptor());
-    if (error != 0 || unacknowledged == 0 || HasPassed(deadline)) return error;
-    const Deadline next = DeadlineAfter(std::chrono::steady_clock::now(),
-                                        std::chrono::milliseconds(sleep));
-    if (poll(nullptr, 0, PollTimeout(Earlier(next, deadline))) == -1 &&
-        errno != EINTR)
-      return errno;
-  }
+int ExchangeConnection::Unacknowledged() const {
+  int count = 0;
+  return ioctl(descriptor(), SIOCOUTQ, &count) == -1 ? -1 : count;
 }
 
-// The end of the sending direction counts as one byte that was sent last. The
-// system keeps the count after a reset.
+bool ExchangeConnection::HasAcknowledgedMore() {
+  const int left = Unacknowledged();
+  pause_ = std::min(2 * pause_, kLongestPause);
+  if (std::exchange(unacknowledged_, left) == left) return false;
+  pause_ = kShortestPause;
+  return true;
+}
+
+Deadline ExchangeConnection::NextLook() const {
+  if (unacknowledged_ <= 0) return std::nullopt;
+  return std::chrono::steady_clock::now() + pause_;
+}
+
+std::optional<std::chrono::milliseconds> ExchangeConnection::Patience(
+    std::optional<std::chrono::milliseconds> idle) const {
+  if (!idle || unacknowledged_ <= 0) return idle;
+  return std::max(*idle, kLongestDelay);
+}
+
+std::uint64_t ExchangeConnection::Missing() const {
+  return static_cast<std::uint64_t>(
+      std::max(Unacknowledged() - (finished_ ? 1 : 0), 0));
+}
+
 ExchangeConnection::Delivery ExchangeConnection::Undelivered() const {
-  int count = 0;
-  if (ioctl(descriptor(), SIOCOUTQ, &count) == -1) return {.error = errno};
-  const int missing = finished_ ? count - 1 : count;
-  if (missing <= 0) return {};
+  if (Unacknowledged() == -1) return {.error = errno};
+  const std::uint64_t missing = Missing();
+  if (missing == 0) return {};
   return {.error = IsReceiving() || ReceiveError() == 0 ? TakeError()
                                                         : ReceiveError(),
-          .missing = static_cast<std::uint64_t>(missing)};
+          .missing = missing};
 }
 
 void ExchangeConnection::DropReceived(Deadline deadline) {
@@ -197,15 +220,14 @@ void ExchangeConnection::DropReceived(Deadline deadline) {
 ExchangeConnection::Delivery ExchangeConnection::Deliver(
     Deadline end, std::optional<std::chrono::milliseconds> idle) {
   using std::chrono::steady_clock;
-  constexpr std::chrono::milliseconds kLongestSleep{32};
   if (client_.owner_ != getpid()) return {};
   Delivery left = Undelivered();
   if (left.missing > 0 && left.error == 0) left.error = FinishSending();
   Deadline deadline = Earlier(end, DeadlineAfter(steady_clock::now(), idle));
-  std::chrono::milliseconds sleep{1};
+  std::chrono::milliseconds sleep = kShortestPause;
   while (left.missing > 0 && left.error == 0 && !HasPassed(deadline)) {
     DropReceived(Earlier(deadline, DeadlineAfter(steady_clock::now(), sleep)));
-    sleep = std::min(sleep * 2, kLongestSleep);
+    sleep = std::min(sleep * 2, kLongestPause);
     const std::uint64_t before = left.missing;
     left = Undelivered();
     if (left.missing < before)

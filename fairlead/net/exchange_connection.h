@@ -27,7 +27,7 @@ class ExchangeConnection {
   ExchangeConnection& operator=(const ExchangeConnection&) = delete;
 
   // Connects to an address; returns 0 or the error, ETIMEDOUT at the deadline.
-  int Open(const sockaddr_in& address, Deadline deadline);
+  int Open(in_addr address, std::uint16_t port, Deadline deadline);
 
   bool IsOpen() const { return descriptor_.IsOpen(); }
 
@@ -53,10 +53,26 @@ class ExchangeConnection {
   // there is none.
   int TakeError() const;
 
-  // After the peer has closed: waits until it has acknowledged all that was
-  // sent. Returns 0, also at the deadline, or the error, such as that of a
-  // reset.
-  int AwaitAcknowledgement(Deadline deadline) const;
+  // Returns how many bytes the peer has not acknowledged, or -1. The end of the
+  // sending direction counts as one byte that was sent last. The system keeps
+  // the count after a reset.
+  int Unacknowledged() const;
+
+  // Returns whether Unacknowledged() has changed since the last call.
+  bool HasAcknowledgedMore();
+
+  // Returns when to call that again, as nothing waits for acknowledgements:
+  // never if none is missing.
+  Deadline NextLook() const;
+
+  // Returns for how long the peer may be silent: `idle`, or longer while an
+  // acknowledgement is missing, which its system may delay.
+  std::optional<std::chrono::milliseconds> Patience(
+      std::optional<std::chrono::milliseconds> idle) const;
+
+  // Returns Unacknowledged() without that end, or 0. For when nothing is being
+  // sent.
+  std::uint64_t Missing() const;
 
   struct Delivery {
     int error = 0;
@@ -92,6 +108,9 @@ class ExchangeConnection {
   // met a reset; else 0. What came before is still to be received.
   int reset_ = 0;
   bool finished_ = false;  // The sending direction is closed.
+
+  int unacknowledged_ = 0;             // At the last look.
+  std::chrono::milliseconds pause_{};  // Until the next one.
 };
 
 }  // namespace fairlead::internal

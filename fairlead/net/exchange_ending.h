@@ -1,14 +1,22 @@
-// How the progress of an exchange becomes its end. Not installed.
+// What a body and an input ask for, and how the progress of an exchange becomes
+// its end. Not installed.
 
 #ifndef FAIRLEAD_NET_EXCHANGE_ENDING_H_
 #define FAIRLEAD_NET_EXCHANGE_ENDING_H_
 
 #include <cerrno>
+#include <string_view>
 
 #include "fairlead/net/exchange.h"
 #include "fairlead/net/exchange_sender.h"
 
 namespace fairlead::internal {
+
+inline bool AwaitsEnd(std::string_view /*body*/) { return true; }
+inline bool AwaitsEnd(const ExchangeInput& input) { return input.await_end; }
+
+inline bool HasBytes(std::string_view body) { return !body.empty(); }
+inline bool HasBytes(const ExchangeInput& /*input*/) { return true; }
 
 inline bool IsReset(int error) {
   return error == ECONNRESET || error == EPIPE || error == ENOTCONN;

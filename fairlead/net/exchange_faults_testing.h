@@ -41,7 +41,6 @@ enum class Call {
   kIoctl,
   kThread,
   kRead,
-  kPause,  // The poll() of nothing.
 };
 
 // What fails, in every thread but those of the peers.
@@ -105,7 +104,6 @@ FAIRLEAD_EXPORT int connect(int sock, const sockaddr* peer, socklen_t size) {
 
 FAIRLEAD_EXPORT int poll(pollfd* files, nfds_t count, int timeout) {
   if (count == 3 && before_wait) std::exchange(before_wait, nullptr)();
-  if (count == 0 && Fails(Call::kPause)) return -1;
   if (Fails(Call::kPoll)) return -1;
   const int ready = FAIRLEAD_SYSTEM(poll)(files, count, timeout);
   if (count == 3 && after_failure && (files[2].revents & POLLERR) != 0)

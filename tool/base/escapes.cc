@@ -2,6 +2,7 @@
 
 #include "tool/base/escapes.h"
 
+#include <algorithm>
 #include <cstddef>
 
 #include "tool/base/concat.h"
@@ -163,6 +164,17 @@ std::string Quoted(std::string_view text) {
 
 std::string Visible(std::string_view bytes) {
   return SpelledExcept("\n\t\\", bytes);
+}
+
+std::size_t WholeCharacters(std::string_view bytes) {
+  for (std::size_t back = 1; back <= std::min<std::size_t>(bytes.size(), 3);
+       ++back) {
+    const unsigned byte = Byte(bytes[bytes.size() - back]);
+    const std::size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : 2;
+    if (byte >= 0xC0) return bytes.size() - (length > back ? back : 0);
+    if (byte < 0x80) break;
+  }
+  return bytes.size();
 }
 
 std::string JsonString(std::string_view bytes) {

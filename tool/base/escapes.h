@@ -3,6 +3,7 @@
 #ifndef FAIRLEAD_TOOL_BASE_ESCAPES_H_
 #define FAIRLEAD_TOOL_BASE_ESCAPES_H_
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -47,6 +48,10 @@ std::string JsonString(std::string_view bytes);
 /// Returns whether all the bytes are well-formed UTF-8, control characters
 /// included.
 bool IsUtf8(std::string_view bytes);
+
+/// Returns how many of the bytes are whole characters: all but the start of one
+/// of UTF-8 at their end.
+std::size_t WholeCharacters(std::string_view bytes);
 
 /// Returns the byte as two lower-case hexadecimal digits.
 std::string HexByte(char byte);

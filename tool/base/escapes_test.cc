@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 
+#include "tool/base/concat.h"
 #include "tool/base/failure.h"
 
 namespace fairlead::tool {
@@ -126,6 +127,18 @@ TEST(EscapesTest, EscapesWhatReordersAText) {
   }
   for (const char* other : kNextToLayoutControls)
     EXPECT_EQ(Escaped(other), other);
+}
+
+TEST(EscapesTest, TheStartOfACharacterIsNotWhole) {
+  for (const std::string_view character :
+       {"\xc3\xbc", "\xe2\x82\xac", "\xf0\x9f\x98\x80"})
+    for (std::size_t cut = 1; cut <= character.size(); ++cut) {
+      const std::string text = Concat("a", character.substr(0, cut));
+      EXPECT_EQ(WholeCharacters(text),
+                cut == character.size() ? text.size() : 1U);
+    }
+  for (const std::string_view text : {"", "a", "a\x82", "\x82\x82\x82\x82"})
+    EXPECT_EQ(WholeCharacters(text), text.size());
 }
 
 TEST(EscapesTest, KeepsWellFormedUtf8Alone) {

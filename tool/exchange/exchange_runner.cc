@@ -105,14 +105,17 @@ void ExchangeRunner::OpenLog() {
   if (plan_.log.empty()) return;
   limit_->Enter("opening the log");
   log_ = std::make_unique<ExchangeLog>(plan_.log, plan_.crlf);
-  ReportTimeoutTo(log_.get());
   if (plan_.log_data) display_.LogData(*log_, *plan_.log_data);
+  ReportTimeoutTo(log_.get());
 }
 
-// The timer thread must not read a pointer that is being set.
+// The timer thread must not read what is being set.
 void ExchangeRunner::ReportTimeoutTo(ExchangeLog* log) {
   limit_->OnTimeout([this, log](std::string_view text) {
-    if (log != nullptr) log->AddAtOnce(Failed(text));
+    if (log != nullptr) {
+      display_.LogRestAtOnce();
+      log->AddAtOnce(Failed(text));
+    }
     display_.FailedAtOnce(kTimeIsOver, text);
   });
 }

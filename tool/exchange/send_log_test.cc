@@ -263,6 +263,25 @@ TEST_F(SendLogTest, ABlockedLogTimesOut) {
   close(pipe);
 }
 
+// Of a frame that is not whole.
+TEST_F(SendLogTest, ATimeLimitLogsTheDataOfAnIncompleteMessage) {
+  ScriptedServer server([](int connection) {
+    SendAll(connection, "\5abc");
+    ReceiveAll(connection);
+  });
+  const Outcome outcome =
+      RunProgram({.arguments = server.Arguments("recv") +
+                               Words{"-prefix", "u8", "-logdata", "text",
+                                     "-idle", "86400", "-timeout", "300ms"} +
+                               Log(),
+                  .output_is_stuck = true});
+  EXPECT_EQ(outcome.status, 28);
+  const std::vector<std::string> events = Events();
+  ASSERT_GE(events.size(), 2U);
+  EXPECT_EQ(events[events.size() - 2], "received data: abc");
+  EXPECT_THAT(events.back(), StartsWith("failed: timed out after 300 ms"));
+}
+
 TEST_F(SendLogTest, CrlfNeedsLog) {
   const Outcome outcome = Fairlead({"send", "-demo", "-text", "x", "-crlf"});
   EXPECT_EQ(outcome.status, 2);

@@ -38,6 +38,12 @@ void AwaitInput(int descriptor, const std::string& name) {
                 Concat("cannot open ", Quoted(path), ": ", Reason(error)));
 }
 
+// The system reports a page for a file of /sys, which has less.
+bool HasByteAt(int descriptor, off_t offset) {
+  char byte = 0;
+  return pread(descriptor, &byte, 1, offset) != 0;
+}
+
 }  // namespace
 
 Input::Input(const std::string& path)
@@ -48,7 +54,8 @@ Input::Input(const std::string& path)
   if (!file_.IsOpen()) FailToOpen(path, errno);
   if (fstat(file_.number(), &status) == -1) FailToRead(name_, errno);
   if (S_ISDIR(status.st_mode)) FailToRead(name_, EISDIR);
-  if (S_ISREG(status.st_mode))
+  if (S_ISREG(status.st_mode) && status.st_size > 0 &&
+      HasByteAt(file_.number(), status.st_size - 1))
     size_ = static_cast<std::uint64_t>(status.st_size);
 }
 

@@ -66,6 +66,15 @@ TEST_F(ReplyTest, AFileOfUnknownSizeIsRead) {
   EXPECT_GT(Reply::OfFile("/proc/self/stat").size(), 10U);
 }
 
+// The system reports a page, and they have less.
+TEST_F(ReplyTest, AFileOfWrongSizeIsRead) {
+  const std::string path = "/sys/devices/system/cpu/online";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no " << path;
+  const std::string bytes = internal::ReadFile(path);
+  ASSERT_LT(bytes.size(), std::filesystem::file_size(path));
+  EXPECT_EQ(All(Reply::OfFile(path)), bytes);
+}
+
 TEST_F(ReplyTest, APipeIsHeldUpToALimit) {
   const std::string most(Reply::kMaxHeld, 'x');
   EXPECT_TRUE(All(OfPipe(most)) == most);

@@ -14,23 +14,11 @@ namespace {
 
 constexpr std::size_t kMaxInLine = 1024;
 
-// Returns how many of the bytes may be on one line, so that no line ends within
-// a character of UTF-8.
-std::size_t WholeCharacters(std::string_view bytes) {
-  for (std::size_t back = 1; back <= std::min<std::size_t>(bytes.size(), 3);
-       ++back) {
-    const unsigned byte =
-        static_cast<unsigned char>(bytes[bytes.size() - back]);
-    const std::size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : 2;
-    if (byte >= 0xC0) return bytes.size() - (length > back ? back : 0);
-    if (byte < 0x80) break;
-  }
-  return bytes.size();
-}
-
 }  // namespace
 
+// No line ends within a character.
 void DataLog::Add(std::string_view bytes, bool ends_message) {
+  const std::lock_guard lock(mutex_);
   while (!bytes.empty()) {
     if (line_.size() == kMaxInLine)
       WriteLine(form_ == DataForm::kEscaped ? WholeCharacters(line_)
@@ -41,10 +29,20 @@ void DataLog::Add(std::string_view bytes, bool ends_message) {
   }
   if (!ends_message) return;
   if (written_ == 0 && line_.empty()) WriteLine(0);
-  Flush();
+  FlushLocked();
 }
 
 void DataLog::Flush() {
+  const std::lock_guard lock(mutex_);
+  FlushLocked();
+}
+
+void DataLog::FlushAtOnce() {
+  const std::unique_lock lock(mutex_, std::try_to_lock);
+  if (lock && log_.IsReady()) FlushLocked();
+}
+
+void DataLog::FlushLocked() {
   if (!line_.empty()) WriteLine(line_.size());
   written_ = 0;
 }

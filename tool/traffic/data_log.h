@@ -4,7 +4,9 @@
 #define FAIRLEAD_TOOL_TRAFFIC_DATA_LOG_H_
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -43,14 +45,20 @@ class DataLog {
   /// Writes what waits of a message whose rest will not come.
   void Flush();
 
+  /// Does the same at the end of a process that cannot wait. Does nothing while
+  /// another thread adds, or if writing would block. Any thread.
+  void FlushAtOnce();
+
  private:
+  void FlushLocked();
   void WriteLine(std::size_t size);
 
   ExchangeLog& log_;
   const DataForm form_;
   const std::string_view direction_;
-  std::string line_;           // Not written yet.
-  std::uint64_t written_ = 0;  // Bytes of the message.
+  std::mutex mutex_;
+  std::string line_;           // Not written yet. Guarded by mutex_.
+  std::uint64_t written_ = 0;  // Bytes of the message. Guarded by mutex_.
 };
 
 }  // namespace fairlead::tool

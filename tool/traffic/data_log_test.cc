@@ -57,6 +57,15 @@ TEST_F(DataLogTest, PiecesOfAMessageAreALine) {
               ElementsAre("received data: one line", "received data: next"));
 }
 
+TEST_F(DataLogTest, TheRestIsWrittenAtOnce) {
+  DataLog log(log_, DataForm::kEscaped, "received");
+  log.FlushAtOnce();
+  EXPECT_THAT(Lines(), ElementsAre());
+  log.Add("some", false);
+  log.FlushAtOnce();
+  EXPECT_THAT(Lines(), ElementsAre("received data: some"));
+}
+
 TEST_F(DataLogTest, AMessageMayBeEmpty) {
   DataLog log(log_, DataForm::kHexPairs, "received");
   log.Add("", true);

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "tool/base/escapes.h"
 #include "tool/base/failure.h"
 #include "tool/traffic/events.h"
 #include "tool/traffic/view.h"
@@ -43,6 +44,7 @@ Display::~Display() {
 
 void Display::Write(std::string_view text) {
   const std::lock_guard lock(mutex_);
+  EndCharacter();
   destination_.Add(text);
   FlushLocked();
 }
@@ -84,6 +86,12 @@ void Display::Close() {
   queues_ = false;
   const std::lock_guard lock(mutex_);
   destination_.Close();
+}
+
+void Display::SetPeer(const std::string& peer) {
+  const std::lock_guard lock(mutex_);
+  if (peer != peer_) EndCharacter();
+  peer_ = peer;
 }
 
 void Display::Resolved(std::string_view host, std::string_view address) {
@@ -148,17 +156,33 @@ void Display::Show(std::string_view bytes, const TheTime& time,
   if (received_) received_->Add(bytes, ends_message);
   const std::lock_guard lock(mutex_);
   const Screen screen = destination_.screen();
-  if (IsRaw() && !screen.terminal)
-    destination_.Add(bytes);
-  else
+  if (!IsRaw())
     destination_.Add(
         Rendered({.bytes = bytes, .time = time, .peer = peer_}, view_, screen));
+  else if (screen.terminal)
+    AddCharacters(bytes);
+  else
+    destination_.Add(bytes);
   if (destination_.waiting() >= kMaxGathered) FlushLocked();
+}
+
+// A character that a message cuts waits for its rest, as long as nothing else
+// is shown.
+void Display::AddCharacters(std::string_view bytes) {
+  cut_ += bytes;
+  const std::size_t whole = WholeCharacters(cut_);
+  destination_.Add(Visible(std::string_view(cut_).substr(0, whole)));
+  cut_.erase(0, whole);
+}
+
+void Display::EndCharacter() {
+  destination_.Add(Visible(std::exchange(cut_, {})));
 }
 
 void Display::PeerEnded() {
   if (HasEvents() || more_peers_) return;
   const std::lock_guard lock(mutex_);
+  EndCharacter();
   destination_.Flush();
   destination_.End();
 }
@@ -175,6 +199,11 @@ void Display::FlushData() {
   if (received_) received_->Flush();
 }
 
+void Display::LogRestAtOnce() {
+  if (sent_) sent_->FlushAtOnce();
+  if (received_) received_->FlushAtOnce();
+}
+
 void Display::Failed(ExitStatus status, std::string_view message) {
   FlushData();
   try {
@@ -188,6 +217,7 @@ void Display::FailedAtOnce(ExitStatus status, std::string_view message) {
   const std::unique_lock lock(mutex_, std::try_to_lock);
   if (!lock) return;
   try {
+    EndCharacter();
     if (HasEvents()) destination_.Add(event::Error(TheTime(), status, message));
     destination_.FlushAtOnce();
   } catch (const Failure&) {

@@ -90,7 +90,7 @@ class Display {
 
   /// Sets the peer that later events name: "127.0.0.1:7000". Not while another
   /// thread sends.
-  void SetPeer(const std::string& peer) { peer_ = peer; }
+  void SetPeer(const std::string& peer);
 
   /// Shows a message that is handed to the system, or the next piece of it.
   ///
@@ -148,8 +148,12 @@ class Display {
   /// Shows what ends the command. Does nothing if that cannot be written.
   void Failed(ExitStatus status, std::string_view message);
 
-  /// Does the same at the end of a process that cannot wait. Leaves out what
-  /// would block.
+  /// Logs what waits of the bytes, at the end of a process that cannot wait.
+  /// Leaves out what would block. Not while LogData() is called.
+  void LogRestAtOnce();
+
+  /// Shows what ends the command, at the end of a process that cannot wait.
+  /// Leaves out what would block.
   void FailedAtOnce(ExitStatus status, std::string_view message);
 
   /// Closes the file.
@@ -160,6 +164,8 @@ class Display {
  private:
   bool HasEvents() const { return view_ == View::kJson; }
   void Write(std::string_view text);
+  void AddCharacters(std::string_view bytes);
+  void EndCharacter();
   void FlushData();
   void FlushLocked();
   void Show(std::string_view bytes, const TheTime& time, bool ends_message);
@@ -172,6 +178,8 @@ class Display {
   std::string peer_;  // Set before another thread sends.
   mutable std::mutex mutex_;
   Destination destination_;          // Guarded by mutex_.
+  std::string cut_;                  // Guarded by mutex_. On a terminal: the
+                                     // start of a character.
   std::optional<DataLog> sent_;      // Of -logdata; of the sending thread.
   std::optional<DataLog> received_;  // Of the thread that receives.
 };

@@ -19,7 +19,7 @@ void ExchangeLog::Add(std::string_view event) {
 }
 
 void ExchangeLog::AddAtOnce(std::string_view event) {
-  if (file_.IsReady()) Add(event);
+  if (IsReady()) Add(event);
 }
 
 void ExchangeLog::Check() const {

@@ -40,6 +40,9 @@ class ExchangeLog {
   /// writing the line would block.
   void AddAtOnce(std::string_view event);
 
+  /// Returns whether writing a line would not block.
+  bool IsReady() const { return file_.IsReady(); }
+
   /// @throws Failure with kCannotWrite if events are missing in the file
   void Check() const;
 

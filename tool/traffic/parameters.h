@@ -165,8 +165,9 @@ inline constexpr Parameter kChanges = {
     .group = Group::kOutput,
     .help =
         "print and log what one connection receives at its end, and only if it "
-        "differs from what was printed last; more than 1 MiB or 65,536 "
-        "messages are not compared, but printed"};
+        "differs from what was printed last; what a malformed frame cuts, and "
+        "more than 1 MiB or 65,536 messages, are not compared, but printed; a "
+        "signal drops what has no end yet"};
 
 enum class View { kRaw, kTextLine, kHexLine, kDump, kJson };
 
