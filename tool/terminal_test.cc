@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tool/exchange/listen_testing.h"
+#include "tool/listen/listen_testing.h"
 #include "tool/testing.h"
 
 namespace fairlead::tool::terminal_test {

@@ -203,7 +203,8 @@ ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
     const Progress sending = sender.progress();
     const bool receiving = connection_.IsReceiving();
     Note(sending, sent_before);
-    if (connection_.HasAcknowledgedMore()) last_ = steady_clock::now();
+    if (taken_ > 0 && connection_.HasAcknowledgedMore())
+      last_ = steady_clock::now();
     enough = Take(sink, MayEnd(sending), enough);
     const auto ending = EndingOf(sending, receiving, enough, sink);
     if (ending &&
