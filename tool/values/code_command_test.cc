@@ -177,8 +177,7 @@ TEST(CodeCommandTest, NoBitIsLostAtAnyWidth) {
   constexpr unsigned int kSeed = 20261121;
   std::mt19937 random(kSeed);  // NOLINT(cert-msc51-cpp): the same each time.
   for (std::size_t width = 1; width <= 8; ++width) {
-    for (const std::size_t wanted :
-         {1U, 8U, 31U, 65U, 511U}) {
+    for (const std::size_t wanted : {1U, 8U, 31U, 65U, 511U}) {
       const std::size_t bits = (wanted + width - 1) / width * width;
       if (bits > 512) continue;
       SCOPED_TRACE(testing::Message()
