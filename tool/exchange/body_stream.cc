@@ -32,6 +32,10 @@ BodyStream::BodyStream(const BodyPlan& plan, const Input& source,
 std::optional<std::string_view> BodyStream::Take(std::string_view bytes,
                                                  bool at_end) noexcept try {
   sent_.clear();
+  if (IsSentAsRead() && !at_end) {
+    Note(bytes, true);
+    return bytes;
+  }
   if (plan_.per_line)
     TakeLines(bytes, at_end);
   else
@@ -88,9 +92,13 @@ void BodyStream::AddToLine(std::string_view bytes) {
 }
 
 void BodyStream::SendPiece(std::string_view piece, bool ends_message) {
+  Note(piece, ends_message);
+  Append(piece);
+}
+
+void BodyStream::Note(std::string_view piece, bool ends_message) {
   if (plan_.rotation) AddTo(sum_, piece);
   on_message_(piece, ends_message);
-  Append(piece);
 }
 
 void BodyStream::EndMessage() {

@@ -37,7 +37,7 @@ class BodyStream {
              const std::optional<CipherKey>& key, OnMessage on_message);
 
   /// Returns what is sent for the bytes, or nothing if that cannot be: see
-  /// Check(). Valid until the next call.
+  /// Check(). Valid until the next call, and as long as `bytes`.
   std::optional<std::string_view> Take(std::string_view bytes,
                                        bool at_end) noexcept;
 
@@ -57,11 +57,16 @@ class BodyStream {
   }
 
  private:
+  // Returns whether the bytes need no copy, but for what their end adds.
+  bool IsSentAsRead() const {
+    return !plan_.per_line && !left_ && !encryption_;
+  }
   void TakeWhole(std::string_view bytes, bool at_end);
   void TakeLines(std::string_view bytes, bool at_end);
   void TakeCounted(std::string_view bytes, bool at_end);
   void AddToLine(std::string_view bytes);
   void SendPiece(std::string_view piece, bool ends_message);
+  void Note(std::string_view piece, bool ends_message);
   void EndMessage();
   void Append(std::string_view bytes);
 
