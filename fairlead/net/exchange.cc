@@ -80,7 +80,8 @@ class ExchangeState {
   ExchangeResult Converse(ExchangeSender& sender, std::uint64_t sent_before,
                           const Sink& sink);
   bool MayEnd(const Progress& sending) const;
-  void Note(const Progress& sending, std::uint64_t sent_before);
+  bool Note(const Progress& sending, std::uint64_t sent_before);
+  void Look(const Progress& sending, std::uint64_t sent_before);
   bool Take(const Sink& sink, bool may_end, bool enough);
   std::optional<Ending> EndingOf(const Progress& sending, bool receiving,
                                  bool enough, const Sink& sink);
@@ -104,6 +105,7 @@ class ExchangeState {
   Deadline end_of_time_;
   Deadline first_byte_;            // None once it has come.
   steady_clock::time_point last_;  // When a byte last went or came.
+  LookPause pause_;                // Until the next look at what was sent.
   bool input_waits_ = false;       // Whether the input had nothing to send.
   bool close_told_ = false;        // To the sink,
   bool ends_with_peer_ = false;    // which ends a quiet input then.
@@ -174,7 +176,7 @@ Deadline ExchangeState::ConnectDeadline(std::size_t addresses_left) const {
 
 ExchangeResult ExchangeState::Close() {
   End(ExchangeEnd::kDone, ExchangePhase::kReceiving);
-  if (std::exchange(is_done_, false) && result_.sent > 0) Deliver();
+  if (std::exchange(is_done_, false) && taken_ > 0) Deliver();
   connection_.Close();
   return result_;
 }
@@ -202,9 +204,7 @@ ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
   for (bool enough = false;;) {
     const Progress sending = sender.progress();
     const bool receiving = connection_.IsReceiving();
-    Note(sending, sent_before);
-    if (taken_ > 0 && connection_.HasAcknowledgedMore())
-      last_ = steady_clock::now();
+    Look(sending, sent_before);
     enough = Take(sink, MayEnd(sending), enough);
     const auto ending = EndingOf(sending, receiving, enough, sink);
     if (ending &&
@@ -234,16 +234,24 @@ bool ExchangeState::MayEnd(const Progress& sending) const {
          (sending.status == Status::kWaitingForInput && !awaits_end_);
 }
 
-// The time for which the input had nothing to send is nobody's silence.
-void ExchangeState::Note(const Progress& sending, std::uint64_t sent_before) {
-  const bool input_waits = sending.status == Status::kWaitingForInput;
-  if (std::exchange(input_waits_, input_waits) && !input_waits)
-    last_ = steady_clock::now();
+// Returns whether more was sent.
+bool ExchangeState::Note(const Progress& sending, std::uint64_t sent_before) {
   const std::uint64_t sent = sent_before + sending.sent;
-  if (sent == std::exchange(taken_, sent)) return;
+  if (sent == std::exchange(taken_, sent)) return false;
   result_.sent = sent;
-  last_ = steady_clock::now();
   Tell({.kind = Kind::kSent, .sent = sent});
+  return true;
+}
+
+// The time for which the input had nothing to send is nobody's silence.
+void ExchangeState::Look(const Progress& sending, std::uint64_t sent_before) {
+  const bool waited =
+      std::exchange(input_waits_, sending.status == Status::kWaitingForInput);
+  const bool sent = Note(sending, sent_before);
+  const bool acknowledged = taken_ > 0 && connection_.HasAcknowledgedMore();
+  pause_.Note(sent || acknowledged);
+  if (sent || acknowledged || (waited && !input_waits_))
+    last_ = steady_clock::now();
 }
 
 // Gives what was received to the sink, up to about kMaxTaken bytes; returns
@@ -352,8 +360,10 @@ Deadline ExchangeState::IdleDeadline(const Progress& sending) const {
 
 Deadline ExchangeState::NextPass(const Progress& sending) const {
   const Deadline end = Earlier(end_of_time_, IdleDeadline(sending));
-  if (sending.status == Status::kWaitingForInput) return end;
-  return Earlier(end, connection_.NextLook());
+  const bool looks = sending.status == Status::kSending ||
+                     (sending.status != Status::kWaitingForInput &&
+                      connection_.AwaitsAcknowledgement());
+  return looks ? Earlier(end, pause_.End()) : end;
 }
 
 // What the system took may not have reached a silent peer.

@@ -93,7 +93,8 @@ struct ExchangeEvent {
     kConnecting,    ///< The address is tried.
     kNotConnected,  ///< It failed, with this error.
     kConnected,     ///< It is connected.
-    kSent,          ///< So many bytes have been sent, in sum.
+    kSent,          ///< So many bytes have been sent, in sum; pieces of one
+                    ///< millisecond may be reported together.
     kPeerClosed,    ///< The peer will send no more.
   };
   Kind kind;

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -20,6 +21,7 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -327,6 +329,34 @@ TEST_F(ExchangeCallsTest, ADelayedAcknowledgementIsNoSilence) {
     done.set_value();
     EXPECT_EQ(result.phase, ExchangePhase::kReceiving);
     EXPECT_EQ(result.sent, 3u);
+  }
+}
+
+// Makes no acknowledgement known for 200 ms from the first question on.
+void DelayAcknowledgements() {
+  using std::chrono::steady_clock;
+  calls.ioctl = [end = std::optional<steady_clock::time_point>()](
+                    int sock, unsigned long request, void* argument) mutable {
+    if (!end) end = steady_clock::now() + 200ms;
+    const int result = FAIRLEAD_SYSTEM(ioctl)(sock, request, argument);
+    int& left = *static_cast<int*>(argument);
+    if (steady_clock::now() < *end) left = std::max(left, 1);
+    return result;
+  };
+}
+
+TEST_F(ExchangeCallsTest, ADelayedAcknowledgementIsAwaited) {
+  for (const Step& step : {Step(Close), Step(ReceiveAll)}) {
+    std::promise<void> done;
+    Server server([&](Socket&) { done.get_future().wait(); });
+    Exchange exchange({.limits = {.total = 60s, .idle = 10ms}});
+    ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+    DelayAcknowledgements();
+    EXPECT_TRUE(exchange.Converse("x", {}));
+    const ExchangeResult result = step(exchange);
+    done.set_value();
+    EXPECT_EQ(result.phase, ExchangePhase::kReceiving);
+    EXPECT_EQ(result.sent, 1u);
   }
 }
 

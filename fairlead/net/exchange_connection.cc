@@ -21,12 +21,13 @@
 namespace fairlead::internal {
 namespace {
 
-// Between two looks at what the peer has acknowledged.
-constexpr std::chrono::milliseconds kShortestPause{1};
-constexpr std::chrono::milliseconds kLongestPause{32};
-
-// For which a system may delay an acknowledgement.
-constexpr std::chrono::milliseconds kLongestDelay{500};
+// Returns for how long to wait for an acknowledgement, which the peer's system
+// may delay by 0.5 s.
+std::optional<std::chrono::milliseconds> WithDelay(
+    std::optional<std::chrono::milliseconds> idle) {
+  if (!idle) return idle;
+  return std::max(*idle, std::chrono::milliseconds(500));
+}
 
 int SetBlocking(int sock, bool blocking) {
   const int flags = fcntl(sock, F_GETFL);
@@ -180,21 +181,12 @@ int ExchangeConnection::Unacknowledged() const {
 
 bool ExchangeConnection::HasAcknowledgedMore() {
   const int left = Unacknowledged();
-  pause_ = std::min(2 * pause_, kLongestPause);
-  if (std::exchange(unacknowledged_, left) == left) return false;
-  pause_ = kShortestPause;
-  return true;
-}
-
-Deadline ExchangeConnection::NextLook() const {
-  if (unacknowledged_ <= 0) return std::nullopt;
-  return std::chrono::steady_clock::now() + pause_;
+  return std::exchange(unacknowledged_, left) != left;
 }
 
 std::optional<std::chrono::milliseconds> ExchangeConnection::Patience(
     std::optional<std::chrono::milliseconds> idle) const {
-  if (!idle || unacknowledged_ <= 0) return idle;
-  return std::max(*idle, kLongestDelay);
+  return AwaitsAcknowledgement() ? WithDelay(idle) : idle;
 }
 
 std::uint64_t ExchangeConnection::Missing() const {
@@ -223,15 +215,17 @@ ExchangeConnection::Delivery ExchangeConnection::Deliver(
   if (client_.owner_ != getpid()) return {};
   Delivery left = Undelivered();
   if (left.missing > 0 && left.error == 0) left.error = FinishSending();
-  Deadline deadline = Earlier(end, DeadlineAfter(steady_clock::now(), idle));
-  std::chrono::milliseconds sleep = kShortestPause;
+  const auto until = [&] {
+    return Earlier(end, DeadlineAfter(steady_clock::now(), WithDelay(idle)));
+  };
+  Deadline deadline = until();
+  LookPause pause;
   while (left.missing > 0 && left.error == 0 && !HasPassed(deadline)) {
-    DropReceived(Earlier(deadline, DeadlineAfter(steady_clock::now(), sleep)));
-    sleep = std::min(sleep * 2, kLongestPause);
+    DropReceived(Earlier(deadline, pause.End()));
     const std::uint64_t before = left.missing;
     left = Undelivered();
-    if (left.missing < before)
-      deadline = Earlier(end, DeadlineAfter(steady_clock::now(), idle));
+    pause.Note(left.missing < before);
+    if (left.missing < before) deadline = until();
   }
   return left;
 }

@@ -6,6 +6,7 @@
 
 #include <netinet/in.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -18,6 +19,24 @@
 #include "fairlead/net/tcp_client.h"
 
 namespace fairlead::internal {
+
+// The time between two looks at something that no call waits for: the longer,
+// the longer nothing has changed.
+class LookPause {
+ public:
+  void Note(bool has_changed) {
+    length_ = has_changed ? kShortest : std::min(2 * length_, kLongest);
+  }
+
+  // Returns when it ends if it begins now.
+  Deadline End() const { return std::chrono::steady_clock::now() + length_; }
+
+ private:
+  static constexpr std::chrono::milliseconds kShortest{1};
+  static constexpr std::chrono::milliseconds kLongest{32};
+
+  std::chrono::milliseconds length_ = kShortest;
+};
 
 class ExchangeConnection {
  public:
@@ -61,9 +80,8 @@ class ExchangeConnection {
   // Returns whether Unacknowledged() has changed since the last call.
   bool HasAcknowledgedMore();
 
-  // Returns when to call that again, as nothing waits for acknowledgements:
-  // never if none is missing.
-  Deadline NextLook() const;
+  // Returns whether one was missing then.
+  bool AwaitsAcknowledgement() const { return unacknowledged_ > 0; }
 
   // Returns for how long the peer may be silent: `idle`, or longer while an
   // acknowledgement is missing, which its system may delay.
@@ -80,9 +98,10 @@ class ExchangeConnection {
   };
 
   // Closes the sending direction and waits until the peer has acknowledged all
-  // that was sent, for the time of `idle` after each acknowledgement. Returns
-  // at once if it has. Drops what comes meanwhile, as a peer may have to be
-  // read before it reads. In a child of fork(), does nothing.
+  // that was sent, for the time of `idle`, or longer as Patience() has it,
+  // after each acknowledgement. Returns at once if it has. Drops what comes
+  // meanwhile, as a peer may have to be read before it reads. In a child of
+  // fork(), does nothing.
   Delivery Deliver(Deadline end, std::optional<std::chrono::milliseconds> idle);
 
   // What was received; only while IsOpen().
@@ -109,8 +128,7 @@ class ExchangeConnection {
   int reset_ = 0;
   bool finished_ = false;  // The sending direction is closed.
 
-  int unacknowledged_ = 0;             // At the last look.
-  std::chrono::milliseconds pause_{};  // Until the next one.
+  int unacknowledged_ = 0;  // At the last look.
 };
 
 }  // namespace fairlead::internal

@@ -27,6 +27,7 @@
 #include "fairlead/net/exchange.h"
 #include "fairlead/net/exchange_testing.h"
 #include "fairlead/net/loopback_testing.h"
+#include "fairlead/testing/memory_file.h"
 
 namespace fairlead::internal::exchange_edges_test {
 namespace {
@@ -315,6 +316,33 @@ TEST(ExchangeEdgesTest, CountsWhatWasSentUntilTheSinkThrows) {
                  int);
   }
   EXPECT_EQ(sent, read);
+}
+
+// Reporting each piece would cost more than sending it.
+TEST(ExchangeEdgesTest, ReportsWhatIsSentOnceAMillisecondAtMost) {
+  const std::string large(64 << 20, 'x');
+  const MemoryFile file;
+  file.Write(large);
+  Server server([](Socket& peer) {
+    while (!peer.Receive(1'000'000).empty()) {
+    }
+  });
+  int reports = 0;
+  std::uint64_t sent = 0;
+  Exchange exchange(
+      {.limits = kPatient, .on_event = [&](const ExchangeEvent& event) {
+         if (event.kind != ExchangeEvent::Kind::kSent) return;
+         ++reports;
+         sent = event.sent;
+       }});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(exchange.Converse(ExchangeInput{.descriptor = file.descriptor()},
+                                Exchange::Sink()));
+  const auto passed =
+      std::chrono::ceil<milliseconds>(std::chrono::steady_clock::now() - start);
+  EXPECT_EQ(sent, large.size());
+  EXPECT_LE(reports, passed.count() + 2);
 }
 
 std::size_t CountWaiting(int descriptor) {

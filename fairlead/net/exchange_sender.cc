@@ -106,14 +106,15 @@ bool ExchangeSender::SendPiece(std::string_view& bytes) {
   if (sent == -1) return Fail(Status::kSendFailed, errno);
   bytes.remove_prefix(static_cast<std::size_t>(sent));
   sent_ += static_cast<std::uint64_t>(sent);
-  TellNews();
   return true;
 }
 
-// Waits before each piece, as the wait can be stopped.
+// Waits between the pieces, as the wait can be stopped.
 bool ExchangeSender::SendAll(std::string_view bytes) {
-  while (!bytes.empty())
-    if (!AwaitPeer() || !SendPiece(bytes)) return false;
+  while (!bytes.empty()) {
+    if (!SendPiece(bytes)) return false;
+    if (!bytes.empty() && !AwaitPeer()) return false;
+  }
   return true;
 }
 
@@ -151,10 +152,12 @@ void ExchangeSender::SendInput(const ExchangeInput& input) {
   }
 }
 
-// Says that the input has nothing to send only if it must be waited for.
+// Says that the input has nothing to send only if that lasts: an input that is
+// about as fast as the peer would wake the exchange's thread for each piece.
 bool ExchangeSender::AwaitInput(int descriptor) {
   if (descriptor < 0) return Fail(Status::kInputFailed, EBADF);
-  int error = AwaitReady(descriptor, POLLIN, stop_.number(), 0);
+  constexpr int kMoment = 1;  // In milliseconds.
+  int error = AwaitReady(descriptor, POLLIN, stop_.number(), kMoment);
   if (error == EAGAIN) {
     Set(Status::kWaitingForInput);
     bool is_reset = false;

@@ -30,7 +30,7 @@ class ExchangeSender {
     Status status;
     int error;           // Of a failure.
     std::uint64_t sent;  // In bytes.
-    std::uint32_t news;  // How often any of it has changed.
+    std::uint32_t news;  // How often the status has changed.
   };
 
   // Sends the body; what the system does not take at once, a thread sends.
@@ -54,7 +54,8 @@ class ExchangeSender {
   // Ends the thread, wherever it is; progress() is final then.
   void Stop();
 
-  // Returns whether anything has changed since.
+  // Returns whether the status has changed since. That wakes the exchange's
+  // thread; to count what is sent, it must look.
   bool HasChanged(const Progress& since) const { return news_ != since.news; }
 
  private:
@@ -77,7 +78,7 @@ class ExchangeSender {
   std::atomic<Status> status_ = Status::kSending;
   std::atomic<int> error_ = 0;
   std::atomic<std::uint64_t> sent_ = 0;
-  std::atomic<std::uint32_t> news_ = 0;  // Changed last.
+  std::atomic<std::uint32_t> news_ = 0;  // Changed last of all.
   Descriptor stop_;                      // Readable once the thread must end.
   std::thread thread_;
 };
