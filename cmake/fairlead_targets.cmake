@@ -166,8 +166,9 @@ endfunction()
 # the code that headers make is made once. Each source has a namespace of its own.
 # A source that replaces functions of the system is a program of its own.
 # Labels:
-#   quick    all of them together take less than a minute; the default
-#   slow     the others
+#   quick    all of them together take less than half a minute on two cores; the
+#            default without COMMAND
+#   slow     those that take long
 #   faults   a system call of the tool fails, or it is killed there, under strace
 #   threads  run several threads; the target fairlead_thread_tests builds them
 #            for the thread sanitizer
@@ -213,7 +214,7 @@ function(fairlead_test name)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
-  if(NOT arg_LABELS MATCHES "quick|slow|faults")
+  if(NOT arg_COMMAND AND NOT arg_LABELS MATCHES "slow|faults")
     list(APPEND arg_LABELS quick)
   endif()
   find_package(GTest REQUIRED)
