@@ -248,7 +248,8 @@ void ExchangeState::Look(const Progress& sending, std::uint64_t sent_before) {
   const bool waited =
       std::exchange(input_waits_, sending.status == Status::kWaitingForInput);
   const bool sent = Note(sending, sent_before);
-  const bool acknowledged = taken_ > 0 && connection_.HasAcknowledgedMore();
+  const bool has_sent = taken_ > 0 || connection_.HasFinishedSending();
+  const bool acknowledged = has_sent && connection_.HasAcknowledgedMore();
   pause_.Note(sent || acknowledged);
   if (sent || acknowledged || (waited && !input_waits_))
     last_ = steady_clock::now();

@@ -360,6 +360,17 @@ TEST_F(ExchangeCallsTest, ADelayedAcknowledgementIsAwaited) {
   }
 }
 
+// Also if the end of the sending direction is all that was sent.
+TEST_F(ExchangeCallsTest, TheAcknowledgementOfAnEndIsAwaited) {
+  Server server([](const Socket&) {});
+  Exchange exchange(
+      {.limits = {.total = 60s, .idle = 10ms}, .half_close = true});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  DelayAcknowledgements();
+  const ExchangeResult result = ReceiveAll(exchange);
+  EXPECT_EQ(result.end, ExchangeEnd::kPeerClosed) << result.Text();
+}
+
 // What the system took counts again if the conversation goes on.
 TEST_F(ExchangeCallsTest, APeerThatWasSilentMayStillRead) {
   std::promise<void> silent;

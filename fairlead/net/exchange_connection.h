@@ -7,6 +7,7 @@
 #include <netinet/in.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -126,7 +127,7 @@ class ExchangeConnection {
   // ECONNRESET if the peer reset the connection while it was made, or a send
   // met a reset; else 0. What came before is still to be received.
   int reset_ = 0;
-  bool finished_ = false;  // The sending direction is closed.
+  std::atomic<bool> finished_ = false;  // The sending direction is closed.
 
   int unacknowledged_ = 0;  // At the last look.
 };
