@@ -90,7 +90,8 @@ class ExchangeState {
   std::optional<Ending> EndOfBoth(const Progress& sending, const Sink& sink);
   std::optional<Ending> EndOfTime(const Progress& sending, bool receiving,
                                   const Sink& sink);
-  bool IsBehind(const Progress& sending, bool receiving, const Sink& sink);
+  bool IsBehind(const Progress& sending, bool receiving, bool awaits_first,
+                const Sink& sink);
   Deadline IdleDeadline(const Progress& sending) const;
   Deadline NextPass(const Progress& sending) const;
   void Deliver();
@@ -325,23 +326,23 @@ std::optional<Ending> ExchangeState::EndOfBoth(const Progress& sending,
 std::optional<Ending> ExchangeState::EndOfTime(const Progress& sending,
                                                bool receiving,
                                                const Sink& sink) {
-  const ExchangePhase phase = PhaseOf(sending);
-  if (HasPassed(end_of_time_)) return Ending{ExchangeEnd::kTimeOver, phase};
+  if (HasPassed(end_of_time_))
+    return Ending{ExchangeEnd::kTimeOver, PhaseOf(sending)};
   if (!HasPassed(IdleDeadline(sending))) return std::nullopt;
-  if (IsBehind(sending, receiving, sink)) {
+  const bool awaits_first = HasPassed(first_byte_);
+  if (IsBehind(sending, receiving, awaits_first, sink)) {
+    if (awaits_first) first_byte_.reset();
     last_ = steady_clock::now();
-    first_byte_.reset();
     return std::nullopt;
   }
   if (HasFailed(sending)) return FailureOf(sending);
-  return Ending{ExchangeEnd::kSilence, phase};
+  return Ending{ExchangeEnd::kSilence, PhaseOfWait(sending)};
 }
 
 // Returns whether the silence is this side's: a thread has not come to what the
 // peer sent or took, as when the process was stopped.
 bool ExchangeState::IsBehind(const Progress& sending, bool receiving,
-                             const Sink& sink) {
-  const bool awaits_first = HasPassed(first_byte_);
+                             bool awaits_first, const Sink& sink) {
   const bool awaits_bytes = sink || awaits_first;
   if (awaits_bytes && connection_.buffer().HasPieces()) return true;
   short events = 0;

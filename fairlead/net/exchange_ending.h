@@ -59,6 +59,14 @@ inline ExchangePhase PhaseOf(const ExchangeSender::Progress& sending) {
              : ExchangePhase::kSending;
 }
 
+// What the peer is awaited for: while the input is quiet, all that there was is
+// sent.
+inline ExchangePhase PhaseOfWait(const ExchangeSender::Progress& sending) {
+  return sending.status == ExchangeSender::Status::kWaitingForInput
+             ? ExchangePhase::kReceiving
+             : PhaseOf(sending);
+}
+
 }  // namespace fairlead::internal
 
 #endif  // FAIRLEAD_NET_EXCHANGE_ENDING_H_

@@ -347,6 +347,28 @@ TEST(ExchangeInputTest, AnInputThatCannotBeReadIsAFailure) {
             "reading what is to be sent failed: Bad file descriptor");
 }
 
+// Neither does a filter that takes longer than the idle time.
+TEST(ExchangeInputTest, AQuietInputDoesNotEndTheWaitForTheFirstByte) {
+  Pipe input;
+  input.Write("x");
+  Server server([](Socket& peer) { peer.ReceiveEnd(); });
+  Exchange exchange(
+      {.limits = {.total = 5s, .idle = 100ms, .first_byte = 600ms}});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  const ExchangeResult result =
+      exchange.Converse(ExchangeInput{.descriptor = input.ends[0],
+                                      .filter =
+                                          [](std::string_view bytes, bool) {
+                                            std::this_thread::sleep_for(300ms);
+                                            return std::optional(bytes);
+                                          }},
+                        Reply().UntilTheEnd());
+  exchange.Close();
+  EXPECT_EQ(result.end, ExchangeEnd::kSilence);
+  EXPECT_EQ(result.Text(), "the peer was silent");
+  EXPECT_EQ(result.sent, 1u);
+}
+
 TEST(ExchangeInputTest, AFilterCanEndIt) {
   Pipe input;
   input.Write("abc");
