@@ -53,9 +53,9 @@ class ExchangeState {
   template <typename Source>
   ExchangeResult Converse(const Source& source, const Sink& sink) {
     if (!connection_.IsOpen())
-      return End(ExchangeEnd::kFailed, ExchangePhase::kSending, ENOTCONN);
+      return End({ExchangeEnd::kFailed, ExchangePhase::kSending, ENOTCONN});
     if (connection_.HasFinishedSending() && HasBytes(source))
-      return End(ExchangeEnd::kFailed, ExchangePhase::kSending, EPIPE);
+      return End({ExchangeEnd::kFailed, ExchangePhase::kSending, EPIPE});
     last_ = steady_clock::now();
     close_told_ = false;
     ends_with_peer_ = false;
@@ -95,7 +95,7 @@ class ExchangeState {
   Deadline IdleDeadline(const Progress& sending) const;
   Deadline NextPass(const Progress& sending) const;
   void Deliver();
-  ExchangeResult End(ExchangeEnd end, ExchangePhase phase, int error = 0);
+  ExchangeResult End(const Ending& ending);
   ExchangeResult EndInSilence(ExchangePhase phase);
   void Tell(const ExchangeEvent& event) const {
     if (options_.on_event) options_.on_event(event);
@@ -116,11 +116,10 @@ class ExchangeState {
   ExchangeResult result_;
 };
 
-ExchangeResult ExchangeState::End(ExchangeEnd end, ExchangePhase phase,
-                                  int error) {
-  result_.end = end;
-  result_.phase = phase;
-  result_.error = error;
+ExchangeResult ExchangeState::End(const Ending& ending) {
+  result_.end = ending.end;
+  result_.phase = ending.phase;
+  result_.error = ending.error;
   return result_;
 }
 
@@ -134,10 +133,10 @@ ExchangeResult ExchangeState::Connect(const std::string& host,
   end_of_time_ = DeadlineAfter(now, options_.limits.total);
   first_byte_ = DeadlineAfter(now, options_.limits.first_byte);
   const auto found = LookUpName(host, EndOfConnecting());
-  if (!found) return End(Overdue(), ExchangePhase::kResolving);
+  if (!found) return End({Overdue(), ExchangePhase::kResolving});
   result_.system_error = found->system_error;
   if (found->addresses.empty())
-    return End(ExchangeEnd::kFailed, ExchangePhase::kResolving, found->error);
+    return End({ExchangeEnd::kFailed, ExchangePhase::kResolving, found->error});
   for (const in_addr address : found->addresses)
     Tell({.kind = Kind::kResolved, .address = Dotted(address)});
   return ConnectToAny(found->addresses, port);
@@ -153,15 +152,15 @@ ExchangeResult ExchangeState::ConnectToAny(
     error = connection_.Open(address, port, ConnectDeadline(left--));
     if (error == 0) {
       Tell({.kind = Kind::kConnected, .address = result_.address});
-      return End(ExchangeEnd::kDone, ExchangePhase::kConnecting);
+      return End({ExchangeEnd::kDone, ExchangePhase::kConnecting});
     }
     Tell({.kind = Kind::kNotConnected,
           .address = result_.address,
           .error = error});
     if (HasPassed(EndOfConnecting()))
-      return End(Overdue(), ExchangePhase::kConnecting);
+      return End({Overdue(), ExchangePhase::kConnecting});
   }
-  return End(ExchangeEnd::kFailed, ExchangePhase::kConnecting, error);
+  return End({ExchangeEnd::kFailed, ExchangePhase::kConnecting, error});
 }
 
 // An address that does not answer leaves time for those after it.
@@ -176,7 +175,7 @@ Deadline ExchangeState::ConnectDeadline(std::size_t addresses_left) const {
 }
 
 ExchangeResult ExchangeState::Close() {
-  End(ExchangeEnd::kDone, ExchangePhase::kReceiving);
+  End({ExchangeEnd::kDone, ExchangePhase::kReceiving});
   if (std::exchange(is_done_, false) && taken_ > 0) Deliver();
   connection_.Close();
   return result_;
@@ -189,12 +188,8 @@ void ExchangeState::Deliver() {
       connection_.Deliver(end_of_time_, options_.limits.idle);
   if (error == 0 && missing == 0) return;
   result_.sent -= std::min(result_.sent, missing);
-  if (error != 0) {
-    const Ending failure = Failure(ExchangePhase::kSending, error);
-    End(failure.end, failure.phase, failure.error);
-  } else {
-    End(Overdue(), ExchangePhase::kSending);
-  }
+  End(error != 0 ? Failure(ExchangePhase::kSending, error)
+                 : Ending{Overdue(), ExchangePhase::kSending});
 }
 
 // Each pass looks at the states before it takes what they announce: bytes that
@@ -216,7 +211,7 @@ ExchangeResult ExchangeState::Converse(ExchangeSender& sender,
       is_done_ = ending->end == ExchangeEnd::kDone;
       if (ending->end == ExchangeEnd::kSilence)
         return EndInSilence(ending->phase);
-      return End(ending->end, ending->phase, ending->error);
+      return End(*ending);
     }
     connection_.buffer().Wait(NextPass(sending), [&](bool any) {
       return (any && sink) || sender.HasChanged(sending) ||
@@ -297,7 +292,7 @@ std::optional<Ending> ExchangeState::EndingOf(const Progress& sending,
 std::optional<Ending> ExchangeState::EndOfReceiving(const Progress& sending,
                                                     const Sink& sink) {
   if (const int error = connection_.ReceiveError(); error != 0)
-    return Failure(ExchangePhase::kReceiving, error);
+    return Failure(PhaseOfWait(sending), error);
   if (HasFailed(sending)) return FailureOf(sending);
   if (sending.status == Status::kDone) return EndOfBoth(sending, sink);
   if (!std::exchange(close_told_, true)) {
@@ -372,8 +367,8 @@ Deadline ExchangeState::NextPass(const Progress& sending) const {
 ExchangeResult ExchangeState::EndInSilence(ExchangePhase phase) {
   const std::uint64_t missing = std::min(result_.sent, connection_.Missing());
   result_.sent -= missing;
-  return End(ExchangeEnd::kSilence,
-             missing > 0 ? ExchangePhase::kSending : phase);
+  return End(
+      {ExchangeEnd::kSilence, missing > 0 ? ExchangePhase::kSending : phase});
 }
 
 }  // namespace internal

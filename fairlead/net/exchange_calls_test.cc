@@ -371,6 +371,30 @@ TEST_F(ExchangeCallsTest, TheAcknowledgementOfAnEndIsAwaited) {
   EXPECT_EQ(result.end, ExchangeEnd::kPeerClosed) << result.Text();
 }
 
+// The system reports a failure once: to the thread that sends or to the one
+// that receives.
+TEST_F(ExchangeCallsTest, AFailureIsOfSendingWhoeverMeetsIt) {
+  for (const bool sender_meets_it : {false, true}) {
+    std::atomic<int> sends = 0;
+    calls.send = [&](int sock, const void* data, std::size_t, int flags) {
+      if (sends++ == 0) return FAIRLEAD_SYSTEM(send)(sock, data, 1, flags);
+      return ssize_t{Fail(sender_meets_it ? ETIMEDOUT : EPIPE)};
+    };
+    calls.recv = [&](int, void*, std::size_t, int) {
+      return ssize_t{sender_meets_it ? 0 : Fail(ETIMEDOUT)};
+    };
+    Server server([](Socket& peer) { peer.ReceiveEnd(); });
+    Exchange exchange({.limits = kPatient});
+    ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+    const ExchangeResult result =
+        exchange.Converse("hello", Reply().UntilTheEnd());
+    exchange = Exchange();
+    EXPECT_EQ(result.end, ExchangeEnd::kFailed) << result.Text();
+    EXPECT_EQ(result.phase, ExchangePhase::kSending) << sender_meets_it;
+    EXPECT_EQ(result.error, ETIMEDOUT);
+  }
+}
+
 // What the system took counts again if the conversation goes on.
 TEST_F(ExchangeCallsTest, APeerThatWasSilentMayStillRead) {
   std::promise<void> silent;

@@ -60,7 +60,8 @@ inline ExchangePhase PhaseOf(const ExchangeSender::Progress& sending) {
 }
 
 // What the peer is awaited for: while the input is quiet, all that there was is
-// sent.
+// sent. A failure is of that, as it is chance which thread the system reports
+// it to.
 inline ExchangePhase PhaseOfWait(const ExchangeSender::Progress& sending) {
   return sending.status == ExchangeSender::Status::kWaitingForInput
              ? ExchangePhase::kReceiving
