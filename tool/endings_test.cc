@@ -294,17 +294,22 @@ TEST(EndingsTest, TimesOutWhileReadingStandardInput) {
             "input or the peer; increase -timeout\n");
 }
 
+// With -view json, it is written to from the first step on.
 TEST(EndingsTest, TimesOutWhileTheOutputBlocks) {
-  ScriptedServer server([](int connection) {
-    SendAll(connection, "x");
-    ReceiveAll(connection);
-  });
-  const Outcome output =
-      RunProgram({.arguments = server.Arguments("recv") +
-                               Words{"-timeout", "1", "-messages", "1"},
-                  .output_is_stuck = true});
-  EXPECT_EQ(output.status, 28);
-  EXPECT_THAT(output.error, HasSubstr("timed out after 1 s"));
+  for (const std::string view : {"raw", "json"}) {
+    ScriptedServer server([](int connection) {
+      SendAll(connection, "x");
+      ReceiveAll(connection);
+    });
+    const Outcome output =
+        RunProgram({.arguments = server.Arguments("recv") +
+                                 Words{"-timeout", "1", "-view", view},
+                    .output_is_stuck = true});
+    EXPECT_EQ(output.status, 28);
+    EXPECT_EQ(output.error,
+              "fairlead recv: timed out after 1 s while writing standard "
+              "output; increase -timeout\n");
+  }
 }
 
 TEST(EndingsTest, TimesOutWhileStandardErrorBlocks) {

@@ -91,6 +91,7 @@ void ExchangeRunner::Prepare(const DemoService& service) {
   Logged([this] {
     limit_.emplace(plan_.settings.command, plan_.settings.timeout);
     if (plan_.repeats) limit_->BePatient();
+    display_.WriteWithin(*limit_);
     OpenLog();
   });
   CheckDistinct(kOut, plan_.settings.out.path, kLog, plan_.log);

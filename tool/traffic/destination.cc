@@ -28,6 +28,8 @@ constexpr std::size_t kMaxKept = std::size_t{64} << 10;
 Destination::Destination(const Output& output, OutFile file)
     : output_(output),
       file_(std::move(file)),
+      stage_(Concat("writing ",
+                    IsFile() ? Quoted(file_.path) : "standard output")),
       screen_(IsFile() ? Screen{} : output.screen()) {}
 
 Destination::~Destination() {

@@ -80,6 +80,9 @@ class Destination {
 
   Screen screen() const { return screen_; }
 
+  /// Returns "writing standard output" or "writing 'FILE'".
+  const std::string& stage() const { return stage_; }
+
  private:
   bool IsFile() const { return !file_.path.empty(); }
   [[noreturn]] void Fail(std::string_view action, int error) const;
@@ -90,6 +93,7 @@ class Destination {
 
   const Output& output_;
   const OutFile file_;
+  const std::string stage_;
   Screen screen_;
   int descriptor_ = -1;  // Of the file, while it is open.
   std::string waiting_;

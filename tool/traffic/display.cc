@@ -36,6 +36,7 @@ void Display::LogData(ExchangeLog& log, DataForm form) {
 
 Display::~Display() {
   queues_ = false;
+  limit_ = nullptr;
   try {
     Flush();
   } catch (const Failure&) {  // Reported before, or less than what is.
@@ -55,10 +56,10 @@ void Display::Flush() {
 }
 
 void Display::FlushLocked() {
-  if (queues_)
-    destination_.FlushAtOnce();
-  else
-    destination_.Flush();
+  if (queues_) return destination_.FlushAtOnce();
+  if (destination_.waiting() == 0) return;
+  const TimeLimit::Writing writing(limit_, destination_.stage());
+  destination_.Flush();
 }
 
 std::size_t Display::waiting() const {
@@ -85,6 +86,7 @@ bool Display::Drain(int stop) {
 void Display::Close() {
   queues_ = false;
   const std::lock_guard lock(mutex_);
+  FlushLocked();
   destination_.Close();
 }
 
@@ -183,7 +185,7 @@ void Display::PeerEnded() {
   if (HasEvents() || more_peers_) return;
   const std::lock_guard lock(mutex_);
   EndCharacter();
-  destination_.Flush();
+  FlushLocked();
   destination_.End();
 }
 

@@ -18,6 +18,7 @@
 #include "tool/traffic/data_log.h"
 #include "tool/traffic/destination.h"
 #include "tool/traffic/parameters.h"
+#include "tool/traffic/time_limit.h"
 
 namespace fairlead::tool {
 
@@ -58,6 +59,11 @@ class Display {
   /// waits in memory, until Flush() is called often enough, or Drain(), Close()
   /// or Failed(), which wait for its reader. Use it for standard output alone.
   void QueueOutput() { queues_ = true; }
+
+  /// From now on, the time limit ends what is written and blocks.
+  ///
+  /// @param limit outlives all other calls than the destructor's
+  void WriteWithin(TimeLimit& limit) { limit_ = &limit; }
 
   /// Returns how many bytes wait, and how many were shown in all.
   std::size_t waiting() const;
@@ -172,6 +178,7 @@ class Display {
   AnswerChanges::Show ShowPiece();
 
   const View view_;
+  TimeLimit* limit_ = nullptr;
   bool queues_ = false;
   bool more_peers_ = false;
   std::optional<AnswerChanges> changes_;

@@ -65,8 +65,14 @@ std::optional<milliseconds> TimeLimit::Remaining() const {
 void TimeLimit::Delegate(bool delegated) {
   const std::lock_guard lock(mutex_);
   delegated_ = delegated;
-  if (!delegated && deadline_ && Clock::now() >= *deadline_)
-    changed_.notify_one();
+  if (!delegated && HasPassed()) changed_.notify_one();
+}
+
+// Who watches the limit has found it passed, and writes how all ended.
+void TimeLimit::NoteWriting(std::string_view stage) {
+  const std::lock_guard lock(mutex_);
+  writing_ = stage;
+  late_ = HasPassed();
 }
 
 void TimeLimit::BePatient() {
@@ -99,11 +105,12 @@ void TimeLimit::Run() {
   std::unique_lock lock(mutex_);
   while (!ended_) {
     const auto now = Clock::now();
+    const bool is_watched = delegated_ && (writing_.empty() || late_);
     if (!deadline_)
       changed_.wait(lock);
     else if (now < *deadline_)
       changed_.wait_until(lock, *deadline_);
-    else if ((delegated_ || patient_) && now < *deadline_ + kGrace)
+    else if ((is_watched || patient_) && now < *deadline_ + kGrace)
       changed_.wait_until(lock, *deadline_ + kGrace);
     else
       EndProcess();
@@ -112,7 +119,7 @@ void TimeLimit::Run() {
 
 // Calls _exit(), because a destructor could block on what timed out.
 void TimeLimit::EndProcess() const {
-  const std::string message = MessageOf(stage_);
+  const std::string message = MessageOf(writing_.empty() ? stage_ : writing_);
   if (on_timeout_) on_timeout_(message);
   if (IsWritable(STDERR_FILENO)) PrintError(command_, message);
   _exit(kTimeIsOver);

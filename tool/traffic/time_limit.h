@@ -25,7 +25,8 @@ namespace fairlead::tool {
 /// runs, it is trusted with Remaining(): see Delegate().
 ///
 /// @par Thread safety
-/// One thread sets the limit; the timer thread only reads it.
+/// One thread sets the limit; the timer thread only reads it. Any thread may
+/// write output.
 class TimeLimit {
  public:
   using Clock = std::chrono::steady_clock;
@@ -63,6 +64,26 @@ class TimeLimit {
   /// message on timeout.
   void Enter(std::string stage);
 
+  /// While it lives, the process writes output, whose reader may be slow. The
+  /// limit then ends the process in time, unless it has passed before. One at a
+  /// time.
+  class Writing {
+   public:
+    /// @param limit null for none
+    /// @param stage as in "writing standard output"; outlives the object
+    Writing(TimeLimit* limit, std::string_view stage) : limit_(limit) {
+      if (limit_ != nullptr) limit_->NoteWriting(stage);
+    }
+    Writing(const Writing&) = delete;
+    Writing& operator=(const Writing&) = delete;
+    ~Writing() {
+      if (limit_ != nullptr) limit_->NoteWriting("");
+    }
+
+   private:
+    TimeLimit* const limit_;
+  };
+
   /// Returns the message on timeout: "timed out after 1 s while connecting to
   /// 127.0.0.1; increase -timeout".
   std::string Message() const;
@@ -74,6 +95,8 @@ class TimeLimit {
  private:
   void Run();
   void SetDeadline(std::optional<Clock::time_point> deadline);
+  void NoteWriting(std::string_view stage);
+  bool HasPassed() const { return deadline_ && Clock::now() >= *deadline_; }
   [[noreturn]] void EndProcess() const;
   std::string MessageOf(std::string_view stage) const;
 
@@ -84,6 +107,8 @@ class TimeLimit {
   bool ended_ = false;                                // Guarded by mutex_.
   bool delegated_ = false;                            // Guarded by mutex_.
   bool patient_ = false;                              // Guarded by mutex_.
+  bool late_ = false;                                 // Guarded by mutex_.
+  std::string_view writing_;                          // Guarded by mutex_.
   std::optional<Clock::time_point> deadline_;         // Guarded by mutex_.
   std::string stage_ = "preparing";                   // Guarded by mutex_.
   std::function<void(std::string_view)> on_timeout_;  // Guarded by mutex_.
