@@ -206,14 +206,16 @@ class Listener::Connection {
     return count;
   }
 
-  // Sends nothing more. What the peer sent before is still read, up to its end.
-  // The peer must see the end too if only this side has failed.
+  // Sends nothing more. What has come from the peer is still read, without
+  // waiting for more. If only this side has failed, the peer must not take for
+  // whole what it was sent.
   void Break(int error) {
     if (error_ == 0) error_ = error == EPIPE ? ECONNRESET : error;
     reply_left_ = 0;
     Forget(echo_.size());
     echoes_ = false;
-    shutdown(socket_.number(), SHUT_WR);
+    Reset();
+    shutdown(socket_.number(), SHUT_RD);
   }
 
   const Descriptor socket_;

@@ -114,6 +114,16 @@ class Peer {
 
   std::string Reply() const { return ReceiveAll(socket_); }
 
+  // Returns whether the connection ends with a reset.
+  bool MeetsReset() const {
+    char byte = 0;
+    ssize_t count = 0;
+    do {
+      count = recv(socket_, &byte, 1, 0);
+    } while (count > 0);
+    return count == -1 && errno == ECONNRESET;
+  }
+
  private:
   const int socket_;
 };
@@ -223,6 +233,19 @@ TEST_F(ListenerTest, TheFirstErrorOfAConnectionIsReported) {
     listener.Serve(events, -1);
     EXPECT_THAT(events.ends_, ElementsAre(c.reported));
     EXPECT_EQ(events.received_, 5U);
+  }
+}
+
+// It must not take for whole what it was sent.
+TEST_F(ListenerTest, APeerThatIsNotSentEverythingMeetsAReset) {
+  for (const bool sending : {false, true}) {
+    Listener listener(kLoopback, 0, {.echo = true, .count = 1});
+    const Peer peer(listener.port(), "hello");
+    NotedEvents events;
+    (sending ? send_errors : receive_errors) = {ENOBUFS};
+    listener.Serve(events, -1);
+    EXPECT_THAT(events.ends_, ElementsAre(ENOBUFS));
+    EXPECT_TRUE(peer.MeetsReset()) << sending;
   }
 }
 
