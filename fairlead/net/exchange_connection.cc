@@ -189,14 +189,15 @@ std::optional<std::chrono::milliseconds> ExchangeConnection::Patience(
   return AwaitsAcknowledgement() ? WithDelay(idle) : idle;
 }
 
-std::uint64_t ExchangeConnection::Missing() const {
+std::uint64_t ExchangeConnection::WithoutEnd(int unacknowledged) const {
   return static_cast<std::uint64_t>(
-      std::max(Unacknowledged() - (finished_ ? 1 : 0), 0));
+      std::max(unacknowledged - (finished_ ? 1 : 0), 0));
 }
 
 ExchangeConnection::Delivery ExchangeConnection::Undelivered() const {
-  if (Unacknowledged() == -1) return {.error = errno};
-  const std::uint64_t missing = Missing();
+  const int left = Unacknowledged();
+  if (left == -1) return {.error = errno};
+  const std::uint64_t missing = WithoutEnd(left);
   if (missing == 0) return {};
   return {.error = IsReceiving() || ReceiveError() == 0 ? TakeError()
                                                         : ReceiveError(),

@@ -91,7 +91,7 @@ class ExchangeConnection {
 
   // Returns Unacknowledged() without that end, or 0. For when nothing is being
   // sent.
-  std::uint64_t Missing() const;
+  std::uint64_t Missing() const { return WithoutEnd(Unacknowledged()); }
 
   struct Delivery {
     int error = 0;
@@ -117,6 +117,7 @@ class ExchangeConnection {
  private:
   int Connect(const sockaddr_in& address, Deadline deadline);
   int Start();
+  std::uint64_t WithoutEnd(int unacknowledged) const;
   Delivery Undelivered() const;
   void DropReceived(Deadline deadline);
 

@@ -274,6 +274,20 @@ TEST_F(ExchangeFaultsTest, ClosingAsksForNoAcknowledgementIfNothingWasSent) {
   }
 }
 
+TEST_F(ExchangeFaultsTest, ClosingAsksOnceIfAllIsAcknowledged) {
+  Server server([](Socket& peer) {
+    peer.Send(peer.Receive(5));
+    peer.ReceiveEnd();
+  });
+  Exchange exchange({.limits = kPatient});
+  ASSERT_TRUE(exchange.Connect("127.0.0.1", server.port()));
+  Reply reply;
+  EXPECT_TRUE(exchange.Converse("hello", reply.Until(5)));
+  ioctls = 0;
+  EXPECT_TRUE(exchange.Close());
+  EXPECT_EQ(ioctls, 1);
+}
+
 // After a broken send, what the peer sent before is awaited for two seconds.
 TEST_F(ExchangeFaultsTest, ABrokenSendIsReportedThoughThePeerStays) {
   Pipe done;
