@@ -25,7 +25,7 @@ class ExchangeState;
 enum class ExchangeEnd {
   kDone,        ///< It did what it was to do; the connection is established.
   kPeerClosed,  ///< The peer closed after its last byte, and has acknowledged
-                ///< all that was sent.
+                ///< all that was sent, unless the sink ended a quiet input.
   kPeerReset,  ///< The peer reset the connection: bytes may be lost either way.
   kSilence,    ///< The peer took and sent nothing for ExchangeLimits::idle, or
                ///< sent nothing within `first_byte`. The phase is kSending if
@@ -93,8 +93,8 @@ struct ExchangeEvent {
     kConnecting,    ///< The address is tried.
     kNotConnected,  ///< It failed, with this error.
     kConnected,     ///< It is connected.
-    kSent,          ///< So many bytes have been sent, in sum; pieces of one
-                    ///< millisecond may be reported together.
+    kSent,          ///< So many bytes have been sent, in sum; pieces sent
+                    ///< within 32 ms may be reported together.
     kPeerClosed,    ///< The peer will send no more.
   };
   Kind kind;
@@ -210,7 +210,8 @@ class FAIRLEAD_EXPORT Exchange {
   /// and what was sent and not acknowledged is lost. If the last Converse() was
   /// done, this therefore waits until the peer has acknowledged everything: it
   /// closes the sending direction and discards what comes, for
-  /// ExchangeLimits::idle after each acknowledgement and within the total.
+  /// ExchangeLimits::idle, at least half a second, after each acknowledgement
+  /// and within the total.
   /// @return kDone if nothing was waited for or all was acknowledged; else
   ///     kPeerReset, kSilence, kTimeOver or kFailed, in kSending
   /// @par Cost
