@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "fairlead/ini/file_edit.h"
+#include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/descriptor.h"
 #include "tool/base/escapes.h"
@@ -124,8 +125,8 @@ void CheckSize(const Source& source, const CipherKey& key, std::size_t size) {
   if (key.cipher != Cipher::kAesEcb || size % CipherStream::kBlock == 0) return;
   throw Failure(
       kMalformedInput,
-      Concat(source.name(), " has ", size,
-             " bytes, which is not a multiple of the AES block of 16: it is "
+      Concat(source.name(), " has ", BytesText(size),
+             ", which is not a multiple of the AES block of 16: it is "
              "damaged, or not encrypted with AES (try -rc4)"));
 }
 

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
 
@@ -58,10 +59,10 @@ void BodyStream::TakeWhole(std::string_view bytes, bool at_end) {
 // must not become whole.
 void BodyStream::TakeCounted(std::string_view bytes, bool at_end) {
   if (bytes.size() > *left_ || (at_end && *left_ > 0))
-    throw Failure(
-        kCannotRead,
-        Concat("cannot read ", source_.name(), ": it had ", source_.size(),
-               " bytes at first, and now has ", at_end ? "fewer" : "more"));
+    throw Failure(kCannotRead,
+                  Concat("cannot read ", source_.name(), ": it had ",
+                         BytesText(source_.size()), " at first, and now has ",
+                         at_end ? "fewer" : "more"));
   *left_ -= bytes.size();
   Append(std::exchange(lead_, {}));
   if (*left_ == 0)

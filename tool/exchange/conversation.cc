@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
@@ -241,7 +242,7 @@ void Conversation::Close(std::string_view failure) {
   const std::string ending = outcome_.Ending();
   display_.Closed(sent, received, ending);
   Log(ending);
-  Log(Concat("closed: ", sent, " bytes sent, ", received, " received"));
+  Log(Concat("closed: ", BytesText(sent), " sent, ", received, " received"));
 }
 
 void Conversation::CheckOutcome() const {
@@ -250,8 +251,9 @@ void Conversation::CheckOutcome() const {
   PrintNote(settings_.command, outcome_.Summary());
   if (reception_.Undecrypted() > 0)
     PrintNote(settings_.command,
-              Concat("discarded ", reception_.Undecrypted(),
-                     " trailing bytes of an incomplete cipher block"));
+              Concat("discarded ", reception_.Undecrypted(), " trailing ",
+                     reception_.Undecrypted() == 1 ? "byte" : "bytes",
+                     " of an incomplete cipher block"));
 }
 
 void Conversation::ReportCut() {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
 
@@ -40,10 +41,11 @@ std::string PrefixBefore(std::uint64_t size, const FramePrefix& prefix) {
   const std::int64_t most = (std::int64_t{1} << 8 * prefix.size()) - 1;
   const std::int64_t number = static_cast<std::int64_t>(size) + prefix.add;
   if (number < 0 || number > most)
-    throw Failure(kWrongUsage,
-                  Concat("a message of ", size, " bytes: its prefix would be ",
-                         number, "; -prefix ", ChoiceName(kPrefix, prefix.form),
-                         " holds 0 to ", most));
+    throw Failure(
+        kWrongUsage,
+        Concat("a message of ", BytesText(size), ": its prefix would be ",
+               number, "; -prefix ", ChoiceName(kPrefix, prefix.form),
+               " holds 0 to ", most));
   std::string bytes;
   for (std::size_t i = prefix.size(); i-- > 0;)
     bytes += static_cast<char>(number >> 8 * i);
@@ -102,7 +104,7 @@ std::string FrameReader::Missing() const {
   if (prefix_taken_ < prefix_.size())
     return Concat(prefix_taken_, " of ", prefix_.size(),
                   " bytes of a frame's prefix");
-  return Concat(length_ - left_, " of ", length_, " bytes of a frame");
+  return Concat(length_ - left_, " of ", BytesText(length_), " of a frame");
 }
 
 }  // namespace fairlead::tool

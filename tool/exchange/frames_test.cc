@@ -202,7 +202,7 @@ TEST(FramesTest, FramesMayBeginAtBlocks) {
   const std::string stream =
       "\2ab\xff" + "\3abc"s + "\0\1\2\3"s + "\4abcd...\1"s;
   const Reading whole = {
-      {"ab", "abc", "", "abcd"}, "0 of 1 bytes of a frame", false};
+      {"ab", "abc", "", "abcd"}, "0 of 1 byte of a frame", false};
   for (std::size_t cut = 0; cut <= stream.size(); ++cut)
     ASSERT_EQ(Read({PrefixForm::kU8},
                    {std::string_view(stream).substr(0, cut),

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 
+#include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
@@ -18,10 +19,6 @@ std::string NotResolved(std::string_view host, int error, int system_error) {
                           : error == EAI_SYSTEM ? ErrorText(system_error)
                                                 : gai_strerror(error);
   return Concat("no IPv4 address is known for ", Quoted(host), ": ", why);
-}
-
-std::string BytesText(std::uint64_t count) {
-  return Concat(count, count == 1 ? " byte" : " bytes");
 }
 
 void Outcome::ForgetReset() {

@@ -22,9 +22,6 @@ namespace fairlead::tool {
 /// @param system_error the POSIX `errno` of EAI_SYSTEM
 std::string NotResolved(std::string_view host, int error, int system_error);
 
-/// Returns "1 byte" or "3 bytes".
-std::string BytesText(std::uint64_t count);
-
 /// What a conversation notes while it runs, and what follows from it at its
 /// end: the status, and what users read about it.
 ///

@@ -6,6 +6,7 @@
 
 #include <utility>
 
+#include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
@@ -143,11 +144,12 @@ std::optional<Failure> Reception::NoteCut() {
 
 // Returns what the end of the connection has cut, if anything.
 std::optional<Failure> Reception::Cut() const {
-  if (Undecrypted() > 0)
-    return Failure(kReceivingFailed,
-                   Concat("receiving failed: the last ", Undecrypted(),
-                          " bytes are an incomplete block of ",
-                          CipherStream::kBlock, ", which AES cannot decrypt"));
+  if (const std::size_t left = Undecrypted(); left > 0)
+    return Failure(
+        kReceivingFailed,
+        Concat("receiving failed: the last ", BytesText(left),
+               left == 1 ? " is" : " are", " an incomplete block of ",
+               CipherStream::kBlock, ", which AES cannot decrypt"));
   const std::string frame = frames_ ? frames_->Missing() : "";
   if (frame.empty()) return std::nullopt;
   return Failure(kCutShort, Concat("cut short: ", frame));

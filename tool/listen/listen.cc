@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "fairlead/time/the_time.h"
+#include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/base/failure.h"
@@ -185,7 +186,8 @@ class Report : public ListenerEvents {
   }
 
   void Received(const PeerAccount& peer, std::string_view bytes) override {
-    watch_.Log(Concat("received ", bytes.size(), " bytes from ", peer.name));
+    watch_.Log(
+        Concat("received ", BytesText(bytes.size()), " from ", peer.name));
     Show(peer, [&] { display_.Received(bytes, TheTime()); });
   }
 
@@ -197,8 +199,8 @@ class Report : public ListenerEvents {
     --open_;
     EnterStage();
     const std::string why = error == 0 ? "" : Concat(", ", ErrorText(error));
-    watch_.Tell(Concat("closed ", peer.name, ": ", peer.received,
-                       " bytes received, ", peer.sent, " sent", why));
+    watch_.Tell(Concat("closed ", peer.name, ": ", BytesText(peer.received),
+                       " received, ", peer.sent, " sent", why));
     Show(peer, [&] {
       display_.Closed(peer.sent, peer.received,
                       error == 0 ? "the peer closed" : ErrorText(error));

@@ -268,8 +268,8 @@ TEST(ListenPeersTest, AResetCountsAsAnEnd) {
   EXPECT_EQ(outcome.output, "ab");
   for (const char* const line :
        {"fairlead listen: connected 127\\.0\\.0\\.1:[0-9]+\n",
-        ": 1 bytes received, 1 sent, Connection reset by peer\n",
-        "fairlead listen: closed 127\\.0\\.0\\.1:[0-9]+: 1 bytes received, 1 "
+        ": 1 byte received, 1 sent, Connection reset by peer\n",
+        "fairlead listen: closed 127\\.0\\.0\\.1:[0-9]+: 1 byte received, 1 "
         "sent\n"})
     EXPECT_THAT(outcome.error, ContainsRegex(line));
   EXPECT_EQ(outcome.status, 0);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/failure.h"
 #include "tool/base/reason.h"
@@ -55,12 +56,11 @@ std::string_view Reply::From(std::uint64_t offset,
                                           most);
   const ssize_t count = ReadAt(offset, buffer.first(most), file_->descriptor());
   if (count > 0) return {buffer.data(), static_cast<std::size_t>(count)};
-  throw Failure(
-      kCannotRead,
-      Concat("cannot read ", file_->name(), ": ",
-             count == -1 ? Reason(errno)
-                         : Concat("it had ", size(),
-                                  " bytes at first, and now has fewer")));
+  throw Failure(kCannotRead,
+                Concat("cannot read ", file_->name(), ": ",
+                       count == -1 ? Reason(errno)
+                                   : Concat("it had ", BytesText(size()),
+                                            " at first, and now has fewer")));
 }
 
 }  // namespace fairlead::tool

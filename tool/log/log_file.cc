@@ -12,6 +12,7 @@
 #include <iostream>
 #include <utility>
 
+#include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/descriptor.h"
 #include "tool/base/escapes.h"
@@ -81,13 +82,15 @@ bool LogFile::HasNoReader() const {
 
 std::string LogFile::Missing() const {
   if (unread_ > 0)
-    return Concat(unread_.load(), " of ", written_.load(), " bytes written to ",
-                  Quoted(path_), " are missing: no program reads it");
+    return Concat(unread_.load(), " of ", BytesText(written_.load()),
+                  " written to ", Quoted(path_),
+                  " are missing: no program reads it");
   const std::int64_t size = Size();
   const std::int64_t written = written_;
   const std::int64_t missing = size_before_ + written - size;
   if (size == -1 || missing <= 0) return "";
-  return Concat(missing, " of ", written, " bytes written to ", Quoted(path_),
+  return Concat(missing, " of ", BytesText(written), " written to ",
+                Quoted(path_),
                 " are missing: the disk is full, a limit is reached, or the "
                 "file was truncated");
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"
 #include "tool/traffic/events.h"
@@ -34,7 +35,7 @@ std::string DumpRow(std::size_t offset, std::string_view bytes) {
 }
 
 std::string Dump(std::string_view bytes) {
-  std::string text = Concat(bytes.size(), " bytes\n");
+  std::string text = Concat(BytesText(bytes.size()), "\n");
   for (std::size_t at = 0; at < bytes.size(); at += kRowSize)
     text += DumpRow(at, bytes.substr(at, kRowSize));
   return text;
