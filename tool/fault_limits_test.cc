@@ -188,7 +188,7 @@ std::string TryKill(const Scenario& scenario, const Trial& base,
                                        : at + "then wrong: " + Shown(again);
 }
 
-constexpr std::size_t kKillInterval = 8;
+constexpr std::size_t kKillInterval = 16;
 
 TEST_P(FaultLimitsTest, AKillLosesNothing) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;

@@ -260,7 +260,7 @@ class Injection {
   std::atomic<int> runs_ = 0;
 };
 
-constexpr std::size_t kSampleInterval = 40;
+constexpr std::size_t kSampleInterval = 100;
 
 TEST_P(FaultTest, AFailedCallLosesNothing) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;

@@ -252,8 +252,11 @@ std::string Shown(const Trial& run) {
 FaultChoice SelectedFaults() {
   const std::string text(EnvironmentVariable("FAIRLEAD_FAULTS").value_or(""));
   if (text == "all") return {.all = true};
-  return {.seed = text.empty() ? std::random_device{}()
-                               : static_cast<unsigned>(std::stoul(text))};
+  if (text.empty()) return {.seed = std::random_device{}()};
+  FaultChoice choice{.seed = static_cast<unsigned>(std::stoul(text))};
+  if (const std::size_t slash = text.find('/'); slash != std::string::npos)
+    choice.max_interval = std::stoul(text.substr(slash + 1));
+  return choice;
 }
 
 std::vector<std::size_t> SampleOf(std::size_t count, std::size_t interval,
@@ -261,6 +264,7 @@ std::vector<std::size_t> SampleOf(std::size_t count, std::size_t interval,
   std::vector<std::size_t> indices(count);
   std::iota(indices.begin(), indices.end(), std::size_t{0});
   if (choice.all) return indices;
+  interval = std::min(interval, choice.max_interval);
   std::ranges::shuffle(indices, std::mt19937(choice.seed));
   indices.resize((count + interval - 1) / interval);
   return indices;

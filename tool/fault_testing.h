@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <map>
 #include <string>
 #include <string_view>
@@ -63,12 +64,13 @@ std::string ErrorOfFiles(const Files& files, const Trial& base,
 /// Returns what the run did, for a message.
 std::string Shown(const Trial& run);
 
-/// Which faults are tried, by the environment variable FAIRLEAD_FAULTS: "all",
-/// or a number for the sample with this seed. By default, a new sample is
-/// drawn.
+/// Which faults are tried, by the environment variable FAIRLEAD_FAULTS: "all";
+/// a number for the sample with this seed; or such as "1/40", of which one of
+/// 40 faults is tried at least. By default, a new sample is drawn.
 struct FaultChoice {
   bool all = false;
   unsigned seed = 0;
+  std::size_t max_interval = std::numeric_limits<std::size_t>::max();
 };
 
 FaultChoice SelectedFaults();
