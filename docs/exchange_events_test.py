@@ -251,6 +251,64 @@ class EventsTest(unittest.TestCase):
             self.check(run(["recv", *server, "-until", "y", *FOREVER]), 1,
                        ["resolved", "connected", "received", "closed", "error"])
 
+    def test_a_text_that_decides(self):
+        for option, status in (("-expect", 0), ("-reject", 1)):
+            with Server(lambda connection: connection.sendall(b"a\nb no\n")) as server:
+                events = self.check(
+                    run(["recv", *server, option, "no", *FOREVER]), status,
+                    ["resolved", "connected", "received", "closed"]
+                    + ["error"] * status)
+            self.assertIn("'b no'", events[-1]["message" if status else "reason"])
+
+    def test_a_script(self):
+        for expected, status in (("b", 0), ("z", 1)):
+            with tempfile.NamedTemporaryFile("w") as file:
+                file.write(f"send a\nexpect a\nsend b\nexpect {expected}\n")
+                file.flush()
+                events = self.check(
+                    run(["send", "-demo", "-script", file.name, *FOREVER]), status,
+                    ["resolved", "connected", "sent", "received", "sent",
+                     "received", "closed"] + ["error"] * status)
+            self.assertEqual(payload(events, "sent"), b"a\nb\n")
+
+    def test_a_script_that_is_malformed(self):
+        with tempfile.NamedTemporaryFile("w") as file:
+            file.write("greet\n")
+            file.flush()
+            self.check(run(["send", "-demo", "-script", file.name]), 3, ["error"])
+
+    def test_each_run(self):
+        one = ["resolved", "connected", "sent", "received", "closed"]
+        again = ["-repeat", "3", "-interval", "0", *FOREVER]
+        self.check(run(["send", "-demo", "-text", "a", *again]), 0, one * 3)
+        same = ["resolved", "connected", "sent", "closed"]
+        self.check(run(["send", "-demo", "-text", "a", "-changes", *again]), 0,
+                   one + same * 2)
+
+    def test_each_connection_of_reconnect(self):
+        answers = iter([b"\3tw", b"\3two"])
+        with socket.create_server(("127.0.0.1", 0)) as listener:
+            def serve():
+                for answer in answers:
+                    connection, _ = listener.accept()
+                    with connection:
+                        connection.sendall(answer)
+            server = threading.Thread(target=serve)
+            server.start()
+            done = run(["recv", "-host", "127.0.0.1", "-port",
+                        str(listener.getsockname()[1]), "-prefix", "u8",
+                        "-messages", "1", "-reconnect", "-retrydelay", "0"])
+            server.join()
+        events = self.events(done.stdout)
+        self.assertEqual(done.returncode, 18, done.stderr)
+        self.assertEqual(
+            kinds(events),
+            ["resolved", "connected", "closed", "error",
+             "resolved", "connected", "received", "closed", "error"])
+        for error in (event for event in events if event["event"] == "error"):
+            self.assertEqual(error["status"], 18)
+            self.assertIn(error["message"] + "\n", done.stderr.decode())
+
     def test_the_time_limit(self):
         with Server(receive_all) as server:
             self.check(

@@ -132,13 +132,17 @@ TEST(EndingsTest, AnUnresolvedName) {
 // -quiet changes no status and hides no reason. A name from outside never
 // reaches a terminal raw.
 TEST(EndingsTest, AnUnresolvedNameWithQuiet) {
-  const Outcome outcome =
-      Fairlead({"recv", "-host", "no\033[31m.invalid", "-port", "1", "-quiet"});
-  EXPECT_EQ(outcome.status, 6);
-  EXPECT_EQ(outcome.error,
-            "fairlead recv: no IPv4 address is known for "
-            "'no\\x1b[31m.invalid': Name or service not known\n");
-  EXPECT_EQ(outcome.output, "");
+  for (const std::string command : {"recv", "resolve"}) {
+    Words arguments = {command, "-host", "no\033[31m.invalid", "-quiet"};
+    if (command == "recv") arguments = arguments + Words{"-port", "1"};
+    const Outcome outcome = Fairlead(arguments);
+    EXPECT_EQ(outcome.status, 6);
+    EXPECT_EQ(outcome.error,
+              "fairlead " + command +
+                  ": no IPv4 address is known for "
+                  "'no\\x1b[31m.invalid': Name or service not known\n");
+    EXPECT_EQ(outcome.output, "");
+  }
 }
 
 TEST(EndingsTest, AServerThatDoesNotListen) {

@@ -152,6 +152,29 @@ TEST_F(ResetsTest, WithoutARuleAResetIsAFailure) {
   });
 }
 
+TEST_F(ResetsTest, AnOrderlyCloseIsNone) {
+  const auto answer = [](const std::string& text) {
+    return [=](int connection) {
+      ReceiveAll(connection);
+      SendAll(connection, text);
+    };
+  };
+  const auto send = [](int connection) { SendAll(connection, "all\n"); };
+  const std::string large(1'000'000, 'x');
+  CheckAll({
+      {"recv", {"recv"}, send, 0, "", "all\n"},
+      {"nothing", {"recv"}, [](int) {}, 52, "nothing was answered: the peer "},
+      {"a rule", {"recv", "-lines", "2"}, send, 18, "cut short: 1 of 2 lines"},
+      {"send",
+       {"send", "-text", "x", "-halfclose", "on"},
+       answer("all\n"),
+       0,
+       "",
+       "all\n"},
+      {"large", {"send", "-stdin"}, answer(large), 0, "", large, large},
+  });
+}
+
 TEST_F(ResetsTest, AResetBeforeARuleIsMetIsAFailure) {
   const Words send = {"send", "-text", "x"};
   CheckAll({

@@ -91,13 +91,17 @@ TEST(SlowPeersTest, AFloodNeedsLittleMemory) {
     sent.set_value();
     measured.get_future().wait();
   });
-  Process process({.arguments = server.Arguments("recv") +
-                                Words{"-idle", "60", "-timeout", "60"},
-                   .output_path = "/dev/null"});
+  Process process(
+      {.arguments = server.Arguments("recv") +
+                    Words{"-idle", "60", "-timeout", "60", "-verbose"},
+       .output_path = "/dev/null"});
   sent.get_future().wait();
   const int kilobytes = MostMemoryOf(process.pid());
   measured.set_value();
-  EXPECT_EQ(process.Wait().status, 0);
+  const Outcome outcome = process.Wait();
+  EXPECT_THAT(outcome.error, testing::HasSubstr(" 500000000 received; the peer "
+                                                "closed\n"));
+  EXPECT_EQ(outcome.status, 0);
   EXPECT_GT(kilobytes, 0);
   EXPECT_LT(kilobytes, 20'000);
 }

@@ -8,7 +8,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
 
-# What one search may take; the largest takes an eighth.
+# What one search may take, in processor time; the largest takes an eighth.
 readonly seconds=40 mebibytes=2048 depth=1000000
 
 readonly safety='-DSAFETY -DNOCLAIM' liveness='-DNFAIR=3'
@@ -21,7 +21,7 @@ search() {
   rm -f client.pml.trail
   spin -a "$@" "$model" >spin.log || { cat spin.log >&2; exit 1; }
   gcc "${optimize--O0}" -w -DCOLLAPSE -DMEMLIM="$mebibytes" $kind -o pan pan.c
-  timeout "$seconds" ./pan -b -m"$depth" $options >pan.log 2>&1 ||
+  (ulimit -t "$seconds" && exec ./pan -b -m"$depth" $options) >pan.log 2>&1 ||
     echo "pan ended with $?" >>pan.log
 }
 

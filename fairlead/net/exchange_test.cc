@@ -459,12 +459,19 @@ TEST(HostLookupTest, AnswersByValue) {
 }
 
 TEST(ExchangeTest, PrintsNothing) {
-  testing::internal::CaptureStdout();
   const Listener refusing;
+  Server server([](Socket& peer) { peer.Send("hi"); });
+  Reply reply;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
   Exchange exchange({.limits = kPatient});
   exchange.Connect("127.0.0.1", PortOf(refusing));
   exchange.Connect("no such host", 1);
+  const ExchangeResult result =
+      exchange.Run("localhost", server.port(), "", reply.UntilTheEnd());
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(result.end, ExchangeEnd::kPeerClosed);
 }
 
 }  // namespace

@@ -72,6 +72,15 @@ bool BeginsWithLayoutControl(std::string_view bytes) {
   return bytes.starts_with("\xE2\x81") && last >= 0xA6 && last <= 0xA9;
 }
 
+// Returns the character, of two or three bytes in UTF-8, as JSON escapes it.
+std::string JsonEscape(std::string_view character) {
+  unsigned code = Byte(character[0]) & (character.size() == 2 ? 0x1FU : 0x0FU);
+  for (const char c : character.substr(1))
+    code = code << 6U | (Byte(c) & 0x3FU);
+  return Concat("\\u", HexByte(static_cast<char>(code >> 8U)),
+                HexByte(static_cast<char>(code)));
+}
+
 std::string Spelled(char c) {
   switch (c) {
     case '\r':
@@ -183,7 +192,9 @@ std::string JsonString(std::string_view bytes) {
     if (BeginsWithC1Control(bytes)) bytes.remove_prefix(1);
     const char c = bytes[0];
     const std::size_t sequence = Utf8Length(bytes);
-    if (sequence > 0)
+    if (BeginsWithLayoutControl(bytes))
+      text += JsonEscape(bytes.substr(0, sequence));
+    else if (sequence > 0)
       text += bytes.substr(0, sequence);
     else if (c == '"' || c == '\\')
       text.append("\\").append(1, c);

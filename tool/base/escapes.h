@@ -41,8 +41,8 @@ std::string Shown(std::string_view text);
 std::string Visible(std::string_view bytes);
 
 /// Returns the bytes as a JSON string, in quotation marks. Well-formed UTF-8
-/// stays as it is, with escaped control characters; any other byte above 0x7F
-/// becomes the code point of its value.
+/// stays as it is, but for control characters and what reorders a text, which
+/// are escaped; any other byte above 0x7F becomes the code point of its value.
 std::string JsonString(std::string_view bytes);
 
 /// Returns whether all the bytes are well-formed UTF-8, control characters

@@ -168,6 +168,9 @@ TEST(EscapesTest, JsonKeepsUtf8AndEscapesTheRest) {
   EXPECT_EQ(JsonString("Zo\xc3\xab"), "\"Zo\xc3\xab\"");
   EXPECT_EQ(JsonString("\xeb\xc2\x85"), R"("\u00eb\u0085")");
   EXPECT_EQ(JsonString("\xc2"), R"("\u00c2")");
+  // What changes the order of a text on a terminal.
+  EXPECT_EQ(JsonString("\xd8\x9c\xe2\x80\xaex\xe2\x81\xa6"),
+            R"("\u061c\u202ex\u2066")");
 }
 
 TEST(EscapesTest, Utf8IncludesControlCharacters) {

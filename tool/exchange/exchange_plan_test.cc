@@ -92,6 +92,8 @@ TEST(ExchangePlanTest, CountsRetriesAndRuns) {
   EXPECT_EQ(Planned({"-repeat", "3"})->runs, 3);
   EXPECT_EQ(Planned({"-repeat", "forever"})->runs, 0);
   EXPECT_TRUE(Planned({"-repeat", "forever"})->repeats);
+  EXPECT_EQ(Planned({"-repeat", "2", "-interval", "250ms"})->interval,
+            std::chrono::milliseconds(250));
 }
 
 }  // namespace

@@ -163,14 +163,14 @@ void Reception::Check(bool is_over, std::string_view ending) const {
   if (cut && cut->status() == kReceivingFailed)
     fail(cut->status(), cut->what());
   if (IsExpected()) return;
+  if (cut) fail(cut->status(), cut->what());
+  if (cuts_ > 0) fail(cut_status_, CutMessages(cuts_));
   if (watch_.ExpectedIsMissing())
     fail(kAnswerIsNo, NotCome(kExpect, settings_.expected));
-  if (cut) fail(cut->status(), cut->what());
   if (rules_.UntilIsMissing())
     fail(kAnswerIsNo, NotCome(kUntil, settings_.stop.until));
   if (const std::string missing = rules_.Missing(); !missing.empty())
     fail(kCutShort, Concat("cut short: ", missing));
-  if (cuts_ > 0) fail(cut_status_, CutMessages(cuts_));
 }
 
 }  // namespace fairlead::tool

@@ -136,6 +136,24 @@ TEST(RecvCommandTest, NeedsAServer) {
             "help recv'\n");
 }
 
+TEST(RecvCommandTest, AReceiveThatFailsIsReportedInTheSystemsWords) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  ScriptedServer server([](int connection) {
+    SendAll(connection, "half");
+    ReceiveAll(connection);
+  });
+  const Outcome outcome =
+      RunProgram({.arguments = WithFault("recvfrom:error=ENOMEM:when=2") +
+                               (Words{Program()} + server.Arguments("recv") +
+                                Words{"-idle", "86400"}),
+                  .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+                  .program = "strace"});
+  EXPECT_EQ(outcome.output, "half");
+  EXPECT_EQ(outcome.error,
+            "fairlead recv: receiving failed: Cannot allocate memory\n");
+  EXPECT_EQ(outcome.status, 56);
+}
+
 // The time limit has a thread, which the system refuses.
 TEST(RecvCommandTest, WithoutAThreadNoConnectionIsMade) {
   if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;

@@ -324,6 +324,19 @@ TEST(RecvReconnectTest, ACutFrameFailsASilentEnd) {
   EXPECT_EQ(outcome.status, 18);
 }
 
+TEST(RecvReconnectTest, ACutFrameComesBeforeAMissingText) {
+  for (const std::string rule : {"-until", "-expect"}) {
+    const Answers answers({"\3on", "\3two"});
+    const Outcome outcome = answers.Received(
+        {"-prefix", "u8", "-idle", "1", "-quiet", rule, "three"});
+    EXPECT_THAT(outcome.error,
+                HasSubstr("recv: 1 message was cut when the peer left; the "
+                          "peer was silent for 1 s\n"))
+        << rule;
+    EXPECT_EQ(outcome.status, 18);
+  }
+}
+
 TEST(RecvReconnectTest, ABlockThatIsCutIsReportedAndFailsInTheEnd) {
   const std::string block =
       RunProgram({.arguments = {"crypt", "encrypt", "-aes", "k", "-stdin"},

@@ -174,10 +174,11 @@ TEST(SendPrefixTest, AFrameThatIsCutIsReported) {
 }
 
 TEST(SendPrefixTest, AFrameThatIsCutComesBeforeAMissingText) {
-  const Outcome outcome =
-      Receives("\5thr", {"-prefix", "u8", "-until", "three"});
-  EXPECT_THAT(outcome.error, HasSubstr("3 of 5 bytes of a frame"));
-  EXPECT_EQ(outcome.status, 18);
+  for (const std::string rule : {"-until", "-expect"}) {
+    const Outcome outcome = Receives("\5thr", {"-prefix", "u8", rule, "three"});
+    EXPECT_THAT(outcome.error, HasSubstr("3 of 5 bytes of a frame")) << rule;
+    EXPECT_EQ(outcome.status, 18);
+  }
 }
 
 TEST(SendPrefixTest, SilenceWithinAFrameCutsIt) {

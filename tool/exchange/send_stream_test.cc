@@ -222,6 +222,18 @@ TEST(SendStreamTest, AnswersComeAfterTheInputHasEnded) {
   EXPECT_EQ(streams.Wait(), 0);
 }
 
+TEST(SendStreamTest, WithoutAHalfCloseTheServerSeesNoEnd) {
+  ScriptedServer server([](int connection) { ReceiveAll(connection); });
+  const Outcome outcome = RunProgram(
+      {.arguments = server.Arguments("send") +
+                    Words{"-stdin", "-halfclose", "off", "-idle", "500ms"},
+       .input = "all"});
+  EXPECT_EQ(outcome.error,
+            "fairlead send: nothing was answered: the peer was silent for 500 "
+            "ms\n");
+  EXPECT_EQ(outcome.status, 52);
+}
+
 // The rule is met while the input has nothing to send.
 TEST(SendStreamTest, ARuleThatIsMetAwaitsTheEndOfTheInput) {
   std::promise<std::string> received;
