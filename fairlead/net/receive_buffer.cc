@@ -27,14 +27,18 @@ std::span<char> ReceiveBuffer::RoomLocked() {
 
 std::span<char> ReceiveBuffer::AwaitRoom() {
   std::unique_lock lock(mutex_);
-  room_cv_.wait(lock, [this] {
+  const auto has_room = [this] {
     room_ = RoomLocked();
     return stopped_ || room_.size() >= kMinRoom;
-  });
+  };
+  if (!has_room()) {
+    news_cv_.notify_one();
+    room_cv_.wait(lock, has_room);
+  }
   return stopped_ ? std::span<char>() : room_;
 }
 
-void ReceiveBuffer::Add(std::size_t size) {
+void ReceiveBuffer::Add(std::size_t size, bool more) {
   {
     const TheTime now;
     const std::lock_guard lock(mutex_);
@@ -42,7 +46,7 @@ void ReceiveBuffer::Add(std::size_t size) {
         static_cast<std::size_t>(room_.data() - bytes_.get()), size, now.ts};
     ++count_;
   }
-  news_cv_.notify_one();
+  if (!more) news_cv_.notify_one();
 }
 
 // With the lock, a notification cannot come between the look and the sleep of a

@@ -37,12 +37,14 @@ class ReceiveBuffer {
     const TheTime& time;     // Likewise.
   };
 
-  // Waits for room and returns it; returns none once Stop() was called. For the
-  // receive thread, as is Add().
+  // Waits for room, which ends a Wait(), and returns it; returns none once
+  // Stop() was called. For the receive thread, as is Add().
   std::span<char> AwaitRoom();
 
-  // Adds what was received into the room, at least one byte.
-  void Add(std::size_t size);
+  // Adds what was received into the room, at least one byte. Ends a Wait(),
+  // unless `more` may come at once: then Add(), AwaitRoom() or Notify() is to
+  // be called soon.
+  void Add(std::size_t size, bool more = false);
 
   // Ends AwaitRoom(), now and later. Any thread.
   void Stop();

@@ -222,6 +222,28 @@ TEST(ReceiveBufferTest, NotifyEndsAWait) {
   notifying.join();
 }
 
+// What may be followed by more ends no wait, until there is no room for it.
+TEST(ReceiveBufferTest, WithoutRoomTheWaitForPiecesEnds) {
+  const std::string bytes = PatternOf(0, 3'000'000);
+  ReceiveBuffer buffer;
+  std::thread receiver([&] {
+    for (std::size_t at = 0; at < bytes.size();) {
+      const std::span<char> room = buffer.AwaitRoom();
+      const std::size_t size = bytes.copy(room.data(), room.size(), at);
+      at += size;
+      buffer.Add(size, true);
+    }
+    buffer.Notify();
+  });
+  std::string taken;
+  while (taken.size() < bytes.size()) {
+    buffer.Wait(std::nullopt, [](bool any) { return any; });
+    taken += TakeAll(buffer);
+  }
+  receiver.join();
+  EXPECT_EQ(taken, bytes);
+}
+
 TEST(ReceiveBufferTest, TheDeadlineEndsAWait) {
   ReceiveBuffer buffer;
   const auto deadline = steady_clock::now() + 10ms;

@@ -256,6 +256,9 @@ std::int32_t CTCPClient::RecvThread() {
   return 0;
 }
 
+// What fills the room has mostly left more, so the exchange's thread is woken
+// when nothing is left, or no room: in a flood, it would wake for each receive.
+//
 // Needs no select before each receive: Terminate() stops the buffer and makes
 // the socket readable. Should the system refuse that, the timeout of a receive
 // ends the wait.
@@ -263,12 +266,17 @@ void CTCPClient::ReceiveInto(internal::ReceiveBuffer& buffer) {
   const int sock = mainSock_;
   setsockopt(sock, SOL_SOCKET, SO_RCVTIMEO, &kInputTimeout,
              sizeof(kInputTimeout));
-  for (;;) {
+  for (bool more = false;;) {
     const std::span<char> room = buffer.AwaitRoom();
     if (room.empty()) return;
-    const ssize_t received = recv(sock, room.data(), room.size(), 0);
+    const ssize_t received =
+        recv(sock, room.data(), room.size(), more ? MSG_DONTWAIT : 0);
     if (received > 0) {
-      buffer.Add(static_cast<std::size_t>(received));
+      more = static_cast<std::size_t>(received) == room.size();
+      buffer.Add(static_cast<std::size_t>(received), more);
+    } else if (more && received == -1 && errno == EAGAIN) {
+      more = false;
+      buffer.Notify();
     } else if (received == 0 || (errno != EAGAIN && errno != EINTR)) {
       receiveError_ = received == 0 ? 0 : errno;
       CloseMainSock();
