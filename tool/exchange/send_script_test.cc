@@ -311,5 +311,20 @@ TEST_F(SendScriptTest, DoesNotGoWithRulesOrBodies) {
   }
 }
 
+TEST_F(SendScriptTest, WithoutATimerItFails) {
+  if (const std::string why = WhyNoFaults(); !why.empty()) GTEST_SKIP() << why;
+  for (const char* const call : {"timerfd_create", "timerfd_settime"}) {
+    const Outcome outcome = RunProgram(
+        {.arguments =
+             WithFault(std::string(call) + ":error=ENOMEM") +
+             Words{Program(), "send", "-demo", "-script", File("wait 1d\n")},
+         .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+         .program = "strace"});
+    EXPECT_THAT(outcome.error,
+                EndsWith("cannot set a timer: Cannot allocate memory\n"));
+    EXPECT_EQ(outcome.status, 55);
+  }
+}
+
 }  // namespace
 }  // namespace fairlead::tool::send_script_test
