@@ -115,34 +115,28 @@ TEST(EndingsTest, AWrongUsageDoesNotReadStandardInput) {
   EXPECT_EQ(outcome.status, 2);
 }
 
-TEST(EndingsTest, AnUnresolvedName) {
+// Expects that a host has no address, whose name is shown as `shown`.
+void ExpectUnresolved(const Words& host, const std::string& shown) {
   for (const std::string command : {"recv", "resolve"}) {
-    Words arguments = {command, "-host", "nosuch.invalid"};
+    Words arguments = Words{command, "-host"} + host;
     if (command == "recv") arguments = arguments + Words{"-port", "1"};
     const Outcome outcome = Fairlead(arguments);
     EXPECT_EQ(outcome.status, 6);
-    EXPECT_EQ(outcome.error,
-              "fairlead " + command +
-                  ": no IPv4 address is known for 'nosuch.invalid': Name or "
-                  "service not known\n");
+    EXPECT_EQ(outcome.error, "fairlead " + command +
+                                 ": no IPv4 address is known for '" + shown +
+                                 "': Name or service not known\n");
     EXPECT_EQ(outcome.output, "");
   }
+}
+
+TEST(EndingsTest, AnUnresolvedName) {
+  ExpectUnresolved({"nosuch.invalid"}, "nosuch.invalid");
 }
 
 // -quiet changes no status and hides no reason. A name from outside never
 // reaches a terminal raw.
 TEST(EndingsTest, AnUnresolvedNameWithQuiet) {
-  for (const std::string command : {"recv", "resolve"}) {
-    Words arguments = {command, "-host", "no\033[31m.invalid", "-quiet"};
-    if (command == "recv") arguments = arguments + Words{"-port", "1"};
-    const Outcome outcome = Fairlead(arguments);
-    EXPECT_EQ(outcome.status, 6);
-    EXPECT_EQ(outcome.error,
-              "fairlead " + command +
-                  ": no IPv4 address is known for "
-                  "'no\\x1b[31m.invalid': Name or service not known\n");
-    EXPECT_EQ(outcome.output, "");
-  }
+  ExpectUnresolved({"no\033[31m.invalid", "-quiet"}, "no\\x1b[31m.invalid");
 }
 
 TEST(EndingsTest, AServerThatDoesNotListen) {

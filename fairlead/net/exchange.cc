@@ -3,7 +3,7 @@
 
 #include "fairlead/net/exchange.h"
 
-#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <poll.h>
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 // Exchanges at moments that system calls make certain: a connection to itself,
-// and a peer that is gone before anyone looks.
+// a peer that is gone before anyone looks, a failure that one of two threads
+// meets, a receive that fills its room.
 
 #include <gtest/gtest.h>
 #include <netinet/in.h>
