@@ -183,6 +183,13 @@ class LineLaws {
     return line.substr(0, line.find_first_not_of(" \t"));
   }
 
+  // Returns whether a line is a header in brackets, disabled or not. In the
+  // records reading, a line that is no INI is one too, without a name.
+  static bool StartsWithBracket(const std::string& line) {
+    const std::size_t begin = line.find_first_not_of(" \t\r#;");
+    return begin != std::string::npos && line[begin] == '[';
+  }
+
   // If all headers are indented alike, so is a new one; unless it is below a
   // backslash, where it would continue a value.
   bool IsIndentedLikeHeaders(const std::string& added) const {
@@ -193,7 +200,7 @@ class LineLaws {
     bool may_continue = false;
     for (const IniEntry& entry : before_)
       if (entry.IsHeader() && entry.line != 0 &&
-          lines[entry.line - 1].find('[') != std::string::npos)
+          StartsWithBracket(lines[entry.line - 1]))
         all.insert(Indentation(lines[entry.line - 1]));
     for (const std::string& line : lines)
       may_continue |= Stripped(line).ends_with('\\');
