@@ -10,6 +10,7 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -314,6 +315,39 @@ TEST_F(ListenerTest, WhatWaitsHasALimitForAllPeersTogether) {
     EXPECT_GE(turns.waiting(), before + 1024) << i;
     ASSERT_LE(turns.waiting(), (3U << 20U) + (i + 1) * 1024);
   }
+  listener.Abandon();
+}
+
+// Takes no bytes for 50 ms, and counts the turns.
+class HeldBack : public ListenerEvents {
+ public:
+  HeldBack() {
+    const itimerspec once = {.it_interval = {},
+                             .it_value = {.tv_sec = 0, .tv_nsec = 50'000'000}};
+    timerfd_settime(stop_.number(), 0, &once, nullptr);
+  }
+
+  int stop() const { return stop_.number(); }
+  int turns() const { return turns_; }
+
+  bool TakesPeers() override { return ++turns_ > 0; }
+  bool TakesReceived(const PeerAccount& /*peer*/) override { return false; }
+
+ private:
+  const Descriptor stop_{timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC)};
+  int turns_ = 0;
+};
+
+// poll() returns at once for a connection that is reset.
+TEST_F(ListenerTest, APeerThatResetsWhileItIsHeldBackKeepsNoProcessorBusy) {
+  Listener listener(kLoopback, 0, {});
+  const linger at_once = {.l_onoff = 1, .l_linger = 0};
+  const int peer = ConnectToPort(listener.port());
+  setsockopt(peer, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  close(peer);
+  HeldBack events;
+  EXPECT_FALSE(listener.Serve(events, events.stop()));
+  EXPECT_LE(events.turns(), 3);
   listener.Abandon();
 }
 
