@@ -279,8 +279,7 @@ void CTCPClient::ReceiveInto(internal::ReceiveBuffer& buffer) {
       buffer.Notify();
     } else if (received == 0 || (errno != EAGAIN && errno != EINTR)) {
       receiveError_ = received == 0 ? 0 : errno;
-      CloseMainSock();
-      return;
+      return;  // Terminate() closes the socket.
     }
   }
 }
