@@ -182,13 +182,18 @@ TEST_F(ExchangeCallsTest, AFailureIsOfSendingWhoeverMeetsIt) {
   }
 }
 
-// The receive thread looks for more after a receive that has filled its room.
+// The receive thread looks for more after a receive that has filled its room,
+// while the exchange waits.
 TEST_F(ExchangeCallsTest, WhatFillsTheRoomIsTakenThoughNoMoreComes) {
   constexpr int kRoom = 72 * 1796;
   calls.recv = [is_first = true](int sock, void* data, std::size_t size,
                                  int flags) mutable {
-    const int all = std::exchange(is_first, false) ? MSG_WAITALL : 0;
-    return FAIRLEAD_SYSTEM(recv)(sock, data, size, flags | all);
+    if (!std::exchange(is_first, false))
+      return FAIRLEAD_SYSTEM(recv)(sock, data, size, flags);
+    const ssize_t received =
+        FAIRLEAD_SYSTEM(recv)(sock, data, size, flags | MSG_WAITALL);
+    std::this_thread::sleep_for(20ms);
+    return received;
   };
   std::promise<void> taken;
   Server server([&](Socket& peer) {
