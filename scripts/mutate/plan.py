@@ -18,7 +18,7 @@ USERS = {
     "tool/crypt": ["tool", "tool/exchange"], "tool/exchange": ["tool"], "tool/help": ["tool"],
     "tool/listen": ["tool", "tool/exchange"],
     "tool/traffic": ["tool/listen", "tool/exchange", "tool"], "tool/ini": ["tool"],
-    "tool/log": ["tool"], "tool/values": ["tool"],
+    "tool/log": ["tool/exchange", "tool"], "tool/values": ["tool"],
 }
 # Slow tests of another folder run for these alone.
 SLOW_USERS = {folder: ["tool"]
