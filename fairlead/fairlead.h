@@ -9,7 +9,7 @@
 #include "fairlead/cmdline/simple_cmd_line.h"
 #include "fairlead/crypto/aes.h"
 #include "fairlead/crypto/rc4.h"
-#include "fairlead/ini/file_edit.h"
+#include "fairlead/file/file_edit.h"
 #include "fairlead/ini/ini_document.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_keys.h"

@@ -17,8 +17,8 @@ try() {  # try NAME FILTER PROGRAMS COMMAND…
     [ -x "$program" ] || continue
     count=$((count + 1))
     timeout 600 "$@" "$PWD/$program" --gtest_filter="$filter" >"$work/log" 2>&1 </dev/null || {
-      failed=$((failed + 1))
       echo "$name: $program failed with $?"
+      failed=$((failed + 1))
       grep -E 'FAILED|Failure|terminate|Expected|Which is|actual|  "' "$work/log" | head -n 12
     }
   done
@@ -41,10 +41,14 @@ try "Turkish, St John's" '*' "$programs" env LC_ALL=tr_TR.UTF-8 TZ=America/St_Jo
 try 'Persian, Lord Howe' '*' "$programs" env LC_ALL=fa_IR.UTF-8 TZ=Australia/Lord_Howe
 try 'no locale, Apia' '*' "$programs" env LC_ALL=C TZ=Pacific/Apia
 
-# The clock runs on from these local times. Only the tests that read it are run.
+# The clock runs on from these local times. Only the tests that read it are run, and
+# not those that close standard streams or leave a process no descriptor, as
+# libfaketime opens files in each process; nor one that compares the clock with that
+# of a process in another time zone, whose local time begins at another moment.
+hindered='*ReportsAFailedRead*:*ReportsAnUnreadableInput*:*AFullOutputEndsIt*:*WithoutADescriptorItCannotListen*:*AllFormsShowTheSameTime*'
 faketime=$(find /usr/lib -name libfaketimeMT.so.1 | head -n 1)
 at() {  # at ZONE TIME
-  try "$2 in $1" '*' "$of_time" env TZ="$1" LD_PRELOAD="$faketime" FAKETIME="@$2" \
+  try "$2 in $1" "*-$hindered" "$of_time" env TZ="$1" LD_PRELOAD="$faketime" FAKETIME="@$2" \
     FAKETIME_DONT_FAKE_MONOTONIC=1 DONT_FAKE_MONOTONIC=1
 }
 at UTC '2038-01-19 03:14:00'

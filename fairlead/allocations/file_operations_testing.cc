@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fairlead/allocations/operations_testing.h"
-#include "fairlead/ini/file_edit.h"
+#include "fairlead/file/file_edit.h"
 #include "fairlead/ini/ini_file.h"
 #include "fairlead/ini/ini_text.h"
 #include "fairlead/ini/profile.h"

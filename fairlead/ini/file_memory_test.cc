@@ -14,8 +14,8 @@
 #include <utility>
 
 #include "fairlead/export.h"
-#include "fairlead/ini/edit_testing.h"
-#include "fairlead/ini/file_edit.h"
+#include "fairlead/file/edit_testing.h"
+#include "fairlead/file/file_edit.h"
 #include "fairlead/ini/ini_document.h"
 #include "fairlead/ini/ini_keys.h"
 #include "fairlead/testing/sanitizers.h"

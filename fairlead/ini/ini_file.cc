@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "fairlead/base/count_byte.h"
+#include "fairlead/file/open_file.h"
 #include "fairlead/ini/ini_text.h"
-#include "fairlead/ini/open_file.h"
 #include "fairlead/ini/record_index.h"
 #include "fairlead/ini/record_reader.h"
 #include "fairlead/ini/record_text.h"

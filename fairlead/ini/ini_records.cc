@@ -6,9 +6,9 @@
 #include <optional>
 #include <utility>
 
+#include "fairlead/file/open_file.h"
 #include "fairlead/ini/ini_edit.h"
 #include "fairlead/ini/ini_file.h"
-#include "fairlead/ini/open_file.h"
 #include "fairlead/ini/record_reader.h"
 #include "fairlead/text/trimmed.h"
 

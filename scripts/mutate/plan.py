@@ -9,7 +9,8 @@ COMMANDS = ["tool/values", "tool/help", "tool/crypt", "tool/log", "tool/ini", "t
             "tool/listen", "tool/exchange"]
 # The folders whose tests also see another folder.
 USERS = {
-    "fairlead/ini": ["tool/ini"], "fairlead/net": ["tool/exchange", "tool/traffic"],
+    "fairlead/file": ["fairlead/ini", "tool/ini"], "fairlead/ini": ["tool/ini"],
+    "fairlead/net": ["tool/exchange", "tool/traffic"],
     "fairlead/log": ["tool/log"], "fairlead/crypto": ["tool/crypt"], "fairlead/time": ["tool/values"],
     "fairlead/bits": ["tool/values"], "fairlead/text": ["fairlead/ini", "tool/command"],
     "fairlead/cmdline": ["tool/command"],
@@ -17,7 +18,7 @@ USERS = {
     "tool/crypt": ["tool", "tool/exchange"], "tool/exchange": ["tool"], "tool/help": ["tool"],
     "tool/listen": ["tool", "tool/exchange"],
     "tool/traffic": ["tool/listen", "tool/exchange", "tool"], "tool/ini": ["tool"],
-    "tool/log": ["tool"], "tool/values": ["tool"],
+    "tool/log": ["tool/exchange", "tool"], "tool/values": ["tool"],
 }
 # Slow tests of another folder run for these alone.
 SLOW_USERS = {folder: ["tool"]

@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "fairlead/ini/file_edit.h"
+#include "fairlead/file/file_edit.h"
 #include "tool/base/bytes_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/descriptor.h"

@@ -299,6 +299,8 @@ TEST(CryptCommandTest, ErrorsDoNotRepeatWhatMayBeAKey) {
 }
 
 TEST(CryptCommandTest, ALargeFileDrawsAProgressBar) {
+  if (const std::string why = WhyNoTerminal(); !why.empty())
+    GTEST_SKIP() << why;
   const TempFolder folder;
   const std::string path = folder.File("large", std::string(3'000'000, 'x'));
   const Words arguments = {"crypt", "encrypt", "-rc4", "k", "-file", path};
@@ -311,6 +313,8 @@ TEST(CryptCommandTest, ALargeFileDrawsAProgressBar) {
 }
 
 TEST(CryptCommandTest, ATerminalShowsNoControlBytes) {
+  if (const std::string why = WhyNoTerminal(); !why.empty())
+    GTEST_SKIP() << why;
   const std::string cipher = Rc4Model("k", "a\x1b[1mb");
   EXPECT_EQ(
       RunProgram({.arguments = {"crypt", "decrypt", "-rc4", "k", "-stdin"},

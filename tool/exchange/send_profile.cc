@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-#include "fairlead/ini/file_edit.h"
+#include "fairlead/file/file_edit.h"
 #include "fairlead/ini/ini_document.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "fairlead/ini/file_edit.h"
+#include "fairlead/file/file_edit.h"
 #include "fairlead/ini/ini_document.h"
 #include "tool/base/exit_status.h"
 #include "tool/command/arguments.h"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "fairlead/base/descriptor.h"
-#include "fairlead/ini/edit_lock.h"
+#include "fairlead/file/edit_lock.h"
 #include "tool/base/concat.h"
 #include "tool/ini/ini_testing.h"
 #include "tool/io/read_file.h"

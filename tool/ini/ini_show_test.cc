@@ -319,6 +319,8 @@ TEST_F(IniShowTest, Show) {
 }
 
 TEST_F(IniShowTest, ATerminalShowsNoControlBytes) {
+  if (const std::string why = WhyNoTerminal(); !why.empty())
+    GTEST_SKIP() << why;
   Write("[a]\nx=\x1b[31mred\n");
   const Words get = Line({"get", "-section", "a", "-key", "x"});
   EXPECT_EQ(RunProgram({.arguments = get, .output_is_terminal = true}).output,

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "fairlead/ini/file_edit.h"
+#include "fairlead/file/file_edit.h"
 #include "fairlead/ini/ini_text.h"
 #include "tool/base/concat.h"
 #include "tool/base/escapes.h"

@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "fairlead/ini/file_edit.h"
+#include "fairlead/file/file_edit.h"
 
 namespace fairlead::tool {
 
