@@ -76,7 +76,7 @@ std::string Printed(const char* form, unsigned number) {
 
 // Returns sets of keys that differ in few bytes.
 std::vector<Keys> SimilarKeys() {
-  constexpr unsigned kKeys = kSanitized ? 10000 : 100000;
+  constexpr unsigned kKeys = Rounds(100'000);
   std::vector<Keys> sets;
   for (const std::size_t bytes : {4U, 5U, 6U, 7U, 8U, 9U, 12U, 16U, 24U, 31U}) {
     Keys& keys = sets.emplace_back();

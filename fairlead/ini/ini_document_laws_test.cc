@@ -17,7 +17,7 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr int kSteps = kSanitized ? 10'000 : 100'000;
+constexpr int kSteps = Rounds(100'000);
 
 const std::vector<std::string> kLines = {"[s]",
                                          "[s]",

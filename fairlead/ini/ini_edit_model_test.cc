@@ -22,7 +22,7 @@
 namespace fairlead::internal::ini_edit_model_test {
 namespace {
 
-constexpr int kSteps = kSanitized ? 10'000 : 100'000;
+constexpr int kSteps = Rounds(100'000);
 
 class RandomSource {
  public:

@@ -468,7 +468,7 @@ std::string LineOf(int thread, int number) {
 
 TEST_F(LogTest, LinesOfManyThreadsAreWholeAndInOneOrder) {
   constexpr int kThreads = 8;
-  constexpr int kLines = kSanitized ? 1000 : 10000;
+  constexpr int kLines = Rounds(10'000);
   {
     const StandardOutputTo output(OutputName());
     CLog log(Name(), false);

@@ -134,7 +134,7 @@ class OnlyOnceModelTest : public testing::Test {
 };
 
 TEST_F(OnlyOnceModelTest, AgreesOnRandomCalls) {
-  for (int round = 0; round < (kSanitized ? 400 : 4000); ++round) {
+  for (int round = 0; round < Rounds(4000); ++round) {
     const auto mode = static_cast<COnlyMode>(random_() % 4);
     COnlyOnce once(mode);
     Model model(mode);

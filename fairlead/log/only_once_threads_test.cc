@@ -28,7 +28,7 @@ int CountInThreads(const auto& act) {
 }
 
 TEST(OnlyOnceThreadsTest, OneThreadReportsEachKey) {
-  constexpr int kKeys = kSanitized ? 2000 : 20000;
+  constexpr int kKeys = Rounds(20'000);
   const Clock clock;
   COnlyOnce once(OnceThrottle);
   EXPECT_EQ(CountInThreads([&once] {
