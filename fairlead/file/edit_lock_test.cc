@@ -32,13 +32,6 @@ using namespace std::chrono_literals;
 
 constexpr Expected kBusy = {.error = FileError::kBusy};
 
-// Locks the whole file through its open file description, as an edit does.
-bool LockAll(const Descriptor& file, short type) {
-  struct flock lock = {};
-  lock.l_type = type;
-  return fcntl(file.number(), F_OFD_SETLK, &lock) == 0;
-}
-
 std::string LockPath(const TempFolder& folder) {
   return folder.path() + "/.fairlead.lock";
 }

@@ -4,6 +4,7 @@
 #ifndef FAIRLEAD_FILE_EDIT_TESTING_H_
 #define FAIRLEAD_FILE_EDIT_TESTING_H_
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,6 +18,7 @@
 #include <string>
 #include <string_view>
 
+#include "fairlead/base/descriptor.h"
 #include "fairlead/file/file_edit.h"
 #include "fairlead/testing/temp_folder.h"
 
@@ -35,6 +37,13 @@ namespace fairlead::internal {
 
 inline constexpr uid_t kNobody = 65534;
 inline constexpr bool kBothWays[] = {false, true};  // In place?
+
+// Locks the whole file through its open file description, as an edit does.
+inline bool LockAll(const Descriptor& file, short type) {
+  struct flock lock = {};
+  lock.l_type = type;
+  return fcntl(file.number(), F_OFD_SETLK, &lock) == 0;
+}
 
 // Acts as another user if the test runs as root.
 class OtherUser {

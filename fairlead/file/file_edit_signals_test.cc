@@ -1,5 +1,6 @@
 // Tests of edits that a signal ends, and of programs without standard streams.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -93,6 +94,23 @@ TEST(FileEditSignalsTest, ASignalLeavesNothingBehind) {
       }
       EXPECT_GT(number, 10);
     }
+}
+
+// Edits lock a file of their own while a reader has locked theirs.
+TEST(FileEditSignalsTest, ASignalLeavesNoLockFile) {
+  for (const Way& way : {kWays[0], kWays[1]}) {
+    int number = 1;
+    for (bool reached = true; reached; ++number) {
+      SCOPED_TRACE(testing::Message() << way.name << ": " << number);
+      const Files files(way);
+      const Descriptor reader(open(files.path().c_str(), O_RDONLY | O_CLOEXEC));
+      ASSERT_TRUE(LockAll(reader, F_RDLCK));
+      reached = KillInCall(way, files, SIGTERM, number);
+      ExpectOneOfBothTexts(way, files);
+      EXPECT_EQ(files.Count(), 1U);
+    }
+    EXPECT_GT(number, 10);
+  }
 }
 
 // What is left, hard links of the file too, does not hinder the next edit.
