@@ -47,13 +47,6 @@ Descriptor Opened(const std::string& path) {
   return Descriptor(open(path.c_str(), O_RDWR | O_CLOEXEC));
 }
 
-// Locks the whole file, as F_RDLCK or F_WRLCK.
-void LockAll(const Descriptor& file, short type) {
-  struct flock lock = {};
-  lock.l_type = type;
-  EXPECT_EQ(fcntl(file.number(), F_OFD_SETLK, &lock), 0);
-}
-
 // A folder with the file "f", and beside it the lock file, if there is one.
 struct Place {
   TempFolder folder;
@@ -103,7 +96,7 @@ TEST(EditErrorsTest, BesideAReaderEachErrorOfTheLockFileHasItsMeaning) {
   };
   const Place place;
   const Descriptor reader = Opened(place.path);
-  LockAll(reader, F_RDLCK);
+  EXPECT_TRUE(LockAll(reader, F_RDLCK));
   for (const LockCase& c : cases) {
     SCOPED_TRACE(testing::Message() << c.call << ' ' << c.error);
     EXPECT_EQ(place.LockWith(Failing(c.call, c.error, c.number)), c.state);
@@ -114,11 +107,11 @@ TEST(EditErrorsTest, BesideAReaderEachErrorOfTheLockFileHasItsMeaning) {
 TEST(EditErrorsTest, BesideAReaderAnotherEditMayComeFirst) {
   const Place place;
   const Descriptor reader = Opened(place.path);
-  LockAll(reader, F_RDLCK);
+  EXPECT_TRUE(LockAll(reader, F_RDLCK));
   const auto delete_lock_file = [&] { unlink(place.lock_path.c_str()); };
   EXPECT_EQ(place.LockWith(Before("fcntl", 3, delete_lock_file)),
             State::kLockFile);
-  const auto lock_the_file = [&] { LockAll(reader, F_WRLCK); };
+  const auto lock_the_file = [&] { EXPECT_TRUE(LockAll(reader, F_WRLCK)); };
   EXPECT_EQ(place.LockWith(Before("fcntl", 4, lock_the_file)), State::kEditor);
   EXPECT_EQ(FilesIn(place.folder), 1U);
 }
