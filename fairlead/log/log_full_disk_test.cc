@@ -247,7 +247,7 @@ TEST_F(LogFullDiskTest, WaitingLinesAreWrittenWhenASmallDiskHasRoomAgain) {
   std::filesystem::create_directory(disk);
   const int status = StatusOfChild(OutputName(), [&] {
     if (unshare(CLONE_NEWNS) != 0 ||
-        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("none", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
         mount("none", disk.c_str(), "tmpfs", 0, "size=64k") != 0)
       _exit(kNoMount);
     std::ofstream(disk + "/other") << std::string(std::size_t{52} * 1024, '.');
