@@ -52,6 +52,8 @@ TEST(IniDocumentDeleteTest, DeletesASectionAndItsComments) {
        Delete({"s"}), "[r]\n# not\n\n[t]\n"},
       {"not those of the next", "[s]\nk=1\n# t\n[t]\n", Delete({"s"}),
        "# t\n[t]\n"},
+      {"parts in a row, of the blank lines one",
+       "[r]\n\n[s]\nk=1\n[s]\nk=2\n\n[t]\n", Delete({"s"}), "[r]\n\n[t]\n"},
       {"all its parts", "[s]\nk=1\n[t]\nk=2\n[s]\nk=3\n", Delete({"s"}),
        "[t]\nk=2\n"},
       {"not the disabled section below", "[s]\nk=1\n#[t]\n#j=1\n",

@@ -30,6 +30,7 @@ measure() {  # measure BUILD LLVM LABELS_LEFT_OUT [configuration…]
   shift 3
   cmake --preset "$(basename "$build")" "$@" >/dev/null
   cmake --build "$build"
+  ninja -C "$build" -t cleandead >/dev/null  # Programs of sources that have moved.
   rm -rf "$build/profiles"
   GTEST_BRIEF=1 GTEST_FILTER=$left_out FAIRLEAD_FAULTS=${FAIRLEAD_FAULTS-1/40} \
     ctest --test-dir "$build" --output-on-failure -LE "$labels" -E '^consumer' -j "${CTEST_PARALLEL_LEVEL-2}" || failed=yes
