@@ -100,9 +100,9 @@ TEST_F(SendScriptTest, AnotherLineIsAnAnswerOfNo) {
 TEST_F(SendScriptTest, APeerThatClosesCutsItShort) {
   for (const auto& [answer, got] :
        {std::pair{"", ""}, {"2", "got '2'; "}, {"250 ok", "got '250 ok'; "}}) {
-    ScriptedServer server([&answer = answer](int connection) {
+    ScriptedServer server([&text = answer](int connection) {
       Receive(connection, 2);
-      SendAll(connection, answer);
+      SendAll(connection, text);
     });
     const Outcome outcome = Run(server, "send a\nexpect 250");
     EXPECT_EQ(outcome.error,
