@@ -9,7 +9,7 @@ COMMANDS = ["tool/values", "tool/help", "tool/crypt", "tool/log", "tool/ini", "t
             "tool/listen", "tool/exchange"]
 # The folders whose tests also see another folder.
 USERS = {
-    "fairlead/file": ["fairlead/ini", "tool/ini"], "fairlead/ini": ["tool/ini"],
+    "fairlead/file": ["fairlead/ini", "tool/ini", "tool/crypt"], "fairlead/ini": ["tool/ini"],
     "fairlead/net": ["tool/exchange", "tool/traffic"],
     "fairlead/log": ["tool/log"], "fairlead/crypto": ["tool/crypt"], "fairlead/time": ["tool/values"],
     "fairlead/bits": ["tool/values"], "fairlead/text": ["fairlead/ini", "tool/command"],
