@@ -44,5 +44,5 @@ threads='net_tests|exchange_|tcp_client|_thread|edit_lock'
 mkdir -p "$build/valgrind"
 {
   sed 's/^/memcheck /' <<<"$programs"
-  grep -E "$threads" <<<"$programs" | sed 's/^/helgrind /'
+  sed -nE "/$threads/s/^/helgrind /p" <<<"$programs"
 } | xargs -n 2 -P "$(nproc)" bash -c 'run "$@"' run
