@@ -2,6 +2,7 @@
 
 #include "tool/ini/difference.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -122,6 +123,28 @@ TEST(DifferenceTest, TakesPartsOfTheOldText) {
             "");
   EXPECT_EQ(DifferenceInPieces("1\n2\n", {part(2), part(1)}),
             "--- f\n+++ f\n@@ -1,2 +1,2 @@\n-1\n 2\n+1\n");
+}
+
+// The last line has no newline, and the change is too large to be compared line
+// by line.
+TEST(DifferenceTest, TheEndOfTheLastLineIsAPartOfIt) {
+  std::string before;
+  std::string added;
+  for (int i = 0; i < 2100; ++i) {
+    before += "a\n";
+    added += "b\n";
+  }
+  before += "tail";
+  std::string text;
+  Difference difference("f", before,
+                        [&text](std::string_view piece) { text += piece; });
+  difference.Take(added + "t");
+  difference.Take(std::string_view(before).substr(before.size() - 3));
+  EXPECT_TRUE(difference.Finish());
+  EXPECT_THAT(text,
+              testing::EndsWith("+b\n+tail\n\\ No newline at end of file\n"));
+  EXPECT_THAT(text,
+              testing::StartsWith("--- f\n+++ f\n@@ -1,2101 +1,2101 @@\n-a\n"));
 }
 
 TEST(DifferenceTest, AByteOrderMarkIsAPartOfItsLine) {
